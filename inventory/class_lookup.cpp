@@ -1,0 +1,24 @@
+#include "inventory/class_lookup.h"
+
+#include "host/hskcore/schema_helper.h"
+
+using namespace NQRXHSK20;
+
+CIMContext PluginContext() {
+  return {{TCIMSchemaHelper::kContextName, TCIMValue(TCIMSchemaHelper::kPluginNSPName)}};
+}
+
+bool FindClass(boost::shared_ptr<ICIMClass>& cimClass, const TNamespaceHandle& cimNamespace,
+               std::string_view className, const CIMContext& context) {
+  try {
+    cimNamespace->GetClass(cimClass, className, context);
+  } catch (const THSKException& exception) {
+    return exception.GetStatusCode() != THSKStatusCode::kClassNotFound;
+  }
+  return true;
+}
+
+void AppendInstances(TInstanceList& instances, const boost::shared_ptr<ICIMClass>& cimClass,
+                     const CIMContext& context) {
+  cimClass->EnumerateInstances(TAddToVectorCallback<ICIMInstance>(instances), true, context);
+}

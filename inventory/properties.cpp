@@ -1,0 +1,34 @@
+// Reading properties as text: the one way in which the plug-in reads inventory and catalogue.
+#include "inventory/trace.h"
+#include "plugin/contents/sv_plugin.h"
+
+using namespace NQRXHSK20;
+
+std::string& TSVPluginCallbacks::GetPropertyValue(TInstanceHandle instance,
+                                                  std::string_view property, std::string& output) {
+  LogTrace("In GetPropertyValue");
+  output.clear();
+  try {
+    boost::shared_ptr<ICIMProperty> handle;
+    instance->GetProperty(handle, property, CIMContext());
+    const TCIMValue& value = handle->Value(CIMContext());
+    if (!value.IsNull()) GetValue(value, output);
+  } catch (const THSKException&) {
+    // Elements and inventories leave properties out as they please: that is no error.
+    LogTrace("SV: Exception caught in GetPropertyValue.");
+    output.clear();
+  }
+  return output;
+}
+
+std::string& TSVPluginCallbacks::GetValue(const TCIMValue& value, std::string& output) {
+  LogTrace("In GetValue");
+  output.clear();
+  if (value.IsNull()) return output;
+  if (!value.IsArray()) return output = value.ToString(10);
+  for (const TCIMValue& element : static_cast<const std::vector<TCIMValue>&>(value)) {
+    output += element.ToString(10);
+    output += ' ';
+  }
+  return output;
+}
