@@ -1,0 +1,83 @@
+#include "host/acquire/download_manager.h"
+
+#include <exception>
+
+#include "host/hskcore/os_specific.h"
+#include "runtime/acquire/engine.h"
+#include "runtime/acquire/last_outcome.h"
+#include "runtime/acquire/module.h"
+
+namespace KPLAcquistion {
+
+struct DownloadManager::Settings : svc::acquire::TDownloadJob {};
+
+namespace {
+
+using svc::acquire::EOutcome;
+using svc::acquire::TDownloadJob;
+using svc::acquire::TFailure;
+using svc::acquire::TOutcome;
+using svc::acquire::TSettings;
+
+void CheckSettings(const TSettings& settings) {
+  if (settings.repository.empty())
+    throw TFailure(EOutcome::kNoRepository,
+                   "no repository to download from; name one with --repository URL");
+  if (settings.publicKeyFile.empty() && !settings.allowUnsigned)
+    throw TFailure(EOutcome::kNoKey,
+                   "nothing says whom to trust; name the repository's public key with "
+                   "--repository-key FILE, or say --allow-unsigned");
+}
+
+void Run(const TDownloadJob& job, AcquireCallbackIfc& callback, TOutcome& outcome) {
+  if (job.settings.offline) return;
+  CheckSettings(job.settings);
+  const auto engine = reinterpret_cast<svc::acquire::TEngineFunction>(
+      svc::acquire::FindInModule(svc::acquire::kEngineModule, svc::acquire::kEngineFunction));
+  engine(job, callback, outcome);
+}
+
+TOutcome Download(const TDownloadJob& job, AcquireCallbackIfc& callback) {
+  TOutcome outcome;
+  try {
+    Run(job, callback, outcome);
+  } catch (const TFailure& failure) {
+    outcome = {failure.Outcome(), failure.what()};
+  } catch (const std::exception& failure) {
+    outcome = {EOutcome::kFailed, failure.what()};
+  }
+  return outcome;
+}
+
+}  // namespace
+
+DownloadManager::DownloadManager() : settings(std::make_unique<Settings>()) {}
+DownloadManager::~DownloadManager() = default;
+
+void DownloadManager::setDownloadPath(const std::string& path) { settings->folder = path; }
+void DownloadManager::setProxy(const HTTPProxyInfo& proxy) { settings->proxy = proxy; }
+void DownloadManager::setIncludeData(bool includeData) { settings->includeData = includeData; }
+void DownloadManager::setIsLatest(bool isLatest) { settings->latestOnly = isLatest; }
+
+void DownloadManager::setMachineTypes(const std::vector<std::string>& machineTypes) {
+  settings->machineTypes = machineTypes;
+}
+
+void DownloadManager::setOperatingSystems(
+    std::vector<std::pair<OSTypeEnum, ArchTypeEnum>> operatingSystems) {
+  settings->systems = std::move(operatingSystems);
+}
+
+int DownloadManager::startDownload(AcquireCallbackIfc& callback) {
+  TDownloadJob job = *settings;
+  job.folder = NQRXHSK20::TOSSpecific::NativePath(settings->folder);
+  job.settings = svc::acquire::GetSettings();
+  const TOutcome outcome = Download(job, callback);
+  svc::acquire::SetLastOutcome(outcome);
+  const int code = static_cast<int>(outcome.code);
+  callback.onStatus(kStatus, outcome.text.empty() ? "done" : outcome.text, code);
+  if (code != 0) callback.sendMessage({"svcheck: download", outcome.text}, true);
+  return code;
+}
+
+}  // namespace KPLAcquistion
