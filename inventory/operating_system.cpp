@@ -30,8 +30,9 @@ struct TCodeRow {
 };
 
 // The first mark found in "BuildID" decides, so the order of the rows is part of the rule.
-constexpr std::array kRedHatReleases = {TCodeRow{"release 4", "RHEL4"}, TCodeRow{"release 5", "RHEL5"},
-                                        TCodeRow{"release 3", "RHEL3"}, TCodeRow{"release 6", "RHEL6"}};
+constexpr std::array kRedHatReleases = {
+    TCodeRow{"release 4", "RHEL4"}, TCodeRow{"release 5", "RHEL5"}, TCodeRow{"release 3", "RHEL3"},
+    TCodeRow{"release 6", "RHEL6"}};
 constexpr std::array kSUSEReleases = {TCodeRow{"9", "SLES9"}, TCodeRow{"10", "SLES10"},
                                       TCodeRow{"11", "SLES11"}};
 // Here the mark is the whole "Version".
@@ -62,7 +63,8 @@ std::string LinuxCode(const TOperatingSystem& system, const std::array<TCodeRow,
 }
 
 std::string LinuxCode(const TOperatingSystem& system) {
-  if (Contains(system.buildID, "Red Hat Enterprise Linux")) return LinuxCode(system, kRedHatReleases);
+  if (Contains(system.buildID, "Red Hat Enterprise Linux"))
+    return LinuxCode(system, kRedHatReleases);
   if (Contains(system.buildID, "SUSE")) return LinuxCode(system, kSUSEReleases);
   return "";
 }

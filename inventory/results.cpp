@@ -18,7 +18,8 @@ void TSVPluginCallbacks::DeliverInstance(TNamespaceHandle results, std::string t
   resultClass->CreateInstance(record, CIMContext());
   record->SetPropertyValue("Type", TCIMValue(std::move(type)), CIMContext());
   record->SetPropertyValue("Name", TCIMValue(std::move(name)), CIMContext());
-  record->SetPropertyValue("InstalledVersion", TCIMValue(std::move(installedVersion)), CIMContext());
+  record->SetPropertyValue("InstalledVersion", TCIMValue(std::move(installedVersion)),
+                           CIMContext());
   record->SetPropertyValue("SVVersion", TCIMValue(std::move(catalogueVersion)), CIMContext());
   record->Commit(CIMContext());
 }

@@ -1,0 +1,18 @@
+// Which files of the download folder are loaded.
+#ifndef CATALOGUE_DOWNLOAD_SCAN_H_
+#define CATALOGUE_DOWNLOAD_SCAN_H_
+
+#include <string>
+#include <vector>
+
+#include "plugin/contents/sv_plugin.h"
+
+// The folder that receives the descriptions. Files stay in it from one query to the next.
+inline constexpr const char* kDownloadFolder = "C:\\QRX_Support\\SV";
+
+// Loads each of the folder's files that suits the family of operating systems. Throws
+// THSKException at the first that cannot be loaded.
+void LoadDownloadedFiles(const std::vector<std::string>& names, const std::string& family,
+                         const TNamespaceHandle& catalogue);
+
+#endif  // CATALOGUE_DOWNLOAD_SCAN_H_

@@ -1,0 +1,35 @@
+// Downloading the catalogue for this machine and operating system.
+#ifndef CATALOGUE_LIVE_ACQUISITION_H_
+#define CATALOGUE_LIVE_ACQUISITION_H_
+
+#include <string>
+
+#include "catalogue/acquire_callback.h"
+#include "host/acquire/download_manager.h"
+#include "plugin/contents/sv_plugin.h"
+
+// One live download; kept until the query ends.
+class TLiveAcquisition {
+ public:
+  TLiveAcquisition(NQRXHSK20::IPluginCallbacks& plugin, const NQRXHSK20::CIMContext& context,
+                   const std::string& machineType, const TNamespaceHandle& catalogue);
+
+  // Downloads and loads the catalogue, and reduces `osType` to the family that the rest of the
+  // query works with. False when the query is to end: why has been logged and told.
+  // Throws THSKException where it names no outcome of its own.
+  bool Run(std::string& osType);
+
+ private:
+  bool Download(KPLAcquistion::OSTypeEnum system, KPLAcquistion::ArchTypeEnum architecture);
+  void SetProxy();
+  bool LoadFiles(const std::string& family);
+
+  NQRXHSK20::IPluginCallbacks& plugin;
+  const NQRXHSK20::CIMContext& context;
+  const std::string& machineType;
+  TNamespaceHandle catalogue;
+  KPLAcquistion::DownloadManager manager;
+  OITAcquireCallback callback;
+};
+
+#endif  // CATALOGUE_LIVE_ACQUISITION_H_

@@ -1,0 +1,38 @@
+// The drivers that are installed.
+#include <utility>
+
+#include "drivers/driver_record.h"
+#include "inventory/class_lookup.h"
+#include "inventory/trace.h"
+
+using namespace NQRXHSK20;
+
+std::string FileNameOfPath(std::string_view pathText) {
+  // Without a backslash the sum wraps to 0, the start of the text.
+  return std::string(pathText.substr(pathText.rfind('\\') + 1));
+}
+
+void TSVPluginCallbacks::SetRunningState(DriverRecord& record, const std::string& stateText) {
+  LogTrace("Driver status:");
+  LogTrace(stateText);
+  record.running = stateText == "4";  // SERVICE_RUNNING of the service control manager.
+}
+
+void TSVPluginCallbacks::CollectInstalledDrivers(TDriverList& list,
+                                                 const TNamespaceHandle& inventory) {
+  boost::shared_ptr<ICIMClass> driverClass;
+  if (!FindClass(driverClass, inventory, "QRXSG_DeviceDriverInfo", PluginContext())) return;
+  if (!driverClass) return;
+  TInstanceList instances;
+  AppendInstances(instances, driverClass, CIMContext());
+  list.records.reserve(list.records.size() + instances.size());
+  std::string text;
+  for (const TInstanceHandle& instance : instances) {
+    DriverRecord record;
+    GetPropertyValue(instance, "Path", record.path);
+    GetPropertyValue(instance, "Version", record.version);
+    record.fileName = FileNameOfPath(GetPropertyValue(instance, "Path", text));
+    SetRunningState(record, GetPropertyValue(instance, "CurrentState", text));
+    list.records.push_back(std::move(record));
+  }
+}

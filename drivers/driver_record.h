@@ -1,0 +1,33 @@
+// Drivers, installed and offered.
+#ifndef DRIVERS_DRIVER_RECORD_H_
+#define DRIVERS_DRIVER_RECORD_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct DriverRecord {
+  std::string fileName;  // Installed: the last component of `path`. Offered: the name as listed.
+  std::string marker;    // Offered: "NaN". Installed: empty.
+  std::string path;      // Installed only.
+  std::string version;
+  bool running = false;  // Installed only.
+};
+
+// The drivers of one side in the order in which they were found, and where they come from.
+struct TDriverList {
+  std::vector<DriverRecord> records;
+  std::string source;
+};
+
+// The text after the last backslash of a path; the whole text when it has none.
+std::string FileNameOfPath(std::string_view pathText);
+
+// Appends the drivers of a "driverFiles" text: entries of a name, "-#" and a version, separated by
+// one blank.
+void AppendOfferedDrivers(std::vector<DriverRecord>& records, std::string_view driverFiles);
+
+// The form in which names are compared: upper case, cut before the first ".".
+std::string NormalisedDriverName(std::string name);
+
+#endif  // DRIVERS_DRIVER_RECORD_H_

@@ -1,0 +1,10 @@
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+
+#include "plugin/process_attach.h"
+
+// Called by the system's loader, under its lock.
+extern "C" BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, LPVOID /*reserved*/) {
+  return ProcessAttach(reason);
+}
