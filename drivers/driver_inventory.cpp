@@ -25,7 +25,7 @@ void TSVPluginCallbacks::CollectInstalledDrivers(TDriverList& list,
   if (!driverClass) return;
   TInstanceList instances;
   AppendInstances(instances, driverClass, CIMContext());
-  list.records.reserve(list.records.size() + instances.size());
+  list.reserve(list.size() + instances.size());
   std::string text;
   for (const TInstanceHandle& instance : instances) {
     DriverRecord record;
@@ -33,6 +33,6 @@ void TSVPluginCallbacks::CollectInstalledDrivers(TDriverList& list,
     GetPropertyValue(instance, "Version", record.version);
     record.fileName = FileNameOfPath(GetPropertyValue(instance, "Path", text));
     SetRunningState(record, GetPropertyValue(instance, "CurrentState", text));
-    list.records.push_back(std::move(record));
+    list.push_back(std::move(record));
   }
 }

@@ -55,8 +55,8 @@ class TMatching {
 
 TMatching::TMatching(const TDriverList& installedDrivers, const TNamespaceHandle& results)
     : logger(TRootObject::GetCoreLogger()), results(results) {
-  installed.reserve(installedDrivers.records.size());  // The index holds views of the names.
-  for (const DriverRecord& record : installedDrivers.records) {
+  installed.reserve(installedDrivers.size());  // The index holds views of the names.
+  for (const DriverRecord& record : installedDrivers) {
     std::string name = NormalisedDriverName(record.fileName);
     std::string line = "CurDriverName = " + name;
     installed.push_back({&record, std::move(name), std::move(line)});
@@ -121,5 +121,5 @@ void TMatching::Deliver(const DriverRecord& offered, const std::string& name,
 void TSVPluginCallbacks::CompareDrivers(const TDriverList& offered, const TDriverList& installed,
                                         const TNamespaceHandle& results) {
   TMatching matching(installed, results);
-  for (const DriverRecord& record : offered.records) matching.Match(record);
+  for (const DriverRecord& record : offered) matching.Match(record);
 }

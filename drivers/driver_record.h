@@ -14,18 +14,12 @@ struct DriverRecord {
   bool running = false;  // Installed only.
 };
 
-// The drivers of one side in the order in which they were found, and where they come from.
-struct TDriverList {
-  std::vector<DriverRecord> records;
-  std::string source;
-};
-
 // The text after the last backslash of a path; the whole text when it has none.
 std::string FileNameOfPath(std::string_view pathText);
 
 // Appends the drivers of a "driverFiles" text: entries of a name, "-#" and a version, separated by
 // one blank.
-void AppendOfferedDrivers(std::vector<DriverRecord>& records, std::string_view driverFiles);
+void AppendOfferedDrivers(std::vector<DriverRecord>& list, std::string_view driverFiles);
 
 // The form in which names are compared: upper case, cut before the first ".".
 std::string NormalisedDriverName(std::string name);

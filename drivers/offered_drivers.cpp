@@ -21,14 +21,14 @@ std::string_view TakeVersion(std::string_view& text) {
 
 }  // namespace
 
-void AppendOfferedDrivers(std::vector<DriverRecord>& records, std::string_view driverFiles) {
+void AppendOfferedDrivers(std::vector<DriverRecord>& list, std::string_view driverFiles) {
   std::size_t mark = driverFiles.find(kMark);
   while (mark != std::string_view::npos) {
     const std::string_view name = driverFiles.substr(0, mark);
     driverFiles.remove_prefix(mark + kMark.size());
     const std::string_view version = TakeVersion(driverFiles);
     if (!name.empty() && !version.empty()) {
-      records.push_back({std::string(name), "NaN", "", std::string(version), false});
+      list.push_back({std::string(name), "NaN", "", std::string(version), false});
     }
     mark = driverFiles.find(kMark);
   }
@@ -46,6 +46,6 @@ void TSVPluginCallbacks::CollectCatalogueDrivers(TDriverList& list,
   std::string driverFiles;
   for (const TInstanceHandle& element : updateElements) {
     if (!AppliesToOS(element, osType)) continue;
-    AppendOfferedDrivers(list.records, GetPropertyValue(element, "driverFiles", driverFiles));
+    AppendOfferedDrivers(list, GetPropertyValue(element, "driverFiles", driverFiles));
   }
 }

@@ -128,7 +128,7 @@ void TQuery::CompareFirmware() {
 }
 
 void TQuery::CompareDrivers() {
-  TDriverList offered{{}, rawCataloguePath};
+  TDriverList offered;
   try {
     TSVPluginCallbacks::CollectCatalogueDrivers(offered, applicableElements, osType);
   } catch (const THSKException& exception) {
@@ -138,7 +138,7 @@ void TQuery::CompareDrivers() {
     }
     // What was collected before the failure is compared all the same.
   }
-  TDriverList installed{{}, rawCataloguePath};
+  TDriverList installed;
   TSVPluginCallbacks::CollectInstalledDrivers(installed, inventory);
   TSVPluginCallbacks::CompareDrivers(offered, installed, inventory);
 }

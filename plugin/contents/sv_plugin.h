@@ -24,7 +24,7 @@ using TClassList = std::vector<boost::shared_ptr<NQRXHSK20::ICIMClass>>;
 using TNamespaceHandle = boost::shared_ptr<NQRXHSK20::ICIMNamespace>;
 
 struct DriverRecord;
-struct TDriverList;
+using TDriverList = std::vector<DriverRecord>;  // In the order in which they were found.
 
 class TSVPluginCallbacks : public NQRXHSK20::IPluginCallbacks,
                            public NQRXHSK20::IPluginAdvancedQueryCallbacks {
