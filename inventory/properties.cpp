@@ -11,8 +11,7 @@ std::string& TSVPluginCallbacks::GetPropertyValue(TInstanceHandle instance,
   try {
     boost::shared_ptr<ICIMProperty> handle;
     instance->GetProperty(handle, property, CIMContext());
-    const TCIMValue& value = handle->Value(CIMContext());
-    if (!value.IsNull()) GetValue(value, output);
+    if (!handle->Value(CIMContext()).IsNull()) GetValue(handle->Value(CIMContext()), output);
   } catch (const THSKException&) {
     // Elements and inventories leave properties out as they please: that is no error.
     LogTrace("SV: Exception caught in GetPropertyValue.");
