@@ -86,14 +86,15 @@ bool TLiveAcquisition::Run(std::string& osType) {
 
 bool TLiveAcquisition::Download(OSTypeEnum system, ArchTypeEnum architecture) {
   LogProgress("Starting kPL.");
-  manager.setDownloadPath(kDownloadFolder);
+  manager.emplace();
+  manager->setDownloadPath(kDownloadFolder);
   SetProxy();
-  manager.setMachineTypes({machineType});
-  manager.setOperatingSystems({{system, architecture}});
-  manager.setIncludeData(false);
-  manager.setIsLatest(true);
+  manager->setMachineTypes({machineType});
+  manager->setOperatingSystems({{system, architecture}});
+  manager->setIncludeData(false);
+  manager->setIsLatest(true);
   LogProgress("start downloading.");
-  const int result = manager.startDownload(callback);
+  const int result = manager->startDownload(callback);
   if (result != 0) {
     LogJoined(kLogProgress, {"SV download failed, return value: ", std::to_string(result)});
     LogProgress("error connecting.");
@@ -106,7 +107,7 @@ bool TLiveAcquisition::Download(OSTypeEnum system, ArchTypeEnum architecture) {
 void TLiveAcquisition::SetProxy() {
   const auto entry = context.find("svProxy");
   if (entry == context.end()) return;
-  if (const auto proxy = ParseProxy(entry->second.ToString(10))) manager.setProxy(*proxy);
+  if (const auto proxy = ParseProxy(entry->second.ToString(10))) manager->setProxy(*proxy);
 }
 
 bool TLiveAcquisition::LoadFiles(const std::string& family) {

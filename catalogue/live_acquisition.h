@@ -2,6 +2,7 @@
 #ifndef CATALOGUE_LIVE_ACQUISITION_H_
 #define CATALOGUE_LIVE_ACQUISITION_H_
 
+#include <optional>
 #include <string>
 
 #include "catalogue/acquire_callback.h"
@@ -28,7 +29,7 @@ class TLiveAcquisition {
   const NQRXHSK20::CIMContext& context;
   const std::string& machineType;
   TNamespaceHandle catalogue;
-  KPLAcquistion::DownloadManager manager;
+  std::optional<KPLAcquistion::DownloadManager> manager;  // Made when the download begins.
   OITAcquireCallback callback;
 };
 
