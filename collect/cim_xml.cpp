@@ -1,0 +1,60 @@
+#include "collect/cim_xml.h"
+
+#include <fmt/format.h>
+
+#include <iterator>
+
+namespace svc::collect {
+namespace {
+
+std::string Escaped(std::string_view text) {
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      default:
+        escaped += c;
+    }
+  }
+  return escaped;
+}
+
+void Append(std::string& document, const TInstance& instance) {
+  auto out = std::back_inserter(document);
+  fmt::format_to(out, "      <VALUE.OBJECT><INSTANCE CLASSNAME=\"{}\">\n",
+                 Escaped(instance.ClassName()));
+  for (const TProperty& property : instance.Properties()) {
+    fmt::format_to(out, "        <PROPERTY NAME=\"{}\" TYPE=\"{}\"><VALUE>{}</VALUE></PROPERTY>\n",
+                   Escaped(property.name), property.type, Escaped(property.value));
+  }
+  document += "      </INSTANCE></VALUE.OBJECT>\n";
+}
+
+}  // namespace
+
+std::string ToCimXml(const std::vector<TInstance>& instances) {
+  std::string document =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">\n"
+      "  <DECLARATION>\n"
+      "    <DECLGROUP>\n";
+  for (const TInstance& instance : instances) Append(document, instance);
+  return document +
+         "    </DECLGROUP>\n"
+         "  </DECLARATION>\n"
+         "</CIM>\n";
+}
+
+}  // namespace svc::collect

@@ -1,0 +1,168 @@
+// Device drivers: the loaded modules of the kernel, with the file and the version that libkmod
+// finds for each.
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <libkmod.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "collect/machine.h"
+
+namespace svc::collect {
+namespace {
+
+constexpr const char* kModules = "/sys/module";
+
+struct TFreeContext {
+  void operator()(kmod_ctx* context) const { ::kmod_unref(context); }
+};
+struct TFreeModule {
+  void operator()(kmod_module* module) const { ::kmod_module_unref(module); }
+};
+struct TFreeInfo {
+  void operator()(kmod_list* list) const { ::kmod_module_info_free_list(list); }
+};
+using TModule = std::unique_ptr<kmod_module, TFreeModule>;
+
+struct TDriver {
+  std::string name;
+  std::string state;
+};
+
+// The state as the host numbers it: that of a Windows service.
+std::string StateNumber(std::string_view state) {
+  if (state == "Live" || state == "live") return "4";
+  if (state == "Loading" || state == "coming") return "2";
+  return state == "Unloading" || state == "going" ? "3" : "";
+}
+
+// Each line of /proc/modules: name, size, users, their names, state, address (proc(5)).
+std::vector<TDriver> LoadedInProc(const TTree& tree) {
+  constexpr std::size_t kState = 4;
+  std::vector<TDriver> drivers;
+  for (const std::string_view line : Lines(tree.Read("/proc/modules").bytes)) {
+    const std::vector<std::string> words = Words(line);
+    if (words.size() > kState) drivers.push_back({words[0], StateNumber(words[kState])});
+  }
+  return drivers;
+}
+
+// Built-in modules have a folder there as well, but no state.
+std::vector<TDriver> LoadedInSys(const TTree& tree) {
+  std::vector<TDriver> drivers;
+  for (const std::string& name : tree.List(kModules)) {
+    const std::string state = tree.ReadLine(std::string(kModules) + "/" + name + "/initstate");
+    if (!state.empty()) drivers.push_back({name, StateNumber(state)});
+  }
+  return drivers;
+}
+
+std::vector<TDriver> Loaded(const TTree& tree) {
+  std::vector<TDriver> drivers = LoadedInProc(tree);
+  if (drivers.empty()) drivers = LoadedInSys(tree);
+  std::sort(drivers.begin(), drivers.end(),
+            [](const TDriver& a, const TDriver& b) { return a.name < b.name; });
+  return drivers;
+}
+
+// The modules of one kernel release. libkmod is given open files of the tree by their names in
+// /proc, so that links below another root lead where they should.
+class TModuleFolder {
+ public:
+  TModuleFolder(const TTree& tree, const std::string& release)
+      : tree(tree), path("/lib/modules/" + release), folder(tree.Open(path, O_PATH | O_DIRECTORY)) {
+    constexpr const char* kNoConfiguration = nullptr;
+    if (!folder) return;
+    context.reset(::kmod_new(folder.Path().c_str(), &kNoConfiguration));
+    tree.Read(path + "/modules.dep.bin");  // libkmod reads it too: part of a capture
+  }
+
+  // The path of a module's file in the tree; empty when none is known.
+  std::string FileOf(const std::string& name) const {
+    kmod_module* found = nullptr;
+    if (!context || ::kmod_module_new_from_name(context.get(), name.c_str(), &found) < 0) return {};
+    const TModule module(found);
+    const char* const file = ::kmod_module_get_path(module.get());
+    const std::string own = folder.Path();
+    if (file == nullptr) return {};
+    return std::string_view(file).starts_with(own) ? path + (file + own.size()) : file;
+  }
+
+  // The version that the file states; empty when it states none or cannot be read.
+  std::string VersionIn(const std::string& file) const {
+    const TDescriptor content = tree.Open(file, O_RDONLY);
+    kmod_module* found = nullptr;
+    if (!content ||
+        ::kmod_module_new_from_path(context.get(), content.Path().c_str(), &found) < 0) {
+      return {};
+    }
+    tree.Remember(file);
+    const TModule module(found);
+    return Value(*module, "version");
+  }
+
+ private:
+  static std::string Value(const kmod_module& module, std::string_view key) {
+    kmod_list* first = nullptr;
+    if (::kmod_module_get_info(&module, &first) < 0) return {};
+    const std::unique_ptr<kmod_list, TFreeInfo> list(first);
+    for (kmod_list* item = first; item != nullptr; item = ::kmod_list_next(first, item)) {
+      if (key == ::kmod_module_info_get_key(item)) return ::kmod_module_info_get_value(item);
+    }
+    return {};
+  }
+
+  const TTree& tree;
+  std::string path;
+  TDescriptor folder;
+  std::unique_ptr<kmod_ctx, TFreeContext> context;
+};
+
+// The inventory's paths are in Windows form.
+std::string WithBackslashes(std::string path) {
+  std::replace(path.begin(), path.end(), '/', '\\');
+  return path;
+}
+
+void AddDriver(const TTree& tree, const TModuleFolder& modules, const TDriver& driver,
+               std::vector<std::string>& homeless, TInventory& inventory) {
+  const std::string file = modules.FileOf(driver.name);
+  std::string version = file.empty() ? std::string() : modules.VersionIn(file);
+  const std::string running = tree.ReadLine(std::string(kModules) + "/" + driver.name + "/version");
+  if (version.empty()) version = running;
+  if (!running.empty() && version != running) {
+    inventory.Note(
+        fmt::format("{}: version {} is installed, {} is running until the driver is "
+                    "loaded anew",
+                    file, version, running));
+  }
+  if (file.empty()) homeless.push_back(driver.name);
+  inventory.Add(TInstance("QRXSG_DeviceDriverInfo")
+                    .Set("Name", driver.name)
+                    .Set("Path", WithBackslashes(file))
+                    .Set("Version", version)
+                    .Set("CurrentState", driver.state));
+}
+
+}  // namespace
+
+void ReadDrivers(const TMachine& machine, TInventory& inventory) {
+  const TTree& tree = machine.tree;
+  const std::vector<TDriver> drivers = Loaded(tree);
+  if (drivers.empty()) {
+    inventory.Note("/proc/modules: no loaded driver is listed there or in /sys/module");
+    return;
+  }
+  const std::string release = tree.ReadLine("/proc/sys/kernel/osrelease");
+  const TModuleFolder modules(tree, release);
+  std::vector<std::string> homeless;
+  for (const TDriver& driver : drivers) AddDriver(tree, modules, driver, homeless, inventory);
+  if (homeless.empty()) return;
+  inventory.Note(fmt::format("/lib/modules/{}: no file known of the loaded {}: {}", release,
+                             homeless.size() == 1 ? "driver" : "drivers",
+                             fmt::join(homeless, ", ")));
+}
+
+}  // namespace svc::collect

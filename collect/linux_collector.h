@@ -1,0 +1,17 @@
+// The collector of a Linux machine.
+#ifndef COLLECT_LINUX_COLLECTOR_H_
+#define COLLECT_LINUX_COLLECTOR_H_
+
+#include "collect/collector.h"
+
+namespace svc::collect {
+
+class TLinuxCollector : public ICollector {
+ public:
+  Outcome Collect(const Options& options) const override;
+  std::vector<std::string> Capture(const Options& options, const std::string& file) const override;
+};
+
+}  // namespace svc::collect
+
+#endif  // COLLECT_LINUX_COLLECTOR_H_

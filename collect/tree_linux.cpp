@@ -1,0 +1,118 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+#include "collect/tree.h"
+
+namespace svc::collect {
+namespace {
+
+constexpr std::size_t kMaxFileSize = 64U << 20U;
+
+std::string Relative(const std::string& path) {
+  const std::size_t begin = path.find_first_not_of('/');
+  return begin == std::string::npos ? "." : path.substr(begin);
+}
+
+bool IsSameFolder(int folder, const char* path) {
+  struct stat one {};
+  struct stat other {};
+  return ::fstat(folder, &one) == 0 && ::stat(path, &other) == 0 && one.st_dev == other.st_dev &&
+         one.st_ino == other.st_ino;
+}
+
+// openat2(2), which has no wrapper in the C library.
+int OpenInRoot(int root, const std::string& path, int flags) {
+  open_how how{};
+  how.flags = static_cast<unsigned>(flags);
+  how.resolve = RESOLVE_IN_ROOT;
+  return static_cast<int>(::syscall(SYS_openat2, root, path.c_str(), &how, sizeof how));
+}
+
+// The size that a file states is no help: it is 0 in /proc and a page in /sys.
+int ReadAll(int file, std::string& bytes) {
+  std::size_t size = 0;
+  for (;;) {
+    bytes.resize(std::max<std::size_t>(4096, size * 2));
+    const ssize_t count = ::read(file, bytes.data() + size, bytes.size() - size);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) {
+      bytes.resize(size);
+      return count < 0 ? errno : 0;
+    }
+    size += static_cast<std::size_t>(count);
+    if (size > kMaxFileSize) return EFBIG;
+  }
+}
+
+struct TCloseFolder {
+  void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+}  // namespace
+
+TDescriptor::~TDescriptor() {
+  if (number >= 0) ::close(number);
+}
+
+std::string TDescriptor::Path() const { return "/proc/self/fd/" + std::to_string(number); }
+
+TTree::TTree(const std::string& root)
+    : root(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), live(false) {
+  if (!this->root) {
+    throw std::runtime_error(root + ": cannot be read as a system tree: " + std::strerror(errno) +
+                             "; name a folder that holds etc, proc and sys");
+  }
+  live = IsSameFolder(this->root.Get(), "/");
+}
+
+TDescriptor TTree::Open(const std::string& path, int flags) const {
+  flags |= O_CLOEXEC | O_NOCTTY;
+  if (!live) {
+    const int file = OpenInRoot(root.Get(), Relative(path), flags);
+    if (file >= 0 || errno != ENOSYS) return TDescriptor(file);
+  }
+  return TDescriptor(::openat(root.Get(), Relative(path).c_str(), flags));
+}
+
+TRead TTree::Read(const std::string& path) const {
+  TRead result;
+  // A captured tree may hold anything under a file's name; a pipe there must not block.
+  const TDescriptor file = Open(path, O_RDONLY | O_NONBLOCK);
+  result.error = file ? ReadAll(file.Get(), result.bytes) : errno;
+  if (result) {
+    Remember(path);
+  } else {
+    result.bytes.clear();
+  }
+  return result;
+}
+
+std::string TTree::ReadLine(const std::string& path) const {
+  return CleanText(FirstLine(Read(path).bytes));
+}
+
+std::vector<std::string> TTree::List(const std::string& path) const {
+  std::vector<std::string> names;
+  const TDescriptor folder = Open(path, O_RDONLY | O_DIRECTORY);
+  if (!folder) return names;
+  const std::unique_ptr<DIR, TCloseFolder> entries(::fdopendir(::dup(folder.Get())));
+  if (!entries) return names;
+  while (const dirent* entry = ::readdir(entries.get())) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") names.push_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace svc::collect
