@@ -46,9 +46,9 @@ TBuffer ReadFile(const std::string& path) {
   TBuffer buffer = AllocateBuffer(path, size);
   std::FILE* file = OpenForReading(path);
   if (file == nullptr) throw UnreadableFile("open", path);
-  std::fread(buffer.get(), 1, size, file);
+  const std::size_t length = std::fread(buffer.get(), 1, size, file);
   // A stream in error is left open: the C runtime closes it with the process.
-  if (std::ferror(file) != 0) throw UnreadableFile("read", path);
+  if (length < size && std::ferror(file) != 0) throw UnreadableFile("read", path);
   std::fclose(file);
   return buffer;
 }

@@ -16,8 +16,8 @@ struct TXmlParserState;
 // time.
 class HOST_INTERFACE TXmlParser {
  public:
-  TXmlParser(const TXmlParser&) = default;
-  TXmlParser& operator=(const TXmlParser&) = default;
+  HOST_INTERFACE TXmlParser(const TXmlParser&) = default;
+  HOST_INTERFACE TXmlParser& operator=(const TXmlParser&) = default;
   virtual ~TXmlParser() = default;
 
   // Reads the document that starts at `text`, the start of a block of the C runtime's allocator
@@ -39,8 +39,8 @@ class HOST_INTERFACE TCIMXMLParser : public TXmlParser {
   static constexpr unsigned int kMaxSpecificationDocumentSize = 524288000;
 
   XMLPARSER_API explicit TCIMXMLParser(boost::shared_ptr<ICIMNamespace> target);
-  TCIMXMLParser(const TCIMXMLParser&) = default;
-  TCIMXMLParser& operator=(const TCIMXMLParser&) = default;
+  HOST_INTERFACE TCIMXMLParser(const TCIMXMLParser&) = default;
+  HOST_INTERFACE TCIMXMLParser& operator=(const TCIMXMLParser&) = default;
 
   // Asks for the catalogue dialect 4.02 or later: an older document is refused with
   // kUnsupportedDialect.
