@@ -33,7 +33,7 @@ struct TDownloadProgress {
 class HOST_INTERFACE IProgressObserver {
  public:
   virtual ~IProgressObserver() = default;
-  virtual void OnProgress(const TDownloadProgress& progress) = 0;
+  virtual void OnProgress(const TDownloadProgress& progress) noexcept = 0;
 };
 
 // What no server may go beyond.

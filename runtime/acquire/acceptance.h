@@ -1,0 +1,31 @@
+// Which manifest is good enough to go by.
+#ifndef RUNTIME_ACQUIRE_ACCEPTANCE_H_
+#define RUNTIME_ACQUIRE_ACCEPTANCE_H_
+
+#include <optional>
+#include <string>
+
+#include "runtime/acquire/fetcher.h"
+#include "runtime/acquire/manifest.h"
+#include "runtime/acquire/minisign.h"
+
+namespace svc::acquire {
+
+// Reads a file of one public key. Throws TFailure (kKeyUnusable).
+TPublicKey ReadPublicKey(const std::string& path);
+
+// Fetches the manifest; with a key also its signature, which is verified before anything of the
+// manifest is read. Throws TFailure.
+TManifest FetchManifest(TFetcher& fetcher, const TLimits& limits,
+                        const std::optional<TPublicKey>& key);
+
+// Throws TFailure (kExpired, kTooLarge) for a manifest that is past its date or has a file beyond
+// the limits.
+void CheckManifest(const TManifest& manifest, std::chrono::sys_seconds now, const TLimits& limits);
+
+// Throws TFailure (kRolledBack).
+void CheckSerial(const TManifest& manifest, std::uint64_t last);
+
+}  // namespace svc::acquire
+
+#endif  // RUNTIME_ACQUIRE_ACCEPTANCE_H_

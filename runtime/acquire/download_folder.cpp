@@ -1,0 +1,51 @@
+#include "runtime/acquire/download_folder.h"
+
+#include <filesystem>
+
+#include "runtime/acquire/base64.h"
+#include "runtime/acquire/crypto.h"
+#include "runtime/acquire/staged_file.h"
+
+namespace svc::acquire {
+namespace {
+
+std::string WithoutSlash(std::string path) {
+  while (path.size() > 1 && (path.ends_with('/') || path.ends_with('\\'))) path.pop_back();
+  return path;
+}
+
+}  // namespace
+
+TDownloadFolder::TDownloadFolder(const std::string& folder, std::chrono::milliseconds lockLimit,
+                                 const TWatch& watch)
+    : path(WithoutSlash(folder)), staging(path + ".part") {
+  MakeFolders(path);
+  lock.emplace(path + ".lock", lockLimit, watch);
+  std::filesystem::remove_all(staging);
+}
+
+TDownloadFolder::~TDownloadFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(staging, ignored);
+}
+
+bool TDownloadFolder::Has(const TManifestFile& file, const TWatch& watch) const {
+  TPlainFile present(PathOf(file));
+  if (!present.IsOpen() || present.Size() != file.size) return false;
+  THasher hasher(EHash::kSha256);
+  std::string buffer;
+  for (auto bytes = present.Read(buffer); !bytes.empty(); bytes = present.Read(buffer)) {
+    watch.Check();
+    hasher.Update(bytes);
+  }
+  return ToHex(hasher.Digest()) == file.sha256;
+}
+
+std::string TDownloadFolder::NextStagedPath() {
+  if (stagedFiles == 0) MakeFolders(staging);
+  return staging + "/" + std::to_string(++stagedFiles);
+}
+
+void TDownloadFolder::Sync() const { SyncFolder(path); }
+
+}  // namespace svc::acquire

@@ -1,0 +1,121 @@
+#include "runtime/acquire/engine.h"
+
+#include <exception>
+#include <new>
+
+#include "runtime/acquire/acceptance.h"
+#include "runtime/acquire/address.h"
+#include "runtime/acquire/download_folder.h"
+#include "runtime/acquire/engine_entry.h"
+#include "runtime/acquire/progress_report.h"
+#include "runtime/acquire/proxy_choice.h"
+#include "runtime/acquire/serial_store.h"
+#include "runtime/acquire/targets.h"
+
+namespace svc::acquire {
+namespace {
+
+// One download, from the address to the files in the folder.
+class TDownload {
+ public:
+  TDownload(const TDownloadJob& job, TProgressReport& report)
+      : job(job),
+        report(report),
+        watch(job.settings.stopRequested, job.settings.limits.total),
+        repository(RepositoryAddress(job.settings.repository)) {}
+
+  void Run() {
+    const std::optional<TPublicKey> key = Key();
+    const auto transport = MakeTransport(TransportOptions());
+    TFetcher fetcher(*transport, repository, Limits(), watch);
+    report.Waiting();
+    TDownloadFolder folder(job.folder, Limits().lock, watch);
+    report.Listing();
+    const TManifest manifest = Accept(fetcher, key);
+    const std::vector<TManifestFile> wanted = Select(manifest, Selection());
+    Bring(Missing(wanted, folder), folder, fetcher);
+    report.Result(wanted);
+  }
+
+ private:
+  const TLimits& Limits() const { return job.settings.limits; }
+
+  // A key that is named counts, also where unsigned repositories are allowed.
+  std::optional<TPublicKey> Key() const {
+    if (job.settings.publicKeyFile.empty()) return std::nullopt;
+    return ReadPublicKey(job.settings.publicKeyFile);
+  }
+
+  TTransportOptions TransportOptions() const {
+    return {ChooseProxy(job), job.settings.caFile, Limits().connect, Limits().stall};
+  }
+
+  TManifest Accept(TFetcher& fetcher, const std::optional<TPublicKey>& key) const {
+    TSerialStore serials(job.settings.stateFolder, ShownAddress(repository));
+    TManifest manifest = FetchManifest(fetcher, Limits(), key);
+    const auto now = std::chrono::system_clock::now();
+    CheckManifest(manifest, std::chrono::floor<std::chrono::seconds>(now), Limits());
+    CheckSerial(manifest, serials.Last());
+    serials.Accept(manifest.serial);
+    return manifest;
+  }
+
+  TSelection Selection() const {
+    TSelection selection{job.machineTypes, {}, job.latestOnly, job.includeData};
+    for (const TSystem& system : job.systems)
+      selection.systems.emplace_back(static_cast<std::int32_t>(system.first),
+                                     static_cast<std::int32_t>(system.second));
+    return selection;
+  }
+
+  std::vector<TManifestFile> Missing(const std::vector<TManifestFile>& wanted,
+                                     const TDownloadFolder& folder) const {
+    std::vector<TManifestFile> missing;
+    for (const TManifestFile& file : wanted)
+      if (!folder.Has(file, watch)) missing.push_back(file);
+    return missing;
+  }
+
+  void Bring(const std::vector<TManifestFile>& files, TDownloadFolder& folder,
+             TFetcher& fetcher) const {
+    report.Files(files);
+    if (files.empty()) return;
+    std::vector<std::unique_ptr<TFileTarget>> targets;
+    std::vector<IFetchTarget*> borrowed;
+    for (const TManifestFile& file : files) {
+      targets.push_back(std::make_unique<TFileTarget>(file, folder.NextStagedPath(),
+                                                      folder.PathOf(file), report));
+      borrowed.push_back(targets.back().get());
+    }
+    fetcher.Fetch(borrowed);
+    folder.Sync();
+  }
+
+  const TDownloadJob& job;
+  TProgressReport& report;
+  TWatch watch;
+  std::string repository;
+};
+
+TOutcome OutcomeOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback) {
+  try {
+    TProgressReport report(job, callback);
+    TDownload(job, report).Run();
+    return {};
+  } catch (const TFailure& failure) {
+    return {failure.Outcome(), failure.what()};
+  } catch (const std::bad_alloc&) {
+    return {EOutcome::kFailed, "there is not enough memory"};
+  } catch (const std::exception& failure) {
+    return {EOutcome::kFailed, failure.what()};
+  }
+}
+
+}  // namespace
+
+void RunDownload(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback,
+                 TOutcome& outcome) noexcept {
+  outcome = OutcomeOf(job, callback);
+}
+
+}  // namespace svc::acquire

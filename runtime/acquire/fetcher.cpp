@@ -1,0 +1,166 @@
+#include "runtime/acquire/fetcher.h"
+
+#include <algorithm>
+
+#include "runtime/acquire/address.h"
+#include "runtime/acquire/fetch_result.h"
+
+namespace svc::acquire {
+namespace {
+
+constexpr std::chrono::milliseconds kTurn{100};
+constexpr std::chrono::milliseconds kLongestPause{30'000};
+constexpr int kMaxRedirects = 5;
+
+// A tag that promises equal bytes (RFC 9110, section 8.8.1) lets a transfer go on safely.
+bool IsStrong(const std::string& etag) { return etag.starts_with('"'); }
+
+bool HasContent(const TTransferResult& result) {
+  return result.end == ETransferEnd::kAnswered &&
+         (result.response.status == 200 || result.response.status == 206);
+}
+
+// Gives the transfers back however the work ends.
+struct TCancelOnExit {
+  ITransport& transport;
+  ~TCancelOnExit() { transport.CancelAll(); }
+};
+
+}  // namespace
+
+// A target with its request and the attempts at it.
+class TFetcher::TErrand : public ITransferSink {
+ public:
+  TErrand(IFetchTarget& target, const std::string& repository) : target(target) {
+    transfer.url = FileAddress(repository, target.Path());
+    transfer.sink = this;
+  }
+
+  void OnResponse(const TResponse& response) override {
+    const bool goesOn = response.status == 206 && response.rangeStart == target.Held();
+    if (!goesOn && target.Held() != 0) target.StartOver();
+    if (response.status == 206 && !goesOn)
+      throw TFailure(EOutcome::kBroken, ShownAddress(transfer.url) +
+                                            ": the server sent another part than it was asked for");
+    wasResumed = goesOn;
+    if (response.length) target.CheckLength(target.Held() + *response.length);
+    transfer.etag = IsStrong(response.etag) ? response.etag : "";
+  }
+
+  void OnData(std::string_view bytes) override { target.Append(bytes); }
+
+  void Start(ITransport& transport) {
+    ++attempts;
+    wasResumed = false;
+    transfer.offset = target.Held();
+    transport.Start(transfer);
+  }
+
+  // Whether another attempt may mend this one; then the next begins where it has to. A file that
+  // was put together from parts may be wrong because the server's changed in between.
+  bool MayTryAgain(const TTransferResult& result, EOutcome outcome) {
+    const bool isMixed = outcome == EOutcome::kBadContent && wasResumed;
+    if (isMixed || result.response.status == 416) StartOver();
+    return isMixed || outcome == EOutcome::kBroken || MayPass(result);
+  }
+
+  // A redirect within the server is followed, one that leads elsewhere is not.
+  bool Follow(const TResponse& response) {
+    const bool mayFollow = response.status >= 300 && response.status < 400 &&
+                           !response.redirect.empty() && ++redirects <= kMaxRedirects &&
+                           IsSameServer(response.redirect, transfer.url);
+    if (mayFollow) transfer.url = response.redirect;
+    return mayFollow;
+  }
+
+  void StartOver() {
+    transfer.etag.clear();
+    target.StartOver();
+  }
+
+  IFetchTarget& target;
+  TTransfer transfer;
+  int attempts = 0;
+  int redirects = 0;
+  bool wasResumed = false;
+  bool isDone = false;
+  TWatch::TClock::time_point due;
+};
+
+TFetcher::TFetcher(ITransport& transport, std::string repository, const TLimits& limits,
+                   const TWatch& watch)
+    : transport(transport),
+      repository(std::move(repository)),
+      limits(limits),
+      watch(watch),
+      random(static_cast<unsigned>(TWatch::TClock::now().time_since_epoch().count())) {}
+
+TFetcher::~TFetcher() = default;
+
+void TFetcher::Fetch(const std::vector<IFetchTarget*>& targets) {
+  TErrands errands;
+  for (IFetchTarget* target : targets)
+    errands.push_back(std::make_unique<TErrand>(*target, repository));
+  Run(errands);
+}
+
+void TFetcher::Run(TErrands& waiting) {
+  TErrands active;
+  const TCancelOnExit cancel{transport};
+  while (!waiting.empty() || !active.empty()) {
+    watch.Check();
+    StartDue(waiting, active);
+    const auto result = transport.Wait(kTurn);
+    if (!result) continue;
+    const auto ended = std::ranges::find_if(
+        active, [&result](const auto& errand) { return &errand->transfer == result->transfer; });
+    std::unique_ptr<TErrand> errand = std::move(*ended);
+    active.erase(ended);
+    Settle(*errand, *result);
+    if (!errand->isDone) waiting.insert(waiting.begin(), std::move(errand));
+  }
+}
+
+void TFetcher::StartDue(TErrands& waiting, TErrands& active) {
+  const auto now = TWatch::TClock::now();
+  for (auto errand = waiting.begin(); errand != waiting.end();) {
+    if (active.size() >= static_cast<std::size_t>(limits.parallel)) return;
+    if ((*errand)->due > now) {
+      ++errand;
+      continue;
+    }
+    active.push_back(std::move(*errand));
+    errand = waiting.erase(errand);
+    active.back()->Start(transport);
+  }
+}
+
+void TFetcher::Settle(TErrand& errand, const TTransferResult& result) {
+  if (result.end == ETransferEnd::kAnswered && errand.Follow(result.response)) return;
+  try {
+    Conclude(errand, result);
+  } catch (const TFailure& failure) {
+    if (!errand.MayTryAgain(result, failure.Outcome())) throw;
+    if (errand.attempts >= limits.attempts)
+      throw TFailure(failure.Outcome(), std::string(failure.what()) + " (tried " +
+                                            std::to_string(errand.attempts) + " times)");
+    const std::chrono::milliseconds asked = result.response.retryAfter;
+    errand.due = TWatch::TClock::now() +
+                 std::max(PauseAfter(errand.attempts), std::min(asked, kLongestPause));
+  }
+}
+
+void TFetcher::Conclude(TErrand& errand, const TTransferResult& result) {
+  if (result.thrown) std::rethrow_exception(result.thrown);
+  if (!HasContent(result)) throw FailureOf(result);
+  errand.target.Finish();
+  errand.isDone = true;
+}
+
+std::chrono::milliseconds TFetcher::PauseAfter(int attempts) {
+  const auto pause = std::min(limits.firstPause * (1 << std::min(attempts - 1, 16)), kLongestPause);
+  // Machines that failed together shall not come back together.
+  return pause * std::uniform_int_distribution(75, 125)(random) / 100;
+}
+
+}  // namespace svc::acquire

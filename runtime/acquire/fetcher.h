@@ -1,0 +1,66 @@
+// Getting files through everything that may go wrong on the way: several at once, gone on with
+// after a broken transfer, tried again with growing pauses, within limits.
+#ifndef RUNTIME_ACQUIRE_FETCHER_H_
+#define RUNTIME_ACQUIRE_FETCHER_H_
+
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/acquire/settings.h"
+#include "runtime/acquire/transport.h"
+#include "runtime/acquire/watch.h"
+
+namespace svc::acquire {
+
+// What a file's bytes are for. Operations throw TFailure to end the whole download.
+class IFetchTarget {
+ public:
+  virtual ~IFetchTarget() = default;
+  // Below the repository's address.
+  virtual std::string Path() const = 0;
+  // Bytes that are here already.
+  virtual std::uint64_t Held() const = 0;
+  // Forgets them.
+  virtual void StartOver() = 0;
+  // The server says how long the file is.
+  virtual void CheckLength(std::uint64_t length) = 0;
+  virtual void Append(std::string_view bytes) = 0;
+  // Nothing more comes. Throws TFailure (kBroken) when that was too early.
+  virtual void Finish() = 0;
+};
+
+// One thread.
+class TFetcher {
+ public:
+  TFetcher(ITransport& transport, std::string repository, const TLimits& limits,
+           const TWatch& watch);
+  ~TFetcher();
+
+  // Gets every target or throws TFailure; then nothing is under way any more. The targets before
+  // the failure are finished or not, each for itself.
+  void Fetch(const std::vector<IFetchTarget*>& targets);
+
+ private:
+  class TErrand;
+  using TErrands = std::vector<std::unique_ptr<TErrand>>;
+
+  void Run(TErrands& waiting);
+  void StartDue(TErrands& waiting, TErrands& active);
+  void Settle(TErrand& errand, const TTransferResult& result);
+  void Conclude(TErrand& errand, const TTransferResult& result);
+  std::chrono::milliseconds PauseAfter(int attempts);
+
+  ITransport& transport;
+  std::string repository;
+  const TLimits& limits;
+  const TWatch& watch;
+  std::minstd_rand random;
+};
+
+}  // namespace svc::acquire
+
+#endif  // RUNTIME_ACQUIRE_FETCHER_H_

@@ -1,0 +1,59 @@
+// The manifest: what a repository offers, for which machines. Values and pure functions.
+#ifndef RUNTIME_ACQUIRE_MANIFEST_H_
+#define RUNTIME_ACQUIRE_MANIFEST_H_
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace svc::acquire {
+
+inline constexpr const char* kManifestName = "sv-repository.json";
+inline constexpr const char* kSignatureSuffix = ".minisig";
+inline constexpr int kManifestSchema = 1;
+
+struct TManifestFile {
+  std::string name;  // In the download folder: one plain file name.
+  std::string path;  // Below the repository's address.
+  std::uint64_t size = 0;
+  std::string sha256;  // Lower-case hexadecimal.
+  std::vector<std::string> machineTypes;
+  std::int32_t os = 0;    // OSTypeEnum
+  std::int32_t arch = 0;  // ArchTypeEnum
+  bool latest = false;
+  bool payload = false;
+};
+
+struct TManifest {
+  std::uint64_t serial = 0;
+  std::chrono::sys_seconds expires;
+  std::vector<TManifestFile> files;
+};
+
+// Throws TFailure (kBadManifest) that names the member at fault. Members that are not known are
+// passed over.
+TManifest ParseManifest(std::string_view text);
+
+// "2027-06-30T00:00:00Z" (RFC 3339, UTC, whole seconds). ParseTime throws std::invalid_argument.
+std::chrono::sys_seconds ParseTime(std::string_view text);
+std::string FormatTime(std::chrono::sys_seconds time);
+
+struct TSelection {
+  std::vector<std::string> machineTypes;
+  std::vector<std::pair<std::int32_t, std::int32_t>>
+      systems;  // Of operating system and architecture.
+  bool latestOnly = false;
+  bool payloads = false;
+};
+
+bool IsSelected(const TManifestFile& file, const TSelection& selection);
+
+// The files to have, each once, in the manifest's order. Throws TFailure (kBadManifest) where two
+// different files would have one name, on a system that does not tell "A" from "a" either.
+std::vector<TManifestFile> Select(const TManifest& manifest, const TSelection& selection);
+
+}  // namespace svc::acquire
+
+#endif  // RUNTIME_ACQUIRE_MANIFEST_H_

@@ -1,0 +1,81 @@
+#include "runtime/acquire/minisign.h"
+
+#include <boost/algorithm/string/case_conv.hpp>
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/trim.hpp>
+#include <optional>
+
+#include "runtime/acquire/base64.h"
+#include "runtime/acquire/crypto.h"
+#include "runtime/acquire/outcome.h"
+
+namespace svc::acquire {
+namespace {
+
+constexpr std::string_view kUntrusted = "untrusted comment:";
+constexpr std::string_view kTrusted = "trusted comment: ";
+constexpr std::string_view kLegacy = "Ed";
+constexpr std::string_view kPrehashed = "ED";
+constexpr std::size_t kIdSize = 8;
+
+// Takes a line off the text, without its end.
+std::string_view TakeLine(std::string_view& text) {
+  const auto end = text.find('\n');
+  std::string_view line = text.substr(0, end);
+  text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  while (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+// A line of base64 of so many bytes.
+std::optional<std::string> DecodeLine(std::string_view line, std::size_t size) {
+  auto bytes = FromBase64(line);
+  if (bytes && bytes->size() != size) bytes.reset();
+  return bytes;
+}
+
+TFailure BadSignature(const std::string& why) {
+  return {EOutcome::kBadSignature, "the manifest's signature " + why};
+}
+
+}  // namespace
+
+TPublicKey ParsePublicKey(std::string_view text) {
+  if (text.starts_with(kUntrusted)) TakeLine(text);
+  const auto bytes = DecodeLine(TakeLine(text), 2 + kIdSize + kEd25519KeySize);
+  if (!bytes || !bytes->starts_with(kLegacy))
+    throw TFailure(EOutcome::kKeyUnusable, "this is no public key of minisign");
+  return {bytes->substr(2, kIdSize), bytes->substr(2 + kIdSize)};
+}
+
+TSignature ParseSignature(std::string_view text) {
+  const std::string_view untrusted = TakeLine(text);
+  const auto bytes = DecodeLine(TakeLine(text), 2 + kIdSize + kEd25519SignatureSize);
+  const std::string_view trusted = TakeLine(text);
+  const auto global = DecodeLine(TakeLine(text), kEd25519SignatureSize);
+  if (!untrusted.starts_with(kUntrusted) || !bytes || !trusted.starts_with(kTrusted) || !global)
+    throw BadSignature("does not have minisign's form");
+  const std::string algorithm = bytes->substr(0, 2);
+  if (algorithm != kLegacy && algorithm != kPrehashed)
+    throw BadSignature("was made by an algorithm that is not known");
+  return {algorithm == kPrehashed, bytes->substr(2, kIdSize), bytes->substr(2 + kIdSize),
+          std::string(trusted.substr(kTrusted.size())), *global};
+}
+
+void VerifySignature(const TPublicKey& key, const TSignature& signature, std::string_view message) {
+  if (signature.id != key.id)
+    throw BadSignature("was made with key " + KeyNumber(signature.id) +
+                       ", the one to be trusted is " + KeyNumber(key.id));
+  const std::string hash = signature.prehashed ? Hash(EHash::kBlake2b512, message) : "";
+  if (!IsSignedEd25519(key.key, signature.prehashed ? hash : message, signature.signature))
+    throw BadSignature("is not one of this manifest: one of them was changed");
+  if (!IsSignedEd25519(key.key, signature.signature + signature.trustedComment,
+                       signature.globalSignature))
+    throw BadSignature("has a trusted comment that was changed");
+}
+
+std::string KeyNumber(std::string_view id) {
+  return boost::to_upper_copy(ToHex(std::string(id.rbegin(), id.rend())));
+}
+
+}  // namespace svc::acquire

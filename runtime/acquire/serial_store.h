@@ -1,0 +1,35 @@
+// The serial of the manifest that was accepted last from each repository: an older one, though
+// signed, is somebody's attempt to bring back what was mended.
+#ifndef RUNTIME_ACQUIRE_SERIAL_STORE_H_
+#define RUNTIME_ACQUIRE_SERIAL_STORE_H_
+
+#include <cstdint>
+#include <string>
+
+namespace svc::acquire {
+
+// One small file for each repository, in the folder "repositories" of the state folder. One
+// thread; several processes may use the folder. Operations throw TFailure (kStateUnusable,
+// kDiskFull).
+class TSerialStore {
+ public:
+  // REQUIRES: the address is in the form that messages show it in.
+  TSerialStore(const std::string& stateFolder, std::string repository);
+
+  // 0 where none was accepted yet.
+  std::uint64_t Last() const;
+  void Accept(std::uint64_t serial);
+
+ private:
+  std::string folder;
+  std::string repository;
+  std::string path;
+};
+
+// Where the user's programs keep what they have to remember: of the XDG Base Directory
+// Specification's kind, or below /var/lib for the system's administrator.
+std::string DefaultStateFolder();
+
+}  // namespace svc::acquire
+
+#endif  // RUNTIME_ACQUIRE_SERIAL_STORE_H_

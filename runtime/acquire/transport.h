@@ -1,0 +1,92 @@
+// Getting one file over HTTP: what differs between the systems' libraries, and nothing else. When
+// to try again, what to accept and where to put it is the caller's business.
+#ifndef RUNTIME_ACQUIRE_TRANSPORT_H_
+#define RUNTIME_ACQUIRE_TRANSPORT_H_
+
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace svc::acquire {
+
+// What a server says before the content.
+struct TResponse {
+  int status = 0;
+  std::string etag;                         // As written; empty without one.
+  std::optional<std::uint64_t> length;      // Of what follows.
+  std::optional<std::uint64_t> rangeStart;  // Where in the file it begins, with status 206.
+  std::string redirect;                     // An absolute address, with status 3xx.
+  std::chrono::seconds retryAfter{0};
+};
+
+// Receives a response with status 200 or 206. What it throws breaks the transfer off.
+class ITransferSink {
+ public:
+  virtual ~ITransferSink() = default;
+  virtual void OnResponse(const TResponse& response) = 0;
+  virtual void OnData(std::string_view bytes) = 0;
+};
+
+// One request. Borrowed by the transport from Start to its end.
+struct TTransfer {
+  std::string url;
+  std::uint64_t offset = 0;  // Bytes at the beginning that are not wanted again.
+  std::string etag;          // Of the file that they are from; empty where it is not known.
+  ITransferSink* sink = nullptr;
+};
+
+enum class ETransferEnd {
+  kAnswered,  // The response is complete, or has a status other than 200 and 206.
+  kUnreachable,
+  kNotTrusted,
+  kProxyRefused,
+  kTooSlow,
+  kBroken,
+  kSinkThrew
+};
+
+struct TTransferResult {
+  TTransfer* transfer = nullptr;
+  ETransferEnd end = ETransferEnd::kBroken;
+  TResponse response;
+  std::string reason;         // For people, where the end is a failure.
+  std::exception_ptr thrown;  // By the sink.
+};
+
+struct TProxyChoice {
+  enum class EKind { kEnvironment, kDirect, kGiven };
+  EKind kind = EKind::kEnvironment;
+  std::string host;  // A name, or an address with scheme, port, user and password.
+  int port = 0;      // 0: that of the address.
+  std::string user;
+  std::string password;
+};
+
+struct TTransportOptions {
+  TProxyChoice proxy;
+  std::string caFile;  // Empty: the system's certificates.
+  std::chrono::milliseconds connect{0};
+  std::chrono::milliseconds stall{0};
+};
+
+// Follows no redirect; asks for no compression; verifies every certificate. One thread, which is
+// also the one that calls the sinks, from Wait.
+class ITransport {
+ public:
+  virtual ~ITransport() = default;
+  virtual void Start(TTransfer& transfer) = 0;
+  // The next transfer that ended; nothing when none did for so long.
+  virtual std::optional<TTransferResult> Wait(std::chrono::milliseconds limit) = 0;
+  // Gives every borrowed transfer back.
+  virtual void CancelAll() = 0;
+};
+
+std::unique_ptr<ITransport> MakeTransport(const TTransportOptions& options);
+
+}  // namespace svc::acquire
+
+#endif  // RUNTIME_ACQUIRE_TRANSPORT_H_

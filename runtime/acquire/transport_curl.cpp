@@ -1,0 +1,274 @@
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/trim.hpp>
+#include <cstdlib>
+#include <mutex>
+#include <stdexcept>
+#include <vector>
+
+#include "runtime/acquire/curl_errors.h"
+#include "runtime/acquire/transport.h"
+
+namespace svc::acquire {
+namespace {
+
+constexpr long kSlowBytesPerSecond = 100;
+constexpr long kConnections = 16;
+
+// TLS libraries take code to load and files to write their secrets to from these; whoever sets the
+// environment of a program that runs as root shall not get either.
+constexpr const char* kDangerousVariables[] = {"OPENSSL_CONF", "OPENSSL_MODULES", "OPENSSL_ENGINES",
+                                               "SSLKEYLOGFILE"};
+
+void StartCurl() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    for (const char* variable : kDangerousVariables) unsetenv(variable);
+    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
+      throw std::runtime_error("libcurl does not start");
+  });
+}
+
+struct TRelease {
+  void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+using TEasy = std::unique_ptr<CURL, TRelease>;
+using TList = std::unique_ptr<curl_slist, TRelease>;
+
+bool HasContent(const TResponse& response) {
+  return response.status == 200 || response.status == 206;
+}
+
+// One transfer under way.
+class TExchange {
+ public:
+  TExchange(TTransfer& transfer, const TTransportOptions& options)
+      : transfer(transfer), easy(curl_easy_init()) {
+    SetRequest();
+    SetLimits(options);
+    SetTrust(options);
+    SetProxy(options.proxy);
+    SetCallbacks();
+  }
+
+  CURL* Handle() const { return easy.get(); }
+
+  TTransferResult End(CURLcode code) {
+    if (code == CURLE_OK && !isAnnounced) Announce();
+    TTransferResult result{&transfer, ETransferEnd::kAnswered, response, "", thrown};
+    if (thrown) {
+      result.end = ETransferEnd::kSinkThrew;
+    } else if (ProxyStatus() >= 400) {
+      const bool isForGood = ProxyStatus() < 500;
+      result.end = isForGood ? ETransferEnd::kProxyRefused : ETransferEnd::kUnreachable;
+      result.reason = "the proxy answered with status " + std::to_string(ProxyStatus());
+    } else if (code != CURLE_OK && !isRefused) {
+      result.end = TransferEndOf(code);
+      result.reason = errorText[0] != '\0' ? errorText : curl_easy_strerror(code);
+    }
+    return result;
+  }
+
+ private:
+  template <typename TValue>
+  void Set(CURLoption option, TValue value) {
+    if (curl_easy_setopt(easy.get(), option, value) != CURLE_OK)
+      throw std::runtime_error("libcurl does not take option " + std::to_string(option));
+  }
+
+  void SetRequest() {
+    Set(CURLOPT_URL, transfer.url.c_str());
+    Set(CURLOPT_PROTOCOLS_STR, "http,https");
+    Set(CURLOPT_USERAGENT, "svcheck");
+    Set(CURLOPT_NOSIGNAL, 1L);
+    if (transfer.offset == 0) return;
+    Set(CURLOPT_RANGE, (std::to_string(transfer.offset) + "-").c_str());
+    if (transfer.etag.empty()) return;
+    headers.reset(curl_slist_append(nullptr, ("If-Range: " + transfer.etag).c_str()));
+    Set(CURLOPT_HTTPHEADER, headers.get());
+  }
+
+  void SetLimits(const TTransportOptions& options) {
+    Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.connect.count()));
+    Set(CURLOPT_LOW_SPEED_LIMIT, kSlowBytesPerSecond);
+    Set(CURLOPT_LOW_SPEED_TIME, std::max(1L, static_cast<long>(options.stall.count() / 1000)));
+  }
+
+  void SetTrust(const TTransportOptions& options) {
+    Set(CURLOPT_SSL_VERIFYPEER, 1L);
+    Set(CURLOPT_SSL_VERIFYHOST, 2L);
+    Set(CURLOPT_PROXY_SSL_VERIFYPEER, 1L);
+    Set(CURLOPT_PROXY_SSL_VERIFYHOST, 2L);
+    if (options.caFile.empty()) return;
+    Set(CURLOPT_CAINFO, options.caFile.c_str());
+    Set(CURLOPT_CAPATH, nullptr);
+    Set(CURLOPT_PROXY_CAINFO, options.caFile.c_str());
+    Set(CURLOPT_PROXY_CAPATH, nullptr);
+  }
+
+  // Without a choice the library reads the usual environment variables itself.
+  void SetProxy(const TProxyChoice& proxy) {
+    Set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_ANY));
+    Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    if (proxy.kind == TProxyChoice::EKind::kDirect) Set(CURLOPT_PROXY, "");
+    if (proxy.kind != TProxyChoice::EKind::kGiven) return;
+    Set(CURLOPT_PROXY, proxy.host.c_str());
+    Set(CURLOPT_NOPROXY, "");
+    if (proxy.port != 0) Set(CURLOPT_PROXYPORT, static_cast<long>(proxy.port));
+    if (proxy.user.empty()) return;
+    Set(CURLOPT_PROXYUSERNAME, proxy.user.c_str());
+    Set(CURLOPT_PROXYPASSWORD, proxy.password.c_str());
+  }
+
+  void SetCallbacks() {
+    errorText[0] = '\0';
+    Set(CURLOPT_ERRORBUFFER, errorText);
+    Set(CURLOPT_PRIVATE, this);
+    Set(CURLOPT_HEADERDATA, this);
+    Set(CURLOPT_HEADERFUNCTION, &TExchange::OnHeader);
+    Set(CURLOPT_WRITEDATA, this);
+    Set(CURLOPT_WRITEFUNCTION, &TExchange::OnBody);
+  }
+
+  static std::size_t OnHeader(char* text, std::size_t size, std::size_t count, void* self) {
+    const std::string_view line(text, size * count);
+    auto& exchange = *static_cast<TExchange*>(self);
+    // A response may follow others: to the proxy's question for a password, or "100 Continue".
+    if (boost::istarts_with(line, "HTTP/")) exchange.response = {};
+    exchange.ReadHeader(line);
+    return line.size();
+  }
+
+  void ReadHeader(std::string_view line) {
+    const auto colon = line.find(':');
+    if (colon == std::string_view::npos) return;
+    const std::string_view name = line.substr(0, colon);
+    const std::string value = boost::trim_copy(std::string(line.substr(colon + 1)));
+    if (boost::iequals(name, "etag")) response.etag = value;
+    if (boost::iequals(name, "content-range") && boost::istarts_with(value, "bytes "))
+      response.rangeStart = std::strtoull(value.c_str() + 6, nullptr, 10);
+  }
+
+  static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) {
+    auto& exchange = *static_cast<TExchange*>(self);
+    return exchange.Receive({bytes, size * count}) ? size * count : 0;
+  }
+
+  // No exception may pass through the library.
+  bool Receive(std::string_view bytes) {
+    if (!isAnnounced) Announce();
+    isRefused = !HasContent(response);
+    if (isRefused || thrown) return false;
+    try {
+      transfer.sink->OnData(bytes);
+    } catch (...) {
+      thrown = std::current_exception();
+    }
+    return !thrown;
+  }
+
+  void Announce() {
+    isAnnounced = true;
+    CompleteResponse();
+    if (!HasContent(response)) return;
+    try {
+      transfer.sink->OnResponse(response);
+    } catch (...) {
+      thrown = std::current_exception();
+    }
+  }
+
+  void CompleteResponse() {
+    long status = 0;
+    curl_off_t length = -1;
+    curl_off_t retryAfter = 0;
+    const char* redirect = nullptr;
+    curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    curl_easy_getinfo(easy.get(), CURLINFO_RETRY_AFTER, &retryAfter);
+    curl_easy_getinfo(easy.get(), CURLINFO_REDIRECT_URL, &redirect);
+    response.status = static_cast<int>(status);
+    if (length >= 0) response.length = static_cast<std::uint64_t>(length);
+    response.retryAfter = std::chrono::seconds(retryAfter);
+    if (redirect != nullptr) response.redirect = redirect;
+  }
+
+  // The proxy's own answer: to CONNECT, or in the server's place.
+  long ProxyStatus() const {
+    long status = 0;
+    curl_easy_getinfo(easy.get(), CURLINFO_HTTP_CONNECTCODE, &status);
+    return status == 0 && response.status == 407 ? 407 : status;
+  }
+
+  TTransfer& transfer;
+  TEasy easy;
+  TList headers;
+  TResponse response;
+  std::exception_ptr thrown;
+  bool isAnnounced = false;
+  bool isRefused = false;
+  char errorText[CURL_ERROR_SIZE];
+};
+
+class TCurlTransport : public ITransport {
+ public:
+  explicit TCurlTransport(const TTransportOptions& options) : options(options) {
+    StartCurl();
+    multi = curl_multi_init();
+    if (multi == nullptr) throw std::runtime_error("libcurl does not start");
+    curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, kConnections);
+  }
+
+  ~TCurlTransport() override {
+    CancelAll();
+    curl_multi_cleanup(multi);
+  }
+
+  void Start(TTransfer& transfer) override {
+    exchanges.push_back(std::make_unique<TExchange>(transfer, options));
+    curl_multi_add_handle(multi, exchanges.back()->Handle());
+  }
+
+  std::optional<TTransferResult> Wait(std::chrono::milliseconds limit) override {
+    int running = 0;
+    curl_multi_perform(multi, &running);
+    if (auto result = TakeEnded()) return result;
+    curl_multi_poll(multi, nullptr, 0, static_cast<int>(limit.count()), nullptr);
+    curl_multi_perform(multi, &running);
+    return TakeEnded();
+  }
+
+  void CancelAll() override {
+    for (const auto& exchange : exchanges) curl_multi_remove_handle(multi, exchange->Handle());
+    exchanges.clear();
+  }
+
+ private:
+  std::optional<TTransferResult> TakeEnded() {
+    int left = 0;
+    const CURLMsg* message = curl_multi_info_read(multi, &left);
+    if (message == nullptr || message->msg != CURLMSG_DONE) return std::nullopt;
+    const CURLcode code = message->data.result;
+    CURL* const handle = message->easy_handle;
+    const auto found = std::ranges::find(exchanges, handle, &TExchange::Handle);
+    curl_multi_remove_handle(multi, handle);
+    TTransferResult result = (*found)->End(code);
+    exchanges.erase(found);
+    return result;
+  }
+
+  TTransportOptions options;
+  CURLM* multi = nullptr;
+  std::vector<std::unique_ptr<TExchange>> exchanges;
+};
+
+}  // namespace
+
+std::unique_ptr<ITransport> MakeTransport(const TTransportOptions& options) {
+  return std::make_unique<TCurlTransport>(options);
+}
+
+}  // namespace svc::acquire
