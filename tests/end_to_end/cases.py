@@ -25,6 +25,7 @@ class Case:
     builtin_classes: bool = True
     context: list = field(default_factory=list)
     data_dir: str = None
+    log: bool = True
     log_level: int = 4
     records: str = "records.ndjson"
     repository: str = None
@@ -82,7 +83,8 @@ class Maker(InventoryMaker, CatalogueMaker):
             self._folder_catalogue()
         if self.chance(0.12):
             self._own_data_dir()
-        if self.chance(0.15):
+        self.case.log = self.chance(0.9)
+        if self.chance(0.2):
             self.case.log_level = self.rng.randrange(5)
         if self.chance(0.2):
             self.case.records = "-"

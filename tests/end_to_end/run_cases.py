@@ -62,7 +62,8 @@ class Expected:
         self.records = [{key: shown(text) for key, text in record.items()}
                         for record in session.records]
         self.log = [(level, text if isinstance(text, FreeText) else shown(text))
-                    for level, text in session.log.entries if level <= case.log_level]
+                    for level, text in session.log.entries
+                    if case.log and level <= case.log_level]
         self.output = session.output
 
 
@@ -85,8 +86,11 @@ def command_of(svcheck, folder, case, server):
     if case.repository:
         url = f"{server}/{os.path.basename(folder)}/{case.repository}/"
         command += ["--repository", url, "--allow-unsigned"]
-    return command + ["--drive-root", "drives", "--log", "log.ndjson", "--log-level",
-                      str(case.log_level), "--records", case.records]
+    if case.log:
+        command += ["--log", "log.ndjson"]
+    if case.log and case.log_level != 4:
+        command += ["--log-level", str(case.log_level)]
+    return command + ["--drive-root", "drives", "--records", case.records]
 
 
 def read_lines(path):
