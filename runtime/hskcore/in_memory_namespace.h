@@ -22,9 +22,9 @@ inline constexpr TClassId kNoClass = std::numeric_limits<TClassId>::max();
 // A new, empty in-memory namespace.
 HSKCORE_API boost::shared_ptr<NQRXHSK20::ICIMNamespace> MakeInMemoryNamespace();
 
-// Writes one class or instance at a time: Begin..., its properties, then Finish or Abandon. What is
-// being written shows in the namespace when it is finished. Names and texts are views of the
-// caller's memory, which no call keeps. Names compare without regard to ASCII case.
+// Writes one class or instance at a time: Begin..., its properties, then Finish or Abandon. A class
+// shows in the namespace at once, an instance when it is finished. Names and texts are views of
+// the caller's memory, which no call keeps. Names compare without regard to ASCII case.
 //
 // Every operation but Abandon throws THSKException (kFailed, where nothing else is said), whose
 // text says the cause but no place. After that only Abandon, a Begin... or the destructor may
@@ -39,7 +39,7 @@ class HSKCORE_API TNamespaceWriter {
 
   // Opens a new class, or a known one again: the properties that follow are added to it, and the
   // superclass where it had none. An empty `superclass` stands for none. Throws when the superclass
-  // is another than before, is not declared (kClassNotFound) or derives from this class.
+  // is another than before, is not declared or derives from this class.
   TClassId BeginClass(std::string_view name, std::string_view superclass);
   // Opens a new instance. Throws kClassNotFound when the class is not declared.
   void BeginInstance(std::string_view className);

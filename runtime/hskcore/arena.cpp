@@ -1,0 +1,44 @@
+#include "runtime/hskcore/arena.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "host/hskcore/exception.h"
+
+namespace svc {
+
+namespace {
+
+constexpr std::size_t kFirstBlock = 4096;
+constexpr std::size_t kLargestBlock = 1 << 20;
+// A piece above this part of a block gets its own, so that the rest of a block left for a new one
+// is never more than that part.
+constexpr std::size_t kOwnBlockPart = 8;
+
+}  // namespace
+
+char* TArena::AllocateSlowly(std::size_t size) {
+  const std::size_t nextSize = std::min(std::max(blockSize * 2, kFirstBlock), kLargestBlock);
+  if (size > nextSize / kOwnBlockPart) {
+    return blocks.emplace_back(std::make_unique_for_overwrite<char[]>(size)).get();
+  }
+  blocks.push_back(std::make_unique_for_overwrite<char[]>(nextSize));
+  blockSize = nextSize;
+  next = blocks.back().get();
+  end = next + nextSize;
+  return Allocate(size);
+}
+
+TStoredText StoreText(TArena& arena, std::string_view text) {
+  if (text.size() > std::numeric_limits<std::uint32_t>::max() - sizeof(std::uint32_t)) {
+    throw NQRXHSK20::THSKException("A value of 4 GiB or more cannot be stored",
+                                   NQRXHSK20::THSKStatusCode::kFailed);
+  }
+  const auto length = static_cast<std::uint32_t>(text.size());
+  char* stored = arena.Allocate(sizeof length + text.size());
+  std::memcpy(stored, &length, sizeof length);
+  std::memcpy(stored + sizeof length, text.data(), text.size());
+  return stored;
+}
+
+}  // namespace svc

@@ -1,0 +1,118 @@
+#include "runtime/hskcore/cell.h"
+
+#include <bit>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "runtime/hskcore/value_text.h"
+
+namespace svc {
+
+using NQRXHSK20::ECIMType;
+using NQRXHSK20::TCIMValue;
+
+namespace {
+
+// The mark before an element: 0 for null, otherwise one more than the length of a text, and
+// kNumberMark before the eight bytes of a number.
+constexpr std::uint32_t kNullMark = 0;
+constexpr std::uint32_t kNumberMark = 1;
+// A scratch buffer above this size is given back.
+constexpr std::size_t kLargestKept = 1 << 20;
+
+template <typename T>
+T Take(const char*& at) noexcept {
+  T value;
+  std::memcpy(&value, at, sizeof value);
+  at += sizeof value;
+  return value;
+}
+
+TCIMValue NumberValue(ECIMType type, std::uint64_t bits) {
+  switch (type) {
+    case ECIMType::kBoolean:
+      return TCIMValue::Boolean(bits != 0);
+    case ECIMType::kReal32:
+    case ECIMType::kReal64:
+      return TCIMValue::Real(type, std::bit_cast<double>(bits));
+    case ECIMType::kSint8:
+    case ECIMType::kSint16:
+    case ECIMType::kSint32:
+    case ECIMType::kSint64:
+      return TCIMValue::Signed(type, static_cast<std::int64_t>(bits));
+    default:
+      return TCIMValue::Unsigned(type, bits);
+  }
+}
+
+TCIMValue TakeElement(ECIMType type, const char*& at) {
+  const auto mark = Take<std::uint32_t>(at);
+  if (mark == kNullMark) {
+    return TCIMValue::Null(type);
+  }
+  if (!IsTextType(type)) {
+    return NumberValue(type, Take<std::uint64_t>(at));
+  }
+  const std::string_view text(at, mark - 1);
+  at += text.size();
+  return TCIMValue::BorrowedText(type, text);
+}
+
+TCIMValue ArrayValue(ECIMType type, std::string_view text) {
+  const char* at = text.data();
+  const auto count = Take<std::uint32_t>(at);
+  std::vector<TCIMValue> elements;
+  elements.reserve(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    elements.push_back(TakeElement(type, at));
+  }
+  return TCIMValue::Array(type, std::move(elements));
+}
+
+}  // namespace
+
+bool IsStoredAsText(TForm form) noexcept { return form.isArray || IsTextType(form.type); }
+
+TCIMValue ValueOfCell(TForm form, TCell cell) {
+  if (!IsStoredAsText(form)) {
+    return form.isNullNumber ? TCIMValue::Null(form.type) : NumberValue(form.type, cell);
+  }
+  if (cell == 0) {
+    return TCIMValue::Null(form.type, form.isArray);
+  }
+  const std::string_view text = ViewOf(TextOf(cell));
+  return form.isArray ? ArrayValue(form.type, text) : TCIMValue::BorrowedText(form.type, text);
+}
+
+void TArrayText::Begin() {
+  if (bytes.capacity() > kLargestKept) {
+    std::string().swap(bytes);
+  }
+  bytes.assign(sizeof count, '\0');
+  count = 0;
+}
+
+void TArrayText::AddMark(std::uint32_t mark) {
+  bytes.append(reinterpret_cast<const char*>(&mark), sizeof mark);
+  ++count;
+}
+
+void TArrayText::AddText(std::string_view text) {
+  AddMark(static_cast<std::uint32_t>(text.size() + 1));
+  bytes.append(text);
+}
+
+void TArrayText::AddNumber(std::uint64_t bits) {
+  AddMark(kNumberMark);
+  bytes.append(reinterpret_cast<const char*>(&bits), sizeof bits);
+}
+
+void TArrayText::AddNull() { AddMark(kNullMark); }
+
+std::string_view TArrayText::Finish() noexcept {
+  std::memcpy(bytes.data(), &count, sizeof count);
+  return bytes;
+}
+
+}  // namespace svc

@@ -1,0 +1,49 @@
+// Cells: the 64 bits that a stored property takes, read with its form. Pure functions.
+#ifndef RUNTIME_HSKCORE_CELL_H_
+#define RUNTIME_HSKCORE_CELL_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "host/hskcore/value.h"
+#include "runtime/hskcore/shape_table.h"
+
+namespace svc {
+
+// A number's bits (as NumberFromText gives them), or the address of a stored text, 0 for null. An
+// array is a stored text too: see TArrayText.
+using TCell = std::uint64_t;
+
+inline TCell CellOf(TStoredText text) noexcept { return reinterpret_cast<std::uintptr_t>(text); }
+inline TStoredText TextOf(TCell cell) noexcept {
+  return reinterpret_cast<TStoredText>(static_cast<std::uintptr_t>(cell));
+}
+
+// Whether cells of the form are addresses of stored texts.
+bool IsStoredAsText(TForm form) noexcept;
+
+// The value of a cell. Its texts are borrowed: they must outlive it.
+NQRXHSK20::TCIMValue ValueOfCell(TForm form, TCell cell);
+
+// The bytes that stand for an array: the number of its elements in four bytes, then for each a mark
+// or length and its bytes. Reused from array to array.
+class TArrayText {
+ public:
+  void Begin();
+  void AddText(std::string_view text);
+  void AddNumber(std::uint64_t bits);
+  void AddNull();
+  // Valid until the next Begin.
+  std::string_view Finish() noexcept;
+
+ private:
+  void AddMark(std::uint32_t mark);
+
+  std::string bytes;
+  std::uint32_t count = 0;
+};
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_CELL_H_

@@ -1,0 +1,206 @@
+#include "runtime/hskcore/cim_state.h"
+
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <cstring>
+#include <string>
+
+#include "host/hskcore/exception.h"
+#include "runtime/hskcore/hash.h"
+
+namespace svc {
+
+using NQRXHSK20::THSKException;
+using NQRXHSK20::THSKStatusCode;
+
+namespace {
+
+// So many texts of a name are stored before they are compared: most names of a strange document
+// have one.
+constexpr std::uint32_t kTextsBeforePool = 4;
+
+[[noreturn]] void Refuse(const std::string& cause) {
+  throw THSKException(cause, THSKStatusCode::kFailed);
+}
+
+std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+}  // namespace
+
+TCimState::TCimState() : texts(boost::make_shared<TArena>()), declarationSlots(64, kNone) {}
+
+TClassId TCimState::FindClass(std::string_view name) const noexcept {
+  const TNameId id = names.Find(name);
+  return id == kNone ? kNoClass : names[id].classId;
+}
+
+TClassId TCimState::DeclareClass(std::string_view name, std::string_view superclass) {
+  const TClassId above = superclass.empty() ? kNoClass : FindClass(superclass);
+  if (!superclass.empty() && above == kNoClass) {
+    Refuse("CLASS " + Quoted(name) + ": its superclass " + Quoted(superclass) +
+           " is not declared before it");
+  }
+  const TNameId nameId = FindOrAddName(name);
+  TClassId classId = names[nameId].classId;
+  if (classId == kNoClass) {
+    classId = AddClass(nameId);
+  }
+  if (above != kNoClass && above != classes[classId].superclass) {
+    Derive(classId, above);
+  }
+  return classId;
+}
+
+TClassId TCimState::AddClass(TNameId name) {
+  const TClassId id = classes.size();
+  classes.Append({name, kNoClass, id, kNoClass, kNoClass, kNone, kNone});
+  names[name].classId = id;
+  ++generation;
+  return id;
+}
+
+// Halves the way up each time it is walked, so that a long line of classes costs no more than its
+// length.
+TClassId TCimState::TopOf(TClassId classId) noexcept {
+  while (classes[classId].above != classId) {
+    classes[classId].above = classes[classes[classId].above].above;
+    classId = classes[classId].above;
+  }
+  return classId;
+}
+
+void TCimState::Derive(TClassId classId, TClassId superclass) {
+  TClassEntry& derived = classes[classId];
+  if (derived.superclass != kNoClass) {
+    Refuse("CLASS " + Quoted(ClassName(classId)) + " has two superclasses: " +
+           Quoted(ClassName(derived.superclass)) + " and " + Quoted(ClassName(superclass)));
+  }
+  if (TopOf(superclass) == classId) {
+    Refuse("CLASS " + Quoted(ClassName(classId)) + ": its superclass " +
+           Quoted(ClassName(superclass)) + " derives from it");
+  }
+  derived.superclass = superclass;
+  derived.above = superclass;
+  derived.nextSibling = classes[superclass].firstSubclass;
+  classes[superclass].firstSubclass = classId;
+  ++generation;
+}
+
+std::size_t TCimState::DeclarationSlot(TClassId classId, TNameId name) const noexcept {
+  const std::uint64_t both = (static_cast<std::uint64_t>(classId) << 32) | name;
+  const std::size_t mask = declarationSlots.size() - 1;
+  std::size_t at = Mix(both ^ HashSeed(), kMixB) & mask;
+  for (; declarationSlots[at] != kNone; at = (at + 1) & mask) {
+    const TDeclaration& known = declarations[declarationSlots[at]];
+    if (known.classId == classId && known.name == name) {
+      break;
+    }
+  }
+  return at;
+}
+
+void TCimState::Declare(const TDeclaration& declaration) {
+  ++generation;
+  std::size_t slot = DeclarationSlot(declaration.classId, declaration.name);
+  if (declarationSlots[slot] != kNone) {
+    declarations[declarationSlots[slot]] = declaration;
+    return;
+  }
+  if ((declarations.size() + 1) * std::size_t{4} > declarationSlots.size() * 3) {
+    GrowDeclarations();
+    slot = DeclarationSlot(declaration.classId, declaration.name);
+  }
+  declarationSlots[slot] = declarations.Append(declaration);
+}
+
+void TCimState::GrowDeclarations() {
+  declarationSlots.assign(declarationSlots.size() * 2, kNone);
+  for (std::uint32_t id = 0; id < declarations.size(); ++id) {
+    declarationSlots[DeclarationSlot(declarations[id].classId, declarations[id].name)] = id;
+  }
+}
+
+const TDeclaration* TCimState::FindDeclaration(TClassId classId, TNameId name) const noexcept {
+  const std::uint32_t found = declarationSlots[DeclarationSlot(classId, name)];
+  return found == kNone ? nullptr : &declarations[found];
+}
+
+TCell TCimState::StoreTextOf(TNameId name, std::string_view text) {
+  TNameTable::TEntry& entry = names[name];
+  if (entry.pool != kNone) {
+    return CellOf(pools[entry.pool].Intern(text, *texts));
+  }
+  if (++entry.texts >= kTextsBeforePool) {
+    entry.pool = static_cast<std::uint32_t>(pools.size());
+    pools.emplace_back();
+  }
+  return CellOf(StoreText(*texts, text));
+}
+
+TCell* TCimState::StoreCells(std::span<const TCell> cells) {
+  auto* stored = reinterpret_cast<TCell*>(cellMemory.Allocate(cells.size_bytes()));
+  std::copy(cells.begin(), cells.end(), stored);
+  return stored;
+}
+
+TRowId TCimState::AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells) {
+  const TRowId id = rows.Append({StoreCells(cells), shape, classId, kNone});
+  TClassEntry& owner = classes[classId];
+  (owner.firstInstance == kNone ? owner.firstInstance : rows[owner.lastInstance].nextOfClass) = id;
+  owner.lastInstance = id;
+  return id;
+}
+
+// Writes the instance anew with the property's form changed, or with the property added, unless
+// its cell can simply be overwritten.
+void TCimState::SetCell(TRowId rowId, TNameId name, TForm form, TCell cell) {
+  TRow& row = rows[rowId];
+  std::vector<TShapeId> path;
+  for (TShapeId at = row.shape; at != TShapeTable::kEmpty; at = shapes[at].parent) {
+    path.push_back(at);
+    if (shapes[at].name == name && shapes[at].form == form) {
+      row.cells[shapes[at].depth - 1] = cell;
+      return;
+    }
+  }
+  std::vector<TCell> cells(row.cells, row.cells + path.size());
+  TShapeId shape = TShapeTable::kEmpty;
+  bool isWritten = false;
+  for (auto step = path.rbegin(); step != path.rend(); ++step) {
+    const TShapeTable::TNode node = shapes[*step];
+    const bool isChanged = node.name == name;
+    shape = shapes.Extend(shape, node.name, isChanged ? form : node.form);
+    if (isChanged) {
+      cells[node.depth - 1] = cell;
+      isWritten = true;
+    }
+  }
+  if (!isWritten) {
+    shape = shapes.Extend(shape, name, form);
+    cells.push_back(cell);
+  }
+  row.cells = StoreCells(cells);
+  row.shape = shape;
+}
+
+std::vector<TRowId> TCimState::InstancesOf(TClassId classId, bool deep) const {
+  std::vector<TRowId> found;
+  std::vector<TClassId> open{classId};
+  while (!open.empty()) {
+    const TClassEntry& entry = classes[open.back()];
+    open.pop_back();
+    for (TRowId row = entry.firstInstance; row != kNone; row = rows[row].nextOfClass) {
+      found.push_back(row);
+    }
+    for (TClassId child = deep ? entry.firstSubclass : kNoClass; child != kNoClass;
+         child = classes[child].nextSibling) {
+      open.push_back(child);
+    }
+  }
+  if (!std::is_sorted(found.begin(), found.end())) {
+    std::sort(found.begin(), found.end());
+  }
+  return found;
+}
+
+}  // namespace svc

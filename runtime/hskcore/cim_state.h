@@ -1,0 +1,117 @@
+// What an in-memory namespace holds: classes, the properties they declare, and instances. Plain
+// data that knows of no handles, so that it can be kept apart from them. Changed by one thread at
+// a time; const operations may run in several when nobody changes it.
+#ifndef RUNTIME_HSKCORE_CIM_STATE_H_
+#define RUNTIME_HSKCORE_CIM_STATE_H_
+
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <deque>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "runtime/hskcore/arena.h"
+#include "runtime/hskcore/cell.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/name_table.h"
+#include "runtime/hskcore/shape_table.h"
+#include "runtime/hskcore/text_pool.h"
+
+namespace svc {
+
+// Numbers an instance, from 0 in order of creation over the whole namespace.
+using TRowId = std::uint32_t;
+
+struct TRow {
+  // One for each property of the shape.
+  TCell* cells;
+  TShapeId shape;
+  TClassId classId;
+  // The class's next instance.
+  TRowId nextOfClass;
+};
+
+struct TClassEntry {
+  TNameId name;
+  TClassId superclass;
+  // A class above this one, nearer to the top as it is asked for; this class when it has none.
+  TClassId above;
+  TClassId firstSubclass;
+  TClassId nextSibling;
+  TRowId firstInstance;
+  TRowId lastInstance;
+};
+
+struct TDeclaration {
+  TClassId classId;
+  TNameId name;
+  TForm form;
+  TCell defaultCell;
+};
+
+class TCimState {
+ public:
+  TCimState();
+
+  // kNoClass when there is none.
+  TClassId FindClass(std::string_view name) const noexcept;
+  // Adds the class, or its superclass where it had none. Throws THSKException (kFailed).
+  TClassId DeclareClass(std::string_view name, std::string_view superclass);
+  // Adds a property to a class, or replaces its declaration.
+  void Declare(const TDeclaration& declaration);
+  // The class's own declaration of a property; null when there is none.
+  const TDeclaration* FindDeclaration(TClassId classId, TNameId name) const noexcept;
+  // kNoClass when there is none.
+  TClassId SuperclassOf(TClassId id) const noexcept { return classes[id].superclass; }
+  // Changes whenever a class or a declaration does.
+  std::uint32_t Generation() const noexcept { return generation; }
+
+  // The cell of a text or of an array's text.
+  TCell StoreTextOf(TNameId name, std::string_view text);
+  // Stores a new instance, which takes a copy of the cells.
+  // REQUIRES: as many cells as the shape has properties.
+  TRowId AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells);
+  // Writes a property of a stored instance, which may change its shape.
+  void SetCell(TRowId row, TNameId name, TForm form, TCell cell);
+  // In order of creation.
+  std::vector<TRowId> InstancesOf(TClassId classId, bool deep) const;
+
+  TNameId FindOrAddName(std::string_view name) { return names.FindOrAdd(name, *texts); }
+  TNameId FindName(std::string_view name) const noexcept { return names.Find(name); }
+  TNameTable::TEntry& Name(TNameId id) noexcept { return names[id]; }
+  // Numbers one more class or instance that is being written.
+  std::uint32_t NextWritten() noexcept { return ++written; }
+  std::string_view NameText(TNameId id) const noexcept { return ViewOf(names[id].text); }
+  std::string_view ClassName(TClassId id) const noexcept { return NameText(classes[id].name); }
+  TShapeTable& Shapes() noexcept { return shapes; }
+  const TShapeTable& Shapes() const noexcept { return shapes; }
+  const TRow& Row(TRowId id) const noexcept { return rows[id]; }
+  // The memory of every text, which lives as long as a holder.
+  const boost::shared_ptr<TArena>& Texts() const noexcept { return texts; }
+
+ private:
+  TClassId AddClass(TNameId name);
+  TClassId TopOf(TClassId classId) noexcept;
+  void Derive(TClassId classId, TClassId superclass);
+  std::size_t DeclarationSlot(TClassId classId, TNameId name) const noexcept;
+  void GrowDeclarations();
+  TCell* StoreCells(std::span<const TCell> cells);
+
+  boost::shared_ptr<TArena> texts;
+  // Holds multiples of a cell only, so that each is aligned.
+  TArena cellMemory;
+  TNameTable names;
+  TShapeTable shapes;
+  std::deque<TTextPool> pools;
+  TStableVector<TClassEntry> classes;
+  TStableVector<TDeclaration> declarations;
+  std::vector<std::uint32_t> declarationSlots;
+  TStableVector<TRow> rows;
+  std::uint32_t generation = 0;
+  std::uint32_t written = 0;
+};
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_CIM_STATE_H_

@@ -1,0 +1,35 @@
+// Setting up the process's host: what TRootObject and TOSSpecific hand to everybody. Called by the
+// program while no plug-in runs; what is replaced is released.
+#ifndef RUNTIME_HSKCORE_HOST_SETUP_H_
+#define RUNTIME_HSKCORE_HOST_SETUP_H_
+
+#include <boost/shared_ptr.hpp>
+#include <string>
+
+#include "host/hskcore/cim.h"
+#include "host/hskcore/export.h"
+#include "host/hskcore/logger.h"
+#include "host/hskcore/namespace_provider.h"
+
+namespace svc {
+
+// From here on everybody logs to this logger; an empty handle brings back the one that drops
+// everything, which is there from the start.
+HSKCORE_API void InstallLogger(const boost::shared_ptr<NQRXHSK20::ILogger>& logger);
+
+// Empty from the start. An empty handle releases the manager, and with it its plug-ins.
+HSKCORE_API void InstallPluginManager(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& manager);
+
+// From the start, and after an empty handle, there is a manager that knows the provider "inmem".
+HSKCORE_API void InstallNamespaceProviderManager(
+    const boost::shared_ptr<NQRXHSK20::INamespaceProviderManager>& manager);
+
+// The folder below which drive letters lie: "C:\a" is <folder>/c/a. An empty text brings back the
+// default: $XDG_STATE_HOME/svcheck/drives, or /var/lib/svcheck/drives for root. No effect on
+// Windows.
+HSKCORE_API void SetDriveRoot(const std::string& folder);
+HSKCORE_API std::string DriveRoot();
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_HOST_SETUP_H_

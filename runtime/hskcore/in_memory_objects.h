@@ -1,0 +1,114 @@
+// The in-memory namespace and the handles to what it holds. Used from one thread at a time.
+#ifndef RUNTIME_HSKCORE_IN_MEMORY_OBJECTS_H_
+#define RUNTIME_HSKCORE_IN_MEMORY_OBJECTS_H_
+
+#include <array>
+#include <boost/smart_ptr/enable_shared_from_this.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
+#include <map>
+#include <string_view>
+
+#include "host/hskcore/cim.h"
+#include "runtime/hskcore/cim_state.h"
+#include "runtime/hskcore/property_finder.h"
+
+namespace svc {
+
+class TInMemoryNamespace;
+
+// Lies in its namespace, which its handles keep alive; so does a TStoredInstance.
+class TInMemoryClass final : public NQRXHSK20::ICIMClass {
+ public:
+  TInMemoryClass() = default;
+  TInMemoryClass(TInMemoryNamespace* owner, TClassId id) : owner(owner), id(id) {}
+  void CreateInstance(boost::shared_ptr<NQRXHSK20::ICIMInstance>& instance,
+                      const NQRXHSK20::CIMContext& context) override;
+  void EnumerateInstances(const NQRXHSK20::TInstanceCallback& callback, bool deep,
+                          const NQRXHSK20::CIMContext& context) override;
+
+ private:
+  TInMemoryNamespace* owner;
+  TClassId id;
+};
+
+class TStoredInstance final : public NQRXHSK20::ICIMInstance {
+ public:
+  TStoredInstance() = default;
+  TStoredInstance(TInMemoryNamespace* owner, TRowId row) : owner(owner), row(row) {}
+  // Throws THSKException (kFailed): it is stored already.
+  void Commit(const NQRXHSK20::CIMContext& context) override;
+  void GetProperty(boost::shared_ptr<NQRXHSK20::ICIMProperty>& property, std::string_view name,
+                   const NQRXHSK20::CIMContext& context) const override;
+  void SetPropertyValue(std::string_view name, const NQRXHSK20::TCIMValue& value,
+                        const NQRXHSK20::CIMContext& context) override;
+
+ private:
+  TInMemoryNamespace* owner;
+  TRowId row;
+};
+
+// A created instance: outside the namespace until it is committed, one of the namespace's after.
+class TCreatedInstance final : public NQRXHSK20::ICIMInstance {
+ public:
+  TCreatedInstance(const boost::shared_ptr<TInMemoryNamespace>& owner, TClassId classId)
+      : owner(owner), classId(classId) {}
+  // Throws THSKException (kFailed) when it is called again.
+  void Commit(const NQRXHSK20::CIMContext& context) override;
+  void GetProperty(boost::shared_ptr<NQRXHSK20::ICIMProperty>& property, std::string_view name,
+                   const NQRXHSK20::CIMContext& context) const override;
+  void SetPropertyValue(std::string_view name, const NQRXHSK20::TCIMValue& value,
+                        const NQRXHSK20::CIMContext& context) override;
+
+ private:
+  boost::shared_ptr<TInMemoryNamespace> owner;
+  TClassId classId;
+  std::map<TNameId, NQRXHSK20::TCIMValue> values;
+  // kNone until the commit.
+  TRowId row = kNone;
+};
+
+class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
+                                 public boost::enable_shared_from_this<TInMemoryNamespace> {
+ public:
+  using TPropertyHandle = boost::shared_ptr<NQRXHSK20::ICIMProperty>;
+
+  void GetClass(boost::shared_ptr<NQRXHSK20::ICIMClass>& cimClass, std::string_view name,
+                const NQRXHSK20::CIMContext& context) override;
+
+  boost::shared_ptr<NQRXHSK20::ICIMClass> ClassHandle(TClassId id);
+  // Hands out the instances that there are at the time of the call.
+  void Enumerate(TClassId id, bool deep, const NQRXHSK20::TInstanceCallback& callback);
+  // Throws THSKException (kNoSuchProperty).
+  TPropertyHandle PropertyOf(TRowId row, std::string_view name);
+  // The property of an instance that does not write it. Throws the same.
+  TPropertyHandle DeclaredProperty(TClassId id, std::string_view name);
+  // Stores a new instance with these values.
+  TRowId Store(TClassId id, const std::map<TNameId, NQRXHSK20::TCIMValue>& values);
+  void SetProperty(TRowId row, std::string_view name, const NQRXHSK20::TCIMValue& value);
+
+  TCimState& State() noexcept { return state; }
+  const TCimState& State() const noexcept { return state; }
+
+ private:
+  struct TSlot {
+    TForm form{};
+    TCell cell = 0;
+    TPropertyHandle property;
+  };
+
+  TPropertyHandle MakeProperty(TForm form, TCell cell);
+  void MakeHandles();
+  std::pair<TForm, TCell> Encode(TNameId name, const NQRXHSK20::TCIMValue& value);
+
+  TCimState state;
+  TPropertyFinder finder;
+  // Handed out before and likely to be again: many instances share a value.
+  std::array<TSlot, 1024> recent;
+  TStableVector<TInMemoryClass> classes;
+  TStableVector<TStoredInstance> instances;
+  TArrayText arrayText;
+};
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_IN_MEMORY_OBJECTS_H_

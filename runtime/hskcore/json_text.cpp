@@ -1,0 +1,115 @@
+#include "runtime/hskcore/json_text.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "runtime/hskcore/hash.h"
+
+namespace svc {
+
+namespace {
+
+constexpr std::uint64_t kEach = 0x0101010101010101;
+constexpr std::uint64_t kHighBits = 0x80 * kEach;
+
+constexpr std::uint64_t ZeroBytes(std::uint64_t word) { return (word - kEach) & ~word & kHighBits; }
+
+// Whether all eight bytes are ASCII that JSON takes as it is.
+constexpr bool IsPlain(std::uint64_t word) {
+  const std::uint64_t control = (word - 0x20 * kEach) & ~word & kHighBits;
+  const std::uint64_t quote = ZeroBytes(word ^ ('"' * kEach));
+  const std::uint64_t backslash = ZeroBytes(word ^ ('\\' * kEach));
+  return ((word & kHighBits) | control | quote | backslash) == 0;
+}
+
+bool IsPlain(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 0x20 && byte < 0x80 && byte != '"' && byte != '\\';
+}
+
+char* Write(char* target, std::string_view text) {
+  std::memcpy(target, text.data(), text.size());
+  return target + text.size();
+}
+
+char* WriteAscii(char* target, char c) {
+  constexpr std::string_view kShort = "\"\\\b\f\n\r\t";
+  constexpr std::string_view kLetters = "\"\\bfnrt";
+  constexpr std::string_view kHex = "0123456789abcdef";
+  const std::size_t at = kShort.find(c);
+  if (at != kShort.npos) {
+    *target++ = '\\';
+    *target++ = kLetters[at];
+    return target;
+  }
+  if (static_cast<unsigned char>(c) >= 0x20) {
+    *target++ = c;
+    return target;
+  }
+  target = Write(target, "\\u00");
+  *target++ = kHex[static_cast<unsigned char>(c) >> 4];
+  *target++ = kHex[c & 0xf];
+  return target;
+}
+
+struct TSequence {
+  std::size_t length;
+  bool isValid;
+};
+
+// The well-formed lead bytes, how many bytes follow, and what the first of those may be (Unicode,
+// table 3-7).
+struct TLead {
+  unsigned char first;
+  unsigned char last;
+  unsigned char following;
+  unsigned char secondFirst;
+  unsigned char secondLast;
+};
+constexpr TLead kLeads[] = {{0xc2, 0xdf, 1, 0x80, 0xbf}, {0xe0, 0xe0, 2, 0xa0, 0xbf},
+                            {0xe1, 0xec, 2, 0x80, 0xbf}, {0xed, 0xed, 2, 0x80, 0x9f},
+                            {0xee, 0xef, 2, 0x80, 0xbf}, {0xf0, 0xf0, 3, 0x90, 0xbf},
+                            {0xf1, 0xf3, 3, 0x80, 0xbf}, {0xf4, 0xf4, 3, 0x80, 0x8f}};
+
+// The character that begins with a byte above 0x7f, or as much of it as there is.
+TSequence SequenceAt(std::string_view text) {
+  const auto byteAt = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+  const auto* lead = std::find_if(std::begin(kLeads), std::end(kLeads), [&](const TLead& row) {
+    return byteAt(0) >= row.first && byteAt(0) <= row.last;
+  });
+  if (lead == std::end(kLeads) || text.size() < 2 || byteAt(1) < lead->secondFirst ||
+      byteAt(1) > lead->secondLast) {
+    return {1, false};
+  }
+  std::size_t length = 2;
+  while (length <= lead->following && length < text.size() && (byteAt(length) & 0xc0) == 0x80) {
+    ++length;
+  }
+  return {length, length == lead->following + std::size_t{1}};
+}
+
+}  // namespace
+
+char* WriteJsonText(char* target, std::string_view text) noexcept {
+  while (!text.empty()) {
+    if (text.size() >= 8 && IsPlain(LoadWord(text.data()))) {
+      std::memcpy(target, text.data(), 8);
+      target += 8;
+      text.remove_prefix(8);
+    } else if (IsPlain(text[0])) {
+      *target++ = text[0];
+      text.remove_prefix(1);
+    } else if (static_cast<unsigned char>(text[0]) < 0x80) {
+      target = WriteAscii(target, text[0]);
+      text.remove_prefix(1);
+    } else {
+      const TSequence sequence = SequenceAt(text);
+      target = Write(target, sequence.isValid ? text.substr(0, sequence.length) : "\xef\xbf\xbd");
+      text.remove_prefix(sequence.length);
+    }
+  }
+  return target;
+}
+
+}  // namespace svc

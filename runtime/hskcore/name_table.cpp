@@ -1,0 +1,65 @@
+#include "runtime/hskcore/name_table.h"
+
+#include <algorithm>
+
+#include "runtime/hskcore/hash.h"
+
+namespace svc {
+
+namespace {
+
+std::uint32_t HashOf(std::string_view name) noexcept {
+  return static_cast<std::uint32_t>(HashName(name, HashSeed()));
+}
+
+}  // namespace
+
+TNameId TNameTable::Find(std::string_view name) const noexcept { return Find(name, HashOf(name)); }
+
+TNameId TNameTable::FindOrAdd(std::string_view name, TArena& arena) {
+  const std::uint32_t hash = HashOf(name);
+  const TNameId found = Find(name, hash);
+  if (found != kNone) {
+    return found;
+  }
+  Grow();
+  const TNameId id = entries.Append({StoreText(arena, name), hash, 0, 0, kNone, kNone});
+  Insert(id);
+  return id;
+}
+
+TNameId TNameTable::Find(std::string_view name, std::uint32_t hash) const noexcept {
+  if (slots.empty()) {
+    return kNone;
+  }
+  const std::size_t mask = slots.size() - 1;
+  for (std::size_t at = hash & mask; slots[at] != kNone; at = (at + 1) & mask) {
+    const TEntry& entry = entries[slots[at]];
+    if (entry.hash == hash && SameName(ViewOf(entry.text), name)) {
+      return slots[at];
+    }
+  }
+  return kNone;
+}
+
+void TNameTable::Insert(TNameId id) noexcept {
+  const std::size_t mask = slots.size() - 1;
+  std::size_t at = entries[id].hash & mask;
+  while (slots[at] != kNone) {
+    at = (at + 1) & mask;
+  }
+  slots[at] = id;
+}
+
+// Keeps room for one more name at a load of three quarters.
+void TNameTable::Grow() {
+  if ((entries.size() + 1) * std::size_t{4} <= slots.size() * 3) {
+    return;
+  }
+  slots.assign(std::max<std::size_t>(64, slots.size() * 2), kNone);
+  for (TNameId id = 0; id < entries.size(); ++id) {
+    Insert(id);
+  }
+}
+
+}  // namespace svc

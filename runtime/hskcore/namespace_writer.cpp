@@ -1,0 +1,214 @@
+#include <boost/make_shared.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
+#include <string>
+#include <vector>
+
+#include "host/hskcore/exception.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/in_memory_objects.h"
+#include "runtime/hskcore/value_text.h"
+
+namespace svc {
+
+using NQRXHSK20::ECIMType;
+using NQRXHSK20::ICIMClass;
+using NQRXHSK20::ICIMNamespace;
+using NQRXHSK20::THSKException;
+using NQRXHSK20::THSKStatusCode;
+
+namespace {
+
+[[noreturn]] void Refuse(const std::string& cause) {
+  throw THSKException(cause, THSKStatusCode::kFailed);
+}
+
+std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+// A value as an error shows it: enough of it to be found, never megabytes.
+std::string Shown(std::string_view text) {
+  constexpr std::size_t kShown = 60;
+  return text.size() <= kShown ? Quoted(text) : Quoted(text.substr(0, kShown)) + "...";
+}
+
+boost::shared_ptr<TInMemoryNamespace> InMemory(const boost::shared_ptr<ICIMNamespace>& target) {
+  if (!target) {
+    Refuse("There is no namespace to write to");
+  }
+  const auto found = boost::dynamic_pointer_cast<TInMemoryNamespace>(target);
+  if (!found) {
+    Refuse("Documents can be read into namespaces of the provider \"inmem\" only");
+  }
+  return found;
+}
+
+}  // namespace
+
+struct TNamespaceWriter::State {
+  explicit State(boost::shared_ptr<TInMemoryNamespace> namespaceToFill)
+      : target(std::move(namespaceToFill)), cim(target->State()) {}
+
+  void Begin(TClassId id, bool asClass);
+  void Drop() noexcept { classId = kNoClass; }
+  TNameId EnterProperty(std::string_view name, TForm form);
+  TNameId EnterNewProperty(std::string_view name, TForm form);
+  std::uint64_t Number(std::string_view name, ECIMType type, std::string_view text);
+  void CheckText(std::string_view name, ECIMType type, std::string_view text);
+  void Keep(TNameId name, TForm form, TCell cell);
+
+  boost::shared_ptr<TInMemoryNamespace> target;
+  TCimState& cim;
+  // What is being written: kNoClass for nothing.
+  TClassId classId = kNoClass;
+  bool isClass = false;
+  // Numbers it, so that a name knows whether it was written in it.
+  std::uint32_t serial = 0;
+  TShapeId shape = TShapeTable::kEmpty;
+  std::vector<TCell> cells;
+  TArrayText array;
+  TForm arrayForm{};
+  TNameId arrayName = kNone;
+};
+
+void TNamespaceWriter::State::Begin(TClassId id, bool asClass) {
+  classId = id;
+  isClass = asClass;
+  cells.clear();
+  shape = TShapeTable::kEmpty;
+  serial = cim.NextWritten();
+}
+
+// Instances repeat the properties of the one before: what came next there is tried first.
+TNameId TNamespaceWriter::State::EnterProperty(std::string_view name, TForm form) {
+  const TShapeTable& shapes = cim.Shapes();
+  const TShapeId likely = isClass ? kNone : shapes[shape].likelyChild;
+  if (likely == kNone || shapes[likely].form != form || cim.NameText(shapes[likely].name) != name) {
+    return EnterNewProperty(name, form);
+  }
+  shape = likely;
+  const TNameId nameId = shapes[likely].name;
+  cim.Name(nameId).writtenIn = serial;
+  return nameId;
+}
+
+TNameId TNamespaceWriter::State::EnterNewProperty(std::string_view name, TForm form) {
+  const TNameId nameId = cim.FindOrAddName(name);
+  if (cim.Name(nameId).writtenIn == serial) {
+    Refuse("PROPERTY " + Shown(name) + " written twice");
+  }
+  cim.Name(nameId).writtenIn = serial;
+  if (!isClass) {
+    shape = cim.Shapes().Extend(shape, nameId, form);
+  }
+  return nameId;
+}
+
+std::uint64_t TNamespaceWriter::State::Number(std::string_view name, ECIMType type,
+                                              std::string_view text) {
+  if (const auto bits = NumberFromText(type, text)) {
+    return *bits;
+  }
+  Refuse("PROPERTY " + Shown(name) + ": " + Shown(text) + " is no " +
+         std::string(NameOfCimType(type)));
+}
+
+void TNamespaceWriter::State::CheckText(std::string_view name, ECIMType type,
+                                        std::string_view text) {
+  if (!IsTextOfType(type, text)) {
+    Refuse("PROPERTY " + Shown(name) + ": " + Shown(text) + " is no " +
+           std::string(NameOfCimType(type)));
+  }
+}
+
+void TNamespaceWriter::State::Keep(TNameId name, TForm form, TCell cell) {
+  if (isClass) {
+    cim.Declare({classId, name, form, cell});
+  } else {
+    cells.push_back(cell);
+  }
+}
+
+TNamespaceWriter::TNamespaceWriter(const boost::shared_ptr<ICIMNamespace>& target)
+    : state(std::make_unique<State>(InMemory(target))) {}
+
+TNamespaceWriter::~TNamespaceWriter() = default;
+
+TClassId TNamespaceWriter::BeginClass(std::string_view name, std::string_view superclass) {
+  state->Drop();
+  const TClassId id = state->cim.DeclareClass(name, superclass);
+  state->Begin(id, true);
+  return id;
+}
+
+void TNamespaceWriter::BeginInstance(std::string_view className) {
+  state->Drop();
+  const TClassId id = state->cim.FindClass(className);
+  if (id == kNoClass) {
+    throw THSKException("INSTANCE of class " + Shown(className) + ", which is not declared",
+                        THSKStatusCode::kClassNotFound);
+  }
+  state->Begin(id, false);
+}
+
+void TNamespaceWriter::WriteValue(std::string_view name, ECIMType type, std::string_view text) {
+  const TForm form{type, false, false};
+  if (!IsTextType(type)) {
+    const std::uint64_t bits = state->Number(name, type, text);
+    state->Keep(state->EnterProperty(name, form), form, bits);
+    return;
+  }
+  state->CheckText(name, type, text);
+  const TNameId nameId = state->EnterProperty(name, form);
+  state->Keep(nameId, form, state->cim.StoreTextOf(nameId, text));
+}
+
+void TNamespaceWriter::WriteNull(std::string_view name, ECIMType type, bool isArray) {
+  const TForm form{type, isArray, !isArray && !IsTextType(type)};
+  state->Keep(state->EnterProperty(name, form), form, 0);
+}
+
+void TNamespaceWriter::BeginArray(std::string_view name, ECIMType type) {
+  state->arrayForm = {type, true, false};
+  state->arrayName = state->EnterProperty(name, state->arrayForm);
+  state->array.Begin();
+}
+
+void TNamespaceWriter::AddElement(std::string_view text) {
+  const ECIMType type = state->arrayForm.type;
+  const auto arrayName = [&] { return state->cim.NameText(state->arrayName); };
+  if (IsTextType(type)) {
+    state->CheckText(arrayName(), type, text);
+    state->array.AddText(text);
+  } else {
+    state->array.AddNumber(state->Number(arrayName(), type, text));
+  }
+}
+
+void TNamespaceWriter::AddNullElement() { state->array.AddNull(); }
+
+void TNamespaceWriter::EndArray() {
+  const TCell cell = state->cim.StoreTextOf(state->arrayName, state->array.Finish());
+  state->Keep(state->arrayName, state->arrayForm, cell);
+}
+
+void TNamespaceWriter::Finish() {
+  if (!state->isClass && state->classId != kNoClass) {
+    state->cim.AddRow(state->classId, state->shape, state->cells);
+  }
+  state->Drop();
+}
+
+void TNamespaceWriter::Abandon() noexcept { state->Drop(); }
+
+TClassId TNamespaceWriter::FindClass(std::string_view name) const noexcept {
+  return state->cim.FindClass(name);
+}
+
+boost::shared_ptr<ICIMClass> TNamespaceWriter::ClassHandle(TClassId id) const {
+  return state->target->ClassHandle(id);
+}
+
+boost::shared_ptr<ICIMNamespace> MakeInMemoryNamespace() {
+  return boost::make_shared<TInMemoryNamespace>();
+}
+
+}  // namespace svc

@@ -1,0 +1,10 @@
+#include "runtime/hskcore/null_logger.h"
+
+namespace svc {
+
+NQRXHSK20::ILogger& NullLogger() noexcept {
+  static TNullLogger& logger = *new TNullLogger;
+  return logger;
+}
+
+}  // namespace svc

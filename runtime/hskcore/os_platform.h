@@ -1,0 +1,21 @@
+// What the operating systems do differently for the host itself. May be used from any thread.
+#ifndef RUNTIME_HSKCORE_OS_PLATFORM_H_
+#define RUNTIME_HSKCORE_OS_PLATFORM_H_
+
+#include <cstdio>
+#include <string>
+
+#include "host/hskcore/export.h"
+
+namespace svc {
+
+// Where drive letters lie when the program says nothing.
+std::string DefaultDriveRoot();
+
+// Opens a file, whose UTF-8 path may have the Windows form, with a mode of the C library; null with
+// errno set when it cannot be opened. The caller closes it.
+HSKCORE_API std::FILE* OpenFile(const std::string& path, const char* mode);
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_OS_PLATFORM_H_

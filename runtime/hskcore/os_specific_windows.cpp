@@ -1,0 +1,112 @@
+#include <windows.h>
+
+#include <algorithm>
+#include <memory>
+#include <system_error>
+
+#include "host/hskcore/exception.h"
+#include "host/hskcore/os_specific.h"
+#include "runtime/hskcore/os_platform.h"
+
+namespace NQRXHSK20 {
+
+namespace {
+
+std::wstring Wide(const std::string& text) {
+  const int given = static_cast<int>(text.size());
+  const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), given, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(length), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), given, wide.data(), length);
+  return wide;
+}
+
+std::string Narrow(const std::wstring& wide) {
+  const int given = static_cast<int>(wide.size());
+  const int length =
+      WideCharToMultiByte(CP_UTF8, 0, wide.data(), given, nullptr, 0, nullptr, nullptr);
+  std::string text(static_cast<std::size_t>(length), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), given, text.data(), length, nullptr, nullptr);
+  return text;
+}
+
+[[noreturn]] void ThrowUnreadable(const std::string& path, DWORD error) {
+  throw THSKException(
+      "\"" + path + "\": " + std::system_category().message(static_cast<int>(error)),
+      THSKStatusCode::kFileUnreadable);
+}
+
+bool IsMissing(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
+struct TCloseSearch {
+  using pointer = HANDLE;
+  void operator()(HANDLE search) const { FindClose(search); }
+};
+
+}  // namespace
+
+const char* const TOSSpecific::kFileSeparator = "\\";
+
+std::string TOSSpecific::GetCurrentDir() {
+  std::wstring folder(GetCurrentDirectoryW(0, nullptr), L'\0');
+  folder.resize(GetCurrentDirectoryW(static_cast<DWORD>(folder.size()), folder.data()));
+  if (folder.ends_with(L'\\')) {
+    folder.pop_back();
+  }
+  return Narrow(folder);
+}
+
+std::uint64_t TOSSpecific::GetFileSize(const std::string& path) {
+  WIN32_FILE_ATTRIBUTE_DATA status;
+  if (!GetFileAttributesExW(Wide(path).c_str(), GetFileExInfoStandard, &status)) {
+    const DWORD error = GetLastError();
+    if (IsMissing(error)) {
+      throw THSKException("\"" + path + "\" does not exist", THSKStatusCode::kFileNotFound);
+    }
+    ThrowUnreadable(path, error);
+  }
+  if (status.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+    throw THSKException("\"" + path + "\": is a folder", THSKStatusCode::kFileUnreadable);
+  }
+  return (static_cast<std::uint64_t>(status.nFileSizeHigh) << 32) | status.nFileSizeLow;
+}
+
+std::vector<std::string> TOSSpecific::ListDir(const std::string& path) {
+  WIN32_FIND_DATAW found;
+  const HANDLE first = FindFirstFileW((Wide(path) + L"\\*").c_str(), &found);
+  if (first == INVALID_HANDLE_VALUE) {
+    const DWORD error = GetLastError();
+    if (IsMissing(error)) {
+      return {};
+    }
+    ThrowUnreadable(path, error);
+  }
+  const std::unique_ptr<HANDLE, TCloseSearch> search(first);
+  std::vector<std::string> names;
+  do {
+    const std::string name = Narrow(found.cFileName);
+    if (name != "." && name != "..") {
+      names.push_back(name);
+    }
+  } while (FindNextFileW(search.get(), &found));
+  if (GetLastError() != ERROR_NO_MORE_FILES) {
+    ThrowUnreadable(path, GetLastError());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string TOSSpecific::NativePath(const std::string& path) { return path; }
+
+}  // namespace NQRXHSK20
+
+namespace svc {
+
+std::string DefaultDriveRoot() { return ""; }
+
+std::FILE* OpenFile(const std::string& path, const char* mode) {
+  return _wfopen(NQRXHSK20::Wide(path).c_str(), NQRXHSK20::Wide(mode).c_str());
+}
+
+}  // namespace svc

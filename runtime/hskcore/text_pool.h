@@ -1,0 +1,45 @@
+// Stores equal texts once. Used by one thread.
+#ifndef RUNTIME_HSKCORE_TEXT_POOL_H_
+#define RUNTIME_HSKCORE_TEXT_POOL_H_
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "runtime/hskcore/arena.h"
+
+namespace svc {
+
+// The texts of one property. The table of known texts never takes more than a fixed part of what
+// the texts take and of what it saved: texts that do not repeat cost next to nothing, and texts
+// that begin to repeat late make the table grow then. When it may not grow it forgets some.
+class TTextPool {
+ public:
+  // A stored text equal to the one given: a known one where there is one.
+  // REQUIRES: the same arena each time.
+  TStoredText Intern(std::string_view text, TArena& arena);
+
+ private:
+  struct TEntry {
+    TStoredText text = nullptr;
+    std::uint32_t hash = 0;
+    std::uint32_t length = 0;
+  };
+  // One cache line: where texts of one hash may stand.
+  static constexpr std::size_t kWays = 4;
+  using TBucket = std::array<TEntry, kWays>;
+
+  TBucket& BucketOf(std::uint32_t hash) noexcept { return buckets[hash & (buckets.size() - 1)]; }
+  void Remember(const TEntry& entry) noexcept;
+  void GrowWithinBudget();
+
+  std::vector<TBucket> buckets;
+  std::uint64_t storedBytes = 0;
+  std::uint64_t savedBytes = 0;
+  std::uint32_t known = 0;
+};
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_TEXT_POOL_H_

@@ -1,0 +1,148 @@
+#include "host/hskcore/value.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "host/hskcore/exception.h"
+#include "runtime/hskcore/value_text.h"
+
+namespace NQRXHSK20 {
+
+namespace {
+
+[[noreturn]] void ThrowMismatch(const TCIMValue& value, const char* wanted) {
+  const std::string what = value.IsNull()    ? "a null value"
+                           : value.IsArray() ? "an array"
+                                             : "\"" + value.ToString(10) + "\"";
+  throw THSKException(
+      what + " of type " + std::string(svc::NameOfCimType(value.Type())) + " is no " + wanted,
+      THSKStatusCode::kTypeMismatch);
+}
+
+template <typename T>
+std::string IntegerText(T value, std::uint8_t radix) {
+  if (radix < 2 || radix > 36) {
+    throw THSKException("A number cannot be written with the radix " + std::to_string(radix),
+                        THSKStatusCode::kFailed);
+  }
+  char text[std::numeric_limits<std::uint64_t>::digits + 1];
+  return {text, std::to_chars(text, text + sizeof text, value, radix).ptr};
+}
+
+template <typename T>
+std::string RealText(T value) {
+  if (std::isnan(value)) {
+    return "NaN";
+  }
+  if (std::isinf(value)) {
+    return value < 0 ? "-INF" : "INF";
+  }
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+std::string ArrayText(const std::vector<TCIMValue>& elements, std::uint8_t radix) {
+  std::string text = "{ ";
+  for (const TCIMValue& element : elements) {
+    text += &element == elements.data() ? "" : ", ";
+    text += element.ToString(radix);
+  }
+  return text + (elements.empty() ? "}" : " }");
+}
+
+// Writes each kind of value.
+struct TTextOf {
+  ECIMType type;
+  std::uint8_t radix;
+
+  std::string operator()(std::monostate) const { return {}; }
+  std::string operator()(bool value) const { return value ? "TRUE" : "FALSE"; }
+  std::string operator()(std::uint64_t value) const { return IntegerText(value, radix); }
+  std::string operator()(std::int64_t value) const { return IntegerText(value, radix); }
+  std::string operator()(double value) const {
+    return type == ECIMType::kReal32 ? RealText(static_cast<float>(value)) : RealText(value);
+  }
+  std::string operator()(const std::string& value) const { return value; }
+  std::string operator()(std::string_view value) const { return std::string(value); }
+  std::string operator()(const std::vector<TCIMValue>& value) const {
+    return ArrayText(value, radix);
+  }
+};
+
+}  // namespace
+
+TCIMValue::TCIMValue() : type(ECIMType::kString), array(false) {}
+TCIMValue::TCIMValue(const char* text) : TCIMValue(std::string(text)) {}
+TCIMValue::TCIMValue(std::string text)
+    : TCIMValue(ECIMType::kString, false, Data(std::move(text))) {}
+TCIMValue::TCIMValue(std::string_view text) : TCIMValue(std::string(text)) {}
+TCIMValue::TCIMValue(ECIMType type, bool array, Data data) noexcept
+    : data(std::move(data)), type(type), array(array) {}
+
+TCIMValue::TCIMValue(const TCIMValue& other)
+    : data(other.data), type(other.type), array(other.array) {
+  if (const auto* borrowed = std::get_if<std::string_view>(&other.data)) {
+    data = std::string(*borrowed);
+  }
+}
+
+TCIMValue::TCIMValue(TCIMValue&& other) noexcept = default;
+
+TCIMValue& TCIMValue::operator=(const TCIMValue& other) { return *this = TCIMValue(other); }
+
+TCIMValue& TCIMValue::operator=(TCIMValue&& other) noexcept = default;
+TCIMValue::~TCIMValue() = default;
+
+TCIMValue TCIMValue::Null(ECIMType type, bool isArray) { return {type, isArray, Data()}; }
+TCIMValue TCIMValue::Boolean(bool value) { return {ECIMType::kBoolean, false, Data(value)}; }
+TCIMValue TCIMValue::Unsigned(ECIMType type, std::uint64_t value) {
+  return {type, false, Data(value)};
+}
+TCIMValue TCIMValue::Signed(ECIMType type, std::int64_t value) {
+  return {type, false, Data(value)};
+}
+TCIMValue TCIMValue::Real(ECIMType type, double value) { return {type, false, Data(value)}; }
+TCIMValue TCIMValue::Text(ECIMType type, std::string text) {
+  return {type, false, Data(std::move(text))};
+}
+TCIMValue TCIMValue::Array(ECIMType type, std::vector<TCIMValue> elements) {
+  return {type, true, Data(std::move(elements))};
+}
+TCIMValue TCIMValue::BorrowedText(ECIMType type, std::string_view text) {
+  return {type, false, Data(text)};
+}
+
+std::string TCIMValue::ToString(std::uint8_t radix) const {
+  return std::visit(TTextOf{type, radix}, data);
+}
+
+TCIMValue::operator std::string() const { return ToString(10); }
+
+TCIMValue::operator std::uint16_t() const {
+  std::optional<std::uint64_t> number;
+  if (const auto* value = std::get_if<std::uint64_t>(&data)) {
+    number = *value;
+  } else if (const auto* signedValue = std::get_if<std::int64_t>(&data)) {
+    // A negative number becomes one that is too large.
+    number = static_cast<std::uint64_t>(*signedValue);
+  } else if (type == ECIMType::kString && !IsNull() && !array) {
+    number = svc::NumberFromText(ECIMType::kUint16, ToString(10));
+  }
+  if (!number || *number > std::numeric_limits<std::uint16_t>::max()) {
+    ThrowMismatch(*this, "uint16");
+  }
+  return static_cast<std::uint16_t>(*number);
+}
+
+TCIMValue::operator const std::vector<TCIMValue>&() const {
+  const auto* elements = std::get_if<std::vector<TCIMValue>>(&data);
+  if (elements == nullptr) {
+    ThrowMismatch(*this, "array");
+  }
+  return *elements;
+}
+
+}  // namespace NQRXHSK20

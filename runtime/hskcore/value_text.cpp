@@ -1,0 +1,232 @@
+#include "runtime/hskcore/value_text.h"
+
+#include <array>
+#include <bit>
+#include <charconv>
+#include <limits>
+
+namespace svc {
+
+using NQRXHSK20::ECIMType;
+
+namespace {
+
+// In the order of ECIMType.
+constexpr std::array<std::string_view, 15> kTypeNames = {
+    "string", "boolean", "char16", "uint8",  "uint16", "uint32",   "uint64",   "sint8",
+    "sint16", "sint32",  "sint64", "real32", "real64", "datetime", "reference"};
+static_assert(kTypeNames.size() == static_cast<std::size_t>(ECIMType::kReference) + 1);
+
+char Lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; }
+
+bool SameWord(std::string_view text, std::string_view lower) noexcept {
+  if (text.size() != lower.size()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (Lower(text[i]) != lower[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Takes the sign off the text.
+bool TakeSign(std::string_view& text) noexcept {
+  const bool isNegative = text.starts_with('-');
+  if (isNegative || text.starts_with('+')) {
+    text.remove_prefix(1);
+  }
+  return isNegative;
+}
+
+template <typename T>
+std::optional<T> WholeNumber(std::string_view text, int base) noexcept {
+  T value;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value, base);
+  return error == std::errc() && stop == end ? std::optional<T>(value) : std::nullopt;
+}
+
+struct TMagnitude {
+  std::uint64_t value;
+  bool isNegative;
+};
+
+std::optional<TMagnitude> IntegerMagnitude(std::string_view text) noexcept {
+  const bool isNegative = TakeSign(text);
+  const bool isHex = text.starts_with("0x") || text.starts_with("0X");
+  if (isHex) {
+    text.remove_prefix(2);
+  }
+  const auto value = WholeNumber<std::uint64_t>(text, isHex ? 16 : 10);
+  return value ? std::optional<TMagnitude>({*value, isNegative}) : std::nullopt;
+}
+
+template <typename T>
+std::optional<std::uint64_t> UnsignedInteger(std::string_view text) noexcept {
+  const auto number = IntegerMagnitude(text);
+  if (!number || number->value > std::numeric_limits<T>::max() ||
+      (number->isNegative && number->value != 0)) {
+    return std::nullopt;
+  }
+  return number->value;
+}
+
+template <typename T>
+std::optional<std::uint64_t> SignedInteger(std::string_view text) noexcept {
+  const auto number = IntegerMagnitude(text);
+  const std::uint64_t largest = std::numeric_limits<T>::max();
+  if (!number || number->value > largest + (number->isNegative ? 1 : 0)) {
+    return std::nullopt;
+  }
+  return number->isNegative ? 0 - number->value : number->value;
+}
+
+std::optional<std::uint64_t> RealBits(double value) noexcept {
+  return std::bit_cast<std::uint64_t>(value);
+}
+
+// The three texts that stand for no finite number.
+std::optional<double> SpecialReal(std::string_view text) noexcept {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  return text == "INF"    ? std::optional<double>(kInfinity)
+         : text == "-INF" ? std::optional<double>(-kInfinity)
+         : text == "NaN"  ? std::optional<double>(std::numeric_limits<double>::quiet_NaN())
+                          : std::nullopt;
+}
+
+template <typename T>
+std::optional<std::uint64_t> Real(std::string_view text) noexcept {
+  if (const auto special = SpecialReal(text)) {
+    return RealBits(*special);
+  }
+  if (text.starts_with('+') && !text.starts_with("+-")) {
+    text.remove_prefix(1);
+  }
+  if (text.find_first_not_of("+-.0123456789eE") != text.npos) {
+    return std::nullopt;
+  }
+  T value;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  return error == std::errc() && stop == end ? RealBits(value) : std::nullopt;
+}
+
+std::optional<std::uint64_t> Boolean(std::string_view text) noexcept {
+  return SameWord(text, "true")    ? std::optional<std::uint64_t>(1)
+         : SameWord(text, "false") ? std::optional<std::uint64_t>(0)
+                                   : std::nullopt;
+}
+
+// One character of the Basic Multilingual Plane in UTF-8, no half of a surrogate pair.
+bool IsUcs2Character(std::string_view text) noexcept {
+  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+  const auto follows = [&](std::size_t at) { return (byte(at) & 0xc0) == 0x80; };
+  switch (text.size()) {
+    case 1:
+      return byte(0) < 0x80;
+    case 2:
+      return byte(0) >= 0xc2 && byte(0) <= 0xdf && follows(1);
+    case 3:
+      return (byte(0) & 0xf0) == 0xe0 && follows(1) && follows(2) &&
+             !(byte(0) == 0xe0 && byte(1) < 0xa0) && !(byte(0) == 0xed && byte(1) >= 0xa0);
+    default:
+      return false;
+  }
+}
+
+// A field of a datetime: digits up to `most`, or asterisks for a field that does not matter.
+bool IsField(std::string_view text, std::size_t at, std::size_t length, int least,
+             int most) noexcept {
+  const std::string_view field = text.substr(at, length);
+  if (field.find_first_not_of('*') == field.npos) {
+    return true;
+  }
+  if (field.find_first_not_of("0123456789") != field.npos) {
+    return false;
+  }
+  const auto value = WholeNumber<int>(field, 10);
+  return value && *value >= least && *value <= most;
+}
+
+bool IsTimeOfDay(std::string_view text) noexcept {
+  return IsField(text, 8, 2, 0, 23) && IsField(text, 10, 2, 0, 59) && IsField(text, 12, 2, 0, 59);
+}
+
+// Digits, the last of which may be asterisks where less is known.
+bool IsFraction(std::string_view field) noexcept {
+  const std::string_view known = field.substr(0, field.find('*'));
+  return known.find_first_not_of("0123456789") == known.npos &&
+         field.substr(known.size()).find_first_not_of('*') == field.npos;
+}
+
+// A point in time, "yyyymmddhhmmss.mmmmmm+utc", or an interval, "ddddddddhhmmss.mmmmmm:000".
+bool IsDateTime(std::string_view text) noexcept {
+  if (text.size() != 25 || text[14] != '.' || !IsTimeOfDay(text) ||
+      !IsFraction(text.substr(15, 6))) {
+    return false;
+  }
+  if (text[21] == ':') {
+    return text.substr(22) == "000" && IsField(text, 0, 8, 0, 99999999);
+  }
+  return (text[21] == '+' || text[21] == '-') && IsField(text, 22, 3, 0, 999) &&
+         IsField(text, 0, 4, 0, 9999) && IsField(text, 4, 2, 1, 12) && IsField(text, 6, 2, 1, 31);
+}
+
+}  // namespace
+
+std::optional<ECIMType> CimTypeOfName(std::string_view name) noexcept {
+  for (std::size_t i = 0; i < kTypeNames.size(); ++i) {
+    if (kTypeNames[i] == name) {
+      return static_cast<ECIMType>(i);
+    }
+  }
+  return std::nullopt;
+}
+
+std::string_view NameOfCimType(ECIMType type) noexcept {
+  return kTypeNames[static_cast<std::size_t>(type)];
+}
+
+bool IsTextOfType(ECIMType type, std::string_view text) noexcept {
+  switch (type) {
+    case ECIMType::kChar16:
+      return IsUcs2Character(text);
+    case ECIMType::kDateTime:
+      return IsDateTime(text);
+    default:
+      return true;
+  }
+}
+
+std::optional<std::uint64_t> NumberFromText(ECIMType type, std::string_view text) noexcept {
+  switch (type) {
+    case ECIMType::kBoolean:
+      return Boolean(text);
+    case ECIMType::kUint8:
+      return UnsignedInteger<std::uint8_t>(text);
+    case ECIMType::kUint16:
+      return UnsignedInteger<std::uint16_t>(text);
+    case ECIMType::kUint32:
+      return UnsignedInteger<std::uint32_t>(text);
+    case ECIMType::kUint64:
+      return UnsignedInteger<std::uint64_t>(text);
+    case ECIMType::kSint8:
+      return SignedInteger<std::int8_t>(text);
+    case ECIMType::kSint16:
+      return SignedInteger<std::int16_t>(text);
+    case ECIMType::kSint32:
+      return SignedInteger<std::int32_t>(text);
+    case ECIMType::kSint64:
+      return SignedInteger<std::int64_t>(text);
+    case ECIMType::kReal32:
+      return Real<float>(text);
+    case ECIMType::kReal64:
+      return Real<double>(text);
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace svc

@@ -1,0 +1,67 @@
+#include "host/plugin.nsp/plugin_manager.h"
+
+#include <mutex>
+#include <set>
+
+#include "host/hskcore/exception.h"
+
+namespace NQRXHSK20 {
+
+IPluginAdvancedQueryCallbacks* TPluginManagerProvider::GetQueryInterface() const {
+  return dynamic_cast<IPluginAdvancedQueryCallbacks*>(plugin);
+}
+
+struct TPluginManagerNamespace::State {
+  mutable std::mutex mutex;
+  std::vector<std::unique_ptr<TPluginManagerProvider>> providers;
+};
+
+TPluginManagerNamespace::TPluginManagerNamespace() : state(std::make_unique<State>()) {}
+
+// The last one registered goes first. One that was registered more than once goes once.
+TPluginManagerNamespace::~TPluginManagerNamespace() {
+  std::set<IPluginCallbacks*> released;
+  for (auto provider = state->providers.rbegin(); provider != state->providers.rend(); ++provider) {
+    IPluginCallbacks* plugin = (*provider)->GetPlugin();
+    if (released.insert(plugin).second) {
+      plugin->Release();
+    }
+  }
+}
+
+TPluginManagerProvider* TPluginManagerNamespace::RegisterPlugin(IPluginCallbacks* plugin) {
+  if (plugin == nullptr) {
+    throw THSKException("A null pointer cannot be registered as a plug-in",
+                        THSKStatusCode::kFailed);
+  }
+  const std::lock_guard lock(state->mutex);
+  return state->providers.emplace_back(std::make_unique<TPluginManagerProvider>(plugin)).get();
+}
+
+// Asks the plug-ins for their names outside the lock: they may call the manager.
+TPluginManagerProvider* TPluginManagerNamespace::SearchForPluginByName(std::string name) {
+  const std::vector<TPluginManagerProvider*> providers = GetPlugins();
+  for (auto provider = providers.rbegin(); provider != providers.rend(); ++provider) {
+    if ((*provider)->GetPlugin()->GetName() == name) {
+      return *provider;
+    }
+  }
+  return nullptr;
+}
+
+std::vector<TPluginManagerProvider*> TPluginManagerNamespace::GetPlugins() const {
+  const std::lock_guard lock(state->mutex);
+  std::vector<TPluginManagerProvider*> providers;
+  for (const auto& provider : state->providers) {
+    providers.push_back(provider.get());
+  }
+  return providers;
+}
+
+void TPluginManagerNamespace::GetClass(boost::shared_ptr<ICIMClass>&, std::string_view name,
+                                       const CIMContext&) {
+  throw THSKException("The plug-in manager has no class \"" + std::string(name) + "\"",
+                      THSKStatusCode::kClassNotFound);
+}
+
+}  // namespace NQRXHSK20
