@@ -1,0 +1,9 @@
+#include <malloc.h>
+
+#include "runtime/xmlparser/block_size.h"
+
+namespace svc::xml {
+
+std::size_t BlockSize(void* block) { return _msize(block); }
+
+}  // namespace svc::xml

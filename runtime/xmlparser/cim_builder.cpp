@@ -1,0 +1,219 @@
+#include "runtime/xmlparser/cim_builder.h"
+
+#include <string>
+
+#include "host/hskcore/exception.h"
+#include "runtime/hskcore/value_text.h"
+#include "runtime/xmlparser/dialect.h"
+#include "runtime/xmlparser/object_path.h"
+
+namespace svc::xml {
+
+using NQRXHSK20::ECIMType;
+using NQRXHSK20::THSKStatusCode;
+
+void TCimBuilder::Build(EDialect dialect) {
+  try {
+    ReadPrologue(dialect);
+    if (tokens.Element() != EElement::kCim)
+      tokens.Reader().Fail("the root element is " + std::string(tokens.Reader().Name()) +
+                           ", not CIM");
+    ReadContainer(EElement::kCim);
+  } catch (const NQRXHSK20::THSKException& refusal) {
+    // The namespace knows what is wrong, the reader where.
+    tokens.Reader().Fail(refusal.GetMessageText(), refusal.GetStatusCode());
+  }
+}
+
+// Up to the start tag of the root element.
+void TCimBuilder::ReadPrologue(EDialect dialect) {
+  TXmlReader& reader = tokens.Reader();
+  bool isDialectNamed = false;
+  bool isDialectFit = dialect == EDialect::kAny;
+  while (reader.Next() != EToken::kStart) {
+    if (isDialectNamed || reader.Name() != kDialectTarget) continue;
+    isDialectNamed = true;
+    isDialectFit = isDialectFit || IsDialect402(DialectVersion(reader.Text()));
+  }
+  if (isDialectFit) return;
+  reader.Fail(isDialectNamed
+                  ? "the catalogue's version is below 4.02 or unreadable"
+                  : "the catalogue does not say before its root element that its version is 4.02",
+              THSKStatusCode::kUnsupportedDialect);
+}
+
+void TCimBuilder::ReadContainer(EElement container) {
+  while (tokens.NextChild()) ReadChild(container);
+}
+
+void TCimBuilder::ReadChild(EElement container) {
+  const EElement child = tokens.Element();
+  switch (TreatmentBelow(container, child)) {
+    case ETreatment::kEnter:
+      return ReadContainer(child);
+    case ETreatment::kHold:
+      return ReadHolder(child);
+    case ETreatment::kSkip:
+      return tokens.Skip();
+    case ETreatment::kClass:
+      return ReadClass();
+    case ETreatment::kInstance:
+      return ReadInstance();
+    case ETreatment::kError:
+      FailWithError();
+    case ETreatment::kRefuse:
+      tokens.RefuseElement();
+  }
+}
+
+void TCimBuilder::ReadHolder(EElement holder) {
+  bool hasObject = false;
+  while (tokens.NextChild()) {
+    const bool isPath = TreatmentBelow(holder, tokens.Element()) == ETreatment::kSkip;
+    if (!isPath && hasObject) tokens.RefuseElement();
+    hasObject = hasObject || !isPath;
+    ReadChild(holder);
+  }
+  if (!hasObject)
+    tokens.Reader().Fail(std::string(tokens.Reader().Name()) + " holds no class and no instance");
+}
+
+void TCimBuilder::FailWithError() {
+  std::string cause =
+      "the document is a server's error, code " + std::string(tokens.Required("CODE"));
+  const std::string_view description = tokens.Optional("DESCRIPTION");
+  if (!description.empty()) cause += ": " + std::string(description);
+  tokens.Reader().Fail(std::move(cause));
+}
+
+void TCimBuilder::ReadClass() {
+  Collect(writer.BeginClass(tokens.Required("NAME"), tokens.Optional("SUPERCLASS")));
+  ReadMembers(true);
+  writer.Finish();
+}
+
+void TCimBuilder::ReadInstance() {
+  writer.BeginInstance(tokens.Required("CLASSNAME"));
+  ReadMembers(false);
+  writer.Finish();
+}
+
+void TCimBuilder::ReadMembers(bool isClass) {
+  while (tokens.NextChild()) {
+    switch (tokens.Element()) {
+      case EElement::kProperty:
+        ReadProperty();
+        break;
+      case EElement::kPropertyArray:
+        ReadPropertyArray();
+        break;
+      case EElement::kPropertyReference:
+        ReadPropertyReference();
+        break;
+      case EElement::kMethod:
+        if (!isClass) tokens.RefuseElement();
+        [[fallthrough]];
+      case EElement::kQualifier:
+        tokens.Skip();
+        break;
+      default:
+        tokens.RefuseElement();
+    }
+  }
+}
+
+void TCimBuilder::ReadProperty() {
+  const TProperty property = PropertyOfTag();
+  bool hasValue = false;
+  while (tokens.NextChild()) {
+    if (tokens.Element() == EElement::kValue) {
+      RefuseSecondValue(hasValue, property);
+      hasValue = true;
+      tokens.ReadText(
+          [&](std::string_view text) { writer.WriteValue(property.name, property.type, text); });
+    } else {
+      RefuseSecondValue(hasValue, property);
+      hasValue = ReadNullOrSkip(property, false);
+    }
+  }
+  if (!hasValue) writer.WriteNull(property.name, property.type, false);
+}
+
+void TCimBuilder::ReadPropertyArray() {
+  const TProperty property = PropertyOfTag();
+  bool hasValue = false;
+  while (tokens.NextChild()) {
+    RefuseSecondValue(hasValue, property);
+    if (tokens.Element() == EElement::kValueArray) {
+      hasValue = true;
+      ReadElements(property);
+    } else {
+      hasValue = ReadNullOrSkip(property, true);
+    }
+  }
+  if (!hasValue) writer.WriteNull(property.name, property.type, true);
+}
+
+void TCimBuilder::ReadElements(const TProperty& property) {
+  writer.BeginArray(property.name, property.type);
+  while (tokens.NextChild()) {
+    if (tokens.Element() == EElement::kValue) {
+      tokens.ReadText([&](std::string_view text) { writer.AddElement(text); });
+    } else if (tokens.Element() == EElement::kValueNull) {
+      tokens.SkipEmpty();
+      writer.AddNullElement();
+    } else {
+      tokens.RefuseElement();
+    }
+  }
+  writer.EndArray();
+}
+
+void TCimBuilder::ReadPropertyReference() {
+  const TProperty property{tokens.Required("NAME"), ECIMType::kReference};
+  bool hasValue = false;
+  while (tokens.NextChild()) {
+    RefuseSecondValue(hasValue, property);
+    if (tokens.Element() == EElement::kValueReference) {
+      hasValue = true;
+      writer.WriteValue(property.name, property.type, ReadReferenceValue(tokens));
+    } else {
+      hasValue = ReadNullOrSkip(property, false);
+    }
+  }
+  if (!hasValue) writer.WriteNull(property.name, property.type, false);
+}
+
+// A child of a property that is none of its values. Whether it was a VALUE.NULL.
+bool TCimBuilder::ReadNullOrSkip(const TProperty& property, bool isArray) {
+  if (tokens.Element() == EElement::kQualifier) {
+    tokens.Skip();
+    return false;
+  }
+  if (tokens.Element() != EElement::kValueNull) tokens.RefuseElement();
+  tokens.SkipEmpty();
+  writer.WriteNull(property.name, property.type, isArray);
+  return true;
+}
+
+TCimBuilder::TProperty TCimBuilder::PropertyOfTag() {
+  const std::string_view name = tokens.Required("NAME");
+  const auto written = tokens.Reader().Attribute("TYPE");
+  const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
+  if (!type) tokens.Reader().Fail("unknown TYPE \"" + std::string(*written) + "\"");
+  return {name, *type};
+}
+
+void TCimBuilder::RefuseSecondValue(bool hasValue, const TProperty& property) {
+  if (!hasValue) return;
+  tokens.Reader().Fail("property \"" + std::string(property.name) + "\" has a second value");
+}
+
+void TCimBuilder::Collect(TClassId id) {
+  if (isCollected.size() <= id) isCollected.resize(id + std::size_t{1});
+  if (isCollected[id]) return;
+  isCollected[id] = true;
+  classes.push_back(id);
+}
+
+}  // namespace svc::xml

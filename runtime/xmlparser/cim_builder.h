@@ -1,0 +1,60 @@
+// From the tokens of a CIM-XML document to the classes and instances of a namespace. Used from one
+// thread at a time.
+#ifndef RUNTIME_XMLPARSER_CIM_BUILDER_H_
+#define RUNTIME_XMLPARSER_CIM_BUILDER_H_
+
+#include <vector>
+
+#include "host/hskcore/value.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/xmlparser/cim_tokens.h"
+
+namespace svc::xml {
+
+enum class EDialect : std::uint8_t { kAny, kCatalogue402 };
+
+class TCimBuilder {
+ public:
+  // Borrows both.
+  TCimBuilder(TXmlReader& reader, TNamespaceWriter& writer) : tokens(reader), writer(writer) {}
+
+  // Reads the document up to the end tag of its root element. Throws TDocumentError; what was
+  // complete before stays in the namespace. What is wrong in several ways is refused for the first
+  // that the order of the text shows; where the root element begins, the dialect is judged first.
+  void Build(EDialect dialect);
+  // The classes that the document declared, in order, each once.
+  const std::vector<TClassId>& Classes() const { return classes; }
+
+ private:
+  struct TProperty {
+    std::string_view name;
+    NQRXHSK20::ECIMType type;
+  };
+
+  void ReadPrologue(EDialect dialect);
+  void ReadContainer(EElement container);
+  void ReadChild(EElement container);
+  void ReadHolder(EElement holder);
+  [[noreturn]] void FailWithError();
+
+  void ReadClass();
+  void ReadInstance();
+  void ReadMembers(bool isClass);
+  void ReadProperty();
+  void ReadPropertyArray();
+  void ReadPropertyReference();
+  bool ReadNullOrSkip(const TProperty& property, bool isArray);
+  void ReadElements(const TProperty& property);
+  TProperty PropertyOfTag();
+  void RefuseSecondValue(bool hasValue, const TProperty& property);
+  void Collect(TClassId id);
+
+  TCimTokens tokens;
+  TNamespaceWriter& writer;
+  std::vector<TClassId> classes;
+  std::vector<bool> isCollected;
+};
+
+}  // namespace svc::xml
+
+#endif  // RUNTIME_XMLPARSER_CIM_BUILDER_H_

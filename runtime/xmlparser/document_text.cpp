@@ -1,0 +1,51 @@
+#include "runtime/xmlparser/document_text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "runtime/xmlparser/byte_scan.h"
+
+namespace svc::xml {
+
+void TDocumentText::Close() {
+  const std::size_t kept = CountLineEnds(open->begin, open->out);
+  const std::size_t lost = open->lineEnds > kept ? open->lineEnds - kept : 0;
+  addedLineEnds += kept + lost - open->lineEnds;
+  std::fill(open->out, open->in - lost, ' ');
+  std::fill(open->in - lost, open->in, '\n');
+  open = nullptr;
+}
+
+std::size_t TDocumentText::LineAt(const char* at) const {
+  const bool isInRewrite = open && at >= open->begin;
+  std::size_t lineEnds = CountLineEnds(begin, isInRewrite ? open->begin : at);
+  lineEnds -= std::min(lineEnds, addedLineEnds);
+  if (isInRewrite)
+    lineEnds += open->lineEnds + CountLineEnds(open->in, std::max<const char*>(at, open->in));
+  return lineEnds + 1;
+}
+
+void TDocumentText::Fail(const char* at, std::string cause,
+                         NQRXHSK20::THSKStatusCode status) const {
+  throw TDocumentError(LineAt(at), std::move(cause), status);
+}
+
+void TDocumentText::FailAtByte(const char* at) const {
+  const auto byte = static_cast<unsigned char>(*at);
+  if (byte == 0 && std::all_of(at, static_cast<const char*>(end), [](char c) { return c == 0; }))
+    FailAtEnd();
+  char text[8];
+  std::snprintf(text, sizeof text, "0x%02X", byte);
+  if (byte > 0x7F) Fail(at, std::string("byte ") + text + " begins no valid UTF-8 character");
+  Fail(at, std::string("control character ") + text + " is not allowed");
+}
+
+void TDocumentText::FailAtEnd() const {
+  const char* last = end;
+  while (last != begin && last[-1] == 0) --last;
+  Fail(last, isCut ? "the document is larger than 524288000 bytes"
+                   : "the text ends before the root element does");
+}
+
+}  // namespace svc::xml

@@ -1,0 +1,73 @@
+// The bytes of one document while it is read, and where in it something stands. Used from one
+// thread at a time.
+#ifndef RUNTIME_XMLPARSER_DOCUMENT_TEXT_H_
+#define RUNTIME_XMLPARSER_DOCUMENT_TEXT_H_
+
+#include <cstddef>
+#include <exception>
+#include <string>
+
+#include "host/hskcore/status.h"
+
+namespace svc::xml {
+
+// Why a document is refused. `line` counts from 1 in the document as it was before reading.
+class TDocumentError : public std::exception {
+ public:
+  TDocumentError(std::size_t line, std::string cause, NQRXHSK20::THSKStatusCode status)
+      : line(line), status(status), cause(std::move(cause)) {}
+  const char* what() const noexcept override { return cause.c_str(); }
+
+  const std::size_t line;
+  const NQRXHSK20::THSKStatusCode status;
+
+ private:
+  std::string cause;
+};
+
+// A stretch that is being rewritten: `in` walks the source, `out` follows it and never overtakes.
+struct TRewrite {
+  explicit TRewrite(char* begin) : begin(begin), in(begin), out(begin) {}
+
+  char* const begin;
+  char* in;
+  char* out;
+  std::size_t lineEnds = 0;  // In [begin, in) as it was.
+};
+
+// Borrows the bytes, UTF-8, which reading rewrites in place. Lines are counted only when somebody
+// asks: who rewrites a stretch leaves as many line ends in it as it had.
+class TDocumentText {
+ public:
+  // `isCut`: the document may go on behind `end`, beyond the largest size that is taken.
+  TDocumentText(char* begin, char* end, bool isCut = false)
+      : begin(begin), end(end), isCut(isCut) {}
+
+  char* Begin() const { return begin; }
+  char* End() const { return end; }
+
+  // Announces a rewrite, which must live until it is closed.
+  void Open(const TRewrite& rewrite) { open = &rewrite; }
+  // Fills what the rewritten text leaves of the stretch.
+  void Close();
+  std::size_t LineAt(const char* at) const;
+
+  [[noreturn]] void Fail(
+      const char* at, std::string cause,
+      NQRXHSK20::THSKStatusCode status = NQRXHSK20::THSKStatusCode::kFailed) const;
+  // Fails because no document may hold the byte at `at`, or because the text ends there.
+  [[noreturn]] void FailAtByte(const char* at) const;
+  // Fails because the document is not complete.
+  [[noreturn]] void FailAtEnd() const;
+
+ private:
+  char* begin;
+  char* end;
+  bool isCut;
+  const TRewrite* open = nullptr;
+  std::size_t addedLineEnds = 0;  // That references wrote and the source did not have.
+};
+
+}  // namespace svc::xml
+
+#endif  // RUNTIME_XMLPARSER_DOCUMENT_TEXT_H_

@@ -1,0 +1,26 @@
+// From the encodings that a document may come in to UTF-8. Stateless; may be used from any thread.
+#ifndef RUNTIME_XMLPARSER_ENCODING_H_
+#define RUNTIME_XMLPARSER_ENCODING_H_
+
+#include <cstddef>
+#include <memory>
+
+namespace svc::xml {
+
+// A document as UTF-8 without byte order mark: the caller's bytes where they are UTF-8 already,
+// otherwise a copy, which it owns. What is no character of the source's encoding has become a byte
+// that UTF-8 does not have, so that the reader refuses it where it stands.
+struct TUtf8Document {
+  std::unique_ptr<char[]> copy;
+  char* begin;
+  char* end;
+};
+
+// Tells the encoding by byte order mark and XML declaration (XML 1.0, appendix F): UTF-8, US-ASCII,
+// ISO-8859-1, or UTF-16 with byte order mark. Memory in proportion to the document.
+// Throws TDocumentError for any other encoding, or where mark and declaration contradict.
+TUtf8Document ToUtf8(char* begin, char* end);
+
+}  // namespace svc::xml
+
+#endif  // RUNTIME_XMLPARSER_ENCODING_H_

@@ -1,0 +1,26 @@
+// A file as bytes in memory. May be used from any thread.
+#ifndef RUNTIME_XMLPARSER_FILE_BYTES_H_
+#define RUNTIME_XMLPARSER_FILE_BYTES_H_
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace svc::xml {
+
+struct TFileBytes {
+  struct TFree {
+    void operator()(char* bytes) const { std::free(bytes); }
+  };
+  std::unique_ptr<char[], TFree> bytes;
+  std::size_t size = 0;
+};
+
+// Reads a file to its end, a pipe too, and stops behind the largest document that is taken.
+// Throws THSKException: kFileNotFound, kFileUnreadable, kNoBuffer.
+TFileBytes ReadWholeFile(const std::string& path);
+
+}  // namespace svc::xml
+
+#endif  // RUNTIME_XMLPARSER_FILE_BYTES_H_

@@ -1,0 +1,45 @@
+#include "runtime/xmlparser/tag_memory.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "runtime/hskcore/hash.h"
+
+namespace svc::xml {
+
+// Taken from calloc: the pages of slots that nobody uses are never touched.
+TTagMemory::TTagMemory() : slots(static_cast<TKnownTag*>(std::calloc(kSlots, sizeof(TKnownTag)))) {
+  if (!slots) throw std::bad_alloc();
+}
+
+TKnownTag& TTagMemory::SlotOf(const char* at, std::size_t length) const {
+  return slots[HashText({at, length}, HashSeed()) % kSlots];
+}
+
+TKnownTag* TTagMemory::Find(const char* at, const char* end) const {
+  const std::size_t left = std::min(static_cast<std::size_t>(end - at), TKnownTag::kMaxLength);
+  const void* close = std::memchr(at, '>', left);
+  if (!close) return nullptr;
+  const auto length = static_cast<std::size_t>(static_cast<const char*>(close) - at) + 1;
+  TKnownTag& slot = SlotOf(at, length);
+  const bool isSame = slot.form.length == length && std::memcmp(slot.bytes, at, length) == 0;
+  return isSame ? &slot : nullptr;
+}
+
+TKnownTag* TTagMemory::Add(const char* at, const TTagForm& form,
+                           std::span<const TAttribute> attributes) {
+  if (!form.isWritten || form.length > TKnownTag::kMaxLength ||
+      attributes.size() > TKnownTag::kMaxAttributes ||
+      std::memchr(at, '>', form.length) != at + form.length - 1)
+    return nullptr;
+  TKnownTag& slot = SlotOf(at, form.length);
+  slot = TKnownTag{};
+  std::memcpy(slot.bytes, at, form.length);
+  slot.form = form;
+  slot.attributeCount = static_cast<std::uint32_t>(attributes.size());
+  std::copy(attributes.begin(), attributes.end(), slot.attributes);
+  return &slot;
+}
+
+}  // namespace svc::xml

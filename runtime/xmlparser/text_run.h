@@ -1,0 +1,34 @@
+// Character data: what stands between two tags, with references replaced, CDATA sections opened,
+// comments and processing instructions taken out, and line ends made line feeds (XML 1.0, section
+// 2.11). Stateless; may be used from any thread. All throw TDocumentError for malformed text.
+#ifndef RUNTIME_XMLPARSER_TEXT_RUN_H_
+#define RUNTIME_XMLPARSER_TEXT_RUN_H_
+
+#include "runtime/xmlparser/byte_scan.h"
+#include "runtime/xmlparser/document_text.h"
+
+namespace svc::xml {
+
+// As ScanPlainText, from a byte that FindTextStop stopped at in a text that begins at `begin`.
+char* ScanPlainTextFrom(const TDocumentText& text, char* begin, char* stop);
+
+// Checks plain character data from `at` on and returns where it ends: at a '<', '&' or CR, or at
+// the end of the document.
+inline char* ScanPlainText(const TDocumentText& text, char* at) {
+  char* const stop = at + (FindTextStop(at, text.End()) - at);
+  if (stop != text.End() && *stop == '<') return stop;
+  return ScanPlainTextFrom(text, at, stop);
+}
+
+struct TTextRun {
+  char* end;   // The run ends here ...
+  char* next;  // ... and the document goes on here, at a start or end tag.
+};
+
+// Turns character data into plain text, in place: from `plainEnd` on, where the first byte stands
+// that is not plain. The caller knows where the run began.
+TTextRun DecodeTextRun(TDocumentText& text, char* plainEnd);
+
+}  // namespace svc::xml
+
+#endif  // RUNTIME_XMLPARSER_TEXT_RUN_H_

@@ -1,0 +1,207 @@
+#include "runtime/xmlparser/xml_reader.h"
+
+#include <algorithm>
+#include <string>
+
+#include "runtime/xmlparser/byte_scan.h"
+#include "runtime/xmlparser/characters.h"
+#include "runtime/xmlparser/declaration.h"
+#include "runtime/xmlparser/markup.h"
+#include "runtime/xmlparser/text_run.h"
+
+namespace svc::xml {
+namespace {
+
+bool IsAllBlank(std::string_view text) {
+  return SkipBlanks(text.begin(), text.end()) == text.end();
+}
+
+std::size_t WholeBlocks(std::size_t length) {
+  return (length + kBlockSize - 1) / kBlockSize * kBlockSize;
+}
+
+}  // namespace
+
+TXmlReader::TXmlReader(TDocumentText& text)
+    : text(text), at(text.Begin()), token(at), note(&unknown.note), expected(&unknown.firstChild) {}
+
+EToken TXmlReader::Next() {
+  if (isEmptyElement) return EndEmptyElement();
+  if (depth == 0) return NextOutside();
+  for (;;) {
+    if (Left() < 2) text.FailAtEnd();
+    if (*at == '<') {
+      if (at[1] == '/') return ReadEnd();
+      if (at[1] != '!' && at[1] != '?') return ReadStart();
+    }
+    if (ReadCharacters()) return EToken::kText;
+  }
+}
+
+EToken TXmlReader::NextTag() {
+  if (!isEmptyElement && depth != 0) MoveTo(SkipBlanks(at, text.End()));
+  EToken next = Next();
+  while (next == EToken::kText && IsAllBlank(content)) next = Next();
+  return next;
+}
+
+// Before the root element and behind it.
+EToken TXmlReader::NextOutside() {
+  if (isRootRead) return EToken::kFinished;
+  if (at == text.Begin()) ReadDeclarationAtStart();
+  for (;;) {
+    MoveTo(SkipBlanks(at, text.End()));
+    token = at;
+    if (GoesOnWith(text, at, "<?")) {
+      ReadInstructionToken();
+      return EToken::kInstruction;
+    }
+    if (GoesOnWith(text, at, "<!--")) {
+      MoveTo(SkipComment(text, at));
+    } else if (GoesOnWith(text, at, "<!DOCTYPE")) {
+      ReadDocumentType();
+    } else if (GoesOnWith(text, at, "<")) {
+      return ReadStart();
+    } else if (at == text.End() || *at == 0) {
+      text.FailAtEnd();
+    } else {
+      Fail("text stands before the root element");
+    }
+  }
+}
+
+void TXmlReader::ReadDeclarationAtStart() {
+  const std::string_view document(at, Left());
+  if (!BeginsWithDeclaration(document)) return;
+  const std::size_t close = document.find("?>");
+  if (close == document.npos) text.FailAtEnd();
+  if (!ReadDeclaration(document.substr(5, close - 5))) Fail("malformed XML declaration");
+  at += close + 2;
+}
+
+void TXmlReader::ReadInstructionToken() {
+  const TInstruction instruction = ReadInstruction(text, at);
+  name = instruction.target;
+  content = instruction.contents;
+  MoveTo(instruction.end);
+}
+
+void TXmlReader::ReadDocumentType() {
+  if (hasDocumentType) Fail("a second DOCTYPE");
+  hasDocumentType = true;
+  MoveTo(SkipDocumentType(text, at));
+}
+
+void TXmlReader::CheckEpilogue() {
+  for (;;) {
+    MoveTo(SkipBlanks(at, text.End()));
+    token = at;
+    if (at == text.End()) return;
+    if (GoesOnWith(text, at, "<!--"))
+      MoveTo(SkipComment(text, at));
+    else if (GoesOnWith(text, at, "<?"))
+      MoveTo(ReadInstruction(text, at).end);
+    else
+      Fail("something follows the end of the root element");
+  }
+}
+
+bool TXmlReader::IsExpected(const TKnownTag* tag) const {
+  return tag && Left() >= TKnownTag::kMaxLength && EqualBlocks(tag->bytes, at, tag->form.length);
+}
+
+EToken TXmlReader::ReadStart() {
+  token = at;
+  TKnownTag* tag = *expected;
+  if (!IsExpected(tag)) {
+    tag = memory.Find(at, text.End());
+    if (!tag) return ReadNewStart();
+    *expected = tag;
+  }
+  return Open(*tag, tag->form, {tag->attributes, tag->attributeCount});
+}
+
+EToken TXmlReader::ReadNewStart() {
+  const TTagForm form = ReadTag(text, at, readAttributes);
+  TKnownTag* const tag = memory.Add(at, form, readAttributes);
+  *expected = tag;
+  if (tag) return Open(*tag, form, readAttributes);
+  unknown.note = {};
+  return Open(unknown, form, readAttributes);
+}
+
+EToken TXmlReader::Open(TKnownTag& tag, const TTagForm& form,
+                        std::span<const TAttribute> itsAttributes) {
+  if (depth == kMaxDepth) Fail("elements are nested more than 256 deep");
+  open[depth++] = {at + 1, form.nameLength, &tag};
+  name = {at + 1, form.nameLength};
+  attributes = itsAttributes;
+  note = &tag.note;
+  expected = &tag.firstChild;
+  isEmptyElement = form.isEmpty;
+  at += form.length;
+  return EToken::kStart;
+}
+
+EToken TXmlReader::EndEmptyElement() {
+  isEmptyElement = false;
+  return Close();
+}
+
+EToken TXmlReader::ReadEnd() {
+  token = at;
+  const TOpenElement& top = open[depth - 1];
+  if (!IsEndOf(top)) FailAtEndTag();
+  at += 2 + top.length;
+  if (*at != '>') MoveTo(SkipBlanks(at, text.End()));
+  if (at == text.End()) text.FailAtEnd();
+  if (*at != '>') FailAtEndTag();
+  ++at;
+  return Close();
+}
+
+// Whether an end tag goes on with the name of the element, and with something behind it.
+bool TXmlReader::IsEndOf(const TOpenElement& element) const {
+  if (Left() >= 2 + WholeBlocks(element.length) + 1)
+    return EqualBlocks(at + 2, element.name, element.length);
+  if (Left() <= 2 + element.length) text.FailAtEnd();
+  return std::string_view(at + 2, element.length) == std::string_view(element.name, element.length);
+}
+
+EToken TXmlReader::Close() {
+  const TOpenElement& closed = open[--depth];
+  name = {closed.name, closed.length};
+  expected = &closed.tag->nextSibling;
+  isRootRead = depth == 0;
+  return EToken::kEnd;
+}
+
+void TXmlReader::FailAtEndTag() const {
+  const TOpenElement& top = open[depth - 1];
+  const std::string wanted(top.name, top.length);
+  const char* const itsName = token + 2;
+  const char* const itsEnd = SkipName(itsName, text.End());
+  if (itsEnd == text.End()) text.FailAtEnd();
+  const std::string found(itsName, itsEnd);
+  if (found.empty() || found == wanted) Fail("malformed end tag");
+  Fail("end tag \"" + found + "\" where \"" + wanted + "\" is open");
+}
+
+// All character data up to the next tag; false when it comes to nothing.
+bool TXmlReader::ReadCharacters() {
+  token = at;
+  char* const stop = ScanPlainText(text, at);
+  const bool isPlain = text.End() - stop > 1 && *stop == '<' && stop[1] != '!' && stop[1] != '?';
+  const TTextRun run = isPlain ? TTextRun{stop, stop} : DecodeTextRun(text, stop);
+  content = {token, static_cast<std::size_t>(run.end - token)};
+  at = run.next;
+  return !content.empty();
+}
+
+std::optional<std::string_view> TXmlReader::Attribute(std::string_view attributeName) const {
+  for (const TAttribute& attribute : attributes)
+    if (attribute.Name(token) == attributeName) return attribute.Value(token);
+  return {};
+}
+
+}  // namespace svc::xml

@@ -1,0 +1,106 @@
+// A pull reader for XML 1.0 documents without a document type: from text to tokens, in one pass.
+// Keeps no tree, allocates nothing for an element, and works in the caller's bytes. Used from one
+// thread at a time.
+#ifndef RUNTIME_XMLPARSER_XML_READER_H_
+#define RUNTIME_XMLPARSER_XML_READER_H_
+
+#include <array>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "runtime/xmlparser/document_text.h"
+#include "runtime/xmlparser/tag_memory.h"
+
+namespace svc::xml {
+
+enum class EToken : std::uint8_t {
+  kInstruction,  // Before the root element only; later ones are passed over.
+  kStart,        // Of an element; "<X/>" is a start and an end.
+  kText,         // All character data between two tags; never empty.
+  kEnd,
+  kFinished  // Behind the root element's end.
+};
+
+// What it hands out views the document's bytes, where a later token does not change them: a text
+// or an attribute stays valid as long as the bytes do. Every operation throws TDocumentError where
+// the document is not well-formed.
+class TXmlReader {
+ public:
+  static constexpr std::size_t kMaxDepth = 256;
+
+  // Borrows `text`, UTF-8 without byte order mark.
+  explicit TXmlReader(TDocumentText& text);
+
+  EToken Next();
+  // As Next, but passes over a text of nothing but white space.
+  EToken NextTag();
+  // Checks what follows the root element: white space, comments, processing instructions.
+  // REQUIRES: the last token was kFinished.
+  void CheckEpilogue();
+
+  // Of an element, or of an instruction its target.
+  std::string_view Name() const { return name; }
+  // A text, or what follows an instruction's target.
+  std::string_view Text() const { return content; }
+  // REQUIRES: the last token was kStart; so for Note.
+  std::optional<std::string_view> Attribute(std::string_view attributeName) const;
+  // What the caller noted about the last tag when the same bytes were met before. The reference
+  // is valid until the next token.
+  TTagNote& Note() { return *note; }
+
+  // Fails where the last token begins.
+  [[noreturn]] void Fail(std::string cause, NQRXHSK20::THSKStatusCode status =
+                                                NQRXHSK20::THSKStatusCode::kFailed) const {
+    text.Fail(token, std::move(cause), status);
+  }
+
+ private:
+  struct TOpenElement {
+    const char* name;
+    std::uint32_t length;
+    TKnownTag* tag;
+  };
+
+  EToken NextOutside();
+  EToken EndEmptyElement();
+  EToken ReadStart();
+  EToken ReadEnd();
+  bool ReadCharacters();
+  void ReadInstructionToken();
+  void ReadDeclarationAtStart();
+  void ReadDocumentType();
+  EToken ReadNewStart();
+  EToken Open(TKnownTag& tag, const TTagForm& form, std::span<const TAttribute> itsAttributes);
+  EToken Close();
+  [[noreturn]] void FailAtEndTag() const;
+  bool IsExpected(const TKnownTag* tag) const;
+  bool IsEndOf(const TOpenElement& element) const;
+  std::size_t Left() const { return static_cast<std::size_t>(text.End() - at); }
+  // Moves on to a place that a function on constant bytes found.
+  void MoveTo(const char* place) { at += place - at; }
+
+  TDocumentText& text;
+  char* at;
+  char* token;
+  std::string_view name;
+  std::string_view content;
+  std::span<const TAttribute> attributes;
+  TTagNote* note;
+
+  std::size_t depth = 0;
+  bool isEmptyElement = false;
+  bool isRootRead = false;
+  bool hasDocumentType = false;
+  std::array<TOpenElement, kMaxDepth> open;
+
+  TTagMemory memory;
+  TKnownTag unknown{};  // Stands for every tag that is not remembered.
+  TKnownTag** expected;
+  std::vector<TAttribute> readAttributes;
+};
+
+}  // namespace svc::xml
+
+#endif  // RUNTIME_XMLPARSER_XML_READER_H_
