@@ -1,23 +1,19 @@
 // Which manifest is good enough to go by.
-#ifndef RUNTIME_ACQUIRE_ACCEPTANCE_H_
-#define RUNTIME_ACQUIRE_ACCEPTANCE_H_
+#ifndef RUNTIME_ACQUIRE_ACCEPTANCE_RULES_H_
+#define RUNTIME_ACQUIRE_ACCEPTANCE_RULES_H_
 
-#include <optional>
+#include <chrono>
+#include <cstdint>
 #include <string>
 
-#include "runtime/acquire/fetcher.h"
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/minisign.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 
 // Reads a file of one public key. Throws TFailure (kKeyUnusable).
 TPublicKey ReadPublicKey(const std::string& path);
-
-// Fetches the manifest; with a key also its signature, which is verified before anything of the
-// manifest is read. Throws TFailure.
-TManifest FetchManifest(TFetcher& fetcher, const TLimits& limits,
-                        const std::optional<TPublicKey>& key);
 
 // Throws TFailure (kExpired, kTooLarge) for a manifest that is past its date or has a file beyond
 // the limits.
@@ -28,4 +24,4 @@ void CheckSerial(const TManifest& manifest, std::uint64_t last);
 
 }  // namespace svc::acquire
 
-#endif  // RUNTIME_ACQUIRE_ACCEPTANCE_H_
+#endif  // RUNTIME_ACQUIRE_ACCEPTANCE_RULES_H_

@@ -1,24 +1,10 @@
-#include "runtime/acquire/acceptance.h"
+#include "runtime/acquire/acceptance_rules.h"
 
+#include "runtime/acquire/outcome.h"
 #include "runtime/acquire/staged_file.h"
-#include "runtime/acquire/targets.h"
 
 namespace svc::acquire {
 namespace {
-
-std::string FetchSignature(TFetcher& fetcher) {
-  TTextTarget signature(std::string(kManifestName) + kSignatureSuffix, kMaxSignatureText);
-  try {
-    fetcher.Fetch({&signature});
-  } catch (const TFailure& failure) {
-    if (failure.Outcome() != EOutcome::kServerRefused) throw;
-    throw TFailure(
-        EOutcome::kUnsigned,
-        "the repository is not signed, as far as can be seen: " + std::string(failure.what()) +
-            "; nothing was taken from it. --allow-unsigned instead of a key takes it");
-  }
-  return signature.Text();
-}
 
 void CheckSize(const TManifestFile& file, const TLimits& limits) {
   const std::uint64_t limit = file.payload ? limits.payload : limits.description;
@@ -41,14 +27,6 @@ TPublicKey ReadPublicKey(const std::string& path) {
   } catch (const TFailure& failure) {
     throw TFailure(failure.Outcome(), path + ": " + failure.what());
   }
-}
-
-TManifest FetchManifest(TFetcher& fetcher, const TLimits& limits,
-                        const std::optional<TPublicKey>& key) {
-  TTextTarget manifest(kManifestName, limits.manifest);
-  fetcher.Fetch({&manifest});
-  if (key) VerifySignature(*key, ParseSignature(FetchSignature(fetcher)), manifest.Text());
-  return ParseManifest(manifest.Text());
 }
 
 void CheckManifest(const TManifest& manifest, std::chrono::sys_seconds now, const TLimits& limits) {
