@@ -20,7 +20,8 @@ constexpr std::size_t kSaltSize = 32;
 constexpr std::size_t kIdSize = 8;
 constexpr std::size_t kKeySize = 64;
 constexpr std::size_t kHeadSize = 6 + kSaltSize + 16;  // Up to the part that a password hides.
-constexpr std::size_t kHiddenSize = kIdSize + kKeySize + 32;
+constexpr std::size_t kChecksumSize = 32;
+constexpr std::size_t kHiddenSize = kIdSize + kKeySize + kChecksumSize;
 
 std::string LittleEndian(std::uint64_t number) {
   std::string bytes;
@@ -56,7 +57,8 @@ std::string Mask(const std::string& password, std::string_view salt, const TPass
 }
 
 std::string Checksum(const TSecretKey& key) {
-  return acquire::Hash(EHash::kBlake2b256, std::string(kAlgorithm) + key.id + key.key.Bytes());
+  return acquire::Hash(EHash::kBlake2b256,
+                       std::string(kAlgorithm) + key.id + std::string(key.key.Bytes()));
 }
 
 std::string Decode(std::string_view text) {
@@ -70,29 +72,40 @@ std::string Decode(std::string_view text) {
   return *bytes;
 }
 
+std::string Part(const TSecret& secret, std::size_t begin, std::size_t size) {
+  return std::string(secret.Bytes().substr(begin, size));
+}
+
+// The part that a password may hide.
+std::string Reveal(std::string_view bytes, const std::function<std::string()>& password) {
+  const std::string_view head = bytes.substr(0, kHeadSize);
+  const std::string_view function = head.substr(2, 2);
+  std::string hidden(bytes.substr(kHeadSize));
+  if (function == kNoPassword) return hidden;
+  if (function != kScrypt)
+    throw std::runtime_error("the secret key is protected in a way that is not known");
+  const TPasswordCost cost{FromLittleEndian(head.substr(38)), FromLittleEndian(head.substr(46))};
+  return Xor(std::move(hidden), Mask(password(), head.substr(6, kSaltSize), cost));
+}
+
 }  // namespace
 
+TSecret::TSecret(std::string_view source)
+    : bytes(std::make_unique<char[]>(source.size())), size(source.size()) {
+  std::ranges::copy(source, bytes.get());
+}
+
 TSecret::~TSecret() {
-  volatile char* byte = bytes.data();
-  for (std::size_t i = 0; i < bytes.size(); ++i) byte[i] = 0;
+  volatile char* const byte = bytes.get();
+  for (std::size_t i = 0; byte != nullptr && i < size; ++i) byte[i] = 0;
 }
 
 TSecretKey OpenSecretKey(std::string_view text, const std::function<std::string()>& password) {
   const TSecret bytes(Decode(text));
-  const std::string_view head = std::string_view(bytes.Bytes()).substr(0, kHeadSize);
-  const std::string_view function = head.substr(2, 2);
-  std::string hidden = bytes.Bytes().substr(kHeadSize);
-  if (function == kScrypt)
-    hidden = Xor(std::move(hidden),
-                 Mask(password(), head.substr(6, kSaltSize),
-                      {FromLittleEndian(head.substr(38)), FromLittleEndian(head.substr(46))}));
-  else if (function != kNoPassword)
-    throw std::runtime_error("the secret key is protected in a way that is not known");
-  const TSecret open(std::move(hidden));
-  TSecretKey key{open.Bytes().substr(0, kIdSize), TSecret(open.Bytes().substr(kIdSize, kKeySize))};
-  if (Checksum(key) != open.Bytes().substr(kIdSize + kKeySize))
-    throw std::runtime_error(function == kScrypt ? "the password is wrong"
-                                                 : "the secret key is damaged");
+  const TSecret open(Reveal(bytes.Bytes(), password));
+  TSecretKey key{Part(open, 0, kIdSize), TSecret(Part(open, kIdSize, kKeySize))};
+  if (Checksum(key) != Part(open, kIdSize + kKeySize, kChecksumSize))
+    throw std::runtime_error("the password is wrong, or the secret key is damaged");
   return key;
 }
 
@@ -102,7 +115,7 @@ TSecretKey NewSecretKey() {
 }
 
 acquire::TPublicKey PublicKeyOf(const TSecretKey& key) {
-  return {key.id, key.key.Bytes().substr(32)};
+  return {key.id, std::string(key.key.Bytes().substr(32))};
 }
 
 std::string SecretKeyText(const TSecretKey& key, const std::optional<std::string>& password,
@@ -113,7 +126,7 @@ std::string SecretKeyText(const TSecretKey& key, const std::optional<std::string
   head += kChecksum;
   head += salt + LittleEndian(password ? cost.operations : 0) +
           LittleEndian(password ? cost.memory : 0);
-  std::string hidden = key.id + key.key.Bytes() + Checksum(key);
+  std::string hidden = key.id + std::string(key.key.Bytes()) + Checksum(key);
   if (password) hidden = Xor(std::move(hidden), Mask(*password, salt, cost));
   return std::string("untrusted comment: minisign ") + (password ? "encrypted" : "unencrypted") +
          " secret key\n" + acquire::ToBase64(head + hidden) + "\n";
@@ -126,7 +139,7 @@ std::string PublicKeyText(const acquire::TPublicKey& key) {
 
 std::string SignatureText(const TSecretKey& key, std::string_view message,
                           const std::string& trustedComment) {
-  const std::string& secret = key.key.Bytes();
+  const std::string_view secret = key.key.Bytes();
   const std::string signature = SignEd25519(secret, acquire::Hash(EHash::kBlake2b512, message));
   const std::string global = SignEd25519(secret, signature + trustedComment);
   return "untrusted comment: signature from svcheck\n" +

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,15 +16,15 @@ namespace svc::repository {
 // Bytes that are overwritten when they are no longer needed. One thread.
 class TSecret {
  public:
-  explicit TSecret(std::string bytes) : bytes(std::move(bytes)) {}
+  explicit TSecret(std::string_view source);
   ~TSecret();
-  TSecret(const TSecret& other) = default;
-  TSecret& operator=(const TSecret&) = delete;
+  TSecret(TSecret&&) = default;
 
-  const std::string& Bytes() const { return bytes; }
+  std::string_view Bytes() const { return {bytes.get(), size}; }
 
  private:
-  std::string bytes;
+  std::unique_ptr<char[]> bytes;
+  std::size_t size;
 };
 
 struct TSecretKey {

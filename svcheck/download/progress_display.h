@@ -1,0 +1,40 @@
+// Shows a person how a download goes: one line that is written over and gone at the end.
+#ifndef SVCHECK_DOWNLOAD_PROGRESS_DISPLAY_H_
+#define SVCHECK_DOWNLOAD_PROGRESS_DISPLAY_H_
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+#include "runtime/acquire/settings.h"
+
+namespace svc {
+
+// "3 of 12 files, 1.2 of 4.5 MiB, 800 KiB/s, 5 s left", as far as each can be told. `running` is
+// the time since the files began to come.
+std::string DownloadLine(const acquire::TDownloadProgress& progress,
+                         std::chrono::milliseconds running);
+
+// The observer of one download after another. Writes plain characters only, so that it needs
+// nothing of the terminal but a carriage return. One thread.
+class TDownloadDisplay : public acquire::IProgressObserver {
+ public:
+  // The stream is borrowed.
+  explicit TDownloadDisplay(std::FILE* stream) : stream(stream) {}
+  void OnProgress(const acquire::TDownloadProgress& progress) noexcept override;
+
+ private:
+  using TClock = std::chrono::steady_clock;
+
+  void Show(const std::string& line);
+
+  std::FILE* stream;
+  std::size_t shown = 0;  // Characters on the line.
+  acquire::TDownloadProgress::EPhase phase = acquire::TDownloadProgress::EPhase::kEnded;
+  TClock::time_point begin;
+  TClock::time_point last;
+};
+
+}  // namespace svc
+
+#endif  // SVCHECK_DOWNLOAD_PROGRESS_DISPLAY_H_
