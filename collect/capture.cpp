@@ -17,9 +17,6 @@
 namespace svc::collect {
 namespace {
 
-// Firmware language, BIOS and firmware inventory: the types that tell no serial number.
-constexpr std::string_view kHarmlessTypes{"\x00\x2D", 2};
-
 struct TFreeArchive {
   void operator()(archive* tar) const { ::archive_write_free(tar); }
 };
@@ -96,7 +93,7 @@ void WriteCapture(const TTree& tree, bool redact, const std::string& file) {
     if (redact && TellsWho(path)) continue;
     TRead content = tree.Read(path);
     if (!content) continue;
-    if (redact && path == kSmbiosTable) content.bytes = SmbiosSubset(content.bytes, kHarmlessTypes);
+    if (redact && path == kSmbiosTable) content.bytes = WithoutIdentity(content.bytes);
     tar.Add(path, content.bytes);
   }
   AddArchitecture(tree, tar);

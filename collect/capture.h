@@ -10,7 +10,7 @@ namespace svc::collect {
 
 // Writes the files that were read of `tree` so far into the tar archive `file`, under the paths by
 // which they were read, so that no symbolic link is needed. With `redact` the files that tell
-// serial numbers or UUIDs are left out, and of the SMBIOS table all structures that may. Writes
+// serial numbers or UUIDs are left out, and the SMBIOS table loses them. Writes
 // beside `file` and renames; throws std::runtime_error when that fails.
 void WriteCapture(const TTree& tree, bool redact, const std::string& file);
 

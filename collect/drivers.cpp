@@ -42,7 +42,8 @@ std::string StateNumber(std::string_view state) {
 std::vector<TDriver> LoadedInProc(const TTree& tree) {
   constexpr std::size_t kState = 4;
   std::vector<TDriver> drivers;
-  for (const std::string_view line : Lines(tree.Read("/proc/modules").bytes)) {
+  const TRead file = tree.Read("/proc/modules");
+  for (const std::string_view line : Lines(file.bytes)) {
     const std::vector<std::string> words = Words(line);
     if (words.size() > kState) drivers.push_back({words[0], StateNumber(words[kState])});
   }
@@ -72,7 +73,9 @@ std::vector<TDriver> Loaded(const TTree& tree) {
 class TModuleFolder {
  public:
   TModuleFolder(const TTree& tree, const std::string& release)
-      : tree(tree), path("/lib/modules/" + release), folder(tree.Open(path, O_PATH | O_DIRECTORY)) {
+      : tree(tree),
+        path("/lib/modules/" + release),
+        folder(tree.Open(path, O_RDONLY | O_DIRECTORY)) {
     constexpr const char* kNoConfiguration = nullptr;
     if (!folder) return;
     context.reset(::kmod_new(folder.Path().c_str(), &kNoConfiguration));

@@ -65,7 +65,8 @@ constexpr std::uint32_t kGetInfo = 0x01010000;     // MR_DCMD_CTRL_GET_INFO
 
 // The number under which the driver registered its control device; 0 when it did not.
 unsigned MajorNumber(const TTree& tree) {
-  for (const std::string_view line : Lines(tree.Read("/proc/devices").bytes)) {
+  const TRead file = tree.Read("/proc/devices");
+  for (const std::string_view line : Lines(file.bytes)) {
     const std::vector<std::string> words = Words(line);
     if (words.size() == 2 && words[1] == "megaraid_sas_ioctl") {
       return static_cast<unsigned>(std::strtoul(words[0].c_str(), nullptr, 10));

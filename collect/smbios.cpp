@@ -10,6 +10,7 @@ namespace svc::collect {
 namespace {
 
 constexpr std::size_t kHeaderSize = 4;
+constexpr char kSystemInformation = 1;
 constexpr std::uint8_t kFirmwareInventory = 45;
 constexpr std::uint8_t kEndOfTable = 127;
 
@@ -59,6 +60,19 @@ std::string Walk(std::string_view bytes, TVisit visit) {
   return {};
 }
 
+// System Information (type 1) with a blank serial number and no UUID.
+std::string BlankedSystem(std::string_view structure, std::size_t formatted) {
+  constexpr std::size_t kSerialNumber = 7, kUuid = 8, kUuidSize = 16;
+  std::string blanked(structure.substr(0, formatted));
+  std::vector<std::string> strings = Split(structure.substr(formatted));
+  const std::size_t number =
+      formatted > kSerialNumber ? static_cast<std::uint8_t>(blanked[kSerialNumber]) : 0;
+  if (number > 0 && number <= strings.size()) strings[number - 1].assign(1, ' ');
+  for (std::size_t i = kUuid; i < std::min(formatted, kUuid + kUuidSize); ++i) blanked[i] = '\0';
+  for (const std::string& text : strings) blanked += text + '\0';
+  return blanked + (strings.empty() ? std::string(2, '\0') : std::string(1, '\0'));
+}
+
 }  // namespace
 
 TSmbiosTable ParseSmbiosTable(std::string_view bytes) {
@@ -70,12 +84,14 @@ TSmbiosTable ParseSmbiosTable(std::string_view bytes) {
   return table;
 }
 
-std::string SmbiosSubset(std::string_view bytes, std::string_view types) {
-  std::string subset;
-  Walk(bytes, [&](std::string_view structure, std::size_t) {
-    if (types.find(structure.front()) != std::string_view::npos) subset += structure;
+std::string WithoutIdentity(std::string_view table) {
+  static constexpr std::string_view kHarmless("\x00\x26\x2D", 3);
+  std::string harmless;
+  Walk(table, [&harmless](std::string_view structure, std::size_t formatted) {
+    if (structure.front() == kSystemInformation) harmless += BlankedSystem(structure, formatted);
+    if (kHarmless.find(structure.front()) != std::string_view::npos) harmless += structure;
   });
-  return subset + std::string("\x7F\x04\xFE\xFF\0\0", 6);
+  return harmless + std::string("\x7F\x04\xFE\xFF\0\0", 6);
 }
 
 const TSmbiosStructure* TSmbiosTable::First(std::uint8_t type) const {

@@ -59,9 +59,9 @@ struct TSmbiosTable {
 
 TSmbiosTable ParseSmbiosTable(std::string_view bytes);
 
-// The structures of the given types as a table again, with an end marker; for a table that shall
-// not tell more.
-std::string SmbiosSubset(std::string_view bytes, std::string_view types);
+// The table with nothing in it that tells one machine from another of its kind: the structures of
+// types 0, 1 (without serial number and UUID), 38 and 45, and an end marker.
+std::string WithoutIdentity(std::string_view table);
 
 // The 16 bytes of a UUID as its text (RFC 9562); empty when the maker set none (all bits 0 or 1).
 // Since SMBIOS 2.6 the first three fields are little-endian.

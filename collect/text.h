@@ -23,7 +23,9 @@ inline bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
+// The lines are parts of `text`, which must outlive them.
 std::vector<std::string_view> Lines(std::string_view text);
+std::vector<std::string_view> Lines(std::string&& text) = delete;
 // The words of a line, which blanks and tabs part.
 std::vector<std::string> Words(std::string_view line);
 

@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "made_tree.h"
+
+namespace svc::collect {
+namespace {
+
+constexpr const char* kRelease = "2.6.32-358.el6.x86_64";
+
+std::string FileBytes(const std::string& file) {
+  std::ifstream input(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(input), {}};
+}
+
+class DriversTest : public testing::Test {
+ protected:
+  DriversTest() { tree.Write("/proc/sys/kernel/osrelease", std::string(kRelease) + "\n"); }
+
+  void Install(const std::string& path) {
+    tree.Write("/lib/modules/" + std::string(kRelease) + "/" + path, FileBytes(DRIVER_FILE));
+  }
+  // Makes the index that depmod(8) makes after each installation.
+  void Index(const std::string& below = "/") {
+    const std::string command = std::string(DEPMOD) + " -b '" + tree.Root().string() + below +
+                                "' " + kRelease + " 2>/dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+  }
+
+  TMadeTree tree;
+};
+
+TEST_F(DriversTest, HaveTheFileTheVersionAndTheStateOfTheLoadedModule) {
+  Install("kernel/drivers/net/e1000e/e1000e.ko");
+  Install("updates/nvme-core.ko");
+  Install("kernel/not_loaded.ko");
+  Index();
+  tree.Write("/proc/modules",
+             "nvme_core 99999 1 - Loading 0x0000000000000000\n"
+             "e1000e 244242 2 nvme_core,scsi_mod, Live 0xffffffffa0000000 (OE)\n");
+  const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
+  ASSERT_EQ(drivers.size(), 2U);
+  EXPECT_EQ(drivers[0]["Name"], "e1000e");
+  EXPECT_EQ(drivers[0]["Path"],
+            "\\lib\\modules\\2.6.32-358.el6.x86_64\\kernel\\drivers\\net\\e1000e\\e1000e.ko");
+  EXPECT_EQ(drivers[0]["Version"], "3.8.7-NAPI");
+  EXPECT_EQ(drivers[0]["CurrentState"], "4");
+  EXPECT_EQ(drivers[1]["Path"], "\\lib\\modules\\2.6.32-358.el6.x86_64\\updates\\nvme-core.ko");
+  EXPECT_EQ(drivers[1]["CurrentState"], "2");
+}
+
+TEST_F(DriversTest, AreFoundThroughALinkToUsr) {
+  tree.Write("/usr/lib/modules/" + std::string(kRelease) + "/extra/ixgbe.ko",
+             FileBytes(DRIVER_FILE))
+      .Link("/lib", "/usr/lib")
+      .Write("/proc/modules", "ixgbe 1 0 - Live 0x0\n");
+  Index("/usr");
+  EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "3.8.7-NAPI");
+}
+
+TEST_F(DriversTest, AreListedFromSysWhereProcLacks) {
+  Install("e1000e.ko");
+  Index();
+  tree.Write("/sys/module/e1000e/initstate", "live\n")
+      .Write("/sys/module/kernel/parameters/panic", "0\n");
+  const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
+  ASSERT_EQ(drivers.size(), 1U);
+  EXPECT_EQ(drivers[0]["Name"], "e1000e");
+  EXPECT_EQ(drivers[0]["CurrentState"], "4");
+}
+
+TEST_F(DriversTest, WithoutAFileKeepTheRunningVersionAndAreNoted) {
+  tree.Write("/proc/modules", "gone 1 0 - Live 0x0\nlost 1 0 - Unloading 0x0\n")
+      .Write("/sys/module/gone/version", "1.2\n");
+  const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
+  ASSERT_EQ(drivers.size(), 2U);
+  EXPECT_EQ(drivers[0]["Path"], "(none)");
+  EXPECT_EQ(drivers[0]["Version"], "1.2");
+  EXPECT_EQ(drivers[1]["Version"], "(none)") << "never the release of the kernel";
+  EXPECT_EQ(drivers[1]["CurrentState"], "3");
+  EXPECT_EQ(tree.Notes("gone, lost").size(), 1U);
+}
+
+TEST_F(DriversTest, ThatRunInAnOlderVersionThanInstalledAreNoted) {
+  Install("e1000e.ko");
+  Index();
+  tree.Write("/proc/modules", "e1000e 1 0 - Live 0x0\n")
+      .Write("/sys/module/e1000e/version", "1.0\n");
+  EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "3.8.7-NAPI");
+  EXPECT_EQ(tree.Notes("1.0 is running").size(), 1U);
+}
+
+TEST_F(DriversTest, WhoseFilesAreNoModulesGiveNoVersion) {
+  Install("e1000e.ko");
+  Index();
+  tree.Write("/lib/modules/" + std::string(kRelease) + "/e1000e.ko", "no ELF file")
+      .Write("/proc/modules", "e1000e 1 0 - Live 0x0\nshort\n\n");
+  const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
+  ASSERT_EQ(drivers.size(), 1U);
+  EXPECT_EQ(drivers[0]["Version"], "(none)");
+}
+
+}  // namespace
+}  // namespace svc::collect

@@ -1,0 +1,212 @@
+// The machine's identity and its firmware, from made trees.
+#include <gtest/gtest.h>
+
+#include "collect/ipmi.h"
+#include "collect/megaraid.h"
+#include "made_tree.h"
+
+namespace svc::collect {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kDmi = "/sys/class/dmi/id/";
+const std::string kTable = "/sys/firmware/dmi/tables/DMI";
+
+std::string Firmware(const std::string& name, const std::string& version, const std::string& id) {
+  return SmbiosStructure(45, "\x01\x02\x00\x03\0\0\0\0"s + std::string(10, '\0') + "\x04\0"s,
+                         {name, version, id});
+}
+
+TEST(ComputerSystem, HasTheMachineTypeBetweenItsMarks) {
+  TMadeTree tree;
+  tree.Write(kDmi + "product_name", "QRX Rackwell 3650 -[4620AC1]-\n")
+      .Write(kDmi + "sys_vendor", "QRX\n")
+      .Write(kDmi + "product_serial", "KQ12345\n")
+      .Write(kDmi + "product_uuid", "00112233-4455-6677-8899-aabbccddeeff\n");
+  const auto system = tree.Instances("QRXSG_ComputerSystem").at(0);
+  EXPECT_EQ(system["MachineType"], "4620");
+  EXPECT_EQ(system["Model"], "QRX Rackwell 3650 -[4620AC1]-");
+  EXPECT_EQ(system["Manufacturer"], "QRX");
+  EXPECT_EQ(system["SerialNumber"], "KQ12345");
+  EXPECT_EQ(system["UUID"], "00112233-4455-6677-8899-aabbccddeeff");
+}
+
+TEST(ComputerSystem, HasTheProductNameAsTypeWithoutMarks) {
+  TMadeTree tree;
+  tree.Write(kDmi + "product_name", "Standard PC (Q35 + ICH9, 2009)\n");
+  EXPECT_EQ(tree.Instances("QRXSG_ComputerSystem").at(0)["MachineType"],
+            "Standard PC (Q35 + ICH9, 2009)");
+  tree.Write(kDmi + "product_name", "Rackwell -[4620]-\n");
+  EXPECT_EQ(tree.Instances("QRXSG_ComputerSystem").at(0)["MachineType"], "4620");
+}
+
+TEST(ComputerSystem, IsReadFromTheSmbiosTableWhereAttributesLack) {
+  TMadeTree tree;
+  const std::string uuid = "\x33\x22\x11\x00\x55\x44\x77\x66\x88\x99\xAA\xBB\xCC\xDD\xEE\xFF"s;
+  tree.Write(kTable, SmbiosStructure(0, "\x01\x02\0\0\x03"s, {"QRX", "QKL118A", "03/07/2010"}) +
+                         SmbiosStructure(1, "\x01\x02\0\x03"s + uuid, {"QRX", "4638", "KQ1"}))
+      .Write("/sys/firmware/dmi/tables/smbios_entry_point", "_SM_\0\0\x02\x06"s);
+  const auto system = tree.Instances("QRXSG_ComputerSystem").at(0);
+  EXPECT_EQ(system["MachineType"], "4638");
+  EXPECT_EQ(system["SerialNumber"], "KQ1");
+  EXPECT_EQ(system["UUID"], "00112233-4455-6677-8899-aabbccddeeff");
+  const auto bios = tree.Instances("QRXSG_SystemBIOSElement").at(0);
+  EXPECT_EQ(bios["Version"], "QKL118A");
+  EXPECT_EQ(bios["Manufacturer"], "QRX");
+  EXPECT_EQ(bios["ReleaseDate"], "03/07/2010");
+}
+
+TEST(ComputerSystem, LosesWhatTellsWhoWhenRedacted) {
+  TMadeTree tree;
+  tree.Write(kDmi + "product_name", "4638\n")
+      .Write(kDmi + "product_serial", "KQ12345\n")
+      .Write(kDmi + "product_uuid", "00112233-4455-6677-8899-aabbccddeeff\n");
+  const std::string document = tree.Collect(true).document;
+  EXPECT_NE(document.find("4638"), std::string::npos);
+  EXPECT_EQ(document.find("KQ12345"), std::string::npos);
+  EXPECT_EQ(document.find("00112233"), std::string::npos);
+  EXPECT_EQ(document.find("SerialNumber"), std::string::npos);
+}
+
+TEST(ComputerSystem, IsLeftOutAndNotedWhenNothingTellsIt) {
+  const TMadeTree tree;
+  EXPECT_TRUE(tree.Instances("QRXSG_ComputerSystem").empty());
+  EXPECT_TRUE(tree.Instances("QRXSG_SystemBIOSElement").empty());
+  EXPECT_EQ(tree.Notes("machine type is unknown").size(), 1U);
+  EXPECT_EQ(tree.Notes("bios_version").size(), 1U);
+}
+
+TEST(SystemBios, IsTakenOutOfItsMarks) {
+  TMadeTree tree;
+  tree.Write(kDmi + "bios_version", "-[QKL120AUS-1.10]-\n");
+  const auto bios = tree.Instances("QRXSG_SystemBIOSElement").at(0);
+  EXPECT_EQ(bios["Version"], "QKL120AUS-1.10");
+  EXPECT_EQ(bios["BuildNumber"], "QKL120AUS");
+}
+
+TEST(SmbiosTableFile, ThatIsBrokenIsNoted) {
+  TMadeTree tree;
+  tree.Write(kTable, SmbiosStructure(1, "\x01\x02"s, {"QRX", "4638"}) + "\x2D\x40");
+  EXPECT_EQ(tree.Instances("QRXSG_ComputerSystem").at(0)["MachineType"], "4638");
+  EXPECT_EQ(tree.Notes("ends within a header").size(), 1U);
+}
+
+TEST(ManagementController, HasItsMinorVersionInTwoDigits) {
+  TMadeTree tree;
+  tree.Write("/sys/devices/platform/ipmi_bmc.0/firmware_revision", "1.5\n")
+      .Write("/sys/devices/platform/ipmi_bmc.1/firmware_revision", "2.23\n")
+      .Write("/sys/devices/platform/ipmi_bmc.1/aux_firmware_revision", "0x00 0x00 0x00 0x00\n")
+      .Write("/sys/devices/platform/ipmi_si.0/firmware_revision", "9.99\n");
+  const auto controllers = tree.Instances("QRXSG_IPMIFirmwareElement");
+  ASSERT_EQ(controllers.size(), 2U);
+  EXPECT_EQ(controllers[0]["Version"], "1.05");
+  EXPECT_EQ(controllers[1]["Version"], "2.23");
+  EXPECT_EQ(controllers[0]["Name"], "Baseboard Management Controller");
+  EXPECT_TRUE(tree.Instances("QRXSG_SPROMFirmwareVPDMain").empty()) << "no build is told";
+}
+
+TEST(ManagementController, HasTheAuxiliaryRevisionAsItsBuild) {
+  TMadeTree tree;
+  tree.Write("/sys/devices/platform/ipmi_bmc.0/firmware_revision", "1.23\n")
+      .Write("/sys/devices/platform/ipmi_bmc.0/aux_firmware_revision", "0x01 0x00 0x2a 0x00\n");
+  const auto elements = tree.Instances("QRXSG_SPROMFirmwareVPDMain");
+  ASSERT_EQ(elements.size(), 1U);
+  EXPECT_EQ(elements[0]["BuildNumber"], "01002a00");
+  EXPECT_EQ(elements[0]["Version"], "1.23");
+}
+
+TEST(ManagementController, IsNamedByTheFirmwareInventory) {
+  TMadeTree tree;
+  tree.Write("/sys/devices/platform/ipmi_bmc.0/aux_firmware_revision", "0x01 0x00 0x2a 0x00\n")
+      .Write("/sys/devices/platform/ipmi_bmc.0/firmware_revision", "1.23\n")
+      .Write(kTable, Firmware("QRX Integrated Management Module", "1.30", "YUOO84C") +
+                         Firmware("Preboot Diagnostics", "9.21", "DSYT92A") +
+                         Firmware("QRX Arrayon-AX20i SAS Controller", "11.0.1-0036", "") +
+                         Firmware("Power Supply 1", "3.1", "PS"));
+  const auto elements = tree.Instances("QRXSG_SPROMFirmwareVPDMain");
+  ASSERT_EQ(elements.size(), 1U);
+  EXPECT_EQ(elements[0]["Name"], "QRX Integrated Management Module");
+  EXPECT_EQ(elements[0]["BuildNumber"], "YUOO84C");
+  EXPECT_EQ(elements[0]["Version"], "1.30");
+  const auto diagnostics = tree.Instances("QRXSG_DiagnosticVPD");
+  ASSERT_EQ(diagnostics.size(), 1U);
+  EXPECT_EQ(diagnostics[0]["BuildNumber"], "DSYT92A");
+  const auto raid = tree.Instances("QRXSG_MegaLSIFWPackageBuildFirmwareElement");
+  ASSERT_EQ(raid.size(), 1U);
+  EXPECT_EQ(raid[0]["Description"], "QRX Arrayon-AX20i SAS Controller");
+  EXPECT_EQ(raid[0]["Version"], "11.0.1-0036");
+}
+
+TEST(ManagementController, ThatHasNoDriverIsNoted) {
+  TMadeTree tree;
+  tree.Write(kTable, SmbiosStructure(38, "\x01\x20\x20\xFF"s, {}));
+  EXPECT_EQ(tree.Notes("modprobe ipmi_si").size(), 1U);
+}
+
+TEST(DeviceId, IsReadFromTheResponse) {
+  const std::string shortest = "\x00\x20\x01\x81\x23\x02\xDF\x00\x00\x00\x00\x00"s;
+  ASSERT_TRUE(ParseDeviceId(shortest));
+  EXPECT_EQ(ParseDeviceId(shortest)->version, "1.23") << "bit 7 says that an update runs";
+  EXPECT_EQ(ParseDeviceId(shortest)->auxiliary, "");
+  EXPECT_EQ(ParseDeviceId(shortest + "\x0A\x00\x00\x01"s)->auxiliary, "0a000001");
+  EXPECT_FALSE(ParseDeviceId(shortest.substr(1)));
+  EXPECT_FALSE(ParseDeviceId("\xC1"s + shortest.substr(1))) << "refused by the controller";
+  EXPECT_FALSE(ParseDeviceId(""));
+}
+
+TEST(RaidController, IsReadFromItsInformation) {
+  std::string info(2048, '\0');
+  info.replace(0x540, 25, "QRX Arrayon-AX20i SAS\0xyz"s);
+  info.replace(0x640, 12, "11.0.1-0036 "s);
+  ASSERT_TRUE(ParseControllerInfo(info));
+  EXPECT_EQ(ParseControllerInfo(info)->product, "QRX Arrayon-AX20i SAS");
+  EXPECT_EQ(ParseControllerInfo(info)->package, "11.0.1-0036");
+  EXPECT_FALSE(ParseControllerInfo(info.substr(0, 1000)));
+}
+
+TEST(MptController, GivesFirmwareAndBios) {
+  TMadeTree tree;
+  const std::string host = "/sys/class/scsi_host/host2/";
+  tree.Write("/sys/class/scsi_host/host0/proc_name", "ahci\n")
+      .Write("/sys/class/scsi_host/host0/version_fw", "9\n")
+      .Write(host + "proc_name", "mptsas\n")
+      .Write(host + "board_name", "SAS3041E\n")
+      .Write(host + "version_product", "LSISAS1064E B3\n")
+      .Write(host + "version_fw", "01.30.00.00\n")
+      .Write(host + "version_bios", "06.2c.00.00\n");
+  const auto firmware = tree.Instances("QRXSG_LSIFirmwareElement");
+  ASSERT_EQ(firmware.size(), 1U);
+  EXPECT_EQ(firmware[0]["ProductID"], "LSISAS1064E B3");
+  EXPECT_EQ(firmware[0]["Version"], "01.30.00.00");
+  EXPECT_EQ(firmware[0]["Name"], "SAS3041E Firmware");
+  const auto bios = tree.Instances("QRXSG_LSIBIOSElement");
+  ASSERT_EQ(bios.size(), 1U);
+  EXPECT_EQ(bios[0]["Version"], "06.2c.00.00");
+  EXPECT_EQ(bios[0]["Name"], "SAS3041E BIOS");
+}
+
+TEST(MptController, WithoutABiosGivesNone) {
+  TMadeTree tree;
+  tree.Write("/sys/class/scsi_host/host0/proc_name", "mpt3sas\n")
+      .Write("/sys/class/scsi_host/host0/version_fw", "16.00.10.00\n")
+      .Write("/sys/class/scsi_host/host0/version_bios", "00.00.00.00\n");
+  EXPECT_EQ(tree.Instances("QRXSG_LSIFirmwareElement").size(), 1U);
+  EXPECT_TRUE(tree.Instances("QRXSG_LSIBIOSElement").empty());
+  EXPECT_EQ(tree.Notes("version_bios").size(), 1U);
+}
+
+TEST(LiveDevices, OfACapturedTreeAreNotedAndNeverAskedHere) {
+  TMadeTree tree;
+  const std::string device = "/sys/bus/pci/devices/0000:01:00.0/";
+  tree.Write(device + "vendor", "0x14e4\n")
+      .Write(device + "class", "0x020000\n")
+      .Write(device + "device", "0x1639\n")
+      .Write("/sys/class/scsi_host/host1/proc_name", "megaraid_sas\n");
+  EXPECT_TRUE(tree.Instances("QRXSG_BcmDeviceFirmwareElement").empty());
+  EXPECT_EQ(tree.Notes("0000:01:00.0: Broadcom").size(), 1U);
+  EXPECT_EQ(tree.Notes("host1: MegaRAID").size(), 1U);
+}
+
+}  // namespace
+}  // namespace svc::collect

@@ -1,0 +1,69 @@
+#include "collect/text.h"
+
+#include <gtest/gtest.h>
+
+namespace svc::collect {
+namespace {
+
+using namespace std::string_view_literals;
+
+struct TTextCase {
+  std::string_view bytes;
+  std::string_view clean;
+};
+
+class CleanTextTest : public testing::TestWithParam<TTextCase> {};
+
+TEST_P(CleanTextTest, GivesValidUtf8OnOneLine) {
+  EXPECT_EQ(CleanText(GetParam().bytes), GetParam().clean);
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, CleanTextTest,
+                         testing::Values(TTextCase{"", ""}, TTextCase{"  QKL118A \n", "QKL118A"},
+                                         TTextCase{"one\ttwo\r\nthree", "one two  three"},
+                                         TTextCase{"field\0rest"sv, "field"},
+                                         TTextCase{
+                                             "Gr\xC3\xBC\xC3\x9F \xE2\x82\xAC \xF0\x9F\x98\x80",
+                                             "Gr\xC3\xBC\xC3\x9F \xE2\x82\xAC \xF0\x9F\x98\x80"}));
+
+INSTANTIATE_TEST_SUITE_P(WhatXmlCannotHold, CleanTextTest,
+                         testing::Values(TTextCase{"a\x01z", "a\xEF\xBF\xBDz"},
+                                         TTextCase{"a\x1B[2Jz", "a\xEF\xBF\xBD[2Jz"},
+                                         TTextCase{"a\x7Fz", "a\xEF\xBF\xBDz"},
+                                         TTextCase{"a\xC2\x9Bz",
+                                                   "a\xEF\xBF\xBDz"},  // CSI of a terminal
+                                         TTextCase{"a\xEF\xBF\xBEz", "a\xEF\xBF\xBDz"},    // U+FFFE
+                                         TTextCase{"a\xEF\xBF\xBFz", "a\xEF\xBF\xBDz"}));  // U+FFFF
+
+INSTANTIATE_TEST_SUITE_P(
+    BrokenUtf8, CleanTextTest,
+    testing::Values(TTextCase{"\xFF", "\xEF\xBF\xBD"}, TTextCase{"\xC3", "\xEF\xBF\xBD"},
+                    TTextCase{"\xE2\x82", "\xEF\xBF\xBD\xEF\xBF\xBD"},
+                    TTextCase{"\xC0\x80z", "\xEF\xBF\xBD\xEF\xBF\xBDz"},  // overlong
+                    TTextCase{"\xE0\x80\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+                    TTextCase{"\xED\xA0\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},  // surrogate
+                    TTextCase{"\xF4\x90\x80\x80",
+                              "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+                    TTextCase{"Gr\xFC\xDF", "Gr\xEF\xBF\xBD\xEF\xBF\xBD"}));  // ISO-8859-1
+
+TEST(Assignments, ReadsQuotesCommentsAndBlanks) {
+  const auto values = Assignments(
+      "NAME=\"Red Hat\"\n# PRETTY_NAME=no\nID='rhel'\nVERSION_ID=6.5\nCOST=\"\\$5 \\\"x\\\"\"\n"
+      "PATCHLEVEL = 2\nno assignment\n\n=\n");
+  EXPECT_EQ(values.at("NAME"), "Red Hat");
+  EXPECT_EQ(values.at("ID"), "rhel");
+  EXPECT_EQ(values.at("VERSION_ID"), "6.5");
+  EXPECT_EQ(values.at("COST"), "$5 \"x\"");
+  EXPECT_EQ(values.at("PATCHLEVEL"), "2");
+  EXPECT_FALSE(values.contains("# PRETTY_NAME"));
+}
+
+TEST(Bracketed, TakesTheTextBetweenTheMarks) {
+  EXPECT_EQ(Bracketed("QRX Rackwell 3650 -[4620AC1]-"), "4620AC1");
+  EXPECT_EQ(Bracketed("no marks"), "");
+  EXPECT_EQ(Bracketed("]- before -["), "");
+  EXPECT_EQ(Bracketed("-["), "");
+}
+
+}  // namespace
+}  // namespace svc::collect
