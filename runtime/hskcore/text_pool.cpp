@@ -1,7 +1,5 @@
 #include "runtime/hskcore/text_pool.h"
 
-#include <cstring>
-
 #include "runtime/hskcore/hash.h"
 
 namespace svc {
@@ -11,13 +9,9 @@ namespace {
 // Longer texts hardly repeat, and hashing them would cost more than copying.
 constexpr std::size_t kLongestShared = 1 << 16;
 // The table takes at most this part of the texts stored and saved, beyond a small allowance.
-constexpr std::uint64_t kTablePart = 8;
+constexpr std::uint64_t kTablePart = 4;
 constexpr std::uint64_t kAllowance = 4096;
 constexpr std::uint64_t kStoredTextHeader = sizeof(std::uint32_t);
-
-bool HoldsBytes(TStoredText stored, std::string_view text) noexcept {
-  return std::memcmp(stored + kStoredTextHeader, text.data(), text.size()) == 0;
-}
 
 }  // namespace
 
@@ -29,46 +23,50 @@ TStoredText TTextPool::Intern(std::string_view text, TArena& arena) {
   if (buckets.empty()) {
     buckets.resize(1);
   }
-  for (const TEntry& entry : BucketOf(hash)) {
-    if (entry.hash == hash && entry.text != nullptr && entry.length == text.size() &&
-        HoldsBytes(entry.text, text)) {
+  const TBucket& bucket = BucketOf(hash);
+  for (std::size_t way = 0; way < kWays; ++way) {
+    if (bucket.hashes[way] == hash && bucket.texts[way] != nullptr &&
+        ViewOf(bucket.texts[way]) == text) {
       savedBytes += text.size() + kStoredTextHeader;
-      return entry.text;
+      return bucket.texts[way];
     }
   }
   const TStoredText stored = StoreText(arena, text);
   storedBytes += text.size() + kStoredTextHeader;
   GrowWithinBudget();
-  Remember({stored, hash, static_cast<std::uint32_t>(text.size())});
+  Remember(stored, hash);
   return stored;
 }
 
-// A full bucket forgets the entry that the new hash's upper bits choose.
-void TTextPool::Remember(const TEntry& entry) noexcept {
-  TBucket& bucket = BucketOf(entry.hash);
-  for (TEntry& place : bucket) {
-    if (place.text == nullptr) {
-      place = entry;
-      ++known;
-      return;
-    }
+// A full bucket forgets the text that the hash's upper bits choose.
+void TTextPool::Remember(TStoredText text, std::uint32_t hash) noexcept {
+  TBucket& bucket = BucketOf(hash);
+  std::size_t way = 0;
+  while (way < kWays && bucket.texts[way] != nullptr) {
+    ++way;
   }
-  bucket[entry.hash >> 30] = entry;
+  if (way < kWays) {
+    ++known;
+  } else {
+    way = (hash >> 24) % kWays;
+  }
+  bucket.hashes[way] = hash;
+  bucket.texts[way] = text;
 }
 
 void TTextPool::GrowWithinBudget() {
   const std::uint64_t grown = 2 * buckets.size() * sizeof(TBucket);
   const std::uint64_t budget = kAllowance + (storedBytes + 2 * savedBytes) / kTablePart;
-  if (known < buckets.size() * kWays / 2 || grown > budget) {
+  if (known < buckets.size() * kWays * 3 / 4 || grown > budget) {
     return;
   }
   std::vector<TBucket> old(buckets.size() * 2);
   old.swap(buckets);
   known = 0;
   for (const TBucket& bucket : old) {
-    for (const TEntry& entry : bucket) {
-      if (entry.text != nullptr) {
-        Remember(entry);
+    for (std::size_t way = 0; way < kWays; ++way) {
+      if (bucket.texts[way] != nullptr) {
+        Remember(bucket.texts[way], bucket.hashes[way]);
       }
     }
   }

@@ -21,17 +21,15 @@ class TTextPool {
   TStoredText Intern(std::string_view text, TArena& arena);
 
  private:
-  struct TEntry {
-    TStoredText text = nullptr;
-    std::uint32_t hash = 0;
-    std::uint32_t length = 0;
+  // Where texts of one hash may stand, one cache line. Null where free.
+  static constexpr std::size_t kWays = 5;
+  struct alignas(64) TBucket {
+    std::array<std::uint32_t, kWays> hashes{};
+    std::array<TStoredText, kWays> texts{};
   };
-  // One cache line: where texts of one hash may stand.
-  static constexpr std::size_t kWays = 4;
-  using TBucket = std::array<TEntry, kWays>;
 
   TBucket& BucketOf(std::uint32_t hash) noexcept { return buckets[hash & (buckets.size() - 1)]; }
-  void Remember(const TEntry& entry) noexcept;
+  void Remember(TStoredText text, std::uint32_t hash) noexcept;
   void GrowWithinBudget();
 
   std::vector<TBucket> buckets;

@@ -1,0 +1,118 @@
+#include "host/hskcore/os_specific.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "host/hskcore/exception.h"
+#include "runtime/hskcore/host_setup.h"
+
+namespace svc {
+namespace {
+
+using NQRXHSK20::THSKException;
+using NQRXHSK20::THSKStatusCode;
+using NQRXHSK20::TOSSpecific;
+
+namespace fs = std::filesystem;
+
+class OsSpecific : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    folder = fs::canonical(::testing::TempDir()) / ("os specific " + std::string(test->name()));
+    fs::create_directories(folder / "c" / "QRX_Support" / "SV");
+    SetDriveRoot(folder.string());
+  }
+  void TearDown() override {
+    SetDriveRoot("");
+    fs::remove_all(folder);
+  }
+
+  void Write(const std::string& name, const std::string& contents) {
+    std::ofstream(folder / "c" / "QRX_Support" / "SV" / name) << contents;
+  }
+
+  template <typename TAction>
+  static THSKStatusCode StatusOf(TAction action) {
+    try {
+      action();
+    } catch (const THSKException& error) {
+      return error.GetStatusCode();
+    }
+    return THSKStatusCode{};
+  }
+
+  fs::path folder;
+};
+
+TEST_F(OsSpecific, MapsWindowsPathsBelowTheDriveRoot) {
+  SetDriveRoot("/drives");
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"C:\\QRX_Support\\SV", "/drives/c/QRX_Support/SV"},
+      {"d:/x\\y", "/drives/d/x/y"},
+      {"Z:", "/drives/z"},
+      {"sv\\sv.definitions.xml", "sv/sv.definitions.xml"},
+      {"/here/sv\\header.xml", "/here/sv/header.xml"},
+      {"/plain/path", "/plain/path"},
+      {"c:relative", "c:relative"},
+      {"cd:\\x", "cd:/x"},
+      {"", ""},
+  };
+  for (const auto& [given, native] : rows) {
+    EXPECT_EQ(TOSSpecific::NativePath(given), native);
+  }
+}
+
+TEST_F(OsSpecific, TakesTheDriveRootFromTheStateFolder) {
+  SetDriveRoot("");
+  EXPECT_TRUE(DriveRoot().ends_with("/svcheck/drives"));
+  EXPECT_TRUE(DriveRoot().starts_with("/"));
+}
+
+TEST_F(OsSpecific, TellsSizes) {
+  Write("a.xml", "12345");
+  Write("empty.xml", "");
+  EXPECT_EQ(TOSSpecific::GetFileSize("C:\\QRX_Support\\SV\\a.xml"), 5u);
+  EXPECT_EQ(TOSSpecific::GetFileSize("C:\\QRX_Support\\SV\\empty.xml"), 0u);
+  EXPECT_EQ(StatusOf([] { TOSSpecific::GetFileSize("C:\\QRX_Support\\SV\\b.xml"); }),
+            THSKStatusCode::kFileNotFound);
+  EXPECT_EQ(StatusOf([] { TOSSpecific::GetFileSize("C:\\QRX_Support\\SV\\a.xml\\b"); }),
+            THSKStatusCode::kFileNotFound);
+  EXPECT_EQ(StatusOf([] { TOSSpecific::GetFileSize("C:\\QRX_Support\\SV"); }),
+            THSKStatusCode::kFileUnreadable);
+}
+
+TEST_F(OsSpecific, ListsNamesByTheirBytes) {
+  for (const char* name : {"b.xml", "B.xml", "a.xml", "\xc3\xa9.xml", ".hidden"}) {
+    Write(name, "");
+  }
+  EXPECT_EQ(TOSSpecific::ListDir("C:\\QRX_Support\\SV"),
+            (std::vector<std::string>{".hidden", "B.xml", "a.xml", "b.xml", "\xc3\xa9.xml"}));
+}
+
+TEST_F(OsSpecific, ListsNothingOfAMissingFolder) {
+  EXPECT_TRUE(TOSSpecific::ListDir("C:\\Nowhere").empty());
+}
+
+TEST_F(OsSpecific, RefusesToListAFile) {
+  Write("a.xml", "");
+  EXPECT_EQ(StatusOf([] { TOSSpecific::ListDir("C:\\QRX_Support\\SV\\a.xml"); }),
+            THSKStatusCode::kFileUnreadable);
+}
+
+TEST_F(OsSpecific, KnowsTheCurrentFolder) {
+  const fs::path before = fs::current_path();
+  fs::current_path(folder);
+  EXPECT_EQ(TOSSpecific::GetCurrentDir(), folder.string());
+  fs::current_path("/");
+  EXPECT_EQ(TOSSpecific::GetCurrentDir() + TOSSpecific::kFileSeparator + "sv", "/sv");
+  fs::current_path(before);
+}
+
+}  // namespace
+}  // namespace svc

@@ -1,0 +1,24 @@
+// A log that can be looked at.
+#ifndef TESTS_RUNTIME_HSKCORE_RECORDING_LOGGER_H_
+#define TESTS_RUNTIME_HSKCORE_RECORDING_LOGGER_H_
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/hskcore/logger.h"
+
+namespace svc::testing {
+
+class TRecordingLogger final : public NQRXHSK20::ILogger {
+ public:
+  void Log(int level, std::string_view message) override { lines.emplace_back(level, message); }
+  bool IsLogged(int) const noexcept override { return true; }
+
+  std::vector<std::pair<int, std::string>> lines;
+};
+
+}  // namespace svc::testing
+
+#endif  // TESTS_RUNTIME_HSKCORE_RECORDING_LOGGER_H_
