@@ -11,19 +11,22 @@ namespace svc::xml {
 void TDocumentText::Close() {
   const std::size_t kept = CountLineEnds(open->begin, open->out);
   const std::size_t lost = open->lineEnds > kept ? open->lineEnds - kept : 0;
-  addedLineEnds += kept + lost - open->lineEnds;
-  std::fill(open->out, open->in - lost, ' ');
-  std::fill(open->in - lost, open->in, '\n');
+  const std::size_t left = std::min(lost, static_cast<std::size_t>(open->in - open->out));
+  std::fill(open->out, open->in - left, ' ');
+  std::fill(open->in - left, open->in, '\n');
+  correction +=
+      static_cast<std::ptrdiff_t>(open->lineEnds) - static_cast<std::ptrdiff_t>(kept + left);
   open = nullptr;
 }
 
 std::size_t TDocumentText::LineAt(const char* at) const {
   const bool isInRewrite = open && at >= open->begin;
-  std::size_t lineEnds = CountLineEnds(begin, isInRewrite ? open->begin : at);
-  lineEnds -= std::min(lineEnds, addedLineEnds);
+  auto line = static_cast<std::ptrdiff_t>(CountLineEnds(begin, isInRewrite ? open->begin : at));
+  line += correction + 1;
   if (isInRewrite)
-    lineEnds += open->lineEnds + CountLineEnds(open->in, std::max<const char*>(at, open->in));
-  return lineEnds + 1;
+    line += static_cast<std::ptrdiff_t>(
+        open->lineEnds + CountLineEnds(open->in, std::max<const char*>(at, open->in)));
+  return static_cast<std::size_t>(std::max<std::ptrdiff_t>(line, 1));
 }
 
 void TDocumentText::Fail(const char* at, std::string cause,

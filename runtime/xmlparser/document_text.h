@@ -36,7 +36,7 @@ struct TRewrite {
 };
 
 // Borrows the bytes, UTF-8, which reading rewrites in place. Lines are counted only when somebody
-// asks: who rewrites a stretch leaves as many line ends in it as it had.
+// asks: a rewritten stretch keeps as many line ends as it had, where it has room for them.
 class TDocumentText {
  public:
   // `isCut`: the document may go on behind `end`, beyond the largest size that is taken.
@@ -65,7 +65,7 @@ class TDocumentText {
   char* end;
   bool isCut;
   const TRewrite* open = nullptr;
-  std::size_t addedLineEnds = 0;  // That references wrote and the source did not have.
+  std::ptrdiff_t correction = 0;  // Line ends that the source had and the rewritten text has not.
 };
 
 }  // namespace svc::xml

@@ -47,7 +47,7 @@ class TTagMemory {
   TKnownTag* Add(const char* at, const TTagForm& form, std::span<const TAttribute> attributes);
 
  private:
-  static constexpr std::size_t kSlots = 4096;
+  static constexpr std::size_t kSlots = 1024;
   TKnownTag& SlotOf(const char* at, std::size_t length) const;
 
   struct TFree {
