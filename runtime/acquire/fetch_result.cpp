@@ -6,7 +6,9 @@ namespace svc::acquire {
 namespace {
 
 std::string AdviceForStatus(int status) {
-  if (status == 401 || status == 403) return "ask its administrator for access";
+  if (status == 401)  // Some proxies say so too, where their own password is wrong.
+    return "check user and password, also those of a proxy on the way";
+  if (status == 403) return "ask its administrator for access";
   if (status == 404 || status == 410) return "check the address of the repository";
   return "try again later, or ask its administrator";
 }

@@ -17,9 +17,9 @@ std::string FolderVariable(const char* name) {
 }  // namespace
 
 std::string DefaultStateFolder() {
+  if (geteuid() == 0) return "/var/lib/svcheck";
   if (const std::string state = FolderVariable("XDG_STATE_HOME"); !state.empty())
     return state + "/svcheck";
-  if (geteuid() == 0) return "/var/lib/svcheck";
   return FolderVariable("HOME") + "/.local/state/svcheck";
 }
 

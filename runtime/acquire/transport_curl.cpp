@@ -33,10 +33,23 @@ void StartCurl() {
 
 struct TRelease {
   void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+  void operator()(CURLU* url) const { curl_url_cleanup(url); }
   void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 using TEasy = std::unique_ptr<CURL, TRelease>;
 using TList = std::unique_ptr<curl_slist, TRelease>;
+
+// The absolute form of an address that may be relative to another.
+std::string Resolve(const std::string& base, const std::string& address) {
+  const std::unique_ptr<CURLU, TRelease> url(curl_url());
+  char* text = nullptr;
+  const bool isResolved = curl_url_set(url.get(), CURLUPART_URL, base.c_str(), 0) == CURLUE_OK &&
+                          curl_url_set(url.get(), CURLUPART_URL, address.c_str(), 0) == CURLUE_OK &&
+                          curl_url_get(url.get(), CURLUPART_URL, &text, 0) == CURLUE_OK;
+  const std::string resolved = isResolved ? text : address;
+  curl_free(text);
+  return resolved;
+}
 
 bool HasContent(const TResponse& response) {
   return response.status == 200 || response.status == 206;
@@ -148,6 +161,7 @@ class TExchange {
     const std::string_view name = line.substr(0, colon);
     const std::string value = boost::trim_copy(std::string(line.substr(colon + 1)));
     if (boost::iequals(name, "etag")) response.etag = value;
+    if (boost::iequals(name, "location")) response.redirect = value;
     if (boost::iequals(name, "content-range") && boost::istarts_with(value, "bytes "))
       response.rangeStart = std::strtoull(value.c_str() + 6, nullptr, 10);
   }
@@ -185,15 +199,13 @@ class TExchange {
     long status = 0;
     curl_off_t length = -1;
     curl_off_t retryAfter = 0;
-    const char* redirect = nullptr;
     curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
     curl_easy_getinfo(easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     curl_easy_getinfo(easy.get(), CURLINFO_RETRY_AFTER, &retryAfter);
-    curl_easy_getinfo(easy.get(), CURLINFO_REDIRECT_URL, &redirect);
     response.status = static_cast<int>(status);
     if (length >= 0) response.length = static_cast<std::uint64_t>(length);
     response.retryAfter = std::chrono::seconds(retryAfter);
-    if (redirect != nullptr) response.redirect = redirect;
+    if (!response.redirect.empty()) response.redirect = Resolve(transfer.url, response.redirect);
   }
 
   // The proxy's own answer: to CONNECT, or in the server's place.
