@@ -23,7 +23,10 @@ std::size_t WholeBlocks(std::size_t length) {
 }  // namespace
 
 TXmlReader::TXmlReader(TDocumentText& text)
-    : text(text), at(text.Begin()), token(at), note(&unknown.note), expected(&unknown.firstChild) {}
+    : text(text), at(text.Begin()), token(at) {
+  note = &unknown.note;
+  expected = &unknown.firstChild;
+}
 
 EToken TXmlReader::Next() {
   if (isEmptyElement) return EndEmptyElement();
