@@ -151,13 +151,20 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassI
 }
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
-  TSlot& slot = recent[Mix(cell ^ HashSeed(), kMixA) % recent.size()];
-  if (!slot.property || slot.cell != cell || slot.form != form) {
-    slot.property = boost::make_shared<TStoredProperty>(state.Texts(), ValueOfCell(form, cell));
-    slot.form = form;
-    slot.cell = cell;
+  if (recent.empty()) {
+    recent.resize(kRecent);
   }
-  return slot.property;
+  auto& [first, second] = recent[Mix(cell ^ HashSeed(), kMixA) % kRecent];
+  if (first.Holds(form, cell)) {
+    return first.property;
+  }
+  if (!second.Holds(form, cell)) {
+    second.property = boost::make_shared<TStoredProperty>(state.Texts(), ValueOfCell(form, cell));
+    second.form = form;
+    second.cell = cell;
+  }
+  std::swap(first, second);
+  return first.property;
 }
 
 TRowId TInMemoryNamespace::Store(TClassId id, const std::map<TNameId, TCIMValue>& values) {

@@ -7,6 +7,8 @@
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <map>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "host/hskcore/cim.h"
 #include "runtime/hskcore/cim_state.h"
@@ -94,16 +96,21 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
     TForm form{};
     TCell cell = 0;
     TPropertyHandle property;
+
+    bool Holds(TForm otherForm, TCell otherCell) const noexcept {
+      return cell == otherCell && property && form == otherForm;
+    }
   };
+  static constexpr std::size_t kRecent = 1024;
 
   TPropertyHandle MakeProperty(TForm form, TCell cell);
-  void MakeHandles();
   std::pair<TForm, TCell> Encode(TNameId name, const NQRXHSK20::TCIMValue& value);
 
   TCimState state;
   TPropertyFinder finder;
-  // Handed out before and likely to be again: many instances share a value.
-  std::array<TSlot, 1024> recent;
+  // Handed out before and likely to be again: many instances share a value. Made when the first
+  // property is asked for.
+  std::vector<std::array<TSlot, 2>> recent;
   TStableVector<TInMemoryClass> classes;
   TStableVector<TStoredInstance> instances;
   TArrayText arrayText;
