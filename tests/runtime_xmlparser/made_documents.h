@@ -1,0 +1,29 @@
+// Documents made by chance, the same for the same seed on every machine.
+#ifndef TESTS_RUNTIME_XMLPARSER_MADE_DOCUMENTS_H_
+#define TESTS_RUNTIME_XMLPARSER_MADE_DOCUMENTS_H_
+
+#include <cstdint>
+#include <string>
+
+namespace svc::xml {
+
+class TChance {
+ public:
+  explicit TChance(std::uint64_t seed) : state(seed * 0x9E3779B97F4A7C15 + 1) {}
+  // From 0 to limit - 1.
+  std::size_t Below(std::size_t limit);
+  bool OneIn(std::size_t limit) { return Below(limit) == 0; }
+
+ private:
+  std::uint64_t state;
+};
+
+// A document of the profile with classes A and B and some instances of them, written in many ways.
+std::string MakeDocument(TChance& chance);
+
+// A document with up to three of its bytes or stretches changed.
+std::string Mutate(std::string document, TChance& chance);
+
+}  // namespace svc::xml
+
+#endif  // TESTS_RUNTIME_XMLPARSER_MADE_DOCUMENTS_H_

@@ -1,0 +1,137 @@
+// What is refused, with which status, and how the text says where.
+#include <gtest/gtest.h>
+
+
+#include "host/hskcore/exception.h"
+#include "host/xmlparser/namespace_populator.h"
+#include "loading.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+
+namespace svc::xml {
+namespace {
+
+using namespace std::string_literals;
+
+// `objects` begin on line 3 of the document.
+struct TCase {
+  std::string objects;
+  int line;
+  std::string cause;
+  int status = 1;
+};
+
+const std::vector<TCase> kRefused = {
+    {"\n<VALUE.OBJECT><INSTANCE CLASSNAME='Unknown'/></VALUE.OBJECT>", 4, "Unknown", 15},
+    {"<VALUE.OBJECT><INSTANCE/></VALUE.OBJECT>", 3, "CLASSNAME"},
+    {"<VALUE.OBJECT>\n<CLASS NAME='C' SUPERCLASS='None'/></VALUE.OBJECT>", 4, "None"},
+    {"<VALUE.OBJECT>\n</VALUE.OBJECT>", 4, "holds no class"},
+    {"<VALUE.OBJECT><CLASS NAME='C'/>\n<CLASS NAME='D'/></VALUE.OBJECT>", 4, "not expected"},
+    {"<UNKNOWN/>", 3, "UNKNOWN"},
+    {"some text", 3, "text stands"},
+    {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'>\n<PROPERTY/></INSTANCE></VALUE.OBJECT>", 4, "NAME"},
+    {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'>\r\n<PROPERTY NAME='P'/>\r<PROPERTY NAME='p'/>"
+     "</INSTANCE></VALUE.OBJECT>",
+     5, "twice"},
+    {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY NAME='P' TYPE='uint8'>\n"
+     "<VALUE>256</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>",
+     4, "256"},
+    {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY NAME='P' TYPE='int'/></INSTANCE>"
+     "</VALUE.OBJECT>",
+     3, "\"int\""},
+    {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY NAME='P'><VALUE>a</VALUE>\n<VALUE>b</VALUE>"
+     "</PROPERTY></INSTANCE></VALUE.OBJECT>",
+     4, "second value"},
+    {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY NAME='P'><VALUE>\n<X/></VALUE>"
+     "</PROPERTY></INSTANCE></VALUE.OBJECT>",
+     4, "element X"},
+    {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'><METHOD NAME='m'/></INSTANCE></VALUE.OBJECT>", 3,
+     "METHOD"},
+    {"<!-- one\ntwo --><VALUE.OBJECT><CLASS NAME='a&#10;b\nc'>\n&nope;", 6, "nope"},
+    {"<VALUE.OBJECT><CLASS NAME='C'>\n<QUALIFIER NAME='q'><VALUE>a&lt;\r\n\r\nb&bad;", 6, "bad"},
+    {"\n\n</WRONG>", 5, "WRONG"},
+    {"<VALUE.OBJECT>\n", 4, "ends"},
+};
+
+TEST(Refusal, NamesLineAndCause) {
+  for (const TCase& row : kRefused) {
+    const TLoaded loaded = LoadBlock(WithClass(row.objects));
+    EXPECT_EQ(loaded.status, row.status) << row.objects;
+    if (row.cause == "ends") continue;
+    const std::string place = "line " + std::to_string(row.line) + ": ";
+    EXPECT_EQ(loaded.message.substr(0, place.size()), place) << loaded.message << row.objects;
+    EXPECT_NE(loaded.message.find(row.cause), std::string::npos) << loaded.message;
+  }
+}
+
+TEST(Refusal, NamesTheFile) {
+  const TLoaded loaded = LoadFile(WithClass("<UNKNOWN/>"));
+  EXPECT_NE(loaded.message.find("NamesTheFile.xml:3: element UNKNOWN"), std::string::npos)
+      << loaded.message;
+}
+
+TEST(Refusal, TwoSuperclassesAreAnError) {
+  const TLoaded loaded = LoadBlock(InFrame(
+      "<VALUE.OBJECT><CLASS NAME='A'/></VALUE.OBJECT><VALUE.OBJECT><CLASS NAME='B'/></VALUE.OBJECT>"
+      "<VALUE.OBJECT><CLASS NAME='C' SUPERCLASS='A'/></VALUE.OBJECT>"
+      "<VALUE.OBJECT><CLASS NAME='C' SUPERCLASS='B'/></VALUE.OBJECT>"));
+  EXPECT_EQ(loaded.status, 1);
+  EXPECT_NE(loaded.message.find("superclass"), std::string::npos) << loaded.message;
+}
+
+TEST(Refusal, AServersErrorIsShown) {
+  const TLoaded loaded = LoadBlock(
+      "<CIM><MESSAGE><SIMPLERSP><IMETHODRESPONSE NAME='x'><ERROR CODE='5' DESCRIPTION='no class'/>"
+      "</IMETHODRESPONSE></SIMPLERSP></MESSAGE></CIM>");
+  EXPECT_EQ(loaded.status, 1);
+  EXPECT_NE(loaded.message.find("code 5: no class"), std::string::npos) << loaded.message;
+}
+
+TEST(Refusal, AnotherRootElementIsNamed) {
+  const TLoaded loaded = LoadBlock("<html/>");
+  EXPECT_EQ(loaded.status, 1);
+  EXPECT_NE(loaded.message.find("html"), std::string::npos);
+}
+
+TEST(Refusal, ReferencesThatNestInKeysDoNotGrowWithoutBounds) {
+  std::string open;
+  std::string close;
+  for (int i = 0; i < 20; ++i) {
+    open += "<VALUE.REFERENCE><INSTANCENAME CLASSNAME='C'>";
+    close = "</INSTANCENAME></VALUE.REFERENCE>" + close;
+  }
+  const TLoaded loaded =
+      LoadBlock(WithClass("<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY.REFERENCE NAME='P'>" +
+                          open + close + "</PROPERTY.REFERENCE></INSTANCE></VALUE.OBJECT>"));
+  EXPECT_NE(loaded.message.find("nested too deep"), std::string::npos) << loaded.message;
+}
+
+TEST(Refusal, OnlyAFileMustEndWithItsRootElement) {
+  const std::string document = WithClass("") + "<junk";
+  EXPECT_EQ(LoadBlock(document).status, 0);
+  EXPECT_EQ(LoadFile(document).status, 1);
+  EXPECT_EQ(LoadFile(WithClass("") + "\n<!-- c --><?p?>\n").status, 0);
+  EXPECT_EQ(LoadBlock(WithClass("") + std::string(100, '\0')).status, 0);
+}
+
+TEST(Refusal, TheTextMayEndInZeroBytes) {
+  const TLoaded loaded = LoadBlock("<CIM>\n\n" + std::string(100, '\0'));
+  EXPECT_EQ(loaded.status, 1);
+  EXPECT_NE(loaded.message.find("line 3: the text ends"), std::string::npos) << loaded.message;
+}
+
+TEST(Refusal, FilesThatCannotBeReadHaveAStatusOfTheirOwn) {
+  const auto status = [](const std::string& path) {
+    try {
+      NQRXHSK20::TNamespacePopulator::PopulateFromXMLFile(MakeInMemoryNamespace(), path);
+    } catch (const NQRXHSK20::THSKException& error) {
+      EXPECT_NE(error.GetMessageText().find(path), std::string::npos);
+      return static_cast<int>(error.GetStatusCode());
+    }
+    return 0;
+  };
+  EXPECT_EQ(status(testing::TempDir() + "/no-such-file.xml"), 26);
+  EXPECT_EQ(status("/"), 11);
+}
+
+}  // namespace
+}  // namespace svc::xml
