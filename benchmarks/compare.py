@@ -1,0 +1,251 @@
+#!/usr/bin/env python3
+"""Runs whole processes side by side and says how they compare.
+
+    compare.py --build build/bench [--sizes 1000,10000,100000] [--json FILE] [--docs docs]
+
+Programs take turns, so that what else the machine does meets all of them; figures are medians, and
+a ratio is the median of the ratios of single rounds. With --docs the plots are written to
+docs/performance/ and the tables are printed as Markdown.
+"""
+
+import argparse
+import json
+import math
+import os
+import pathlib
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+BASE = "pugixml, document only"
+OURS = "svcheck query"
+MIB = 1 << 20
+
+
+class Bench:
+    """The programs to measure, and the folders that they work in."""
+
+    def __init__(self, build, work):
+        self.bin = build / "bin"
+        self.work = work
+        self.data = HERE.parent / "data"
+
+    def catalogue(self, name, *arguments):
+        folder = self.work / name
+        if not (folder / "inventory.xml").exists():
+            subprocess.run([sys.executable, HERE / "make_catalogue.py", folder, *arguments],
+                           check=True)
+        return folder
+
+    def query(self, folder, *more):
+        return [self.bin / "svcheck", "query", "--inventory", folder / "inventory.xml",
+                "--data-dir", self.data, "--context", f"svPath={folder}",
+                "--records", os.devnull, *more]
+
+    def load(self, folder):
+        return [self.bin / "load_catalogue", self.data / "sv" / "sv.definitions.xml",
+                folder / "index.xml"]
+
+    def programs(self, folder):
+        file = folder / "index.xml"
+        found = {
+            BASE: [self.bin / "rival_pugixml_dom", file],
+            OURS: self.query(folder),
+            "our load alone": self.load(folder),
+            "read alone": [self.bin / "rival_read_only", file],
+            "libxml2, events": [self.bin / "rival_libxml2_events", file],
+            "libxml2, document": [self.bin / "rival_libxml2_dom", file],
+            "expat, events": [self.bin / "rival_expat_events", file],
+            "Python etree": [sys.executable, HERE / "rivals" / "etree.py", file],
+        }
+        if shutil.which("xb-tool"):
+            found["xb-tool compile"] = ["xb-tool", "compile", self.work / "out.xmlb", file]
+        return {name: command for name, command in found.items()
+                if shutil.which(str(command[0]))}
+
+    def measure(self, command):
+        done = subprocess.run([self.bin / "measure", *map(str, command)], check=True,
+                              capture_output=True, text=True)
+        result = json.loads(done.stdout)
+        if result["exit"] != 0:
+            raise SystemExit(f"{' '.join(map(str, command))}: exit status {result['exit']}\n"
+                             f"{done.stderr}")
+        return result
+
+    def side_by_side(self, commands, rounds):
+        for command in commands.values():
+            self.measure(command)
+        samples = {name: [] for name in commands}
+        for _ in range(rounds):
+            for name, command in commands.items():
+                samples[name].append(self.measure(command))
+        return samples
+
+
+def median(samples, key):
+    return statistics.median(sample[key] for sample in samples)
+
+
+def ratio(samples, base):
+    return statistics.median(a["seconds"] / b["seconds"] for a, b in zip(samples, base))
+
+
+def compare_sizes(bench, sizes, slow):
+    results = []
+    for size in sizes:
+        folder = bench.catalogue(f"catalogue-{size}", "--elements", str(size))
+        file_size = (folder / "index.xml").stat().st_size
+        programs = bench.programs(folder)
+        quick = {name: programs[name] for name in (BASE, OURS, "our load alone", "read alone")
+                 if name in programs}
+        rest = {name: command for name, command in programs.items() if name not in quick or
+                name == BASE}
+        samples = bench.side_by_side(quick, 15 if size < 100_000 else 5)
+        rows = [row(name, samples[name], samples[BASE], file_size) for name in quick]
+        if slow:
+            samples = bench.side_by_side(rest, 5)
+            rows += [row(name, samples[name], samples[BASE], file_size)
+                     for name in rest if name != BASE]
+        results.append({"elements": size, "bytes": file_size, "programs": rows})
+    return results
+
+
+def row(name, samples, base, file_size):
+    return {"name": name, "seconds": median(samples, "seconds"), "user": median(samples, "user"),
+            "system": median(samples, "system"), "ratio": ratio(samples, base),
+            "peak": median(samples, "peak"), "peakPerByte": median(samples, "peak") / file_size}
+
+
+def growth(results):
+    """Exponents of time and memory of our query from each size to the next."""
+    steps = []
+    for small, large in zip(results, results[1:]):
+        ours = [next((r for r in result["programs"] if r["name"] == OURS), None)
+                for result in (small, large)]
+        if None in ours:
+            continue
+        scale = math.log(large["bytes"] / small["bytes"])
+        steps.append({"from": small["elements"], "to": large["elements"]} |
+                     {key: math.log(ours[1][key] / ours[0][key]) / scale
+                      for key in ("seconds", "peak")})
+    return steps
+
+
+def compare_families(bench):
+    sys.path.insert(0, str(HERE))
+    import make_catalogue  # pylint: disable=import-outside-toplevel
+    rows = []
+    for family in sorted(make_catalogue.FAMILIES):
+        folders = [bench.catalogue(f"{family}-{scale}", "--family", family, "--scale", str(scale))
+                   for scale in (1, 16)]
+        samples = bench.side_by_side({i: bench.load(f) for i, f in enumerate(folders)}, 5)
+        sizes = [(f / "index.xml").stat().st_size for f in folders]
+        rows.append({"family": family, "bytes": sizes[1], "input": sizes[1] / sizes[0],
+                     "time": median(samples[1], "seconds") / median(samples[0], "seconds"),
+                     "peak": median(samples[1], "peak"),
+                     "allowed": 10 * sizes[1] + 8 * MIB})
+    return rows
+
+
+def compare_rest(bench):
+    """The full trace against none, and an empty catalogue against /bin/true."""
+    if not (bench.bin / "svcheck").exists():
+        return {}
+    folder = bench.catalogue("catalogue-10000", "--elements", "10000")
+    empty = bench.catalogue("catalogue-0", "--elements", "0")
+    log = bench.work / "trace.jsonl"
+    samples = bench.side_by_side(
+        {"plain": bench.query(folder), "trace": bench.query(folder, "--log", log)}, 7)
+    start = bench.side_by_side({"true": ["/bin/true"], "empty": bench.query(empty)}, 15)
+    return {"traceRatio": ratio(samples["trace"], samples["plain"]),
+            "startRatio": ratio(start["empty"], start["true"]),
+            "startSeconds": median(start["empty"], "seconds")}
+
+
+def print_tables(report):
+    for result in report["sizes"]:
+        print(f"\n### {result['elements']:,} elements, {result['bytes'] / 1e6:.1f} MB\n")
+        print("| program | seconds | against pugixml | peak memory | peak / file |")
+        print("|---|---|---|---|---|")
+        for r in result["programs"]:
+            print(f"| {r['name']} | {r['seconds']:.3f} | {r['ratio']:.2f} | "
+                  f"{r['peak'] / MIB:.1f} MiB | {r['peakPerByte']:.2f} |")
+    if report["growth"]:
+        print("\n| from | to | exponent of time | of memory |\n|---|---|---|---|")
+        for step in report["growth"]:
+            print(f"| {step['from']:,} | {step['to']:,} | {step['seconds']:.2f} | "
+                  f"{step['peak']:.2f} |")
+    if report["families"]:
+        print("\n| family | file | input × | time × | peak memory | allowed |")
+        print("|---|---|---|---|---|---|")
+        for r in report["families"]:
+            print(f"| {r['family']} | {r['bytes'] / MIB:.1f} MiB | {r['input']:.1f} | "
+                  f"{r['time']:.1f} | {r['peak'] / MIB:.1f} MiB | {r['allowed'] / MIB:.0f} MiB |")
+    for key, value in report["rest"].items():
+        print(f"\n{key}: {value:.3f}")
+
+
+def bars(title, rows, unit):
+    """An SVG with one bar a row: (label, value)."""
+    width, left, height = 760, 190, 26
+    most = max(value for _, value in rows)
+    lines = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" '
+             f'height="{50 + height * len(rows)}" font-family="sans-serif" font-size="13">',
+             f'<rect width="100%" height="100%" fill="white"/>'
+             f'<text x="10" y="24" font-size="15">{title}</text>']
+    for number, (label, value) in enumerate(rows):
+        y = 40 + number * height
+        length = max(1, (width - left - 90) * value / most)
+        colour = "#2a6fb0" if label in (OURS, "our load alone") else "#b8b8b8"
+        lines.append(f'<text x="{left - 8}" y="{y + 15}" text-anchor="end">{label}</text>'
+                     f'<rect x="{left}" y="{y}" width="{length:.0f}" height="{height - 6}" '
+                     f'fill="{colour}"/>'
+                     f'<text x="{left + length + 6:.0f}" y="{y + 15}">{value:.2f}{unit}</text>')
+    return "\n".join(lines + ["</svg>", ""])
+
+
+def write_plots(report, folder):
+    folder.mkdir(parents=True, exist_ok=True)
+    largest = report["sizes"][-1]
+    told = f"{largest['elements']:,} elements, {largest['bytes'] / 1e6:.0f} MB"
+    for key, title, unit in (("ratio", "Time against pugixml", " ×"),
+                             ("peakPerByte", "Peak memory against the file", " ×")):
+        rows = sorted(((r["name"], r[key]) for r in largest["programs"]), key=lambda r: r[1])
+        (folder / f"{key}.svg").write_text(bars(f"{title} ({told})", rows, unit), encoding="utf-8")
+    grown = [(f"{r['elements']:,} elements", p["seconds"] * 1e9 / r["bytes"])
+             for r in report["sizes"] for p in r["programs"] if p["name"] == OURS]
+    if grown:
+        (folder / "growth.svg").write_text(
+            bars("Time of a whole query per byte of the catalogue", grown, " ns"),
+            encoding="utf-8")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build" / "bench")
+    parser.add_argument("--sizes", default="1000,10000,100000")
+    parser.add_argument("--work", type=pathlib.Path, help="keep what is made here")
+    parser.add_argument("--quick", action="store_true", help="leave the slow rivals out")
+    parser.add_argument("--json", type=pathlib.Path)
+    parser.add_argument("--docs", type=pathlib.Path)
+    arguments = parser.parse_args()
+    with tempfile.TemporaryDirectory() as temporary:
+        bench = Bench(arguments.build.resolve(), arguments.work or pathlib.Path(temporary))
+        bench.work.mkdir(parents=True, exist_ok=True)
+        sizes = compare_sizes(bench, [int(s) for s in arguments.sizes.split(",")],
+                              not arguments.quick)
+        report = {"sizes": sizes, "growth": growth(sizes), "families": compare_families(bench),
+                  "rest": compare_rest(bench)}
+    print_tables(report)
+    if arguments.json:
+        arguments.json.write_text(json.dumps(report, indent=1) + "\n", encoding="utf-8")
+    if arguments.docs:
+        write_plots(report, arguments.docs / "performance")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,28 @@
+// Reading a catalogue file into a namespace and nothing more, through the host's libraries alone:
+// what a query spends before it looks at an element.
+//
+//   load_catalogue DEFINITIONS CATALOGUE
+#include <cstdio>
+
+#include "host/hskcore/exception.h"
+#include "host/xmlparser/namespace_populator.h"
+#include "host/xmlparser/xml_parser.h"
+#include "rivals/whole_file.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+
+int main(int count, char** arguments) {
+  if (count != 3) return 64;
+  try {
+    const auto objects = svc::MakeInMemoryNamespace();
+    NQRXHSK20::TNamespacePopulator::PopulateFromXMLFile(objects, arguments[1]);
+    const TWholeFile file = ReadWholeFile(arguments[2]);
+    NQRXHSK20::TCIMXMLParser parser(objects);
+    parser.SetSV402Mode();
+    parser.Parse(file.bytes);
+    std::free(file.bytes);
+    return 0;
+  } catch (const NQRXHSK20::THSKException& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,5 @@
+"""Python's own document tree."""
+import sys
+import xml.etree.ElementTree
+
+xml.etree.ElementTree.parse(sys.argv[1])
