@@ -1,0 +1,2 @@
+svc_header_library(Boost::headers boost)
+set(Boost_FOUND TRUE)

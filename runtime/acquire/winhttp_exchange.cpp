@@ -1,0 +1,255 @@
+#include "runtime/acquire/winhttp_exchange.h"
+
+#include <shlwapi.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <utility>
+#include <vector>
+
+#include "runtime/acquire/native_text_windows.h"
+#include "runtime/acquire/winhttp_errors.h"
+
+namespace svc::acquire {
+namespace {
+
+constexpr std::uint64_t kSlowBytesPerSecond = 100;
+constexpr int kMaxResends = 3;  // A question for credentials, and its second round.
+constexpr DWORD kProxyAsks = 407;
+constexpr DWORD kServerAsks = 401;
+
+// The safer come first.
+constexpr DWORD kAuthenticationSchemes[] = {WINHTTP_AUTH_SCHEME_NEGOTIATE, WINHTTP_AUTH_SCHEME_NTLM,
+                                            WINHTTP_AUTH_SCHEME_DIGEST, WINHTTP_AUTH_SCHEME_BASIC};
+
+std::wstring Part(const wchar_t* text, DWORD length) {
+  return text == nullptr ? std::wstring() : std::wstring(text, length);
+}
+
+std::uint64_t NumberIn(const std::wstring& text, std::size_t at = 0) {
+  return at < text.size() ? std::wcstoull(text.c_str() + at, nullptr, 10) : 0;
+}
+
+// A redirect may be relative to the address that it answers for (RFC 9110, section 10.2.2).
+std::string AbsoluteAddress(const std::string& base, const std::wstring& location) {
+  if (location.empty()) return "";
+  std::vector<wchar_t> combined(base.size() + location.size() + 16);
+  DWORD size = static_cast<DWORD>(combined.size());
+  const HRESULT outcome = UrlCombineW(Widen(base).c_str(), location.c_str(), combined.data(), &size,
+                                      URL_ESCAPE_SPACES_ONLY);
+  return outcome == S_OK ? Narrow(combined.data()) : "";
+}
+
+template <typename TValue>
+bool SetOption(const TInternet& handle, DWORD option, TValue value) {
+  return WinHttpSetOption(handle.get(), option, &value, sizeof(value));
+}
+
+}  // namespace
+
+TWinHttpExchange::TWinHttpExchange(TTransfer& transfer, const TWinHttpSession& session,
+                                   std::shared_ptr<TWinHttpEvents> news, std::uint64_t number)
+    : transfer(transfer), session(session), events(std::move(news)), number(number) {
+  if (!Open() || !SetOptions() || !AddHeaders() || !Send()) FailLater(GetLastError());
+}
+
+void TWinHttpExchange::FailLater(DWORD error) {
+  events->Push({number, WINHTTP_CALLBACK_STATUS_REQUEST_ERROR, error});
+}
+
+bool TWinHttpExchange::Open() {
+  const std::wstring address = Widen(transfer.url);
+  URL_COMPONENTS parts{};
+  parts.dwStructSize = sizeof(parts);
+  parts.dwSchemeLength = parts.dwHostNameLength = parts.dwUserNameLength = static_cast<DWORD>(-1);
+  parts.dwPasswordLength = parts.dwUrlPathLength = parts.dwExtraInfoLength = static_cast<DWORD>(-1);
+  if (!WinHttpCrackUrl(address.c_str(), 0, 0, &parts)) return false;
+  host = Part(parts.lpszHostName, parts.dwHostNameLength);
+  isSecure = parts.nScheme == INTERNET_SCHEME_HTTPS;
+  serverCredentials = {Unescaped(Narrow(Part(parts.lpszUserName, parts.dwUserNameLength))),
+                       Unescaped(Narrow(Part(parts.lpszPassword, parts.dwPasswordLength)))};
+  connection.reset(WinHttpConnect(session.handle.get(), host.c_str(), parts.nPort, 0));
+  if (!connection) return false;
+  const std::wstring path = Part(parts.lpszUrlPath, parts.dwUrlPathLength) +
+                            Part(parts.lpszExtraInfo, parts.dwExtraInfoLength);
+  request.reset(WinHttpOpenRequest(connection.get(), L"GET", path.c_str(), nullptr,
+                                   WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
+                                   WINHTTP_FLAG_ESCAPE_DISABLE | WINHTTP_FLAG_ESCAPE_DISABLE_QUERY |
+                                       (isSecure ? WINHTTP_FLAG_SECURE : 0)));
+  return request != nullptr;
+}
+
+bool TWinHttpExchange::SetOptions() {
+  auto made = std::make_unique<TWinHttpContext>(TWinHttpContext{events, number});
+  if (!SetOption(request, WINHTTP_OPTION_CONTEXT_VALUE, reinterpret_cast<DWORD_PTR>(made.get())))
+    return false;
+  context = made.release();
+  const int connect = static_cast<int>(session.connect.count());
+  const int stall = static_cast<int>(session.stall.count());
+  if (!WinHttpSetTimeouts(request.get(), connect, connect, stall, stall)) return false;
+  if (!SetOption(request, WINHTTP_OPTION_DISABLE_FEATURE,
+                 DWORD{WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_COOKIES}))
+    return false;
+  // The chain is built from the named certificates instead, before anything is taken.
+  return !isSecure || !session.trusted ||
+         SetOption(request, WINHTTP_OPTION_SECURITY_FLAGS, DWORD{SECURITY_FLAG_IGNORE_UNKNOWN_CA});
+}
+
+bool TWinHttpExchange::AddHeaders() {
+  if (transfer.offset == 0) return true;
+  std::wstring headers = L"Range: bytes=" + std::to_wstring(transfer.offset) + L"-";
+  if (!transfer.etag.empty()) headers += L"\r\nIf-Range: " + Widen(transfer.etag);
+  return WinHttpAddRequestHeaders(request.get(), headers.c_str(), static_cast<DWORD>(-1),
+                                  WINHTTP_ADDREQ_FLAG_ADD);
+}
+
+bool TWinHttpExchange::Send() {
+  return WinHttpSendRequest(request.get(), WINHTTP_NO_ADDITIONAL_HEADERS, 0,
+                            WINHTTP_NO_REQUEST_DATA, 0, 0, reinterpret_cast<DWORD_PTR>(context));
+}
+
+bool TWinHttpExchange::Read() {
+  std::vector<char>& buffer = context->buffer;
+  return WinHttpReadData(request.get(), buffer.data(), static_cast<DWORD>(buffer.size()), nullptr);
+}
+
+std::optional<TTransferResult> TWinHttpExchange::OnEvent(const TWinHttpEvent& event) {
+  switch (event.status) {
+    case WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE:
+      return OnSent();
+    case WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE:
+      return OnHeaders();
+    case WINHTTP_CALLBACK_STATUS_READ_COMPLETE:
+      return OnBytes(event.value);
+    case WINHTTP_CALLBACK_STATUS_REQUEST_ERROR:
+      return OnFailure(event.value);
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<TTransferResult> TWinHttpExchange::OnTime(TClock::time_point now) {
+  const auto limit = isConnected ? session.stall : session.connect;
+  if (now - since < limit) return std::nullopt;
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - since).count();
+  const auto least =
+      kSlowBytesPerSecond * static_cast<std::uint64_t>(std::max<long long>(1, seconds));
+  if (bytesSince < least) {
+    return End(ETransferEnd::kTooSlow,
+               isConnected ? "next to nothing arrives any more" : "nothing answers there in time");
+  }
+  since = now;
+  bytesSince = 0;
+  return std::nullopt;
+}
+
+std::optional<TTransferResult> TWinHttpExchange::OnSent() {
+  isConnected = true;
+  since = TClock::now();
+  if (std::string reason = WhyNotTrusted(); !reason.empty())
+    return End(ETransferEnd::kNotTrusted, std::move(reason));
+  return GoOn(WinHttpReceiveResponse(request.get(), nullptr));
+}
+
+std::optional<TTransferResult> TWinHttpExchange::OnHeaders() {
+  ReadResponse();
+  if (AnswerWithCredentials()) return GoOn(Send());
+  if (response.status == kProxyAsks)
+    return End(ETransferEnd::kProxyRefused, "the proxy answered with status 407");
+  if (response.status != 200 && response.status != 206) return End(ETransferEnd::kAnswered);
+  try {
+    transfer.sink->OnResponse(response);
+  } catch (...) {
+    thrown = std::current_exception();
+    return End(ETransferEnd::kSinkThrew);
+  }
+  return GoOn(Read());
+}
+
+std::optional<TTransferResult> TWinHttpExchange::OnBytes(DWORD count) {
+  if (count == 0) return End(ETransferEnd::kAnswered);
+  bytesSince += count;
+  try {
+    transfer.sink->OnData({context->buffer.data(), count});
+  } catch (...) {
+    thrown = std::current_exception();
+    return End(ETransferEnd::kSinkThrew);
+  }
+  return GoOn(Read());
+}
+
+std::optional<TTransferResult> TWinHttpExchange::OnFailure(DWORD error) {
+  if (error == ERROR_WINHTTP_RESEND_REQUEST && ++resends <= kMaxResends) return GoOn(Send());
+  const TWinHttpError* known = FindWinHttpError(error);
+  if (known != nullptr) return End(known->end, known->reason);
+  return End(isConnected ? ETransferEnd::kBroken : ETransferEnd::kUnreachable, SystemText(error));
+}
+
+// A call that failed at once ends the exchange as one that failed later does.
+std::optional<TTransferResult> TWinHttpExchange::GoOn(bool isUnderWay) {
+  if (!isUnderWay) FailLater(GetLastError());
+  return std::nullopt;
+}
+
+std::string TWinHttpExchange::WhyNotTrusted() const {
+  if (!isSecure || !session.trusted) return "";
+  PCCERT_CONTEXT certificate = nullptr;
+  DWORD size = sizeof(certificate);
+  if (!WinHttpQueryOption(request.get(), WINHTTP_OPTION_SERVER_CERT_CONTEXT, &certificate, &size))
+    return SystemText(GetLastError());
+  std::string reason = session.trusted->WhyNot(certificate, host);
+  CertFreeCertificateContext(certificate);
+  return reason;
+}
+
+std::wstring TWinHttpExchange::Header(DWORD which) const {
+  DWORD size = 0;
+  WinHttpQueryHeaders(request.get(), which, WINHTTP_HEADER_NAME_BY_INDEX, nullptr, &size,
+                      WINHTTP_NO_HEADER_INDEX);
+  std::wstring text(size / sizeof(wchar_t), L'\0');
+  if (!WinHttpQueryHeaders(request.get(), which, WINHTTP_HEADER_NAME_BY_INDEX, text.data(), &size,
+                           WINHTTP_NO_HEADER_INDEX))
+    return {};
+  text.resize(size / sizeof(wchar_t));
+  return text;
+}
+
+void TWinHttpExchange::ReadResponse() {
+  response = {};
+  response.status = static_cast<int>(NumberIn(Header(WINHTTP_QUERY_STATUS_CODE)));
+  response.etag = Narrow(Header(WINHTTP_QUERY_ETAG));
+  if (const auto length = Header(WINHTTP_QUERY_CONTENT_LENGTH); !length.empty())
+    response.length = NumberIn(length);
+  const std::wstring range = Header(WINHTTP_QUERY_CONTENT_RANGE);
+  constexpr std::wstring_view kUnit = L"bytes ";
+  if (StrCmpNIW(range.c_str(), kUnit.data(), kUnit.size()) == 0)
+    response.rangeStart = NumberIn(range, kUnit.size());
+  response.retryAfter = std::chrono::seconds(NumberIn(Header(WINHTTP_QUERY_RETRY_AFTER)));
+  if (response.status >= 300 && response.status < 400)
+    response.redirect = AbsoluteAddress(transfer.url, Header(WINHTTP_QUERY_LOCATION));
+}
+
+// Whether the server or the proxy asks for a user, one was given, and it was not tried in vain.
+bool TWinHttpExchange::AnswerWithCredentials() {
+  const bool isProxy = response.status == kProxyAsks;
+  if (!isProxy && response.status != kServerAsks) return false;
+  const TCredentials& credentials = isProxy ? session.proxyCredentials : serverCredentials;
+  DWORD offered = 0;
+  DWORD first = 0;
+  DWORD target = 0;
+  if (credentials.user.empty() || ++resends > kMaxResends ||
+      !WinHttpQueryAuthSchemes(request.get(), &offered, &first, &target))
+    return false;
+  for (const DWORD scheme : kAuthenticationSchemes) {
+    if ((offered & scheme) == 0) continue;
+    return WinHttpSetCredentials(request.get(), target, scheme, credentials.user.c_str(),
+                                 credentials.password.c_str(), nullptr);
+  }
+  return false;
+}
+
+TTransferResult TWinHttpExchange::End(ETransferEnd end, std::string reason) const {
+  return {&transfer, end, response, std::move(reason), thrown};
+}
+
+}  // namespace svc::acquire
