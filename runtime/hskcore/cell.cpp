@@ -1,5 +1,6 @@
 #include "runtime/hskcore/cell.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <utility>
@@ -20,6 +21,7 @@ constexpr std::uint32_t kNullMark = 0;
 constexpr std::uint32_t kNumberMark = 1;
 // A scratch buffer above this size is given back.
 constexpr std::size_t kLargestKept = 1 << 20;
+constexpr std::size_t kSmallest = 1024;
 
 template <typename T>
 T Take(const char*& at) noexcept {
@@ -86,33 +88,51 @@ TCIMValue ValueOfCell(TForm form, TCell cell) {
 }
 
 void TArrayText::Begin() {
-  if (bytes.capacity() > kLargestKept) {
-    std::string().swap(bytes);
+  if (capacity > kLargestKept) {
+    bytes.reset();
+    capacity = 0;
   }
-  bytes.assign(sizeof count, '\0');
   count = 0;
+  size = 0;
+  Reserve(sizeof count);
+  size = sizeof count;
 }
 
-void TArrayText::AddMark(std::uint32_t mark) {
-  bytes.append(reinterpret_cast<const char*>(&mark), sizeof mark);
+void TArrayText::Reserve(std::size_t more) {
+  if (more <= capacity - size) {
+    return;
+  }
+  capacity = std::max(size + more, std::max(capacity * 2, kSmallest));
+  auto grown = std::make_unique_for_overwrite<char[]>(capacity);
+  if (size != 0) {
+    std::memcpy(grown.get(), bytes.get(), size);
+  }
+  bytes = std::move(grown);
+}
+
+char* TArrayText::AddMark(std::uint32_t mark, std::size_t following) {
+  Reserve(sizeof mark + following);
+  char* at = bytes.get() + size;
+  std::memcpy(at, &mark, sizeof mark);
+  size += sizeof mark + following;
   ++count;
+  return at + sizeof mark;
 }
 
 void TArrayText::AddText(std::string_view text) {
-  AddMark(static_cast<std::uint32_t>(text.size() + 1));
-  bytes.append(text);
+  char* at = AddMark(static_cast<std::uint32_t>(text.size() + 1), text.size());
+  std::memcpy(at, text.data(), text.size());
 }
 
 void TArrayText::AddNumber(std::uint64_t bits) {
-  AddMark(kNumberMark);
-  bytes.append(reinterpret_cast<const char*>(&bits), sizeof bits);
+  std::memcpy(AddMark(kNumberMark, sizeof bits), &bits, sizeof bits);
 }
 
-void TArrayText::AddNull() { AddMark(kNullMark); }
+void TArrayText::AddNull() { AddMark(kNullMark, 0); }
 
 std::string_view TArrayText::Finish() noexcept {
-  std::memcpy(bytes.data(), &count, sizeof count);
-  return bytes;
+  std::memcpy(bytes.get(), &count, sizeof count);
+  return {bytes.get(), size};
 }
 
 }  // namespace svc

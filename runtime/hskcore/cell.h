@@ -2,8 +2,9 @@
 #ifndef RUNTIME_HSKCORE_CELL_H_
 #define RUNTIME_HSKCORE_CELL_H_
 
+#include <cstddef>
 #include <cstdint>
-#include <string>
+#include <memory>
 #include <string_view>
 
 #include "host/hskcore/value.h"
@@ -38,9 +39,13 @@ class TArrayText {
   std::string_view Finish() noexcept;
 
  private:
-  void AddMark(std::uint32_t mark);
+  // Adds a mark and makes room for what follows it, which the caller writes.
+  char* AddMark(std::uint32_t mark, std::size_t following);
+  void Reserve(std::size_t more);
 
-  std::string bytes;
+  std::unique_ptr<char[]> bytes;
+  std::size_t size = 0;
+  std::size_t capacity = 0;
   std::uint32_t count = 0;
 };
 

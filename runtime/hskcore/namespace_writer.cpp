@@ -113,7 +113,7 @@ std::uint64_t TNamespaceWriter::State::Number(std::string_view name, ECIMType ty
 
 void TNamespaceWriter::State::CheckText(std::string_view name, ECIMType type,
                                         std::string_view text) {
-  if (!IsTextOfType(type, text)) {
+  if (!TakesAnyText(type) && !IsTextOfType(type, text)) {
     Refuse("PROPERTY " + Shown(name) + ": " + Shown(text) + " is no " +
            std::string(NameOfCimType(type)));
   }
@@ -174,12 +174,16 @@ void TNamespaceWriter::BeginArray(std::string_view name, ECIMType type) {
 
 void TNamespaceWriter::AddElement(std::string_view text) {
   const ECIMType type = state->arrayForm.type;
-  const auto arrayName = [&] { return state->cim.NameText(state->arrayName); };
+  if (TakesAnyText(type)) {
+    state->array.AddText(text);
+    return;
+  }
+  const std::string_view name = state->cim.NameText(state->arrayName);
   if (IsTextType(type)) {
-    state->CheckText(arrayName(), type, text);
+    state->CheckText(name, type, text);
     state->array.AddText(text);
   } else {
-    state->array.AddNumber(state->Number(arrayName(), type, text));
+    state->array.AddNumber(state->Number(name, type, text));
   }
 }
 

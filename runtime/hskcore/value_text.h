@@ -25,6 +25,11 @@ constexpr bool IsTextType(NQRXHSK20::ECIMType type) noexcept {
          type == ECIMType::kReference;
 }
 
+// Whether every text is a value of the type.
+constexpr bool TakesAnyText(NQRXHSK20::ECIMType type) noexcept {
+  return type == NQRXHSK20::ECIMType::kString || type == NQRXHSK20::ECIMType::kReference;
+}
+
 // Whether a UTF-8 text is a value of a text type: any string or reference, one UCS-2 character,
 // a datetime of 25 characters.
 // REQUIRES: IsTextType(type).
