@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
-#include <boost/algorithm/string/predicate.hpp>
 
 #include "svcheck/repository/system_codes.h"
 
@@ -23,9 +22,10 @@ bool HasWord(const std::string& text, const std::string& word) {
   return false;
 }
 
+// One of the two places that look for the family tells capital letters apart.
 bool Names(const std::vector<std::string>& texts, std::string_view family) {
   return std::ranges::any_of(
-      texts, [family](const std::string& text) { return boost::icontains(text, family); });
+      texts, [family](const std::string& text) { return text.find(family) != std::string::npos; });
 }
 
 void WarnOfElement(const TElement& element, const std::set<std::size_t>& systems,

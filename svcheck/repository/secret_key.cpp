@@ -21,6 +21,7 @@ constexpr std::size_t kIdSize = 8;
 constexpr std::size_t kKeySize = 64;
 constexpr std::size_t kHeadSize = 6 + kSaltSize + 16;  // Up to the part that a password hides.
 constexpr std::size_t kChecksumSize = 32;
+constexpr std::size_t kSeedSize = 32;
 constexpr std::size_t kHiddenSize = kIdSize + kKeySize + kChecksumSize;
 
 std::string LittleEndian(std::uint64_t number) {
@@ -104,8 +105,13 @@ TSecretKey OpenSecretKey(std::string_view text, const std::function<std::string(
   const TSecret bytes(Decode(text));
   const TSecret open(Reveal(bytes.Bytes(), password));
   TSecretKey key{Part(open, 0, kIdSize), TSecret(Part(open, kIdSize, kKeySize))};
-  if (Checksum(key) != Part(open, kIdSize + kKeySize, kChecksumSize))
-    throw std::runtime_error("the password is wrong, or the secret key is damaged");
+  const std::string checksum = Part(open, kIdSize + kKeySize, kChecksumSize);
+  // A key that no password hides may come without a checksum; its halves belong together anyway.
+  const bool isWhole =
+      checksum == std::string(kChecksumSize, '\0')
+          ? Ed25519PublicKey(Part(open, kIdSize, kSeedSize)) == PublicKeyOf(key).key
+          : checksum == Checksum(key);
+  if (!isWhole) throw std::runtime_error("the password is wrong, or the secret key is damaged");
   return key;
 }
 
@@ -126,7 +132,8 @@ std::string SecretKeyText(const TSecretKey& key, const std::optional<std::string
   head += kChecksum;
   head += salt + LittleEndian(password ? cost.operations : 0) +
           LittleEndian(password ? cost.memory : 0);
-  std::string hidden = key.id + std::string(key.key.Bytes()) + Checksum(key);
+  std::string hidden = key.id + std::string(key.key.Bytes()) +
+                       (password ? Checksum(key) : std::string(kChecksumSize, '\0'));
   if (password) hidden = Xor(std::move(hidden), Mask(*password, salt, cost));
   return std::string("untrusted comment: minisign ") + (password ? "encrypted" : "unencrypted") +
          " secret key\n" + acquire::ToBase64(head + hidden) + "\n";

@@ -1,0 +1,49 @@
+#include "host/acquire/acquire_callback.h"
+
+#include <gtest/gtest.h>
+
+#include "host/acquire/download_manager.h"
+#include "runtime/acquire/settings.h"
+
+namespace {
+
+class TCallback : public KPLAcquistion::AcquireCallbackIfc {
+ public:
+  void onStatus(std::int32_t kind, const std::string&, std::int32_t code) override {
+    if (kind == KPLAcquistion::kStatus) lastCode = code;
+  }
+  std::int32_t lastCode = -1;
+};
+
+TEST(Callback, ShowsErrorsOnStandardErrorUnlessOverridden) {
+  TCallback callback;
+  testing::internal::CaptureStderr();
+  callback.sendMessage({"item", "went wrong"}, true);
+  callback.sendMessage({"item", "went well"}, false);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "item: went wrong\n");
+}
+
+TEST(DownloadManager, SaysWhatIsMissingWithoutARepository) {
+  svc::acquire::SetSettings({});
+  KPLAcquistion::DownloadManager manager;
+  TCallback callback;
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(manager.startDownload(callback), 10);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "svcheck: download: no repository to download from; name one with --repository URL\n");
+  EXPECT_EQ(callback.lastCode, 10);
+  EXPECT_EQ(svc::acquire::LastOutcome().code, svc::acquire::EOutcome::kNoRepository);
+}
+
+TEST(DownloadManager, DoesNothingOffline) {
+  svc::acquire::TSettings settings;
+  settings.offline = true;
+  svc::acquire::SetSettings(settings);
+  KPLAcquistion::DownloadManager manager;
+  TCallback callback;
+  EXPECT_EQ(manager.startDownload(callback), 0);
+  EXPECT_EQ(callback.lastCode, 0);
+  EXPECT_EQ(svc::acquire::LastOutcome().text, "");
+}
+
+}  // namespace

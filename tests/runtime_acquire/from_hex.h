@@ -1,0 +1,16 @@
+// Bytes of a test's table.
+#ifndef TESTS_RUNTIME_ACQUIRE_FROM_HEX_H_
+#define TESTS_RUNTIME_ACQUIRE_FROM_HEX_H_
+
+#include <string>
+#include <string_view>
+
+// REQUIRES: an even number of hexadecimal digits.
+inline std::string FromHex(std::string_view text) {
+  std::string bytes;
+  for (; !text.empty(); text.remove_prefix(2))
+    bytes += static_cast<char>(std::stoi(std::string(text.substr(0, 2)), nullptr, 16));
+  return bytes;
+}
+
+#endif  // TESTS_RUNTIME_ACQUIRE_FROM_HEX_H_

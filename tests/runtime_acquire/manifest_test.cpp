@@ -1,0 +1,195 @@
+#include "runtime/acquire/manifest.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <nlohmann/json.hpp>
+
+#include "runtime/acquire/acceptance_rules.h"
+#include "runtime/acquire/outcome.h"
+
+namespace svc::acquire {
+namespace {
+
+using nlohmann::json;
+
+json Entry() {
+  return {{"name", "4620.xml"},
+          {"path", "files/4620.xml"},
+          {"size", 5},
+          {"sha256", std::string(64, 'A')},
+          {"machineTypes", {"4620", "4621"}},
+          {"os", 203},
+          {"arch", 2},
+          {"latest", true},
+          {"payload", false}};
+}
+
+json Document() {
+  return {{"schema", 1}, {"serial", 7}, {"expires", "2027-06-30T00:00:00Z"}, {"files", {Entry()}}};
+}
+
+std::string Complaint(const json& document) {
+  try {
+    ParseManifest(document.dump());
+    return "";
+  } catch (const TFailure& failure) {
+    EXPECT_EQ(failure.Outcome(), EOutcome::kBadManifest);
+    return failure.what();
+  }
+}
+
+TManifestFile File(const char* name, int os = 203, int arch = 2) {
+  return {name, "p", 1, std::string(64, '0'), {"4620"}, os, arch, true, false};
+}
+
+const TSelection kSelection{{"4620"}, {{203, 2}}, true, false};
+
+TEST(Manifest, IsReadWhole) {
+  const TManifest manifest = ParseManifest(Document().dump());
+  EXPECT_EQ(manifest.serial, 7U);
+  EXPECT_EQ(FormatTime(manifest.expires), "2027-06-30T00:00:00Z");
+  ASSERT_EQ(manifest.files.size(), 1U);
+  const TManifestFile& file = manifest.files.front();
+  EXPECT_EQ(file.name, "4620.xml");
+  EXPECT_EQ(file.path, "files/4620.xml");
+  EXPECT_EQ(file.size, 5U);
+  EXPECT_EQ(file.sha256, std::string(64, 'a'));
+  EXPECT_EQ(file.machineTypes, (std::vector<std::string>{"4620", "4621"}));
+  EXPECT_EQ(file.os, 203);
+  EXPECT_EQ(file.arch, 2);
+  EXPECT_TRUE(file.latest);
+  EXPECT_FALSE(file.payload);
+}
+
+TEST(Manifest, MayHoldMoreThanIsKnown) {
+  json document = Document();
+  document["note"] = {1, 2};
+  document["files"][0]["note"] = nullptr;
+  EXPECT_EQ(Complaint(document), "");
+}
+
+TEST(Manifest, NamesTheMemberThatIsMissingOrWrong) {
+  const json whole = Document();
+  for (const auto& item : whole.items()) {
+    json document = Document();
+    document[item.key()] = {{"wrong", 1}};
+    EXPECT_NE(Complaint(document).find("\"" + item.key() + "\""), std::string::npos) << item.key();
+    document.erase(item.key());
+    EXPECT_NE(Complaint(document).find("\"" + item.key() + "\""), std::string::npos) << item.key();
+  }
+}
+
+TEST(Manifest, NamesTheFileAndTheMemberThatIsMissingOrWrong) {
+  const json whole = Entry();
+  for (const auto& item : whole.items()) {
+    json document = Document();
+    document["files"].push_back(Entry());
+    document["files"][1][item.key()] = {{"wrong", 1}};
+    const std::string complaint = Complaint(document);
+    EXPECT_NE(complaint.find("file 2"), std::string::npos) << complaint;
+    EXPECT_NE(complaint.find("\"" + item.key() + "\""), std::string::npos) << complaint;
+    document["files"][1].erase(item.key());
+    EXPECT_NE(Complaint(document).find("file 2"), std::string::npos) << item.key();
+  }
+}
+
+TEST(Manifest, OfAnotherSchemaIsNotLookedIntoAnyFurther) {
+  EXPECT_NE(Complaint({{"schema", 2}}).find("\"schema\" is 2"), std::string::npos);
+}
+
+TEST(Time, IsReadInOneFormOnly) {
+  for (const char* text : {"1970-01-01T00:00:00Z", "2000-02-29T23:59:59Z", "9999-12-31T12:00:00Z"})
+    EXPECT_EQ(FormatTime(ParseTime(text)), text);
+  for (const char* text : {"", "2027-06-30", "2027-06-30T00:00:00", "2027-06-30 00:00:00Z",
+                           "2027-06-30T00:00:00+00:00", "2027-13-01T00:00:00Z",
+                           "2027-02-29T00:00:00Z", "2027-06-30T24:00:00Z", "2027-06-30T00:60:00Z",
+                           "2027-06-30T00:00:60Z", "-027-06-30T00:00:00Z"})
+    EXPECT_THROW(ParseTime(text), std::invalid_argument) << text;
+}
+
+TEST(Selection, TakesThePairOfSystemAndArchitecture) {
+  EXPECT_TRUE(IsSelected(File("a"), kSelection));
+  EXPECT_FALSE(IsSelected(File("a", 203, 1), kSelection));
+  EXPECT_FALSE(IsSelected(File("a", 204, 2), kSelection));
+}
+
+TEST(Selection, TakesWholeMachineTypes) {
+  for (const char* type : {"462", "46200", "", "4620 "}) {
+    TManifestFile file = File("a");
+    file.machineTypes = {type};
+    EXPECT_FALSE(IsSelected(file, kSelection)) << type;
+    file.machineTypes.emplace_back("4620");
+    EXPECT_TRUE(IsSelected(file, kSelection)) << type;
+  }
+}
+
+TEST(Selection, TakesSupersededFilesAndPayloadsOnlyWhenAsked) {
+  TManifestFile old = File("a");
+  old.latest = false;
+  TManifestFile payload = File("a");
+  payload.payload = true;
+  EXPECT_FALSE(IsSelected(old, kSelection));
+  EXPECT_FALSE(IsSelected(payload, kSelection));
+  const TSelection everything{{"4620"}, {{203, 2}}, false, true};
+  EXPECT_TRUE(IsSelected(old, everything));
+  EXPECT_TRUE(IsSelected(payload, everything));
+}
+
+TEST(Selection, HoldsAFileOfSeveralEntriesOnce) {
+  const TSelection both{{"4620"}, {{203, 1}, {203, 2}}, true, false};
+  EXPECT_EQ(Select({1, {}, {File("a", 203, 1), File("a"), File("b")}}, both).size(), 2U);
+}
+
+TEST(Selection, RefusesTwoFilesOfOneName) {
+  TManifestFile other = File("A");
+  other.sha256 = std::string(64, '1');
+  EXPECT_THROW(Select({1, {}, {File("a"), other}}, kSelection), TFailure);
+  other.os = 204;
+  EXPECT_EQ(Select({1, {}, {File("a"), other}}, kSelection).size(), 1U);
+}
+
+EOutcome OutcomeOf(const std::function<void()>& check) {
+  try {
+    check();
+    return EOutcome::kDone;
+  } catch (const TFailure& failure) {
+    return failure.Outcome();
+  }
+}
+
+TEST(Acceptance, EndsWithTheDateOfTheManifest) {
+  const auto expires = ParseTime("2027-06-30T00:00:00Z");
+  const TManifest manifest{1, expires, {}};
+  const std::chrono::seconds second(1);
+  EXPECT_EQ(OutcomeOf([&] { CheckManifest(manifest, expires - second, {}); }), EOutcome::kDone);
+  EXPECT_EQ(OutcomeOf([&] { CheckManifest(manifest, expires, {}); }), EOutcome::kExpired);
+  EXPECT_EQ(OutcomeOf([&] { CheckManifest(manifest, expires + second, {}); }), EOutcome::kExpired);
+}
+
+TEST(Acceptance, NeverGoesBack) {
+  const TManifest manifest{7, {}, {}};
+  EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, 0); }), EOutcome::kDone);
+  EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, 7); }), EOutcome::kDone);
+  EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, 8); }), EOutcome::kRolledBack);
+}
+
+TEST(Acceptance, HasALimitForEachKindOfFile) {
+  TLimits limits;
+  limits.description = 10;
+  limits.payload = 20;
+  TManifestFile file = File("a");
+  const auto outcome = [&](std::uint64_t size, bool isPayload) {
+    file.size = size;
+    file.payload = isPayload;
+    const TManifest manifest{1, ParseTime("9999-01-01T00:00:00Z"), {file}};
+    return OutcomeOf([&] { CheckManifest(manifest, {}, limits); });
+  };
+  EXPECT_EQ(outcome(10, false), EOutcome::kDone);
+  EXPECT_EQ(outcome(11, false), EOutcome::kTooLarge);
+  EXPECT_EQ(outcome(20, true), EOutcome::kDone);
+  EXPECT_EQ(outcome(21, true), EOutcome::kTooLarge);
+}
+
+}  // namespace
+}  // namespace svc::acquire
