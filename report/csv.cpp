@@ -1,0 +1,30 @@
+// The records for a spreadsheet: RFC 4180, the texts as they are.
+#include <string>
+
+#include "report/render.h"
+#include "report/text.h"
+
+namespace svc::report {
+
+// A check that did not take place is a record of its own: an empty table would look like good news.
+void RenderCsv(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
+  output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived\r\n");
+  for (const TRecord& record : report.records) {
+    std::string line;
+    for (const std::string* text :
+         {&record.type, &record.name, &record.installed, &record.offered}) {
+      line += CsvField(*text) + ',';
+    }
+    line += NameOf(record.verdict);
+    line += ',';
+    if (record.waived) line += CsvField(record.waived->reason);
+    output.Write(line + "\r\n");
+  }
+  if (WasCompared(report.outcome)) return;
+  output.Write("Error," + CsvField(RowOf(report.outcome).sentence) + ",,,not checked,\r\n");
+  for (const std::string& error : report.errors) {
+    output.Write("Error," + CsvField(error) + ",,,not checked,\r\n");
+  }
+}
+
+}  // namespace svc::report

@@ -1,0 +1,26 @@
+// The parts of a report as JSON (RFC 8259), each on one line. Pure functions; may be called from
+// any thread.
+#ifndef REPORT_JSON_PARTS_H_
+#define REPORT_JSON_PARTS_H_
+
+#include <string>
+#include <vector>
+
+#include "report/model.h"
+
+namespace svc::report {
+
+// The four texts of a record as they came from the plug-in.
+std::string JsonOfRawRecord(const TRecord& record);
+// The same with the verdict.
+std::string JsonOfRecord(const TRecord& record);
+std::string JsonOfTool(const TReport& report);
+std::string JsonOfMachine(const TMachine& machine);
+std::string JsonOfSystem(const TOperatingSystem& system);
+std::string JsonOfCatalogue(const TCatalogue& catalogue);
+std::string JsonOfSummary(const TSummary& summary, bool withWaived);
+std::string JsonOfTexts(const std::vector<std::string>& texts);
+
+}  // namespace svc::report
+
+#endif  // REPORT_JSON_PARTS_H_

@@ -1,0 +1,68 @@
+#include "report/model.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace svc::report {
+
+namespace {
+
+void AddCount(std::string& sentence, std::size_t count, std::string_view word) {
+  if (count == 0) return;
+  if (!sentence.empty()) sentence += ", ";
+  sentence += std::to_string(count);
+  sentence += ' ';
+  sentence += word;
+}
+
+constexpr bool RowsAreInOrder() {
+  for (std::size_t i = 0; i < kOutcomes.size(); ++i) {
+    if (static_cast<std::size_t>(kOutcomes[i].outcome) != i) return false;
+  }
+  return kOutcomes.back().outcome == EOutcome::kFailed;
+}
+static_assert(RowsAreInOrder(), "RowOf finds a row by its number");
+
+}  // namespace
+
+std::size_t TSummary::Total() const noexcept {
+  return std::accumulate(verdicts.begin(), verdicts.end(), waived);
+}
+
+TSummary Summarize(const TReport& report) noexcept {
+  TSummary summary;
+  for (const TRecord& record : report.records) {
+    ++(record.waived ? summary.waived : summary.verdicts[IndexOf(record.verdict)]);
+  }
+  return summary;
+}
+
+std::string Sentence(const TSummary& summary) {
+  std::string sentence;
+  for (const EVerdict verdict : kVerdicts) AddCount(sentence, summary.Of(verdict), NameOf(verdict));
+  AddCount(sentence, summary.waived, "waived");
+  return sentence;
+}
+
+std::string_view ReasonForNothing(const TReport& report) noexcept {
+  if (report.outcome != EOutcome::kDone) return RowOf(report.outcome).sentence;
+  return "The catalogue offers updates for this machine, but none for what is installed.";
+}
+
+std::optional<EOutcome> OutcomeOfName(std::string_view name) noexcept {
+  const auto found = std::find_if(kOutcomes.begin(), kOutcomes.end(),
+                                  [&](const TOutcomeRow& row) { return row.name == name; });
+  if (found == kOutcomes.end()) return {};
+  return found->outcome;
+}
+
+bool FailsOn(const TReport& report, EFailOn condition) noexcept {
+  if (condition == EFailOn::kNone) return false;
+  return std::any_of(report.records.begin(), report.records.end(), [&](const TRecord& record) {
+    if (record.waived) return false;
+    return record.verdict == EVerdict::kOutdated ||
+           (condition == EFailOn::kDifferent && record.verdict != EVerdict::kCurrent);
+  });
+}
+
+}  // namespace svc::report

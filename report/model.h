@@ -1,0 +1,153 @@
+// What a check found: the one model that every report format shows. Plain values.
+#ifndef REPORT_MODEL_H_
+#define REPORT_MODEL_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "report/verdict.h"
+
+namespace svc::report {
+
+inline constexpr int kSchema = 1;
+
+// How a check ended.
+enum class EOutcome {
+  kDone,                  // Compared; the records may be none.
+  kNothingApplicable,     // The catalogue offers nothing for this machine.
+  kEmptyCatalogue,        // The catalogue holds no update elements.
+  kNoCatalogue,           // There is no catalogue at that place.
+  kUnsupportedCatalogue,  // The catalogue is older than what can be read.
+  kUnreadableCatalogue,   // The catalogue is broken.
+  kDownloadFailed,        // The repository could not be reached or was not trusted.
+  kNoUpdates,             // The download left nothing to read.
+  kUnsupportedSystem,     // The repository knows no such operating system.
+  kUnknownMachine,        // The inventory does not tell the machine type.
+  kNoDefinitions,         // The catalogue's class definitions cannot be read.
+  kFailed                 // Anything else.
+};
+
+struct TOutcomeRow {
+  EOutcome outcome;
+  std::string_view name;
+  std::string_view sentence;
+};
+inline constexpr std::array kOutcomes = {
+    TOutcomeRow{EOutcome::kDone, "done", "The machine was compared with the catalogue."},
+    TOutcomeRow{EOutcome::kNothingApplicable, "nothing-applicable",
+                "The catalogue offers nothing for this machine."},
+    TOutcomeRow{EOutcome::kEmptyCatalogue, "empty-catalogue",
+                "The catalogue holds no update elements."},
+    TOutcomeRow{EOutcome::kNoCatalogue, "no-catalogue", "There is no catalogue at that place."},
+    TOutcomeRow{EOutcome::kUnsupportedCatalogue, "unsupported-catalogue",
+                "The catalogue is older than version 4.02."},
+    TOutcomeRow{EOutcome::kUnreadableCatalogue, "unreadable-catalogue",
+                "The catalogue cannot be read."},
+    TOutcomeRow{EOutcome::kDownloadFailed, "download-failed",
+                "The catalogue could not be downloaded."},
+    TOutcomeRow{EOutcome::kNoUpdates, "no-updates", "The download brought no update information."},
+    TOutcomeRow{EOutcome::kUnsupportedSystem, "unsupported-system",
+                "The repository has no catalogues for this operating system."},
+    TOutcomeRow{EOutcome::kUnknownMachine, "unknown-machine",
+                "The inventory does not tell the machine type."},
+    TOutcomeRow{EOutcome::kNoDefinitions, "no-definitions",
+                "The definitions of the catalogue cannot be read."},
+    TOutcomeRow{EOutcome::kFailed, "failed", "The check failed."}};
+
+constexpr const TOutcomeRow& RowOf(EOutcome outcome) noexcept {
+  return kOutcomes[static_cast<std::size_t>(outcome)];
+}
+
+// Whether the comparison took place, with whatever result.
+constexpr bool WasCompared(EOutcome outcome) noexcept {
+  return outcome == EOutcome::kDone || outcome == EOutcome::kNothingApplicable ||
+         outcome == EOutcome::kEmptyCatalogue;
+}
+
+// Why a record is accepted as it is.
+struct TAcceptance {
+  std::string reason;
+  std::string expires;  // A day, 2027-06-30; empty for never.
+};
+
+struct TRecord {
+  std::string type;
+  std::string name;
+  std::string installed;
+  std::string offered;
+  EVerdict verdict = EVerdict::kUnknown;
+  std::optional<TAcceptance> waived;
+};
+
+struct TMachine {
+  std::string type;
+  std::string manufacturer;
+  std::string model;
+  std::string serialNumber;
+};
+
+struct TOperatingSystem {
+  std::string caption;
+  std::string version;
+  std::string platform;
+};
+
+struct TCatalogue {
+  std::string source;  // "folder" or "live"
+  std::string path;    // Of the folder, or the address of the repository.
+  std::optional<std::uint64_t> elements;
+  std::optional<std::int64_t> modified;  // Seconds since 1970, when the catalogue was written.
+};
+
+struct TPhase {
+  std::string name;
+  double seconds = 0;
+};
+
+struct TReport {
+  std::string tool;
+  std::string toolVersion;
+  std::string plugin;
+  std::string pluginVersion;
+  std::int64_t generated = 0;  // Seconds since 1970.
+  TMachine machine;
+  TOperatingSystem system;
+  TCatalogue catalogue;
+  EOutcome outcome = EOutcome::kFailed;
+  std::vector<TRecord> records;
+  std::vector<std::string> errors;
+  bool hasWaivers = false;                  // Whether waivers were asked for, matching or not.
+  std::optional<std::int64_t> lastSuccess;  // Of an earlier check, where one is known.
+  std::vector<TPhase> timings;              // Empty unless asked for.
+};
+
+// Records counted by verdict; the waived ones apart.
+struct TSummary {
+  std::array<std::size_t, kVerdicts.size()> verdicts{};
+  std::size_t waived = 0;
+
+  std::size_t Of(EVerdict verdict) const noexcept { return verdicts[IndexOf(verdict)]; }
+  std::size_t Total() const noexcept;
+};
+
+TSummary Summarize(const TReport& report) noexcept;
+
+// "5 outdated, 2 unknown, 1 newer, 12 current"; only what there is.
+std::string Sentence(const TSummary& summary);
+// What to say when there is no record: why, in a sentence.
+std::string_view ReasonForNothing(const TReport& report) noexcept;
+
+std::optional<EOutcome> OutcomeOfName(std::string_view name) noexcept;
+
+// Which records make an exit status of 2.
+enum class EFailOn { kNone, kOutdated, kDifferent };
+bool FailsOn(const TReport& report, EFailOn condition) noexcept;
+
+}  // namespace svc::report
+
+#endif  // REPORT_MODEL_H_

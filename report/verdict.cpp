@@ -1,0 +1,130 @@
+#include "report/verdict.h"
+
+#include <algorithm>
+#include <compare>
+
+#include "report/ascii.h"
+#include "report/version.h"
+
+namespace svc::report {
+
+namespace {
+
+// A text that names a version, a build, or both. An absent one is empty.
+struct TParts {
+  std::string_view version;
+  std::string_view build;
+};
+
+bool SaysNothing(std::string_view text) noexcept {
+  return std::none_of(text.begin(), text.end(), IsAlphanumeric);
+}
+
+TParts OnePart(std::string_view text) noexcept {
+  return IsBuildId(text) ? TParts{{}, text} : TParts{text, {}};
+}
+
+// "1.00 (YUOO99A) "
+std::optional<TParts> SplitParentheses(std::string_view text) noexcept {
+  text = Trim(text);
+  const std::size_t open = text.rfind('(');
+  if (open == std::string_view::npos || !text.ends_with(')')) return {};
+  return TParts{Trim(text.substr(0, open)), Trim(text.substr(open + 1, text.size() - open - 2))};
+}
+
+// "YUOO99A-1.10", the contents of a pair of marks.
+TParts SplitAtDash(std::string_view text) noexcept {
+  const std::size_t dash = text.find('-');
+  if (dash == std::string_view::npos || !IsBuildId(text.substr(0, dash))) return OnePart(text);
+  return TParts{Trim(text.substr(dash + 1)), text.substr(0, dash)};
+}
+
+// "-[YUOO99A-1.10]-" or "1.10-[YUOO99A]-"; other texts are one part.
+TParts SplitMarks(std::string_view text) noexcept {
+  text = Trim(text);
+  const std::size_t open = text.find("-[");
+  const std::size_t close = open == std::string_view::npos ? open : text.find("]-", open + 2);
+  if (close == std::string_view::npos) return OnePart(text);
+  TParts parts = SplitAtDash(Trim(text.substr(open + 2, close - open - 2)));
+  if (parts.version.empty()) parts.version = Trim(text.substr(0, open));
+  return parts;
+}
+
+struct TPair {
+  std::string_view first;
+  std::string_view second;
+};
+
+// "YUOO99A - 1.10"
+std::optional<TPair> SplitSpacedDash(std::string_view text) noexcept {
+  const std::size_t dash = text.find(" - ");
+  if (dash == std::string_view::npos) return {};
+  return TPair{Trim(text.substr(0, dash)), Trim(text.substr(dash + 3))};
+}
+
+TParts InstalledParts(std::string_view text) noexcept {
+  const auto pair = SplitSpacedDash(text);
+  return pair ? TParts{pair->second, pair->first} : SplitMarks(text);
+}
+
+// What the offered side says has the order that the installed side leaves; where the build ids tell
+// that it has not, they decide.
+TParts OfferedParts(std::string_view text) noexcept {
+  const auto pair = SplitSpacedDash(text);
+  if (!pair) return SplitMarks(text);
+  if (IsBuildId(pair->first) && !IsBuildId(pair->second)) return {pair->second, pair->first};
+  return {pair->first, pair->second};
+}
+
+EVerdict VerdictOf(std::weak_ordering order) noexcept {
+  if (order < 0) return EVerdict::kOutdated;
+  return order > 0 ? EVerdict::kNewer : EVerdict::kCurrent;
+}
+
+// None when one side is silent.
+std::optional<EVerdict> JudgePart(std::string_view installed, std::string_view offered) noexcept {
+  if (SaysNothing(installed) || SaysNothing(offered)) return {};
+  const auto order = CompareVersions(installed, offered);
+  return order ? VerdictOf(*order) : EVerdict::kUnknown;
+}
+
+// The version speaks first; equal versions leave it to the build. Two answers that contradict each
+// other are none.
+EVerdict Combine(std::optional<EVerdict> version, std::optional<EVerdict> build) noexcept {
+  if (!version || !build) return version.value_or(build.value_or(EVerdict::kUnknown));
+  if (*version == EVerdict::kCurrent || *version == EVerdict::kUnknown) return *build;
+  const bool contradiction =
+      *build != *version && *build != EVerdict::kUnknown && *build != EVerdict::kCurrent;
+  return contradiction ? EVerdict::kUnknown : *version;
+}
+
+EVerdict JudgeParts(const TParts& installed, const TParts& offered) noexcept {
+  return Combine(JudgePart(installed.version, offered.version),
+                 JudgePart(installed.build, offered.build));
+}
+
+// The version in front may be the installed one on both sides: alone it says nothing.
+EVerdict JudgeParenthesized(const TParts& installed, const TParts& offered) noexcept {
+  if (SaysNothing(installed.build) || SaysNothing(offered.build)) return EVerdict::kUnknown;
+  return JudgeParts(installed, offered);
+}
+
+}  // namespace
+
+std::optional<EVerdict> VerdictOfName(std::string_view name) noexcept {
+  const auto found = std::find_if(kVerdicts.begin(), kVerdicts.end(),
+                                  [&](EVerdict verdict) { return NameOf(verdict) == name; });
+  if (found == kVerdicts.end()) return {};
+  return *found;
+}
+
+EVerdict JudgeTexts(std::string_view installed, std::string_view offered) noexcept {
+  if (SaysNothing(installed) || SaysNothing(offered)) return EVerdict::kUnknown;
+  if (Trim(installed) == Trim(offered)) return EVerdict::kCurrent;
+  const auto installedPair = SplitParentheses(installed);
+  const auto offeredPair = SplitParentheses(offered);
+  if (installedPair && offeredPair) return JudgeParenthesized(*installedPair, *offeredPair);
+  return JudgeParts(InstalledParts(installed), OfferedParts(offered));
+}
+
+}  // namespace svc::report

@@ -1,0 +1,176 @@
+#include "report/render.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "sample_report.h"
+
+namespace svc::report {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+TEST(Table, AlignsItsColumnsAndSumsUp) {
+  TReport report = SampleReport();
+  report.records[3].name = "版本";
+  EXPECT_EQ(Rendered("table", report),
+            "Machine 4638 (QRX Rackwell 4638), Some Linux 5\n"
+            "Catalogue /srv/catalogue, 17 update elements, 3 days old\n"
+            "\n"
+            "TYPE      NAME                    INSTALLED  OFFERED   VERDICT\n"
+            "Firmware  System BIOS             YUE110B    YUE112A   outdated\n"
+            "Firmware  Remote <Watch> Adapter  1.08 (A)   1.08 (B)  unknown\n"
+            "Driver    E1000E                  1.3.10     1.2.20    newer\n"
+            "Driver    版本                    1.7.9      1.7.9     current\n"
+            "\n"
+            "4 records: 1 outdated, 1 unknown, 1 newer, 1 current.\n");
+}
+
+TEST(Table, IsCutOnlyWhenAsked) {
+  TReport report = SampleReport();
+  report.records[0].name = std::string(300, 'n');
+  EXPECT_THAT(Rendered("table", report), HasSubstr(report.records[0].name));
+  TRenderOptions options;
+  options.width = 60;
+  const std::string cut = Rendered("table", report, options);
+  EXPECT_THAT(cut, HasSubstr("…"));
+  EXPECT_THAT(cut, Not(HasSubstr(std::string(60, 'n'))));
+}
+
+TEST(Table, ColoursNothingButTheVerdict) {
+  TRenderOptions options;
+  options.color = true;
+  EXPECT_THAT(Rendered("table", SampleReport(), options), HasSubstr("\033[1;33moutdated\033[0m"));
+  EXPECT_THAT(Rendered("table", SampleReport()), Not(HasSubstr("\033")));
+}
+
+TEST(Table, HostileTextsDoNotReachTheTerminal) {
+  TReport report = SampleReport();
+  report.records[0].name = "\033]0;owned\a";
+  report.machine.model = "x\033[2J";
+  EXPECT_THAT(Rendered("table", report), Not(HasSubstr("\033")));
+}
+
+TEST(Json, HasTheMembersInOrder) {
+  EXPECT_EQ(Rendered("json", SampleReport()),
+            R"({
+  "schema": 1,
+  "tool": {"name":"svcheck","version":"1.0.0","plugin":{"name":"Plug","version":"1.0"}},
+  "generated": "2027-06-30T00:00:00Z",
+  "machine": {"type":"4638","manufacturer":"QRX","model":"QRX Rackwell 4638","serialNumber":"06C4638"},
+  "operatingSystem": {"caption":"Some Linux 5","version":"2.6.18","platform":"x86_64"},
+  "catalogue": {"source":"folder","path":"/srv/catalogue","elements":17,"modified":"2027-06-27T00:00:00Z"},
+  "outcome": "done",
+  "records": [
+    {"Type":"Firmware","Name":"System BIOS","InstalledVersion":"YUE110B","SVVersion":"YUE112A","verdict":"outdated"},
+    {"Type":"Firmware","Name":"Remote <Watch> Adapter","InstalledVersion":"1.08 (A) ","SVVersion":"1.08 (B) ","verdict":"unknown"},
+    {"Type":"Driver","Name":"E1000E","InstalledVersion":"1.3.10","SVVersion":"1.2.20","verdict":"newer"},
+    {"Type":"Driver","Name":"BNX2","InstalledVersion":"1.7.9","SVVersion":"1.7.9","verdict":"current"}
+  ],
+  "summary": {"outdated":1,"unknown":1,"newer":1,"current":1},
+  "errors": []
+}
+)");
+}
+
+TEST(Ndjson, EndsWithHowTheCheckEnded) {
+  EXPECT_EQ(Rendered("ndjson", FailedReport()),
+            R"({"outcome":"no-catalogue","generated":"2027-06-30T00:00:00Z",)"
+            R"("machine":{"type":"4638","manufacturer":"QRX","model":"QRX Rackwell 4638",)"
+            R"("serialNumber":"06C4638"},"summary":{"outdated":0,"unknown":0,"newer":0,)"
+            R"("current":0},"errors":["index.xml: \"no\" such file | really"]})"
+            "\n");
+}
+
+TEST(Csv, KeepsTheTextsAsTheyAre) {
+  EXPECT_EQ(Rendered("csv", SampleReport()),
+            "Type,Name,InstalledVersion,SVVersion,Verdict,Waived\r\n"
+            "Firmware,System BIOS,YUE110B,YUE112A,outdated,\r\n"
+            "Firmware,Remote <Watch> Adapter,\"1.08 (A) \",\"1.08 (B) \",unknown,\r\n"
+            "Driver,E1000E,1.3.10,1.2.20,newer,\r\n"
+            "Driver,BNX2,1.7.9,1.7.9,current,\r\n");
+}
+
+TEST(Junit, FailsForOutdatedAndSkipsUnknown) {
+  const std::string text = Rendered("junit", SampleReport());
+  EXPECT_THAT(text, HasSubstr(R"(tests="4" failures="1" errors="0" skipped="1")"));
+  EXPECT_THAT(text, HasSubstr("name=\"Remote &lt;Watch&gt; Adapter\""));
+  EXPECT_THAT(text, HasSubstr("<failure type=\"outdated\""));
+}
+
+TEST(Nagios, IsOneLineWithPerformanceData) {
+  EXPECT_EQ(Rendered("nagios", SampleReport()),
+            "SVCHECK WARNING - 1 outdated, 1 unknown, 1 newer, 1 current | "
+            "outdated=1;;;0 "
+            "unknown=1;;;0 newer=1;;;0 current=1;;;0\n");
+  EXPECT_EQ(NagiosStatus(SampleReport(), EFailOn::kNone), 1);
+  EXPECT_EQ(NagiosStatus(SampleReport(), EFailOn::kOutdated), 2);
+  TReport good = SampleReport();
+  good.records.erase(good.records.begin());
+  EXPECT_EQ(NagiosStatus(good, EFailOn::kOutdated), 0);
+  EXPECT_EQ(NagiosStatus(good, EFailOn::kDifferent), 2);
+}
+
+TEST(Nagios, AFailedCheckIsUnknown) {
+  const std::string line = Rendered("nagios", FailedReport());
+  EXPECT_EQ(line.rfind("SVCHECK UNKNOWN - There is no catalogue at that place.", 0), 0u) << line;
+  EXPECT_THAT(line, HasSubstr("file / really |"));
+  EXPECT_EQ(NagiosStatus(FailedReport(), EFailOn::kOutdated), 3);
+}
+
+TEST(Prometheus, WritesZerosAndEscapesLabels) {
+  TReport report = SampleReport();
+  report.records[0].name = "a\"b\\c\nd";
+  report.records.push_back(report.records[0]);
+  const std::string text = Rendered("prometheus", report);
+  EXPECT_THAT(text, HasSubstr("svcheck_records{verdict=\"outdated\"} 2\n"));
+  EXPECT_THAT(text, HasSubstr("svcheck_catalogue_age_seconds 259200\n"));
+  const std::string_view outdated =
+      R"(svcheck_outdated{type="Firmware",name="a\"b\\c\nd",installed="YUE110B",offered="YUE112A"} 1)";
+  EXPECT_EQ(text.find(outdated), text.rfind(outdated));
+  EXPECT_NE(text.find(outdated), std::string::npos);
+  TReport none = FailedReport();
+  none.lastSuccess = 17;
+  EXPECT_THAT(Rendered("prometheus", none), HasSubstr("svcheck_records{verdict=\"outdated\"} 0\n"));
+  EXPECT_THAT(Rendered("prometheus", none),
+              HasSubstr("svcheck_last_success_timestamp_seconds 17\n"));
+}
+
+TEST(Html, EscapesAndRefersToNothingOutside) {
+  const std::string text = Rendered("html", SampleReport());
+  EXPECT_THAT(text, HasSubstr("Remote &lt;Watch&gt; Adapter"));
+  EXPECT_THAT(text, HasSubstr("<strong>1 update to install.</strong>"));
+  EXPECT_THAT(text, Not(HasSubstr("http://")));
+  EXPECT_THAT(text, Not(HasSubstr("https://")));
+  EXPECT_THAT(text, Not(HasSubstr("src=")));
+}
+
+class EveryFormat : public testing::TestWithParam<TFormat> {};
+
+TEST_P(EveryFormat, SaysThatACheckDidNotTakePlace) {
+  const std::string text = Rendered(GetParam().name, FailedReport());
+  EXPECT_TRUE(text.find("no-catalogue") != std::string::npos ||
+              text.find("There is no catalogue") != std::string::npos)
+      << text;
+}
+
+TEST_P(EveryFormat, EndsWithALineEnd) {
+  EXPECT_EQ(Rendered(GetParam().name, SampleReport()).back(), '\n');
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EveryFormat, testing::ValuesIn(kFormats),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(FailOn, WaivedRecordsDoNotCount) {
+  TReport report = SampleReport();
+  EXPECT_TRUE(FailsOn(report, EFailOn::kOutdated));
+  report.records[0].waived = TAcceptance{"agreed", ""};
+  EXPECT_FALSE(FailsOn(report, EFailOn::kOutdated));
+  EXPECT_TRUE(FailsOn(report, EFailOn::kDifferent));
+  EXPECT_FALSE(FailsOn(report, EFailOn::kNone));
+  EXPECT_EQ(Sentence(Summarize(report)), "1 unknown, 1 newer, 1 current, 1 waived");
+}
+
+}  // namespace
+}  // namespace svc::report

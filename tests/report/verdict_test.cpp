@@ -1,0 +1,88 @@
+#include "report/verdict.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string_view>
+
+namespace svc::report {
+namespace {
+
+struct TCase {
+  std::string_view installed;
+  std::string_view offered;
+  std::string_view verdict;
+};
+
+std::ostream& operator<<(std::ostream& out, const TCase& test) {
+  return out << "installed \"" << test.installed << "\", offered \"" << test.offered << '"';
+}
+
+class Verdict : public testing::TestWithParam<TCase> {};
+
+TEST_P(Verdict, IsReadFromTheTwoTexts) {
+  EXPECT_EQ(NameOf(JudgeTexts(GetParam().installed, GetParam().offered)), GetParam().verdict);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Plain, Verdict,
+    testing::Values(TCase{"YUE110B", "YUE112A", "outdated"}, TCase{"YUE112A", "YUE110B", "newer"},
+                    TCase{"YUE112A", "YUE112A", "current"}, TCase{"1.2", "1.2.0", "current"},
+                    TCase{"1.7.9", "1.7.9", "current"}, TCase{"3.2", "3.1", "newer"},
+                    TCase{"YUOO99A", "1.10", "unknown"}, TCase{"YUOO99A", "ABCD12A", "unknown"}));
+
+// Also the texts that the comparisons write when they found nothing.
+INSTANTIATE_TEST_SUITE_P(NothingThere, Verdict,
+                         testing::Values(TCase{"", "1.10", "unknown"}, TCase{"1.10", "", "unknown"},
+                                         TCase{"", "", "unknown"}, TCase{" - ", "9.2", "unknown"},
+                                         TCase{" - ", " - ", "unknown"},
+                                         TCase{"1.00 (YUOO99A) ", "1.00 () ", "unknown"},
+                                         TCase{" ( ) ", "( )", "unknown"}));
+
+// The catalogue names a version where its fallback takes the installed text.
+INSTANTIATE_TEST_SUITE_P(UseInstalled, Verdict,
+                         testing::Values(TCase{"words alone", "words alone", "current"},
+                                         TCase{"6.28.00", "6.28.00", "current"}));
+
+INSTANTIATE_TEST_SUITE_P(VersionAndBuildInParentheses, Verdict,
+                         testing::Values(TCase{"1.08 (RWYU08A) ", "1.08 (RWYU10A) ", "outdated"},
+                                         TCase{"1.08 (RWYU10A) ", "1.08 (RWYU08A) ", "newer"},
+                                         TCase{"1.00 (YUOO99A) ", "1.00 (YUOO99A) ", "current"},
+                                         TCase{" (YUOO83C) ", " (YUOO99A) ", "outdated"},
+                                         TCase{"1.30 (IPYE22A) ", "1.30 (RWYU10A) ", "unknown"},
+                                         TCase{"1.30 (IPYE22A) ", "1.30 (1.31) ", "unknown"},
+                                         TCase{"1.30 (1.06) ", "1.30 (1.31) ", "outdated"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    BuildAndVersionInOppositeOrders, Verdict,
+    testing::Values(TCase{"DSYT89A - fdcp-1.10", "fdcp-1.10 - DSYT92A", "outdated"},
+                    TCase{"DSYT92A - fdcp-1.10", "fdcp-1.10 - DSYT89A", "newer"},
+                    TCase{"DSYT92A - 1.10", "1.10 - DSYT92A", "current"},
+                    TCase{"DSYT89A - 1.09", "1.10 - DSYT92A", "outdated"},
+                    TCase{"DSYT89A - 9.2", "9.3", "outdated"},
+                    TCase{"DSYT89A - 9.2", "DSYT92A", "outdated"},
+                    TCase{"DSYT92A - 9.2", "DSYT92A", "current"},
+                    TCase{"DSYT89A - ", "9.3", "unknown"}, TCase{" - 9.2", "9.2.0", "current"},
+                    TCase{"DSYT89A - 1.10", "1.09 - DSYT92A", "unknown"},
+                    TCase{"ABCD12A - 1.10", "1.10 - DSYT92A", "unknown"},
+                    TCase{"ABCD12A - 1.09", "1.10 - DSYT92A", "outdated"},
+                    TCase{"DSYT89A - 1.09", "fdcp-1.10 - DSYT92A", "outdated"},
+                    TCase{"DSYT89A - 1.10", "DSYT92A - 1.10", "outdated"}));
+
+INSTANTIATE_TEST_SUITE_P(Marks, Verdict,
+                         testing::Values(TCase{"-[YUOO83CUS-1.10]-", "YUOO99A", "outdated"},
+                                         TCase{"1.10-[QKL120A]-", "QKL120A", "current"},
+                                         TCase{"-[1.10]-", "1.11", "outdated"}));
+
+INSTANTIATE_TEST_SUITE_P(OddTexts, Verdict,
+                         testing::Values(TCase{")", "(", "unknown"}, TCase{"]-x-[", "1", "unknown"},
+                                         TCase{"\xFF\xFE", "1.0", "unknown"},
+                                         TCase{"(1.2)", "(1.3)", "outdated"}));
+
+TEST(VerdictNames, ReadBack) {
+  for (const EVerdict verdict : kVerdicts) EXPECT_EQ(VerdictOfName(NameOf(verdict)), verdict);
+  EXPECT_FALSE(VerdictOfName("old"));
+}
+
+}  // namespace
+}  // namespace svc::report
