@@ -1,0 +1,36 @@
+// Sees the catalogue that a query loads: the query makes its namespace by the host's provider, and
+// drops it at its end.
+#ifndef SVCHECK_CATALOGUE_WATCH_H_
+#define SVCHECK_CATALOGUE_WATCH_H_
+
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <optional>
+
+#include "host/hskcore/cim.h"
+
+namespace svc {
+
+inline constexpr const char* kElementClass = "QRXPSG_SystemUpdateElement";
+
+class TWatchingProvider;
+
+// While it lives, the last namespace that somebody made by the host's "inmem" provider is kept.
+// Used by one thread.
+class TCatalogueWatch {
+ public:
+  TCatalogueWatch();
+  ~TCatalogueWatch();
+  TCatalogueWatch(const TCatalogueWatch&) = delete;
+  TCatalogueWatch& operator=(const TCatalogueWatch&) = delete;
+
+  // The update elements of the catalogue; none when no catalogue was made.
+  std::optional<std::uint64_t> CountElements() const;
+
+ private:
+  boost::shared_ptr<TWatchingProvider> provider;
+};
+
+}  // namespace svc
+
+#endif  // SVCHECK_CATALOGUE_WATCH_H_

@@ -1,0 +1,228 @@
+// `svcheck check`: the comparison of one machine with a catalogue, for a person.
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+
+#include "host/hskcore/schema_helper.h"
+#include "runtime/hskcore/host_setup.h"
+#include "runtime/hskcore/json_logger.h"
+#include "svcheck/catalogue_watch.h"
+#include "svcheck/download/progress_display.h"
+#include "svcheck/failure.h"
+#include "svcheck/interruption.h"
+#include "svcheck/inventory_source.h"
+#include "svcheck/journal.h"
+#include "svcheck/options.h"
+#include "svcheck/paths.h"
+#include "svcheck/process.h"
+#include "svcheck/query_options.h"
+#include "svcheck/query_run.h"
+#include "svcheck/report_output.h"
+#include "svcheck/verb.h"
+
+namespace fs = std::filesystem;
+
+namespace svc {
+
+namespace {
+
+using TClock = TJournal::TClock;
+
+// Shows a download, and lets an interruption stop it cleanly.
+class TDownloadWatch : public acquire::IProgressObserver {
+ public:
+  explicit TDownloadWatch(bool shown) : shown(shown) {}
+  void OnProgress(const acquire::TDownloadProgress& progress) noexcept override {
+    if (progress.phase == acquire::TDownloadProgress::EPhase::kEnded) {
+      if (shown) display.OnProgress(progress);
+      EndPoliteStop();
+      return;
+    }
+    StartPoliteStop();
+    if (shown) display.OnProgress(progress);
+  }
+
+ private:
+  bool shown;
+  TDownloadDisplay display{stderr};
+};
+
+class TCheckVerb : public IVerb {
+ public:
+  explicit TCheckVerb(CLI::App& app);
+  int Run() override;
+
+ private:
+  void DemandCatalogue() const;
+  TQueryRequest MakeRequest();
+  void Compare(TQueryRequest request, report::TReport& report);
+  void Describe(const TQueryRun& run, report::TReport& report) const;
+  void DescribeCatalogue(report::TReport& report) const;
+  void ShowTimings(const report::TReport& report) const;
+  bool WantsProgress() const;
+
+  // Ends a phase that began where the last one ended.
+  void EndPhase(const char* name, TClock::time_point end = TClock::now());
+
+  TQueryOptions options;
+  TReportOptions reportOptions;
+  std::string catalogue;
+  std::string root = "/";
+  std::string progress = "auto";
+  bool live = false;
+  bool timings = false;
+
+  TClock::time_point phaseStart = TClock::now();
+  std::vector<report::TPhase> phases;
+};
+
+TCheckVerb::TCheckVerb(CLI::App& app) {
+  auto* const folder = AddText(app, "--catalogue", catalogue, "Folder of the catalogue", "DIR");
+  app.add_flag("--live", live, "Download the catalogue from --repository")->excludes(folder);
+  AddInventoryOption(app, options);
+  AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
+      ->excludes("--inventory");
+  AddReportOptions(app, reportOptions);
+  AddText(app, "--progress", progress, "Show progress on standard error: auto, always, never",
+          "WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
+  app.add_flag("--timings", timings, "Tell on standard error where the time went");
+  AddQueryOptions(app, options);
+}
+
+void TCheckVerb::EndPhase(const char* name, TClock::time_point end) {
+  phases.push_back({name, std::chrono::duration<double>(end - phaseStart).count()});
+  phaseStart = end;
+}
+
+bool TCheckVerb::WantsProgress() const {
+  return progress == "always" || (progress == "auto" && StandardErrorIsTerminal());
+}
+
+void TCheckVerb::DemandCatalogue() const {
+  if (!live && catalogue.empty()) {
+    throw TFailure("there is nothing to compare with: give --catalogue DIR, or --live", kExitUsage);
+  }
+  if (live && options.repository.empty() && !options.offline) {
+    throw TFailure("a live check needs --repository URL", kExitUsage);
+  }
+}
+
+TQueryRequest TCheckVerb::MakeRequest() {
+  DemandCatalogue();
+  options.context.push_back(std::string(kCatalogueEntry) + "=" +
+                            (live ? kLive : Absolute(catalogue).string()));
+  return RequestOf(options);
+}
+
+int TCheckVerb::Run() {
+  TQueryRequest request = MakeRequest();
+  TReportOutput output(reportOptions);
+  report::TReport report;
+  report.tool = "svcheck";
+  report.toolVersion = SVCHECK_VERSION;
+  report.generated = std::chrono::duration_cast<std::chrono::seconds>(
+                         std::chrono::system_clock::now().time_since_epoch())
+                         .count();
+  DescribeCatalogue(report);
+  int status = kExitDone;
+  try {
+    Compare(std::move(request), report);
+    status = ExitStatusOf(report.outcome);
+  } catch (const TFailure& failure) {
+    report.outcome = report::EOutcome::kFailed;
+    report.errors.emplace_back(failure.what());
+    status = failure.Status();
+  }
+  if (timings) report.timings = phases;
+  if (status != kExitDone) {
+    ReportError(std::string(report::RowOf(report.outcome).sentence) +
+                (report.errors.empty() ? "" : " " + report.errors.back()));
+  }
+  status = output.Show(report, status);
+  EndPhase("report");
+  if (timings) ShowTimings(report);
+  return status;
+}
+
+void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
+  std::vector<std::string> notes;
+  CompleteInventory(request, root, notes);
+  for (const std::string& note : notes) ReportError(note);
+  TQueryRun run(std::move(request));
+  EndPhase("inventory");
+  Describe(run, report);
+
+  boost::shared_ptr<TJsonLogger> log;
+  if (!options.logFile.empty()) {
+    log = TJsonLogger::Open(options.logFile, options.logLevel, ReportError);
+  }
+  const boost::shared_ptr<TJournal> journal(new TJournal(log, timings));
+  InstallLogger(journal);
+  TDownloadWatch download(WantsProgress());
+  acquire::TSettings settings = acquire::GetSettings();
+  settings.observer = &download;
+  acquire::SetSettings(settings);
+
+  const TCatalogueWatch watch;
+  TCapturedOutput captured;
+  const TQueryEnd end = run.Run();
+  const std::string printed = captured.Take();
+  InstallLogger({});
+  if (const auto loaded = journal->CatalogueLoaded()) EndPhase("catalogue", *loaded);
+  EndPhase("comparison");
+
+  report.catalogue.elements = watch.CountElements();
+  report.records = run.Records();
+  for (report::TRecord& record : report.records) {
+    record.verdict = report::JudgeTexts(record.installed, record.offered);
+  }
+  journal->Conclude(end, printed, report);
+  if (report.outcome == report::EOutcome::kDownloadFailed) {
+    report.errors.push_back(acquire::LastOutcome().text);
+  }
+  if (log && !log->Flush()) throw TFailure("the log " + options.logFile + " is not whole");
+}
+
+void TCheckVerb::Describe(const TQueryRun& run, report::TReport& report) const {
+  report.plugin = run.PluginName();
+  report.pluginVersion = run.PluginVersion();
+  for (const auto& instance : InstancesOf(run.Inventory(), "QRXSG_ComputerSystem")) {
+    report.machine = {TextOf(*instance, "MachineType"), TextOf(*instance, "Manufacturer"),
+                      TextOf(*instance, "Model"), TextOf(*instance, "SerialNumber")};
+    if (!report.machine.type.empty()) break;
+  }
+  for (const auto& instance : InstancesOf(run.Inventory(), "QRXSG_OperatingSystem")) {
+    report.system = {TextOf(*instance, "Caption"), TextOf(*instance, "Version"),
+                     TextOf(*instance, "HardwarePlatform")};
+  }
+}
+
+void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
+  report.catalogue.source = live ? "live" : "folder";
+  report.catalogue.path = live ? options.repository : Absolute(catalogue).string();
+  if (live) return;
+  std::error_code error;
+  const auto time = fs::last_write_time(fs::path(report.catalogue.path) / "index.xml", error);
+  if (error) return;
+  report.catalogue.modified = std::chrono::duration_cast<std::chrono::seconds>(
+                                  fs::file_time_type::clock::to_sys(time).time_since_epoch())
+                                  .count();
+}
+
+void TCheckVerb::ShowTimings(const report::TReport& /*report*/) const {
+  double total = 0;
+  for (const report::TPhase& phase : phases) {
+    std::fprintf(stderr, "%-12s %9.3f s\n", phase.name.c_str(), phase.seconds);
+    total += phase.seconds;
+  }
+  std::fprintf(stderr, "%-12s %9.3f s\n", "total", total);
+}
+
+}  // namespace
+
+std::unique_ptr<IVerb> MakeCheck(CLI::App& app) { return std::make_unique<TCheckVerb>(app); }
+
+}  // namespace svc

@@ -1,0 +1,146 @@
+#include "svcheck/journal.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "report/ascii.h"
+#include "svcheck/failure.h"
+
+using namespace NQRXHSK20;
+using svc::report::EOutcome;
+
+namespace svc {
+
+namespace {
+
+// The entries by which a query tells how it ends; the first one counts. Some go on with a value.
+struct TEnd {
+  int level;
+  std::string_view start;
+  EOutcome outcome;
+};
+constexpr std::array kEnds = {
+    TEnd{kLogError, "Unable to determine machine type", EOutcome::kUnknownMachine},
+    TEnd{kLogError, "Error loading SV definitions file...", EOutcome::kNoDefinitions},
+    TEnd{kLogError, "Error loading SV index file...", EOutcome::kUnreadableCatalogue},
+    TEnd{kLogError, "Incorrect OS type! osType is ", EOutcome::kUnsupportedSystem},
+    TEnd{kLogError, "QRXSG_SVResult not found", EOutcome::kFailed},
+    TEnd{kLogWarning, "Warning: Sorvane comparison, no supported software updates found",
+         EOutcome::kNothingApplicable},
+    TEnd{kLogProgress, "SV download failed, return value: ", EOutcome::kDownloadFailed},
+    TEnd{kLogProgress, "error connecting.", EOutcome::kNoUpdates}};
+
+// The last line of the firmware comparison, whatever it found.
+constexpr std::string_view kWalked = "No firmware update found for LSI firmware.";
+// The first line after the catalogue was loaded.
+constexpr std::string_view kLoaded = "In MatchMachineInstances";
+
+// What a query prints beside the entry "Error loading SV index file...".
+constexpr std::string_view kTooOld = "ERROR: Unsupported SV index specified";
+constexpr std::string_view kNotFound = "ERROR: SV index not found";
+
+std::vector<std::string> LinesOf(std::string_view text) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = report::Trim(text.substr(0, end));
+    if (!line.empty()) lines.emplace_back(line);
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return lines;
+}
+
+EOutcome Refine(EOutcome outcome, std::string_view printed) {
+  if (outcome != EOutcome::kUnreadableCatalogue) return outcome;
+  if (printed.find(kTooOld) != std::string_view::npos) return EOutcome::kUnsupportedCatalogue;
+  if (printed.find(kNotFound) != std::string_view::npos) return EOutcome::kNoCatalogue;
+  return outcome;
+}
+
+}  // namespace
+
+TJournal::TJournal(boost::shared_ptr<ILogger> next, bool timed)
+    : next(std::move(next)), timed(timed) {}
+
+bool TJournal::IsLogged(int level) const noexcept {
+  if (level <= kLogProgress || (next && next->IsLogged(level))) return true;
+  // The trace is wanted only up to the one line that says that the catalogue is loaded.
+  const std::lock_guard lock(mutex);
+  return timed && !loaded;
+}
+
+void TJournal::Log(int level, std::string_view message) {
+  if (next && next->IsLogged(level)) next->Log(level, message);
+  const std::lock_guard lock(mutex);
+  Note(level, message);
+}
+
+void TJournal::Note(int level, std::string_view message) {
+  if (timed && !loaded && message == kLoaded) loaded = TClock::now();
+  if (level > kLogProgress) return;
+  const auto* const end = std::find_if(kEnds.begin(), kEnds.end(), [&](const TEnd& row) {
+    return row.level == level && message.starts_with(row.start);
+  });
+  if (end != kEnds.end()) {
+    if (!outcome) outcome = end->outcome;
+    if (message.size() > end->start.size()) remarks.emplace_back(message);
+    return;
+  }
+  if (level == kLogProgress && message == kWalked) {
+    walked = true;
+    lastError.clear();
+  }
+  if (level == kLogError) lastError = message;
+  // The firmware comparison uses the error level for progress as well.
+  if (level <= kLogWarning && (outcome || walked)) remarks.emplace_back(message);
+}
+
+std::optional<TJournal::TClock::time_point> TJournal::CatalogueLoaded() const {
+  const std::lock_guard lock(mutex);
+  return loaded;
+}
+
+void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,
+                        report::TReport& report) const {
+  const std::lock_guard lock(mutex);
+  report.errors.insert(report.errors.end(), remarks.begin(), remarks.end());
+  for (std::string& line : LinesOf(printed)) report.errors.push_back(std::move(line));
+  if (!end.returned) {
+    report.outcome = EOutcome::kFailed;
+    report.errors.push_back(end.exceptionText);
+  } else if (outcome) {
+    report.outcome = Refine(*outcome, printed);
+  } else if (walked && lastError.empty()) {
+    report.outcome = EOutcome::kDone;
+  } else if (report.catalogue.elements.value_or(1) == 0 && lastError.empty()) {
+    report.outcome = EOutcome::kEmptyCatalogue;
+  } else {
+    // An exception that the query kept to itself but for its text.
+    report.outcome = EOutcome::kFailed;
+    if (!walked && !lastError.empty()) report.errors.push_back(lastError);
+  }
+}
+
+int ExitStatusOf(EOutcome outcome) noexcept {
+  switch (outcome) {
+    case EOutcome::kDone:
+    case EOutcome::kNothingApplicable:
+    case EOutcome::kEmptyCatalogue:
+      return kExitDone;
+    case EOutcome::kNoCatalogue:
+    case EOutcome::kUnsupportedCatalogue:
+    case EOutcome::kUnreadableCatalogue:
+    case EOutcome::kDownloadFailed:
+    case EOutcome::kNoUpdates:
+      return kExitCatalogue;
+    case EOutcome::kUnsupportedSystem:
+    case EOutcome::kUnknownMachine:
+    case EOutcome::kNoDefinitions:
+    case EOutcome::kFailed:
+      break;
+  }
+  return kExitFailure;
+}
+
+}  // namespace svc

@@ -1,0 +1,65 @@
+// The program: finds the verb, reads its options, runs it and turns failures into one line and an
+// exit status.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+
+#include "svcheck/failure.h"
+#include "svcheck/help.h"
+#include "svcheck/interruption.h"
+#include "svcheck/process.h"
+#include "svcheck/verb.h"
+
+namespace svc {
+
+namespace {
+
+int RunVerb(const TVerb& verb, int argc, char** argv) {
+  if (verb.run != nullptr) return verb.run(argc, argv);
+  CLI::App app{std::string(verb.summary), "svcheck " + std::string(verb.name)};
+  const std::unique_ptr<IVerb> made = verb.make(app);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    return PrintVerbHelp(verb, app);
+  } catch (const CLI::ParseError& error) {
+    throw TFailure(
+        std::string(error.what()) + "; see `svcheck " + std::string(verb.name) + " --help`",
+        kExitUsage);
+  }
+  return made->Run();
+}
+
+int RunProgram(int argc, char** argv) {
+  if (argc < 2) {
+    PrintProgramHelp(stderr);
+    return kExitUsage;
+  }
+  const std::string_view word = argv[1];
+  if (word == "--help" || word == "-h" || word == "help") return PrintProgramHelp(stdout);
+  if (word == "--version") return PrintVersion();
+  if (const TVerb* const verb = FindVerb(word)) return RunVerb(*verb, argc - 1, argv + 1);
+  throw TFailure(UnknownVerb(word), kExitUsage);
+}
+
+}  // namespace
+
+}  // namespace svc
+
+int main(int argc, char** argv) {
+  try {
+    svc::GuardStandardStreams();
+    svc::HandleInterruption();
+    return svc::RunProgram(argc, argv);
+  } catch (const svc::TFailure& failure) {
+    svc::ReportError(failure.what());
+    return failure.Status();
+  } catch (const std::bad_alloc&) {
+    svc::ReportError("out of memory; free some, or give a smaller catalogue");
+  } catch (const std::exception& error) {
+    svc::ReportError(error.what());
+  }
+  return svc::kExitFailure;
+}

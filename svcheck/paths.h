@@ -1,0 +1,25 @@
+// Where the program's own files lie. May be called from any thread.
+#ifndef SVCHECK_PATHS_H_
+#define SVCHECK_PATHS_H_
+
+#include <filesystem>
+#include <string>
+
+namespace svc {
+
+// The folder of the running program.
+std::filesystem::path ProgramFolder();
+// Definitions, header and sample: ../share/svcheck beside the program's folder.
+std::filesystem::path DefaultDataFolder();
+// The plug-in as it is built and installed with the program.
+std::filesystem::path DefaultPlugin();
+// Seen from the folder in which the program was started, without "." and "..".
+std::filesystem::path Absolute(const std::string& path);
+// The folder for a user's or (for root) the system's files of a kind: what the environment variable
+// of the XDG Base Directory Specification names, or the default below the user's home.
+std::filesystem::path StateFolder();
+std::filesystem::path ConfigFolder();
+
+}  // namespace svc
+
+#endif  // SVCHECK_PATHS_H_

@@ -1,0 +1,48 @@
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "svcheck/failure.h"
+#include "svcheck/paths.h"
+
+namespace fs = std::filesystem;
+
+namespace svc {
+
+namespace {
+
+fs::path UserFolder(const char* variable, const char* belowHome) {
+  // A relative path in the variable is to be ignored, says the specification.
+  if (const char* named = std::getenv(variable); named != nullptr && named[0] == '/') {
+    return fs::path(named) / "svcheck";
+  }
+  const char* home = std::getenv("HOME");
+  return fs::path(home != nullptr && home[0] == '/' ? home : "/") / belowHome / "svcheck";
+}
+
+}  // namespace
+
+fs::path ProgramFolder() {
+  std::error_code error;
+  const fs::path program = fs::read_symlink("/proc/self/exe", error);
+  if (error) {
+    throw TFailure("cannot tell where the program lies, /proc/self/exe: " + error.message() +
+                   "; mount /proc, or give --plugin and --data-dir");
+  }
+  return program.parent_path();
+}
+
+fs::path DefaultDataFolder() { return ProgramFolder().parent_path() / "share" / "svcheck"; }
+
+fs::path DefaultPlugin() { return ProgramFolder().parent_path() / "lib" / "libsvchecker.so"; }
+
+fs::path Absolute(const std::string& path) { return fs::absolute(path).lexically_normal(); }
+
+fs::path StateFolder() {
+  if (::geteuid() == 0) return "/var/lib/svcheck";
+  return UserFolder("XDG_STATE_HOME", ".local/state");
+}
+
+fs::path ConfigFolder() { return UserFolder("XDG_CONFIG_HOME", ".config"); }
+
+}  // namespace svc

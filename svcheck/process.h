@@ -1,0 +1,42 @@
+// The running process: its standard streams and its number.
+#ifndef SVCHECK_PROCESS_H_
+#define SVCHECK_PROCESS_H_
+
+#include <string>
+
+namespace svc {
+
+int ProcessId() noexcept;
+
+// A program may be started with its standard streams closed; then the first file it opens would be
+// taken for one. Called once, first of all.
+void GuardStandardStreams() noexcept;
+
+bool StandardOutputIsTerminal() noexcept;
+bool StandardErrorIsTerminal() noexcept;
+// Columns of the terminal, 0 when there is none.
+int TerminalWidth() noexcept;
+
+// While it lives, what anybody in the process writes to standard output is kept instead. Used by
+// one thread; one at a time.
+class TCapturedOutput {
+ public:
+  // Throws TFailure when the system refuses.
+  TCapturedOutput();
+  ~TCapturedOutput();
+  TCapturedOutput(const TCapturedOutput&) = delete;
+  TCapturedOutput& operator=(const TCapturedOutput&) = delete;
+
+  // Gives standard output back and what was written meanwhile.
+  std::string Take();
+
+ private:
+  void Restore() noexcept;
+
+  int kept = -1;      // Standard output as it was.
+  int captured = -1;  // Where it goes meanwhile.
+};
+
+}  // namespace svc
+
+#endif  // SVCHECK_PROCESS_H_

@@ -1,0 +1,71 @@
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+#include "svcheck/failure.h"
+#include "svcheck/process.h"
+
+namespace svc {
+
+int ProcessId() noexcept { return ::getpid(); }
+
+void GuardStandardStreams() noexcept {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    // Reading only: what is written to a closed standard output is an error, not lost in silence.
+    if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", O_RDONLY);
+  }
+}
+
+bool StandardOutputIsTerminal() noexcept { return ::isatty(STDOUT_FILENO) == 1; }
+bool StandardErrorIsTerminal() noexcept { return ::isatty(STDERR_FILENO) == 1; }
+
+int TerminalWidth() noexcept {
+  winsize size{};
+  return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+TCapturedOutput::TCapturedOutput() {
+  std::fflush(stdout);
+  kept = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  captured = ::memfd_create("svcheck-output", MFD_CLOEXEC);
+  if (kept == -1 || captured == -1 || ::dup2(captured, STDOUT_FILENO) == -1) {
+    const int error = errno;
+    Restore();
+    throw TFailure("cannot redirect standard output: " + std::generic_category().message(error) +
+                   "; raise the limit of open files");
+  }
+}
+
+TCapturedOutput::~TCapturedOutput() { Restore(); }
+
+void TCapturedOutput::Restore() noexcept {
+  std::fflush(stdout);
+  if (kept != -1) {
+    ::dup2(kept, STDOUT_FILENO);
+    ::close(kept);
+  }
+  if (captured != -1) ::close(captured);
+  kept = captured = -1;
+}
+
+std::string TCapturedOutput::Take() {
+  std::fflush(stdout);
+  std::string text;
+  std::array<char, 4096> block;
+  off_t offset = 0;
+  ssize_t count = 0;
+  while ((count = ::pread(captured, block.data(), block.size(), offset)) > 0) {
+    text.append(block.data(), static_cast<std::size_t>(count));
+    offset += count;
+  }
+  Restore();
+  return text;
+}
+
+}  // namespace svc

@@ -1,0 +1,53 @@
+// The options that every verb that asks the plug-in has.
+#ifndef SVCHECK_QUERY_OPTIONS_H_
+#define SVCHECK_QUERY_OPTIONS_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/acquire/settings.h"
+#include "svcheck/query_run.h"
+
+namespace CLI {
+class App;
+}
+
+namespace svc {
+
+inline constexpr const char* kCatalogueEntry = "svPath";
+inline constexpr const char* kProxyEntry = "svProxy";
+inline constexpr const char* kLive = "_live_";
+
+struct TQueryOptions {
+  std::vector<std::string> inventories;
+  bool noBuiltinClasses = false;
+  std::vector<std::string> context;  // NAME=VALUE
+  std::string dataFolder;
+  std::string plugin;
+  std::string driveRoot;
+  std::string logFile;
+  int logLevel = 4;
+  std::string repository;
+  std::string repositoryKey;
+  bool allowUnsigned = false;
+  std::string caFile;
+  std::string proxy;
+  bool offline = false;
+};
+
+// Adds them; the options object outlives the parsing.
+void AddQueryOptions(CLI::App& app, TQueryOptions& options);
+void AddInventoryOption(CLI::App& app, TQueryOptions& options);
+
+// The context entries as the plug-in gets them: texts, but "svProxy" an array, split at the first
+// three commas. Throws TFailure (64) for an entry without "=".
+NQRXHSK20::CIMContext ContextOf(const std::vector<std::string>& entries);
+
+// What a run needs, with every path made absolute, and the process's settings for downloads and
+// drive letters in force. Throws TFailure (64) for a live query that trusts nobody.
+TQueryRequest RequestOf(const TQueryOptions& options);
+
+}  // namespace svc
+
+#endif  // SVCHECK_QUERY_OPTIONS_H_

@@ -1,0 +1,152 @@
+#include "svcheck/query_run.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "host/hskcore/schema_helper.h"
+#include "host/xmlparser/namespace_populator.h"
+#include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/builtin_classes.h"
+#include "runtime/hskcore/host_setup.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/plugin.nsp/plugin_loader.h"
+#include "svcheck/failure.h"
+
+using namespace NQRXHSK20;
+namespace fs = std::filesystem;
+
+namespace svc {
+
+namespace {
+
+constexpr const char* kResultClass = "QRXSG_SVResult";
+
+// Enters a folder and goes back.
+class TCurrentFolder {
+ public:
+  explicit TCurrentFolder(const fs::path& folder) : before(fs::current_path()) {
+    std::error_code error;
+    fs::current_path(folder, error);
+    if (!error) return;
+    throw TFailure("cannot enter the data folder " + folder.string() + ": " + error.message() +
+                   "; give the folder that holds sv/ with --data-dir");
+  }
+  ~TCurrentFolder() {
+    std::error_code ignored;
+    fs::current_path(before, ignored);
+  }
+  TCurrentFolder(const TCurrentFolder&) = delete;
+  TCurrentFolder& operator=(const TCurrentFolder&) = delete;
+
+ private:
+  fs::path before;
+};
+
+// The parser reads a block of the C runtime's allocator, zeroed behind the text.
+void ParseDocument(const boost::shared_ptr<ICIMNamespace>& target, const std::string& document) {
+  const std::unique_ptr<char, decltype(&std::free)> block(
+      static_cast<char*>(std::calloc(document.size() + 1, 1)), &std::free);
+  if (!block) throw std::bad_alloc();
+  std::memcpy(block.get(), document.data(), document.size());
+  TCIMXMLParser(target).Parse(block.get());
+}
+
+}  // namespace
+
+std::vector<boost::shared_ptr<ICIMInstance>> InstancesOf(
+    const boost::shared_ptr<ICIMNamespace>& source, const char* className) {
+  std::vector<boost::shared_ptr<ICIMInstance>> instances;
+  const CIMContext context = {{TCIMSchemaHelper::kContextName, TCIMSchemaHelper::kPluginNSPName}};
+  boost::shared_ptr<ICIMClass> cimClass;
+  try {
+    source->GetClass(cimClass, className, context);
+  } catch (const THSKException& exception) {
+    if (exception.GetStatusCode() != THSKStatusCode::kClassNotFound) throw;
+    return instances;
+  }
+  cimClass->EnumerateInstances(TAddToVectorCallback<ICIMInstance>(instances), true, CIMContext());
+  return instances;
+}
+
+std::string TextOf(const ICIMInstance& instance, const char* property) {
+  const CIMContext none;
+  boost::shared_ptr<ICIMProperty> handle;
+  try {
+    instance.GetProperty(handle, property, none);
+  } catch (const THSKException&) {
+    return {};
+  }
+  return static_cast<std::string>(handle->Value(none));
+}
+
+TQueryRun::TQueryRun(TQueryRequest wanted)
+    : request(std::move(wanted)), inventory(MakeInMemoryNamespace()) {
+  ReadInventory();
+  LoadThePlugin();
+}
+
+TQueryRun::~TQueryRun() { InstallPluginManager({}); }
+
+void TQueryRun::ReadInventory() {
+  constexpr const char* kAdvice = "; give a CIM-XML inventory, such as `svcheck collect` writes";
+  try {
+    if (request.builtinClasses) DeclareBuiltinClasses(inventory);
+    if (!request.inventoryDocument.empty()) ParseDocument(inventory, request.inventoryDocument);
+    for (const std::string& file : request.inventories) {
+      TNamespacePopulator::PopulateFromXMLFile(inventory, file);
+    }
+  } catch (const THSKException& exception) {
+    throw TFailure("cannot read the inventory: " + exception.GetMessageText() + kAdvice);
+  }
+  recordsBefore = InstancesOf(inventory, kResultClass).size();
+}
+
+void TQueryRun::LoadThePlugin() {
+  manager = boost::shared_ptr<TPluginManagerNamespace>(new TPluginManagerNamespace);
+  InstallPluginManager(manager);
+  try {
+    provider = LoadPlugin(request.plugin.string(), *manager);
+  } catch (const TPluginLoadError& error) {
+    throw TFailure(error.what());
+  }
+  if (provider->GetQueryInterface() != nullptr) return;
+  throw TFailure("the plug-in " + request.plugin.string() +
+                 " answers no queries; give a query plug-in with --plugin");
+}
+
+TQueryEnd TQueryRun::Run() {
+  const TCurrentFolder folder(request.dataFolder);
+  CIMContext context = request.context;
+  try {
+    provider->GetQueryInterface()->RunQuery(inventory, nullptr, context);
+  } catch (const THSKException& exception) {
+    return {false, exception.GetMessageText(), static_cast<int>(exception.GetStatusCode())};
+  } catch (const std::exception& exception) {
+    return {false, exception.what(), {}};
+  } catch (...) {
+    return {false, "an exception of no known kind", {}};
+  }
+  return {};
+}
+
+std::vector<report::TRecord> TQueryRun::Records() const {
+  const auto instances = InstancesOf(inventory, kResultClass);
+  std::vector<report::TRecord> records;
+  records.reserve(instances.size() - recordsBefore);
+  for (std::size_t i = recordsBefore; i < instances.size(); ++i) {
+    const ICIMInstance& instance = *instances[i];
+    report::TRecord& record = records.emplace_back();
+    record.type = TextOf(instance, "Type");
+    record.name = TextOf(instance, "Name");
+    record.installed = TextOf(instance, "InstalledVersion");
+    record.offered = TextOf(instance, "SVVersion");
+  }
+  return records;
+}
+
+std::string TQueryRun::PluginName() const { return provider->GetPlugin()->GetName(); }
+std::string TQueryRun::PluginVersion() const { return provider->GetPlugin()->GetVersion(); }
+
+}  // namespace svc

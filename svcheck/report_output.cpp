@@ -1,0 +1,95 @@
+#include "svcheck/report_output.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <vector>
+
+#include "svcheck/failure.h"
+#include "svcheck/options.h"
+#include "svcheck/process.h"
+
+using svc::report::EFailOn;
+
+namespace svc {
+
+namespace {
+
+std::vector<std::string> FormatNames() {
+  std::vector<std::string> names;
+  for (const report::TFormat& format : report::kFormats) names.emplace_back(format.name);
+  return names;
+}
+
+EFailOn FailOnOfName(const std::string& name) {
+  if (name == "outdated") return EFailOn::kOutdated;
+  return name == "different" ? EFailOn::kDifferent : EFailOn::kNone;
+}
+
+bool IsSet(const char* variable) {
+  const char* const value = std::getenv(variable);
+  return value != nullptr && value[0] != '\0';
+}
+
+// See no-color.org for NO_COLOR.
+bool WantsColor(const TReportOptions& options) {
+  if (options.color != "auto") return options.color == "always";
+  const char* const terminal = std::getenv("TERM");
+  return options.outputFile == "-" && StandardOutputIsTerminal() && !IsSet("NO_COLOR") &&
+         terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+// A metrics file that is written anew keeps when a check last went well.
+std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
+  constexpr std::string_view kMetric = "svcheck_last_success_timestamp_seconds ";
+  std::ifstream stream(file);
+  std::string line;
+  while (std::getline(stream, line)) {
+    if (line.starts_with(kMetric)) return std::strtoll(line.c_str() + kMetric.size(), nullptr, 10);
+  }
+  return {};
+}
+
+}  // namespace
+
+void AddReportOptions(CLI::App& app, TReportOptions& options) {
+  AddText(app, "--format", options.format, "Format of the report", "FORMAT")
+      ->check(CLI::IsMember(FormatNames()))
+      ->capture_default_str();
+  AddText(app, "--output", options.outputFile, "Where the report goes; \"-\" is standard output",
+          "FILE");
+  AddText(app, "--fail-on", options.failOn, "End with status 2 when a record is so", "CONDITION")
+      ->check(CLI::IsMember({"none", "outdated", "different"}))
+      ->capture_default_str();
+  AddText(app, "--color", options.color, "Colour the table: auto, always, never", "WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
+  app.add_option("--width", options.width, "Cut the table to so many columns; 0 for no cut")
+      ->option_text("COLUMNS")
+      ->check(CLI::Range(0, 100000));
+}
+
+TReportOutput::TReportOutput(const TReportOptions& options)
+    : options(options),
+      failOn(FailOnOfName(options.failOn)),
+      format(report::FormatOfName(options.format)),
+      output(OpenOutput(options.outputFile)) {}
+
+int TReportOutput::Show(report::TReport& report, int status) {
+  const bool isMetrics = format->render == report::RenderPrometheus;
+  if (isMetrics && options.outputFile != "-") {
+    report.lastSuccess = LastSuccessIn(options.outputFile);
+  }
+  report::TRenderOptions rendering;
+  rendering.color = WantsColor(options);
+  rendering.width = static_cast<std::size_t>(options.width);
+  rendering.failOn = failOn;
+  format->render(report, rendering, *output);
+  output->Commit();
+  if (format->render == report::RenderNagios) return report::NagiosStatus(report, failOn);
+  if (status != kExitDone) return status;
+  return report::FailsOn(report, failOn) ? kExitCondition : kExitDone;
+}
+
+}  // namespace svc
