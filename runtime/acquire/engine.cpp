@@ -109,6 +109,8 @@ TOutcome OutcomeOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& c
     return {EOutcome::kFailed, "there is not enough memory"};
   } catch (const std::exception& failure) {
     return {EOutcome::kFailed, failure.what()};
+  } catch (...) {
+    return {EOutcome::kFailed, "the callback failed in a way of its own"};
   }
 }
 

@@ -4,7 +4,8 @@
 
 #include <stdexcept>
 #include <string>
-#include <utility>
+
+#include "host/hskcore/export.h"
 
 namespace svc::acquire {
 
@@ -47,7 +48,7 @@ enum class EOutcome : int {
 };
 
 // Ends a download. The text is one line for the administrator: what happened, where, what to do.
-class TFailure : public std::runtime_error {
+class HOST_INTERFACE TFailure : public std::runtime_error {
  public:
   TFailure(EOutcome outcome, const std::string& text)
       : std::runtime_error(text), outcome(outcome) {}

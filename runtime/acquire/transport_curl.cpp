@@ -97,6 +97,7 @@ class TExchange {
     Set(CURLOPT_PROTOCOLS_STR, "http,https");
     Set(CURLOPT_USERAGENT, "svcheck");
     Set(CURLOPT_NOSIGNAL, 1L);
+    Set(CURLOPT_QUICK_EXIT, 1L);  // To be told to stop must not mean to wait for a name server.
     if (transfer.offset == 0) return;
     Set(CURLOPT_RANGE, (std::to_string(transfer.offset) + "-").c_str());
     if (transfer.etag.empty()) return;
