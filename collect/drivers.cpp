@@ -77,9 +77,9 @@ class TModuleFolder {
         path("/lib/modules/" + release),
         folder(tree.Open(path, O_RDONLY | O_DIRECTORY)) {
     constexpr const char* kNoConfiguration = nullptr;
-    if (!folder) return;
+    // libkmod reads the index on its own; without one it knows no file.
+    if (!folder || !tree.Read(path + "/modules.dep.bin")) return;
     context.reset(::kmod_new(folder.Path().c_str(), &kNoConfiguration));
-    tree.Read(path + "/modules.dep.bin");  // libkmod reads it too: part of a capture
   }
 
   // The path of a module's file in the tree; empty when none is known.

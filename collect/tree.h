@@ -51,7 +51,8 @@ class TTree {
   // Whether this is the running system, whose devices can be asked as well.
   bool IsLive() const { return live; }
 
-  // A failure leaves errno set. Remembers no path.
+  // A file or a folder; a captured tree may hold anything under their names, and a pipe there must
+  // not block. A failure leaves errno set. Remembers no path.
   TDescriptor Open(const std::string& path, int flags) const;
   // At most 64 MiB; a larger file fails with EFBIG.
   TRead Read(const std::string& path) const;
@@ -66,6 +67,8 @@ class TTree {
   const std::set<std::string>& ReadFiles() const { return readFiles; }
 
  private:
+  int OpenBelow(const std::string& path, int flags) const;
+
   TDescriptor root;
   bool live;
   mutable std::set<std::string> readFiles;

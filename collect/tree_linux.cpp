@@ -75,19 +75,26 @@ TTree::TTree(const std::string& root)
   live = IsSameFolder(this->root.Get(), "/");
 }
 
-TDescriptor TTree::Open(const std::string& path, int flags) const {
-  flags |= O_CLOEXEC | O_NOCTTY;
+int TTree::OpenBelow(const std::string& path, int flags) const {
   if (!live) {
     const int file = OpenInRoot(root.Get(), Relative(path), flags);
-    if (file >= 0 || errno != ENOSYS) return TDescriptor(file);
+    if (file >= 0 || errno != ENOSYS) return file;
   }
-  return TDescriptor(::openat(root.Get(), Relative(path).c_str(), flags));
+  return ::openat(root.Get(), Relative(path).c_str(), flags);
+}
+
+TDescriptor TTree::Open(const std::string& path, int flags) const {
+  struct stat status {};
+  TDescriptor file(OpenBelow(path, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  if (!file || ::fstat(file.Get(), &status) != 0) return TDescriptor();
+  if (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)) return file;
+  errno = EINVAL;
+  return TDescriptor();
 }
 
 TRead TTree::Read(const std::string& path) const {
   TRead result;
-  // A captured tree may hold anything under a file's name; a pipe there must not block.
-  const TDescriptor file = Open(path, O_RDONLY | O_NONBLOCK);
+  const TDescriptor file = Open(path, O_RDONLY);
   result.error = file ? ReadAll(file.Get(), result.bytes) : errno;
   if (result) {
     Remember(path);

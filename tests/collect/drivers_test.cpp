@@ -103,5 +103,17 @@ TEST_F(DriversTest, WhoseFilesAreNoModulesGiveNoVersion) {
   EXPECT_EQ(drivers[0]["Version"], "(none)");
 }
 
+TEST_F(DriversTest, DoNotWaitForAPipeInPlaceOfAFile) {
+  Install("e1000e.ko");
+  Index();
+  const auto folder = tree.Root() / "lib/modules" / kRelease;
+  for (const char* name : {"e1000e.ko", "modules.dep.bin"}) {
+    std::filesystem::remove(folder / name);
+    ASSERT_EQ(::mkfifo((folder / name).c_str(), 0600), 0);
+    tree.Write("/proc/modules", "e1000e 1 0 - Live 0x0\n");
+    EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "(none)") << name;
+  }
+}
+
 }  // namespace
 }  // namespace svc::collect
