@@ -1,0 +1,65 @@
+#include "tests/plugin/query_fixture.h"
+
+#include <utility>
+
+#include "plugin/process_attach.h"
+
+using namespace NQRXHSK20;
+
+namespace svc::test {
+
+void FillInventory(TFakeNamespace& inventory) {
+  inventory.Add("QRXSG_ComputerSystem", {{"MachineType", "4620"}});
+  inventory.Add("QRXSG_OperatingSystem",
+                {{"Version", "5.3"},
+                 {"OSType", TCIMValue::Unsigned(ECIMType::kUint16, 36)},
+                 {"BuildID", "Red Hat Enterprise Linux Server release 5.3"},
+                 {"HardwarePlatform", "x86_64"}});
+  inventory.Add("QRXSG_SystemBIOSElement", {{"Version", "1.05"}});
+  inventory.Add("QRXSG_SPROMFirmwareVPDMain",
+                {{"Name", "RWA card"}, {"BuildNumber", "B1"}, {"Version", "1.0"}});
+  inventory.Add("QRXSG_BcmDeviceFirmwareElement",
+                {{"SoftwareElementID", "BCM5708"}, {"Version", "3.1"}});
+  inventory.Add("QRXSG_DeviceDriverInfo",
+                {{"Path", "\\drivers\\tg3.ko"}, {"Version", "3.9"}, {"CurrentState", "4"}});
+}
+
+void AddElement(TFakeNamespace& catalogue, TFakeProperties properties) {
+  properties.emplace_back("applicableMachineTypes",
+                          TCIMValue::Array(ECIMType::kString, {"Rackwell -[4620]-"}));
+  properties.emplace_back("applicableOperatingSystems",
+                          TCIMValue::Array(ECIMType::kString, {"RHEL5_64"}));
+  catalogue.Add(kElementClass, std::move(properties));
+}
+
+void FillCatalogue(TFakeNamespace& catalogue) {
+  AddElement(catalogue, {{"category", "BIOS"}, {"Version", "1.10-[QKL120A]-"}});
+  AddElement(catalogue, {{"installDirectory", "/PKGS/REMOTWAT"}, {"Version", "-[B2]-"}});
+  AddElement(catalogue, {{"description", "Broadcom NetXtreme and NetXtreme II Firmware"},
+                         {"driverFiles", "bcm5708.bin-#4.0 tg3.ko-#3.99"}});
+}
+
+void WriteCatalogue(const TTemporaryFolder& folder, TFakeHost& host, TDocument contents) {
+  folder.Write("catalogue/index.xml", "index");
+  folder.Write("sv/header.xml", "header");
+  host.documents["index"] = std::move(contents);
+  host.documents["header"] = [](TFakeNamespace&) {};
+}
+
+void Attach(TFakeHost& host) {
+  ProcessAttach(kReasonProcessAttach);
+  host.script.Forget();
+}
+
+void RunQuery(TFakeHost& host, const std::string& svPath) {
+  CIMContext context = {{"svPath", svPath}};
+  RunQuery(host, context);
+}
+
+void RunQuery(TFakeHost& host, CIMContext& context) {
+  if (host.pluginManager->GetPlugins().empty()) Attach(host);
+  host.pluginManager->GetPlugins().back()->GetQueryInterface()->RunQuery(host.inventory, nullptr,
+                                                                         context);
+}
+
+}  // namespace svc::test
