@@ -44,7 +44,7 @@ class TMatching {
   void MatchTraced(const DriverRecord& offered, const std::string& name);
   void MatchByIndex(const DriverRecord& offered, const std::string& name);
   void Deliver(const DriverRecord& offered, const std::string& name,
-               const DriverRecord& installed) const;
+               const DriverRecord& match) const;
 
   ILogger& logger;
   const TNamespaceHandle& results;

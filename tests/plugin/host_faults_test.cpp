@@ -74,7 +74,7 @@ bool IsGuardedList(const THostCall& call) {
 }
 
 EOutcome AfterStatus(const THostCall& call, int status) {
-  if (Begins(call.text, "GetClass")) {
+  if (Begins(call.text, "GetClass ")) {
     const bool goesOn =
         status == 15 || IsGuardedList(call) || Begins(call.text, "GetClass QRXSG_DeviceDriverInfo");
     return goesOn ? EOutcome::kReturns : EOutcome::kAssertionLeaves;
@@ -93,9 +93,9 @@ EOutcome AfterOther(const THostCall& call) {
 // Of calls that fill a handle.
 std::optional<EOutcome> AfterEmptyHandle(const THostCall& call) {
   if (Begins(call.text, "GetClass QRXSG_DeviceDriverInfo")) return EOutcome::kReturns;
-  if (Begins(call.text, "GetClass") && IsGuardedList(call)) return EOutcome::kReturns;
+  if (Begins(call.text, "GetClass ") && IsGuardedList(call)) return EOutcome::kReturns;
   for (const char* operation :
-       {"GetClass", "EnumerateInstances", "CreateInstance", "GetProperty", "GetProvider"}) {
+       {"GetClass ", "EnumerateInstances", "CreateInstance", "GetProperty", "GetProvider"}) {
     if (Begins(call.text, operation)) return EOutcome::kAssertionLeaves;
   }
   return std::nullopt;
