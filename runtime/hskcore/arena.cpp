@@ -1,9 +1,6 @@
 #include "runtime/hskcore/arena.h"
 
 #include <algorithm>
-#include <limits>
-
-#include "host/hskcore/exception.h"
 
 namespace svc {
 
@@ -30,14 +27,13 @@ char* TArena::AllocateSlowly(std::size_t size) {
 }
 
 TStoredText StoreText(TArena& arena, std::string_view text) {
-  if (text.size() > std::numeric_limits<std::uint32_t>::max() - sizeof(std::uint32_t)) {
-    throw NQRXHSK20::THSKException("A value of 4 GiB or more cannot be stored",
-                                   NQRXHSK20::THSKStatusCode::kFailed);
-  }
-  const auto length = static_cast<std::uint32_t>(text.size());
-  char* stored = arena.Allocate(sizeof length + text.size());
-  std::memcpy(stored, &length, sizeof length);
-  std::memcpy(stored + sizeof length, text.data(), text.size());
+  char length[kLongestLength];
+  char* end = length;
+  WriteLength(end, text.size());
+  const auto lengthSize = static_cast<std::size_t>(end - length);
+  char* stored = arena.Allocate(lengthSize + text.size());
+  std::memcpy(stored, length, lengthSize);
+  std::memcpy(stored + lengthSize, text.data(), text.size());
   return stored;
 }
 

@@ -37,16 +37,33 @@ class TArena {
   std::size_t blockSize = 0;
 };
 
-// A text in an arena: its length in four bytes, then its bytes. No alignment.
+// A length in as few bytes as it needs: seven bits in each, the lowest first, and the highest bit
+// set in all but the last. Written and read where `at` points, which is moved behind it.
+inline constexpr std::size_t kLongestLength = 10;
+
+inline void WriteLength(char*& at, std::uint64_t length) noexcept {
+  for (; length >= 0x80; length >>= 7) {
+    *at++ = static_cast<char>(length | 0x80);
+  }
+  *at++ = static_cast<char>(length);
+}
+
+inline std::uint64_t ReadLength(const char*& at) noexcept {
+  std::uint64_t length = static_cast<unsigned char>(*at) & 0x7f;
+  for (int shift = 7; (*at++ & 0x80) != 0; shift += 7) {
+    length |= (static_cast<std::uint64_t>(*at) & 0x7f) << shift;
+  }
+  return length;
+}
+
+// A text in an arena: its length, then its bytes.
 using TStoredText = const char*;
 
 inline std::string_view ViewOf(TStoredText text) noexcept {
-  std::uint32_t length;
-  std::memcpy(&length, text, sizeof length);
-  return {text + sizeof length, length};
+  const std::uint64_t length = ReadLength(text);
+  return {text, length};
 }
 
-// Throws THSKException (kFailed) for a text of 4 GiB or more.
 TStoredText StoreText(TArena& arena, std::string_view text);
 
 // A growing array whose elements never move and which copies none when it grows.

@@ -17,8 +17,8 @@ namespace {
 
 // The mark before an element: 0 for null, otherwise one more than the length of a text, and
 // kNumberMark before the eight bytes of a number.
-constexpr std::uint32_t kNullMark = 0;
-constexpr std::uint32_t kNumberMark = 1;
+constexpr std::uint64_t kNullMark = 0;
+constexpr std::uint64_t kNumberMark = 1;
 // A scratch buffer above this size is given back.
 constexpr std::size_t kLargestKept = 1 << 20;
 constexpr std::size_t kSmallest = 1024;
@@ -49,7 +49,7 @@ TCIMValue NumberValue(ECIMType type, std::uint64_t bits) {
 }
 
 TCIMValue TakeElement(ECIMType type, const char*& at) {
-  const auto mark = Take<std::uint32_t>(at);
+  const std::uint64_t mark = ReadLength(at);
   if (mark == kNullMark) {
     return TCIMValue::Null(type);
   }
@@ -110,18 +110,17 @@ void TArrayText::Reserve(std::size_t more) {
   bytes = std::move(grown);
 }
 
-char* TArrayText::AddMark(std::uint32_t mark, std::size_t following) {
-  Reserve(sizeof mark + following);
+char* TArrayText::AddMark(std::uint64_t mark, std::size_t following) {
+  Reserve(kLongestLength + following);
   char* at = bytes.get() + size;
-  std::memcpy(at, &mark, sizeof mark);
-  size += sizeof mark + following;
+  WriteLength(at, mark);
+  size = static_cast<std::size_t>(at - bytes.get()) + following;
   ++count;
-  return at + sizeof mark;
+  return at;
 }
 
 void TArrayText::AddText(std::string_view text) {
-  char* at = AddMark(static_cast<std::uint32_t>(text.size() + 1), text.size());
-  std::memcpy(at, text.data(), text.size());
+  std::memcpy(AddMark(text.size() + 1, text.size()), text.data(), text.size());
 }
 
 void TArrayText::AddNumber(std::uint64_t bits) {

@@ -27,8 +27,8 @@ bool IsStoredAsText(TForm form) noexcept;
 // The value of a cell. Its texts are borrowed: they must outlive it.
 NQRXHSK20::TCIMValue ValueOfCell(TForm form, TCell cell);
 
-// The bytes that stand for an array: the number of its elements in four bytes, then for each a mark
-// or length and its bytes. Reused from array to array.
+// The bytes that stand for an array: the number of its elements in four bytes, then for each a
+// mark, which tells its length, and its bytes. Reused from array to array.
 class TArrayText {
  public:
   void Begin();
@@ -40,7 +40,7 @@ class TArrayText {
 
  private:
   // Adds a mark and makes room for what follows it, which the caller writes.
-  char* AddMark(std::uint32_t mark, std::size_t following);
+  char* AddMark(std::uint64_t mark, std::size_t following);
   void Reserve(std::size_t more);
 
   std::unique_ptr<char[]> bytes;

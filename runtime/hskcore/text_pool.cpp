@@ -11,7 +11,6 @@ constexpr std::size_t kLongestShared = 1 << 16;
 // The table takes at most this part of the texts stored and saved, beyond a small allowance.
 constexpr std::uint64_t kTablePart = 4;
 constexpr std::uint64_t kAllowance = 4096;
-constexpr std::uint64_t kStoredTextHeader = sizeof(std::uint32_t);
 
 }  // namespace
 
@@ -27,12 +26,12 @@ TStoredText TTextPool::Intern(std::string_view text, TArena& arena) {
   for (std::size_t way = 0; way < kWays; ++way) {
     if (bucket.hashes[way] == hash && bucket.texts[way] != nullptr &&
         ViewOf(bucket.texts[way]) == text) {
-      savedBytes += text.size() + kStoredTextHeader;
+      savedBytes += text.size() + 1;
       return bucket.texts[way];
     }
   }
   const TStoredText stored = StoreText(arena, text);
-  storedBytes += text.size() + kStoredTextHeader;
+  storedBytes += text.size() + 1;
   GrowWithinBudget();
   Remember(stored, hash);
   return stored;

@@ -168,14 +168,30 @@ TEST(RepeatedText, IsStoredOnce) {
   EXPECT_LE(cost.memory.peakBytes, cost.document / 3);
 }
 
+// The first half is all different; the second half is ten texts.
 TEST(RepeatedText, IsStoredOnceThoughItBeginsToRepeatLate) {
   const auto late = [](TNamespaceWriter& writer, int count) {
-    return RepeatedTexts(writer, count, count / 2);
+    return RepeatedTexts(writer, count / 2, count / 2) + RepeatedTexts(writer, count / 2, 10);
+  };
+  const auto half = [](TNamespaceWriter& writer, int count) {
+    return RepeatedTexts(writer, count / 2, count / 2);
+  };
+  constexpr int kCount = 200000;
+  constexpr std::size_t kRow = 24 + 8;
+  const std::size_t second =
+      CostOf(late, kCount).memory.peakBytes - CostOf(half, kCount).memory.peakBytes;
+  EXPECT_LE(second, kCount / 2 * kRow * 3 / 2);
+}
+
+TEST(RepeatedText, IsStoredOnceThoughItRepeatsFarApart) {
+  const auto passes = [](TNamespaceWriter& writer, int count) {
+    return RepeatedTexts(writer, count, count / 8);
   };
   const auto never = [](TNamespaceWriter& writer, int count) {
     return RepeatedTexts(writer, count, count);
   };
-  EXPECT_LE(CostOf(late, 100000).memory.peakBytes * 6, CostOf(never, 100000).memory.peakBytes * 5);
+  EXPECT_LE(CostOf(passes, 200000).memory.peakBytes * 3,
+            CostOf(never, 200000).memory.peakBytes * 2);
 }
 
 TEST(RepeatedText, CostsLittleWhereThereIsNone) {
