@@ -37,9 +37,9 @@ class HSKCORE_API TCIMValue {
  public:
   // A null string.
   TCIMValue();
-  TCIMValue(const char* text);         // NOLINT(google-explicit-constructor): a text is a value
-  TCIMValue(std::string text);         // NOLINT(google-explicit-constructor)
-  TCIMValue(std::string_view text);    // NOLINT(google-explicit-constructor)
+  TCIMValue(const char* text);       // NOLINT(google-explicit-constructor): a text is a value
+  TCIMValue(std::string text);       // NOLINT(google-explicit-constructor)
+  TCIMValue(std::string_view text);  // NOLINT(google-explicit-constructor)
   TCIMValue(const TCIMValue& other);
   TCIMValue(TCIMValue&& other) noexcept;
   TCIMValue& operator=(const TCIMValue& other);

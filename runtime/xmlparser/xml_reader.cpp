@@ -22,8 +22,7 @@ std::size_t WholeBlocks(std::size_t length) {
 
 }  // namespace
 
-TXmlReader::TXmlReader(TDocumentText& text)
-    : text(text), at(text.Begin()), token(at) {
+TXmlReader::TXmlReader(TDocumentText& text) : text(text), at(text.Begin()), token(at) {
   note = &unknown.note;
   expected = &unknown.firstChild;
 }

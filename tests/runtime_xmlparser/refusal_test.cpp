@@ -1,7 +1,6 @@
 // What is refused, with which status, and how the text says where.
 #include <gtest/gtest.h>
 
-
 #include "host/hskcore/exception.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "loading.h"
