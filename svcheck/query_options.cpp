@@ -33,8 +33,9 @@ bool IsLive(const CIMContext& context) {
   return entry != context.end() && static_cast<std::string>(entry->second) == kLive;
 }
 
+// Without a repository there is nothing to trust: the download fails and says so itself.
 void DemandTrust(const TQueryOptions& options) {
-  if (!options.repositoryKey.empty() || options.allowUnsigned) return;
+  if (options.repository.empty() || !options.repositoryKey.empty() || options.allowUnsigned) return;
   throw TFailure(
       "a live catalogue needs somebody to trust: give --repository-key FILE, or --allow-unsigned",
       kExitUsage);
