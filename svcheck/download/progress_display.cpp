@@ -45,7 +45,7 @@ std::string Rate(const TDownloadProgress& progress, std::chrono::milliseconds ru
 }  // namespace
 
 std::string DownloadLine(const TDownloadProgress& progress, std::chrono::milliseconds running) {
-  if (progress.phase == EPhase::kWaiting) return "Waiting for another download to end";
+  if (progress.phase == EPhase::kWaiting) return "Waiting for the download folder";
   if (progress.phase == EPhase::kListing) return "Asking the repository";
   if (progress.phase == EPhase::kEnded) return "";
   const auto total = static_cast<double>(progress.bytesTotal);

@@ -1,0 +1,112 @@
+"""Live queries and checks of the program, from a repository that it published itself."""
+
+import json
+import os
+import subprocess
+import unittest
+from pathlib import Path
+
+from fault_server import FaultServer, slow
+from support import LiveTest, Nginx, clean_environment
+
+SOURCE = Path(__file__).resolve().parents[2]
+SVCHECK = os.environ["SVCHECK"]
+SAMPLE = SOURCE / "data" / "sample"
+
+
+class Program(LiveTest):
+    def setUp(self):
+        super().setUp()
+        content = (SAMPLE / "catalogue" / "index.xml").read_bytes()
+        self.repository.contents["sample.xml"] = content
+        (self.repository.folder / "files" / "sample.xml").write_bytes(content)
+        folder = str(self.repository.folder)
+        self.svcheck("repository", "build", folder)
+        self.svcheck("repository", "sign", folder, "--secret-key", self.keys.secret)
+        self.folder = self.work / "drives" / "c" / "QRX_Support" / "SV"
+
+    def svcheck(self, *arguments, status=0):
+        process = subprocess.run([SVCHECK, *arguments], capture_output=True, text=True,
+                                 env=clean_environment(HOME=str(self.work)))
+        self.assertEqual(process.returncode, status, process.stderr + process.stdout)
+        return process
+
+    def serve(self):
+        server = Nginx(self.server_folder, self.repository.folder)
+        self.addCleanup(server.stop)
+        return server.address
+
+    def live(self, address):
+        return ["--repository", address, "--repository-key", self.keys.public,
+                "--drive-root", str(self.work / "drives"),
+                "--inventory", str(SAMPLE / "inventory.xml")]
+
+    def query(self, address, *more):
+        return self.svcheck("query", "--context", "svPath=_live_", *self.live(address), *more)
+
+    def test_a_live_query_delivers_what_the_folder_query_delivers(self):
+        live = [json.loads(line) for line in self.query(self.serve()).stdout.splitlines()
+                if line.startswith("{")]
+        self.assertGreater(len(live), 0)
+        self.assertEqual(self.present(), self.repository.contents)
+        folder = self.svcheck("query", "--context", f"svPath={SAMPLE / 'catalogue'}",
+                              "--inventory", str(SAMPLE / "inventory.xml")).stdout
+        for record in live:
+            self.assertIn(json.dumps(record["Name"]), folder)
+
+    def test_a_failed_download_ends_the_query_with_its_number(self):
+        self.repository.signature.unlink()
+        log = self.work / "log"
+        process = self.query(self.serve(), "--log", str(log))
+        self.assertIn("Warning: Cannot reach server", process.stdout)
+        self.assertIn("svcheck: download: the repository is not signed", process.stderr)
+        self.assertIn("SV download failed, return value: 30", log.read_text())
+
+    def test_a_check_says_why_the_download_failed(self):
+        self.repository.signature.unlink()
+        process = self.svcheck("check", "--live", "--format", "json", *self.live(self.serve()),
+                               status=4)
+        report = json.loads(process.stdout)
+        self.assertTrue(any("not signed" in error for error in report["errors"]), report)
+
+    def test_offline_uses_what_was_downloaded_before(self):
+        address = self.serve()
+        before = self.query(address).stdout
+        after = self.query("http://127.0.0.1:1", "--offline")
+        self.assertEqual((after.stdout, after.stderr), (before, ""))
+
+    def test_whom_to_trust_has_to_be_said(self):
+        process = self.svcheck("query", "--context", "svPath=_live_", "--repository",
+                               "http://127.0.0.1:1", "--inventory", str(SAMPLE / "inventory.xml"),
+                               status=64)
+        self.assertIn("--repository-key", process.stderr)
+
+    def test_progress_is_shown_when_asked_for(self):
+        process = self.svcheck("check", "--live", "--progress", "always", *self.live(self.serve()))
+        self.assertIn("Asking the repository", process.stderr)
+        self.assertIn("of 1 files", process.stderr)
+
+    def test_a_check_stops_within_a_second(self):
+        server = FaultServer(self.repository)
+        self.addCleanup(server.stop)
+        server.faults["files/sample.xml"] = slow(server)
+        process = subprocess.Popen([SVCHECK, "check", "--live", *self.live(server.address)],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                                   env=clean_environment(HOME=str(self.work)))
+        while not any("sample.xml" in path for path, _ in server.requests):
+            self.assertIsNone(process.poll())
+        process.terminate()
+        process.communicate(timeout=2)
+        self.assertNotEqual(process.returncode, 0)
+        self.assertEqual(self.present(), {})
+        self.assertFalse(self.folder.with_name("SV.part").exists())
+
+    def test_nothing_of_networks_is_loaded_at_the_start(self):
+        libraries = subprocess.run(["ldd", SVCHECK], capture_output=True, text=True).stdout
+        self.assertIn("libacquire", libraries)
+        for name in ("curl", "gcrypt", "ssl"):
+            self.assertNotIn(name, libraries)
+
+
+if __name__ == "__main__":
+    unittest.main()
