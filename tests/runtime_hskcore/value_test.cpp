@@ -159,7 +159,8 @@ TEST(Value, SharesNothingWithItsCopy) {
   TCIMValue copy = source;
   source = TCIMValue("b");
   EXPECT_EQ(copy.ToString(10), "a");
-  copy = copy;
+  const TCIMValue& itself = copy;
+  copy = itself;
   EXPECT_EQ(copy.ToString(10), "a");
   const TCIMValue moved = std::move(copy);
   EXPECT_EQ(moved.ToString(10), "a");
