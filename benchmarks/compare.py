@@ -93,7 +93,7 @@ def ratio(samples, base):
     return statistics.median(a["seconds"] / b["seconds"] for a, b in zip(samples, base))
 
 
-def compare_sizes(bench, sizes, slow):
+def compare_sizes(bench, sizes, rivals_up_to):
     results = []
     for size in sizes:
         folder = bench.catalogue(f"catalogue-{size}", "--elements", str(size))
@@ -105,7 +105,7 @@ def compare_sizes(bench, sizes, slow):
                 name == BASE}
         samples = bench.side_by_side(quick, 15 if size < 100_000 else 5)
         rows = [row(name, samples[name], samples[BASE], file_size) for name in quick]
-        if slow:
+        if size <= rivals_up_to:
             samples = bench.side_by_side(rest, 5)
             rows += [row(name, samples[name], samples[BASE], file_size)
                      for name in rest if name != BASE]
@@ -228,7 +228,8 @@ def main():
     parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build" / "bench")
     parser.add_argument("--sizes", default="1000,10000,100000")
     parser.add_argument("--work", type=pathlib.Path, help="keep what is made here")
-    parser.add_argument("--quick", action="store_true", help="leave the slow rivals out")
+    parser.add_argument("--rivals-up-to", type=int, default=100_000, metavar="ELEMENTS",
+                        help="leave the slow rivals out for larger catalogues")
     parser.add_argument("--json", type=pathlib.Path)
     parser.add_argument("--docs", type=pathlib.Path)
     arguments = parser.parse_args()
@@ -236,7 +237,7 @@ def main():
         bench = Bench(arguments.build.resolve(), arguments.work or pathlib.Path(temporary))
         bench.work.mkdir(parents=True, exist_ok=True)
         sizes = compare_sizes(bench, [int(s) for s in arguments.sizes.split(",")],
-                              not arguments.quick)
+                              arguments.rivals_up_to)
         report = {"sizes": sizes, "growth": growth(sizes), "families": compare_families(bench),
                   "rest": compare_rest(bench)}
     print_tables(report)

@@ -69,8 +69,7 @@ def instance(class_name, properties):
             "        </INSTANCE>\n      </VALUE.OBJECT>\n")
 
 
-def driver_name(number):
-    return f"{'abcdefghijklmnopqrstuvwxyz'[number % 26]}drv{number:04d}.sys"
+DRIVERS = [f"{'abcdefghijklmnopqrstuvwxyz'[n % 26]}drv{n:04d}.sys" for n in range(OFFERED_DRIVERS)]
 
 
 class CatalogueMaker:
@@ -91,8 +90,8 @@ class CatalogueMaker:
         count = self.random.randint(18, 36)
         first = self.random.randrange(OFFERED_DRIVERS - count)
         version = f"{self.random.randint(1, 9)}.{self.random.randint(0, 99)}"
-        return " ".join(f"{driver_name(first + i)}-#{version}.{i}.{first % 97}"
-                        for i in range(count))
+        return " ".join([f"{driver}-#{version}.{i}.{first % 97}"
+                         for i, driver in enumerate(DRIVERS[first:first + count])])
 
     def text(self, sentences):
         return " ".join(self.random.sample(SENTENCES, sentences))
@@ -163,8 +162,8 @@ def write_inventory(folder):
     ]
     for number in sorted(rng.sample(range(OFFERED_DRIVERS), INSTALLED_DRIVERS)):
         objects.append(("QRXSG_DeviceDriverInfo", {
-            "Name": driver_name(number)[:-4],
-            "Path": f"C:\\Windows\\system32\\drivers\\{driver_name(number)}",
+            "Name": DRIVERS[number][:-4],
+            "Path": f"C:\\Windows\\system32\\drivers\\{DRIVERS[number]}",
             "Version": f"{rng.randint(1, 9)}.{rng.randint(0, 99)}.0.{number % 97}",
             "CurrentState": "4"}))
     with open(folder / "inventory.xml", "w", encoding="utf-8", newline="\n") as out:

@@ -11,30 +11,63 @@ constexpr std::size_t kLongestShared = 1 << 16;
 // The table takes at most this part of the texts stored and saved, beyond a small allowance.
 constexpr std::uint64_t kTablePart = 4;
 constexpr std::uint64_t kAllowance = 4096;
+// After so many looks it is decided how many texts the next ones may leave out: none where more
+// than one in eight was found, ever more where hardly one was.
+constexpr std::uint32_t kLooksToJudge = 64;
+constexpr std::uint32_t kFindsToLookAlways = 8;
+constexpr std::uint32_t kFindsToLookLess = 2;
+constexpr std::uint32_t kLongestStride = 16;
 
 }  // namespace
 
 TStoredText TTextPool::Intern(std::string_view text, TArena& arena) {
-  if (text.size() > kLongestShared) {
+  if (text.size() > kLongestShared || IsSkipped()) {
     return StoreText(arena, text);
   }
   const auto hash = static_cast<std::uint32_t>(HashText(text, HashSeed()));
   if (buckets.empty()) {
     buckets.resize(1);
   }
-  const TBucket& bucket = BucketOf(hash);
-  for (std::size_t way = 0; way < kWays; ++way) {
-    if (bucket.hashes[way] == hash && bucket.texts[way] != nullptr &&
-        ViewOf(bucket.texts[way]) == text) {
-      savedBytes += text.size() + 1;
-      return bucket.texts[way];
-    }
+  if (const TStoredText found = Find(text, hash)) {
+    ++finds;
+    savedBytes += text.size() + 1;
+    return found;
   }
   const TStoredText stored = StoreText(arena, text);
   storedBytes += text.size() + 1;
   GrowWithinBudget();
   Remember(stored, hash);
   return stored;
+}
+
+// Looking for a text that is in no cache costs more than storing it. Where texts do not repeat only
+// a sample is looked up; it shows when they begin to.
+bool TTextPool::IsSkipped() noexcept {
+  if (toSkip != 0) {
+    --toSkip;
+    return true;
+  }
+  if (++looks == kLooksToJudge) {
+    if (finds >= kFindsToLookAlways) {
+      stride = 1;
+    } else if (finds <= kFindsToLookLess) {
+      stride = std::min(stride * 2, kLongestStride);
+    }
+    looks = finds = 0;
+  }
+  toSkip = stride - 1;
+  return false;
+}
+
+TStoredText TTextPool::Find(std::string_view text, std::uint32_t hash) noexcept {
+  const TBucket& bucket = BucketOf(hash);
+  for (std::size_t way = 0; way < kWays; ++way) {
+    if (bucket.hashes[way] == hash && bucket.texts[way] != nullptr &&
+        ViewOf(bucket.texts[way]) == text) {
+      return bucket.texts[way];
+    }
+  }
+  return nullptr;
 }
 
 // A full bucket forgets the text that the hash's upper bits choose.

@@ -29,6 +29,9 @@ class TTextPool {
   };
 
   TBucket& BucketOf(std::uint32_t hash) noexcept { return buckets[hash & (buckets.size() - 1)]; }
+  // Null when it is not known.
+  TStoredText Find(std::string_view text, std::uint32_t hash) noexcept;
+  bool IsSkipped() noexcept;
   void Remember(TStoredText text, std::uint32_t hash) noexcept;
   void GrowWithinBudget();
 
@@ -36,6 +39,11 @@ class TTextPool {
   std::uint64_t storedBytes = 0;
   std::uint64_t savedBytes = 0;
   std::uint32_t known = 0;
+  // One text in `stride` is looked up; how many are left to skip, and what the last looks gave.
+  std::uint32_t stride = 1;
+  std::uint32_t toSkip = 0;
+  std::uint32_t looks = 0;
+  std::uint32_t finds = 0;
 };
 
 }  // namespace svc

@@ -196,12 +196,19 @@ bool TCimBuilder::ReadNullOrSkip(const TProperty& property, bool isArray) {
   return true;
 }
 
+// Of a tag that was met before the note says which attribute is the name and what the type is.
 TCimBuilder::TProperty TCimBuilder::PropertyOfTag() {
-  const std::string_view name = tokens.Required("NAME");
-  const auto written = tokens.Reader().Attribute("TYPE");
-  const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
-  if (!type) tokens.Reader().Fail("unknown TYPE \"" + std::string(*written) + "\"");
-  return {name, *type};
+  TXmlReader& reader = tokens.Reader();
+  TTagNote& note = reader.Note();
+  if (note.detail == 0) {
+    (void)tokens.Required("NAME");
+    const auto written = reader.Attribute("TYPE");
+    const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
+    if (!type) reader.Fail("unknown TYPE \"" + std::string(*written) + "\"");
+    note.number = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
+    note.detail = static_cast<std::uint32_t>(*type) + 1;
+  }
+  return {reader.AttributeValue(note.number), static_cast<ECIMType>(note.detail - 1)};
 }
 
 void TCimBuilder::RefuseSecondValue(bool hasValue, const TProperty& property) {

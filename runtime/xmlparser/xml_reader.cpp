@@ -200,10 +200,16 @@ bool TXmlReader::ReadCharacters() {
   return !content.empty();
 }
 
+std::size_t TXmlReader::AttributeNumber(std::string_view attributeName) const {
+  std::size_t number = 0;
+  while (number != attributes.size() && attributes[number].Name(token) != attributeName) ++number;
+  return number;
+}
+
 std::optional<std::string_view> TXmlReader::Attribute(std::string_view attributeName) const {
-  for (const TAttribute& attribute : attributes)
-    if (attribute.Name(token) == attributeName) return attribute.Value(token);
-  return {};
+  const std::size_t number = AttributeNumber(attributeName);
+  if (number == attributes.size()) return {};
+  return AttributeValue(number);
 }
 
 }  // namespace svc::xml

@@ -44,8 +44,14 @@ class TXmlReader {
   std::string_view Name() const { return name; }
   // A text, or what follows an instruction's target.
   std::string_view Text() const { return content; }
-  // REQUIRES: the last token was kStart; so for Note.
+  // REQUIRES: the last token was kStart; so for all that follow.
   std::optional<std::string_view> Attribute(std::string_view attributeName) const;
+  // The same in two steps: the attribute's number, which holds for all tags of the same bytes (none
+  // counts as the number of attributes), and the value of the attribute of that number.
+  std::size_t AttributeNumber(std::string_view attributeName) const;
+  std::string_view AttributeValue(std::size_t number) const {
+    return attributes[number].Value(token);
+  }
   // What the caller noted about the last tag when the same bytes were met before. The reference
   // is valid until the next token.
   TTagNote& Note() { return *note; }
