@@ -138,10 +138,12 @@ def records_difference(expected, actual):
 
 
 def tree(folder):
-    """The files below a folder and their contents."""
+    """The files below a folder and their contents; the downloads' own lock is nobody's answer."""
     found = {}
     for parent, _folders, names in os.walk(folder):
         for name in names:
+            if name.endswith(".lock"):
+                continue
             path = os.path.join(parent, name)
             with open(path, "rb") as file:
                 found[os.path.relpath(path, folder)] = file.read()

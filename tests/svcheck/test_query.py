@@ -3,6 +3,7 @@
 import json
 import os
 import signal
+import socket
 import subprocess
 import time
 
@@ -121,7 +122,8 @@ class WrongUse(ProgramTest):
         for arguments in (["query"], [*good, "--unknown"], [*good, "--log-level", "5"],
                           [*good, "--log-level", "x"], [*good, "--context", "svPath"],
                           [*good, "--context", "=x"], [*good, "stray"], ["--inventory"],
-                          ["qeury"], [*good, "--context", "svPath=_live_"],
+                          ["qeury"],
+                          [*good, "--context", "svPath=_live_", "--repository", "http://localhost"],
                           [*good, "--allow-unsigned", "--repository-key", "k"]):
             with self.subTest(arguments):
                 self.assert_failed(self.run_program(*arguments), 64)
@@ -221,19 +223,21 @@ class BadInput(ProgramTest):
 
 class Interruption(ProgramTest):
     def test_leaves_nothing_half_written(self):
-        fifo = self.folder / "inventory.xml"
-        os.mkfifo(fifo)
+        silent = socket.create_server(("127.0.0.1", 0))
+        self.addCleanup(silent.close)
+        url = f"http://127.0.0.1:{silent.getsockname()[1]}"
         for number in (signal.SIGINT, signal.SIGTERM):
             with self.subTest(number):
                 records = self.folder / "records.json"
-                with subprocess.Popen([PROGRAM, "query", "--inventory", fifo, "--records", records],
-                                      cwd=self.folder) as process:
-                    for _ in range(500):
-                        if self.leftovers():
-                            break
-                        time.sleep(0.01)
-                    process.send_signal(number)
-                    self.assertEqual(process.wait(10), -number)
+                with subprocess.Popen(
+                        [PROGRAM, "query", "--inventory", self.inventory(), "--records", records,
+                         "--context", "svPath=_live_", "--repository", url, "--allow-unsigned",
+                         "--drive-root", self.folder / "drives"],
+                        cwd=self.folder, stdout=subprocess.DEVNULL,
+                        stderr=subprocess.DEVNULL) as process:
+                    with silent.accept()[0]:  # The download waits from here on.
+                        process.send_signal(number)
+                        self.assertEqual(process.wait(10), -number)
                 self.assertEqual(self.leftovers(), [])
                 self.assertFalse(records.exists())
 
