@@ -49,6 +49,8 @@ class _TreeReader:
         self.parser.ProcessingInstructionHandler = self._instruction
         self.parser.XmlDeclHandler = self._declaration
         self.parser.StartDoctypeDeclHandler = self._doctype
+        # Behind a document type an entity may be declared where nobody looks: its text is unknown.
+        self.parser.SkippedEntityHandler = lambda name, _parameter: _refuse(f"entity {name}")
 
     def read(self, data):
         try:
