@@ -1,0 +1,38 @@
+#include <windows.h>
+
+#include <cstdlib>
+
+#include "svcheck/paths.h"
+
+namespace fs = std::filesystem;
+
+namespace svc {
+
+namespace {
+
+fs::path UserFolder(const wchar_t* variable) {
+  const wchar_t* own = _wgetenv(variable);
+  const wchar_t* machine = _wgetenv(L"ProgramData");
+  if (own == nullptr || own[0] == L'\0') own = machine != nullptr ? machine : L"C:\\ProgramData";
+  return fs::path(own) / "svcheck";
+}
+
+}  // namespace
+
+fs::path ProgramFolder() {
+  std::wstring program(32768, L'\0');
+  program.resize(GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size())));
+  return fs::path(program).parent_path();
+}
+
+fs::path DefaultDataFolder() { return ProgramFolder().parent_path() / "share" / "svcheck"; }
+
+fs::path DefaultPlugin() { return ProgramFolder() / "svchecker.dll"; }
+
+fs::path Absolute(const std::string& path) { return fs::absolute(path).lexically_normal(); }
+
+// What belongs to this machine, and what follows the user to others.
+fs::path StateFolder() { return UserFolder(L"LOCALAPPDATA"); }
+fs::path ConfigFolder() { return UserFolder(L"APPDATA"); }
+
+}  // namespace svc

@@ -1,0 +1,95 @@
+#include <fcntl.h>
+#include <io.h>
+#include <process.h>
+#include <share.h>
+#include <sys/stat.h>
+#include <windows.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "svcheck/failure.h"
+#include "svcheck/process.h"
+
+namespace svc {
+
+namespace {
+
+constexpr int kStandardOutput = 1;
+
+HANDLE OutputConsole() { return GetStdHandle(STD_OUTPUT_HANDLE); }
+
+bool IsConsole(DWORD stream) {
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(stream), &mode) != 0;
+}
+
+// A file that the system removes with its last handle.
+int OpenScratchFile() {
+  wchar_t folder[MAX_PATH + 1];
+  wchar_t path[MAX_PATH + 1];
+  if (GetTempPathW(MAX_PATH, folder) == 0 || GetTempFileNameW(folder, L"svc", 0, path) == 0)
+    return -1;
+  int file = -1;
+  _wsopen_s(&file, path, _O_RDWR | _O_CREAT | _O_TEMPORARY | _O_BINARY | _O_NOINHERIT, _SH_DENYRW,
+            _S_IREAD | _S_IWRITE);
+  return file;
+}
+
+}  // namespace
+
+int ProcessId() noexcept { return _getpid(); }
+
+// The C runtime leaves a closed standard stream without a number that a file could take. What the
+// program writes is UTF-8, and a console shows it so.
+void GuardStandardStreams() noexcept {
+  if (IsConsole(STD_OUTPUT_HANDLE) || IsConsole(STD_ERROR_HANDLE)) SetConsoleOutputCP(CP_UTF8);
+}
+
+bool StandardOutputIsTerminal() noexcept { return IsConsole(STD_OUTPUT_HANDLE); }
+bool StandardErrorIsTerminal() noexcept { return IsConsole(STD_ERROR_HANDLE); }
+
+int TerminalWidth() noexcept {
+  CONSOLE_SCREEN_BUFFER_INFO info;
+  if (!GetConsoleScreenBufferInfo(OutputConsole(), &info)) return 0;
+  return info.srWindow.Right - info.srWindow.Left + 1;
+}
+
+TCapturedOutput::TCapturedOutput() {
+  std::fflush(stdout);
+  kept = _dup(kStandardOutput);
+  captured = OpenScratchFile();
+  if (kept == -1 || captured == -1 || _dup2(captured, kStandardOutput) == -1) {
+    const int error = errno;
+    Restore();
+    throw TFailure("cannot redirect standard output: " + std::generic_category().message(error) +
+                   "; check the folder for temporary files");
+  }
+}
+
+TCapturedOutput::~TCapturedOutput() { Restore(); }
+
+void TCapturedOutput::Restore() noexcept {
+  std::fflush(stdout);
+  if (kept != -1) {
+    _dup2(kept, kStandardOutput);
+    _close(kept);
+  }
+  if (captured != -1) _close(captured);
+  kept = captured = -1;
+}
+
+std::string TCapturedOutput::Take() {
+  std::fflush(stdout);
+  std::string text;
+  char block[4096];
+  _lseeki64(captured, 0, SEEK_SET);
+  for (int count = 0; (count = _read(captured, block, sizeof block)) > 0;)
+    text.append(block, static_cast<std::size_t>(count));
+  Restore();
+  return text;
+}
+
+}  // namespace svc
