@@ -59,7 +59,7 @@ constexpr std::array<TDispatchRow, 20> kDispatchChain = {{
     {{"description", "BIOS and Firmware Update for the SAS Expansion Card (HBXe) for QRX Rackwell"},
      &TFirmwareRun::CompareIntegratedRAID},
 }};
-static_assert(kDispatchChain.back().branch != nullptr, "every row names its branch");
+static_assert(!kDispatchChain.back().test.needle.empty(), "every row is filled");
 
 // By component, in the order of EComponent.
 constexpr std::array<std::string_view, static_cast<std::size_t>(EComponent::kCount)>
