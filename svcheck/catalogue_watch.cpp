@@ -13,29 +13,35 @@ namespace svc {
 
 class TWatchingProvider : public INamespaceProvider {
  public:
-  explicit TWatchingProvider(boost::shared_ptr<INamespaceProvider> watched)
-      : watched(std::move(watched)) {}
+  TWatchingProvider(boost::shared_ptr<INamespaceProvider> watched, IReadObserver* observer)
+      : watched(std::move(watched)), observer(observer) {}
 
   std::string GetName() const override { return watched->GetName(); }
   boost::shared_ptr<ICIMNamespace> CreateNamespace(const CIMContext& context, int flags,
                                                    const std::string& name) override {
     last = watched->CreateNamespace(context, flags, name);
+    if (observer != nullptr) SetReadObserver(last, observer);
     return last;
   }
 
   boost::shared_ptr<INamespaceProvider> watched;
   boost::shared_ptr<ICIMNamespace> last;
+  IReadObserver* observer;  // Not owned.
 };
 
-TCatalogueWatch::TCatalogueWatch() {
+TCatalogueWatch::TCatalogueWatch(IReadObserver* observer) {
   const auto manager = TRootObject::GetNamespaceProviderManager();
-  provider =
-      boost::shared_ptr<TWatchingProvider>(new TWatchingProvider(manager->GetProvider("inmem")));
+  provider = boost::shared_ptr<TWatchingProvider>(
+      new TWatchingProvider(manager->GetProvider("inmem"), observer));
   manager->RegisterProvider(provider);
 }
 
 TCatalogueWatch::~TCatalogueWatch() {
   TRootObject::GetNamespaceProviderManager()->RegisterProvider(provider->watched);
+}
+
+const boost::shared_ptr<ICIMNamespace>& TCatalogueWatch::Catalogue() const {
+  return provider->last;
 }
 
 std::optional<std::uint64_t> TCatalogueWatch::CountElements() const {

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "host/hskcore/cim.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 
 namespace svc {
 
@@ -19,11 +20,14 @@ class TWatchingProvider;
 // Used by one thread.
 class TCatalogueWatch {
  public:
-  TCatalogueWatch();
+  // `observer`, where there is one, sees what is read of each such namespace.
+  explicit TCatalogueWatch(IReadObserver* observer = nullptr);
   ~TCatalogueWatch();
   TCatalogueWatch(const TCatalogueWatch&) = delete;
   TCatalogueWatch& operator=(const TCatalogueWatch&) = delete;
 
+  // Empty when no catalogue was made.
+  const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& Catalogue() const;
   // The update elements of the catalogue; none when no catalogue was made.
   std::optional<std::uint64_t> CountElements() const;
 

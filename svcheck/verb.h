@@ -30,6 +30,7 @@ using TRunVerb = int(int count, char** arguments);
 
 TMakeVerb MakeCheck;
 TMakeVerb MakeCollect;
+TMakeVerb MakeExplain;
 TMakeVerb MakeQuery;
 
 struct TVerb {
@@ -48,6 +49,10 @@ inline constexpr std::array kVerbs = {
           "svcheck check --catalogue /srv/catalogue --inventory machine.xml --fail-on outdated\n"
           "svcheck check --live --repository https://updates.example/sv "
           "--repository-key updates.pub\n"},
+    TVerb{"explain", "Tell for each update element why it is, or is not, in the report",
+          MakeExplain,
+          "svcheck explain --catalogue /srv/catalogue\n"
+          "svcheck explain --catalogue /srv/catalogue --inventory machine.xml e1000e\n"},
     TVerb{"collect", "Write the inventory of this machine", MakeCollect,
           "svcheck collect --output machine.xml\n"
           "svcheck collect --redact\n"},

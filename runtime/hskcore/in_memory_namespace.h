@@ -22,6 +22,21 @@ inline constexpr TClassId kNoClass = std::numeric_limits<TClassId>::max();
 // A new, empty in-memory namespace.
 HSKCORE_API boost::shared_ptr<NQRXHSK20::ICIMNamespace> MakeInMemoryNamespace();
 
+// Sees what is read of a namespace, before the reader gets it; also what turns out not to be there.
+class HOST_INTERFACE IReadObserver {
+ public:
+  virtual ~IReadObserver() = default;
+  virtual void OnGetClass(std::string_view className) = 0;
+  // Of an instance that the namespace holds, which stays where it is as long as the namespace
+  // lives.
+  virtual void OnGetProperty(const NQRXHSK20::ICIMInstance& instance, std::string_view name) = 0;
+};
+
+// From here on `observer` sees every read; null for none. The caller keeps it alive until then.
+// Throws THSKException when `target` is empty or no in-memory namespace.
+HSKCORE_API void SetReadObserver(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
+                                 IReadObserver* observer);
+
 // Writes one class or instance at a time: Begin..., its properties, then Finish or Abandon. A class
 // shows in the namespace at once, an instance when it is finished. Names and texts are views of
 // the caller's memory, which no call keeps. Names compare without regard to ASCII case.

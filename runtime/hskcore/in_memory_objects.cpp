@@ -64,6 +64,7 @@ void TStoredInstance::Commit(const CIMContext&) {
 
 void TStoredInstance::GetProperty(boost::shared_ptr<ICIMProperty>& property, std::string_view name,
                                   const CIMContext&) const {
+  if (IReadObserver* const observer = owner->Observer()) observer->OnGetProperty(*this, name);
   property = owner->PropertyOf(row, name);
 }
 
@@ -103,6 +104,7 @@ void TCreatedInstance::SetPropertyValue(std::string_view name, const TCIMValue& 
 
 void TInMemoryNamespace::GetClass(boost::shared_ptr<ICIMClass>& cimClass, std::string_view name,
                                   const CIMContext&) {
+  if (observer != nullptr) observer->OnGetClass(name);
   const TClassId id = state.FindClass(name);
   if (id == kNoClass) {
     throw THSKException("There is no class \"" + std::string(name) + "\"",

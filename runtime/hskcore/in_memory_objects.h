@@ -12,6 +12,7 @@
 
 #include "host/hskcore/cim.h"
 #include "runtime/hskcore/cim_state.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/property_finder.h"
 
 namespace svc {
@@ -88,6 +89,9 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   TRowId Store(TClassId id, const std::map<TNameId, NQRXHSK20::TCIMValue>& values);
   void SetProperty(TRowId row, std::string_view name, const NQRXHSK20::TCIMValue& value);
 
+  void SetObserver(IReadObserver* newObserver) noexcept { observer = newObserver; }
+  IReadObserver* Observer() const noexcept { return observer; }
+
   TCimState& State() noexcept { return state; }
   const TCimState& State() const noexcept { return state; }
 
@@ -107,6 +111,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   std::pair<TForm, TCell> Encode(TNameId name, const NQRXHSK20::TCIMValue& value);
 
   TCimState state;
+  IReadObserver* observer = nullptr;  // Not owned.
   TPropertyFinder finder;
   // Handed out before and likely to be again: many instances share a value. Made when the first
   // property is asked for.

@@ -211,6 +211,10 @@ boost::shared_ptr<ICIMClass> TNamespaceWriter::ClassHandle(TClassId id) const {
   return state->target->ClassHandle(id);
 }
 
+void SetReadObserver(const boost::shared_ptr<ICIMNamespace>& target, IReadObserver* observer) {
+  InMemory(target)->SetObserver(observer);
+}
+
 boost::shared_ptr<ICIMNamespace> MakeInMemoryNamespace() {
   return boost::make_shared<TInMemoryNamespace>();
 }

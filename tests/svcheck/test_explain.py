@@ -1,0 +1,196 @@
+"""`svcheck explain`: each reason for which something is, or is not, in the report."""
+
+from program import (MACHINE, SAMPLE, SYSTEM, ProgramTest, bios, element, main)
+
+BIOS_UPDATE = {"name": "bios", "description": "BIOS Update", "Version": "1.1-[YUE112A]-"}
+
+
+def driver(file, state="4", version="1.0"):
+    return ("QRXSG_DeviceDriverInfo",
+            {"Path": f"C:\\drivers\\{file}", "Version": version, "CurrentState": state})
+
+
+class Explain(ProgramTest):
+    def explain(self, elements, *instances, component=None):
+        arguments = ["--catalogue", self.catalogue(*elements),
+                     "--inventory", self.inventory(MACHINE, SYSTEM, *instances)]
+        result = self.run_program("explain", *arguments, *([component] if component else []))
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        return result.stdout
+
+    def reason(self, *instances, **properties):
+        """The block of the one element of a catalogue."""
+        return self.explain([element(name="it", **properties)], *instances).split("\n\n")[0]
+
+    def test_an_element_for_another_machine_type(self):
+        block = self.reason(description="BIOS Update", applicableMachineTypes=["-[4639]-"])
+        self.assertIn('Not for machine type 4638: it is for -[4639]-.', block)
+
+    def test_only_elements_for_other_machine_types(self):
+        text = self.explain([element(name="a", applicableMachineTypes=["4638"]),
+                             element(name="b", applicableMachineTypes=[])])
+        self.assertEqual(text.count("Not for machine type 4638"), 2)
+        self.assertIn("Of 2 update elements:\n      2 for other machine types\n", text)
+
+    def test_a_record_names_the_tests_that_held(self):
+        block = self.reason(bios("YUE110B"), description="BIOS Update and uEFI",
+                            Version="1.1-[YUE112A]-")
+        self.assertIn("In the report.", block)
+        self.assertIn('test 1 held: description "BIOS Update and uEFI"', block)
+        self.assertIn('test 2 held: description "BIOS Update and uEFI"', block)
+        self.assertIn('record: "System BIOS", installed "YUE110B", offered "YUE112A"', block)
+        self.assertIn('record: "System UEFI", installed "YUE110B", offered "YUE112A"', block)
+
+    def test_the_row_of_the_chain_is_told_by_its_position_and_property(self):
+        block = self.reason(description="Some BMC", category="BMC/H8")
+        self.assertIn('held: category "BMC/H8"', block)
+        self.assertNotIn("In the report", block)
+
+    def test_an_element_of_no_component(self):
+        block = self.reason(description="Wallpaper", category="Fun")
+        self.assertIn("No firmware: none of 24 tests found a component that it updates.", block)
+        self.assertIn('tested: description "Wallpaper"', block)
+        self.assertIn('tested: category "Fun"', block)
+
+    def test_further_tests_that_none_holds(self):
+        block = self.reason(description="Some other processor", category="BMC/H8")
+        self.assertIn("its category was recognised, but none of 4 further tests held", block)
+
+    def test_an_empty_inventory_value(self):
+        block = self.reason(("QRXSG_IPMIFirmwareElement", {"Name": "BMC", "Version": ""}),
+                            description="Baseboard Management Controller", category="BMC/H8")
+        self.assertIn("nothing installed fits it; empty in the inventory is QRXSG_IPMIFirmwareElement.Version.", block)
+        self.assertIn('installed: QRXSG_IPMIFirmwareElement.Name "BMC"', block)
+
+    def test_an_inventory_without_the_component(self):
+        block = self.reason(description="Baseboard Management Controller", category="BMC/H8")
+        self.assertIn("the inventory has no instance of QRXSG_IPMIFirmwareElement.", block)
+
+    def test_a_system_bios_is_recorded_without_an_installed_one(self):
+        block = self.reason(description="BIOS Update", Version="2")
+        self.assertIn("installed: QRXSG_SystemBIOSElement: no instance", block)
+        self.assertIn('record: "System BIOS", installed "", offered "2"', block)
+
+    def test_an_installed_build_of_another_prefix(self):
+        block = self.reason(("QRXSG_SPROMFirmwareVPDMain",
+                             {"Name": "ISCP", "BuildNumber": "AAAA1", "Version": "1"}),
+                            description="Integrated System Control Processor",
+                            Version="1-[BBBB1]-")
+        self.assertIn("No firmware record: nothing installed fits it.", block)
+        self.assertIn('QRXSG_SPROMFirmwareVPDMain.BuildNumber "AAAA1"', block)
+
+    def test_an_identifier_that_the_driver_files_do_not_name(self):
+        block = self.reason(("QRXSG_BcmDeviceFirmwareElement",
+                             {"Name": "n", "SoftwareElementID": "BCM1", "Version": "4.4"}),
+                            description="Broadcom NetXtreme and NetXtreme II Firmware",
+                            driverFiles="bcm2-#5.0 ")
+        self.assertIn('installed "4.4", offered "4.4"', block)
+        self.assertIn("no text of the element holds that: what is installed is shown as offered",
+                      block)
+
+    def test_an_identifier_that_the_driver_files_name(self):
+        block = self.reason(("QRXSG_BcmDeviceFirmwareElement",
+                             {"Name": "n", "SoftwareElementID": "BCM1", "Version": "5.0"}),
+                            description="Broadcom NetXtreme and NetXtreme II Firmware",
+                            driverFiles="bcm1-#5.0 ")
+        self.assertIn('installed "5.0", offered "5.0"', block)
+        self.assertNotIn("shown as offered", block)
+
+    def test_an_integrated_controller_that_the_driver_files_do_not_name(self):
+        block = self.reason(("QRXSG_LSIFirmwareElement",
+                             {"Name": "n", "ProductID": "SAS1", "Version": "4.4"}),
+                            description="LSI 1064", driverFiles="sas2-#5.0 ")
+        self.assertIn("note: its driver files do not name the installed firmware", block)
+
+    def test_controllers_that_differ(self):
+        block = self.reason(("QRXSG_MegaLSIFWPackageBuildFirmwareElement",
+                             {"Description": "QRX Arrayon-AX20i SAS", "Version": "7.0"}),
+                            description="QRX Arrayon AX20i SAS Controller Firmware",
+                            driverFiles="QRX Arrayon AX 20m Controller-#7.1")
+        self.assertIn("the installed and the offered controller differ", block)
+
+    def test_diagnostics_that_the_machine_type_skips(self):
+        skipping = ("QRXSG_ComputerSystem", {"MachineType": "4620"})
+        result = self.run_program(
+            "explain", "--inventory", self.inventory(skipping, SYSTEM), "--catalogue",
+            self.catalogue(element(name="d", description="Preboot Diagnostics",
+                                   Version="1.10-[fdcp-1.10]-",
+                                   applicableMachineTypes=["-[4620]-"])))
+        self.assertIn("diagnostics of this release are not compared on this machine type",
+                      result.stdout)
+
+    def test_drivers_that_are_installed_not_running_and_missing(self):
+        text = self.explain([element(name="d", driverFiles="a.sys-#2 b.sys-#2 c.sys-#2")],
+                            driver("a.sys"), driver("b.sys", state="1"))
+        self.assertIn('offers the drivers "a.sys-#2 b.sys-#2 c.sys-#2"', text)
+        self.assertIn('offered driver A\n  In the report.\n'
+                      '    record: "A", installed "1.0", offered "2"\n', text)
+        self.assertIn('offered driver B\n  No record: no driver of that name runs. Installed, '
+                      'with the state "1", is "C:\\drivers\\b.sys".\n', text)
+        self.assertIn("offered driver C\n  No record: no driver of that name is installed.\n",
+                      text)
+        self.assertIn("Of 3 offered drivers 1 are in the report; 1 of 2 installed ones run.", text)
+
+    def test_drivers_for_another_operating_system(self):
+        text = self.explain([element(name="d", driverFiles="a.sys-#2",
+                                     applicableOperatingSystems=["RHEL4"])], driver("a.sys"))
+        self.assertIn('its drivers "a.sys-#2" are not for this operating system, but for RHEL4',
+                      text)
+        self.assertIn("No driver is offered for this operating system.", text)
+
+    def test_an_inventory_without_drivers(self):
+        text = self.explain([element(name="d", driverFiles="a.sys-#2")])
+        self.assertIn("No installed driver is in the inventory", text)
+
+    def test_a_driver_that_no_element_offers(self):
+        text = self.explain([element(name="d", driverFiles="a.sys-#2")], driver("z.sys"),
+                            component="Z.SYS")
+        self.assertIn('installed driver "C:\\drivers\\z.sys"\n'
+                      "  No record: no element that applies offers it.\n", text)
+        self.assertNotIn("offered driver A", text)
+
+    def test_a_component_leaves_the_others_out(self):
+        elements = [element(**BIOS_UPDATE), element(name="wallpaper", description="Fun")]
+        text = self.explain(elements, component="WALL")
+        self.assertIn("wallpaper: Fun\n", text)
+        self.assertNotIn("bios: BIOS Update", text)
+        self.assertIn("bios: BIOS Update", self.explain(elements, component="system bios"))
+
+    def test_a_component_that_nothing_goes_by(self):
+        text = self.explain([element(**BIOS_UPDATE)], component="nowhere")
+        self.assertIn('No update element and no driver goes by "nowhere".', text)
+
+    def test_the_sample_has_as_many_records_as_its_check(self):
+        arguments = ["--inventory", SAMPLE / "inventory.xml", "--catalogue", SAMPLE / "catalogue"]
+        explained = self.run_program("explain", *arguments)
+        self.assertEqual(explained.returncode, 0, explained.stderr)
+        checked = self.run_program("check", *arguments, "--format", "ndjson")
+        records = [line for line in checked.stdout.splitlines() if '"verdict"' in line]
+        self.assertTrue(records)
+        self.assertEqual(explained.stdout.count("    record: "), len(records))
+
+    def test_control_characters_do_not_reach_the_terminal(self):
+        text = self.explain([element(name="evil\u009b2J", description="Fun")])
+        self.assertNotIn("\u009b", text)
+
+    def test_without_a_catalogue_the_command_line_is_wrong(self):
+        self.assert_failed(self.run_program("explain"), 64, "--catalogue")
+
+    def test_a_missing_catalogue_fails_as_a_check_does(self):
+        self.assert_failed(self.run_program("explain", "--catalogue", self.folder / "none",
+                                            "--inventory", self.inventory()), 4, "no catalogue")
+
+    def test_an_inventory_without_a_machine_type_fails(self):
+        result = self.run_program("explain", "--catalogue", self.catalogue(element(**BIOS_UPDATE)),
+                                  "--inventory", self.inventory(SYSTEM))
+        self.assert_failed(result, 1)
+
+    def test_the_help_has_an_example(self):
+        result = self.run_program("explain", "--help")
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("svcheck explain --catalogue", result.stdout)
+        self.assertIn("COMPONENT", result.stdout)
+
+
+if __name__ == "__main__":
+    main()
