@@ -15,7 +15,6 @@ namespace {
 constexpr int kOk = 0;
 constexpr int kWarning = 1;
 constexpr int kCritical = 2;
-constexpr int kNotChecked = 3;
 
 std::string Status(const TReport& report) {
   if (!WasCompared(report.outcome)) {
@@ -36,7 +35,7 @@ std::string WithoutBars(std::string text) {
 }  // namespace
 
 int NagiosStatus(const TReport& report, EFailOn critical) noexcept {
-  if (!WasCompared(report.outcome)) return kNotChecked;
+  if (!WasCompared(report.outcome)) return kNagiosUnknown;
   if (FailsOn(report, critical)) return kCritical;
   return FailsOn(report, EFailOn::kOutdated) ? kWarning : kOk;
 }

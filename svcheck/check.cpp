@@ -5,8 +5,10 @@
 #include <filesystem>
 
 #include "host/hskcore/schema_helper.h"
+#include "runtime/acquire/shown_address.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/json_logger.h"
+#include "svcheck/advice.h"
 #include "svcheck/catalogue_watch.h"
 #include "svcheck/download/progress_display.h"
 #include "svcheck/failure.h"
@@ -56,6 +58,8 @@ class TCheckVerb : public IVerb {
  private:
   void DemandCatalogue() const;
   TQueryRequest MakeRequest();
+  // Returns the exit status; a failure is told in the report and on standard error.
+  int CompareOrTell(TQueryRequest request, report::TReport& report);
   void Compare(TQueryRequest request, report::TReport& report);
   void Describe(const TQueryRun& run, report::TReport& report) const;
   void DescribeCatalogue(report::TReport& report) const;
@@ -127,23 +131,29 @@ int TCheckVerb::Run() {
                          std::chrono::system_clock::now().time_since_epoch())
                          .count();
   DescribeCatalogue(report);
-  int status = kExitDone;
-  try {
-    Compare(std::move(request), report);
-    status = ExitStatusOf(report.outcome);
-  } catch (const TFailure& failure) {
-    report.outcome = report::EOutcome::kFailed;
-    report.errors.emplace_back(failure.what());
-    status = failure.Status();
-  }
+  int status = CompareOrTell(std::move(request), report);
   if (timings) report.timings = phases;
-  if (status != kExitDone) {
-    ReportError(std::string(report::RowOf(report.outcome).sentence) +
-                (report.errors.empty() ? "" : " " + report.errors.back()));
-  }
   status = output.Show(report, status);
   EndPhase("report");
   if (timings) ShowTimings(report);
+  return status;
+}
+
+int TCheckVerb::CompareOrTell(TQueryRequest request, report::TReport& report) {
+  int status = kExitFailure;
+  try {
+    Compare(std::move(request), report);
+    status = ExitStatusOf(report.outcome);
+  } catch (const std::exception& error) {
+    const auto* const failure = dynamic_cast<const TFailure*>(&error);
+    if (failure != nullptr) status = failure->Status();
+    report.outcome = report::EOutcome::kFailed;
+    report.errors.emplace_back(error.what());
+  }
+  // A download has told of its failure already.
+  const bool told =
+      report.outcome == report::EOutcome::kDownloadFailed && !acquire::LastOutcome().text.empty();
+  if (status != kExitDone && !told) ReportError(FailureLine(report));
   return status;
 }
 
@@ -181,7 +191,16 @@ void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
   }
   journal->Conclude(end, printed, report);
   if (report.outcome == report::EOutcome::kDownloadFailed) {
-    report.errors.push_back(acquire::LastOutcome().text);
+    report.errors.insert(report.errors.begin(), acquire::LastOutcome().text);
+  }
+  // Of a catalogue that was not read to its end a count would say nothing.
+  if (ExitStatusOf(report.outcome) != kExitDone) report.catalogue.elements.reset();
+  NameCatalogueFile(report);
+  if (report.outcome == report::EOutcome::kUnknownMachine) {
+    report.errors.insert(report.errors.end(), notes.begin(), notes.end());
+  }
+  if (const std::string_view advice = AdviceOn(report.outcome); !advice.empty()) {
+    report.errors.emplace_back(advice);
   }
   if (log && !log->Flush()) throw TFailure("the log " + options.logFile + " is not whole");
 }
@@ -202,7 +221,8 @@ void TCheckVerb::Describe(const TQueryRun& run, report::TReport& report) const {
 
 void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
   report.catalogue.source = live ? "live" : "folder";
-  report.catalogue.path = live ? options.repository : Absolute(catalogue).string();
+  report.catalogue.path =
+      live ? acquire::ShownAddress(options.repository) : Absolute(catalogue).string();
   if (live) return;
   std::error_code error;
   const auto time = fs::last_write_time(fs::path(report.catalogue.path) / "index.xml", error);

@@ -15,6 +15,8 @@ std::string CollectInventory(const std::string& root, bool redact,
     collect::Outcome outcome = collect::LoadCollector().Collect({Absolute(root).string(), redact});
     notes = std::move(outcome.notes);
     return std::move(outcome.document);
+  } catch (const TFailure&) {
+    throw;
   } catch (const std::runtime_error& error) {
     throw TFailure(error.what());
   }

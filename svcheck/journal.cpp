@@ -108,7 +108,7 @@ void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,
   for (std::string& line : LinesOf(printed)) report.errors.push_back(std::move(line));
   if (!end.returned) {
     report.outcome = EOutcome::kFailed;
-    report.errors.push_back(end.exceptionText);
+    report.errors.insert(report.errors.begin(), end.exceptionText);
   } else if (outcome) {
     report.outcome = Refine(*outcome, printed);
   } else if (walked && lastError.empty()) {
@@ -118,7 +118,7 @@ void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,
   } else {
     // An exception that the query kept to itself but for its text.
     report.outcome = EOutcome::kFailed;
-    if (!walked && !lastError.empty()) report.errors.push_back(lastError);
+    if (!walked && !lastError.empty()) report.errors.insert(report.errors.begin(), lastError);
   }
 }
 

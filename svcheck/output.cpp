@@ -116,7 +116,9 @@ void FlushStandardOutput() {
 
 std::unique_ptr<TOutput> OpenOutput(const std::string& path) {
   if (path == "-") return std::make_unique<TStreamOutput>(stdout, "standard output");
-  if (fs::is_directory(path)) FailToWrite(path, EISDIR);
+  if (path.empty()) throw TFailure("the name of the output is empty; name a file", kExitUsage);
+  std::error_code ignored;
+  if (fs::is_directory(path, ignored)) FailToWrite(path, EISDIR);
   if (!IsWrittenInPlace(path)) return std::make_unique<TFileOutput>(FollowLinks(Absolute(path)));
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) FailToWrite(path, errno);

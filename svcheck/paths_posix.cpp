@@ -36,7 +36,10 @@ fs::path DefaultDataFolder() { return ProgramFolder().parent_path() / "share" / 
 
 fs::path DefaultPlugin() { return ProgramFolder().parent_path() / "lib" / "libsvchecker.so"; }
 
-fs::path Absolute(const std::string& path) { return fs::absolute(path).lexically_normal(); }
+fs::path Absolute(const std::string& path) {
+  if (path.empty()) throw TFailure("a path is empty; name a file or a folder", kExitUsage);
+  return fs::absolute(path).lexically_normal();
+}
 
 fs::path StateFolder() {
   if (::geteuid() == 0) return "/var/lib/svcheck";

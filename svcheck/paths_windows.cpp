@@ -29,7 +29,10 @@ fs::path DefaultDataFolder() { return ProgramFolder().parent_path() / "share" / 
 
 fs::path DefaultPlugin() { return ProgramFolder() / "svchecker.dll"; }
 
-fs::path Absolute(const std::string& path) { return fs::absolute(path).lexically_normal(); }
+fs::path Absolute(const std::string& path) {
+  if (path.empty()) throw TFailure("a path is empty; name a file or a folder", kExitUsage);
+  return fs::absolute(path).lexically_normal();
+}
 
 // What belongs to this machine, and what follows the user to others.
 fs::path StateFolder() { return UserFolder(L"LOCALAPPDATA"); }

@@ -109,7 +109,7 @@ void TQueryRun::LoadThePlugin() {
   try {
     provider = LoadPlugin(request.plugin.string(), *manager);
   } catch (const TPluginLoadError& error) {
-    throw TFailure(error.what());
+    throw TFailure(std::string(error.what()) + "; without --plugin, the installed one is taken");
   }
   if (provider->GetQueryInterface() != nullptr) return;
   throw TFailure("the plug-in " + request.plugin.string() +

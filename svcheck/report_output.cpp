@@ -40,6 +40,21 @@ bool WantsColor(const TReportOptions& options) {
          terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
+bool IsNagios(const report::TFormat& format) noexcept {
+  return format.render == report::RenderNagios;
+}
+
+// A monitoring server would take the failure's own status for a warning.
+template <typename TWrite>
+auto WriteOrTell(const report::TFormat& format, const TWrite& write) {
+  try {
+    return write();
+  } catch (const TFailure& failure) {
+    if (!IsNagios(format) || failure.Status() == kExitUsage) throw;
+    throw TFailure(failure.what(), report::kNagiosUnknown);
+  }
+}
+
 // A metrics file that is written anew keeps when a check last went well.
 std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
   constexpr std::string_view kMetric = "svcheck_last_success_timestamp_seconds ";
@@ -74,7 +89,7 @@ TReportOutput::TReportOutput(const TReportOptions& options)
     : options(options),
       failOn(FailOnOfName(options.failOn)),
       format(report::FormatOfName(options.format)),
-      output(OpenOutput(options.outputFile)) {}
+      output(WriteOrTell(*format, [&] { return OpenOutput(options.outputFile); })) {}
 
 int TReportOutput::Show(report::TReport& report, int status) {
   const bool isMetrics = format->render == report::RenderPrometheus;
@@ -85,9 +100,11 @@ int TReportOutput::Show(report::TReport& report, int status) {
   rendering.color = WantsColor(options);
   rendering.width = static_cast<std::size_t>(options.width);
   rendering.failOn = failOn;
-  format->render(report, rendering, *output);
-  output->Commit();
-  if (format->render == report::RenderNagios) return report::NagiosStatus(report, failOn);
+  WriteOrTell(*format, [&] {
+    format->render(report, rendering, *output);
+    output->Commit();
+  });
+  if (IsNagios(*format)) return report::NagiosStatus(report, failOn);
   if (status != kExitDone) return status;
   return report::FailsOn(report, failOn) ? kExitCondition : kExitDone;
 }

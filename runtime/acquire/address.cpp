@@ -12,8 +12,6 @@
 namespace svc::acquire {
 namespace {
 
-constexpr std::string_view kScheme = "://";
-
 // RFC 3986, section 2.3, and the slash between the parts of a path.
 bool StandsForItself(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -24,12 +22,6 @@ bool IsPlain(std::string_view text) {
   for (const char c : text)
     if (static_cast<unsigned char>(c) <= ' ' || c == 0x7F || c == '?' || c == '#') return false;
   return true;
-}
-
-// Where the host's part begins and ends.
-std::size_t HostBegin(std::string_view address) { return address.find(kScheme) + kScheme.size(); }
-std::size_t HostEnd(std::string_view address) {
-  return std::min(address.find('/', HostBegin(address)), address.size());
 }
 
 std::string Server(std::string_view address) {
@@ -63,14 +55,6 @@ std::string FileAddress(const std::string& repository, std::string_view path) {
     address += StandsForItself(c) ? std::string(1, c) : boost::to_upper_copy(ToHex({&c, 1}));
   }
   return address;
-}
-
-std::string ShownAddress(std::string_view address) {
-  if (address.find(kScheme) == std::string_view::npos) return std::string(address);
-  const auto begin = HostBegin(address);
-  const auto at = address.substr(0, HostEnd(address)).rfind('@');
-  if (at == std::string_view::npos || at < begin) return std::string(address);
-  return std::string(address.substr(0, begin)) + std::string(address.substr(at + 1));
 }
 
 bool IsSameServer(std::string_view one, std::string_view other) {

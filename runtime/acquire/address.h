@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/acquire/shown_address.h"
+
 namespace svc::acquire {
 
 // The address of the folder, without a slash at its end; that of the manifest is taken for its
@@ -13,9 +15,6 @@ std::string RepositoryAddress(std::string_view text);
 
 // The address of a file. The path is plain; what an address cannot hold is written with "%".
 std::string FileAddress(const std::string& repository, std::string_view path);
-
-// Without user and password, for messages and as a key.
-std::string ShownAddress(std::string_view address);
 
 // Whether both lead to the same server: scheme, host and port are the same.
 bool IsSameServer(std::string_view one, std::string_view other);

@@ -29,6 +29,7 @@ TEST(Address, IsShownWithoutUserAndPassword) {
   EXPECT_EQ(ShownAddress("http://me:se@cret@server/a@b"), "http://server/a@b");
   EXPECT_EQ(ShownAddress("http://server/a@b"), "http://server/a@b");
   EXPECT_EQ(ShownAddress("server"), "server");
+  EXPECT_EQ(ShownAddress("me:secret@server/a@b"), "server/a@b");
 }
 
 TEST(Address, TellsServersApart) {

@@ -1,0 +1,72 @@
+"""`svcheck collect`: the inventory that it writes, and what bad places get."""
+
+from xml.etree import ElementTree
+
+from program import ProgramTest, main
+
+OS_RELEASE = 'NAME="Debian GNU/Linux"\nPRETTY_NAME="Debian GNU/Linux 12 (bookworm)"\nID=debian\n'
+
+
+def values(text, class_name):
+    """The properties of each instance of a class, as dictionaries."""
+    return [{p.get("NAME"): p.findtext("VALUE") for p in instance.iter("PROPERTY")}
+            for instance in ElementTree.fromstring(text).iter("INSTANCE")
+            if instance.get("CLASSNAME") == class_name]
+
+
+class Collect(ProgramTest):
+    def collect(self, *arguments, **more):
+        return self.run_program("collect", *arguments, **more)
+
+    def tree(self):
+        dmi = "tree/sys/class/dmi/id/"
+        self.write("tree/etc/os-release", OS_RELEASE)
+        self.write("tree/proc/modules", "")
+        self.write(dmi + "product_name", "Rackwell 4638 -[4638A2G]-\n")
+        self.write(dmi + "product_serial", "SECRET1\n")
+        self.write(dmi + "bios_version", "-[YUE110B-1.10]-\n")
+        return self.folder / "tree"
+
+    def test_another_tree_gives_its_machine(self):
+        result = self.collect("--root", self.tree())
+        self.assertEqual(result.returncode, 0, result.stderr)
+        machine = values(result.stdout, "QRXSG_ComputerSystem")[0]
+        self.assertEqual((machine["MachineType"], machine["SerialNumber"]), ("4638", "SECRET1"))
+        system = values(result.stdout, "QRXSG_OperatingSystem")[0]
+        self.assertEqual(system["OSType"], "36")
+        self.assertIn("Debian", system["BuildID"])
+
+    def test_redacted_inventories_name_no_machine(self):
+        result = self.collect("--root", self.tree(), "--redact")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertNotIn("SECRET1", result.stdout)
+        self.assertEqual(values(result.stdout, "QRXSG_ComputerSystem")[0]["MachineType"], "4638")
+
+    def test_a_check_reads_what_was_collected(self):
+        self.collect("--root", self.tree(), "--output", "machine.xml")
+        catalogue = self.catalogue()
+        for source in (["--inventory", "machine.xml"], ["--root", self.tree()]):
+            with self.subTest(source):
+                result = self.run_program("check", *source, "--catalogue", catalogue)
+                self.assertEqual(result.returncode, 0, result.stderr)
+                self.assertIn("Machine 4638", result.stdout)
+        self.assertEqual(self.leftovers(), [])
+
+    def test_this_machine_can_be_collected(self):
+        result = self.collect()
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(len(values(result.stdout, "QRXSG_OperatingSystem")), 1)
+
+    def test_bad_places(self):
+        self.assert_failed(self.collect("--root", "/none"), 1, "/none")
+        self.assert_failed(self.collect("--root", "/etc/passwd"), 1, "/etc/passwd")
+        for output in ("/none/x", self.folder):
+            self.assert_failed(self.collect("--output", output), 1, str(output))
+        self.assert_failed(self.collect("--root", ""), 64)
+        self.assert_failed(self.collect("--foo"), 64, "--foo")
+        self.assert_failed(self.collect("--capture", "x", "--output", "y"), 64)
+        self.assertFalse((self.folder / "x").exists())
+
+
+if __name__ == "__main__":
+    main()
