@@ -25,7 +25,7 @@ struct TRenderOptions {
 };
 
 void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output);
-// Schema: docs/report.schema.json.
+// One object; docs/reports.md says which members it has.
 void RenderJson(const TReport& report, const TRenderOptions& options, IOutput& output);
 void RenderNdjson(const TReport& report, const TRenderOptions& options, IOutput& output);
 void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output);
