@@ -1,5 +1,5 @@
-// What a query did, in words: for each update element the test that decided, for each offered driver
-// whether it is installed. Used by one thread.
+// What a query did, in words: for each update element the test that decided, for each offered
+// driver whether it is installed. Used by one thread.
 #ifndef SVCHECK_EXPLANATION_H_
 #define SVCHECK_EXPLANATION_H_
 
