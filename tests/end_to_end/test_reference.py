@@ -102,6 +102,11 @@ class Documents(unittest.TestCase):
             self.namespace("<CLASS NAME='A'/>", dialect_asked=True)
         self.assertEqual(refused.exception.status, 9)
 
+    def test_a_class_does_not_derive_from_itself(self):
+        declared = ['<CLASS NAME="A"/>', '<CLASS NAME="B" SUPERCLASS="A"/>']
+        self.assertRaises(HostError, self.namespace, *declared, '<CLASS NAME="A" SUPERCLASS="B"/>')
+        self.assertRaises(HostError, self.namespace, *declared, '<CLASS NAME="A" SUPERCLASS="A"/>')
+
     def test_numbers(self):
         self.assertEqual(Value("36").to_uint16(), 36)
         for value in (Value(None), Value(["36"]), Value("65536", "uint32"), Value("x"),

@@ -140,6 +140,8 @@ def _create_class(node, namespace):
     if superclass is not None:
         if cim_class.superclass not in (None, superclass):
             _refuse("two superclasses")
+        if cim_class in superclass.lineage():
+            _refuse("a class derives from itself")
         cim_class.superclass = superclass
     for prop, value in _properties(node):
         cim_class.defaults[prop] = value
