@@ -33,7 +33,7 @@ TStoredText StoreText(TArena& arena, std::string_view text) {
   const auto lengthSize = static_cast<std::size_t>(end - length);
   char* stored = arena.Allocate(lengthSize + text.size());
   std::memcpy(stored, length, lengthSize);
-  std::memcpy(stored + lengthSize, text.data(), text.size());
+  text.copy(stored + lengthSize, text.size());
   return stored;
 }
 

@@ -105,7 +105,7 @@ void TArrayText::Reserve(std::size_t more) {
   capacity = std::max(size + more, std::max(capacity * 2, kSmallest));
   auto grown = std::make_unique_for_overwrite<char[]>(capacity);
   if (size != 0) {
-    std::memcpy(grown.get(), bytes.get(), size);
+    std::copy_n(bytes.get(), size, grown.get());
   }
   bytes = std::move(grown);
 }
@@ -120,7 +120,7 @@ char* TArrayText::AddMark(std::uint64_t mark, std::size_t following) {
 }
 
 void TArrayText::AddText(std::string_view text) {
-  std::memcpy(AddMark(text.size() + 1, text.size()), text.data(), text.size());
+  text.copy(AddMark(text.size() + 1, text.size()), text.size());
 }
 
 void TArrayText::AddNumber(std::uint64_t bits) {

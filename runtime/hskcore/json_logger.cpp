@@ -32,7 +32,7 @@ std::size_t LongestLine(std::string_view message) {
 }
 
 char* Write(char* target, std::string_view text) {
-  std::memcpy(target, text.data(), text.size());
+  text.copy(target, text.size());
   return target + text.size();
 }
 

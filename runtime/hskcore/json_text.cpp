@@ -29,7 +29,7 @@ bool IsPlain(char c) {
 }
 
 char* Write(char* target, std::string_view text) {
-  std::memcpy(target, text.data(), text.size());
+  text.copy(target, text.size());
   return target + text.size();
 }
 
