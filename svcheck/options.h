@@ -8,19 +8,19 @@
 
 namespace svc {
 
-// A text taken as it is. `placeholder` stands for it in the help.
+// A text taken as it is. `valueName` stands for it in the help.
 inline CLI::Option* AddText(CLI::App& app, const char* name, std::string& value,
-                            const char* description, const char* placeholder) {
-  return app.add_option(name, value, description)->option_text(placeholder);
+                            const char* description, const char* valueName) {
+  return app.add_option(name, value, description)->option_text(valueName);
 }
 
 // A text that may be given several times, one at a time, each taken as it is.
 inline CLI::Option* AddList(CLI::App& app, const char* name, std::vector<std::string>& values,
-                            const char* description, const char* placeholder) {
+                            const char* description, const char* valueName) {
   return app
       .add_option_function<std::string>(
           name, [&values](const std::string& value) { values.push_back(value); }, description)
-      ->option_text(placeholder)
+      ->option_text(valueName)
       ->trigger_on_parse()
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }

@@ -12,7 +12,7 @@ namespace svc {
 namespace {
 
 fs::path UserFolder(const char* variable, const char* belowHome) {
-  // A relative path in the variable is to be ignored, says the specification.
+  // The XDG Base Directory rules: a relative path in the variable is ignored.
   if (const char* named = std::getenv(variable); named != nullptr && named[0] == '/') {
     return fs::path(named) / "svcheck";
   }
