@@ -1,5 +1,4 @@
 // `svcheck check`: the comparison of one machine with a catalogue, for a person.
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -82,17 +81,16 @@ class TCheckVerb : public IVerb {
 };
 
 TCheckVerb::TCheckVerb(CLI::App& app) {
-  auto* const folder = AddText(app, "--catalogue", catalogue, "Folder of the catalogue", "DIR");
-  app.add_flag("--live", live, "Download the catalogue from --repository")->excludes(folder);
-  AddInventoryOption(app, options);
+  const TOption folder = AddText(app, "--catalogue", catalogue, "Folder of the catalogue", "DIR");
+  AddFlag(app, "--live", live, "Download the catalogue from --repository").Excludes(folder);
+  const TOption inventory = AddInventoryOption(app, options);
   AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
-      ->excludes("--inventory");
+      .Excludes(inventory);
   AddReportOptions(app, reportOptions);
   AddText(app, "--progress", progress, "Show progress on standard error: auto, always, never",
           "WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
-      ->capture_default_str();
-  app.add_flag("--timings", timings, "Tell on standard error where the time went");
+      .OneOf({"auto", "always", "never"});
+  AddFlag(app, "--timings", timings, "Tell on standard error where the time went");
   AddQueryOptions(app, options);
 }
 

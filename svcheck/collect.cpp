@@ -1,5 +1,4 @@
 // `svcheck collect`: writes the inventory of a machine.
-#include <CLI/CLI.hpp>
 
 #include "collect/load.h"
 #include "svcheck/failure.h"
@@ -17,13 +16,13 @@ namespace {
 class TCollectVerb : public IVerb {
  public:
   explicit TCollectVerb(CLI::App& app) {
-    auto* const output = AddText(app, "--output", outputFile,
-                                 "Where the inventory goes; \"-\" is standard output", "FILE");
+    const TOption output = AddText(app, "--output", outputFile,
+                                   "Where the inventory goes; \"-\" is standard output", "FILE");
     AddText(app, "--root", root, "Read another system tree than this machine's", "DIR");
-    app.add_flag("--redact", redact, "Leave serial numbers and UUIDs out");
+    AddFlag(app, "--redact", redact, "Leave serial numbers and UUIDs out");
     AddText(app, "--capture", captureFile,
             "Write the files that the inventory is made of into a tar archive instead", "FILE")
-        ->excludes(output);
+        .Excludes(output);
   }
 
   int Run() override {

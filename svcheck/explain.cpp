@@ -1,5 +1,4 @@
 // `svcheck explain`: why something is, or is not, in the report.
-#include <CLI/CLI.hpp>
 
 #include "host/hskcore/schema_helper.h"
 #include "runtime/hskcore/host_setup.h"
@@ -39,13 +38,12 @@ class TExplainVerb : public IVerb {
 };
 
 TExplainVerb::TExplainVerb(CLI::App& app) {
-  app.add_option("COMPONENT", component,
-                 "Show only what goes by this: part of the name of an element, record or driver")
-      ->option_text(" ");
+  AddWord(app, "COMPONENT", component,
+          "Show only what goes by this: part of the name of an element, record or driver");
   AddText(app, "--catalogue", catalogue, "Folder of the catalogue", "DIR");
-  AddInventoryOption(app, options);
+  const TOption inventory = AddInventoryOption(app, options);
   AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
-      ->excludes("--inventory");
+      .Excludes(inventory);
   AddQueryOptions(app, options);
 }
 

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
@@ -49,8 +48,7 @@ int PrintProgramHelp(std::FILE* file) {
   return kExitDone;
 }
 
-int PrintVerbHelp(const TVerb& verb, const CLI::App& app) {
-  std::string text = app.help();
+int PrintVerbHelp(const TVerb& verb, std::string text) {
   text += "\nExamples:\n";
   std::string_view rest = verb.examples;
   while (!rest.empty()) {

@@ -11,7 +11,8 @@
 namespace svc {
 
 int PrintProgramHelp(std::FILE* file);
-int PrintVerbHelp(const TVerb& verb, const CLI::App& app);
+// `options` is what the command line says of the verb's options.
+int PrintVerbHelp(const TVerb& verb, std::string options);
 // The program's version and the identity of the installed plug-in, where it can be loaded.
 int PrintVersion();
 

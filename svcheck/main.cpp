@@ -1,11 +1,11 @@
 // The program: finds the verb, reads its options, runs it and turns failures into one line and an
 // exit status.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <new>
 #include <string>
 
+#include "svcheck/command_line.h"
 #include "svcheck/failure.h"
 #include "svcheck/help.h"
 #include "svcheck/interruption.h"
@@ -18,18 +18,11 @@ namespace {
 
 int RunVerb(const TVerb& verb, int argc, char** argv) {
   if (verb.run != nullptr) return verb.run(argc, argv);
-  CLI::App app{std::string(verb.summary), "svcheck " + std::string(verb.name)};
-  const std::unique_ptr<IVerb> made = verb.make(app);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    return PrintVerbHelp(verb, app);
-  } catch (const CLI::ParseError& error) {
-    throw TFailure(
-        std::string(error.what()) + "; see `svcheck " + std::string(verb.name) + " --help`",
-        kExitUsage);
+  const TCommandLine commandLine(verb);
+  if (commandLine.Parse(argc, argv) == TCommandLine::EAsked::kHelp) {
+    return PrintVerbHelp(verb, commandLine.Help());
   }
-  return made->Run();
+  return commandLine.Verb().Run();
 }
 
 int RunProgram(int argc, char** argv) {

@@ -1,29 +1,50 @@
-// Options of the program's verbs, on top of the command-line library.
+// Options of the program's verbs. The command-line library stays behind these few functions: a verb
+// that includes this compiles in a moment.
 #ifndef SVCHECK_OPTIONS_H_
 #define SVCHECK_OPTIONS_H_
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
 namespace svc {
 
-// A text taken as it is. `valueName` stands for it in the help.
-inline CLI::Option* AddText(CLI::App& app, const char* name, std::string& value,
-                            const char* description, const char* valueName) {
-  return app.add_option(name, value, description)->option_text(valueName);
-}
+// One option that was added, to say more of it. Refers to it; the verb's CLI::App owns it.
+class TOption {
+ public:
+  explicit TOption(CLI::Option* option) noexcept : option(option) {}
 
+  const TOption& Required() const;
+  const TOption& Excludes(const TOption& other) const;
+  // Takes one of these words only, and shows the one that holds when the option is not given.
+  const TOption& OneOf(const std::vector<std::string>& words) const;
+  // Takes a whole number from `low` to `high` only.
+  const TOption& Within(int low, int high) const;
+  // Shows in the help what holds when the option is not given.
+  const TOption& ShowDefault() const;
+
+ private:
+  CLI::Option* option;
+};
+
+// Each adds an option to `app`. `value` outlives the parsing; `valueName` stands for it in the
+// help.
+
+// A text taken as it is.
+TOption AddText(CLI::App& app, const char* name, std::string& value, const char* description,
+                const char* valueName);
 // A text that may be given several times, one at a time, each taken as it is.
-inline CLI::Option* AddList(CLI::App& app, const char* name, std::vector<std::string>& values,
-                            const char* description, const char* valueName) {
-  return app
-      .add_option_function<std::string>(
-          name, [&values](const std::string& value) { values.push_back(value); }, description)
-      ->option_text(valueName)
-      ->trigger_on_parse()
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-}
+TOption AddList(CLI::App& app, const char* name, std::vector<std::string>& values,
+                const char* description, const char* valueName);
+TOption AddNumber(CLI::App& app, const char* name, int& value, const char* description,
+                  const char* valueName);
+TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* description);
+// A word that stands without an option's name; `name` is in capitals.
+TOption AddWord(CLI::App& app, const char* name, std::string& value, const char* description);
 
 }  // namespace svc
 

@@ -1,5 +1,4 @@
 // `svcheck query`: one raw query, for programs and for tests.
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "report/json_parts.h"
@@ -42,8 +41,7 @@ class TLogFile {
 class TQueryVerb : public IVerb {
  public:
   explicit TQueryVerb(CLI::App& app) {
-    AddInventoryOption(app, options);
-    app.get_option("--inventory")->required();
+    AddInventoryOption(app, options).Required();
     AddQueryOptions(app, options);
     AddText(app, "--records", recordsFile, "Where the records go; \"-\" is standard output",
             "FILE");

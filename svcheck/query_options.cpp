@@ -1,6 +1,5 @@
 #include "svcheck/query_options.h"
 
-#include <CLI/CLI.hpp>
 #include <utility>
 
 #include "runtime/hskcore/host_setup.h"
@@ -61,14 +60,14 @@ std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path 
 
 }  // namespace
 
-void AddInventoryOption(CLI::App& app, TQueryOptions& options) {
-  AddList(app, "--inventory", options.inventories,
-          "Inventory of a machine, a CIM-XML file; may be given several times", "FILE");
+TOption AddInventoryOption(CLI::App& app, TQueryOptions& options) {
+  return AddList(app, "--inventory", options.inventories,
+                 "Inventory of a machine, a CIM-XML file; may be given several times", "FILE");
 }
 
 void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
-  app.add_flag("--no-builtin-classes", options.noBuiltinClasses,
-               "Do not declare the host's inventory classes");
+  AddFlag(app, "--no-builtin-classes", options.noBuiltinClasses,
+          "Do not declare the host's inventory classes");
   AddList(app, "--context", options.context,
           "An entry of the query's context, handed to the plug-in as it is", "NAME=VALUE");
   AddText(app, "--data-dir", options.dataFolder,
@@ -76,20 +75,19 @@ void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
   AddText(app, "--plugin", options.plugin, "The plug-in; the installed one if not given", "FILE");
   AddText(app, "--drive-root", options.driveRoot, "Folder below which drive letters lie", "DIR");
   AddText(app, "--log", options.logFile, "Write the plug-in's log, one JSON object a line", "FILE");
-  app.add_option("--log-level", options.logLevel, "Keep the levels 0 to N of the log")
-      ->option_text("N")
-      ->check(CLI::Range(0, 4))
-      ->capture_default_str();
+  AddNumber(app, "--log-level", options.logLevel, "Keep the levels 0 to N of the log", "N")
+      .Within(0, 4)
+      .ShowDefault();
   AddText(app, "--repository", options.repository, "Address of the repository of live catalogues",
           "URL");
-  auto* const key = AddText(app, "--repository-key", options.repositoryKey,
-                            "Public key that the repository's manifest is signed with", "FILE");
-  app.add_flag("--allow-unsigned", options.allowUnsigned, "Trust a repository without a signature")
-      ->excludes(key);
+  const TOption key = AddText(app, "--repository-key", options.repositoryKey,
+                              "Public key that the repository's manifest is signed with", "FILE");
+  AddFlag(app, "--allow-unsigned", options.allowUnsigned, "Trust a repository without a signature")
+      .Excludes(key);
   AddText(app, "--ca-file", options.caFile, "Certificates to trust instead of the system's",
           "FILE");
   AddText(app, "--proxy", options.proxy, "Proxy of downloads; \"none\" goes direct", "URL");
-  app.add_flag("--offline", options.offline, "Use what was downloaded before, open no connection");
+  AddFlag(app, "--offline", options.offline, "Use what was downloaded before, open no connection");
 }
 
 CIMContext ContextOf(const std::vector<std::string>& entries) {

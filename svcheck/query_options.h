@@ -7,11 +7,8 @@
 #include <vector>
 
 #include "runtime/acquire/settings.h"
+#include "svcheck/options.h"
 #include "svcheck/query_run.h"
-
-namespace CLI {
-class App;
-}
 
 namespace svc {
 
@@ -38,7 +35,7 @@ struct TQueryOptions {
 
 // Adds them; the options object outlives the parsing.
 void AddQueryOptions(CLI::App& app, TQueryOptions& options);
-void AddInventoryOption(CLI::App& app, TQueryOptions& options);
+TOption AddInventoryOption(CLI::App& app, TQueryOptions& options);
 
 // The context entries as the plug-in gets them: texts, but "svProxy" an array, split at the first
 // three commas. Throws TFailure (64) for an entry without "=".

@@ -1,6 +1,5 @@
 #include "svcheck/report_output.h"
 
-#include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -69,20 +68,16 @@ std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
 }  // namespace
 
 void AddReportOptions(CLI::App& app, TReportOptions& options) {
-  AddText(app, "--format", options.format, "Format of the report", "FORMAT")
-      ->check(CLI::IsMember(FormatNames()))
-      ->capture_default_str();
+  AddText(app, "--format", options.format, "Format of the report", "FORMAT").OneOf(FormatNames());
   AddText(app, "--output", options.outputFile, "Where the report goes; \"-\" is standard output",
           "FILE");
   AddText(app, "--fail-on", options.failOn, "End with status 2 when a record is so", "CONDITION")
-      ->check(CLI::IsMember({"none", "outdated", "different"}))
-      ->capture_default_str();
+      .OneOf({"none", "outdated", "different"});
   AddText(app, "--color", options.color, "Colour the table: auto, always, never", "WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
-      ->capture_default_str();
-  app.add_option("--width", options.width, "Cut the table to so many columns; 0 for no cut")
-      ->option_text("COLUMNS")
-      ->check(CLI::Range(0, 100000));
+      .OneOf({"auto", "always", "never"});
+  AddNumber(app, "--width", options.width, "Cut the table to so many columns; 0 for no cut",
+            "COLUMNS")
+      .Within(0, 100000);
 }
 
 TReportOutput::TReportOutput(const TReportOptions& options)
