@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "svcheck/failure.h"
 #include "svcheck/paths.h"
 
 namespace fs = std::filesystem;
