@@ -1,5 +1,5 @@
-// Device drivers: the loaded modules of the kernel, with the file and the version that libkmod
-// finds for each.
+// Device drivers: the loaded modules of the kernel, with the file of each and the version that
+// libkmod finds in it.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <unordered_map>
 
 #include "collect/machine.h"
 
@@ -68,36 +69,46 @@ std::vector<TDriver> Loaded(const TTree& tree) {
   return drivers;
 }
 
-// The modules of one kernel release. libkmod is given open files of the tree by their names in
-// /proc, so that links below another root lead where they should.
+// "kernel/net/nvme-core.ko.xz" is the file of the module nvme_core.
+std::string ModuleOfFile(std::string_view file) {
+  file.remove_prefix(file.rfind('/') + 1);
+  std::string name(file.substr(0, file.find(".ko")));
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+}
+
+// The modules of one kernel release. Where their files are is read from the text that depmod(8)
+// writes: libkmod believes what its binary index says of offsets, which a captured tree may have
+// wrong, and then does not come back. It is given no folder, so that it finds no index, and open
+// files of the tree by their names in /proc, so that links below another root lead where they
+// should.
 class TModuleFolder {
  public:
   TModuleFolder(const TTree& tree, const std::string& release)
-      : tree(tree),
-        path("/lib/modules/" + release),
-        folder(tree.Open(path, O_RDONLY | O_DIRECTORY)) {
+      : tree(tree), path("/lib/modules/" + release) {
+    constexpr const char* kNoFolder = "/dev/null";
     constexpr const char* kNoConfiguration = nullptr;
-    // libkmod reads the index on its own; without one it knows no file.
-    if (!folder || !tree.Read(path + "/modules.dep.bin")) return;
-    context.reset(::kmod_new(folder.Path().c_str(), &kNoConfiguration));
+    context.reset(::kmod_new(kNoFolder, &kNoConfiguration));
+    const TRead list = tree.Read(path + "/modules.dep");
+    for (const std::string_view line : Lines(list.bytes)) {
+      const std::string_view file = line.substr(0, line.find(':'));
+      files.emplace(ModuleOfFile(file), file);
+    }
   }
 
   // The path of a module's file in the tree; empty when none is known.
   std::string FileOf(const std::string& name) const {
-    kmod_module* found = nullptr;
-    if (!context || ::kmod_module_new_from_name(context.get(), name.c_str(), &found) < 0) return {};
-    const TModule module(found);
-    const char* const file = ::kmod_module_get_path(module.get());
-    const std::string own = folder.Path();
-    if (file == nullptr) return {};
-    return std::string_view(file).starts_with(own) ? path + (file + own.size()) : file;
+    const auto found = files.find(name);
+    if (found == files.end()) return {};
+    // Before Linux 3 the paths were written in full.
+    return found->second.starts_with('/') ? found->second : path + "/" + found->second;
   }
 
   // The version that the file states; empty when it states none or cannot be read.
   std::string VersionIn(const std::string& file) const {
     const TDescriptor content = tree.Open(file, O_RDONLY);
     kmod_module* found = nullptr;
-    if (!content ||
+    if (!context || !content ||
         ::kmod_module_new_from_path(context.get(), content.Path().c_str(), &found) < 0) {
       return {};
     }
@@ -119,7 +130,7 @@ class TModuleFolder {
 
   const TTree& tree;
   std::string path;
-  TDescriptor folder;
+  std::unordered_map<std::string, std::string> files;  // By the names of the modules.
   std::unique_ptr<kmod_ctx, TFreeContext> context;
 };
 

@@ -103,11 +103,37 @@ TEST_F(DriversTest, WhoseFilesAreNoModulesGiveNoVersion) {
   EXPECT_EQ(drivers[0]["Version"], "(none)");
 }
 
+TEST_F(DriversTest, AreFoundWhateverABinaryIndexSays) {
+  Install("e1000e.ko");
+  Index();
+  const auto index = tree.Root() / "lib/modules" / kRelease / "modules.dep.bin";
+  const std::string whole = FileBytes(index.string());
+  ASSERT_FALSE(whole.empty());
+  tree.Write("/proc/modules", "e1000e 1 0 - Live 0x0\n");
+  for (std::size_t at = 0; at < whole.size(); ++at) {
+    std::string wrong = whole;
+    wrong[at] = static_cast<char>(wrong[at] ^ 0x5F);
+    for (const char* name : {"modules.dep.bin", "modules.builtin.bin", "modules.alias.bin"})
+      tree.Write("/lib/modules/" + std::string(kRelease) + "/" + name, wrong);
+    EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "3.8.7-NAPI") << at;
+  }
+}
+
+TEST_F(DriversTest, AreFoundByPathsInFullAsOldSystemsListThem) {
+  Install("kernel/e1000e.ko");
+  const std::string folder = "/lib/modules/" + std::string(kRelease) + "/";
+  tree.Write(folder + "modules.dep", folder + "kernel/e1000e.ko: " + folder + "kernel/other.ko\n")
+      .Write("/proc/modules", "e1000e 1 0 - Live 0x0\n");
+  const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
+  EXPECT_EQ(drivers.at(0)["Path"], "\\lib\\modules\\2.6.32-358.el6.x86_64\\kernel\\e1000e.ko");
+  EXPECT_EQ(drivers.at(0)["Version"], "3.8.7-NAPI");
+}
+
 TEST_F(DriversTest, DoNotWaitForAPipeInPlaceOfAFile) {
   Install("e1000e.ko");
   Index();
   const auto folder = tree.Root() / "lib/modules" / kRelease;
-  for (const char* name : {"e1000e.ko", "modules.dep.bin"}) {
+  for (const char* name : {"e1000e.ko", "modules.dep"}) {
     std::filesystem::remove(folder / name);
     ASSERT_EQ(::mkfifo((folder / name).c_str(), 0600), 0);
     tree.Write("/proc/modules", "e1000e 1 0 - Live 0x0\n");
