@@ -11,8 +11,8 @@ using TLibrary = void*;
 // Whether the path means the same file whatever the current folder is.
 bool IsAbsolutePath(const std::string& path);
 
-// Throws TPluginLoadError unless the file is there, and it and its folder are out of reach of
-// others.
+// Throws TPluginLoadError unless the file is there, and it and the folders above are out of reach
+// of others.
 void CheckPluginFile(const std::string& path);
 
 // Throws TPluginLoadError.

@@ -38,12 +38,18 @@ bool IsWritableByOthers(const struct stat& status) {
   return byGroup || (status.st_mode & S_IWOTH) != 0;
 }
 
-void CheckOutOfReach(const std::string& plugin, const std::string& path) {
+std::string FolderOf(const std::string& path) {
+  return path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
+}
+
+// `isShared` is for a folder that others may have entries of their own in, such as /tmp.
+void CheckOutOfReach(const std::string& plugin, const std::string& path, bool isShared = false) {
   const struct stat status = StatusOf(path);
   if (status.st_uid != 0 && status.st_uid != geteuid()) {
     Refuse(plugin, "\"" + path + "\" belongs to another user than root or you");
   }
-  if (IsWritableByOthers(status)) {
+  const bool keepsEntries = isShared && (status.st_mode & S_ISVTX) != 0;
+  if (IsWritableByOthers(status) && !keepsEntries) {
     Refuse(plugin,
            "others may write to \"" + path + "\"; take that right away with: chmod go-w " + path);
   }
@@ -69,7 +75,13 @@ void CheckPluginFile(const std::string& path) {
     Refuse(path, "it is no regular file");
   }
   CheckOutOfReach(path, real);
-  CheckOutOfReach(path, real.substr(0, std::max<std::size_t>(real.rfind('/'), 1)));
+  CheckOutOfReach(path, FolderOf(real));
+  // Who can write to a folder further up can put another in the place of the one below it, unless
+  // the folder keeps everybody to their own entries (inode(7), the sticky bit).
+  for (std::string above = FolderOf(real); above != "/";) {
+    above = FolderOf(above);
+    CheckOutOfReach(path, above, true);
+  }
 }
 
 TLibrary OpenLibrary(const std::string& path) {

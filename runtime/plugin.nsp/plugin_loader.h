@@ -20,9 +20,10 @@ class HOST_INTERFACE TPluginLoadError : public std::runtime_error {
 // the provider registered last. The library stays loaded until the process ends, for its plug-in's
 // code lies in it.
 //
-// The path is absolute (UTF-8). The library and its folder must belong to root or to the user who
-// runs the program, and nobody else may be able to write to them: whoever can write there is
-// trusted with the user's rights. (On Windows the folder's access list is what protects it.)
+// The path is absolute (UTF-8). The library, its folder and the folders above must belong to root
+// or to the user who runs the program, and nobody else may be able to write to them: whoever can
+// write there is trusted with the user's rights. A folder above may have the sticky bit instead.
+// (On Windows the folder's access list is what protects it.)
 //
 // Throws TPluginLoadError. REQUIRES: `manager` is the installed plug-in manager; no other thread
 // registers plug-ins.

@@ -1,6 +1,7 @@
 #include "runtime/plugin.nsp/plugin_loader.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <boost/make_shared.hpp>
 #include <filesystem>
@@ -108,6 +109,27 @@ TEST_F(PluginLoader, RefusesWhatOthersCanWrite) {
   EXPECT_NE(FailureOf(library).find("chmod"), std::string::npos);
   fs::permissions(folder, kOwnerOnly);
   EXPECT_NE(LoadPlugin(library, *manager), nullptr);
+}
+
+TEST_F(PluginLoader, RefusesAFolderThatOthersCanReplace) {
+  const fs::path below = folder / "own" / "lib";
+  fs::create_directories(below);
+  const std::string library = (below / "good").string();
+  fs::rename(Library("good"), library);
+  fs::permissions(folder, kAnybody);
+  EXPECT_NE(FailureOf(library).find("chmod go-w " + folder.string()), std::string::npos);
+  fs::permissions(folder, kAnybody | fs::perms::sticky_bit);
+  EXPECT_NE(LoadPlugin(library, *manager), nullptr) << "others keep to their own entries";
+}
+
+TEST_F(PluginLoader, RefusesAFolderOfAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
+  const fs::path given = folder / "given";
+  fs::create_directories(given / "lib");
+  const std::string library = (given / "lib" / "good").string();
+  fs::rename(Library("good"), library);
+  ASSERT_EQ(::chown(given.c_str(), 65534, 65534), 0);
+  EXPECT_NE(FailureOf(library).find("another user"), std::string::npos);
 }
 
 TEST_F(PluginLoader, LooksAtTheFolderBehindALink) {
