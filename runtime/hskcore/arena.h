@@ -2,11 +2,13 @@
 #ifndef RUNTIME_HSKCORE_ARENA_H_
 #define RUNTIME_HSKCORE_ARENA_H_
 
+#include <boost/smart_ptr/shared_ptr.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace svc {
@@ -16,6 +18,8 @@ namespace svc {
 class TArena {
  public:
   TArena() = default;
+  // Keeps another arena alive, to whose pieces those of this one may refer.
+  explicit TArena(boost::shared_ptr<const TArena> below) : below(std::move(below)) {}
   TArena(const TArena&) = delete;
   TArena& operator=(const TArena&) = delete;
 
@@ -31,6 +35,7 @@ class TArena {
  private:
   char* AllocateSlowly(std::size_t size);
 
+  boost::shared_ptr<const TArena> below;
   std::vector<std::unique_ptr<char[]>> blocks;
   char* next = nullptr;
   char* end = nullptr;
@@ -70,6 +75,12 @@ TStoredText StoreText(TArena& arena, std::string_view text);
 template <typename T>
 class TStableVector {
  public:
+  TStableVector() = default;
+  TStableVector(const TStableVector& other) {
+    for (std::uint32_t i = 0; i < other.count; ++i) Append(other[i]);
+  }
+  TStableVector& operator=(const TStableVector&) = delete;
+
   T& operator[](std::size_t index) noexcept { return chunks[index / kChunk][index % kChunk]; }
   const T& operator[](std::size_t index) const noexcept {
     return chunks[index / kChunk][index % kChunk];

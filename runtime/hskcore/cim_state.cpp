@@ -29,6 +29,23 @@ std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\
 
 TCimState::TCimState() : texts(boost::make_shared<TArena>()), declarationSlots(64, kNone) {}
 
+// Texts never change, so that those of the other are shared; cells do.
+TCimState::TCimState(const TCimState& other)
+    : texts(boost::make_shared<TArena>(other.texts)),
+      names(other.names),
+      shapes(other.shapes),
+      pools(other.pools),
+      classes(other.classes),
+      declarations(other.declarations),
+      declarationSlots(other.declarationSlots),
+      rows(other.rows),
+      generation(other.generation),
+      written(other.written) {
+  for (TRowId row = 0; row < rows.size(); ++row) {
+    rows[row].cells = StoreCells({rows[row].cells, shapes[rows[row].shape].depth});
+  }
+}
+
 TClassId TCimState::FindClass(std::string_view name) const noexcept {
   const TNameId id = names.Find(name);
   return id == kNone ? kNoClass : names[id].classId;

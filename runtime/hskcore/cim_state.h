@@ -53,6 +53,9 @@ struct TDeclaration {
 class TCimState {
  public:
   TCimState();
+  // Shares with the other one nothing that may still change.
+  TCimState(const TCimState& other);
+  TCimState& operator=(const TCimState&) = delete;
 
   // kNoClass when there is none.
   TClassId FindClass(std::string_view name) const noexcept;
@@ -64,6 +67,8 @@ class TCimState {
   const TDeclaration* FindDeclaration(TClassId classId, TNameId name) const noexcept;
   // kNoClass when there is none.
   TClassId SuperclassOf(TClassId id) const noexcept { return classes[id].superclass; }
+  // Whether nothing was ever written to it.
+  bool IsUntouched() const noexcept { return classes.size() == 0 && names.size() == 0; }
   // Changes whenever a class or a declaration does.
   std::uint32_t Generation() const noexcept { return generation; }
 
@@ -87,6 +92,7 @@ class TCimState {
   TShapeTable& Shapes() noexcept { return shapes; }
   const TShapeTable& Shapes() const noexcept { return shapes; }
   const TRow& Row(TRowId id) const noexcept { return rows[id]; }
+  TRowId RowCount() const noexcept { return rows.size(); }
   // The memory of every text, which lives as long as a holder.
   const boost::shared_ptr<TArena>& Texts() const noexcept { return texts; }
 

@@ -30,6 +30,10 @@ HSKCORE_API void InstallNamespaceProviderManager(
 HSKCORE_API void SetDriveRoot(const std::string& folder);
 HSKCORE_API std::string DriveRoot();
 
+// Where `path`, in a form that programs of the host name it by, is opened or sized, `native` is
+// taken instead; messages keep the path. An empty path ends that. No effect on Windows.
+HSKCORE_API void SetStandInFile(const std::string& path, const std::string& native);
+
 }  // namespace svc
 
 #endif  // RUNTIME_HSKCORE_HOST_SETUP_H_

@@ -22,6 +22,26 @@ inline constexpr TClassId kNoClass = std::numeric_limits<TClassId>::max();
 // A new, empty in-memory namespace.
 HSKCORE_API boost::shared_ptr<NQRXHSK20::ICIMNamespace> MakeInMemoryNamespace();
 
+// What a namespace holds, to be shared with others: each is copied before it is written to. May be
+// used from any thread.
+class TSharedState;
+using TSharedStateHandle = boost::shared_ptr<const TSharedState>;
+
+// Each throws THSKException when the namespace is empty or no in-memory one.
+//
+// From here on `source` shares what it holds with whoever adopts it.
+HSKCORE_API TSharedStateHandle
+ShareState(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& source);
+// From here on `target` holds what `state` does, instead of what it held. No class or instance of
+// it may have been handed out.
+HSKCORE_API void AdoptState(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
+                            const TSharedStateHandle& state);
+// What `target` shares; null when it was written to since, or never shared anything.
+HSKCORE_API TSharedStateHandle
+SharedStateOf(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
+// Whether it holds nothing but what it shares.
+HSKCORE_API bool TakesSharedStates(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
+
 // Sees what is read of a namespace, before the reader gets it; also what turns out not to be there.
 class HOST_INTERFACE IReadObserver {
  public:

@@ -7,6 +7,7 @@
 
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/stored_property.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace svc {
@@ -22,18 +23,6 @@ using NQRXHSK20::THSKStatusCode;
 using NQRXHSK20::TInstanceCallback;
 
 namespace {
-
-// The value borrows its texts from the arena that it keeps alive.
-class TStoredProperty final : public ICIMProperty {
- public:
-  TStoredProperty(const boost::shared_ptr<TArena>& texts, TCIMValue value)
-      : texts(texts), value(std::move(value)) {}
-  const TCIMValue& Value(const CIMContext&) const override { return value; }
-
- private:
-  boost::shared_ptr<TArena> texts;
-  TCIMValue value;
-};
 
 [[noreturn]] void ThrowNoProperty(std::string_view className, std::string_view name) {
   throw THSKException("An instance of class \"" + std::string(className) + "\" has no property \"" +
@@ -99,13 +88,36 @@ void TCreatedInstance::SetPropertyValue(std::string_view name, const TCIMValue& 
     owner->SetProperty(row, name, value);
     return;
   }
-  values.insert_or_assign(owner->State().FindOrAddName(name), value);
+  values.insert_or_assign(owner->WritableState().FindOrAddName(name), value);
+}
+
+TInMemoryNamespace::TInMemoryNamespace() : state(boost::make_shared<TCimState>()) {}
+
+TSharedStateHandle TInMemoryNamespace::Share() {
+  if (!shared) shared = boost::make_shared<const TSharedState>(state);
+  return shared;
+}
+
+void TInMemoryNamespace::Adopt(const TSharedStateHandle& other) {
+  Hold(other->State());
+  shared = other;
+}
+
+void TInMemoryNamespace::Unshare() {
+  Hold(boost::make_shared<TCimState>(*state));
+  shared.reset();
+}
+
+void TInMemoryNamespace::Hold(boost::shared_ptr<TCimState> newState) {
+  state.swap(newState);
+  finder = TPropertyFinder();
+  recent.clear();
 }
 
 void TInMemoryNamespace::GetClass(boost::shared_ptr<ICIMClass>& cimClass, std::string_view name,
                                   const CIMContext&) {
   if (observer != nullptr) observer->OnGetClass(name);
-  const TClassId id = state.FindClass(name);
+  const TClassId id = state->FindClass(name);
   if (id == kNoClass) {
     throw THSKException("There is no class \"" + std::string(name) + "\"",
                         THSKStatusCode::kClassNotFound);
@@ -121,7 +133,7 @@ boost::shared_ptr<ICIMClass> TInMemoryNamespace::ClassHandle(TClassId id) {
 }
 
 void TInMemoryNamespace::Enumerate(TClassId id, bool deep, const TInstanceCallback& callback) {
-  const std::vector<TRowId> rows = state.InstancesOf(id, deep);
+  const std::vector<TRowId> rows = state->InstancesOf(id, deep);
   while (!rows.empty() && instances.size() <= rows.back()) {
     instances.Append({this, instances.size()});
   }
@@ -133,23 +145,24 @@ void TInMemoryNamespace::Enumerate(TClassId id, bool deep, const TInstanceCallba
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::PropertyOf(TRowId row,
                                                                    std::string_view name) {
-  const TNameId nameId = state.FindName(name);
+  const TNameId nameId = state->FindName(name);
   TPropertyFinder::TFound found;
-  if (nameId == kNone || !finder.Find(state, row, nameId, found)) {
-    ThrowNoProperty(state.ClassName(state.Row(row).classId), name);
+  if (nameId == kNone || !finder.Find(*state, row, nameId, found)) {
+    ThrowNoProperty(state->ClassName(state->Row(row).classId), name);
   }
+  if (shared && found.place != kNone) return shared->Property(row, found, shared);
   return MakeProperty(found.form, found.cell);
 }
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassId id,
                                                                          std::string_view name) {
-  const TNameId nameId = state.FindName(name);
-  for (TClassId at = id; nameId != kNone && at != kNoClass; at = state.SuperclassOf(at)) {
-    if (const TDeclaration* declaration = state.FindDeclaration(at, nameId)) {
+  const TNameId nameId = state->FindName(name);
+  for (TClassId at = id; nameId != kNone && at != kNoClass; at = state->SuperclassOf(at)) {
+    if (const TDeclaration* declaration = state->FindDeclaration(at, nameId)) {
       return MakeProperty(declaration->form, declaration->defaultCell);
     }
   }
-  ThrowNoProperty(state.ClassName(id), name);
+  ThrowNoProperty(state->ClassName(id), name);
 }
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
@@ -161,7 +174,7 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form,
     return first.property;
   }
   if (!second.Holds(form, cell)) {
-    second.property = boost::make_shared<TStoredProperty>(state.Texts(), ValueOfCell(form, cell));
+    second.property = boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
     second.form = form;
     second.cell = cell;
   }
@@ -170,20 +183,21 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form,
 }
 
 TRowId TInMemoryNamespace::Store(TClassId id, const std::map<TNameId, TCIMValue>& values) {
+  WritableState();
   std::vector<TCell> cells;
   TShapeId shape = TShapeTable::kEmpty;
   for (const auto& [name, value] : values) {
     const auto [form, cell] = Encode(name, value);
-    shape = state.Shapes().Extend(shape, name, form);
+    shape = state->Shapes().Extend(shape, name, form);
     cells.push_back(cell);
   }
-  return state.AddRow(id, shape, cells);
+  return state->AddRow(id, shape, cells);
 }
 
 void TInMemoryNamespace::SetProperty(TRowId row, std::string_view name, const TCIMValue& value) {
-  const TNameId nameId = state.FindOrAddName(name);
+  const TNameId nameId = WritableState().FindOrAddName(name);
   const auto [form, cell] = Encode(nameId, value);
-  state.SetCell(row, nameId, form, cell);
+  state->SetCell(row, nameId, form, cell);
 }
 
 std::pair<TForm, TCell> TInMemoryNamespace::Encode(TNameId name, const TCIMValue& value) {
@@ -196,7 +210,7 @@ std::pair<TForm, TCell> TInMemoryNamespace::Encode(TNameId name, const TCIMValue
     return {form, NumberFromText(type, value.ToString(10)).value()};
   }
   if (!form.isArray) {
-    return {form, state.StoreTextOf(name, value.ToString(10))};
+    return {form, state->StoreTextOf(name, value.ToString(10))};
   }
   arrayText.Begin();
   for (const TCIMValue& element : static_cast<const std::vector<TCIMValue>&>(value)) {
@@ -208,7 +222,7 @@ std::pair<TForm, TCell> TInMemoryNamespace::Encode(TNameId name, const TCIMValue
       arrayText.AddNumber(NumberFromText(type, element.ToString(10)).value());
     }
   }
-  return {form, state.StoreTextOf(name, arrayText.Finish())};
+  return {form, state->StoreTextOf(name, arrayText.Finish())};
 }
 
 }  // namespace svc

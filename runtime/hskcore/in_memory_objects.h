@@ -14,6 +14,7 @@
 #include "runtime/hskcore/cim_state.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/property_finder.h"
+#include "runtime/hskcore/shared_state.h"
 
 namespace svc {
 
@@ -75,6 +76,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
  public:
   using TPropertyHandle = boost::shared_ptr<NQRXHSK20::ICIMProperty>;
 
+  TInMemoryNamespace();
   void GetClass(boost::shared_ptr<NQRXHSK20::ICIMClass>& cimClass, std::string_view name,
                 const NQRXHSK20::CIMContext& context) override;
 
@@ -92,8 +94,17 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   void SetObserver(IReadObserver* newObserver) noexcept { observer = newObserver; }
   IReadObserver* Observer() const noexcept { return observer; }
 
-  TCimState& State() noexcept { return state; }
-  const TCimState& State() const noexcept { return state; }
+  const TCimState& State() const noexcept { return *state; }
+  // Copies first what is shared.
+  TCimState& WritableState() {
+    if (shared) Unshare();
+    return *state;
+  }
+  TSharedStateHandle Share();
+  void Adopt(const TSharedStateHandle& other);
+  // Null when it shares nothing.
+  const TSharedStateHandle& SharedState() const noexcept { return shared; }
+  bool TakesSharedStates() const noexcept { return shared || state->IsUntouched(); }
 
  private:
   struct TSlot {
@@ -107,10 +118,15 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   };
   static constexpr std::size_t kRecent = 1024;
 
+  void Unshare();
+  // From here on it holds this.
+  void Hold(boost::shared_ptr<TCimState> newState);
   TPropertyHandle MakeProperty(TForm form, TCell cell);
   std::pair<TForm, TCell> Encode(TNameId name, const NQRXHSK20::TCIMValue& value);
 
-  TCimState state;
+  boost::shared_ptr<TCimState> state;
+  // What `state` belongs to, unless it is this namespace's own.
+  TSharedStateHandle shared;
   IReadObserver* observer = nullptr;  // Not owned.
   TPropertyFinder finder;
   // Handed out before and likely to be again: many instances share a value. Made when the first

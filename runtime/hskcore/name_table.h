@@ -35,6 +35,7 @@ class TNameTable {
   // kNone when there is no such name.
   TNameId Find(std::string_view name) const noexcept;
   TNameId FindOrAdd(std::string_view name, TArena& arena);
+  std::uint32_t size() const noexcept { return entries.size(); }
   TEntry& operator[](TNameId id) noexcept { return entries[id]; }
   const TEntry& operator[](TNameId id) const noexcept { return entries[id]; }
 

@@ -6,6 +6,7 @@
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/in_memory_objects.h"
+#include "runtime/hskcore/shared_state.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace svc {
@@ -45,8 +46,13 @@ boost::shared_ptr<TInMemoryNamespace> InMemory(const boost::shared_ptr<ICIMNames
 
 struct TNamespaceWriter::State {
   explicit State(boost::shared_ptr<TInMemoryNamespace> namespaceToFill)
-      : target(std::move(namespaceToFill)), cim(target->State()) {}
+      : target(std::move(namespaceToFill)) {}
 
+  // Before anything is written: what is shared is copied then.
+  TCimState& Open() {
+    Drop();
+    return *(cim = &target->WritableState());
+  }
   void Begin(TClassId id, bool asClass);
   void Drop() noexcept { classId = kNoClass; }
   TNameId EnterProperty(std::string_view name, TForm form);
@@ -56,7 +62,8 @@ struct TNamespaceWriter::State {
   void Keep(TNameId name, TForm form, TCell cell);
 
   boost::shared_ptr<TInMemoryNamespace> target;
-  TCimState& cim;
+  // Null until something is written.
+  TCimState* cim = nullptr;
   // What is being written: kNoClass for nothing.
   TClassId classId = kNoClass;
   bool isClass = false;
@@ -74,30 +81,31 @@ void TNamespaceWriter::State::Begin(TClassId id, bool asClass) {
   isClass = asClass;
   cells.clear();
   shape = TShapeTable::kEmpty;
-  serial = cim.NextWritten();
+  serial = cim->NextWritten();
 }
 
 // Instances repeat the properties of the one before: what came next there is tried first.
 TNameId TNamespaceWriter::State::EnterProperty(std::string_view name, TForm form) {
-  const TShapeTable& shapes = cim.Shapes();
+  const TShapeTable& shapes = cim->Shapes();
   const TShapeId likely = isClass ? kNone : shapes[shape].likelyChild;
-  if (likely == kNone || shapes[likely].form != form || cim.NameText(shapes[likely].name) != name) {
+  if (likely == kNone || shapes[likely].form != form ||
+      cim->NameText(shapes[likely].name) != name) {
     return EnterNewProperty(name, form);
   }
   shape = likely;
   const TNameId nameId = shapes[likely].name;
-  cim.Name(nameId).writtenIn = serial;
+  cim->Name(nameId).writtenIn = serial;
   return nameId;
 }
 
 TNameId TNamespaceWriter::State::EnterNewProperty(std::string_view name, TForm form) {
-  const TNameId nameId = cim.FindOrAddName(name);
-  if (cim.Name(nameId).writtenIn == serial) {
+  const TNameId nameId = cim->FindOrAddName(name);
+  if (cim->Name(nameId).writtenIn == serial) {
     Refuse("PROPERTY " + Shown(name) + " written twice");
   }
-  cim.Name(nameId).writtenIn = serial;
+  cim->Name(nameId).writtenIn = serial;
   if (!isClass) {
-    shape = cim.Shapes().Extend(shape, nameId, form);
+    shape = cim->Shapes().Extend(shape, nameId, form);
   }
   return nameId;
 }
@@ -121,7 +129,7 @@ void TNamespaceWriter::State::CheckText(std::string_view name, ECIMType type,
 
 void TNamespaceWriter::State::Keep(TNameId name, TForm form, TCell cell) {
   if (isClass) {
-    cim.Declare({classId, name, form, cell});
+    cim->Declare({classId, name, form, cell});
   } else {
     cells.push_back(cell);
   }
@@ -133,15 +141,13 @@ TNamespaceWriter::TNamespaceWriter(const boost::shared_ptr<ICIMNamespace>& targe
 TNamespaceWriter::~TNamespaceWriter() = default;
 
 TClassId TNamespaceWriter::BeginClass(std::string_view name, std::string_view superclass) {
-  state->Drop();
-  const TClassId id = state->cim.DeclareClass(name, superclass);
+  const TClassId id = state->Open().DeclareClass(name, superclass);
   state->Begin(id, true);
   return id;
 }
 
 void TNamespaceWriter::BeginInstance(std::string_view className) {
-  state->Drop();
-  const TClassId id = state->cim.FindClass(className);
+  const TClassId id = state->Open().FindClass(className);
   if (id == kNoClass) {
     throw THSKException("INSTANCE of class " + Shown(className) + ", which is not declared",
                         THSKStatusCode::kClassNotFound);
@@ -158,7 +164,7 @@ void TNamespaceWriter::WriteValue(std::string_view name, ECIMType type, std::str
   }
   state->CheckText(name, type, text);
   const TNameId nameId = state->EnterProperty(name, form);
-  state->Keep(nameId, form, state->cim.StoreTextOf(nameId, text));
+  state->Keep(nameId, form, state->cim->StoreTextOf(nameId, text));
 }
 
 void TNamespaceWriter::WriteNull(std::string_view name, ECIMType type, bool isArray) {
@@ -178,7 +184,7 @@ void TNamespaceWriter::AddElement(std::string_view text) {
     state->array.AddText(text);
     return;
   }
-  const std::string_view name = state->cim.NameText(state->arrayName);
+  const std::string_view name = state->cim->NameText(state->arrayName);
   if (IsTextType(type)) {
     state->CheckText(name, type, text);
     state->array.AddText(text);
@@ -190,13 +196,13 @@ void TNamespaceWriter::AddElement(std::string_view text) {
 void TNamespaceWriter::AddNullElement() { state->array.AddNull(); }
 
 void TNamespaceWriter::EndArray() {
-  const TCell cell = state->cim.StoreTextOf(state->arrayName, state->array.Finish());
+  const TCell cell = state->cim->StoreTextOf(state->arrayName, state->array.Finish());
   state->Keep(state->arrayName, state->arrayForm, cell);
 }
 
 void TNamespaceWriter::Finish() {
   if (!state->isClass && state->classId != kNoClass) {
-    state->cim.AddRow(state->classId, state->shape, state->cells);
+    state->cim->AddRow(state->classId, state->shape, state->cells);
   }
   state->Drop();
 }
@@ -204,7 +210,7 @@ void TNamespaceWriter::Finish() {
 void TNamespaceWriter::Abandon() noexcept { state->Drop(); }
 
 TClassId TNamespaceWriter::FindClass(std::string_view name) const noexcept {
-  return state->cim.FindClass(name);
+  return state->target->State().FindClass(name);
 }
 
 boost::shared_ptr<ICIMClass> TNamespaceWriter::ClassHandle(TClassId id) const {
@@ -213,6 +219,22 @@ boost::shared_ptr<ICIMClass> TNamespaceWriter::ClassHandle(TClassId id) const {
 
 void SetReadObserver(const boost::shared_ptr<ICIMNamespace>& target, IReadObserver* observer) {
   InMemory(target)->SetObserver(observer);
+}
+
+TSharedStateHandle ShareState(const boost::shared_ptr<ICIMNamespace>& source) {
+  return InMemory(source)->Share();
+}
+
+void AdoptState(const boost::shared_ptr<ICIMNamespace>& target, const TSharedStateHandle& state) {
+  InMemory(target)->Adopt(state);
+}
+
+bool TakesSharedStates(const boost::shared_ptr<ICIMNamespace>& target) {
+  return InMemory(target)->TakesSharedStates();
+}
+
+TSharedStateHandle SharedStateOf(const boost::shared_ptr<ICIMNamespace>& target) {
+  return InMemory(target)->SharedState();
 }
 
 boost::shared_ptr<ICIMNamespace> MakeInMemoryNamespace() {

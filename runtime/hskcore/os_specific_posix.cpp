@@ -96,6 +96,7 @@ std::vector<std::string> TOSSpecific::ListDir(const std::string& path) {
 }
 
 std::string TOSSpecific::NativePath(const std::string& path) {
+  if (std::string standIn = svc::StandInFile(path); !standIn.empty()) return standIn;
   std::string native = path;
   std::replace(native.begin(), native.end(), '\\', '/');
   if (!StartsWithDrive(native)) {

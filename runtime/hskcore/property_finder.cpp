@@ -31,13 +31,13 @@ bool TPropertyFinder::Find(const TCimState& state, TRowId rowId, TNameId name, T
   }
   if (place.writer != kNone) {
     const TShapeTable::TNode& node = state.Shapes()[place.writer];
-    found = {node.form, row.cells[node.depth - 1]};
+    found = {node.form, row.cells[node.depth - 1], node.depth - 1};
     return true;
   }
   if (place.declaration == nullptr) {
     return false;
   }
-  found = {place.declaration->form, place.declaration->defaultCell};
+  found = {place.declaration->form, place.declaration->defaultCell, kNone};
   return true;
 }
 

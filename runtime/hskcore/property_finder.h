@@ -18,6 +18,8 @@ class TPropertyFinder {
   struct TFound {
     TForm form;
     TCell cell;
+    // Which of the instance's cells it is; kNone for a declared one.
+    std::uint32_t place;
   };
 
   // What the instance writes or else what its class says of it; false when there is neither.

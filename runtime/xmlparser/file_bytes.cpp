@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
@@ -32,8 +33,8 @@ using TFile = std::unique_ptr<std::FILE, TCloseFile>;
                       THSKStatusCode::kFileUnreadable);
 }
 
-TFile Open(const std::string& path) {
-  TFile file(std::fopen(TOSSpecific::NativePath(path).c_str(), "rb"));
+TFile Open(const std::string& path, const std::string& native) {
+  TFile file(std::fopen(native.c_str(), "rb"));
   if (!file) FailToRead(path, "opened", errno);
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   return file;
@@ -49,12 +50,8 @@ void Grow(TFileBytes& buffer, std::size_t capacity, const std::string& path) {
   buffer.bytes.reset(moved);
 }
 
-}  // namespace
-
 // What the system says of a file's size is taken for a hint: a pipe has none, and a file may grow.
-TFileBytes ReadWholeFile(const std::string& path) {
-  const std::uint64_t told = TOSSpecific::GetFileSize(path);
-  const TFile file = Open(path);
+TFileBytes ReadAll(const TFile& file, std::uint64_t told, const std::string& path) {
   TFileBytes read;
   std::size_t capacity = std::clamp<std::uint64_t>(told + 1, kSmallestBuffer, kMostBytes);
   for (;;) {
@@ -64,6 +61,19 @@ TFileBytes ReadWholeFile(const std::string& path) {
     if (read.size < capacity || capacity == kMostBytes) return read;
     capacity = std::min(capacity * 2, kMostBytes);
   }
+}
+
+}  // namespace
+
+TFileBytes ReadWholeFile(const std::string& path) {
+  const std::uint64_t told = TOSSpecific::GetFileSize(path);
+  return ReadAll(Open(path, TOSSpecific::NativePath(path)), told, path);
+}
+
+TFileBytes ReadNativeFile(const std::string& path) {
+  std::error_code noSize;
+  const std::uint64_t told = std::filesystem::file_size(path, noSize);
+  return ReadAll(Open(path, path), noSize ? 0 : told, path);
 }
 
 }  // namespace svc::xml

@@ -20,6 +20,8 @@ struct TFileBytes {
 // Reads a file to its end, a pipe too, and stops behind the largest document that is taken.
 // Throws THSKException: kFileNotFound, kFileUnreadable, kNoBuffer.
 TFileBytes ReadWholeFile(const std::string& path);
+// The same for a path of the system's.
+TFileBytes ReadNativeFile(const std::string& path);
 
 }  // namespace svc::xml
 

@@ -1,15 +1,21 @@
 #include "runtime/xmlparser/parser_state.h"
 
 #include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include "host/xmlparser/xml_parser.h"
+#include "runtime/xmlparser/document_cache.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
+#include "runtime/xmlparser/file_bytes.h"
 #include "runtime/xmlparser/xml_reader.h"
 
 namespace NQRXHSK20 {
 
+using svc::xml::TDocumentCache;
 using svc::xml::TDocumentText;
+using svc::xml::TFileBytes;
 
 namespace {
 
@@ -17,9 +23,42 @@ constexpr std::size_t kMaxSize = TCIMXMLParser::kMaxSpecificationDocumentSize;
 
 }  // namespace
 
+void TXmlParserState::Parse(char* text, std::size_t size, bool isWholeFile) {
+  TDocumentCache* const cache = TDocumentCache::Active();
+  if (cache != nullptr && svc::TakesSharedStates(target)) {
+    ParseOnce(*cache, text, size, isWholeFile);
+  } else {
+    ParseAnew(text, size, isWholeFile);
+  }
+}
+
+// Shares what an earlier parse of the same document, upon the same contents, has made.
+void TXmlParserState::ParseOnce(TDocumentCache& cache, char* text, std::size_t size,
+                                bool isWholeFile) {
+  std::string_view bytes(text, size);
+  // What of a block is behind the document is no part of it.
+  if (!isWholeFile) bytes = bytes.substr(0, bytes.find_last_not_of('\0') + 1);
+  const auto* const standIn = cache.FindStandIn(bytes);
+  const svc::TSharedStateHandle before = svc::SharedStateOf(target);
+  const TDocumentCache::TKey key{before.get(), standIn ? standIn->first : svc::xml::DigestOf(bytes),
+                                 dialect, isWholeFile};
+  if (auto parsed = cache.Find(key)) {
+    svc::AdoptState(target, parsed->after);
+    classes = std::move(parsed->classes);
+    return;
+  }
+  if (standIn) {
+    const TFileBytes whole = svc::xml::ReadNativeFile(standIn->second);
+    ParseAnew(whole.bytes.get(), whole.size, isWholeFile);
+  } else {
+    ParseAnew(text, size, isWholeFile);
+  }
+  cache.Add(key, before, {svc::ShareState(target), classes});
+}
+
 // A block may be larger than the document in it, so that a document is known to be too large only
 // when it does not end within the limit.
-void TXmlParserState::Parse(char* text, std::size_t size, bool isWholeFile) {
+void TXmlParserState::ParseAnew(char* text, std::size_t size, bool isWholeFile) {
   classes.clear();
   const bool isCut = size > kMaxSize;
   const svc::xml::TUtf8Document document = svc::xml::ToUtf8(text, text + std::min(size, kMaxSize));

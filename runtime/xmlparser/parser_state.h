@@ -9,6 +9,10 @@
 #include "host/hskcore/cim.h"
 #include "runtime/xmlparser/cim_builder.h"
 
+namespace svc::xml {
+class TDocumentCache;
+}
+
 namespace NQRXHSK20 {
 
 struct TXmlParserState {
@@ -20,6 +24,10 @@ struct TXmlParserState {
   // Throws svc::xml::TDocumentError, or THSKException where the target takes no documents.
   void Parse(char* text, std::size_t size, bool isWholeFile);
   std::vector<boost::shared_ptr<ICIMClass>> ClassesCollected() const;
+
+ private:
+  void ParseAnew(char* text, std::size_t size, bool isWholeFile);
+  void ParseOnce(svc::xml::TDocumentCache& cache, char* text, std::size_t size, bool isWholeFile);
 };
 
 }  // namespace NQRXHSK20

@@ -50,6 +50,17 @@ class OsSpecific : public ::testing::Test {
   fs::path folder;
 };
 
+TEST_F(OsSpecific, AFileThatStandsInIsTakenForOnePathAlone) {
+  Write("small.xml", "12345");
+  const std::string small = (folder / "c" / "QRX_Support" / "SV" / "small.xml").string();
+  SetStandInFile("/nowhere/index.xml", small);
+  EXPECT_EQ(TOSSpecific::GetFileSize("/nowhere/index.xml"), 5u);
+  EXPECT_EQ(TOSSpecific::NativePath("/nowhere/other.xml"), "/nowhere/other.xml");
+  SetStandInFile("", "");
+  EXPECT_EQ(StatusOf([] { TOSSpecific::GetFileSize("/nowhere/index.xml"); }),
+            THSKStatusCode::kFileNotFound);
+}
+
 TEST_F(OsSpecific, MapsWindowsPathsBelowTheDriveRoot) {
   SetDriveRoot("/drives");
   const std::vector<std::pair<std::string, std::string>> rows = {

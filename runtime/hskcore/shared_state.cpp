@@ -1,0 +1,40 @@
+#include "runtime/hskcore/shared_state.h"
+
+#include <memory>
+#include <utility>
+
+#include "runtime/hskcore/cell.h"
+
+namespace svc {
+
+TSharedState::TSharedState(boost::shared_ptr<TCimState> stateToShare)
+    : state(std::move(stateToShare)) {
+  firstCells.reserve(state->RowCount());
+  std::uint64_t cells = 0;
+  for (TRowId row = 0; row < state->RowCount(); ++row) {
+    firstCells.push_back(cells);
+    cells += state->Shapes()[state->Row(row).shape].depth;
+  }
+  properties = std::vector<std::atomic<TStoredProperty*>>(cells);
+}
+
+TSharedState::~TSharedState() {
+  for (const auto& property : properties) delete property.load(std::memory_order_relaxed);
+}
+
+boost::shared_ptr<NQRXHSK20::ICIMProperty> TSharedState::Property(
+    TRowId row, const TPropertyFinder::TFound& found,
+    const boost::shared_ptr<const TSharedState>& self) const {
+  std::atomic<TStoredProperty*>& slot = properties[firstCells[row] + found.place];
+  TStoredProperty* property = slot.load(std::memory_order_acquire);
+  if (property == nullptr) {
+    auto made = std::make_unique<TStoredProperty>(nullptr, ValueOfCell(found.form, found.cell));
+    // Another thread may have been faster: its property is taken then.
+    if (slot.compare_exchange_strong(property, made.get(), std::memory_order_acq_rel)) {
+      property = made.release();
+    }
+  }
+  return {self, property};
+}
+
+}  // namespace svc

@@ -1,0 +1,45 @@
+// What several in-memory namespaces hold in common: the contents of one, once it is shared, with
+// the properties that were read of it. Each namespace copies it before it is written to. May be
+// used from several threads.
+#ifndef RUNTIME_HSKCORE_SHARED_STATE_H_
+#define RUNTIME_HSKCORE_SHARED_STATE_H_
+
+#include <atomic>
+#include <boost/smart_ptr/shared_ptr.hpp>
+#include <cstdint>
+#include <vector>
+
+#include "host/hskcore/cim.h"
+#include "runtime/hskcore/cim_state.h"
+#include "runtime/hskcore/property_finder.h"
+#include "runtime/hskcore/stored_property.h"
+
+namespace svc {
+
+class TSharedState {
+ public:
+  // Takes the state over: nobody changes it from here on.
+  explicit TSharedState(boost::shared_ptr<TCimState> state);
+  ~TSharedState();
+  TSharedState(const TSharedState&) = delete;
+  TSharedState& operator=(const TSharedState&) = delete;
+
+  // To be read only.
+  const boost::shared_ptr<TCimState>& State() const noexcept { return state; }
+  // The property that was found in an instance's cell, made once. `self` is a handle to this
+  // object, which the property keeps alive.
+  boost::shared_ptr<NQRXHSK20::ICIMProperty> Property(
+      TRowId row, const TPropertyFinder::TFound& found,
+      const boost::shared_ptr<const TSharedState>& self) const;
+
+ private:
+  boost::shared_ptr<TCimState> state;
+  // The number of the first cell of each instance, as if they stood one behind the other.
+  std::vector<std::uint64_t> firstCells;
+  // Of each cell; null until it is asked for.
+  mutable std::vector<std::atomic<TStoredProperty*>> properties;
+};
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_SHARED_STATE_H_

@@ -1,0 +1,153 @@
+// Documents that are parsed once and loaded often.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "host/hskcore/exception.h"
+#include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/xmlparser/shared_documents.h"
+
+namespace {
+
+using namespace NQRXHSK20;
+using TNamespace = boost::shared_ptr<ICIMNamespace>;
+
+std::string Document(const std::string& objects) {
+  return "<?sv-catalogue version=\"4.02\"?><CIM><DECLARATION><DECLGROUP>" + objects +
+         "</DECLGROUP></DECLARATION></CIM>";
+}
+
+const std::string kClass = "<VALUE.OBJECT><CLASS NAME=\"C\"/></VALUE.OBJECT>";
+const std::string kInstance = "<VALUE.OBJECT><INSTANCE CLASSNAME=\"C\"/></VALUE.OBJECT>";
+
+// Loads a document as a catalogue's loader does. Returns the number of classes collected.
+std::size_t Load(const TNamespace& target, const std::string& text) {
+  const std::unique_ptr<char, decltype(&std::free)> block(
+      static_cast<char*>(std::calloc(text.size() + 1, 1)), &std::free);
+  std::memcpy(block.get(), text.data(), text.size());
+  TCIMXMLParser parser(target);
+  parser.SetSV402Mode();
+  parser.Parse(block.get());
+  return parser.GetClassesCollected().size();
+}
+
+TNamespace Loaded(std::initializer_list<std::string> documents) {
+  const TNamespace space = svc::MakeInMemoryNamespace();
+  for (const std::string& document : documents) Load(space, document);
+  return space;
+}
+
+std::size_t CountInstances(const TNamespace& space) {
+  boost::shared_ptr<ICIMClass> found;
+  space->GetClass(found, "C", {});
+  std::vector<boost::shared_ptr<ICIMInstance>> instances;
+  found->EnumerateInstances(TAddToVectorCallback<ICIMInstance>(instances), true, {});
+  return instances.size();
+}
+
+TEST(SharedDocuments, AreOffUntilAskedFor) {
+  EXPECT_FALSE(svc::SharedStateOf(Loaded({Document(kClass)})));
+}
+
+TEST(SharedDocuments, TheSameBytesAreParsedOnce) {
+  const svc::TDocumentSharing sharing;
+  const auto definitions = Document(kClass);
+  const auto index = Document(kInstance);
+  const auto first = Loaded({definitions, index});
+  const auto second = Loaded({definitions, index});
+  EXPECT_TRUE(svc::SharedStateOf(first));
+  EXPECT_EQ(svc::SharedStateOf(first), svc::SharedStateOf(second));
+  EXPECT_EQ(CountInstances(second), 1u);
+}
+
+TEST(SharedDocuments, OtherBytesAreNotTakenForThem) {
+  const svc::TDocumentSharing sharing;
+  const auto one = Loaded({Document(kClass), Document(kInstance)});
+  const auto two = Loaded({Document(kClass), Document(kInstance + kInstance)});
+  EXPECT_EQ(CountInstances(one), 1u);
+  EXPECT_EQ(CountInstances(two), 2u);
+}
+
+TEST(SharedDocuments, WhatANamespaceHeldBeforeCounts) {
+  const svc::TDocumentSharing sharing;
+  const auto once = Loaded({Document(kClass), Document(kInstance)});
+  const auto twice = Loaded({Document(kClass), Document(kInstance), Document(kInstance)});
+  EXPECT_EQ(CountInstances(once), 1u);
+  EXPECT_EQ(CountInstances(twice), 2u);
+}
+
+TEST(SharedDocuments, TheClassesCollectedAreThoseOfTheDocument) {
+  const svc::TDocumentSharing sharing;
+  for (int round = 0; round < 2; ++round) {
+    const TNamespace space = svc::MakeInMemoryNamespace();
+    EXPECT_EQ(Load(space, Document(kClass)), 1u);
+    EXPECT_EQ(Load(space, Document(kInstance)), 0u);
+  }
+}
+
+TEST(SharedDocuments, ADocumentThatIsRefusedIsRefusedEachTime) {
+  const svc::TDocumentSharing sharing;
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_THROW(Loaded({Document(kInstance)}), THSKException);
+  }
+}
+
+class StandIn : public ::testing::Test {
+ protected:
+  StandIn()
+      : file(std::filesystem::temp_directory_path() /
+             ("stand-in-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + ".xml")) {
+    Write(Document(kClass + kInstance));
+  }
+  ~StandIn() override { std::filesystem::remove(file); }
+
+  void Write(const std::string& text) const {
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+  }
+
+  std::filesystem::path file;
+};
+
+TEST_F(StandIn, IsTakenForTheFileItStandsFor) {
+  const svc::TDocumentSharing sharing;
+  const std::string text = svc::MakeStandIn(file.string());
+  EXPECT_LT(text.size(), 100u);
+  EXPECT_EQ(CountInstances(Loaded({text})), 1u);
+}
+
+TEST_F(StandIn, IsReadOnce) {
+  const svc::TDocumentSharing sharing;
+  const std::string text = svc::MakeStandIn(file.string());
+  const auto first = Loaded({text});
+  Write("no longer a document");
+  EXPECT_EQ(svc::SharedStateOf(Loaded({text})), svc::SharedStateOf(first));
+}
+
+TEST_F(StandIn, TellsOfItsFilesErrors) {
+  const svc::TDocumentSharing sharing;
+  Write("<?sv-catalogue version=\"4.02\"?>\n<CIM>\n<OTHER/>\n</CIM>");
+  try {
+    Loaded({svc::MakeStandIn(file.string())});
+    FAIL() << "nothing was thrown";
+  } catch (const THSKException& error) {
+    EXPECT_NE(error.GetMessageText().find("line 3"), std::string::npos) << error.GetMessageText();
+  }
+}
+
+TEST_F(StandIn, IsADocumentOfItsOwnWhereNothingIsShared) {
+  const std::string text = svc::MakeStandIn(file.string());
+  EXPECT_THROW(Loaded({text}), THSKException);
+}
+
+TEST_F(StandIn, ATextOfItsFormThatNobodyMadeStandsForNothing) {
+  const svc::TDocumentSharing sharing;
+  svc::MakeStandIn(file.string());
+  EXPECT_THROW(Loaded({"<?svcheck-stand-in 00000000000000000000000000000000?>"}), THSKException);
+}
+
+}  // namespace
