@@ -146,7 +146,7 @@ int TCheckVerb::CompareOrTell(TQueryRequest request, report::TReport& report) {
     const auto* const failure = dynamic_cast<const TFailure*>(&error);
     if (failure != nullptr) status = failure->Status();
     report.outcome = report::EOutcome::kFailed;
-    report.errors.emplace_back(error.what());
+    report.errors.push_back(ReasonOf(error));
   }
   // A download has told of its failure already.
   const bool told =

@@ -2,6 +2,7 @@
 #ifndef SVCHECK_FAILURE_H_
 #define SVCHECK_FAILURE_H_
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -24,6 +25,14 @@ class TFailure : public std::runtime_error {
  private:
   int status;
 };
+
+// What an exception says to a person.
+std::string ReasonOf(const std::exception& error);
+
+// From the first call on, it is noted when memory runs out: whoever catches the exception may go on
+// without what it was needed for.
+void WatchMemory() noexcept;
+bool HasMemoryRunOut() noexcept;
 
 // Writes "svcheck: ", the text on one line, to standard error.
 void ReportError(const std::string& text) noexcept;

@@ -2,7 +2,6 @@
 // exit status.
 #include <cstdio>
 #include <exception>
-#include <new>
 #include <string>
 
 #include "svcheck/command_line.h"
@@ -44,15 +43,14 @@ int RunProgram(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     svc::GuardStandardStreams();
+    svc::WatchMemory();
     svc::HandleInterruption();
     return svc::RunProgram(argc, argv);
   } catch (const svc::TFailure& failure) {
     svc::ReportError(failure.what());
     return failure.Status();
-  } catch (const std::bad_alloc&) {
-    svc::ReportError("out of memory; free some, or give a smaller catalogue");
   } catch (const std::exception& error) {
-    svc::ReportError(error.what());
+    svc::ReportError(svc::ReasonOf(error));
   }
   return svc::kExitFailure;
 }

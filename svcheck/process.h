@@ -27,11 +27,13 @@ class TCapturedOutput {
   TCapturedOutput(const TCapturedOutput&) = delete;
   TCapturedOutput& operator=(const TCapturedOutput&) = delete;
 
-  // Gives standard output back and what was written meanwhile.
+  // Gives standard output back and what was written meanwhile. Throws TFailure when the system
+  // refuses.
   std::string Take();
 
  private:
-  void Restore() noexcept;
+  // False where the system refuses.
+  bool Restore() noexcept;
 
   int kept = -1;      // Standard output as it was.
   int captured = -1;  // Where it goes meanwhile.

@@ -44,14 +44,16 @@ TCapturedOutput::TCapturedOutput() {
 
 TCapturedOutput::~TCapturedOutput() { Restore(); }
 
-void TCapturedOutput::Restore() noexcept {
+bool TCapturedOutput::Restore() noexcept {
   std::fflush(stdout);
+  bool isRestored = true;
   if (kept != -1) {
-    ::dup2(kept, STDOUT_FILENO);
+    while (::dup2(kept, STDOUT_FILENO) == -1 && isRestored) isRestored = errno == EINTR;
     ::close(kept);
   }
   if (captured != -1) ::close(captured);
   kept = captured = -1;
+  return isRestored;
 }
 
 std::string TCapturedOutput::Take() {
@@ -64,7 +66,10 @@ std::string TCapturedOutput::Take() {
     text.append(block.data(), static_cast<std::size_t>(count));
     offset += count;
   }
-  Restore();
+  if (!Restore() || count < 0) {
+    throw TFailure("standard output cannot be given back: " +
+                   std::generic_category().message(errno) + "; start the check again");
+  }
   return text;
 }
 

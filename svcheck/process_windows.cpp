@@ -71,14 +71,13 @@ TCapturedOutput::TCapturedOutput() {
 
 TCapturedOutput::~TCapturedOutput() { Restore(); }
 
-void TCapturedOutput::Restore() noexcept {
+bool TCapturedOutput::Restore() noexcept {
   std::fflush(stdout);
-  if (kept != -1) {
-    _dup2(kept, kStandardOutput);
-    _close(kept);
-  }
+  const bool isRestored = kept == -1 || _dup2(kept, kStandardOutput) == 0;
+  if (kept != -1) _close(kept);
   if (captured != -1) _close(captured);
   kept = captured = -1;
+  return isRestored;
 }
 
 std::string TCapturedOutput::Take() {
@@ -88,7 +87,7 @@ std::string TCapturedOutput::Take() {
   _lseeki64(captured, 0, SEEK_SET);
   for (int count = 0; (count = _read(captured, block, sizeof block)) > 0;)
     text.append(block, static_cast<std::size_t>(count));
-  Restore();
+  if (!Restore()) throw TFailure("standard output cannot be given back; start the check again");
   return text;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "host/hskcore/schema_helper.h"
@@ -124,10 +125,12 @@ TQueryEnd TQueryRun::Run() {
   } catch (const THSKException& exception) {
     return {false, exception.GetMessageText(), static_cast<int>(exception.GetStatusCode())};
   } catch (const std::exception& exception) {
-    return {false, exception.what(), {}};
+    return {false, ReasonOf(exception), {}};
   } catch (...) {
     return {false, "an exception of no known kind", {}};
   }
+  // A plug-in may pass over what it had no memory for; its records are then not whole.
+  if (HasMemoryRunOut()) throw std::bad_alloc();
   return {};
 }
 

@@ -26,7 +26,9 @@ TDownloadFolder::TDownloadFolder(const std::string& folder, std::chrono::millise
 
 TDownloadFolder::~TDownloadFolder() {
   std::error_code ignored;
-  std::filesystem::remove_all(staging, ignored);
+  // Empty as a rule, for staged files remove themselves; then one call does it.
+  std::filesystem::remove(staging, ignored);
+  if (ignored) std::filesystem::remove_all(staging, ignored);
 }
 
 bool TDownloadFolder::Has(const TManifestFile& file, const TWatch& watch) const {

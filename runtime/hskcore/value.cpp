@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 
 #include "host/hskcore/exception.h"
@@ -72,6 +73,21 @@ struct TTextOf {
   }
 };
 
+// Copies the alternative and moves it into place; a borrowed text becomes one of its own. Copied as
+// a whole, a variant of these types crashes in GCC 12's library when there is no memory: it is
+// taken for one that is never without a value, and destroyed before it has one.
+template <typename... T>
+std::variant<T...> CopyOf(const std::variant<T...>& data) {
+  return std::visit(
+      [](const auto& value) -> std::variant<T...> {
+        using TValue = std::decay_t<decltype(value)>;
+        using TOwner =
+            std::conditional_t<std::is_same_v<TValue, std::string_view>, std::string, TValue>;
+        return TOwner(value);
+      },
+      data);
+}
+
 }  // namespace
 
 TCIMValue::TCIMValue() : type(ECIMType::kString), array(false) {}
@@ -83,11 +99,7 @@ TCIMValue::TCIMValue(ECIMType type, bool array, Data data) noexcept
     : data(std::move(data)), type(type), array(array) {}
 
 TCIMValue::TCIMValue(const TCIMValue& other)
-    : data(other.data), type(other.type), array(other.array) {
-  if (const auto* borrowed = std::get_if<std::string_view>(&other.data)) {
-    data = std::string(*borrowed);
-  }
-}
+    : TCIMValue(other.type, other.array, CopyOf(other.data)) {}
 
 TCIMValue::TCIMValue(TCIMValue&& other) noexcept = default;
 

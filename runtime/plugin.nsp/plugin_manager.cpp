@@ -1,7 +1,7 @@
 #include "host/plugin.nsp/plugin_manager.h"
 
+#include <algorithm>
 #include <mutex>
-#include <set>
 
 #include "host/hskcore/exception.h"
 
@@ -18,12 +18,16 @@ struct TPluginManagerNamespace::State {
 
 TPluginManagerNamespace::TPluginManagerNamespace() : state(std::make_unique<State>()) {}
 
-// The last one registered goes first. One that was registered more than once goes once.
+// The last one registered goes first. One that was registered more than once goes once. Takes no
+// memory, of which there may be none left.
 TPluginManagerNamespace::~TPluginManagerNamespace() {
-  std::set<IPluginCallbacks*> released;
-  for (auto provider = state->providers.rbegin(); provider != state->providers.rend(); ++provider) {
+  const auto& providers = state->providers;
+  for (auto provider = providers.rbegin(); provider != providers.rend(); ++provider) {
     IPluginCallbacks* plugin = (*provider)->GetPlugin();
-    if (released.insert(plugin).second) {
+    const bool isReleased = std::any_of(providers.rbegin(), provider, [plugin](const auto& other) {
+      return other->GetPlugin() == plugin;
+    });
+    if (!isReleased) {
       plugin->Release();
     }
   }
