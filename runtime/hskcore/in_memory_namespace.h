@@ -57,6 +57,13 @@ class HOST_INTERFACE IReadObserver {
 HSKCORE_API void SetReadObserver(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
                                  IReadObserver* observer);
 
+// The name of a property as a document writes it, looked up once for all the times that it occurs.
+// Means something to the writer that gave it only, as long as the text lives.
+struct TPropertyName {
+  std::string_view text;
+  std::uint32_t number;
+};
+
 // Writes one class or instance at a time: Begin..., its properties, then Finish or Abandon. A class
 // shows in the namespace at once, an instance when it is finished. Names and texts are views of
 // the caller's memory, which no call keeps. Names compare without regard to ASCII case.
@@ -79,17 +86,29 @@ class HSKCORE_API TNamespaceWriter {
   // Opens a new instance. Throws kClassNotFound when the class is not declared.
   void BeginInstance(std::string_view className);
 
+  // REQUIRES: a class or an instance is open.
+  TPropertyName NameOf(std::string_view name);
   // One property: in a class its default, in an instance its value. A second one of the same name
   // throws. In a class that is opened again a declaration replaces the one from before.
   //
   // A scalar, from its text, which must fit the type: no blanks around it.
-  void WriteValue(std::string_view name, NQRXHSK20::ECIMType type, std::string_view text);
-  void WriteNull(std::string_view name, NQRXHSK20::ECIMType type, bool isArray);
+  void WriteValue(const TPropertyName& name, NQRXHSK20::ECIMType type, std::string_view text);
+  void WriteNull(const TPropertyName& name, NQRXHSK20::ECIMType type, bool isArray);
   // An array: BeginArray, its elements in order, EndArray.
-  void BeginArray(std::string_view name, NQRXHSK20::ECIMType type);
+  void BeginArray(const TPropertyName& name, NQRXHSK20::ECIMType type);
   void AddElement(std::string_view text);
   void AddNullElement();
   void EndArray();
+  // The same for a name that is looked up each time.
+  void WriteValue(std::string_view name, NQRXHSK20::ECIMType type, std::string_view text) {
+    WriteValue(NameOf(name), type, text);
+  }
+  void WriteNull(std::string_view name, NQRXHSK20::ECIMType type, bool isArray) {
+    WriteNull(NameOf(name), type, isArray);
+  }
+  void BeginArray(std::string_view name, NQRXHSK20::ECIMType type) {
+    BeginArray(NameOf(name), type);
+  }
 
   void Finish();
   void Abandon() noexcept;

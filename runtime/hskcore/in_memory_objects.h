@@ -116,7 +116,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
       return cell == otherCell && property && form == otherForm;
     }
   };
-  static constexpr std::size_t kRecent = 1024;
+  static constexpr std::size_t kRecent = 4096;
 
   void Unshare();
   // From here on it holds this.

@@ -55,8 +55,8 @@ struct TNamespaceWriter::State {
   }
   void Begin(TClassId id, bool asClass);
   void Drop() noexcept { classId = kNoClass; }
-  TNameId EnterProperty(std::string_view name, TForm form);
-  TNameId EnterNewProperty(std::string_view name, TForm form);
+  void EnterProperty(const TPropertyName& name, TForm form);
+  void EnterNewProperty(const TPropertyName& name, TForm form);
   std::uint64_t Number(std::string_view name, ECIMType type, std::string_view text);
   void CheckText(std::string_view name, ECIMType type, std::string_view text);
   void Keep(TNameId name, TForm form, TCell cell);
@@ -85,29 +85,24 @@ void TNamespaceWriter::State::Begin(TClassId id, bool asClass) {
 }
 
 // Instances repeat the properties of the one before: what came next there is tried first.
-TNameId TNamespaceWriter::State::EnterProperty(std::string_view name, TForm form) {
+void TNamespaceWriter::State::EnterProperty(const TPropertyName& name, TForm form) {
   const TShapeTable& shapes = cim->Shapes();
   const TShapeId likely = isClass ? kNone : shapes[shape].likelyChild;
-  if (likely == kNone || shapes[likely].form != form ||
-      cim->NameText(shapes[likely].name) != name) {
+  if (likely == kNone || shapes[likely].form != form || shapes[likely].name != name.number) {
     return EnterNewProperty(name, form);
   }
   shape = likely;
-  const TNameId nameId = shapes[likely].name;
-  cim->Name(nameId).writtenIn = serial;
-  return nameId;
+  cim->Name(name.number).writtenIn = serial;
 }
 
-TNameId TNamespaceWriter::State::EnterNewProperty(std::string_view name, TForm form) {
-  const TNameId nameId = cim->FindOrAddName(name);
-  if (cim->Name(nameId).writtenIn == serial) {
-    Refuse("PROPERTY " + Shown(name) + " written twice");
+void TNamespaceWriter::State::EnterNewProperty(const TPropertyName& name, TForm form) {
+  if (cim->Name(name.number).writtenIn == serial) {
+    Refuse("PROPERTY " + Shown(name.text) + " written twice");
   }
-  cim->Name(nameId).writtenIn = serial;
+  cim->Name(name.number).writtenIn = serial;
   if (!isClass) {
-    shape = cim->Shapes().Extend(shape, nameId, form);
+    shape = cim->Shapes().Extend(shape, name.number, form);
   }
-  return nameId;
 }
 
 std::uint64_t TNamespaceWriter::State::Number(std::string_view name, ECIMType type,
@@ -155,26 +150,33 @@ void TNamespaceWriter::BeginInstance(std::string_view className) {
   state->Begin(id, false);
 }
 
-void TNamespaceWriter::WriteValue(std::string_view name, ECIMType type, std::string_view text) {
+TPropertyName TNamespaceWriter::NameOf(std::string_view name) {
+  return {name, state->cim->FindOrAddName(name)};
+}
+
+void TNamespaceWriter::WriteValue(const TPropertyName& name, ECIMType type, std::string_view text) {
   const TForm form{type, false, false};
   if (!IsTextType(type)) {
-    const std::uint64_t bits = state->Number(name, type, text);
-    state->Keep(state->EnterProperty(name, form), form, bits);
+    const std::uint64_t bits = state->Number(name.text, type, text);
+    state->EnterProperty(name, form);
+    state->Keep(name.number, form, bits);
     return;
   }
-  state->CheckText(name, type, text);
-  const TNameId nameId = state->EnterProperty(name, form);
-  state->Keep(nameId, form, state->cim->StoreTextOf(nameId, text));
+  state->CheckText(name.text, type, text);
+  state->EnterProperty(name, form);
+  state->Keep(name.number, form, state->cim->StoreTextOf(name.number, text));
 }
 
-void TNamespaceWriter::WriteNull(std::string_view name, ECIMType type, bool isArray) {
+void TNamespaceWriter::WriteNull(const TPropertyName& name, ECIMType type, bool isArray) {
   const TForm form{type, isArray, !isArray && !IsTextType(type)};
-  state->Keep(state->EnterProperty(name, form), form, 0);
+  state->EnterProperty(name, form);
+  state->Keep(name.number, form, 0);
 }
 
-void TNamespaceWriter::BeginArray(std::string_view name, ECIMType type) {
+void TNamespaceWriter::BeginArray(const TPropertyName& name, ECIMType type) {
   state->arrayForm = {type, true, false};
-  state->arrayName = state->EnterProperty(name, state->arrayForm);
+  state->arrayName = name.number;
+  state->EnterProperty(name, state->arrayForm);
   state->array.Begin();
 }
 

@@ -124,13 +124,15 @@ void TCimBuilder::ReadMembers(bool isClass) {
 
 void TCimBuilder::ReadProperty() {
   const TProperty property = PropertyOfTag();
-  bool hasValue = false;
+  const auto write = [&](std::string_view text) {
+    writer.WriteValue(property.name, property.type, text);
+  };
+  bool hasValue = tokens.TakeText(EElement::kValue, write);
   while (tokens.NextChild()) {
     if (tokens.Element() == EElement::kValue) {
       RefuseSecondValue(hasValue, property);
       hasValue = true;
-      tokens.ReadText(
-          [&](std::string_view text) { writer.WriteValue(property.name, property.type, text); });
+      tokens.ReadText(write);
     } else {
       RefuseSecondValue(hasValue, property);
       hasValue = ReadNullOrSkip(property, false);
@@ -156,21 +158,29 @@ void TCimBuilder::ReadPropertyArray() {
 
 void TCimBuilder::ReadElements(const TProperty& property) {
   writer.BeginArray(property.name, property.type);
-  while (tokens.NextChild()) {
-    if (tokens.Element() == EElement::kValue) {
-      tokens.ReadText([&](std::string_view text) { writer.AddElement(text); });
-    } else if (tokens.Element() == EElement::kValueNull) {
-      tokens.SkipEmpty();
-      writer.AddNullElement();
-    } else {
-      tokens.RefuseElement();
-    }
+  while (ReadElement()) {
   }
   writer.EndArray();
 }
 
+// False at the end of the array.
+bool TCimBuilder::ReadElement() {
+  const auto add = [&](std::string_view text) { writer.AddElement(text); };
+  if (tokens.TakeText(EElement::kValue, add)) return true;
+  if (!tokens.NextChild()) return false;
+  if (tokens.Element() == EElement::kValue) {
+    tokens.ReadText(add);
+  } else if (tokens.Element() == EElement::kValueNull) {
+    tokens.SkipEmpty();
+    writer.AddNullElement();
+  } else {
+    tokens.RefuseElement();
+  }
+  return true;
+}
+
 void TCimBuilder::ReadPropertyReference() {
-  const TProperty property{tokens.Required("NAME"), ECIMType::kReference};
+  const TProperty property{writer.NameOf(tokens.Required("NAME")), ECIMType::kReference};
   bool hasValue = false;
   while (tokens.NextChild()) {
     RefuseSecondValue(hasValue, property);
@@ -205,15 +215,17 @@ TCimBuilder::TProperty TCimBuilder::PropertyOfTag() {
     const auto written = reader.Attribute("TYPE");
     const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
     if (!type) reader.Fail("unknown TYPE \"" + std::string(*written) + "\"");
-    note.number = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
+    note.attribute = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
+    note.number = writer.NameOf(reader.AttributeValue(note.attribute)).number;
     note.detail = static_cast<std::uint32_t>(*type) + 1;
   }
-  return {reader.AttributeValue(note.number), static_cast<ECIMType>(note.detail - 1)};
+  return {{reader.AttributeValue(note.attribute), note.number},
+          static_cast<ECIMType>(note.detail - 1)};
 }
 
 void TCimBuilder::RefuseSecondValue(bool hasValue, const TProperty& property) {
   if (!hasValue) return;
-  tokens.Reader().Fail("property \"" + std::string(property.name) + "\" has a second value");
+  tokens.Reader().Fail("property \"" + std::string(property.name.text) + "\" has a second value");
 }
 
 void TCimBuilder::Collect(TClassId id) {

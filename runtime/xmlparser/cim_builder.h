@@ -27,7 +27,7 @@ class TCimBuilder {
 
  private:
   struct TProperty {
-    std::string_view name;
+    TPropertyName name;
     NQRXHSK20::ECIMType type;
   };
 
@@ -45,6 +45,7 @@ class TCimBuilder {
   void ReadPropertyReference();
   bool ReadNullOrSkip(const TProperty& property, bool isArray);
   void ReadElements(const TProperty& property);
+  bool ReadElement();
   TProperty PropertyOfTag();
   void RefuseSecondValue(bool hasValue, const TProperty& property);
   void Collect(TClassId id);

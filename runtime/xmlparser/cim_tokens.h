@@ -32,6 +32,10 @@ class TCimTokens {
   // the last token while `take` runs.
   template <typename TTake>
   void ReadText(TTake take);
+  // Does all of that for the next element when it is of this kind and easy to read: it stood here
+  // before and holds nothing but plain text. False, and nothing is read, when it is not.
+  template <typename TTake>
+  bool TakeText(EElement element, TTake take);
   // As a text of its own.
   std::string TextOf();
 
@@ -64,6 +68,13 @@ void TCimTokens::ReadText(TTake take) {
     take(std::string_view());
   }
   if (token != EToken::kEnd) RefuseElement();
+}
+
+template <typename TTake>
+bool TCimTokens::TakeText(EElement element, TTake take) {
+  if (!reader.TakeLeaf(static_cast<std::uint32_t>(element))) return false;
+  take(reader.Text());
+  return true;
 }
 
 }  // namespace svc::xml

@@ -14,7 +14,14 @@ TTagMemory::TTagMemory() : slots(static_cast<TKnownTag*>(std::calloc(kSlots, siz
 }
 
 TKnownTag& TTagMemory::SlotOf(const char* at, std::size_t length) const {
-  return slots[HashText({at, length}, HashSeed()) % kSlots];
+  const std::size_t first = HashText({at, length}, HashSeed());
+  TKnownTag* place = &slots[first % kSlots];
+  for (std::size_t probe = 0; probe < kProbes; ++probe) {
+    TKnownTag& slot = slots[(first + probe) % kSlots];
+    if (slot.Is({at, length})) return slot;
+    if (slot.form.length == 0) place = &slot;
+  }
+  return *place;
 }
 
 TKnownTag* TTagMemory::Find(const char* at, const char* end) const {
@@ -23,8 +30,7 @@ TKnownTag* TTagMemory::Find(const char* at, const char* end) const {
   if (!close) return nullptr;
   const auto length = static_cast<std::size_t>(static_cast<const char*>(close) - at) + 1;
   TKnownTag& slot = SlotOf(at, length);
-  const bool isSame = slot.form.length == length && std::memcmp(slot.bytes, at, length) == 0;
-  return isSame ? &slot : nullptr;
+  return slot.Is({at, length}) ? &slot : nullptr;
 }
 
 TKnownTag* TTagMemory::Add(const char* at, const TTagForm& form,

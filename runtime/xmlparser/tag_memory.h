@@ -2,8 +2,8 @@
 // from one thread at a time.
 //
 // A catalogue repeats a few dozen tags some hundred thousand times, mostly in the same order. Each
-// tag remembers which one came first below it and which one behind its element, and there it is
-// looked for: one comparison of a few bytes then stands for the reading of a tag.
+// tag remembers which ones came first below it and which ones behind its element, and there they
+// are looked for: one comparison of a few bytes then stands for the reading of a tag.
 #ifndef RUNTIME_XMLPARSER_TAG_MEMORY_H_
 #define RUNTIME_XMLPARSER_TAG_MEMORY_H_
 
@@ -11,7 +11,9 @@
 #include <cstdlib>
 #include <memory>
 #include <span>
+#include <string_view>
 
+#include "runtime/xmlparser/byte_block.h"
 #include "runtime/xmlparser/tag.h"
 
 namespace svc::xml {
@@ -19,8 +21,22 @@ namespace svc::xml {
 // What the caller of a reader has found out about a tag. All 0 for a new one.
 struct TTagNote {
   std::uint32_t kind = 0;
+  std::uint32_t attribute = 0;
   std::uint32_t number = 0;
   std::uint32_t detail = 0;
+};
+
+struct TKnownTag;
+
+// The tags that came last at one place: two, since elements are often left out.
+struct TFollowers {
+  TKnownTag* likely;
+  TKnownTag* other;
+
+  void Put(TKnownTag* tag) {
+    other = likely;
+    likely = tag;
+  }
 };
 
 struct TKnownTag {
@@ -31,12 +47,24 @@ struct TKnownTag {
   TTagForm form;
   std::uint32_t attributeCount;
   TAttribute attributes[kMaxAttributes];
-  TKnownTag* firstChild;
-  TKnownTag* nextSibling;
+  TFollowers children;  // The first below it.
+  TFollowers siblings;  // The next behind its element.
   TTagNote note;
+
+  bool Is(std::string_view tag) const { return std::string_view(bytes, form.length) == tag; }
+  // Whether the bytes at `at` begin with the tag. False where too few bytes follow to tell at a
+  // stroke; so for what follows.
+  bool Begins(const char* at, const char* end) const {
+    return static_cast<std::size_t>(end - at) >= kMaxLength && EqualBlocks(bytes, at, form.length);
+  }
+  // Whether its element's end tag, without blanks, stands at `at`.
+  bool IsClosedAt(const char* at, const char* end) const {
+    return static_cast<std::size_t>(end - at) >= kMaxLength && at[0] == '<' && at[1] == '/' &&
+           at[form.nameLength + 2] == '>' && EqualBlocks(bytes + 1, at + 2, form.nameLength);
+  }
 };
 
-// Holds a limited number of tags: one that comes to the place of another replaces it.
+// Holds a limited number of tags: where too many come to one place, the last replaces another.
 class TTagMemory {
  public:
   TTagMemory();
@@ -48,6 +76,9 @@ class TTagMemory {
 
  private:
   static constexpr std::size_t kSlots = 1024;
+  static constexpr std::size_t kProbes = 4;
+
+  // The slot that holds the tag, or else where it belongs.
   TKnownTag& SlotOf(const char* at, std::size_t length) const;
 
   struct TFree {

@@ -24,7 +24,7 @@ std::size_t WholeBlocks(std::size_t length) {
 
 TXmlReader::TXmlReader(TDocumentText& text) : text(text), at(text.Begin()), token(at) {
   note = &unknown.note;
-  expected = &unknown.firstChild;
+  expected = &unknown.children;
 }
 
 EToken TXmlReader::Next() {
@@ -40,7 +40,7 @@ EToken TXmlReader::Next() {
   }
 }
 
-EToken TXmlReader::NextTag() {
+EToken TXmlReader::NextTagSlowly() {
   if (!isEmptyElement && depth != 0) MoveTo(SkipBlanks(at, text.End()));
   EToken next = Next();
   while (next == EToken::kText && IsAllBlank(content)) next = Next();
@@ -108,17 +108,14 @@ void TXmlReader::CheckEpilogue() {
   }
 }
 
-bool TXmlReader::IsExpected(const TKnownTag* tag) const {
-  return tag && Left() >= TKnownTag::kMaxLength && EqualBlocks(tag->bytes, at, tag->form.length);
-}
-
 EToken TXmlReader::ReadStart() {
   token = at;
-  TKnownTag* tag = *expected;
-  if (!IsExpected(tag)) {
-    tag = memory.Find(at, text.End());
+  TKnownTag* tag = expected->likely;
+  if (!tag || !tag->Begins(at, text.End())) {
+    tag = expected->other;
+    if (!tag || !tag->Begins(at, text.End())) tag = memory.Find(at, text.End());
     if (!tag) return ReadNewStart();
-    *expected = tag;
+    expected->Put(tag);
   }
   return Open(*tag, tag->form, {tag->attributes, tag->attributeCount});
 }
@@ -126,8 +123,10 @@ EToken TXmlReader::ReadStart() {
 EToken TXmlReader::ReadNewStart() {
   const TTagForm form = ReadTag(text, at, readAttributes);
   TKnownTag* const tag = memory.Add(at, form, readAttributes);
-  *expected = tag;
-  if (tag) return Open(*tag, form, readAttributes);
+  if (tag) {
+    expected->Put(tag);
+    return Open(*tag, form, readAttributes);
+  }
   unknown.note = {};
   return Open(unknown, form, readAttributes);
 }
@@ -139,7 +138,7 @@ EToken TXmlReader::Open(TKnownTag& tag, const TTagForm& form,
   name = {at + 1, form.nameLength};
   attributes = itsAttributes;
   note = &tag.note;
-  expected = &tag.firstChild;
+  expected = &tag.children;
   isEmptyElement = form.isEmpty;
   at += form.length;
   return EToken::kStart;
@@ -173,7 +172,7 @@ bool TXmlReader::IsEndOf(const TOpenElement& element) const {
 EToken TXmlReader::Close() {
   const TOpenElement& closed = open[--depth];
   name = {closed.name, closed.length};
-  expected = &closed.tag->nextSibling;
+  expected = &closed.tag->siblings;
   isRootRead = depth == 0;
   return EToken::kEnd;
 }

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/tag_memory.h"
 
@@ -35,7 +36,17 @@ class TXmlReader {
 
   EToken Next();
   // As Next, but passes over a text of nothing but white space.
-  EToken NextTag();
+  EToken NextTag() {
+    if (depth == 0 || isEmptyElement) return NextTagSlowly();
+    MoveTo(SkipBlanks(at, text.End()));
+    if (Left() < TKnownTag::kMaxLength || *at != '<') return NextTagSlowly();
+    if (at[1] == '/') return ReadEnd();
+    return at[1] != '!' && at[1] != '?' ? ReadStart() : NextTagSlowly();
+  }
+  // Reads the next element whole, down to its end tag, where that can be done at a stroke: it
+  // begins with the tag that stood here before, of which the caller noted `kind`, and holds nothing
+  // but plain text, which is then Text(). False, and nothing is read, where it cannot.
+  bool TakeLeaf(std::uint32_t kind);
   // Checks what follows the root element: white space, comments, processing instructions.
   // REQUIRES: the last token was kFinished.
   void CheckEpilogue();
@@ -69,6 +80,7 @@ class TXmlReader {
     TKnownTag* tag;
   };
 
+  EToken NextTagSlowly();
   EToken NextOutside();
   EToken EndEmptyElement();
   EToken ReadStart();
@@ -81,7 +93,6 @@ class TXmlReader {
   EToken Open(TKnownTag& tag, const TTagForm& form, std::span<const TAttribute> itsAttributes);
   EToken Close();
   [[noreturn]] void FailAtEndTag() const;
-  bool IsExpected(const TKnownTag* tag) const;
   bool IsEndOf(const TOpenElement& element) const;
   std::size_t Left() const { return static_cast<std::size_t>(text.End() - at); }
   // Moves on to a place that a function on constant bytes found.
@@ -103,9 +114,28 @@ class TXmlReader {
 
   TTagMemory memory;
   TKnownTag unknown{};  // Stands for every tag that is not remembered.
-  TKnownTag** expected;
+  TFollowers* expected;
   std::vector<TAttribute> readAttributes;
 };
+
+inline bool TXmlReader::TakeLeaf(std::uint32_t kind) {
+  TKnownTag* const leaf = expected->likely;
+  if (!leaf || leaf->note.kind != kind || leaf->form.isEmpty || isEmptyElement ||
+      depth == kMaxDepth)
+    return false;
+  const char* const tag = SkipBlanks(at, text.End());
+  if (!leaf->Begins(tag, text.End())) return false;
+  const char* const words = tag + leaf->form.length;
+  const char* const stop = FindTextStop(words, text.End());
+  if (!leaf->IsClosedAt(stop, text.End())) return false;
+  MoveTo(words);
+  token = at;
+  content = {words, stop};
+  name = {tag + 1, leaf->form.nameLength};
+  MoveTo(stop + leaf->form.nameLength + 3);
+  expected = &leaf->siblings;
+  return true;
+}
 
 }  // namespace svc::xml
 
