@@ -53,6 +53,7 @@ file(CONFIGURE OUTPUT "${SVC_WINE}" @ONLY CONTENT [[#!/bin/sh
 # Runs a Windows program: wine PROGRAM [ARGUMENT]...
 export WINEPREFIX="${WINEPREFIX:-@CMAKE_BINARY_DIR@/prefix}"
 export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+export LC_ALL=C.UTF-8  # how Wine reads arguments and file names
 unset DISPLAY WAYLAND_DISPLAY
 exec wine "$@"
 ]])

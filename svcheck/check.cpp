@@ -7,6 +7,7 @@
 #include "runtime/acquire/shown_address.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/json_logger.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/advice.h"
 #include "svcheck/catalogue_watch.h"
 #include "svcheck/download/progress_display.h"
@@ -223,7 +224,7 @@ void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
       live ? acquire::ShownAddress(options.repository) : Absolute(catalogue).string();
   if (live) return;
   std::error_code error;
-  const auto time = fs::last_write_time(fs::path(report.catalogue.path) / "index.xml", error);
+  const auto time = fs::last_write_time(PathOf(report.catalogue.path) / "index.xml", error);
   if (error) return;
   report.catalogue.modified = std::chrono::duration_cast<std::chrono::seconds>(
                                   fs::file_time_type::clock::to_sys(time).time_since_epoch())

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/interruption.h"
 
 namespace svc {
@@ -53,7 +54,7 @@ void HandleInterruption() noexcept { SetConsoleCtrlHandler(Handle, TRUE); }
 TTemporaryFile::TTemporaryFile(const std::string& path) : path(path) {
   const std::scoped_lock lock(State().mutex);
   slot = State().files.size();
-  State().files.emplace_back(path);
+  State().files.push_back(PathOf(path));
 }
 
 TTemporaryFile::~TTemporaryFile() {

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/interruption.h"
 #include "svcheck/paths.h"
@@ -62,7 +63,7 @@ class TFileOutput : public TOutput {
  public:
   explicit TFileOutput(fs::path target)
       : target(std::move(target)),
-        written(this->target.string() + ".svcheck-" + std::to_string(ProcessId())),
+        written(fs::path(this->target) += ".svcheck-" + std::to_string(ProcessId())),
         removal(written.string()),
         stream(Open(), this->target.string()) {}
 
@@ -83,7 +84,7 @@ class TFileOutput : public TOutput {
   std::FILE* Open() {
     std::error_code ignored;
     fs::remove(written, ignored);  // Left by a process of the same number that was killed.
-    std::FILE* const file = std::fopen(written.string().c_str(), "wbx");
+    std::FILE* const file = OpenNewFile(written);
     if (file == nullptr) FailToWrite(target.string(), errno);
     return file;
   }
@@ -118,8 +119,9 @@ std::unique_ptr<TOutput> OpenOutput(const std::string& path) {
   if (path == "-") return std::make_unique<TStreamOutput>(stdout, "standard output");
   if (path.empty()) throw TFailure("the name of the output is empty; name a file", kExitUsage);
   std::error_code ignored;
-  if (fs::is_directory(path, ignored)) FailToWrite(path, EISDIR);
-  if (!IsWrittenInPlace(path)) return std::make_unique<TFileOutput>(FollowLinks(Absolute(path)));
+  if (fs::is_directory(PathOf(path), ignored)) FailToWrite(path, EISDIR);
+  if (!IsWrittenInPlace(PathOf(path)))
+    return std::make_unique<TFileOutput>(FollowLinks(Absolute(path)));
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) FailToWrite(path, errno);
   return std::make_unique<TStreamOutput>(file, path);

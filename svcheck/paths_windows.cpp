@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/paths.h"
 
@@ -32,7 +33,7 @@ fs::path DefaultPlugin() { return ProgramFolder() / "svchecker.dll"; }
 
 fs::path Absolute(const std::string& path) {
   if (path.empty()) throw TFailure("a path is empty; name a file or a folder", kExitUsage);
-  return fs::absolute(path).lexically_normal();
+  return fs::absolute(PathOf(path)).lexically_normal();
 }
 
 // What belongs to this machine, and what follows the user to others.

@@ -1,12 +1,17 @@
-// The running process: its standard streams and its number.
+// The running process: its number, its standard streams, the files it makes.
 #ifndef SVCHECK_PROCESS_H_
 #define SVCHECK_PROCESS_H_
 
+#include <cstdio>
+#include <filesystem>
 #include <string>
 
 namespace svc {
 
 int ProcessId() noexcept;
+
+// A file for writing bytes that was not there before. Null where it cannot be made; errno says why.
+std::FILE* OpenNewFile(const std::filesystem::path& path);
 
 // A program may be started with its standard streams closed; then the first file it opens would be
 // taken for one. Called once, first of all.

@@ -15,6 +15,10 @@ namespace svc {
 
 int ProcessId() noexcept { return ::getpid(); }
 
+std::FILE* OpenNewFile(const std::filesystem::path& path) {
+  return std::fopen(path.c_str(), "wbx");
+}
+
 void GuardStandardStreams() noexcept {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     // Reading only: what is written to a closed standard output is an error, not lost in silence.

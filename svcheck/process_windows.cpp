@@ -42,6 +42,13 @@ int OpenScratchFile() {
 
 int ProcessId() noexcept { return _getpid(); }
 
+std::FILE* OpenNewFile(const std::filesystem::path& path) {
+  int file = -1;
+  _wsopen_s(&file, path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
+            _SH_DENYWR, _S_IREAD | _S_IWRITE);
+  return file == -1 ? nullptr : _fdopen(file, "wb");
+}
+
 // The C runtime leaves a closed standard stream without a number that a file could take. What the
 // program writes is UTF-8, and a console shows it so.
 void GuardStandardStreams() noexcept {

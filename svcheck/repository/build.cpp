@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "runtime/acquire/safe_name.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/repository/applicability.h"
 #include "svcheck/repository/description.h"
 #include "svcheck/repository/files.h"
@@ -21,13 +22,14 @@ using acquire::TManifestFile;
 
 // The descriptions below a folder, as paths relative to it, in order.
 std::vector<std::string> Descriptions(const std::string& folder) {
+  const fs::path top = PathOf(folder);
   std::vector<std::string> paths;
-  for (auto entry = fs::recursive_directory_iterator(folder); entry != fs::end(entry); ++entry) {
+  for (auto entry = fs::recursive_directory_iterator(top); entry != fs::end(entry); ++entry) {
     const std::string name = entry->path().filename().string();
     if (name.starts_with(".") && entry->is_directory()) entry.disable_recursion_pending();
     const bool isDescription =
         entry->is_regular_file() && !name.starts_with(".") && entry->path().extension() == ".xml";
-    if (isDescription) paths.push_back(fs::relative(entry->path(), folder).generic_string());
+    if (isDescription) paths.push_back(fs::relative(entry->path(), top).generic_string());
   }
   std::ranges::sort(paths);
   return paths;
@@ -60,7 +62,7 @@ class TBuilder {
  private:
   static TManifest ReadPrevious(const std::string& folder) {
     const std::string path = folder + "/" + acquire::kManifestName;
-    if (!fs::exists(path)) return {};
+    if (!fs::exists(PathOf(path))) return {};
     return acquire::ParseManifest(ReadText(path));
   }
 
@@ -75,7 +77,7 @@ class TBuilder {
 
   void AddDescription(const std::string& path) {
     TManifestFile file;
-    file.name = fs::path(path).filename().string();
+    file.name = PathOf(path).filename().string();
     file.path = path;
     CheckNames(file);
     Measure(file);
@@ -92,7 +94,7 @@ class TBuilder {
   }
 
   void AddPayload(TManifestFile file) {
-    if (!fs::exists(options.folder + "/" + file.path)) {
+    if (!fs::exists(PathOf(options.folder + "/" + file.path))) {
       result.warnings.push_back(file.path + ": the payload is gone and no longer listed");
       return;
     }

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/repository/files.h"
 
 namespace svc::repository {
@@ -36,7 +37,7 @@ HANDLE MakeSecretFile(const std::string& path) {
     return INVALID_HANDLE_VALUE;
   const std::unique_ptr<void, TFreeLocal> descriptor(made);
   SECURITY_ATTRIBUTES security{sizeof(security), made, FALSE};
-  return CreateFileW(std::filesystem::path(path).c_str(), GENERIC_WRITE, 0, &security, CREATE_NEW,
+  return CreateFileW(PathOf(path).c_str(), GENERIC_WRITE, 0, &security, CREATE_NEW,
                      FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
