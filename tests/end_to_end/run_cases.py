@@ -7,6 +7,8 @@ value of a failed download) are compared by their level and place only.
 
   run_cases.py --svcheck build/release/bin/svcheck --cases 5000 --seed 1 --keep /tmp/cases
   run_cases.py --svcheck build/release/bin/svcheck --replay /tmp/cases/case-0017
+
+With --wine the program is one for Windows. It is to say the same, but for its line ends and paths.
 """
 
 import argparse
@@ -22,9 +24,10 @@ import tempfile
 
 import case_repository
 from cases import Case, Maker
+from platforms import Native, Wine
 from reference import cimxml, query, shown, to_text
 from reference.cim import Namespace
-from reference.host import Files, FreeText, HostError
+from reference.host import FreeText, HostError
 from reference.reading import RECORD_KEYS
 
 QUERY_LEFT_BY_EXCEPTION = 3
@@ -34,9 +37,12 @@ FAILED = 1
 class Expected:
     """What the model says of one case."""
 
-    def __init__(self, folder, case, data_dir, drives):
+    def __init__(self, platform, folder, case, drives):
         self.records, self.log, self.output, self.status = [], [], "", 0
-        files = Files(data_dir, drives)
+        self.platform = platform
+        data_dir = os.path.join(folder, case.data_dir) if case.data_dir else os.path.join(
+            os.path.dirname(platform.svcheck), "..", "share", "svcheck")
+        files = platform.files(data_dir, drives)
         download = None
         if case.repository:
             download = case_repository.download(os.path.join(folder, case.repository), files)
@@ -55,7 +61,7 @@ class Expected:
         for name in case.inventories:
             with open(os.path.join(folder, name), "rb") as file:
                 cimxml.load(file.read(), inventory)
-        context = {name: to_text(value) for name, value in context_of(folder, case)}
+        context = {name: to_text(value) for name, value in context_of(self.platform, folder, case)}
         self._take(query.run(inventory, context, files, download), case)
 
     def _take(self, session, case):
@@ -67,19 +73,19 @@ class Expected:
         self.output = session.output
 
 
-def context_of(folder, case):
+def context_of(platform, folder, case):
     """"@" in a path stands for the case's folder."""
-    return [(name, folder + value[1:] if value.startswith("@") else value)
+    return [(name, platform.path(folder) + value[1:] if value.startswith("@") else value)
             for name, value in case.context]
 
 
-def command_of(svcheck, folder, case, server):
-    command = [svcheck, "query"]
+def command_of(platform, folder, case, server):
+    command = platform.command() + ["query"]
     for name in case.inventories:
         command += ["--inventory", name]
     if not case.builtin_classes:
         command += ["--no-builtin-classes"]
-    for name, value in context_of(folder, case):
+    for name, value in context_of(platform, folder, case):
         command += ["--context", f"{name}={value}"]
     if case.data_dir:
         command += ["--data-dir", case.data_dir]
@@ -150,13 +156,13 @@ def tree(folder):
     return found
 
 
-def run_program(svcheck, folder, case, server):
-    command = command_of(svcheck, folder, case, server)
+def run_program(platform, folder, case, server):
+    command = command_of(platform, folder, case, server)
     with open(os.path.join(folder, "command"), "w", encoding="utf-8") as file:
         file.write(shlex.join(command) + "\n")
-    environment = dict(os.environ, XDG_STATE_HOME=os.path.join(folder, "state"))
-    return subprocess.run(command, cwd=folder, env=environment, capture_output=True, timeout=120,
-                          check=False)
+    with platform.drives(folder):
+        return subprocess.run(command, cwd=folder, env=platform.environment(folder),
+                              capture_output=True, timeout=120, check=False)
 
 
 def split_output(case, folder, output):
@@ -168,22 +174,20 @@ def split_output(case, folder, output):
     return b"".join(lines[:first]), [json.loads(line) for line in lines[first:]]
 
 
-def difference(svcheck, folder, server):
+def difference(platform, folder, server):
     """None, or what differs first."""
     case = Case.load(folder)
     drives, model_drives = os.path.join(folder, "drives"), os.path.join(folder, "drives.model")
     shutil.copytree(drives, model_drives)
-    data_dir = os.path.join(folder, case.data_dir) if case.data_dir else os.path.join(
-        os.path.dirname(svcheck), "..", "share", "svcheck")
-    result = run_program(svcheck, folder, case, server)
-    expected = Expected(folder, case, data_dir, model_drives)
+    result = run_program(platform, folder, case, server)
+    expected = Expected(platform, folder, case, model_drives)
     if result.returncode != expected.status:
         return (f"exit status {result.returncode}, expected {expected.status}\n"
                 f"    {result.stderr.decode(errors='replace').strip()}")
     if expected.status == FAILED:
         return None if result.stderr.count(b"\n") == 1 and not result.stdout else (
             f"a failure says one line on standard error: {result.stderr}")
-    output, records = split_output(case, folder, result.stdout)
+    output, records = split_output(case, folder, platform.output(result.stdout))
     if output != expected.output.encode("latin-1"):
         return f"standard output\n    expected {expected.output!r}\n    written  {output!r}"
     return (records_difference(expected.records, records)
@@ -196,7 +200,7 @@ def run_case(arguments, number, root, server):
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
     Maker(arguments.seed, number, folder, arguments.downloads).make()
-    found = difference(arguments.svcheck, folder, server)
+    found = difference(arguments.platform, folder, server)
     if not found:
         shutil.rmtree(folder)
     return folder, found
@@ -215,14 +219,20 @@ def parse_arguments():
     parser.add_argument("--no-downloads", dest="downloads", action="store_false",
                         help="no repository on loopback")
     parser.add_argument("--replay", type=os.path.abspath, metavar="DIR", help="one kept case")
-    return parser.parse_args()
+    parser.add_argument("--wine", type=os.path.abspath, metavar="PROGRAM",
+                        help="what runs the program, where that is one for Windows")
+    arguments = parser.parse_args()
+    arguments.platform = (Wine(arguments.svcheck, arguments.wine) if arguments.wine
+                          else Native(arguments.svcheck))
+    arguments.jobs = arguments.platform.jobs_at_most or arguments.jobs
+    return arguments
 
 
 def replay(arguments):
     folder = arguments.replay
     shutil.rmtree(os.path.join(folder, "drives.model"), ignore_errors=True)
     with case_repository.Server(os.path.dirname(folder)) as server:
-        found = difference(arguments.svcheck, folder, server)
+        found = difference(arguments.platform, folder, server)
     print(found or "the program and the model agree")
     return 1 if found else 0
 
@@ -234,6 +244,7 @@ def main():
     with contextlib.ExitStack() as stack:
         root = arguments.keep or stack.enter_context(tempfile.TemporaryDirectory())
         os.makedirs(root, exist_ok=True)
+        stack.enter_context(arguments.platform.session())
         server = stack.enter_context(case_repository.Server(root))
         pool = stack.enter_context(concurrent.futures.ThreadPoolExecutor(arguments.jobs))
         numbers = range(arguments.first, arguments.first + arguments.cases)

@@ -46,6 +46,8 @@ class Log:
 class Files:
     """Files as the query names them: relative to the data folder, or in Windows form."""
 
+    separator = "/"
+
     def __init__(self, data_dir, drive_root):
         self.data_dir = os.path.realpath(data_dir)
         self.drive_root = drive_root

@@ -65,7 +65,7 @@ def acquire(session, namespace, code, download):
 
 
 def _load_all(session, namespace, names, family):
-    header = session.files.current_dir() + "/sv\\header.xml"
+    header = f"{session.files.current_dir()}{session.files.separator}sv\\header.xml"
     if not load_reported(session, header, namespace):
         return False
     for name in names:

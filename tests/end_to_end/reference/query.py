@@ -62,7 +62,7 @@ def _load_definitions(session, namespace):
 
 def _load_index(session, namespace, path):
     session.log(TRACE, "In -u mode.")
-    return load_reported(session, path + "/index.xml", namespace)
+    return load_reported(session, path + session.files.separator + "index.xml", namespace)
 
 
 def _compare(session, namespace, machine, code, is_live):
