@@ -43,6 +43,8 @@ elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
   add_compile_options(-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
   if(NOT WIN32)
     add_compile_options(-fcf-protection=full)
+    # Debian's start-up code does not say that it leaves the stack's return addresses alone.
+    add_link_options(-Wl,-z,shstk)
   endif()
 endif()
 if(NOT WIN32)

@@ -28,9 +28,7 @@ struct TFreeEntry {
 class TTarFile {
  public:
   explicit TTarFile(std::string file)
-      : file(std::move(file)),
-        part(this->file + "." + std::to_string(::getpid()) + ".part"),
-        tar(::archive_write_new()) {
+      : file(std::move(file)), part(UnfinishedCapture(this->file)), tar(::archive_write_new()) {
     ::archive_write_set_format_pax_restricted(tar.get());
     if (::archive_write_open_filename(tar.get(), part.c_str()) != ARCHIVE_OK) Fail();
   }
@@ -98,6 +96,10 @@ void WriteCapture(const TTree& tree, bool redact, const std::string& file) {
   }
   AddArchitecture(tree, tar);
   tar.Finish();
+}
+
+std::string UnfinishedCapture(const std::string& file) {
+  return file + "." + std::to_string(::getpid()) + ".part";
 }
 
 }  // namespace svc::collect

@@ -14,6 +14,9 @@ namespace svc::collect {
 // beside `file` and renames; throws std::runtime_error when that fails.
 void WriteCapture(const TTree& tree, bool redact, const std::string& file);
 
+// The file that WriteCapture writes until the archive is whole.
+std::string UnfinishedCapture(const std::string& file);
+
 }  // namespace svc::collect
 
 #endif  // COLLECT_CAPTURE_H_

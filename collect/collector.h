@@ -38,6 +38,10 @@ class ICollector {
   // that tell serial numbers or UUIDs are left out.
   virtual std::vector<std::string> Capture(const Options& options,
                                            const std::string& file) const = 0;
+
+  // The file that Capture writes until the archive is whole, for who has to remove it when the
+  // process is ended meanwhile.
+  virtual std::string UnfinishedCapture(const std::string& file) const { return file + ".part"; }
 };
 
 }  // namespace svc::collect

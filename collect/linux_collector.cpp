@@ -63,4 +63,8 @@ std::vector<std::string> TLinuxCollector::Capture(const Options& options,
   return inventory.Notes();
 }
 
+std::string TLinuxCollector::UnfinishedCapture(const std::string& file) const {
+  return collect::UnfinishedCapture(file);
+}
+
 }  // namespace svc::collect

@@ -41,8 +41,10 @@ class TCollectVerb : public IVerb {
 
   std::vector<std::string> Capture() const {
     try {
-      return collect::LoadCollector().Capture({Absolute(root).string(), redact},
-                                              Absolute(captureFile).string());
+      const collect::ICollector& collector = collect::LoadCollector();
+      const std::string file = Absolute(captureFile).string();
+      const TTemporaryFile removal(collector.UnfinishedCapture(file));
+      return collector.Capture({Absolute(root).string(), redact}, file);
     } catch (const std::runtime_error& error) {
       throw TFailure(error.what());
     }

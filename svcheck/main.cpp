@@ -43,6 +43,7 @@ int RunProgram(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     svc::GuardStandardStreams();
+    svc::GuardEnvironment();
     svc::WatchMemory();
     svc::HandleInterruption();
     return svc::RunProgram(argc, argv);

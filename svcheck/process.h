@@ -17,6 +17,10 @@ std::FILE* OpenNewFile(const std::filesystem::path& path);
 // taken for one. Called once, first of all.
 void GuardStandardStreams() noexcept;
 
+// Forgets the variables from which libraries take code to load: whoever sets the environment of a
+// program that runs as root shall not run code in it. Called before any of them is loaded.
+void GuardEnvironment() noexcept;
+
 bool StandardOutputIsTerminal() noexcept;
 bool StandardErrorIsTerminal() noexcept;
 // Columns of the terminal, 0 when there is none.

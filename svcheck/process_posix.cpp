@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <system_error>
 
 #include "svcheck/failure.h"
@@ -24,6 +25,12 @@ void GuardStandardStreams() noexcept {
     // Reading only: what is written to a closed standard output is an error, not lost in silence.
     if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", O_RDONLY);
   }
+}
+
+void GuardEnvironment() noexcept {
+  // Of the C library's conversion of texts, and of OpenSSL.
+  for (const char* variable : {"GCONV_PATH", "OPENSSL_CONF", "OPENSSL_ENGINES", "OPENSSL_MODULES"})
+    ::unsetenv(variable);
 }
 
 bool StandardOutputIsTerminal() noexcept { return ::isatty(STDOUT_FILENO) == 1; }

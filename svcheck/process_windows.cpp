@@ -55,6 +55,9 @@ void GuardStandardStreams() noexcept {
   if (IsConsole(STD_OUTPUT_HANDLE) || IsConsole(STD_ERROR_HANDLE)) SetConsoleOutputCP(CP_UTF8);
 }
 
+// The system's own libraries take none from there.
+void GuardEnvironment() noexcept {}
+
 bool StandardOutputIsTerminal() noexcept { return IsConsole(STD_OUTPUT_HANDLE); }
 bool StandardErrorIsTerminal() noexcept { return IsConsole(STD_ERROR_HANDLE); }
 

@@ -1,0 +1,88 @@
+"""What an ELF file (64 bits, little-endian) says of its protection; see elf(5)."""
+
+import struct
+from pathlib import Path
+
+PT_LOAD, PT_DYNAMIC, PT_INTERP = 1, 2, 3
+PT_GNU_STACK, PT_GNU_RELRO, PT_GNU_PROPERTY = 0x6474E551, 0x6474E552, 0x6474E553
+DT_STRTAB, DT_RPATH, DT_TEXTREL, DT_FLAGS, DT_RUNPATH, DT_FLAGS_1 = 5, 15, 22, 30, 29, 0x6FFFFFFB
+DF_TEXTREL, DF_BIND_NOW = 4, 8
+DF_1_NOW, DF_1_PIE = 1, 0x08000000
+X86_FEATURES, SHADOW_STACK = 0xC0000002, 2
+LANDING_MARK = b"\xf3\x0f\x1e\xfa"  # endbr64
+WRITABLE, EXECUTABLE = 2, 1
+
+
+class Elf:
+    def __init__(self, path):
+        self.data = Path(path).read_bytes()
+        start, = struct.unpack_from("<Q", self.data, 32)
+        size, count = struct.unpack_from("<HH", self.data, 54)
+        self.segments = [struct.unpack_from("<IIQQQQQQ", self.data, start + number * size)
+                         for number in range(count)]
+        self.dynamic = self._dynamic()
+
+    def _dynamic(self):
+        entries = {}
+        for kind, _, offset, _, _, size, _, _ in self.segments:
+            if kind == PT_DYNAMIC:
+                for tag, value in struct.iter_unpack("<QQ", self.data[offset:offset + size]):
+                    entries.setdefault(tag, value)
+        return entries
+
+    def _has(self, kind):
+        return any(segment[0] == kind for segment in self.segments)
+
+    def is_position_independent(self):
+        kind, = struct.unpack_from("<H", self.data, 16)
+        is_program = self._has(PT_INTERP)
+        return kind == 3 and (not is_program or bool(self.dynamic.get(DT_FLAGS_1, 0) & DF_1_PIE))
+
+    def is_read_only_after_relocation(self):
+        now = (self.dynamic.get(DT_FLAGS, 0) & DF_BIND_NOW
+               or self.dynamic.get(DT_FLAGS_1, 0) & DF_1_NOW)
+        return self._has(PT_GNU_RELRO) and bool(now)
+
+    def has_executable_stack(self):
+        flags = [segment[1] for segment in self.segments if segment[0] == PT_GNU_STACK]
+        return not flags or any(flag & EXECUTABLE for flag in flags)
+
+    def has_writable_code(self):
+        both = WRITABLE | EXECUTABLE
+        text = DT_TEXTREL in self.dynamic or self.dynamic.get(DT_FLAGS, 0) & DF_TEXTREL
+        return bool(text) or any(segment[0] == PT_LOAD and segment[1] & both == both
+                                 for segment in self.segments)
+
+    def allows_a_shadow_stack(self):
+        return bool(self._x86_features() & SHADOW_STACK)
+
+    def marks_where_calls_may_land(self):
+        return self.data.count(LANDING_MARK) > 10
+
+    def _x86_features(self):
+        for kind, _, offset, _, _, size, _, _ in self.segments:
+            if kind == PT_GNU_PROPERTY:
+                note = self.data[offset + 16:offset + size]
+                while len(note) >= 8:
+                    tag, length = struct.unpack_from("<II", note)
+                    if tag == X86_FEATURES:
+                        return struct.unpack_from("<I", note, 8)[0]
+                    note = note[8 + (length + 7) // 8 * 8:]
+        return 0
+
+    def _text(self, tag):
+        if tag not in self.dynamic:
+            return ""
+        address = self.dynamic[DT_STRTAB]
+        for kind, _, offset, start, _, size, _, _ in self.segments:
+            if kind == PT_LOAD and start <= address < start + size:
+                at = offset + address - start + self.dynamic[tag]
+                return self.data[at:self.data.index(b"\0", at)].decode()
+        return ""
+
+    def search_path(self):
+        return self._text(DT_RPATH) + self._text(DT_RUNPATH)
+
+    def names(self, name):
+        """Whether a symbol of this name is asked of a library."""
+        return b"\0" + name.encode() + b"\0" in self.data
