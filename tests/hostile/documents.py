@@ -1,0 +1,103 @@
+"""Writes documents of any size and loads them with the program, as inventories and as catalogues."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+BUILD = Path(sys.argv[1]).resolve()
+PROGRAM = BUILD / "bin" / "svcheck"
+INVENTORY = BUILD / "share" / "svcheck" / "sample" / "inventory.xml"
+
+BEGIN = ('<?xml version="1.0" encoding="UTF-8"?><?sv-catalogue version="4.02"?>\n'
+         "<CIM><DECLARATION><DECLGROUP><VALUE.OBJECT><CLASS NAME='K'/></VALUE.OBJECT>\n")
+END = "</DECLGROUP></DECLARATION></CIM>\n"
+INSTANCE_BEGIN = "<VALUE.OBJECT><INSTANCE CLASSNAME='K'>"
+INSTANCE_END = "</INSTANCE></VALUE.OBJECT>\n"
+VALUE_BEGIN = BEGIN + INSTANCE_BEGIN + "<PROPERTY NAME='P'><VALUE>"
+VALUE_END = "</VALUE></PROPERTY>" + INSTANCE_END + END
+
+# What a load may take beside the document: 4 times its size and 32 MB.
+TIMES_THE_DOCUMENT = 4
+ALLOWANCE = 32 << 20
+
+
+class Load:
+    """What became of one process: whether the document was taken, the peak memory in bytes and the
+    processor time in seconds."""
+
+    def __init__(self, status, usage, errors):
+        self.status = status
+        self.peak = usage.ru_maxrss * 1024
+        self.seconds = usage.ru_utime + usage.ru_stime
+        self.errors = errors
+
+
+class DocumentTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="hostile ")
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        self.file = self.folder / "index.xml"
+
+    def write(self, begin, unit="", count=0, end=""):
+        """`unit` is a text, or makes the text of a number."""
+        with self.file.open("w", encoding="latin-1", newline="") as file:
+            file.write(begin)
+            if callable(unit):
+                for first in range(0, count, 10000):
+                    file.write("".join(map(unit, range(first, min(count, first + 10000)))))
+            else:
+                block = max(1, (1 << 20) // max(1, len(unit)))
+                for _ in range(count // block):
+                    file.write(unit * block)
+                file.write(unit * (count % block))
+            file.write(end)
+
+    def run_program(self, *arguments):
+        with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
+            process = subprocess.Popen([PROGRAM, *map(str, arguments)], stdout=output,
+                                       stderr=errors, env={"HOME": str(self.folder)})
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+            errors.seek(0)
+            return Load(process.returncode, usage, errors.read().decode())
+
+    def load(self, as_catalogue):
+        if as_catalogue:
+            return self.run_program("check", "--inventory", INVENTORY, "--catalogue", self.folder)
+        return self.run_program("query", "--inventory", self.file, "--context", "svPath=none")
+
+    def check(self, is_taken, words="", only=(False, True)):
+        """Loads the document as an inventory and as a catalogue; gives both."""
+        size = self.file.stat().st_size
+        loads = []
+        for as_catalogue in only:
+            load = self.load(as_catalogue)
+            refused = 4 if as_catalogue else 1
+            self.assertEqual(load.status, 0 if is_taken else refused, load.errors[:500])
+            self.assertIn(words, load.errors)
+            self.assertLess(len(load.errors), 1000, "a message shows no more than it needs")
+            self.assertLessEqual(load.peak, TIMES_THE_DOCUMENT * size + ALLOWANCE,
+                                 f"{load.peak >> 20} MB for a document of {size >> 20} MB")
+            loads.append(load)
+        return loads
+
+    def check_linear(self, make, count, is_taken=True):
+        """Four times the document takes about four times the work, where a quadratic one would take
+        sixteen times. Of several measurements the least counts: others only add to it."""
+        small, large = [], []
+        for _ in range(4):
+            make(count)
+            small.append(sum(load.seconds for load in self.check(is_taken)))
+            make(4 * count)
+            large.append(sum(load.seconds for load in self.check(is_taken)))
+            if min(large) < 9 * min(small) + 0.1:
+                return
+        self.fail(f"{min(small)} s, then {min(large)} s")
+
+
+def main():
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,34 @@
+"""The largest document that is taken, and one that is larger."""
+
+import unittest
+
+from documents import VALUE_BEGIN, VALUE_END, DocumentTest, main
+
+LARGEST = 524_288_000
+MEGABYTE = 1 << 20
+
+
+class LargeDocuments(DocumentTest):
+    def write_text(self, size):
+        text = size - len(VALUE_BEGIN) - len(VALUE_END)
+        self.write(VALUE_BEGIN + "x" * (text % MEGABYTE), "x" * MEGABYTE, text // MEGABYTE,
+                   VALUE_END)
+        self.assertEqual(self.file.stat().st_size, size)
+
+    def test_a_text_of_500_megabytes(self):
+        self.write_text(LARGEST)
+        for load in self.check(True):
+            print(f"{LARGEST >> 20} MB: {load.seconds:.2f} s, peak {load.peak >> 20} MB")
+
+    def test_a_larger_one_is_refused(self):
+        self.write_text(LARGEST + 1)
+        self.check(False, only=[False])
+
+    def test_comments_of_500_megabytes(self):
+        self.write(VALUE_BEGIN, "<!-- x -->", 50_000_000, VALUE_END)
+        for load in self.check(True):
+            print(f"comments: {load.seconds:.2f} s, peak {load.peak >> 20} MB")
+
+
+if __name__ == "__main__":
+    main()
