@@ -47,9 +47,11 @@ class ElfFiles(unittest.TestCase):
         self.expect(lambda file: file.names("__stack_chk_fail"))
 
     def test_check_the_sizes_of_buffers(self):
+        checks = ("__memcpy_chk", "__snprintf_chk", "__fprintf_chk", "__vsnprintf_chk",
+                  "__printf_chk", "__openat_2")
         # Not every library fills a buffer of a known size.
-        for name in ("svcheck", "libsvcheck-collect.so", "libxmlparser.so"):
-            self.assertTrue(self.files[name].names("__snprintf_chk"), name)
+        for name in ("svcheck", "libsvcheck-collect.so"):
+            self.assertTrue(any(map(self.files[name].names, checks)), name)
 
     def test_jump_and_return_only_where_they_may(self):
         self.expect(Elf.marks_where_calls_may_land)

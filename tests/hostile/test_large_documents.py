@@ -24,11 +24,6 @@ class LargeDocuments(DocumentTest):
         self.write_text(LARGEST + 1)
         self.check(False, only=[False])
 
-    def test_comments_of_500_megabytes(self):
-        self.write(VALUE_BEGIN, "<!-- x -->", 50_000_000, VALUE_END)
-        for load in self.check(True):
-            print(f"comments: {load.seconds:.2f} s, peak {load.peak >> 20} MB")
-
 
 if __name__ == "__main__":
     main()
