@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "collect/machine.h"
+#include "collect/product_names.h"
 
 namespace svc::collect {
 namespace {
@@ -23,13 +24,6 @@ std::string AttributeOr(const TMachine& machine, const std::string& name, std::u
   const TSmbiosStructure* const structure = machine.smbios.First(type);
   if (value.empty() && structure != nullptr) value = CleanText(structure->Text(offset));
   return value;
-}
-
-// "-[46201AB]-" holds the machine type, four characters, and the model.
-std::string MachineType(const std::string& product) {
-  constexpr std::size_t kTypeLength = 4;
-  const std::string_view marked = Trimmed(Bracketed(product));
-  return marked.empty() ? product : std::string(marked.substr(0, kTypeLength));
 }
 
 // Both entry points tell the version of SMBIOS, in different places (DSP0134, 5.2).
@@ -74,14 +68,13 @@ void ReadComputerSystem(const TMachine& machine, TInventory& inventory) {
         kDmiFolder));
   }
   TInstance system("QRXSG_ComputerSystem");
-  system.Set("MachineType", MachineType(product))
+  system.Set("MachineType", MachineTypeOf(product))
       .Set("Manufacturer", AttributeOr(machine, "sys_vendor", kSystemInformation, 4))
       .Set("Model", product);
   if (!machine.redact) SetIdentity(machine, system, inventory);
   inventory.Add(system);
 }
 
-// A version such as "-[QKL120AUS-1.10]-" is a build id and a version.
 void ReadSystemBios(const TMachine& machine, TInventory& inventory) {
   const std::string version = AttributeOr(machine, "bios_version", kBiosInformation, 5);
   if (version.empty()) {
@@ -89,13 +82,8 @@ void ReadSystemBios(const TMachine& machine, TInventory& inventory) {
         "{}/bios_version: no BIOS version, nor in the SMBIOS tables; left out", kDmiFolder));
     return;
   }
-  const std::string_view marked = Bracketed(version);
-  TInstance bios("QRXSG_SystemBIOSElement");
-  bios.Set("Name", "System BIOS").Set("Version", marked.empty() ? version : marked);
-  if (const std::size_t dash = marked.find('-'); dash != std::string_view::npos) {
-    bios.Set("BuildNumber", marked.substr(0, dash));
-  }
-  inventory.Add(bios.Set("Manufacturer", AttributeOr(machine, "bios_vendor", kBiosInformation, 4))
+  inventory.Add(SystemBios(version)
+                    .Set("Manufacturer", AttributeOr(machine, "bios_vendor", kBiosInformation, 4))
                     .Set("ReleaseDate", AttributeOr(machine, "bios_date", kBiosInformation, 8)));
 }
 

@@ -14,7 +14,6 @@ namespace {
 
 constexpr const char* kFolder = "/sys/devices/platform";
 constexpr const char* kDevice = "/dev/ipmi0";
-constexpr const char* kName = "Baseboard Management Controller";
 constexpr std::uint8_t kIpmiDevice = 38;
 
 // "0x01 0x00 0x2a 0x00" as "01002a00"; all zero says nothing.
@@ -90,7 +89,7 @@ void AddElements(const TMachine& machine, const std::vector<TManagementControlle
   if (inventory.Holds("QRXSG_SPROMFirmwareVPDMain")) return;
   for (const TManagementController& controller : controllers) {
     if (controller.auxiliary.empty()) continue;
-    inventory.Add(Element(kName, controller.auxiliary, controller.version));
+    inventory.Add(Element(kManagementControllerName, controller.auxiliary, controller.version));
   }
 }
 
@@ -104,25 +103,12 @@ std::string BcdVersion(std::string_view revision) {
   return version;
 }
 
-std::optional<TManagementController> ParseDeviceId(std::string_view response) {
-  constexpr std::size_t kShortest = 12, kWithAuxiliary = 16;
-  const auto byte = [response](std::size_t i) { return static_cast<std::uint8_t>(response[i]); };
-  if (response.size() < kShortest || byte(0) != 0) return {};
-  TManagementController controller{fmt::format("{}.{:02x}", byte(3) & 0x7FU, byte(4)), ""};
-  if (response.size() >= kWithAuxiliary) {
-    controller.auxiliary =
-        fmt::format("{:02x}{:02x}{:02x}{:02x}", byte(12), byte(13), byte(14), byte(15));
-    if (controller.auxiliary == "00000000") controller.auxiliary.clear();
-  }
-  return controller;
-}
-
 void ReadManagementControllers(const TMachine& machine, TInventory& inventory) {
   std::vector<TManagementController> controllers = ControllersInSysfs(machine, inventory);
   if (controllers.empty()) controllers = ControllersAsked(machine, inventory);
   for (const TManagementController& controller : controllers) {
     inventory.Add(TInstance("QRXSG_IPMIFirmwareElement")
-                      .Set("Name", kName)
+                      .Set("Name", kManagementControllerName)
                       .Set("Version", controller.version));
   }
   AddElements(machine, controllers, inventory);

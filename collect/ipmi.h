@@ -9,6 +9,8 @@
 
 namespace svc::collect {
 
+inline constexpr const char* kManagementControllerName = "Baseboard Management Controller";
+
 struct TManagementController {
   std::string version;
   // The maker's own part of the revision, as eight hexadecimal digits; empty where there is none.

@@ -1,6 +1,17 @@
 # What reads a Windows machine: the same loader and forms, other sources.
 find_package(fmt REQUIRED)
 
+svc_folder(collect
+  SOURCES
+    cim_xml.cpp ipmi_response.cpp native_text_windows.cpp product_names.cpp services_windows.cpp
+    text.cpp windows_machine.cpp windows_sources.cpp wmi_windows.cpp
+  LINKS fmt::fmt ole32 oleaut32 wbemuuid version)
+
+add_library(svcheck-collect MODULE windows_collector.cpp)
+target_link_libraries(svcheck-collect PRIVATE collect)
+install(TARGETS svcheck-collect LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
 add_library(collect_load STATIC load.cpp)
 svc_wall(collect_load collect)
 target_link_libraries(collect_load PUBLIC acquire)
+add_dependencies(collect_load svcheck-collect)
