@@ -44,6 +44,16 @@ void NameCatalogueFile(report::TReport& report) {
   }
 }
 
+void NameNumberProperty(report::TReport& report) {
+  constexpr std::string_view kCause = " is no uint16";
+  if (report.outcome != EOutcome::kFailed) return;
+  for (std::string& error : report.errors) {
+    if (!error.ends_with(kCause)) continue;
+    error = "The inventory's QRXSG_OperatingSystem has an unusable OSType: " + error +
+            "; correct it in the inventory";
+  }
+}
+
 std::string FailureLine(const report::TReport& report) {
   std::string line(report::RowOf(report.outcome).sentence);
   if (!report.errors.empty()) line += ' ' + report.errors.front();

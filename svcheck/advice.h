@@ -16,6 +16,10 @@ std::string_view AdviceOn(report::EOutcome outcome) noexcept;
 // "FOLDER/index.xml:12: …".
 void NameCatalogueFile(report::TReport& report);
 
+// Puts the name of the property before the error of a value that is no number: the comparison asks
+// for one of a single property.
+void NameNumberProperty(report::TReport& report);
+
 // The one line for standard error: what happened, why and what to do.
 std::string FailureLine(const report::TReport& report);
 

@@ -195,6 +195,7 @@ void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
   // Of a catalogue that was not read to its end a count would say nothing.
   if (ExitStatusOf(report.outcome) != kExitDone) report.catalogue.elements.reset();
   NameCatalogueFile(report);
+  NameNumberProperty(report);
   if (report.outcome == report::EOutcome::kUnknownMachine) {
     report.errors.insert(report.errors.end(), notes.begin(), notes.end());
   }

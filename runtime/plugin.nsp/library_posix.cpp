@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
@@ -50,8 +51,8 @@ void CheckOutOfReach(const std::string& plugin, const std::string& path, bool is
   }
   const bool keepsEntries = isShared && (status.st_mode & S_ISVTX) != 0;
   if (IsWritableByOthers(status) && !keepsEntries) {
-    Refuse(plugin,
-           "others may write to \"" + path + "\"; take that right away with: chmod go-w " + path);
+    Refuse(plugin, "others may write to \"" + path + "\"; take that right away with: chmod go-w '" +
+                       boost::replace_all_copy(path, "'", "'\\''") + "'");
   }
 }
 

@@ -117,7 +117,7 @@ TEST_F(PluginLoader, RefusesAFolderThatOthersCanReplace) {
   const std::string library = (below / "good").string();
   fs::rename(Library("good"), library);
   fs::permissions(folder, kAnybody);
-  EXPECT_NE(FailureOf(library).find("chmod go-w " + folder.string()), std::string::npos);
+  EXPECT_NE(FailureOf(library).find("chmod go-w '" + folder.string() + "'"), std::string::npos);
   fs::permissions(folder, kAnybody | fs::perms::sticky_bit);
   EXPECT_NE(LoadPlugin(library, *manager), nullptr) << "others keep to their own entries";
 }
