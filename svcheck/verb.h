@@ -6,6 +6,7 @@
 #include <memory>
 #include <string_view>
 
+#include "svcheck/catalogue/verb_catalogue.h"
 #include "svcheck/repository/verb_repository.h"
 
 namespace CLI {
@@ -58,6 +59,7 @@ inline constexpr std::array kVerbs = {
           "svcheck collect --redact\n"},
     TVerb{"query", "Run one raw query of the plug-in and print its records", MakeQuery,
           "svcheck query --inventory machine.xml --context svPath=/srv/catalogue\n"},
+    TVerb{"catalogue", "Check or list a catalogue", nullptr, {}, RunCatalogueVerb},
     TVerb{"repository",
           "Publish update descriptions for live queries",
           nullptr,

@@ -29,6 +29,12 @@ std::size_t TDocumentText::LineAt(const char* at) const {
   return static_cast<std::size_t>(std::max<std::ptrdiff_t>(line, 1));
 }
 
+std::size_t TLineCounter::LineAt(const char* at) {
+  lineEnds += CountLineEnds(last, at);
+  last = at;
+  return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(lineEnds) + text.LostLineEnds()) + 1;
+}
+
 void TDocumentText::Fail(const char* at, std::string cause,
                          NQRXHSK20::THSKStatusCode status) const {
   throw TDocumentError(LineAt(at), std::move(cause), status);

@@ -51,6 +51,8 @@ class TDocumentText {
   // Fills what the rewritten text leaves of the stretch.
   void Close();
   std::size_t LineAt(const char* at) const;
+  // Line ends that were in the source so far and no longer are in the text.
+  std::ptrdiff_t LostLineEnds() const { return correction; }
 
   [[noreturn]] void Fail(
       const char* at, std::string cause,
@@ -66,6 +68,20 @@ class TDocumentText {
   bool isCut;
   const TRewrite* open = nullptr;
   std::ptrdiff_t correction = 0;  // Line ends that the source had and the rewritten text has not.
+};
+
+// The lines of places that follow each other in a document, in time proportional to the document
+// altogether. Borrows the text.
+class TLineCounter {
+ public:
+  explicit TLineCounter(const TDocumentText& text) : text(text), last(text.Begin()) {}
+  // REQUIRES: no place before the one asked for last, and none within an open rewrite.
+  std::size_t LineAt(const char* at);
+
+ private:
+  const TDocumentText& text;
+  const char* last;
+  std::size_t lineEnds = 0;
 };
 
 }  // namespace svc::xml

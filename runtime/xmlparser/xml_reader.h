@@ -67,6 +67,8 @@ class TXmlReader {
   // is valid until the next token.
   TTagNote& Note() { return *note; }
 
+  // Where the last token begins; behind an empty element's end, where the element does.
+  const char* Place() const { return token; }
   // Fails where the last token begins.
   [[noreturn]] void Fail(std::string cause, NQRXHSK20::THSKStatusCode status =
                                                 NQRXHSK20::THSKStatusCode::kFailed) const {

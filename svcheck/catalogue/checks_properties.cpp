@@ -1,0 +1,73 @@
+// Checks of how an element's properties are written.
+#include <array>
+#include <cstdlib>
+
+#include "svcheck/catalogue/ascii_text.h"
+#include "svcheck/catalogue/checks.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+struct TKnownProperty {
+  std::string_view name;
+  bool isArray;
+};
+constexpr std::array<TKnownProperty, 9> kProperties = {{{"name", false},
+                                                        {"description", false},
+                                                        {"category", false},
+                                                        {"installDirectory", false},
+                                                        {"Version", false},
+                                                        {"BuildNumber", false},
+                                                        {"driverFiles", false},
+                                                        {"applicableMachineTypes", true},
+                                                        {"applicableOperatingSystems", true}}};
+
+// How many letters one word has and the other has not. Typing errors change few.
+int LettersApart(std::string_view left, std::string_view right) {
+  std::array<int, 256> counts{};
+  for (const char c : Lowered(left)) ++counts[static_cast<unsigned char>(c)];
+  for (const char c : Lowered(right)) --counts[static_cast<unsigned char>(c)];
+  int apart = 0;
+  for (const int count : counts) apart += std::abs(count);
+  return apart;
+}
+
+bool LooksLike(std::string_view name, std::string_view known) {
+  constexpr int kNear = 2;
+  return LettersApart(name, known) <= kNear;
+}
+
+}  // namespace
+
+void CheckNameMissing(const TUpdate& update, TTell& tell) {
+  if (update.name.empty()) tell.Of(update, "name");
+}
+
+void CheckPropertyMistyped(const TUpdate& update, TTell& tell) {
+  for (const TProperty& property : update.element->properties) {
+    if (tell.Catalogue().classes.Declares(update.element->className, property.name)) continue;
+    for (const TKnownProperty& known : kProperties) {
+      if (!LooksLike(property.name, known.name)) continue;
+      tell.Of(update, property.name, property.name + " for " + std::string(known.name));
+    }
+  }
+}
+
+void CheckPropertyForm(const TUpdate& update, TTell& tell) {
+  for (const TKnownProperty& known : kProperties) {
+    const TProperty* const property = update.element->Find(known.name);
+    if (property == nullptr || property->isArray == known.isArray) continue;
+    tell.Of(update, known.name, std::string(known.name));
+  }
+}
+
+void CheckPropertyType(const TUpdate& update, TTell& tell) {
+  for (const TKnownProperty& known : kProperties) {
+    const TProperty* const property = update.element->Find(known.name);
+    if (property == nullptr || property->type.empty() || property->type == "string") continue;
+    tell.Of(update, known.name, std::string(known.name) + " is a " + property->type);
+  }
+}
+
+}  // namespace svc::catalogue

@@ -1,0 +1,75 @@
+// What lint knows: one row a rule. Pure functions; may be called from any thread.
+#ifndef SVCHECK_CATALOGUE_RULES_H_
+#define SVCHECK_CATALOGUE_RULES_H_
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "svcheck/catalogue/update.h"
+
+namespace svc::catalogue {
+
+enum class ESeverity {
+  kError,   // Something is never compared, or the catalogue not used at all.
+  kWarning  // A record looks odd, or something was probably meant otherwise.
+};
+
+constexpr std::string_view NameOf(ESeverity severity) {
+  return severity == ESeverity::kError ? "error" : "warning";
+}
+
+class TTell;
+using TFileCheck = void (*)(const TFile&, TTell&);
+using TUpdateCheck = void (*)(const TUpdate&, TTell&);
+using TCatalogueCheck = void (*)(const std::vector<TUpdate>&, TTell&);
+
+struct TRule {
+  std::string_view id;
+  ESeverity severity;
+  std::string_view what;    // Ends where a detail may follow.
+  std::string_view advice;  // A sentence.
+  std::variant<TFileCheck, TUpdateCheck, TCatalogueCheck> check;
+};
+
+std::span<const TRule> Rules();
+
+struct TFinding {
+  const TRule* rule;
+  const TFile* file;
+  std::size_t line;     // 0 for a file as a whole.
+  std::string element;  // Its name; empty where the finding is about none.
+  std::string detail;   // May be empty.
+};
+
+// Where a check says what it found.
+class TTell {
+ public:
+  TTell(const TCatalogue& catalogue, std::vector<TFinding>& findings)
+      : catalogue(catalogue), findings(findings) {}
+
+  void Of(const TFile& file, std::size_t line, std::string detail = {});
+  // On the line of a property, or of the element where it does not write it.
+  void Of(const TUpdate& update, std::string_view property, std::string detail = {});
+  void SetRule(const TRule& current) { rule = &current; }
+  const TCatalogue& Catalogue() const { return catalogue; }
+
+ private:
+  const TCatalogue& catalogue;
+  std::vector<TFinding>& findings;
+  const TRule* rule = nullptr;
+};
+
+// In quotes, as far as a person wants to read it.
+std::string Quoted(std::string_view text);
+
+// Every finding, by file and line. The findings refer to the catalogue.
+std::vector<TFinding> Lint(const TCatalogue& catalogue);
+std::size_t CountOf(ESeverity severity, const std::vector<TFinding>& findings);
+
+}  // namespace svc::catalogue
+
+#endif  // SVCHECK_CATALOGUE_RULES_H_

@@ -1,0 +1,29 @@
+// What each of the author's verbs does, once its command line is understood. Each returns the exit
+// status and throws TFailure.
+#ifndef SVCHECK_CATALOGUE_VERBS_H_
+#define SVCHECK_CATALOGUE_VERBS_H_
+
+#include <string>
+#include <vector>
+
+#include "svcheck/catalogue/program.h"
+
+namespace svc::catalogue {
+
+struct TCommand {
+  std::string folder;  // Of the catalogue.
+  std::string dataFolder;
+  std::string format = "table";
+  std::string output = "-";
+  bool isLive = false;
+  // Show only what is for these.
+  std::vector<std::string> machineTypes;
+  std::vector<std::string> systems;
+};
+
+int LintCatalogue(const TCommand& command, const IProgram& program);
+int ListCatalogue(const TCommand& command, const IProgram& program);
+
+}  // namespace svc::catalogue
+
+#endif  // SVCHECK_CATALOGUE_VERBS_H_

@@ -1,0 +1,136 @@
+"""`svcheck catalogue list`: what the elements are, as a check sees them."""
+
+import csv
+import io
+import json
+
+from program import MACHINE, SAMPLE, SYSTEM, ProgramTest, document, element, main
+
+# An element for each way to name a component, and the name of its record.
+WAYS = [
+    ({"description": "a bios update b"}, "System BIOS"),
+    ({"category": "xBIOSx"}, "System BIOS"),
+    ({"description": "BIOS Flash"}, "System BIOS"),
+    ({"description": "flash bios"}, "System BIOS"),
+    ({"description": "UEFI"}, "System UEFI"),
+    ({"category": "uefi"}, "System UEFI"),
+    ({"installDirectory": "/pkgs/diag"}, "Diagnostics"),
+    ({"description": "Diagnostic"}, "Diagnostics"),
+    ({"description": "Preboot HSK"}, "Diagnostics"),
+    ({"description": "HSK Preboot"}, "Diagnostics"),
+    ({"installDirectory": "/PKGS/RWA2"}, "Remote Watch Adapter II"),
+    ({"description": "Remote Watch Adapter II"}, "Remote Watch Adapter II"),
+    ({"installDirectory": "/PKGS/REMOTWAT"}, "Remote Watch Adapter"),
+    ({"description": "Remote Watch Adapter"}, "Remote Watch Adapter"),
+    ({"description": "Integrated System Control Processor", "category": "BMC/H8"}, "ISCP"),
+    ({"category": "BMC/H8", "description": "Integrated System Control, mBMC Firmware Update"},
+     "H8"),
+    ({"category": "BMC/H8", "description": "Baseboard Management Controller"}, "BMC"),
+    ({"category": "BMC/H8", "description": "mBMC Firmware Update"}, "BMC"),
+    ({"category": "BMC/H8", "description": "Integrated Control Module"}, "BMC"),
+    ({"description": "Broadcom NetXtreme and NetXtreme II Firmware"}, "Broadcom NetXtreme"),
+    ({"description": "QRX Arrayon AX20i SAS Controller Firmware"}, "LSI MegaRAID"),
+    ({"description": "QRX Arrayon AX20is SAS Controller Firmware"}, "LSI MegaRAID"),
+    ({"description": "QRX Arrayon AX20M SAS Controller Firmware"}, "LSI MegaRAID"),
+    ({"description": "LSI 1064"}, "LSI integrated RAID"),
+    ({"description": "LSI 1078 SAS"}, "LSI integrated RAID"),
+    ({"description": "BIOS and Firmware Update for the SAS Expansion Card (HBXe) for QRX Rackwell"},
+     "LSI integrated RAID"),
+    ({"category": "BMC/H8", "description": "Something"}, None),
+    ({"description": "Something"}, None),
+]
+
+# What is installed of each component; the text tells in a record which one was read.
+INSTALLED = {
+    "QRXSG_SystemBIOSElement": {"Version": "bios"},
+    "QRXSG_DiagnosticVPD": {"BuildNumber": "dsa", "Version": "1"},
+    "QRXSG_SPROMFirmwareVPDMain": {"BuildNumber": "same", "Version": "1",
+                                   "Name": "QRX Integrated Systems Control Processor"},
+    "QRXSG_IPMIFirmwareElement": {"Name": "bmc", "Version": "bmc"},
+    "QRXSG_BcmDeviceFirmwareElement": {"Version": "bcm", "SoftwareElementID": "x"},
+    "QRXSG_MegaLSIFWPackageBuildFirmwareElement": {"Version": "mr", "Description": ""},
+    "QRXSG_LSIFirmwareElement": {"Name": "lsi", "Version": "lsi", "ProductID": "x"},
+}
+READS = {"System BIOS": "bios", "System UEFI": "bios", "Diagnostics": "dsa - 1",
+         "Remote Watch Adapter II": "1 (same) ", "Remote Watch Adapter": "1 (same) ",
+         "ISCP": "same", "H8": "same", "BMC": "bmc", "Broadcom NetXtreme": "bcm",
+         "LSI MegaRAID": "mr", "LSI integrated RAID": "lsi"}
+
+
+class ListTest(ProgramTest):
+    def list(self, folder, *options):
+        result = self.run_program("catalogue", "list", folder, "--format", "json", *options)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        return json.loads(result.stdout)
+
+    def test_components_are_those_that_a_query_compares(self):
+        inventory = self.inventory(MACHINE, SYSTEM, *INSTALLED.items())
+        for properties, name in WAYS:
+            with self.subTest(properties):
+                folder = self.catalogue(element(Version="-[same]-", **properties))
+                listed = self.list(folder)["elements"][0]["components"]
+                self.assertEqual(listed, [name] if name else [])
+                result = self.run_program("query", "--inventory", inventory,
+                                          "--context", f"svPath={folder}")
+                records = [json.loads(line) for line in result.stdout.splitlines() if line]
+                self.assertEqual({record["InstalledVersion"] for record in records},
+                                 {READS[name]} if name else set())
+                if name and name.startswith("System"):
+                    self.assertEqual([record["Name"] for record in records], [name])
+
+    def test_the_sample(self):
+        elements = {item["name"]: item for item in self.list(SAMPLE / "catalogue")["elements"]}
+        self.assertEqual(elements["bios"]["components"], ["System BIOS", "System UEFI"])
+        self.assertEqual(elements["bios"]["version"], "YUE112A")
+        self.assertEqual(elements["bios"]["line"], 9)
+        self.assertEqual(elements["bnx2-driver"]["components"], ["Driver"])
+        self.assertEqual(elements["bnx2-driver"]["drivers"],
+                         [{"name": "bnx2.ko", "version": "1.7.9"}])
+        self.assertEqual(elements["bnx2-driver"]["machineTypes"], ["4638"])
+
+    def test_filters(self):
+        for options, names in ((("--machine", "4638"), {"a", "c"}), (("--machine", "463"), set()),
+                               (("--os", "RHEL5"), {"a", "b"}), (("--os", "windows 2003"), {"c"}),
+                               (("--machine", "4638", "--os", "RHEL5_64"), {"a"})):
+            folder = self.catalogue(
+                element(name="a", applicableOperatingSystems=["RHEL5_64"]),
+                element(name="b", applicableMachineTypes=["-[4620]-"],
+                        applicableOperatingSystems=["RHEL5"]),
+                element(name="c", applicableOperatingSystems=["Windows 2003"]))
+            with self.subTest(options):
+                report = self.list(folder, *options)
+                self.assertEqual({item["name"] for item in report["elements"]}, names)
+                self.assertEqual((report["shown"], report["all"]), (len(names), 3))
+
+    def test_table_and_csv(self):
+        folder = self.catalogue(element(name="é, \"x\"", driverFiles="a.ko-#1 b.ko-#2"),
+                                element(name="bios", category="BIOS", Version="1-[Y]-"))
+        table = self.run_program("catalogue", "list", folder).stdout.splitlines()
+        self.assertEqual(table[0].split(), ["NAME", "COMPONENT", "OFFERED", "MACHINE", "TYPES"])
+        self.assertEqual(table[1].split("  ")[0], 'é, "x"')
+        self.assertEqual({line.index("4638") for line in table[1:3]}, {table[0].index("MACHINE")})
+        self.assertEqual(table[3], "2 update elements.")
+        text = self.run_program("catalogue", "list", folder, "--format", "csv").stdout
+        rows = list(csv.DictReader(io.StringIO(text)))
+        self.assertEqual(rows[0]["name"], 'é, "x"')
+        self.assertEqual(rows[0]["drivers"], "a.ko 1;b.ko 2")
+        self.assertEqual(rows[1]["version"], "Y")
+
+    def test_output_file(self):
+        folder = self.catalogue(element(name="a"))
+        result = self.run_program("catalogue", "list", folder, "--format", "json",
+                                  "--output", "list.json")
+        self.assertEqual((result.returncode, result.stdout), (0, ""))
+        self.assertEqual(json.loads((self.folder / "list.json").read_text())["all"], 1)
+
+    def test_a_catalogue_that_no_check_takes_is_not_listed(self):
+        folder = self.catalogue(element(name="a"), instruction="")
+        self.assert_failed(self.run_program("catalogue", "list", folder), 4, "index.xml", "4.02")
+        folder = self.catalogue(("Nothing", {}))
+        self.assert_failed(self.run_program("catalogue", "list", folder), 4, "index.xml:3",
+                           "Nothing")
+        self.assert_failed(self.run_program("catalogue", "list", "gone"), 4, "gone")
+
+
+if __name__ == "__main__":
+    main()
