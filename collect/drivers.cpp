@@ -3,29 +3,17 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <libkmod.h>
 
 #include <algorithm>
-#include <memory>
 #include <unordered_map>
 
+#include "collect/kernel_module.h"
 #include "collect/machine.h"
 
 namespace svc::collect {
 namespace {
 
 constexpr const char* kModules = "/sys/module";
-
-struct TFreeContext {
-  void operator()(kmod_ctx* context) const { ::kmod_unref(context); }
-};
-struct TFreeModule {
-  void operator()(kmod_module* module) const { ::kmod_module_unref(module); }
-};
-struct TFreeInfo {
-  void operator()(kmod_list* list) const { ::kmod_module_info_free_list(list); }
-};
-using TModule = std::unique_ptr<kmod_module, TFreeModule>;
 
 struct TDriver {
   std::string name;
@@ -114,24 +102,14 @@ class TModuleFolder {
     }
     tree.Remember(file);
     const TModule module(found);
-    return Value(*module, "version");
+    return ModuleInformation(*module, "version").value_or("");
   }
 
  private:
-  static std::string Value(const kmod_module& module, std::string_view key) {
-    kmod_list* first = nullptr;
-    if (::kmod_module_get_info(&module, &first) < 0) return {};
-    const std::unique_ptr<kmod_list, TFreeInfo> list(first);
-    for (kmod_list* item = first; item != nullptr; item = ::kmod_list_next(first, item)) {
-      if (key == ::kmod_module_info_get_key(item)) return ::kmod_module_info_get_value(item);
-    }
-    return {};
-  }
-
   const TTree& tree;
   std::string path;
   std::unordered_map<std::string, std::string> files;  // By the names of the modules.
-  std::unique_ptr<kmod_ctx, TFreeContext> context;
+  TModuleContext context;
 };
 
 // The inventory's paths are in Windows form.

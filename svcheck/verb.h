@@ -59,7 +59,7 @@ inline constexpr std::array kVerbs = {
           "svcheck collect --redact\n"},
     TVerb{"query", "Run one raw query of the plug-in and print its records", MakeQuery,
           "svcheck query --inventory machine.xml --context svPath=/srv/catalogue\n"},
-    TVerb{"catalogue", "Check or list a catalogue", nullptr, {}, RunCatalogueVerb},
+    TVerb{"catalogue", "Check, list or make a catalogue", nullptr, {}, RunCatalogueVerb},
     TVerb{"repository",
           "Publish update descriptions for live queries",
           nullptr,

@@ -2,8 +2,8 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <new>
-#include <set>
 #include <string>
+#include <vector>
 
 #include "host/hskcore/export.h"
 #include "svcheck/catalogue/verbs.h"
@@ -28,11 +28,10 @@ CLI::App* AddVerb(CLI::App& app, const char* name, const char* what, TRunCommand
   return verb;
 }
 
-void AddReading(CLI::App& verb, TCommand& command, const std::set<std::string>& formats) {
-  verb.add_option("DIR", command.folder, "Folder of the catalogue")->required()->option_text(" ");
-  verb.add_flag("--live", command.isLive, "Read it as the download folder of live checks");
-  AddText(verb, "--format", command.format, "How to write it", "FORMAT")
-      ->check(CLI::IsMember(formats));
+void AddReading(CLI::App& verb, TCommand& command, const std::vector<std::string>& formats) {
+  AddWord(verb, "DIR", command.folder, "Folder of the catalogue").Required();
+  AddFlag(verb, "--live", command.isLive, "Read it as the download folder of live checks");
+  AddText(verb, "--format", command.format, "How to write it", "FORMAT").OneOf(formats);
   AddText(verb, "--output", command.output, "Where to write it instead of standard output", "FILE");
 }
 
@@ -65,13 +64,39 @@ void AddList(CLI::App& app, TChoice& choice) {
       "  svcheck catalogue list /srv/catalogue --format csv --output elements.csv\n");
 }
 
+void AddBuild(CLI::App& app, TChoice& choice) {
+  TCommand& command = choice.command;
+  CLI::App* const verb =
+      AddVerb(app, "build", "Make a catalogue of driver files, packages and firmware lists",
+              BuildCatalogue, choice);
+  AddText(*verb, "--output", command.folder, "Folder of the catalogue to make", "DIR").Required();
+  svc::AddList(*verb, "--drivers", command.drivers,
+               "Folder of drivers and packages (.ko, .ko.xz, .ko.zst, .sys, .deb, .rpm), or one "
+               "such file",
+               "PATH");
+  svc::AddList(*verb, "--firmware", command.firmware,
+               "List with the columns type, name, version, machine types, operating systems",
+               "FILE.csv");
+  svc::AddList(*verb, "--machine", command.machineTypes, "Machine type that drivers are for",
+               "TYPE");
+  svc::AddList(*verb, "--os", command.systems,
+               "Operating-system code that drivers are for; otherwise every one of their kind",
+               "CODE");
+  AddDataFolder(*verb, command);
+  verb->footer(
+      "Examples:\n"
+      "  svcheck catalogue build --output /srv/catalogue --drivers /srv/packages --machine 4638\n"
+      "  svcheck catalogue build --output /srv/catalogue --firmware firmware.csv\n");
+}
+
 int Run(int count, char** arguments, const IProgram& program) {
   TChoice choice;
   choice.command.dataFolder = program.DataFolder();
-  CLI::App app("Check or list a catalogue", "svcheck catalogue");
+  CLI::App app("Check, list or make a catalogue", "svcheck catalogue");
   app.require_subcommand(1);
   AddLint(app, choice);
   AddList(app, choice);
+  AddBuild(app, choice);
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

@@ -16,13 +16,17 @@ struct TCommand {
   std::string format = "table";
   std::string output = "-";
   bool isLive = false;
-  // Show only what is for these.
+  // list: show only what is for these; build: whom drivers, and rows that name none, are for.
   std::vector<std::string> machineTypes;
   std::vector<std::string> systems;
+  // build: folders, packages and files of drivers; lists of firmware versions.
+  std::vector<std::string> drivers;
+  std::vector<std::string> firmware;
 };
 
 int LintCatalogue(const TCommand& command, const IProgram& program);
 int ListCatalogue(const TCommand& command, const IProgram& program);
+int BuildCatalogue(const TCommand& command, const IProgram& program);
 
 }  // namespace svc::catalogue
 

@@ -1,0 +1,129 @@
+#include "svcheck/catalogue/new_element.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "report/text.h"
+#include "svcheck/catalogue/ascii_text.h"
+#include "svcheck/catalogue/components.h"
+#include "svcheck/repository/system_codes.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+using repository::kSystemCodes;
+
+void AppendProperty(std::string& text, const char* name, const std::string& value) {
+  if (value.empty()) return;
+  text +=
+      fmt::format("          <PROPERTY NAME=\"{}\" TYPE=\"string\"><VALUE>{}</VALUE></PROPERTY>\n",
+                  name, report::XmlText(value));
+}
+
+void AppendArray(std::string& text, const char* name, const std::vector<std::string>& values,
+                 std::string_view before, std::string_view behind) {
+  text += fmt::format(
+      "          <PROPERTY.ARRAY NAME=\"{}\" TYPE=\"string\">\n"
+      "            <VALUE.ARRAY>\n",
+      name);
+  for (const std::string& value : values) {
+    text += fmt::format("              <VALUE>{}{}{}</VALUE>\n", before, report::XmlText(value),
+                        behind);
+  }
+  text += "            </VALUE.ARRAY>\n          </PROPERTY.ARRAY>\n";
+}
+
+void Append(std::string& text, const TNewElement& element) {
+  text += "      <VALUE.OBJECT>\n        <INSTANCE CLASSNAME=\"QRXPSG_SystemUpdateElement\">\n";
+  AppendProperty(text, "name", element.name);
+  AppendProperty(text, "description", element.description);
+  AppendProperty(text, "category", element.category);
+  AppendProperty(text, "installDirectory", element.installDirectory);
+  AppendProperty(text, "Version", element.version);
+  AppendProperty(text, "BuildNumber", element.build);
+  AppendProperty(text, "driverFiles", element.driverFiles);
+  AppendArray(text, "applicableMachineTypes", element.whom.machineTypes, "-[", "]-");
+  AppendArray(text, "applicableOperatingSystems", element.whom.systems, "", "");
+  text += "        </INSTANCE>\n      </VALUE.OBJECT>\n";
+}
+
+EPlatform PlatformOf(std::string_view family) {
+  return family.starts_with("Windows") ? EPlatform::kWindows : EPlatform::kLinux;
+}
+
+bool Has(const std::vector<std::string>& texts, std::string_view text) {
+  return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
+
+void AddOnce(std::vector<std::string>& texts, std::string_view text) {
+  if (!Has(texts, text)) texts.emplace_back(text);
+}
+
+}  // namespace
+
+std::string CatalogueText(const std::vector<TNewElement>& elements) {
+  std::string text =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<?sv-catalogue version=\"4.02\"?>\n"
+      "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">\n"
+      "  <DECLARATION>\n"
+      "    <DECLGROUP>\n";
+  for (const TNewElement& element : elements) Append(text, element);
+  return text + "    </DECLGROUP>\n  </DECLARATION>\n</CIM>\n";
+}
+
+std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted) {
+  std::vector<std::string> systems;
+  for (const auto& row : kSystemCodes) {
+    if (!wanted.empty() && !Has(wanted, row.code) && !Has(wanted, row.family)) continue;
+    if (wanted.empty() || Has(wanted, row.code)) AddOnce(systems, row.code);
+    AddOnce(systems, row.family);
+  }
+  return systems;
+}
+
+// Drivers for VMware are none of the files that are read here.
+std::vector<std::string> SystemsFor(EPlatform platform, const std::vector<std::string>& wanted) {
+  std::vector<std::string> systems;
+  for (const auto& row : kSystemCodes) {
+    const bool isAsked =
+        wanted.empty() ? row.family != "VMware" : Has(wanted, row.code) || Has(wanted, row.family);
+    if (!isAsked || PlatformOf(row.family) != platform) continue;
+    if (wanted.empty() || Has(wanted, row.code)) AddOnce(systems, row.code);
+    AddOnce(systems, row.family);
+  }
+  return systems;
+}
+
+std::string KnownSystems() {
+  std::string text;
+  for (const std::string& system : WithFamilies({})) text += (text.empty() ? "" : ", ") + system;
+  return text;
+}
+
+bool IsSystem(const std::string& text) {
+  return std::any_of(kSystemCodes.begin(), kSystemCodes.end(),
+                     [&](const auto& row) { return row.code == text || row.family == text; });
+}
+
+bool IsMachineType(const std::string& text) {
+  return !text.empty() && !Contains(text, "-[") && !Contains(text, "]-") &&
+         std::none_of(text.begin(), text.end(), report::IsBlank);
+}
+
+TNewElement ElementOf(const TDriver& driver, const TFor& whom) {
+  TNewElement element;
+  element.name = driver.file.substr(0, driver.file.rfind('.'));
+  element.driverFiles = driver.file + "-#" + driver.version;
+  element.whom = whom;
+  const std::string description = fmt::format("Driver of {}", driver.origin);
+  const TElement described{{}, 0, {{"description", "string", 0, false, true, {description}}}};
+  if (!IsBiosUpdate(described) && ComponentOf(described) == EComponent::kNone) {
+    element.description = description;
+  }
+  return element;
+}
+
+}  // namespace svc::catalogue

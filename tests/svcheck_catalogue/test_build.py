@@ -1,0 +1,257 @@
+"""`svcheck catalogue build`: a catalogue of what an administrator has, and what a check says with
+it."""
+
+import json
+import lzma
+import os
+import signal
+import subprocess
+import time
+
+from made_files import deb, endless_deb, kernel_module, rpm, windows_driver, zstd
+from program import BUILD, MACHINE, PROGRAM, SYSTEM, ProgramTest, main
+
+MACHINES = ("--machine", "4638", "--machine", "4620")
+
+
+def driver(file, version):
+    return ("QRXSG_DeviceDriverInfo",
+            {"Path": f"\\lib\\modules\\{file}", "Version": version, "CurrentState": "4"})
+
+
+class BuildTest(ProgramTest):
+    def build(self, *arguments):
+        result = self.run_program("catalogue", "build", "--output", "made", *arguments)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        lint = self.run_program("catalogue", "lint", "made")
+        self.assertEqual(lint.returncode, 0, lint.stdout)
+        self.assertIn(": 0 errors, 0 warnings.", lint.stdout)
+        return result
+
+    def elements(self, *options):
+        result = self.run_program("catalogue", "list", "made", "--format", "json", *options)
+        return {item["name"]: item for item in json.loads(result.stdout)["elements"]}
+
+    def offered(self):
+        return {driver["name"]: driver["version"] for item in self.elements().values()
+                for driver in item["drivers"]}
+
+    def records(self, *instances):
+        inventory = self.inventory(MACHINE, SYSTEM, *instances)
+        result = self.run_program("check", "--inventory", inventory, "--catalogue", "made",
+                                  "--format", "json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return [tuple(record[key] for key in ("Name", "InstalledVersion", "SVVersion", "verdict"))
+                for record in json.loads(result.stdout)["records"]]
+
+    def test_a_folder_of_drivers(self):
+        self.write("in/net/e1000e.ko", kernel_module("3.8.7"))
+        self.write("in/bnx2.ko.xz", lzma.compress(kernel_module("2.2.6"),
+                                                  check=lzma.CHECK_CRC32))
+        self.write("in/snd-hda.ko.zst", zstd(kernel_module("1.0 beta & more")))
+        self.write("in/plain.ko", kernel_module())
+        self.write("in/megasas.sys", windows_driver("4.17.0.64"))
+        self.write("in/narrow.sys", windows_driver("1.2.3.4", wide=False))
+        self.write("in/silent.sys", windows_driver(None))
+        self.write("in/broken.ko", b"no module")
+        self.write("in/notes.txt", b"x")
+        result = self.build("--drivers", "in", *MACHINES)
+        self.assertEqual(self.offered(), {"e1000e.ko": "3.8.7", "bnx2.ko": "2.2.6",
+                                          "snd-hda.ko": "1.0 beta & more",
+                                          "megasas.sys": "4.17.0.64", "narrow.sys": "1.2.3.4"})
+        self.assertIn("2 of 8 drivers state no version", result.stderr)
+        self.assertIn("broken.ko is no driver", result.stderr)
+        self.assertEqual(self.records(driver("e1000e.ko", "3.8.4"), driver("bnx2.ko.xz", "2.2.6"),
+                                      driver("snd-hda.ko", "1.0"), driver("megasas.sys", "1")),
+                         [("BNX2", "2.2.6", "2.2.6", "current"),
+                          ("E1000E", "3.8.4", "3.8.7", "outdated"),
+                          ("SND-HDA", "1.0", "1.0 beta & more", "unknown")])
+
+    def test_packages(self):
+        for extension, make in (("deb", deb), ("rpm", rpm)):
+            for compression in ("", ".gz", ".xz", ".zst"):
+                with self.subTest(extension, compression=compression):
+                    files = {"lib/modules/6.1/kernel/e1000e.ko": kernel_module("3.8.7"),
+                             "lib/modules/6.1/kernel/bnx2.ko.xz":
+                                 lzma.compress(kernel_module("2.2.6"), check=lzma.CHECK_CRC32),
+                             "usr/share/doc/readme": b"text"}
+                    path = self.write(f"kernel.{extension}", make(files, compression))
+                    self.build("--drivers", path, *MACHINES)
+                    self.assertEqual(self.offered(), {"e1000e.ko": "3.8.7", "bnx2.ko": "2.2.6"})
+        self.assertEqual(self.records(driver("e1000e.ko", "3.8.8")),
+                         [("E1000E", "3.8.8", "3.8.7", "newer")])
+
+    def test_the_latest_of_a_name_is_offered(self):
+        self.write("in/a/x.ko", kernel_module("1.9"))
+        self.write("in/b/X.ko", kernel_module("1.10"))
+        self.write("in/c/x.ko", kernel_module("1.2"))
+        self.write("in/d/x.ko", kernel_module("alpha"))
+        self.write("in/x.sys", windows_driver("1.0.0.0"))
+        result = self.build("--drivers", "in", *MACHINES)
+        self.assertEqual(self.offered(), {"X.ko": "1.10", "x.sys": "1.0.0.0"})
+        self.assertIn("x.ko alpha is passed over", result.stderr)
+
+    def test_operating_systems(self):
+        self.write("in/x.ko", kernel_module("1"))
+        self.write("in/y.sys", windows_driver("1.0.0.0"))
+        self.build("--drivers", "in", *MACHINES)
+        systems = {name: item["operatingSystems"] for name, item in self.elements().items()}
+        self.assertTrue({"RHEL3", "SLES11_64", "Linux"} < set(systems["x"]))
+        self.assertEqual(systems["y"], ["Windows 2003", "Windows 2000", "Windows 2008"])
+        self.assertEqual(self.elements()["x"]["machineTypes"], ["4620", "4638"])
+        result = self.build("--drivers", "in", *MACHINES, "--os", "RHEL5_64", "--os", "SLES9")
+        self.assertEqual([item["operatingSystems"] for item in self.elements().values()],
+                         [["RHEL5_64", "Linux", "SLES9"]])
+        self.assertIn("1 drivers are for none of the operating systems", result.stderr)
+        self.build("--drivers", "in", *MACHINES, "--os", "Linux")
+        self.assertEqual(self.elements()["x"]["operatingSystems"], ["Linux"])
+
+    def test_firmware(self):
+        self.write("list.csv", """\
+Type,Name,Version,Machine types,Operating systems,Build
+bios,BIOS of 4638,YUE112A,4638 4636,RHEL5_64;Windows 2003
+diagnostics,Preboot,1.10-[fdcp-1.10]-,4638,Linux,DSYT92A
+RWA II,Card,RWYU10A,4638,
+iscp,Processor,YUOO99B,4638,
+bmc,Board,BMYE40A,"4638;4620",
+broadcom,NX2FW_bcm5708,4.6.4,4638,
+Broadcom,nx2fw_bcm5709,4.6.8,4638,
+MegaRAID,AX20i,7.0.1-0056,4638,
+LSI firmware,SAS1078,2.0,4638,
+LSI BIOS,SAS1064E,6.28.00,4638,
+LSI BIOS,SAS1078,9.9,4638,
+LSI firmware,SAS1064E,1.27.82,4638,
+driver,e1000e.ko,3.8.7,4638,SLES10_64
+""")
+        self.build("--firmware", "list.csv")
+        self.assertEqual(len(self.elements()), 9)
+        self.assertEqual(self.records(
+            ("QRXSG_SystemBIOSElement", {"Version": "YUE110A"}),
+            ("QRXSG_DiagnosticVPD", {"BuildNumber": "DSYT89A", "Version": "fdcp-1.10"}),
+            ("QRXSG_SPROMFirmwareVPDMain",
+             {"Name": "P", "BuildNumber": "YUOO99A", "Version": "1"}),
+            ("QRXSG_IPMIFirmwareElement", {"Name": "BMC", "Version": "BMYE40A"}),
+            ("QRXSG_BcmDeviceFirmwareElement",
+             {"SoftwareElementID": "nx2fw_bcm5708", "Version": "4.4"}),
+            ("QRXSG_MegaLSIFWPackageBuildFirmwareElement",
+             {"Description": "QRX Arrayon-AX20i SAS", "Version": "7.0.1-0030"}),
+            ("QRXSG_LSIFirmwareElement",
+             {"Name": "LSI", "ProductID": "SAS1064E", "Version": "1.26"}),
+            ("QRXSG_LSIBIOSElement",
+             {"Name": "LSI BIOS", "ProductID": "LSI SAS1064E BIOS", "Version": "6.28.00"}),
+            driver("e1000e.ko", "3.8.7")), [
+                ("System BIOS", "YUE110A", "YUE112A", "outdated"),
+                ("Diagnostics", "DSYT89A - fdcp-1.10", "fdcp-1.10 - DSYT92A", "outdated"),
+                ("P", "1 (YUOO99A) ", "1 (RWYU10A) ", "unknown"),
+                ("P", "YUOO99A", "YUOO99B", "outdated"),
+                ("BMC", "BMYE40A", "BMYE40A", "current"),
+                ("Broadcom NetXtreme Network Device  0", "4.4", "4.6.4", "outdated"),
+                ("QRX Arrayon AX 20i SAS Controller Firmware", "7.0.1-0030", "7.0.1-0056",
+                 "outdated"),
+                ("LSI", "1.26", "1.27.82", "outdated"),
+                ("LSI BIOS", "6.28.00", "6.28.00", "current"),
+                ("E1000E", "3.8.7", "3.8.7", "current")])
+
+    def test_a_list_from_a_spreadsheet(self):
+        self.write("list.csv", b"\xef\xbb\xbfVERSION;machine_types;name;type\r\n"
+                               b"\"1;2\";4638,4620;\"B \"\"x\"\"\";bios\r\n\r\n")
+        self.build("--firmware", "list.csv")
+        item = self.elements()['B "x"']
+        self.assertEqual((item["version"], item["machineTypes"]), ("1;2", ["4620", "4638"]))
+
+    def test_rows_that_name_no_machine_are_for_those_of_the_command(self):
+        self.write("list.csv", "type,name,version\nbios,b,1\n")
+        self.build("--firmware", "list.csv", *MACHINES, "--os", "RHEL5")
+        self.assertEqual(self.elements()["b"]["operatingSystems"], ["RHEL5", "Linux"])
+        self.assertEqual(self.elements()["b"]["machineTypes"], ["4620", "4638"])
+
+    def test_lists_that_cannot_be_used(self):
+        head = "type,name,version,machine types,operating systems\n"
+        for text, *words in (("", "1", "empty"), ("name,version\n", "1", "type"),
+                             (head + "bios,b,1,4638,\nvalve,b,1,4638,", "3", "valve", "BIOS"),
+                             (head + "bios,b,,4638,", "2", "empty"),
+                             (head + "bios,b,1,,", "2", "--machine"),
+                             (head + "bios,b,1,-[4638]-,", "2", "-[4638]-"),
+                             (head + "bios,b,1,4638,RHEL9", "2", "RHEL9", "RHEL6_64"),
+                             (head + "bios,b,1-[2,4638,", "2", "marks"),
+                             (head + "diagnostics,b,fdcp-1.10,4638,", "2", "build"),
+                             (head + "broadcom,b,1 2,4638,", "2", "blank"),
+                             (head + "megaraid,AX30,1,4638,", "2", "AX20M"),
+                             (head + "lsi bios,SAS1064E,1,4638,", "2", "LSI firmware"),
+                             (head + "driver,x.ko,1-#2,4638,", "2", "-#"),
+                             (head + "bios,\"b,1,4638,", "2", "not closed")):
+            with self.subTest(text):
+                self.write("list.csv", text)
+                result = self.run_program("catalogue", "build", "--output", "made", "--firmware",
+                                          "list.csv")
+                self.assert_failed(result, 1, "list.csv:" + words[0], *words[1:])
+                self.assertFalse((self.folder / "made").exists())
+
+    def test_failures(self):
+        self.write("in/x.ko", kernel_module("1"))
+        build = ("catalogue", "build", "--output", "made")
+        self.assert_failed(self.run_program(*build), 64, "--drivers", "--firmware")
+        self.assert_failed(self.run_program(*build, "--drivers", "in"), 64, "--machine")
+        self.assert_failed(self.run_program(*build, "--drivers", "in", "--machine", "-[4638]-"), 64)
+        self.assert_failed(self.run_program(*build, "--drivers", "in", *MACHINES, "--os", "x"), 64,
+                           "RHEL3")
+        self.assert_failed(self.run_program(*build, "--drivers", "gone", *MACHINES), 1, "gone")
+        self.assert_failed(self.run_program(*build, "--firmware", "gone.csv"), 1, "gone.csv")
+        self.assertFalse((self.folder / "made").exists())
+
+    def test_a_broken_package_is_told_and_the_rest_is_built(self):
+        whole = deb({"x.ko": kernel_module("1")})
+        self.write("in/cut.deb", whole[:-200])
+        self.write("in/text.rpm", b"no package")
+        self.write("in/good.ko", kernel_module("2"))
+        result = self.build("--drivers", "in", *MACHINES)
+        self.assertEqual(self.offered(), {"good.ko": "2"})
+        self.assertIn("cut.deb", result.stderr)
+        self.assertIn("text.rpm", result.stderr)
+
+    def test_an_older_catalogue_stays_until_the_new_one_is_whole(self):
+        old = self.write("made/index.xml", "old")
+        self.write("list.csv", "type,name,version,machine types\nbios,b,1,4638\nbios,b,2,4638\n")
+        result = self.run_program("catalogue", "build", "--output", "made", "--firmware", "list.csv")
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("warning: b: another version is offered", result.stderr)
+        self.assertNotEqual(old.read_text(), "old")
+        old.write_text("old")
+        self.write("list.csv", "type,name,version,machine types\nbios,b,1,4638\nbios,b,1,4638\n")
+        result = self.run_program("catalogue", "build", "--output", "made", "--firmware", "list.csv")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("twice", result.stderr)
+        self.assertEqual(old.read_text(), "old")
+        self.assertEqual(self.leftovers(), [])
+
+    def test_an_interruption_stops_it_at_once_and_leaves_nothing(self):
+        many = self.write("in/endless.deb", endless_deb())
+        process = subprocess.Popen([PROGRAM, "catalogue", "build", "--output", "made", "--drivers",
+                                    many, *MACHINES], cwd=self.folder, stderr=subprocess.PIPE)
+        self.addCleanup(process.stderr.close)
+        while not self.has_opened(process, many):
+            self.assertIsNone(process.poll())
+            time.sleep(0.001)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=1), -signal.SIGINT)
+        self.assertFalse((self.folder / "made").exists())
+        self.assertEqual(self.leftovers(), [])
+
+    @staticmethod
+    def has_opened(process, path):
+        try:
+            folder = f"/proc/{process.pid}/fd"
+            return any(os.readlink(f"{folder}/{name}") == str(path) for name in os.listdir(folder))
+        except FileNotFoundError:
+            return False
+
+    def test_a_query_loads_nothing_of_it(self):
+        with open(PROGRAM, "rb") as file:
+            program = file.read()
+        for library in (b"libkmod.so", b"libarchive.so"):
+            self.assertNotIn(library, program)
+        self.assertTrue((BUILD / "lib" / "libsvcheck-catalogue.so").exists())
+
+
+if __name__ == "__main__":
+    main()
