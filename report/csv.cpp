@@ -8,7 +8,7 @@ namespace svc::report {
 
 // A check that did not take place is a record of its own: an empty table would look like good news.
 void RenderCsv(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
-  output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived\r\n");
+  output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired\r\n");
   for (const TRecord& record : report.records) {
     std::string line;
     for (const std::string* text :
@@ -18,12 +18,14 @@ void RenderCsv(const TReport& report, const TRenderOptions& /*options*/, IOutput
     line += NameOf(record.verdict);
     line += ',';
     if (record.waived) line += CsvField(record.waived->reason);
+    line += ',';
+    if (record.expiredWaiver) line += CsvField(record.expiredWaiver->expires);
     output.Write(line + "\r\n");
   }
   if (WasCompared(report.outcome)) return;
-  output.Write("Error," + CsvField(RowOf(report.outcome).sentence) + ",,,not checked,\r\n");
+  output.Write("Error," + CsvField(RowOf(report.outcome).sentence) + ",,,not checked,,\r\n");
   for (const std::string& error : report.errors) {
-    output.Write("Error," + CsvField(error) + ",,,not checked,\r\n");
+    output.Write("Error," + CsvField(error) + ",,,not checked,,\r\n");
   }
 }
 

@@ -1,8 +1,10 @@
 // The report as one page: no outside references, readable without its script, on paper and by a
-// screen reader.
+// screen reader. Nothing runs in it but its own script, whatever the records hold: the page names
+// the hashes of its style and script (W3C, Content Security Policy Level 3).
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -15,23 +17,107 @@ namespace svc::report {
 
 namespace {
 
-std::string Title(const TReport& report) {
-  return "Firmware and drivers of machine " +
-         (report.machine.type.empty() ? "unknown" : XmlText(report.machine.type));
+// Types that have a group of their own; records of further ones share the last group.
+constexpr std::size_t kMostGroups = 16;
+constexpr std::string_view kOtherTypes = "Other types";
+
+// What the page says first, and the class that gives it its colour.
+struct TLead {
+  std::string text;
+  std::string_view style;
+};
+
+TLead LeadOf(const TReport& report, const TSummary& summary) {
+  if (!WasCompared(report.outcome)) return {"Not checked", "error"};
+  if (report.records.empty()) return {"Nothing to compare", "unknown"};
+  const std::size_t updates = summary.Of(EVerdict::kOutdated);
+  if (updates > 0) {
+    return {fmt::format("{} update{} to install", updates, updates == 1 ? "" : "s"), "outdated"};
+  }
+  if (summary.Of(EVerdict::kUnknown) > 0) return {"Nothing is known to be outdated", "unknown"};
+  return {"Nothing to install", "current"};
 }
 
-// What to do, at a glance.
-std::string Lead(const TReport& report) {
-  if (!WasCompared(report.outcome)) {
-    return fmt::format("<strong>Not checked.</strong> {}", RowOf(report.outcome).sentence);
-  }
+std::string Explanation(const TReport& report, const TSummary& summary) {
+  if (!WasCompared(report.outcome)) return XmlText(RowOf(report.outcome).sentence);
   if (report.records.empty()) return XmlText(ReasonForNothing(report));
-  const TSummary summary = Summarize(report);
-  const std::size_t updates = summary.Of(EVerdict::kOutdated);
-  std::string text = updates == 0 ? "Nothing is known to be outdated."
-                                  : fmt::format("<strong>{} update{} to install.</strong>", updates,
-                                                updates == 1 ? "" : "s");
-  return fmt::format("{} {} compared: {}.", text, report.records.size(), Sentence(summary));
+  return fmt::format("{} compared: {}.", report.records.size(), Sentence(summary));
+}
+
+std::string MachineName(const TReport& report) {
+  const TMachine& machine = report.machine;
+  if (!machine.model.empty()) return XmlText(machine.model);
+  return "machine " + (machine.type.empty() ? "unknown" : XmlText(machine.type));
+}
+
+// A hash as a policy names it, in base64 (RFC 4648).
+std::string PolicyHash(std::string_view hexadecimal) {
+  constexpr std::string_view kDigits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  constexpr std::size_t kBitsOfHexadecimal = 4;
+  constexpr std::size_t kBitsOfBase64 = 6;
+  std::string text = "'sha256-";
+  unsigned bits = 0;
+  std::size_t count = 0;
+  for (const char c : hexadecimal) {
+    bits = bits << kBitsOfHexadecimal | static_cast<unsigned>(IsDigit(c) ? c - '0' : c - 'a' + 10);
+    count += kBitsOfHexadecimal;
+    if (count < kBitsOfBase64) continue;
+    count -= kBitsOfBase64;
+    text += kDigits[bits >> count & 0x3F];
+  }
+  text += kDigits[bits << (kBitsOfBase64 - count) & 0x3F];  // 256 bits leave four.
+  return text + "='";
+}
+
+void WriteHead(const TReport& report, std::string_view lead, IOutput& output) {
+  output.Write(fmt::format(
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+      "<meta name=\"color-scheme\" content=\"light dark\">\n"
+      "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src {}; "
+      "script-src {}; base-uri 'none'; form-action 'none'\">\n<title>{} – {}</title>\n<style>",
+      PolicyHash(kHtmlStyleHash), PolicyHash(kHtmlScriptHash), lead, MachineName(report)));
+  output.Write(kHtmlStyle);
+  output.Write("</style>\n</head>\n<body>\n");
+}
+
+// How the records divide, as a bar.
+std::string Parts(const TSummary& summary) {
+  std::string text = fmt::format(
+      "<svg class=\"parts\" viewBox=\"0 0 {} 1\" preserveAspectRatio=\"none\" "
+      "role=\"img\" aria-label=\"{}\">",
+      summary.Total(), Sentence(summary));
+  std::size_t place = 0;
+  const auto add = [&](std::string_view style, std::size_t count) {
+    if (count == 0) return;
+    text +=
+        fmt::format("<rect class=\"{}\" x=\"{}\" width=\"{}\" height=\"1\"/>", style, place, count);
+    place += count;
+  };
+  for (const EVerdict verdict : kVerdicts) add(NameOf(verdict), summary.Of(verdict));
+  add("waived", summary.waived);
+  return text + "</svg>\n";
+}
+
+// A count that is a filter as well once the script runs.
+std::string Tile(std::string_view name, std::size_t count, std::string_view meaning) {
+  return fmt::format(
+      "<button type=\"button\" class=\"tile {0}\" data-verdict=\"{0}\" aria-pressed=\"false\" "
+      "disabled><b>{1}</b> <span>{0}</span> <small>{2}</small></button>\n",
+      name, count, meaning);
+}
+
+std::string Tiles(const TReport& report, const TSummary& summary) {
+  constexpr std::array<std::string_view, kVerdicts.size()> kMeanings = {
+      "a later version is offered", "could not be compared", "later than what is offered",
+      "as the catalogue has it"};
+  std::string text = "<fieldset class=\"tiles\" aria-label=\"Show only\">\n";
+  for (const EVerdict verdict : kVerdicts) {
+    text += Tile(NameOf(verdict), summary.Of(verdict), kMeanings[IndexOf(verdict)]);
+  }
+  if (report.hasWaivers) text += Tile("waived", summary.waived, "accepted as it is");
+  return text + "</fieldset>\n";
 }
 
 std::string Fact(std::string_view name, std::string_view value) {
@@ -41,122 +127,172 @@ std::string Fact(std::string_view name, std::string_view value) {
 
 std::string CatalogueAge(const TReport& report) {
   if (!report.catalogue.modified) return {};
-  return fmt::format("{} ({})", Age(report.generated - *report.catalogue.modified),
+  return fmt::format("{}, from {}", Age(report.generated - *report.catalogue.modified),
                      UtcTime(*report.catalogue.modified));
 }
 
 std::string Facts(const TReport& report) {
   const TMachine& machine = report.machine;
-  std::string text = "<dl class=\"facts\">\n";
-  text += Fact("Machine", machine.type) + Fact("Maker", machine.manufacturer) +
-          Fact("Model", machine.model) + Fact("Serial number", machine.serialNumber) +
-          Fact("Operating system", report.system.caption) +
-          Fact("Catalogue", report.catalogue.path);
-  if (report.catalogue.elements) {
-    text += Fact("Update elements", std::to_string(*report.catalogue.elements));
-  }
-  text += Fact("Catalogue age", CatalogueAge(report)) + Fact("Checked", UtcTime(report.generated)) +
-          Fact("By", report.tool + " " + report.toolVersion);
-  return text + "</dl>\n";
+  const TCatalogue& catalogue = report.catalogue;
+  std::string text = "<div class=\"facts\">\n<section class=\"card\"><h2>Machine</h2>\n<dl>\n";
+  text += Fact("Type", machine.type.empty() ? "unknown" : std::string_view(machine.type)) +
+          Fact("Model", machine.model) + Fact("Maker", machine.manufacturer) +
+          Fact("Serial number", machine.serialNumber) + Fact("System", report.system.caption) +
+          Fact("Kernel", report.system.version) + Fact("Platform", report.system.platform);
+  text += "</dl></section>\n<section class=\"card\"><h2>Catalogue</h2>\n<dl>\n";
+  text += Fact(catalogue.source == "live" ? "Repository" : "Folder", catalogue.path);
+  if (catalogue.elements) text += Fact("Elements", std::to_string(*catalogue.elements));
+  text += Fact("Age", CatalogueAge(report)) + Fact("Checked", UtcTime(report.generated));
+  return text + "</dl></section>\n</div>\n";
 }
 
 std::string Errors(const TReport& report) {
   if (report.errors.empty()) return {};
-  std::string text = "<div class=\"errors\" role=\"alert\"><strong>Messages</strong><ul>\n";
+  std::string text = fmt::format("<section class=\"card messages {}\"><h2>{}</h2><ul>\n",
+                                 WasCompared(report.outcome) ? "unknown" : "error",
+                                 WasCompared(report.outcome) ? "Messages" : "Why, and what to do");
   for (const std::string& error : report.errors) text += "<li>" + XmlText(error) + "</li>\n";
-  return text + "</ul></div>\n";
+  return text + "</ul></section>\n";
 }
 
-std::string FilterButton(std::string_view verdict, std::size_t count) {
-  return fmt::format(
-      "<button type=\"button\" data-verdict=\"{0}\" aria-pressed=\"true\"><span class=\"{0}\">{0}"
-      "</span> {1}</button>\n",
-      verdict, count);
-}
-
-// Shown by the script, without which it could do nothing.
-std::string Controls(const TSummary& summary) {
-  std::string text =
-      "<fieldset class=\"controls\" id=\"controls\" hidden aria-label=\"Filters\">\n";
-  for (const EVerdict verdict : kVerdicts) {
-    if (summary.Of(verdict) > 0) text += FilterButton(NameOf(verdict), summary.Of(verdict));
+// The groups of the page, in the order of their first records.
+std::vector<std::string> GroupsOf(const TReport& report) {
+  std::vector<std::string> groups;
+  for (const TRecord& record : report.records) {
+    if (std::find(groups.begin(), groups.end(), record.type) != groups.end()) continue;
+    if (groups.size() + 1 == kMostGroups) {
+      groups.emplace_back(kOtherTypes);
+      break;
+    }
+    groups.push_back(record.type);
   }
-  if (summary.waived > 0) text += FilterButton("waived", summary.waived);
-  return text +
-         "<label>Search<input id=\"search\" type=\"search\" autocomplete=\"off\"></label>\n"
-         "<output id=\"shown\" aria-live=\"polite\"></output>\n</fieldset>\n";
+  return groups;
 }
 
-constexpr std::string_view kTableHead =
-    "<table id=\"records\"><caption hidden>Records</caption>\n<thead><tr>"
-    "<th scope=\"col\"><button type=\"button\">Type</button></th>"
-    "<th scope=\"col\"><button type=\"button\">Name</button></th>"
-    "<th scope=\"col\"><button type=\"button\">Installed</button></th>"
-    "<th scope=\"col\"><button type=\"button\">Offered</button></th>"
-    "<th scope=\"col\"><button type=\"button\">Verdict</button></th></tr></thead>\n";
+// Shown by the script, without which they could do nothing.
+std::string Tools(const std::vector<std::string>& groups) {
+  std::string text =
+      "<div class=\"tools\" id=\"tools\" role=\"search\" hidden>\n"
+      "<input id=\"search\" type=\"search\" placeholder=\"Find by name or version\" "
+      "aria-label=\"Find by name or version\" autocomplete=\"off\">\n";
+  for (const std::string& group : groups) {
+    text += fmt::format(
+        "<button type=\"button\" data-type=\"{0}\" aria-pressed=\"false\">{0}</button>\n",
+        XmlText(group));
+  }
+  return text +
+         "<label>Sort by <select id=\"sort\"><option value=\"\">catalogue</option>"
+         "<option>verdict</option><option>name</option><option>type</option>"
+         "<option>installed</option><option>offered</option></select></label>\n"
+         "<output id=\"shown\"></output>\n</div>\n";
+}
 
-std::string VersionCell(std::string_view text) {
+std::string VersionCell(std::string_view name, std::string_view title, std::string_view text) {
   const std::string_view trimmed = Trim(text);
-  return "<td class=\"version\">" + (trimmed.empty() ? "&ndash;" : XmlText(trimmed)) + "</td>";
+  return fmt::format("<td class=\"version {}\" data-label=\"{}\">{}</td>", name, title,
+                     trimmed.empty() ? "–" : XmlText(trimmed));
+}
+
+std::string Pill(std::string_view name) {
+  return fmt::format("<span class=\"pill {0}\">{0}</span>", name);
 }
 
 std::string VerdictCell(const TRecord& record) {
-  const std::string_view name = NameOf(record.verdict);
-  if (!record.waived) return fmt::format("<td class=\"{0}\">{0}</td>", name);
-  return fmt::format("<td class=\"{0}\">{0} <span class=\"waived\">waived: {1}</span></td>", name,
-                     XmlText(record.waived->reason));
-}
-
-std::string Row(const TRecord& record) {
-  return fmt::format("<tr data-verdict=\"{}\" data-rank=\"{}\"><td>{}</td><td>{}</td>{}{}{}</tr>\n",
-                     record.waived ? "waived" : NameOf(record.verdict),
-                     record.waived ? kVerdicts.size() : IndexOf(record.verdict),
-                     XmlText(record.type), XmlText(record.name), VersionCell(record.installed),
-                     VersionCell(record.offered), VerdictCell(record));
-}
-
-std::vector<std::string> TypesInOrder(const TReport& report) {
-  std::vector<std::string> types;
-  for (const TRecord& record : report.records) {
-    if (std::find(types.begin(), types.end(), record.type) == types.end()) {
-      types.push_back(record.type);
-    }
+  const std::string_view verdict = NameOf(record.verdict);
+  std::string text = Pill(record.waived ? "waived" : verdict);
+  if (record.waived) {
+    const TAcceptance& waiver = *record.waived;
+    const std::string until = waiver.expires.empty() ? "" : " until " + XmlText(waiver.expires);
+    text +=
+        fmt::format("<small>{}, accepted{}: {}</small>", verdict, until, XmlText(waiver.reason));
   }
-  return types;
+  if (record.expiredWaiver) {
+    text +=
+        fmt::format("<small>waiver expired {}: {}</small>", XmlText(record.expiredWaiver->expires),
+                    XmlText(record.expiredWaiver->reason));
+  }
+  return "<td class=\"verdict\">" + text + "</td>";
 }
 
-void WriteGroup(const TReport& report, const std::string& type, IOutput& output) {
-  const auto isOfType = [&](const TRecord& record) { return record.type == type; };
-  const auto count = std::count_if(report.records.begin(), report.records.end(), isOfType);
-  output.Write(fmt::format(
-      "<tbody data-type=\"{0}\"><tr><th colspan=\"5\" scope=\"rowgroup\">{0} ({1})</th></tr>\n",
-      XmlText(type), count));
+std::string Row(const TRecord& record, bool withType) {
+  const std::string type =
+      withType ? fmt::format("<small>{}</small>", XmlText(record.type)) : std::string();
+  return fmt::format(
+      "<tr data-verdict=\"{}\" data-rank=\"{}\"><th scope=\"row\">{}{}</th>{}{}{}</tr>\n",
+      record.waived ? "waived" : NameOf(record.verdict),
+      record.waived ? kVerdicts.size() : IndexOf(record.verdict), XmlText(record.name), type,
+      VersionCell("installed", "Installed", record.installed),
+      VersionCell("offered", "Offered", record.offered), VerdictCell(record));
+}
+
+std::string GroupHead(std::string_view name, const TSummary& summary) {
+  return fmt::format(
+      "<tbody data-type=\"{0}\"><tr class=\"group\"><th colspan=\"4\" scope=\"rowgroup\">{0} "
+      "<small>{1}</small></th></tr>\n",
+      XmlText(name), Sentence(summary));
+}
+
+// A walk over all records for each group, so that none of them is kept.
+template <typename TBelongs>
+void WriteGroup(const TReport& report, std::string_view name, bool withType,
+                const TBelongs& belongs, IOutput& output) {
+  TSummary summary;
   for (const TRecord& record : report.records) {
-    if (isOfType(record)) output.Write(Row(record));
+    if (belongs(record)) summary.Add(record);
+  }
+  output.Write(GroupHead(name, summary));
+  for (const TRecord& record : report.records) {
+    if (belongs(record)) output.Write(Row(record, withType));
   }
   output.Write("</tbody>\n");
+}
+
+void WriteRecords(const TReport& report, IOutput& output) {
+  const std::vector<std::string> groups = GroupsOf(report);
+  output.Write(Tools(groups));
+  output.Write("<div class=\"card records\">\n<table id=\"records\"><thead><tr>");
+  for (const std::string_view title : {"Name", "Installed", "Offered", "Verdict"}) {
+    output.Write(
+        fmt::format("<th scope=\"col\" data-by=\"{}{}\"><button type=\"button\" disabled>"
+                    "{}</button></th>",
+                    ToLower(title.front()), title.substr(1), title));
+  }
+  output.Write("</tr></thead>\n");
+  const bool hasOthers = groups.size() == kMostGroups;
+  const auto firstOther = groups.end() - (hasOthers ? 1 : 0);
+  for (auto group = groups.begin(); group != firstOther; ++group) {
+    const auto belongs = [&](const TRecord& record) { return record.type == *group; };
+    WriteGroup(report, *group, false, belongs, output);
+  }
+  if (hasOthers) {
+    const auto belongs = [&](const TRecord& record) {
+      return std::find(groups.begin(), firstOther, record.type) == firstOther;
+    };
+    WriteGroup(report, kOtherTypes, true, belongs, output);
+  }
+  output.Write(
+      "</table>\n<p class=\"nothing tools\" id=\"nothing\" hidden>Nothing goes by these filters. "
+      "<button type=\"button\" id=\"all\">Show all</button></p>\n</div>\n");
 }
 
 }  // namespace
 
 void RenderHtml(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
-  output.Write(
-      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-      "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-      "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">\n");
-  output.Write(
-      fmt::format("<title>{0}</title>\n<style>{1}</style>\n</head>\n<body>\n<main>\n"
-                  "<h1>{0}</h1>\n<p class=\"lead\">{2}</p>\n",
-                  Title(report), kHtmlStyle, Lead(report)));
+  const TSummary summary = Summarize(report);
+  const TLead lead = LeadOf(report, summary);
+  WriteHead(report, lead.text, output);
+  output.Write(fmt::format(
+      "{}<main>\n<header class=\"lead {}\"><div><h1>{}</h1>\n<p>{} {}</p></div>"
+      "</header>\n",
+      report.records.empty() ? "" : "<a class=\"skip\" href=\"#records\">To the records</a>\n",
+      lead.style, lead.text, MachineName(report) + ".", Explanation(report, summary)));
+  if (!report.records.empty()) output.Write(Parts(summary) + Tiles(report, summary));
   output.Write(Errors(report) + Facts(report));
-  if (!report.records.empty()) {
-    output.Write(Controls(Summarize(report)));
-    output.Write(kTableHead);
-    for (const std::string& type : TypesInOrder(report)) WriteGroup(report, type, output);
-    output.Write("</table>\n");
-  }
-  output.Write(fmt::format("</main>\n<script>{}</script>\n</body>\n</html>\n", kHtmlScript));
+  if (!report.records.empty()) WriteRecords(report, output);
+  output.Write(fmt::format("<footer>{} {}</footer>\n</main>\n<script>", XmlText(report.tool),
+                           XmlText(report.toolVersion)));
+  output.Write(kHtmlScript);
+  output.Write("</script>\n</body>\n</html>\n");
 }
 
 }  // namespace svc::report

@@ -6,29 +6,34 @@
 
 namespace svc::report {
 
+TJsonObject& TJsonObject::Text(std::string_view name, std::string_view value) {
+  return Raw(name, JsonString(value));
+}
+
+TJsonObject& TJsonObject::TextIfAny(std::string_view name, std::string_view value) {
+  return value.empty() ? *this : Text(name, value);
+}
+
+TJsonObject& TJsonObject::Raw(std::string_view name, std::string_view value) {
+  members += fmt::format("{}\"{}\":{}", members.empty() ? "" : ",", name, value);
+  return *this;
+}
+
+TJsonObject& TJsonObject::Number(std::string_view name, std::size_t value) {
+  return Raw(name, std::to_string(value));
+}
+
 namespace {
 
-// Collects the members of one object.
-class TObject {
- public:
-  TObject& Text(std::string_view name, std::string_view value) {
-    return Raw(name, JsonString(value));
-  }
-  TObject& TextIfAny(std::string_view name, std::string_view value) {
-    return value.empty() ? *this : Text(name, value);
-  }
-  TObject& Raw(std::string_view name, std::string_view value) {
-    members += fmt::format("{}\"{}\":{}", members.empty() ? "" : ",", name, value);
-    return *this;
-  }
-  std::string Done() const { return "{" + members + "}"; }
+std::string JsonOfAcceptance(const TAcceptance& acceptance) {
+  return TJsonObject()
+      .Text("reason", acceptance.reason)
+      .TextIfAny("expires", acceptance.expires)
+      .Done();
+}
 
- private:
-  std::string members;
-};
-
-TObject RawRecord(const TRecord& record) {
-  return TObject()
+TJsonObject RawRecord(const TRecord& record) {
+  return TJsonObject()
       .Text("Type", record.type)
       .Text("Name", record.name)
       .Text("InstalledVersion", record.installed)
@@ -40,29 +45,30 @@ TObject RawRecord(const TRecord& record) {
 std::string JsonOfRawRecord(const TRecord& record) { return RawRecord(record).Done(); }
 
 std::string JsonOfRecord(const TRecord& record) {
-  TObject object = RawRecord(record);
-  object.Text("verdict", NameOf(record.verdict));
-  if (record.waived) {
-    object.Raw("waived", TObject()
-                             .Text("reason", record.waived->reason)
-                             .TextIfAny("expires", record.waived->expires)
-                             .Done());
-  }
+  TJsonObject object = RawRecord(record);
+  AddVerdict(record, object);
   return object.Done();
 }
 
+void AddVerdict(const TRecord& record, TJsonObject& object) {
+  object.Text("verdict", NameOf(record.verdict));
+  if (record.waived) object.Raw("waived", JsonOfAcceptance(*record.waived));
+  if (record.expiredWaiver) object.Raw("expiredWaiver", JsonOfAcceptance(*record.expiredWaiver));
+}
+
 std::string JsonOfTool(const TReport& report) {
-  TObject object;
+  TJsonObject object;
   object.Text("name", report.tool).Text("version", report.toolVersion);
   if (!report.plugin.empty()) {
-    object.Raw("plugin",
-               TObject().Text("name", report.plugin).Text("version", report.pluginVersion).Done());
+    object.Raw(
+        "plugin",
+        TJsonObject().Text("name", report.plugin).Text("version", report.pluginVersion).Done());
   }
   return object.Done();
 }
 
 std::string JsonOfMachine(const TMachine& machine) {
-  return TObject()
+  return TJsonObject()
       .Text("type", machine.type)
       .TextIfAny("manufacturer", machine.manufacturer)
       .TextIfAny("model", machine.model)
@@ -71,7 +77,7 @@ std::string JsonOfMachine(const TMachine& machine) {
 }
 
 std::string JsonOfSystem(const TOperatingSystem& system) {
-  return TObject()
+  return TJsonObject()
       .Text("caption", system.caption)
       .TextIfAny("version", system.version)
       .TextIfAny("platform", system.platform)
@@ -79,7 +85,7 @@ std::string JsonOfSystem(const TOperatingSystem& system) {
 }
 
 std::string JsonOfCatalogue(const TCatalogue& catalogue) {
-  TObject object;
+  TJsonObject object;
   object.Text("source", catalogue.source).Text("path", catalogue.path);
   object.Raw("elements", catalogue.elements ? std::to_string(*catalogue.elements) : "null");
   if (catalogue.modified) object.Text("modified", UtcTime(*catalogue.modified));
@@ -87,11 +93,13 @@ std::string JsonOfCatalogue(const TCatalogue& catalogue) {
 }
 
 std::string JsonOfSummary(const TSummary& summary, bool withWaived) {
-  TObject object;
+  TJsonObject object;
   for (const EVerdict verdict : kVerdicts) {
-    object.Raw(NameOf(verdict), std::to_string(summary.Of(verdict)));
+    object.Number(NameOf(verdict), summary.Of(verdict));
   }
-  if (withWaived) object.Raw("waived", std::to_string(summary.waived));
+  if (withWaived) {
+    object.Number("waived", summary.waived).Number("expiredWaivers", summary.expiredWaivers);
+  }
   return object.Done();
 }
 

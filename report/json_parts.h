@@ -3,17 +3,34 @@
 #ifndef REPORT_JSON_PARTS_H_
 #define REPORT_JSON_PARTS_H_
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "report/model.h"
 
 namespace svc::report {
 
+// Collects the members of one object. Values are JSON but for Text.
+class TJsonObject {
+ public:
+  TJsonObject& Text(std::string_view name, std::string_view value);
+  TJsonObject& TextIfAny(std::string_view name, std::string_view value);
+  TJsonObject& Raw(std::string_view name, std::string_view value);
+  TJsonObject& Number(std::string_view name, std::size_t value);
+  std::string Done() const { return "{" + members + "}"; }
+
+ private:
+  std::string members;
+};
+
 // The four texts of a record as they came from the plug-in.
 std::string JsonOfRawRecord(const TRecord& record);
 // The same with the verdict.
 std::string JsonOfRecord(const TRecord& record);
+// The members that say how the record was judged.
+void AddVerdict(const TRecord& record, TJsonObject& object);
 std::string JsonOfTool(const TReport& report);
 std::string JsonOfMachine(const TMachine& machine);
 std::string JsonOfSystem(const TOperatingSystem& system);

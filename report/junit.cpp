@@ -14,8 +14,12 @@ namespace {
 std::string TestCase(const TRecord& record) {
   const std::string start = fmt::format(R"(    <testcase classname="{}" name="{}")",
                                         XmlText(record.type), XmlText(record.name));
-  const std::string pair =
+  std::string pair =
       fmt::format("installed {}, offered {}", XmlText(record.installed), XmlText(record.offered));
+  if (record.expiredWaiver) {
+    pair += fmt::format("; waiver expired {}: {}", XmlText(record.expiredWaiver->expires),
+                        XmlText(record.expiredWaiver->reason));
+  }
   if (record.waived) {
     return fmt::format("{}><skipped message=\"waived: {}; {}\"/></testcase>\n", start,
                        XmlText(record.waived->reason), pair);

@@ -29,10 +29,15 @@ std::size_t TSummary::Total() const noexcept {
   return std::accumulate(verdicts.begin(), verdicts.end(), waived);
 }
 
+void TSummary::Add(const TRecord& record) noexcept {
+  ++(record.waived ? waived : verdicts[IndexOf(record.verdict)]);
+  if (record.expiredWaiver) ++expiredWaivers;
+}
+
 TSummary Summarize(const TReport& report) noexcept {
   TSummary summary;
   for (const TRecord& record : report.records) {
-    ++(record.waived ? summary.waived : summary.verdicts[IndexOf(record.verdict)]);
+    summary.Add(record);
   }
   return summary;
 }
@@ -41,6 +46,10 @@ std::string Sentence(const TSummary& summary) {
   std::string sentence;
   for (const EVerdict verdict : kVerdicts) AddCount(sentence, summary.Of(verdict), NameOf(verdict));
   AddCount(sentence, summary.waived, "waived");
+  if (summary.expiredWaivers > 0) {
+    sentence += "; " + std::to_string(summary.expiredWaivers);
+    sentence += summary.expiredWaivers == 1 ? " waiver has expired" : " waivers have expired";
+  }
   return sentence;
 }
 
@@ -56,13 +65,15 @@ std::optional<EOutcome> OutcomeOfName(std::string_view name) noexcept {
   return found->outcome;
 }
 
+bool FailsOn(const TRecord& record, EFailOn condition) noexcept {
+  if (condition == EFailOn::kNone || record.waived) return false;
+  return record.verdict == EVerdict::kOutdated ||
+         (condition == EFailOn::kDifferent && record.verdict != EVerdict::kCurrent);
+}
+
 bool FailsOn(const TReport& report, EFailOn condition) noexcept {
-  if (condition == EFailOn::kNone) return false;
-  return std::any_of(report.records.begin(), report.records.end(), [&](const TRecord& record) {
-    if (record.waived) return false;
-    return record.verdict == EVerdict::kOutdated ||
-           (condition == EFailOn::kDifferent && record.verdict != EVerdict::kCurrent);
-  });
+  return std::any_of(report.records.begin(), report.records.end(),
+                     [&](const TRecord& record) { return FailsOn(record, condition); });
 }
 
 }  // namespace svc::report

@@ -82,6 +82,7 @@ struct TRecord {
   std::string offered;
   EVerdict verdict = EVerdict::kUnknown;
   std::optional<TAcceptance> waived;
+  std::optional<TAcceptance> expiredWaiver = {};  // Accepted up to a day that is past.
 };
 
 struct TMachine {
@@ -130,14 +131,16 @@ struct TReport {
 struct TSummary {
   std::array<std::size_t, kVerdicts.size()> verdicts{};
   std::size_t waived = 0;
+  std::size_t expiredWaivers = 0;  // Of records that are counted by their verdict again.
 
   std::size_t Of(EVerdict verdict) const noexcept { return verdicts[IndexOf(verdict)]; }
   std::size_t Total() const noexcept;
+  void Add(const TRecord& record) noexcept;
 };
 
 TSummary Summarize(const TReport& report) noexcept;
 
-// "5 outdated, 2 unknown, 1 newer, 12 current"; only what there is.
+// "5 outdated, 2 unknown, 1 newer, 12 current, 2 waived; 1 waiver has expired"; only what there is.
 std::string Sentence(const TSummary& summary);
 // What to say when there is no record: why, in a sentence.
 std::string_view ReasonForNothing(const TReport& report) noexcept;
@@ -146,6 +149,7 @@ std::optional<EOutcome> OutcomeOfName(std::string_view name) noexcept;
 
 // Which records make an exit status of 2.
 enum class EFailOn { kNone, kOutdated, kDifferent };
+bool FailsOn(const TRecord& record, EFailOn condition) noexcept;
 bool FailsOn(const TReport& report, EFailOn condition) noexcept;
 
 }  // namespace svc::report

@@ -49,7 +49,10 @@ void RenderNagios(const TReport& report, const TRenderOptions& options, IOutput&
   for (const EVerdict verdict : kVerdicts) {
     line += fmt::format(" {}={};;;0", NameOf(verdict), summary.Of(verdict));
   }
-  if (report.hasWaivers) line += fmt::format(" waived={};;;0", summary.waived);
+  if (report.hasWaivers) {
+    line += fmt::format(" waived={};;;0 expired_waivers={};;;0", summary.waived,
+                        summary.expiredWaivers);
+  }
   output.Write(line + '\n');
 }
 

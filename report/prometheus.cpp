@@ -43,6 +43,8 @@ void WriteCounts(const TReport& report, IOutput& output) {
                              summary.Of(verdict)));
   }
   WriteGauge(output, "svcheck_records_waived", "Records that a waiver accepts.", summary.waived);
+  WriteGauge(output, "svcheck_records_waiver_expired", "Records whose waiver has expired.",
+             summary.expiredWaivers);
 }
 
 void WriteOutdated(const TReport& report, IOutput& output) {

@@ -1,4 +1,5 @@
 // `svcheck check`: the comparison of one machine with a catalogue, for a person.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -6,15 +7,17 @@
 #include "host/hskcore/schema_helper.h"
 #include "runtime/acquire/shown_address.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/hskcore/json_logger.h"
 #include "runtime/hskcore/path_of.h"
 #include "svcheck/advice.h"
 #include "svcheck/catalogue_watch.h"
 #include "svcheck/download/progress_display.h"
+#include "svcheck/download/status_line.h"
 #include "svcheck/failure.h"
+#include "svcheck/input.h"
 #include "svcheck/interruption.h"
 #include "svcheck/inventory_source.h"
 #include "svcheck/journal.h"
+#include "svcheck/log_file.h"
 #include "svcheck/options.h"
 #include "svcheck/paths.h"
 #include "svcheck/process.h"
@@ -29,7 +32,7 @@ namespace svc {
 
 namespace {
 
-using TClock = TJournal::TClock;
+using TClock = std::chrono::steady_clock;
 
 // Shows a download, and lets an interruption stop it cleanly.
 class TDownloadWatch : public acquire::IProgressObserver {
@@ -50,6 +53,25 @@ class TDownloadWatch : public acquire::IProgressObserver {
   TDownloadDisplay display{stderr};
 };
 
+// Seconds since 1970 at which a file was written; none when it cannot be told.
+std::optional<std::int64_t> TimeOf(const fs::path& file) {
+  std::error_code error;
+  const auto time = fs::last_write_time(file, error);
+  if (error) return {};
+  return std::chrono::duration_cast<std::chrono::seconds>(
+             fs::file_time_type::clock::to_sys(time).time_since_epoch())
+      .count();
+}
+
+std::optional<std::int64_t> NewestIn(const fs::path& folder) {
+  std::optional<std::int64_t> newest;
+  std::error_code error;
+  for (fs::directory_iterator file(folder, error), end; file != end; file.increment(error)) {
+    newest = std::max(newest, TimeOf(*file));
+  }
+  return newest;
+}
+
 class TCheckVerb : public IVerb {
  public:
   explicit TCheckVerb(CLI::App& app);
@@ -61,13 +83,18 @@ class TCheckVerb : public IVerb {
   // Returns the exit status; a failure is told in the report and on standard error.
   int CompareOrTell(TQueryRequest request, report::TReport& report);
   void Compare(TQueryRequest request, report::TReport& report);
+  // Shows what it is at, and sets what the query tells.
+  void RunQuery(TQueryRun& run, TStatusLine& status, report::TReport& report);
+  TJournal::TOnLoaded OnLoaded(TStatusLine& status);
+  std::string CatalogueSize() const;
   void Describe(const TQueryRun& run, report::TReport& report) const;
+  void DescribeEnd(report::TReport& report) const;
   void DescribeCatalogue(report::TReport& report) const;
   void ShowTimings(const report::TReport& report) const;
   bool WantsProgress() const;
 
   // Ends a phase that began where the last one ended.
-  void EndPhase(const char* name, TClock::time_point end = TClock::now());
+  void EndPhase(const char* name);
 
   TQueryOptions options;
   TReportOptions reportOptions;
@@ -88,6 +115,7 @@ TCheckVerb::TCheckVerb(CLI::App& app) {
   AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
       .Excludes(inventory);
   AddReportOptions(app, reportOptions);
+  AddWaiversOption(app, reportOptions);
   AddText(app, "--progress", progress, "Show progress on standard error: auto, always, never",
           "WHEN")
       .OneOf({"auto", "always", "never"});
@@ -95,7 +123,8 @@ TCheckVerb::TCheckVerb(CLI::App& app) {
   AddQueryOptions(app, options);
 }
 
-void TCheckVerb::EndPhase(const char* name, TClock::time_point end) {
+void TCheckVerb::EndPhase(const char* name) {
+  const auto end = TClock::now();
   phases.push_back({name, std::chrono::duration<double>(end - phaseStart).count()});
   phaseStart = end;
 }
@@ -157,18 +186,29 @@ int TCheckVerb::CompareOrTell(TQueryRequest request, report::TReport& report) {
 }
 
 void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
+  const auto waivers = LoadWaivers(reportOptions.waiversFile);
+  TStatusLine status(WantsProgress() ? stderr : nullptr);
+  status.Show(request.inventories.empty() ? "Collecting the inventory" : "Reading the inventory");
   std::vector<std::string> notes;
   CompleteInventory(request, root, notes);
+  status.Clear();
   for (const std::string& note : notes) ReportError(note);
   TQueryRun run(std::move(request));
   EndPhase("inventory");
   Describe(run, report);
-
-  boost::shared_ptr<TJsonLogger> log;
-  if (!options.logFile.empty()) {
-    log = TJsonLogger::Open(options.logFile, options.logLevel, ReportError);
+  RunQuery(run, status, report);
+  UseWaivers(reportOptions.waiversFile, waivers, report);
+  if (report.outcome == report::EOutcome::kUnknownMachine) {
+    report.errors.insert(report.errors.end(), notes.begin(), notes.end());
   }
-  const boost::shared_ptr<TJournal> journal(new TJournal(log, timings));
+  if (const std::string_view advice = AdviceOn(report.outcome); !advice.empty()) {
+    report.errors.emplace_back(advice);
+  }
+}
+
+void TCheckVerb::RunQuery(TQueryRun& run, TStatusLine& status, report::TReport& report) {
+  TLogFile log(options);
+  const boost::shared_ptr<TJournal> journal(new TJournal(log.Logger(), OnLoaded(status)));
   InstallLogger(journal);
   TDownloadWatch download(WantsProgress());
   acquire::TSettings settings = acquire::GetSettings();
@@ -176,11 +216,12 @@ void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
   acquire::SetSettings(settings);
 
   const TCatalogueWatch watch;
+  if (!live) status.Show("Loading the catalogue" + CatalogueSize());
   TCapturedOutput captured;
   const TQueryEnd end = run.Run();
   const std::string printed = captured.Take();
+  status.Clear();
   InstallLogger({});
-  if (const auto loaded = journal->CatalogueLoaded()) EndPhase("catalogue", *loaded);
   EndPhase("comparison");
 
   report.catalogue.elements = watch.CountElements();
@@ -189,20 +230,35 @@ void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
     record.verdict = report::JudgeTexts(record.installed, record.offered);
   }
   journal->Conclude(end, printed, report);
+  DescribeEnd(report);
+  log.DemandWhole();
+}
+
+// Both the phases and the status line want to know when the catalogue is loaded; without either the
+// query need not trace that far.
+TJournal::TOnLoaded TCheckVerb::OnLoaded(TStatusLine& status) {
+  if (!timings && !WantsProgress()) return {};
+  return [this, &status] {
+    EndPhase("catalogue");
+    status.Show("Comparing");
+  };
+}
+
+std::string TCheckVerb::CatalogueSize() const {
+  std::error_code error;
+  const auto size = fs::file_size(Absolute(catalogue) / "index.xml", error);
+  return error ? "" : ", " + SizeText(size);
+}
+
+void TCheckVerb::DescribeEnd(report::TReport& report) const {
   if (report.outcome == report::EOutcome::kDownloadFailed) {
     report.errors.insert(report.errors.begin(), acquire::LastOutcome().text);
   }
   // Of a catalogue that was not read to its end a count would say nothing.
   if (ExitStatusOf(report.outcome) != kExitDone) report.catalogue.elements.reset();
+  if (live) report.catalogue.modified = NewestIn(DownloadFolder());
   NameCatalogueFile(report);
   NameNumberProperty(report);
-  if (report.outcome == report::EOutcome::kUnknownMachine) {
-    report.errors.insert(report.errors.end(), notes.begin(), notes.end());
-  }
-  if (const std::string_view advice = AdviceOn(report.outcome); !advice.empty()) {
-    report.errors.emplace_back(advice);
-  }
-  if (log && !log->Flush()) throw TFailure("the log " + options.logFile + " is not whole");
 }
 
 void TCheckVerb::Describe(const TQueryRun& run, report::TReport& report) const {
@@ -224,12 +280,7 @@ void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
   report.catalogue.path =
       live ? acquire::ShownAddress(options.repository) : Absolute(catalogue).string();
   if (live) return;
-  std::error_code error;
-  const auto time = fs::last_write_time(PathOf(report.catalogue.path) / "index.xml", error);
-  if (error) return;
-  report.catalogue.modified = std::chrono::duration_cast<std::chrono::seconds>(
-                                  fs::file_time_type::clock::to_sys(time).time_since_epoch())
-                                  .count();
+  report.catalogue.modified = TimeOf(PathOf(report.catalogue.path) / "index.xml");
 }
 
 void TCheckVerb::ShowTimings(const report::TReport& /*report*/) const {

@@ -2,12 +2,12 @@
 
 #include "host/hskcore/schema_helper.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/hskcore/json_logger.h"
 #include "svcheck/catalogue_watch.h"
 #include "svcheck/explanation.h"
 #include "svcheck/failure.h"
 #include "svcheck/inventory_source.h"
 #include "svcheck/journal.h"
+#include "svcheck/log_file.h"
 #include "svcheck/options.h"
 #include "svcheck/output.h"
 #include "svcheck/paths.h"
@@ -66,12 +66,9 @@ int TExplainVerb::Run() {
 }
 
 int TExplainVerb::Explain(TQueryRun& run, TOutput& output) {
-  boost::shared_ptr<TJsonLogger> log;
-  if (!options.logFile.empty()) {
-    log = TJsonLogger::Open(options.logFile, options.logLevel, ReportError);
-  }
-  const boost::shared_ptr<TQueryTrace> trace(new TQueryTrace(log));
-  const boost::shared_ptr<TJournal> journal(new TJournal(trace, false));
+  TLogFile log(options);
+  const boost::shared_ptr<TQueryTrace> trace(new TQueryTrace(log.Logger()));
+  const boost::shared_ptr<TJournal> journal(new TJournal(trace));
   const TCatalogueWatch watch(trace->OfCatalogue());
   SetReadObserver(run.Inventory(), trace->OfInventory());
   InstallLogger(journal);
@@ -96,7 +93,7 @@ int TExplainVerb::Explain(TQueryRun& run, TOutput& output) {
   WriteExplanation({*trace, records, TCIMSchemaHelper::GetMachineType(run.Inventory()), component},
                    output);
   output.Commit();
-  if (log && !log->Flush()) throw TFailure("the log " + options.logFile + " is not whole");
+  log.DemandWhole();
   return kExitDone;
 }
 

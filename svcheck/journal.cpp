@@ -60,14 +60,14 @@ EOutcome Refine(EOutcome outcome, std::string_view printed) {
 
 }  // namespace
 
-TJournal::TJournal(boost::shared_ptr<ILogger> next, bool timed)
-    : next(std::move(next)), timed(timed) {}
+TJournal::TJournal(boost::shared_ptr<ILogger> next, TOnLoaded onLoaded)
+    : next(std::move(next)), onLoaded(std::move(onLoaded)) {}
 
 bool TJournal::IsLogged(int level) const noexcept {
   if (level <= kLogProgress || (next && next->IsLogged(level))) return true;
   // The trace is wanted only up to the one line that says that the catalogue is loaded.
   const std::lock_guard lock(mutex);
-  return timed && !loaded;
+  return onLoaded != nullptr;
 }
 
 void TJournal::Log(int level, std::string_view message) {
@@ -77,7 +77,7 @@ void TJournal::Log(int level, std::string_view message) {
 }
 
 void TJournal::Note(int level, std::string_view message) {
-  if (timed && !loaded && message == kLoaded) loaded = TClock::now();
+  if (onLoaded && message == kLoaded) std::exchange(onLoaded, {})();
   if (level > kLogProgress) return;
   const auto* const end = std::find_if(kEnds.begin(), kEnds.end(), [&](const TEnd& row) {
     return row.level == level && message.starts_with(row.start);
@@ -94,11 +94,6 @@ void TJournal::Note(int level, std::string_view message) {
   if (level == kLogError) lastError = message;
   // The firmware comparison uses the error level for progress as well.
   if (level <= kLogWarning && (outcome || walked)) remarks.emplace_back(message);
-}
-
-std::optional<TJournal::TClock::time_point> TJournal::CatalogueLoaded() const {
-  const std::lock_guard lock(mutex);
-  return loaded;
 }
 
 void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,

@@ -4,8 +4,8 @@
 #define SVCHECK_JOURNAL_H_
 
 #include <boost/shared_ptr.hpp>
-#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -22,10 +22,11 @@ namespace svc {
 // any thread.
 class TJournal : public NQRXHSK20::ILogger {
  public:
-  using TClock = std::chrono::steady_clock;
+  // Is told once when the catalogue was loaded, on the thread of the query.
+  using TOnLoaded = std::function<void()>;
 
-  // `next` may be empty. With `timed` the time is noted at which the catalogue was loaded.
-  TJournal(boost::shared_ptr<NQRXHSK20::ILogger> next, bool timed);
+  // `next` and `onLoaded` may be empty.
+  explicit TJournal(boost::shared_ptr<NQRXHSK20::ILogger> next, TOnLoaded onLoaded = {});
 
   void Log(int level, std::string_view message) override;
   bool IsLogged(int level) const noexcept override;
@@ -33,15 +34,13 @@ class TJournal : public NQRXHSK20::ILogger {
   // What became of a query that has ended, from its log, what it printed and the number of update
   // elements that it saw (none when it had no catalogue). Sets outcome and errors of the report.
   void Conclude(const TQueryEnd& end, const std::string& printed, report::TReport& report) const;
-  std::optional<TClock::time_point> CatalogueLoaded() const;
 
  private:
   void Note(int level, std::string_view message);
 
   boost::shared_ptr<NQRXHSK20::ILogger> next;
-  bool timed;
+  TOnLoaded onLoaded;  // Empty once it was told.
   mutable std::mutex mutex;
-  std::optional<TClock::time_point> loaded;
   std::optional<report::EOutcome> outcome;  // That the query itself named.
   bool walked = false;                      // Whether the firmware was compared to its end.
   std::string lastError;

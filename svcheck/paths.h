@@ -20,6 +20,8 @@ std::filesystem::path Absolute(const std::string& path);
 // of the XDG Base Directory Specification names, or the default below the user's home.
 std::filesystem::path StateFolder();
 std::filesystem::path ConfigFolder();
+// Where the plug-in has the descriptions of a live query downloaded to.
+std::filesystem::path DownloadFolder();
 
 }  // namespace svc
 

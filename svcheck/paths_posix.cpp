@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/failure.h"
 #include "svcheck/paths.h"
 
@@ -47,5 +48,7 @@ fs::path StateFolder() {
 }
 
 fs::path ConfigFolder() { return UserFolder("XDG_CONFIG_HOME", ".config"); }
+
+fs::path DownloadFolder() { return fs::path(DriveRoot()) / "c/QRX_Support/SV"; }
 
 }  // namespace svc

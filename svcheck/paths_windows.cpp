@@ -39,5 +39,6 @@ fs::path Absolute(const std::string& path) {
 // What belongs to this machine, and what follows the user to others.
 fs::path StateFolder() { return UserFolder(L"LOCALAPPDATA"); }
 fs::path ConfigFolder() { return UserFolder(L"APPDATA"); }
+fs::path DownloadFolder() { return "C:\\QRX_Support\\SV"; }
 
 }  // namespace svc

@@ -3,8 +3,8 @@
 
 #include "report/json_parts.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/hskcore/json_logger.h"
 #include "svcheck/failure.h"
+#include "svcheck/log_file.h"
 #include "svcheck/options.h"
 #include "svcheck/output.h"
 #include "svcheck/query_options.h"
@@ -15,27 +15,13 @@ namespace svc {
 
 namespace {
 
-// The log of a run, from its first entry to its last.
-class TLogFile {
+// Everybody logs to it while it lives.
+class TInstalledLogger {
  public:
-  TLogFile(const std::string& path, int highestLevel) {
-    if (path.empty()) return;
-    try {
-      logger = TJsonLogger::Open(path, highestLevel, ReportError);
-    } catch (const NQRXHSK20::THSKException& exception) {
-      throw TFailure(exception.GetMessageText());
-    }
-    InstallLogger(logger);
-  }
-  ~TLogFile() { InstallLogger({}); }
-  TLogFile(const TLogFile&) = delete;
-  TLogFile& operator=(const TLogFile&) = delete;
-
-  // False when any of it was lost.
-  bool Flush() { return !logger || logger->Flush(); }
-
- private:
-  boost::shared_ptr<TJsonLogger> logger;
+  explicit TInstalledLogger(const TLogFile& log) { InstallLogger(log.Logger()); }
+  ~TInstalledLogger() { InstallLogger({}); }
+  TInstalledLogger(const TInstalledLogger&) = delete;
+  TInstalledLogger& operator=(const TInstalledLogger&) = delete;
 };
 
 class TQueryVerb : public IVerb {
@@ -50,7 +36,8 @@ class TQueryVerb : public IVerb {
   int Run() override {
     TQueryRequest request = RequestOf(options);
     const auto records = OpenOutput(recordsFile);
-    TLogFile log(options.logFile, options.logLevel);
+    TLogFile log(options);
+    const TInstalledLogger installed(log);
     TQueryRun run(std::move(request));
     const TQueryEnd end = run.Run();
     std::cout.flush();

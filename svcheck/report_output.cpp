@@ -1,8 +1,9 @@
 #include "svcheck/report_output.h"
 
+#include <charconv>
 #include <cstdlib>
 #include <fstream>
-#include <map>
+#include <optional>
 #include <vector>
 
 #include "svcheck/failure.h"
@@ -39,6 +40,23 @@ bool WantsColor(const TReportOptions& options) {
          terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
+// The number in a text; none when it is none, or a large one.
+std::optional<std::size_t> NumberIn(const std::string& text) {
+  constexpr std::size_t kLongest = 5;
+  std::size_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || last != end || text.size() > kLongest) return {};
+  return number;
+}
+
+std::size_t WidthOf(const std::string& text) {
+  if (text == "terminal") return static_cast<std::size_t>(TerminalWidth());
+  if (const auto columns = NumberIn(text)) return *columns;
+  throw TFailure("--width " + text + " is no number of columns; give one, or \"terminal\"",
+                 kExitUsage);
+}
+
 bool IsNagios(const report::TFormat& format) noexcept {
   return format.render == report::RenderNagios;
 }
@@ -67,22 +85,36 @@ std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
 
 }  // namespace
 
-void AddReportOptions(CLI::App& app, TReportOptions& options) {
-  AddText(app, "--format", options.format, "Format of the report", "FORMAT").OneOf(FormatNames());
+void AddOutputOptions(CLI::App& app, TReportOptions& options,
+                      const std::vector<std::string>& formats, const char* failOnDescription) {
+  AddText(app, "--format", options.format, "Format of the report", "FORMAT").OneOf(formats);
   AddText(app, "--output", options.outputFile, "Where the report goes; \"-\" is standard output",
           "FILE");
-  AddText(app, "--fail-on", options.failOn, "End with status 2 when a record is so", "CONDITION")
+  AddText(app, "--fail-on", options.failOn, failOnDescription, "CONDITION")
       .OneOf({"none", "outdated", "different"});
   AddText(app, "--color", options.color, "Colour the table: auto, always, never", "WHEN")
       .OneOf({"auto", "always", "never"});
-  AddNumber(app, "--width", options.width, "Cut the table to so many columns; 0 for no cut",
-            "COLUMNS")
-      .Within(0, 100000);
+  AddText(app, "--width", options.width,
+          "Cut the table to so many columns; 0 for no cut, \"terminal\" for the terminal's",
+          "COLUMNS")
+      .ShowDefault();
+}
+
+void AddReportOptions(CLI::App& app, TReportOptions& options) {
+  AddOutputOptions(app, options, FormatNames(), "End with status 2 when a record is so");
+}
+
+void AddWaiversOption(CLI::App& app, TReportOptions& options) {
+  AddText(app, "--waivers", options.waiversFile, "Records that are accepted as they are", "FILE");
+}
+
+report::TRenderOptions RenderingOf(const TReportOptions& options) {
+  return {WantsColor(options), WidthOf(options.width), FailOnOfName(options.failOn)};
 }
 
 TReportOutput::TReportOutput(const TReportOptions& options)
     : options(options),
-      failOn(FailOnOfName(options.failOn)),
+      rendering(RenderingOf(options)),
       format(report::FormatOfName(options.format)),
       output(WriteOrTell(*format, [&] { return OpenOutput(options.outputFile); })) {}
 
@@ -91,17 +123,13 @@ int TReportOutput::Show(report::TReport& report, int status) {
   if (isMetrics && options.outputFile != "-") {
     report.lastSuccess = LastSuccessIn(options.outputFile);
   }
-  report::TRenderOptions rendering;
-  rendering.color = WantsColor(options);
-  rendering.width = static_cast<std::size_t>(options.width);
-  rendering.failOn = failOn;
   WriteOrTell(*format, [&] {
     format->render(report, rendering, *output);
     output->Commit();
   });
-  if (IsNagios(*format)) return report::NagiosStatus(report, failOn);
+  if (IsNagios(*format)) return report::NagiosStatus(report, rendering.failOn);
   if (status != kExitDone) return status;
-  return report::FailsOn(report, failOn) ? kExitCondition : kExitDone;
+  return report::FailsOn(report, rendering.failOn) ? kExitCondition : kExitDone;
 }
 
 }  // namespace svc

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "report/render.h"
 #include "svcheck/output.h"
@@ -19,11 +20,19 @@ struct TReportOptions {
   std::string outputFile = "-";
   std::string failOn = "none";
   std::string color = "auto";
-  int width = 0;
+  std::string width = "0";
+  std::string waiversFile;  // Empty for none.
 };
 
 // Adds them; the options object outlives the parsing.
 void AddReportOptions(CLI::App& app, TReportOptions& options);
+void AddWaiversOption(CLI::App& app, TReportOptions& options);
+// The same for a verb with formats of its own.
+void AddOutputOptions(CLI::App& app, TReportOptions& options,
+                      const std::vector<std::string>& formats, const char* failOnDescription);
+
+// How the options want a report shown. Throws TFailure (64) for a width that is none.
+report::TRenderOptions RenderingOf(const TReportOptions& options);
 
 // Where one report goes. Made before the report is, so that an output that cannot be written is
 // found first.
@@ -38,7 +47,7 @@ class TReportOutput {
 
  private:
   const TReportOptions& options;
-  report::EFailOn failOn;
+  report::TRenderOptions rendering;
   const report::TFormat* format;
   std::unique_ptr<TOutput> output;
 };

@@ -31,8 +31,10 @@ using TRunVerb = int(int count, char** arguments);
 
 TMakeVerb MakeCheck;
 TMakeVerb MakeCollect;
+TMakeVerb MakeDiff;
 TMakeVerb MakeExplain;
 TMakeVerb MakeQuery;
+TMakeVerb MakeReport;
 
 struct TVerb {
   std::string_view name;
@@ -48,12 +50,20 @@ inline constexpr std::array kVerbs = {
           "svcheck check --catalogue /srv/catalogue\n"
           "svcheck check --catalogue /srv/catalogue --format json --output report.json\n"
           "svcheck check --catalogue /srv/catalogue --inventory machine.xml --fail-on outdated\n"
+          "svcheck check --catalogue /srv/catalogue --waivers waivers.toml\n"
           "svcheck check --live --repository https://updates.example/sv "
           "--repository-key updates.pub\n"},
     TVerb{"explain", "Tell for each update element why it is, or is not, in the report",
           MakeExplain,
           "svcheck explain --catalogue /srv/catalogue\n"
           "svcheck explain --catalogue /srv/catalogue --inventory machine.xml e1000e\n"},
+    TVerb{"report", "Show a saved report again, in any format", MakeReport,
+          "svcheck report report.json\n"
+          "svcheck report report.json --format html --output report.html\n"
+          "svcheck report report.json --waivers waivers.toml --fail-on outdated\n"},
+    TVerb{"diff", "Tell what changed from one saved report to another", MakeDiff,
+          "svcheck diff yesterday.json today.json\n"
+          "svcheck diff yesterday.json today.json --format json --fail-on outdated\n"},
     TVerb{"collect", "Write the inventory of this machine", MakeCollect,
           "svcheck collect --output machine.xml\n"
           "svcheck collect --redact\n"},

@@ -44,6 +44,12 @@ std::string Rate(const TDownloadProgress& progress, std::chrono::milliseconds ru
 
 }  // namespace
 
+std::string SizeText(std::uint64_t bytes) {
+  const auto size = static_cast<double>(bytes);
+  const std::size_t unit = UnitOf(size);
+  return fmt::format("{} {}", In(unit, size), kUnits[unit]);
+}
+
 std::string DownloadLine(const TDownloadProgress& progress, std::chrono::milliseconds running) {
   if (progress.phase == EPhase::kWaiting) return "Waiting for the download folder";
   if (progress.phase == EPhase::kListing) return "Asking the repository";
@@ -63,18 +69,11 @@ void TDownloadDisplay::OnProgress(const TDownloadProgress& progress) noexcept {
   phase = progress.phase;
   last = now;
   try {
-    Show(
+    line.Show(
         DownloadLine(progress, std::chrono::duration_cast<std::chrono::milliseconds>(now - begin)));
   } catch (const std::exception&) {
-    shown = 0;  // No memory for a line: there is none.
+    line.Clear();  // No memory for a line: there is none.
   }
-}
-
-void TDownloadDisplay::Show(const std::string& line) {
-  const std::size_t blanks = shown > line.size() ? shown - line.size() : 0;
-  fmt::print(stream, "\r{}{:{}}{}", line, "", blanks, line.empty() ? "\r" : "");
-  std::fflush(stream);
-  shown = line.size();
 }
 
 }  // namespace svc

@@ -3,10 +3,12 @@
 #define SVCHECK_DOWNLOAD_PROGRESS_DISPLAY_H_
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
 #include "runtime/acquire/settings.h"
+#include "svcheck/download/status_line.h"
 
 namespace svc {
 
@@ -15,21 +17,20 @@ namespace svc {
 std::string DownloadLine(const acquire::TDownloadProgress& progress,
                          std::chrono::milliseconds running);
 
-// The observer of one download after another. Writes plain characters only, so that it needs
-// nothing of the terminal but a carriage return. One thread.
+// "48.2 MiB"
+std::string SizeText(std::uint64_t bytes);
+
+// The observer of one download after another. One thread.
 class TDownloadDisplay : public acquire::IProgressObserver {
  public:
   // The stream is borrowed.
-  explicit TDownloadDisplay(std::FILE* stream) : stream(stream) {}
+  explicit TDownloadDisplay(std::FILE* stream) : line(stream) {}
   void OnProgress(const acquire::TDownloadProgress& progress) noexcept override;
 
  private:
   using TClock = std::chrono::steady_clock;
 
-  void Show(const std::string& line);
-
-  std::FILE* stream;
-  std::size_t shown = 0;  // Characters on the line.
+  TStatusLine line;
   acquire::TDownloadProgress::EPhase phase = acquire::TDownloadProgress::EPhase::kEnded;
   TClock::time_point begin;
   TClock::time_point last;

@@ -38,6 +38,11 @@ TEST(Table, IsCutOnlyWhenAsked) {
   EXPECT_THAT(cut, Not(HasSubstr(std::string(60, 'n'))));
 }
 
+TEST(Table, TheLastLineSaysThatNothingWasChecked) {
+  EXPECT_THAT(Rendered("table", FailedReport()),
+              testing::EndsWith("really\nNOT CHECKED: There is no catalogue at that place.\n"));
+}
+
 TEST(Table, ColoursNothingButTheVerdict) {
   TRenderOptions options;
   options.color = true;
@@ -85,11 +90,11 @@ TEST(Ndjson, EndsWithHowTheCheckEnded) {
 
 TEST(Csv, KeepsTheTextsAsTheyAre) {
   EXPECT_EQ(Rendered("csv", SampleReport()),
-            "Type,Name,InstalledVersion,SVVersion,Verdict,Waived\r\n"
-            "Firmware,System BIOS,YUE110B,YUE112A,outdated,\r\n"
-            "Firmware,Remote <Watch> Adapter,\"1.08 (A) \",\"1.08 (B) \",unknown,\r\n"
-            "Driver,E1000E,1.3.10,1.2.20,newer,\r\n"
-            "Driver,BNX2,1.7.9,1.7.9,current,\r\n");
+            "Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired\r\n"
+            "Firmware,System BIOS,YUE110B,YUE112A,outdated,,\r\n"
+            "Firmware,Remote <Watch> Adapter,\"1.08 (A) \",\"1.08 (B) \",unknown,,\r\n"
+            "Driver,E1000E,1.3.10,1.2.20,newer,,\r\n"
+            "Driver,BNX2,1.7.9,1.7.9,current,,\r\n");
 }
 
 TEST(Junit, FailsForOutdatedAndSkipsUnknown) {
@@ -137,10 +142,35 @@ TEST(Prometheus, WritesZerosAndEscapesLabels) {
               HasSubstr("svcheck_last_success_timestamp_seconds 17\n"));
 }
 
+TEST(EveryLine, TellsOfWaivers) {
+  TReport report = SampleReport();
+  report.hasWaivers = true;
+  report.records[0].waived = TAcceptance{"agreed", "2027-12-31"};
+  report.records[1].expiredWaiver = TAcceptance{"was agreed", "2026-12-31"};
+  EXPECT_THAT(Rendered("table", report), HasSubstr("outdated (waived: agreed)\n"));
+  EXPECT_THAT(Rendered("table", report),
+              HasSubstr("unknown (waiver expired 2026-12-31: was agreed)\n"));
+  EXPECT_THAT(Rendered("table", report),
+              testing::EndsWith("4 records: 1 unknown, 1 newer, 1 current, 1 waived; "
+                                "1 waiver has expired.\n"));
+  EXPECT_THAT(Rendered("json", report),
+              HasSubstr(R"("waived":{"reason":"agreed","expires":"2027-12-31"}})"));
+  EXPECT_THAT(Rendered("ndjson", report),
+              HasSubstr(R"("expiredWaiver":{"reason":"was agreed","expires":"2026-12-31"}})"));
+  EXPECT_THAT(Rendered("json", report), HasSubstr(R"("current":1,"waived":1,"expiredWaivers":1})"));
+  EXPECT_THAT(Rendered("csv", report), HasSubstr("outdated,agreed,\r\n"));
+  EXPECT_THAT(Rendered("csv", report), HasSubstr("unknown,,2026-12-31\r\n"));
+  EXPECT_THAT(Rendered("junit", report), HasSubstr("<skipped message=\"waived: agreed;"));
+  EXPECT_THAT(Rendered("junit", report), HasSubstr("waiver expired 2026-12-31: was agreed"));
+  EXPECT_THAT(Rendered("nagios", report), HasSubstr(" waived=1;;;0 expired_waivers=1;;;0\n"));
+  EXPECT_THAT(Rendered("prometheus", report), HasSubstr("\nsvcheck_records_waived 1\n"));
+  EXPECT_THAT(Rendered("prometheus", report), HasSubstr("\nsvcheck_records_waiver_expired 1\n"));
+}
+
 TEST(Html, EscapesAndRefersToNothingOutside) {
   const std::string text = Rendered("html", SampleReport());
   EXPECT_THAT(text, HasSubstr("Remote &lt;Watch&gt; Adapter"));
-  EXPECT_THAT(text, HasSubstr("<strong>1 update to install.</strong>"));
+  EXPECT_THAT(text, HasSubstr("<h1>1 update to install</h1>"));
   EXPECT_THAT(text, Not(HasSubstr("http://")));
   EXPECT_THAT(text, Not(HasSubstr("https://")));
   EXPECT_THAT(text, Not(HasSubstr("src=")));

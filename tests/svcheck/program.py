@@ -8,10 +8,14 @@ import sys
 import tempfile
 import unittest
 
+import jsonschema
+
 BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build/release").resolve()
 PROGRAM = BUILD / "bin" / "svcheck"
 DATA = BUILD / "share" / "svcheck"
 SAMPLE = DATA / "sample"
+SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[2] / "docs" / "report.schema.json")
+                    .read_text())
 DIALECT = '<?sv-catalogue version="4.02"?>'
 
 
@@ -50,6 +54,10 @@ def element(**properties):
              **properties})
 
 
+def pairs(items):
+    return list(zip(items, items[1:]))
+
+
 class ProgramTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="svcheck test ")
@@ -72,9 +80,22 @@ class ProgramTest(unittest.TestCase):
     def run_program(self, *arguments, cwd=None, env=None, text=True, **more):
         environment = {"PATH": os.environ["PATH"], "HOME": str(self.folder),
                        "XDG_STATE_HOME": str(self.folder / "state"), "LC_ALL": "C", **(env or {})}
-        return subprocess.run([PROGRAM, *map(str, arguments)], cwd=cwd or self.folder, text=text,
-                              env=environment, capture_output="stdout" not in more, timeout=60,
-                              **more)
+        result = subprocess.run([PROGRAM, *map(str, arguments)], cwd=cwd or self.folder, text=text,
+                                env=environment, capture_output="stdout" not in more, timeout=60,
+                                **more)
+        self.check_reports(list(map(str, arguments)), result)
+        return result
+
+    def check_reports(self, arguments, result):
+        """Every JSON report goes by docs/report.schema.json."""
+        if arguments[:1] not in (["check"], ["report"]) or result.returncode == 64:
+            return
+        text = result.stdout if ("--format", "json") in pairs(arguments) else ""
+        if "--output" in arguments[:-1]:
+            place = self.folder / arguments[arguments.index("--output") + 1]
+            text = place.read_text() if text == "" and place.suffix == ".json" else ""
+        if text:
+            jsonschema.validate(json.loads(text), SCHEMA)
 
     def assert_failed(self, result, status, *words):
         self.assertEqual(result.returncode, status, result.stderr)

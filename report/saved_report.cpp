@@ -1,0 +1,176 @@
+#include "report/saved_report.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "report/text.h"
+
+namespace svc::report {
+
+namespace {
+
+// Keeps the order of members, as the report writes them.
+using TJson = nlohmann::ordered_json;
+
+[[noreturn]] void Fail(const std::string& text) { throw TSavedReportError(text); }
+
+// One value and its place in the report, such as "records[3].verdict".
+class TPlace {
+ public:
+  TPlace(const TJson& value, std::string path) : value(&value), path(std::move(path)) {}
+
+  // An absent member is null.
+  TPlace operator[](const char* name) const {
+    static const TJson kNull;
+    if (!value->is_object()) FailAs("an object");
+    const auto found = value->find(name);
+    return {found == value->end() ? kNull : *found, path.empty() ? name : path + '.' + name};
+  }
+  bool IsNull() const { return value->is_null(); }
+
+  std::string Text() const {
+    if (!value->is_string()) FailAs("a text");
+    return value->get<std::string>();
+  }
+  std::string TextOrNothing() const { return IsNull() ? std::string() : Text(); }
+  std::uint64_t Count() const {
+    if (!value->is_number_unsigned()) FailAs("a count");
+    return value->get<std::uint64_t>();
+  }
+  double Number() const {
+    if (!value->is_number()) FailAs("a number");
+    return value->get<double>();
+  }
+  std::int64_t Time() const {
+    const std::int64_t time = SecondsOfUtcTime(Text());
+    if (time == -1) FailAs("a time such as 2027-06-30T00:00:00Z");
+    return time;
+  }
+  // What `find` makes of the text; `what` says what it has to be.
+  template <typename TFind>
+  auto OneOf(const TFind& find, const char* what) const {
+    const auto found = find(Text());
+    if (!found) FailAs(what);
+    return *found;
+  }
+
+  // Calls `use` with the place of each item.
+  template <typename TUse>
+  void ForEach(const TUse& use) const {
+    if (!value->is_array()) FailAs("a list");
+    std::size_t index = 0;
+    for (const TJson& item : *value) use(TPlace(item, fmt::format("{}[{}]", path, index++)));
+  }
+  template <typename TUse>
+  void ForEachMember(const TUse& use) const {
+    if (!value->is_object()) FailAs("an object");
+    for (const auto& [name, item] : value->items()) use(name, TPlace(item, path + '.' + name));
+  }
+
+ private:
+  [[noreturn]] void FailAs(const char* what) const {
+    Fail(fmt::format("\"{}\" is {}, not {}", path, IsNull() ? "missing" : "something else", what));
+  }
+
+  const TJson* value;
+  std::string path;
+};
+
+TJson ParseJson(std::string_view text) {
+  try {
+    return TJson::parse(text);
+  } catch (const TJson::exception& error) {
+    // "[json.exception.parse_error.101] parse error at line 3, column 7: …"
+    const std::string_view message = error.what();
+    const std::size_t behind = message.find("] ");
+    Fail("no JSON: " +
+         PlainLine(behind == std::string_view::npos ? message : message.substr(behind + 2)));
+  }
+}
+
+void DemandSchema(const TJson& root) {
+  const auto schema = root.is_object() ? root.find("schema") : root.end();
+  if (!root.is_object() || schema == root.end()) {
+    Fail("JSON, but no report: it has no member \"schema\"");
+  }
+  if (*schema == kSchema) return;
+  Fail(fmt::format("a report of schema {}, and this version reads schema {}",
+                   PlainLine(schema->dump(-1, ' ', false, TJson::error_handler_t::replace)),
+                   kSchema));
+}
+
+std::optional<TAcceptance> AcceptanceOf(const TPlace& place) {
+  if (place.IsNull()) return {};
+  return TAcceptance{place["reason"].Text(), place["expires"].TextOrNothing()};
+}
+
+TRecord RecordOf(const TPlace& place) {
+  TRecord record;
+  record.type = place["Type"].Text();
+  record.name = place["Name"].Text();
+  record.installed = place["InstalledVersion"].Text();
+  record.offered = place["SVVersion"].Text();
+  record.verdict = place["verdict"].OneOf(VerdictOfName, "a verdict");
+  record.waived = AcceptanceOf(place["waived"]);
+  record.expiredWaiver = AcceptanceOf(place["expiredWaiver"]);
+  return record;
+}
+
+void ReadTool(const TPlace& tool, TReport& report) {
+  report.tool = tool["name"].Text();
+  report.toolVersion = tool["version"].Text();
+  if (tool["plugin"].IsNull()) return;
+  report.plugin = tool["plugin"]["name"].Text();
+  report.pluginVersion = tool["plugin"]["version"].Text();
+}
+
+TMachine MachineOf(const TPlace& machine) {
+  return {machine["type"].Text(), machine["manufacturer"].TextOrNothing(),
+          machine["model"].TextOrNothing(), machine["serialNumber"].TextOrNothing()};
+}
+
+TOperatingSystem SystemOf(const TPlace& system) {
+  return {system["caption"].Text(), system["version"].TextOrNothing(),
+          system["platform"].TextOrNothing()};
+}
+
+TCatalogue CatalogueOf(const TPlace& place) {
+  TCatalogue catalogue;
+  catalogue.source = place["source"].Text();
+  catalogue.path = place["path"].Text();
+  if (const TPlace elements = place["elements"]; !elements.IsNull()) {
+    catalogue.elements = elements.Count();
+  }
+  if (const TPlace modified = place["modified"]; !modified.IsNull()) {
+    catalogue.modified = modified.Time();
+  }
+  return catalogue;
+}
+
+}  // namespace
+
+TReport ReadSavedReport(std::string_view json) {
+  const TJson parsed = ParseJson(json);
+  DemandSchema(parsed);
+  const TPlace root(parsed, {});
+  TReport report;
+  ReadTool(root["tool"], report);
+  report.generated = root["generated"].Time();
+  report.machine = MachineOf(root["machine"]);
+  report.system = SystemOf(root["operatingSystem"]);
+  report.catalogue = CatalogueOf(root["catalogue"]);
+  report.outcome = root["outcome"].OneOf(OutcomeOfName, "how a check ends");
+  root["records"].ForEach([&](const TPlace& item) { report.records.push_back(RecordOf(item)); });
+  root["errors"].ForEach([&](const TPlace& item) { report.errors.push_back(item.Text()); });
+  report.hasWaivers = !root["summary"]["waived"].IsNull();
+  if (const TPlace timings = root["timings"]; !timings.IsNull()) {
+    timings.ForEachMember([&](const std::string& name, const TPlace& item) {
+      report.timings.push_back({name, item.Number()});
+    });
+  }
+  return report;
+}
+
+}  // namespace svc::report

@@ -1,0 +1,50 @@
+// Records that are accepted as they are: from a waivers file to marks on the records of a report.
+// May be called from any thread.
+//
+// The file is TOML (toml.io), of which it takes the tables `[[waiver]]`, texts on one line, dates
+// and comments; docs/waivers.md says what the keys mean.
+#ifndef REPORT_WAIVERS_H_
+#define REPORT_WAIVERS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "report/model.h"
+
+namespace svc::report {
+
+struct TWaiver {
+  std::string type;     // Without regard to ASCII case; empty for every type.
+  std::string name;     // A pattern of MatchesGlob.
+  std::string offered;  // A pattern as well; empty for every version.
+  TAcceptance acceptance;
+  std::size_t line = 0;  // Of the file, from 1.
+};
+
+// A waivers file that cannot be read: what, and what to do.
+class TWaiversError : public std::runtime_error {
+ public:
+  TWaiversError(std::size_t line, const std::string& text) : std::runtime_error(text), line(line) {}
+  std::size_t Line() const noexcept { return line; }
+
+ private:
+  std::size_t line;
+};
+
+// Throws TWaiversError.
+std::vector<TWaiver> ParseWaivers(std::string_view text);
+
+// A waiver holds up to the end of its last day (UTC). `now` is in seconds since 1970.
+bool HasExpired(const TWaiver& waiver, std::int64_t now);
+
+// Marks the records of the report that are not current and that a waiver is for, as of the time of
+// the report; the first waiver that holds counts. Marks that were there before are gone.
+void ApplyWaivers(const std::vector<TWaiver>& waivers, TReport& report);
+
+}  // namespace svc::report
+
+#endif  // REPORT_WAIVERS_H_

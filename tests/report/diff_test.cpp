@@ -1,0 +1,99 @@
+#include "report/diff.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "sample_report.h"
+
+namespace svc::report {
+namespace {
+
+std::string Shown(const TReport& before, const TReport& after,
+                  decltype(RenderDiffTable)& render = RenderDiffTable) {
+  TDiff diff = CompareReports(before, after);
+  diff.beforeName = "old.json";
+  diff.afterName = "new.json";
+  TTextOutput output;
+  render(diff, {}, output);
+  return output.text;
+}
+
+TReport LaterReport() {
+  TReport report = SampleReport();
+  report.generated += 86400;
+  report.records[0].installed = "YUE112A";
+  report.records[0].verdict = EVerdict::kCurrent;
+  report.records.erase(report.records.begin() + 2);
+  report.records.push_back({"Driver", "IXGBE", "1", "2", EVerdict::kOutdated, {}});
+  return report;
+}
+
+TEST(Diff, SaysWhatChanged) {
+  EXPECT_EQ(Shown(SampleReport(), LaterReport()),
+            "Old old.json: machine 4638, 2027-06-30T00:00:00Z, 17 update elements\n"
+            "New new.json: machine 4638, 2027-07-01T00:00:00Z, 17 update elements\n"
+            "\n"
+            "CHANGE   TYPE      NAME         INSTALLED          OFFERED  VERDICT\n"
+            "changed  Firmware  System BIOS  YUE110B → YUE112A  YUE112A  outdated → current\n"
+            "added    Driver    IXGBE        1                  2        outdated\n"
+            "removed  Driver    E1000E       1.3.10             1.2.20   newer\n"
+            "\n"
+            "1 changed, 1 added, 1 removed; 2 records are the same.\n");
+}
+
+TEST(Diff, TellsProgramsAsWell) {
+  const std::string json = Shown(SampleReport(), LaterReport(), RenderDiffJson);
+  for (const char* const part :
+       {R"({"change":"changed","Type":"Firmware","Name":"System BIOS","old":{"InstalledVersion":)"
+        R"("YUE110B","SVVersion":"YUE112A","verdict":"outdated"},"new":{"InstalledVersion":)"
+        R"("YUE112A","SVVersion":"YUE112A","verdict":"current"}})",
+        R"("Name":"IXGBE","old":null,"new":{)",
+        R"("summary": {"changed":1,"added":1,"removed":1,"same":2})"}) {
+    EXPECT_NE(json.find(part), std::string::npos) << part << "\n" << json;
+  }
+}
+
+TEST(Diff, EqualReportsHaveNone) {
+  EXPECT_EQ(CompareReports(SampleReport(), SampleReport()).changes.size(), 0u);
+  const std::string text = Shown(SampleReport(), SampleReport());
+  EXPECT_EQ(text.substr(text.find("\n\n")), "\n\nNothing changed: 4 records are the same.\n");
+}
+
+// A component is offered several versions: each record keeps its partner.
+TEST(Diff, RecordsOfOneNameArePairedByTheirTexts) {
+  TReport before = SampleReport();
+  before.records = {{"Driver", "BNX2", "1", "2", EVerdict::kOutdated, {}},
+                    {"Driver", "BNX2", "1", "3", EVerdict::kOutdated, {}},
+                    {"Driver", "BNX2", "1", "4", EVerdict::kOutdated, {}}};
+  TReport after = before;
+  after.records.erase(after.records.begin());
+  after.records[0].installed = "3";
+  after.records.push_back({"Driver", "BNX2", "3", "5", EVerdict::kOutdated, {}});
+  const TDiff diff = CompareReports(before, after);
+  ASSERT_EQ(diff.changes.size(), 2u);
+  EXPECT_EQ(diff.same, 1u);
+  EXPECT_EQ(diff.changes[0].before->offered, "3");
+  EXPECT_EQ(diff.changes[0].after->installed, "3");
+  EXPECT_EQ(diff.changes[1].before->offered, "2");
+  EXPECT_EQ(diff.changes[1].after->offered, "5");
+}
+
+TEST(Diff, FailsOnWhatBecameSo) {
+  const TReport good = LaterReport();
+  const TReport bad = SampleReport();
+  EXPECT_TRUE(FailsOn(CompareReports(good, bad), EFailOn::kOutdated));
+  EXPECT_TRUE(FailsOn(CompareReports(good, bad), EFailOn::kDifferent));
+  EXPECT_FALSE(FailsOn(CompareReports(good, bad), EFailOn::kNone));
+  EXPECT_FALSE(FailsOn(CompareReports(bad, bad), EFailOn::kDifferent));
+  TReport better = bad;
+  better.records[0].verdict = EVerdict::kCurrent;
+  EXPECT_FALSE(FailsOn(CompareReports(bad, better), EFailOn::kDifferent));
+  TReport waived = bad;
+  waived.records[0].waived = TAcceptance{"agreed", ""};
+  EXPECT_FALSE(FailsOn(CompareReports(bad, waived), EFailOn::kDifferent));
+  EXPECT_TRUE(FailsOn(CompareReports(waived, bad), EFailOn::kOutdated));
+}
+
+}  // namespace
+}  // namespace svc::report

@@ -1,0 +1,145 @@
+#include "report/waivers.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "report/glob.h"
+#include "report/text.h"
+#include "sample_report.h"
+
+namespace svc::report {
+namespace {
+
+constexpr std::string_view kFile = R"(# Accepted until the next window.
+[[waiver]]
+type = "Firmware"
+name = "system *"   # BIOS and UEFI
+offered = 'YUE1??A'
+reason = "The \"old\" tools need it.\tSee #17."
+expires = 2027-06-30
+
+[[waiver]]
+name = '*'
+reason = "grün"
+)";
+
+TEST(Waivers, AreReadFromTheirFile) {
+  const auto waivers = ParseWaivers(kFile);
+  ASSERT_EQ(waivers.size(), 2u);
+  EXPECT_EQ(waivers[0].type, "Firmware");
+  EXPECT_EQ(waivers[0].name, "system *");
+  EXPECT_EQ(waivers[0].offered, "YUE1??A");
+  EXPECT_EQ(waivers[0].acceptance.reason, "The \"old\" tools need it.\tSee #17.");
+  EXPECT_EQ(waivers[0].acceptance.expires, "2027-06-30");
+  EXPECT_EQ(waivers[0].line, 2u);
+  EXPECT_EQ(waivers[1].type + waivers[1].offered + waivers[1].acceptance.expires, "");
+  EXPECT_EQ(waivers[1].line, 9u);
+  EXPECT_TRUE(ParseWaivers("").empty());
+  EXPECT_EQ(ParseWaivers("\xEF\xBB\xBF[[waiver]]\r\nname=\"a\\u00fc\"\r\nreason='b'").size(), 1u);
+}
+
+struct TBroken {
+  std::string_view text;
+  std::size_t line;
+  std::string_view word;
+};
+
+std::ostream& operator<<(std::ostream& out, const TBroken& test) { return out << test.text; }
+
+class BrokenWaivers : public testing::TestWithParam<TBroken> {};
+
+TEST_P(BrokenWaivers, AreRefusedWithTheirLine) {
+  try {
+    ParseWaivers(GetParam().text);
+    FAIL() << "was read";
+  } catch (const TWaiversError& error) {
+    EXPECT_EQ(error.Line(), GetParam().line) << error.what();
+    EXPECT_NE(std::string_view(error.what()).find(GetParam().word), std::string_view::npos)
+        << error.what();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, BrokenWaivers,
+    testing::Values(
+        TBroken{"[[waiver]]\nnane = 'x'\n", 2, "\"nane\""},
+        TBroken{"\nname = 'x'\n", 2, "before the first"}, TBroken{"[waiver]\n", 1, "[[waiver]]"},
+        TBroken{"[[waivers]]\n", 1, "[[waiver]]"}, TBroken{"[ [waiver]]\n", 1, "[[waiver]]"},
+        TBroken{"[[waiver]] x\n", 1, "\"x\""}, TBroken{"[[waiver]]\nname 'x'\n", 2, "write"},
+        TBroken{"[[waiver]]\nname = x\n", 2, "quotation marks"},
+        TBroken{"[[waiver]]\nname = 'x\n", 2, "closing"},
+        TBroken{"[[waiver]]\nname = \"x\n", 2, "closing"},
+        TBroken{"[[waiver]]\nname = \"\"\"x\"\"\"\n", 2, "single"},
+        TBroken{"[[waiver]]\nname = \"\\x\"\n", 2, "backslash"},
+        TBroken{"[[waiver]]\nname = \"\\ud800\"\n", 2, "no such character"},
+        TBroken{"[[waiver]]\nname = \"\\u12\"\n", 2, "hexadecimal"},
+        TBroken{"[[waiver]]\nname = 'x'\nname = 'y'\n", 3, "twice"},
+        TBroken{"[[waiver]]\nname = ' '\n", 2, "empty"},
+        TBroken{"[[waiver]]\nname = 'x' 'y'\n", 2, "behind"},
+        TBroken{"[[waiver]]\nreason = 'x'\n", 1, "no name"},
+        TBroken{"[[waiver]]\nname = 'x'\n\n[[waiver]]\nname = 'y'\nreason = 'z'\n", 1, "no reason"},
+        TBroken{"[[waiver]]\nexpires = 2027-02-30\n", 2, "2027-02-30"},
+        TBroken{"[[waiver]]\nexpires = 30.06.2027\n", 2, "no date"},
+        TBroken{"[[waiver]]\nexpires = 'soon'\n", 2, "no date"},
+        TBroken{"[[waiver]]\nexpires = 2027-06-30 10:00\n", 2, "behind"},
+        TBroken{"# \x01\n", 1, "control"}, TBroken{"# \xFF\n", 1, "UTF-8"}));
+
+TEST(Waivers, MarkWhatTheyAreFor) {
+  TReport report = SampleReport();
+  ApplyWaivers(ParseWaivers(kFile), report);
+  EXPECT_TRUE(report.hasWaivers);
+  ASSERT_TRUE(report.records[0].waived);
+  EXPECT_EQ(report.records[0].waived->expires, "2027-06-30");
+  EXPECT_EQ(report.records[1].waived->reason, "grün");  // Its name is another.
+  EXPECT_FALSE(report.records[3].waived) << "what is current needs no waiver";
+  EXPECT_EQ(Summarize(report).waived, 3u);
+}
+
+TEST(Waivers, HoldUpToTheEndOfTheirLastDay) {
+  const auto waivers = ParseWaivers("[[waiver]]\nname='*'\nreason='r'\nexpires=2027-06-30\n");
+  TReport report = SampleReport();
+  report.generated = SecondsOfUtcTime("2027-06-30T23:59:59Z");
+  ApplyWaivers(waivers, report);
+  EXPECT_EQ(Summarize(report).waived, 3u);
+  EXPECT_FALSE(FailsOn(report, EFailOn::kDifferent));
+  ++report.generated;
+  ApplyWaivers(waivers, report);
+  EXPECT_EQ(Summarize(report).waived, 0u);
+  EXPECT_EQ(Summarize(report).expiredWaivers, 3u);
+  EXPECT_TRUE(FailsOn(report, EFailOn::kOutdated));
+}
+
+TEST(Waivers, OneThatHoldsWinsOverOneThatHasExpired) {
+  TReport report = SampleReport();
+  ApplyWaivers(ParseWaivers("[[waiver]]\nname='*'\nreason='old'\nexpires=2020-01-01\n"
+                            "[[waiver]]\nname='*BIOS'\nreason='new'\n"),
+               report);
+  EXPECT_EQ(report.records[0].waived->reason, "new");
+  EXPECT_FALSE(report.records[0].expiredWaiver);
+  EXPECT_EQ(report.records[1].expiredWaiver->reason, "old");
+}
+
+TEST(Glob, StandsForCharacters) {
+  struct TCase {
+    std::string_view pattern;
+    std::string_view text;
+    bool matches;
+  };
+  for (const TCase& test :
+       {TCase{"*", "", true}, TCase{"", "", true}, TCase{"", "a", false}, TCase{"a", "A", true},
+        TCase{"a*c", "abbc", true}, TCase{"a*c", "abcb", false}, TCase{"*b*b", "abab", true},
+        TCase{"?", "ü", true}, TCase{"??", "ü", false}, TCase{"*?", "", false},
+        TCase{"[a]", "[a]", true}, TCase{"[a]", "a", false}, TCase{"a**", "a", true},
+        TCase{"*ü?", "xüü\xFF", true}}) {
+    EXPECT_EQ(MatchesGlob(test.pattern, test.text), test.matches)
+        << test.pattern << " / " << test.text;
+  }
+  const std::string stars(200, '*');
+  EXPECT_FALSE(MatchesGlob(stars + "b", std::string(20000, 'a')));
+}
+
+}  // namespace
+}  // namespace svc::report

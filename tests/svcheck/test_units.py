@@ -1,0 +1,60 @@
+"""The units of the daily check: what they run writes the metrics; systemd takes them."""
+
+import pathlib
+import re
+import shlex
+import shutil
+import subprocess
+import unittest
+
+from program import PROGRAM, SAMPLE, ProgramTest, main
+
+UNITS = pathlib.Path(__file__).resolve().parents[2] / "packaging" / "systemd"
+ANALYZE = shutil.which("systemd-analyze")
+
+
+class Units(ProgramTest):
+    def command(self, arguments, metrics):
+        """What the service runs, with the built program and the sample's catalogue."""
+        service = (UNITS / "svcheck.service").read_text()
+        line = re.search(r"^ExecStart=(.*)$", service, re.MULTILINE)[1]
+        words = [arguments if word == "$SVCHECK_ARGUMENTS" else
+                 [word.replace("${SVCHECK_METRICS}", str(metrics))] for word in shlex.split(line)]
+        program, *rest = sum(words, [])
+        self.assertEqual(program, "/usr/bin/svcheck")
+        return rest
+
+    def metrics_of(self, status, *arguments):
+        metrics = self.folder / "svcheck.prom"
+        result = self.run_program(*self.command(
+            ["--inventory", SAMPLE / "inventory.xml", *arguments], metrics))
+        self.assertEqual(result.returncode, status, result.stderr)
+        self.assertEqual((result.stdout, self.leftovers()), ("", []))
+        return dict(line.rsplit(" ", 1) for line in metrics.read_text().splitlines()
+                    if not line.startswith("#"))
+
+    def test_the_service_writes_metrics_and_keeps_the_last_success(self):
+        good = self.metrics_of(0, "--catalogue", SAMPLE / "catalogue")
+        self.assertEqual(good['svcheck_records{verdict="outdated"}'], "10")
+        self.assertEqual(good["svcheck_success"], "1")
+        self.assertGreaterEqual(int(good["svcheck_catalogue_age_seconds"]), 0)
+        success = good["svcheck_last_success_timestamp_seconds"]
+        bad = self.metrics_of(4, "--catalogue", "none")
+        self.assertEqual(bad["svcheck_success"], "0")
+        self.assertEqual(bad['svcheck_records{verdict="outdated"}'], "0")
+        self.assertEqual(bad["svcheck_last_success_timestamp_seconds"], success)
+
+    @unittest.skipUnless(ANALYZE, "there is no systemd-analyze")
+    def test_systemd_takes_them(self):
+        service = (UNITS / "svcheck.service").read_text().replace("/usr/bin/svcheck", str(PROGRAM))
+        service = self.write("svcheck.service", service.replace(str(PROGRAM), f'"{PROGRAM}"'))
+        timer = self.write("svcheck.timer", (UNITS / "svcheck.timer").read_text())
+        for arguments in (["verify", "--man=no", "--recursive-errors=no", service, timer],
+                          ["security", "--offline=true", "--threshold=45", "--no-pager", service]):
+            result = subprocess.run([ANALYZE, *map(str, arguments)], capture_output=True, text=True,
+                                    timeout=60)
+            self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+
+
+if __name__ == "__main__":
+    main()
