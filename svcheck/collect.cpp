@@ -1,7 +1,9 @@
 // `svcheck collect`: writes the inventory of a machine.
 
 #include "collect/load.h"
+#include "report/text.h"
 #include "svcheck/failure.h"
+#include "svcheck/host_name.h"
 #include "svcheck/interruption.h"
 #include "svcheck/inventory_source.h"
 #include "svcheck/options.h"
@@ -19,6 +21,11 @@ class TCollectVerb : public IVerb {
     const TOption output = AddText(app, "--output", outputFile,
                                    "Where the inventory goes; \"-\" is standard output", "FILE");
     AddText(app, "--root", root, "Read another system tree than this machine's", "DIR");
+    AddText(app, "--format", format, "As a CIM-XML document, or as a line for `svcheck fleet`",
+            "FORMAT")
+        .OneOf({"xml", "ndjson"});
+    AddText(app, "--machine", machine, "The machine's name in that line, not its host name",
+            "NAME");
     AddFlag(app, "--redact", redact, "Leave serial numbers and UUIDs out");
     AddText(app, "--capture", captureFile,
             "Write the files that the inventory is made of into a tar archive instead", "FILE")
@@ -34,9 +41,16 @@ class TCollectVerb : public IVerb {
   std::vector<std::string> WriteInventory() const {
     const auto output = OpenOutput(outputFile);
     std::vector<std::string> notes;
-    output->Write(CollectInventory(root, redact, notes));
+    const std::string document = CollectInventory(root, redact, notes);
+    output->Write(format == "ndjson" ? Line(document) : document);
     output->Commit();
     return notes;
+  }
+
+  std::string Line(const std::string& document) const {
+    const std::string name = machine.empty() ? HostName(Absolute(root)) : machine;
+    return "{\"machine\":" + report::JsonString(name) +
+           ",\"inventory\":" + report::JsonString(document) + "}\n";
   }
 
   std::vector<std::string> Capture() const {
@@ -56,6 +70,8 @@ class TCollectVerb : public IVerb {
 
   std::string outputFile = "-";
   std::string captureFile;
+  std::string format = "xml";
+  std::string machine;
   std::string root = "/";
   bool redact = false;
 };

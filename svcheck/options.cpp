@@ -44,6 +44,11 @@ TOption AddList(CLI::App& app, const char* name, std::vector<std::string>& value
           ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast));
 }
 
+TOption AddTexts(CLI::App& app, const char* name, std::vector<std::string>& values,
+                 const char* description, const char* valueName) {
+  return TOption(app.add_option(name, values, description)->option_text(valueName));
+}
+
 TOption AddNumber(CLI::App& app, const char* name, int& value, const char* description,
                   const char* valueName) {
   return TOption(app.add_option(name, value, description)->option_text(valueName));

@@ -40,6 +40,9 @@ TOption AddText(CLI::App& app, const char* name, std::string& value, const char*
 // A text that may be given several times, one at a time, each taken as it is.
 TOption AddList(CLI::App& app, const char* name, std::vector<std::string>& values,
                 const char* description, const char* valueName);
+// A text that takes several values, one behind the other.
+TOption AddTexts(CLI::App& app, const char* name, std::vector<std::string>& values,
+                 const char* description, const char* valueName);
 TOption AddNumber(CLI::App& app, const char* name, int& value, const char* description,
                   const char* valueName);
 TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* description);

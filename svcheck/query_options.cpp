@@ -65,7 +65,7 @@ TOption AddInventoryOption(CLI::App& app, TQueryOptions& options) {
                  "Inventory of a machine, a CIM-XML file; may be given several times", "FILE");
 }
 
-void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
+void AddPluginOptions(CLI::App& app, TQueryOptions& options) {
   AddFlag(app, "--no-builtin-classes", options.noBuiltinClasses,
           "Do not declare the host's inventory classes");
   AddList(app, "--context", options.context,
@@ -74,10 +74,14 @@ void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
           "Folder that holds sv/; the installed one if not given", "DIR");
   AddText(app, "--plugin", options.plugin, "The plug-in; the installed one if not given", "FILE");
   AddText(app, "--drive-root", options.driveRoot, "Folder below which drive letters lie", "DIR");
-  AddText(app, "--log", options.logFile, "Write the plug-in's log, one JSON object a line", "FILE");
   AddNumber(app, "--log-level", options.logLevel, "Keep the levels 0 to N of the log", "N")
       .Within(0, 4)
       .ShowDefault();
+}
+
+void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
+  AddPluginOptions(app, options);
+  AddText(app, "--log", options.logFile, "Write the plug-in's log, one JSON object a line", "FILE");
   AddText(app, "--repository", options.repository, "Address of the repository of live catalogues",
           "URL");
   const TOption key = AddText(app, "--repository-key", options.repositoryKey,

@@ -35,6 +35,8 @@ struct TQueryOptions {
 
 // Adds them; the options object outlives the parsing.
 void AddQueryOptions(CLI::App& app, TQueryOptions& options);
+// Those of them that say which plug-in runs and what surrounds it.
+void AddPluginOptions(CLI::App& app, TQueryOptions& options);
 TOption AddInventoryOption(CLI::App& app, TQueryOptions& options);
 
 // The context entries as the plug-in gets them: texts, but "svProxy" an array, split at the first

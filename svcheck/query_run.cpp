@@ -82,13 +82,25 @@ std::string TextOf(const ICIMInstance& instance, const char* property) {
   return static_cast<std::string>(handle->Value(none));
 }
 
-TQueryRun::TQueryRun(TQueryRequest wanted)
-    : request(std::move(wanted)), inventory(MakeInMemoryNamespace()) {
-  ReadInventory();
-  LoadThePlugin();
+TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerNamespace) {
+  InstallPluginManager(manager);
+  try {
+    provider = LoadPlugin(file.string(), *manager);
+  } catch (const TPluginLoadError& error) {
+    throw TFailure(std::string(error.what()) + "; without --plugin, the installed one is taken");
+  }
+  if (provider->GetQueryInterface() != nullptr) return;
+  throw TFailure("the plug-in " + file.string() +
+                 " answers no queries; give a query plug-in with --plugin");
 }
 
-TQueryRun::~TQueryRun() { InstallPluginManager({}); }
+TLoadedPlugin::~TLoadedPlugin() { InstallPluginManager({}); }
+
+TQueryRun::TQueryRun(TQueryRequest wanted, std::shared_ptr<TLoadedPlugin> loaded)
+    : request(std::move(wanted)), inventory(MakeInMemoryNamespace()), plugin(std::move(loaded)) {
+  ReadInventory();
+  if (!plugin) plugin = std::make_shared<TLoadedPlugin>(request.plugin);
+}
 
 void TQueryRun::ReadInventory() {
   constexpr const char* kAdvice = "; give a CIM-XML inventory, such as `svcheck collect` writes";
@@ -104,24 +116,11 @@ void TQueryRun::ReadInventory() {
   recordsBefore = InstancesOf(inventory, kResultClass).size();
 }
 
-void TQueryRun::LoadThePlugin() {
-  manager = boost::shared_ptr<TPluginManagerNamespace>(new TPluginManagerNamespace);
-  InstallPluginManager(manager);
-  try {
-    provider = LoadPlugin(request.plugin.string(), *manager);
-  } catch (const TPluginLoadError& error) {
-    throw TFailure(std::string(error.what()) + "; without --plugin, the installed one is taken");
-  }
-  if (provider->GetQueryInterface() != nullptr) return;
-  throw TFailure("the plug-in " + request.plugin.string() +
-                 " answers no queries; give a query plug-in with --plugin");
-}
-
 TQueryEnd TQueryRun::Run() {
   const TCurrentFolder folder(request.dataFolder);
   CIMContext context = request.context;
   try {
-    provider->GetQueryInterface()->RunQuery(inventory, nullptr, context);
+    plugin->Provider().GetQueryInterface()->RunQuery(inventory, nullptr, context);
   } catch (const THSKException& exception) {
     return {false, exception.GetMessageText(), static_cast<int>(exception.GetStatusCode())};
   } catch (const std::exception& exception) {
@@ -149,7 +148,9 @@ std::vector<report::TRecord> TQueryRun::Records() const {
   return records;
 }
 
-std::string TQueryRun::PluginName() const { return provider->GetPlugin()->GetName(); }
-std::string TQueryRun::PluginVersion() const { return provider->GetPlugin()->GetVersion(); }
+std::string TQueryRun::PluginName() const { return plugin->Provider().GetPlugin()->GetName(); }
+std::string TQueryRun::PluginVersion() const {
+  return plugin->Provider().GetPlugin()->GetVersion();
+}
 
 }  // namespace svc

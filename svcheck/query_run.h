@@ -7,6 +7,7 @@
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,12 +35,26 @@ struct TQueryEnd {
   std::optional<int> status;  // Of a THSKException.
 };
 
+// A query plug-in, loaded as long as this lives. One at a time.
+class TLoadedPlugin {
+ public:
+  // Throws TFailure.
+  explicit TLoadedPlugin(const std::filesystem::path& file);
+  ~TLoadedPlugin();
+  TLoadedPlugin(const TLoadedPlugin&) = delete;
+  TLoadedPlugin& operator=(const TLoadedPlugin&) = delete;
+
+  NQRXHSK20::TPluginManagerProvider& Provider() const noexcept { return *provider; }
+
+ private:
+  boost::shared_ptr<NQRXHSK20::TPluginManagerNamespace> manager;
+  NQRXHSK20::TPluginManagerProvider* provider = nullptr;  // Owned by the manager.
+};
+
 class TQueryRun {
  public:
-  // Reads the inventory and loads the plug-in. Throws TFailure.
-  explicit TQueryRun(TQueryRequest request);
-  // Releases the plug-in.
-  ~TQueryRun();
+  // Reads the inventory and loads the plug-in, unless it is given. Throws TFailure.
+  explicit TQueryRun(TQueryRequest request, std::shared_ptr<TLoadedPlugin> loaded = {});
   TQueryRun(const TQueryRun&) = delete;
   TQueryRun& operator=(const TQueryRun&) = delete;
 
@@ -54,12 +69,10 @@ class TQueryRun {
 
  private:
   void ReadInventory();
-  void LoadThePlugin();
 
   TQueryRequest request;
   boost::shared_ptr<NQRXHSK20::ICIMNamespace> inventory;
-  boost::shared_ptr<NQRXHSK20::TPluginManagerNamespace> manager;
-  NQRXHSK20::TPluginManagerProvider* provider = nullptr;  // Owned by the manager.
+  std::shared_ptr<TLoadedPlugin> plugin;
   std::size_t recordsBefore = 0;
 };
 

@@ -33,6 +33,7 @@ TMakeVerb MakeCheck;
 TMakeVerb MakeCollect;
 TMakeVerb MakeDiff;
 TMakeVerb MakeExplain;
+TMakeVerb MakeFleet;
 TMakeVerb MakeQuery;
 TMakeVerb MakeReport;
 
@@ -64,6 +65,11 @@ inline constexpr std::array kVerbs = {
     TVerb{"diff", "Tell what changed from one saved report to another", MakeDiff,
           "svcheck diff yesterday.json today.json\n"
           "svcheck diff yesterday.json today.json --format json --fail-on outdated\n"},
+    TVerb{"fleet", "Compare many machines, by their inventories, with one catalogue", MakeFleet,
+          "svcheck fleet --catalogue /srv/catalogue --inventories inventories --output all.ndjson\n"
+          "svcheck fleet --catalogue /srv/catalogue --inventories fleet.ndjson.zst "
+          "--output all.ndjson --html report\n"
+          "svcheck fleet --merge part-1.ndjson part-2.ndjson --output all.ndjson\n"},
     TVerb{"collect", "Write the inventory of this machine", MakeCollect,
           "svcheck collect --output machine.xml\n"
           "svcheck collect --redact\n"},

@@ -1,0 +1,54 @@
+// Bytes from a file, a compressed file or standard input, read from begin to end. Used by one
+// thread.
+#ifndef SVCHECK_FLEET_BYTE_SOURCE_H_
+#define SVCHECK_FLEET_BYTE_SOURCE_H_
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace svc::fleet {
+
+class IByteSource {
+ public:
+  virtual ~IByteSource() = default;
+  // Returns how many bytes it wrote to the block, 0 at the end. Throws std::runtime_error, whose
+  // text says what is wrong with which file.
+  virtual std::size_t Read(char* block, std::size_t size) = 0;
+  // Whether Read would return at once.
+  virtual bool IsReady() const { return true; }
+};
+
+// Whether the file's name says that it is compressed: ".gz" or ".zst".
+bool IsCompressed(const std::string& path);
+// "-" is standard input. Throws std::runtime_error.
+std::unique_ptr<IByteSource> OpenBytes(const std::string& path);
+// The whole of a file. Throws std::runtime_error, also for more than the largest document.
+std::string ReadDocument(const std::string& path);
+
+// The lines of a source.
+class TLineReader {
+ public:
+  explicit TLineReader(std::unique_ptr<IByteSource> source);
+  // Without its end; a last line without an end counts. Throws std::runtime_error, also for a line
+  // longer than the largest document.
+  std::optional<std::string> Next();
+  // Whether Next need not wait for somebody to write.
+  bool IsReady() const;
+  // Whether the line that Next returned had an end.
+  bool LastHadEnd() const noexcept { return !ended; }
+
+ private:
+  bool Fill();
+
+  std::unique_ptr<IByteSource> source;
+  std::string buffer;
+  std::size_t begin = 0;
+  std::size_t searched = 0;
+  bool ended = false;
+};
+
+}  // namespace svc::fleet
+
+#endif  // SVCHECK_FLEET_BYTE_SOURCE_H_

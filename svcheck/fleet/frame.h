@@ -1,0 +1,56 @@
+// What passes between a fleet's program and its workers: texts, each behind its length. Pure
+// functions.
+#ifndef SVCHECK_FLEET_FRAME_H_
+#define SVCHECK_FLEET_FRAME_H_
+
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "svcheck/fleet/task.h"
+
+namespace svc::fleet {
+
+using TLength = std::uint64_t;
+
+inline void AppendFrame(std::string& bytes, std::string_view text) {
+  const TLength length = text.size();
+  bytes.append(reinterpret_cast<const char*>(&length), sizeof length);
+  bytes += text;
+}
+
+// Takes the first text off the bytes; none when it is not whole.
+inline std::optional<std::string_view> TakeFrame(std::string_view& bytes) {
+  TLength length = 0;
+  if (bytes.size() < sizeof length) return {};
+  std::memcpy(&length, bytes.data(), sizeof length);
+  if (bytes.size() - sizeof length < length) return {};
+  const std::string_view text = bytes.substr(sizeof length, length);
+  bytes.remove_prefix(sizeof length + length);
+  return text;
+}
+
+inline std::string FrameOfTask(const TTask& task) {
+  std::string body(1, static_cast<char>(task.inventory));
+  AppendFrame(body, task.machine);
+  AppendFrame(body, task.text);
+  std::string frame;
+  AppendFrame(frame, body);
+  return frame;
+}
+
+// REQUIRES: a body that FrameOfTask made.
+inline TTask TaskOfBody(std::string_view body) {
+  TTask task;
+  task.inventory = static_cast<TTask::EInventory>(body[0]);
+  body.remove_prefix(1);
+  task.machine = TakeFrame(body).value();
+  task.text = TakeFrame(body).value();
+  return task;
+}
+
+}  // namespace svc::fleet
+
+#endif  // SVCHECK_FLEET_FRAME_H_

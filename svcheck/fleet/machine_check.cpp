@@ -1,0 +1,163 @@
+#include "svcheck/fleet/machine_check.h"
+
+#include <exception>
+#include <filesystem>
+#include <utility>
+
+#include "host/hskcore/exception.h"
+#include "host/hskcore/os_specific.h"
+#include "report/json_parts.h"
+#include "report/text.h"
+#include "runtime/hskcore/host_setup.h"
+#include "runtime/hskcore/json_logger.h"
+#include "svcheck/advice.h"
+#include "svcheck/catalogue_watch.h"
+#include "svcheck/failure.h"
+#include "svcheck/fleet/byte_source.h"
+#include "svcheck/fleet/stand_in.h"
+#include "svcheck/journal.h"
+#include "svcheck/process.h"
+#include "svcheck/query_options.h"
+
+using svc::report::EOutcome;
+
+namespace svc::fleet {
+
+namespace {
+
+// Of a type that no update element names.
+constexpr const char* kNoMachine =
+    "<CIM><DECLARATION><DECLGROUP><VALUE.OBJECT><INSTANCE CLASSNAME=\"QRXSG_ComputerSystem\">"
+    "<PROPERTY NAME=\"MachineType\"><VALUE>]-[</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>"
+    "</DECLGROUP></DECLARATION></CIM>";
+
+// The records and the end of a query whose inventory is read.
+void RunQuery(TQueryRun& run, const boost::shared_ptr<NQRXHSK20::ILogger>& log,
+              report::TReport& report) {
+  const boost::shared_ptr<TJournal> journal(new TJournal(log));
+  InstallLogger(journal);
+  TCapturedOutput captured;
+  const TQueryEnd end = run.Run();
+  const std::string printed = captured.Take();
+  InstallLogger({});
+  report.records = run.Records();
+  for (report::TRecord& record : report.records) {
+    record.verdict = report::JudgeTexts(record.installed, record.offered);
+  }
+  journal->Conclude(end, printed, report);
+  NameCatalogueFile(report);
+}
+
+std::string MachineTypeOf(const TQueryRun& run) {
+  for (const auto& instance : InstancesOf(run.Inventory(), "QRXSG_ComputerSystem")) {
+    std::string type = TextOf(*instance, "MachineType");
+    if (!type.empty()) return type;
+  }
+  return {};
+}
+
+std::string Text(const report::TReport& report, const std::string& machine) {
+  const std::string start = "{\"machine\":" + report::JsonString(machine) + ",";
+  std::string text;
+  for (const report::TRecord& record : report.records) {
+    text += start;
+    text.append(report::JsonOfRecord(record), 1);
+    text += '\n';
+  }
+  text += start;
+  text += "\"outcome\":" + report::JsonString(report::RowOf(report.outcome).name);
+  text += ",\"machineType\":" + report::JsonString(report.machine.type);
+  text += ",\"summary\":" + report::JsonOfSummary(report::Summarize(report), false);
+  text += ",\"errors\":" + report::JsonOfTexts(report.errors) + "}\n";
+  return text;
+}
+
+boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std::string& machine) {
+  if (settings.logFolder.empty()) return {};
+  const auto file = std::filesystem::path(settings.logFolder) / (FileNameOf(machine) + ".ndjson");
+  return TJsonLogger::Open(file.string(), settings.logLevel, ReportError);
+}
+
+}  // namespace
+
+TMachineCheck::TMachineCheck(TCheckSettings given)
+    : settings(std::move(given)), plugin(std::make_shared<TLoadedPlugin>(settings.request.plugin)) {
+  settings.request.context[kCatalogueEntry] = NQRXHSK20::TCIMValue(settings.catalogue);
+  PutStandIn(settings.catalogue + NQRXHSK20::TOSSpecific::kFileSeparator + "index.xml");
+  LoadCatalogue();
+}
+
+void TMachineCheck::LoadCatalogue() {
+  TQueryRequest request = settings.request;
+  request.builtinClasses = true;
+  request.inventoryDocument = kNoMachine;
+  TQueryRun run(std::move(request), plugin);
+  report::TReport report;
+  report.catalogue.source = "folder";
+  report.catalogue.path = settings.catalogue;
+  const TCatalogueWatch watch;
+  RunQuery(run, {}, report);
+  elements = watch.CountElements();
+  if (const int status = ExitStatusOf(report.outcome); status != kExitDone) {
+    throw TFailure(FailureLine(report), status);
+  }
+}
+
+TQueryRequest TMachineCheck::RequestFor(const TTask& task) const {
+  TQueryRequest request = settings.request;
+  if (task.inventory == TTask::EInventory::kNone) throw TFailure(task.text);
+  if (task.inventory == TTask::EInventory::kDocument) {
+    request.inventoryDocument = task.text;
+  } else if (IsCompressed(task.text)) {
+    request.inventoryDocument = ReadDocument(task.text);
+  } else {
+    request.inventories = {task.text};
+  }
+  return request;
+}
+
+void TMachineCheck::Compare(const TTask& task, report::TReport& report) const {
+  TQueryRun run(RequestFor(task), plugin);
+  report.machine.type = MachineTypeOf(run);
+  report.catalogue.source = "folder";
+  report.catalogue.path = settings.catalogue;
+  report.catalogue.elements = elements;
+  const auto log = OpenLog(settings, task.machine);
+  RunQuery(run, log, report);
+  if (log && !log->Flush()) report.errors.emplace_back("the log of this machine is not whole");
+}
+
+std::string TMachineCheck::Answer(const TTask& task) const {
+  report::TReport report;
+  try {
+    Compare(task, report);
+  } catch (const std::exception& error) {
+    return FailedAnswer(task.machine, error.what());
+  }
+  return Text(report, task.machine);
+}
+
+std::string FailedAnswer(const std::string& machine, const std::string& cause) {
+  report::TReport report;
+  report.errors.push_back(cause);
+  return Text(report, machine);
+}
+
+std::string FileNameOf(std::string_view machine) {
+  constexpr std::string_view kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string name;
+  for (const char c : machine) {
+    const bool isPlain = kPlain.find(c) != std::string_view::npos && !(c == '.' && name.empty());
+    if (isPlain) {
+      name += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      name += {'%', kDigits[byte >> 4], kDigits[byte & 0xF]};
+    }
+  }
+  return name.empty() ? "%" : name;
+}
+
+}  // namespace svc::fleet

@@ -1,0 +1,54 @@
+// The comparison of one machine of a fleet: a query of the plug-in, told as lines of JSON.
+#ifndef SVCHECK_FLEET_MACHINE_CHECK_H_
+#define SVCHECK_FLEET_MACHINE_CHECK_H_
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "report/model.h"
+#include "runtime/xmlparser/shared_documents.h"
+#include "svcheck/fleet/task.h"
+#include "svcheck/query_run.h"
+
+namespace svc::fleet {
+
+struct TCheckSettings {
+  TQueryRequest request;  // Without an inventory.
+  std::string catalogue;  // The folder.
+  std::string logFolder;  // One log a machine; empty for none.
+  int logLevel = 4;
+};
+
+// Used by one thread; one at a time.
+class TMachineCheck {
+ public:
+  // Loads the plug-in and, by a query for a machine that nothing is offered for, the catalogue.
+  // Throws TFailure (4 when the catalogue cannot be used).
+  explicit TMachineCheck(TCheckSettings settings);
+
+  // A line for each record, then one without a "Type" that says how the comparison ended.
+  std::string Answer(const TTask& task) const;
+
+ private:
+  void LoadCatalogue();
+  void Compare(const TTask& task, report::TReport& report) const;
+  TQueryRequest RequestFor(const TTask& task) const;
+
+  TCheckSettings settings;
+  TDocumentSharing sharing;
+  std::shared_ptr<TLoadedPlugin> plugin;
+  std::optional<std::uint64_t> elements;
+};
+
+// The last line of a machine that has no answer, and why.
+std::string FailedAnswer(const std::string& machine, const std::string& cause);
+
+// A file name of a machine's name, the same for the same and another for another.
+std::string FileNameOf(std::string_view machine);
+
+}  // namespace svc::fleet
+
+#endif  // SVCHECK_FLEET_MACHINE_CHECK_H_

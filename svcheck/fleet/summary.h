@@ -1,0 +1,76 @@
+// What the results of a fleet come to. Takes memory for different components, machine types and
+// failures, not for machines. Used by one thread.
+#ifndef SVCHECK_FLEET_SUMMARY_H_
+#define SVCHECK_FLEET_SUMMARY_H_
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "report/render.h"
+#include "report/verdict.h"
+
+namespace svc::fleet {
+
+// Records by verdict.
+using TVerdictCounts = std::array<std::uint64_t, report::kVerdicts.size()>;
+
+struct TTypeCounts {
+  std::uint64_t machines = 0;
+  std::uint64_t outdatedMachines = 0;
+  TVerdictCounts verdicts{};
+};
+
+struct TFailedMachine {
+  std::string machine;
+  std::string outcome;
+  std::string cause;
+};
+
+class TSummary {
+ public:
+  // All lines of one machine. Throws std::runtime_error when they are none of a fleet's results.
+  void Add(std::string_view lines);
+
+  std::uint64_t Machines() const noexcept { return machines; }
+  // Machines that have an update to install.
+  std::uint64_t OutdatedMachines() const noexcept { return outdatedMachines; }
+  const std::vector<TFailedMachine>& Failed() const noexcept { return failed; }
+  const TVerdictCounts& Verdicts() const noexcept { return verdicts; }
+
+  // A component is a type and a name. Those with the most outdated records first.
+  struct TComponent {
+    std::string type;
+    std::string name;
+    TVerdictCounts verdicts;
+  };
+  std::vector<TComponent> Components() const;
+  const std::map<std::string, TTypeCounts, std::less<>>& MachineTypes() const noexcept {
+    return machineTypes;
+  }
+
+ private:
+  TVerdictCounts AddRecord(std::string_view line);
+  void AddLast(std::string_view line, const TVerdictCounts& found);
+
+  std::uint64_t machines = 0;
+  std::uint64_t outdatedMachines = 0;
+  TVerdictCounts verdicts{};
+  std::unordered_map<std::string, TVerdictCounts> components;  // By both members as written.
+  std::map<std::string, TTypeCounts, std::less<>> machineTypes;
+  std::vector<TFailedMachine> failed;
+  std::string key;  // Reused.
+};
+
+// One object.
+void WriteJson(const TSummary& summary, report::IOutput& output);
+// For a person: of long lists the start.
+void WriteTable(const TSummary& summary, report::IOutput& output);
+
+}  // namespace svc::fleet
+
+#endif  // SVCHECK_FLEET_SUMMARY_H_

@@ -1,0 +1,84 @@
+"""Each machine of a fleet has the records and the log that `svcheck query` has of it alone."""
+
+import argparse
+import collections
+import concurrent.futures
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+from generated import make_fleet
+
+KEYS = ("Type", "Name", "InstalledVersion", "SVVersion")
+UNREADABLE, EXCEPTION = 1, 3
+
+
+def answers_of(path):
+    """The records of each machine, and how its comparison ended."""
+    answers = collections.defaultdict(lambda: ([], []))
+    with open(path, encoding="utf-8") as lines:
+        for line in map(json.loads, lines):
+            answers[line["machine"]]["outcome" in line].append(line)
+    return answers
+
+
+def alone(svcheck, inventory, catalogue, work):
+    """Exit status, records and log of one query."""
+    records, log = work / f"{inventory.stem}.records", work / f"{inventory.stem}.log"
+    run = subprocess.run([svcheck, "query", "--inventory", inventory, "--context",
+                          f"svPath={catalogue}", "--records", records, "--log", log],
+                         capture_output=True, check=False)
+    told = [json.loads(line) for line in records.open()] if records.exists() else []
+    return run.returncode, told, log.read_bytes() if log.exists() else b""
+
+
+def difference(answer, log, query):
+    status, records, query_log = query
+    told, ends = answer
+    if len(ends) != 1:
+        return f"{len(ends)} ends"
+    if status == UNREADABLE:
+        return None if ends[0]["outcome"] == "failed" and not told else f"unreadable, but {ends}"
+    if (status == EXCEPTION) > (ends[0]["outcome"] == "failed"):
+        return f"an exception left the query, but {ends}"
+    if [{key: line[key] for key in KEYS} for line in told] != records:
+        return f"records {told}\n  alone {records}"
+    return None if log == query_log else "the logs differ"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--svcheck", required=True, type=pathlib.Path)
+    parser.add_argument("--machines", type=int, default=2000)
+    arguments = parser.parse_args()
+    svcheck = arguments.svcheck.resolve()
+    with tempfile.TemporaryDirectory() as temporary:
+        folder = pathlib.Path(temporary)
+        inventories, catalogue = make_fleet(folder, arguments.machines)
+        results, logs, work = folder / "results", folder / "logs", folder / "alone"
+        work.mkdir()
+        subprocess.run([svcheck, "fleet", "--catalogue", catalogue, "--inventories", inventories,
+                        "--jobs", "2", "--output", results, "--logs", logs], check=True,
+                       stdout=subprocess.DEVNULL)
+        answers = answers_of(results)
+        files = sorted(inventories.iterdir())
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            queries = pool.map(lambda file: alone(svcheck, file, catalogue, work), files)
+            differing = records = 0
+            for file, query in zip(files, queries):
+                log = logs / f"{file.stem}.ndjson"
+                found = difference(answers[file.stem], log.read_bytes() if log.exists() else b"",
+                                   query)
+                records += len(query[1])
+                if found:
+                    differing += 1
+                    print(f"{file.stem}: {found}"[:2000])
+    print(f"{len(files)} machines, {records} records, {differing} differ")
+    # Machines that have nothing to compare would prove nothing.
+    return 1 if differing or records < len(files) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

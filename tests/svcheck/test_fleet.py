@@ -1,0 +1,315 @@
+"""`svcheck fleet`: results, summaries, crashes, resumed and sharded runs of many machines."""
+
+import gzip
+import json
+import signal
+import subprocess
+import time
+
+from program import (BUILD, MACHINE, PROGRAM, SYSTEM, ProgramTest, bios, document, element, main,
+                     records_of)
+
+OFFERED = {"description": "BIOS Update", "Version": "1.1-[YUE112A]-"}
+RECORD_KEYS = ["machine", "Type", "Name", "InstalledVersion", "SVVersion", "verdict"]
+LAST_KEYS = ["machine", "outcome", "machineType", "summary", "errors"]
+CRASHING = BUILD / "tests/svcheck/crashing_plugin.so"
+
+
+class FleetTest(ProgramTest):
+    def fleet(self, *arguments, **more):
+        return self.run_program("fleet", "--catalogue", self.folder / "catalogue", *arguments,
+                                **more)
+
+    def setUp(self):
+        super().setUp()
+        self.catalogue(element(**OFFERED))
+
+    def machines(self, count, folder="inventories"):
+        """Machines of which every third is out of date. Returns their folder."""
+        for number in range(count):
+            version = "YUE110B" if number % 3 == 0 else "YUE112A"
+            self.write(f"{folder}/m{number:04}.xml", document((MACHINE, SYSTEM, bios(version))))
+        return self.folder / folder
+
+    def lines_of(self, count, name="machines.ndjson", first=0):
+        """The same machines, one a line."""
+        folder = self.machines(count)
+        lines = [json.dumps({"machine": f"m{number:04}",
+                             "inventory": (folder / f"m{number:04}.xml").read_text()})
+                 for number in range(first, count)]
+        return self.write(name, "".join(line + "\n" for line in lines))
+
+
+class Results(FleetTest):
+    def test_a_line_a_record_and_one_for_the_end_of_each_machine(self):
+        result = self.fleet("--inventories", self.machines(2))
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        lines = records_of(result.stdout)
+        self.assertEqual([line["machine"] for line in lines], ["m0000"] * 2 + ["m0001"] * 2)
+        self.assertEqual(list(lines[0]), RECORD_KEYS)
+        self.assertEqual(lines[0]["verdict"], "outdated")
+        self.assertEqual(list(lines[1]), LAST_KEYS)
+        self.assertEqual((lines[1]["outcome"], lines[1]["machineType"]), ("done", "4638"))
+        self.assertEqual(lines[3]["summary"],
+                         {"outdated": 0, "unknown": 0, "newer": 0, "current": 1})
+
+    def test_results_stand_in_the_order_of_the_inventories(self):
+        folder = self.machines(60)
+        result = self.fleet("--jobs", 4, "--inventories", folder)
+        ends = [line["machine"] for line in records_of(result.stdout) if "outcome" in line]
+        self.assertEqual(ends, [f"m{number:04}" for number in range(60)])
+
+    def test_files_lines_and_standard_input_give_the_same(self):
+        lines = self.lines_of(7)
+        folder = self.fleet("--inventories", self.folder / "inventories").stdout
+        self.assertEqual(self.fleet("--inventories", lines).stdout, folder)
+        self.assertEqual(self.fleet("--inventories", "-", input=lines.read_text()).stdout, folder)
+        files = sorted((self.folder / "inventories").iterdir())
+        self.assertEqual(self.fleet("--inventories", *files).stdout, folder)
+
+    def test_compressed_inventories_give_the_same(self):
+        lines = self.lines_of(5)
+        plain = self.fleet("--inventories", lines).stdout
+        packed = self.write("packed.ndjson.gz", gzip.compress(lines.read_bytes()))
+        self.assertEqual(self.fleet("--inventories", packed).stdout, plain)
+        subprocess.run(["zstd", "-q", str(lines)], check=True)
+        self.assertEqual(self.fleet("--inventories", f"{lines}.zst").stdout, plain)
+        for file in (self.folder / "inventories").iterdir():
+            self.write(f"one/{file.name}.gz", gzip.compress(file.read_bytes()))
+        self.assertEqual(self.fleet("--inventories", self.folder / "one").stdout, plain)
+
+    def test_machines_of_folders_are_named_by_their_way(self):
+        self.machines(1, "site/rack 1")
+        result = self.fleet("--inventories", self.folder / "site")
+        self.assertEqual(records_of(result.stdout)[0]["machine"], "rack 1/m0000")
+
+    def test_the_catalogue_is_read_once(self):
+        folder = self.machines(20)
+        trace = self.folder / "trace"
+        if subprocess.run(["which", "strace"], capture_output=True, check=False).returncode != 0:
+            self.skipTest("strace is not installed")
+        subprocess.run(["strace", "-f", "-e", "trace=openat", "-o", trace, PROGRAM, "fleet",
+                        "--catalogue", self.folder / "catalogue", "--inventories", folder],
+                       check=True, capture_output=True)
+        self.assertEqual(trace.read_text().count("catalogue/index.xml"), 1)
+
+
+class Failures(FleetTest):
+    def test_a_bad_inventory_costs_its_own_answer_alone(self):
+        folder = self.machines(3)
+        self.write("inventories/m0001.xml", "<CIM><OTHER/></CIM>")
+        result = self.fleet("--inventories", folder)
+        self.assertEqual(result.returncode, 0)
+        ends = [line for line in records_of(result.stdout) if "outcome" in line]
+        self.assertEqual([line["outcome"] for line in ends], ["done", "failed", "done"])
+        self.assertIn("m0001.xml:1", ends[1]["errors"][0])
+
+    def test_bad_lines_cost_one_answer_each(self):
+        good = self.lines_of(1).read_text()
+        lines = f'{good}not JSON\n{{"machine":"x"}}\n\n[1]\n{{"inventory":"y"}}\n{good}'
+        result = self.fleet("--inventories", "-", input=lines)
+        ends = [line for line in records_of(result.stdout) if "outcome" in line]
+        self.assertEqual([line["outcome"] for line in ends],
+                         ["done", "failed", "failed", "failed", "failed", "done"])
+        self.assertEqual([line["machine"] for line in ends],
+                         ["m0000", "-:2", "x", "-:5", "-:6", "m0000"])
+
+    def test_a_missing_or_broken_file_costs_one_answer(self):
+        folder = self.machines(1)
+        broken = self.write("broken.xml.gz", b"\x1f\x8bno")
+        result = self.fleet("--inventories", self.folder / "none.xml", broken, folder)
+        ends = [line for line in records_of(result.stdout) if "outcome" in line]
+        self.assertEqual([(line["machine"], line["outcome"]) for line in ends],
+                         [("none", "failed"), ("broken", "failed"), ("m0000", "done")])
+
+    def test_a_catalogue_that_cannot_be_used_ends_the_run(self):
+        folder = self.machines(1)
+        (self.folder / "catalogue/index.xml").unlink()
+        self.assert_failed(self.fleet("--inventories", folder), 4, "no catalogue", "--catalogue")
+        self.catalogue(element(**OFFERED), instruction="")
+        self.assert_failed(self.fleet("--inventories", folder), 4, "4.02")
+        self.write("catalogue/index.xml", "<?sv-catalogue version='4.02'?>\n<CIM>\n<OTHER/></CIM>")
+        self.assert_failed(self.fleet("--inventories", folder), 4, "index.xml:3")
+
+    def test_what_a_command_line_lacks_is_said(self):
+        self.assert_failed(self.run_program("fleet"), 64, "--catalogue")
+        self.assert_failed(self.fleet(), 64, "--inventories")
+        self.assert_failed(self.fleet("--inventories", "-", "--resume"), 64, "--output")
+        for shard in ("0/4", "5/4", "x", "1/", "1/4x"):
+            self.assert_failed(self.fleet("--inventories", "-", "--shard", shard), 64, "I/N")
+
+    def test_fail_on_ends_with_its_status(self):
+        folder = self.machines(2)
+        for condition, status in (("outdated", 2), ("different", 2), ("failed", 0)):
+            result = self.fleet("--inventories", folder, "--fail-on", condition)
+            self.assertEqual(result.returncode, status, condition)
+        self.write("inventories/x.xml", "")
+        self.assertEqual(self.fleet("--inventories", folder, "--fail-on", "failed").returncode, 2)
+
+
+class Interrupted(FleetTest):
+    def run_slowly(self, *arguments):
+        """A run that waits for machines on its standard input."""
+        return subprocess.Popen([PROGRAM, "fleet", "--catalogue", self.folder / "catalogue",
+                                 "--inventories", "-", *map(str, arguments)],
+                                stdin=subprocess.PIPE, stderr=subprocess.PIPE,
+                                stdout=subprocess.DEVNULL, text=True)
+
+    def wait_for_lines(self, path, count):
+        deadline = time.monotonic() + 60
+        while time.monotonic() < deadline:
+            if path.exists() and path.read_bytes().count(b"\n") >= count:
+                return
+            time.sleep(0.02)
+        self.fail(f"{path} has not got {count} lines")
+
+    def workers_of(self, process):
+        return [int(pid) for pid in (subprocess.run(
+            ["ps", "-o", "pid=", "--ppid", str(process.pid)], capture_output=True, text=True,
+            check=True).stdout.split())]
+
+    def test_an_interrupted_run_goes_on_and_counts_nothing_twice(self):
+        lines = self.lines_of(40).read_text().splitlines(keepends=True)
+        expected = self.fleet("--inventories", self.folder / "machines.ndjson").stdout
+        output = self.folder / "results.ndjson"
+        process = self.run_slowly("--output", output)
+        process.stdin.write("".join(lines[:11]))
+        process.stdin.flush()
+        self.wait_for_lines(output, 22)
+        process.send_signal(signal.SIGKILL)
+        process.communicate()
+        whole = output.read_bytes()
+        for torn in (b"", b'{"machine":"m00', b'{"machine":"m0000","outcome":"done"'):
+            output.write_bytes(whole + torn)
+            summary = self.folder / "summary.json"
+            result = self.fleet("--inventories", self.folder / "machines.ndjson", "--output",
+                                output, "--resume", "--json", summary)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(output.read_text(), expected)
+            self.assertEqual(json.loads(summary.read_text())["machines"], 40)
+
+    def test_records_without_their_machines_end_are_dropped(self):
+        self.lines_of(4)
+        output = self.folder / "results.ndjson"
+        expected = self.fleet("--inventories", self.folder / "machines.ndjson").stdout
+        lines = expected.splitlines(keepends=True)
+        for kept in range(len(lines)):
+            output.write_text("".join(lines[:kept]))
+            self.fleet("--inventories", self.folder / "machines.ndjson", "--output", output,
+                       "--resume")
+            self.assertEqual(output.read_text(), expected, kept)
+
+    def test_results_of_other_inventories_are_not_gone_on_with(self):
+        output = self.folder / "results.ndjson"
+        self.fleet("--inventories", self.machines(3), "--output", output)
+        other = self.lines_of(3, first=1)
+        self.assert_failed(self.fleet("--inventories", other, "--output", output, "--resume"), 1,
+                           "m0000", "m0001")
+
+    def test_a_worker_that_ends_costs_one_answer(self):
+        lines = self.lines_of(6).read_text().splitlines(keepends=True)
+        output = self.folder / "results.ndjson"
+        process = self.run_slowly("--output", output, "--jobs", 2, "--plugin",
+                                  CRASHING)
+        process.stdin.write("".join(lines))
+        process.stdin.close()
+        process.wait(60)
+        process.stderr.close()
+        self.assertEqual(process.returncode, 0)
+        ends = [line for line in records_of(output.read_text()) if "outcome" in line]
+        self.assertEqual([line["machine"] for line in ends], [f"m{n:04}" for n in range(6)])
+        for number, line in enumerate(ends):
+            crashes = number % 3 == 0
+            self.assertEqual("signal 6" in "".join(line["errors"]), crashes, line)
+
+    def test_a_worker_without_memory_costs_one_answer(self):
+        folder = self.machines(6)
+        self.write("inventories/m0001.xml", document((MACHINE, SYSTEM, bios("YUE113A"))))
+        result = self.fleet("--inventories", folder, "--jobs", 1, "--plugin", CRASHING)
+        ends = [line for line in records_of(result.stdout) if "outcome" in line]
+        self.assertEqual([line["machine"] for line in ends], [f"m{n:04}" for n in range(6)])
+        for number, line in enumerate(ends):
+            self.assertEqual("out of memory" in "".join(line["errors"]), number == 1, line)
+
+
+class Shards(FleetTest):
+    def test_merged_shards_equal_one_run(self):
+        folder = self.machines(11)
+        whole = self.fleet("--inventories", folder, "--json", self.folder / "one.json").stdout
+        parts = []
+        for number in (1, 2, 3):
+            parts.append(self.folder / f"part-{number}.ndjson")
+            self.fleet("--inventories", folder, "--shard", f"{number}/3", "--output", parts[-1])
+        merged = self.run_program("fleet", "--merge", *parts, "--json", self.folder / "all.json")
+        self.assertEqual(merged.stdout, whole)
+        self.assertEqual((self.folder / "all.json").read_text(),
+                         (self.folder / "one.json").read_text())
+
+    def test_a_shard_that_is_not_whole_is_named(self):
+        folder = self.machines(9)
+        parts = [self.folder / f"part-{number}.ndjson" for number in (1, 2)]
+        for number, part in enumerate(parts, 1):
+            self.fleet("--inventories", folder, "--shard", f"{number}/2", "--output", part)
+        whole = parts[0].read_text()
+        parts[0].write_text(whole[:-5])
+        self.assert_failed(self.run_program("fleet", "--merge", *parts, "--output", "x"), 1,
+                           "part-1", "--resume")
+        parts[0].write_text("".join(whole.splitlines(keepends=True)[:4]))
+        self.assert_failed(self.run_program("fleet", "--merge", *parts, "--output", "x"), 1,
+                           "part-1")
+
+
+class Summaries(FleetTest):
+    def test_json_counts_machines_components_types_and_failures(self):
+        folder = self.machines(9)
+        self.write("inventories/z.xml", "no XML")
+        result = self.fleet("--inventories", folder, "--output", self.folder / "r", "--json", "-")
+        summary = json.loads(result.stdout)
+        self.assertEqual([summary[key] for key in ("machines", "checked", "failed", "withUpdates")],
+                         [10, 9, 1, 3])
+        counts = {"outdated": 3, "unknown": 0, "newer": 0, "current": 6}
+        self.assertEqual(summary["verdicts"], counts)
+        self.assertEqual(summary["components"],
+                         [{"Type": "Firmware", "Name": "System BIOS", "verdicts": counts}])
+        self.assertEqual(summary["machineTypes"], [{"machineType": "4638", "machines": 9,
+                                                    "withUpdates": 3, "verdicts": counts}])
+        self.assertEqual((summary["failures"][0]["machine"], summary["failures"][0]["outcome"]),
+                         ("z", "failed"))
+
+    def test_a_run_into_a_file_ends_with_a_table(self):
+        result = self.fleet("--inventories", self.machines(3), "--output", self.folder / "r")
+        self.assertIn("3 machines compared, 1 with updates to install; 0 failed", result.stdout)
+        self.assertIn("Firmware System BIOS", result.stdout)
+
+    def test_pages_lead_from_the_index_to_each_machine(self):
+        self.machines(1, "site/<rack> 1%")
+        result = self.fleet("--inventories", self.folder / "site", "--html", self.folder / "pages")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        index = (self.folder / "pages/index.html").read_text()
+        self.assertIn("1 of 1 machines have updates to install", index)
+        self.assertIn("&lt;rack&gt; 1%/m0000", index)
+        address = index.split('href="')[1].split('"')[0].replace("%25", "%")
+        page = (self.folder / "pages" / address).read_text()
+        self.assertIn("System BIOS", page)
+        self.assertEqual(self.leftovers(), [])
+
+
+class Logs(FleetTest):
+    def test_log_and_records_equal_those_of_a_query(self):
+        folder = self.machines(4)
+        logs = self.folder / "logs"
+        result = self.fleet("--inventories", folder, "--logs", logs)
+        for number in range(4):
+            log = self.folder / "query.ndjson"
+            query = self.run_program("query", "--inventory", folder / f"m{number:04}.xml",
+                                     "--context", f"svPath={self.folder / 'catalogue'}",
+                                     "--log", log)
+            self.assertEqual((logs / f"m{number:04}.ndjson").read_text(), log.read_text())
+            records = [{key: line[key] for key in RECORD_KEYS[1:5]}
+                       for line in records_of(result.stdout)
+                       if line["machine"] == f"m{number:04}" and "Type" in line]
+            self.assertEqual(records, records_of(query.stdout))
+
+
+if __name__ == "__main__":
+    main()
