@@ -9,7 +9,10 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 BUILD = Path(sys.argv[1]).resolve()
-LIBRARY = Path(sys.argv[2]).resolve()
+# The loader takes a blank in LD_PRELOAD for the end of a name: the library is named by a link.
+LINKS = tempfile.TemporaryDirectory(prefix="faults-")
+LIBRARY = Path(LINKS.name) / "faults.so"
+LIBRARY.symlink_to(Path(sys.argv[2]).resolve())
 PROGRAM = BUILD / "bin" / "svcheck"
 SAMPLE = BUILD / "share" / "svcheck" / "sample"
 CALLS, MEMORY = "calls", "memory"
