@@ -35,6 +35,6 @@ function(svc_host_library name)
   svc_wall(${name} runtime/${name})
   target_compile_definitions(${name} PRIVATE ${arg_MACRO})
   target_link_libraries(${name} PUBLIC host ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
-  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-                          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libsvchecker
+                          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT libsvchecker)
 endfunction()

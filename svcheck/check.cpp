@@ -116,8 +116,7 @@ TCheckVerb::TCheckVerb(CLI::App& app) {
       .Excludes(inventory);
   AddReportOptions(app, reportOptions);
   AddWaiversOption(app, reportOptions);
-  AddText(app, "--progress", progress, "Show progress on standard error: auto, always, never",
-          "WHEN")
+  AddText(app, "--progress", progress, "Show progress on standard error", "WHEN")
       .OneOf({"auto", "always", "never"});
   AddFlag(app, "--timings", timings, "Tell on standard error where the time went");
   AddQueryOptions(app, options);

@@ -1,11 +1,16 @@
-// The command line of one verb.
+// The command line of one verb, completed by the settings of environment and configuration files.
 #ifndef SVCHECK_COMMAND_LINE_H_
 #define SVCHECK_COMMAND_LINE_H_
 
 #include <memory>
-#include <string>
+#include <vector>
 
+#include "svcheck/settings.h"
 #include "svcheck/verb.h"
+
+namespace CLI {
+class Option;
+}
 
 namespace svc {
 
@@ -21,15 +26,21 @@ class TCommandLine {
   TCommandLine& operator=(const TCommandLine&) = delete;
 
   // arguments[0] is the verb's name. Throws TFailure (64).
-  EAsked Parse(int count, char** arguments) const;
-  // What the verb does and each of its options.
-  std::string Help() const;
+  EAsked Parse(int count, char** arguments);
+  // What was asked for help: the verb, or one of its commands.
+  TCommandDescription Asked() const;
+  // Fills in what the command line does not give. Throws TFailure (64).
+  void Apply(const std::vector<TSetting>& settings);
+
   IVerb& Verb() const noexcept { return *made; }
 
  private:
+  void DemandRequired() const;
+
   const TVerb& verb;
   std::unique_ptr<CLI::App> app;
   std::unique_ptr<IVerb> made;
+  std::vector<const CLI::Option*> demanded;  // Once the settings are in force.
 };
 
 }  // namespace svc

@@ -36,7 +36,9 @@ class TDiffVerb : public IVerb {
   explicit TDiffVerb(CLI::App& app) {
     AddWord(app, "OLD", oldFile, "The earlier report of `svcheck check --format json`").Required();
     AddWord(app, "NEW", newFile, "The later one").Required();
-    AddOutputOptions(app, options, FormatNames(), "End with status 2 when a record became so");
+    // It has fewer formats than the reports that a setting is for.
+    AddOutputOptions(app, options, FormatNames(), "End with status 2 when a record became so")
+        .CommandLineOnly();
   }
 
   int Run() override {

@@ -4,35 +4,59 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
+#include <utility>
 #include <vector>
 
-#include "svcheck/failure.h"
 #include "svcheck/output.h"
 #include "svcheck/paths.h"
 #include "svcheck/query_run.h"
+#include "svcheck/suggestion.h"
 
 namespace svc {
 
 namespace {
 
-// How many letters must be typed, dropped or exchanged to make one word of the other (Levenshtein).
-std::size_t Distance(std::string_view left, std::string_view right) {
-  std::vector<std::size_t> row(right.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < left.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i + 1);
-    for (std::size_t k = 0; k < right.size(); ++k) {
-      const std::size_t replaced = diagonal + (left[i] == right[k] ? 0 : 1);
-      diagonal = row[k + 1];
-      row[k + 1] = std::min({replaced, row[k] + 1, row[k + 1] + 1});
-    }
-  }
-  return row.back();
-}
+constexpr std::size_t kColumns = 96;
+constexpr std::size_t kTextColumn = 28;
 
 void Print(std::FILE* file, const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), file);
+}
+
+// Breaks at blanks; every line but the first begins at the column.
+std::string Wrapped(std::string_view text, std::size_t column) {
+  const std::size_t room = kColumns - column;
+  std::string lines;
+  while (text.size() > room) {
+    std::size_t end = text.rfind(' ', room);
+    if (end == std::string_view::npos) end = std::min(text.find(' '), text.size());
+    lines += text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (!text.empty()) lines += '\n' + std::string(column, ' ');
+  }
+  return lines + std::string(text);
+}
+
+// A name on the left, its text on the right.
+std::string Row(const std::string& name, const std::string& text) {
+  const std::string gap = name.size() + 4 <= kTextColumn
+                              ? std::string(kTextColumn - 2 - name.size(), ' ')
+                              : '\n' + std::string(kTextColumn, ' ');
+  return "  " + name + gap + Wrapped(text, kTextColumn) + '\n';
+}
+
+std::string Rows(const char* title, const std::vector<TOptionDescription>& options) {
+  if (options.empty()) return {};
+  std::string text = fmt::format("\n{}:\n", title);
+  for (const TOptionDescription& option : options) text += Row(UsageOf(option), TextOf(option));
+  return text;
+}
+
+std::string Examples(const TCommandDescription& command) {
+  if (command.examples.empty()) return {};
+  std::string text = "\nExamples:\n";
+  for (const std::string& example : command.examples) text += fmt::format("  {}\n", example);
+  return text;
 }
 
 }  // namespace
@@ -41,21 +65,24 @@ int PrintProgramHelp(std::FILE* file) {
   std::string text =
       "Which firmware and drivers of this machine does the update catalogue offer?\n\n"
       "Usage: svcheck VERB [OPTIONS]\n\nVerbs:\n";
-  for (const TVerb& verb : kVerbs) text += fmt::format("  {:<12} {}\n", verb.name, verb.summary);
+  for (const TVerb& verb : kVerbs) {
+    if (verb.kind != EVerbKind::kHidden)
+      text += fmt::format("  {:<12} {}\n", verb.name, verb.summary);
+  }
   text += "\n`svcheck VERB --help` tells the options of a verb, `svcheck --version` the version.\n";
   Print(file, text);
   if (file == stdout) FlushStandardOutput();
   return kExitDone;
 }
 
-int PrintVerbHelp(const TVerb& verb, std::string text) {
-  text += "\nExamples:\n";
-  std::string_view rest = verb.examples;
-  while (!rest.empty()) {
-    const std::size_t end = rest.find('\n');
-    text += fmt::format("  {}\n", rest.substr(0, end));
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+int PrintHelp(const TCommandDescription& command) {
+  std::string text = fmt::format("{}\n\nUsage: {}\n", command.summary, UsageOf(command));
+  if (!command.commands.empty()) text += "\nCommands:\n";
+  for (const TCommandDescription& inner : command.commands) {
+    text += Row(inner.name.substr(command.name.size() + 1), inner.summary);
   }
+  text +=
+      Rows("Arguments", command.positionals) + Rows("Options", command.options) + Examples(command);
   Print(stdout, text);
   FlushStandardOutput();
   return kExitDone;
@@ -73,18 +100,12 @@ int PrintVersion() {
 }
 
 std::string UnknownVerb(std::string_view word) {
-  constexpr std::size_t kNear = 3;
-  const TVerb* best = nullptr;
-  std::size_t bestDistance = kNear;
+  std::vector<std::string> names;
   for (const TVerb& verb : kVerbs) {
-    const std::size_t distance = Distance(word, verb.name);
-    if (distance >= bestDistance) continue;
-    best = &verb;
-    bestDistance = distance;
+    if (verb.kind != EVerbKind::kHidden) names.emplace_back(verb.name);
   }
-  std::string text = fmt::format("there is no verb \"{}\"; ", word);
-  if (best != nullptr) text += fmt::format("did you mean \"{}\"? ", best->name);
-  return text + "`svcheck --help` lists them all";
+  return fmt::format("there is no verb \"{}\"; {}`svcheck --help` lists them all", word,
+                     DidYouMean(word, names));
 }
 
 const TVerb* FindVerb(std::string_view name) noexcept {

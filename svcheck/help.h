@@ -2,17 +2,35 @@
 #ifndef SVCHECK_HELP_H_
 #define SVCHECK_HELP_H_
 
+#include <array>
 #include <cstdio>
 #include <string>
 #include <string_view>
 
+#include "svcheck/failure.h"
 #include "svcheck/verb.h"
+#include "svcheck/verb_description.h"
 
 namespace svc {
 
+struct TExitStatus {
+  int status;
+  std::string_view meaning;
+};
+
+inline constexpr std::array kExitStatuses = {
+    TExitStatus{kExitDone, "done, whatever was found"},
+    TExitStatus{kExitFailure, "any failure without a number of its own"},
+    TExitStatus{kExitCondition, "the condition of --fail-on holds"},
+    TExitStatus{kExitException, "query: an exception left the plug-in"},
+    TExitStatus{
+        kExitCatalogue,
+        "the catalogue is missing, unreadable, too old or not trusted, or the download failed"},
+    TExitStatus{kExitUsage, "the command line or the configuration is wrong"},
+};
+
 int PrintProgramHelp(std::FILE* file);
-// `options` is what the command line says of the verb's options.
-int PrintVerbHelp(const TVerb& verb, std::string options);
+int PrintHelp(const TCommandDescription& command);
 // The program's version and the identity of the installed plug-in, where it can be loaded.
 int PrintVersion();
 

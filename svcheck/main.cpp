@@ -1,5 +1,4 @@
-// The program: finds the verb, reads its options, runs it and turns failures into one line and an
-// exit status.
+// The program: finds the verb, runs it and turns failures into one line and an exit status.
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -16,10 +15,9 @@ namespace svc {
 namespace {
 
 int RunVerb(const TVerb& verb, int argc, char** argv) {
-  if (verb.run != nullptr) return verb.run(argc, argv);
-  const TCommandLine commandLine(verb);
+  TCommandLine commandLine(verb);
   if (commandLine.Parse(argc, argv) == TCommandLine::EAsked::kHelp) {
-    return PrintVerbHelp(verb, commandLine.Help());
+    return PrintHelp(commandLine.Asked());
   }
   return commandLine.Verb().Run();
 }

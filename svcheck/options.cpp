@@ -1,6 +1,7 @@
 #include "svcheck/options.h"
 
 #include <CLI/CLI.hpp>
+#include <utility>
 
 namespace svc {
 
@@ -21,6 +22,16 @@ const TOption& TOption::OneOf(const std::vector<std::string>& words) const {
 
 const TOption& TOption::Within(int low, int high) const {
   option->check(CLI::Range(low, high));
+  return *this;
+}
+
+const TOption& TOption::ExistingFolder() const {
+  option->check(CLI::ExistingDirectory);
+  return *this;
+}
+
+const TOption& TOption::CommandLineOnly() const {
+  option->configurable(false);
   return *this;
 }
 
@@ -54,6 +65,11 @@ TOption AddNumber(CLI::App& app, const char* name, int& value, const char* descr
   return TOption(app.add_option(name, value, description)->option_text(valueName));
 }
 
+TOption AddCount(CLI::App& app, const char* name, std::optional<std::uint64_t>& value,
+                 const char* description, const char* valueName) {
+  return TOption(app.add_option(name, value, description)->option_text(valueName));
+}
+
 TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* description) {
   return TOption(app.add_flag(name, value, description));
 }
@@ -61,5 +77,14 @@ TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* descri
 TOption AddWord(CLI::App& app, const char* name, std::string& value, const char* description) {
   return TOption(app.add_option(name, value, description)->option_text(" "));
 }
+
+CLI::App& AddCommand(CLI::App& app, const char* name, const char* summary,
+                     std::function<void()> chosen) {
+  CLI::App* const command = app.add_subcommand(name, summary);
+  command->final_callback(std::move(chosen));
+  return *command;
+}
+
+void DemandCommand(CLI::App& app) { app.require_subcommand(1); }
 
 }  // namespace svc

@@ -3,6 +3,9 @@
 #ifndef SVCHECK_OPTIONS_H_
 #define SVCHECK_OPTIONS_H_
 
+#include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,8 +27,12 @@ class TOption {
   const TOption& OneOf(const std::vector<std::string>& words) const;
   // Takes a whole number from `low` to `high` only.
   const TOption& Within(int low, int high) const;
+  // Takes a folder that exists only.
+  const TOption& ExistingFolder() const;
   // Shows in the help what holds when the option is not given.
   const TOption& ShowDefault() const;
+  // Is not set by environment and configuration files: said anew for each run.
+  const TOption& CommandLineOnly() const;
 
  private:
   CLI::Option* option;
@@ -45,9 +52,18 @@ TOption AddTexts(CLI::App& app, const char* name, std::vector<std::string>& valu
                  const char* description, const char* valueName);
 TOption AddNumber(CLI::App& app, const char* name, int& value, const char* description,
                   const char* valueName);
+// Empty when it is not given.
+TOption AddCount(CLI::App& app, const char* name, std::optional<std::uint64_t>& value,
+                 const char* description, const char* valueName);
 TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* description);
 // A word that stands without an option's name; `name` is in capitals.
 TOption AddWord(CLI::App& app, const char* name, std::string& value, const char* description);
+
+// A command below the verb, with options of its own; `chosen` is called when it is given.
+CLI::App& AddCommand(CLI::App& app, const char* name, const char* summary,
+                     std::function<void()> chosen);
+// Demands one of the commands.
+void DemandCommand(CLI::App& app);
 
 }  // namespace svc
 

@@ -22,6 +22,12 @@ std::filesystem::path StateFolder();
 std::filesystem::path ConfigFolder();
 // Where the plug-in has the descriptions of a live query downloaded to.
 std::filesystem::path DownloadFolder();
+// The folder for the whole machine's configuration.
+std::filesystem::path SystemConfigFolder();
+// Whether somebody else than root and the user may change the file.
+bool OthersMayWrite(const std::filesystem::path& file);
+// Whether the user may make files in the folder.
+bool MayWriteTo(const std::filesystem::path& folder);
 
 }  // namespace svc
 

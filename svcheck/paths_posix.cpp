@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -50,5 +51,18 @@ fs::path StateFolder() {
 fs::path ConfigFolder() { return UserFolder("XDG_CONFIG_HOME", ".config"); }
 
 fs::path DownloadFolder() { return fs::path(DriveRoot()) / "c/QRX_Support/SV"; }
+fs::path SystemConfigFolder() { return "/etc/svcheck"; }
+
+// A group of its owner's own number is the owner's private one.
+bool OthersMayWrite(const fs::path& file) {
+  struct stat status {};
+  if (::stat(file.c_str(), &status) != 0) return false;
+  const bool byGroup = (status.st_mode & S_IWGRP) != 0 && status.st_gid != 0 &&
+                       status.st_gid != static_cast<gid_t>(status.st_uid);
+  return byGroup || (status.st_mode & S_IWOTH) != 0 ||
+         (status.st_uid != 0 && status.st_uid != ::geteuid());
+}
+
+bool MayWriteTo(const fs::path& folder) { return ::access(folder.c_str(), W_OK | X_OK) == 0; }
 
 }  // namespace svc

@@ -1,3 +1,4 @@
+#include <io.h>
 #include <windows.h>
 
 #include <cstdlib>
@@ -40,5 +41,14 @@ fs::path Absolute(const std::string& path) {
 fs::path StateFolder() { return UserFolder(L"LOCALAPPDATA"); }
 fs::path ConfigFolder() { return UserFolder(L"APPDATA"); }
 fs::path DownloadFolder() { return "C:\\QRX_Support\\SV"; }
+fs::path SystemConfigFolder() { return UserFolder(L"ProgramData"); }
+
+// The folders of the system's configuration and of the user's have rights that keep others out.
+bool OthersMayWrite(const fs::path& /*file*/) { return false; }
+
+bool MayWriteTo(const fs::path& folder) {
+  constexpr int kWrite = 2;
+  return _waccess(folder.c_str(), kWrite) == 0;
+}
 
 }  // namespace svc

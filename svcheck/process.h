@@ -13,6 +13,9 @@ int ProcessId() noexcept;
 // A file for writing bytes that was not there before. Null where it cannot be made; errno says why.
 std::FILE* OpenNewFile(const std::filesystem::path& path);
 
+// Its environment: "NAME=VALUE" each, with a null pointer behind the last. May be null.
+char** Environment() noexcept;
+
 // A program may be started with its standard streams closed; then the first file it opens would be
 // taken for one. Called once, first of all.
 void GuardStandardStreams() noexcept;

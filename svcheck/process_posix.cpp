@@ -20,6 +20,8 @@ std::FILE* OpenNewFile(const std::filesystem::path& path) {
   return std::fopen(path.c_str(), "wbx");
 }
 
+char** Environment() noexcept { return environ; }
+
 void GuardStandardStreams() noexcept {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     // Reading only: what is written to a closed standard output is an error, not lost in silence.

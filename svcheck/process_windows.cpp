@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -48,6 +49,8 @@ std::FILE* OpenNewFile(const std::filesystem::path& path) {
             _SH_DENYWR, _S_IREAD | _S_IWRITE);
   return file == -1 ? nullptr : _fdopen(file, "wb");
 }
+
+char** Environment() noexcept { return _environ; }
 
 // The C runtime leaves a closed standard stream without a number that a file could take. What the
 // program writes is UTF-8, and a console shows it so.

@@ -40,6 +40,12 @@ void DemandTrust(const TQueryOptions& options) {
       kExitUsage);
 }
 
+std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
+  return path.empty() ? otherwise() : Absolute(path);
+}
+
+}  // namespace
+
 void ApplyDownloadSettings(const TQueryOptions& options) {
   acquire::TSettings settings = acquire::GetSettings();
   settings.repository = options.repository;
@@ -54,12 +60,6 @@ void ApplyDownloadSettings(const TQueryOptions& options) {
   acquire::SetSettings(std::move(settings));
 }
 
-std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
-  return path.empty() ? otherwise() : Absolute(path);
-}
-
-}  // namespace
-
 TOption AddInventoryOption(CLI::App& app, TQueryOptions& options) {
   return AddList(app, "--inventory", options.inventories,
                  "Inventory of a machine, a CIM-XML file; may be given several times", "FILE");
@@ -70,10 +70,7 @@ void AddPluginOptions(CLI::App& app, TQueryOptions& options) {
           "Do not declare the host's inventory classes");
   AddList(app, "--context", options.context,
           "An entry of the query's context, handed to the plug-in as it is", "NAME=VALUE");
-  AddText(app, "--data-dir", options.dataFolder,
-          "Folder that holds sv/; the installed one if not given", "DIR");
-  AddText(app, "--plugin", options.plugin, "The plug-in; the installed one if not given", "FILE");
-  AddText(app, "--drive-root", options.driveRoot, "Folder below which drive letters lie", "DIR");
+  AddPlaceOptions(app, options);
   AddNumber(app, "--log-level", options.logLevel, "Keep the levels 0 to N of the log", "N")
       .Within(0, 4)
       .ShowDefault();
@@ -82,6 +79,17 @@ void AddPluginOptions(CLI::App& app, TQueryOptions& options) {
 void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
   AddPluginOptions(app, options);
   AddText(app, "--log", options.logFile, "Write the plug-in's log, one JSON object a line", "FILE");
+  AddRepositoryOptions(app, options);
+}
+
+void AddPlaceOptions(CLI::App& app, TQueryOptions& options) {
+  AddText(app, "--data-dir", options.dataFolder,
+          "Folder that holds sv/; the installed one if not given", "DIR");
+  AddText(app, "--plugin", options.plugin, "The plug-in; the installed one if not given", "FILE");
+  AddText(app, "--drive-root", options.driveRoot, "Folder below which drive letters lie", "DIR");
+}
+
+void AddRepositoryOptions(CLI::App& app, TQueryOptions& options) {
   AddText(app, "--repository", options.repository, "Address of the repository of live catalogues",
           "URL");
   const TOption key = AddText(app, "--repository-key", options.repositoryKey,

@@ -37,11 +37,17 @@ struct TQueryOptions {
 void AddQueryOptions(CLI::App& app, TQueryOptions& options);
 // Those of them that say which plug-in runs and what surrounds it.
 void AddPluginOptions(CLI::App& app, TQueryOptions& options);
+// Parts of them: where the program's own files are, and the repository with whom to trust.
+void AddPlaceOptions(CLI::App& app, TQueryOptions& options);
+void AddRepositoryOptions(CLI::App& app, TQueryOptions& options);
 TOption AddInventoryOption(CLI::App& app, TQueryOptions& options);
 
 // The context entries as the plug-in gets them: texts, but "svProxy" an array, split at the first
 // three commas. Throws TFailure (64) for an entry without "=".
 NQRXHSK20::CIMContext ContextOf(const std::vector<std::string>& entries);
+
+// Puts the process's settings for downloads in force.
+void ApplyDownloadSettings(const TQueryOptions& options);
 
 // What a run needs, with every path made absolute, and the process's settings for downloads and
 // drive letters in force. Throws TFailure (64) for a live query that trusts nobody.

@@ -45,6 +45,8 @@ class TCurrentFolder {
   fs::path before;
 };
 
+}  // namespace
+
 // The parser reads a block of the C runtime's allocator, zeroed behind the text.
 void ParseDocument(const boost::shared_ptr<ICIMNamespace>& target, const std::string& document) {
   const std::unique_ptr<char, decltype(&std::free)> block(
@@ -53,8 +55,6 @@ void ParseDocument(const boost::shared_ptr<ICIMNamespace>& target, const std::st
   std::memcpy(block.get(), document.data(), document.size());
   TCIMXMLParser(target).Parse(block.get());
 }
-
-}  // namespace
 
 std::vector<boost::shared_ptr<ICIMInstance>> InstancesOf(
     const boost::shared_ptr<ICIMNamespace>& source, const char* className) {

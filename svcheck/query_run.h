@@ -76,6 +76,10 @@ class TQueryRun {
   std::size_t recordsBefore = 0;
 };
 
+// Reads a CIM-XML document in memory. Throws THSKException.
+void ParseDocument(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
+                   const std::string& document);
+
 // Every instance of a class, subclasses included, in order of creation; none when there is no such
 // class.
 std::vector<boost::shared_ptr<NQRXHSK20::ICIMInstance>> InstancesOf(

@@ -85,19 +85,21 @@ std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
 
 }  // namespace
 
-void AddOutputOptions(CLI::App& app, TReportOptions& options,
-                      const std::vector<std::string>& formats, const char* failOnDescription) {
-  AddText(app, "--format", options.format, "Format of the report", "FORMAT").OneOf(formats);
+TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
+                         const std::vector<std::string>& formats, const char* failOnDescription) {
+  const TOption format =
+      AddText(app, "--format", options.format, "Format of the report", "FORMAT").OneOf(formats);
   AddText(app, "--output", options.outputFile, "Where the report goes; \"-\" is standard output",
           "FILE");
   AddText(app, "--fail-on", options.failOn, failOnDescription, "CONDITION")
       .OneOf({"none", "outdated", "different"});
-  AddText(app, "--color", options.color, "Colour the table: auto, always, never", "WHEN")
+  AddText(app, "--color", options.color, "Colour the table", "WHEN")
       .OneOf({"auto", "always", "never"});
   AddText(app, "--width", options.width,
           "Cut the table to so many columns; 0 for no cut, \"terminal\" for the terminal's",
           "COLUMNS")
       .ShowDefault();
+  return format;
 }
 
 void AddReportOptions(CLI::App& app, TReportOptions& options) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "report/render.h"
+#include "svcheck/options.h"
 #include "svcheck/output.h"
 
 namespace CLI {
@@ -27,9 +28,9 @@ struct TReportOptions {
 // Adds them; the options object outlives the parsing.
 void AddReportOptions(CLI::App& app, TReportOptions& options);
 void AddWaiversOption(CLI::App& app, TReportOptions& options);
-// The same for a verb with formats of its own.
-void AddOutputOptions(CLI::App& app, TReportOptions& options,
-                      const std::vector<std::string>& formats, const char* failOnDescription);
+// The same for a verb with formats of its own; returns the option of the format.
+TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
+                         const std::vector<std::string>& formats, const char* failOnDescription);
 
 // How the options want a report shown. Throws TFailure (64) for a width that is none.
 report::TRenderOptions RenderingOf(const TReportOptions& options);

@@ -159,9 +159,11 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
            "CIM-XML files, folders of them, or files with one machine a line, as `svcheck collect "
            "--format ndjson` writes; each may be compressed; \"-\" is such lines from standard "
            "input",
-           "PATH...");
+           "PATH...")
+      .CommandLineOnly();
   AddText(app, "--output", options.output, "Where the results go; \"-\" is standard output",
-          "FILE");
+          "FILE")
+      .CommandLineOnly();
   AddNumber(app, "--jobs", options.jobs, "Compare so many machines at once; 0 for one a processor",
             "N")
       .Within(0, kMostJobs)
@@ -170,16 +172,24 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
                                "Compare only the machines I, N + I, 2 N + I, ...", "I/N");
   const TOption resume = AddFlag(app, "--resume", options.resume,
                                  "Go on with the output of a run that was interrupted");
+  part.CommandLineOnly();
+  resume.CommandLineOnly();
   AddTexts(app, "--merge", options.merged,
            "Compare nothing: put the results of shards, given in their order, together", "FILE...")
       .Excludes(part)
-      .Excludes(resume);
-  AddText(app, "--json", options.json, "Where a summary for programs goes", "FILE");
-  AddText(app, "--table", options.table, "Where a summary for people goes", "FILE");
-  AddText(app, "--html", options.html, "Folder for a page a machine, and an index of them", "DIR");
-  AddText(app, "--logs", options.logFolder, "Folder for the plug-in's logs, one a machine", "DIR");
+      .Excludes(resume)
+      .CommandLineOnly();
+  AddText(app, "--json", options.json, "Where a summary for programs goes", "FILE")
+      .CommandLineOnly();
+  AddText(app, "--table", options.table, "Where a summary for people goes", "FILE")
+      .CommandLineOnly();
+  AddText(app, "--html", options.html, "Folder for a page a machine, and an index of them", "DIR")
+      .CommandLineOnly();
+  AddText(app, "--logs", options.logFolder, "Folder for the plug-in's logs, one a machine", "DIR")
+      .CommandLineOnly();
   AddText(app, "--fail-on", options.failOn, "End with status 2 when a machine is so", "CONDITION")
-      .OneOf({"none", "outdated", "different", "failed"});
+      .OneOf({"none", "outdated", "different", "failed"})
+      .CommandLineOnly();
   AddPluginOptions(app, options.query);
 }
 

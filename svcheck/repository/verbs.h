@@ -3,24 +3,9 @@
 #ifndef SVCHECK_REPOSITORY_VERBS_H_
 #define SVCHECK_REPOSITORY_VERBS_H_
 
-#include <cstdint>
-#include <optional>
-#include <string>
+#include "svcheck/repository/command.h"
 
 namespace svc::repository {
-
-struct TCommand {
-  std::string folder;
-  std::string dataFolder;
-  std::optional<std::uint64_t> serial;
-  std::string expires;  // Empty: so many days from now.
-  unsigned days = 180;
-  std::string publicKeyFile;
-  std::string secretKeyFile;
-  std::string comment;
-  bool allowUnsigned = false;
-  bool noPassword = false;
-};
 
 void MakeKeys(const TCommand& command);
 void BuildManifest(const TCommand& command);

@@ -229,7 +229,9 @@ class LintTest(ProgramTest):
     def test_help(self):
         result = self.run_program("catalogue", "lint", "--help")
         self.assertEqual(result.returncode, 0)
-        self.assertIn("Exit status: 0 no errors, 2 errors were found", result.stdout)
+        self.assertIn("Usage: svcheck catalogue lint [OPTIONS] DIR", result.stdout)
+        self.assertIn("svcheck catalogue lint --live --format json /srv/descriptions",
+                      result.stdout)
 
 
 if __name__ == "__main__":
