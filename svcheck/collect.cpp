@@ -23,9 +23,10 @@ class TCollectVerb : public IVerb {
     AddText(app, "--root", root, "Read another system tree than this machine's", "DIR");
     AddText(app, "--format", format, "As a CIM-XML document, or as a line for `svcheck fleet`",
             "FORMAT")
-        .OneOf({"xml", "ndjson"});
-    AddText(app, "--machine", machine, "The machine's name in that line, not its host name",
-            "NAME");
+        .OneOf({"xml", "ndjson"})
+        .CommandLineOnly();
+    AddText(app, "--machine", machine, "The machine's name in that line, not its host name", "NAME")
+        .CommandLineOnly();
     AddFlag(app, "--redact", redact, "Leave serial numbers and UUIDs out");
     AddText(app, "--capture", captureFile,
             "Write the files that the inventory is made of into a tar archive instead", "FILE")

@@ -86,14 +86,15 @@ inline constexpr std::array kVerbs = {
           "svcheck diff yesterday.json today.json --format json --fail-on outdated\n",
           "Compares two reports of `svcheck check --format json` record by record: what is new, "
           "gone, or has another verdict or version."},
-    TVerb{"fleet", "Compare many machines, by their inventories, with one catalogue", MakeFleet,
-          "svcheck fleet --catalogue /srv/catalogue --inventories inventories --output all.ndjson\n"
-          "svcheck fleet --catalogue /srv/catalogue --inventories fleet.ndjson.zst "
-          "--output all.ndjson --html report\n"
-          "svcheck fleet --merge part-1.ndjson part-2.ndjson --output all.ndjson\n",
-          "Runs the query of each machine against a catalogue that is read once, in several "
-          "processes, and writes one JSON object a line, in the order of the inventories. A machine "
-          "that cannot be checked is reported as failed and costs nobody else an answer."},
+    TVerb{
+        "fleet", "Compare many machines, by their inventories, with one catalogue", MakeFleet,
+        "svcheck fleet --catalogue /srv/catalogue --inventories inventories --output all.ndjson\n"
+        "svcheck fleet --catalogue /srv/catalogue --inventories fleet.ndjson.zst "
+        "--output all.ndjson --html report\n"
+        "svcheck fleet --merge part-1.ndjson part-2.ndjson --output all.ndjson\n",
+        "Runs the query of each machine against a catalogue that is read once, in several "
+        "processes, and writes one JSON object a line, in the order of the inventories. A machine "
+        "that cannot be checked is reported as failed and costs nobody else an answer."},
     TVerb{
         "collect", "Write the inventory of this machine", MakeCollect,
         "svcheck collect --output machine.xml\n"

@@ -161,8 +161,7 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
            "input",
            "PATH...")
       .CommandLineOnly();
-  AddText(app, "--output", options.output, "Where the results go; \"-\" is standard output",
-          "FILE")
+  AddText(app, "--output", options.output, "Where the results go; \"-\" is standard output", "FILE")
       .CommandLineOnly();
   AddNumber(app, "--jobs", options.jobs, "Compare so many machines at once; 0 for one a processor",
             "N")

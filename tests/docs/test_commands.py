@@ -22,7 +22,7 @@ BUILD = pathlib.Path(sys.argv[1]).resolve()
 SOURCE = pathlib.Path(sys.argv[2]).resolve()
 SAMPLE = BUILD / "share" / "svcheck" / "sample"
 PAGES = [SOURCE / "README.md", SOURCE / "CONTRIBUTING.md", *sorted((SOURCE / "docs").rglob("*.md"))]
-REASONS = {"root": "installs packages", "network": "asks a server on the network",
+REASONS = {"root": "installs packages", "network": "asks another machine on the network",
            "machine": "its status depends on the machine",
            "compiler": "tests/plugin_example builds it"}
 FENCE = re.compile(r"(?ms)^(<!-- tried -->\n)?```([^\n]*)\n(.*?)^```$")
