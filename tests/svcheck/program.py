@@ -16,6 +16,8 @@ DATA = BUILD / "share" / "svcheck"
 SAMPLE = DATA / "sample"
 SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[2] / "docs" / "report.schema.json")
                     .read_text())
+# A program under the address sanitizer ends where memory does, and cannot be traced for leaks.
+SANITIZED = b"__asan_init" in PROGRAM.read_bytes()
 DIALECT = '<?sv-catalogue version="4.02"?>'
 
 
