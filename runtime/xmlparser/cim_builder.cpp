@@ -214,7 +214,8 @@ TCimBuilder::TProperty TCimBuilder::PropertyOfTag() {
     (void)tokens.Required("NAME");
     const auto written = reader.Attribute("TYPE");
     const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
-    if (!type) reader.Fail("unknown TYPE \"" + std::string(*written) + "\"");
+    if (!type || type == ECIMType::kReference)
+      reader.Fail("unknown TYPE \"" + std::string(*written) + "\"");
     note.attribute = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
     note.number = writer.NameOf(reader.AttributeValue(note.attribute)).number;
     note.detail = static_cast<std::uint32_t>(*type) + 1;

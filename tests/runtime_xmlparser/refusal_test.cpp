@@ -37,6 +37,9 @@ const std::vector<TCase> kRefused = {
     {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY NAME='P' TYPE='int'/></INSTANCE>"
      "</VALUE.OBJECT>",
      3, "\"int\""},
+    {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY NAME='P' TYPE='reference'/></INSTANCE>"
+     "</VALUE.OBJECT>",
+     3, "\"reference\""},
     {"<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY NAME='P'><VALUE>a</VALUE>\n<VALUE>b</VALUE>"
      "</PROPERTY></INSTANCE></VALUE.OBJECT>",
      4, "second value"},
