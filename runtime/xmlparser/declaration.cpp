@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "runtime/xmlparser/byte_scan.h"
+#include "runtime/xmlparser/characters.h"
 
 namespace svc::xml {
 namespace {
@@ -11,8 +12,10 @@ constexpr std::string_view kOpening = "<?xml";
 
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-bool IsValueByte(char c) {
-  return IsLetter(c) || (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '_';
+bool IsPlain(std::string_view value) {
+  return std::all_of(value.begin(), value.end(), [](char c) {
+    return IsLetter(c) || (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '_';
+  });
 }
 
 void CutBlanks(std::string_view& text) {
@@ -25,7 +28,6 @@ std::optional<std::string_view> CutQuoted(std::string_view& text) {
   const std::size_t close = text.find(text[0], 1);
   if (close == text.npos) return {};
   const std::string_view value = text.substr(1, close - 1);
-  if (!std::all_of(value.begin(), value.end(), IsValueByte)) return {};
   text.remove_prefix(close + 1);
   return value;
 }
@@ -36,8 +38,7 @@ std::optional<TPseudoAttribute> CutPseudoAttribute(std::string_view& text) {
   std::string_view rest = text;
   CutBlanks(rest);
   if (rest.size() == text.size()) return {};
-  const auto nameEnd = std::find_if_not(rest.begin(), rest.end(), IsLetter);
-  const std::string_view name(rest.begin(), nameEnd);
+  const std::string_view name(rest.begin(), SkipName(rest.begin(), rest.end()));
   if (name.empty()) return {};
   rest.remove_prefix(name.size());
   CutBlanks(rest);
@@ -58,10 +59,10 @@ bool BeginsWithDeclaration(std::string_view document) {
 std::optional<TDeclaration> ReadDeclaration(std::string_view contents) {
   TDeclaration declaration;
   auto item = CutPseudoAttribute(contents);
-  if (!item || item->name != "version") return {};
+  if (!item || item->name != "version" || !IsPlain(item->value)) return {};
   item = CutPseudoAttribute(contents);
   if (item && item->name == "encoding") {
-    if (item->value.empty() || !IsLetter(item->value[0])) return {};
+    if (item->value.empty() || !IsLetter(item->value[0]) || !IsPlain(item->value)) return {};
     declaration.encoding = item->value;
     item = CutPseudoAttribute(contents);
   }

@@ -23,6 +23,7 @@ TEST(Dialect, ACatalogueSaysItsVersionBeforeItsRootElement) {
   EXPECT_EQ(
       StatusOf("<?xml version='1.0'?>\n<!-- c --><?sv-catalogue  version = '4.10' ?>\n<CIM/>"), 0);
   EXPECT_EQ(StatusOf("<?sv-catalogue made='x' version='4.02'?><CIM/>"), 0);
+  EXPECT_EQ(StatusOf("<?sv-catalogue made-on='1 May 2026, 10:00' version='4.02'?><CIM/>"), 0);
   EXPECT_EQ(StatusOf("<?sv-catalogue version=\"4.1\"?><CIM/>"), 9);
   EXPECT_EQ(StatusOf("<?sv-catalogue version=4.02?><CIM/>"), 9);
   EXPECT_EQ(StatusOf("<?sv-catalogue?><CIM/>"), 9);
