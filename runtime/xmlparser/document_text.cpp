@@ -44,6 +44,7 @@ void TDocumentText::FailAtByte(const char* at) const {
   const auto byte = static_cast<unsigned char>(*at);
   if (byte == 0 && std::all_of(at, static_cast<const char*>(end), [](char c) { return c == 0; }))
     FailAtEnd();
+  if (byte == 0xFF) Fail(at, "a byte that is no character of the document's encoding");
   char text[8];
   std::snprintf(text, sizeof text, "0x%02X", byte);
   if (byte > 0x7F) Fail(at, std::string("byte ") + text + " begins no valid UTF-8 character");

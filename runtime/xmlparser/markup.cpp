@@ -76,6 +76,11 @@ bool GoesOnWith(const TDocumentText& text, const char* at, std::string_view word
   return From(text, at).starts_with(word);
 }
 
+bool EndsWithin(const TDocumentText& text, const char* at, std::string_view word) {
+  const std::string_view rest = From(text, at);
+  return rest.size() < word.size() && word.starts_with(rest);
+}
+
 const char* SkipStop(const TDocumentText& text, const char* at, const char* end) {
   if (*at == '<' || *at == '&' || *at == '>' || *at == '\r') return at + 1;
   const char* const next = SkipUtf8(at, end);

@@ -11,6 +11,8 @@ namespace svc::xml {
 
 // Whether the text goes on with `word` at `at`.
 bool GoesOnWith(const TDocumentText& text, const char* at, std::string_view word);
+// Whether the text ends within `word`, which begins at `at`.
+bool EndsWithin(const TDocumentText& text, const char* at, std::string_view word);
 
 // REQUIRES: the text goes on with "<!--". Returns where the comment ends.
 const char* SkipComment(const TDocumentText& text, const char* at);

@@ -21,6 +21,12 @@ namespace {
 
 constexpr std::size_t kMaxSize = TCIMXMLParser::kMaxSpecificationDocumentSize;
 
+// Where the text ends in a block that is zeroed behind it.
+char* EndOfText(char* begin, char* end) {
+  while (end != begin && end[-1] == 0) --end;
+  return end;
+}
+
 }  // namespace
 
 void TXmlParserState::Parse(char* text, std::size_t size, bool isWholeFile) {
@@ -61,7 +67,8 @@ void TXmlParserState::ParseOnce(TDocumentCache& cache, char* text, std::size_t s
 void TXmlParserState::ParseAnew(char* text, std::size_t size, bool isWholeFile) {
   classes.clear();
   const bool isCut = size > kMaxSize;
-  const svc::xml::TUtf8Document document = svc::xml::ToUtf8(text, text + std::min(size, kMaxSize));
+  svc::xml::TUtf8Document document = svc::xml::ToUtf8(text, text + std::min(size, kMaxSize));
+  if (!isWholeFile) document.end = EndOfText(document.begin, document.end);
   TDocumentText documentText(document.begin, document.end, isCut);
   if (isWholeFile && isCut) documentText.FailAtEnd();
   svc::xml::TXmlReader reader(documentText);

@@ -56,6 +56,8 @@ class TRunDecoder {
       Drop(SkipComment(text, in));
     } else if (GoesOnWith(text, in, "<?")) {
       Drop(ReadInstruction(text, in).end);
+    } else if (EndsWithin(text, in, kCdataOpening) || EndsWithin(text, in, "<!--")) {
+      text.FailAtEnd();
     } else if (GoesOnWith(text, in, "<!")) {
       text.Fail(in, "malformed comment or CDATA section");
     } else {

@@ -62,6 +62,8 @@ EToken TXmlReader::NextOutside() {
       MoveTo(SkipComment(text, at));
     } else if (GoesOnWith(text, at, "<!DOCTYPE")) {
       ReadDocumentType();
+    } else if (EndsWithin(text, at, "<!DOCTYPE") || EndsWithin(text, at, "<!--")) {
+      text.FailAtEnd();
     } else if (GoesOnWith(text, at, "<")) {
       return ReadStart();
     } else if (at == text.End() || *at == 0) {
