@@ -1,23 +1,13 @@
 #include "runtime/acquire/folder_lock.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <thread>
+
+#include "runtime/acquire/lock_file.h"
 
 namespace svc::acquire {
 namespace {
 
 constexpr std::chrono::milliseconds kPause{50};
-
-bool TryLock(int descriptor, const std::string& path) {
-  if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) return true;
-  if (errno == EWOULDBLOCK || errno == EINTR) return false;
-  throw TFailure(EOutcome::kFolderUnwritable, path + " cannot be locked: " + std::strerror(errno));
-}
 
 void Await(int descriptor, const std::string& path, std::chrono::milliseconds limit,
            const TWatch& watch) {
@@ -35,18 +25,15 @@ void Await(int descriptor, const std::string& path, std::chrono::milliseconds li
 
 TFolderLock::TFolderLock(const std::string& path, std::chrono::milliseconds limit,
                          const TWatch& watch)
-    : descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644)) {
-  if (descriptor < 0)
-    throw TFailure(EOutcome::kFolderUnwritable,
-                   path + " cannot be opened: " + std::strerror(errno));
+    : descriptor(OpenLockFile(path)) {
   try {
     Await(descriptor, path, limit, watch);
   } catch (...) {
-    close(descriptor);
+    CloseLockFile(descriptor);
     throw;
   }
 }
 
-TFolderLock::~TFolderLock() { close(descriptor); }
+TFolderLock::~TFolderLock() { CloseLockFile(descriptor); }
 
 }  // namespace svc::acquire
