@@ -16,10 +16,10 @@
 using namespace NQRXHSK20;
 
 std::string NormalisedDriverName(std::string name) {
+  name.resize(std::min(name.find('.'), name.size()));
   std::transform(name.begin(), name.end(), name.begin(), [](unsigned char character) {
     return static_cast<char>(std::toupper(character));
   });
-  name.resize(std::min(name.find('.'), name.size()));
   return name;
 }
 

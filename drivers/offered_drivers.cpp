@@ -28,7 +28,10 @@ void AppendOfferedDrivers(std::vector<DriverRecord>& list, std::string_view driv
     driverFiles.remove_prefix(mark + kMark.size());
     const std::string_view version = TakeVersion(driverFiles);
     if (!name.empty() && !version.empty()) {
-      list.push_back({std::string(name), "NaN", "", std::string(version), false});
+      DriverRecord& record = list.emplace_back();
+      record.fileName = name;
+      record.marker = "NaN";
+      record.version = version;
     }
     mark = driverFiles.find(kMark);
   }

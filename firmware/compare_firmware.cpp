@@ -1,11 +1,14 @@
 // The walk, its dispatch chain and the report at its end.
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
 
 #include "firmware/firmware_run.h"
 #include "firmware/version_items.h"
+#include "host/hskcore/root_object.h"
 #include "inventory/class_lookup.h"
+#include "inventory/folded_text.h"
 #include "inventory/trace.h"
 
 using namespace NQRXHSK20;
@@ -14,9 +17,28 @@ namespace {
 
 using TBranch = void (TFirmwareRun::*)(const TInstanceHandle&);
 
+// The properties that are tested.
+enum EText : std::size_t { kDescription, kCategory, kInstallDirectory, kTexts };
+constexpr std::array<std::string_view, kTexts> kProperties = {"description", "category",
+                                                              "installDirectory"};
+
+// A text that is searched without regard to ASCII case: folded when it is compiled.
+class TNeedle {
+ public:
+  template <std::size_t N>
+  consteval TNeedle(const char (&text)[N]) : size(N - 1) {
+    for (std::size_t i = 0; i < size; ++i) folded[i] = Folded(text[i]);
+  }
+  constexpr std::string_view Text() const { return {folded.data(), size}; }
+
+ private:
+  std::array<char, 80> folded{};
+  std::size_t size;
+};
+
 struct TTest {
-  std::string_view property;
-  std::string_view needle;  // Searched without regard to ASCII case.
+  EText property;
+  TNeedle needle;
 };
 
 struct TDispatchRow {
@@ -26,40 +48,40 @@ struct TDispatchRow {
 
 // An element may update the system BIOS and one component of the chain as well.
 constexpr std::array<TTest, 4> kBIOSTests = {{
-    {"description", "BIOS Update"},
-    {"category", "BIOS"},
-    {"description", "BIOS Flash"},
-    {"description", "Flash BIOS"},
+    {kDescription, "BIOS Update"},
+    {kCategory, "BIOS"},
+    {kDescription, "BIOS Flash"},
+    {kDescription, "Flash BIOS"},
 }};
 
 // The first row that holds decides. Narrow texts stand before the wider ones that contain them
 // ("Remote Watch Adapter II"); a row that an earlier one always forestalls stays, so that the list
 // names every text that catalogues use.
 constexpr std::array<TDispatchRow, 20> kDispatchChain = {{
-    {{"description", "uEFI"}, &TFirmwareRun::CompareUEFI},
-    {{"category", "UEFI"}, &TFirmwareRun::CompareUEFI},
-    {{"installDirectory", "/PKGS/DIAG"}, &TFirmwareRun::CompareDiagnostics},
-    {{"description", "Diagnostic"}, &TFirmwareRun::CompareDiagnostics},
-    {{"description", "Preboot Diagnostics"}, &TFirmwareRun::CompareDiagnostics},
-    {{"description", "Preboot HSK"}, &TFirmwareRun::CompareDiagnostics},
-    {{"description", "HSK Preboot"}, &TFirmwareRun::CompareDiagnostics},
-    {{"installDirectory", "/PKGS/RWA2"}, &TFirmwareRun::CompareRWA2},
-    {{"description", "Remote Watch Adapter II"}, &TFirmwareRun::CompareRWA2},
-    {{"installDirectory", "/PKGS/REMOTWAT"}, &TFirmwareRun::CompareRWA},
-    {{"description", "Remote Watch Adapter"}, &TFirmwareRun::CompareRWA},
-    {{"description", "Integrated System Control Processor"}, &TFirmwareRun::CompareISCP},
-    {{"category", "BMC/H8"}, &TFirmwareRun::CompareBMCOrH8},
-    {{"description", "Broadcom NetXtreme and NetXtreme II Firmware"},
+    {{kDescription, "uEFI"}, &TFirmwareRun::CompareUEFI},
+    {{kCategory, "UEFI"}, &TFirmwareRun::CompareUEFI},
+    {{kInstallDirectory, "/PKGS/DIAG"}, &TFirmwareRun::CompareDiagnostics},
+    {{kDescription, "Diagnostic"}, &TFirmwareRun::CompareDiagnostics},
+    {{kDescription, "Preboot Diagnostics"}, &TFirmwareRun::CompareDiagnostics},
+    {{kDescription, "Preboot HSK"}, &TFirmwareRun::CompareDiagnostics},
+    {{kDescription, "HSK Preboot"}, &TFirmwareRun::CompareDiagnostics},
+    {{kInstallDirectory, "/PKGS/RWA2"}, &TFirmwareRun::CompareRWA2},
+    {{kDescription, "Remote Watch Adapter II"}, &TFirmwareRun::CompareRWA2},
+    {{kInstallDirectory, "/PKGS/REMOTWAT"}, &TFirmwareRun::CompareRWA},
+    {{kDescription, "Remote Watch Adapter"}, &TFirmwareRun::CompareRWA},
+    {{kDescription, "Integrated System Control Processor"}, &TFirmwareRun::CompareISCP},
+    {{kCategory, "BMC/H8"}, &TFirmwareRun::CompareBMCOrH8},
+    {{kDescription, "Broadcom NetXtreme and NetXtreme II Firmware"},
      &TFirmwareRun::CompareBroadcom},
-    {{"description", "QRX Arrayon AX20i SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
-    {{"description", "QRX Arrayon AX20is SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
-    {{"description", "QRX Arrayon AX20M SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
-    {{"description", "LSI 1064"}, &TFirmwareRun::CompareIntegratedRAID},
-    {{"description", "LSI 1078 SAS"}, &TFirmwareRun::CompareIntegratedRAID},
-    {{"description", "BIOS and Firmware Update for the SAS Expansion Card (HBXe) for QRX Rackwell"},
+    {{kDescription, "QRX Arrayon AX20i SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
+    {{kDescription, "QRX Arrayon AX20is SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
+    {{kDescription, "QRX Arrayon AX20M SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
+    {{kDescription, "LSI 1064"}, &TFirmwareRun::CompareIntegratedRAID},
+    {{kDescription, "LSI 1078 SAS"}, &TFirmwareRun::CompareIntegratedRAID},
+    {{kDescription, "BIOS and Firmware Update for the SAS Expansion Card (HBXe) for QRX Rackwell"},
      &TFirmwareRun::CompareIntegratedRAID},
 }};
-static_assert(!kDispatchChain.back().test.needle.empty(), "every row is filled");
+static_assert(!kDispatchChain.back().test.needle.Text().empty(), "every row is filled");
 
 // By component, in the order of EComponent.
 constexpr std::array<std::string_view, static_cast<std::size_t>(EComponent::kCount)>
@@ -75,9 +97,29 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(EComponent::kCou
     }};
 static_assert(!kMissingMessages.back().empty(), "every component has its message");
 
-bool Holds(const TTest& test, const TInstanceHandle& element) {
-  return TSVPluginCallbacks::PropertyContains(element, test.property, std::string(test.needle));
-}
+// One element under test. Each test owes the trace the lines of reading its property: where the
+// trace is kept it reads, where it is not, only the first test of a property does.
+class TTested {
+ public:
+  explicit TTested(const TInstanceHandle& element)
+      : element(element), isTraced(TRootObject::GetCoreLogger().IsLogged(kLogTrace)) {}
+
+  bool Holds(const TTest& test) {
+    const std::string_view property = kProperties[test.property];
+    const std::string_view needle = test.needle.Text();
+    if (isTraced) {
+      return TSVPluginCallbacks::PropertyContains(element, property, std::string(needle));
+    }
+    std::optional<std::string>& text = texts[test.property];
+    if (!text) FoldCase(text.emplace(TextOf(element, property)));
+    return text->find(needle) != std::string::npos;
+  }
+
+ private:
+  const TInstanceHandle& element;
+  const bool isTraced;
+  std::array<std::optional<std::string>, kTexts> texts;
+};
 
 }  // namespace
 
@@ -92,7 +134,8 @@ void TSVPluginCallbacks::CompareFirmware(TNamespaceHandle inventory, TInstanceLi
 }
 
 void TFirmwareRun::Compare(const TInstanceHandle& element) {
-  const auto holds = [&](const TTest& test) { return Holds(test, element); };
+  TTested tested(element);
+  const auto holds = [&](const TTest& test) { return tested.Holds(test); };
   if (std::any_of(kBIOSTests.begin(), kBIOSTests.end(), holds)) CompareBIOS(element);
   const auto row =
       std::find_if(kDispatchChain.begin(), kDispatchChain.end(),

@@ -2,18 +2,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "inventory/folded_text.h"
 #include "inventory/trace.h"
 #include "plugin/contents/sv_plugin.h"
 
 namespace {
-
-// ASCII only, whatever the locale: bytes of 128 and above stay as they are.
-void FoldCase(std::string& text) {
-  for (char& character : text) {
-    const bool isCapital = static_cast<unsigned char>(character - 'A') < 26;
-    character = static_cast<char>(character + (isCapital ? 32 : 0));
-  }
-}
 
 TInstanceList Select(const TInstanceList& instances, std::string_view property,
                      const std::string& needle) {

@@ -8,10 +8,11 @@ std::string& TSVPluginCallbacks::GetPropertyValue(TInstanceHandle instance,
                                                   std::string_view property, std::string& output) {
   LogTrace("In GetPropertyValue");
   output.clear();
+  const CIMContext none;
   try {
     boost::shared_ptr<ICIMProperty> handle;
-    instance->GetProperty(handle, property, CIMContext());
-    if (!handle->Value(CIMContext()).IsNull()) GetValue(handle->Value(CIMContext()), output);
+    instance->GetProperty(handle, property, none);
+    if (!handle->Value(none).IsNull()) GetValue(handle->Value(none), output);
   } catch (const THSKException&) {
     // Elements and inventories leave properties out as they please: that is no error.
     LogTrace("SV: Exception caught in GetPropertyValue.");

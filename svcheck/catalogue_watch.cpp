@@ -13,26 +13,30 @@ namespace svc {
 
 class TWatchingProvider : public INamespaceProvider {
  public:
-  TWatchingProvider(boost::shared_ptr<INamespaceProvider> watched, IReadObserver* observer)
-      : watched(std::move(watched)), observer(observer) {}
+  TWatchingProvider(boost::shared_ptr<INamespaceProvider> watched, IReadObserver* observer,
+                    boost::shared_ptr<const THiddenInstances> hidden)
+      : watched(std::move(watched)), observer(observer), hidden(std::move(hidden)) {}
 
   std::string GetName() const override { return watched->GetName(); }
   boost::shared_ptr<ICIMNamespace> CreateNamespace(const CIMContext& context, int flags,
                                                    const std::string& name) override {
     last = watched->CreateNamespace(context, flags, name);
     if (observer != nullptr) SetReadObserver(last, observer);
+    if (hidden) HideInstances(last, hidden);
     return last;
   }
 
   boost::shared_ptr<INamespaceProvider> watched;
   boost::shared_ptr<ICIMNamespace> last;
   IReadObserver* observer;  // Not owned.
+  boost::shared_ptr<const THiddenInstances> hidden;
 };
 
-TCatalogueWatch::TCatalogueWatch(IReadObserver* observer) {
+TCatalogueWatch::TCatalogueWatch(IReadObserver* observer,
+                                 const boost::shared_ptr<const THiddenInstances>& hidden) {
   const auto manager = TRootObject::GetNamespaceProviderManager();
   provider = boost::shared_ptr<TWatchingProvider>(
-      new TWatchingProvider(manager->GetProvider("inmem"), observer));
+      new TWatchingProvider(manager->GetProvider("inmem"), observer, hidden));
   manager->RegisterProvider(provider);
 }
 

@@ -20,8 +20,10 @@ class TWatchingProvider;
 // Used by one thread.
 class TCatalogueWatch {
  public:
-  // `observer`, where there is one, sees what is read of each such namespace.
-  explicit TCatalogueWatch(IReadObserver* observer = nullptr);
+  // `observer`, where there is one, sees what is read of each such namespace; `hidden`, where there
+  // are any, cannot be seen in it.
+  explicit TCatalogueWatch(IReadObserver* observer = nullptr,
+                           const boost::shared_ptr<const THiddenInstances>& hidden = {});
   ~TCatalogueWatch();
   TCatalogueWatch(const TCatalogueWatch&) = delete;
   TCatalogueWatch& operator=(const TCatalogueWatch&) = delete;

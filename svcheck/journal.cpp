@@ -61,23 +61,29 @@ EOutcome Refine(EOutcome outcome, std::string_view printed) {
 }  // namespace
 
 TJournal::TJournal(boost::shared_ptr<ILogger> next, TOnLoaded onLoaded)
-    : next(std::move(next)), onLoaded(std::move(onLoaded)) {}
+    : next(std::move(next)), onLoaded(std::move(onLoaded)), isLoading(this->onLoaded != nullptr) {}
+
+// The trace is wanted only up to the one line that says that the catalogue is loaded.
+bool TJournal::IsRead(int level) const noexcept {
+  return level <= kLogProgress || isLoading.load(std::memory_order_relaxed);
+}
 
 bool TJournal::IsLogged(int level) const noexcept {
-  if (level <= kLogProgress || (next && next->IsLogged(level))) return true;
-  // The trace is wanted only up to the one line that says that the catalogue is loaded.
-  const std::lock_guard lock(mutex);
-  return onLoaded != nullptr;
+  return IsRead(level) || (next && next->IsLogged(level));
 }
 
 void TJournal::Log(int level, std::string_view message) {
   if (next && next->IsLogged(level)) next->Log(level, message);
+  if (!IsRead(level)) return;
   const std::lock_guard lock(mutex);
   Note(level, message);
 }
 
 void TJournal::Note(int level, std::string_view message) {
-  if (onLoaded && message == kLoaded) std::exchange(onLoaded, {})();
+  if (onLoaded && message == kLoaded) {
+    isLoading = false;
+    std::exchange(onLoaded, {})();
+  }
   if (level > kLogProgress) return;
   const auto* const end = std::find_if(kEnds.begin(), kEnds.end(), [&](const TEnd& row) {
     return row.level == level && message.starts_with(row.start);

@@ -3,6 +3,7 @@
 #ifndef SVCHECK_JOURNAL_H_
 #define SVCHECK_JOURNAL_H_
 
+#include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <functional>
@@ -36,10 +37,13 @@ class TJournal : public NQRXHSK20::ILogger {
   void Conclude(const TQueryEnd& end, const std::string& printed, report::TReport& report) const;
 
  private:
+  // Whether this logger itself looks at an entry of the level.
+  bool IsRead(int level) const noexcept;
   void Note(int level, std::string_view message);
 
   boost::shared_ptr<NQRXHSK20::ILogger> next;
-  TOnLoaded onLoaded;  // Empty once it was told.
+  TOnLoaded onLoaded;           // Empty once it was told.
+  std::atomic<bool> isLoading;  // Until then.
   mutable std::mutex mutex;
   std::optional<report::EOutcome> outcome;  // That the query itself named.
   bool walked = false;                      // Whether the firmware was compared to its end.

@@ -20,9 +20,6 @@
 
 namespace svc {
 
-// Numbers an instance, from 0 in order of creation over the whole namespace.
-using TRowId = std::uint32_t;
-
 struct TRow {
   // One for each property of the shape.
   TCell* cells;

@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "host/hskcore/cim.h"
 #include "host/hskcore/export.h"
@@ -18,6 +19,9 @@ namespace svc {
 // Numbers a class of one namespace, from 0 in order of declaration.
 using TClassId = std::uint32_t;
 inline constexpr TClassId kNoClass = std::numeric_limits<TClassId>::max();
+
+// Numbers an instance, from 0 in order of creation over the whole namespace.
+using TRowId = std::uint32_t;
 
 // A new, empty in-memory namespace.
 HSKCORE_API boost::shared_ptr<NQRXHSK20::ICIMNamespace> MakeInMemoryNamespace();
@@ -56,6 +60,20 @@ class HOST_INTERFACE IReadObserver {
 // Throws THSKException when `target` is empty or no in-memory namespace.
 HSKCORE_API void SetReadObserver(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
                                  IReadObserver* observer);
+
+// The number of an instance that an observer was told of.
+HSKCORE_API TRowId NumberOf(const NQRXHSK20::ICIMInstance& instance) noexcept;
+
+// Instances of one shared state that readers can do without.
+struct THiddenInstances {
+  TSharedStateHandle state;
+  std::vector<bool> isHidden;  // By number; those behind the last are not.
+};
+
+// From here on enumerations of `target` leave these out, whenever it holds that state and nothing
+// else; empty for none. Throws THSKException when `target` is empty or no in-memory namespace.
+HSKCORE_API void HideInstances(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
+                               const boost::shared_ptr<const THiddenInstances>& hidden);
 
 // The name of a property as a document writes it, looked up once for all the times that it occurs.
 // Means something to the writer that gave it only, as long as the text lives.

@@ -132,8 +132,18 @@ boost::shared_ptr<ICIMClass> TInMemoryNamespace::ClassHandle(TClassId id) {
   return {shared_from_this(), &classes[id]};
 }
 
+std::vector<TRowId> TInMemoryNamespace::ShownInstancesOf(TClassId id, bool deep) const {
+  std::vector<TRowId> rows = state->InstancesOf(id, deep);
+  if (hidden && shared && hidden->state == shared) {
+    std::erase_if(rows, [&isHidden = hidden->isHidden](TRowId row) {
+      return row < isHidden.size() && isHidden[row];
+    });
+  }
+  return rows;
+}
+
 void TInMemoryNamespace::Enumerate(TClassId id, bool deep, const TInstanceCallback& callback) {
-  const std::vector<TRowId> rows = state->InstancesOf(id, deep);
+  const std::vector<TRowId> rows = ShownInstancesOf(id, deep);
   while (!rows.empty() && instances.size() <= rows.back()) {
     instances.Append({this, instances.size()});
   }

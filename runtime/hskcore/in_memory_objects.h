@@ -39,6 +39,7 @@ class TStoredInstance final : public NQRXHSK20::ICIMInstance {
  public:
   TStoredInstance() = default;
   TStoredInstance(TInMemoryNamespace* owner, TRowId row) : owner(owner), row(row) {}
+  TRowId Number() const noexcept { return row; }
   // Throws THSKException (kFailed): it is stored already.
   void Commit(const NQRXHSK20::CIMContext& context) override;
   void GetProperty(boost::shared_ptr<NQRXHSK20::ICIMProperty>& property, std::string_view name,
@@ -81,7 +82,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
                 const NQRXHSK20::CIMContext& context) override;
 
   boost::shared_ptr<NQRXHSK20::ICIMClass> ClassHandle(TClassId id);
-  // Hands out the instances that there are at the time of the call.
+  // Hands out the instances that there are at the time of the call, without those that are hidden.
   void Enumerate(TClassId id, bool deep, const NQRXHSK20::TInstanceCallback& callback);
   // Throws THSKException (kNoSuchProperty).
   TPropertyHandle PropertyOf(TRowId row, std::string_view name);
@@ -93,6 +94,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
 
   void SetObserver(IReadObserver* newObserver) noexcept { observer = newObserver; }
   IReadObserver* Observer() const noexcept { return observer; }
+  void Hide(boost::shared_ptr<const THiddenInstances> instances) { hidden.swap(instances); }
 
   const TCimState& State() const noexcept { return *state; }
   // Copies first what is shared.
@@ -118,6 +120,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   };
   static constexpr std::size_t kRecent = 4096;
 
+  std::vector<TRowId> ShownInstancesOf(TClassId id, bool deep) const;
   void Unshare();
   // From here on it holds this.
   void Hold(boost::shared_ptr<TCimState> newState);
@@ -128,6 +131,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   // What `state` belongs to, unless it is this namespace's own.
   TSharedStateHandle shared;
   IReadObserver* observer = nullptr;  // Not owned.
+  boost::shared_ptr<const THiddenInstances> hidden;
   TPropertyFinder finder;
   // Handed out before and likely to be again: many instances share a value. Made when the first
   // property is asked for.

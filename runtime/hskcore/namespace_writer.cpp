@@ -13,6 +13,7 @@ namespace svc {
 
 using NQRXHSK20::ECIMType;
 using NQRXHSK20::ICIMClass;
+using NQRXHSK20::ICIMInstance;
 using NQRXHSK20::ICIMNamespace;
 using NQRXHSK20::THSKException;
 using NQRXHSK20::THSKStatusCode;
@@ -221,6 +222,15 @@ boost::shared_ptr<ICIMClass> TNamespaceWriter::ClassHandle(TClassId id) const {
 
 void SetReadObserver(const boost::shared_ptr<ICIMNamespace>& target, IReadObserver* observer) {
   InMemory(target)->SetObserver(observer);
+}
+
+TRowId NumberOf(const ICIMInstance& instance) noexcept {
+  return static_cast<const TStoredInstance&>(instance).Number();
+}
+
+void HideInstances(const boost::shared_ptr<ICIMNamespace>& target,
+                   const boost::shared_ptr<const THiddenInstances>& hidden) {
+  InMemory(target)->Hide(hidden);
 }
 
 TSharedStateHandle ShareState(const boost::shared_ptr<ICIMNamespace>& source) {

@@ -247,7 +247,7 @@ int TFleetVerb::Run() {
     results->Close();
     return reports.Finish();
   }
-  const fleet::TMachineCheck check(MakeSettings());
+  fleet::TMachineCheck check(MakeSettings());
   inputs.emplace(options.inventories);
   done = OpenResults(reports);
   const auto workers =

@@ -10,6 +10,7 @@
 
 #include "report/model.h"
 #include "runtime/xmlparser/shared_documents.h"
+#include "svcheck/fleet/passed_over.h"
 #include "svcheck/fleet/task.h"
 #include "svcheck/query_run.h"
 
@@ -30,17 +31,22 @@ class TMachineCheck {
   explicit TMachineCheck(TCheckSettings settings);
 
   // A line for each record, then one without a "Type" that says how the comparison ended.
-  std::string Answer(const TTask& task) const;
+  std::string Answer(const TTask& task);
 
  private:
   void LoadCatalogue();
-  void Compare(const TTask& task, report::TReport& report) const;
+  void Compare(const TTask& task, report::TReport& report);
+  // Without the elements that are known to be for others, where that makes no difference.
+  void RunShortened(TQueryRun& run, const boost::shared_ptr<NQRXHSK20::ILogger>& log,
+                    report::TReport& report);
   TQueryRequest RequestFor(const TTask& task) const;
 
   TCheckSettings settings;
   TDocumentSharing sharing;
   std::shared_ptr<TLoadedPlugin> plugin;
   std::optional<std::uint64_t> elements;
+  bool passesByMachineType = false;  // What TPassedOver counts on.
+  TPassedOver passedOver;
 };
 
 // The last line of a machine that has no answer, and why.

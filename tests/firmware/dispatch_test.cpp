@@ -149,6 +149,20 @@ class TDispatch : public TFirmwareTest {
     log.BIOSTests(element).ChainTests(element).Append(branch.log.Entries());
     log.Report(branch.found);
     EXPECT_EQ(host.logger.Entries(), log);
+    ExpectTheSameUntraced(element, branch.records);
+  }
+
+ private:
+  // Walks again while the trace is not kept.
+  void ExpectTheSameUntraced(const TFakeProperties& element, TRecords records) {
+    const TLog log = host.logger.UpTo(NQRXHSK20::kLogProgress);
+    host.logger.Forget();
+    host.logger.Keep(NQRXHSK20::kLogProgress);
+    CompareOne(element);
+    const TRecords once = records;
+    records.insert(records.end(), once.begin(), once.end());
+    EXPECT_EQ(host.Records(), records);
+    EXPECT_EQ(host.logger.Entries(), log);
   }
 };
 

@@ -1,4 +1,5 @@
-"""Each machine of a fleet has the records and the log that `svcheck query` has of it alone."""
+"""Each machine of a fleet has the records and the log that `svcheck query` has of it alone, whether
+the log is kept whole, in part, or not at all."""
 
 import argparse
 import collections
@@ -13,6 +14,7 @@ from generated import make_fleet
 
 KEYS = ("Type", "Name", "InstalledVersion", "SVVersion")
 UNREADABLE, EXCEPTION = 1, 3
+PROGRESS = 3
 
 
 def answers_of(path):
@@ -24,6 +26,10 @@ def answers_of(path):
     return answers
 
 
+def read(path):
+    return path.read_bytes() if path.exists() else b""
+
+
 def alone(svcheck, inventory, catalogue, work):
     """Exit status, records and log of one query."""
     records, log = work / f"{inventory.stem}.records", work / f"{inventory.stem}.log"
@@ -31,7 +37,7 @@ def alone(svcheck, inventory, catalogue, work):
                           f"svPath={catalogue}", "--records", records, "--log", log],
                          capture_output=True, check=False)
     told = [json.loads(line) for line in records.open()] if records.exists() else []
-    return run.returncode, told, log.read_bytes() if log.exists() else b""
+    return run.returncode, told, read(log)
 
 
 def difference(answer, log, query):
@@ -48,6 +54,22 @@ def difference(answer, log, query):
     return None if log == query_log else "the logs differ"
 
 
+def without_trace(log):
+    return b"".join(line for line in log.splitlines(keepends=True)
+                    if json.loads(line)["level"] <= PROGRESS)
+
+
+class Fleet:
+    """The results and logs of `svcheck fleet` with the log that its options ask for."""
+
+    def __init__(self, folder, name, command):
+        self.results, self.logs = folder / name, folder / f"{name} logs"
+        subprocess.run([*command, "--output", self.results], check=True, stdout=subprocess.DEVNULL)
+
+    def log_of(self, machine):
+        return read(self.logs / f"{machine}.ndjson")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--svcheck", required=True, type=pathlib.Path)
@@ -57,20 +79,26 @@ def main():
     with tempfile.TemporaryDirectory() as temporary:
         folder = pathlib.Path(temporary)
         inventories, catalogue = make_fleet(folder, arguments.machines)
-        results, logs, work = folder / "results", folder / "logs", folder / "alone"
+        work = folder / "alone"
         work.mkdir()
-        subprocess.run([svcheck, "fleet", "--catalogue", catalogue, "--inventories", inventories,
-                        "--jobs", "2", "--output", results, "--logs", logs], check=True,
-                       stdout=subprocess.DEVNULL)
-        answers = answers_of(results)
+        command = [svcheck, "fleet", "--catalogue", catalogue, "--inventories", inventories,
+                   "--jobs", "2"]
+        whole = Fleet(folder, "whole", [*command, "--logs", folder / "whole logs"])
+        part = Fleet(folder, "part", [*command, "--logs", folder / "part logs", "--log-level",
+                                      str(PROGRESS)])
+        bare = Fleet(folder, "bare", command)
+        answers = answers_of(whole.results)
         files = sorted(inventories.iterdir())
         with concurrent.futures.ThreadPoolExecutor(2) as pool:
             queries = pool.map(lambda file: alone(svcheck, file, catalogue, work), files)
-            differing = records = 0
+            differing = sum(run.results.read_bytes() != whole.results.read_bytes()
+                            for run in (part, bare))
+            records = 0
             for file, query in zip(files, queries):
-                log = logs / f"{file.stem}.ndjson"
-                found = difference(answers[file.stem], log.read_bytes() if log.exists() else b"",
-                                   query)
+                log = whole.log_of(file.stem)
+                found = difference(answers[file.stem], log, query)
+                if part.log_of(file.stem) != without_trace(log):
+                    found = "without the trace the log is another one"
                 records += len(query[1])
                 if found:
                     differing += 1

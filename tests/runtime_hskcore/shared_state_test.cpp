@@ -41,6 +41,50 @@ TEST(SharedState, HandsOutAPropertyOnce) {
   EXPECT_EQ(one, PropertyOf(InstancesOf(sharer, "Base")[0], "name"));
 }
 
+using TNumbers = std::vector<TRowId>;
+
+struct TNumberObserver : IReadObserver {
+  void OnGetClass(std::string_view) override {}
+  void OnGetProperty(const ICIMInstance& instance, std::string_view) override {
+    numbers.push_back(NumberOf(instance));
+  }
+  TNumbers numbers;
+};
+
+// A sharer that does not show the first instance of its source.
+TNamespaceHandle SharerOfTheSecond(const TNamespaceHandle& source) {
+  TNamespaceHandle space = Sharer(source);
+  HideInstances(space, boost::shared_ptr<const THiddenInstances>(
+                           new THiddenInstances{ShareState(source), {true}}));
+  return space;
+}
+
+TEST(HiddenInstances, AreLeftOutOfEnumerations) {
+  const TNamespaceHandle source = MakeFilled();
+  EXPECT_EQ(NamesIn(SharerOfTheSecond(source)), (TTexts{"second"}));
+  EXPECT_EQ(NamesIn(Sharer(source)), (TTexts{"first", "second"}));
+}
+
+TEST(HiddenInstances, KeepTheNumbersOfTheOthers) {
+  const TNamespaceHandle space = SharerOfTheSecond(MakeFilled());
+  TNumberObserver observer;
+  SetReadObserver(space, &observer);
+  NamesIn(space);
+  EXPECT_EQ(observer.numbers, (TNumbers{1}));
+}
+
+TEST(HiddenInstances, ShowOnceTheNamespaceIsWrittenTo) {
+  const TNamespaceHandle space = SharerOfTheSecond(MakeFilled());
+  Add(space, "Base", "Name", "third");
+  EXPECT_EQ(NamesIn(space), (TTexts{"first", "second", "third"}));
+}
+
+TEST(HiddenInstances, ShowInAnotherState) {
+  const TNamespaceHandle space = SharerOfTheSecond(MakeFilled());
+  AdoptState(space, ShareState(MakeFilled()));
+  EXPECT_EQ(NamesIn(space), (TTexts{"first", "second"}));
+}
+
 TEST(SharedState, APropertyOutlivesItsNamespaces) {
   TNamespaceHandle source = MakeFilled();
   TNamespaceHandle sharer = Sharer(source);
