@@ -24,8 +24,8 @@ std::string Heading(const TReport& report) {
   if (!report.machine.model.empty()) text += " (" + PlainLine(report.machine.model) + ")";
   if (!report.system.caption.empty()) text += ", " + PlainLine(report.system.caption);
   text += "\nCatalogue " + PlainLine(report.catalogue.path);
-  if (report.catalogue.elements)
-    text += fmt::format(", {} update elements", *report.catalogue.elements);
+  if (const auto elements = report.catalogue.elements)
+    text += fmt::format(", {} update element{}", *elements, *elements == 1 ? "" : "s");
   if (report.catalogue.modified) {
     text += ", " + Age(report.generated - *report.catalogue.modified) + " old";
   }

@@ -56,12 +56,12 @@ void NameNumberProperty(report::TReport& report) {
 
 std::string FailureLine(const report::TReport& report) {
   std::string line(report::RowOf(report.outcome).sentence);
-  if (!report.errors.empty()) line += ' ' + report.errors.front();
-  if (const std::string_view advice = AdviceOn(report.outcome); !advice.empty()) {
-    line += "; ";
-    line += advice;
-  }
-  return line;
+  const std::string_view advice = AdviceOn(report.outcome);
+  const bool hasCause = !report.errors.empty() && report.errors.front() != advice;
+  if (hasCause) line += ' ' + report.errors.front();
+  if (advice.empty()) return line;
+  if (line.ends_with('.')) line.pop_back();
+  return line.append("; ").append(advice);
 }
 
 }  // namespace svc

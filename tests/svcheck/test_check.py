@@ -182,6 +182,8 @@ class Failure(CheckTest):
         null = self.write("null.xml", document([("QRXSG_ComputerSystem", {}), SYSTEM]))
         self.assert_told(["--inventory", null, "--catalogue", SAMPLE / "catalogue"], 1,
                          "unknown-machine", "MachineType", "--inventory")
+        told = self.check("--inventory", null, "--catalogue", SAMPLE / "catalogue").stderr
+        self.assertEqual(told.count("give an inventory"), 1, told)
 
     def test_a_missing_plugin_data_folder_or_log(self):
         sample = ["--inventory", self.inventory(), "--catalogue", SAMPLE / "catalogue"]
