@@ -27,6 +27,13 @@ struct TLead {
   std::string_view style;
 };
 
+// A text of a record or an inventory: what would turn the direction of the text behind it shows as
+// U+FFFD.
+std::string PageText(std::string_view text) { return XmlText(PlainLine(text)); }
+
+// One that others stand beside: letters that read from right to left do not move those.
+std::string Isolated(std::string_view text) { return "<bdi>" + PageText(text) + "</bdi>"; }
+
 TLead LeadOf(const TReport& report, const TSummary& summary) {
   if (!WasCompared(report.outcome)) return {"Not checked", "error"};
   if (report.records.empty()) return {"Nothing to compare", "unknown"};
@@ -39,15 +46,14 @@ TLead LeadOf(const TReport& report, const TSummary& summary) {
 }
 
 std::string Explanation(const TReport& report, const TSummary& summary) {
-  if (!WasCompared(report.outcome)) return XmlText(RowOf(report.outcome).sentence);
-  if (report.records.empty()) return XmlText(ReasonForNothing(report));
+  if (!WasCompared(report.outcome)) return PageText(RowOf(report.outcome).sentence);
+  if (report.records.empty()) return PageText(ReasonForNothing(report));
   return fmt::format("{} compared: {}.", report.records.size(), Sentence(summary));
 }
 
-std::string MachineName(const TReport& report) {
-  const TMachine& machine = report.machine;
-  if (!machine.model.empty()) return XmlText(machine.model);
-  return "machine " + (machine.type.empty() ? "unknown" : XmlText(machine.type));
+std::string MachineName(const TMachine& machine) {
+  if (!machine.model.empty()) return machine.model;
+  return "Machine " + (machine.type.empty() ? "unknown" : machine.type);
 }
 
 // A hash as a policy names it, in base64 (RFC 4648).
@@ -77,7 +83,8 @@ void WriteHead(const TReport& report, std::string_view lead, IOutput& output) {
       "<meta name=\"color-scheme\" content=\"light dark\">\n"
       "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src {}; "
       "script-src {}; base-uri 'none'; form-action 'none'\">\n<title>{} – {}</title>\n<style>",
-      PolicyHash(kHtmlStyleHash), PolicyHash(kHtmlScriptHash), lead, MachineName(report)));
+      PolicyHash(kHtmlStyleHash), PolicyHash(kHtmlScriptHash), lead,
+      PageText(MachineName(report.machine))));
   output.Write(kHtmlStyle);
   output.Write("</style>\n</head>\n<body>\n");
 }
@@ -122,7 +129,7 @@ std::string Tiles(const TReport& report, const TSummary& summary) {
 
 std::string Fact(std::string_view name, std::string_view value) {
   if (value.empty()) return {};
-  return fmt::format("<dt>{}</dt><dd>{}</dd>\n", name, XmlText(value));
+  return fmt::format("<dt>{}</dt><dd>{}</dd>\n", name, PageText(value));
 }
 
 std::string CatalogueAge(const TReport& report) {
@@ -151,7 +158,7 @@ std::string Errors(const TReport& report) {
   std::string text = fmt::format("<section class=\"card messages {}\"><h2>{}</h2><ul>\n",
                                  WasCompared(report.outcome) ? "unknown" : "error",
                                  WasCompared(report.outcome) ? "Messages" : "Why, and what to do");
-  for (const std::string& error : report.errors) text += "<li>" + XmlText(error) + "</li>\n";
+  for (const std::string& error : report.errors) text += "<li>" + PageText(error) + "</li>\n";
   return text + "</ul></section>\n";
 }
 
@@ -178,7 +185,7 @@ std::string Tools(const std::vector<std::string>& groups) {
   for (const std::string& group : groups) {
     text += fmt::format(
         "<button type=\"button\" data-type=\"{0}\" aria-pressed=\"false\">{0}</button>\n",
-        XmlText(group));
+        PageText(group));
   }
   return text +
          "<label>Sort by <select id=\"sort\"><option value=\"\">catalogue</option>"
@@ -190,7 +197,7 @@ std::string Tools(const std::vector<std::string>& groups) {
 std::string VersionCell(std::string_view name, std::string_view title, std::string_view text) {
   const std::string_view trimmed = Trim(text);
   return fmt::format("<td class=\"version {}\" data-label=\"{}\">{}</td>", name, title,
-                     trimmed.empty() ? "–" : XmlText(trimmed));
+                     trimmed.empty() ? "–" : PageText(trimmed));
 }
 
 std::string Pill(std::string_view name) {
@@ -202,34 +209,34 @@ std::string VerdictCell(const TRecord& record) {
   std::string text = Pill(record.waived ? "waived" : verdict);
   if (record.waived) {
     const TAcceptance& waiver = *record.waived;
-    const std::string until = waiver.expires.empty() ? "" : " until " + XmlText(waiver.expires);
+    const std::string until = waiver.expires.empty() ? "" : " until " + PageText(waiver.expires);
     text +=
-        fmt::format("<small>{}, accepted{}: {}</small>", verdict, until, XmlText(waiver.reason));
+        fmt::format("<small>{}, accepted{}: {}</small>", verdict, until, PageText(waiver.reason));
   }
   if (record.expiredWaiver) {
     text +=
-        fmt::format("<small>waiver expired {}: {}</small>", XmlText(record.expiredWaiver->expires),
-                    XmlText(record.expiredWaiver->reason));
+        fmt::format("<small>waiver expired {}: {}</small>", PageText(record.expiredWaiver->expires),
+                    PageText(record.expiredWaiver->reason));
   }
   return "<td class=\"verdict\">" + text + "</td>";
 }
 
 std::string Row(const TRecord& record, bool withType) {
   const std::string type =
-      withType ? fmt::format("<small>{}</small>", XmlText(record.type)) : std::string();
+      withType ? fmt::format("<small>{}</small>", PageText(record.type)) : std::string();
   return fmt::format(
       "<tr data-verdict=\"{}\" data-rank=\"{}\"><th scope=\"row\">{}{}</th>{}{}{}</tr>\n",
       record.waived ? "waived" : NameOf(record.verdict),
-      record.waived ? kVerdicts.size() : IndexOf(record.verdict), XmlText(record.name), type,
+      record.waived ? kVerdicts.size() : IndexOf(record.verdict), PageText(record.name), type,
       VersionCell("installed", "Installed", record.installed),
       VersionCell("offered", "Offered", record.offered), VerdictCell(record));
 }
 
 std::string GroupHead(std::string_view name, const TSummary& summary) {
   return fmt::format(
-      "<tbody data-type=\"{0}\"><tr class=\"group\"><th colspan=\"4\" scope=\"rowgroup\">{0} "
-      "<small>{1}</small></th></tr>\n",
-      XmlText(name), Sentence(summary));
+      "<tbody data-type=\"{0}\"><tr class=\"group\"><th colspan=\"4\" scope=\"rowgroup\">"
+      "<bdi>{0}</bdi> <small>{1}</small></th></tr>\n",
+      PageText(name), Sentence(summary));
 }
 
 // A walk over all records for each group, so that none of them is kept.
@@ -285,12 +292,13 @@ void RenderHtml(const TReport& report, const TRenderOptions& /*options*/, IOutpu
       "{}<main>\n<header class=\"lead {}\"><div><h1>{}</h1>\n<p>{} {}</p></div>"
       "</header>\n",
       report.records.empty() ? "" : "<a class=\"skip\" href=\"#records\">To the records</a>\n",
-      lead.style, lead.text, MachineName(report) + ".", Explanation(report, summary)));
+      lead.style, lead.text, Isolated(MachineName(report.machine)) + ".",
+      Explanation(report, summary)));
   if (!report.records.empty()) output.Write(Parts(summary) + Tiles(report, summary));
   output.Write(Errors(report) + Facts(report));
   if (!report.records.empty()) WriteRecords(report, output);
-  output.Write(fmt::format("<footer>{} {}</footer>\n</main>\n<script>", XmlText(report.tool),
-                           XmlText(report.toolVersion)));
+  output.Write(fmt::format("<footer>{} {}</footer>\n</main>\n<script>", PageText(report.tool),
+                           PageText(report.toolVersion)));
   output.Write(kHtmlScript);
   output.Write("</script>\n</body>\n</html>\n");
 }

@@ -40,6 +40,7 @@
     }
     shown.textContent = count === total ? `${total} shown` : `${count} of ${total} shown`;
     nothing.hidden = count > 0;
+    tools.classList.toggle('part', count < total);  // Paper says what it leaves out.
   }
 
   const keys = {

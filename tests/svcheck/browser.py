@@ -8,6 +8,9 @@ import urllib.request
 
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"  # The name that the protocol gives a reference.
 
+# Keys without a character (W3C WebDriver, 17.4.2).
+TAB, ENTER, ESCAPE, DOWN = "\ue004", "\ue007", "\ue00c", "\ue015"
+
 
 class Browser:
     def __init__(self, profile):

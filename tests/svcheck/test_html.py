@@ -1,9 +1,15 @@
-"""The HTML report in a browser: what its filters show, and what a screen reader is told."""
+"""The HTML report in a browser: what its filters show, how it is used without a mouse, what a
+screen reader is told, and that nothing in a record gets out of its cell."""
 
-from browser import Browser
-from program import BUILD, SAMPLE, ProgramTest, main
+import json
+import pathlib
+import tempfile
+
+from browser import DOWN, ENTER, ESCAPE, TAB, Browser
+from program import BUILD, SAMPLE, ProgramTest, element, main
 
 PICTURES = BUILD / "tests" / "pictures"
+SCRIPTS = pathlib.Path(__file__).resolve().parent / "page"
 WAIVERS = """[[waiver]]
 name = "System *"
 reason = "window in January"
@@ -18,25 +24,40 @@ VISIBLE = """return [...document.querySelectorAll('#records tbody tr:not(.group)
   .filter(row => row.checkVisibility())
   .map(row => [row.closest('tbody').dataset.type, row.cells[0].textContent,
                row.dataset.verdict]);"""
+FOCUSED = """const focused = document.activeElement, style = getComputedStyle(focused);
+return [focused.textContent || focused.id || focused.localName,
+        style.outlineStyle != 'none' && parseFloat(style.outlineWidth) >= 2];"""
+ORDERS = ["catalogue", "verdict", "name", "type"]
+VERDICTS = ["outdated", "unknown", "newer", "current", "waived"]
+MARKUP = ("</td></title></style></script><script>document.title = 'taken'</script>"
+          "<img src=x onerror=\"document.title = 'taken'\">'\"&lt;!--")
+TURNED = "\u202egpj\u2066"  # Reads as "jpg" and turns what stands behind it.
+LONG = "W" * 3000 + " long" * 300
 
 
-class Page(ProgramTest):
+class PageTest(ProgramTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
         PICTURES.mkdir(parents=True, exist_ok=True)
+        profile = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(profile.cleanup)
+        cls.browser = Browser(profile.name)
+        cls.addClassCleanup(cls.browser.close)
 
-    def setUp(self):
-        super().setUp()
-        self.browser = Browser(self.folder / "profile")
-        self.addCleanup(self.browser.close)
+    def tearDown(self):
+        self.assertEqual(self.browser.messages(), [])  # Of the script, and of the page's policy.
 
-    def page(self, *arguments):
-        waivers = self.write("waivers.toml", WAIVERS)
-        self.run_program("check", "--inventory", SAMPLE / "inventory.xml", "--catalogue",
-                         SAMPLE / "catalogue", "--waivers", waivers, "--format", "html",
-                         "--output", "report.html", *arguments)
-        return self.folder / "report.html"
+    def open(self, *arguments, width=1100, scheme="light", media="screen"):
+        """Opens the page that a check or a report writes."""
+        place = self.folder / "report.html"
+        self.run_program(*arguments, "--format", "html", "--output", place)
+        self.browser.show(width, scheme, media)
+        self.browser.open(place)
+
+    def open_sample(self, **how):
+        self.open("check", "--inventory", SAMPLE / "inventory.xml", "--catalogue",
+                  SAMPLE / "catalogue", "--waivers", self.write("waivers.toml", WAIVERS), **how)
 
     def visible(self):
         return self.browser.run(VISIBLE)
@@ -44,12 +65,30 @@ class Page(ProgramTest):
     def names(self):
         return [name for _, name, _ in self.visible()]
 
+    def text(self, selector):
+        """What is seen of an element."""
+        return self.browser.run('''const found = document.querySelector(arguments[0]);
+            return found.checkVisibility() ? found.innerText.trim() : '';''', selector)
+
     def shown(self):
         return self.browser.run("return document.getElementById('shown').textContent")
 
-    def test_filters_show_what_goes_by_them(self):
+    def assert_fits(self):
+        self.assertLessEqual(*self.browser.run(
+            "return [document.documentElement.scrollWidth, innerWidth]"))
+
+    def in_groups(self, column):
+        """One column of the visible records, a list for each type in the order of the page."""
+        groups = {}
+        for row in self.visible():
+            groups.setdefault(row[0], []).append(row[column])
+        return groups
+
+
+class Filters(PageTest):
+    def test_they_show_what_goes_by_them(self):
         browser = self.browser
-        browser.open(self.page())
+        self.open_sample()
         everything = self.visible()
         self.assertEqual((len(everything), self.shown()), (21, "21 shown"))
         browser.click("[data-verdict=outdated].tile")
@@ -69,14 +108,82 @@ class Page(ProgramTest):
         browser.click("[data-verdict=newer].tile")
         browser.click("[data-verdict=newer].tile")
         self.assertEqual(self.visible(), everything)
-        self.assertEqual(browser.messages(), [])
-        for scheme in ("light", "dark"):
-            browser.show(1100, scheme)
-            browser.screenshot(PICTURES / f"{scheme}.png")
+
+    def test_records_are_sorted_within_their_types(self):
+        self.open_sample()
+        catalogue = self.visible()
+        self.sort_by("verdict")
+        for verdicts in self.in_groups(2).values():
+            self.assertEqual(verdicts, sorted(verdicts, key=VERDICTS.index))
+        self.sort_by("name")
+        ascending = self.in_groups(1)
+        self.assertEqual(ascending["Driver"],
+                         ["BNX2", "BNX2", "E1000E", "EHCI-HCD", "MEGARAID_SAS", "TG3"])
+        self.assertEqual(self.head("name"), "ascending")
+        self.browser.click("[data-by=name] button")
+        self.assertEqual(self.head("name"), "descending")
+        self.assertEqual(self.in_groups(1),
+                         {kind: names[::-1] for kind, names in ascending.items()})
+        self.sort_by("type")
+        self.assertEqual(list(self.in_groups(1)), ["Driver", "Firmware"])
+        self.assertIsNone(self.head("name"))
+        self.sort_by("catalogue")
+        self.assertEqual(self.visible(), catalogue)
+
+    def sort_by(self, name):
+        self.browser.click(f"#sort option:nth-child({1 + ORDERS.index(name)})")
+
+    def head(self, name):
+        return self.browser.run("return document.querySelector(arguments[0]).ariaSort",
+                                f"[data-by={name}]")
+
+
+class Keyboard(PageTest):
+    def test_everything_is_reached_in_order_and_seen_to_be(self):
+        self.open_sample()
+        reached = []
+        for _ in range(14):
+            self.browser.press(TAB)
+            name, has_outline = self.browser.run(FOCUSED)
+            self.assertTrue(has_outline, name)
+            reached.append(name)
+        self.assertEqual([name.split()[-1] if name[0].isdigit() else name for name in reached[1:6]],
+                         ["offered", "compared", "offered", "it", "is"])
+        self.assertEqual((reached[0], reached[6:9], reached[10:]),
+                         ("To the records", ["search", "Firmware", "Driver"],
+                          ["Name", "Installed", "Offered", "Verdict"]))
+
+    def test_what_has_the_focus_is_in_sight_in_a_narrow_window_too(self):
+        self.open_sample(width=400)
+        for _ in range(14):
+            self.browser.press(TAB)
+            left, top, right, bottom = self.browser.run("""
+                const {left, top, right, bottom} = document.activeElement.getBoundingClientRect();
+                return [left, top, right, bottom];""")
+            self.assertTrue(0 <= left < right <= 400 and 0 <= top < bottom <= 900)
+            found = self.browser.run("""return document.activeElement.contains(
+                document.elementFromPoint(arguments[0], arguments[1]))""",
+                                     (left + right) / 2, (top + bottom) / 2)
+            self.assertTrue(found, self.browser.run(FOCUSED))
+
+    def test_it_filters_and_sorts(self):
+        press = self.browser.press
+        self.open_sample()
+        press(TAB, TAB, " ")
+        self.assertEqual(self.shown(), "8 of 21 shown")
+        press(ESCAPE, "/", *"bnx")
+        self.assertEqual(self.names(), ["BNX2", "BNX2"])
+        press(ESCAPE)
+        self.assertEqual(self.shown(), "21 shown")
+        press(TAB, TAB, TAB, DOWN)  # The types, then what to sort by.
+        for verdicts in self.in_groups(2).values():
+            self.assertEqual(verdicts, sorted(verdicts, key=VERDICTS.index))
+        press(TAB, ENTER, ENTER)
+        self.assertEqual(self.in_groups(1)["Driver"][0], "TG3")
 
     def test_a_screen_reader_is_told_what_is_seen(self):
         browser = self.browser
-        browser.open(self.page())
+        self.open_sample()
         self.assertEqual(browser.role("h1"), "heading")
         self.assertIn(browser.role(".parts"), ("img", "image"))
         self.assertIn("8 outdated, 3 unknown", browser.label(".parts"))
@@ -88,6 +195,100 @@ class Page(ProgramTest):
             self.assertEqual(browser.role("#records"), "table")
             self.assertEqual(browser.role("#records tbody tr:nth-child(2) th"), "rowheader")
             self.assertIn(browser.role("#records tbody tr:nth-child(2) td"), ("cell", "gridcell"))
+
+
+class Looks(PageTest):
+    CONTRAST = (SCRIPTS / "contrast.js").read_text()
+
+    def contrasts(self, least):
+        """How many texts were measured, and those below what WCAG 2.2 asks (1.4.3, 1.4.11)."""
+        measured, low = self.browser.run(self.CONTRAST)
+        self.assertGreater(measured, least)
+        return low
+
+    def test_texts_and_edges_stand_out(self):
+        for scheme in ("light", "dark"):
+            with self.subTest(scheme):
+                self.open_sample(scheme=scheme)
+                self.assertEqual(self.contrasts(100), [])
+                self.browser.screenshot(PICTURES / f"{scheme}.png")
+                self.browser.click("[data-verdict=unknown].tile")
+                self.browser.click("button[data-type=Firmware]")
+                self.assertEqual(self.contrasts(30), [])
+                self.browser.run("document.querySelector('footer').style.color = '#777'")
+                self.assertEqual([entry[0] for entry in self.contrasts(30)], ["footer"])
+
+    def test_a_narrow_window_and_paper_hold_it(self):
+        self.open_sample(width=400)
+        self.assert_fits()
+        self.browser.screenshot(PICTURES / "narrow.png")
+        self.open_sample(scheme="dark", media="print")
+        self.assertEqual(len(self.visible()), 21)
+        self.assertEqual(self.contrasts(100), [])
+        self.browser.screenshot(PICTURES / "paper.png")
+        self.assertEqual(self.text("#tools"), "")
+        self.browser.run("document.querySelector('[data-verdict=outdated].tile').click()")
+        self.assertEqual((len(self.visible()), self.text("#tools")), (8, "8 of 21 shown"))
+
+
+class Contents(PageTest):
+    def test_without_records_it_says_why(self):
+        self.open("check", "--inventory", self.inventory(), "--catalogue", "none")
+        self.assertEqual(self.text("h1"), "Not checked")
+        self.assertIn("There is no catalogue at that place.", self.text(".lead"))
+        self.assertIn("none/index.xml", self.text(".messages"))
+        self.assertIn("--catalogue", self.text(".messages"))
+        self.browser.screenshot(PICTURES / "failed.png")
+        other = self.catalogue(element(applicableMachineTypes=["-[1111]-"], name="other"))
+        self.open("check", "--inventory", self.inventory(), "--catalogue", other)
+        self.assertEqual(self.text("h1"), "Nothing to compare")
+        self.assertIn("offers nothing for this machine", self.text(".lead"))
+        self.assertIsNone(self.browser.run("return document.getElementById('records')"))
+        self.assertIn("4638", self.text(".facts"))
+
+    def hostile(self):
+        """A saved report, each of whose texts wants out."""
+        result = self.run_program("check", "--inventory", SAMPLE / "inventory.xml", "--catalogue",
+                                  SAMPLE / "catalogue", "--format", "json", "--waivers",
+                                  self.write("waivers.toml", WAIVERS))
+        report = json.loads(result.stdout)
+        text = MARKUP + TURNED + LONG
+        for part in (report["machine"], report["operatingSystem"], report["tool"]):
+            part.update({name: text for name, value in part.items() if isinstance(value, str)})
+        report["catalogue"]["path"] = text
+        report["errors"] = [text]
+        for place, record in enumerate(report["records"]):
+            record.update({name: f"{place} {text}" for name in
+                           ("Type", "Name", "InstalledVersion", "SVVersion")})
+            for waiver in filter(None, map(record.get, ("waived", "expiredWaiver"))):
+                waiver["reason"] = text
+        return self.write("hostile.json", json.dumps(report))
+
+    def test_nothing_gets_out_of_its_place(self):
+        saved = self.hostile()
+        for width in (1100, 400):
+            self.open("report", saved, width=width)
+            self.assertTrue(self.browser.run("return document.title").startswith("8 updates to"))
+            self.assertEqual(self.browser.run("""return ['script', 'style', 'img', 'title'].map(
+                name => document.getElementsByTagName(name).length)"""), [1, 1, 0, 1])
+            shown = MARKUP + TURNED.replace("\u202e", "\ufffd").replace("\u2066", "\ufffd") + LONG
+            self.assertEqual(self.names()[:2], [f"0 {shown}", f"1 {shown}"])
+            self.assertIn(shown, self.text(".lead p"))
+            self.assertIn(shown, self.text(".messages"))
+            self.assert_fits()
+            self.browser.run("document.querySelectorAll('#tools button')[1].click()")
+            self.assertEqual(self.names(), [f"1 {shown}"])
+
+    def test_letters_from_right_to_left_stay_in_their_place(self):
+        model = "שרת"
+        saved = self.write("hebrew.json", self.hostile().read_text().replace(
+            json.dumps(MARKUP + TURNED + LONG), json.dumps(model)))
+        self.open("report", saved)
+        # The sentence behind the name stands to the right of it.
+        self.assertTrue(self.browser.run("""
+            const name = document.querySelector('.lead bdi'), range = document.createRange();
+            range.selectNode(name.nextSibling);
+            return range.getClientRects()[0].left >= name.getBoundingClientRect().right - 1;"""))
 
 
 if __name__ == "__main__":
