@@ -112,6 +112,7 @@ void TInMemoryNamespace::Hold(boost::shared_ptr<TCimState> newState) {
   state.swap(newState);
   finder = TPropertyFinder();
   recent.clear();
+  seenOnce.clear();
 }
 
 void TInMemoryNamespace::GetClass(boost::shared_ptr<ICIMClass>& cimClass, std::string_view name,
@@ -178,18 +179,25 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassI
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
   if (recent.empty()) {
     recent.resize(kRecent);
+    seenOnce.resize(kRecent);
   }
-  auto& [first, second] = recent[Mix(cell ^ HashSeed(), kMixA) % kRecent];
+  const std::size_t place = Mix(cell ^ HashSeed(), kMixA) % kRecent;
+  auto& [first, second] = recent[place];
   if (first.Holds(form, cell)) {
     return first.property;
   }
   if (!second.Holds(form, cell)) {
-    second.property = boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
-    second.form = form;
-    second.cell = cell;
+    if (std::exchange(seenOnce[place], cell) != cell) {
+      return NewProperty(form, cell);
+    }
+    second = {form, cell, NewProperty(form, cell)};
   }
   std::swap(first, second);
   return first.property;
+}
+
+TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::NewProperty(TForm form, TCell cell) const {
+  return boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
 }
 
 TRowId TInMemoryNamespace::Store(TClassId id, const std::map<TNameId, TCIMValue>& values) {

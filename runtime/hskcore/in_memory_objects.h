@@ -125,6 +125,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   // From here on it holds this.
   void Hold(boost::shared_ptr<TCimState> newState);
   TPropertyHandle MakeProperty(TForm form, TCell cell);
+  TPropertyHandle NewProperty(TForm form, TCell cell) const;
   std::pair<TForm, TCell> Encode(TNameId name, const NQRXHSK20::TCIMValue& value);
 
   boost::shared_ptr<TCimState> state;
@@ -133,9 +134,11 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   IReadObserver* observer = nullptr;  // Not owned.
   boost::shared_ptr<const THiddenInstances> hidden;
   TPropertyFinder finder;
-  // Handed out before and likely to be again: many instances share a value. Made when the first
-  // property is asked for.
+  // Handed out twice and likely to be again: many instances share a value. One that was not asked
+  // for before takes no place here, so that its memory is used again at once. Both are made when
+  // the first property is asked for.
   std::vector<std::array<TSlot, 2>> recent;
+  std::vector<TCell> seenOnce;
   TStableVector<TInMemoryClass> classes;
   TStableVector<TStoredInstance> instances;
   TArrayText arrayText;

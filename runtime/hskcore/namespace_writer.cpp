@@ -50,60 +50,96 @@ struct TNamespaceWriter::State {
       : target(std::move(namespaceToFill)) {}
 
   // Before anything is written: what is shared is copied then.
-  TCimState& Open() {
-    Drop();
-    return *(cim = &target->WritableState());
+  TCimState& Open();
+  // kNoClass when there is none. Instances of one class follow each other.
+  TClassId FindClass(std::string_view name) const {
+    return lastClass != kNoClass && name == cim->ClassName(lastClass) ? lastClass
+                                                                      : cim->FindClass(name);
   }
   void Begin(TClassId id, bool asClass);
   void Drop() noexcept { classId = kNoClass; }
-  void EnterProperty(const TPropertyName& name, TForm form);
-  void EnterNewProperty(const TPropertyName& name, TForm form);
+  void EnterProperty(const TPropertyName& name, TForm form) {
+    if (isOnTrack && step != track.size() && track[step].Is(name.number, form)) {
+      ++step;
+    } else {
+      EnterOffTrack(name, form);
+    }
+  }
+  void EnterOffTrack(const TPropertyName& name, TForm form);
+  void LeaveTrack();
+  TShapeId Shape() const { return step == 0 ? TShapeTable::kEmpty : track[step - 1].shape; }
   std::uint64_t Number(std::string_view name, ECIMType type, std::string_view text);
   void CheckText(std::string_view name, ECIMType type, std::string_view text);
   void Keep(TNameId name, TForm form, TCell cell);
+  // Of the property that was entered last.
+  void KeepText(TNameId name, TForm form, std::string_view text);
 
   boost::shared_ptr<TInMemoryNamespace> target;
   // Null until something is written.
   TCimState* cim = nullptr;
   // What is being written: kNoClass for nothing.
   TClassId classId = kNoClass;
+  TClassId lastClass = kNoClass;
   bool isClass = false;
-  // Numbers it, so that a name knows whether it was written in it.
+  // Numbers it, so that a name knows whether it was written in it, once it is off the track.
   std::uint32_t serial = 0;
-  TShapeId shape = TShapeTable::kEmpty;
+  // The properties of the instance before: most instances repeat them. What is being written has
+  // the first `step` of them.
+  struct TStep {
+    TNameId name;
+    TForm form;
+    TShapeId shape;   // With this property.
+    TTextPool* pool;  // Where its texts are stored; null when that is to be found out.
+
+    bool Is(TNameId otherName, TForm otherForm) const {
+      return name == otherName && form == otherForm;
+    }
+  };
+  std::vector<TStep> track;
+  std::size_t step = 0;
+  bool isOnTrack = false;
   std::vector<TCell> cells;
   TArrayText array;
   TForm arrayForm{};
   TNameId arrayName = kNone;
 };
 
+TCimState& TNamespaceWriter::State::Open() {
+  Drop();
+  TCimState* const writable = &target->WritableState();
+  if (writable != cim) {
+    cim = writable;
+    lastClass = kNoClass;
+    track.clear();
+  }
+  return *cim;
+}
+
 void TNamespaceWriter::State::Begin(TClassId id, bool asClass) {
-  classId = id;
+  classId = lastClass = id;
   isClass = asClass;
   cells.clear();
-  shape = TShapeTable::kEmpty;
+  step = 0;
+  isOnTrack = !asClass;
   serial = cim->NextWritten();
 }
 
-// Instances repeat the properties of the one before: what came next there is tried first.
-void TNamespaceWriter::State::EnterProperty(const TPropertyName& name, TForm form) {
-  const TShapeTable& shapes = cim->Shapes();
-  const TShapeId likely = isClass ? kNone : shapes[shape].likelyChild;
-  if (likely == kNone || shapes[likely].form != form || shapes[likely].name != name.number) {
-    return EnterNewProperty(name, form);
-  }
-  shape = likely;
-  cim->Name(name.number).writtenIn = serial;
-}
-
-void TNamespaceWriter::State::EnterNewProperty(const TPropertyName& name, TForm form) {
+void TNamespaceWriter::State::EnterOffTrack(const TPropertyName& name, TForm form) {
+  if (isOnTrack) LeaveTrack();
   if (cim->Name(name.number).writtenIn == serial) {
     Refuse("PROPERTY " + Shown(name.text) + " written twice");
   }
   cim->Name(name.number).writtenIn = serial;
   if (!isClass) {
-    shape = cim->Shapes().Extend(shape, name.number, form);
+    track.push_back({name.number, form, cim->Shapes().Extend(Shape(), name.number, form), nullptr});
+    ++step;
   }
+}
+
+void TNamespaceWriter::State::LeaveTrack() {
+  isOnTrack = false;
+  track.resize(step);
+  for (const TStep& taken : track) cim->Name(taken.name).writtenIn = serial;
 }
 
 std::uint64_t TNamespaceWriter::State::Number(std::string_view name, ECIMType type,
@@ -131,6 +167,17 @@ void TNamespaceWriter::State::Keep(TNameId name, TForm form, TCell cell) {
   }
 }
 
+void TNamespaceWriter::State::KeepText(TNameId name, TForm form, std::string_view text) {
+  TTextPool* pool = nullptr;
+  TTextPool*& known = isClass ? pool : track[step - 1].pool;
+  if (known != nullptr) {
+    cells.push_back(cim->StoreTextIn(*known, text));
+    return;
+  }
+  Keep(name, form, cim->StoreTextOf(name, text));
+  known = cim->PoolOf(name);
+}
+
 TNamespaceWriter::TNamespaceWriter(const boost::shared_ptr<ICIMNamespace>& target)
     : state(std::make_unique<State>(InMemory(target))) {}
 
@@ -143,7 +190,8 @@ TClassId TNamespaceWriter::BeginClass(std::string_view name, std::string_view su
 }
 
 void TNamespaceWriter::BeginInstance(std::string_view className) {
-  const TClassId id = state->Open().FindClass(className);
+  state->Open();
+  const TClassId id = state->FindClass(className);
   if (id == kNoClass) {
     throw THSKException("INSTANCE of class " + Shown(className) + ", which is not declared",
                         THSKStatusCode::kClassNotFound);
@@ -165,7 +213,7 @@ void TNamespaceWriter::WriteValue(const TPropertyName& name, ECIMType type, std:
   }
   state->CheckText(name.text, type, text);
   state->EnterProperty(name, form);
-  state->Keep(name.number, form, state->cim->StoreTextOf(name.number, text));
+  state->KeepText(name.number, form, text);
 }
 
 void TNamespaceWriter::WriteNull(const TPropertyName& name, ECIMType type, bool isArray) {
@@ -199,13 +247,12 @@ void TNamespaceWriter::AddElement(std::string_view text) {
 void TNamespaceWriter::AddNullElement() { state->array.AddNull(); }
 
 void TNamespaceWriter::EndArray() {
-  const TCell cell = state->cim->StoreTextOf(state->arrayName, state->array.Finish());
-  state->Keep(state->arrayName, state->arrayForm, cell);
+  state->KeepText(state->arrayName, state->arrayForm, state->array.Finish());
 }
 
 void TNamespaceWriter::Finish() {
   if (!state->isClass && state->classId != kNoClass) {
-    state->cim->AddRow(state->classId, state->shape, state->cells);
+    state->cim->AddRow(state->classId, state->Shape(), state->cells);
   }
   state->Drop();
 }

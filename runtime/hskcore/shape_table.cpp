@@ -18,6 +18,10 @@ TShapeTable::TShapeTable() : slots(64, kNone) {
 }
 
 TShapeId TShapeTable::Extend(TShapeId parent, TNameId name, TForm form) {
+  const TShapeId likely = nodes[parent].likelyChild;
+  if (likely != kNone && nodes[likely].name == name && nodes[likely].form == form) {
+    return likely;
+  }
   std::size_t slot = SlotOf(parent, name, form);
   if (slots[slot] == kNone) {
     if (nodes.size() * std::size_t{4} > slots.size() * 3) {

@@ -1,5 +1,6 @@
 #include "runtime/hskcore/value_text.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <charconv>
@@ -140,14 +141,12 @@ bool IsUcs2Character(std::string_view text) noexcept {
 bool IsField(std::string_view text, std::size_t at, std::size_t length, int least,
              int most) noexcept {
   const std::string_view field = text.substr(at, length);
-  if (field.find_first_not_of('*') == field.npos) {
-    return true;
+  int value = 0;
+  for (const char c : field) {
+    if (c < '0' || c > '9') return field.find_first_not_of('*') == field.npos;
+    value = value * 10 + (c - '0');
   }
-  if (field.find_first_not_of("0123456789") != field.npos) {
-    return false;
-  }
-  const auto value = WholeNumber<int>(field, 10);
-  return value && *value >= least && *value <= most;
+  return value >= least && value <= most;
 }
 
 bool IsTimeOfDay(std::string_view text) noexcept {
@@ -156,9 +155,9 @@ bool IsTimeOfDay(std::string_view text) noexcept {
 
 // Digits, the last of which may be asterisks where less is known.
 bool IsFraction(std::string_view field) noexcept {
-  const std::string_view known = field.substr(0, field.find('*'));
-  return known.find_first_not_of("0123456789") == known.npos &&
-         field.substr(known.size()).find_first_not_of('*') == field.npos;
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  const auto known = std::find_if_not(field.begin(), field.end(), isDigit);
+  return std::all_of(known, field.end(), [](char c) { return c == '*'; });
 }
 
 // A point in time, "yyyymmddhhmmss.mmmmmm+utc", or an interval, "ddddddddhhmmss.mmmmmm:000".

@@ -99,27 +99,44 @@ void TCimBuilder::ReadInstance() {
 }
 
 void TCimBuilder::ReadMembers(bool isClass) {
-  while (tokens.NextChild()) {
-    switch (tokens.Element()) {
-      case EElement::kProperty:
-        ReadProperty();
-        break;
-      case EElement::kPropertyArray:
-        ReadPropertyArray();
-        break;
-      case EElement::kPropertyReference:
-        ReadPropertyReference();
-        break;
-      case EElement::kMethod:
-        if (!isClass) tokens.RefuseElement();
-        [[fallthrough]];
-      case EElement::kQualifier:
-        tokens.Skip();
-        break;
-      default:
-        tokens.RefuseElement();
+  do {
+    while (TakeProperty()) {
     }
+  } while (ReadMember(isClass));
+}
+
+// False at the end of the class or instance.
+bool TCimBuilder::ReadMember(bool isClass) {
+  if (!tokens.NextChild()) return false;
+  switch (tokens.Element()) {
+    case EElement::kProperty:
+      ReadProperty();
+      break;
+    case EElement::kPropertyArray:
+      ReadPropertyArray();
+      break;
+    case EElement::kPropertyReference:
+      ReadPropertyReference();
+      break;
+    case EElement::kMethod:
+      if (!isClass) tokens.RefuseElement();
+      [[fallthrough]];
+    case EElement::kQualifier:
+      tokens.Skip();
+      break;
+    default:
+      tokens.RefuseElement();
   }
+  return true;
+}
+
+// A property that is written as most are: nothing but one plain value in it. False, and nothing is
+// read, when the next is none of those.
+bool TCimBuilder::TakeProperty() {
+  return tokens.TakeTextBelow(EElement::kProperty, EElement::kValue, [&](std::string_view text) {
+    const TProperty property = PropertyOfTag();
+    writer.WriteValue(property.name, property.type, text);
+  });
 }
 
 void TCimBuilder::ReadProperty() {

@@ -40,6 +40,8 @@ class TCimBuilder {
   void ReadClass();
   void ReadInstance();
   void ReadMembers(bool isClass);
+  bool ReadMember(bool isClass);
+  bool TakeProperty();
   void ReadProperty();
   void ReadPropertyArray();
   void ReadPropertyReference();

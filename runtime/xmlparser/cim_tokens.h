@@ -36,6 +36,10 @@ class TCimTokens {
   // before and holds nothing but plain text. False, and nothing is read, when it is not.
   template <typename TTake>
   bool TakeText(EElement element, TTake take);
+  // The same for an element that holds nothing but such an element: the attributes and the note are
+  // those of the outer one.
+  template <typename TTake>
+  bool TakeTextBelow(EElement outer, EElement element, TTake take);
   // As a text of its own.
   std::string TextOf();
 
@@ -73,6 +77,14 @@ void TCimTokens::ReadText(TTake take) {
 template <typename TTake>
 bool TCimTokens::TakeText(EElement element, TTake take) {
   if (!reader.TakeLeaf(static_cast<std::uint32_t>(element))) return false;
+  take(reader.Text());
+  return true;
+}
+
+template <typename TTake>
+bool TCimTokens::TakeTextBelow(EElement outer, EElement element, TTake take) {
+  if (!reader.TakeLeafBelow(static_cast<std::uint32_t>(outer), static_cast<std::uint32_t>(element)))
+    return false;
   take(reader.Text());
   return true;
 }

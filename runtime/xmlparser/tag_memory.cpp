@@ -8,6 +8,14 @@
 
 namespace svc::xml {
 
+void TWrapping::Learn(std::string_view newLead, std::string_view newTrail,
+                      std::uint32_t newInnerKind) {
+  if (newLead.size() > kMaxLead || newTrail.size() > kMaxTrail) return;
+  leadLength = static_cast<std::uint32_t>(newLead.copy(lead, kMaxLead));
+  trailLength = static_cast<std::uint32_t>(newTrail.copy(trail, kMaxTrail));
+  innerKind = newInnerKind;
+}
+
 // Taken from calloc: the pages of slots that nobody uses are never touched.
 TTagMemory::TTagMemory() : slots(static_cast<TKnownTag*>(std::calloc(kSlots, sizeof(TKnownTag)))) {
   if (!slots) throw std::bad_alloc();

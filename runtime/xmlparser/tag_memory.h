@@ -39,6 +39,30 @@ struct TFollowers {
   }
 };
 
+// The markup around a text, as it stood when an element that holds nothing else was read last: from
+// the end of what came before the element, blanks included, to the text, and from the text to the
+// end of the element. Two comparisons then stand for all the tags in it.
+struct TWrapping {
+  static constexpr std::size_t kMaxLead = 192;
+  static constexpr std::size_t kMaxTrail = 64;
+
+  std::uint32_t leadLength;  // 0 when nothing is known.
+  std::uint32_t trailLength;
+  // Of the element directly around the text, where that is a child of this one; otherwise 0.
+  std::uint32_t innerKind;
+  char lead[kMaxLead];
+  char trail[kMaxTrail];
+
+  void Learn(std::string_view newLead, std::string_view newTrail, std::uint32_t newInnerKind);
+  // False where too few bytes follow to tell at a stroke; so for what follows.
+  bool BeginsAt(const char* at, const char* end) const {
+    return static_cast<std::size_t>(end - at) >= kMaxLead && EqualBlocks(lead, at, leadLength);
+  }
+  bool EndsAt(const char* at, const char* end) const {
+    return static_cast<std::size_t>(end - at) >= kMaxTrail && EqualBlocks(trail, at, trailLength);
+  }
+};
+
 struct TKnownTag {
   static constexpr std::size_t kMaxLength = 128;
   static constexpr std::size_t kMaxAttributes = 5;
@@ -50,6 +74,7 @@ struct TKnownTag {
   TFollowers children;  // The first below it.
   TFollowers siblings;  // The next behind its element.
   TTagNote note;
+  TWrapping wrapping;
 
   bool Is(std::string_view tag) const { return std::string_view(bytes, form.length) == tag; }
   // Whether the bytes at `at` begin with the tag. False where too few bytes follow to tell at a

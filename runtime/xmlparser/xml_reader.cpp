@@ -22,7 +22,8 @@ std::size_t WholeBlocks(std::size_t length) {
 
 }  // namespace
 
-TXmlReader::TXmlReader(TDocumentText& text) : text(text), at(text.Begin()), token(at) {
+TXmlReader::TXmlReader(TDocumentText& text)
+    : text(text), at(text.Begin()), token(at), tagBytes(at) {
   note = &unknown.note;
   expected = &unknown.children;
 }
@@ -138,6 +139,7 @@ EToken TXmlReader::Open(TKnownTag& tag, const TTagForm& form,
   if (depth == kMaxDepth) Fail("elements are nested more than 256 deep");
   open[depth++] = {at + 1, form.nameLength, &tag};
   name = {at + 1, form.nameLength};
+  tagBytes = at;
   attributes = itsAttributes;
   note = &tag.note;
   expected = &tag.children;
@@ -160,7 +162,36 @@ EToken TXmlReader::ReadEnd() {
   if (at == text.End()) text.FailAtEnd();
   if (*at != '>') FailAtEndTag();
   ++at;
+  if (leafBegin == top.name - 1 + top.tag->form.length) LearnWrapping(top);
   return Close();
+}
+
+// Where the element, whose end tag was just read, holds nothing but the last leaf.
+void TXmlReader::LearnWrapping(const TOpenElement& element) const {
+  const char* begin = element.name - 1;
+  if (SkipBlanks(leafEnd, text.End()) != token || !element.tag->Begins(begin, text.End())) return;
+  const char* const words = content.data();
+  while (begin != text.Begin() && IsBlank(begin[-1])) --begin;
+  const char* const stop = words + content.size();
+  element.tag->wrapping.Learn({begin, words}, {stop, at}, leafKind);
+}
+
+bool TXmlReader::TakeLikelyLeaf(TKnownTag& leaf) {
+  if (leaf.form.isEmpty) return false;
+  const char* const begin = at;
+  const char* const tag = SkipBlanks(at, text.End());
+  if (!leaf.Begins(tag, text.End())) return false;
+  const char* const words = tag + leaf.form.length;
+  const char* const stop = FindTextStop(words, text.End());
+  if (!leaf.IsClosedAt(stop, text.End())) return false;
+  MoveTo(words);
+  token = at;
+  content = {words, stop};
+  name = {tag + 1, leaf.form.nameLength};
+  MoveTo(stop + leaf.form.nameLength + 3);
+  expected = &leaf.siblings;
+  leaf.wrapping.Learn({begin, words}, {stop, at}, 0);
+  return true;
 }
 
 // Whether an end tag goes on with the name of the element, and with something behind it.
@@ -203,7 +234,8 @@ bool TXmlReader::ReadCharacters() {
 
 std::size_t TXmlReader::AttributeNumber(std::string_view attributeName) const {
   std::size_t number = 0;
-  while (number != attributes.size() && attributes[number].Name(token) != attributeName) ++number;
+  while (number != attributes.size() && attributes[number].Name(tagBytes) != attributeName)
+    ++number;
   return number;
 }
 

@@ -47,6 +47,9 @@ class TXmlReader {
   // begins with the tag that stood here before, of which the caller noted `kind`, and holds nothing
   // but plain text, which is then Text(). False, and nothing is read, where it cannot.
   bool TakeLeaf(std::uint32_t kind);
+  // The same for an element that holds nothing but such an element, which it held before as well:
+  // the note and the attributes are those of the outer one.
+  bool TakeLeafBelow(std::uint32_t outerKind, std::uint32_t kind);
   // Checks what follows the root element: white space, comments, processing instructions.
   // REQUIRES: the last token was kFinished.
   void CheckEpilogue();
@@ -61,7 +64,7 @@ class TXmlReader {
   // counts as the number of attributes), and the value of the attribute of that number.
   std::size_t AttributeNumber(std::string_view attributeName) const;
   std::string_view AttributeValue(std::size_t number) const {
-    return attributes[number].Value(token);
+    return attributes[number].Value(tagBytes);
   }
   // What the caller noted about the last tag when the same bytes were met before. The reference
   // is valid until the next token.
@@ -94,6 +97,9 @@ class TXmlReader {
   EToken ReadNewStart();
   EToken Open(TKnownTag& tag, const TTagForm& form, std::span<const TAttribute> itsAttributes);
   EToken Close();
+  bool TakeWrapped(TKnownTag& tag);
+  bool TakeLikelyLeaf(TKnownTag& leaf);
+  void LearnWrapping(const TOpenElement& element) const;
   [[noreturn]] void FailAtEndTag() const;
   bool IsEndOf(const TOpenElement& element) const;
   std::size_t Left() const { return static_cast<std::size_t>(text.End() - at); }
@@ -105,6 +111,7 @@ class TXmlReader {
   char* token;
   std::string_view name;
   std::string_view content;
+  const char* tagBytes;  // What the places of the attributes count from.
   std::span<const TAttribute> attributes;
   TTagNote* note;
 
@@ -117,26 +124,54 @@ class TXmlReader {
   TTagMemory memory;
   TKnownTag unknown{};  // Stands for every tag that is not remembered.
   TFollowers* expected;
+  // Of the last leaf: what it was noted as, where the token before it ended, and where it did.
+  std::uint32_t leafKind = 0;
+  const char* leafBegin = nullptr;
+  const char* leafEnd = nullptr;
   std::vector<TAttribute> readAttributes;
 };
 
+// An element with the text in it, where all the markup stands as it did before.
+inline bool TXmlReader::TakeWrapped(TKnownTag& tag) {
+  const TWrapping& known = tag.wrapping;
+  if (!known.BeginsAt(at, text.End())) return false;
+  char* const words = at + known.leadLength;
+  const char* const stop = FindTextStop(words, text.End());
+  if (!known.EndsAt(stop, text.End())) return false;
+  token = words;
+  content = {words, stop};
+  name = {tag.bytes + 1, tag.form.nameLength};
+  MoveTo(stop + known.trailLength);
+  expected = &tag.siblings;
+  return true;
+}
+
 inline bool TXmlReader::TakeLeaf(std::uint32_t kind) {
   TKnownTag* const leaf = expected->likely;
-  if (!leaf || leaf->note.kind != kind || leaf->form.isEmpty || isEmptyElement ||
-      depth == kMaxDepth)
-    return false;
-  const char* const tag = SkipBlanks(at, text.End());
-  if (!leaf->Begins(tag, text.End())) return false;
-  const char* const words = tag + leaf->form.length;
-  const char* const stop = FindTextStop(words, text.End());
-  if (!leaf->IsClosedAt(stop, text.End())) return false;
-  MoveTo(words);
-  token = at;
-  content = {words, stop};
-  name = {tag + 1, leaf->form.nameLength};
-  MoveTo(stop + leaf->form.nameLength + 3);
-  expected = &leaf->siblings;
+  if (!leaf || leaf->note.kind != kind || isEmptyElement || depth == kMaxDepth) return false;
+  const char* const begin = at;
+  const TWrapping& known = leaf->wrapping;
+  const bool isTaken = known.leadLength != 0 && known.innerKind == 0 && TakeWrapped(*leaf);
+  if (!isTaken && !TakeLikelyLeaf(*leaf)) return false;
+  leafKind = kind;
+  leafBegin = begin;
+  leafEnd = at;
   return true;
+}
+
+inline bool TXmlReader::TakeLeafBelow(std::uint32_t outerKind, std::uint32_t kind) {
+  if (isEmptyElement || depth + 1 >= kMaxDepth) return false;
+  for (TKnownTag* const tag : {expected->likely, expected->other}) {
+    if (!tag || tag->note.kind != outerKind || tag->wrapping.innerKind != kind) continue;
+    TFollowers& followers = *expected;
+    if (!TakeWrapped(*tag)) continue;
+    if (tag != followers.likely) followers.Put(tag);
+    tagBytes = tag->bytes;
+    attributes = {tag->attributes, tag->attributeCount};
+    note = &tag->note;
+    return true;
+  }
+  return false;
 }
 
 }  // namespace svc::xml
