@@ -124,6 +124,30 @@ std::string Instance(TChance& chance) {
   return text + "</INSTANCE>";
 }
 
+// One that a writer of regular documents makes, or one in `rarity` of another form.
+std::string RegularProperty(std::string_view name, const std::string& lineEnd, std::size_t rarity,
+                            TChance& chance) {
+  if (chance.OneIn(rarity)) return Property(name, chance);
+  const std::string words(OneOf(kTexts, chance));
+  const std::string plain = words.find_first_of("&<\r") == words.npos ? words : "plain";
+  const std::string tag = " NAME=\"" + std::string(name) + "\" TYPE=\"string\">";
+  if (name != "types")
+    return "<PROPERTY" + tag + lineEnd + "<VALUE>" + plain + "</VALUE>" + lineEnd + "</PROPERTY>";
+  std::string text = "<PROPERTY.ARRAY" + tag + lineEnd + "<VALUE.ARRAY>";
+  for (std::size_t i = chance.Below(6); i != 0; --i)
+    text += lineEnd + (chance.OneIn(rarity) ? Value(chance) : "<VALUE>" + plain + "</VALUE>");
+  return text + lineEnd + "</VALUE.ARRAY>" + lineEnd + "</PROPERTY.ARRAY>";
+}
+
+std::string RegularInstance(const std::string& lineEnd, std::size_t rarity, TChance& chance) {
+  const bool isOther = chance.OneIn(rarity);
+  std::string text = lineEnd + "<VALUE.OBJECT>" + lineEnd + "<INSTANCE CLASSNAME=\"" +
+                     (isOther ? "B" : "A") + "\">";
+  for (std::string_view name : kNames)
+    if (!chance.OneIn(rarity)) text += lineEnd + RegularProperty(name, lineEnd, rarity, chance);
+  return text + lineEnd + "</INSTANCE>" + lineEnd + "</VALUE.OBJECT>";
+}
+
 }  // namespace
 
 std::string MakeDocument(TChance& chance) {
@@ -135,6 +159,20 @@ std::string MakeDocument(TChance& chance) {
     text += std::string(OneOf(kSpaces, chance)) + "<VALUE.OBJECT>" + Instance(chance) +
             "</VALUE.OBJECT>\n";
   return text + "</DECLGROUP></DECLARATION></CIM>\n" + std::string(OneOf(kSpaces, chance));
+}
+
+std::string MakeRegularDocument(TChance& chance) {
+  constexpr std::string_view kLineEnds[] = {"", "\n", "\r\n", "\n        "};
+  const std::string lineEnd(OneOf(kLineEnds, chance));
+  const std::size_t rarity = 2 + chance.Below(40);
+  std::string text = "<CIM><DECLARATION><DECLGROUP>";
+  for (const char* name : {"A", "B"})
+    text += "<VALUE.OBJECT><CLASS NAME=\"" + std::string(name) + "\"/></VALUE.OBJECT>";
+  for (std::size_t i = 3 + chance.Below(5); i != 0; --i)
+    text += RegularInstance(lineEnd, rarity, chance);
+  // What is read at a stroke needs room behind it.
+  return text + "<!--" + std::string(chance.Below(2) * 300, ' ') +
+         "--></DECLGROUP></DECLARATION></CIM>";
 }
 
 std::string Mutate(std::string document, TChance& chance) {

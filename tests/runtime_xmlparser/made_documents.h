@@ -21,6 +21,10 @@ class TChance {
 // A document of the profile with classes A and B and some instances of them, written in many ways.
 std::string MakeDocument(TChance& chance);
 
+// The same with several instances that are written alike, as the tools write them: the same
+// properties in the same order and with the same white space, but for a few places.
+std::string MakeRegularDocument(TChance& chance);
+
 // A document with up to three of its bytes or stretches changed.
 std::string Mutate(std::string document, TChance& chance);
 

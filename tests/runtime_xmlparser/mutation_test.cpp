@@ -77,5 +77,17 @@ TEST(Mutation, MutatedDocumentsAreJudgedAsExpatDoes) {
   EXPECT_LT(accepted, 3600);
 }
 
+TEST(Mutation, AChangeAmongInstancesThatAreWrittenAlikeIsSeen) {
+  int accepted = 0;
+  for (std::uint64_t seed = 1; seed <= 2000; ++seed) {
+    TChance chance(seed);
+    const std::string document = Mutate(MakeRegularDocument(chance), chance);
+    accepted += JudgeByExpat(document).empty();
+    ExpectAgreement(document);
+  }
+  EXPECT_GT(accepted, 100);
+  EXPECT_LT(accepted, 1800);
+}
+
 }  // namespace
 }  // namespace svc::xml
