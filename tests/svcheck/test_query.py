@@ -2,13 +2,15 @@
 
 import json
 import os
+import shutil
 import signal
 import socket
 import subprocess
 import time
+import unittest
 
-from program import (DATA, MACHINE, SAMPLE, SYSTEM, PROGRAM, ProgramTest, bios, document, element,
-                     main, records_of)
+from program import (BUILD, DATA, MACHINE, SAMPLE, SYSTEM, PROGRAM, ProgramTest, bios, document,
+                     element, main, records_of)
 
 BIOS_UPDATE = {"description": "BIOS Update", "Version": "1.1-[YUE112A]-"}
 
@@ -33,6 +35,24 @@ class Query(ProgramTest):
                             f"svPath={SAMPLE / 'catalogue'}")
         names = {record["Name"] for record in records_of(result.stdout)}
         self.assertLessEqual({"System BIOS", "System UEFI", "Diagnostics", "E1000E"}, names)
+
+    @unittest.skipIf(os.geteuid() != 0, "only root can give files away")
+    def test_root_runs_a_build_of_somebody_elses(self):
+        build = self.folder / "build"
+        for name in ("bin/svcheck", "lib", "share"):
+            source, target = BUILD / name, build / name
+            target.parent.mkdir(exist_ok=True, parents=True)
+            (shutil.copytree if source.is_dir() else shutil.copy2)(source, target)
+        for path in (build, *build.rglob("*")):
+            os.chown(path, 65534, 65534)
+        command = [build / "bin" / "svcheck", "query", "--inventory", SAMPLE / "inventory.xml",
+                   "--context", "svPath=sample/catalogue"]
+        result = subprocess.run(command, capture_output=True, text=True, timeout=60)
+        self.assertTrue(records_of(result.stdout), result.stderr)
+        os.chown(build / "bin" / "svcheck", 0, 0)
+        result = subprocess.run(command, capture_output=True, text=True, timeout=60)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("belongs to another user", result.stderr)
 
     def test_a_relative_catalogue_lies_in_the_data_folder(self):
         result = self.query("--inventory", SAMPLE / "inventory.xml", "--context",
