@@ -112,7 +112,9 @@ fs::path FollowLinks(const fs::path& path) {
 }  // namespace
 
 void FlushStandardOutput() {
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) FailToWrite("standard output", errno);
+  if (std::fflush(stdout) != 0) FailToWrite("standard output", errno);
+  // An earlier failure, of the plug-in's writing for one, has left no more than its mark.
+  if (std::ferror(stdout) != 0) FailToWrite("standard output", EIO);
 }
 
 std::unique_ptr<TOutput> OpenOutput(const std::string& path) {

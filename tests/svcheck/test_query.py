@@ -212,8 +212,15 @@ class BadInput(ProgramTest):
         arguments = ["--inventory", SAMPLE / "inventory.xml", "--context", "svPath=sample/catalogue"]
         with open("/dev/full", "wb") as full:
             result = self.run_program("query", *arguments, stdout=full, stderr=subprocess.PIPE)
-        self.assert_failed(result, 1, "standard output")
+        self.assert_failed(result, 1, "standard output", "No space left")
         self.assert_failed(self.query(*arguments, "--records", "/dev/full"), 1, "/dev/full")
+
+    def test_a_full_device_under_the_plugins_own_output_is_an_error(self):
+        arguments = ["--inventory", SAMPLE / "inventory.xml", "--context", "svPath=/none",
+                     "--records", "r"]
+        with open("/dev/full", "wb") as full:
+            result = self.run_program("query", *arguments, stdout=full, stderr=subprocess.PIPE)
+        self.assert_failed(result, 1, "standard output", "Input/output error")
 
     def test_a_closed_standard_output_is_an_error(self):
         result = subprocess.run(
