@@ -19,13 +19,16 @@ struct TEnd {
   int level;
   std::string_view start;
   EOutcome outcome;
+  std::string_view cause = {};  // Where neither entry nor outcome says it.
 };
 constexpr std::array kEnds = {
     TEnd{kLogError, "Unable to determine machine type", EOutcome::kUnknownMachine},
     TEnd{kLogError, "Error loading SV definitions file...", EOutcome::kNoDefinitions},
     TEnd{kLogError, "Error loading SV index file...", EOutcome::kUnreadableCatalogue},
     TEnd{kLogError, "Incorrect OS type! osType is ", EOutcome::kUnsupportedSystem},
-    TEnd{kLogError, "QRXSG_SVResult not found", EOutcome::kFailed},
+    TEnd{kLogError, "QRXSG_SVResult not found", EOutcome::kFailed,
+         "no class QRXSG_SVResult takes the records; declare it in an inventory, or leave out "
+         "--no-builtin-classes"},
     TEnd{kLogWarning, "Warning: Sorvane comparison, no supported software updates found",
          EOutcome::kNothingApplicable},
     TEnd{kLogProgress, "SV download failed, return value: ", EOutcome::kDownloadFailed},
@@ -89,6 +92,7 @@ void TJournal::Note(int level, std::string_view message) {
     return row.level == level && message.starts_with(row.start);
   });
   if (end != kEnds.end()) {
+    if (!outcome && !end->cause.empty()) remarks.emplace_back(end->cause);
     if (!outcome) outcome = end->outcome;
     if (message.size() > end->start.size()) remarks.emplace_back(message);
     return;

@@ -185,6 +185,15 @@ class Failure(CheckTest):
         told = self.check("--inventory", null, "--catalogue", SAMPLE / "catalogue").stderr
         self.assertEqual(told.count("give an inventory"), 1, told)
 
+    def test_an_inventory_without_the_class_of_the_records(self):
+        classes = "".join(f'<VALUE.OBJECT><CLASS NAME="{name}"/></VALUE.OBJECT>'
+                          for name in (MACHINE[0], SYSTEM[0], bios("")[0]))
+        machine = document([MACHINE, SYSTEM, bios("YUE110B")])
+        path = self.write("own.xml", machine.replace("<DECLGROUP>", "<DECLGROUP>" + classes))
+        self.assert_told(["--inventory", path, "--no-builtin-classes", "--catalogue",
+                          SAMPLE / "catalogue"], 1, "failed", "QRXSG_SVResult",
+                         "--no-builtin-classes")
+
     def test_a_missing_plugin_data_folder_or_log(self):
         sample = ["--inventory", self.inventory(), "--catalogue", SAMPLE / "catalogue"]
         self.assert_told([*sample, "--plugin", "/none.so"], 1, "failed", "/none.so", "--plugin")
