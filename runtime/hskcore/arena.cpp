@@ -26,15 +26,4 @@ char* TArena::AllocateSlowly(std::size_t size) {
   return Allocate(size);
 }
 
-TStoredText StoreText(TArena& arena, std::string_view text) {
-  char length[kLongestLength];
-  char* end = length;
-  WriteLength(end, text.size());
-  const auto lengthSize = static_cast<std::size_t>(end - length);
-  char* stored = arena.Allocate(lengthSize + text.size());
-  std::memcpy(stored, length, lengthSize);
-  text.copy(stored + lengthSize, text.size());
-  return stored;
-}
-
 }  // namespace svc

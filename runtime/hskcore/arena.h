@@ -69,7 +69,15 @@ inline std::string_view ViewOf(TStoredText text) noexcept {
   return {text, length};
 }
 
-TStoredText StoreText(TArena& arena, std::string_view text);
+inline TStoredText StoreText(TArena& arena, std::string_view text) {
+  std::size_t lengthSize = 1;
+  for (std::uint64_t rest = text.size(); rest >= 0x80; rest >>= 7) ++lengthSize;
+  char* const stored = arena.Allocate(lengthSize + text.size());
+  char* at = stored;
+  WriteLength(at, text.size());
+  text.copy(at, text.size());
+  return stored;
+}
 
 // A growing array whose elements never move and which copies none when it grows.
 template <typename T>

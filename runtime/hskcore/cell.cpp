@@ -94,33 +94,17 @@ void TArrayText::Begin() {
   }
   count = 0;
   size = 0;
-  Reserve(sizeof count);
+  if (capacity == 0) Grow(sizeof count);
   size = sizeof count;
 }
 
-void TArrayText::Reserve(std::size_t more) {
-  if (more <= capacity - size) {
-    return;
-  }
+void TArrayText::Grow(std::size_t more) {
   capacity = std::max(size + more, std::max(capacity * 2, kSmallest));
   auto grown = std::make_unique_for_overwrite<char[]>(capacity);
   if (size != 0) {
     std::copy_n(bytes.get(), size, grown.get());
   }
   bytes = std::move(grown);
-}
-
-char* TArrayText::AddMark(std::uint64_t mark, std::size_t following) {
-  Reserve(kLongestLength + following);
-  char* at = bytes.get() + size;
-  WriteLength(at, mark);
-  size = static_cast<std::size_t>(at - bytes.get()) + following;
-  ++count;
-  return at;
-}
-
-void TArrayText::AddText(std::string_view text) {
-  text.copy(AddMark(text.size() + 1, text.size()), text.size());
 }
 
 void TArrayText::AddNumber(std::uint64_t bits) {

@@ -32,7 +32,9 @@ NQRXHSK20::TCIMValue ValueOfCell(TForm form, TCell cell);
 class TArrayText {
  public:
   void Begin();
-  void AddText(std::string_view text);
+  void AddText(std::string_view text) {
+    text.copy(AddMark(text.size() + 1, text.size()), text.size());
+  }
   void AddNumber(std::uint64_t bits);
   void AddNull();
   // Valid until the next Begin.
@@ -40,8 +42,16 @@ class TArrayText {
 
  private:
   // Adds a mark and makes room for what follows it, which the caller writes.
-  char* AddMark(std::uint64_t mark, std::size_t following);
-  void Reserve(std::size_t more);
+  char* AddMark(std::uint64_t mark, std::size_t following) {
+    if (capacity - size < kLongestLength + following) Grow(kLongestLength + following);
+    char* at = bytes.get() + size;
+    WriteLength(at, mark);
+    size = static_cast<std::size_t>(at - bytes.get()) + following;
+    ++count;
+    return at;
+  }
+  // Makes room for so many bytes more.
+  void Grow(std::size_t more);
 
   std::unique_ptr<char[]> bytes;
   std::size_t size = 0;

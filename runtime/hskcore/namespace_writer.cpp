@@ -20,6 +20,9 @@ using NQRXHSK20::THSKStatusCode;
 
 namespace {
 
+// In bytes of text.
+constexpr std::size_t kMostPending = 1 << 16;
+
 [[noreturn]] void Refuse(const std::string& cause) {
   throw THSKException(cause, THSKStatusCode::kFailed);
 }
@@ -73,6 +76,12 @@ struct TNamespaceWriter::State {
   void Keep(TNameId name, TForm form, TCell cell);
   // Of the property that was entered last.
   void KeepText(TNameId name, TForm form, std::string_view text);
+  void KeepPooled(TTextPool& pool, std::string_view text);
+  void LookUpPending();
+  void DropPending() noexcept {
+    pending.clear();
+    pendingTexts.clear();
+  }
 
   boost::shared_ptr<TInMemoryNamespace> target;
   // Null until something is written.
@@ -99,6 +108,17 @@ struct TNamespaceWriter::State {
   std::size_t step = 0;
   bool isOnTrack = false;
   std::vector<TCell> cells;
+  // Texts that are looked up all at once, when their place in memory had time to arrive: each pool
+  // is a table of its own, and hardly any is in a cache.
+  struct TPending {
+    TTextPool* pool;
+    std::size_t cell;
+    std::size_t begin;  // In `pendingTexts`.
+    std::size_t length;
+    std::uint32_t hash;
+  };
+  std::vector<TPending> pending;
+  std::vector<char> pendingTexts;
   TArrayText array;
   TForm arrayForm{};
   TNameId arrayName = kNone;
@@ -119,6 +139,7 @@ void TNamespaceWriter::State::Begin(TClassId id, bool asClass) {
   classId = lastClass = id;
   isClass = asClass;
   cells.clear();
+  DropPending();
   step = 0;
   isOnTrack = !asClass;
   serial = cim->NextWritten();
@@ -153,7 +174,7 @@ std::uint64_t TNamespaceWriter::State::Number(std::string_view name, ECIMType ty
 
 void TNamespaceWriter::State::CheckText(std::string_view name, ECIMType type,
                                         std::string_view text) {
-  if (!TakesAnyText(type) && !IsTextOfType(type, text)) {
+  if (!IsTextOfType(type, text)) {
     Refuse("PROPERTY " + Shown(name) + ": " + Shown(text) + " is no " +
            std::string(NameOfCimType(type)));
   }
@@ -171,11 +192,30 @@ void TNamespaceWriter::State::KeepText(TNameId name, TForm form, std::string_vie
   TTextPool* pool = nullptr;
   TTextPool*& known = isClass ? pool : track[step - 1].pool;
   if (known != nullptr) {
-    cells.push_back(cim->StoreTextIn(*known, text));
-    return;
+    return KeepPooled(*known, text);
   }
   Keep(name, form, cim->StoreTextOf(name, text));
   known = cim->PoolOf(name);
+}
+
+void TNamespaceWriter::State::KeepPooled(TTextPool& pool, std::string_view text) {
+  if (!pool.IsLookedUp(text)) {
+    cells.push_back(CellOf(StoreText(*cim->Texts(), text)));
+    return;
+  }
+  if (pendingTexts.size() > kMostPending) LookUpPending();
+  pending.push_back({&pool, cells.size(), pendingTexts.size(), text.size(), pool.Announce(text)});
+  pendingTexts.insert(pendingTexts.end(), text.begin(), text.end());
+  cells.push_back(0);
+}
+
+void TNamespaceWriter::State::LookUpPending() {
+  for (const TPending& each : pending) each.pool->Approach(each.hash);
+  for (const TPending& each : pending) {
+    const std::string_view text(pendingTexts.data() + each.begin, each.length);
+    cells[each.cell] = CellOf(each.pool->InternLookedUp(text, each.hash, *cim->Texts()));
+  }
+  DropPending();
 }
 
 TNamespaceWriter::TNamespaceWriter(const boost::shared_ptr<ICIMNamespace>& target)
@@ -211,7 +251,7 @@ void TNamespaceWriter::WriteValue(const TPropertyName& name, ECIMType type, std:
     state->Keep(name.number, form, bits);
     return;
   }
-  state->CheckText(name.text, type, text);
+  if (!TakesAnyText(type)) state->CheckText(name.text, type, text);
   state->EnterProperty(name, form);
   state->KeepText(name.number, form, text);
 }
@@ -252,6 +292,7 @@ void TNamespaceWriter::EndArray() {
 
 void TNamespaceWriter::Finish() {
   if (!state->isClass && state->classId != kNoClass) {
+    state->LookUpPending();
     state->cim->AddRow(state->classId, state->Shape(), state->cells);
   }
   state->Drop();

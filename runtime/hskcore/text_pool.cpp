@@ -6,8 +6,6 @@ namespace svc {
 
 namespace {
 
-// Longer texts hardly repeat, and hashing them would cost more than copying.
-constexpr std::size_t kLongestShared = 1 << 16;
 // The table takes at most this part of the texts stored and saved, beyond a small allowance.
 constexpr std::uint64_t kTablePart = 4;
 constexpr std::uint64_t kAllowance = 4096;
@@ -21,13 +19,26 @@ constexpr std::uint32_t kLongestStride = 16;
 }  // namespace
 
 TStoredText TTextPool::Intern(std::string_view text, TArena& arena) {
-  if (text.size() > kLongestShared || IsSkipped()) {
-    return StoreText(arena, text);
-  }
-  const auto hash = static_cast<std::uint32_t>(HashText(text, HashSeed()));
+  return IsLookedUp(text) ? InternLookedUp(text, Announce(text), arena) : StoreText(arena, text);
+}
+
+std::uint32_t TTextPool::Announce(std::string_view text) {
   if (buckets.empty()) {
     buckets.resize(1);
   }
+  const auto hash = static_cast<std::uint32_t>(HashText(text, HashSeed()));
+  __builtin_prefetch(&BucketOf(hash));
+  return hash;
+}
+
+void TTextPool::Approach(std::uint32_t hash) const noexcept {
+  const TBucket& bucket = BucketOf(hash);
+  for (std::size_t way = 0; way < kWays; ++way) {
+    if (bucket.hashes[way] == hash) __builtin_prefetch(bucket.texts[way]);
+  }
+}
+
+TStoredText TTextPool::InternLookedUp(std::string_view text, std::uint32_t hash, TArena& arena) {
   if (const TStoredText found = Find(text, hash)) {
     ++finds;
     savedBytes += text.size() + 1;

@@ -98,6 +98,15 @@ void TCimBuilder::ReadInstance() {
   writer.Finish();
 }
 
+// Of a tag that was met before the note says which attribute is the name and what the type is.
+inline TCimBuilder::TProperty TCimBuilder::PropertyOfTag() {
+  TXmlReader& reader = tokens.Reader();
+  const TTagNote& note = reader.Note();
+  if (note.detail == 0) NoteProperty();
+  return {{reader.AttributeValue(note.attribute), note.number},
+          static_cast<ECIMType>(note.detail - 1)};
+}
+
 void TCimBuilder::ReadMembers(bool isClass) {
   do {
     while (TakeProperty()) {
@@ -223,22 +232,17 @@ bool TCimBuilder::ReadNullOrSkip(const TProperty& property, bool isArray) {
   return true;
 }
 
-// Of a tag that was met before the note says which attribute is the name and what the type is.
-TCimBuilder::TProperty TCimBuilder::PropertyOfTag() {
+void TCimBuilder::NoteProperty() {
   TXmlReader& reader = tokens.Reader();
+  (void)tokens.Required("NAME");
+  const auto written = reader.Attribute("TYPE");
+  const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
+  if (!type || type == ECIMType::kReference)
+    reader.Fail("unknown TYPE \"" + std::string(*written) + "\"");
   TTagNote& note = reader.Note();
-  if (note.detail == 0) {
-    (void)tokens.Required("NAME");
-    const auto written = reader.Attribute("TYPE");
-    const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
-    if (!type || type == ECIMType::kReference)
-      reader.Fail("unknown TYPE \"" + std::string(*written) + "\"");
-    note.attribute = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
-    note.number = writer.NameOf(reader.AttributeValue(note.attribute)).number;
-    note.detail = static_cast<std::uint32_t>(*type) + 1;
-  }
-  return {{reader.AttributeValue(note.attribute), note.number},
-          static_cast<ECIMType>(note.detail - 1)};
+  note.attribute = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
+  note.number = writer.NameOf(reader.AttributeValue(note.attribute)).number;
+  note.detail = static_cast<std::uint32_t>(*type) + 1;
 }
 
 void TCimBuilder::RefuseSecondValue(bool hasValue, const TProperty& property) {

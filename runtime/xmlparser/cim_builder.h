@@ -49,6 +49,7 @@ class TCimBuilder {
   void ReadElements(const TProperty& property);
   bool ReadElement();
   TProperty PropertyOfTag();
+  void NoteProperty();
   void RefuseSecondValue(bool hasValue, const TProperty& property);
   void Collect(TClassId id);
 
