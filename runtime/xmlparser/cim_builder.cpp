@@ -14,10 +14,11 @@ using NQRXHSK20::THSKStatusCode;
 
 void TCimBuilder::Build(EDialect dialect) {
   try {
-    ReadPrologue(dialect);
+    const std::optional<std::string_view> version = ReadPrologue();
     if (tokens.Element() != EElement::kCim)
       tokens.Reader().Fail("the root element is " + std::string(tokens.Reader().Name()) +
                            ", not CIM");
+    if (dialect == EDialect::kCatalogue402) CheckDialect(version);
     ReadContainer(EElement::kCim);
   } catch (const NQRXHSK20::THSKException& refusal) {
     // The namespace knows what is wrong, the reader where.
@@ -25,21 +26,23 @@ void TCimBuilder::Build(EDialect dialect) {
   }
 }
 
-// Up to the start tag of the root element.
-void TCimBuilder::ReadPrologue(EDialect dialect) {
+// Up to the start tag of the root element. What the first instruction that is for the dialect says;
+// nothing without one.
+std::optional<std::string_view> TCimBuilder::ReadPrologue() {
   TXmlReader& reader = tokens.Reader();
-  bool isDialectNamed = false;
-  bool isDialectFit = dialect == EDialect::kAny;
+  std::optional<std::string_view> version;
   while (reader.Next() != EToken::kStart) {
-    if (isDialectNamed || reader.Name() != kDialectTarget) continue;
-    isDialectNamed = true;
-    isDialectFit = isDialectFit || IsDialect402(DialectVersion(reader.Text()));
+    if (!version && reader.Name() == kDialectTarget) version = DialectVersion(reader.Text());
   }
-  if (isDialectFit) return;
-  reader.Fail(isDialectNamed
-                  ? "the catalogue's version is below 4.02 or unreadable"
-                  : "the catalogue does not say before its root element that its version is 4.02",
-              THSKStatusCode::kUnsupportedDialect);
+  return version;
+}
+
+void TCimBuilder::CheckDialect(std::optional<std::string_view> version) {
+  if (version && IsDialect402(*version)) return;
+  tokens.Reader().Fail(
+      version ? "the catalogue's version is below 4.02 or unreadable"
+              : "the catalogue does not say before its root element that its version is 4.02",
+      THSKStatusCode::kUnsupportedDialect);
 }
 
 void TCimBuilder::ReadContainer(EElement container) {

@@ -3,6 +3,8 @@
 #ifndef RUNTIME_XMLPARSER_CIM_BUILDER_H_
 #define RUNTIME_XMLPARSER_CIM_BUILDER_H_
 
+#include <optional>
+#include <string_view>
 #include <vector>
 
 #include "host/hskcore/value.h"
@@ -20,7 +22,8 @@ class TCimBuilder {
 
   // Reads the document up to the end tag of its root element. Throws TDocumentError; what was
   // complete before stays in the namespace. What is wrong in several ways is refused for the first
-  // that the order of the text shows; where the root element begins, the dialect is judged first.
+  // that the order of the text shows; where the root element begins, its name is judged before the
+  // dialect, since only a CIM document has one.
   void Build(EDialect dialect);
   // The classes that the document declared, in order, each once.
   const std::vector<TClassId>& Classes() const { return classes; }
@@ -31,7 +34,8 @@ class TCimBuilder {
     NQRXHSK20::ECIMType type;
   };
 
-  void ReadPrologue(EDialect dialect);
+  std::optional<std::string_view> ReadPrologue();
+  void CheckDialect(std::optional<std::string_view> version);
   void ReadContainer(EElement container);
   void ReadChild(EElement container);
   void ReadHolder(EElement holder);
