@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "host/hskcore/exception.h"
+#include "host/hskcore/os_specific.h"
 #include "host/hskcore/schema_helper.h"
 #include "runtime/acquire/shown_address.h"
 #include "runtime/hskcore/host_setup.h"
@@ -65,9 +67,12 @@ std::optional<std::int64_t> TimeOf(const fs::path& file) {
 
 std::optional<std::int64_t> NewestIn(const fs::path& folder) {
   std::optional<std::int64_t> newest;
-  std::error_code error;
-  for (fs::directory_iterator file(folder, error), end; file != end; file.increment(error)) {
-    newest = std::max(newest, TimeOf(*file));
+  try {
+    for (const std::string& name : NQRXHSK20::TOSSpecific::ListDir(folder.string())) {
+      newest = std::max(newest, TimeOf(folder / name));
+    }
+  } catch (const NQRXHSK20::THSKException&) {
+    // As where the time of a file cannot be told.
   }
   return newest;
 }

@@ -27,6 +27,9 @@ class TTemporaryFile {
   std::size_t slot;
 };
 
+// For who ends the process without leaving the scopes of these files.
+void RemoveTemporaryFiles() noexcept;
+
 // From StartPoliteStop to EndPoliteStop an interruption is only noted, for somebody who asks
 // StopRequested several times a second; EndPoliteStop ends the process if one was noted.
 void StartPoliteStop() noexcept;

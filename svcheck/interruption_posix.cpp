@@ -26,9 +26,7 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_alw
 
 // Ends the process as the signal alone would have, so that a shell sees it.
 void EndBy(int signal) noexcept {
-  for (const TSlot& slot : slots) {
-    if (slot.armed) ::unlink(slot.path.data());
-  }
+  RemoveTemporaryFiles();
   ::signal(signal, SIG_DFL);
   sigset_t set;
   ::sigemptyset(&set);
@@ -65,6 +63,12 @@ void HandleInterruption() noexcept {
     action.sa_handler = Handle;
     action.sa_flags = SA_RESTART;
     ::sigaction(signal, &action, nullptr);
+  }
+}
+
+void RemoveTemporaryFiles() noexcept {
+  for (const TSlot& slot : slots) {
+    if (slot.armed) ::unlink(slot.path.data());
   }
 }
 

@@ -32,10 +32,7 @@ std::atomic<bool> noted{false};
 constexpr UINT kInterrupted = 0xC000013A;
 
 [[noreturn]] void EndNow() {
-  const std::scoped_lock lock(State().mutex);
-  for (const auto& file : State().files) {
-    if (!file.empty()) _wunlink(file.c_str());
-  }
+  RemoveTemporaryFiles();
   TerminateProcess(GetCurrentProcess(), kInterrupted);
   std::abort();
 }
@@ -50,6 +47,13 @@ BOOL WINAPI Handle(DWORD /*event*/) {
 }  // namespace
 
 void HandleInterruption() noexcept { SetConsoleCtrlHandler(Handle, TRUE); }
+
+void RemoveTemporaryFiles() noexcept {
+  const std::scoped_lock lock(State().mutex);
+  for (const auto& file : State().files) {
+    if (!file.empty()) _wunlink(file.c_str());
+  }
+}
 
 TTemporaryFile::TTemporaryFile(const std::string& path) : path(path) {
   const std::scoped_lock lock(State().mutex);

@@ -1,6 +1,8 @@
 // The program: finds the verb, runs it and turns failures into one line and an exit status.
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
+#include <new>
 #include <string>
 
 #include "svcheck/command_line.h"
@@ -13,6 +15,24 @@
 namespace svc {
 
 namespace {
+
+const std::terminate_handler usualTermination = std::get_terminate();
+
+// Functions of libraries promise no exception and allocate all the same: std::filesystem does so
+// where it walks through a folder. Without memory they end the process; it says why.
+[[noreturn]] void Terminate() noexcept {
+  RemoveTemporaryFiles();
+  try {
+    if (HasMemoryRunOut()) throw std::bad_alloc();
+    if (std::current_exception()) throw;
+  } catch (const std::exception& error) {
+    ReportError(ReasonOf(error));
+    std::_Exit(kExitFailure);
+  } catch (...) {
+  }
+  usualTermination();
+  std::abort();
+}
 
 int RunVerb(const TVerb& verb, int argc, char** argv) {
   TCommandLine commandLine(verb);
@@ -43,6 +63,7 @@ int main(int argc, char** argv) {
     svc::GuardStandardStreams();
     svc::GuardEnvironment();
     svc::WatchMemory();
+    std::set_terminate(svc::Terminate);
     svc::HandleInterruption();
     return svc::RunProgram(argc, argv);
   } catch (const svc::TFailure& failure) {

@@ -1,6 +1,7 @@
 #include <gcrypt.h>
 
 #include <array>
+#include <exception>
 #include <mutex>
 #include <stdexcept>
 
@@ -19,12 +20,23 @@ void Check(gcry_error_t error) {
   if (error != 0) throw std::runtime_error(std::string("libgcrypt: ") + gcry_strerror(error));
 }
 
+// libgcrypt ends the process where it finds no memory. The program shall say so and leave nothing
+// behind, which is what its handler of std::terminate does.
+void EndProcess(void* /*unused*/, int /*error*/, const char* text) noexcept {
+  try {
+    throw std::runtime_error(std::string("libgcrypt cannot go on: ") + text);
+  } catch (...) {
+    std::terminate();
+  }
+}
+
 }  // namespace
 
 // Another library of the process may have come first; then the library is ready already.
 void StartCrypto() {
   static std::once_flag once;
   std::call_once(once, [] {
+    gcry_set_fatalerror_handler(EndProcess, nullptr);
     if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) != 0) return;
     if (gcry_check_version("1.9.0") == nullptr) throw std::runtime_error("libgcrypt is too old");
     gcry_control(GCRYCTL_DISABLE_SECMEM, 0);

@@ -1,5 +1,6 @@
 #include "runtime/acquire/download_folder.h"
 
+#include <exception>
 #include <filesystem>
 
 #include "runtime/acquire/base64.h"
@@ -18,17 +19,22 @@ std::string WithoutSlash(std::string path) {
 
 TDownloadFolder::TDownloadFolder(const std::string& folder, std::chrono::milliseconds lockLimit,
                                  const TWatch& watch)
-    : path(WithoutSlash(folder)), staging(path + ".part") {
+    : path(WithoutSlash(folder)), staging(path + ".part"), stagingFolder(staging) {
   MakeFolders(path);
   lock.emplace(path + ".lock", lockLimit, watch);
-  std::filesystem::remove_all(staging);
+  std::filesystem::remove_all(stagingFolder);
 }
 
 TDownloadFolder::~TDownloadFolder() {
   std::error_code ignored;
   // Empty as a rule, for staged files remove themselves; then one call does it.
-  std::filesystem::remove(staging, ignored);
-  if (ignored) std::filesystem::remove_all(staging, ignored);
+  std::filesystem::remove(stagingFolder, ignored);
+  if (!ignored) return;
+  try {
+    std::filesystem::remove_all(stagingFolder);
+  } catch (const std::exception&) {
+    // The next download begins with it.
+  }
 }
 
 bool TDownloadFolder::Has(const TManifestFile& file, const TWatch& watch) const {

@@ -4,6 +4,7 @@
 #define RUNTIME_ACQUIRE_DOWNLOAD_FOLDER_H_
 
 #include <chrono>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -35,6 +36,7 @@ class TDownloadFolder {
  private:
   std::string path;
   std::string staging;
+  const std::filesystem::path stagingFolder;  // To remove it takes no memory.
   std::optional<TFolderLock> lock;
   int stagedFiles = 0;
 };

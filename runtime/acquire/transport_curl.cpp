@@ -150,13 +150,13 @@ class TExchange {
   static std::size_t OnHeader(char* text, std::size_t size, std::size_t count, void* self) {
     const std::string_view line(text, size * count);
     auto& exchange = *static_cast<TExchange*>(self);
-    // A response may follow others: to the proxy's question for a password, or "100 Continue".
-    if (boost::istarts_with(line, "HTTP/")) exchange.response = {};
-    exchange.ReadHeader(line);
-    return line.size();
+    const bool isTaken = exchange.Guard([&] { exchange.ReadHeader(line); });
+    return isTaken ? line.size() : 0;
   }
 
   void ReadHeader(std::string_view line) {
+    // A response may follow others: to the proxy's question for a password, or "100 Continue".
+    if (boost::istarts_with(line, "HTTP/")) response = {};
     const auto colon = line.find(':');
     if (colon == std::string_view::npos) return;
     const std::string_view name = line.substr(0, colon);
@@ -172,28 +172,29 @@ class TExchange {
     return exchange.Receive({bytes, size * count}) ? size * count : 0;
   }
 
-  // No exception may pass through the library.
-  bool Receive(std::string_view bytes) {
-    if (!isAnnounced) Announce();
-    isRefused = !HasContent(response);
-    if (isRefused || thrown) return false;
+  // No exception may pass through the library: it is kept, and the transfer ends.
+  template <typename TStep>
+  bool Guard(TStep step) {
     try {
-      transfer.sink->OnData(bytes);
+      step();
     } catch (...) {
       thrown = std::current_exception();
     }
     return !thrown;
   }
 
+  bool Receive(std::string_view bytes) {
+    if (!isAnnounced) Announce();
+    isRefused = !HasContent(response);
+    return !isRefused && !thrown && Guard([&] { transfer.sink->OnData(bytes); });
+  }
+
   void Announce() {
     isAnnounced = true;
-    CompleteResponse();
-    if (!HasContent(response)) return;
-    try {
-      transfer.sink->OnResponse(response);
-    } catch (...) {
-      thrown = std::current_exception();
-    }
+    Guard([&] {
+      CompleteResponse();
+      if (HasContent(response)) transfer.sink->OnResponse(response);
+    });
   }
 
   void CompleteResponse() {

@@ -37,10 +37,15 @@ struct TCloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
+// Null, with errno 0 at the end of the folder.
+const dirent* NextEntry(DIR* folder) {
+  errno = 0;
+  return readdir(folder);
+}
+
 std::vector<std::string> ReadNames(DIR* folder, const std::string& path) {
   std::vector<std::string> names;
-  errno = 0;
-  while (const dirent* entry = readdir(folder)) {
+  while (const dirent* entry = NextEntry(folder)) {
     const std::string name = entry->d_name;
     if (name != "." && name != "..") {
       names.push_back(name);

@@ -46,8 +46,13 @@ void Note(const char* name) {
   (void)!syscall(SYS_write, logFile, line, static_cast<size_t>(length));
 }
 
+// While libgcrypt looks at it, as it is loaded: it ends the process when it cannot, and nobody can
+// tell it to do otherwise.
+constexpr char kBeyondHelp[] = "/proc/sys/crypto/fips_enabled";
+[[gnu::tls_model("initial-exec")]] thread_local bool isBeyondHelp = false;
+
 bool IsThisOne(const char* name) {
-  if (!isArmed) return false;
+  if (!isArmed || isBeyondHelp) return false;
   const long number = ++callCount;
   if (failingCall == 0 || number == failingCall) Note(name);
   return number == failingCall;
@@ -166,7 +171,6 @@ void* realloc(void* block, size_t size) {
 FAULTY_OPEN(open, (const char* path, int flags, ...), (path, flags, mode))
 FAULTY_OPEN(open64, (const char* path, int flags, ...), (path, flags, mode))
 FAULTY_OPEN(openat, (int folder, const char* path, int flags, ...), (folder, path, flags, mode))
-FAULTY(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
 FAULTY(FILE*, fopen64, (const char* path, const char* mode), (path, mode), nullptr)
 FAULTY(DIR*, opendir, (const char* path), (path), nullptr)
 FAULTY(DIR*, fdopendir, (int folder), (folder), nullptr)
@@ -199,6 +203,14 @@ FAULTY_TRANSFER(send, (int socket, const void* bytes, size_t size, int flags),
                 (socket, bytes, size, flags))
 FAULTY_TRANSFER(recv, (int socket, void* bytes, size_t size, int flags),
                 (socket, bytes, size, flags))
+
+FILE* fopen(const char* path, const char* mode) {
+  NEXT(fopen);
+  isBeyondHelp = strcmp(path, kBeyondHelp) == 0;
+  FILE* const file = Fails("fopen") ? nullptr : next(path, mode);
+  isBeyondHelp = false;
+  return file;
+}
 
 // What failed to close is closed all the same, as on Linux.
 int close(int file) {

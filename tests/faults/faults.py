@@ -28,7 +28,7 @@ class FaultTest(unittest.TestCase):
         self.folder = Path(folder.name).resolve()
 
     def step(self, usual):
-        """How many faults are passed over; none with FAULTS=all, which takes minutes."""
+        """How many calls a fault goes on by; 1 with FAULTS=all, which takes minutes."""
         return 1 if os.environ.get("FAULTS") == "all" else usual
 
     def run_program(self, *arguments, folder=None, **environment):
