@@ -70,6 +70,13 @@ TFileBytes ReadWholeFile(const std::string& path) {
   return ReadAll(Open(path, TOSSpecific::NativePath(path)), told, path);
 }
 
+TFileBytes ReadFileOrPipe(const std::string& path) {
+  const std::string native = TOSSpecific::NativePath(path);
+  std::error_code noStatus;
+  if (!std::filesystem::is_fifo(native, noStatus)) return ReadWholeFile(path);
+  return ReadAll(Open(path, native), 0, path);
+}
+
 TFileBytes ReadNativeFile(const std::string& path) {
   std::error_code noSize;
   const std::uint64_t told = std::filesystem::file_size(path, noSize);

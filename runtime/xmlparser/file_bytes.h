@@ -17,9 +17,11 @@ struct TFileBytes {
   std::size_t size = 0;
 };
 
-// Reads a file to its end, a pipe too, and stops behind the largest document that is taken.
+// Reads a regular file to its end, and stops behind the largest document that is taken.
 // Throws THSKException: kFileNotFound, kFileUnreadable, kNoBuffer.
 TFileBytes ReadWholeFile(const std::string& path);
+// The same, also for a pipe, for whose end it waits.
+TFileBytes ReadFileOrPipe(const std::string& path);
 // The same for a path of the system's.
 TFileBytes ReadNativeFile(const std::string& path);
 

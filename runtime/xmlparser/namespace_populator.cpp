@@ -9,7 +9,7 @@ namespace NQRXHSK20 {
 
 std::vector<boost::shared_ptr<ICIMClass>> TNamespacePopulator::PopulateFromXMLFile(
     boost::shared_ptr<ICIMNamespace> target, const std::string& path) {
-  svc::xml::TFileBytes file = svc::xml::ReadWholeFile(path);
+  svc::xml::TFileBytes file = svc::xml::ReadFileOrPipe(path);
   TXmlParserState state;
   state.target = std::move(target);
   try {

@@ -54,6 +54,11 @@ class Query(ProgramTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("belongs to another user", result.stderr)
 
+    def test_an_inventory_may_come_through_a_pipe(self):
+        result = self.query("--inventory", "/dev/stdin", "--context", "svPath=sample/catalogue",
+                            input=(SAMPLE / "inventory.xml").read_text())
+        self.assertTrue(records_of(result.stdout), result.stderr)
+
     def test_a_relative_catalogue_lies_in_the_data_folder(self):
         result = self.query("--inventory", SAMPLE / "inventory.xml", "--context",
                             "svPath=sample/catalogue")
