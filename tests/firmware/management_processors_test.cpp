@@ -159,6 +159,13 @@ TEST_F(TGroup, H8OfAnotherNameIsNotDelivered) {
   EXPECT_EQ(host.logger.Entries(), log.Report());
 }
 
+TEST_F(TGroup, NameOfTheH8MayStandAnywhere) {
+  Install(kSPROM, Processor("B1", "2nd QRX Integrated Systems Control Processor", "1"));
+  CompareOne(Update("Integrated System Control"));
+  EXPECT_EQ(host.Records(),
+            TRecords({{"Firmware", "2nd QRX Integrated Systems Control Processor", "B1", "K1"}}));
+}
+
 TEST_F(TGroup, H8WithoutABuildIsNotDelivered) {
   Install(kSPROM, Processor("", "QRX Integrated Systems Control Processor", "1"));
   CompareOne(Update("Integrated System Control"));

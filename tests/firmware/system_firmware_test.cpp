@@ -76,6 +76,14 @@ TEST_F(TSystemFirmware, MarkOfTheReleaseIsComparedByCase) {
   EXPECT_EQ(host.Records(), TRecords({{"Firmware", "Diagnostics", " - ", "FDCP-1.10"}}));
 }
 
+TEST_F(TSystemFirmware, MarkOfTheReleaseIsFoundAnywhere) {
+  CompareOne({{"description", "Diagnostic"}, {"Version", "-[x fdcp-1.10y]-"}});
+  EXPECT_TRUE(host.Records().empty());
+  EXPECT_EQ(host.logger.UpTo(0), TLog({{0, "Starting Diagnostics comparison"},
+                                       {0, "x fdcp-1.10y"},
+                                       {0, "Skipping the comparison for p1.10."}}));
+}
+
 TEST_F(TSystemFirmware, DirectoryOfDiagnosticsInLowerCase) {
   CompareOne({{"installDirectory", "/opt/pkgs/diag"}, {"Version", "1"}});
   EXPECT_EQ(host.Records(), TRecords({{"Firmware", "Diagnostics", " - ", "1"}}));

@@ -76,7 +76,7 @@ const TLookupCase kLookups[] = {
     {"NoKey", "a-#1", "b", false, std::nullopt},
     {"EmptyKeyIsFoundAtOnce", "a-#1 b-#2", "", true, "1"},
     {"EmptyKeyInAnEmptyList", "", "", true, std::nullopt},
-    {"OnlyBlanksEndAVersion", "a-#1\t2\n3 4", "a", true, "1\t2\n3"},
+    {"OnlyBlanksEndAVersion", "a-#1\t2\n3,4;5 6", "a", true, "1\t2\n3,4;5"},
 };
 INSTANTIATE_TEST_SUITE_P(Lists, TVersionOfKey, testing::ValuesIn(kLookups), TCaseName());
 

@@ -41,6 +41,7 @@ TEST(ResultRecord, EmptyTextsAreNoNulls) {
   TFakeHost host;
   TSVPluginCallbacks::DeliverInstance(host.inventory, "", "", "", "");
   const auto record = host.inventory->Class("QRXSG_SVResult").Instances().at(0);
+  EXPECT_EQ(record->Properties().size(), 4U);
   for (const auto& [name, value] : record->Properties()) {
     EXPECT_FALSE(value.IsNull()) << name;
     EXPECT_EQ(value.Type(), ECIMType::kString) << name;
