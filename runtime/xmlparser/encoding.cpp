@@ -123,13 +123,18 @@ bool StartsWith(const char* begin, const char* end, std::string_view bytes) {
   return std::string_view(begin, static_cast<std::size_t>(end - begin)).starts_with(bytes);
 }
 
+// A '<' and zeros alone are the beginning of a text, cut in a zeroed block.
+bool IsUnmarkedUtf16(const char* begin, const char* end) {
+  const bool isLittle = StartsWith(begin, end, {"<\0", 2}) && end - begin > 2 && begin[2] != 0;
+  return isLittle || StartsWith(begin, end, {"\0<", 2});
+}
+
 }  // namespace
 
 TUtf8Document ToUtf8(char* begin, char* end) {
   if (StartsWith(begin, end, "\xFF\xFE")) return FromUtf16(begin + 2, end, EByteOrder::kLittle);
   if (StartsWith(begin, end, "\xFE\xFF")) return FromUtf16(begin + 2, end, EByteOrder::kBig);
-  if (StartsWith(begin, end, {"<\0", 2}) || StartsWith(begin, end, {"\0<", 2}))
-    Refuse("UTF-16 without a byte order mark is not supported");
+  if (IsUnmarkedUtf16(begin, end)) Refuse("UTF-16 without a byte order mark is not supported");
   if (StartsWith(begin, end, "\xEF\xBB\xBF")) begin += 3;
   const std::string_view name = DeclaredEncoding(begin, end);
   if (name.empty() || EqualsIgnoringCase(name, "UTF-8")) return {nullptr, begin, end};
