@@ -111,6 +111,7 @@ void TInMemoryNamespace::Unshare() {
 void TInMemoryNamespace::Hold(boost::shared_ptr<TCimState> newState) {
   state.swap(newState);
   finder = TPropertyFinder();
+  lastAskedFor = kNone;
   recent.clear();
   seenOnce.clear();
 }
@@ -154,9 +155,16 @@ void TInMemoryNamespace::Enumerate(TClassId id, bool deep, const TInstanceCallba
   }
 }
 
+TNameId TInMemoryNamespace::NameAskedFor(std::string_view name) noexcept {
+  if (lastAskedFor == kNone || state->NameText(lastAskedFor) != name) {
+    lastAskedFor = state->FindName(name);
+  }
+  return lastAskedFor;
+}
+
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::PropertyOf(TRowId row,
                                                                    std::string_view name) {
-  const TNameId nameId = state->FindName(name);
+  const TNameId nameId = NameAskedFor(name);
   TPropertyFinder::TFound found;
   if (nameId == kNone || !finder.Find(*state, row, nameId, found)) {
     ThrowNoProperty(state->ClassName(state->Row(row).classId), name);

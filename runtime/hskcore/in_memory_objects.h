@@ -124,6 +124,8 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   void Unshare();
   // From here on it holds this.
   void Hold(boost::shared_ptr<TCimState> newState);
+  // kNone when there is no such name. Readers ask many instances for one property.
+  TNameId NameAskedFor(std::string_view name) noexcept;
   TPropertyHandle MakeProperty(TForm form, TCell cell);
   TPropertyHandle NewProperty(TForm form, TCell cell) const;
   std::pair<TForm, TCell> Encode(TNameId name, const NQRXHSK20::TCIMValue& value);
@@ -134,6 +136,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   IReadObserver* observer = nullptr;  // Not owned.
   boost::shared_ptr<const THiddenInstances> hidden;
   TPropertyFinder finder;
+  TNameId lastAskedFor = kNone;
   // Handed out twice and likely to be again: many instances share a value. One that was not asked
   // for before takes no place here, so that its memory is used again at once. Both are made when
   // the first property is asked for.

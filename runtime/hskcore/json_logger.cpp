@@ -31,15 +31,24 @@ std::size_t LongestLine(std::string_view message) {
   return kFrame + message.size() * kLongestJsonByte;
 }
 
+// All that stands before a message of one of the levels that there are, 0 to 9.
+constexpr std::string_view kUsualStart = "{\"level\":0,\"message\":\"";
+
 char* Write(char* target, std::string_view text) {
   text.copy(target, text.size());
   return target + text.size();
 }
 
 char* WriteLine(char* target, int level, std::string_view message) {
-  target = Write(target, kBeforeLevel);
-  target = std::to_chars(target, target + kLongestLevel, level).ptr;
-  target = Write(target, kBeforeMessage);
+  if (level >= 0 && level <= 9) {
+    char* const start = target;
+    target = Write(target, kUsualStart);
+    start[kBeforeLevel.size()] = static_cast<char>('0' + level);
+  } else {
+    target = Write(target, kBeforeLevel);
+    target = std::to_chars(target, target + kLongestLevel, level).ptr;
+    target = Write(target, kBeforeMessage);
+  }
   target = WriteJsonText(target, message);
   return Write(target, kEnd);
 }

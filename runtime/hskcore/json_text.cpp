@@ -1,27 +1,11 @@
 #include "runtime/hskcore/json_text.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
-
-#include "runtime/hskcore/hash.h"
 
 namespace svc {
 
 namespace {
-
-constexpr std::uint64_t kEach = 0x0101010101010101;
-constexpr std::uint64_t kHighBits = 0x80 * kEach;
-
-constexpr std::uint64_t ZeroBytes(std::uint64_t word) { return (word - kEach) & ~word & kHighBits; }
-
-// Whether all eight bytes are ASCII that JSON takes as it is.
-constexpr bool IsPlain(std::uint64_t word) {
-  const std::uint64_t control = (word - 0x20 * kEach) & ~word & kHighBits;
-  const std::uint64_t quote = ZeroBytes(word ^ ('"' * kEach));
-  const std::uint64_t backslash = ZeroBytes(word ^ ('\\' * kEach));
-  return ((word & kHighBits) | control | quote | backslash) == 0;
-}
 
 bool IsPlain(char c) {
   const auto byte = static_cast<unsigned char>(c);
@@ -91,9 +75,9 @@ TSequence SequenceAt(std::string_view text) {
 
 }  // namespace
 
-char* WriteJsonText(char* target, std::string_view text) noexcept {
+char* WriteAnyJsonText(char* target, std::string_view text) noexcept {
   while (!text.empty()) {
-    if (text.size() >= 8 && IsPlain(LoadWord(text.data()))) {
+    if (text.size() >= 8 && IsPlainWord(LoadWord(text.data()))) {
       std::memcpy(target, text.data(), 8);
       target += 8;
       text.remove_prefix(8);

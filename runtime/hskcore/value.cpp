@@ -101,7 +101,14 @@ TCIMValue::TCIMValue(ECIMType type, bool array, Data data) noexcept
 TCIMValue::TCIMValue(const TCIMValue& other)
     : TCIMValue(other.type, other.array, CopyOf(other.data)) {}
 
-TCIMValue::TCIMValue(TCIMValue&& other) noexcept = default;
+// Most values are texts that others keep: their move needs no look at what else there may be.
+TCIMValue::TCIMValue(TCIMValue&& other) noexcept : type(other.type), array(other.array) {
+  if (const auto* borrowed = std::get_if<std::string_view>(&other.data)) {
+    data.emplace<std::string_view>(*borrowed);
+  } else {
+    data = std::move(other.data);
+  }
+}
 
 TCIMValue& TCIMValue::operator=(const TCIMValue& other) { return *this = TCIMValue(other); }
 
@@ -124,10 +131,14 @@ TCIMValue TCIMValue::Array(ECIMType type, std::vector<TCIMValue> elements) {
   return {type, true, Data(std::move(elements))};
 }
 TCIMValue TCIMValue::BorrowedText(ECIMType type, std::string_view text) {
-  return {type, false, Data(text)};
+  TCIMValue value;
+  value.data.emplace<std::string_view>(text);
+  value.type = type;
+  return value;
 }
 
 std::string TCIMValue::ToString(std::uint8_t radix) const {
+  if (const auto* borrowed = std::get_if<std::string_view>(&data)) return std::string(*borrowed);
   return std::visit(TTextOf{type, radix}, data);
 }
 
