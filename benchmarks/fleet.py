@@ -1,16 +1,20 @@
 #!/usr/bin/env python3
 """Measures `svcheck fleet`: what a further machine costs, machines a second, memory, growth.
 
-    fleet.py --build build/release [--pugixml build/bench/bin/rival_pugixml_dom] [--most 100000]
+    fleet.py --build build/bench [--most 100000] [--json FILE]
 
-The catalogue has 10,000 elements of about 3.6 KB, the machines 300 drivers each. Memory is the
-proportional set size of the program and its workers: what they share counts once.
+The catalogue has 10,000 elements of about 3.6 KB; a machine has 300 drivers, and some 350 elements
+are for its type. Growth is measured with machines of 30 drivers, of 20 types. Machines come through a
+pipe. Programs to compare take turns with bare pugixml, which parses the catalogue in place. Memory
+is the proportional set size of the program and its workers: what they share counts once.
 """
 
 import argparse
+import contextlib
 import json
-import os
 import pathlib
+import random
+import re
 import statistics
 import subprocess
 import sys
@@ -19,53 +23,74 @@ import threading
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
+ELEMENTS = 10_000
+DRIVERS, FEW_DRIVERS = 300, 30
+DIFFERENT = 100  # Machines that differ; more are the same under other names.
+TYPES = 20
 MIB = 1 << 20
-ROUNDS = 5
+ROUNDS = 9
+
+DRIVER = re.compile(r' *<VALUE\.OBJECT>\s*<INSTANCE CLASSNAME="QRXSG_DeviceDriverInfo">.*?'
+                    r"</VALUE\.OBJECT>\n", re.S)
 
 
-def seconds(command, **more):
+def seconds(command):
     start = time.perf_counter()
-    subprocess.run(list(map(str, command)), check=True, stdout=subprocess.DEVNULL, **more)
+    subprocess.run(list(map(str, command)), check=True, stdout=subprocess.DEVNULL)
     return time.perf_counter() - start
-
-
-def children(pid):
-    try:
-        text = pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text()
-    except OSError:
-        return []
-    return [int(child) for child in text.split()]
 
 
 def memory_of(pid):
     """Bytes of a process and its children, shared ones counted once."""
     total = 0
-    for process in [pid, *children(pid)]:
-        try:
+    with contextlib.suppress(OSError):
+        children = pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split()
+        for process in [pid, *children]:
             text = pathlib.Path(f"/proc/{process}/smaps_rollup").read_text()
-        except OSError:
-            continue
-        total += sum(int(line.split()[1]) for line in text.splitlines()
-                     if line.startswith("Pss:")) * 1024
+            total += sum(int(line.split()[1]) for line in text.splitlines()
+                         if line.startswith("Pss:")) * 1024
     return total
+
+
+class Machines:
+    """Lines of inventories, for ever the same ones under new names."""
+
+    def __init__(self, inventory, types, drivers):
+        rng = random.Random(drivers)
+        found = DRIVER.findall(inventory)
+        first = inventory.index(found[0])
+        frame = inventory[:first], inventory[first + sum(map(len, found)):]
+        self.inventories = []
+        for number in range(DIFFERENT):
+            chosen = rng.sample(found, drivers)
+            text = "".join(chosen).join(frame).replace("4620", types[number % len(types)])
+            self.inventories.append(json.dumps(text))
+
+    def line(self, number):
+        return (f'{{"machine":"m{number}","inventory":'
+                f"{self.inventories[number % DIFFERENT]}}}\n").encode()
 
 
 class Fleet:
     def __init__(self, build, folder):
         self.svcheck = build / "bin" / "svcheck"
         self.folder = folder
-        subprocess.run([sys.executable, HERE / "make_catalogue.py", folder, "--elements", "10000"],
-                       check=True)
-        inventory = (folder / "inventory.xml").read_text()
-        self.lines = [(json.dumps({"machine": f"m{number}", "inventory": inventory}) + "\n")
-                      .encode() for number in range(100)]
+        subprocess.run([sys.executable, HERE / "make_catalogue.py", folder, "--elements",
+                        str(ELEMENTS)], check=True)
+        # An operating system that catalogues know.
+        inventory = (folder / "inventory.xml").read_text().replace("5.2.3790", "5.2")
+        (folder / "machine.xml").write_text(inventory)
+        with open(folder / "index.xml", encoding="utf-8") as catalogue:
+            types = sorted(set(re.findall(r"-\[(\d+)\]-</VALUE>", catalogue.read(8 * MIB))))
+        self.large = Machines(inventory, ["4620"], DRIVERS)
+        self.small = Machines(inventory, types[:TYPES], FEW_DRIVERS)
 
     def query(self):
-        return [self.svcheck, "query", "--inventory", self.folder / "inventory.xml", "--context",
+        return [self.svcheck, "query", "--inventory", self.folder / "machine.xml", "--context",
                 f"svPath={self.folder}"]
 
-    def run(self, machines, jobs):
-        """Seconds and peak memory of one run, whose machines come through a pipe."""
+    def run(self, machines, count, jobs, watch=True):
+        """Seconds and peak memory of one run."""
         command = [self.svcheck, "fleet", "--catalogue", self.folder, "--inventories", "-",
                    "--jobs", str(jobs)]
         start = time.perf_counter()
@@ -73,56 +98,72 @@ class Fleet:
                                    stdout=subprocess.DEVNULL)
         peak = [0]
 
-        def watch():
+        def look():
             while process.poll() is None:
                 peak[0] = max(peak[0], memory_of(process.pid))
                 time.sleep(0.05)
 
-        watcher = threading.Thread(target=watch)
-        watcher.start()
-        for number in range(machines):
-            process.stdin.write(self.lines[number % len(self.lines)])
+        watcher = threading.Thread(target=look)
+        if watch:
+            watcher.start()
+        for number in range(count):
+            process.stdin.write(machines.line(number))
         process.stdin.close()
-        process.wait()
+        if process.wait() != 0:
+            raise subprocess.CalledProcessError(process.returncode, command)
         took = time.perf_counter() - start
-        watcher.join()
+        if watch:
+            watcher.join()
         return took, peak[0]
 
 
 def further_machine(fleet, pugixml):
-    """What the 101st machine costs, beside one query and beside pugixml; rounds take turns."""
+    """What a machine more costs, beside one query and beside pugixml; rounds take turns."""
     rows = []
     for _ in range(ROUNDS):
-        one, many = fleet.run(1, 1)[0], fleet.run(101, 1)[0]
+        one = fleet.run(fleet.large, 1, 1, watch=False)[0]
+        many = fleet.run(fleet.large, 101, 1, watch=False)[0]
         rows.append(((many - one) / 100, many, seconds(fleet.query()),
-                     seconds([pugixml, fleet.folder / "index.xml"]) if pugixml else 0))
+                     seconds([pugixml, fleet.folder / "index.xml"])))
     further, many, query, bare = (statistics.median(column) for column in zip(*rows))
     print(f"one query: {query:.3f} s; 101 machines in one process: {many:.3f} s, "
-          f"{many / query:.1f} times one query")
-    print(f"a further machine: {further * 1000:.2f} ms")
-    if pugixml:
-        print(f"bare pugixml: {bare:.3f} s, a further machine is 1/{bare / further:.0f} of that")
+          f"{many / query:.1f} times that")
+    print(f"bare pugixml: {bare:.3f} s; a machine more: {further * 1000:.2f} ms, 1/"
+          f"{statistics.median(row[3] / row[0] for row in rows):.0f} of that")
+    return {"query": query, "machines101": many, "further": further, "pugixml": bare}
+
+
+def throughput(fleet, most):
+    print("\n| machines | drivers | workers | seconds | machines a second | memory |\n"
+          "|---|---|---|---|---|---|")
+    cases = [(fleet.large, DRIVERS, 1000, jobs) for jobs in (1, 2, 8)]
+    count = 100
+    while count <= most:
+        cases.append((fleet.small, FEW_DRIVERS, count, 2))
+        count *= 10
+    rows = []
+    for machines, drivers, count, jobs in cases:
+        took, peak = fleet.run(machines, count, jobs)
+        print(f"| {count:,} | {drivers} | {jobs} | {took:.2f} | {count / took:.0f} | "
+              f"{peak / MIB:.1f} MiB |", flush=True)
+        rows.append({"machines": count, "drivers": drivers, "workers": jobs, "seconds": took,
+                     "peakBytes": peak})
+    return rows
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build" / "release")
-    parser.add_argument("--pugixml", type=pathlib.Path, help="the program of the bench build")
+    parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build" / "bench")
     parser.add_argument("--most", type=int, default=10_000, metavar="MACHINES")
+    parser.add_argument("--json", type=pathlib.Path, metavar="FILE")
     arguments = parser.parse_args()
+    build = arguments.build.resolve()
     with tempfile.TemporaryDirectory() as temporary:
-        fleet = Fleet(arguments.build.resolve(), pathlib.Path(temporary))
-        further_machine(fleet, arguments.pugixml)
-        print("\n| machines | workers | seconds | machines a second | memory |\n|---|---|---|---|---|")
-        cases = [(1000, jobs) for jobs in (1, 2, 8)]
-        size = 100
-        while size <= arguments.most:
-            cases.append((size, os.cpu_count()))
-            size *= 10
-        for machines, jobs in cases:
-            took, peak = fleet.run(machines, jobs)
-            print(f"| {machines:,} | {jobs} | {took:.2f} | {machines / took:.0f} | "
-                  f"{peak / MIB:.1f} MiB |", flush=True)
+        fleet = Fleet(build, pathlib.Path(temporary))
+        figures = {"one": further_machine(fleet, build / "bin" / "rival_pugixml_dom"),
+                   "runs": throughput(fleet, arguments.most)}
+    if arguments.json:
+        arguments.json.write_text(json.dumps(figures, indent=1) + "\n")
     return 0
 
 

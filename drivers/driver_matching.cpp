@@ -43,6 +43,8 @@ class TMatching {
 
   void MatchTraced(const DriverRecord& offered, const std::string& name);
   void MatchByIndex(const DriverRecord& offered, const std::string& name);
+  static const TIndexList& Find(const TIndex& index, const std::string& key);
+  const TIndexList& Marked(const std::string& marker);
   void Deliver(const DriverRecord& offered, const std::string& name,
                const DriverRecord& match) const;
 
@@ -51,6 +53,8 @@ class TMatching {
   std::vector<TInstalled> installed;  // All of them: those that do not take part are traced too.
   TIndex byName;                      // Of those that take part, as are the two below.
   TIndex byFileName;                  // As it stands, for the offered record's marker.
+  std::string lastMarker;             // Offered drivers have all the same: it is looked up once.
+  const TIndexList* marked = nullptr;
 };
 
 TMatching::TMatching(const TDriverList& installedDrivers, const TNamespaceHandle& results)
@@ -94,17 +98,26 @@ void TMatching::MatchTraced(const DriverRecord& offered, const std::string& name
   }
 }
 
-void TMatching::MatchByIndex(const DriverRecord& offered, const std::string& name) {
+const TMatching::TIndexList& TMatching::Find(const TIndex& index, const std::string& key) {
   static const TIndexList kNone;
-  const auto find = [](const TIndex& index, const std::string& key) -> const TIndexList& {
-    const auto entry = index.find(key);
-    return entry == index.end() ? kNone : entry->second;
-  };
-  const TIndexList& named = find(byName, name);
-  const TIndexList& marked = find(byFileName, offered.marker);
-  if (named.empty() && marked.empty()) return;
+  const auto entry = index.find(key);
+  return entry == index.end() ? kNone : entry->second;
+}
+
+const TMatching::TIndexList& TMatching::Marked(const std::string& marker) {
+  if (marked == nullptr || marker != lastMarker) {
+    marked = &Find(byFileName, marker);
+    lastMarker = marker;
+  }
+  return *marked;
+}
+
+void TMatching::MatchByIndex(const DriverRecord& offered, const std::string& name) {
+  const TIndexList& byItsName = Find(byName, name);
+  const TIndexList& byItsMarker = Marked(offered.marker);
+  if (byItsName.empty() && byItsMarker.empty()) return;
   TIndexList matches;
-  std::set_union(named.begin(), named.end(), marked.begin(), marked.end(),
+  std::set_union(byItsName.begin(), byItsName.end(), byItsMarker.begin(), byItsMarker.end(),
                  std::back_inserter(matches));
   for (const std::size_t match : matches) Deliver(offered, name, *installed[match].record);
 }

@@ -9,7 +9,7 @@ std::string TSVPluginCallbacks::getStringPropertyFromContainer(TNamespaceHandle 
                                                                std::string_view className,
                                                                std::string_view property) {
   LogTrace("In getStringPropertyFromContainer");
-  const CIMContext context = PluginContext();
+  const CIMContext& context = PluginContext();
   boost::shared_ptr<ICIMClass> cimClass;
   if (!FindClass(cimClass, inventory, className, context)) return "";
   TInstanceList instances;
@@ -25,7 +25,7 @@ int TSVPluginCallbacks::getVersionItemFromContainer(TNamespaceHandle inventory,
                                                     TInstanceList& instances) {
   LogTrace("In getVersionItemFromContainer");
   instances.clear();
-  const CIMContext context = PluginContext();
+  const CIMContext& context = PluginContext();
   boost::shared_ptr<ICIMClass> cimClass;
   if (!FindClass(cimClass, inventory, className, context)) return 0;
   try {

@@ -4,8 +4,10 @@
 
 using namespace NQRXHSK20;
 
-CIMContext PluginContext() {
-  return {{TCIMSchemaHelper::kContextName, TCIMValue(TCIMSchemaHelper::kPluginNSPName)}};
+const CIMContext& PluginContext() {
+  static const CIMContext context = {
+      {TCIMSchemaHelper::kContextName, TCIMValue(TCIMSchemaHelper::kPluginNSPName)}};
+  return context;
 }
 
 bool FindClass(boost::shared_ptr<ICIMClass>& cimClass, const TNamespaceHandle& cimNamespace,

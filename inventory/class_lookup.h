@@ -9,7 +9,7 @@
 #include "plugin/contents/sv_plugin.h"
 
 // The one-entry context in which inventory classes are looked up: on behalf of the plug-ins.
-NQRXHSK20::CIMContext PluginContext();
+const NQRXHSK20::CIMContext& PluginContext();
 
 // Fills `cimClass` and returns true; returns false when there is no such class. A lookup that
 // fails in another way leaves the handle empty and returns true: the host's assertion handler is

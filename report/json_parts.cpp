@@ -1,13 +1,13 @@
 #include "report/json_parts.h"
 
-#include <fmt/format.h>
-
 #include "report/text.h"
 
 namespace svc::report {
 
 TJsonObject& TJsonObject::Text(std::string_view name, std::string_view value) {
-  return Raw(name, JsonString(value));
+  Begin(name);
+  AppendJsonString(members, value);
+  return *this;
 }
 
 TJsonObject& TJsonObject::TextIfAny(std::string_view name, std::string_view value) {
@@ -15,8 +15,16 @@ TJsonObject& TJsonObject::TextIfAny(std::string_view name, std::string_view valu
 }
 
 TJsonObject& TJsonObject::Raw(std::string_view name, std::string_view value) {
-  members += fmt::format("{}\"{}\":{}", members.empty() ? "" : ",", name, value);
+  Begin(name);
+  members += value;
   return *this;
+}
+
+void TJsonObject::Begin(std::string_view name) {
+  if (members.size() > 1) members += ',';
+  members += '"';
+  members += name;
+  members += "\":";
 }
 
 TJsonObject& TJsonObject::Number(std::string_view name, std::size_t value) {

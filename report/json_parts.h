@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "report/model.h"
@@ -15,14 +16,19 @@ namespace svc::report {
 // Collects the members of one object. Values are JSON but for Text.
 class TJsonObject {
  public:
+  TJsonObject() { members.reserve(kUsualSize); }
   TJsonObject& Text(std::string_view name, std::string_view value);
   TJsonObject& TextIfAny(std::string_view name, std::string_view value);
   TJsonObject& Raw(std::string_view name, std::string_view value);
   TJsonObject& Number(std::string_view name, std::size_t value);
-  std::string Done() const { return "{" + members + "}"; }
+  // REQUIRES: nothing is added any more.
+  std::string Done() { return std::move(members += '}'); }
 
  private:
-  std::string members;
+  static constexpr std::size_t kUsualSize = 250;
+  void Begin(std::string_view name);
+
+  std::string members = "{";
 };
 
 // The four texts of a record as they came from the plug-in.

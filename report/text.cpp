@@ -130,11 +130,17 @@ std::string CutToWidth(std::string_view text, std::size_t columns) {
 }
 
 std::string JsonString(std::string_view text) {
-  std::string quoted(text.size() * kLongestJsonByte + 2, '"');
-  const char* const end = WriteJsonText(quoted.data() + 1, text);
-  quoted.resize(static_cast<std::size_t>(end - quoted.data()) + 1);
-  quoted.back() = '"';
+  std::string quoted;
+  AppendJsonString(quoted, text);
   return quoted;
+}
+
+void AppendJsonString(std::string& target, std::string_view text) {
+  const std::size_t start = target.size();
+  target.resize(start + text.size() * kLongestJsonByte + 2, '"');
+  const char* const end = WriteJsonText(target.data() + start + 1, text);
+  target.resize(static_cast<std::size_t>(end - target.data()) + 1);
+  target.back() = '"';
 }
 
 std::string XmlText(std::string_view text) { return Rewrite(text, XmlReplacement); }

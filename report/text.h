@@ -24,6 +24,7 @@ std::string CutToWidth(std::string_view text, std::size_t columns);
 
 // A JSON string with its quotes.
 std::string JsonString(std::string_view text);
+void AppendJsonString(std::string& target, std::string_view text);
 // For XML and HTML text and attribute values; characters that XML does not have show as U+FFFD.
 std::string XmlText(std::string_view text);
 // A field of RFC 4180, quoted where it must be.

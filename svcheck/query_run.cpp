@@ -72,14 +72,7 @@ std::vector<boost::shared_ptr<ICIMInstance>> InstancesOf(
 }
 
 std::string TextOf(const ICIMInstance& instance, const char* property) {
-  const CIMContext none;
-  boost::shared_ptr<ICIMProperty> handle;
-  try {
-    instance.GetProperty(handle, property, none);
-  } catch (const THSKException&) {
-    return {};
-  }
-  return static_cast<std::string>(handle->Value(none));
+  return StoredText(instance, property).value_or("");
 }
 
 TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerNamespace) {

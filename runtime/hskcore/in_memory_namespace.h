@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -45,6 +47,11 @@ HSKCORE_API TSharedStateHandle
 SharedStateOf(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
 // Whether it holds nothing but what it shares.
 HSKCORE_API bool TakesSharedStates(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
+
+// The text of a property, as its value's ToString(10) gives it, read without a handle and seen by
+// no observer. None when the instance has no such property, or is stored in no in-memory namespace.
+HSKCORE_API std::optional<std::string> StoredText(const NQRXHSK20::ICIMInstance& instance,
+                                                  std::string_view name);
 
 // Sees what is read of a namespace, before the reader gets it; also what turns out not to be there.
 class HOST_INTERFACE IReadObserver {

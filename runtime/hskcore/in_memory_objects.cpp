@@ -1,5 +1,7 @@
 #include "runtime/hskcore/in_memory_objects.h"
 
+#include <algorithm>
+#include <bit>
 #include <boost/make_shared.hpp>
 #include <string>
 #include <utility>
@@ -57,6 +59,10 @@ void TStoredInstance::GetProperty(boost::shared_ptr<ICIMProperty>& property, std
   property = owner->PropertyOf(row, name);
 }
 
+std::optional<std::string> TStoredInstance::Text(std::string_view name) const {
+  return owner->TextOf(row, name);
+}
+
 void TStoredInstance::SetPropertyValue(std::string_view name, const TCIMValue& value,
                                        const CIMContext&) {
   owner->SetProperty(row, name, value);
@@ -66,8 +72,8 @@ void TCreatedInstance::Commit(const CIMContext&) {
   if (row != kNone) {
     ThrowCommitted(owner->State().ClassName(classId));
   }
-  row = owner->Store(classId, values);
-  values.clear();
+  row = owner->Store(classId, cells);
+  cells.clear();
 }
 
 void TCreatedInstance::GetProperty(boost::shared_ptr<ICIMProperty>& property, std::string_view name,
@@ -76,10 +82,11 @@ void TCreatedInstance::GetProperty(boost::shared_ptr<ICIMProperty>& property, st
     property = owner->PropertyOf(row, name);
     return;
   }
-  const auto written = values.find(owner->State().FindName(name));
-  property = written == values.end()
-                 ? owner->DeclaredProperty(classId, name)
-                 : boost::make_shared<TStoredProperty>(nullptr, written->second);
+  const TNameId id = owner->State().FindName(name);
+  const auto written = std::find_if(cells.begin(), cells.end(),
+                                    [id](const TWrittenCell& cell) { return cell.name == id; });
+  property = written == cells.end() ? owner->DeclaredProperty(classId, name)
+                                    : owner->MakeProperty(written->form, written->cell);
 }
 
 void TCreatedInstance::SetPropertyValue(std::string_view name, const TCIMValue& value,
@@ -88,10 +95,22 @@ void TCreatedInstance::SetPropertyValue(std::string_view name, const TCIMValue& 
     owner->SetProperty(row, name, value);
     return;
   }
-  values.insert_or_assign(owner->WritableState().FindOrAddName(name), value);
+  constexpr std::size_t kUsual = 4;
+  cells.reserve(kUsual);
+  const TWrittenCell written = owner->Write(name, value);
+  const auto before = std::find_if(cells.begin(), cells.end(), [&](const TWrittenCell& cell) {
+    return cell.name == written.name;
+  });
+  if (before == cells.end()) {
+    cells.push_back(written);
+  } else {
+    *before = written;
+  }
 }
 
-TInMemoryNamespace::TInMemoryNamespace() : state(boost::make_shared<TCimState>()) {}
+TInMemoryNamespace::TInMemoryNamespace() : state(boost::make_shared<TCimState>()) {
+  likelyNames.fill(kNone);
+}
 
 TSharedStateHandle TInMemoryNamespace::Share() {
   if (!shared) shared = boost::make_shared<const TSharedState>(state);
@@ -111,7 +130,7 @@ void TInMemoryNamespace::Unshare() {
 void TInMemoryNamespace::Hold(boost::shared_ptr<TCimState> newState) {
   state.swap(newState);
   finder = TPropertyFinder();
-  lastAskedFor = kNone;
+  likelyNames.fill(kNone);
   recent.clear();
   seenOnce.clear();
 }
@@ -146,36 +165,56 @@ std::vector<TRowId> TInMemoryNamespace::ShownInstancesOf(TClassId id, bool deep)
 
 void TInMemoryNamespace::Enumerate(TClassId id, bool deep, const TInstanceCallback& callback) {
   const std::vector<TRowId> rows = ShownInstancesOf(id, deep);
-  while (!rows.empty() && instances.size() <= rows.back()) {
-    instances.Append({this, instances.size()});
-  }
   const auto self = shared_from_this();
   for (const TRowId row : rows) {
-    callback(boost::shared_ptr<ICIMInstance>(self, &instances[row]));
+    callback(boost::shared_ptr<ICIMInstance>(self, &InstanceAt(row)));
   }
 }
 
-TNameId TInMemoryNamespace::NameAskedFor(std::string_view name) noexcept {
-  if (lastAskedFor == kNone || state->NameText(lastAskedFor) != name) {
-    lastAskedFor = state->FindName(name);
+TStoredInstance& TInMemoryNamespace::InstanceAt(TRowId row) {
+  constexpr std::size_t kBlock = std::tuple_size_v<TInstanceBlock>;
+  if (instances.size() <= row / kBlock) instances.resize(row / kBlock + 1);
+  std::unique_ptr<TInstanceBlock>& block = instances[row / kBlock];
+  if (!block) {
+    block = std::make_unique<TInstanceBlock>();
+    for (TRowId i = 0; i < kBlock; ++i) {
+      (*block)[i] = {this, static_cast<TRowId>(row - row % kBlock + i)};
+    }
   }
-  return lastAskedFor;
+  return (*block)[row % kBlock];
+}
+
+TNameId TInMemoryNamespace::FindName(std::string_view name) {
+  if (name.empty()) return state->FindName(name);
+  const auto byteAt = [&](std::size_t at) { return static_cast<unsigned char>(name[at]); };
+  const std::size_t seen = name.size() * 5 + byteAt(0) + byteAt(name.size() - 1) * std::size_t{3};
+  TNameId& likely = likelyNames[seen % likelyNames.size()];
+  if (likely == kNone || state->NameText(likely) != name) likely = state->FindName(name);
+  return likely;
+}
+
+bool TInMemoryNamespace::Find(TRowId row, std::string_view name, TPropertyFinder::TFound& found) {
+  const TNameId nameId = FindName(name);
+  return nameId != kNone && finder.Find(*state, row, nameId, found);
+}
+
+std::optional<std::string> TInMemoryNamespace::TextOf(TRowId row, std::string_view name) {
+  TPropertyFinder::TFound found;
+  if (!Find(row, name, found)) return {};
+  return ValueOfCell(found.form, found.cell).ToString(10);
 }
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::PropertyOf(TRowId row,
                                                                    std::string_view name) {
-  const TNameId nameId = NameAskedFor(name);
   TPropertyFinder::TFound found;
-  if (nameId == kNone || !finder.Find(*state, row, nameId, found)) {
-    ThrowNoProperty(state->ClassName(state->Row(row).classId), name);
-  }
+  if (!Find(row, name, found)) ThrowNoProperty(state->ClassName(state->Row(row).classId), name);
   if (shared && found.place != kNone) return shared->Property(row, found, shared);
   return MakeProperty(found.form, found.cell);
 }
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassId id,
                                                                          std::string_view name) {
-  const TNameId nameId = state->FindName(name);
+  const TNameId nameId = FindName(name);
   for (TClassId at = id; nameId != kNone && at != kNoClass; at = state->SuperclassOf(at)) {
     if (const TDeclaration* declaration = state->FindDeclaration(at, nameId)) {
       return MakeProperty(declaration->form, declaration->defaultCell);
@@ -186,10 +225,12 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassI
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
   if (recent.empty()) {
-    recent.resize(kRecent);
-    seenOnce.resize(kRecent);
+    const std::size_t size =
+        std::bit_ceil(std::clamp<std::size_t>(state->RowCount(), kFewestRecent, kMostRecent));
+    recent.resize(size);
+    seenOnce.resize(size);
   }
-  const std::size_t place = Mix(cell ^ HashSeed(), kMixA) % kRecent;
+  const std::size_t place = Mix(cell ^ HashSeed(), kMixA) & (recent.size() - 1);
   auto& [first, second] = recent[place];
   if (first.Holds(form, cell)) {
     return first.property;
@@ -208,12 +249,12 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::NewProperty(TForm form, 
   return boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
 }
 
-TRowId TInMemoryNamespace::Store(TClassId id, const std::map<TNameId, TCIMValue>& values) {
+TRowId TInMemoryNamespace::Store(TClassId id, const std::vector<TWrittenCell>& written) {
   WritableState();
   std::vector<TCell> cells;
+  cells.reserve(written.size());
   TShapeId shape = TShapeTable::kEmpty;
-  for (const auto& [name, value] : values) {
-    const auto [form, cell] = Encode(name, value);
+  for (const auto& [name, form, cell] : written) {
     shape = state->Shapes().Extend(shape, name, form);
     cells.push_back(cell);
   }
@@ -221,23 +262,29 @@ TRowId TInMemoryNamespace::Store(TClassId id, const std::map<TNameId, TCIMValue>
 }
 
 void TInMemoryNamespace::SetProperty(TRowId row, std::string_view name, const TCIMValue& value) {
-  const TNameId nameId = WritableState().FindOrAddName(name);
-  const auto [form, cell] = Encode(nameId, value);
-  state->SetCell(row, nameId, form, cell);
+  const TWrittenCell written = Write(name, value);
+  state->SetCell(row, written.name, written.form, written.cell);
 }
 
-std::pair<TForm, TCell> TInMemoryNamespace::Encode(TNameId name, const TCIMValue& value) {
+TWrittenCell TInMemoryNamespace::Write(std::string_view name, const TCIMValue& value) {
+  WritableState();
+  const TNameId known = FindName(name);
+  const TNameId id = known == kNone ? state->FindOrAddName(name) : known;
   const ECIMType type = value.Type();
   const TForm form{type, value.IsArray(), false};
   if (value.IsNull()) {
-    return {{type, form.isArray, !IsStoredAsText(form)}, 0};
+    return {id, {type, form.isArray, !IsStoredAsText(form)}, 0};
   }
-  if (!IsStoredAsText(form)) {
-    return {form, NumberFromText(type, value.ToString(10)).value()};
+  if (form.isArray) {
+    return {id, form, StoreArray(id, value)};
   }
-  if (!form.isArray) {
-    return {form, state->StoreTextOf(name, value.ToString(10))};
-  }
+  const std::string text = value.ToString(10);
+  return {id, form,
+          IsStoredAsText(form) ? state->StoreTextOf(id, text) : NumberFromText(type, text).value()};
+}
+
+TCell TInMemoryNamespace::StoreArray(TNameId name, const TCIMValue& value) {
+  const ECIMType type = value.Type();
   arrayText.Begin();
   for (const TCIMValue& element : static_cast<const std::vector<TCIMValue>&>(value)) {
     if (element.IsNull()) {
@@ -248,7 +295,7 @@ std::pair<TForm, TCell> TInMemoryNamespace::Encode(TNameId name, const TCIMValue
       arrayText.AddNumber(NumberFromText(type, element.ToString(10)).value());
     }
   }
-  return {form, state->StoreTextOf(name, arrayText.Finish())};
+  return state->StoreTextOf(name, arrayText.Finish());
 }
 
 }  // namespace svc

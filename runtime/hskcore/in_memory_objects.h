@@ -5,7 +5,9 @@
 #include <array>
 #include <boost/smart_ptr/enable_shared_from_this.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
-#include <map>
+#include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -40,6 +42,8 @@ class TStoredInstance final : public NQRXHSK20::ICIMInstance {
   TStoredInstance() = default;
   TStoredInstance(TInMemoryNamespace* owner, TRowId row) : owner(owner), row(row) {}
   TRowId Number() const noexcept { return row; }
+  // None when there is no such property.
+  std::optional<std::string> Text(std::string_view name) const;
   // Throws THSKException (kFailed): it is stored already.
   void Commit(const NQRXHSK20::CIMContext& context) override;
   void GetProperty(boost::shared_ptr<NQRXHSK20::ICIMProperty>& property, std::string_view name,
@@ -50,6 +54,13 @@ class TStoredInstance final : public NQRXHSK20::ICIMInstance {
  private:
   TInMemoryNamespace* owner;
   TRowId row;
+};
+
+// A property that is written and not yet of a stored instance. Its text is stored already.
+struct TWrittenCell {
+  TNameId name;
+  TForm form;
+  TCell cell;
 };
 
 // A created instance: outside the namespace until it is committed, one of the namespace's after.
@@ -67,7 +78,7 @@ class TCreatedInstance final : public NQRXHSK20::ICIMInstance {
  private:
   boost::shared_ptr<TInMemoryNamespace> owner;
   TClassId classId;
-  std::map<TNameId, NQRXHSK20::TCIMValue> values;
+  std::vector<TWrittenCell> cells;
   // kNone until the commit.
   TRowId row = kNone;
 };
@@ -86,10 +97,14 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   void Enumerate(TClassId id, bool deep, const NQRXHSK20::TInstanceCallback& callback);
   // Throws THSKException (kNoSuchProperty).
   TPropertyHandle PropertyOf(TRowId row, std::string_view name);
+  // None where PropertyOf throws.
+  std::optional<std::string> TextOf(TRowId row, std::string_view name);
   // The property of an instance that does not write it. Throws the same.
   TPropertyHandle DeclaredProperty(TClassId id, std::string_view name);
-  // Stores a new instance with these values.
-  TRowId Store(TClassId id, const std::map<TNameId, NQRXHSK20::TCIMValue>& values);
+  TPropertyHandle MakeProperty(TForm form, TCell cell);
+  TWrittenCell Write(std::string_view name, const NQRXHSK20::TCIMValue& value);
+  // Stores a new instance of these properties.
+  TRowId Store(TClassId id, const std::vector<TWrittenCell>& written);
   void SetProperty(TRowId row, std::string_view name, const NQRXHSK20::TCIMValue& value);
 
   void SetObserver(IReadObserver* newObserver) noexcept { observer = newObserver; }
@@ -118,17 +133,19 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
       return cell == otherCell && property && form == otherForm;
     }
   };
-  static constexpr std::size_t kRecent = 4096;
+  using TInstanceBlock = std::array<TStoredInstance, 32>;
+  static constexpr std::size_t kFewestRecent = 64;
+  static constexpr std::size_t kMostRecent = 4096;
 
   std::vector<TRowId> ShownInstancesOf(TClassId id, bool deep) const;
+  TStoredInstance& InstanceAt(TRowId row);
+  TNameId FindName(std::string_view name);
+  bool Find(TRowId row, std::string_view name, TPropertyFinder::TFound& found);
   void Unshare();
   // From here on it holds this.
   void Hold(boost::shared_ptr<TCimState> newState);
-  // kNone when there is no such name. Readers ask many instances for one property.
-  TNameId NameAskedFor(std::string_view name) noexcept;
-  TPropertyHandle MakeProperty(TForm form, TCell cell);
   TPropertyHandle NewProperty(TForm form, TCell cell) const;
-  std::pair<TForm, TCell> Encode(TNameId name, const NQRXHSK20::TCIMValue& value);
+  TCell StoreArray(TNameId name, const NQRXHSK20::TCIMValue& value);
 
   boost::shared_ptr<TCimState> state;
   // What `state` belongs to, unless it is this namespace's own.
@@ -136,14 +153,16 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   IReadObserver* observer = nullptr;  // Not owned.
   boost::shared_ptr<const THiddenInstances> hidden;
   TPropertyFinder finder;
-  TNameId lastAskedFor = kNone;
+  // Names that were asked for, by what is cheap to see of them: readers ask for the same few.
+  std::array<TNameId, 32> likelyNames;
   // Handed out twice and likely to be again: many instances share a value. One that was not asked
   // for before takes no place here, so that its memory is used again at once. Both are made when
   // the first property is asked for.
   std::vector<std::array<TSlot, 2>> recent;
   std::vector<TCell> seenOnce;
   TStableVector<TInMemoryClass> classes;
-  TStableVector<TStoredInstance> instances;
+  // Blocks of them by number, made when one is asked for: of a large namespace few may be.
+  std::vector<std::unique_ptr<TInstanceBlock>> instances;
   TArrayText arrayText;
 };
 

@@ -312,6 +312,11 @@ void SetReadObserver(const boost::shared_ptr<ICIMNamespace>& target, IReadObserv
   InMemory(target)->SetObserver(observer);
 }
 
+std::optional<std::string> StoredText(const ICIMInstance& instance, std::string_view name) {
+  const auto* const stored = dynamic_cast<const TStoredInstance*>(&instance);
+  return stored == nullptr ? std::nullopt : stored->Text(name);
+}
+
 TRowId NumberOf(const ICIMInstance& instance) noexcept {
   return static_cast<const TStoredInstance&>(instance).Number();
 }

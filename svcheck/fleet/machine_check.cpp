@@ -31,7 +31,6 @@ constexpr const char* kNoMachine =
     "<PROPERTY NAME=\"MachineType\"><VALUE>]-[</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>"
     "</DECLGROUP></DECLARATION></CIM>";
 
-// What other plug-ins go by, nobody knows.
 constexpr const char* kOwnPlugin = "Sorvane Version Checker";
 
 // The records and the end of a query whose inventory is read.
@@ -101,7 +100,7 @@ void TMachineCheck::LoadCatalogue() {
   const TCatalogueWatch watch;
   RunQuery(run, {}, report);
   elements = watch.CountElements();
-  passesByMachineType = run.PluginName() == kOwnPlugin;
+  isOwnPlugin = run.PluginName() == kOwnPlugin;
   if (const int status = ExitStatusOf(report.outcome); status != kExitDone) {
     throw TFailure(FailureLine(report), status);
   }
@@ -127,17 +126,20 @@ void TMachineCheck::Compare(const TTask& task, report::TReport& report) {
   report.catalogue.path = settings.catalogue;
   report.catalogue.elements = elements;
   const auto log = OpenLog(settings, task.machine);
-  if (!passesByMachineType || (log && log->IsLogged(NQRXHSK20::kLogTrace))) {
-    RunQuery(run, log, report);
+  const bool isTraced = log && log->IsLogged(NQRXHSK20::kLogTrace);
+  const auto kind = isOwnPlugin && !isTraced ? KindOf(run.Inventory()) : std::nullopt;
+  if (kind) {
+    RunShortened(run, *kind, log, report);
   } else {
-    RunShortened(run, log, report);
+    RunQuery(run, log, report);
   }
   if (log && !log->Flush()) report.errors.emplace_back("the log of this machine is not whole");
 }
 
-void TMachineCheck::RunShortened(TQueryRun& run, const boost::shared_ptr<NQRXHSK20::ILogger>& log,
+void TMachineCheck::RunShortened(TQueryRun& run, const std::string& kind,
+                                 const boost::shared_ptr<NQRXHSK20::ILogger>& log,
                                  report::TReport& report) {
-  if (const auto known = passedOver.Of(report.machine.type)) {
+  if (const auto known = passedOver.Of(kind)) {
     const TCatalogueWatch watch(nullptr, known);
     RunQuery(run, log, report);
     return;
@@ -146,7 +148,7 @@ void TMachineCheck::RunShortened(TQueryRun& run, const boost::shared_ptr<NQRXHSK
   const TCatalogueWatch watch(&reads);
   RunQuery(run, log, report);
   if (report::WasCompared(report.outcome)) {
-    passedOver.Learn(report.machine.type, reads, watch.Catalogue());
+    passedOver.Learn(kind, reads, watch.Catalogue());
   }
 }
 

@@ -36,16 +36,16 @@ class TMachineCheck {
  private:
   void LoadCatalogue();
   void Compare(const TTask& task, report::TReport& report);
-  // Without the elements that are known to be for others, where that makes no difference.
-  void RunShortened(TQueryRun& run, const boost::shared_ptr<NQRXHSK20::ILogger>& log,
-                    report::TReport& report);
+  // Without the elements that are known to make no difference to machines of the kind.
+  void RunShortened(TQueryRun& run, const std::string& kind,
+                    const boost::shared_ptr<NQRXHSK20::ILogger>& log, report::TReport& report);
   TQueryRequest RequestFor(const TTask& task) const;
 
   TCheckSettings settings;
   TDocumentSharing sharing;
   std::shared_ptr<TLoadedPlugin> plugin;
   std::optional<std::uint64_t> elements;
-  bool passesByMachineType = false;  // What TPassedOver counts on.
+  bool isOwnPlugin = false;  // What others choose elements by, nobody knows.
   TPassedOver passedOver;
 };
 

@@ -1,44 +1,95 @@
 #include "svcheck/fleet/passed_over.h"
 
 #include <algorithm>
+#include <array>
+
+#include "svcheck/query_run.h"
+
+using namespace NQRXHSK20;
 
 namespace svc::fleet {
 
 namespace {
 
-constexpr std::string_view kMachineTypes = "applicableMachineTypes";
 // There are fewer; whoever makes them up shall not fill the memory.
-constexpr std::size_t kMostTypes = 1024;
+constexpr std::size_t kMostKinds = 1024;
+
+constexpr std::string_view kMachineTypes = "applicableMachineTypes";
+constexpr std::array<std::string_view, 4> kChosenBy = {"applicableOperatingSystems", "description",
+                                                       "category", "installDirectory"};
+
+struct TChooser {
+  const char* className;
+  const char* property;
+};
+constexpr std::array kChoosers = {
+    TChooser{"QRXSG_ComputerSystem", "MachineType"}, TChooser{"QRXSG_OperatingSystem", "Version"},
+    TChooser{"QRXSG_OperatingSystem", "OSType"}, TChooser{"QRXSG_OperatingSystem", "BuildID"},
+    TChooser{"QRXSG_OperatingSystem", "HardwarePlatform"}};
+
+// False for an array, whose text may be another one's too.
+bool AppendText(std::string& kind, const ICIMInstance& instance, const char* property) {
+  boost::shared_ptr<ICIMProperty> handle;
+  try {
+    instance.GetProperty(handle, property, {});
+  } catch (const THSKException&) {
+    return true;  // A property that is missing reads like an empty one.
+  }
+  const TCIMValue& value = handle->Value({});
+  kind += value.ToString(10);
+  return !value.IsArray();
+}
 
 }  // namespace
 
-void TElementReads::OnGetProperty(const NQRXHSK20::ICIMInstance& instance, std::string_view name) {
+std::optional<std::string> KindOf(const boost::shared_ptr<ICIMNamespace>& inventory) {
+  std::string kind;
+  for (const TChooser& chooser : kChoosers) {
+    for (const auto& instance : InstancesOf(inventory, chooser.className)) {
+      if (!AppendText(kind, *instance, chooser.property)) return {};
+      kind += '\0';  // No document has one.
+    }
+    kind += '\0';
+  }
+  return kind;
+}
+
+TElementReads::ERead TElementReads::ReadOf(std::string_view property) {
+  if (property == kMachineTypes) return ERead::kMachineTypes;
+  const bool isChoice = std::find(kChosenBy.begin(), kChosenBy.end(), property) != kChosenBy.end();
+  return isChoice ? ERead::kChoice : ERead::kOffer;
+}
+
+void TElementReads::OnGetProperty(const ICIMInstance& instance, std::string_view name) {
   const TRowId number = NumberOf(instance);
   if (number >= reads.size()) reads.resize(number + 1, ERead::kNothing);
-  ERead& read = reads[number];
-  read = std::max(read, name == kMachineTypes ? ERead::kMachineTypes : ERead::kMore);
+  reads[number] = std::max(reads[number], ReadOf(name));
 }
 
 std::vector<bool> TElementReads::PassedOver() const {
   std::vector<bool> passedOver(reads.size());
-  std::transform(reads.begin(), reads.end(), passedOver.begin(),
-                 [](ERead read) { return read == ERead::kMachineTypes; });
-  const auto first = std::find(passedOver.begin(), passedOver.end(), true);
-  if (first != passedOver.end()) *first = false;
+  const auto isPassedOver = [](ERead read) {
+    return read == ERead::kMachineTypes || read == ERead::kChoice;
+  };
+  std::transform(reads.begin(), reads.end(), passedOver.begin(), isPassedOver);
+  for (const ERead read : {ERead::kMachineTypes, ERead::kChoice}) {
+    const auto first = std::find(reads.begin(), reads.end(), read);
+    if (first != reads.end()) passedOver[static_cast<std::size_t>(first - reads.begin())] = false;
+  }
   return passedOver;
 }
 
-boost::shared_ptr<const THiddenInstances> TPassedOver::Of(const std::string& machineType) const {
-  const auto found = types.find(machineType);
-  return found == types.end() ? nullptr : found->second;
+boost::shared_ptr<const THiddenInstances> TPassedOver::Of(const std::string& kind) const {
+  const auto found = kinds.find(kind);
+  return found == kinds.end() ? nullptr : found->second;
 }
 
-void TPassedOver::Learn(const std::string& machineType, const TElementReads& reads,
-                        const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue) {
+void TPassedOver::Learn(const std::string& kind, const TElementReads& reads,
+                        const boost::shared_ptr<ICIMNamespace>& catalogue) {
   const TSharedStateHandle state = catalogue ? SharedStateOf(catalogue) : nullptr;
   if (!state) return;
-  if (types.size() >= kMostTypes) types.clear();
-  types[machineType].reset(new THiddenInstances{state, reads.PassedOver()});
+  if (kinds.size() >= kMostKinds) kinds.clear();
+  kinds[kind].reset(new THiddenInstances{state, reads.PassedOver()});
 }
 
 }  // namespace svc::fleet

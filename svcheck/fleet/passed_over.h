@@ -1,11 +1,13 @@
-// Which update elements the plug-in passes over for a machine type. It decides so by the type alone
-// and by what machine types an element names: what it passed over for one machine it need not see
-// for the next one of that type. Used by one thread.
+// Which update elements the plug-in passes over. It chooses them by what they say of themselves, by
+// the machine's type and by its operating system, and of each that it takes up it reads what is
+// offered. What it passed over for one machine it need not see for the next one of that kind. Used
+// by one thread.
 #ifndef SVCHECK_FLEET_PASSED_OVER_H_
 #define SVCHECK_FLEET_PASSED_OVER_H_
 
 #include <boost/shared_ptr.hpp>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,32 +17,39 @@
 
 namespace svc::fleet {
 
+// All of an inventory that elements are chosen by, as one text: the same for machines of one kind.
+// None when it is told in a form that texts do not tell apart.
+std::optional<std::string> KindOf(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
+
 // What one query reads of the update elements.
 class TElementReads : public IReadObserver {
  public:
   void OnGetClass(std::string_view /*className*/) override {}
   void OnGetProperty(const NQRXHSK20::ICIMInstance& instance, std::string_view name) override;
 
-  // Those of which the query wanted to know nothing but their machine types. One of them is left
-  // to be seen, since a catalogue without elements has another outcome. REQUIRES: the query came to
-  // its end.
+  // By number, those of which the query read nothing that is offered. One that is for other
+  // machine types and one that is for this one are left to be seen: a query ends in another way
+  // where there are none. REQUIRES: the query came to its end.
   std::vector<bool> PassedOver() const;
 
  private:
-  enum class ERead : char { kNothing, kMachineTypes, kMore };
+  // How far the query went with an element.
+  enum class ERead : char { kNothing, kMachineTypes, kChoice, kOffer };
+  static ERead ReadOf(std::string_view property);
+
   std::vector<ERead> reads;  // By the number of the instance.
 };
 
 class TPassedOver {
  public:
-  // Empty when nothing is known of the type.
-  boost::shared_ptr<const THiddenInstances> Of(const std::string& machineType) const;
-  // Takes what a query for the type read of the catalogue.
-  void Learn(const std::string& machineType, const TElementReads& reads,
+  // Empty when nothing is known of the kind.
+  boost::shared_ptr<const THiddenInstances> Of(const std::string& kind) const;
+  // Takes what a query for a machine of the kind read of the catalogue.
+  void Learn(const std::string& kind, const TElementReads& reads,
              const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue);
 
  private:
-  std::map<std::string, boost::shared_ptr<const THiddenInstances>> types;
+  std::map<std::string, boost::shared_ptr<const THiddenInstances>> kinds;
 };
 
 }  // namespace svc::fleet

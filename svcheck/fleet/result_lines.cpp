@@ -1,5 +1,6 @@
 #include "svcheck/fleet/result_lines.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace svc::fleet {
@@ -97,6 +98,17 @@ std::optional<std::string_view> MemberOf(std::string_view line, std::string_view
   const std::size_t at = FindMember(line, name);
   if (at == std::string_view::npos || at >= line.size() || line[at] != '"') return {};
   return UpToQuote(line.substr(at + 1));
+}
+
+std::optional<TTextMembers::TMember> TTextMembers::Next() {
+  constexpr std::string_view kBetween = "\":\"";
+  if (rest.size() < 2 || rest[1] != '"') return {};
+  TMember member{UpToQuote(rest.substr(2)), {}};
+  rest.remove_prefix(2 + member.name.size());
+  if (!rest.starts_with(kBetween)) return {};
+  member.written = UpToQuote(rest.substr(kBetween.size()));
+  rest.remove_prefix(std::min(kBetween.size() + member.written.size() + 1, rest.size()));
+  return member;
 }
 
 bool IsLast(std::string_view line) { return line.find(",\"outcome\":\"") != line.npos; }

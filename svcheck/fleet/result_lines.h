@@ -16,6 +16,21 @@ namespace svc::fleet {
 std::optional<std::string_view> TakeLine(std::string_view& text);
 // A text member of a line as it is written there, with its escapes; none when there is none.
 std::optional<std::string_view> MemberOf(std::string_view line, std::string_view name);
+
+// The text members that a line begins with, in their order.
+class TTextMembers {
+ public:
+  explicit TTextMembers(std::string_view line) : rest(line) {}
+  struct TMember {
+    std::string_view name;
+    std::string_view written;  // With its escapes.
+  };
+  // None at the end, or at a member of another kind.
+  std::optional<TMember> Next();
+
+ private:
+  std::string_view rest;  // From the brace or comma before the next one.
+};
 // Whether it is the last line of a machine.
 bool IsLast(std::string_view line);
 // The text that is written so in JSON.

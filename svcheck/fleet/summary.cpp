@@ -1,6 +1,7 @@
 #include "svcheck/fleet/summary.h"
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <tuple>
 
@@ -17,11 +18,36 @@ namespace {
 // No text as JSON writes it holds one.
 constexpr char kBetween = '\n';
 
-std::string_view Demand(std::string_view line, std::string_view name) {
-  const auto written = MemberOf(line, name);
-  if (written) return *written;
+[[noreturn]] void RefuseWithout(std::string_view name, std::string_view line) {
   throw std::runtime_error("a line of the results has no \"" + std::string(name) +
                            "\": " + std::string(line.substr(0, 60)));
+}
+
+std::string_view Demand(std::string_view line, std::string_view name) {
+  const auto written = MemberOf(line, name);
+  if (!written) RefuseWithout(name, line);
+  return *written;
+}
+
+// What is counted of a record.
+struct TWrittenRecord {
+  std::optional<std::string_view> type;
+  std::optional<std::string_view> name;
+  std::optional<std::string_view> verdict;
+};
+
+TWrittenRecord WrittenRecordOf(std::string_view line) {
+  TWrittenRecord record;
+  TTextMembers members(line);
+  while (const auto member = members.Next()) {
+    if (member->name == "Type") record.type = member->written;
+    if (member->name == "Name") record.name = member->written;
+    if (member->name == "verdict") record.verdict = member->written;
+  }
+  if (!record.type) RefuseWithout("Type", line);
+  if (!record.name) RefuseWithout("Name", line);
+  if (!record.verdict) RefuseWithout("verdict", line);
+  return record;
 }
 
 }  // namespace
@@ -39,11 +65,12 @@ void TSummary::Add(std::string_view lines) {
 }
 
 TVerdictCounts TSummary::AddRecord(std::string_view line) {
-  const auto verdict = report::VerdictOfName(Demand(line, "verdict"));
+  const TWrittenRecord record = WrittenRecordOf(line);
+  const auto verdict = report::VerdictOfName(*record.verdict);
   if (!verdict) throw std::runtime_error("an unknown verdict: " + std::string(line.substr(0, 60)));
-  key = Demand(line, "Type");
+  key = *record.type;
   key += kBetween;
-  key += Demand(line, "Name");
+  key += *record.name;
   ++components[key][IndexOf(*verdict)];
   ++verdicts[IndexOf(*verdict)];
   TVerdictCounts one{};

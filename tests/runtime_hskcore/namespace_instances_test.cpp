@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -106,7 +107,19 @@ TEST_F(NamespaceInstances, KeepEveryKindOfValueSetInThem) {
       EXPECT_EQ(ValueOf(holder, "v").IsNull(), value.IsNull());
       EXPECT_EQ(TextOf(holder, "v"), value.ToString(10));
     }
+    for (const TInstanceHandle& stored : InstancesOf(space, "A")) {
+      const std::optional<std::string> text = StoredText(*stored, "V");
+      EXPECT_EQ(text, TextOf(stored, "v"));
+    }
   }
+}
+
+TEST_F(NamespaceInstances, HaveNoTextOfAPropertyThatTheyHaveNot) {
+  Declare(space, "A");
+  Add(space, "A", "Name", "1");
+  const TInstanceHandle created = Create("A");
+  EXPECT_EQ(StoredText(*InstancesOf(space, "A")[0], "Other"), std::nullopt);
+  EXPECT_EQ(StoredText(*created, "Name"), std::nullopt);
 }
 
 TEST_F(NamespaceInstances, ChangeWithoutTouchingTheirNeighbours) {
