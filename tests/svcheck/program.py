@@ -14,8 +14,7 @@ BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build/release").reso
 PROGRAM = BUILD / "bin" / "svcheck"
 DATA = BUILD / "share" / "svcheck"
 SAMPLE = DATA / "sample"
-SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[2] / "docs" / "report.schema.json")
-                    .read_text())
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
 # A program under the address sanitizer ends where memory does, and cannot be traced for leaks.
 SANITIZED = b"__asan_init" in PROGRAM.read_bytes()
 DIALECT = '<?sv-catalogue version="4.02"?>'
@@ -54,6 +53,17 @@ def element(**properties):
     return ("QRXPSG_SystemUpdateElement",
             {"applicableMachineTypes": ["-[4638]-"], "applicableOperatingSystems": ["SLES10_64"],
              **properties})
+
+
+def closed(schema):
+    """A schema that refuses the members it does not name: this version writes no others."""
+    if not isinstance(schema, dict):
+        return schema
+    more = {"additionalProperties": False} if isinstance(schema.get("properties"), dict) else {}
+    return {name: closed(part) for name, part in schema.items()} | more
+
+
+SCHEMA = closed(json.loads((SOURCE / "docs" / "report.schema.json").read_text()))
 
 
 def pairs(items):
