@@ -1,5 +1,6 @@
 """What the program says of itself: help, manual pages, completion, suggestions."""
 
+import pathlib
 import re
 import shutil
 import subprocess
@@ -8,6 +9,7 @@ import unittest
 from program import BUILD, ProgramTest, main
 
 PAGES = BUILD / "share" / "man" / "man1"
+TYPING = pathlib.Path(__file__).resolve().parent / "complete.zsh"
 COMPLETION = BUILD / "share" / "completion"
 
 
@@ -150,8 +152,14 @@ class Completion(HelpTest):
                 self.assertEqual(found[0].rstrip("/"), offered)
 
     @unittest.skipUnless(shutil.which("zsh"), "zsh is not installed")
-    def test_zsh_can_read_it(self):
-        self.shell("zsh", "-fn", f"{COMPLETION}/_svcheck", script="")
+    def test_zsh(self):
+        typed = self.shell("zsh", "-f", TYPING, COMPLETION, *(line for line, _ in self.CASES),
+                           script="")
+        self.assertEqual(len(typed), len(self.CASES) + 1, typed)
+        for (line, offered), found in zip(self.CASES, typed):
+            with self.subTest(line):
+                before = line.rpartition(" ")[0]
+                self.assertEqual(found.rstrip(" =/"), f"{before} {offered}")
 
     def test_the_verb_prints_what_is_installed(self):
         for shell, name in (("bash", "svcheck.bash"), ("zsh", "_svcheck"), ("fish", "svcheck.fish")):
