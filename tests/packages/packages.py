@@ -1,6 +1,7 @@
 """Makes the packages of a build, once, in a folder of the caller's."""
 
 import pathlib
+import shutil
 import subprocess
 import sys
 
@@ -12,7 +13,7 @@ SKIPPED = 77
 
 def run(*command, **more):
     return subprocess.run(list(map(str, command)), text=True, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, timeout=600, **more)
+                          stderr=subprocess.STDOUT, timeout=900, **more)
 
 
 def succeed(*command, **more):
@@ -25,6 +26,12 @@ def succeed(*command, **more):
 def skip(reason):
     print(f"skipped: {reason}")
     sys.exit(SKIPPED)
+
+
+def skip_without(*programs, package):
+    for program in programs:
+        if not shutil.which(program):
+            skip(f"{program} is not installed (package {package})")
 
 
 def make(folder):

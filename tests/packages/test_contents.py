@@ -5,7 +5,7 @@ import tempfile
 import unittest
 
 import packages
-from packages import NAMES, field, run, skip, succeed
+from packages import NAMES, field, run, succeed
 
 
 class Contents(unittest.TestCase):
@@ -59,7 +59,5 @@ class Contents(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    for program in ("dpkg-deb", "dpkg-shlibdeps"):
-        if not shutil.which(program):
-            skip(f"{program} is not installed (package dpkg-dev)")
+    packages.skip_without("dpkg-deb", "dpkg-shlibdeps", package="dpkg-dev")
     unittest.main(argv=["test_contents.py"])

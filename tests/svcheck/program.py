@@ -93,7 +93,7 @@ class ProgramTest(unittest.TestCase):
         environment = {"PATH": os.environ["PATH"], "HOME": str(self.folder),
                        "XDG_STATE_HOME": str(self.folder / "state"), "LC_ALL": "C", **(env or {})}
         result = subprocess.run([PROGRAM, *map(str, arguments)], cwd=cwd or self.folder, text=text,
-                                env=environment, capture_output="stdout" not in more, timeout=60,
+                                env=environment, capture_output="stdout" not in more, timeout=300,
                                 **more)
         self.check_reports(list(map(str, arguments)), result)
         return result

@@ -16,6 +16,7 @@ class GuideTest(ProgramTest):
         shutil.copytree(SAMPLE, self.folder / "data" / "sample")
         shutil.copytree(DOCS / "examples", self.folder / "docs" / "examples")
         self.write("packages/e1000e.deb", deb({"e1000e.ko": kernel_module("3.8.7")}))
+        shutil.copy(SAMPLE / "inventory.xml", self.folder / "machine.xml")
         guide = (DOCS / "catalogue-authors.md").read_text()
         commands = [line for line in guide.splitlines() if line.startswith("svcheck ")]
         self.assertGreater(len(commands), 6)
