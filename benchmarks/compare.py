@@ -22,6 +22,11 @@ import tempfile
 HERE = pathlib.Path(__file__).resolve().parent
 BASE = "pugixml, document only"
 OURS = "svcheck query"
+LOAD = "our load alone"
+STORE = "xb-tool compile and query"
+# The drivers among the elements. A machine type cannot be asked for: its brackets end the query.
+STORE_QUERY = ("CIM/DECLARATION/DECLGROUP/VALUE.OBJECT/INSTANCE/PROPERTY[@NAME='category']/"
+               "VALUE[text()='Device driver']")
 MIB = 1 << 20
 
 
@@ -54,7 +59,7 @@ class Bench:
         found = {
             BASE: [self.bin / "rival_pugixml_dom", file],
             OURS: self.query(folder),
-            "our load alone": self.load(folder),
+            LOAD: self.load(folder),
             "read alone": [self.bin / "rival_read_only", file],
             "libxml2, events": [self.bin / "rival_libxml2_events", file],
             "libxml2, document": [self.bin / "rival_libxml2_dom", file],
@@ -64,10 +69,18 @@ class Bench:
         if shutil.which("xb-tool"):
             # It leaves a store that is newer than its source as it is.
             store = self.work / "out.xmlb"
-            found["xb-tool compile"] = [
-                "sh", "-c", 'rm -f "$1" && exec xb-tool compile "$1" "$2"', "sh", store, file]
+            compiles = 'rm -f "$1" && xb-tool compile "$1" "$2"'
+            found["xb-tool compile"] = ["sh", "-c", compiles, "sh", store, file]
+            found[STORE] = ["sh", "-c", compiles + ' && exec xb-tool query "$1" "$3"', "sh", store,
+                            file, STORE_QUERY]
         return {name: command for name, command in found.items()
                 if shutil.which(str(command[0]))}
+
+    def drivers(self):
+        """Milliseconds of 100,000 offered and 300 installed drivers, and of a hash join of them."""
+        done = subprocess.run([self.bin / "drivers_benchmark", "--benchmark_format=json"],
+                              check=True, capture_output=True, text=True)
+        return {b["name"]: b["real_time"] for b in json.loads(done.stdout)["benchmarks"]}
 
     def measure(self, command):
         done = subprocess.run([self.bin / "measure", *map(str, command)], check=True,
@@ -102,18 +115,28 @@ def compare_sizes(bench, sizes, rivals_up_to):
         folder = bench.catalogue(f"catalogue-{size}", "--elements", str(size))
         file_size = (folder / "index.xml").stat().st_size
         programs = bench.programs(folder)
-        quick = {name: programs[name] for name in (BASE, OURS, "our load alone", "read alone")
+        quick = {name: programs[name] for name in (BASE, OURS, LOAD, "read alone")
                  if name in programs}
         rest = {name: command for name, command in programs.items() if name not in quick or
                 name == BASE}
         samples = bench.side_by_side(quick, 15 if size < 100_000 else 5)
         rows = [row(name, samples[name], samples[BASE], file_size) for name in quick]
+        rest_of_query = after_loading(samples)
         if size <= rivals_up_to:
             samples = bench.side_by_side(rest, 5)
             rows += [row(name, samples[name], samples[BASE], file_size)
                      for name in rest if name != BASE]
-        results.append({"elements": size, "bytes": file_size, "programs": rows})
+        results.append({"elements": size, "bytes": file_size, "programs": rows,
+                        "afterLoading": rest_of_query})
     return results
+
+
+def after_loading(samples):
+    """What a query takes beyond the loading, against the base: the median of the rounds."""
+    if not {OURS, LOAD} <= samples.keys():
+        return None
+    return statistics.median((query["seconds"] - load["seconds"]) / base["seconds"] for
+                             query, load, base in zip(samples[OURS], samples[LOAD], samples[BASE]))
 
 
 def row(name, samples, base, file_size):
@@ -154,16 +177,25 @@ def compare_families(bench):
 
 
 def compare_rest(bench):
-    """The full trace against none, and an empty catalogue against /bin/true."""
+    """The full trace against none, drivers against a hash join, and an empty catalogue against
+    /bin/true."""
     if not (bench.bin / "svcheck").exists():
         return {}
     folder = bench.catalogue("catalogue-10000", "--elements", "10000")
     empty = bench.catalogue("catalogue-0", "--elements", "0")
     log = bench.work / "trace.jsonl"
+    # Into a file that is new: emptying a large one makes some file systems write it out at once.
+    fresh = ["sh", "-c", 'rm -f "$0" && exec "$@"', log]
     samples = bench.side_by_side(
-        {"plain": bench.query(folder), "trace": bench.query(folder, "--log", log)}, 7)
+        {"plain": bench.query(folder), "trace": [*fresh, *bench.query(folder, "--log", log)],
+         "formatted": bench.query(folder, "--log", os.devnull)}, 7)
     start = bench.side_by_side({"true": ["/bin/true"], "empty": bench.query(empty)}, 15)
+    drivers = bench.drivers()
     return {"traceRatio": ratio(samples["trace"], samples["plain"]),
+            "traceToNowhereRatio": ratio(samples["formatted"], samples["plain"]),
+            "traceBytes": log.stat().st_size,
+            "driversRatio": drivers["BM_CompareDrivers"] / drivers["BM_HashJoin"],
+            "driversSeconds": drivers["BM_CompareDrivers"] / 1e3,
             "startRatio": ratio(start["empty"], start["true"]),
             "startSeconds": median(start["empty"], "seconds")}
 
@@ -176,6 +208,8 @@ def print_tables(report):
         for r in result["programs"]:
             print(f"| {r['name']} | {r['seconds']:.3f} | {r['ratio']:.2f} | "
                   f"{r['peak'] / MIB:.1f} MiB | {r['peakPerByte']:.2f} |")
+        if result["afterLoading"] is not None:
+            print(f"\nEverything after loading, against pugixml: {result['afterLoading']:.2f}")
     if report["growth"]:
         print("\n| from | to | exponent of time | of memory |\n|---|---|---|---|")
         for step in report["growth"]:
@@ -202,7 +236,7 @@ def bars(title, rows, unit):
     for number, (label, value) in enumerate(rows):
         y = 40 + number * height
         length = max(1, (width - left - 90) * value / most)
-        colour = "#2a6fb0" if label in (OURS, "our load alone") else "#b8b8b8"
+        colour = "#2a6fb0" if label in (OURS, LOAD) else "#b8b8b8"
         lines.append(f'<text x="{left - 8}" y="{y + 15}" text-anchor="end">{label}</text>'
                      f'<rect x="{left}" y="{y}" width="{length:.0f}" height="{height - 6}" '
                      f'fill="{colour}"/>'
