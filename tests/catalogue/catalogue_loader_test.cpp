@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <boost/make_shared.hpp>
+#include <cstdint>
 
 #include "host/hskcore/os_specific.h"
 #include "tests/support/case_name.h"
@@ -51,6 +52,16 @@ TEST_F(TCatalogueFile, EmptyFileIsParsed) {
   folder.Write("index.xml", "");
   EXPECT_EQ(StatusOf("index.xml"), 1);
   EXPECT_EQ(host.script.Calls(), (TCalls{"TCIMXMLParser", "SetSV402Mode", "Parse "}));
+}
+
+// The file has no more than one block on the disk.
+TEST_F(TCatalogueFile, OnlyTheLow32BitsOfTheSizeCount) {
+  const std::string text = "a document";
+  folder.Write("index.xml", text);
+  std::filesystem::resize_file("index.xml", (std::uint64_t{1} << 32) + text.size());
+  host.documents[text] = [](TFakeNamespace&) {};
+  EXPECT_EQ(StatusOf("index.xml"), 0);
+  EXPECT_EQ(host.script.Count("Parse " + text), 1U);
 }
 
 TEST_F(TCatalogueFile, MayBeNamedInWindowsForm) {
