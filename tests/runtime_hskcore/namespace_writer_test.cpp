@@ -208,6 +208,22 @@ TEST_F(NamespaceWriter, AddsToAClassDeclaredAgain) {
   EXPECT_EQ(TextOf(instance, "one") + TextOf(instance, "two"), "12");
 }
 
+TEST_F(NamespaceWriter, TakesTheDefaultThatCameLast) {
+  writer.BeginClass("A", "");
+  writer.WriteValue("one", ECIMType::kString, "1");
+  writer.Finish();
+  Add(space, "A", "own", "x");
+  const TInstanceHandle instance = InstancesOf(space, "A").at(0);
+  writer.BeginClass("a", "");
+  writer.WriteValue("ONE", ECIMType::kString, "2");
+  writer.Finish();
+  EXPECT_EQ(TextOf(instance, "one"), "2");
+  writer.BeginClass("A", "");
+  writer.WriteNull("one", ECIMType::kString, false);
+  writer.Finish();
+  EXPECT_TRUE(ValueOf(instance, "one").IsNull());
+}
+
 TEST_F(NamespaceWriter, TakesTheSuperclassThatCameSecond) {
   Declare(space, "Base");
   Declare(space, "A");
