@@ -8,6 +8,13 @@
 
 namespace {
 
+// As text.find(needle), which looks for the first character by itself: the needle's marks stand all
+// over a list of types, and each one would be a search of its own.
+bool Contains(std::string_view text, std::string_view needle) {
+  return std::search(text.begin(), text.end(), needle.begin(), needle.end()) != text.end() ||
+         needle.empty();
+}
+
 TInstanceList Select(const TInstanceList& instances, std::string_view property,
                      const std::string& needle) {
   TInstanceList selected;
@@ -26,7 +33,7 @@ bool TSVPluginCallbacks::PropertyContains(TInstanceHandle instance, std::string_
   std::string text;
   FoldCase(GetPropertyValue(std::move(instance), property, text));
   FoldCase(needle);
-  return text.find(needle) != std::string::npos;
+  return Contains(text, needle);
 }
 
 TInstanceList TSVPluginCallbacks::MatchMachineInstances(const std::string& machineType,
