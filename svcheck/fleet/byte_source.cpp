@@ -84,11 +84,12 @@ bool TLineReader::Fill() {
   buffer.erase(0, begin);
   searched -= begin;
   begin = 0;
-  const std::size_t size = buffer.size();
-  if (size > kLargest) throw std::runtime_error("a line is longer than a document may be");
-  buffer.resize(size + kBlock);
-  const std::size_t count = source->Read(buffer.data() + size, kBlock);
-  buffer.resize(size + count);
+  if (buffer.size() > kLargest) {
+    throw std::runtime_error("a line is longer than a document may be");
+  }
+  block.resize(kBlock);
+  const std::size_t count = source->Read(block.data(), block.size());
+  buffer.append(block.data(), count);
   return count != 0;
 }
 

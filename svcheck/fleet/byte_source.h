@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace svc::fleet {
 
@@ -44,6 +45,7 @@ class TLineReader {
 
   std::unique_ptr<IByteSource> source;
   std::string buffer;
+  std::vector<char> block;  // Read last.
   std::size_t begin = 0;
   std::size_t searched = 0;
   bool ended = false;

@@ -54,33 +54,32 @@ bool TakePunctuation(std::string_view& rest, char wanted) {
   return true;
 }
 
+bool IsPlain(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
+}
+
 // Takes a JSON string of ASCII off the line. False for any other, which is left to a library.
 bool TakeString(std::string_view& rest, std::string& text) {
   if (!TakePunctuation(rest, '"')) return false;
-  text.resize(rest.size());
-  char* out = text.data();
-  for (std::size_t i = 0; i < rest.size(); ++i) {
-    char c = rest[i];
-    if (c == '"') {
-      rest.remove_prefix(i + 1);
-      text.resize(static_cast<std::size_t>(out - text.data()));
-      return true;
-    }
-    if (c == '\\' && i + 1 < rest.size()) {
-      c = Unescaped(rest[++i]);
-      if (c == '\0') return false;
-    } else if (static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) >= 0x80) {
-      return false;
-    }
-    *out++ = c;
+  text.clear();
+  for (;;) {
+    const auto* const end = std::find_if_not(rest.begin(), rest.end(), IsPlain);
+    text.append(rest.begin(), end);
+    rest.remove_prefix(static_cast<std::size_t>(end - rest.begin()));
+    if (TakePunctuation(rest, '"')) return true;
+    const char escaped = rest.size() >= 2 && rest[0] == '\\' ? Unescaped(rest[1]) : '\0';
+    if (escaped == '\0') return false;
+    text += escaped;
+    rest.remove_prefix(2);
   }
-  return false;
 }
 
 // A machine's line in the form that `svcheck collect` writes. To read the inventory in it with a
 // library would take longer than to compare the machine.
 std::optional<TTask> TaskOfUsualLine(std::string_view line) {
   TTask task{{}, TTask::EInventory::kDocument, {}};
+  task.text.reserve(line.size());
   std::string key;
   const auto takeMember = [&](std::string_view name, std::string& text) {
     return TakeString(line, key) && key == name && TakePunctuation(line, ':') &&

@@ -63,6 +63,7 @@ void KeepMemory() {
   KeepMemory();
   std::string received;
   std::string sent;
+  std::vector<char> block(kBlock);
   for (;;) {
     std::string_view rest = received;
     while (const auto body = TakeFrame(rest)) {
@@ -77,11 +78,9 @@ void KeepMemory() {
       }
     }
     received.erase(0, received.size() - rest.size());
-    const std::size_t size = received.size();
-    received.resize(size + kBlock);
-    const ssize_t count = ::recv(socket, received.data() + size, kBlock, 0);
+    const ssize_t count = ::recv(socket, block.data(), block.size(), 0);
     if (count <= 0) ::_exit(kExitDone);
-    received.resize(size + static_cast<std::size_t>(count));
+    received.append(block.data(), static_cast<std::size_t>(count));
   }
 }
 
@@ -189,10 +188,8 @@ class TProcesses : public IWorkers {
   }
 
   void Receive(TWorker& worker) {
-    const std::size_t size = worker.received.size();
-    worker.received.resize(size + kBlock);
-    const ssize_t count = ::recv(worker.socket, worker.received.data() + size, kBlock, 0);
-    worker.received.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    const ssize_t count = ::recv(worker.socket, block.data(), block.size(), 0);
+    worker.received.append(block.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     const bool isLater = count == -1 && (errno == EAGAIN || errno == EINTR);
     if (count <= 0 && !isLater) Replace(worker);
   }
@@ -236,6 +233,7 @@ class TProcesses : public IWorkers {
 
   TWork work;
   std::vector<TWorker> workers;
+  std::vector<char> block = std::vector<char>(kBlock);  // Of what is received.
 };
 
 }  // namespace
