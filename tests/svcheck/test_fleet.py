@@ -79,6 +79,27 @@ class Results(FleetTest):
             self.write(f"one/{file.name}.gz", gzip.compress(file.read_bytes()))
         self.assertEqual(self.fleet("--inventories", self.folder / "one").stdout, plain)
 
+    def test_lines_may_have_any_form_of_json(self):
+        plain = self.lines_of(1).read_text()
+        text = json.dumps(json.loads(plain)["inventory"])
+        strange = text.replace("</CIM>", "<!-- é\\t€ --></CIM>")
+        for line in (f'{{"machine":"m0000","inventory":{text}}}',
+                     f' {{  "machine" : "m0000" , "inventory" :{text} }} ',
+                     f'{{"inventory":{text},"machine":"m0000"}}',
+                     f'{{"machine":"m0000","more":[1],"inventory":{text}}}',
+                     f'{{"machine":"m0000","inventory":{text},"more":{{}}}}',
+                     f'{{"machine":"m\\u0030000","inventory":{text.replace("/", chr(92) + "/")}}}',
+                     f'{{"machine":"m0000","inventory":{text.replace("C", chr(92) + "u0043")}}}',
+                     f'{{"machine":"m0000","inventory":{strange}}}'):
+            with self.subTest(line=line):
+                self.assertEqual(self.fleet("--inventories", "-", input=line).stdout,
+                                 self.fleet("--inventories", "-", input=plain).stdout)
+        for name in ('a"b\\c/d', "tab\t", "é€😀", "\x7f\x01", ""):
+            with self.subTest(name=name):
+                line = json.dumps({"machine": name, "inventory": json.loads(text)})
+                told = records_of(self.fleet("--inventories", "-", input=line).stdout)
+                self.assertEqual({record["machine"] for record in told}, {name})
+
     def test_machines_of_folders_are_named_by_their_way(self):
         self.machines(1, "site/rack 1")
         result = self.fleet("--inventories", self.folder / "site")
