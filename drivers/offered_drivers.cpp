@@ -1,4 +1,5 @@
 // The drivers that the catalogue offers.
+#include <algorithm>
 #include <utility>
 
 #include "drivers/driver_record.h"
@@ -7,6 +8,8 @@
 namespace {
 
 constexpr std::string_view kMark = "-#";
+// Lists are long: room for a few at a time would have them moved many times.
+constexpr std::size_t kFewest = 1024;
 
 // Cuts the version off the front of the text. The last version of a list is the whole rest, with
 // its blanks. Any other ends at a blank; where that is missing, the position wraps to 0 and
@@ -28,6 +31,7 @@ void AppendOfferedDrivers(std::vector<DriverRecord>& list, std::string_view driv
     driverFiles.remove_prefix(mark + kMark.size());
     const std::string_view version = TakeVersion(driverFiles);
     if (!name.empty() && !version.empty()) {
+      if (list.size() == list.capacity()) list.reserve(std::max(kFewest, list.size() * 4));
       DriverRecord& record = list.emplace_back();
       record.fileName = name;
       record.marker = "NaN";
