@@ -246,7 +246,8 @@ def bars(title, rows, unit):
 
 def write_plots(report, folder):
     folder.mkdir(parents=True, exist_ok=True)
-    largest = report["sizes"][-1]
+    # The largest catalogue that the most programs were measured with.
+    largest = max(report["sizes"], key=lambda size: (len(size["programs"]), size["elements"]))
     told = f"{largest['elements']:,} elements, {largest['bytes'] / 1e6:.0f} MB"
     for key, title, unit in (("ratio", "Time against pugixml", " ×"),
                              ("peakPerByte", "Peak memory against the file", " ×")):

@@ -1,5 +1,7 @@
 #include "runtime/hskcore/json_logger.h"
 
+#include <ext/atomicity.h>
+
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -128,6 +130,8 @@ void TJsonLogger::Log(int level, std::string_view message) {
   if (level > highestLevel) {
     return;
   }
+  // A lock costs as much as a line: none is taken where no other thread was ever started.
+  if (__gnu_cxx::__is_single_threaded()) return sink->Append(level, message);
   const std::lock_guard lock(sink->mutex);
   sink->Append(level, message);
 }

@@ -77,7 +77,7 @@ TSequence SequenceAt(std::string_view text) {
 
 char* WriteAnyJsonText(char* target, std::string_view text) noexcept {
   while (!text.empty()) {
-    if (text.size() >= 8 && IsPlainWord(LoadWord(text.data()))) {
+    if (text.size() >= 8 && OddBytes(LoadWord(text.data())) == 0) {
       std::memcpy(target, text.data(), 8);
       target += 8;
       text.remove_prefix(8);

@@ -2,7 +2,6 @@
 #ifndef RUNTIME_HSKCORE_JSON_TEXT_H_
 #define RUNTIME_HSKCORE_JSON_TEXT_H_
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -16,27 +15,28 @@ namespace svc {
 // No byte of a text takes more in JSON.
 inline constexpr std::size_t kLongestJsonByte = 6;
 
-// Whether all eight bytes are ASCII that JSON takes as it is.
-constexpr bool IsPlainWord(std::uint64_t word) noexcept {
+// Not 0 where one of the eight bytes is no ASCII that JSON takes as it is.
+constexpr std::uint64_t OddBytes(std::uint64_t word) noexcept {
   constexpr std::uint64_t kEach = 0x0101010101010101;
   constexpr auto hasZero = [](std::uint64_t bytes) { return (bytes - kEach) & ~bytes; };
   const std::uint64_t control = (word - 0x20 * kEach) & ~word;
   const std::uint64_t quote = hasZero(word ^ ('"' * kEach));
   const std::uint64_t backslash = hasZero(word ^ ('\\' * kEach));
-  return ((word | control | quote | backslash) & (0x80 * kEach)) == 0;
+  return (word | control | quote | backslash) & (0x80 * kEach);
 }
 
-// Copies a text of at least eight bytes and tells whether it is plain. The last word overlaps the
-// one before.
+// Copies a text of at least eight bytes and tells whether JSON takes it as it is. The last word
+// overlaps the one before.
 inline bool CopyPlain(char* target, std::string_view text) noexcept {
-  const std::size_t last = text.size() - sizeof(std::uint64_t);
-  bool isPlain = true;
-  for (std::size_t at = 0;; at = std::min(at + sizeof(std::uint64_t), last)) {
+  const auto copyWord = [&](std::size_t at) {
     const std::uint64_t word = LoadWord(text.data() + at);
     std::memcpy(target + at, &word, sizeof word);
-    isPlain &= IsPlainWord(word);
-    if (at == last) return isPlain;
-  }
+    return OddBytes(word);
+  };
+  const std::size_t last = text.size() - sizeof(std::uint64_t);
+  std::uint64_t odd = copyWord(last);
+  for (std::size_t at = 0; at < last; at += sizeof(std::uint64_t)) odd |= copyWord(at);
+  return odd == 0;
 }
 
 HSKCORE_API char* WriteAnyJsonText(char* target, std::string_view text) noexcept;
