@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
 #include <string>
 
 #include "svcheck/failure.h"
@@ -53,14 +54,37 @@ const TCommandDescription& Find(const TCommandDescription& command, const std::s
 }
 
 [[noreturn]] void Fail(const CLI::App& app, const std::string& text) {
-  throw TFailure(text + "; see `" + NameOf(app) + " --help`", kExitUsage);
+  const bool isQuestion = text.ends_with('?');
+  throw TFailure(text + (isQuestion ? " See `" : "; see `") + NameOf(app) + " --help`", kExitUsage);
+}
+
+// What the library finds wrong about how often something is there, in words for a person.
+std::string InPlainWords(CLI::App& app, const CLI::ParseError& error) {
+  const std::string_view text = error.what();
+  const std::string name(text.substr(0, text.find(':')));
+  if (error.get_name() == "ArgumentMismatch") {
+    return name + (text.find("At Most") == std::string_view::npos ? " needs a value"
+                                                                  : " may be given once only");
+  }
+  if (error.get_name() == "ExcludesError") {
+    return boost::replace_first_copy(std::string(text), " excludes ",
+                                     " does not go together with ");
+  }
+  if (error.get_name() == "RequiredError" && !CommandsOf(app).empty()) {
+    std::string names;
+    for (const CLI::App* command : CommandsOf(app)) {
+      names += (names.empty() ? "" : ", ") + command->get_name();
+    }
+    return "say what to do: " + names;
+  }
+  return std::string(text);
 }
 
 // What the library could not place is the cause of whatever it says.
 [[noreturn]] void Explain(CLI::App& root, const CLI::ParseError& error) {
   CLI::App& app = Reached(root);
   const std::vector<std::string> unknown = root.remaining(true);
-  if (unknown.empty()) Fail(app, error.what());
+  if (unknown.empty()) Fail(app, InPlainWords(app, error));
   std::string word = unknown.front();
   if (word.starts_with('-')) word.resize(std::min(word.find('='), word.size()));
   std::string text = "there is no \"" + word + "\" here";

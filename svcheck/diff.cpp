@@ -37,7 +37,8 @@ class TDiffVerb : public IVerb {
     AddWord(app, "OLD", oldFile, "The earlier report of `svcheck check --format json`").Required();
     AddWord(app, "NEW", newFile, "The later one").Required();
     // It has fewer formats than the reports that a setting is for.
-    AddOutputOptions(app, options, FormatNames(), "End with status 2 when a record became so")
+    AddOutputOptions(app, options, FormatNames(),
+                     "End with status 2 when a record became outdated, or different: not current")
         .CommandLineOnly();
   }
 

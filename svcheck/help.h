@@ -21,8 +21,11 @@ struct TExitStatus {
 inline constexpr std::array kExitStatuses = {
     TExitStatus{kExitDone, "done, whatever was found"},
     TExitStatus{kExitFailure, "any failure without a number of its own"},
-    TExitStatus{kExitCondition, "the condition of --fail-on holds"},
-    TExitStatus{kExitException, "query: an exception left the plug-in"},
+    TExitStatus{kExitCondition,
+                "the condition of --fail-on holds; catalogue lint: there are errors"},
+    TExitStatus{
+        kExitException,
+        "query: an exception left the plug-in; --format nagios: the check did not take place"},
     TExitStatus{
         kExitCatalogue,
         "the catalogue is missing, unreadable, too old or not trusted, or the download failed"},

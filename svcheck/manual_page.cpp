@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <boost/algorithm/string.hpp>
 
 #include "svcheck/help.h"
@@ -88,6 +89,36 @@ std::string ExitStatuses() {
   return roff;
 }
 
+struct TEntry {
+  std::string_view name;
+  std::string_view meaning;
+};
+
+constexpr std::array kVariables = {
+    TEntry{"SVCHECK_…",
+           "The option of that name, for every verb that has it: SVCHECK_FAIL_ON for "
+           "`--fail-on`. See svcheck-config(1)."},
+    TEntry{"NO_COLOR", "When it is set, nothing is coloured unless `--color` asks for it."},
+    TEntry{"TERM", "When it is dumb, likewise."},
+    TEntry{"XDG_CONFIG_HOME, XDG_STATE_HOME",
+           "Where the user's settings and what is kept between runs lie."}};
+
+constexpr std::array kFiles = {
+    TEntry{"/etc/svcheck/config.toml", "The machine's settings."},
+    TEntry{"~/.config/svcheck/config.toml", "The user's settings, which go before those."},
+    TEntry{"/var/lib/svcheck, ~/.local/state/svcheck",
+           "Live catalogues that were downloaded, and the last serial of each repository: of root, "
+           "and of other users."}};
+
+template <std::size_t kSize>
+std::string Entries(std::string_view title, const std::array<TEntry, kSize>& entries) {
+  std::string roff = ".SH " + std::string(title) + '\n';
+  for (const TEntry& entry : entries) {
+    roff += ".TP\n\\fB" + Escaped(entry.name) + "\\fR\n" + Prose(entry.meaning) + '\n';
+  }
+  return roff;
+}
+
 std::string Usage(const TCommandDescription& command) {
   const std::string usage = UsageOf(command);
   return "\\fB" + Escaped(command.name) + "\\fR" + Escaped(usage.substr(command.name.size())) +
@@ -134,7 +165,8 @@ std::string ProgramPage(const std::vector<TCommandDescription>& verbs, const std
       ".SH OPTIONS\n.TP\n\\fB\\-\\-version\\fR\nShow the versions of the program and of the "
       "installed plug\\-in.\n.TP\n\\fB\\-h\\fR, \\fB\\-\\-help\\fR\nShow a list of the verbs; "
       "after a verb, its options.\n";
-  return page + ExitStatuses() + ".SH SEE ALSO\n" + others + '\n';
+  return page + Entries("ENVIRONMENT", kVariables) + Entries("FILES", kFiles) + ExitStatuses() +
+         ".SH SEE ALSO\n" + others + '\n';
 }
 
 }  // namespace svc

@@ -1,9 +1,28 @@
 #include "svcheck/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <boost/algorithm/string/join.hpp>
 #include <utility>
 
+#include "svcheck/suggestion.h"
+
 namespace svc {
+
+namespace {
+
+// Described as the library describes its own check of this kind: "{a,b}".
+CLI::Validator Choice(const std::vector<std::string>& words) {
+  const auto complaint = [words](const std::string& value) -> std::string {
+    if (std::find(words.begin(), words.end(), value) != words.end()) return {};
+    const std::string text = '"' + value + "\" is none of " + boost::join(words, ", ");
+    const std::string suggestion = DidYouMean(value, words);
+    return suggestion.empty() ? text : text + "; " + suggestion.substr(0, suggestion.size() - 1);
+  };
+  return {complaint, '{' + boost::join(words, ",") + '}'};
+}
+
+}  // namespace
 
 const TOption& TOption::Required() const {
   option->required();
@@ -16,7 +35,7 @@ const TOption& TOption::Excludes(const TOption& other) const {
 }
 
 const TOption& TOption::OneOf(const std::vector<std::string>& words) const {
-  option->check(CLI::IsMember(words));
+  option->check(Choice(words));
   return ShowDefault();
 }
 

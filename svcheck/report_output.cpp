@@ -103,7 +103,8 @@ TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
 }
 
 void AddReportOptions(CLI::App& app, TReportOptions& options) {
-  AddOutputOptions(app, options, FormatNames(), "End with status 2 when a record is so");
+  AddOutputOptions(app, options, FormatNames(),
+                   "End with status 2 when a record is outdated, or different: not current");
 }
 
 void AddWaiversOption(CLI::App& app, TReportOptions& options) {

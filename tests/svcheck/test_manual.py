@@ -61,9 +61,24 @@ class Help(HelpTest):
                                  (("check", "--catalog", "x"), "--catalogue"),
                                  (("check", "--formt=json"), "--format"),
                                  (("repository", "biuld", "x"), "build"),
-                                 (("repository", "sign", "--secret", "x"), "--secret-key")):
+                                 (("repository", "sign", "--secret", "x"), "--secret-key"),
+                                 (("check", "--format", "jsn"), "json"),
+                                 (("report", "x", "--fail-on", "outdatd"), "outdated"),
+                                 (("completion", "bsh"), "bash")):
             with self.subTest(arguments):
                 self.assert_failed(self.run_program(*arguments), 64, f'did you mean "{meant}"?')
+
+    def test_what_is_missing_or_too_much_is_said_plainly(self):
+        for arguments, text in ((("check", "--catalogue"), "--catalogue needs a value;"),
+                                (("check", "--catalogue", "a", "--catalogue", "b"),
+                                 "--catalogue may be given once only;"),
+                                (("check", "--live", "--catalogue", "x"),
+                                 "--catalogue does not go together with --live;"),
+                                (("catalogue",), "say what to do: lint, list, build;"),
+                                (("check", "--format", "pdf"),
+                                 '--format: "pdf" is none of table, json, ndjson, ')):
+            with self.subTest(arguments):
+                self.assert_failed(self.run_program(*arguments), 64, text)
 
     def test_nothing_is_suggested_for_what_is_far(self):
         self.assertNotIn("did you mean", self.run_program("frobnicate").stderr)
