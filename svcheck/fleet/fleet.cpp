@@ -186,11 +186,9 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
       .CommandLineOnly();
   AddText(app, "--logs", options.logFolder, "Folder for the plug-in's logs, one a machine", "DIR")
       .CommandLineOnly();
-  AddText(
-      app, "--fail-on", options.failOn,
-      "End with status 2 when a machine has an outdated record, a different one (not current), or "
-      "failed",
-      "CONDITION")
+  AddText(app, "--fail-on", options.failOn,
+          "End with status 2 when a record is outdated, or different, or a machine failed",
+          "CONDITION")
       .OneOf({"none", "outdated", "different", "failed"})
       .CommandLineOnly();
   AddPluginOptions(app, options.query);
