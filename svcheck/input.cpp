@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "report/saved_report.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 
 namespace svc {
@@ -39,7 +40,7 @@ struct TClose {
 std::string ReadWhole(const TKind& kind, const std::string& file) {
   const auto why = [](int error) { return std::generic_category().message(error); };
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored)) Fail(kind, file, "it is a folder");
+  if (std::filesystem::is_directory(PathOf(file), ignored)) Fail(kind, file, "it is a folder");
   const std::unique_ptr<std::FILE, TClose> stream(file == "-" ? stdin
                                                               : std::fopen(file.c_str(), "rb"));
   if (!stream) Fail(kind, file, why(errno));

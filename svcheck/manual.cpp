@@ -1,6 +1,6 @@
 // `svcheck manual`: writes the manual pages when the program is built.
-#include <filesystem>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/manual_page.h"
 #include "svcheck/options.h"
@@ -27,7 +27,7 @@ class TManualVerb : public IVerb {
 
  private:
   void Write(const std::string& name, const std::string& page) const {
-    const auto output = OpenOutput((std::filesystem::path(folder) / (name + ".1")).string());
+    const auto output = OpenOutput((PathOf(folder) / (name + ".1")).string());
     output->Write(page);
     output->Commit();
   }

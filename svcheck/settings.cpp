@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "runtime/acquire/shown_address.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/completion_script.h"
 #include "svcheck/failure.h"
 #include "svcheck/paths.h"
@@ -130,7 +131,7 @@ std::vector<std::string> ValuesOf(const TSetting& setting, const TOptionDescript
     return values;
   }
   for (std::string& value : values) {
-    if (!value.empty()) value = (fs::path(setting.file).parent_path() / value).string();
+    if (!value.empty()) value = (PathOf(setting.file).parent_path() / PathOf(value)).string();
   }
   return values;
 }

@@ -1,6 +1,2 @@
 svc_header_library(fmt::fmt-header-only fmt)
-if(NOT TARGET fmt::fmt)
-  target_compile_definitions(fmt::fmt-header-only INTERFACE FMT_HEADER_ONLY)
-  add_library(fmt::fmt ALIAS fmt::fmt-header-only)
-endif()
 set(fmt_FOUND TRUE)

@@ -1,5 +1,6 @@
 #include "runtime/acquire/certificate_file_windows.h"
 
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -21,6 +22,20 @@ struct TFreeChain {
 std::string ReadText(const std::string& path) {
   std::ifstream file(std::filesystem::path(Widen(path)), std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Trusts the certificates of the store and no others; null where it cannot be made.
+HCERTCHAINENGINE EngineThatTrusts(HCERTSTORE store) {
+  CERT_CHAIN_ENGINE_CONFIG config{};
+  config.cbSize = sizeof(config);
+  config.hExclusiveRoot = store;
+  config.dwExclusiveFlags = CERT_CHAIN_EXCLUSIVE_ENABLE_CA_FLAG;
+  HCERTCHAINENGINE made = nullptr;
+  if (CertCreateCertificateChainEngine(&config, &made)) return made;
+  // Systems that know no flags take the form that ends before them; trust then ends at
+  // authorities that sign themselves.
+  config.cbSize = offsetof(CERT_CHAIN_ENGINE_CONFIG, dwExclusiveFlags);
+  return CertCreateCertificateChainEngine(&config, &made) ? made : nullptr;
 }
 
 std::string PolicyProblem(PCCERT_CHAIN_CONTEXT chain, std::wstring host) {
@@ -50,17 +65,12 @@ TCertificateFile::TCertificateFile(const std::string& path)
     Add(std::string_view(text).substr(begin, end + kEnd.size() - begin));
     begin = text.find(kBegin, end);
   }
-  CERT_CHAIN_ENGINE_CONFIG config{};
-  config.cbSize = sizeof(config);
-  config.hExclusiveRoot = store.get();
-  config.dwExclusiveFlags = CERT_CHAIN_EXCLUSIVE_ENABLE_CA_FLAG;
-  HCERTCHAINENGINE made = nullptr;
-  if (count == 0 || !CertCreateCertificateChainEngine(&config, &made))
+  engine.reset(count == 0 ? nullptr : EngineThatTrusts(store.get()));
+  if (!engine)
     throw TFailure(EOutcome::kNotTrusted,
                    path +
                        " holds no certificates that can be read; name a file of the PEM form "
                        "with --ca-file FILE");
-  engine.reset(made);
 }
 
 void TCertificateFile::Add(std::string_view block) {
@@ -83,6 +93,11 @@ std::string TCertificateFile::WhyNot(PCCERT_CONTEXT certificate, const std::wstr
                                &parameters, 0, nullptr, &made))
     return SystemText(GetLastError());
   const std::unique_ptr<const CERT_CHAIN_CONTEXT, TFreeChain> chain(made);
+  // Not each system's policy minds that a chain comes to no trusted end.
+  constexpr DWORD kLeadsNowhere = CERT_TRUST_IS_PARTIAL_CHAIN | CERT_TRUST_IS_UNTRUSTED_ROOT |
+                                  CERT_TRUST_IS_NOT_SIGNATURE_VALID;
+  if ((chain->TrustStatus.dwErrorStatus & kLeadsNowhere) != 0)
+    return "it comes from none of the authorities of --ca-file";
   return PolicyProblem(chain.get(), host);
 }
 

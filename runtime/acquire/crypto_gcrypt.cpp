@@ -1,6 +1,8 @@
 #include <gcrypt.h>
 
 #include <array>
+#include <cstdarg>
+#include <cstdio>
 #include <exception>
 #include <mutex>
 #include <stdexcept>
@@ -30,6 +32,12 @@ void EndProcess(void* /*unused*/, int /*error*/, const char* text) noexcept {
   }
 }
 
+// What the library remarks in passing is nothing to the user: on Windows, that disks keep no
+// statistics to draw chance from.
+void Tell(void* /*unused*/, int level, const char* format, va_list arguments) {
+  if (level > GCRY_LOG_INFO) std::vfprintf(stderr, format, arguments);
+}
+
 }  // namespace
 
 // Another library of the process may have come first; then the library is ready already.
@@ -39,6 +47,7 @@ void StartCrypto() {
     gcry_set_fatalerror_handler(EndProcess, nullptr);
     if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) != 0) return;
     if (gcry_check_version("1.9.0") == nullptr) throw std::runtime_error("libgcrypt is too old");
+    gcry_set_log_handler(Tell, nullptr);
     gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
     gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
   });

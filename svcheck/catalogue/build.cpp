@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "host/hskcore/exception.h"
+#include "runtime/hskcore/path_of.h"
 #include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/catalogue/csv.h"
 #include "svcheck/catalogue/driver_source.h"
@@ -45,7 +46,7 @@ void CheckCommand(const TCommand& command) {
 void AddDrivers(const TCommand& command, const IProgram& program,
                 std::vector<TNewElement>& elements) {
   TDriverList list;
-  for (const std::string& path : command.drivers) CollectDrivers(path, list);
+  for (const std::string& path : command.drivers) CollectDrivers(PathOf(path), list);
   std::size_t passedOver = 0;
   for (const TDriver& driver : list.drivers) {
     const TFor whom{command.machineTypes, SystemsFor(driver.platform, command.systems)};
@@ -86,7 +87,7 @@ void AddFirmware(const TCommand& command, std::vector<TNewElement>& elements) {
 
 // What was put together is judged as every other catalogue is.
 void CheckCatalogue(const std::string& text, const TCommand& command, const IProgram& program) {
-  const TCatalogue catalogue = ReadCatalogueText(text, command.dataFolder);
+  const TCatalogue catalogue = ReadCatalogueText(text, PathOf(command.dataFolder));
   const std::vector<TFinding> findings = Lint(catalogue);
   for (const TFinding& finding : findings) {
     program.Report(fmt::format("{}: {}: {}{}{}", NameOf(finding.rule->severity), finding.element,
@@ -100,7 +101,7 @@ void CheckCatalogue(const std::string& text, const TCommand& command, const IPro
 
 void MakeFolder(const std::string& folder) {
   std::error_code error;
-  fs::create_directories(folder, error);
+  fs::create_directories(PathOf(folder), error);
   if (error) {
     throw TFailure("cannot make the folder " + folder + ": " + error.message() +
                    "; name one that can be written");
@@ -120,7 +121,7 @@ int BuildCatalogue(const TCommand& command, const IProgram& program) {
   const std::string text = CatalogueText(elements);
   CheckCatalogue(text, command, program);
   MakeFolder(command.folder);
-  const std::string path = (fs::path(command.folder) / kIndexFile).string();
+  const std::string path = (PathOf(command.folder) / kIndexFile).string();
   const auto file = program.Open(path);
   file->Write(text);
   file->Commit();

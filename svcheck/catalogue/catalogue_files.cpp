@@ -6,6 +6,7 @@
 
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/path_of.h"
 #include "runtime/xmlparser/cim_builder.h"
 #include "runtime/xmlparser/dialect.h"
 #include "runtime/xmlparser/document_text.h"
@@ -62,7 +63,7 @@ class TReading {
 
   void Add(const fs::path& folder, const std::string& name) {
     try {
-      AddText(name, ReadText(folder / name));
+      AddText(name, ReadText(folder / PathOf(name)));
     } catch (const NQRXHSK20::THSKException& error) {
       TFile& file = catalogue.files.emplace_back();
       file.name = name;

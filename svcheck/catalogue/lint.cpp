@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "report/text.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/catalogue/rules.h"
 #include "svcheck/catalogue/verbs.h"
 #include "svcheck/failure.h"
@@ -76,7 +77,8 @@ int StatusOf(const TCatalogue& catalogue, const std::vector<TFinding>& findings)
 }  // namespace
 
 int LintCatalogue(const TCommand& command, const IProgram& program) {
-  const TCatalogue catalogue = ReadCatalogue(command.folder, command.isLive, command.dataFolder);
+  const TCatalogue catalogue =
+      ReadCatalogue(PathOf(command.folder), command.isLive, PathOf(command.dataFolder));
   const std::vector<TFinding> findings = Lint(catalogue);
   const auto output = program.Open(command.output);
   if (command.format == "json") {

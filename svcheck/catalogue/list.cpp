@@ -6,6 +6,7 @@
 #include <array>
 
 #include "report/text.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/update.h"
 #include "svcheck/catalogue/verbs.h"
@@ -187,7 +188,8 @@ std::unique_ptr<TWriter> WriterOf(const std::string& format, TOutput& output) {
 }  // namespace
 
 int ListCatalogue(const TCommand& command, const IProgram& program) {
-  const TCatalogue catalogue = ReadCatalogue(command.folder, command.isLive, command.dataFolder);
+  const TCatalogue catalogue =
+      ReadCatalogue(PathOf(command.folder), command.isLive, PathOf(command.dataFolder));
   if (const TFile* const file = FirstUnusable(catalogue)) {
     throw TFailure(WhyUnusable(*file) + "; `svcheck catalogue lint` tells more", kExitCatalogue);
   }

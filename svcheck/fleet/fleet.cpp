@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/fleet/inputs.h"
 #include "svcheck/fleet/machine_check.h"
@@ -220,7 +221,7 @@ fleet::TCheckSettings TFleetVerb::MakeSettings() const {
   if (!options.logFolder.empty()) {
     settings.logFolder = Absolute(options.logFolder).string();
     std::error_code error;
-    std::filesystem::create_directories(settings.logFolder, error);
+    std::filesystem::create_directories(PathOf(settings.logFolder), error);
     if (error)
       throw TFailure("cannot make the folder " + options.logFolder + ": " + error.message());
   }

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/paths.h"
 
 namespace fs = std::filesystem;
@@ -138,11 +139,11 @@ void TInputs::OpenNextPath() {
   files.clear();
   nextFile = 0;
   std::error_code ignored;
-  if (path != "-" && fs::is_directory(path, ignored)) {
+  if (path != "-" && fs::is_directory(PathOf(path), ignored)) {
     ListFolder(path);
   } else {
     files.push_back({path == "-" ? path : Absolute(path).string(),
-                     MachineOfFile(fs::path(path).filename().string())});
+                     MachineOfFile(PathOf(path).filename().string())});
   }
 }
 

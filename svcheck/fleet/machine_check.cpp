@@ -10,6 +10,7 @@
 #include "report/text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/json_logger.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/advice.h"
 #include "svcheck/catalogue_watch.h"
 #include "svcheck/failure.h"
@@ -76,7 +77,7 @@ std::string Text(const report::TReport& report, const std::string& machine) {
 
 boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std::string& machine) {
   if (settings.logFolder.empty()) return {};
-  const auto file = std::filesystem::path(settings.logFolder) / (FileNameOf(machine) + ".ndjson");
+  const auto file = PathOf(settings.logFolder) / PathOf(FileNameOf(machine) + ".ndjson");
   return TJsonLogger::Open(file.string(), settings.logLevel, ReportError);
 }
 

@@ -7,6 +7,7 @@
 
 #include "report/render.h"
 #include "report/text.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/result_lines.h"
@@ -93,7 +94,7 @@ std::string Totals(const TSummary& summary) {
 }  // namespace
 
 TPages::TPages(const std::string& folder)
-    : folder(folder),
+    : folder(PathOf(folder)),
       generated(std::chrono::duration_cast<std::chrono::seconds>(
                     std::chrono::system_clock::now().time_since_epoch())
                     .count()) {
@@ -121,7 +122,7 @@ void TPages::Add(const std::string& machine, std::string_view lines) {
   report.generated = generated;
   report.tool = "svcheck";
   report.toolVersion = SVCHECK_VERSION;
-  const auto output = OpenOutput((folder / kMachines / page).string());
+  const auto output = OpenOutput((folder / kMachines / PathOf(page)).string());
   report::RenderHtml(report, {}, *output);
   output->Commit();
 }

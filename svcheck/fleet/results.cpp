@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/fleet/result_lines.h"
 
@@ -53,10 +54,10 @@ TResultFile::TResultFile(std::string given,
                          const std::function<void(const TResultReader::TMachine&)>& seen)
     : path(std::move(given)) {
   std::error_code error;
-  if (fs::exists(path, error)) {
+  if (fs::exists(PathOf(path), error)) {
     TResultReader reader(path);
     while (const auto machine = reader.Next()) seen(*machine);
-    fs::resize_file(path, reader.Position(), error);
+    fs::resize_file(PathOf(path), reader.Position(), error);
     if (error) throw TFailure("cannot go on with " + path + ": " + error.message());
   }
   Open("ab");

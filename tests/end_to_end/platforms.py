@@ -59,9 +59,10 @@ class Wine:
     files = WindowsFiles
     jobs_at_most = 1
 
-    def __init__(self, svcheck, wine):
+    def __init__(self, svcheck, wine, prefix=None):
         self.svcheck, self.wine = svcheck, wine
-        self.prefix = os.environ.get("WINEPREFIX", os.path.join(os.path.dirname(wine), "prefix"))
+        self.prefix = prefix or os.environ.get("WINEPREFIX",
+                                               os.path.join(os.path.dirname(wine), "prefix"))
 
     def command(self):
         return [self.wine, self.svcheck]
@@ -76,12 +77,14 @@ class Wine:
     def session(self):
         """Wine starts its services with the first program and ends them with the last. One that
         waits for input keeps them, which makes the start of the others ten times as quick."""
-        with subprocess.Popen([self.wine, "cmd"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL) as waiting:
+        with subprocess.Popen([self.wine, "cmd"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL,
+                              env={**os.environ, "WINEPREFIX": self.prefix}) as waiting:
+            waiting.stdout.read(1)  # It runs.
             try:
                 yield
             finally:
-                waiting.stdin.close()
+                waiting.kill()
 
     @contextlib.contextmanager
     def drives(self, folder):

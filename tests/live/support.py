@@ -124,20 +124,6 @@ class Nginx:
         self.process.wait()
 
 
-def make_certificate(folder):
-    """An authority and a server's certificate; returns the authority's file."""
-    def openssl(*arguments):
-        subprocess.run(["openssl", *arguments], check=True, capture_output=True, cwd=folder)
-    key = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes"]
-    openssl("req", "-x509", *key, "-keyout", "ca.key", "-out", "ca.crt", "-days", "2",
-            "-subj", "/CN=Test authority")
-    openssl("req", *key, "-keyout", "server.key", "-out", "server.csr", "-subj", "/CN=localhost")
-    (folder / "names").write_text("subjectAltName=DNS:localhost,IP:127.0.0.1")
-    openssl("x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
-            "-CAcreateserial", "-days", "2", "-extfile", "names", "-out", "server.crt")
-    return str(folder / "ca.crt")
-
-
 class Result:
     def __init__(self, process):
         lines = [json.loads(line) for line in process.stdout.splitlines()]

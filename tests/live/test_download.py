@@ -3,7 +3,8 @@
 import os
 import unittest
 
-from support import LiveTest, Nginx, clean_environment, make_certificate
+from certificates import make_certificate
+from support import LiveTest, Nginx, clean_environment
 
 
 class Downloads(LiveTest):

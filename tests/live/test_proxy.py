@@ -3,8 +3,9 @@
 import subprocess
 import unittest
 
-from support import (LiveTest, Nginx, clean_environment, free_port, make_certificate,
-                     wait_for_port)
+from certificates import make_certificate
+from support import LiveTest, Nginx, clean_environment, free_port, wait_for_port
+
 
 class Tinyproxy:
     def __init__(self, folder, more="BasicAuth user secret"):

@@ -5,11 +5,17 @@ import functools
 import http.server
 import json
 import shutil
+import ssl
+import sys
 import threading
 import urllib.parse
 import urllib.request
 
-from wine_test import SAMPLE, WINE, Wine, WineTest, main, windows
+from wine_test import SAMPLE, SOURCE, WINE, Wine, WineTest, main, windows
+
+sys.path.append(str(SOURCE / "tests" / "live"))
+
+from certificates import make_certificate  # noqa: E402 (found by the line above)
 
 
 class Handler(http.server.SimpleHTTPRequestHandler):
@@ -51,10 +57,13 @@ class Live(WineTest):
         self.run_program("repository", "sign", "repository", "--secret-key", "ключ.sec")
         self.run_program("repository", "verify", "repository", "--repository-key", "ключ.pub")
 
-    def serve(self, handler=None):
+    def serve(self, certificate=None, handler=None, host="127.0.0.1"):
         server = http.server.ThreadingHTTPServer(
-            ("127.0.0.1", 0),
-            handler or functools.partial(Handler, directory=str(self.repository)))
+            (host, 0), handler or functools.partial(Handler, directory=str(self.repository)))
+        if certificate:
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(f"{certificate}.crt", f"{certificate}.key")
+            server.socket = context.wrap_socket(server.socket, server_side=True)
         threading.Thread(target=server.serve_forever, daemon=True).start()
         self.addCleanup(server.server_close)
         self.addCleanup(server.shutdown)
@@ -80,12 +89,43 @@ class Live(WineTest):
         self.check(f"http://127.0.0.1:{port}/")
 
     def test_a_live_check_through_a_proxy(self):
-        proxy = self.serve(Proxy)
+        proxy = self.serve(handler=Proxy)
         proxy.asked = []
         proxy.target = f"http://127.0.0.1:{self.serve().server_address[1]}"
         self.check("http://repository.test/", "--proxy",
                    f"http://127.0.0.1:{proxy.server_address[1]}")
         self.assertIn(("repository.test", "/sv-repository.json"), proxy.asked)
+
+    def serve_securely(self, name="localhost", host="127.0.0.1"):
+        """The address of a server with a certificate of an authority that nobody knows."""
+        make_certificate(self.work)
+        server = self.serve(self.work / "server", host=host)
+        return f"https://{name}:{server.server_address[1]}/"
+
+    def assert_not_trusted(self, *arguments, word="certificate"):
+        report, errors = self.check(*arguments, status=4)
+        self.assertIn(word, errors)
+        self.assertEqual((report["records"], self.downloaded()), ([], []))
+
+    def test_a_live_check_over_https_trusts_the_named_authority(self):
+        self.check(self.serve_securely(), "--ca-file", "ca.crt")
+
+    def test_a_live_check_over_https_trusts_no_other(self):
+        address = self.serve_securely()
+        (self.work / "пустой.crt").write_text("none")
+        self.assert_not_trusted(address, "--ca-file", "пустой.crt")
+        other = self.work / "другой"
+        other.mkdir()
+        make_certificate(other)
+        self.assert_not_trusted(address, "--ca-file", "другой\\ca.crt")
+
+    # Wine keeps to itself why a certificate does not pass the checks of the system.
+    def test_without_an_authority_the_systems_own_are_trusted(self):
+        self.assert_not_trusted(self.serve_securely(), word="no secure connection comes about")
+
+    def test_a_certificate_for_another_name_is_refused(self):
+        self.assert_not_trusted(self.serve_securely("127.0.0.2", "127.0.0.2"), "--ca-file", "ca.crt",
+                                word="no secure connection comes about")
 
     def test_a_changed_manifest_is_refused(self):
         with (self.repository / "sv-repository.json").open("a", encoding="utf-8") as manifest:

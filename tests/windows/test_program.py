@@ -1,0 +1,149 @@
+#!/usr/bin/env python3
+"""The verbs of the program: names of any script, deep folders, what is shown, this machine."""
+
+import json
+import shutil
+import xml.etree.ElementTree as ElementTree
+
+from wine_test import SAMPLE, WineTest, main, windows
+
+FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus")
+
+
+class ProgramTest(WineTest):
+    def setUp(self):
+        super().setUp()
+        shutil.copy(SAMPLE / "inventory.xml", self.work / "инвентарь.xml")
+        self.catalogue = windows(SAMPLE / "catalogue")
+        self.sample = ("--inventory", "инвентарь.xml", "--catalogue", self.catalogue)
+
+    def query(self, *arguments, catalogue=None, inventory="инвентарь.xml", **options):
+        return self.run_program("query", "--inventory", inventory, "--context",
+                                f"svPath={catalogue or self.catalogue}", *arguments, **options)
+
+    def check(self, *arguments, **options):
+        return self.run_program("check", *self.sample, *arguments, **options)
+
+
+class Query(ProgramTest):
+    def test_takes_and_makes_files_with_names_of_any_script(self):
+        self.query("--records", "ž.ndjson", "--log", "log é.ndjson")
+        records = (self.work / "ž.ndjson").read_text(encoding="utf-8").splitlines()
+        self.assertEqual(len(records), 21)
+        self.assertEqual(list(json.loads(records[0])),
+                         ["Type", "Name", "InstalledVersion", "SVVersion"])
+        log = (self.work / "log é.ndjson").read_text(encoding="utf-8")
+        self.assertEqual(json.loads(log.splitlines()[0]), {"level": 4, "message": "In RunQuery"})
+
+    def test_finds_files_that_lie_deep(self):
+        deep = self.work
+        for letter in "abcdefgh":
+            deep = deep / (letter * 40)
+        deep.mkdir(parents=True)
+        shutil.copytree(SAMPLE / "catalogue", deep / "catalogue")
+        shutil.copy(SAMPLE / "inventory.xml", deep)
+        self.query("--records", windows(deep / "ž.ndjson"), catalogue=windows(deep / "catalogue"),
+                   inventory=windows(deep / "inventory.xml"))
+        self.assertEqual(len((deep / "ž.ndjson").read_bytes().splitlines()), 21)
+
+    def test_line_ends_of_windows_in_a_catalogue_change_nothing(self):
+        folder = self.work / "каталог"
+        folder.mkdir()
+        text = (SAMPLE / "catalogue" / "index.xml").read_bytes().replace(b"\r\n", b"\n")
+        (folder / "index.xml").write_bytes(text.replace(b"\n", b"\r\n"))
+        same = [self.query(catalogue=path)[0] for path in (self.catalogue, windows(folder))]
+        self.assertIn('"Type":"Driver"', same[0])
+        self.assertEqual(same[0], same[1])
+
+
+class Check(ProgramTest):
+    def test_every_format_shows_every_record(self):
+        output = {form: self.check("--format", form, status=int(form == "nagios"))[0]
+                  for form in FORMATS}
+        report = json.loads(output["json"])
+        self.assertEqual(report["catalogue"]["path"], self.catalogue)
+        self.assertEqual(len(report["records"]), 21)
+        for form in ("table", "ndjson", "csv", "html", "junit"):
+            for record in report["records"]:
+                self.assertIn(record["Name"], output[form], form)
+        self.assertTrue(output["nagios"].startswith("SVCHECK WARNING - 10 outdated"))
+        self.assertIn('svcheck_records{verdict="outdated"} 10\n', output["prometheus"])
+
+    def test_saved_reports_are_shown_again_compared_and_waived(self):
+        self.check("--format", "json", "--output", "отчёт.json")
+        saved = (self.work / "отчёт.json").read_text(encoding="utf-8")
+        self.assertEqual(self.run_program("report", "отчёт.json", "--format", "json")[0], saved)
+        (self.work / "новый.json").write_text(saved.replace('"outdated"}', '"current"}', 1))
+        changes, _ = self.run_program("diff", "отчёт.json", "новый.json")
+        self.assertIn("outdated", changes)
+        (self.work / "ž.toml").write_bytes(
+            b'[[waiver]]\r\ntype = "firmware"\r\nname = "*"\r\n'
+            b'reason = "window in January"\r\nexpires = 2999-01-31\r\n')
+        self.assertIn("outdated (waived: window in January)", self.check("--waivers", "ž.toml")[0])
+
+    def test_how_it_ends(self):
+        self.check("--fail-on", "outdated", status=2)
+        self.assert_failed(64, "check", "--inventory", "инвентарь.xml", words=["--catalogue"])
+        self.assert_failed(64, "check", *self.sample, "--format", "xml", words=["xml"])
+        self.assert_failed(64, "нет", words=["нет"])
+        for form, status in (("json", 4), ("nagios", 3)):
+            output = self.assert_failed(status, "check", "--inventory", "инвентарь.xml",
+                                        "--catalogue", "нет", "--format", form, words=["нет"])
+            self.assertIn("no-catalogue" if form == "json" else "UNKNOWN", output)
+        self.assert_failed(1, "check", *self.sample, "--plugin", "нет.dll", words=["нет.dll"])
+        self.assert_failed(1, "check", *self.sample, "--output", "нет\\x", words=["нет\\x"])
+        self.assert_failed(1, "query", "--inventory", "нет.xml", words=["нет.xml", "wine Ж日 "])
+        self.assert_failed(3, "query", "--inventory", "инвентарь.xml", words=["status 32"])
+
+    def test_explain_tells_how_a_record_came_about(self):
+        output, _ = self.run_program("explain", *self.sample)
+        self.assertIn("System BIOS", output)
+        self.assertIn("In the report.", output)
+
+
+class Installation(ProgramTest):
+    def test_settings_of_the_environment_hold(self):
+        output, _ = self.run_program(
+            "check", "--inventory", "инвентарь.xml",
+            environment={"SVCHECK_CATALOGUE": self.catalogue, "SVCHECK_FORMAT": "json"})
+        self.assertEqual(len(json.loads(output)["records"]), 21)
+
+    def test_doctor_looks_at_the_installation(self):
+        shutil.copytree(SAMPLE / "catalogue", self.work / "каталог")
+        output, _ = self.run_program("doctor", "--format", "json", "--catalogue", "каталог")
+        found = {row["subject"]: row for row in json.loads(output)["findings"]}
+        for subject in ("plug-in", "data folder", "catalogue", "state folder"):
+            self.assertEqual(found[subject]["state"], "good", found[subject])
+        self.assertIn("каталог, 16 update elements", found["catalogue"]["text"])
+        table, _ = self.run_program("doctor", "--catalogue", "нет", status=1)
+        self.assertRegex(table, r"(?m)^catalogue +problem +.*нет\\index.xml.*\n +-> ")
+
+    def test_help_version_and_completion(self):
+        self.assertIn("fleet", self.run_program("--help")[0])
+        self.assertRegex(self.run_program("--version")[0], r"\d+\.\d+\.\d+")
+        self.assertIn("_svcheck", self.run_program("completion", "bash")[0])
+
+
+class ThisMachine(ProgramTest):
+    def test_collect_tells_what_it_answers(self):
+        self.run_program("collect", "--output", "ž.xml")
+        found = {}
+        for instance in ElementTree.parse(self.work / "ž.xml").getroot().iter("INSTANCE"):
+            found.setdefault(instance.get("CLASSNAME"), []).append(
+                {prop.get("NAME"): prop.findtext("VALUE") for prop in instance.iter("PROPERTY")})
+        system = found["QRXSG_OperatingSystem"][0]
+        self.assertEqual(system["OSType"], "18")
+        self.assertRegex(system["Version"], r"^\d+\.\d+$")
+        self.assertEqual(system["HardwarePlatform"], "64-bit")
+        drivers = {driver["Name"].lower(): driver for driver in found["QRXSG_DeviceDriverInfo"]}
+        self.assertEqual(drivers["mountmgr"]["CurrentState"], "4")
+        self.assertRegex(drivers["mountmgr"]["Path"].lower(),
+                         r"^c:\\windows\\.*\\mountmgr\.sys$")
+
+    def test_collect_reads_the_running_system_only(self):
+        self.assert_failed(1, "collect", "--root", "C:\\windows",
+                           words=["only the running system is read"])
+
+
+if __name__ == "__main__":
+    main()
