@@ -26,6 +26,12 @@ std::ptrdiff_t Count(const std::vector<TFinding>& findings, EFinding kind) {
                        [&](const TFinding& finding) { return finding.kind == kind; });
 }
 
+// "1 problem", "2 problems".
+std::string Counted(const std::vector<TFinding>& findings, EFinding kind) {
+  const std::ptrdiff_t count = Count(findings, kind);
+  return std::to_string(count) + ' ' + std::string(NameOf(kind)) + (count == 1 ? "" : "s");
+}
+
 std::string Padded(std::string_view text, std::size_t width) {
   return std::string(text) + std::string(width - std::min(width, text.size()), ' ');
 }
@@ -39,8 +45,8 @@ std::string TableOf(const std::vector<TFinding>& findings) {
     if (finding.advice.empty()) continue;
     table += std::string(kSubject + kKind, ' ') + "-> " + report::PlainLine(finding.advice) + '\n';
   }
-  return table + '\n' + std::to_string(Count(findings, EFinding::kProblem)) + " problems, " +
-         std::to_string(Count(findings, EFinding::kWarning)) + " warnings.\n";
+  return table + '\n' + Counted(findings, EFinding::kProblem) + ", " +
+         Counted(findings, EFinding::kWarning) + ".\n";
 }
 
 std::string JsonOf(const std::vector<TFinding>& findings) {
