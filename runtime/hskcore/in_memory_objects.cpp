@@ -154,13 +154,14 @@ boost::shared_ptr<ICIMClass> TInMemoryNamespace::ClassHandle(TClassId id) {
 }
 
 std::vector<TRowId> TInMemoryNamespace::ShownInstancesOf(TClassId id, bool deep) const {
-  std::vector<TRowId> rows = state->InstancesOf(id, deep);
-  if (hidden && shared && hidden->state == shared) {
-    std::erase_if(rows, [&isHidden = hidden->isHidden](TRowId row) {
-      return row < isHidden.size() && isHidden[row];
-    });
-  }
-  return rows;
+  if (!shared) return state->InstancesOf(id, deep);
+  const std::vector<TRowId>& all = shared->InstancesOf(id, deep);
+  if (!hidden || hidden->state != shared) return all;
+  const std::vector<bool>& isHidden = hidden->isHidden;
+  std::vector<TRowId> shown;
+  std::copy_if(all.begin(), all.end(), std::back_inserter(shown),
+               [&isHidden](TRowId row) { return row >= isHidden.size() || !isHidden[row]; });
+  return shown;
 }
 
 void TInMemoryNamespace::Enumerate(TClassId id, bool deep, const TInstanceCallback& callback) {

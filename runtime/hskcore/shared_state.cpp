@@ -37,4 +37,14 @@ boost::shared_ptr<NQRXHSK20::ICIMProperty> TSharedState::Property(
   return {self, property};
 }
 
+const std::vector<TRowId>& TSharedState::InstancesOf(TClassId classId, bool deep) const {
+  const std::lock_guard lock(mutex);
+  const std::pair key(classId, deep);
+  auto entry = instances.find(key);
+  if (entry == instances.end()) {
+    entry = instances.emplace(key, state->InstancesOf(classId, deep)).first;
+  }
+  return entry->second;
+}
+
 }  // namespace svc

@@ -7,6 +7,9 @@
 #include <atomic>
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <cstdint>
+#include <map>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 #include "host/hskcore/cim.h"
@@ -31,6 +34,8 @@ class TSharedState {
   boost::shared_ptr<NQRXHSK20::ICIMProperty> Property(
       TRowId row, const TPropertyFinder::TFound& found,
       const boost::shared_ptr<const TSharedState>& self) const;
+  // As the state's, looked for once. Valid as long as this object.
+  const std::vector<TRowId>& InstancesOf(TClassId classId, bool deep) const;
 
  private:
   boost::shared_ptr<TCimState> state;
@@ -38,6 +43,8 @@ class TSharedState {
   std::vector<std::uint64_t> firstCells;
   // Of each cell; null until it is asked for.
   mutable std::vector<std::atomic<TStoredProperty*>> properties;
+  mutable std::mutex mutex;  // Guards what follows.
+  mutable std::map<std::pair<TClassId, bool>, std::vector<TRowId>> instances;
 };
 
 }  // namespace svc

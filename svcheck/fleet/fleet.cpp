@@ -254,7 +254,7 @@ int TFleetVerb::Run() {
   inputs.emplace(options.inventories);
   done = OpenResults(reports);
   const auto workers =
-      fleet::StartWorkers(Jobs(), [&](const TTask& task) { return check.Answer(task); });
+      fleet::StartWorkers(Jobs(), [&](TTask task) { return check.Answer(std::move(task)); });
   CompareAll(*workers, reports);
   results->Close();
   return reports.Finish();

@@ -107,11 +107,11 @@ void TMachineCheck::LoadCatalogue() {
   }
 }
 
-TQueryRequest TMachineCheck::RequestFor(const TTask& task) const {
+TQueryRequest TMachineCheck::RequestFor(TTask& task) const {
   TQueryRequest request = settings.request;
   if (task.inventory == TTask::EInventory::kNone) throw TFailure(task.text);
   if (task.inventory == TTask::EInventory::kDocument) {
-    request.inventoryDocument = task.text;
+    request.inventoryDocument = std::move(task.text);
   } else if (IsCompressed(task.text)) {
     request.inventoryDocument = ReadDocument(task.text);
   } else {
@@ -120,7 +120,7 @@ TQueryRequest TMachineCheck::RequestFor(const TTask& task) const {
   return request;
 }
 
-void TMachineCheck::Compare(const TTask& task, report::TReport& report) {
+void TMachineCheck::Compare(TTask& task, report::TReport& report) {
   TQueryRun run(RequestFor(task), plugin);
   report.machine.type = MachineTypeOf(run);
   report.catalogue.source = "folder";
@@ -153,7 +153,7 @@ void TMachineCheck::RunShortened(TQueryRun& run, const std::string& kind,
   }
 }
 
-std::string TMachineCheck::Answer(const TTask& task) {
+std::string TMachineCheck::Answer(TTask task) {
   report::TReport report;
   try {
     Compare(task, report);

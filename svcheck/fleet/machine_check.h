@@ -31,15 +31,16 @@ class TMachineCheck {
   explicit TMachineCheck(TCheckSettings settings);
 
   // A line for each record, then one without a "Type" that says how the comparison ended.
-  std::string Answer(const TTask& task);
+  std::string Answer(TTask task);
 
  private:
   void LoadCatalogue();
-  void Compare(const TTask& task, report::TReport& report);
+  void Compare(TTask& task, report::TReport& report);
   // Without the elements that are known to make no difference to machines of the kind.
   void RunShortened(TQueryRun& run, const std::string& kind,
                     const boost::shared_ptr<NQRXHSK20::ILogger>& log, report::TReport& report);
-  TQueryRequest RequestFor(const TTask& task) const;
+  // Takes the task's text.
+  TQueryRequest RequestFor(TTask& task) const;
 
   TCheckSettings settings;
   TDocumentSharing sharing;

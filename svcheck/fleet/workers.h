@@ -30,7 +30,7 @@ class IWorkers {
 };
 
 // What a worker does with a task.
-using TWork = std::function<std::string(const TTask& task)>;
+using TWork = std::function<std::string(TTask task)>;
 
 // Starts `jobs` of them. Throws TFailure.
 std::unique_ptr<IWorkers> StartWorkers(int jobs, TWork work);

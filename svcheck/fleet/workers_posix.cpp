@@ -165,6 +165,9 @@ class TProcesses : public IWorkers {
     ::close(ends[1]);
     worker.socket = ends[0];
     ::fcntl(worker.socket, F_SETFL, O_NONBLOCK);
+    // A worker is to find its next task whole; the system gives what it allows.
+    constexpr int kTasks = 1 << 20;
+    ::setsockopt(worker.socket, SOL_SOCKET, SO_SNDBUF, &kTasks, sizeof kTasks);
   }
 
   static std::optional<TAnswer> TakeAnswer(TWorker& worker) {
