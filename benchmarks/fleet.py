@@ -4,9 +4,9 @@
     fleet.py --build build/bench [--most 100000] [--json FILE]
 
 The catalogue has 10,000 elements of about 3.6 KB; a machine has 300 drivers, and some 350 elements
-are for its type. Growth is measured with machines of 30 drivers, of 20 types. Machines come through a
-pipe. Programs to compare take turns with bare pugixml, which parses the catalogue in place. Memory
-is the proportional set size of the program and its workers: what they share counts once.
+are for its type. Growth is measured with machines of 30 drivers, of 20 types. What is compared with
+bare pugixml, which parses the catalogue in place, takes turns with it. Memory is the proportional
+set size of the program and its workers: what they share counts once.
 """
 
 import argparse
@@ -89,10 +89,17 @@ class Fleet:
         return [self.svcheck, "query", "--inventory", self.folder / "machine.xml", "--context",
                 f"svPath={self.folder}"]
 
-    def run(self, machines, count, jobs, watch=True):
-        """Seconds and peak memory of one run."""
-        command = [self.svcheck, "fleet", "--catalogue", self.folder, "--inventories", "-",
-                   "--jobs", str(jobs)]
+    def file(self, machines, count):
+        path = self.folder / f"{count}.ndjson"
+        path.write_bytes(b"".join(map(machines.line, range(count))))
+        return path
+
+    def command(self, jobs):
+        return [self.svcheck, "fleet", "--catalogue", self.folder, "--jobs", jobs]
+
+    def run(self, machines, count, jobs):
+        """Seconds and peak memory of one run, whose machines come through a pipe."""
+        command = [*self.command(jobs), "--inventories", "-"]
         start = time.perf_counter()
         process = subprocess.Popen(list(map(str, command)), stdin=subprocess.PIPE,
                                    stdout=subprocess.DEVNULL)
@@ -104,25 +111,24 @@ class Fleet:
                 time.sleep(0.05)
 
         watcher = threading.Thread(target=look)
-        if watch:
-            watcher.start()
+        watcher.start()
         for number in range(count):
             process.stdin.write(machines.line(number))
         process.stdin.close()
         if process.wait() != 0:
             raise subprocess.CalledProcessError(process.returncode, command)
         took = time.perf_counter() - start
-        if watch:
-            watcher.join()
+        watcher.join()
         return took, peak[0]
 
 
 def further_machine(fleet, pugixml):
     """What a machine more costs, beside one query and beside pugixml; rounds take turns."""
     rows = []
+    few_file, many_file = (fleet.file(fleet.large, count) for count in (1, 101))
     for _ in range(ROUNDS):
-        one = fleet.run(fleet.large, 1, 1, watch=False)[0]
-        many = fleet.run(fleet.large, 101, 1, watch=False)[0]
+        one, many = (seconds([*fleet.command(1), "--inventories", path])
+                     for path in (few_file, many_file))
         rows.append(((many - one) / 100, many, seconds(fleet.query()),
                      seconds([pugixml, fleet.folder / "index.xml"])))
     further, many, query, bare = (statistics.median(column) for column in zip(*rows))
