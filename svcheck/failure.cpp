@@ -36,6 +36,7 @@ void ReportError(const std::string& text) noexcept {
     }
     line = "svcheck: " + report::PlainLine(line) + '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
   } catch (...) {
     std::fputs("svcheck: out of memory\n", stderr);
   }

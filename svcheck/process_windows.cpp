@@ -27,6 +27,25 @@ bool IsConsole(DWORD stream) {
   return GetConsoleMode(GetStdHandle(stream), &mode) != 0;
 }
 
+// A console belongs to others too, and gets its own code page back.
+void ShowUtf8OnConsole() noexcept {
+  static UINT before = 0;
+  before = GetConsoleOutputCP();
+  if (before == CP_UTF8 || !SetConsoleOutputCP(CP_UTF8)) return;
+  std::atexit([] {
+    std::fflush(nullptr);
+    SetConsoleOutputCP(before);
+  });
+}
+
+// The C runtime hands a console each byte alone, or makes a character of each: in blocks that are
+// passed on as they are, none is torn.
+void WriteInBlocks(std::FILE* stream) noexcept {
+  constexpr std::size_t kBlock = std::size_t{1} << 16;
+  std::setvbuf(stream, nullptr, _IOFBF, kBlock);
+  _setmode(_fileno(stream), _O_BINARY);
+}
+
 // A file that the system removes with its last handle.
 int OpenScratchFile() {
   wchar_t folder[MAX_PATH + 1];
@@ -52,10 +71,11 @@ std::FILE* OpenNewFile(const std::filesystem::path& path) {
 
 char** Environment() noexcept { return _environ; }
 
-// The C runtime leaves a closed standard stream without a number that a file could take. What the
-// program writes is UTF-8, and a console shows it so.
+// The C runtime leaves a closed standard stream without a number that a file could take.
 void GuardStandardStreams() noexcept {
-  if (IsConsole(STD_OUTPUT_HANDLE) || IsConsole(STD_ERROR_HANDLE)) SetConsoleOutputCP(CP_UTF8);
+  if (IsConsole(STD_OUTPUT_HANDLE) || IsConsole(STD_ERROR_HANDLE)) ShowUtf8OnConsole();
+  if (IsConsole(STD_OUTPUT_HANDLE)) WriteInBlocks(stdout);
+  if (IsConsole(STD_ERROR_HANDLE)) WriteInBlocks(stderr);
 }
 
 // The system's own libraries take none from there.
