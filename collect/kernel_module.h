@@ -5,6 +5,9 @@
 
 #include <libkmod.h>
 
+#include <array>
+#include <cstddef>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +24,21 @@ struct TFreeModule {
 using TModuleContext = std::unique_ptr<kmod_ctx, TFreeContext>;
 using TModule = std::unique_ptr<kmod_module, TFreeModule>;
 
+// Whether an ELF file's header names a section of its own for the names of sections: libkmod ends
+// the process otherwise. True for all other files, which it refuses or unpacks.
+inline bool NamesItsSections(const char* path) {
+  std::array<char, 64> head{};
+  std::ifstream(path, std::ios::binary).read(head.data(), head.size());
+  if (!std::string_view(head.data(), head.size()).starts_with("\177ELF")) return true;
+  const bool isLittle = head[5] == 1;
+  const auto number = [&](std::size_t at) {
+    const auto byte = [&](std::size_t index) { return static_cast<unsigned char>(head[index]); };
+    return isLittle ? byte(at) + 256 * byte(at + 1) : 256 * byte(at) + byte(at + 1);
+  };
+  const std::size_t count = head[4] == 2 ? 60 : 48;  // Where e_shnum is; e_shstrndx follows.
+  return number(count + 2) > 0 && number(count + 2) < number(count);
+}
+
 // What the module's file states first under the key; empty when it states nothing, none
 // when it cannot be read.
 inline std::optional<std::string> ModuleInformation(const kmod_module& module,
@@ -28,6 +46,8 @@ inline std::optional<std::string> ModuleInformation(const kmod_module& module,
   struct TFreeInformation {
     void operator()(kmod_list* list) const { ::kmod_module_info_free_list(list); }
   };
+  const char* const path = ::kmod_module_get_path(&module);
+  if (path == nullptr || !NamesItsSections(path)) return {};
   kmod_list* first = nullptr;
   if (::kmod_module_get_info(&module, &first) < 0) return {};
   const std::unique_ptr<kmod_list, TFreeInformation> list(first);
