@@ -2,6 +2,9 @@
 // that made the call, and the records delivered before stay.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <tuple>
+
 #include "tests/plugin/query_fixture.h"
 
 using namespace NQRXHSK20;
@@ -25,11 +28,21 @@ struct TRun {
   bool held = false;  // Something of the host's was still held when the query was over.
 };
 
-TRun RunFaulty(const TTemporaryFolder& folder, std::size_t number, std::optional<TFault> fault) {
+constexpr const char* kLive = "_live_";
+
+CIMContext ContextOf(const std::string& svPath) {
+  return {{"svPath", svPath},
+          {"svProxy", TCIMValue::Array(ECIMType::kString, {"proxy", "8080", "user", "password"})}};
+}
+
+TRun RunFaulty(const TTemporaryFolder& folder, const std::string& svPath, std::size_t number,
+               std::optional<TFault> fault) {
   TRun run;
   TFakeHost host;
   FillInventory(*host.inventory);
   WriteCatalogue(folder, host, FillCatalogue);
+  WriteDownload(folder, host, [](TFakeNamespace& made) { FillCatalogueFor(made, "Linux"); });
+  CIMContext context = ContextOf(svPath);
   std::string operation;
   host.logger.OnEntry([&](std::string_view text) {
     if (text.substr(0, 3) == "In ") operation = text;
@@ -41,7 +54,7 @@ TRun RunFaulty(const TTemporaryFolder& folder, std::size_t number, std::optional
     host.script.OnCall([&] { run.calls.push_back({"", operation, host.Records().size()}); });
   }
   try {
-    RunQuery(host);
+    RunQuery(host, context);
   } catch (const TAssertionFailed&) {
     run.outcome = EOutcome::kAssertionLeaves;
   } catch (const TOtherFailure&) {
@@ -94,8 +107,8 @@ EOutcome AfterOther(const THostCall& call) {
 std::optional<EOutcome> AfterEmptyHandle(const THostCall& call) {
   if (Begins(call.text, "GetClass QRXSG_DeviceDriverInfo")) return EOutcome::kReturns;
   if (Begins(call.text, "GetClass ") && IsGuardedList(call)) return EOutcome::kReturns;
-  for (const char* operation :
-       {"GetClass ", "EnumerateInstances", "CreateInstance", "GetProperty", "GetProvider"}) {
+  for (const char* operation : {"GetClass ", "EnumerateInstances", "CreateInstance", "GetProperty",
+                                "GetProvider", "CreateNamespace"}) {
     if (Begins(call.text, operation)) return EOutcome::kAssertionLeaves;
   }
   return std::nullopt;
@@ -106,11 +119,14 @@ std::optional<EOutcome> AfterUnlikelyValue(const THostCall& call) {
   return EOutcome::kReturns;  // An array where a number is needed ends it with another text.
 }
 
-class THostFaults : public testing::Test {
+// A query whose catalogue is in the folder that "svPath" names, or downloaded.
+class THostFaultsOf : public testing::Test {
  protected:
+  explicit THostFaultsOf(std::string svPath) : svPath(std::move(svPath)) {}
+
   void Expect(std::size_t number, const TFault& fault, EOutcome outcome) {
     const THostCall& call = clean.calls[number];
-    const TRun run = RunFaulty(folder, number, fault);
+    const TRun run = RunFaulty(folder, svPath, number, fault);
     SCOPED_TRACE("call " + std::to_string(number) + " (" + call.text + ", " + call.operation +
                  "), fault " + std::to_string(static_cast<int>(fault.kind)) + ", status " +
                  std::to_string(static_cast<int>(fault.status)));
@@ -131,37 +147,59 @@ class THostFaults : public testing::Test {
     }
   }
 
+  const std::string svPath;
   TTemporaryFolder folder;
-  TRun clean = RunFaulty(folder, 0, std::nullopt);
+  TRun clean = RunFaulty(folder, svPath, 0, std::nullopt);
 };
 
-TEST_F(THostFaults, QueryWithoutThemMakesManyCalls) {
+class THostFaults : public THostFaultsOf, public testing::WithParamInterface<std::string> {
+ protected:
+  THostFaults() : THostFaultsOf(GetParam()) {}
+};
+
+const auto kPaths = testing::Values(std::string(kCatalogueFolder), std::string(kLive));
+INSTANTIATE_TEST_SUITE_P(Paths, THostFaults, kPaths,
+                         [](const auto& test) { return test.index == 0 ? "Folder" : "Live"; });
+
+TEST_P(THostFaults, QueryWithoutThemMakesManyCalls) {
   EXPECT_GT(clean.calls.size(), 200U);
+  EXPECT_EQ(std::any_of(clean.calls.begin(), clean.calls.end(),
+                        [](const THostCall& call) { return call.text == "setProxy"; }),
+            svPath == kLive);
   EXPECT_EQ(clean.records.size(), 4U);
   EXPECT_FALSE(clean.held);
 }
 
-class THostStatus : public THostFaults, public testing::WithParamInterface<int> {};
+using TPathAndStatus = std::tuple<std::string, int>;
+
+class THostStatus : public THostFaultsOf, public testing::WithParamInterface<TPathAndStatus> {
+ protected:
+  THostStatus() : THostFaultsOf(std::get<0>(GetParam())) {}
+  const int status = std::get<1>(GetParam());
+};
 
 TEST_P(THostStatus, OfEachCallIsHandledByTheOperation) {
-  Sweep(ThrowStatus(GetParam()),
-        [](const THostCall& call) { return std::optional(AfterStatus(call, GetParam())); });
+  Sweep(ThrowStatus(status),
+        [this](const THostCall& call) { return std::optional(AfterStatus(call, status)); });
 }
 
-INSTANTIATE_TEST_SUITE_P(Statuses, THostStatus, testing::Values(1, 4, 9, 11, 15, 26, 32, 77));
+// Every code that the host has, and some that it has not.
+INSTANTIATE_TEST_SUITE_P(Statuses, THostStatus,
+                         testing::Combine(kPaths, testing::Values(1, 4, 9, 11, 12, 13, 15, 26, 32,
+                                                                  0, -1, 77)));
 
-TEST_F(THostFaults, OtherExceptionsPassToTheHost) {
+TEST_P(THostFaults, OtherExceptionsPassToTheHost) {
   Sweep(kThrowOther, [](const THostCall& call) { return std::optional(AfterOther(call)); });
 }
 
-TEST_F(THostFaults, EmptyHandlesTripTheAssertion) { Sweep(kEmptyHandle, AfterEmptyHandle); }
+TEST_P(THostFaults, EmptyHandlesTripTheAssertion) { Sweep(kEmptyHandle, AfterEmptyHandle); }
 
-TEST_F(THostFaults, UnlikelyValuesAreNoFailure) { Sweep(kUnlikelyValue, AfterUnlikelyValue); }
+TEST_P(THostFaults, UnlikelyValuesAreNoFailure) { Sweep(kUnlikelyValue, AfterUnlikelyValue); }
 
-TEST_F(THostFaults, MachineTypeThatCannotBeReadEndsTheQuery) {
-  for (const int status : {1, 11, 15, 26}) {
+TEST_P(THostFaults, MachineTypeThatCannotBeReadEndsTheQuery) {
+  for (const int status : {1, 4, 9, 11, 12, 13, 15, 26, 32, 77}) {
     for (std::size_t number = 0; IsHostsOwn(clean.calls[number]); ++number) {
-      const TRun run = RunFaulty(folder, number, ThrowStatus(status));
+      const TRun run = RunFaulty(folder, svPath, number, ThrowStatus(status));
       EXPECT_EQ(run.log, TLog({{4, "In RunQuery"}, {0, "Unable to determine machine type"}}));
       EXPECT_FALSE(run.held);
     }

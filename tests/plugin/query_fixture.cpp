@@ -24,19 +24,28 @@ void FillInventory(TFakeNamespace& inventory) {
                 {{"Path", "\\drivers\\tg3.ko"}, {"Version", "3.9"}, {"CurrentState", "4"}});
 }
 
-void AddElement(TFakeNamespace& catalogue, TFakeProperties properties) {
+void AddElement(TFakeNamespace& catalogue, TFakeProperties properties, const char* system) {
   properties.emplace_back("applicableMachineTypes",
                           TCIMValue::Array(ECIMType::kString, {"Rackwell -[4620]-"}));
   properties.emplace_back("applicableOperatingSystems",
-                          TCIMValue::Array(ECIMType::kString, {"RHEL5_64"}));
+                          TCIMValue::Array(ECIMType::kString, {system}));
   catalogue.Add(kElementClass, std::move(properties));
 }
 
-void FillCatalogue(TFakeNamespace& catalogue) {
-  AddElement(catalogue, {{"category", "BIOS"}, {"Version", "1.10-[QKL120A]-"}});
-  AddElement(catalogue, {{"installDirectory", "/PKGS/REMOTWAT"}, {"Version", "-[B2]-"}});
-  AddElement(catalogue, {{"description", "Broadcom NetXtreme and NetXtreme II Firmware"},
-                         {"driverFiles", "bcm5708.bin-#4.0 tg3.ko-#3.99"}});
+void FillCatalogueFor(TFakeNamespace& catalogue, const char* system) {
+  AddElement(catalogue, {{"category", "BIOS"}, {"Version", "1.10-[QKL120A]-"}}, system);
+  AddElement(catalogue, {{"installDirectory", "/PKGS/REMOTWAT"}, {"Version", "-[B2]-"}}, system);
+  AddElement(catalogue,
+             {{"description", "Broadcom NetXtreme and NetXtreme II Firmware"},
+              {"driverFiles", "bcm5708.bin-#4.0 tg3.ko-#3.99"}},
+             system);
+}
+
+void FillCatalogue(TFakeNamespace& catalogue) { FillCatalogueFor(catalogue, "RHEL5_64"); }
+
+void WriteDownload(const TTemporaryFolder& folder, TFakeHost& host, TDocument contents) {
+  folder.Write("c/QRX_Support/SV/a.xml", "a");
+  host.documents["a"] = std::move(contents);
 }
 
 void WriteCatalogue(const TTemporaryFolder& folder, TFakeHost& host, TDocument contents) {

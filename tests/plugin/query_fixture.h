@@ -15,14 +15,19 @@ inline constexpr const char* kCatalogueFolder = "catalogue";
 // A machine of type 4620 that runs RHEL5_64, with the firmware and drivers of a small server.
 void FillInventory(TFakeNamespace& inventory);
 
-// An update element for machines of type 4620 and RHEL5_64.
-void AddElement(TFakeNamespace& catalogue, TFakeProperties properties);
+// An update element for machines of type 4620 with an operating system, or a family of them.
+void AddElement(TFakeNamespace& catalogue, TFakeProperties properties,
+                const char* system = "RHEL5_64");
 
 // Elements for the server: BIOS, adapters, processors, and drivers.
+void FillCatalogueFor(TFakeNamespace& catalogue, const char* system);
 void FillCatalogue(TFakeNamespace& catalogue);
 
 // Writes "catalogue/index.xml" and says what it holds; the same for the live header.
 void WriteCatalogue(const TTemporaryFolder& folder, TFakeHost& host, TDocument contents);
+
+// Writes a file into the download folder and says what it holds.
+void WriteDownload(const TTemporaryFolder& folder, TFakeHost& host, TDocument contents);
 
 // Attaches the plug-in; its calls are forgotten.
 void Attach(TFakeHost& host);

@@ -324,10 +324,7 @@ TEST_F(TQueryTest, MissingRecordClassIsToldForEachRecord) {
 
 class TLiveQuery : public TQueryTest {
  protected:
-  TLiveQuery() {
-    folder.Write("c/QRX_Support/SV/a.xml", "a");
-    host.documents["a"] = FillCatalogue;
-  }
+  TLiveQuery() { WriteDownload(folder, host, FillCatalogue); }
 };
 
 TEST_F(TLiveQuery, ComparesWithTheFamilyOfSystems) {
