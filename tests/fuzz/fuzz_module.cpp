@@ -1,10 +1,7 @@
 // A captured tree's kernel modules: the list of those loaded, the list of their files, and one
 // file. A line "====" parts them.
-#include <stdlib.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 #include "collect/cim_xml.h"
 #include "collect/machine.h"
@@ -16,27 +13,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A system tree in memory, as far as the machine has a file system there.
-class TMachineTree {
+class TMachineTree : public TScratchFolder {
  public:
   TMachineTree() {
-    std::string name =
-        (fs::is_directory("/dev/shm") ? "/dev/shm" : "/tmp") + std::string("/fuzz_module.XXXXXX");
-    Require(mkdtemp(name.data()) != nullptr, "a folder can be made");
-    root = name;
     for (const char* folder : {"proc/sys/kernel", "sys/module", "lib/modules/6.1"})
-      fs::create_directories(root / folder);
+      fs::create_directories(Root() / folder);
     Write("proc/sys/kernel/osrelease", "6.1\n");
   }
-  ~TMachineTree() { fs::remove_all(root); }
-
-  void Write(const char* file, std::string_view bytes) const {
-    std::ofstream(root / file, std::ios::binary) << bytes;
-  }
-  const fs::path& Root() const { return root; }
-
- private:
-  fs::path root;
 };
 
 std::string_view CutPart(std::string_view& text) {

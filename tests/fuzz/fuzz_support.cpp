@@ -1,14 +1,18 @@
 #include "tests/fuzz/fuzz_support.h"
 
+#include <stdlib.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 
 #include "host/hskcore/root_object.h"
 #include "host/xmlparser/xml_parser.h"
 
 using namespace NQRXHSK20;
+namespace fs = std::filesystem;
 
 namespace svc::fuzz {
 
@@ -16,6 +20,18 @@ void Require(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "Does not hold: %s\n", what);
   std::abort();
+}
+
+TScratchFolder::TScratchFolder() {
+  std::string name = fs::is_directory("/dev/shm") ? "/dev/shm/fuzz.XXXXXX" : "/tmp/fuzz.XXXXXX";
+  Require(mkdtemp(name.data()) != nullptr, "a folder can be made");
+  root = name;
+}
+
+TScratchFolder::~TScratchFolder() { fs::remove_all(root); }
+
+void TScratchFolder::Write(const char* file, std::string_view bytes) const {
+  std::ofstream(root / file, std::ios::binary) << bytes;
 }
 
 boost::shared_ptr<ICIMNamespace> NewNamespace() {

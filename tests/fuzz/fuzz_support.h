@@ -5,6 +5,7 @@
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,21 @@ inline std::string_view AsText(const std::uint8_t* data, std::size_t size) {
 
 // Ends the process with a message when a property of the code under test does not hold.
 void Require(bool holds, const char* what);
+
+// A folder for the files of one process, in memory as far as the machine has a file system there.
+class TScratchFolder {
+ public:
+  TScratchFolder();
+  ~TScratchFolder();
+  TScratchFolder(const TScratchFolder&) = delete;
+  TScratchFolder& operator=(const TScratchFolder&) = delete;
+
+  void Write(const char* file, std::string_view bytes) const;
+  const std::filesystem::path& Root() const { return root; }
+
+ private:
+  std::filesystem::path root;
+};
 
 boost::shared_ptr<NQRXHSK20::ICIMNamespace> NewNamespace();
 
