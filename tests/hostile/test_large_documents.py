@@ -15,10 +15,23 @@ class LargeDocuments(DocumentTest):
                    VALUE_END)
         self.assertEqual(self.file.stat().st_size, size)
 
+    def check_and_show(self):
+        for load in self.check(True):
+            print(f"{self.id()}: {load.seconds:.2f} s, peak {load.peak >> 20} MB")
+
     def test_a_text_of_500_megabytes(self):
         self.write_text(LARGEST)
-        for load in self.check(True):
-            print(f"{LARGEST >> 20} MB: {load.seconds:.2f} s, peak {load.peak >> 20} MB")
+        self.check_and_show()
+
+    def test_500_megabytes_of_comments(self):
+        comment = "<!-- a comment that says nothing -->\n"
+        count = MEGABYTE // len(comment)
+        self.write(VALUE_BEGIN, comment * count, LARGEST // (count * len(comment)) - 1, VALUE_END)
+        self.check_and_show()
+
+    def test_a_comment_of_500_megabytes(self):
+        self.write(VALUE_BEGIN + "<!--", " " * MEGABYTE, LARGEST // MEGABYTE - 1, "-->" + VALUE_END)
+        self.check_and_show()
 
     def test_a_larger_one_is_refused(self):
         self.write_text(LARGEST + 1)
