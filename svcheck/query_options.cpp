@@ -76,9 +76,13 @@ void AddPluginOptions(CLI::App& app, TQueryOptions& options) {
       .ShowDefault();
 }
 
-void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
+void AddFolderQueryOptions(CLI::App& app, TQueryOptions& options) {
   AddPluginOptions(app, options);
   AddText(app, "--log", options.logFile, "Write the plug-in's log, one JSON object a line", "FILE");
+}
+
+void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
+  AddFolderQueryOptions(app, options);
   AddRepositoryOptions(app, options);
 }
 

@@ -35,6 +35,8 @@ struct TQueryOptions {
 
 // Adds them; the options object outlives the parsing.
 void AddQueryOptions(CLI::App& app, TQueryOptions& options);
+// Those of them that a query of a catalogue in a folder has a use for.
+void AddFolderQueryOptions(CLI::App& app, TQueryOptions& options);
 // Those of them that say which plug-in runs and what surrounds it.
 void AddPluginOptions(CLI::App& app, TQueryOptions& options);
 // Parts of them: where the program's own files are, and the repository with whom to trust.

@@ -51,6 +51,11 @@ class Help(HelpTest):
         for verb in verbs(self):
             self.assertIn(f"\nExamples:\n  svcheck {verb}", self.help(verb))
 
+    def test_no_verb_takes_what_it_has_no_use_for(self):
+        self.assertIn("--repository", self.options("check"))
+        self.assertNotIn("--repository", self.options("explain"))
+        self.assertIn("--log", self.options("explain"))
+
     def test_choices_and_defaults_are_told(self):
         self.assertRegex(self.help("check"), r"(?s)--format FORMAT .*table, json.*default\s+table")
         self.assertRegex(self.help("check"), r"(?s)--live .*not with\s+--catalogue")
