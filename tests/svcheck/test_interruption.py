@@ -79,6 +79,17 @@ class LongWork(ProgramTest):
                 self.interrupt(number, process, lambda: memory_of(process) > size // 4)
                 self.assertEqual([path.name for path in files.parent.iterdir()], ["files"])
 
+    def test_a_catalogue_that_is_built(self):
+        rows = "".join(f"BIOS,Update {number},YUE{number:06}A,{number:06},RHEL5\n"
+                       for number in range(60000))
+        rows = self.write("firmware.csv", "type,name,version,machine types,operating systems\n" + rows)
+        for number in SIGNALS:
+            with self.subTest(number):
+                process = self.start("catalogue", "build", "--firmware", rows, "--output", "built")
+                self.interrupt(number, process, lambda: memory_of(process) > 8 * rows.stat().st_size)
+                self.assertEqual(self.leftovers(), [])
+                self.assertFalse((self.folder / "built" / "index.xml").exists())
+
 
 if __name__ == "__main__":
     main()
