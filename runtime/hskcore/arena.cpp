@@ -15,13 +15,18 @@ constexpr std::size_t kOwnBlockPart = 8;
 }  // namespace
 
 char* TArena::AllocateSlowly(std::size_t size) {
-  const std::size_t nextSize = std::min(std::max(blockSize * 2, kFirstBlock), kLargestBlock);
+  const std::size_t nextSize = spare
+                                   ? spare.get_deleter().size
+                                   : std::min(std::max(blockSize * 2, kFirstBlock), kLargestBlock);
   if (size > nextSize / kOwnBlockPart) {
     return blocks.emplace_back(std::make_unique_for_overwrite<char[]>(size)).get();
   }
-  blocks.push_back(std::make_unique_for_overwrite<char[]>(nextSize));
-  blockSize = nextSize;
-  next = blocks.back().get();
+  if (spare) {
+    next = pageBlocks.emplace_back(std::move(spare)).get();
+  } else {
+    next = blocks.emplace_back(std::make_unique_for_overwrite<char[]>(nextSize)).get();
+    blockSize = nextSize;
+  }
   end = next + nextSize;
   return Allocate(size);
 }

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/hskcore/pages.h"
+
 namespace svc {
 
 // Pieces never move and live as long as the arena. Blocks grow with what was asked for; a piece
@@ -32,11 +34,20 @@ class TArena {
     return piece;
   }
 
+  // Whether it stores so much that pages are of use, and has none left for its next block.
+  bool WantsPages() const noexcept { return !spare && blockSize >= kSmallestForPages; }
+  // Takes them for its next block.
+  void Give(TPages pages) noexcept { spare = std::move(pages); }
+
  private:
+  static constexpr std::size_t kSmallestForPages = 1 << 16;
+
   char* AllocateSlowly(std::size_t size);
 
   boost::shared_ptr<const TArena> below;
   std::vector<std::unique_ptr<char[]>> blocks;
+  std::vector<TPages> pageBlocks;
+  TPages spare;
   char* next = nullptr;
   char* end = nullptr;
   std::size_t blockSize = 0;

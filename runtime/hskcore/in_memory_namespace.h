@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -137,6 +138,12 @@ class HSKCORE_API TNamespaceWriter {
 
   void Finish();
   void Abandon() noexcept;
+
+  // Whether it has use for memory that the caller needs no more.
+  bool WantsPages() const noexcept;
+  // Takes whole pages for what is stored from here on: zeros are read where they were. False where
+  // that cannot be done.
+  bool TakePages(std::span<char> pages) noexcept;
 
   // kNoClass when there is no class of that name.
   TClassId FindClass(std::string_view name) const noexcept;

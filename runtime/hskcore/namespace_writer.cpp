@@ -300,6 +300,17 @@ void TNamespaceWriter::Finish() {
 
 void TNamespaceWriter::Abandon() noexcept { state->Drop(); }
 
+bool TNamespaceWriter::WantsPages() const noexcept {
+  return state->cim != nullptr && state->cim->TakerOfPages() != nullptr;
+}
+
+bool TNamespaceWriter::TakePages(std::span<char> pages) noexcept {
+  TPages taken = svc::TakePages(pages);
+  if (!taken) return false;
+  state->cim->TakerOfPages()->Give(std::move(taken));
+  return true;
+}
+
 TClassId TNamespaceWriter::FindClass(std::string_view name) const noexcept {
   return state->target->State().FindClass(name);
 }

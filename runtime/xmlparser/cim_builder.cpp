@@ -46,7 +46,11 @@ void TCimBuilder::CheckDialect(std::optional<std::string_view> version) {
 }
 
 void TCimBuilder::ReadContainer(EElement container) {
-  while (tokens.NextChild()) ReadChild(container);
+  spent.Keep(tokens.Reader().Here());  // The tags of the open elements.
+  while (tokens.NextChild()) {
+    ReadChild(container);
+    spent.Offer(tokens.Reader().Here());
+  }
 }
 
 void TCimBuilder::ReadChild(EElement container) {

@@ -10,6 +10,7 @@
 #include "host/hskcore/value.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/xmlparser/cim_tokens.h"
+#include "runtime/xmlparser/spent_text.h"
 
 namespace svc::xml {
 
@@ -18,7 +19,8 @@ enum class EDialect : std::uint8_t { kAny, kCatalogue402 };
 class TCimBuilder {
  public:
   // Borrows both.
-  TCimBuilder(TXmlReader& reader, TNamespaceWriter& writer) : tokens(reader), writer(writer) {}
+  TCimBuilder(TXmlReader& reader, TNamespaceWriter& writer)
+      : tokens(reader), writer(writer), spent(reader.Document(), writer) {}
 
   // Reads the document up to the end tag of its root element. Throws TDocumentError; what was
   // complete before stays in the namespace. What is wrong in several ways is refused for the first
@@ -59,6 +61,7 @@ class TCimBuilder {
 
   TCimTokens tokens;
   TNamespaceWriter& writer;
+  TSpentText spent;
   std::vector<TClassId> classes;
   std::vector<bool> isCollected;
 };

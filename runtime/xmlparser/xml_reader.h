@@ -70,6 +70,9 @@ class TXmlReader {
   // is valid until the next token.
   TTagNote& Note() { return *note; }
 
+  TDocumentText& Document() { return text; }
+  // Where reading goes on.
+  char* Here() const { return at; }
   // Where the last token begins; behind an empty element's end, where the element does.
   const char* Place() const { return token; }
   // Fails where the last token begins.
