@@ -8,11 +8,16 @@
 
 namespace {
 
-// As text.find(needle), which looks for the first character by itself: the needle's marks stand all
-// over a list of types, and each one would be a search of its own.
+// As text.find(needle), but looks for the character in the middle of the needle: the marks at its
+// ends stand all over a list of types.
 bool Contains(std::string_view text, std::string_view needle) {
-  return std::search(text.begin(), text.end(), needle.begin(), needle.end()) != text.end() ||
-         needle.empty();
+  if (needle.empty()) return true;
+  const std::size_t middle = needle.size() / 2;
+  for (std::size_t at = text.find(needle[middle], middle); at != text.npos;
+       at = text.find(needle[middle], at + 1)) {
+    if (text.substr(at - middle).starts_with(needle)) return true;
+  }
+  return false;
 }
 
 TInstanceList Select(const TInstanceList& instances, std::string_view property,

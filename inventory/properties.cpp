@@ -26,7 +26,10 @@ std::string& TSVPluginCallbacks::GetValue(const TCIMValue& value, std::string& o
   output.clear();
   if (value.IsNull()) return output;
   if (!value.IsArray()) return output = value.ToString(10);
-  for (const TCIMValue& element : static_cast<const std::vector<TCIMValue>&>(value)) {
+  const auto& elements = static_cast<const std::vector<TCIMValue>&>(value);
+  constexpr std::size_t kUsualLength = 16;
+  output.reserve(elements.size() * kUsualLength);
+  for (const TCIMValue& element : elements) {
     output += element.ToString(10);
     output += ' ';
   }

@@ -61,13 +61,22 @@ TCIMValue TakeElement(ECIMType type, const char*& at) {
   return TCIMValue::BorrowedText(type, text);
 }
 
+// Becomes the next element where it is to stand: nothing is made apart and moved.
+struct TNextElement {
+  ECIMType type;
+  const char*& at;
+  operator TCIMValue() const {
+    return TakeElement(type, at);
+  }  // NOLINT(google-explicit-constructor)
+};
+
 TCIMValue ArrayValue(ECIMType type, std::string_view text) {
   const char* at = text.data();
   const auto count = Take<std::uint32_t>(at);
   std::vector<TCIMValue> elements;
   elements.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
-    elements.push_back(TakeElement(type, at));
+    elements.emplace_back(TNextElement{type, at});
   }
   return TCIMValue::Array(type, std::move(elements));
 }
