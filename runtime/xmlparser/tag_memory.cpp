@@ -1,12 +1,25 @@
 #include "runtime/xmlparser/tag_memory.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <new>
 
 #include "runtime/hskcore/hash.h"
 
 namespace svc::xml {
+namespace {
+
+// The pages of slots that nobody uses are never touched; yet to get and give back so many of them
+// costs more than to read a document of a few lines.
+std::size_t SlotsFor(std::size_t documentSize) {
+  constexpr std::size_t kFewest = 16;
+  constexpr std::size_t kMost = 1024;
+  constexpr std::size_t kBytesOfOne = 64;
+  return std::bit_ceil(std::clamp(documentSize / kBytesOfOne, kFewest, kMost));
+}
+
+}  // namespace
 
 void TWrapping::Learn(std::string_view newLead, std::string_view newTrail,
                       std::uint32_t newInnerKind) {
@@ -16,16 +29,17 @@ void TWrapping::Learn(std::string_view newLead, std::string_view newTrail,
   innerKind = newInnerKind;
 }
 
-// Taken from calloc: the pages of slots that nobody uses are never touched.
-TTagMemory::TTagMemory() : slots(static_cast<TKnownTag*>(std::calloc(kSlots, sizeof(TKnownTag)))) {
+TTagMemory::TTagMemory(std::size_t documentSize)
+    : mask(SlotsFor(documentSize) - 1),
+      slots(static_cast<TKnownTag*>(std::calloc(mask + 1, sizeof(TKnownTag)))) {
   if (!slots) throw std::bad_alloc();
 }
 
 TKnownTag& TTagMemory::SlotOf(const char* at, std::size_t length) const {
   const std::size_t first = HashText({at, length}, HashSeed());
-  TKnownTag* place = &slots[first % kSlots];
+  TKnownTag* place = &slots[first & mask];
   for (std::size_t probe = 0; probe < kProbes; ++probe) {
-    TKnownTag& slot = slots[(first + probe) % kSlots];
+    TKnownTag& slot = slots[(first + probe) & mask];
     if (slot.Is({at, length})) return slot;
     if (slot.form.length == 0) place = &slot;
   }

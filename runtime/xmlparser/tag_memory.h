@@ -92,7 +92,8 @@ struct TKnownTag {
 // Holds a limited number of tags: where too many come to one place, the last replaces another.
 class TTagMemory {
  public:
-  TTagMemory();
+  // Of a document of so many bytes: a short one has few tags.
+  explicit TTagMemory(std::size_t documentSize);
 
   // The tag that the bytes at `at` begin with; null when it is not known.
   TKnownTag* Find(const char* at, const char* end) const;
@@ -100,7 +101,6 @@ class TTagMemory {
   TKnownTag* Add(const char* at, const TTagForm& form, std::span<const TAttribute> attributes);
 
  private:
-  static constexpr std::size_t kSlots = 1024;
   static constexpr std::size_t kProbes = 4;
 
   // The slot that holds the tag, or else where it belongs.
@@ -109,6 +109,7 @@ class TTagMemory {
   struct TFree {
     void operator()(TKnownTag* tags) const { std::free(tags); }
   };
+  const std::size_t mask;                     // A power of two of slots, less one.
   std::unique_ptr<TKnownTag[], TFree> slots;  // Zeroed: an empty one has length 0.
 };
 
