@@ -8,6 +8,9 @@ import unittest
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
+sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
+from report_schema import read_report  # noqa: E402
+
 BUILD = Path(sys.argv[1]).resolve()
 # The loader takes a blank in LD_PRELOAD for the end of a name: the library is named by a link.
 LINKS = tempfile.TemporaryDirectory(prefix="faults-")

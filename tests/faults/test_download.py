@@ -7,7 +7,7 @@ import unittest
 from functools import partial
 from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 
-from faults import CALLS, MEMORY, SAMPLE, FaultTest, main
+from faults import CALLS, MEMORY, SAMPLE, FaultTest, main, read_report
 
 ERRORS = [errno.EIO, errno.ENOSPC, errno.EINTR, "short"]
 
@@ -41,7 +41,14 @@ class ADownload(FaultTest):
             run = self.run_faulty(what, number, kind, folder, *self.command)
             self.assert_told(run, statuses=(1, 4))
             self.check_folder(run, folder / "drives" / "c" / "QRX_Support")
+            self.check_report(run)
         self.each_call(what, kinds, step, try_one, *self.command)
+
+    def check_report(self, run):
+        """Whole, unless to write it is what failed, and good news only where all is well."""
+        if run.returncode != 1:
+            report = read_report(run.stdout)
+            self.assertEqual(bool(report["errors"]), run.returncode != 0)
 
     def check_folder(self, run, folder):
         """Nothing but whole files, and no temporary ones."""

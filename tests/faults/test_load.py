@@ -1,10 +1,9 @@
 """A check while one call of the C library after another fails: it says so, or does without."""
 
 import errno
-import json
 import unittest
 
-from faults import CALLS, MEMORY, SAMPLE, FaultTest, main
+from faults import CALLS, MEMORY, SAMPLE, FaultTest, main, read_report
 
 OLD = "the report of another day\n"
 ERRORS = [errno.EIO, errno.ENOSPC, errno.EINTR, errno.ENOMEM, errno.EMFILE, "short"]
@@ -12,7 +11,7 @@ ERRORS = [errno.EIO, errno.ENOSPC, errno.EINTR, errno.ENOMEM, errno.EMFILE, "sho
 
 def without_times(report):
     """When the catalogue was made is left out where it cannot be told."""
-    report = json.loads(report)
+    report = read_report(report)
     report.pop("generated")
     report["catalogue"].pop("modified", None)
     return report

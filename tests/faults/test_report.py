@@ -3,7 +3,7 @@
 import errno
 import unittest
 
-from faults import CALLS, MEMORY, SAMPLE, FaultTest, main
+from faults import CALLS, MEMORY, SAMPLE, FaultTest, main, read_report
 
 OLD = "the page of another day\n"
 ERRORS = [errno.EIO, errno.ENOSPC, errno.EINTR, errno.ENOMEM, errno.EMFILE, "short"]
@@ -16,6 +16,7 @@ class AReport(FaultTest):
         run = self.run_program("check", "--inventory", SAMPLE / "inventory.xml", "--catalogue",
                                SAMPLE / "catalogue", "--format", "json", "--output", self.saved)
         self.assertEqual(run.returncode, 0, run.stderr)
+        read_report(self.saved.read_text())
         self.command = ["report", self.saved, "--format", "html"]
         self.expected = self.run_program(*self.command).stdout
 

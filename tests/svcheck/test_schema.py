@@ -8,8 +8,8 @@ from functools import partial
 from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 
 import jsonschema
-from program import (DIALECT, MACHINE, SAMPLE, SCHEMA, SYSTEM, ProgramTest, bios, document, element,
-                     main)
+from program import (DIALECT, MACHINE, SAMPLE, SYSTEM, ProgramTest, bios, document, element, main)
+from report_schema import SCHEMA
 
 OUTCOMES = SCHEMA["properties"]["outcome"]["enum"]
 OTHER = {"name": "other", "applicableMachineTypes": ["-[1111]-"]}
