@@ -1,10 +1,12 @@
 // Device drivers: the loaded modules of the kernel, with the file of each and the version that
-// libkmod finds in it.
+// it states.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <stdexcept>
 #include <unordered_map>
 
 #include "collect/kernel_module.h"
@@ -66,17 +68,11 @@ std::string ModuleOfFile(std::string_view file) {
 }
 
 // The modules of one kernel release. Where their files are is read from the text that depmod(8)
-// writes: libkmod believes what its binary index says of offsets, which a captured tree may have
-// wrong, and then does not come back. It is given no folder, so that it finds no index, and open
-// files of the tree by their names in /proc, so that links below another root lead where they
-// should.
+// writes, not from its binary index.
 class TModuleFolder {
  public:
   TModuleFolder(const TTree& tree, const std::string& release)
       : tree(tree), path("/lib/modules/" + release) {
-    constexpr const char* kNoFolder = "/dev/null";
-    constexpr const char* kNoConfiguration = nullptr;
-    context.reset(::kmod_new(kNoFolder, &kNoConfiguration));
     const TRead list = tree.Read(path + "/modules.dep");
     for (const std::string_view line : Lines(list.bytes)) {
       const std::string_view file = line.substr(0, line.find(':'));
@@ -92,24 +88,24 @@ class TModuleFolder {
     return found->second.starts_with('/') ? found->second : path + "/" + found->second;
   }
 
-  // The version that the file states; empty when it states none or cannot be read.
+  // The version that the file states; empty when it states none. Throws std::runtime_error, which
+  // says why, when it cannot be read.
   std::string VersionIn(const std::string& file) const {
     const TDescriptor content = tree.Open(file, O_RDONLY);
-    kmod_module* found = nullptr;
-    if (!context || !content ||
-        ::kmod_module_new_from_path(context.get(), content.Path().c_str(), &found) < 0) {
-      return {};
+    if (!content) {
+      if (errno == ENOENT) return {};
+      throw std::runtime_error(WhyNot(errno));
     }
+    std::string version = reader.VersionIn(content);
     tree.Remember(file);
-    const TModule module(found);
-    return ModuleInformation(*module, "version").value_or("");
+    return version;
   }
 
  private:
   const TTree& tree;
   std::string path;
   std::unordered_map<std::string, std::string> files;  // By the names of the modules.
-  TModuleContext context;
+  TModuleReader reader;
 };
 
 // The inventory's paths are in Windows form.
@@ -118,10 +114,21 @@ std::string WithBackslashes(std::string path) {
   return path;
 }
 
+std::string InstalledVersion(const TModuleFolder& modules, const std::string& file,
+                             TInventory& inventory) {
+  if (file.empty()) return {};
+  try {
+    return modules.VersionIn(file);
+  } catch (const std::runtime_error& error) {
+    inventory.Note(fmt::format("{}: no version can be read: {}", file, error.what()));
+    return {};
+  }
+}
+
 void AddDriver(const TTree& tree, const TModuleFolder& modules, const TDriver& driver,
                std::vector<std::string>& homeless, TInventory& inventory) {
   const std::string file = modules.FileOf(driver.name);
-  std::string version = file.empty() ? std::string() : modules.VersionIn(file);
+  std::string version = InstalledVersion(modules, file, inventory);
   const std::string running = tree.ReadLine(std::string(kModules) + "/" + driver.name + "/version");
   if (version.empty()) version = running;
   if (!running.empty() && version != running) {

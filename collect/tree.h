@@ -4,32 +4,12 @@
 
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "collect/descriptor.h"
 #include "collect/text.h"
 
 namespace svc::collect {
-
-// An open file or folder, closed with its holder.
-class TDescriptor {
- public:
-  explicit TDescriptor(int number = -1) : number(number) {}
-  TDescriptor(TDescriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
-  TDescriptor& operator=(TDescriptor&& other) noexcept {
-    std::swap(number, other.number);
-    return *this;
-  }
-  ~TDescriptor();
-
-  int Get() const { return number; }
-  explicit operator bool() const { return number >= 0; }
-  // The name under which others in this process can open the same file.
-  std::string Path() const;
-
- private:
-  int number;
-};
 
 // What reading a file gave: its bytes, or the errno value that says why there are none.
 struct TRead {

@@ -60,12 +60,6 @@ struct TCloseFolder {
 
 }  // namespace
 
-TDescriptor::~TDescriptor() {
-  if (number >= 0) ::close(number);
-}
-
-std::string TDescriptor::Path() const { return "/proc/self/fd/" + std::to_string(number); }
-
 TTree::TTree(const std::string& root)
     : root(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), live(false) {
   if (!this->root) {

@@ -48,6 +48,15 @@ bool IsPackage(const std::string& name) { return name.ends_with(".deb") || name.
 
 std::string FileName(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
 
+// Empty when the driver states none. Throws std::runtime_error, which says why, when it cannot be
+// read.
+std::string StatedVersion(const TEnding& ending, std::string_view bytes) {
+  if (ending.platform == EPlatform::kLinux) return ModuleVersion(bytes);
+  const std::optional<std::string> stated = FileVersionOf(bytes);
+  if (!stated) throw std::runtime_error("it is no PE file");
+  return *stated;
+}
+
 std::string ReadBytes(const fs::path& path) {
   std::ifstream stream(path, std::ios::binary | std::ios::ate);
   const std::streamoff size = stream ? static_cast<std::streamoff>(stream.tellg()) : -1;
@@ -82,12 +91,18 @@ class TCollecting {
   void Remark(std::string text) { list.remarks.push_back(std::move(text)); }
 
   void AddDriver(const std::string& name, std::string_view bytes, const std::string& origin) {
-    const TEnding& ending = *EndingOf(name);
     ++list.read;
-    const auto stated =
-        ending.platform == EPlatform::kLinux ? ModuleVersion(bytes) : FileVersionOf(bytes);
-    if (!stated) return Remark(fmt::format("{}: {} is no driver that can be read", origin, name));
-    const std::string line = report::PlainLine(*stated);
+    const TEnding& ending = *EndingOf(name);
+    try {
+      AddVersion(name, ending, StatedVersion(ending, bytes), origin);
+    } catch (const std::runtime_error& error) {
+      Remark(fmt::format("{}: {} is no driver that can be read: {}", origin, name, error.what()));
+    }
+  }
+
+  void AddVersion(const std::string& name, const TEnding& ending, const std::string& stated,
+                  const std::string& origin) {
+    const std::string line = report::PlainLine(stated);
     const std::string version(report::Trim(line));
     if (version.empty()) {
       ++list.unversioned;

@@ -34,9 +34,9 @@ void CollectDrivers(const std::filesystem::path& path, TDriverList& list);
 
 // ---- What differs by platform ----
 
-// The version that a kernel module states; empty when it states none, nothing when the bytes are
-// no module that can be read here.
-std::optional<std::string> ModuleVersion(std::string_view bytes);
+// The version that a kernel module states; empty when it states none. Throws std::runtime_error,
+// which says why, when the bytes are no module that can be read here.
+std::string ModuleVersion(std::string_view bytes);
 
 // Receives a file of a package.
 using TTakeMember = std::function<void(const std::string& name, std::string_view bytes)>;

@@ -5,7 +5,7 @@
 
 namespace svc::catalogue {
 
-std::optional<std::string> ModuleVersion(std::string_view /*bytes*/) {
+std::string ModuleVersion(std::string_view /*bytes*/) {
   throw std::runtime_error("kernel modules are read by svcheck for Linux alone");
 }
 

@@ -1,3 +1,5 @@
+#include <archive.h>
+#include <archive_entry.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -16,12 +18,45 @@ std::string FileBytes(const std::string& file) {
   return {std::istreambuf_iterator<char>(input), {}};
 }
 
+struct TCompression {
+  const char* ending;
+  int filter;
+};
+constexpr TCompression kCompressions[] = {
+    {".gz", ARCHIVE_FILTER_GZIP}, {".xz", ARCHIVE_FILTER_XZ}, {".zst", ARCHIVE_FILTER_ZSTD}};
+
+std::string Compressed(const std::string& bytes, int filter) {
+  std::string packed(bytes.size() + 4096, '\0');
+  std::size_t size = 0;
+  archive* const writer = ::archive_write_new();
+  ::archive_write_add_filter(writer, filter);
+  ::archive_write_set_format_raw(writer);
+  ::archive_write_set_bytes_per_block(writer, 0);
+  ::archive_write_open_memory(writer, packed.data(), packed.size(), &size);
+  archive_entry* const entry = ::archive_entry_new();
+  ::archive_entry_set_filetype(entry, AE_IFREG);
+  EXPECT_EQ(::archive_write_header(writer, entry), ARCHIVE_OK);
+  EXPECT_GE(::archive_write_data(writer, bytes.data(), bytes.size()), 0);
+  ::archive_entry_free(entry);
+  EXPECT_EQ(::archive_write_free(writer), ARCHIVE_OK);
+  packed.resize(size);
+  return packed;
+}
+
 class DriversTest : public testing::Test {
  protected:
   DriversTest() { tree.Write("/proc/sys/kernel/osrelease", std::string(kRelease) + "\n"); }
 
   void Install(const std::string& path) {
     tree.Write("/lib/modules/" + std::string(kRelease) + "/" + path, FileBytes(DRIVER_FILE));
+  }
+  // Two loaded modules: e1000e, whose file has these bytes, and ixgbe, with which all is well.
+  void InstallBeside(const std::string& ending, const std::string& bytes) {
+    const std::string folder = "/lib/modules/" + std::string(kRelease) + "/";
+    tree.Write(folder + "e1000e.ko" + ending, bytes)
+        .Write(folder + "modules.dep", "e1000e.ko" + ending + ":\nixgbe.ko:\n")
+        .Write("/proc/modules", "e1000e 1 0 - Live 0x0\nixgbe 1 0 - Live 0x0\n");
+    Install("ixgbe.ko");
   }
   // Makes the index that depmod(8) makes after each installation.
   void Index(const std::string& below = "/") {
@@ -101,6 +136,59 @@ TEST_F(DriversTest, WhoseFilesAreNoModulesGiveNoVersion) {
   const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
   ASSERT_EQ(drivers.size(), 1U);
   EXPECT_EQ(drivers[0]["Version"], "(none)");
+  EXPECT_EQ(tree.Notes("/e1000e.ko: no version can be read: it is no kernel module").size(), 1U);
+}
+
+TEST_F(DriversTest, MayBeCompressed) {
+  for (const TCompression& compression : kCompressions) {
+    InstallBeside(compression.ending, Compressed(FileBytes(DRIVER_FILE), compression.filter));
+    const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
+    EXPECT_EQ(drivers.at(0)["Version"], "3.8.7-NAPI") << compression.ending;
+  }
+}
+
+TEST_F(DriversTest, WithABrokenHeaderCostNothingButTheirVersion) {
+  const std::string whole = FileBytes(DRIVER_FILE);
+  for (const std::size_t at : {40, 41, 47, 58, 60, 61, 62, 63}) {
+    for (const char byte : {'\0', '\xff'}) {
+      std::string wrong = whole;
+      wrong[at] = byte;
+      if (wrong == whole) continue;
+      InstallBeside("", wrong);
+      EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(1)["Version"], "3.8.7-NAPI") << at;
+      for (const TCompression& compression : kCompressions) {
+        InstallBeside(compression.ending, Compressed(wrong, compression.filter));
+        EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(1)["Version"], "3.8.7-NAPI") << at;
+      }
+    }
+  }
+}
+
+TEST_F(DriversTest, ThatTellOfSectionsThatAreNotThereAreNoted) {
+  std::string wrong = FileBytes(DRIVER_FILE);
+  wrong.replace(62, 2, "\xff\xff");
+  for (const TCompression& compression : kCompressions) {
+    InstallBeside(compression.ending, Compressed(wrong, compression.filter));
+    EXPECT_EQ(tree.Notes(std::string("e1000e.ko") + compression.ending +
+                         ": no version can be read: its header tells of sections")
+                  .size(),
+              1U);
+  }
+}
+
+TEST_F(DriversTest, WhoseCompressionBreaksOffAreNoted) {
+  for (const TCompression& compression : kCompressions) {
+    const std::string whole = Compressed(FileBytes(DRIVER_FILE), compression.filter);
+    InstallBeside(compression.ending, whole.substr(0, whole.size() / 2));
+    EXPECT_EQ(tree.Notes("no version can be read: it cannot be unpacked").size(), 1U)
+        << compression.ending;
+  }
+}
+
+TEST_F(DriversTest, AreUnpackedUpToALimit) {
+  const std::string much(std::size_t{257} << 20U, '\0');
+  InstallBeside(".zst", Compressed(much, ARCHIVE_FILTER_ZSTD));
+  EXPECT_EQ(tree.Notes("it is too large when it is unpacked").size(), 1U);
 }
 
 TEST_F(DriversTest, AreFoundWhateverABinaryIndexSays) {
