@@ -34,7 +34,8 @@ class Catalogue(WineTest):
         _, errors = self.run_program(
             "catalogue", "build", "--output", "новый", "--drivers", "драйверы", "--firmware",
             "список.csv", "--machine", "4638", "--os", "Windows 2003")
-        self.assertIn("bnx2.ko: kernel modules are read by svcheck for Linux alone", errors)
+        self.assertIn("bnx2.ko is no driver that can be read: kernel modules are read by svcheck "
+                      "for Linux alone", errors)
         listed, _ = self.run_program("catalogue", "list", "новый", "--format", "csv")
         self.assertIn("megasas.sys", listed)
         self.assertIn("4.17.0.64", listed)
