@@ -230,7 +230,8 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
                                     many, *MACHINES], cwd=self.folder, stderr=subprocess.PIPE)
         self.addCleanup(process.stderr.close)
         while not self.has_opened(process, many):
-            self.assertIsNone(process.poll())
+            if process.poll() is not None:
+                self.fail(f"ended with {process.returncode}: {process.stderr.read()}")
             time.sleep(0.001)
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(timeout=1), -signal.SIGINT)
