@@ -1,0 +1,1 @@
+// What the headers that the tests share are compiled for; see tests/CMakeLists.txt.
