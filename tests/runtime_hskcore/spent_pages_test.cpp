@@ -55,7 +55,8 @@ TEST_F(SpentPages, HoldTextsWhenTheirBlockIsGone) {
   ASSERT_TRUE(writer.TakePages(pages));
   EXPECT_EQ(pages.front(), 0);
   EXPECT_EQ(pages.back(), 0);
-  EXPECT_EQ(pages.data()[-1], 'x');
+  // A block may itself begin with a page.
+  EXPECT_TRUE(pages.data() == block.get() || pages.data()[-1] == 'x');
   block.reset();
   WriteTexts(12'000);
   ExpectTexts();
