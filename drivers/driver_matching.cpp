@@ -15,22 +15,73 @@
 
 using namespace NQRXHSK20;
 
-std::string NormalisedDriverName(std::string name) {
-  name.resize(std::min(name.find('.'), name.size()));
-  std::transform(name.begin(), name.end(), name.begin(), [](unsigned char character) {
-    return static_cast<char>(std::toupper(character));
-  });
-  return name;
+TDriverNameForm::TDriverNameForm() {
+  for (std::size_t i = 0; i < upperCase.size(); ++i) {
+    upperCase[i] = static_cast<char>(std::toupper(static_cast<int>(i)));
+  }
+}
+
+std::string_view TDriverNameForm::Of(std::string_view name) {
+  normalised = name.substr(0, name.find('.'));
+  for (char& character : normalised) {
+    character = upperCase[static_cast<unsigned char>(character)];
+  }
+  return normalised;
 }
 
 namespace {
 
-// An installed driver that takes part, with what every comparison with it needs.
+// An installed driver, with what every comparison with it needs.
 struct TInstalled {
   const DriverRecord* record;
   std::string name;       // Normalised.
-  std::string traceLine;  // "CurDriverName = " and the name.
+  std::string traceLine;  // "CurDriverName = " and the name; empty until it is traced.
+
+  bool TakesPart() const { return record->running && !record->fileName.empty(); }
 };
+using TInstalledList = std::vector<TInstalled>;
+
+// Installed drivers that take part, found by a text of theirs. A chain of such drivers is a list of
+// their numbers, the lowest first.
+class TDriverIndex {
+ public:
+  using TTextOf = std::string_view (*)(const TInstalled& driver);
+  static constexpr std::size_t kEnd = static_cast<std::size_t>(-1);
+
+  // The texts are the drivers' own, which must stay where they are.
+  TDriverIndex(const TInstalledList& drivers, TTextOf textOf);
+  // The first driver of the text; kEnd when there is none.
+  std::size_t Find(std::string_view text) const;
+  std::size_t After(std::size_t driver) const { return following[driver]; }
+
+ private:
+  std::unordered_map<std::string_view, std::size_t> firsts;
+  std::vector<std::size_t> following;
+};
+
+TDriverIndex::TDriverIndex(const TInstalledList& drivers, TTextOf textOf)
+    : following(drivers.size(), kEnd) {
+  firsts.reserve(drivers.size());
+  for (std::size_t i = drivers.size(); i-- > 0;) {
+    if (!drivers[i].TakesPart()) continue;
+    const auto [entry, isNew] = firsts.try_emplace(textOf(drivers[i]), i);
+    if (!isNew) following[i] = std::exchange(entry->second, i);
+  }
+}
+
+std::size_t TDriverIndex::Find(std::string_view text) const {
+  const auto entry = firsts.find(text);
+  return entry == firsts.end() ? kEnd : entry->second;
+}
+
+TInstalledList Normalised(const TDriverList& drivers, TDriverNameForm& form) {
+  TInstalledList list;
+  list.reserve(drivers.size());
+  for (const DriverRecord& record : drivers) {
+    list.push_back({&record, std::string(form.Of(record.fileName)), {}});
+  }
+  return list;
+}
 
 class TMatching {
  public:
@@ -38,40 +89,34 @@ class TMatching {
   void Match(const DriverRecord& offered);
 
  private:
-  using TIndexList = std::vector<std::size_t>;
-  using TIndex = std::unordered_map<std::string_view, TIndexList>;
-
-  void MatchTraced(const DriverRecord& offered, const std::string& name);
-  void MatchByIndex(const DriverRecord& offered, const std::string& name);
-  static const TIndexList& Find(const TIndex& index, const std::string& key);
-  const TIndexList& Marked(const std::string& marker);
-  void Deliver(const DriverRecord& offered, const std::string& name,
-               const DriverRecord& match) const;
+  void MatchTraced(const DriverRecord& offered, std::string_view name);
+  void MatchByIndex(const DriverRecord& offered, std::string_view name);
+  // The first driver that the marker matches.
+  std::size_t FirstMarked(const std::string& marker);
+  void Deliver(const DriverRecord& offered, std::string_view name, const DriverRecord& match) const;
 
   ILogger& logger;
   const TNamespaceHandle& results;
-  std::vector<TInstalled> installed;  // All of them: those that do not take part are traced too.
-  TIndex byName;                      // Of those that take part, as are the two below.
-  TIndex byFileName;                  // As it stands, for the offered record's marker.
-  std::string lastMarker;             // Offered drivers have all the same: it is looked up once.
-  const TIndexList* marked = nullptr;
+  TDriverNameForm form;
+  TInstalledList installed;  // All of them: those that do not take part are traced too.
+  const TDriverIndex byName;
+  const TDriverIndex byFileName;  // As it stands, for the offered record's marker.
+  std::string lastMarker;         // Offered drivers have all the same: it is looked up once.
+  std::size_t firstMarked;
 };
 
 TMatching::TMatching(const TDriverList& installedDrivers, const TNamespaceHandle& results)
-    : logger(TRootObject::GetCoreLogger()), results(results) {
-  installed.reserve(installedDrivers.size());  // The index holds views of the names.
-  for (const DriverRecord& record : installedDrivers) {
-    std::string name = NormalisedDriverName(record.fileName);
-    std::string line = "CurDriverName = " + name;
-    installed.push_back({&record, std::move(name), std::move(line)});
-    if (!record.running || record.fileName.empty()) continue;
-    byName[installed.back().name].push_back(installed.size() - 1);
-    byFileName[record.fileName].push_back(installed.size() - 1);
-  }
-}
+    : logger(TRootObject::GetCoreLogger()),
+      results(results),
+      installed(Normalised(installedDrivers, form)),
+      byName(installed, [](const TInstalled& driver) { return std::string_view(driver.name); }),
+      byFileName(
+          installed,
+          [](const TInstalled& driver) { return std::string_view(driver.record->fileName); }),
+      firstMarked(byFileName.Find(lastMarker)) {}
 
 void TMatching::Match(const DriverRecord& offered) {
-  const std::string name = NormalisedDriverName(offered.fileName);
+  const std::string_view name = form.Of(offered.fileName);
   if (logger.IsLogged(kLogTrace)) {
     MatchTraced(offered, name);
   } else {
@@ -79,9 +124,9 @@ void TMatching::Match(const DriverRecord& offered) {
   }
 }
 
-void TMatching::MatchTraced(const DriverRecord& offered, const std::string& name) {
-  const std::string offeredLine = "SVDriverName = " + name;
-  for (const TInstalled& candidate : installed) {
+void TMatching::MatchTraced(const DriverRecord& offered, std::string_view name) {
+  const std::string offeredLine = "SVDriverName = " + std::string(name);
+  for (TInstalled& candidate : installed) {
     if (!candidate.record->running) {
       logger.Log(kLogTrace, "Skipping this driver comparison coz it's not up and running.");
       continue;
@@ -90,6 +135,7 @@ void TMatching::MatchTraced(const DriverRecord& offered, const std::string& name
       logger.Log(kLogTrace, "CurDriverName is NULL");
       continue;
     }
+    if (candidate.traceLine.empty()) candidate.traceLine = "CurDriverName = " + candidate.name;
     logger.Log(kLogTrace, candidate.traceLine);
     logger.Log(kLogTrace, offeredLine);
     if (candidate.name == name || candidate.record->fileName == offered.marker) {
@@ -98,35 +144,32 @@ void TMatching::MatchTraced(const DriverRecord& offered, const std::string& name
   }
 }
 
-const TMatching::TIndexList& TMatching::Find(const TIndex& index, const std::string& key) {
-  static const TIndexList kNone;
-  const auto entry = index.find(key);
-  return entry == index.end() ? kNone : entry->second;
-}
-
-const TMatching::TIndexList& TMatching::Marked(const std::string& marker) {
-  if (marked == nullptr || marker != lastMarker) {
-    marked = &Find(byFileName, marker);
+std::size_t TMatching::FirstMarked(const std::string& marker) {
+  if (marker != lastMarker) {
+    firstMarked = byFileName.Find(marker);
     lastMarker = marker;
   }
-  return *marked;
+  return firstMarked;
 }
 
-void TMatching::MatchByIndex(const DriverRecord& offered, const std::string& name) {
-  const TIndexList& byItsName = Find(byName, name);
-  const TIndexList& byItsMarker = Marked(offered.marker);
-  if (byItsName.empty() && byItsMarker.empty()) return;
-  TIndexList matches;
-  std::set_union(byItsName.begin(), byItsName.end(), byItsMarker.begin(), byItsMarker.end(),
-                 std::back_inserter(matches));
-  for (const std::size_t match : matches) Deliver(offered, name, *installed[match].record);
+// A driver that name and marker match is delivered once.
+void TMatching::MatchByIndex(const DriverRecord& offered, std::string_view name) {
+  std::size_t named = byName.Find(name);
+  std::size_t marked = FirstMarked(offered.marker);
+  while (named != TDriverIndex::kEnd || marked != TDriverIndex::kEnd) {
+    const std::size_t match = std::min(named, marked);
+    if (named == match) named = byName.After(named);
+    if (marked == match) marked = byFileName.After(marked);
+    Deliver(offered, name, *installed[match].record);
+  }
 }
 
-void TMatching::Deliver(const DriverRecord& offered, const std::string& name,
+void TMatching::Deliver(const DriverRecord& offered, std::string_view name,
                         const DriverRecord& match) const {
   LogJoined(kLogTrace,
             {"Name: ", name, "Version: ", match.version, " SV Version: ", offered.version});
-  TSVPluginCallbacks::DeliverInstance(results, "Driver", name, match.version, offered.version);
+  TSVPluginCallbacks::DeliverInstance(results, "Driver", std::string(name), match.version,
+                                      offered.version);
 }
 
 }  // namespace

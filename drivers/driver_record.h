@@ -2,6 +2,7 @@
 #ifndef DRIVERS_DRIVER_RECORD_H_
 #define DRIVERS_DRIVER_RECORD_H_
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,7 +22,17 @@ std::string FileNameOfPath(std::string_view pathText);
 // one blank.
 void AppendOfferedDrivers(std::vector<DriverRecord>& list, std::string_view driverFiles);
 
-// The form in which names are compared: upper case, cut before the first ".".
-std::string NormalisedDriverName(std::string name);
+// Brings names into the form in which they are compared: upper case, cut before the first ".". What
+// upper case is says the C library's locale, which is asked once. Used by one thread.
+class TDriverNameForm {
+ public:
+  TDriverNameForm();
+  // Valid until the next call.
+  std::string_view Of(std::string_view name);
+
+ private:
+  std::array<char, 256> upperCase;
+  std::string normalised;
+};
 
 #endif  // DRIVERS_DRIVER_RECORD_H_

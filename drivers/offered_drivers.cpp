@@ -9,35 +9,37 @@ namespace {
 
 constexpr std::string_view kMark = "-#";
 // Lists are long: room for a few at a time would have them moved many times.
-constexpr std::size_t kFewest = 1024;
+constexpr std::size_t kFewest = 4096;
 
-// Cuts the version off the front of the text. The last version of a list is the whole rest, with
-// its blanks. Any other ends at a blank; where that is missing, the position wraps to 0 and
-// nothing is cut: the version runs on, and stands in front of the next name as well.
-std::string_view TakeVersion(std::string_view& text) {
-  if (text.find(kMark) == std::string_view::npos) return text;
-  const std::size_t blank = text.find(' ');
-  const std::string_view version = text.substr(0, blank);
-  text.remove_prefix(blank + 1);
-  return version;
+void Append(TDriverList& list, std::string_view name, std::string_view version) {
+  if (name.empty() || version.empty()) return;
+  if (list.size() == list.capacity()) list.reserve(std::max(kFewest, list.size() * 4));
+  DriverRecord& record = list.emplace_back();
+  record.fileName = name;
+  record.marker = "NaN";
+  record.version = version;
 }
 
 }  // namespace
 
+// The last version of a list is the whole rest, with its blanks. Any other ends at a blank; where
+// that is missing, the position wraps to 0 and nothing is cut: the version runs on, and stands in
+// front of the next name as well.
 void AppendOfferedDrivers(std::vector<DriverRecord>& list, std::string_view driverFiles) {
   std::size_t mark = driverFiles.find(kMark);
   while (mark != std::string_view::npos) {
     const std::string_view name = driverFiles.substr(0, mark);
     driverFiles.remove_prefix(mark + kMark.size());
-    const std::string_view version = TakeVersion(driverFiles);
-    if (!name.empty() && !version.empty()) {
-      if (list.size() == list.capacity()) list.reserve(std::max(kFewest, list.size() * 4));
-      DriverRecord& record = list.emplace_back();
-      record.fileName = name;
-      record.marker = "NaN";
-      record.version = version;
+    const std::size_t nextMark = driverFiles.find(kMark);
+    if (nextMark == std::string_view::npos) {
+      Append(list, name, driverFiles);
+      return;
     }
-    mark = driverFiles.find(kMark);
+    const std::size_t blank = driverFiles.find(' ');
+    Append(list, name, driverFiles.substr(0, blank));
+    const std::size_t next = blank + 1;
+    driverFiles.remove_prefix(next);
+    mark = nextMark >= next ? nextMark - next : driverFiles.find(kMark);
   }
 }
 

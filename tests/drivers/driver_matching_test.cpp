@@ -135,8 +135,9 @@ void PrintTo(const TName& name, std::ostream* stream) { *stream << name.text; }
 class TNormalisedName : public testing::TestWithParam<TName> {};
 
 TEST_P(TNormalisedName, IsUpperCaseAndCutBeforeTheFirstDot) {
-  EXPECT_EQ(NormalisedDriverName(GetParam().text), GetParam().normalised);
-  EXPECT_EQ(NormalisedDriverName(GetParam().normalised), GetParam().normalised);
+  TDriverNameForm form;
+  EXPECT_EQ(form.Of(GetParam().text), GetParam().normalised);
+  EXPECT_EQ(form.Of(GetParam().normalised), GetParam().normalised);
 }
 
 constexpr TName kNames[] = {

@@ -9,11 +9,12 @@ using namespace svc::fuzz;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(AsText(data, size));
   TDriverList offered;
+  TDriverNameForm form;
   AppendOfferedDrivers(offered, text);
   for (const DriverRecord& record : offered) {
     Require(text.find(record.fileName + "-#" + record.version) != std::string::npos,
             "an entry is a part of its list");
-    NormalisedDriverName(record.fileName);
+    form.Of(record.fileName);
   }
   const std::size_t keyLength = size / 8;
   const TKeyLookup lookup = FindVersionOfKey(text, text.substr(size / 2, keyLength));
