@@ -14,7 +14,7 @@ namespace svc {
 class TWatchingProvider : public INamespaceProvider {
  public:
   TWatchingProvider(boost::shared_ptr<INamespaceProvider> watched, IReadObserver* observer,
-                    boost::shared_ptr<const THiddenInstances> hidden)
+                    THiddenInstancesHandle hidden)
       : watched(std::move(watched)), observer(observer), hidden(std::move(hidden)) {}
 
   std::string GetName() const override { return watched->GetName(); }
@@ -29,11 +29,10 @@ class TWatchingProvider : public INamespaceProvider {
   boost::shared_ptr<INamespaceProvider> watched;
   boost::shared_ptr<ICIMNamespace> last;
   IReadObserver* observer;  // Not owned.
-  boost::shared_ptr<const THiddenInstances> hidden;
+  THiddenInstancesHandle hidden;
 };
 
-TCatalogueWatch::TCatalogueWatch(IReadObserver* observer,
-                                 const boost::shared_ptr<const THiddenInstances>& hidden) {
+TCatalogueWatch::TCatalogueWatch(IReadObserver* observer, const THiddenInstancesHandle& hidden) {
   const auto manager = TRootObject::GetNamespaceProviderManager();
   provider = boost::shared_ptr<TWatchingProvider>(
       new TWatchingProvider(manager->GetProvider("inmem"), observer, hidden));

@@ -23,7 +23,7 @@ class TCatalogueWatch {
   // `observer`, where there is one, sees what is read of each such namespace; `hidden`, where there
   // are any, cannot be seen in it.
   explicit TCatalogueWatch(IReadObserver* observer = nullptr,
-                           const boost::shared_ptr<const THiddenInstances>& hidden = {});
+                           const THiddenInstancesHandle& hidden = {});
   ~TCatalogueWatch();
   TCatalogueWatch(const TCatalogueWatch&) = delete;
   TCatalogueWatch& operator=(const TCatalogueWatch&) = delete;

@@ -6,8 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/hskcore/value_text.h"
-
 namespace svc {
 
 using NQRXHSK20::ECIMType;
@@ -82,8 +80,6 @@ TCIMValue ArrayValue(ECIMType type, std::string_view text) {
 }
 
 }  // namespace
-
-bool IsStoredAsText(TForm form) noexcept { return form.isArray || IsTextType(form.type); }
 
 TCIMValue ValueOfCell(TForm form, TCell cell) {
   if (!IsStoredAsText(form)) {

@@ -9,6 +9,7 @@
 
 #include "host/hskcore/value.h"
 #include "runtime/hskcore/shape_table.h"
+#include "runtime/hskcore/value_text.h"
 
 namespace svc {
 
@@ -22,7 +23,7 @@ inline TStoredText TextOf(TCell cell) noexcept {
 }
 
 // Whether cells of the form are addresses of stored texts.
-bool IsStoredAsText(TForm form) noexcept;
+constexpr bool IsStoredAsText(TForm form) noexcept { return form.isArray || IsTextType(form.type); }
 
 // The value of a cell. Its texts are borrowed: they must outlive it.
 NQRXHSK20::TCIMValue ValueOfCell(TForm form, TCell cell);

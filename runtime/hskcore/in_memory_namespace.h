@@ -72,16 +72,17 @@ HSKCORE_API void SetReadObserver(const boost::shared_ptr<NQRXHSK20::ICIMNamespac
 // The number of an instance that an observer was told of.
 HSKCORE_API TRowId NumberOf(const NQRXHSK20::ICIMInstance& instance) noexcept;
 
-// Instances of one shared state that readers can do without.
-struct THiddenInstances {
-  TSharedStateHandle state;
-  std::vector<bool> isHidden;  // By number; those behind the last are not.
-};
+// Instances of one shared state that readers can do without. May be used from any thread.
+class THiddenInstances;
+using THiddenInstancesHandle = boost::shared_ptr<const THiddenInstances>;
 
+// `isHidden` tells by number; instances behind its last are not. REQUIRES: a state.
+HSKCORE_API THiddenInstancesHandle MakeHiddenInstances(const TSharedStateHandle& state,
+                                                       std::vector<bool> isHidden);
 // From here on enumerations of `target` leave these out, whenever it holds that state and nothing
 // else; empty for none. Throws THSKException when `target` is empty or no in-memory namespace.
 HSKCORE_API void HideInstances(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
-                               const boost::shared_ptr<const THiddenInstances>& hidden);
+                               const THiddenInstancesHandle& hidden);
 
 // The name of a property as a document writes it, looked up once for all the times that it occurs.
 // Means something to the writer that gave it only, as long as the text lives.

@@ -155,13 +155,8 @@ boost::shared_ptr<ICIMClass> TInMemoryNamespace::ClassHandle(TClassId id) {
 
 std::vector<TRowId> TInMemoryNamespace::ShownInstancesOf(TClassId id, bool deep) const {
   if (!shared) return state->InstancesOf(id, deep);
-  const std::vector<TRowId>& all = shared->InstancesOf(id, deep);
-  if (!hidden || hidden->state != shared) return all;
-  const std::vector<bool>& isHidden = hidden->isHidden;
-  std::vector<TRowId> shown;
-  std::copy_if(all.begin(), all.end(), std::back_inserter(shown),
-               [&isHidden](TRowId row) { return row >= isHidden.size() || !isHidden[row]; });
-  return shown;
+  const bool isShortened = hidden && hidden->State() == shared;
+  return isShortened ? hidden->ShownInstancesOf(id, deep) : shared->InstancesOf(id, deep);
 }
 
 void TInMemoryNamespace::Enumerate(TClassId id, bool deep, const TInstanceCallback& callback) {
@@ -202,7 +197,9 @@ bool TInMemoryNamespace::Find(TRowId row, std::string_view name, TPropertyFinder
 std::optional<std::string> TInMemoryNamespace::TextOf(TRowId row, std::string_view name) {
   TPropertyFinder::TFound found;
   if (!Find(row, name, found)) return {};
-  return ValueOfCell(found.form, found.cell).ToString(10);
+  const bool isText = IsStoredAsText(found.form) && !found.form.isArray && found.cell != 0;
+  return isText ? std::string(ViewOf(svc::TextOf(found.cell)))
+                : ValueOfCell(found.form, found.cell).ToString(10);
 }
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::PropertyOf(TRowId row,
@@ -226,8 +223,9 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassI
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
   if (recent.empty()) {
-    const std::size_t size =
-        std::bit_ceil(std::clamp<std::size_t>(state->RowCount(), kFewestRecent, kMostRecent));
+    // Of what is shared only the classes' own properties are made here.
+    const std::size_t rows = shared ? 0 : state->RowCount();
+    const std::size_t size = std::bit_ceil(std::clamp(rows, kFewestRecent, kMostRecent));
     recent.resize(size);
     seenOnce.resize(size);
   }

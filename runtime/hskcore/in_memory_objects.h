@@ -109,7 +109,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
 
   void SetObserver(IReadObserver* newObserver) noexcept { observer = newObserver; }
   IReadObserver* Observer() const noexcept { return observer; }
-  void Hide(boost::shared_ptr<const THiddenInstances> instances) { hidden.swap(instances); }
+  void Hide(THiddenInstancesHandle instances) { hidden.swap(instances); }
 
   const TCimState& State() const noexcept { return *state; }
   // Copies first what is shared.
@@ -151,7 +151,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   // What `state` belongs to, unless it is this namespace's own.
   TSharedStateHandle shared;
   IReadObserver* observer = nullptr;  // Not owned.
-  boost::shared_ptr<const THiddenInstances> hidden;
+  THiddenInstancesHandle hidden;
   TPropertyFinder finder;
   // Names that were asked for, by what is cheap to see of them: readers ask for the same few.
   std::array<TNameId, 32> likelyNames;

@@ -324,8 +324,8 @@ void SetReadObserver(const boost::shared_ptr<ICIMNamespace>& target, IReadObserv
 }
 
 std::optional<std::string> StoredText(const ICIMInstance& instance, std::string_view name) {
-  const auto* const stored = dynamic_cast<const TStoredInstance*>(&instance);
-  return stored == nullptr ? std::nullopt : stored->Text(name);
+  if (typeid(instance) != typeid(TStoredInstance)) return {};
+  return static_cast<const TStoredInstance&>(instance).Text(name);
 }
 
 TRowId NumberOf(const ICIMInstance& instance) noexcept {
@@ -333,7 +333,7 @@ TRowId NumberOf(const ICIMInstance& instance) noexcept {
 }
 
 void HideInstances(const boost::shared_ptr<ICIMNamespace>& target,
-                   const boost::shared_ptr<const THiddenInstances>& hidden) {
+                   const THiddenInstancesHandle& hidden) {
   InMemory(target)->Hide(hidden);
 }
 

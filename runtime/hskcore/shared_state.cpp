@@ -1,5 +1,8 @@
 #include "runtime/hskcore/shared_state.h"
 
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -38,13 +41,22 @@ boost::shared_ptr<NQRXHSK20::ICIMProperty> TSharedState::Property(
 }
 
 const std::vector<TRowId>& TSharedState::InstancesOf(TClassId classId, bool deep) const {
-  const std::lock_guard lock(mutex);
-  const std::pair key(classId, deep);
-  auto entry = instances.find(key);
-  if (entry == instances.end()) {
-    entry = instances.emplace(key, state->InstancesOf(classId, deep)).first;
-  }
-  return entry->second;
+  return instances.Of(classId, deep, [&] { return state->InstancesOf(classId, deep); });
+}
+
+const std::vector<TRowId>& THiddenInstances::ShownInstancesOf(TClassId classId, bool deep) const {
+  return shown.Of(classId, deep, [&] {
+    const std::vector<TRowId>& all = state->InstancesOf(classId, deep);
+    std::vector<TRowId> rows;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(rows),
+                 [&](TRowId row) { return row >= isHidden.size() || !isHidden[row]; });
+    return rows;
+  });
+}
+
+THiddenInstancesHandle MakeHiddenInstances(const TSharedStateHandle& state,
+                                           std::vector<bool> isHidden) {
+  return boost::make_shared<const THiddenInstances>(state, std::move(isHidden));
 }
 
 }  // namespace svc

@@ -1,6 +1,6 @@
 // What several in-memory namespaces hold in common: the contents of one, once it is shared, with
-// the properties that were read of it. Each namespace copies it before it is written to. May be
-// used from several threads.
+// the properties that were read of it, and what of it is hidden. Each namespace copies it before it
+// is written to. May be used from several threads.
 #ifndef RUNTIME_HSKCORE_SHARED_STATE_H_
 #define RUNTIME_HSKCORE_SHARED_STATE_H_
 
@@ -18,6 +18,23 @@
 #include "runtime/hskcore/stored_property.h"
 
 namespace svc {
+
+// Lists of instances by class, each made once.
+class TInstanceLists {
+ public:
+  // `make` returns the list where there is none yet. Valid as long as this object.
+  template <typename TMake>
+  const std::vector<TRowId>& Of(TClassId classId, bool deep, const TMake& make) {
+    const std::lock_guard lock(mutex);
+    const std::pair key(classId, deep);
+    const auto known = lists.find(key);
+    return known != lists.end() ? known->second : lists.emplace(key, make()).first->second;
+  }
+
+ private:
+  std::mutex mutex;
+  std::map<std::pair<TClassId, bool>, std::vector<TRowId>> lists;
+};
 
 class TSharedState {
  public:
@@ -43,8 +60,22 @@ class TSharedState {
   std::vector<std::uint64_t> firstCells;
   // Of each cell; null until it is asked for.
   mutable std::vector<std::atomic<TStoredProperty*>> properties;
-  mutable std::mutex mutex;  // Guards what follows.
-  mutable std::map<std::pair<TClassId, bool>, std::vector<TRowId>> instances;
+  mutable TInstanceLists instances;
+};
+
+class THiddenInstances {
+ public:
+  THiddenInstances(TSharedStateHandle state, std::vector<bool> isHidden)
+      : state(std::move(state)), isHidden(std::move(isHidden)) {}
+
+  const TSharedStateHandle& State() const noexcept { return state; }
+  // Those of the state that are not hidden. Valid as long as this object.
+  const std::vector<TRowId>& ShownInstancesOf(TClassId classId, bool deep) const;
+
+ private:
+  TSharedStateHandle state;
+  std::vector<bool> isHidden;
+  mutable TInstanceLists shown;
 };
 
 }  // namespace svc

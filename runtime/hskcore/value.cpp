@@ -139,6 +139,7 @@ TCIMValue TCIMValue::BorrowedText(ECIMType type, std::string_view text) {
 
 std::string TCIMValue::ToString(std::uint8_t radix) const {
   if (const auto* borrowed = std::get_if<std::string_view>(&data)) return std::string(*borrowed);
+  if (const auto* text = std::get_if<std::string>(&data)) return *text;
   return std::visit(TTextOf{type, radix}, data);
 }
 

@@ -79,7 +79,7 @@ std::vector<bool> TElementReads::PassedOver() const {
   return passedOver;
 }
 
-boost::shared_ptr<const THiddenInstances> TPassedOver::Of(const std::string& kind) const {
+THiddenInstancesHandle TPassedOver::Of(const std::string& kind) const {
   const auto found = kinds.find(kind);
   return found == kinds.end() ? nullptr : found->second;
 }
@@ -89,7 +89,7 @@ void TPassedOver::Learn(const std::string& kind, const TElementReads& reads,
   const TSharedStateHandle state = catalogue ? SharedStateOf(catalogue) : nullptr;
   if (!state) return;
   if (kinds.size() >= kMostKinds) kinds.clear();
-  kinds[kind].reset(new THiddenInstances{state, reads.PassedOver()});
+  kinds[kind] = MakeHiddenInstances(state, reads.PassedOver());
 }
 
 }  // namespace svc::fleet

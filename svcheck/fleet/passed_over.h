@@ -43,13 +43,13 @@ class TElementReads : public IReadObserver {
 class TPassedOver {
  public:
   // Empty when nothing is known of the kind.
-  boost::shared_ptr<const THiddenInstances> Of(const std::string& kind) const;
+  THiddenInstancesHandle Of(const std::string& kind) const;
   // Takes what a query for a machine of the kind read of the catalogue.
   void Learn(const std::string& kind, const TElementReads& reads,
              const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue);
 
  private:
-  std::map<std::string, boost::shared_ptr<const THiddenInstances>> kinds;
+  std::map<std::string, THiddenInstancesHandle> kinds;
 };
 
 }  // namespace svc::fleet

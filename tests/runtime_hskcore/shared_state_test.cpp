@@ -54,8 +54,7 @@ struct TNumberObserver : IReadObserver {
 // A sharer that does not show the first instance of its source.
 TNamespaceHandle SharerOfTheSecond(const TNamespaceHandle& source) {
   TNamespaceHandle space = Sharer(source);
-  HideInstances(space, boost::shared_ptr<const THiddenInstances>(
-                           new THiddenInstances{ShareState(source), {true}}));
+  HideInstances(space, MakeHiddenInstances(ShareState(source), {true}));
   return space;
 }
 
