@@ -25,7 +25,11 @@ std::string& TSVPluginCallbacks::GetValue(const TCIMValue& value, std::string& o
   LogTrace("In GetValue");
   output.clear();
   if (value.IsNull()) return output;
-  if (!value.IsArray()) return output = value.ToString(10);
+  if (!value.IsArray()) {
+    std::string text = value.ToString(10);
+    output.swap(text);
+    return output;
+  }
   const auto& elements = static_cast<const std::vector<TCIMValue>&>(value);
   constexpr std::size_t kUsualLength = 16;
   output.reserve(elements.size() * kUsualLength);

@@ -1,13 +1,24 @@
 #include "report/json_parts.h"
 
+#include <algorithm>
+
 #include "report/text.h"
+#include "runtime/hskcore/json_text.h"
 
 namespace svc::report {
 
+namespace {
+
+char* Write(char* at, std::string_view text) { return std::copy(text.begin(), text.end(), at); }
+
+}  // namespace
+
 TJsonObject& TJsonObject::Text(std::string_view name, std::string_view value) {
-  Begin(name);
-  AppendJsonString(members, value);
-  return *this;
+  char* at = Begin(name, value.size() * kLongestJsonByte + 2);
+  *at++ = '"';
+  at = WriteJsonText(at, value);
+  *at++ = '"';
+  return End(at);
 }
 
 TJsonObject& TJsonObject::TextIfAny(std::string_view name, std::string_view value) {
@@ -15,16 +26,23 @@ TJsonObject& TJsonObject::TextIfAny(std::string_view name, std::string_view valu
 }
 
 TJsonObject& TJsonObject::Raw(std::string_view name, std::string_view value) {
-  Begin(name);
-  members += value;
-  return *this;
+  return End(Write(Begin(name, value.size()), value));
 }
 
-void TJsonObject::Begin(std::string_view name) {
-  if (members.size() > 1) members += ',';
-  members += '"';
-  members += name;
-  members += "\":";
+char* TJsonObject::Begin(std::string_view name, std::size_t mostBytes) {
+  constexpr std::string_view kAround = ",\"\":";
+  const bool isFirst = text.back() == '{';
+  const std::size_t size = text.size();
+  text.resize(size + kAround.size() + name.size() + mostBytes);
+  char* at = text.data() + size;
+  if (!isFirst) *at++ = ',';
+  *at++ = '"';
+  return Write(Write(at, name), "\":");
+}
+
+TJsonObject& TJsonObject::End(const char* end) {
+  text.resize(static_cast<std::size_t>(end - text.data()));
+  return *this;
 }
 
 TJsonObject& TJsonObject::Number(std::string_view name, std::size_t value) {
@@ -40,9 +58,8 @@ std::string JsonOfAcceptance(const TAcceptance& acceptance) {
       .Done();
 }
 
-TJsonObject RawRecord(const TRecord& record) {
-  return TJsonObject()
-      .Text("Type", record.type)
+void AddRawRecord(const TRecord& record, TJsonObject& object) {
+  object.Text("Type", record.type)
       .Text("Name", record.name)
       .Text("InstalledVersion", record.installed)
       .Text("SVVersion", record.offered);
@@ -50,12 +67,21 @@ TJsonObject RawRecord(const TRecord& record) {
 
 }  // namespace
 
-std::string JsonOfRawRecord(const TRecord& record) { return RawRecord(record).Done(); }
+std::string JsonOfRawRecord(const TRecord& record) {
+  TJsonObject object;
+  AddRawRecord(record, object);
+  return object.Done();
+}
 
 std::string JsonOfRecord(const TRecord& record) {
-  TJsonObject object = RawRecord(record);
-  AddVerdict(record, object);
+  TJsonObject object;
+  AddRecord(record, object);
   return object.Done();
+}
+
+void AddRecord(const TRecord& record, TJsonObject& object) {
+  AddRawRecord(record, object);
+  AddVerdict(record, object);
 }
 
 void AddVerdict(const TRecord& record, TJsonObject& object) {

@@ -191,7 +191,10 @@ TNameId TInMemoryNamespace::FindName(std::string_view name) {
 
 bool TInMemoryNamespace::Find(TRowId row, std::string_view name, TPropertyFinder::TFound& found) {
   const TNameId nameId = FindName(name);
-  return nameId != kNone && finder.Find(*state, row, nameId, found);
+  if (nameId == kNone || !finder.Find(*state, row, nameId, found)) return false;
+  // Where some are hidden, the next ones are seldom read.
+  if (!hidden) TPropertyFinder::FetchNext(*state, row, found);
+  return true;
 }
 
 std::optional<std::string> TInMemoryNamespace::TextOf(TRowId row, std::string_view name) {

@@ -2,6 +2,7 @@
 #ifndef RUNTIME_HSKCORE_JSON_TEXT_H_
 #define RUNTIME_HSKCORE_JSON_TEXT_H_
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -23,6 +24,15 @@ constexpr std::uint64_t OddBytes(std::uint64_t word) noexcept {
   const std::uint64_t quote = hasZero(word ^ ('"' * kEach));
   const std::uint64_t backslash = hasZero(word ^ ('\\' * kEach));
   return (word | control | quote | backslash) & (0x80 * kEach);
+}
+
+// How many of the eight bytes come before the first odd one, as they stand in memory. Where the
+// processor puts the highest byte first, none of a word with an odd byte are told to.
+constexpr std::size_t PlainBytes(std::uint64_t word) noexcept {
+  const std::uint64_t odd = OddBytes(word);
+  if (odd == 0) return sizeof word;
+  const bool isFirstLowest = std::endian::native == std::endian::little;
+  return isFirstLowest ? static_cast<std::size_t>(std::countr_zero(odd)) / 8 : 0;
 }
 
 // Sixteen bytes at a time, in a vector where the processor has such. As signed numbers, so that all

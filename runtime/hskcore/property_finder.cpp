@@ -16,16 +16,6 @@ std::uint64_t HashOf(TShapeId shape, std::uint32_t other) noexcept {
   return Mix(((static_cast<std::uint64_t>(shape) << 32) | other) ^ HashSeed(), kMixA);
 }
 
-// Readers walk over the instances in order: what they read next is in no cache.
-void FetchNext(const TCimState& state, TRowId rowId, const TShapeTable::TNode& node) noexcept {
-  constexpr TRowId kAhead = 3;
-  if (state.RowCount() - rowId <= 2 * kAhead || !IsStoredAsText(node.form)) return;
-  __builtin_prefetch(state.Row(rowId + 2 * kAhead).cells + node.depth - 1);
-  const TRow& later = state.Row(rowId + kAhead);
-  if (later.shape == state.Row(rowId).shape)
-    __builtin_prefetch(TextOf(later.cells[node.depth - 1]));
-}
-
 }  // namespace
 
 bool TPropertyFinder::Find(const TCimState& state, TRowId rowId, TNameId name, TFound& found) {
@@ -41,7 +31,6 @@ bool TPropertyFinder::Find(const TCimState& state, TRowId rowId, TNameId name, T
   }
   if (place.writer != kNone) {
     const TShapeTable::TNode& node = state.Shapes()[place.writer];
-    FetchNext(state, rowId, node);
     found = {node.form, row.cells[node.depth - 1], node.depth - 1};
     return true;
   }
@@ -50,6 +39,16 @@ bool TPropertyFinder::Find(const TCimState& state, TRowId rowId, TNameId name, T
   }
   found = {place.declaration->form, place.declaration->defaultCell, kNone};
   return true;
+}
+
+void TPropertyFinder::FetchNext(const TCimState& state, TRowId rowId,
+                                const TFound& found) noexcept {
+  constexpr TRowId kAhead = 3;
+  if (state.RowCount() - rowId <= 2 * kAhead || !IsStoredAsText(found.form)) return;
+  if (found.place == kNone) return;
+  __builtin_prefetch(state.Row(rowId + 2 * kAhead).cells + found.place);
+  const TRow& later = state.Row(rowId + kAhead);
+  if (later.shape == state.Row(rowId).shape) __builtin_prefetch(TextOf(later.cells[found.place]));
 }
 
 TPropertyFinder::TPlace TPropertyFinder::Locate(const TCimState& state, const TRow& row,

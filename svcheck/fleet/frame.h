@@ -15,9 +15,12 @@ namespace svc::fleet {
 
 using TLength = std::uint64_t;
 
-inline void AppendFrame(std::string& bytes, std::string_view text) {
-  const TLength length = text.size();
+inline void AppendLength(std::string& bytes, TLength length) {
   bytes.append(reinterpret_cast<const char*>(&length), sizeof length);
+}
+
+inline void AppendFrame(std::string& bytes, std::string_view text) {
+  AppendLength(bytes, text.size());
   bytes += text;
 }
 
@@ -33,11 +36,13 @@ inline std::optional<std::string_view> TakeFrame(std::string_view& bytes) {
 }
 
 inline std::string FrameOfTask(const TTask& task) {
-  std::string body(1, static_cast<char>(task.inventory));
-  AppendFrame(body, task.machine);
-  AppendFrame(body, task.text);
+  const std::size_t body = 1 + 2 * sizeof(TLength) + task.machine.size() + task.text.size();
   std::string frame;
-  AppendFrame(frame, body);
+  frame.reserve(sizeof(TLength) + body);
+  AppendLength(frame, body);
+  frame += static_cast<char>(task.inventory);
+  AppendFrame(frame, task.machine);
+  AppendFrame(frame, task.text);
   return frame;
 }
 

@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
 
+#include "report/utf8.h"
+#include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/json_text.h"
 #include "runtime/hskcore/path_of.h"
 #include "svcheck/paths.h"
 
@@ -60,34 +65,68 @@ bool IsPlain(char c) {
   return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
 }
 
-// Takes a JSON string of ASCII off the line. False for any other, which is left to a library.
+// Copies what JSON writes as it is, up to something else.
+void CopyPlainText(std::string_view& rest, char*& target) {
+  std::size_t plain = sizeof(std::uint64_t);
+  while (plain == sizeof(std::uint64_t) && rest.size() >= sizeof(std::uint64_t)) {
+    const std::uint64_t word = LoadWord(rest.data());
+    std::memcpy(target, &word, sizeof word);
+    plain = PlainBytes(word);
+    target += plain;
+    rest.remove_prefix(plain);
+  }
+}
+
+// Takes a character off a JSON string as it is written there, and writes it. False at the end, and
+// for an escape of more than two characters.
+bool TakeCharacter(std::string_view& rest, char*& target) {
+  const report::TCodePoint character = report::FirstCodePoint(rest);
+  const bool isEscape = rest[0] == '\\';
+  if (rest[0] == '"' || character.value < 0x20 || !character.valid) return false;
+  if (isEscape && (rest.size() < 2 || Unescaped(rest[1]) == '\0')) return false;
+  if (isEscape) {
+    *target++ = Unescaped(rest[1]);
+  } else {
+    target = std::copy_n(rest.data(), character.size, target);
+  }
+  rest.remove_prefix(isEscape ? 2 : character.size);
+  return true;
+}
+
+// Takes a JSON string off the line. False for an unusual one, which is left to a library.
 bool TakeString(std::string_view& rest, std::string& text) {
   if (!TakePunctuation(rest, '"')) return false;
-  text.clear();
-  for (;;) {
-    const auto* const end = std::find_if_not(rest.begin(), rest.end(), IsPlain);
-    text.append(rest.begin(), end);
-    rest.remove_prefix(static_cast<std::size_t>(end - rest.begin()));
-    if (TakePunctuation(rest, '"')) return true;
-    const char escaped = rest.size() >= 2 && rest[0] == '\\' ? Unescaped(rest[1]) : '\0';
-    if (escaped == '\0') return false;
-    text += escaped;
-    rest.remove_prefix(2);
-  }
+  text.resize(rest.size());
+  char* end = text.data();
+  do {
+    CopyPlainText(rest, end);
+  } while (!rest.empty() && TakeCharacter(rest, end));
+  text.resize(static_cast<std::size_t>(end - text.data()));
+  return TakePunctuation(rest, '"');
+}
+
+// The same for a short one, which is mostly plain.
+bool TakeShortString(std::string_view& rest, std::string& text) {
+  std::string_view plain = rest;
+  if (!TakePunctuation(plain, '"')) return false;
+  const std::string_view found = plain.substr(0, plain.find('"'));
+  if (!std::all_of(found.begin(), found.end(), IsPlain)) return TakeString(rest, text);
+  text = found;
+  rest = plain.substr(found.size());
+  return TakePunctuation(rest, '"');
 }
 
 // A machine's line in the form that `svcheck collect` writes. To read the inventory in it with a
 // library would take longer than to compare the machine.
 std::optional<TTask> TaskOfUsualLine(std::string_view line) {
   TTask task{{}, TTask::EInventory::kDocument, {}};
-  task.text.reserve(line.size());
   std::string key;
-  const auto takeMember = [&](std::string_view name, std::string& text) {
-    return TakeString(line, key) && key == name && TakePunctuation(line, ':') &&
-           TakeString(line, text);
+  const auto takeName = [&](std::string_view name) {
+    return TakeShortString(line, key) && key == name && TakePunctuation(line, ':');
   };
-  const bool isUsual = TakePunctuation(line, '{') && takeMember("machine", task.machine) &&
-                       TakePunctuation(line, ',') && takeMember("inventory", task.text) &&
+  const bool isUsual = TakePunctuation(line, '{') && takeName("machine") &&
+                       TakeShortString(line, task.machine) && TakePunctuation(line, ',') &&
+                       takeName("inventory") && TakeString(line, task.text) &&
                        TakePunctuation(line, '}') && line.empty();
   if (!isUsual) return {};
   return task;

@@ -7,7 +7,6 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "report/json_parts.h"
-#include "report/text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/json_logger.h"
 #include "runtime/hskcore/path_of.h"
@@ -60,19 +59,24 @@ std::string MachineTypeOf(const TQueryRun& run) {
 }
 
 std::string Text(const report::TReport& report, const std::string& machine) {
-  const std::string start = "{\"machine\":" + report::JsonString(machine) + ",";
-  std::string text;
+  std::string lines;
+  const auto append = [&](const auto& addMembers) {
+    report::TJsonObject line(std::move(lines));
+    line.Text("machine", machine);
+    addMembers(line);
+    lines = line.Done();
+    lines += '\n';
+  };
   for (const report::TRecord& record : report.records) {
-    text += start;
-    text.append(report::JsonOfRecord(record), 1);
-    text += '\n';
+    append([&](report::TJsonObject& line) { report::AddRecord(record, line); });
   }
-  text += start;
-  text += "\"outcome\":" + report::JsonString(report::RowOf(report.outcome).name);
-  text += ",\"machineType\":" + report::JsonString(report.machine.type);
-  text += ",\"summary\":" + report::JsonOfSummary(report::Summarize(report), false);
-  text += ",\"errors\":" + report::JsonOfTexts(report.errors) + "}\n";
-  return text;
+  append([&](report::TJsonObject& line) {
+    line.Text("outcome", report::RowOf(report.outcome).name)
+        .Text("machineType", report.machine.type)
+        .Raw("summary", report::JsonOfSummary(report::Summarize(report), false))
+        .Raw("errors", report::JsonOfTexts(report.errors));
+  });
+  return lines;
 }
 
 boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std::string& machine) {

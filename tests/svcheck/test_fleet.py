@@ -100,6 +100,18 @@ class Results(FleetTest):
                 told = records_of(self.fleet("--inventories", "-", input=line).stdout)
                 self.assertEqual({record["machine"] for record in told}, {name})
 
+    def test_texts_of_lines_are_read_wherever_an_odd_character_stands(self):
+        names = ["a" * before + odd + "b" * (20 - before) for before in range(20)
+                 for odd in ('"', "\\\\", "\t", "/", "é", "€", "😀", "\x7f", "\x01", "é\"")]
+        inventory = json.loads(self.lines_of(1).read_text())["inventory"]
+        lines = self.write("names.ndjson", "".join(
+            json.dumps({"machine": name, "inventory": inventory}, ensure_ascii=is_escaped) + "\n"
+            for name in names for is_escaped in (False, True)))
+        told = records_of(self.fleet("--inventories", lines).stdout)
+        ends = [line["machine"] for line in told if "outcome" in line]
+        self.assertEqual(ends, [name for name in names for _ in range(2)])
+        self.assertEqual({line["outcome"] for line in told if "outcome" in line}, {"done"})
+
     def test_machines_of_folders_are_named_by_their_way(self):
         self.machines(1, "site/rack 1")
         result = self.fleet("--inventories", self.folder / "site")
@@ -134,6 +146,15 @@ class Failures(FleetTest):
                          ["done", "failed", "failed", "failed", "failed", "done"])
         self.assertEqual([line["machine"] for line in ends],
                          ["m0000", "-:2", "x", "-:5", "-:6", "m0000"])
+
+    def test_bytes_that_are_no_utf_8_cost_one_answer(self):
+        lines = self.lines_of(1)
+        good = lines.read_bytes()
+        for odd in (b"\xff", b"\xc3", b"\xe2\x82", b"\xed\xa0\x80", b"\x01"):
+            lines.write_bytes(good.replace(b"m0000", b"m" + odd) + good)
+            told = records_of(self.fleet("--inventories", lines).stdout)
+            ends = [(line["machine"], line["outcome"]) for line in told if "outcome" in line]
+            self.assertEqual(ends, [(f"{lines}:1", "failed"), ("m0000", "done")], odd)
 
     def test_a_missing_or_broken_file_costs_one_answer(self):
         folder = self.machines(1)
@@ -200,7 +221,8 @@ class Interrupted(FleetTest):
         process.send_signal(signal.SIGKILL)
         process.communicate()
         whole = output.read_bytes()
-        for torn in (b"", b'{"machine":"m00', b'{"machine":"m0000","outcome":"done"'):
+        last = whole[whole.rindex(b"\n", 0, -1) + 1:]
+        for torn in (b"", b'{"machine":"m00', b'{"machine":"m0000","outcome":"done"', last[:-1]):
             output.write_bytes(whole + torn)
             summary = self.folder / "summary.json"
             result = self.fleet("--inventories", self.folder / "machines.ndjson", "--output",
