@@ -1,25 +1,11 @@
 #include "runtime/xmlparser/tag_memory.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
-#include <new>
 
 #include "runtime/hskcore/hash.h"
 
 namespace svc::xml {
-namespace {
-
-// The pages of slots that nobody uses are never touched; yet to get and give back so many of them
-// costs more than to read a document of a few lines.
-std::size_t SlotsFor(std::size_t documentSize) {
-  constexpr std::size_t kFewest = 16;
-  constexpr std::size_t kMost = 1024;
-  constexpr std::size_t kBytesOfOne = 64;
-  return std::bit_ceil(std::clamp(documentSize / kBytesOfOne, kFewest, kMost));
-}
-
-}  // namespace
 
 void TWrapping::Learn(std::string_view newLead, std::string_view newTrail,
                       std::uint32_t newInnerKind) {
@@ -29,21 +15,23 @@ void TWrapping::Learn(std::string_view newLead, std::string_view newTrail,
   innerKind = newInnerKind;
 }
 
-TTagMemory::TTagMemory(std::size_t documentSize)
-    : mask(SlotsFor(documentSize) - 1),
-      slots(static_cast<TKnownTag*>(std::calloc(mask + 1, sizeof(TKnownTag)))) {
-  if (!slots) throw std::bad_alloc();
+std::size_t TTagMemory::SlotOf(const char* at, std::size_t length) const {
+  const std::size_t first = HashText({at, length}, HashSeed());
+  std::size_t place = first % kSlots;
+  for (std::size_t probe = 0; probe < kProbes; ++probe) {
+    const std::size_t slot = (first + probe) % kSlots;
+    if (slots[slot] == nullptr) {
+      place = slot;
+    } else if (slots[slot]->Is({at, length})) {
+      return slot;
+    }
+  }
+  return place;
 }
 
-TKnownTag& TTagMemory::SlotOf(const char* at, std::size_t length) const {
-  const std::size_t first = HashText({at, length}, HashSeed());
-  TKnownTag* place = &slots[first & mask];
-  for (std::size_t probe = 0; probe < kProbes; ++probe) {
-    TKnownTag& slot = slots[(first + probe) & mask];
-    if (slot.Is({at, length})) return slot;
-    if (slot.form.length == 0) place = &slot;
-  }
-  return *place;
+TKnownTag& TTagMemory::NewTag() {
+  if (count % kBlock == 0) blocks.push_back(std::make_unique<TKnownTag[]>(kBlock));
+  return blocks.back()[count++ % kBlock];
 }
 
 TKnownTag* TTagMemory::Find(const char* at, const char* end) const {
@@ -51,8 +39,8 @@ TKnownTag* TTagMemory::Find(const char* at, const char* end) const {
   const void* close = std::memchr(at, '>', left);
   if (!close) return nullptr;
   const auto length = static_cast<std::size_t>(static_cast<const char*>(close) - at) + 1;
-  TKnownTag& slot = SlotOf(at, length);
-  return slot.Is({at, length}) ? &slot : nullptr;
+  TKnownTag* const known = slots[SlotOf(at, length)];
+  return known != nullptr && known->Is({at, length}) ? known : nullptr;
 }
 
 TKnownTag* TTagMemory::Add(const char* at, const TTagForm& form,
@@ -61,13 +49,14 @@ TKnownTag* TTagMemory::Add(const char* at, const TTagForm& form,
       attributes.size() > TKnownTag::kMaxAttributes ||
       std::memchr(at, '>', form.length) != at + form.length - 1)
     return nullptr;
-  TKnownTag& slot = SlotOf(at, form.length);
-  slot = TKnownTag{};
-  std::memcpy(slot.bytes, at, form.length);
-  slot.form = form;
-  slot.attributeCount = static_cast<std::uint32_t>(attributes.size());
-  std::copy(attributes.begin(), attributes.end(), slot.attributes);
-  return &slot;
+  TKnownTag*& slot = slots[SlotOf(at, form.length)];
+  if (slot == nullptr) slot = &NewTag();
+  *slot = TKnownTag{};
+  std::memcpy(slot->bytes, at, form.length);
+  slot->form = form;
+  slot->attributeCount = static_cast<std::uint32_t>(attributes.size());
+  std::copy(attributes.begin(), attributes.end(), slot->attributes);
+  return slot;
 }
 
 }  // namespace svc::xml

@@ -7,11 +7,12 @@
 #ifndef RUNTIME_XMLPARSER_TAG_MEMORY_H_
 #define RUNTIME_XMLPARSER_TAG_MEMORY_H_
 
+#include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "runtime/xmlparser/byte_block.h"
 #include "runtime/xmlparser/tag.h"
@@ -92,25 +93,25 @@ struct TKnownTag {
 // Holds a limited number of tags: where too many come to one place, the last replaces another.
 class TTagMemory {
  public:
-  // Of a document of so many bytes: a short one has few tags.
-  explicit TTagMemory(std::size_t documentSize);
-
   // The tag that the bytes at `at` begin with; null when it is not known.
   TKnownTag* Find(const char* at, const char* end) const;
   // Remembers the tag at `at`. Null when it is one that cannot be remembered.
   TKnownTag* Add(const char* at, const TTagForm& form, std::span<const TAttribute> attributes);
 
  private:
+  static constexpr std::size_t kSlots = 1024;
   static constexpr std::size_t kProbes = 4;
 
-  // The slot that holds the tag, or else where it belongs.
-  TKnownTag& SlotOf(const char* at, std::size_t length) const;
+  static constexpr std::size_t kBlock = 16;
 
-  struct TFree {
-    void operator()(TKnownTag* tags) const { std::free(tags); }
-  };
-  const std::size_t mask;                     // A power of two of slots, less one.
-  std::unique_ptr<TKnownTag[], TFree> slots;  // Zeroed: an empty one has length 0.
+  // The slot that holds the tag, or else where it belongs.
+  std::size_t SlotOf(const char* at, std::size_t length) const;
+  TKnownTag& NewTag();
+
+  std::array<TKnownTag*, kSlots> slots{};  // Null where free.
+  // Few documents have many different tags: their memory is taken as they come.
+  std::vector<std::unique_ptr<TKnownTag[]>> blocks;
+  std::size_t count = 0;
 };
 
 }  // namespace svc::xml

@@ -23,7 +23,7 @@ std::size_t WholeBlocks(std::size_t length) {
 }  // namespace
 
 TXmlReader::TXmlReader(TDocumentText& text)
-    : text(text), at(text.Begin()), token(at), tagBytes(at), memory(Left()) {
+    : text(text), at(text.Begin()), token(at), tagBytes(at) {
   note = &unknown.note;
   expected = &unknown.children;
 }
