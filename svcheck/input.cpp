@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "report/saved_report.h"
+#include "runtime/hskcore/os_platform.h"
 #include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 
@@ -41,8 +42,7 @@ std::string ReadWhole(const TKind& kind, const std::string& file) {
   const auto why = [](int error) { return std::generic_category().message(error); };
   std::error_code ignored;
   if (std::filesystem::is_directory(PathOf(file), ignored)) Fail(kind, file, "it is a folder");
-  const std::unique_ptr<std::FILE, TClose> stream(file == "-" ? stdin
-                                                              : std::fopen(file.c_str(), "rb"));
+  const std::unique_ptr<std::FILE, TClose> stream(file == "-" ? stdin : OpenNativeFile(file, "rb"));
   if (!stream) Fail(kind, file, why(errno));
   std::string text;
   std::array<char, 1 << 16> block;

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/hskcore/os_platform.h"
 #include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/interruption.h"
@@ -124,7 +125,7 @@ std::unique_ptr<TOutput> OpenOutput(const std::string& path) {
   if (fs::is_directory(PathOf(path), ignored)) FailToWrite(path, EISDIR);
   if (!IsWrittenInPlace(PathOf(path)))
     return std::make_unique<TFileOutput>(FollowLinks(Absolute(path)));
-  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  std::FILE* const file = OpenNativeFile(path, "wb");
   if (file == nullptr) FailToWrite(path, errno);
   return std::make_unique<TStreamOutput>(file, path);
 }

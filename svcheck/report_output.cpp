@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/options.h"
 #include "svcheck/process.h"
@@ -75,7 +76,7 @@ auto WriteOrTell(const report::TFormat& format, const TWrite& write) {
 // A metrics file that is written anew keeps when a check last went well.
 std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
   constexpr std::string_view kMetric = "svcheck_last_success_timestamp_seconds ";
-  std::ifstream stream(file);
+  std::ifstream stream(PathOf(file));
   std::string line;
   while (std::getline(stream, line)) {
     if (line.starts_with(kMetric)) return std::strtoll(line.c_str() + kMetric.size(), nullptr, 10);

@@ -19,6 +19,9 @@ std::string StandInFile(const std::string& path);
 // errno set when it cannot be opened. The caller closes it.
 HSKCORE_API std::FILE* OpenFile(const std::string& path, const char* mode);
 
+// The same for a path of the system's own, in UTF-8 and of any length.
+HSKCORE_API std::FILE* OpenNativeFile(const std::string& path, const char* mode);
+
 }  // namespace svc
 
 #endif  // RUNTIME_HSKCORE_OS_PLATFORM_H_

@@ -129,7 +129,11 @@ std::string DefaultDriveRoot() {
 }
 
 std::FILE* OpenFile(const std::string& path, const char* mode) {
-  return std::fopen(NQRXHSK20::TOSSpecific::NativePath(path).c_str(), mode);
+  return OpenNativeFile(NQRXHSK20::TOSSpecific::NativePath(path), mode);
+}
+
+std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
+  return std::fopen(path.c_str(), mode);
 }
 
 }  // namespace svc

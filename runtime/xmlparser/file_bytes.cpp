@@ -10,6 +10,7 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/os_platform.h"
 
 namespace svc::xml {
 
@@ -34,7 +35,7 @@ using TFile = std::unique_ptr<std::FILE, TCloseFile>;
 }
 
 TFile Open(const std::string& path, const std::string& native) {
-  TFile file(std::fopen(native.c_str(), "rb"));
+  TFile file(OpenNativeFile(native, "rb"));
   if (!file) FailToRead(path, "opened", errno);
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   return file;

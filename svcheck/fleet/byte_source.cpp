@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/os_platform.h"
 #include "svcheck/fleet/read_some.h"
 #include "svcheck/fleet/unpack.h"
 
@@ -26,7 +27,7 @@ class TFileBytes : public IByteSource {
  public:
   explicit TFileBytes(const std::string& path)
       : path(path == "-" ? "standard input" : path),
-        file(path == "-" ? stdin : std::fopen(path.c_str(), "rb")) {
+        file(path == "-" ? stdin : OpenNativeFile(path, "rb")) {
     if (file == nullptr) Fail(path, std::string("cannot be opened: ") + std::strerror(errno));
   }
   ~TFileBytes() override {

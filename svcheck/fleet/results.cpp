@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/hskcore/os_platform.h"
 #include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/fleet/result_lines.h"
@@ -68,7 +69,7 @@ TResultFile::~TResultFile() {
 }
 
 void TResultFile::Open(const char* mode) {
-  file = path == "-" ? stdout : std::fopen(path.c_str(), mode);
+  file = path == "-" ? stdout : OpenNativeFile(path, mode);
   if (file == nullptr) Fail();
 }
 

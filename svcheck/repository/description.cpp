@@ -13,6 +13,7 @@
 #include "host/hskcore/root_object.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/path_of.h"
 
 namespace svc::repository {
 namespace {
@@ -40,7 +41,7 @@ shared_ptr<ICIMNamespace> NewNamespace(const std::string& dataFolder) {
 
 // The parser wants a block of the C library's.
 TBlock ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  std::ifstream file(PathOf(path), std::ios::binary | std::ios::ate);
   const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
   if (size < 0) throw std::runtime_error(path + " cannot be read: " + std::strerror(errno));
   if (size > NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize)
