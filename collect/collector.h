@@ -24,6 +24,14 @@ struct Outcome {
   std::vector<std::string> notes;
 };
 
+// One thing that Collect reads of the running system.
+struct SourceState {
+  std::string subject;  // What it tells: "drivers".
+  std::string place;
+  std::string problem;  // Why it cannot be read; empty when it can.
+  std::string advice;   // What to do; empty without a problem.
+};
+
 class ICollector {
  public:
   virtual ~ICollector() = default;
@@ -38,6 +46,9 @@ class ICollector {
   // that tell serial numbers or UUIDs are left out.
   virtual std::vector<std::string> Capture(const Options& options,
                                            const std::string& file) const = 0;
+
+  // Tries each source of the running system.
+  virtual std::vector<SourceState> TrySources() const = 0;
 
   // The file that Capture writes until the archive is whole, for who has to remove it when the
   // process is ended meanwhile.

@@ -10,6 +10,7 @@ class TLinuxCollector : public ICollector {
  public:
   Outcome Collect(const Options& options) const override;
   std::vector<std::string> Capture(const Options& options, const std::string& file) const override;
+  std::vector<SourceState> TrySources() const override;
   std::string UnfinishedCapture(const std::string& file) const override;
 };
 

@@ -4,7 +4,7 @@ find_package(fmt REQUIRED)
 svc_folder(collect
   SOURCES
     cim_xml.cpp ipmi_response.cpp native_text_windows.cpp product_names.cpp services_windows.cpp
-    text.cpp windows_machine.cpp windows_sources.cpp wmi_windows.cpp
+    text.cpp windows_machine.cpp windows_source_states.cpp windows_sources.cpp wmi_windows.cpp
   LINKS fmt::fmt ole32 oleaut32 wbemuuid version)
 
 add_library(svcheck-collect MODULE windows_collector.cpp)

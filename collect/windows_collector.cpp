@@ -22,6 +22,10 @@ class TWindowsCollector : public ICollector {
     return {ToCimXml(inventory.Instances()), inventory.Notes()};
   }
 
+  std::vector<SourceState> TrySources() const override {
+    return TryWindowsSources(*ThisWindowsMachine());
+  }
+
   std::vector<std::string> Capture(const Options&, const std::string& file) const override {
     throw std::runtime_error("cannot write " + file +
                              ": a Windows machine's inventory is not made of files; give its "

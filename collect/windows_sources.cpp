@@ -9,9 +9,6 @@
 namespace svc::collect {
 namespace {
 
-constexpr const char* kCimSpace = "root\\cimv2";
-constexpr const char* kDriverSpace = "root\\WMI";
-
 std::string ValueOf(const TRow& row, const std::string& name) {
   const auto found = row.find(name);
   return found == row.end() ? std::string() : found->second;

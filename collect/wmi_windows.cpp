@@ -1,11 +1,11 @@
 #include "collect/wmi_windows.h"
 
 #include "collect/com_windows.h"
+#include "collect/windows_sources.h"
 
 namespace svc::collect {
 namespace {
 
-constexpr const char* kDriverSpace = "root\\WMI";
 constexpr const char* kControllerClass = "Microsoft_IPMI";
 
 void Connect(const std::string& space, TCom<IWbemServices>& services) {

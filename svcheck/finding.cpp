@@ -6,6 +6,7 @@
 #include <fstream>
 #include <memory>
 
+#include "collect/load.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "report/text.h"
@@ -153,6 +154,20 @@ TFinding ExamineStateFolder() {
   if (MayWriteTo(nearest)) return {"state folder", EFinding::kGood, folder.string(), {}};
   return {"state folder", EFinding::kWarning, "nothing can be written to " + nearest.string(),
           "downloads are not possible: give this user the right to write there"};
+}
+
+std::vector<TFinding> ExamineSources() {
+  std::vector<TFinding> findings;
+  try {
+    for (const collect::SourceState& source : collect::LoadCollector().TrySources()) {
+      const bool isGood = source.problem.empty();
+      findings.push_back({source.subject, isGood ? EFinding::kGood : EFinding::kWarning,
+                          source.place + (isGood ? "" : ": ") + source.problem, source.advice});
+    }
+  } catch (const std::runtime_error&) {
+    // That nothing can be collected is told of the inventory.
+  }
+  return findings;
 }
 
 std::vector<TFinding> ExamineInventory() {

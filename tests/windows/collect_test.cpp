@@ -107,6 +107,24 @@ TEST_F(WindowsInventory, SaysWhatCannotBeRead) {
   EXPECT_TRUE(IsNoted("service control manager: access is denied (error 5)"));
 }
 
+TEST_F(WindowsInventory, TellsWhichSourcesCanBeRead) {
+  machine.answers["root\\cimv2:Win32_ComputerSystemProduct"].clear();
+  std::map<std::string, std::string> problems;
+  for (const SourceState& source : TryWindowsSources(machine)) {
+    problems[source.place] = source.problem;
+    EXPECT_EQ(source.advice.empty(), source.problem.empty()) << source.subject;
+  }
+  EXPECT_EQ(problems,
+            (std::map<std::string, std::string>{
+                {"Win32_BIOS in root\\cimv2", ""},
+                {"Win32_ComputerSystem in root\\cimv2", ""},
+                {"Win32_ComputerSystemProduct in root\\cimv2", "the machine tells nothing"},
+                {"Win32_OperatingSystem in root\\cimv2", ""},
+                {"Microsoft_IPMI in root\\WMI", "invalid class (error 0x80041010)"},
+                {"MS_SM_AdapterInformationQuery in root\\WMI, which tells of none", ""},
+                {"service control manager", ""}}));
+}
+
 TEST_F(WindowsInventory, TellsTheManagementController) {
   using namespace std::string_literals;
   machine.controller.value = "\x00\x20\x01\x02\x36\x02\xBF\xA2\x02\x00\x00\x01\x12\x34\x00\x01"s;

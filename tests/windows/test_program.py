@@ -115,6 +115,11 @@ class Installation(ProgramTest):
         for subject in ("plug-in", "data folder", "catalogue", "state folder"):
             self.assertEqual(found[subject]["state"], "good", found[subject])
         self.assertIn("каталог, 16 update elements", found["catalogue"]["text"])
+        for source in ("machine type", "system firmware", "operating system", "drivers"):
+            self.assertEqual(found[source]["state"], "good", found[source])
+        self.assertIn("Win32_BIOS in root\\cimv2", found["system firmware"]["text"])
+        for source in ("management controller", "storage adapters"):
+            self.assertIn("in root\\WMI, which tells of none", found[source]["text"])
         table, _ = self.run_program("doctor", "--catalogue", "нет", status=1)
         self.assertRegex(table, r"(?m)^catalogue +problem +.*нет\\index.xml.*\n +-> ")
 
