@@ -5,7 +5,7 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION . FILES_MATCHING PATT
 
 # Under which conditions others' libraries, which lie beside the program, are passed on.
 foreach(package IN ITEMS gcc-mingw-w64-base mingw-w64-x86-64-dev libgcrypt-mingw-w64-dev
-                         libgpg-error-mingw-w64-dev)
+                         libgpg-error-mingw-w64-dev libz-mingw-w64-dev)
   install(FILES "/usr/share/doc/${package}/copyright" DESTINATION licences
           RENAME "${package}.txt" OPTIONAL)
 endforeach()

@@ -35,6 +35,7 @@ TMakeVerb MakeDiff;
 TMakeVerb MakeDoctor;
 TMakeVerb MakeExplain;
 TMakeVerb MakeFleet;
+TMakeVerb MakeFleetWorker;
 TMakeVerb MakeManual;
 TMakeVerb MakeQuery;
 TMakeVerb MakeReport;
@@ -43,7 +44,7 @@ TMakeVerb MakeRepository;
 enum class EVerbKind {
   kOrdinary,
   kExact,   // Goes by its command line alone: takes nothing from configuration.
-  kHidden,  // Exact, and for the build alone: not in help, manual and completion.
+  kHidden,  // Exact, and for programs alone: not in help, manual and completion.
 };
 
 struct TVerb {
@@ -154,6 +155,7 @@ inline constexpr std::array kVerbs = {
           "/etc/bash_completion.d/svcheck, a folder of zsh's fpath as _svcheck, or "
           "~/.config/fish/completions/svcheck.fish. The Debian package brings them.",
           EVerbKind::kExact},
+    TVerb{"fleet-worker", "Answer `svcheck fleet`", MakeFleetWorker, {}, {}, EVerbKind::kHidden},
     TVerb{"manual", "Write the manual pages", MakeManual, {}, {}, EVerbKind::kHidden},
 };
 

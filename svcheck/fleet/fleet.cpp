@@ -215,9 +215,8 @@ void TFleetVerb::CheckOptions() const {
 
 fleet::TCheckSettings TFleetVerb::MakeSettings() const {
   fleet::TCheckSettings settings;
-  settings.request = RequestOf(options.query);
+  settings.query = options.query;
   settings.catalogue = Absolute(options.catalogue).string();
-  settings.logLevel = options.query.logLevel;
   if (!options.logFolder.empty()) {
     settings.logFolder = Absolute(options.logFolder).string();
     std::error_code error;
@@ -250,11 +249,9 @@ int TFleetVerb::Run() {
     results->Close();
     return reports.Finish();
   }
-  fleet::TMachineCheck check(MakeSettings());
+  const auto workers = fleet::StartWorkers(Jobs(), MakeSettings());
   inputs.emplace(options.inventories);
   done = OpenResults(reports);
-  const auto workers =
-      fleet::StartWorkers(Jobs(), [&](TTask task) { return check.Answer(std::move(task)); });
   CompareAll(*workers, reports);
   results->Close();
   return reports.Finish();

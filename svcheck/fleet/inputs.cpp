@@ -136,6 +136,17 @@ bool IsBlank(std::string_view line) {
   return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
+// By the first bytes of gzip (RFC 1952) and of Zstandard (RFC 8878).
+bool IsCompressedText(std::string_view line) {
+  return line.starts_with("\x1F\x8B") || line.starts_with("\x28\xB5\x2F\xFD");
+}
+
+std::string CauseOfCompression(std::string_view path) {
+  return path == "-" ? "standard input is compressed; unpack it on the way here, by gzip -dc or "
+                       "zstd -dc"
+                     : "it is compressed; let its name end in .gz or .zst";
+}
+
 }  // namespace
 
 TInputs::TInputs(std::vector<std::string> paths) : paths(std::move(paths)) {}
@@ -210,6 +221,10 @@ void TInputs::ListFolder(const std::string& folder) {
 TTask TInputs::NextOfLines(std::string line) {
   if (auto task = TaskOfUsualLine(line)) return *std::move(task);
   const std::string place = linesPath + ":" + std::to_string(lineNumber);
+  if (lineNumber == 1 && IsCompressedText(line)) {
+    lines.reset();
+    return WithoutInventory(place, place + ": " + CauseOfCompression(linesPath));
+  }
   const auto parsed = nlohmann::json::parse(line, nullptr, false);
   if (!parsed.is_object()) return WithoutInventory(place, place + ": the line is no JSON object");
   const auto machine = parsed.find("machine");

@@ -82,23 +82,25 @@ std::string Text(const report::TReport& report, const std::string& machine) {
 boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std::string& machine) {
   if (settings.logFolder.empty()) return {};
   const auto file = PathOf(settings.logFolder) / PathOf(FileNameOf(machine) + ".ndjson");
-  return TJsonLogger::Open(file.string(), settings.logLevel, ReportError);
+  return TJsonLogger::Open(file.string(), settings.query.logLevel, ReportError);
 }
 
 }  // namespace
 
 TMachineCheck::TMachineCheck(TCheckSettings given)
-    : settings(std::move(given)), plugin(std::make_shared<TLoadedPlugin>(settings.request.plugin)) {
-  settings.request.context[kCatalogueEntry] = NQRXHSK20::TCIMValue(settings.catalogue);
+    : settings(std::move(given)),
+      request(RequestOf(settings.query)),
+      plugin(std::make_shared<TLoadedPlugin>(request.plugin)) {
+  request.context[kCatalogueEntry] = NQRXHSK20::TCIMValue(settings.catalogue);
   PutStandIn(settings.catalogue + NQRXHSK20::TOSSpecific::kFileSeparator + "index.xml");
   LoadCatalogue();
 }
 
 void TMachineCheck::LoadCatalogue() {
-  TQueryRequest request = settings.request;
-  request.builtinClasses = true;
-  request.inventoryDocument = kNoMachine;
-  TQueryRun run(std::move(request), plugin);
+  TQueryRequest first = request;
+  first.builtinClasses = true;
+  first.inventoryDocument = kNoMachine;
+  TQueryRun run(std::move(first), plugin);
   report::TReport report;
   report.catalogue.source = "folder";
   report.catalogue.path = settings.catalogue;
@@ -112,16 +114,16 @@ void TMachineCheck::LoadCatalogue() {
 }
 
 TQueryRequest TMachineCheck::RequestFor(TTask& task) const {
-  TQueryRequest request = settings.request;
+  TQueryRequest whole = request;
   if (task.inventory == TTask::EInventory::kNone) throw TFailure(task.text);
   if (task.inventory == TTask::EInventory::kDocument) {
-    request.inventoryDocument = std::move(task.text);
+    whole.inventoryDocument = std::move(task.text);
   } else if (IsCompressed(task.text)) {
-    request.inventoryDocument = ReadDocument(task.text);
+    whole.inventoryDocument = ReadDocument(task.text);
   } else {
-    request.inventories = {task.text};
+    whole.inventories = {task.text};
   }
-  return request;
+  return whole;
 }
 
 void TMachineCheck::Compare(TTask& task, report::TReport& report) {

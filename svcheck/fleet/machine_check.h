@@ -12,15 +12,15 @@
 #include "runtime/xmlparser/shared_documents.h"
 #include "svcheck/fleet/passed_over.h"
 #include "svcheck/fleet/task.h"
+#include "svcheck/query_options.h"
 #include "svcheck/query_run.h"
 
 namespace svc::fleet {
 
 struct TCheckSettings {
-  TQueryRequest request;  // Without an inventory.
+  TQueryOptions query;    // Without an inventory.
   std::string catalogue;  // The folder.
   std::string logFolder;  // One log a machine; empty for none.
-  int logLevel = 4;
 };
 
 // Used by one thread; one at a time.
@@ -43,6 +43,7 @@ class TMachineCheck {
   TQueryRequest RequestFor(TTask& task) const;
 
   TCheckSettings settings;
+  TQueryRequest request;  // Without an inventory.
   TDocumentSharing sharing;
   std::shared_ptr<TLoadedPlugin> plugin;
   std::optional<std::uint64_t> elements;

@@ -4,10 +4,11 @@
 #define SVCHECK_FLEET_WORKERS_H_
 
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/task.h"
 
 namespace svc::fleet {
@@ -29,11 +30,13 @@ class IWorkers {
   virtual TAnswer Wait() = 0;
 };
 
-// What a worker does with a task.
-using TWork = std::function<std::string(TTask task)>;
+// Starts `jobs` of them; when this returns, the catalogue is known to be of use. Throws TFailure (4
+// when it is not).
+std::unique_ptr<IWorkers> StartWorkers(int jobs, const TCheckSettings& settings);
 
-// Starts `jobs` of them. Throws TFailure.
-std::unique_ptr<IWorkers> StartWorkers(int jobs, TWork work);
+// This process as one of them, where they are programs that StartWorkers starts; `channel` is what
+// it named the way to it. Returns the exit status; none when nobody started it so.
+std::optional<int> RunWorker(const std::string& channel);
 
 }  // namespace svc::fleet
 

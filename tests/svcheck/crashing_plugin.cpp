@@ -1,11 +1,14 @@
 // A plug-in that ends its process for machines whose system BIOS has a certain version, runs out of
-// memory for those with another one, and has nothing to say of all others.
+// memory for those with another one, never comes to an end for those with a third one, and has
+// nothing to say of all others.
 #include <boost/pointer_cast.hpp>
+#include <chrono>
 #include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/hskcore/cim.h"
@@ -47,6 +50,7 @@ class TCrashingPlugin : public IPluginCallbacks, public IPluginAdvancedQueryCall
       const std::string text = version->Value({}).ToString(10);
       if (text == "YUE110B") std::abort();
       if (text == "YUE113A") RunOutOfMemory();
+      while (text == "YUE114A") std::this_thread::sleep_for(std::chrono::seconds(1));
     }
     TRootObject::GetCoreLogger().Log(kLogProgress, "No firmware update found for LSI firmware.");
   }

@@ -79,6 +79,20 @@ class Results(FleetTest):
             self.write(f"one/{file.name}.gz", gzip.compress(file.read_bytes()))
         self.assertEqual(self.fleet("--inventories", self.folder / "one").stdout, plain)
 
+    def test_compressed_standard_input_is_told_of_once(self):
+        lines = self.lines_of(3)
+        for packed, name in ((gzip.compress(lines.read_bytes()), "gzip"),
+                             (subprocess.run(["zstd", "-c", str(lines)], check=True,
+                                             capture_output=True).stdout, "zstd")):
+            with self.subTest(name=name):
+                stream = self.write("packed", packed)
+                with stream.open("rb") as given:
+                    result = subprocess.run(
+                        [PROGRAM, "fleet", "--catalogue", self.folder / "catalogue",
+                         "--inventories", "-"], stdin=given, capture_output=True, check=True)
+                (told,) = records_of(result.stdout.decode())
+                self.assertIn("standard input is compressed", told["errors"][0])
+
     def test_lines_may_have_any_form_of_json(self):
         plain = self.lines_of(1).read_text()
         text = json.dumps(json.loads(plain)["inventory"])
@@ -179,6 +193,10 @@ class Failures(FleetTest):
         self.assert_failed(self.fleet("--inventories", "-", "--resume"), 64, "--output")
         for shard in ("0/4", "5/4", "x", "1/", "1/4x"):
             self.assert_failed(self.fleet("--inventories", "-", "--shard", shard), 64, "I/N")
+
+    def test_nobody_starts_a_worker_by_hand(self):
+        self.assert_failed(self.run_program("fleet-worker", "3"), 64, "svcheck fleet", "--jobs")
+        self.assertNotIn("fleet-worker", self.run_program("--help").stdout)
 
     def test_fail_on_ends_with_its_status(self):
         folder = self.machines(2)

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The zip runs from any folder, on a system that has never seen the program."""
 
+import gzip
 import json
 import shutil
 import subprocess
@@ -54,7 +55,16 @@ class Package(WineTest):
                                  windows(self.work / "k.pub"), "--secret-key",
                                  windows(self.work / "k.sec"))
         self.assertEqual(remarks, "")
+        self.workers_start_where_the_program_lies()
         self.settings_of_the_user_hold()
+
+    def workers_start_where_the_program_lies(self):
+        packed = self.work / "m.xml.gz"
+        packed.write_bytes(gzip.compress((SAMPLE / "inventory.xml").read_bytes()))
+        results, _ = self.run_it("fleet", "--catalogue", windows(self.sample / "catalogue"),
+                                 "--jobs", "2", "--inventories", windows(packed), windows(packed))
+        self.assertEqual(results.count('"outcome":"done"'), 2)
+        self.assertIn("zlib", (self.program / "licences/libz-mingw-w64-dev.txt").read_text())
 
     def settings_of_the_user_hold(self):
         (roaming,) = self.drive.glob("users/*/AppData/Roaming")
