@@ -72,8 +72,8 @@ class Fleet(WineTest):
 
     def test_inventories_of_gzip_are_read_and_of_others_refused(self):
         plain = (SAMPLE / "inventory.xml").read_bytes()
-        packed = self.work.joinpath(*(letter * 60 for letter in "абвгд"))
-        packed.mkdir(parents=True)
+        packed = self.work / "упаковано"
+        packed.mkdir()
         (packed / "m.xml.gz").write_bytes(gzip.compress(plain))
         line = json.dumps({"machine": "日本", "inventory": plain.decode()}).encode() + b"\r\n"
         (packed / "строки.ndjson.gz").write_bytes(gzip.compress(line[:70]) +
@@ -82,7 +82,7 @@ class Fleet(WineTest):
         (packed / "broken.xml.gz").write_bytes(b"\x1f\x8bno")
         (packed / "z.xml.zst").write_bytes(b"\x28\xb5\x2f\xfd")
         (packed / "zz.ndjson").write_bytes(gzip.compress(line))
-        lines = [json.loads(line) for line in self.fleet(windows(packed))[0].splitlines()]
+        lines = [json.loads(line) for line in self.fleet("упаковано")[0].splitlines()]
         errors = {line["machine"]: line["errors"] for line in lines if "outcome" in line}
         self.assertEqual((errors["m"], errors["日本"]), ([], []))
         self.assertIn("short.xml.gz: cannot be unpacked: it ends too early", errors["short"][0])
@@ -92,9 +92,17 @@ class Fleet(WineTest):
         self.assertIn("it is compressed; let its name end in .gz", named[0])
         told = json.loads(self.fleet("-", input=gzip.compress(line))[0])
         self.assertIn("standard input is compressed", told["errors"][0])
-        results = packed / "итог.ndjson"
-        self.fleet("парк", "--output", windows(results))
-        self.ends(results.read_text(encoding="utf-8"))
+
+    def test_files_may_lie_deep(self):
+        deep = self.work.joinpath(*(letter * 60 for letter in "абвгд"))
+        deep.mkdir(parents=True)
+        (deep / "m0.xml.gz").write_bytes(gzip.compress((SAMPLE / "inventory.xml").read_bytes()))
+        for machine in MACHINES[1:]:
+            shutil.copy(SAMPLE / "inventory.xml", deep / f"{machine.rpartition('/')[2]}.xml")
+        files = [windows(file) for file in deep.iterdir()]
+        results = deep / "итог.ndjson"
+        self.fleet(*files, "--output", windows(results))
+        self.assertEqual(len(self.ends(results.read_text(encoding="utf-8"))), 3)
 
 
 class Workers(WineTest):
