@@ -2,12 +2,15 @@
 
 import subprocess
 
+ELLIPTIC = ("ec", "-pkeyopt", "ec_paramgen_curve:prime256v1")
+RSA = ("rsa:2048",)
 
-def make_certificate(folder):
+
+def make_certificate(folder, kind=ELLIPTIC):
     """An authority and a server's certificate; returns the authority's file."""
     def openssl(*arguments):
         subprocess.run(["openssl", *arguments], check=True, capture_output=True, cwd=folder)
-    key = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes"]
+    key = ["-newkey", *kind, "-nodes"]
     openssl("req", "-x509", *key, "-keyout", "ca.key", "-out", "ca.crt", "-days", "2",
             "-subj", "/CN=Test authority")
     openssl("req", *key, "-keyout", "server.key", "-out", "server.csr", "-subj", "/CN=localhost")
