@@ -13,7 +13,7 @@ namespace {
 bool Contains(std::string_view text, std::string_view needle) {
   if (needle.empty()) return true;
   const std::size_t middle = needle.size() / 2;
-  for (std::size_t at = text.find(needle[middle], middle); at != text.npos;
+  for (std::size_t at = text.find(needle[middle], middle); at != std::string_view::npos;
        at = text.find(needle[middle], at + 1)) {
     if (text.substr(at - middle).starts_with(needle)) return true;
   }
