@@ -7,12 +7,14 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "report/utf8.h"
 #include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/json_text.h"
 #include "runtime/hskcore/path_of.h"
+#include "svcheck/fleet/files_below.h"
 #include "svcheck/paths.h"
 
 namespace fs = std::filesystem;
@@ -200,19 +202,18 @@ void TInputs::OpenNextPath() {
 // Machines below a folder are named by their way from it.
 void TInputs::ListFolder(const std::string& folder) {
   const fs::path root = Absolute(folder);
-  std::error_code error;
-  for (fs::recursive_directory_iterator entry(root, error), end; !error && entry != end;
-       entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
-    if (!HoldsOneMachine(name) && !HoldsLines(name)) continue;
-    std::error_code unreadable;
-    if (entry->is_directory(unreadable)) continue;
-    files.push_back({entry->path().string(),
-                     MachineOfFile(entry->path().lexically_relative(root).generic_string())});
-  }
-  if (error) {
+  std::vector<fs::path> paths;
+  try {
+    paths = FilesBelow(root);
+  } catch (const std::system_error& error) {
     throw std::runtime_error("cannot list the inventories below " + root.string() + ": " +
-                             error.message());
+                             error.code().message());
+  }
+  for (const fs::path& path : paths) {
+    const std::string name = path.filename().string();
+    if (HoldsOneMachine(name) || HoldsLines(name))
+      files.push_back(
+          {path.string(), MachineOfFile(path.lexically_relative(root).generic_string())});
   }
   std::sort(files.begin(), files.end(),
             [](const TPlace& a, const TPlace& b) { return a.path < b.path; });

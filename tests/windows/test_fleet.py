@@ -103,6 +103,9 @@ class Fleet(WineTest):
         results = deep / "итог.ndjson"
         self.fleet(*files, "--output", windows(results))
         self.assertEqual(len(self.ends(results.read_text(encoding="utf-8"))), 3)
+        results.unlink()
+        lines = self.fleet("а" * 60)[0]
+        self.assertEqual(len(self.ends(lines)), 3)
 
 
 class Workers(WineTest):
