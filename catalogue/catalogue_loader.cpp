@@ -14,8 +14,10 @@
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "inventory/trace.h"
+#include "rules/log_texts.h"
 
 using namespace NQRXHSK20;
+namespace rules = svc::rules;
 
 namespace {
 
@@ -92,16 +94,15 @@ TNamespaceHandle CreateCatalogueNamespace(IPluginCallbacks& plugin) {
 }
 
 void ReportIndexFailure(const THSKException& exception) {
-  LogError("Error loading SV index file...");
+  LogError(rules::kNoIndex);
   LogError(exception.GetMessageText());
   switch (exception.GetStatusCode()) {
     case THSKStatusCode::kUnsupportedDialect:
-      PrintMessage(
-          "ERROR: Unsupported SV index specified, try again with SV CD version 4.02 or greater.");
+      PrintMessage(rules::kIndexTooOld);
       break;
     case THSKStatusCode::kFileNotFound:
     case THSKStatusCode::kFileUnreadable:
-      PrintMessage("ERROR: SV index not found at specified location.");
+      PrintMessage(rules::kIndexNotFound);
       break;
     default:
       break;

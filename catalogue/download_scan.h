@@ -7,10 +7,7 @@
 
 #include "plugin/contents/sv_plugin.h"
 
-// The folder that receives the descriptions. Files stay in it from one query to the next.
-inline constexpr const char* kDownloadFolder = "C:\\QRX_Support\\SV";
-
-// Loads each of the folder's files that suits the family of operating systems. Throws
+// Loads each of the download folder's files that suits the family of operating systems. Throws
 // THSKException at the first that cannot be loaded.
 void LoadDownloadedFiles(const std::vector<std::string>& names, const std::string& family,
                          const TNamespaceHandle& catalogue);

@@ -1,7 +1,5 @@
 #include "catalogue/live_acquisition.h"
 
-#include <algorithm>
-#include <array>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -12,8 +10,13 @@
 #include "catalogue/proxy.h"
 #include "host/hskcore/os_specific.h"
 #include "inventory/trace.h"
+#include "rules/download_files.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
+#include "rules/system_codes.h"
 
 using namespace NQRXHSK20;
+namespace rules = svc::rules;
 using KPLAcquistion::ArchTypeEnum;
 using KPLAcquistion::OSTypeEnum;
 
@@ -22,44 +25,6 @@ namespace {
 // An index that an earlier release left behind; it must not be mistaken for this download's.
 constexpr const char* kStaleIndex =
     "C:\\QRX_Support\\qrx_utl_svsp_a3sp09a-1.21_windows_32-64.xml\\hsk_sv_index.xml";
-
-struct TDownloadRow {
-  std::string_view osType;
-  OSTypeEnum system;
-  ArchTypeEnum architecture;
-  std::string_view family;
-};
-
-// What is asked of the repository for each operating system. Windows descriptions are all filed
-// under the 32-bit architecture.
-constexpr std::array<TDownloadRow, 19> kDownloads = {{
-    {"VMWARE3", OSTypeEnum::kVMware3, ArchTypeEnum::kX86, "VMware"},
-    {"VMWARE4", OSTypeEnum::kVMware4, ArchTypeEnum::kX64, "VMware"},
-    {"SLES9_64", OSTypeEnum::kSLES9, ArchTypeEnum::kX64, "Linux"},
-    {"SLES10_64", OSTypeEnum::kSLES10, ArchTypeEnum::kX64, "Linux"},
-    {"SLES11_64", OSTypeEnum::kSLES11, ArchTypeEnum::kX64, "Linux"},
-    {"RHEL3_64", OSTypeEnum::kRHEL3, ArchTypeEnum::kX64, "Linux"},
-    {"RHEL4_64", OSTypeEnum::kRHEL4, ArchTypeEnum::kX64, "Linux"},
-    {"RHEL5_64", OSTypeEnum::kRHEL5, ArchTypeEnum::kX64, "Linux"},
-    {"RHEL6_64", OSTypeEnum::kRHEL6, ArchTypeEnum::kX64, "Linux"},
-    {"SLES9", OSTypeEnum::kSLES9, ArchTypeEnum::kX86, "Linux"},
-    {"SLES10", OSTypeEnum::kSLES10, ArchTypeEnum::kX86, "Linux"},
-    {"SLES11", OSTypeEnum::kSLES11, ArchTypeEnum::kX86, "Linux"},
-    {"RHEL3", OSTypeEnum::kRHEL3, ArchTypeEnum::kX86, "Linux"},
-    {"RHEL4", OSTypeEnum::kRHEL4, ArchTypeEnum::kX86, "Linux"},
-    {"RHEL5", OSTypeEnum::kRHEL5, ArchTypeEnum::kX86, "Linux"},
-    {"RHEL6", OSTypeEnum::kRHEL6, ArchTypeEnum::kX86, "Linux"},
-    {"Windows 2003", OSTypeEnum::kWindows2003, ArchTypeEnum::kX86, "Windows 2003"},
-    {"Windows 2000", OSTypeEnum::kWindows2000, ArchTypeEnum::kX86, "Windows 2000"},
-    {"Windows 2008", OSTypeEnum::kWindows2008, ArchTypeEnum::kX86, "Windows 2008"},
-}};
-static_assert(!kDownloads.back().osType.empty(), "every row is filled");
-
-const TDownloadRow* FindDownload(const std::string& osType) {
-  const auto row = std::find_if(kDownloads.begin(), kDownloads.end(),
-                                [&](const TDownloadRow& entry) { return entry.osType == osType; });
-  return row == kDownloads.end() ? nullptr : &*row;
-}
 
 bool EndQuery(std::string_view warning) {
   PrintMessage(warning);
@@ -75,19 +40,21 @@ TLiveAcquisition::TLiveAcquisition(IPluginCallbacks& plugin, const CIMContext& c
 
 bool TLiveAcquisition::Run(std::string& osType) {
   RemoveFile(kStaleIndex);
-  const TDownloadRow* row = FindDownload(osType);
+  const rules::TSystemCode* const row = rules::FindSystem(osType);
   if (row == nullptr) {
-    LogJoined(kLogError, {"Incorrect OS type! osType is ", osType});
+    LogJoined(kLogError, {rules::kIncorrectSystem, osType});
     return EndQuery("     Warning: Incorrect OS type - SV comparison will not be available");
   }
   osType = row->family;
-  return Download(row->system, row->architecture) && LoadFiles(osType);
+  // The numbers of the codes are those that a download manager is asked with.
+  return Download(static_cast<OSTypeEnum>(row->os), static_cast<ArchTypeEnum>(row->arch)) &&
+         LoadFiles(osType);
 }
 
 bool TLiveAcquisition::Download(OSTypeEnum system, ArchTypeEnum architecture) {
   LogProgress("Starting kPL.");
   manager.emplace();
-  manager->setDownloadPath(kDownloadFolder);
+  manager->setDownloadPath(rules::kDownloadFolder);
   SetProxy();
   manager->setMachineTypes({machineType});
   manager->setOperatingSystems({{system, architecture}});
@@ -96,8 +63,8 @@ bool TLiveAcquisition::Download(OSTypeEnum system, ArchTypeEnum architecture) {
   LogProgress("start downloading.");
   const int result = manager->startDownload(callback);
   if (result != 0) {
-    LogJoined(kLogProgress, {"SV download failed, return value: ", std::to_string(result)});
-    LogProgress("error connecting.");
+    LogJoined(kLogProgress, {rules::kDownloadFailed, std::to_string(result)});
+    LogProgress(rules::kNoDownload);
     return EndQuery("     Warning: Cannot reach server - SV comparison will not be available");
   }
   LogProgress("ending kPL.");
@@ -105,15 +72,15 @@ bool TLiveAcquisition::Download(OSTypeEnum system, ArchTypeEnum architecture) {
 }
 
 void TLiveAcquisition::SetProxy() {
-  const auto entry = context.find("svProxy");
+  const auto entry = context.find(rules::kProxyEntry);
   if (entry == context.end()) return;
   if (const auto proxy = ParseProxy(entry->second.ToString(10))) manager->setProxy(*proxy);
 }
 
 bool TLiveAcquisition::LoadFiles(const std::string& family) {
-  const std::vector<std::string> names = TOSSpecific::ListDir(kDownloadFolder);
+  const std::vector<std::string> names = TOSSpecific::ListDir(rules::kDownloadFolder);
   if (names.empty()) {
-    LogProgress("error connecting.");
+    LogProgress(rules::kNoDownload);
     return EndQuery(
         "     Warning: No update information found - SV comparison will not be available");
   }

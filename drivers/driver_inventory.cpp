@@ -4,8 +4,11 @@
 #include "drivers/driver_record.h"
 #include "inventory/class_lookup.h"
 #include "inventory/trace.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
 
 using namespace NQRXHSK20;
+namespace rules = svc::rules;
 
 std::string FileNameOfPath(std::string_view pathText) {
   // Without a backslash the sum wraps to 0, the start of the text.
@@ -13,7 +16,7 @@ std::string FileNameOfPath(std::string_view pathText) {
 }
 
 void TSVPluginCallbacks::SetRunningState(DriverRecord& record, const std::string& stateText) {
-  LogTrace("Driver status:");
+  LogTrace(rules::kStateFollows);
   LogTrace(stateText);
   record.running = stateText == "4";  // SERVICE_RUNNING of the service control manager.
 }
@@ -21,7 +24,7 @@ void TSVPluginCallbacks::SetRunningState(DriverRecord& record, const std::string
 void TSVPluginCallbacks::CollectInstalledDrivers(TDriverList& list,
                                                  const TNamespaceHandle& inventory) {
   boost::shared_ptr<ICIMClass> driverClass;
-  if (!FindClass(driverClass, inventory, "QRXSG_DeviceDriverInfo", PluginContext())) return;
+  if (!FindClass(driverClass, inventory, rules::kDriverClass, PluginContext())) return;
   if (!driverClass) return;
   TInstanceList instances;
   AppendInstances(instances, driverClass, CIMContext());
@@ -29,10 +32,10 @@ void TSVPluginCallbacks::CollectInstalledDrivers(TDriverList& list,
   std::string text;
   for (const TInstanceHandle& instance : instances) {
     DriverRecord record;
-    GetPropertyValue(instance, "Path", record.path);
-    GetPropertyValue(instance, "Version", record.version);
-    record.fileName = FileNameOfPath(GetPropertyValue(instance, "Path", text));
-    SetRunningState(record, GetPropertyValue(instance, "CurrentState", text));
+    GetPropertyValue(instance, rules::kDriverPath, record.path);
+    GetPropertyValue(instance, rules::kDriverVersion, record.version);
+    record.fileName = FileNameOfPath(GetPropertyValue(instance, rules::kDriverPath, text));
+    SetRunningState(record, GetPropertyValue(instance, rules::kDriverState, text));
     list.push_back(std::move(record));
   }
 }

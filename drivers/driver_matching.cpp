@@ -12,8 +12,11 @@
 #include "host/hskcore/root_object.h"
 #include "inventory/trace.h"
 #include "plugin/contents/sv_plugin.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
 
 using namespace NQRXHSK20;
+namespace rules = svc::rules;
 
 TDriverNameForm::TDriverNameForm() {
   for (std::size_t i = 0; i < upperCase.size(); ++i) {
@@ -125,17 +128,19 @@ void TMatching::Match(const DriverRecord& offered) {
 }
 
 void TMatching::MatchTraced(const DriverRecord& offered, std::string_view name) {
-  const std::string offeredLine = "SVDriverName = " + std::string(name);
+  const std::string offeredLine = std::string(rules::kOfferedName).append(name);
   for (TInstalled& candidate : installed) {
     if (!candidate.record->running) {
-      logger.Log(kLogTrace, "Skipping this driver comparison coz it's not up and running.");
+      logger.Log(kLogTrace, rules::kNotRunning);
       continue;
     }
     if (candidate.record->fileName.empty()) {
-      logger.Log(kLogTrace, "CurDriverName is NULL");
+      logger.Log(kLogTrace, rules::kNameless);
       continue;
     }
-    if (candidate.traceLine.empty()) candidate.traceLine = "CurDriverName = " + candidate.name;
+    if (candidate.traceLine.empty()) {
+      candidate.traceLine = std::string(rules::kInstalledName).append(candidate.name);
+    }
     logger.Log(kLogTrace, candidate.traceLine);
     logger.Log(kLogTrace, offeredLine);
     if (candidate.name == name || candidate.record->fileName == offered.marker) {
@@ -168,8 +173,8 @@ void TMatching::Deliver(const DriverRecord& offered, std::string_view name,
                         const DriverRecord& match) const {
   LogJoined(kLogTrace,
             {"Name: ", name, "Version: ", match.version, " SV Version: ", offered.version});
-  TSVPluginCallbacks::DeliverInstance(results, "Driver", std::string(name), match.version,
-                                      offered.version);
+  TSVPluginCallbacks::DeliverInstance(results, std::string(rules::kDriverType), std::string(name),
+                                      match.version, offered.version);
 }
 
 }  // namespace

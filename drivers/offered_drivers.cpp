@@ -4,6 +4,7 @@
 
 #include "drivers/driver_record.h"
 #include "plugin/contents/sv_plugin.h"
+#include "rules/names.h"
 
 namespace {
 
@@ -45,7 +46,7 @@ void AppendOfferedDrivers(std::vector<DriverRecord>& list, std::string_view driv
 
 bool TSVPluginCallbacks::AppliesToOS(const TInstanceHandle& instance, const std::string& osType) {
   std::string systems;
-  GetPropertyValue(instance, "applicableOperatingSystems", systems);
+  GetPropertyValue(instance, svc::rules::kUpdateSystems, systems);
   return systems.find(osType) != std::string::npos;
 }
 
@@ -55,6 +56,7 @@ void TSVPluginCallbacks::CollectCatalogueDrivers(TDriverList& list,
   std::string driverFiles;
   for (const TInstanceHandle& element : updateElements) {
     if (!AppliesToOS(element, osType)) continue;
-    AppendOfferedDrivers(list, GetPropertyValue(element, "driverFiles", driverFiles));
+    AppendOfferedDrivers(list,
+                         GetPropertyValue(element, svc::rules::kUpdateDriverFiles, driverFiles));
   }
 }

@@ -1,7 +1,8 @@
 // Network and storage adapters, whose offered versions stand in an element's list of driver files.
 #include "firmware/firmware_run.h"
-#include "firmware/version_items.h"
 #include "inventory/trace.h"
+#include "rules/log_texts.h"
+#include "rules/version_items.h"
 
 using NQRXHSK20::kLogProgress;
 using NQRXHSK20::kLogTrace;
@@ -14,9 +15,10 @@ constexpr std::string_view kLSIFirmware = "QRXSG_LSIFirmwareElement";
 constexpr std::string_view kLSIBIOS = "QRXSG_LSIBIOSElement";
 
 constexpr std::string_view kInstalledFamily = "qrx arrayon-ax";
-constexpr std::string_view kOfferedFamily = "qrx arrayon ax";
 
-std::string DriverFiles(const TInstanceHandle& element) { return TextOf(element, "driverFiles"); }
+std::string DriverFiles(const TInstanceHandle& element) {
+  return TextOf(element, rules::kUpdateDriverFiles);
+}
 
 void LogEach(void (*log)(std::string_view), std::initializer_list<std::string_view> messages) {
   for (const std::string_view message : messages) log(message);
@@ -24,27 +26,29 @@ void LogEach(void (*log)(std::string_view), std::initializer_list<std::string_vi
 
 // The controller of "QRX Arrayon-AX20i SAS", lowered: 20i.
 std::string InstalledController(std::string description) {
-  description = toLowerCopy(std::move(description));
+  description = rules::toLowerCopy(std::move(description));
   const std::size_t family = description.find(kInstalledFamily);
   if (family == std::string::npos) return "";
-  return FirstWordBeforeBlank(
+  return rules::FirstWordBeforeBlank(
       std::string_view(description).substr(family + kInstalledFamily.size()));
 }
 
 // The controller of "QRX Arrayon AX 20i ...-#1.2", lowered: 20i. Nobody asks whether the family
 // stands there: without it the sum wraps, and as many characters go as its name has.
 std::string OfferedController(std::string driverFiles) {
-  driverFiles = toLowerCopy(std::move(driverFiles));
+  driverFiles = rules::toLowerCopy(std::move(driverFiles));
   if (driverFiles.find("-#") == std::string::npos) return "";
-  driverFiles.erase(0, driverFiles.find(kOfferedFamily) + kOfferedFamily.size() + 1);
-  return FirstWordBeforeBlank(driverFiles);
+  driverFiles.erase(0,
+                    driverFiles.find(rules::kMegaRaidFamily) + rules::kMegaRaidFamily.size() + 1);
+  return rules::FirstWordBeforeBlank(driverFiles);
 }
 
 // The product of "LSI SAS1064E rev 2", lowered: 1064e.
 std::string SASProduct(std::string_view product) {
-  const std::size_t mark = product.find("sas");
-  return mark == std::string_view::npos ? std::string()
-                                        : FirstWordBeforeBlank(product.substr(mark + 3));
+  const std::size_t mark = product.find(rules::kChipMark);
+  return mark == std::string_view::npos
+             ? std::string()
+             : rules::FirstWordBeforeBlank(product.substr(mark + rules::kChipMark.size()));
 }
 
 // The list without its first file; nothing when it holds no blank.
@@ -58,14 +62,15 @@ std::string WithoutFirstFile(std::string driverFiles) {
 void TFirmwareRun::CompareBroadcom(const TInstanceHandle& element) {
   LogTrace("starting Brdcom firmware...");
   const std::string driverFiles = DriverFiles(element);
-  const std::string identifier = toLowerCopy(Installed(kBroadcomFirmware, "SoftwareElementID"));
+  const std::string identifier =
+      rules::toLowerCopy(Installed(kBroadcomFirmware, "SoftwareElementID"));
   LogEach(LogTrace, {identifier, driverFiles});
   // The list is searched as it stands: an identifier in capitals is not found.
-  const TKeyLookup lookup = FindVersionOfKey(driverFiles, identifier);
+  const rules::TKeyLookup lookup = rules::FindVersionOfKey(driverFiles, identifier);
   LogTrace("before getting into container 2nd");
   InstalledInstances(kBroadcomFirmware);
   LogTrace("after getting into container 2nd");
-  SetFound(EComponent::kBroadcom);
+  SetFound(rules::EComponent::kBroadcom);
   int device = 0;
   for (const TInstanceHandle& instance : instances) {
     const std::string installed = TextOf(instance, "Version");
@@ -88,12 +93,12 @@ void TFirmwareRun::CompareMegaRAID(const TInstanceHandle& element) {
   const std::string offeredController = OfferedController(listed);
   LogProgress(offeredController);
   if (installedController != offeredController) {
-    LogTrace("Not getting same MR controller.");
+    LogTrace(rules::kOtherController);
     return;
   }
   const std::string driverFiles = DriverFiles(element);
   LogEach(LogTrace, {"Matching MR controller:", installedController});
-  const TKeyLookup lookup = FindVersionOfKey(driverFiles, "Controller");
+  const rules::TKeyLookup lookup = rules::FindVersionOfKey(driverFiles, rules::kMegaRaidKey);
   if (lookup.found) LogTrace(lookup.version.value_or(""));
   const std::string installed = Installed(kMegaRAIDFirmware, "Version");
   Deliver(listed.substr(0, listed.find("-#")), installed,
@@ -109,22 +114,24 @@ void TFirmwareRun::CompareIntegratedRAID(const TInstanceHandle& element) {
 
 void TFirmwareRun::CompareIntegratedRAIDFirmware(const TInstanceHandle& element,
                                                  std::string& offered) {
-  const std::string product = toLowerCopy(Installed(kLSIFirmware, "ProductID"));
+  const std::string product = rules::toLowerCopy(Installed(kLSIFirmware, "ProductID"));
   LogEach(LogProgress, {"Matching LSI IR...", product});
   const std::string driverFiles = DriverFiles(element);
   LogEach(LogProgress, {"driverFiles ==", driverFiles});
-  const TKeyLookup lookup = FindVersionOfKey(toLowerCopy(driverFiles), product);
+  const rules::TKeyLookup lookup =
+      rules::FindVersionOfKey(rules::toLowerCopy(driverFiles), product);
   if (lookup.found) offered = lookup.version.value_or("");
-  LogProgress(lookup.found ? std::string_view(offered) : "Use current version.");
+  LogProgress(lookup.found ? std::string_view(offered) : rules::kInstalledIsOffered);
   DeliverIntegratedRAID(kLSIFirmware, "Matching LSI IR firmware.", offered, !lookup.found);
 }
 
 void TFirmwareRun::CompareIntegratedRAIDBIOS(const TInstanceHandle& element, std::string& offered) {
-  const std::string product = toLowerCopy(Installed(kLSIBIOS, "ProductID"));
+  const std::string product = rules::toLowerCopy(Installed(kLSIBIOS, "ProductID"));
   LogProgress(product);
-  const std::string driverFiles = toLowerCopy(DriverFiles(element));
+  const std::string driverFiles = rules::toLowerCopy(DriverFiles(element));
   LogEach(LogProgress, {"driverFiles ==", driverFiles});
-  const TKeyLookup lookup = FindVersionOfKey(WithoutFirstFile(driverFiles), SASProduct(product));
+  const rules::TKeyLookup lookup =
+      rules::FindVersionOfKey(WithoutFirstFile(driverFiles), SASProduct(product));
   if (lookup.version) offered = *lookup.version;
   DeliverIntegratedRAID(kLSIBIOS, "", offered, !lookup.found);
 }
@@ -137,7 +144,8 @@ void TFirmwareRun::DeliverIntegratedRAID(std::string_view className, std::string
     if (!message.empty()) LogProgress(message);
     if (installed.empty()) continue;
     const std::string& shown = useInstalled ? installed : offered;
-    SetFound(EComponent::kRWA);  // The report's flag for RWA is shared with these controllers.
+    SetFound(
+        rules::EComponent::kRwa);  // The report's flag for RWA is shared with these controllers.
     LogEach(LogProgress, {"Writing instance:", installed, shown});
     Deliver(name, installed, shown);
   }

@@ -1,101 +1,37 @@
-// The walk, its dispatch chain and the report at its end.
+// The walk, its choice of branches and the report at its end.
 #include <algorithm>
 #include <array>
 #include <optional>
 #include <utility>
 
 #include "firmware/firmware_run.h"
-#include "firmware/version_items.h"
 #include "host/hskcore/root_object.h"
 #include "inventory/class_lookup.h"
-#include "inventory/folded_text.h"
 #include "inventory/trace.h"
+#include "rules/folded_text.h"
+#include "rules/log_texts.h"
+#include "rules/version_items.h"
 
 using namespace NQRXHSK20;
 
 namespace {
 
-using TBranch = void (TFirmwareRun::*)(const TInstanceHandle&);
-
-// The properties that are tested.
-enum EText : std::size_t { kDescription, kCategory, kInstallDirectory, kTexts };
-constexpr std::array<std::string_view, kTexts> kProperties = {"description", "category",
-                                                              "installDirectory"};
-
-// A text that is searched without regard to ASCII case: folded when it is compiled.
-class TNeedle {
- public:
-  template <std::size_t N>
-  consteval TNeedle(const char (&text)[N]) : size(N - 1) {
-    for (std::size_t i = 0; i < size; ++i) folded[i] = Folded(text[i]);
-  }
-  constexpr std::string_view Text() const { return {folded.data(), size}; }
-
- private:
-  std::array<char, 80> folded{};
-  std::size_t size;
+// The components that the report at the end of a run knows, in its order. UEFI counts as a BIOS.
+struct TMissing {
+  rules::EComponent component;
+  std::string_view message;
 };
-
-struct TTest {
-  EText property;
-  TNeedle needle;
-};
-
-struct TDispatchRow {
-  TTest test;
-  TBranch branch;
-};
-
-// An element may update the system BIOS and one component of the chain as well.
-constexpr std::array<TTest, 4> kBIOSTests = {{
-    {kDescription, "BIOS Update"},
-    {kCategory, "BIOS"},
-    {kDescription, "BIOS Flash"},
-    {kDescription, "Flash BIOS"},
-}};
-
-// The first row that holds decides. Narrow texts stand before the wider ones that contain them
-// ("Remote Watch Adapter II"); a row that an earlier one always forestalls stays, so that the list
-// names every text that catalogues use.
-constexpr std::array<TDispatchRow, 20> kDispatchChain = {{
-    {{kDescription, "uEFI"}, &TFirmwareRun::CompareUEFI},
-    {{kCategory, "UEFI"}, &TFirmwareRun::CompareUEFI},
-    {{kInstallDirectory, "/PKGS/DIAG"}, &TFirmwareRun::CompareDiagnostics},
-    {{kDescription, "Diagnostic"}, &TFirmwareRun::CompareDiagnostics},
-    {{kDescription, "Preboot Diagnostics"}, &TFirmwareRun::CompareDiagnostics},
-    {{kDescription, "Preboot HSK"}, &TFirmwareRun::CompareDiagnostics},
-    {{kDescription, "HSK Preboot"}, &TFirmwareRun::CompareDiagnostics},
-    {{kInstallDirectory, "/PKGS/RWA2"}, &TFirmwareRun::CompareRWA2},
-    {{kDescription, "Remote Watch Adapter II"}, &TFirmwareRun::CompareRWA2},
-    {{kInstallDirectory, "/PKGS/REMOTWAT"}, &TFirmwareRun::CompareRWA},
-    {{kDescription, "Remote Watch Adapter"}, &TFirmwareRun::CompareRWA},
-    {{kDescription, "Integrated System Control Processor"}, &TFirmwareRun::CompareISCP},
-    {{kCategory, "BMC/H8"}, &TFirmwareRun::CompareBMCOrH8},
-    {{kDescription, "Broadcom NetXtreme and NetXtreme II Firmware"},
-     &TFirmwareRun::CompareBroadcom},
-    {{kDescription, "QRX Arrayon AX20i SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
-    {{kDescription, "QRX Arrayon AX20is SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
-    {{kDescription, "QRX Arrayon AX20M SAS Controller Firmware"}, &TFirmwareRun::CompareMegaRAID},
-    {{kDescription, "LSI 1064"}, &TFirmwareRun::CompareIntegratedRAID},
-    {{kDescription, "LSI 1078 SAS"}, &TFirmwareRun::CompareIntegratedRAID},
-    {{kDescription, "BIOS and Firmware Update for the SAS Expansion Card (HBXe) for QRX Rackwell"},
-     &TFirmwareRun::CompareIntegratedRAID},
-}};
-static_assert(!kDispatchChain.back().test.needle.Text().empty(), "every row is filled");
-
-// By component, in the order of EComponent.
-constexpr std::array<std::string_view, static_cast<std::size_t>(EComponent::kCount)>
-    kMissingMessages = {{
-        "No firmware update found for System BIOS.",
-        "No firmware update found for Diagnostics.",
-        "No firmware update found for RWA II.",
-        "No firmware update found for RWA.",
-        "No firmware update found for ISCP.",
-        "No firmware update found for H8.",
-        "No firmware update found for BMC.",
-        "No firmware update found for Broadcom NetXtreme or NetXtreme II.",
-    }};
-static_assert(!kMissingMessages.back().empty(), "every component has its message");
+constexpr std::array kMissing = {
+    TMissing{rules::EComponent::kBios, "No firmware update found for System BIOS."},
+    TMissing{rules::EComponent::kDiagnostics, "No firmware update found for Diagnostics."},
+    TMissing{rules::EComponent::kRwa2, "No firmware update found for RWA II."},
+    TMissing{rules::EComponent::kRwa, "No firmware update found for RWA."},
+    TMissing{rules::EComponent::kIscp, "No firmware update found for ISCP."},
+    TMissing{rules::EComponent::kH8, "No firmware update found for H8."},
+    TMissing{rules::EComponent::kBmc, "No firmware update found for BMC."},
+    TMissing{rules::EComponent::kBroadcom,
+             "No firmware update found for Broadcom NetXtreme or NetXtreme II."}};
+static_assert(kMissing.size() == 8);
 
 // One element under test. Each test owes the trace the lines of reading its property: where the
 // trace is kept it reads, where it is not, only the first test of a property does.
@@ -104,21 +40,21 @@ class TTested {
   explicit TTested(const TInstanceHandle& element)
       : element(element), isTraced(TRootObject::GetCoreLogger().IsLogged(kLogTrace)) {}
 
-  bool Holds(const TTest& test) {
-    const std::string_view property = kProperties[test.property];
-    const std::string_view needle = test.needle.Text();
+  bool Holds(const rules::TComponentTest& test) {
+    const std::string_view property = rules::kTestedProperties[test.property];
+    const std::string_view needle = test.text.Text();
     if (isTraced) {
       return TSVPluginCallbacks::PropertyContains(element, property, std::string(needle));
     }
     std::optional<std::string>& text = texts[test.property];
-    if (!text) FoldCase(text.emplace(TextOf(element, property)));
+    if (!text) rules::FoldCase(text.emplace(TextOf(element, property)));
     return text->find(needle) != std::string::npos;
   }
 
  private:
   const TInstanceHandle& element;
   const bool isTraced;
-  std::array<std::optional<std::string>, kTexts> texts;
+  std::array<std::optional<std::string>, rules::kTestedProperties.size()> texts;
 };
 
 }  // namespace
@@ -135,20 +71,45 @@ void TSVPluginCallbacks::CompareFirmware(TNamespaceHandle inventory, TInstanceLi
 
 void TFirmwareRun::Compare(const TInstanceHandle& element) {
   TTested tested(element);
-  const auto holds = [&](const TTest& test) { return tested.Holds(test); };
-  if (std::any_of(kBIOSTests.begin(), kBIOSTests.end(), holds)) CompareBIOS(element);
-  const auto row =
-      std::find_if(kDispatchChain.begin(), kDispatchChain.end(),
-                   [&](const TDispatchRow& candidate) { return holds(candidate.test); });
-  if (row != kDispatchChain.end()) (this->*row->branch)(element);
+  const auto holds = [&](const rules::TComponentTest& test) { return tested.Holds(test); };
+  CompareComponent(element, rules::FirstThatHolds(rules::kBiosTests, holds));
+  CompareComponent(element, rules::FirstThatHolds(rules::kChainTests, holds));
+}
+
+void TFirmwareRun::CompareComponent(const TInstanceHandle& element, rules::EComponent component) {
+  switch (component) {
+    case rules::EComponent::kBios:
+      return CompareBIOS(element);
+    case rules::EComponent::kUefi:
+      return CompareUEFI(element);
+    case rules::EComponent::kDiagnostics:
+      return CompareDiagnostics(element);
+    case rules::EComponent::kRwa2:
+    case rules::EComponent::kRwa:
+      return CompareRemoteWatchAdapter(element, component);
+    case rules::EComponent::kIscp:
+      return CompareISCP(element);
+    case rules::EComponent::kH8:  // The chain leaves it to the branch which of the two it is.
+    case rules::EComponent::kBmc:
+    case rules::EComponent::kUnnamedProcessor:
+      return CompareBMCOrH8(element);
+    case rules::EComponent::kBroadcom:
+      return CompareBroadcom(element);
+    case rules::EComponent::kMegaRaid:
+      return CompareMegaRAID(element);
+    case rules::EComponent::kLsi:
+      return CompareIntegratedRAID(element);
+    case rules::EComponent::kNone:
+    case rules::EComponent::kCount:
+      return;
+  }
 }
 
 void TFirmwareRun::ReportMissing() const {
-  for (std::size_t component = 0; component < found.size(); ++component) {
-    if (!found[component]) LogProgress(kMissingMessages[component]);
+  for (const TMissing& row : kMissing) {
+    if (!found[static_cast<std::size_t>(row.component)]) LogProgress(row.message);
   }
-  // LSI controllers have no mark of their own to tell whether one was found.
-  LogProgress("No firmware update found for LSI firmware.");
+  LogProgress(rules::kFirmwareCompared);
 }
 
 std::string TFirmwareRun::Installed(std::string_view className, std::string_view property) const {
@@ -172,5 +133,5 @@ std::string TextOf(const TInstanceHandle& instance, std::string_view property) {
 }
 
 std::string OfferedVersion(const TInstanceHandle& element, std::string_view property) {
-  return extractBracketedVersion(TextOf(element, property));
+  return rules::extractBracketedVersion(TextOf(element, property));
 }

@@ -10,19 +10,10 @@
 #include <string_view>
 
 #include "plugin/contents/sv_plugin.h"
+#include "rules/components.h"
+#include "rules/names.h"
 
-// Components that the report at the end of a run knows, in its order.
-enum class EComponent {
-  kSystemBIOS,
-  kDiagnostics,
-  kRWA2,
-  kRWA,
-  kISCP,
-  kH8,
-  kBMC,
-  kBroadcom,
-  kCount
-};
+namespace rules = svc::rules;
 
 // The state of one walk. Used on the thread of the query.
 class TFirmwareRun {
@@ -40,8 +31,7 @@ class TFirmwareRun {
   void CompareUEFI(const TInstanceHandle& element);
   void CompareDiagnostics(const TInstanceHandle& element);
   // management_processors.cpp
-  void CompareRWA2(const TInstanceHandle& element);
-  void CompareRWA(const TInstanceHandle& element);
+  void CompareRemoteWatchAdapter(const TInstanceHandle& element, rules::EComponent component);
   void CompareISCP(const TInstanceHandle& element);
   void CompareBMCOrH8(const TInstanceHandle& element);
   // adapters.cpp
@@ -50,9 +40,10 @@ class TFirmwareRun {
   void CompareIntegratedRAID(const TInstanceHandle& element);
 
  private:
+  // The branch of a component that the chain picked.
+  void CompareComponent(const TInstanceHandle& element, rules::EComponent component);
   void CompareSystemFirmware(const TInstanceHandle& element, std::string_view message,
-                             const char* name);
-  void CompareRemoteWatchAdapter(const TInstanceHandle& element, EComponent component);
+                             rules::EComponent component);
   void CompareH8(const std::string& offered);
   void CompareBMC(const std::string& offered);
   void CompareIntegratedRAIDFirmware(const TInstanceHandle& element, std::string& offered);
@@ -65,17 +56,18 @@ class TFirmwareRun {
   std::string Installed(std::string_view className, std::string_view property) const;
   const TInstanceList& InstalledInstances(std::string_view className);
   void Deliver(std::string name, std::string installed, std::string offered) const;
-  void SetFound(EComponent component) { found[static_cast<std::size_t>(component)] = true; }
+  void SetFound(rules::EComponent component) { found[static_cast<std::size_t>(component)] = true; }
 
   TNamespaceHandle inventory;
   std::string machineType;
-  std::array<bool, static_cast<std::size_t>(EComponent::kCount)> found{};
+  std::array<bool, rules::kComponentCount> found{};
   TInstanceList instances;
 };
 
 // A property as text.
 std::string TextOf(const TInstanceHandle& instance, std::string_view property);
 // The version between the marks of an update element's property.
-std::string OfferedVersion(const TInstanceHandle& element, std::string_view property = "Version");
+std::string OfferedVersion(const TInstanceHandle& element,
+                           std::string_view property = rules::kUpdateVersion);
 
 #endif  // FIRMWARE_FIRMWARE_RUN_H_

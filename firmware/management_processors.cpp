@@ -1,10 +1,9 @@
 // Remote Watch Adapters, the Integrated System Control Processor, the H8 processor and baseboard
 // management controllers.
-#include <algorithm>
-#include <array>
-
 #include "firmware/firmware_run.h"
 #include "inventory/trace.h"
+
+using rules::EComponent;
 
 namespace {
 
@@ -14,24 +13,9 @@ constexpr std::string_view kIPMIFirmware = "QRXSG_IPMIFirmwareElement";
 // Build ids of one processor family begin alike.
 constexpr std::size_t kFamilyLength = 4;
 
-constexpr std::string_view kH8Description = "Integrated System Control";
 constexpr std::string_view kH8Name = "QRX Integrated Systems Control Processor";
-constexpr std::array<std::string_view, 3> kBMCDescriptions = {
-    "Baseboard Management Controller", "mBMC Firmware Update", "Integrated Control Module"};
-
-bool DescriptionContains(const TInstanceHandle& element, std::string_view needle) {
-  return TSVPluginCallbacks::PropertyContains(element, "description", std::string(needle));
-}
 
 }  // namespace
-
-void TFirmwareRun::CompareRWA2(const TInstanceHandle& element) {
-  CompareRemoteWatchAdapter(element, EComponent::kRWA2);
-}
-
-void TFirmwareRun::CompareRWA(const TInstanceHandle& element) {
-  CompareRemoteWatchAdapter(element, EComponent::kRWA);
-}
 
 // Both texts begin with the version that the adapter reports for itself; what is installed and
 // what is offered stands in the parentheses.
@@ -53,18 +37,19 @@ void TFirmwareRun::CompareISCP(const TInstanceHandle& element) {
   const std::string name = Installed(kSPROM, "Name");
   if (build.empty()) return;
   if (build.substr(0, kFamilyLength) != offered.substr(0, kFamilyLength)) return;
-  SetFound(EComponent::kISCP);
+  SetFound(EComponent::kIscp);
   Deliver(name, build, offered);
 }
 
 void TFirmwareRun::CompareBMCOrH8(const TInstanceHandle& element) {
   const std::string offered = OfferedVersion(element);
-  if (DescriptionContains(element, kH8Description)) {
-    CompareH8(offered);
-  } else if (std::any_of(kBMCDescriptions.begin(), kBMCDescriptions.end(),
-                         [&](auto needle) { return DescriptionContains(element, needle); })) {
-    CompareBMC(offered);
-  }
+  const auto holds = [&](const rules::TComponentTest& test) {
+    const std::string_view property = rules::kTestedProperties[test.property];
+    return TSVPluginCallbacks::PropertyContains(element, property, std::string(test.text.Text()));
+  };
+  const EComponent processor = rules::FirstThatHolds(rules::kProcessorTests, holds);
+  if (processor == EComponent::kH8) CompareH8(offered);
+  if (processor == EComponent::kBmc) CompareBMC(offered);
 }
 
 void TFirmwareRun::CompareH8(const std::string& offered) {
@@ -80,7 +65,7 @@ void TFirmwareRun::CompareBMC(const std::string& offered) {
     const std::string version = TextOf(instance, "Version");
     const std::string name = TextOf(instance, "Name");
     if (version.empty()) continue;
-    SetFound(EComponent::kBMC);
+    SetFound(EComponent::kBmc);
     Deliver(name, version, offered);
   }
 }

@@ -2,9 +2,14 @@
 #include <algorithm>
 #include <utility>
 
-#include "inventory/folded_text.h"
 #include "inventory/trace.h"
 #include "plugin/contents/sv_plugin.h"
+#include "rules/folded_text.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
+#include "rules/version_items.h"
+
+namespace rules = svc::rules;
 
 namespace {
 
@@ -34,22 +39,22 @@ TInstanceList Select(const TInstanceList& instances, std::string_view property,
 
 bool TSVPluginCallbacks::PropertyContains(TInstanceHandle instance, std::string_view property,
                                           std::string needle) {
-  LogTrace("In PropertyContains");
+  LogTrace(rules::kTests);
   std::string text;
-  FoldCase(GetPropertyValue(std::move(instance), property, text));
-  FoldCase(needle);
+  rules::FoldCase(GetPropertyValue(std::move(instance), property, text));
+  rules::FoldCase(needle);
   return Contains(text, needle);
 }
 
 TInstanceList TSVPluginCallbacks::MatchMachineInstances(const std::string& machineType,
                                                         TInstanceList instances) {
-  LogTrace("In MatchMachineInstances");
+  LogTrace(rules::kSelectsMachine);
   // The marks keep a type from matching a longer one that contains it.
-  return Select(instances, "applicableMachineTypes", "-[" + machineType + "]-");
+  return Select(instances, rules::kUpdateMachineTypes, rules::Marked(machineType));
 }
 
 TInstanceList TSVPluginCallbacks::MatchOSInstances(const std::string& osType,
                                                    TInstanceList instances) {
-  LogTrace("In MatchOSInstances");
-  return Select(instances, "applicableOperatingSystems", osType);
+  LogTrace(rules::kSelectsSystem);
+  return Select(instances, rules::kUpdateSystems, osType);
 }

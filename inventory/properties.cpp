@@ -1,12 +1,13 @@
 // Reading properties as text: the one way in which the plug-in reads inventory and catalogue.
 #include "inventory/trace.h"
 #include "plugin/contents/sv_plugin.h"
+#include "rules/log_texts.h"
 
 using namespace NQRXHSK20;
 
 std::string& TSVPluginCallbacks::GetPropertyValue(TInstanceHandle instance,
                                                   std::string_view property, std::string& output) {
-  LogTrace("In GetPropertyValue");
+  LogTrace(svc::rules::kReads);
   output.clear();
   const CIMContext none;
   try {

@@ -2,24 +2,28 @@
 #include "inventory/class_lookup.h"
 #include "inventory/trace.h"
 #include "plugin/contents/sv_plugin.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
 
 using namespace NQRXHSK20;
+namespace rules = svc::rules;
 
 void TSVPluginCallbacks::DeliverInstance(TNamespaceHandle results, std::string type,
                                          std::string name, std::string installedVersion,
                                          std::string catalogueVersion) {
   LogTrace("In DeliverInstance");
   boost::shared_ptr<ICIMClass> resultClass;
-  if (!FindClass(resultClass, results, "QRXSG_SVResult", PluginContext())) {
-    LogError("QRXSG_SVResult not found");
+  if (!FindClass(resultClass, results, rules::kResultClass, PluginContext())) {
+    LogError(rules::kNoResultClass);
     return;
   }
   TInstanceHandle record;
   resultClass->CreateInstance(record, CIMContext());
-  record->SetPropertyValue("Type", TCIMValue(std::move(type)), CIMContext());
-  record->SetPropertyValue("Name", TCIMValue(std::move(name)), CIMContext());
-  record->SetPropertyValue("InstalledVersion", TCIMValue(std::move(installedVersion)),
+  record->SetPropertyValue(rules::kResultType, TCIMValue(std::move(type)), CIMContext());
+  record->SetPropertyValue(rules::kResultName, TCIMValue(std::move(name)), CIMContext());
+  record->SetPropertyValue(rules::kResultInstalled, TCIMValue(std::move(installedVersion)),
                            CIMContext());
-  record->SetPropertyValue("SVVersion", TCIMValue(std::move(catalogueVersion)), CIMContext());
+  record->SetPropertyValue(rules::kResultOffered, TCIMValue(std::move(catalogueVersion)),
+                           CIMContext());
   record->Commit(CIMContext());
 }

@@ -9,12 +9,13 @@
 #include "host/hskcore/schema_helper.h"
 #include "inventory/class_lookup.h"
 #include "inventory/trace.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
 
 using namespace NQRXHSK20;
+namespace rules = svc::rules;
 
 namespace {
-
-constexpr const char* kLive = "_live_";
 
 // Runs some of a query's steps; false when they ended it. A failure that no step handles ends it
 // too: the records delivered before stay.
@@ -55,7 +56,7 @@ bool TQuery::IdentifyMachine() {
   try {
     machineType = TCIMSchemaHelper::GetMachineType(inventory);
   } catch (const THSKException&) {
-    LogError("Unable to determine machine type");
+    LogError(rules::kNoMachineType);
     return false;
   }
   osType = TSVPluginCallbacks::getOSType(inventory);
@@ -63,7 +64,7 @@ bool TQuery::IdentifyMachine() {
 }
 
 void TQuery::TakeCataloguePath() {
-  const auto entry = context.find("svPath");
+  const auto entry = context.find(rules::kCatalogueEntry);
   if (entry == context.end()) {
     constexpr const char* kMessage = "SV: 'svPath' not passed via context";
     LogError(kMessage);
@@ -72,13 +73,13 @@ void TQuery::TakeCataloguePath() {
   rawCataloguePath = static_cast<std::string>(entry->second);
 }
 
-bool TQuery::IsLive() const { return rawCataloguePath == kLive; }
+bool TQuery::IsLive() const { return rawCataloguePath == rules::kLive; }
 
 bool TQuery::LoadDefinitions() {
   try {
     catalogue = CreateCatalogueNamespace(plugin);
   } catch (const THSKException& exception) {
-    LogError("Error loading SV definitions file...");
+    LogError(rules::kNoDefinitions);
     LogError(exception.GetMessageText());
     return false;
   }
@@ -95,7 +96,7 @@ bool TQuery::LoadIndex() {
   LogTrace("In -u mode.");
   try {
     TSVPluginCallbacks::LoadCatalogueFile(
-        rawCataloguePath + TOSSpecific::kFileSeparator + "index.xml", catalogue);
+        rawCataloguePath + TOSSpecific::kFileSeparator + rules::kIndexFile, catalogue);
   } catch (const THSKException& exception) {
     ReportIndexFailure(exception);
     return false;
@@ -105,7 +106,7 @@ bool TQuery::LoadIndex() {
 
 bool TQuery::CollectUpdateElements() {
   boost::shared_ptr<ICIMClass> elementClass;
-  if (!FindClass(elementClass, catalogue, "QRXPSG_SystemUpdateElement", CIMContext())) return false;
+  if (!FindClass(elementClass, catalogue, rules::kUpdateClass, CIMContext())) return false;
   AppendInstances(updateElements, elementClass, CIMContext());
   return !updateElements.empty();
 }
@@ -119,7 +120,7 @@ bool TQuery::SelectApplicableElements() {
         TSVPluginCallbacks::MatchOSInstances(osType, std::move(applicableElements));
   }
   if (!applicableElements.empty()) return true;
-  LogWarning("Warning: Sorvane comparison, no supported software updates found");
+  LogWarning(rules::kNothingApplicable);
   return false;
 }
 

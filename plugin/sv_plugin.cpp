@@ -5,6 +5,7 @@
 
 #include "host/hskcore/root_object.h"
 #include "host/plugin.nsp/plugin_manager.h"
+#include "rules/names.h"
 
 using namespace NQRXHSK20;
 
@@ -15,7 +16,7 @@ TSVPluginCallbacks::TSVPluginCallbacks() {
 }
 
 int TSVPluginCallbacks::GetInterfaceVersion() { return 1; }
-std::string TSVPluginCallbacks::GetName() { return "Sorvane Version Checker"; }
+std::string TSVPluginCallbacks::GetName() { return svc::rules::kPluginName; }
 std::string TSVPluginCallbacks::GetVersion() { return "1.0"; }
 std::string TSVPluginCallbacks::GetBuildVersion() { return "1.0"; }
 std::string TSVPluginCallbacks::GetQueryLanguage() { return ""; }

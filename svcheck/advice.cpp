@@ -1,4 +1,5 @@
 #include "svcheck/advice.h"
+#include "rules/names.h"
 #include "runtime/hskcore/path_of.h"
 
 #include <filesystem>
@@ -38,7 +39,7 @@ void NameCatalogueFile(report::TReport& report) {
   const bool named = report.outcome == EOutcome::kUnreadableCatalogue ||
                      report.outcome == EOutcome::kUnsupportedCatalogue;
   if (!named || report.catalogue.source != "folder") return;
-  const std::string file = (PathOf(report.catalogue.path) / "index.xml").string();
+  const std::string file = (PathOf(report.catalogue.path) / rules::kIndexFile).string();
   for (std::string& error : report.errors) {
     if (error.starts_with(kLine)) error.replace(0, kLine.size(), file + ':');
   }

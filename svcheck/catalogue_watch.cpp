@@ -5,6 +5,7 @@
 
 #include "host/hskcore/namespace_provider.h"
 #include "host/hskcore/root_object.h"
+#include "rules/names.h"
 #include "svcheck/query_run.h"
 
 using namespace NQRXHSK20;
@@ -49,7 +50,7 @@ const boost::shared_ptr<ICIMNamespace>& TCatalogueWatch::Catalogue() const {
 
 std::optional<std::uint64_t> TCatalogueWatch::CountElements() const {
   if (!provider->last) return {};
-  return InstancesOf(provider->last, kElementClass).size();
+  return InstancesOf(provider->last, rules::kUpdateClass).size();
 }
 
 }  // namespace svc

@@ -12,8 +12,6 @@
 
 namespace svc {
 
-inline constexpr const char* kElementClass = "QRXPSG_SystemUpdateElement";
-
 class TWatchingProvider;
 
 // While it lives, the last namespace that somebody made by the host's "inmem" provider is kept.

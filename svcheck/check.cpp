@@ -7,6 +7,7 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/schema_helper.h"
+#include "rules/names.h"
 #include "runtime/acquire/shown_address.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/path_of.h"
@@ -148,8 +149,8 @@ void TCheckVerb::DemandCatalogue() const {
 
 TQueryRequest TCheckVerb::MakeRequest() {
   DemandCatalogue();
-  options.context.push_back(std::string(kCatalogueEntry) + "=" +
-                            (live ? kLive : Absolute(catalogue).string()));
+  options.context.push_back(std::string(rules::kCatalogueEntry) + "=" +
+                            (live ? rules::kLive : Absolute(catalogue).string()));
   return RequestOf(options);
 }
 
@@ -250,7 +251,7 @@ TJournal::TOnLoaded TCheckVerb::OnLoaded(TStatusLine& status) {
 
 std::string TCheckVerb::CatalogueSize() const {
   std::error_code error;
-  const auto size = fs::file_size(Absolute(catalogue) / "index.xml", error);
+  const auto size = fs::file_size(Absolute(catalogue) / rules::kIndexFile, error);
   return error ? "" : ", " + SizeText(size);
 }
 
@@ -273,9 +274,9 @@ void TCheckVerb::Describe(const TQueryRun& run, report::TReport& report) const {
                       TextOf(*instance, "Model"), TextOf(*instance, "SerialNumber")};
     if (!report.machine.type.empty()) break;
   }
-  for (const auto& instance : InstancesOf(run.Inventory(), "QRXSG_OperatingSystem")) {
-    report.system = {TextOf(*instance, "Caption"), TextOf(*instance, "Version"),
-                     TextOf(*instance, "HardwarePlatform")};
+  for (const auto& instance : InstancesOf(run.Inventory(), rules::kSystemClass)) {
+    report.system = {TextOf(*instance, "Caption"), TextOf(*instance, rules::kSystemVersion),
+                     TextOf(*instance, rules::kSystemPlatform)};
   }
 }
 
@@ -284,7 +285,7 @@ void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
   report.catalogue.path =
       live ? acquire::ShownAddress(options.repository) : Absolute(catalogue).string();
   if (live) return;
-  report.catalogue.modified = TimeOf(PathOf(report.catalogue.path) / "index.xml");
+  report.catalogue.modified = TimeOf(PathOf(report.catalogue.path) / rules::kIndexFile);
 }
 
 void TCheckVerb::ShowTimings(const report::TReport& /*report*/) const {

@@ -1,6 +1,7 @@
 // `svcheck explain`: why something is, or is not, in the report.
 
 #include "host/hskcore/schema_helper.h"
+#include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/catalogue_watch.h"
 #include "svcheck/explanation.h"
@@ -51,7 +52,8 @@ TQueryRequest TExplainVerb::MakeRequest() {
   if (catalogue.empty()) {
     throw TFailure("there is nothing to explain: give --catalogue DIR", kExitUsage);
   }
-  options.context.push_back(std::string(kCatalogueEntry) + "=" + Absolute(catalogue).string());
+  options.context.push_back(std::string(rules::kCatalogueEntry) + "=" +
+                            Absolute(catalogue).string());
   return RequestOf(options);
 }
 

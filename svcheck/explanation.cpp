@@ -11,13 +11,12 @@
 
 #include "report/ascii.h"
 #include "report/text.h"
+#include "rules/names.h"
 #include "svcheck/query_run.h"
 
 namespace svc {
 
 namespace {
-
-constexpr const char* kDriverFiles = "driverFiles";
 
 // What became of an element, in the order of the summary.
 enum class EFate { kRecord, kNoRecord, kNoComponent, kOtherSystem, kOtherMachine, kCount };
@@ -41,7 +40,7 @@ bool LeadsTo(std::string_view path, std::string_view name) {
 }
 
 // The elements of an array, without the braces of its text.
-std::string ListOf(const TElementTrace& element, const char* property) {
+std::string ListOf(const TElementTrace& element, std::string_view property) {
   const std::string text = TextOf(*element.instance, property);
   std::string_view list = text;
   if (list.starts_with('{') && list.ends_with('}')) list = list.substr(1, list.size() - 2);
@@ -107,7 +106,8 @@ void TExplanation::Write() {
 }
 
 bool TExplanation::IsWanted(const TElementTrace& element) const {
-  for (const char* const property : {"name", "description", kDriverFiles}) {
+  for (const std::string_view property :
+       {rules::kUpdateName, rules::kUpdateDescription, rules::kUpdateDriverFiles}) {
     if (IsWanted(TextOf(*element.instance, property))) return true;
   }
   return std::any_of(element.records.begin(), element.records.end(), [&](std::size_t number) {
@@ -120,8 +120,8 @@ bool TExplanation::IsWanted(const TOfferedTrace& driver) const { return IsWanted
 
 void TExplanation::WriteElement(const TElementTrace& element) {
   shown = true;
-  const std::string name = TextOf(*element.instance, "name");
-  const std::string description = TextOf(*element.instance, "description");
+  const std::string name = TextOf(*element.instance, rules::kUpdateName);
+  const std::string description = TextOf(*element.instance, rules::kUpdateDescription);
   Line("{}", report::PlainLine(name.empty() || description.empty() ? name + description
                                                                    : name + ": " + description));
   Line("  {}", Verdict(element));
@@ -147,10 +147,10 @@ std::string TExplanation::Verdict(const TElementTrace& element) const {
     case EFate::kOtherMachine:
       return fmt::format("Not for machine type {}: it is for {}.",
                          report::PlainLine(explained.machineType),
-                         ListOf(element, "applicableMachineTypes"));
+                         ListOf(element, rules::kUpdateMachineTypes));
     case EFate::kOtherSystem:
       return fmt::format("Not for this operating system: it is for {}.",
-                         ListOf(element, "applicableOperatingSystems"));
+                         ListOf(element, rules::kUpdateSystems));
     case EFate::kNoComponent:
       return fmt::format("No firmware: none of {} tests found a component that it updates.",
                          element.tests);
@@ -176,7 +176,7 @@ std::string TExplanation::WhyNoRecord(const TElementTrace& element) const {
       missing += " " + read.className;
     }
     for (const auto& [instance, property] : read.properties) {
-      isEmpty[read.className + "." + property] = TextOf(*instance, property.c_str()).empty();
+      isEmpty[read.className + "." + property] = TextOf(*instance, property).empty();
     }
   }
   if (!missing.empty()) return "the inventory has no instance of" + missing;
@@ -190,11 +190,11 @@ std::string TExplanation::WhyNoRecord(const TElementTrace& element) const {
 void TExplanation::WriteTests(const TElementTrace& element) {
   for (const THeldTest& test : element.held) {
     Line("    test {} held: {} {}", test.position, test.property,
-         Quoted(TextOf(*element.instance, test.property.c_str())));
+         Quoted(TextOf(*element.instance, test.property)));
   }
   if (!element.held.empty()) return;
   for (const std::string& property : element.asked) {
-    Line("    tested: {} {}", property, Quoted(TextOf(*element.instance, property.c_str())));
+    Line("    tested: {} {}", property, Quoted(TextOf(*element.instance, property)));
   }
 }
 
@@ -205,7 +205,7 @@ void TExplanation::WriteReads(const TElementTrace& element) {
     for (const auto& [instance, property] : read.properties) {
       if (!told.emplace(instance, property).second) continue;
       Line("    installed: {}.{} {}", read.className, property,
-           Quoted(TextOf(*instance, property.c_str())));
+           Quoted(TextOf(*instance, property)));
     }
   }
 }
@@ -221,20 +221,20 @@ bool TExplanation::IsInstalledText(const TElementTrace& element,
   if (record.offered.empty() || record.offered != record.installed) return false;
   bool fromDriverFiles = false;
   for (const std::string& property : element.texts) {
-    if (Contains(TextOf(*element.instance, property.c_str()), record.offered)) return false;
-    fromDriverFiles = fromDriverFiles || property == kDriverFiles;
+    if (Contains(TextOf(*element.instance, property), record.offered)) return false;
+    fromDriverFiles = fromDriverFiles || property == rules::kUpdateDriverFiles;
   }
   return fromDriverFiles;
 }
 
 void TExplanation::WriteDriverFiles(const TElementTrace& element) {
-  const std::string files = TextOf(*element.instance, kDriverFiles);
+  const std::string files = TextOf(*element.instance, rules::kUpdateDriverFiles);
   if (files.empty() || element.driverReads == 0) return;
   if (element.driverReads > 1) {
     Line("    offers the drivers {}", Quoted(files));
   } else {
     Line("    its drivers {} are not for this operating system, but for {}", Quoted(files),
-         ListOf(element, "applicableOperatingSystems"));
+         ListOf(element, rules::kUpdateSystems));
   }
 }
 
@@ -244,7 +244,7 @@ void TExplanation::WriteDrivers() {
   }
   if (explained.component.empty()) return;
   for (const TInstalledTrace& driver : trace.Installed()) {
-    const bool isWanted = IsWanted(TextOf(*driver.instance, "Path"));
+    const bool isWanted = IsWanted(TextOf(*driver.instance, rules::kDriverPath));
     if (isWanted && !driver.matched) WriteNotOffered(driver);
   }
 }
@@ -262,23 +262,23 @@ void TExplanation::WriteOffered(const TOfferedTrace& driver) {
 std::string TExplanation::WhereIs(const TOfferedTrace& driver) const {
   if (!driver.records.empty()) return "In the report.";
   for (const TInstalledTrace& candidate : trace.Installed()) {
-    const std::string path = TextOf(*candidate.instance, "Path");
+    const std::string path = TextOf(*candidate.instance, rules::kDriverPath);
     if (candidate.running || !LeadsTo(path, driver.name)) continue;
     return fmt::format(
         "No record: no driver of that name runs. Installed, with the state {}, is {}.",
-        Quoted(TextOf(*candidate.instance, "CurrentState")), Quoted(path));
+        Quoted(TextOf(*candidate.instance, rules::kDriverState)), Quoted(path));
   }
   return "No record: no driver of that name is installed.";
 }
 
 void TExplanation::WriteNotOffered(const TInstalledTrace& driver) {
   shown = true;
-  Line("installed driver {}", Quoted(TextOf(*driver.instance, "Path")));
+  Line("installed driver {}", Quoted(TextOf(*driver.instance, rules::kDriverPath)));
   if (driver.running) {
     Line("  No record: no element that applies offers it.\n");
   } else {
     Line("  No record: it is not running, its state is {}.\n",
-         Quoted(TextOf(*driver.instance, "CurrentState")));
+         Quoted(TextOf(*driver.instance, rules::kDriverState)));
   }
 }
 

@@ -10,6 +10,7 @@
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "report/text.h"
+#include "rules/names.h"
 #include "runtime/hskcore/builtin_classes.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/failure.h"
@@ -25,7 +26,6 @@ namespace svc {
 
 namespace {
 
-constexpr const char* kElementClass = "QRXPSG_SystemUpdateElement";
 constexpr std::int64_t kOldCatalogue = 180 * 86'400;
 
 fs::path DefinitionsIn(const fs::path& dataFolder) {
@@ -136,12 +136,12 @@ TFinding ExamineCatalogue(const std::string& catalogue, const fs::path& dataFold
     return {"catalogue", EFinding::kUnset, "none is named",
             "give --catalogue DIR, or set catalogue in " + SettingFiles().back().string()};
   }
-  const fs::path index = Absolute(catalogue) / "index.xml";
+  const fs::path index = Absolute(catalogue) / rules::kIndexFile;
   try {
     const auto target = MakeInMemoryNamespace();
     TNamespacePopulator::PopulateFromXMLFile(target, DefinitionsIn(dataFolder).string());
     ReadCatalogue(target, index);
-    return GoodCatalogue(index, InstancesOf(target, kElementClass).size());
+    return GoodCatalogue(index, InstancesOf(target, rules::kUpdateClass).size());
   } catch (const std::exception& error) {
     return {"catalogue", EFinding::kProblem, index.string() + ": " + TextOfError(error),
             "name the folder that holds index.xml, or get the catalogue anew"};

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "report/ascii.h"
+#include "rules/log_texts.h"
 #include "svcheck/failure.h"
 
 using namespace NQRXHSK20;
@@ -22,26 +23,16 @@ struct TEnd {
   std::string_view cause = {};  // Where neither entry nor outcome says it.
 };
 constexpr std::array kEnds = {
-    TEnd{kLogError, "Unable to determine machine type", EOutcome::kUnknownMachine},
-    TEnd{kLogError, "Error loading SV definitions file...", EOutcome::kNoDefinitions},
-    TEnd{kLogError, "Error loading SV index file...", EOutcome::kUnreadableCatalogue},
-    TEnd{kLogError, "Incorrect OS type! osType is ", EOutcome::kUnsupportedSystem},
-    TEnd{kLogError, "QRXSG_SVResult not found", EOutcome::kFailed,
+    TEnd{kLogError, rules::kNoMachineType, EOutcome::kUnknownMachine},
+    TEnd{kLogError, rules::kNoDefinitions, EOutcome::kNoDefinitions},
+    TEnd{kLogError, rules::kNoIndex, EOutcome::kUnreadableCatalogue},
+    TEnd{kLogError, rules::kIncorrectSystem, EOutcome::kUnsupportedSystem},
+    TEnd{kLogError, rules::kNoResultClass, EOutcome::kFailed,
          "no class QRXSG_SVResult takes the records; declare it in an inventory, or leave out "
          "--no-builtin-classes"},
-    TEnd{kLogWarning, "Warning: Sorvane comparison, no supported software updates found",
-         EOutcome::kNothingApplicable},
-    TEnd{kLogProgress, "SV download failed, return value: ", EOutcome::kDownloadFailed},
-    TEnd{kLogProgress, "error connecting.", EOutcome::kNoUpdates}};
-
-// The last line of the firmware comparison, whatever it found.
-constexpr std::string_view kWalked = "No firmware update found for LSI firmware.";
-// The first line after the catalogue was loaded.
-constexpr std::string_view kLoaded = "In MatchMachineInstances";
-
-// What a query prints beside the entry "Error loading SV index file...".
-constexpr std::string_view kTooOld = "ERROR: Unsupported SV index specified";
-constexpr std::string_view kNotFound = "ERROR: SV index not found";
+    TEnd{kLogWarning, rules::kNothingApplicable, EOutcome::kNothingApplicable},
+    TEnd{kLogProgress, rules::kDownloadFailed, EOutcome::kDownloadFailed},
+    TEnd{kLogProgress, rules::kNoDownload, EOutcome::kNoUpdates}};
 
 std::vector<std::string> LinesOf(std::string_view text) {
   std::vector<std::string> lines;
@@ -56,8 +47,10 @@ std::vector<std::string> LinesOf(std::string_view text) {
 
 EOutcome Refine(EOutcome outcome, std::string_view printed) {
   if (outcome != EOutcome::kUnreadableCatalogue) return outcome;
-  if (printed.find(kTooOld) != std::string_view::npos) return EOutcome::kUnsupportedCatalogue;
-  if (printed.find(kNotFound) != std::string_view::npos) return EOutcome::kNoCatalogue;
+  if (printed.find(rules::kIndexTooOldStart) != std::string_view::npos)
+    return EOutcome::kUnsupportedCatalogue;
+  if (printed.find(rules::kIndexNotFoundStart) != std::string_view::npos)
+    return EOutcome::kNoCatalogue;
   return outcome;
 }
 
@@ -83,7 +76,7 @@ void TJournal::Log(int level, std::string_view message) {
 }
 
 void TJournal::Note(int level, std::string_view message) {
-  if (onLoaded && message == kLoaded) {
+  if (onLoaded && message == rules::kSelectsMachine) {
     isLoading = false;
     std::exchange(onLoaded, {})();
   }
@@ -97,7 +90,7 @@ void TJournal::Note(int level, std::string_view message) {
     if (message.size() > end->start.size()) remarks.emplace_back(message);
     return;
   }
-  if (level == kLogProgress && message == kWalked) {
+  if (level == kLogProgress && message == rules::kFirmwareCompared) {
     walked = true;
     lastError.clear();
   }

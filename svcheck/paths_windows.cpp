@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 
+#include "rules/download_files.h"
 #include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/paths.h"
@@ -40,7 +41,7 @@ fs::path Absolute(const std::string& path) {
 // What belongs to this machine, and what follows the user to others.
 fs::path StateFolder() { return UserFolder(L"LOCALAPPDATA"); }
 fs::path ConfigFolder() { return UserFolder(L"APPDATA"); }
-fs::path DownloadFolder() { return "C:\\QRX_Support\\SV"; }
+fs::path DownloadFolder() { return rules::kDownloadFolder; }
 fs::path SystemConfigFolder() { return UserFolder(L"ProgramData"); }
 
 // The folders of the system's configuration and of the user's have rights that keep others out.

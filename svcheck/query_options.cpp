@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/failure.h"
 #include "svcheck/interruption.h"
@@ -28,8 +29,8 @@ TCIMValue ProxyValue(std::string_view text) {
 }
 
 bool IsLive(const CIMContext& context) {
-  const auto entry = context.find(kCatalogueEntry);
-  return entry != context.end() && static_cast<std::string>(entry->second) == kLive;
+  const auto entry = context.find(rules::kCatalogueEntry);
+  return entry != context.end() && static_cast<std::string>(entry->second) == rules::kLive;
 }
 
 // Without a repository there is nothing to trust: the download fails and says so itself.
@@ -115,7 +116,8 @@ CIMContext ContextOf(const std::vector<std::string>& entries) {
     }
     const std::string name = entry.substr(0, equals);
     const std::string value = entry.substr(equals + 1);
-    context.insert_or_assign(name, name == kProxyEntry ? ProxyValue(value) : TCIMValue(value));
+    context.insert_or_assign(name,
+                             name == rules::kProxyEntry ? ProxyValue(value) : TCIMValue(value));
   }
   return context;
 }

@@ -12,10 +12,6 @@
 
 namespace svc {
 
-inline constexpr const char* kCatalogueEntry = "svPath";
-inline constexpr const char* kProxyEntry = "svProxy";
-inline constexpr const char* kLive = "_live_";
-
 struct TQueryOptions {
   std::vector<std::string> inventories;
   bool noBuiltinClasses = false;

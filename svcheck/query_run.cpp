@@ -9,6 +9,7 @@
 #include "host/hskcore/schema_helper.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
+#include "rules/names.h"
 #include "runtime/hskcore/builtin_classes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
@@ -21,8 +22,6 @@ namespace fs = std::filesystem;
 namespace svc {
 
 namespace {
-
-constexpr const char* kResultClass = "QRXSG_SVResult";
 
 // Enters a folder and goes back.
 class TCurrentFolder {
@@ -57,7 +56,7 @@ void ParseDocument(const boost::shared_ptr<ICIMNamespace>& target, const std::st
 }
 
 std::vector<boost::shared_ptr<ICIMInstance>> InstancesOf(
-    const boost::shared_ptr<ICIMNamespace>& source, const char* className) {
+    const boost::shared_ptr<ICIMNamespace>& source, std::string_view className) {
   std::vector<boost::shared_ptr<ICIMInstance>> instances;
   const CIMContext context = {{TCIMSchemaHelper::kContextName, TCIMSchemaHelper::kPluginNSPName}};
   boost::shared_ptr<ICIMClass> cimClass;
@@ -71,7 +70,7 @@ std::vector<boost::shared_ptr<ICIMInstance>> InstancesOf(
   return instances;
 }
 
-std::string TextOf(const ICIMInstance& instance, const char* property) {
+std::string TextOf(const ICIMInstance& instance, std::string_view property) {
   return StoredText(instance, property).value_or("");
 }
 
@@ -106,7 +105,7 @@ void TQueryRun::ReadInventory() {
   } catch (const THSKException& exception) {
     throw TFailure("cannot read the inventory: " + exception.GetMessageText() + kAdvice);
   }
-  recordsBefore = InstancesOf(inventory, kResultClass).size();
+  recordsBefore = InstancesOf(inventory, rules::kResultClass).size();
 }
 
 TQueryEnd TQueryRun::Run() {
@@ -127,16 +126,16 @@ TQueryEnd TQueryRun::Run() {
 }
 
 std::vector<report::TRecord> TQueryRun::Records() const {
-  const auto instances = InstancesOf(inventory, kResultClass);
+  const auto instances = InstancesOf(inventory, rules::kResultClass);
   std::vector<report::TRecord> records;
   records.reserve(instances.size() - recordsBefore);
   for (std::size_t i = recordsBefore; i < instances.size(); ++i) {
     const ICIMInstance& instance = *instances[i];
     report::TRecord& record = records.emplace_back();
-    record.type = TextOf(instance, "Type");
-    record.name = TextOf(instance, "Name");
-    record.installed = TextOf(instance, "InstalledVersion");
-    record.offered = TextOf(instance, "SVVersion");
+    record.type = TextOf(instance, rules::kResultType);
+    record.name = TextOf(instance, rules::kResultName);
+    record.installed = TextOf(instance, rules::kResultInstalled);
+    record.offered = TextOf(instance, rules::kResultOffered);
   }
   return records;
 }

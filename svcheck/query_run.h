@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/hskcore/cim.h"
@@ -83,9 +84,9 @@ void ParseDocument(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
 // Every instance of a class, subclasses included, in order of creation; none when there is no such
 // class.
 std::vector<boost::shared_ptr<NQRXHSK20::ICIMInstance>> InstancesOf(
-    const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& source, const char* className);
+    const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& source, std::string_view className);
 // A property as text; empty when it is missing or null.
-std::string TextOf(const NQRXHSK20::ICIMInstance& instance, const char* property);
+std::string TextOf(const NQRXHSK20::ICIMInstance& instance, std::string_view property);
 
 }  // namespace svc
 

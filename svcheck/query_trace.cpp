@@ -4,27 +4,14 @@
 #include <array>
 #include <utility>
 
+#include "rules/log_texts.h"
+#include "rules/names.h"
+
 using namespace NQRXHSK20;
 
 namespace svc {
 
 namespace {
-
-constexpr std::string_view kResultClass = "QRXSG_SVResult";
-// What the query asks its applicable elements when it turns to drivers.
-constexpr std::string_view kSystemsProperty = "applicableOperatingSystems";
-
-// Entries that tell where the query is.
-constexpr std::string_view kSelectsMachine = "In MatchMachineInstances";
-constexpr std::string_view kSelectsSystem = "In MatchOSInstances";
-constexpr std::string_view kTests = "In PropertyContains";
-constexpr std::string_view kReads = "In GetPropertyValue";
-constexpr std::string_view kState = "Driver status:";
-constexpr std::string_view kNotRunning =
-    "Skipping this driver comparison coz it's not up and running.";
-constexpr std::string_view kNameless = "CurDriverName is NULL";
-constexpr std::string_view kInstalledName = "CurDriverName = ";
-constexpr std::string_view kOfferedName = "SVDriverName = ";
 
 // Entries by which a comparison says how it ended, and what they mean to a person.
 struct TRemark {
@@ -32,10 +19,10 @@ struct TRemark {
   std::string_view meaning;
 };
 constexpr std::array kRemarks = {
-    TRemark{"Skipping the comparison for p1.10.",
+    TRemark{rules::kDiagnosticsSkipped,
             "diagnostics of this release are not compared on this machine type"},
-    TRemark{"Not getting same MR controller.", "the installed and the offered controller differ"},
-    TRemark{"Use current version.",
+    TRemark{rules::kOtherController, "the installed and the offered controller differ"},
+    TRemark{rules::kInstalledIsOffered,
             "its driver files do not name the installed firmware: what is installed is shown as "
             "offered"}};
 
@@ -46,12 +33,12 @@ TQueryTrace::TQueryTrace(boost::shared_ptr<ILogger> next) : next(std::move(next)
 void TQueryTrace::Log(int level, std::string_view message) {
   if (next && next->IsLogged(level)) next->Log(level, message);
   if (phase == EPhase::kLoading) {
-    if (level == kLogTrace && message == kSelectsMachine) phase = EPhase::kMachine;
+    if (level == kLogTrace && message == rules::kSelectsMachine) phase = EPhase::kMachine;
     return;
   }
   if (phase == EPhase::kInstalled) return NoteDriver(message);
-  if (phase == EPhase::kMachine && message == kSelectsSystem) phase = EPhase::kSystem;
-  testing = message == kTests || (testing && message == kReads);
+  if (phase == EPhase::kMachine && message == rules::kSelectsSystem) phase = EPhase::kSystem;
+  testing = message == rules::kTests || (testing && message == rules::kReads);
   if (phase != EPhase::kFirmware || testing) return;
   const auto* const remark =
       std::find_if(kRemarks.begin(), kRemarks.end(),
@@ -69,7 +56,7 @@ void TQueryTrace::ReadElement(TInstance instance, std::string_view property) {
     if (isTest) {
       current = number->second;
       TestFirmware(Current(), property);
-    } else if (property == kSystemsProperty) {
+    } else if (property == rules::kUpdateSystems) {  // Asked first when it turns to drivers.
       phase = EPhase::kOffered;
     } else {
       HoldLastTest();
@@ -113,7 +100,7 @@ void TQueryTrace::HoldLastTest() {
 void TQueryTrace::AskForClass(std::string_view className) {
   if (phase == EPhase::kOffered) phase = EPhase::kInstalled;
   if (phase != EPhase::kFirmware && phase != EPhase::kInstalled) return;
-  if (className == kResultClass) return CountRecord();
+  if (className == rules::kResultClass) return CountRecord();
   if (phase != EPhase::kFirmware) return;
   HoldLastTest();
   Current().reads.push_back({std::string(className), {}});
@@ -149,16 +136,17 @@ TInstalledTrace& TQueryTrace::NextCandidate() {
 }
 
 void TQueryTrace::NoteDriver(std::string_view message) {
-  if (std::exchange(isState, message == kState) || installed.empty()) return;
-  if (message == kNotRunning) {
+  if (std::exchange(isState, message == rules::kStateFollows) || installed.empty()) return;
+  if (message == rules::kNotRunning) {
     NextCandidate().running = false;
-  } else if (message == kNameless) {
+  } else if (message == rules::kNameless) {
     NextCandidate();
-  } else if (message.starts_with(kInstalledName)) {
+  } else if (message.starts_with(rules::kInstalledName)) {
     TInstalledTrace& driver = NextCandidate();
-    if (driver.name.empty()) driver.name = message.substr(kInstalledName.size());
-  } else if (message.starts_with(kOfferedName) && !offered.empty() && offered.back().name.empty()) {
-    offered.back().name = message.substr(kOfferedName.size());
+    if (driver.name.empty()) driver.name = message.substr(rules::kInstalledName.size());
+  } else if (message.starts_with(rules::kOfferedName) && !offered.empty() &&
+             offered.back().name.empty()) {
+    offered.back().name = message.substr(rules::kOfferedName.size());
   }
 }
 

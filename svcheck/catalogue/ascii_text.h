@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "report/ascii.h"
+#include "rules/folded_text.h"
 
 namespace svc::catalogue {
 
@@ -36,11 +37,7 @@ inline bool Contains(std::string_view text, std::string_view part) {
 }
 
 // Without regard to case.
-inline bool Mentions(std::string_view text, std::string_view part) {
-  return std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
-           return report::ToLower(a) == report::ToLower(b);
-         }) != text.end();
-}
+using rules::Mentions;
 
 }  // namespace svc::catalogue
 

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "host/hskcore/exception.h"
+#include "rules/names.h"
 #include "runtime/hskcore/path_of.h"
 #include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/catalogue/csv.h"
@@ -121,7 +122,7 @@ int BuildCatalogue(const TCommand& command, const IProgram& program) {
   const std::string text = CatalogueText(elements);
   CheckCatalogue(text, command, program);
   MakeFolder(command.folder);
-  const std::string path = (PathOf(command.folder) / kIndexFile).string();
+  const std::string path = (PathOf(command.folder) / rules::kIndexFile).string();
   const auto file = program.Open(path);
   file->Write(text);
   file->Commit();

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "host/hskcore/exception.h"
+#include "rules/download_files.h"
+#include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/path_of.h"
 #include "runtime/xmlparser/cim_builder.h"
@@ -80,7 +82,7 @@ class TReading {
     if (file.malformed) file.refused.reset();
     file.dialect = std::move(document.dialect);
     for (TElement& element : document.elements) {
-      if (catalogue.classes.Derives(element.className, kUpdateClass)) {
+      if (catalogue.classes.Derives(element.className, rules::kUpdateClass)) {
         catalogue.classes.Complete(element);
         file.elements.push_back(std::move(element));
       } else {
@@ -115,7 +117,7 @@ std::vector<std::string> NamesIn(const fs::path& folder) {
   throw TFailure(
       isLive ? folder.string() +
                    " holds no file with \"xml\" in its name, and live checks load no other"
-             : folder.string() + " holds no " + kIndexFile +
+             : folder.string() + " holds no " + rules::kIndexFile +
                    "; give the folder that does, or --live for a folder of downloaded descriptions",
       kExitCatalogue);
 }
@@ -150,10 +152,10 @@ TCatalogue ReadCatalogue(const fs::path& folder, bool isLive, const fs::path& da
   reading.catalogue.isLive = isLive;
   bool isFound = false;
   for (const std::string& name : NamesIn(folder)) {
-    if (isLive ? Contains(name, "xml") : name == kIndexFile) {
+    if (isLive ? rules::IsDescription(name) : name == rules::kIndexFile) {
       isFound = true;
       reading.Add(folder, name);
-    } else if (Mentions(name, "xml")) {
+    } else if (Mentions(name, rules::kDescriptionMark)) {
       TFile& file = reading.catalogue.files.emplace_back();
       file.name = name;
       file.isLoaded = false;
@@ -165,7 +167,7 @@ TCatalogue ReadCatalogue(const fs::path& folder, bool isLive, const fs::path& da
 
 TCatalogue ReadCatalogueText(std::string text, const fs::path& dataFolder) {
   TReading reading(dataFolder);
-  reading.AddText(kIndexFile, std::move(text));
+  reading.AddText(rules::kIndexFile, std::move(text));
   return std::move(reading.catalogue);
 }
 

@@ -12,9 +12,6 @@
 
 namespace svc::catalogue {
 
-inline constexpr std::string_view kUpdateClass = "QRXPSG_SystemUpdateElement";
-inline constexpr const char* kIndexFile = "index.xml";
-
 struct TFile {
   std::string name;      // In the catalogue's folder.
   bool isLoaded = true;  // By a check; otherwise nothing but the name is known.

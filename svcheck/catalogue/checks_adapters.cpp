@@ -1,6 +1,6 @@
 // Checks of adapters, whose offered versions stand in the list of driver files.
-#include <algorithm>
-
+#include "rules/names.h"
+#include "rules/version_items.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/checks.h"
 
@@ -8,55 +8,53 @@ namespace svc::catalogue {
 
 namespace {
 
-constexpr const char* kDriverFiles = "driverFiles";
-constexpr std::string_view kFamily = "qrx arrayon ax";
-
 // Whether a controller's model can be read: the family's name, one character that is passed over,
 // the model, a blank.
 bool HasModel(std::string_view list) {
   const std::string lowered = Lowered(list);
-  const auto family = lowered.find(kFamily);
+  const auto family = lowered.find(rules::kMegaRaidFamily);
   if (family == std::string::npos) return false;
-  const auto passedOver = family + kFamily.size();
+  const auto passedOver = family + rules::kMegaRaidFamily.size();
   const auto blank = lowered.find(' ', passedOver + 1);
   return blank != std::string::npos && blank > passedOver + 1 && lowered[passedOver] == ' ';
 }
 
 // Whether "Controller" with a version behind it stands in the list.
 bool HasControllerVersion(std::string_view list) {
-  const auto key = list.find("Controller");
-  return key != list.npos && list.find("-#", key) != list.npos;
+  return rules::FindVersionOfKey(list, rules::kMegaRaidKey).version.has_value();
 }
 
 }  // namespace
 
 void CheckAdapterFilesMissing(const TUpdate& update, TTell& tell) {
-  if (update.IsAdapter() && update.driverFiles.empty()) tell.Of(update, kDriverFiles);
+  if (update.IsAdapter() && update.driverFiles.empty()) tell.Of(update, rules::kUpdateDriverFiles);
 }
 
 void CheckBroadcomCase(const TUpdate& update, TTell& tell) {
   if (update.component != EComponent::kBroadcom) return;
   for (const TDriverEntry& entry : update.drivers) {
-    if (Lowered(entry.name) != entry.name) tell.Of(update, kDriverFiles, Quoted(entry.name));
+    if (Lowered(entry.name) != entry.name)
+      tell.Of(update, rules::kUpdateDriverFiles, Quoted(entry.name));
   }
 }
 
 void CheckMegaRaidKey(const TUpdate& update, TTell& tell) {
   if (update.component != EComponent::kMegaRaid || update.driverFiles.empty()) return;
   if (!HasControllerVersion(update.driverFiles)) {
-    tell.Of(update, kDriverFiles, Quoted(update.driverFiles));
+    tell.Of(update, rules::kUpdateDriverFiles, Quoted(update.driverFiles));
   }
 }
 
 void CheckMegaRaidModel(const TUpdate& update, TTell& tell) {
   if (update.component != EComponent::kMegaRaid || update.driverFiles.empty()) return;
-  if (!HasModel(update.driverFiles)) tell.Of(update, kDriverFiles, Quoted(update.driverFiles));
+  if (!HasModel(update.driverFiles))
+    tell.Of(update, rules::kUpdateDriverFiles, Quoted(update.driverFiles));
 }
 
 void CheckLsiBiosMissing(const TUpdate& update, TTell& tell) {
   if (update.component != EComponent::kLsi || update.driverFiles.empty()) return;
   if (CutDriverFiles(update.driverFiles).size() < 2) {
-    tell.Of(update, kDriverFiles, Quoted(update.driverFiles));
+    tell.Of(update, rules::kUpdateDriverFiles, Quoted(update.driverFiles));
   }
 }
 

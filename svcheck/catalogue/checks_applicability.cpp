@@ -1,18 +1,20 @@
 // Checks of the machine types and operating systems that an element is for.
 #include <algorithm>
 
+#include "rules/names.h"
+#include "rules/system_codes.h"
+#include "rules/version_items.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/checks.h"
-#include "svcheck/repository/system_codes.h"
 
 namespace svc::catalogue {
 
 namespace {
 
-using repository::kSystemCodes;
+using rules::kSystemCodes;
 
-constexpr const char* kMachineTypes = "applicableMachineTypes";
-constexpr const char* kSystems = "applicableOperatingSystems";
+constexpr std::string_view kMachineTypes = rules::kUpdateMachineTypes;
+constexpr std::string_view kSystems = rules::kUpdateSystems;
 
 bool NamesSystem(const std::string& entry) {
   return std::any_of(kSystemCodes.begin(), kSystemCodes.end(), [&](const auto& code) {
@@ -26,10 +28,7 @@ bool NamesSystemExactly(const std::string& entry) {
   });
 }
 
-bool HasMarks(const std::string& entry) {
-  const auto begin = entry.find("-[");
-  return begin != std::string::npos && entry.find("]-", begin + 2) != std::string::npos;
-}
+bool HasMarks(const std::string& entry) { return !rules::MarkedItems(entry).empty(); }
 
 }  // namespace
 
@@ -46,7 +45,7 @@ void CheckMachineTypeMarks(const TUpdate& update, TTell& tell) {
 void CheckMachineTypeUnreachable(const TUpdate& update, TTell& tell) {
   for (const std::string& type : update.machineTypes) {
     const bool hasBlank = std::any_of(type.begin(), type.end(), report::IsBlank);
-    if (type.empty() || hasBlank) tell.Of(update, kMachineTypes, Quoted("-[" + type + "]-"));
+    if (type.empty() || hasBlank) tell.Of(update, kMachineTypes, Quoted(rules::Marked(type)));
   }
 }
 

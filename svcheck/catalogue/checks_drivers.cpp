@@ -1,6 +1,7 @@
 // Checks of the list of driver files.
 #include <algorithm>
 
+#include "rules/names.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/checks.h"
 
@@ -8,7 +9,7 @@ namespace svc::catalogue {
 
 namespace {
 
-constexpr const char* kDriverFiles = "driverFiles";
+constexpr std::string_view kDriverFiles = rules::kUpdateDriverFiles;
 
 bool BeginsOrEndsBlank(std::string_view text) { return report::Trim(text) != text; }
 

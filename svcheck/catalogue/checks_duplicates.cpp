@@ -5,9 +5,9 @@
 #include <unordered_map>
 #include <utility>
 
+#include "rules/names.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/checks.h"
-#include "svcheck/repository/system_codes.h"
 
 namespace svc::catalogue {
 
@@ -56,7 +56,7 @@ const TUpdate* FindEarlier(TSeen& seen, const std::string& text, const TUpdate& 
 }
 
 std::string VersionOf(const TUpdate& update) {
-  return OfferedVersion(update.element->Text("Version"));
+  return OfferedVersion(update.element->Text(rules::kUpdateVersion));
 }
 
 // An earlier element that offers another version for the component of a machine type.
@@ -104,7 +104,7 @@ void CheckDuplicateName(const std::vector<TUpdate>& updates, TTell& tell) {
                     [&](const TUpdate* other) { return ShareMachine(*other, update); });
     const bool isSame =
         earlier != nullptr && AllTexts(*earlier->element) == AllTexts(*update.element);
-    if (earlier != nullptr && !isSame) tell.Of(update, "name", Place(*earlier));
+    if (earlier != nullptr && !isSame) tell.Of(update, rules::kUpdateName, Place(*earlier));
   }
 }
 
@@ -120,7 +120,7 @@ void CheckDuplicateDriver(const std::vector<TUpdate>& updates, TTell& tell) {
                     AllTexts(*other->element) != AllTexts(*update.element));
           });
       if (earlier != nullptr) {
-        tell.Of(update, "driverFiles", Quoted(driver.name) + ", " + Place(*earlier));
+        tell.Of(update, rules::kUpdateDriverFiles, Quoted(driver.name) + ", " + Place(*earlier));
       }
     }
   }
@@ -134,7 +134,7 @@ void CheckConflictingFirmware(const std::vector<TUpdate>& updates, TTell& tell) 
       if (!IsOfOne(component)) continue;
       const std::string name(RowOf(component).name);
       const TUpdate* const earlier = FindConflict(seen, name, update);
-      if (earlier != nullptr) tell.Of(update, "Version", name + ", " + Place(*earlier));
+      if (earlier != nullptr) tell.Of(update, rules::kUpdateVersion, name + ", " + Place(*earlier));
     }
   }
 }

@@ -1,6 +1,8 @@
 // Checks of files as a whole.
 #include <algorithm>
 
+#include "rules/download_files.h"
+#include "rules/names.h"
 #include "runtime/xmlparser/dialect.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/checks.h"
@@ -16,7 +18,7 @@ void TellProblem(const std::optional<TProblem>& problem, const TFile& file, TTel
 // Whether an element of the file names one of the families.
 bool IsFor(const TFile& file, std::string_view family) {
   return std::any_of(file.elements.begin(), file.elements.end(), [&](const TElement& element) {
-    return Mentions(element.Text("applicableOperatingSystems"), family);
+    return Mentions(element.Text(rules::kUpdateSystems), family);
   });
 }
 
@@ -40,13 +42,15 @@ void CheckNotLoaded(const TFile& file, TTell& tell) {
 }
 
 void CheckPassedOverOnLinux(const TFile& file, TTell& tell) {
-  if (tell.Catalogue().isLive && Contains(file.name, "win") && IsFor(file, "Linux")) {
+  if (tell.Catalogue().isLive && Contains(file.name, rules::kForWindowsMark) &&
+      IsFor(file, rules::kLinux)) {
     tell.Of(file, 0);
   }
 }
 
 void CheckPassedOverOnWindows(const TFile& file, TTell& tell) {
-  if (tell.Catalogue().isLive && Contains(file.name, "linux") && IsFor(file, "Windows")) {
+  if (tell.Catalogue().isLive && Contains(file.name, rules::kForLinuxMark) &&
+      IsFor(file, rules::kWindows)) {
     tell.Of(file, 0);
   }
 }

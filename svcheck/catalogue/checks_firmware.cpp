@@ -1,7 +1,7 @@
 // Checks of what an element updates and of the version that it offers.
 #include <algorithm>
-#include <array>
 
+#include "rules/version_items.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/checks.h"
 
@@ -9,31 +9,27 @@ namespace svc::catalogue {
 
 namespace {
 
-constexpr std::string_view kFirstGeneration = "fdcp-1.10";
-
-// Where preboot diagnostics of the first generation are passed over.
-constexpr std::array<std::string_view, 3> kWithoutFirstGeneration = {"4620", "4631", "2705"};
-
 bool BeginsOrEndsBlank(std::string_view text) { return report::Trim(text) != text; }
 
 bool IsFirstGeneration(const TUpdate& update) {
   return update.component == EComponent::kDiagnostics &&
-         Contains(OfferedVersion(update.element->Text("Version")), kFirstGeneration);
+         rules::IsFirstDiagnostics(OfferedVersion(update.element->Text(rules::kUpdateVersion)));
 }
 
 // Whether the text has marks, but none that enclose something.
 bool IsHalfMarked(const std::string& text) {
-  const auto begin = text.find("-[");
-  const auto end = text.find("]-");
+  const auto begin = text.find(rules::kOpenMark);
+  const auto end = text.find(rules::kCloseMark);
   if (begin == std::string::npos && end == std::string::npos) return false;
-  return begin == std::string::npos || end == std::string::npos || end < begin + 2;
+  return begin == std::string::npos || end == std::string::npos ||
+         end < begin + rules::kOpenMark.size();
 }
 
-// "Version", and "BuildNumber" where it is read.
-std::vector<std::string> VersionProperties(const TUpdate& update) {
-  std::vector<std::string> names;
-  if (update.ReadsVersion()) names.emplace_back("Version");
-  if (IsFirstGeneration(update)) names.emplace_back("BuildNumber");
+// The version, and the build where it is read.
+std::vector<std::string_view> VersionProperties(const TUpdate& update) {
+  std::vector<std::string_view> names;
+  if (update.ReadsVersion()) names.push_back(rules::kUpdateVersion);
+  if (IsFirstGeneration(update)) names.push_back(rules::kUpdateBuild);
   return names;
 }
 
@@ -41,11 +37,11 @@ std::vector<std::string> VersionProperties(const TUpdate& update) {
 
 void CheckUpdatesNothing(const TUpdate& update, TTell& tell) {
   const bool isListed = !update.driverFiles.empty();
-  if (!update.HasFirmware() && !isListed) tell.Of(update, "description");
+  if (!update.HasFirmware() && !isListed) tell.Of(update, rules::kUpdateDescription);
 }
 
 void CheckProcessorUnnamed(const TUpdate& update, TTell& tell) {
-  if (update.component == EComponent::kUnnamedProcessor) tell.Of(update, "description");
+  if (update.component == EComponent::kUnnamedProcessor) tell.Of(update, rules::kUpdateDescription);
 }
 
 void CheckAlsoBios(const TUpdate& update, TTell& tell) {
@@ -53,57 +49,63 @@ void CheckAlsoBios(const TUpdate& update, TTell& tell) {
       update.component == EComponent::kUefi) {
     return;
   }
-  tell.Of(update, Mentions(update.element->Text("category"), "BIOS") ? "category" : "description",
+  const bool isByCategory = std::any_of(
+      rules::kBiosTests.begin(), rules::kBiosTests.end(), [&](const rules::TComponentTest& test) {
+        return test.property == rules::kCategory &&
+               Mentions(update.element->Text(rules::kUpdateCategory), test.text.Text());
+      });
+  tell.Of(update, isByCategory ? rules::kUpdateCategory : rules::kUpdateDescription,
           "beside " + std::string(RowOf(update.component).name));
 }
 
 void CheckFolderForm(const TUpdate& update, TTell& tell) {
-  const std::string folder = update.element->Text("installDirectory");
-  if (Mentions(folder, "\\PKGS\\")) tell.Of(update, "installDirectory", Quoted(folder));
+  const std::string folder = update.element->Text(rules::kUpdateDirectory);
+  if (Mentions(folder, "\\PKGS\\")) tell.Of(update, rules::kUpdateDirectory, Quoted(folder));
 }
 
 void CheckVersionMissing(const TUpdate& update, TTell& tell) {
-  if (update.ReadsVersion() && OfferedVersion(update.element->Text("Version")).empty()) {
-    tell.Of(update, "Version");
+  if (update.ReadsVersion() &&
+      OfferedVersion(update.element->Text(rules::kUpdateVersion)).empty()) {
+    tell.Of(update, rules::kUpdateVersion);
   }
 }
 
 void CheckVersionUnmarked(const TUpdate& update, TTell& tell) {
-  for (const std::string& name : VersionProperties(update)) {
+  for (const std::string_view name : VersionProperties(update)) {
     const std::string text = update.element->Text(name);
-    if (text.empty() || Contains(text, "-[") || Contains(text, "]-")) continue;
+    if (text.empty() || Contains(text, rules::kOpenMark) || Contains(text, rules::kCloseMark))
+      continue;
     tell.Of(update, name, Quoted(text));
   }
 }
 
 void CheckVersionHalfMarked(const TUpdate& update, TTell& tell) {
-  for (const std::string& name : VersionProperties(update)) {
+  for (const std::string_view name : VersionProperties(update)) {
     const std::string text = update.element->Text(name);
     if (IsHalfMarked(text)) tell.Of(update, name, Quoted(text));
   }
 }
 
 void CheckVersionBlanks(const TUpdate& update, TTell& tell) {
-  for (const std::string& name : VersionProperties(update)) {
+  for (const std::string_view name : VersionProperties(update)) {
     const std::string offered = OfferedVersion(update.element->Text(name));
     if (BeginsOrEndsBlank(offered)) tell.Of(update, name, Quoted(offered));
   }
 }
 
 void CheckBuildMissing(const TUpdate& update, TTell& tell) {
-  if (IsFirstGeneration(update) && OfferedVersion(update.element->Text("BuildNumber")).empty()) {
-    tell.Of(update, "BuildNumber");
+  if (IsFirstGeneration(update) &&
+      OfferedVersion(update.element->Text(rules::kUpdateBuild)).empty()) {
+    tell.Of(update, rules::kUpdateBuild);
   }
 }
 
 void CheckDiagnosticsSkipped(const TUpdate& update, TTell& tell) {
   if (!IsFirstGeneration(update) || update.machineTypes.empty()) return;
-  const bool isSkipped = std::all_of(
-      update.machineTypes.begin(), update.machineTypes.end(), [](const std::string& type) {
-        return std::find(kWithoutFirstGeneration.begin(), kWithoutFirstGeneration.end(), type) !=
-               kWithoutFirstGeneration.end();
-      });
-  if (isSkipped) tell.Of(update, "Version");
+  const bool isSkipped =
+      std::all_of(update.machineTypes.begin(), update.machineTypes.end(),
+                  [](const std::string& type) { return rules::SkipsFirstDiagnostics(type); });
+  if (isSkipped) tell.Of(update, rules::kUpdateVersion);
 }
 
 }  // namespace svc::catalogue

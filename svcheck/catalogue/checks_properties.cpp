@@ -2,26 +2,13 @@
 #include <array>
 #include <cstdlib>
 
+#include "rules/names.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/checks.h"
 
 namespace svc::catalogue {
 
 namespace {
-
-struct TKnownProperty {
-  std::string_view name;
-  bool isArray;
-};
-constexpr std::array<TKnownProperty, 9> kProperties = {{{"name", false},
-                                                        {"description", false},
-                                                        {"category", false},
-                                                        {"installDirectory", false},
-                                                        {"Version", false},
-                                                        {"BuildNumber", false},
-                                                        {"driverFiles", false},
-                                                        {"applicableMachineTypes", true},
-                                                        {"applicableOperatingSystems", true}}};
 
 // How many letters one word has and the other has not. Typing errors change few.
 int LettersApart(std::string_view left, std::string_view right) {
@@ -41,13 +28,13 @@ bool LooksLike(std::string_view name, std::string_view known) {
 }  // namespace
 
 void CheckNameMissing(const TUpdate& update, TTell& tell) {
-  if (update.name.empty()) tell.Of(update, "name");
+  if (update.name.empty()) tell.Of(update, rules::kUpdateName);
 }
 
 void CheckPropertyMistyped(const TUpdate& update, TTell& tell) {
   for (const TProperty& property : update.element->properties) {
     if (tell.Catalogue().classes.Declares(update.element->className, property.name)) continue;
-    for (const TKnownProperty& known : kProperties) {
+    for (const rules::TUpdateProperty& known : rules::kUpdateProperties) {
       if (!LooksLike(property.name, known.name)) continue;
       tell.Of(update, property.name, property.name + " for " + std::string(known.name));
     }
@@ -55,7 +42,7 @@ void CheckPropertyMistyped(const TUpdate& update, TTell& tell) {
 }
 
 void CheckPropertyForm(const TUpdate& update, TTell& tell) {
-  for (const TKnownProperty& known : kProperties) {
+  for (const rules::TUpdateProperty& known : rules::kUpdateProperties) {
     const TProperty* const property = update.element->Find(known.name);
     if (property == nullptr || property->isArray == known.isArray) continue;
     tell.Of(update, known.name, std::string(known.name));
@@ -63,7 +50,7 @@ void CheckPropertyForm(const TUpdate& update, TTell& tell) {
 }
 
 void CheckPropertyType(const TUpdate& update, TTell& tell) {
-  for (const TKnownProperty& known : kProperties) {
+  for (const rules::TUpdateProperty& known : rules::kUpdateProperties) {
     const TProperty* const property = update.element->Find(known.name);
     if (property == nullptr || property->type.empty() || property->type == "string") continue;
     tell.Of(update, known.name, std::string(known.name) + " is a " + property->type);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "rules/version_items.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/csv.h"
 #include "svcheck/catalogue/update.h"
@@ -172,9 +173,9 @@ class TListReader {
 // A version that has its marks already stays as it is.
 std::string Marked(const TRow& row, const std::string& text) {
   if (text.empty()) return {};
-  const auto begin = text.find("-[");
-  const auto end = text.find("]-");
-  if (begin == text.npos && end == text.npos) return "-[" + text + "]-";
+  const auto begin = text.find(rules::kOpenMark);
+  const auto end = text.find(rules::kCloseMark);
+  if (begin == text.npos && end == text.npos) return rules::Marked(text);
   if (begin == text.npos || end == text.npos || end < begin + 3) {
     throw TCsvError(row.line, fmt::format("the marks of \"{}\" are not a pair", text));
   }
@@ -195,11 +196,12 @@ std::string ModelOf(const TRow& row) {
 // The chip's number in "SAS1064E", by which its BIOS goes.
 std::string ChipOf(const TRow& row) {
   const std::string name = Lowered(row.name);
-  const auto mark = name.find("sas");
-  if (mark == name.npos || mark + 3 == name.size()) {
+  const auto mark = name.find(rules::kChipMark);
+  if (mark == name.npos || mark + rules::kChipMark.size() == name.size()) {
     throw TCsvError(row.line, "an LSI BIOS goes by the name of its chip, such as SAS1064E");
   }
-  return name.substr(mark + 3, name.find(' ', mark) - mark - 3);
+  const auto begin = mark + rules::kChipMark.size();
+  return name.substr(begin, name.find(' ', mark) - begin);
 }
 
 class TElements {
@@ -248,8 +250,10 @@ class TElements {
     TNewElement element = Begin(row);
     element.version = Marked(row, row.version);
     element.build = Marked(row, row.build);
-    if (Contains(OfferedVersion(element.version), "fdcp-1.10") && element.build.empty()) {
-      throw TCsvError(row.line, "diagnostics fdcp-1.10 go by their build; fill a column \"build\"");
+    if (rules::IsFirstDiagnostics(OfferedVersion(element.version)) && element.build.empty()) {
+      throw TCsvError(row.line,
+                      fmt::format("diagnostics {} go by their build; fill a column \"build\"",
+                                  rules::kFirstDiagnostics));
     }
     elements.push_back(std::move(element));
   }

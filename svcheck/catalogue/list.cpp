@@ -6,6 +6,8 @@
 #include <array>
 
 #include "report/text.h"
+#include "rules/names.h"
+#include "rules/version_items.h"
 #include "runtime/hskcore/path_of.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/update.h"
@@ -24,12 +26,13 @@ std::vector<std::string> ComponentsOf(const TUpdate& update) {
   if (update.isBios) names.emplace_back(RowOf(EComponent::kBios).name);
   const bool isKnown = RowOf(update.component).place != EVersionPlace::kNowhere;
   if (isKnown) names.emplace_back(RowOf(update.component).name);
-  if (!update.drivers.empty() && !update.IsAdapter()) names.emplace_back("Driver");
+  if (!update.drivers.empty() && !update.IsAdapter()) names.emplace_back(rules::kDriverType);
   return names;
 }
 
 std::string VersionOf(const TUpdate& update) {
-  return update.ReadsVersion() ? OfferedVersion(update.element->Text("Version")) : std::string();
+  return update.ReadsVersion() ? OfferedVersion(update.element->Text(rules::kUpdateVersion))
+                               : std::string();
 }
 
 std::vector<std::string> DriversOf(const TUpdate& update) {
@@ -48,16 +51,16 @@ std::vector<std::string> TypesOf(const TUpdate& update) {
 
 // The same tests that a live check makes.
 bool IsShown(const TUpdate& update, const TCommand& command) {
-  const auto has = [&](const char* property, const std::string& wanted) {
+  const auto has = [&](std::string_view property, const std::string& wanted) {
     return Mentions(update.element->Text(property), wanted);
   };
-  const bool forMachine = std::all_of(
-      command.machineTypes.begin(), command.machineTypes.end(),
-      [&](const std::string& type) { return has("applicableMachineTypes", "-[" + type + "]-"); });
+  const bool forMachine = std::all_of(command.machineTypes.begin(), command.machineTypes.end(),
+                                      [&](const std::string& type) {
+                                        return has(rules::kUpdateMachineTypes, rules::Marked(type));
+                                      });
   return forMachine &&
-         std::all_of(command.systems.begin(), command.systems.end(), [&](const std::string& code) {
-           return has("applicableOperatingSystems", code);
-         });
+         std::all_of(command.systems.begin(), command.systems.end(),
+                     [&](const std::string& code) { return has(rules::kUpdateSystems, code); });
 }
 
 std::string Joined(const std::vector<std::string>& texts, std::string_view separator) {
@@ -132,7 +135,7 @@ class TCsvWriter : public TWriter {
     output.Write("name,components,version,drivers,machineTypes,operatingSystems,file,line\r\n");
   }
   void Write(const TUpdate& update) override {
-    const std::string systems = Joined(update.Values("applicableOperatingSystems"), ";");
+    const std::string systems = Joined(update.Values(rules::kUpdateSystems), ";");
     output.Write(fmt::format("{},{},{},{},{},{},{},{}\r\n", CsvField(update.name),
                              CsvField(Joined(ComponentsOf(update), ";")),
                              CsvField(VersionOf(update)), CsvField(Joined(DriversOf(update), ";")),
@@ -159,7 +162,7 @@ class TJsonWriter : public TWriter {
         "\"machineTypes\": {}, \"operatingSystems\": {}, \"file\": {}, \"line\": {}}}",
         separator, JsonString(update.name), JsonList(ComponentsOf(update)),
         JsonString(VersionOf(update)), Drivers(update), JsonList(TypesOf(update)),
-        JsonList(update.Values("applicableOperatingSystems")), JsonString(update.file->name),
+        JsonList(update.Values(rules::kUpdateSystems)), JsonString(update.file->name),
         update.element->line));
     separator = ",";
   }

@@ -5,24 +5,26 @@
 #include <algorithm>
 
 #include "report/text.h"
+#include "rules/names.h"
+#include "rules/system_codes.h"
+#include "rules/version_items.h"
 #include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/components.h"
-#include "svcheck/repository/system_codes.h"
 
 namespace svc::catalogue {
 
 namespace {
 
-using repository::kSystemCodes;
+using rules::kSystemCodes;
 
-void AppendProperty(std::string& text, const char* name, const std::string& value) {
+void AppendProperty(std::string& text, std::string_view name, const std::string& value) {
   if (value.empty()) return;
   text +=
       fmt::format("          <PROPERTY NAME=\"{}\" TYPE=\"string\"><VALUE>{}</VALUE></PROPERTY>\n",
                   name, report::XmlText(value));
 }
 
-void AppendArray(std::string& text, const char* name, const std::vector<std::string>& values,
+void AppendArray(std::string& text, std::string_view name, const std::vector<std::string>& values,
                  std::string_view before, std::string_view behind) {
   text += fmt::format(
       "          <PROPERTY.ARRAY NAME=\"{}\" TYPE=\"string\">\n"
@@ -36,21 +38,23 @@ void AppendArray(std::string& text, const char* name, const std::vector<std::str
 }
 
 void Append(std::string& text, const TNewElement& element) {
-  text += "      <VALUE.OBJECT>\n        <INSTANCE CLASSNAME=\"QRXPSG_SystemUpdateElement\">\n";
-  AppendProperty(text, "name", element.name);
-  AppendProperty(text, "description", element.description);
-  AppendProperty(text, "category", element.category);
-  AppendProperty(text, "installDirectory", element.installDirectory);
-  AppendProperty(text, "Version", element.version);
-  AppendProperty(text, "BuildNumber", element.build);
-  AppendProperty(text, "driverFiles", element.driverFiles);
-  AppendArray(text, "applicableMachineTypes", element.whom.machineTypes, "-[", "]-");
-  AppendArray(text, "applicableOperatingSystems", element.whom.systems, "", "");
+  text += fmt::format("      <VALUE.OBJECT>\n        <INSTANCE CLASSNAME=\"{}\">\n",
+                      rules::kUpdateClass);
+  AppendProperty(text, rules::kUpdateName, element.name);
+  AppendProperty(text, rules::kUpdateDescription, element.description);
+  AppendProperty(text, rules::kUpdateCategory, element.category);
+  AppendProperty(text, rules::kUpdateDirectory, element.installDirectory);
+  AppendProperty(text, rules::kUpdateVersion, element.version);
+  AppendProperty(text, rules::kUpdateBuild, element.build);
+  AppendProperty(text, rules::kUpdateDriverFiles, element.driverFiles);
+  AppendArray(text, rules::kUpdateMachineTypes, element.whom.machineTypes, rules::kOpenMark,
+              rules::kCloseMark);
+  AppendArray(text, rules::kUpdateSystems, element.whom.systems, "", "");
   text += "        </INSTANCE>\n      </VALUE.OBJECT>\n";
 }
 
 EPlatform PlatformOf(std::string_view family) {
-  return family.starts_with("Windows") ? EPlatform::kWindows : EPlatform::kLinux;
+  return family.starts_with(rules::kWindows) ? EPlatform::kWindows : EPlatform::kLinux;
 }
 
 bool Has(const std::vector<std::string>& texts, std::string_view text) {
@@ -88,8 +92,8 @@ std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted) {
 std::vector<std::string> SystemsFor(EPlatform platform, const std::vector<std::string>& wanted) {
   std::vector<std::string> systems;
   for (const auto& row : kSystemCodes) {
-    const bool isAsked =
-        wanted.empty() ? row.family != "VMware" : Has(wanted, row.code) || Has(wanted, row.family);
+    const bool isAsked = wanted.empty() ? row.family != rules::kVMware
+                                        : Has(wanted, row.code) || Has(wanted, row.family);
     if (!isAsked || PlatformOf(row.family) != platform) continue;
     if (wanted.empty() || Has(wanted, row.code)) AddOnce(systems, row.code);
     AddOnce(systems, row.family);
@@ -109,7 +113,7 @@ bool IsSystem(const std::string& text) {
 }
 
 bool IsMachineType(const std::string& text) {
-  return !text.empty() && !Contains(text, "-[") && !Contains(text, "]-") &&
+  return !text.empty() && !Contains(text, rules::kOpenMark) && !Contains(text, rules::kCloseMark) &&
          std::none_of(text.begin(), text.end(), report::IsBlank);
 }
 
@@ -119,7 +123,8 @@ TNewElement ElementOf(const TDriver& driver, const TFor& whom) {
   element.driverFiles = driver.file + "-#" + driver.version;
   element.whom = whom;
   const std::string description = fmt::format("Driver of {}", driver.origin);
-  const TElement described{{}, 0, {{"description", "string", 0, false, true, {description}}}};
+  const TElement described{
+      {}, 0, {{std::string(rules::kUpdateDescription), "string", 0, false, true, {description}}}};
   if (!IsBiosUpdate(described) && ComponentOf(described) == EComponent::kNone) {
     element.description = description;
   }

@@ -1,7 +1,9 @@
 #include "svcheck/catalogue/update.h"
 
+#include "rules/names.h"
+#include "rules/system_codes.h"
+#include "rules/version_items.h"
 #include "svcheck/catalogue/ascii_text.h"
-#include "svcheck/repository/system_codes.h"
 
 namespace svc::catalogue {
 
@@ -14,20 +16,15 @@ bool IsOffered(const TDriverEntry& entry) { return !entry.name.empty() && !entry
 std::set<std::string> MachineTypesOf(const std::vector<std::string>& texts) {
   std::set<std::string> types;
   for (const std::string& text : texts) {
-    for (auto begin = text.find("-["); begin != std::string::npos; begin = text.find("-[", begin)) {
-      begin += 2;
-      const auto end = text.find("]-", begin);
-      if (end == std::string::npos) break;
-      types.insert(Lowered(text.substr(begin, end - begin)));
-    }
+    for (const std::string_view type : rules::MarkedItems(text)) types.insert(Lowered(type));
   }
   return types;
 }
 
 std::set<std::size_t> SystemsOf(const std::string& text) {
   std::set<std::size_t> systems;
-  for (std::size_t i = 0; i < repository::kSystemCodes.size(); ++i) {
-    if (Contains(text, repository::kSystemCodes[i].code)) systems.insert(i);
+  for (std::size_t i = 0; i < rules::kSystemCodes.size(); ++i) {
+    if (Contains(text, rules::kSystemCodes[i].code)) systems.insert(i);
   }
   return systems;
 }
@@ -56,23 +53,18 @@ std::string ComparedName(std::string_view driver) {
   return Raised(driver.substr(0, driver.find('.')));
 }
 
-std::string OfferedVersion(const std::string& text) {
-  const auto begin = text.find("-[");
-  const auto end = text.find("]-");
-  if (begin == std::string::npos || end == std::string::npos) return text;
-  return text.substr(begin + 2, end - begin - 2);  // Wraps where the marks stand in wrong order.
-}
+std::string OfferedVersion(const std::string& text) { return rules::extractBracketedVersion(text); }
 
 TUpdate::TUpdate(const TFile& file, const TElement& element)
     : file(&file),
       element(&element),
-      name(element.Text("name")),
+      name(element.Text(rules::kUpdateName)),
       isBios(IsBiosUpdate(element)),
       component(ComponentOf(element)),
-      driverFiles(element.Text("driverFiles")),
+      driverFiles(element.Text(rules::kUpdateDriverFiles)),
       drivers(CutDriverFiles(driverFiles)),
-      machineTypes(MachineTypesOf(Values("applicableMachineTypes"))),
-      systems(SystemsOf(element.Text("applicableOperatingSystems"))) {
+      machineTypes(MachineTypesOf(Values(rules::kUpdateMachineTypes))),
+      systems(SystemsOf(element.Text(rules::kUpdateSystems))) {
   std::erase_if(drivers, [](const TDriverEntry& entry) { return !IsOffered(entry); });
 }
 

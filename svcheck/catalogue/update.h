@@ -27,7 +27,7 @@ std::vector<TDriverEntry> CutDriverFiles(std::string_view list);
 // The name by which drivers are compared: in capitals, up to the first dot.
 std::string ComparedName(std::string_view driver);
 
-// The text between "-[" and "]-"; the whole text without these marks.
+// What a query offers of the text of a version.
 std::string OfferedVersion(const std::string& text);
 
 // Refers to the catalogue, which must outlive it.
@@ -48,7 +48,7 @@ struct TUpdate {
   std::string driverFiles;
   std::vector<TDriverEntry> drivers;   // Those that are offered.
   std::set<std::string> machineTypes;  // In lower case.
-  std::set<std::size_t> systems;       // Of kSystemCodes, in exactly their spelling.
+  std::set<std::size_t> systems;       // Of rules::kSystemCodes, in exactly their spelling.
 };
 
 std::vector<TUpdate> UpdatesOf(const TCatalogue& catalogue);

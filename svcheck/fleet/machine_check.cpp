@@ -7,6 +7,7 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "report/json_parts.h"
+#include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/json_logger.h"
 #include "runtime/hskcore/path_of.h"
@@ -30,8 +31,6 @@ constexpr const char* kNoMachine =
     "<CIM><DECLARATION><DECLGROUP><VALUE.OBJECT><INSTANCE CLASSNAME=\"QRXSG_ComputerSystem\">"
     "<PROPERTY NAME=\"MachineType\"><VALUE>]-[</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>"
     "</DECLGROUP></DECLARATION></CIM>";
-
-constexpr const char* kOwnPlugin = "Sorvane Version Checker";
 
 // The records and the end of a query whose inventory is read.
 void RunQuery(TQueryRun& run, const boost::shared_ptr<NQRXHSK20::ILogger>& log,
@@ -91,8 +90,8 @@ TMachineCheck::TMachineCheck(TCheckSettings given)
     : settings(std::move(given)),
       request(RequestOf(settings.query)),
       plugin(std::make_shared<TLoadedPlugin>(request.plugin)) {
-  request.context[kCatalogueEntry] = NQRXHSK20::TCIMValue(settings.catalogue);
-  PutStandIn(settings.catalogue + NQRXHSK20::TOSSpecific::kFileSeparator + "index.xml");
+  request.context[rules::kCatalogueEntry] = NQRXHSK20::TCIMValue(settings.catalogue);
+  PutStandIn(settings.catalogue + NQRXHSK20::TOSSpecific::kFileSeparator + rules::kIndexFile);
   LoadCatalogue();
 }
 
@@ -107,7 +106,7 @@ void TMachineCheck::LoadCatalogue() {
   const TCatalogueWatch watch;
   RunQuery(run, {}, report);
   elements = watch.CountElements();
-  isOwnPlugin = run.PluginName() == kOwnPlugin;
+  isOwnPlugin = run.PluginName() == rules::kPluginName;
   if (const int status = ExitStatusOf(report.outcome); status != kExitDone) {
     throw TFailure(FailureLine(report), status);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "rules/names.h"
 #include "svcheck/query_run.h"
 
 using namespace NQRXHSK20;
@@ -14,21 +15,21 @@ namespace {
 // There are fewer; whoever makes them up shall not fill the memory.
 constexpr std::size_t kMostKinds = 1024;
 
-constexpr std::string_view kMachineTypes = "applicableMachineTypes";
-constexpr std::array<std::string_view, 4> kChosenBy = {"applicableOperatingSystems", "description",
-                                                       "category", "installDirectory"};
+constexpr std::array kChosenBy = {rules::kUpdateSystems, rules::kUpdateDescription,
+                                  rules::kUpdateCategory, rules::kUpdateDirectory};
 
 struct TChooser {
-  const char* className;
-  const char* property;
+  std::string_view className;
+  std::string_view property;
 };
-constexpr std::array kChoosers = {
-    TChooser{"QRXSG_ComputerSystem", "MachineType"}, TChooser{"QRXSG_OperatingSystem", "Version"},
-    TChooser{"QRXSG_OperatingSystem", "OSType"}, TChooser{"QRXSG_OperatingSystem", "BuildID"},
-    TChooser{"QRXSG_OperatingSystem", "HardwarePlatform"}};
+constexpr std::array kChoosers = {TChooser{"QRXSG_ComputerSystem", "MachineType"},
+                                  TChooser{rules::kSystemClass, rules::kSystemVersion},
+                                  TChooser{rules::kSystemClass, rules::kSystemType},
+                                  TChooser{rules::kSystemClass, rules::kSystemBuild},
+                                  TChooser{rules::kSystemClass, rules::kSystemPlatform}};
 
 // False for an array, whose text may be another one's too.
-bool AppendText(std::string& kind, const ICIMInstance& instance, const char* property) {
+bool AppendText(std::string& kind, const ICIMInstance& instance, std::string_view property) {
   boost::shared_ptr<ICIMProperty> handle;
   try {
     instance.GetProperty(handle, property, {});
@@ -55,7 +56,7 @@ std::optional<std::string> KindOf(const boost::shared_ptr<ICIMNamespace>& invent
 }
 
 TElementReads::ERead TElementReads::ReadOf(std::string_view property) {
-  if (property == kMachineTypes) return ERead::kMachineTypes;
+  if (property == rules::kUpdateMachineTypes) return ERead::kMachineTypes;
   const bool isChoice = std::find(kChosenBy.begin(), kChosenBy.end(), property) != kChosenBy.end();
   return isChoice ? ERead::kChoice : ERead::kOffer;
 }

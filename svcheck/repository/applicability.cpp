@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
 
-#include "svcheck/repository/system_codes.h"
+#include "rules/download_files.h"
+#include "rules/system_codes.h"
+#include "rules/version_items.h"
 
 namespace svc::repository {
 namespace {
+
+using rules::kSystemCodes;
 
 bool IsOfWord(char c) {
   return c == '_' || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -47,13 +51,16 @@ void WarnOfElement(const TElement& element, const std::set<std::size_t>& systems
 // A downloaded file is loaded or passed over by its name.
 void WarnOfName(std::string_view name, const std::set<std::string_view>& families,
                 std::vector<std::string>& warnings) {
-  const auto has = [name](const char* part) { return name.find(part) != std::string_view::npos; };
+  const auto has = [name](std::string_view part) {
+    return name.find(part) != std::string_view::npos;
+  };
   const bool isForWindows = std::ranges::any_of(
-      families, [](std::string_view family) { return family.starts_with("Windows"); });
-  if (!has("xml")) warnings.push_back("the name does not hold \"xml\": no query loads it");
-  if (has("win") && families.contains("Linux"))
+      families, [](std::string_view family) { return family.starts_with(rules::kWindows); });
+  if (!rules::IsDescription(name))
+    warnings.push_back("the name does not hold \"xml\": no query loads it");
+  if (has(rules::kForWindowsMark) && families.contains(rules::kLinux))
     warnings.push_back("the name holds \"win\": queries on Linux pass it over");
-  if (has("linux") && isForWindows)
+  if (has(rules::kForLinuxMark) && isForWindows)
     warnings.push_back("the name holds \"linux\": queries on Windows pass it over");
 }
 
@@ -61,14 +68,9 @@ void WarnOfName(std::string_view name, const std::set<std::string_view>& familie
 
 std::set<std::string> MachineTypesOf(const std::vector<std::string>& texts) {
   std::set<std::string> types;
-  for (const std::string& text : texts) {
-    for (auto begin = text.find("-["); begin != std::string::npos; begin = text.find("-[", begin)) {
-      begin += 2;
-      const auto end = text.find("]-", begin);
-      if (end == std::string::npos) break;
-      if (end != begin) types.insert(text.substr(begin, end - begin));
-    }
-  }
+  for (const std::string& text : texts)
+    for (const std::string_view type : rules::MarkedItems(text)) types.emplace(type);
+  types.erase(std::string());
   return types;
 }
 
@@ -91,7 +93,7 @@ TApplicability ApplicabilityOf(std::string_view name, const std::vector<TElement
     const auto systems = SystemsOf(element.operatingSystems);
     WarnOfElement(element, systems, result.warnings);
     for (const std::size_t system : systems) {
-      const TSystemCode& code = kSystemCodes[system];
+      const rules::TSystemCode& code = kSystemCodes[system];
       families.insert(code.family);
       if (!types.empty())
         result.machineTypes[{code.os, code.arch}].insert(types.begin(), types.end());

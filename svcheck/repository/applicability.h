@@ -22,7 +22,7 @@ struct TElement {
 // What stands between "-[" and "]-" anywhere in the texts.
 std::set<std::string> MachineTypesOf(const std::vector<std::string>& texts);
 
-// Indices into kSystemCodes of the codes that stand in the texts as words of their own.
+// Indices into rules::kSystemCodes of the codes that stand in the texts as words of their own.
 std::set<std::size_t> SystemsOf(const std::vector<std::string>& texts);
 
 // Of operating system and architecture.

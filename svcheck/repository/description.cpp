@@ -13,6 +13,7 @@
 #include "host/hskcore/root_object.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
+#include "rules/names.h"
 #include "runtime/hskcore/path_of.h"
 
 namespace svc::repository {
@@ -63,7 +64,7 @@ void Load(const shared_ptr<ICIMNamespace>& target, const std::string& path) {
   }
 }
 
-std::vector<std::string> Texts(const ICIMInstance& instance, const char* property) {
+std::vector<std::string> Texts(const ICIMInstance& instance, std::string_view property) {
   shared_ptr<ICIMProperty> found;
   try {
     instance.GetProperty(found, property, {});
@@ -80,9 +81,9 @@ std::vector<std::string> Texts(const ICIMInstance& instance, const char* propert
 }
 
 TElement ElementOf(const ICIMInstance& instance) {
-  const auto name = Texts(instance, "name");
-  return {name.empty() ? "" : name.front(), Texts(instance, "applicableMachineTypes"),
-          Texts(instance, "applicableOperatingSystems")};
+  const auto name = Texts(instance, rules::kUpdateName);
+  return {name.empty() ? "" : name.front(), Texts(instance, rules::kUpdateMachineTypes),
+          Texts(instance, rules::kUpdateSystems)};
 }
 
 }  // namespace
@@ -91,7 +92,7 @@ std::vector<TElement> ReadDescription(const std::string& path, const std::string
   const auto target = NewNamespace(dataFolder);
   Load(target, path);
   shared_ptr<ICIMClass> updates;
-  target->GetClass(updates, "QRXPSG_SystemUpdateElement", {});
+  target->GetClass(updates, rules::kUpdateClass, {});
   std::vector<TElement> elements;
   updates->EnumerateInstances(
       [&elements](const shared_ptr<ICIMInstance>& instance) {

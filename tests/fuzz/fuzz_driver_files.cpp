@@ -1,10 +1,11 @@
 // Driver-file lists, alone: no version or name reaches beyond its text.
 #include "drivers/driver_record.h"
-#include "firmware/version_items.h"
 #include "plugin/contents/sv_plugin.h"
+#include "rules/version_items.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;
+using namespace svc::rules;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(AsText(data, size));

@@ -12,7 +12,6 @@ import subprocess
 import sys
 
 PLUGIN_FOLDERS = ("plugin", "catalogue", "inventory", "firmware", "drivers")
-PROGRAM_FOLDERS = ("svcheck", "collect", "report")
 SOURCES = (".cpp", ".h")
 TEXTS = SOURCES + (".py", ".cmake", ".md", ".sh", ".txt", ".map")
 SKIPPED = ("build", ".git", "tests/fuzz/seeds", "tests/fuzz/dictionaries")
@@ -20,14 +19,16 @@ SKIPPED = ("build", ".git", "tests/fuzz/seeds", "tests/fuzz/dictionaries")
 # Which headers a folder may include, by the beginning of their names.
 WALLS = {
     "host": ("host/",),
-    "inventory": ("inventory/", "host/", "plugin/contents/"),
-    "catalogue": ("catalogue/", "inventory/", "host/", "plugin/contents/"),
-    "firmware": ("firmware/", "inventory/", "host/", "plugin/contents/"),
-    "drivers": ("drivers/", "inventory/", "host/", "plugin/contents/"),
-    "plugin": tuple(folder + "/" for folder in PLUGIN_FOLDERS) + ("host/",),
+    "rules": ("rules/",),
+    "inventory": ("inventory/", "rules/", "host/", "plugin/contents/"),
+    "catalogue": ("catalogue/", "inventory/", "rules/", "host/", "plugin/contents/"),
+    "firmware": ("firmware/", "inventory/", "rules/", "host/", "plugin/contents/"),
+    "drivers": ("drivers/", "inventory/", "rules/", "host/", "plugin/contents/"),
+    "plugin": tuple(folder + "/" for folder in PLUGIN_FOLDERS) + ("rules/", "host/"),
     "runtime": ("runtime/", "host/"),
-    **{folder: tuple(other + "/" for other in PROGRAM_FOLDERS) + ("runtime/", "host/")
-       for folder in PROGRAM_FOLDERS},
+    "collect": ("svcheck/", "collect/", "report/", "runtime/", "host/"),
+    "report": ("svcheck/", "collect/", "report/", "runtime/", "host/"),
+    "svcheck": ("svcheck/", "collect/", "report/", "rules/", "runtime/", "host/"),
 }
 OWN_FOLDERS = tuple(WALLS)
 
@@ -56,7 +57,7 @@ def is_include_guard(lines, index, macro):
 
 def check_conditionals(name, lines):
     """Platforms differ by file in the plug-in's folders, chosen by CMake."""
-    if not name.startswith(tuple(folder + "/" for folder in PLUGIN_FOLDERS)):
+    if not name.startswith(tuple(folder + "/" for folder in PLUGIN_FOLDERS + ("rules",))):
         return
     for index, line in enumerate(lines):
         found = CONDITIONAL.match(line)
@@ -94,7 +95,13 @@ def check_words(name, lines):
             yield index, f"unfinished: {found[1]}"
 
 
-SOURCE_CHECKS = (check_conditionals, check_walls, check_length)
+def check_headers_only(name, lines):
+    """What both sides of the wall see must not have to be linked."""
+    if name.startswith("rules/") and name.endswith(".cpp"):
+        yield 0, "a source file in rules/, which has headers only"
+
+
+SOURCE_CHECKS = (check_conditionals, check_walls, check_headers_only, check_length)
 
 
 def problems(root):

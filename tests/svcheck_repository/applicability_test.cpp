@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "svcheck/repository/system_codes.h"
+#include "rules/system_codes.h"
 
 namespace svc::repository {
 namespace {
@@ -11,7 +11,7 @@ using TTexts = std::vector<std::string>;
 
 std::set<std::string> Codes(const TTexts& texts) {
   std::set<std::string> codes;
-  for (const std::size_t system : SystemsOf(texts)) codes.emplace(kSystemCodes[system].code);
+  for (const std::size_t system : SystemsOf(texts)) codes.emplace(rules::kSystemCodes[system].code);
   return codes;
 }
 
@@ -32,7 +32,7 @@ TEST(Systems, AreWordsOfTheirOwn) {
 }
 
 TEST(Systems, AreAllNineteen) {
-  for (const TSystemCode& code : kSystemCodes)
+  for (const rules::TSystemCode& code : rules::kSystemCodes)
     EXPECT_EQ(Codes({std::string(code.code)}), TSet{std::string(code.code)});
 }
 

@@ -1,10 +1,10 @@
-#include "firmware/version_items.h"
+#include "rules/version_items.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/support/case_name.h"
 
-namespace svc::test {
+namespace svc::rules {
 namespace {
 
 struct TBracketed {
@@ -37,7 +37,8 @@ constexpr TBracketed kBracketed[] = {
     {"MarksWithBlanks", "- [1] -", "- [1] -"},
     {"BlanksAreKept", "-[ 1 ]-", " 1 "},
 };
-INSTANTIATE_TEST_SUITE_P(Texts, TBracketedVersion, testing::ValuesIn(kBracketed), TCaseName());
+INSTANTIATE_TEST_SUITE_P(Texts, TBracketedVersion, testing::ValuesIn(kBracketed),
+                         test::TCaseName());
 
 TEST(LowerCase, LettersAreLoweredOneByOne) {
   EXPECT_EQ(toLowerCopy("QRX Arrayon-AX20i [\\]^"), "qrx arrayon-ax20i [\\]^");
@@ -78,7 +79,32 @@ const TLookupCase kLookups[] = {
     {"EmptyKeyInAnEmptyList", "", "", true, std::nullopt},
     {"OnlyBlanksEndAVersion", "a-#1\t2\n3,4;5 6", "a", true, "1\t2\n3,4;5"},
 };
-INSTANTIATE_TEST_SUITE_P(Lists, TVersionOfKey, testing::ValuesIn(kLookups), TCaseName());
+INSTANTIATE_TEST_SUITE_P(Lists, TVersionOfKey, testing::ValuesIn(kLookups), test::TCaseName());
+
+TEST(Marked, StandsBetweenTheMarks) {
+  EXPECT_EQ(Marked("4620"), "-[4620]-");
+  EXPECT_EQ(Marked(""), "-[]-");
+  EXPECT_EQ(extractBracketedVersion(Marked("a ]- b")), "a ");
+}
+
+using TItems = std::vector<std::string_view>;
+
+TEST(MarkedItems, AreWhatStandsBetweenEachPairOfMarks) {
+  EXPECT_EQ(MarkedItems("-[4620]-"), TItems{"4620"});
+  EXPECT_EQ(MarkedItems("for -[4620]-, -[4621]- and-[4622]-"), (TItems{"4620", "4621", "4622"}));
+  EXPECT_EQ(MarkedItems("-[]-"), TItems{""});
+  EXPECT_EQ(MarkedItems("-[a-[b]-"), (TItems{"a-[b", "b"}));
+}
+
+TEST(MarkedItems, AreNoneWithoutAPair) {
+  for (const char* const text : {"", "4620", "[4620]", "-[4620", "4620]-", "]-4620-[", "-[4620-"}) {
+    EXPECT_EQ(MarkedItems(text), TItems{}) << text;
+  }
+}
+
+TEST(MarkedItems, EndAtTheFirstMarkThatIsNotClosed) {
+  EXPECT_EQ(MarkedItems("-[1]- -[2"), TItems{"1"});
+}
 
 TEST(FirstWord, IsTheTextBeforeABlank) {
   EXPECT_EQ(FirstWordBeforeBlank("20i sas"), "20i");
@@ -88,4 +114,4 @@ TEST(FirstWord, IsTheTextBeforeABlank) {
 }
 
 }  // namespace
-}  // namespace svc::test
+}  // namespace svc::rules

@@ -1,0 +1,49 @@
+// Texts compared without regard to case: of the letters A to Z only, whatever the locale, so that
+// a catalogue means the same on every machine. By this the plug-in tests the properties of update
+// elements, and the author's verbs what such a test will find. May be used from any thread.
+#ifndef RULES_FOLDED_TEXT_H_
+#define RULES_FOLDED_TEXT_H_
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace svc::rules {
+
+// Bytes of 128 and above stay as they are.
+constexpr char Folded(char character) {
+  const bool isCapital = static_cast<unsigned char>(character - 'A') < 26;
+  return static_cast<char>(character + (isCapital ? 32 : 0));
+}
+
+inline void FoldCase(std::string& text) {
+  for (char& character : text) character = Folded(character);
+}
+
+// Whether the text contains the part anywhere; it contains the empty part.
+constexpr bool Mentions(std::string_view text, std::string_view part) {
+  if (part.empty()) return true;
+  return std::search(text.begin(), text.end(), part.begin(), part.end(),
+                     [](char a, char b) { return Folded(a) == Folded(b); }) != text.end();
+}
+
+// A text of a table that others are searched for: folded when it is compiled, so that no query
+// folds it again.
+class TFoldedText {
+ public:
+  template <std::size_t N>
+  consteval TFoldedText(const char (&text)[N]) : size(N - 1) {
+    for (std::size_t i = 0; i < size; ++i) folded[i] = Folded(text[i]);
+  }
+  constexpr std::string_view Text() const { return {folded.data(), size}; }
+
+ private:
+  std::array<char, 80> folded{};
+  std::size_t size;
+};
+
+}  // namespace svc::rules
+
+#endif  // RULES_FOLDED_TEXT_H_
