@@ -25,7 +25,8 @@ INCLUDE = re.compile(r'\s*#\s*include\s*[<"]([^">]+)[">]')
 GUARD = re.compile(r"#(ifndef|define) \w+_H_$|#endif  ?// \w+_H_$|#pragma once$")
 NAMESPACE = re.compile(r"(inline )?namespace\b[\w: ]*\{$|\}  ?// namespace\b")
 NO_SUBSTANCE = re.compile(r"[\s{}();,]*$")
-CLASS = re.compile(r"\b(?:class|struct)\s+(?:[A-Z_]+\s+)?(\w+)\s*(?:final\s*)?:\s*([^{;]+)\{")
+CLASS = re.compile(r"\b(?:class|struct)\s+(?:[A-Z_]+\s+)?(\w+)\s*(?:final\s*)?"
+                   r"(?::(?!:)\s*([^{;]+))?\{")
 THROWN = re.compile(r"\bthrow\s+([\w:]+)\s*[({]")
 CATCH = re.compile(r"\bcatch\s*\(")
 STANDARD_EXCEPTION = re.compile(r"std::(exception|\w+_error|bad_\w+|out_of_range|length_error)\b")
@@ -104,24 +105,21 @@ class THouse:
         return lonely
 
     def exception_types(self):
-        """Classes of ours that derive from an exception, or that something throws."""
-        bases, thrown = {}, set()
+        """Classes of ours that derive from an exception, directly or not, or that are thrown."""
+        classes, thrown = [], set()  # (name, bases, file): two files may have one of a name.
         for file in self.files:
             text = file.text()
-            bases.update({name: base for name, base in CLASS.findall(text)})
+            classes += [(name, bases, file.name) for name, bases in CLASS.findall(text)]
             thrown.update(name.split("::")[-1] for name in THROWN.findall(text)
                           if not name.startswith("std::"))
-        found = {name for name in bases if name in thrown}
-        grown = True
-        while grown:
-            more = {name for name, base in bases.items()
-                    if STANDARD_EXCEPTION.search(base) or
-                    any(re.search(rf"\b{other}\b", base) for other in found)}
-            grown = not more <= found
-            found |= more
-        structs = {name for file in self.files
-                   for name in re.findall(r"\b(?:class|struct)\s+(\w+)\s*\{", file.text())}
-        return sorted(found | (thrown & structs))
+        names = {name for name, _, _ in classes if name in thrown}
+        while True:
+            found = [entry for entry in classes
+                     if entry[0] in names or STANDARD_EXCEPTION.search(entry[1]) or
+                     any(re.search(rf"\b{name}\b", entry[1]) for name in names)]
+            if {name for name, _, _ in found} <= names:
+                return sorted(f"{name} of {file}" for name, _, file in found)
+            names |= {name for name, _, _ in found}
 
     def catch_sites(self):
         return [f"{file.name}:{index + 1}" for file in self.files for index, text in file.code
