@@ -21,7 +21,8 @@ struct TDispatchTest {
   const char* property;
   const char* needle;
 };
-// The tests that are made of an element, in their order.
+// The tests that are made of an element, in their order: written down once more, apart from the
+// tables that the code works by, to judge these.
 extern const std::vector<TDispatchTest> kBIOSTests;
 extern const std::vector<TDispatchTest> kChain;
 
