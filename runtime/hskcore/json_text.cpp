@@ -7,9 +7,11 @@ namespace svc {
 
 namespace {
 
+constexpr unsigned char kDelete = 0x7f;
+
 bool IsPlain(char c) {
   const auto byte = static_cast<unsigned char>(c);
-  return byte >= 0x20 && byte < 0x80 && byte != '"' && byte != '\\';
+  return byte >= 0x20 && byte < kDelete && byte != '"' && byte != '\\';
 }
 
 char* Write(char* target, std::string_view text) {
@@ -17,24 +19,27 @@ char* Write(char* target, std::string_view text) {
   return target + text.size();
 }
 
+char* WriteEscape(char* target, unsigned value) {
+  constexpr std::string_view kHex = "0123456789abcdef";
+  target = Write(target, "\\u");
+  for (const int shift : {12, 8, 4, 0}) *target++ = kHex[value >> shift & 0xf];
+  return target;
+}
+
 char* WriteAscii(char* target, char c) {
   constexpr std::string_view kShort = "\"\\\b\f\n\r\t";
   constexpr std::string_view kLetters = "\"\\bfnrt";
-  constexpr std::string_view kHex = "0123456789abcdef";
   const std::size_t at = kShort.find(c);
   if (at != kShort.npos) {
     *target++ = '\\';
     *target++ = kLetters[at];
     return target;
   }
-  if (static_cast<unsigned char>(c) >= 0x20) {
+  if (IsPlain(c)) {
     *target++ = c;
     return target;
   }
-  target = Write(target, "\\u00");
-  *target++ = kHex[static_cast<unsigned char>(c) >> 4];
-  *target++ = kHex[c & 0xf];
-  return target;
+  return WriteEscape(target, static_cast<unsigned char>(c));
 }
 
 struct TSequence {
@@ -73,6 +78,28 @@ TSequence SequenceAt(std::string_view text) {
   return {length, length == lead->following + std::size_t{1}};
 }
 
+// Control characters of two bytes, U+0080 to U+009F, and marks that turn the direction of what
+// stands behind them, U+202A to U+202E and U+2066 to U+2069.
+bool IsEscaped(std::string_view sequence) {
+  const auto last = static_cast<unsigned char>(sequence.back());
+  if (sequence.size() == 2) return sequence[0] == '\xc2' && last < 0xa0;
+  return (sequence.starts_with("\xe2\x80") && last >= 0xaa && last <= 0xae) ||
+         (sequence.starts_with("\xe2\x81") && last >= 0xa6 && last <= 0xa9);
+}
+
+// Of a well-formed character of two or three bytes.
+unsigned CodePointOf(std::string_view sequence) {
+  unsigned value = static_cast<unsigned char>(sequence[0]) & (sequence.size() == 2 ? 0x1f : 0xf);
+  for (const char c : sequence.substr(1)) {
+    value = value << 6 | (static_cast<unsigned char>(c) & 0x3f);
+  }
+  return value;
+}
+
+char* WriteSequence(char* target, std::string_view sequence) {
+  return IsEscaped(sequence) ? WriteEscape(target, CodePointOf(sequence)) : Write(target, sequence);
+}
+
 }  // namespace
 
 char* WriteAnyJsonText(char* target, std::string_view text) noexcept {
@@ -89,7 +116,8 @@ char* WriteAnyJsonText(char* target, std::string_view text) noexcept {
       text.remove_prefix(1);
     } else {
       const TSequence sequence = SequenceAt(text);
-      target = Write(target, sequence.isValid ? text.substr(0, sequence.length) : "\xef\xbf\xbd");
+      target = sequence.isValid ? WriteSequence(target, text.substr(0, sequence.length))
+                                : Write(target, "\xef\xbf\xbd");
       text.remove_prefix(sequence.length);
     }
   }

@@ -1,4 +1,8 @@
 // Texts inside JSON (RFC 8259, section 7). Pure functions.
+//
+// Beyond what JSON demands, control characters of one and of two bytes (DEL, U+0080 to U+009F) and
+// marks that turn the direction of what stands behind them are escaped: whoever shows the file on a
+// terminal sees the text, and a parser reads the same characters.
 #ifndef RUNTIME_HSKCORE_JSON_TEXT_H_
 #define RUNTIME_HSKCORE_JSON_TEXT_H_
 
@@ -16,14 +20,16 @@ namespace svc {
 // No byte of a text takes more in JSON.
 inline constexpr std::size_t kLongestJsonByte = 6;
 
-// Not 0 where one of the eight bytes is no ASCII that JSON takes as it is.
+// Not 0 where one of the eight bytes is no ASCII that is written as it is. DEL is found by adding
+// 1, which sets its highest bit; a carry reaches only what stands behind a byte that is odd
+// already.
 constexpr std::uint64_t OddBytes(std::uint64_t word) noexcept {
   constexpr std::uint64_t kEach = 0x0101010101010101;
   constexpr auto hasZero = [](std::uint64_t bytes) { return (bytes - kEach) & ~bytes; };
   const std::uint64_t control = (word - 0x20 * kEach) & ~word;
   const std::uint64_t quote = hasZero(word ^ ('"' * kEach));
   const std::uint64_t backslash = hasZero(word ^ ('\\' * kEach));
-  return (word | control | quote | backslash) & (0x80 * kEach);
+  return (word | (word + kEach) | control | quote | backslash) & (0x80 * kEach);
 }
 
 // How many of the eight bytes come before the first odd one, as they stand in memory. Where the
@@ -36,7 +42,7 @@ constexpr std::size_t PlainBytes(std::uint64_t word) noexcept {
 }
 
 // Sixteen bytes at a time, in a vector where the processor has such. As signed numbers, so that all
-// that is no ASCII is below the first character that JSON takes as it is.
+// that is no ASCII is below the first character that is written as it is.
 using TSixteenBytes [[gnu::vector_size(16)]] = signed char;
 
 constexpr TSixteenBytes SixteenTimes(char c) noexcept {
@@ -44,9 +50,11 @@ constexpr TSixteenBytes SixteenTimes(char c) noexcept {
   return TSixteenBytes{b, b, b, b, b, b, b, b, b, b, b, b, b, b, b, b};
 }
 
-// All bits set for each byte that JSON does not take as it is.
+// All bits set for each byte that is not written as it is. 1 more makes DEL the least number.
 inline TSixteenBytes OddBytes(TSixteenBytes bytes) noexcept {
-  return (bytes < SixteenTimes(' ')) | (bytes == SixteenTimes('"')) | (bytes == SixteenTimes('\\'));
+  using TUnsigned [[gnu::vector_size(16)]] = unsigned char;
+  const auto next = reinterpret_cast<TSixteenBytes>(reinterpret_cast<TUnsigned>(bytes) + 1);
+  return (next < SixteenTimes('!')) | (bytes == SixteenTimes('"')) | (bytes == SixteenTimes('\\'));
 }
 
 inline std::uint64_t AnyOf(std::uint64_t odd) noexcept { return odd; }

@@ -71,7 +71,7 @@ struct TMessageCase {
 const TMessageCase kMessages[] = {
     {"a \"quoted\" C:\\path", "a \\\"quoted\\\" C:\\\\path"},
     {"\b\f\n\r\t", "\\b\\f\\n\\r\\t"},
-    {std::string("\0\x01\x1f\x7f", 4), "\\u0000\\u0001\\u001f\x7f"},
+    {std::string("\0\x01\x1f\x7f", 4), "\\u0000\\u0001\\u001f\\u007f"},
     {"/", "/"},
     {"twelve plain bytes, then \x80", "twelve plain bytes, then \xef\xbf\xbd"},
     {"\xc3\xa9\xe2\x82\xac\xf0\x9f\x92\xa9", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x92\xa9"},
@@ -82,6 +82,13 @@ const TMessageCase kMessages[] = {
     {"\xc0\x80", "\xef\xbf\xbd\xef\xbf\xbd"},
     {"\xed\xa0\x80", "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd"},
     {"\xf4\x90\x80\x80", "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd"},
+    {"\x7e\x7f\x7e", "\x7e\\u007f\x7e"},
+    {"plain and then DEL, at the end \x7f", "plain and then DEL, at the end \\u007f"},
+    {"\xc1\xbf\xc2\x80\xc2\x9b", "\xef\xbf\xbd\xef\xbf\xbd\\u0080\\u009b"},
+    {"\xc2\x9f\xc2\xa0\xc3\x9b", "\\u009f\xc2\xa0\xc3\x9b"},
+    {"\xe2\x80\xa9\xe2\x80\xaa\xe2\x80\xae\xe2\x80\xaf", "\xe2\x80\xa9\\u202a\\u202e\xe2\x80\xaf"},
+    {"\xe2\x81\xa5\xe2\x81\xa6\xe2\x81\xa9\xe2\x81\xaa\xe2\x82\xaa",
+     "\xe2\x81\xa5\\u2066\\u2069\xe2\x81\xaa\xe2\x82\xaa"},
     {"1234567\"", "1234567\\\""},
     {"12345678\xc3", "12345678\xef\xbf\xbd"},
 };
@@ -106,7 +113,7 @@ TEST_F(JsonLogger, TakesEveryByteAtEveryPlace) {
   logger.reset();
   const std::string written = Written();
   for (const char c : written) {
-    ASSERT_TRUE(static_cast<unsigned char>(c) >= 0x20 || c == '\n');
+    ASSERT_TRUE((static_cast<unsigned char>(c) >= 0x20 && c != 0x7f) || c == '\n');
   }
   EXPECT_EQ(static_cast<std::size_t>(std::count(written.begin(), written.end(), '\n')), lines);
 }
