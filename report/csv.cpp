@@ -1,4 +1,4 @@
-// The records for a spreadsheet: RFC 4180, the texts as they are.
+// The records for a spreadsheet: RFC 4180.
 #include <string>
 
 #include "report/render.h"
@@ -7,25 +7,26 @@
 namespace svc::report {
 
 // A check that did not take place is a record of its own: an empty table would look like good news.
-void RenderCsv(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
+void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output) {
+  const auto field = [&](std::string_view text) { return CsvField(text, options.csv); };
   output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired\r\n");
   for (const TRecord& record : report.records) {
     std::string line;
     for (const std::string* text :
          {&record.type, &record.name, &record.installed, &record.offered}) {
-      line += CsvField(*text) + ',';
+      line += field(*text) + ',';
     }
     line += NameOf(record.verdict);
     line += ',';
-    if (record.waived) line += CsvField(record.waived->reason);
+    if (record.waived) line += field(record.waived->reason);
     line += ',';
-    if (record.expiredWaiver) line += CsvField(record.expiredWaiver->expires);
+    if (record.expiredWaiver) line += field(record.expiredWaiver->expires);
     output.Write(line + "\r\n");
   }
   if (WasCompared(report.outcome)) return;
-  output.Write("Error," + CsvField(RowOf(report.outcome).sentence) + ",,,not checked,,\r\n");
+  output.Write("Error," + field(RowOf(report.outcome).sentence) + ",,,not checked,,\r\n");
   for (const std::string& error : report.errors) {
-    output.Write("Error," + CsvField(error) + ",,,not checked,,\r\n");
+    output.Write("Error," + field(error) + ",,,not checked,,\r\n");
   }
 }
 

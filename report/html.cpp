@@ -27,10 +27,6 @@ struct TLead {
   std::string_view style;
 };
 
-// A text of a record or an inventory: what would turn the direction of the text behind it shows as
-// U+FFFD.
-std::string PageText(std::string_view text) { return XmlText(PlainLine(text)); }
-
 // One that others stand beside: letters that read from right to left do not move those.
 std::string Isolated(std::string_view text) { return "<bdi>" + PageText(text) + "</bdi>"; }
 

@@ -11,18 +11,21 @@ namespace svc::report {
 
 namespace {
 
+// Build servers show it: what XML would take but a terminal would obey is U+FFFD.
+std::string Text(std::string_view text) { return XmlText(PlainText(text)); }
+
 std::string TestCase(const TRecord& record) {
   const std::string start = fmt::format(R"(    <testcase classname="{}" name="{}")",
-                                        XmlText(record.type), XmlText(record.name));
+                                        Text(record.type), Text(record.name));
   std::string pair =
-      fmt::format("installed {}, offered {}", XmlText(record.installed), XmlText(record.offered));
+      fmt::format("installed {}, offered {}", Text(record.installed), Text(record.offered));
   if (record.expiredWaiver) {
-    pair += fmt::format("; waiver expired {}: {}", XmlText(record.expiredWaiver->expires),
-                        XmlText(record.expiredWaiver->reason));
+    pair += fmt::format("; waiver expired {}: {}", Text(record.expiredWaiver->expires),
+                        Text(record.expiredWaiver->reason));
   }
   if (record.waived) {
     return fmt::format("{}><skipped message=\"waived: {}; {}\"/></testcase>\n", start,
-                       XmlText(record.waived->reason), pair);
+                       Text(record.waived->reason), pair);
   }
   if (record.verdict == EVerdict::kOutdated) {
     return fmt::format("{}><failure type=\"outdated\" message=\"{}\"/></testcase>\n", start, pair);
@@ -35,11 +38,11 @@ std::string TestCase(const TRecord& record) {
 
 std::string ErrorCase(const TReport& report) {
   std::string details;
-  for (const std::string& error : report.errors) details += XmlText(error) + '\n';
+  for (const std::string& error : report.errors) details += Text(error) + '\n';
   return fmt::format(
       "    <testcase classname=\"svcheck\" name=\"check\"><error type=\"{}\" "
       "message=\"{}\">{}</error></testcase>\n",
-      RowOf(report.outcome).name, XmlText(RowOf(report.outcome).sentence), details);
+      RowOf(report.outcome).name, Text(RowOf(report.outcome).sentence), details);
 }
 
 }  // namespace
@@ -57,7 +60,7 @@ void RenderJunit(const TReport& report, const TRenderOptions& /*options*/, IOutp
       fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites {0}>\n"
                   "  <testsuite name=\"svcheck\" hostname=\"{1}\" timestamp=\"{2}\" "
                   "{0}>\n",
-                  counts, XmlText(report.machine.type), timestamp));
+                  counts, Text(report.machine.type), timestamp));
   for (const TRecord& record : report.records) output.Write(TestCase(record));
   if (!compared) output.Write(ErrorCase(report));
   output.Write("  </testsuite>\n</testsuites>\n");

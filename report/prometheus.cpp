@@ -7,18 +7,23 @@
 
 #include "report/render.h"
 #include "report/text.h"
+#include "report/utf8.h"
 
 namespace svc::report {
 
 namespace {
 
+// The format has escapes for three characters. A carriage return, for which it has none, would let
+// what follows it overwrite a line of a terminal.
 std::string LabelValue(std::string_view text) {
   std::string value;
-  for (const char c : ValidUtf8(text)) {
-    if (c == '\\' || c == '"') value += '\\';
+  for (const char c : PlainText(text)) {
     if (c == '\n') {
       value += "\\n";
+    } else if (c == '\r') {
+      value += kReplacementText;
     } else {
+      if (c == '\\' || c == '"') value += '\\';
       value += c;
     }
   }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "report/model.h"
+#include "report/text.h"
 
 namespace svc::report {
 
@@ -22,6 +23,7 @@ struct TRenderOptions {
   bool color = false;               // Of the table.
   std::size_t width = 0;            // Columns that the table is cut to; 0 for no cut.
   EFailOn failOn = EFailOn::kNone;  // What the nagios line calls critical.
+  ECsvTexts csv = ECsvTexts::kSafe;
 };
 
 void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output);

@@ -43,17 +43,15 @@ class TPlace {
     if (!value->is_number()) FailAs("a number");
     return value->get<double>();
   }
-  std::int64_t Time() const {
-    const std::int64_t time = SecondsOfUtcTime(Text());
-    if (time == -1) FailAs("a time such as 2027-06-30T00:00:00Z");
-    return time;
-  }
   // What `find` makes of the text; `what` says what it has to be.
   template <typename TFind>
   auto OneOf(const TFind& find, const char* what) const {
     const auto found = find(Text());
     if (!found) FailAs(what);
     return *found;
+  }
+  std::int64_t Time() const {
+    return OneOf(SecondsOfUtcTime, "a time such as 2027-06-30T00:00:00Z");
   }
 
   // Calls `use` with the place of each item.

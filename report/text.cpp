@@ -54,6 +54,7 @@ bool IsControl(char32_t value) noexcept { return value < 0x20 || (value >= 0x7F 
 bool TurnsDirection(char32_t value) noexcept {
   return (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
 }
+bool IsUnsafe(char32_t value) noexcept { return IsControl(value) || TurnsDirection(value); }
 
 // Copies a text, letting `write` replace a character: it returns the text to write instead, or an
 // empty one to keep the character.
@@ -100,8 +101,14 @@ std::string ValidUtf8(std::string_view text) {
 }
 
 std::string PlainLine(std::string_view text) {
+  return Rewrite(
+      text, [](char32_t value) { return IsUnsafe(value) ? kReplacementText : std::string_view(); });
+}
+
+std::string PlainText(std::string_view text) {
   return Rewrite(text, [](char32_t value) {
-    return IsControl(value) || TurnsDirection(value) ? kReplacementText : std::string_view();
+    const bool isKept = value == '\t' || value == '\n' || value == '\r';
+    return !isKept && IsUnsafe(value) ? kReplacementText : std::string_view();
   });
 }
 
@@ -145,13 +152,18 @@ void AppendJsonString(std::string& target, std::string_view text) {
 
 std::string XmlText(std::string_view text) { return Rewrite(text, XmlReplacement); }
 
-std::string CsvField(std::string_view text) {
-  const std::string valid = ValidUtf8(text);
-  if (valid.find_first_of(",\"\r\n") == std::string::npos && Trim(valid).size() == valid.size()) {
-    return valid;
+std::string PageText(std::string_view text) { return XmlText(PlainLine(text)); }
+
+std::string CsvField(std::string_view text, ECsvTexts texts) {
+  // OWASP, "CSV Injection".
+  constexpr std::string_view kFormula = "=+-@\t\r\n";
+  std::string plain = PlainText(text);
+  if (texts == ECsvTexts::kSafe && plain.find_first_of(kFormula) == 0) plain.insert(0, 1, '\'');
+  if (plain.find_first_of(",\"\r\n") == std::string::npos && Trim(plain).size() == plain.size()) {
+    return plain;
   }
   std::string quoted = "\"";
-  for (const char c : valid) {
+  for (const char c : plain) {
     if (c == '"') quoted += '"';
     quoted += c;
   }
@@ -160,7 +172,10 @@ std::string CsvField(std::string_view text) {
 
 std::string UtcTime(std::int64_t seconds) {
   using namespace std::chrono;
-  const sys_seconds time{std::chrono::seconds(seconds)};
+  // The years that the form has digits for, so that it is read back.
+  constexpr sys_seconds kFirst = sys_days(year(0) / January / 1);
+  constexpr sys_seconds kLast = sys_days(year(10000) / January / 1) - std::chrono::seconds(1);
+  const sys_seconds time = std::clamp(sys_seconds(std::chrono::seconds(seconds)), kFirst, kLast);
   const auto day = floor<days>(time);
   const year_month_day date(day);
   const hh_mm_ss clock(time - day);
@@ -169,11 +184,11 @@ std::string UtcTime(std::int64_t seconds) {
                      clock.hours().count(), clock.minutes().count(), clock.seconds().count());
 }
 
-std::int64_t SecondsOfUtcTime(std::string_view text) noexcept {
+std::optional<std::int64_t> SecondsOfUtcTime(std::string_view text) noexcept {
   constexpr std::string_view kForm = "0000-00-00T00:00:00Z";
-  if (text.size() != kForm.size()) return -1;
+  if (text.size() != kForm.size()) return {};
   for (std::size_t i = 0; i < kForm.size(); ++i) {
-    if (kForm[i] == '0' ? !IsDigit(text[i]) : text[i] != kForm[i]) return -1;
+    if (kForm[i] == '0' ? !IsDigit(text[i]) : text[i] != kForm[i]) return {};
   }
   const auto number = [&](std::size_t first, std::size_t count) {
     int value = 0;
@@ -183,7 +198,7 @@ std::int64_t SecondsOfUtcTime(std::string_view text) noexcept {
   using namespace std::chrono;
   const year_month_day date{year(number(0, 4)), month(static_cast<unsigned>(number(5, 2))),
                             day(static_cast<unsigned>(number(8, 2)))};
-  if (!date.ok() || number(11, 2) > 23 || number(14, 2) > 59 || number(17, 2) > 60) return -1;
+  if (!date.ok() || number(11, 2) > 23 || number(14, 2) > 59 || number(17, 2) > 60) return {};
   const auto time =
       sys_days(date) + hours(number(11, 2)) + minutes(number(14, 2)) + seconds(number(17, 2));
   return time.time_since_epoch().count();

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,9 +14,11 @@ namespace svc::report {
 // The text with U+FFFD in place of bytes that are no UTF-8, one for each piece that could have
 // begun a character.
 std::string ValidUtf8(std::string_view text);
-// As ValidUtf8, and with U+FFFD in place of control characters: safe to show on a terminal, one
-// line.
+// As ValidUtf8, and with U+FFFD in place of control characters and of marks that turn the direction
+// of what stands behind them: safe to show on a terminal, one line.
 std::string PlainLine(std::string_view text);
+// The same, but tabs and line ends stay.
+std::string PlainText(std::string_view text);
 // Columns that a UTF-8 text takes on a terminal: East Asian wide characters take two, combining
 // ones none.
 std::size_t DisplayWidth(std::string_view text) noexcept;
@@ -27,13 +30,20 @@ std::string JsonString(std::string_view text);
 void AppendJsonString(std::string& target, std::string_view text);
 // For XML and HTML text and attribute values; characters that XML does not have show as U+FFFD.
 std::string XmlText(std::string_view text);
-// A field of RFC 4180, quoted where it must be.
-std::string CsvField(std::string_view text);
+// PlainLine of a text as XmlText: for a page.
+std::string PageText(std::string_view text);
 
-// "2027-06-30T00:00:00Z" from seconds since 1970.
+enum class ECsvTexts {
+  kSafe,  // What a spreadsheet would take for a formula has an apostrophe before it.
+  kRaw    // For programs: without.
+};
+// A field of RFC 4180 with PlainText, quoted where it must be.
+std::string CsvField(std::string_view text, ECsvTexts texts);
+
+// "2027-06-30T00:00:00Z" from seconds since 1970; the nearest time of the years 0 to 9999.
 std::string UtcTime(std::int64_t seconds);
-// Seconds since 1970 of "2027-06-30T00:00:00Z"; -1 when the text is none.
-std::int64_t SecondsOfUtcTime(std::string_view text) noexcept;
+// Seconds since 1970 of "2027-06-30T00:00:00Z"; none when the text is no such time.
+std::optional<std::int64_t> SecondsOfUtcTime(std::string_view text) noexcept;
 // "3 days", for a person.
 std::string Age(std::int64_t seconds);
 

@@ -36,7 +36,7 @@ bool IsOfBareKey(char c) noexcept {
 }
 bool IsDay(std::string_view text) {
   constexpr std::string_view kMidnight = "T00:00:00Z";
-  return SecondsOfUtcTime(std::string(text).append(kMidnight)) != -1;
+  return SecondsOfUtcTime(std::string(text).append(kMidnight)).has_value();
 }
 
 void AppendUtf8(std::string& text, char32_t value) {

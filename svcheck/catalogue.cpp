@@ -6,6 +6,7 @@
 #include "svcheck/failure.h"
 #include "svcheck/options.h"
 #include "svcheck/paths.h"
+#include "svcheck/report_output.h"
 #include "svcheck/verb.h"
 
 namespace svc {
@@ -79,6 +80,7 @@ class TCatalogueVerb : public IVerb {
     CLI::App& verb =
         AddAction(app, "list", "List the update elements, as a check sees them", EAction::kList);
     AddReading(verb, command, {"table", "json", "csv"});
+    AddCsvRawOption(verb, command.csvRaw).CommandLineOnly();
     AddChoice(verb, "--machine", command.machineTypes, "Only those for the machine type", "TYPE");
     AddChoice(verb, "--os", command.systems, "Only those for the operating-system code", "CODE");
     AddDataFolder(verb, command);

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <vector>
@@ -41,19 +42,21 @@ bool WantsColor(const TReportOptions& options) {
          terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
-// The number in a text; none when it is none, or a large one.
-std::optional<std::size_t> NumberIn(const std::string& text) {
-  constexpr std::size_t kLongest = 5;
-  std::size_t number = 0;
+// The number that a text is, in decimal; none when it is no number of this type.
+template <typename TNumber>
+std::optional<TNumber> WholeNumberIn(std::string_view text) {
+  TNumber number = 0;
   const char* const end = text.data() + text.size();
   const auto [last, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || last != end || text.size() > kLongest) return {};
+  if (error != std::errc() || last != end) return {};
   return number;
 }
 
 std::size_t WidthOf(const std::string& text) {
   if (text == "terminal") return static_cast<std::size_t>(TerminalWidth());
-  if (const auto columns = NumberIn(text)) return *columns;
+  constexpr std::size_t kLongest = 5;
+  const auto columns = WholeNumberIn<std::size_t>(text);
+  if (columns && text.size() <= kLongest) return *columns;
   throw TFailure("--width " + text + " is no number of columns; give one, or \"terminal\"",
                  kExitUsage);
 }
@@ -76,10 +79,14 @@ auto WriteOrTell(const report::TFormat& format, const TWrite& write) {
 // A metrics file that is written anew keeps when a check last went well.
 std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
   constexpr std::string_view kMetric = "svcheck_last_success_timestamp_seconds ";
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(PathOf(file), error)) return {};  // A pipe would wait.
   std::ifstream stream(PathOf(file));
   std::string line;
   while (std::getline(stream, line)) {
-    if (line.starts_with(kMetric)) return std::strtoll(line.c_str() + kMetric.size(), nullptr, 10);
+    if (line.starts_with(kMetric)) {
+      return WholeNumberIn<std::int64_t>(std::string_view(line).substr(kMetric.size()));
+    }
   }
   return {};
 }
@@ -103,9 +110,15 @@ TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
   return format;
 }
 
+TOption AddCsvRawOption(CLI::App& app, bool& raw) {
+  return AddFlag(app, "--csv-raw", raw,
+                 "For programs: no apostrophe before what a spreadsheet takes for a formula");
+}
+
 void AddReportOptions(CLI::App& app, TReportOptions& options) {
   AddOutputOptions(app, options, FormatNames(),
                    "End with status 2 when a record is outdated, or different: not current");
+  AddCsvRawOption(app, options.csvRaw);
 }
 
 void AddWaiversOption(CLI::App& app, TReportOptions& options) {
@@ -113,7 +126,8 @@ void AddWaiversOption(CLI::App& app, TReportOptions& options) {
 }
 
 report::TRenderOptions RenderingOf(const TReportOptions& options) {
-  return {WantsColor(options), WidthOf(options.width), FailOnOfName(options.failOn)};
+  return {WantsColor(options), WidthOf(options.width), FailOnOfName(options.failOn),
+          options.csvRaw ? report::ECsvTexts::kRaw : report::ECsvTexts::kSafe};
 }
 
 TReportOutput::TReportOutput(const TReportOptions& options)

@@ -23,14 +23,19 @@ struct TReportOptions {
   std::string color = "auto";
   std::string width = "0";
   std::string waiversFile;  // Empty for none.
+  bool csvRaw = false;
 };
 
 // Adds them; the options object outlives the parsing.
 void AddReportOptions(CLI::App& app, TReportOptions& options);
 void AddWaiversOption(CLI::App& app, TReportOptions& options);
-// The same for a verb with formats of its own; returns the option of the format.
+// The same, but for --csv-raw, for a verb with formats of its own; returns the option of the
+// format.
 TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
                          const std::vector<std::string>& formats, const char* failOnDescription);
+
+// For each verb that writes CSV.
+TOption AddCsvRawOption(CLI::App& app, bool& raw);
 
 // How the options want a report shown. Throws TFailure (64) for a width that is none.
 report::TRenderOptions RenderingOf(const TReportOptions& options);

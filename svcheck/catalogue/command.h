@@ -20,6 +20,7 @@ struct TCommand {
   std::string format = "table";
   std::string output = "-";
   bool isLive = false;
+  bool csvRaw = false;
   // list: show only what is for these; build: whom drivers, and rows that name none, are for.
   std::vector<std::string> machineTypes;
   std::vector<std::string> systems;

@@ -18,7 +18,6 @@ namespace svc::catalogue {
 
 namespace {
 
-using report::CsvField;
 using report::JsonString;
 
 std::vector<std::string> ComponentsOf(const TUpdate& update) {
@@ -130,18 +129,22 @@ class TTableWriter : public TWriter {
 
 class TCsvWriter : public TWriter {
  public:
-  using TWriter::TWriter;
+  TCsvWriter(TOutput& output, report::ECsvTexts texts) : TWriter(output), texts(texts) {}
   void Begin(const std::vector<TUpdate>& /*shown*/) override {
     output.Write("name,components,version,drivers,machineTypes,operatingSystems,file,line\r\n");
   }
   void Write(const TUpdate& update) override {
+    const auto field = [&](const std::string& text) { return report::CsvField(text, texts); };
     const std::string systems = Joined(update.Values(rules::kUpdateSystems), ";");
-    output.Write(fmt::format("{},{},{},{},{},{},{},{}\r\n", CsvField(update.name),
-                             CsvField(Joined(ComponentsOf(update), ";")),
-                             CsvField(VersionOf(update)), CsvField(Joined(DriversOf(update), ";")),
-                             CsvField(Joined(TypesOf(update), ";")), CsvField(systems),
-                             CsvField(update.file->name), update.element->line));
+    output.Write(fmt::format("{},{},{},{},{},{},{},{}\r\n", field(update.name),
+                             field(Joined(ComponentsOf(update), ";")), field(VersionOf(update)),
+                             field(Joined(DriversOf(update), ";")),
+                             field(Joined(TypesOf(update), ";")), field(systems),
+                             field(update.file->name), update.element->line));
   }
+
+ private:
+  report::ECsvTexts texts;
 };
 
 std::string JsonList(const std::vector<std::string>& texts) {
@@ -182,9 +185,13 @@ class TJsonWriter : public TWriter {
   const char* separator = "";
 };
 
-std::unique_ptr<TWriter> WriterOf(const std::string& format, TOutput& output) {
-  if (format == "json") return std::make_unique<TJsonWriter>(output);
-  if (format == "csv") return std::make_unique<TCsvWriter>(output);
+std::unique_ptr<TWriter> WriterOf(const TCommand& command, TOutput& output) {
+  if (command.format == "json") return std::make_unique<TJsonWriter>(output);
+  if (command.format == "csv") {
+    using report::ECsvTexts;
+    return std::make_unique<TCsvWriter>(output,
+                                        command.csvRaw ? ECsvTexts::kRaw : ECsvTexts::kSafe);
+  }
   return std::make_unique<TTableWriter>(output);
 }
 
@@ -200,7 +207,7 @@ int ListCatalogue(const TCommand& command, const IProgram& program) {
   const std::size_t all = shown.size();
   std::erase_if(shown, [&](const TUpdate& update) { return !IsShown(update, command); });
   const auto output = program.Open(command.output);
-  const auto writer = WriterOf(command.format, *output);
+  const auto writer = WriterOf(command, *output);
   writer->Begin(shown);
   for (const TUpdate& update : shown) writer->Write(update);
   writer->End(shown.size(), all);

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 namespace svc::fleet {
 
 using report::EVerdict;
-using report::XmlText;
+using report::PageText;
 
 namespace {
 
@@ -85,7 +85,7 @@ std::string Totals(const TSummary& summary) {
       "<th scope=\"col\" class=\"number\">Current</th></tr></thead>\n<tbody>\n",
       summary.OutdatedMachines(), compared, summary.Failed().size());
   for (const auto& [type, counts] : summary.MachineTypes()) {
-    text += fmt::format("<tr><td>{}</td><td class=\"number\">{}</td>{}</tr>\n", XmlText(type),
+    text += fmt::format("<tr><td>{}</td><td class=\"number\">{}</td>{}</tr>\n", PageText(type),
                         counts.machines, CountCells(counts.verdicts));
   }
   return text + "</tbody></table>\n</section>\n";
@@ -115,8 +115,8 @@ void TPages::Add(const std::string& machine, std::string_view lines) {
   }
   const std::string page = FileNameOf(machine) + ".html";
   index->Write(fmt::format("<tr><td><a href=\"{}/{}\">{}</a></td><td>{}</td><td>{}</td>{}</tr>\n",
-                           kMachines, AddressOf(page), XmlText(machine),
-                           XmlText(report.machine.type), report::RowOf(report.outcome).name,
+                           kMachines, AddressOf(page), PageText(machine),
+                           PageText(report.machine.type), report::RowOf(report.outcome).name,
                            CountCells(counts)));
   report.machine.type = machine + (report.machine.type.empty() ? "" : ", " + report.machine.type);
   report.generated = generated;

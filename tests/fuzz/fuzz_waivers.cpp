@@ -17,7 +17,7 @@ void RequireWhole(const TWaiver& waiver) {
     Require(ValidUtf8(*text) == *text, "what is read is UTF-8");
   }
   const std::string& day = waiver.acceptance.expires;
-  Require(day.empty() || SecondsOfUtcTime(day + "T00:00:00Z") != -1,
+  Require(day.empty() || SecondsOfUtcTime(day + "T00:00:00Z").has_value(),
           "a day is one of the calendar");
   Require(HasExpired(waiver, 0) == (!day.empty() && day < "1970-01-01"), "days order as texts");
 }
