@@ -79,6 +79,65 @@ TEST(Diff, RecordsOfOneNameArePairedByTheirTexts) {
   EXPECT_EQ(diff.changes[1].after->offered, "5");
 }
 
+// Neither has a partner that offers the same: what is installed decides before the order does.
+TEST(Diff, RecordsAreThenPairedByWhatIsInstalled) {
+  TReport before = SampleReport();
+  before.records = {{"Driver", "BNX2", "1", "7", EVerdict::kOutdated, {}},
+                    {"Driver", "BNX2", "2", "8", EVerdict::kOutdated, {}}};
+  TReport after = before;
+  after.records = {{"Driver", "BNX2", "2", "9", EVerdict::kOutdated, {}},
+                   {"Driver", "BNX2", "3", "9", EVerdict::kOutdated, {}}};
+  const TDiff diff = CompareReports(before, after);
+  ASSERT_EQ(diff.changes.size(), 2u);
+  EXPECT_EQ(diff.changes[0].before->installed, "2");
+  EXPECT_EQ(diff.changes[1].before->installed, "1");
+  EXPECT_EQ(diff.changes[1].kind, EChange::kChanged) << "the rest are paired in their order";
+}
+
+TEST(Diff, EveryTextOfARecordMakesAChange) {
+  using TSet = void (*)(TRecord & record);
+  for (const TSet set :
+       {TSet([](TRecord& r) { r.installed += '1'; }), TSet([](TRecord& r) { r.offered += '1'; }),
+        TSet([](TRecord& r) { r.verdict = EVerdict::kNewer; }), TSet([](TRecord& r) {
+          r.waived = TAcceptance{"a", ""};
+        }),
+        TSet([](TRecord& r) {
+          r.expiredWaiver = TAcceptance{"a", "b"};
+        })}) {
+    TReport before = SampleReport();
+    TReport after = before;
+    set(after.records[0]);
+    ASSERT_EQ(CompareReports(before, after).changes.size(), 1u);
+    EXPECT_EQ(CompareReports(before, after).changes[0].kind, EChange::kChanged);
+    EXPECT_EQ(CompareReports(before, after).same, 3u);
+    EXPECT_EQ(CompareReports(after, after).changes.size(), 0u);
+  }
+  for (const TAcceptance& other :
+       {TAcceptance{"b", "2027-01-01"}, TAcceptance{"a", "2027-01-02"}}) {
+    TReport before = SampleReport();
+    before.records[0].waived = TAcceptance{"a", "2027-01-01"};
+    TReport after = before;
+    after.records[0].waived = other;
+    EXPECT_EQ(CompareReports(before, after).changes.size(), 1u);
+  }
+}
+
+TEST(Diff, ReportsOfTwoMachinesCompare) {
+  TReport other = SampleReport();
+  other.machine.type = "7870";
+  other.catalogue.elements.reset();
+  const std::string text = Shown(SampleReport(), other);
+  EXPECT_NE(text.find("Old old.json: machine 4638, 2027-06-30T00:00:00Z, 17 update elements\n"
+                      "New new.json: machine 7870, 2027-06-30T00:00:00Z\n"
+                      "\nNothing changed: 4 records are the same.\n"),
+            std::string::npos)
+      << text;
+  other.records.resize(1);
+  TReport one = other;
+  EXPECT_NE(Shown(one, other).find("\nNothing changed: 1 record is the same.\n"),
+            std::string::npos);
+}
+
 TEST(Diff, FailsOnWhatBecameSo) {
   const TReport good = LaterReport();
   const TReport bad = SampleReport();

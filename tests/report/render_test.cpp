@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+
+#include "report/text.h"
 #include "sample_report.h"
 
 namespace svc::report {
@@ -38,6 +42,51 @@ TEST(Table, IsCutOnlyWhenAsked) {
   EXPECT_THAT(cut, Not(HasSubstr(std::string(60, 'n'))));
 }
 
+std::size_t WidestLine(const std::string& text) {
+  std::size_t widest = 0;
+  for (std::size_t begin = 0; begin < text.size(); begin = text.find('\n', begin) + 1) {
+    const std::string line = text.substr(begin, text.find('\n', begin) - begin);
+    widest = std::max(widest, DisplayWidth(line));
+  }
+  return widest;
+}
+
+// Both neighbours of the width that the records take, and of the least one.
+TEST(Table, IsCutToTheColumnDownToWhatStillTellsSomething) {
+  TReport report = SampleReport();
+  report.machine.model.clear();
+  report.system.caption.clear();
+  report.catalogue.path = "/c";
+  for (TRecord& record : report.records) {
+    record.type = record.name = record.installed = record.offered = std::string(20, 'x');
+    record.waived = TAcceptance{"y", ""};
+    record.verdict = EVerdict::kOutdated;
+  }
+  constexpr std::size_t kWhole = 4 * 20 + 20 + 4 * 2;  // "outdated (waived: y)"
+  constexpr std::size_t kLeast = 5 * 8 + 4 * 2;
+  TRenderOptions options;
+  for (const std::size_t width : {kLeast - 1, kLeast, kLeast + 1, kWhole - 1, kWhole, kWhole + 1}) {
+    options.width = width;
+    const std::string table = Rendered("table", report, options);
+    EXPECT_EQ(WidestLine(table.substr(table.find("TYPE"))), std::clamp(width, kLeast, kWhole))
+        << width;
+    EXPECT_EQ(table.find("…") == std::string::npos, width >= kWhole) << width;
+  }
+  options.width = 0;
+  EXPECT_THAT(Rendered("table", report, options), Not(HasSubstr("…")));
+}
+
+TEST(Table, CountsOneAsOne) {
+  TReport report = SampleReport();
+  report.records.resize(1);
+  report.catalogue.elements = 1;
+  report.catalogue.modified = report.generated - 60;
+  EXPECT_THAT(Rendered("table", report), HasSubstr(", 1 update element, 1 minute old\n"));
+  EXPECT_THAT(Rendered("table", report), testing::EndsWith("\n1 record: 1 outdated.\n"));
+  report.catalogue.elements = 0;
+  EXPECT_THAT(Rendered("table", report), HasSubstr(", 0 update elements, "));
+}
+
 TEST(Table, TheLastLineSaysThatNothingWasChecked) {
   EXPECT_THAT(Rendered("table", FailedReport()),
               testing::EndsWith("really\nNOT CHECKED: There is no catalogue at that place.\n"));
@@ -46,7 +95,16 @@ TEST(Table, TheLastLineSaysThatNothingWasChecked) {
 TEST(Table, ColoursNothingButTheVerdict) {
   TRenderOptions options;
   options.color = true;
-  EXPECT_THAT(Rendered("table", SampleReport(), options), HasSubstr("\033[1;33moutdated\033[0m"));
+  TReport report = SampleReport();
+  report.records.push_back(report.records[0]);
+  report.records.back().waived = TAcceptance{"r", ""};
+  const std::string text = Rendered("table", report, options);
+  for (const char* const cell :
+       {"  \033[1;33moutdated\033[0m\n", "  \033[35munknown\033[0m\n", "  \033[36mnewer\033[0m\n",
+        "  \033[32mcurrent\033[0m\n", "  \033[2moutdated (waived: r)\033[0m\n"}) {
+    EXPECT_THAT(text, HasSubstr(cell));
+  }
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\033'), 10);
   EXPECT_THAT(Rendered("table", SampleReport()), Not(HasSubstr("\033")));
 }
 
@@ -88,7 +146,7 @@ TEST(Ndjson, EndsWithHowTheCheckEnded) {
             "\n");
 }
 
-TEST(Csv, KeepsTheTextsAsTheyAre) {
+TEST(Csv, HasARowForEachRecord) {
   EXPECT_EQ(Rendered("csv", SampleReport()),
             "Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired\r\n"
             "Firmware,System BIOS,YUE110B,YUE112A,outdated,,\r\n"
@@ -117,6 +175,17 @@ TEST(Nagios, IsOneLineWithPerformanceData) {
   EXPECT_EQ(NagiosStatus(good, EFailOn::kDifferent), 2);
 }
 
+TEST(Nagios, IsOneLineWhateverAnErrorHolds) {
+  TReport report = FailedReport();
+  report.errors = {"first\nsecond\r\n|third\x1B[2J", "not shown"};
+  EXPECT_EQ(
+      Rendered("nagios", report),
+      "SVCHECK UNKNOWN - There is no catalogue at that place. first\uFFFDsecond\uFFFD\uFFFD/third"
+      "\uFFFD[2J | outdated=0;;;0 unknown=0;;;0 newer=0;;;0 current=0;;;0\n");
+  report.errors.clear();
+  EXPECT_THAT(Rendered("nagios", report), HasSubstr("at that place. |"));
+}
+
 TEST(Nagios, AFailedCheckIsUnknown) {
   const std::string line = Rendered("nagios", FailedReport());
   EXPECT_EQ(line.rfind("SVCHECK UNKNOWN - There is no catalogue at that place.", 0), 0u) << line;
@@ -142,6 +211,29 @@ TEST(Prometheus, WritesZerosAndEscapesLabels) {
               HasSubstr("svcheck_last_success_timestamp_seconds 17\n"));
 }
 
+TEST(Prometheus, AWaivedRecordIsNotOutdated) {
+  TReport report = SampleReport();
+  report.records.push_back(report.records[0]);
+  report.records.back().name = "Other";
+  EXPECT_THAT(Rendered("prometheus", report), HasSubstr("name=\"System BIOS\""));
+  report.records[0].waived = TAcceptance{"agreed", ""};
+  EXPECT_THAT(Rendered("prometheus", report), Not(HasSubstr("System BIOS")));
+  EXPECT_THAT(Rendered("prometheus", report), HasSubstr("name=\"Other\""));
+  EXPECT_THAT(Rendered("prometheus", report),
+              HasSubstr("svcheck_records{verdict=\"outdated\"} 1\n"));
+}
+
+TEST(Csv, AReasonIsAFieldLikeOthers) {
+  TReport report = SampleReport();
+  report.records.resize(1);
+  report.records[0].waived = TAcceptance{"a, \"b\"", "2027-12-31"};
+  report.records[0].expiredWaiver = TAcceptance{"c", "=2"};
+  EXPECT_THAT(Rendered("csv", report), testing::EndsWith(",outdated,\"a, \"\"b\"\"\",'=2\r\n"));
+  TRenderOptions raw;
+  raw.csv = ECsvTexts::kRaw;
+  EXPECT_THAT(Rendered("csv", report, raw), testing::EndsWith("\",=2\r\n"));
+}
+
 TEST(EveryLine, TellsOfWaivers) {
   TReport report = SampleReport();
   report.hasWaivers = true;
@@ -161,6 +253,8 @@ TEST(EveryLine, TellsOfWaivers) {
   EXPECT_THAT(Rendered("csv", report), HasSubstr("outdated,agreed,\r\n"));
   EXPECT_THAT(Rendered("csv", report), HasSubstr("unknown,,2026-12-31\r\n"));
   EXPECT_THAT(Rendered("junit", report), HasSubstr("<skipped message=\"waived: agreed;"));
+  EXPECT_THAT(Rendered("junit", report),
+              HasSubstr(R"(tests="4" failures="0" errors="0" skipped="2")"));
   EXPECT_THAT(Rendered("junit", report), HasSubstr("waiver expired 2026-12-31: was agreed"));
   EXPECT_THAT(Rendered("nagios", report), HasSubstr(" waived=1;;;0 expired_waivers=1;;;0\n"));
   EXPECT_THAT(Rendered("prometheus", report), HasSubstr("\nsvcheck_records_waived 1\n"));
@@ -174,6 +268,25 @@ TEST(Html, EscapesAndRefersToNothingOutside) {
   EXPECT_THAT(text, Not(HasSubstr("http://")));
   EXPECT_THAT(text, Not(HasSubstr("https://")));
   EXPECT_THAT(text, Not(HasSubstr("src=")));
+}
+
+// Fifteen types have groups of their own; further ones share one, which names them.
+TEST(Html, GroupsUpToSixteenTypes) {
+  for (const std::size_t count : {15, 16, 17}) {
+    TReport report = SampleReport();
+    report.records.clear();
+    for (std::size_t i = 0; i < count; ++i) {
+      report.records.push_back({"T" + std::to_string(i), "N", "1", "2", EVerdict::kOutdated, {}});
+    }
+    const std::string text = Rendered("html", report);
+    const auto has = [&](const std::string& part) { return text.find(part) != text.npos; };
+    EXPECT_TRUE(has("<tbody data-type=\"T14\">"));
+    EXPECT_FALSE(has("<tbody data-type=\"T15\">"));
+    EXPECT_EQ(has("<tbody data-type=\"Other types\">"), count > 15) << count;
+    EXPECT_EQ(has("<small>T15</small>"), count > 15) << count;
+    EXPECT_EQ(has("<small>T16</small>"), count > 16) << count;
+    EXPECT_FALSE(has("<small>T14</small>"));
+  }
 }
 
 class EveryFormat : public testing::TestWithParam<TFormat> {};

@@ -67,7 +67,29 @@ INSTANTIATE_TEST_SUITE_P(
                     TCase{"1.2.a", '?', "1.2.3"}, TCase{"rhel6", '?', "sles11"},
                     TCase{"release", '?', "final"}, TCase{"", '?', "1"}, TCase{"n/a", '?', "1.0"},
                     TCase{"533BB7E5866E52F63B9ACCB", '?', "8AF1E92E32A8D3D4CC6A6F1"},
-                    TCase{"fdcp-1.10", '?', "1.10"}));
+                    TCase{"fdcp-1.10", '?', "1.10"}, TCase{"1.2.rc", '?', "1.2"},
+                    TCase{"1.2~0", '?', "1.2"}, TCase{"v1", '?', "va"}, TCase{"va1.2", '?', "a1.2"},
+                    TCase{"vv1.2", '?', "v1.2"}));
+
+// A hash is one from twelve hexadecimal digits on, letters among them; what is shorter, all digits
+// or no hexadecimal is a version.
+INSTANTIATE_TEST_SUITE_P(Checksums, VersionOrder,
+                         testing::Values(TCase{"1a2b3c4d5e6", '<', "2a2b3c4d5e6"},
+                                         TCase{"1a2b3c4d5e6f", '?', "2a2b3c4d5e6f"},
+                                         TCase{"1a2b3c4d5e6f7", '?', "2a2b3c4d5e6f7"},
+                                         TCase{"1a2b3c4d5e6f", '?', "2"},
+                                         TCase{"1a2b3c4d5e6g", '<', "2a2b3c4d5e6g"},
+                                         TCase{"200811260102", '<', "200811260103"},
+                                         TCase{"1A2B3C4D5E6F", '=', "1a2b3c4d5e6f"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    NumbersBeyondAnyType, VersionOrder,
+    testing::Values(TCase{"2147483647", '<', "2147483648"}, TCase{"4294967295", '<', "4294967296"},
+                    TCase{"4294967297", '>', "1"},
+                    TCase{"9223372036854775807", '<', "9223372036854775808"},
+                    TCase{"18446744073709551615", '<', "18446744073709551616"},
+                    TCase{"18446744073709551617", '>', "1"},
+                    TCase{"000018446744073709551617", '=', "18446744073709551617"}));
 
 INSTANTIATE_TEST_SUITE_P(
     BuildIds, VersionOrder,
@@ -79,11 +101,15 @@ INSTANTIATE_TEST_SUITE_P(
                     TCase{"YUE110B", '<', "YUE112A"}, TCase{"QKL120A", '?', "QKLM20A"}));
 
 TEST(BuildId, HasSeriesNumberAndRevision) {
-  for (const std::string_view id : {"YUOO99A", "QKL120A", "D6EL35AUS", "1AOO70A", "dsyt89o"}) {
+  for (const std::string_view id :
+       {"YUOO99A", "QKL120A", "D6EL35AUS", "1AOO70A", "dsyt89o", "AB99A", "ABCDE99A", "AB999A",
+        "AB99ABC", "12AB99A", "A1B299ABC"}) {
     EXPECT_TRUE(IsBuildId(id)) << id;
   }
   for (const std::string_view text :
-       {"", "1.10", "YUOO", "YUOO99", "99A", "YUOO9A", "fdcp-1.10", "20081126", "A1", "1.2a"}) {
+       {"",       "1.10",    "YUOO",     "YUOO99",    "99A",  "YUOO9A",   "fdcp-1.10", "20081126",
+        "A1",     "1.2a",    "A99A",     "ABCDEF99A", "AB9A", "ABC9999A", "AB99",      "AB99ABCD",
+        "AB99A1", "123B99A", "12AB999A", "12AB9A",    "12A",  "1-AB99A"}) {
     EXPECT_FALSE(IsBuildId(text)) << text;
   }
 }

@@ -1,0 +1,124 @@
+"""Saved reports that hold every oddity, and what each format has to make of a text."""
+
+import datetime
+
+VERDICTS = ("outdated", "unknown", "newer", "current")
+CONTROLS = [chr(value) for value in (*range(0x20), *range(0x7F, 0xA0))]
+TURNING = [chr(value) for value in (*range(0x202A, 0x202F), *range(0x2066, 0x206A))]
+TEXTS = [
+    "System BIOS", "", " ", "\t \n", " 1.08 (A) ", 'a, "b"', '"', '""', "a;b|c/d", "'", "a\\nb\\",
+    "C:\\QRX_Support\\SV", "two\nlines", "two\r\nlines", "tab\there", "{0} {} %s %n $HOME",
+    "<script>alert('x')</script>", "&amp;&lt;&#0;]]>-->", "</td></table><b>", "a|b | c=1;;;0",
+    "=1+1", "+1", "-1", "@SUM(A1)", "\t=1", "\r=1", "\n=1", "'=1", " =1", "=\"a,b\"", "-[YUOO99A-1.10]-",
+    'a="b",c="d"} 1', "# HELP x", "svcheck_up 1", "grün", "版本 機種", "e\u0301\u0308", "😀", "\u05d0\u05d1 1",
+    "\ufeffmark", "\u200b", "\u2028line\u2029", "\ufffd\ufffe\uffff", "\U0010ffff", "Other types", "waived",
+    "W" * 700, "long " * 130, *(f"x{c}y" for c in CONTROLS), *(f"{c}" for c in CONTROLS),
+    *(f"{c}gpj" for c in TURNING), "".join(CONTROLS + TURNING)]
+REPLACED = dict.fromkeys(map(ord, CONTROLS + TURNING), "\ufffd")
+LINES = {c: t for c, t in REPLACED.items() if chr(c) not in "\t\n\r"}
+
+
+def plain_line(text):
+    return text.translate(REPLACED)
+
+
+def plain_text(text):
+    return text.translate(LINES)
+
+
+def xml_text(text):
+    """What a parser of XML has to find: it knows no U+FFFE and no U+FFFF."""
+    return plain_text(text).replace("\ufffe", "\ufffd").replace("\uffff", "\ufffd")
+
+
+def page_text(text):
+    return xml_text(plain_line(text))
+
+
+def label(text):
+    return plain_text(text).replace("\r", "\ufffd")
+
+
+def csv_text(text, raw):
+    text = plain_text(text)
+    return text if raw or text[:1] not in tuple("=+-@\t\r\n") else "'" + text
+
+
+def trimmed(text):
+    return text.strip(" \t\r\n\v\f")
+
+
+def cell(text):
+    return plain_line(trimmed(text)) or "-"
+
+
+def record_of(index):
+    texts = [TEXTS[(index * step + step - 1) % len(TEXTS)] for step in (1, 7, 11, 13)]
+    record = dict(zip(("Type", "Name", "InstalledVersion", "SVVersion"), texts))
+    record["verdict"] = VERDICTS[index % 4]
+    reason = TEXTS[(index * 17 + 5) % len(TEXTS)]
+    if index % 5 == 1:
+        record["waived"] = {"reason": reason}
+    if index % 5 == 2:
+        record["waived"] = {"reason": reason, "expires": "2027-12-31"}
+    if index % 5 == 3:
+        record["expiredWaiver"] = {"reason": reason, "expires": "2026-12-31"}
+    if index % 35 == 2:
+        record["expiredWaiver"] = {"reason": "earlier " + reason, "expires": "2025-01-01"}
+    return record
+
+
+def counts_of(records, with_waivers):
+    counts = {verdict: sum(record["verdict"] == verdict and "waived" not in record
+                           for record in records) for verdict in VERDICTS}
+    if with_waivers:
+        counts["waived"] = sum("waived" in record for record in records)
+        counts["expiredWaivers"] = sum("expiredWaiver" in record for record in records)
+    return counts
+
+
+def report(records=(), errors=(), outcome="done", with_waivers=False, **more):
+    return {
+        "schema": 1,
+        "tool": {"name": "svcheck <b>", "version": "1.0\x9b", "plugin": {"name": '"P"', "version": "\x7f"}},
+        "generated": "2027-06-30T00:00:00Z",
+        "machine": {"type": "46\x9b38\u202e", "manufacturer": "Q&X", "model": 'R "x" <7>\x1b[2J',
+                    "serialNumber": "=06C"},
+        "operatingSystem": {"caption": "Some | Linux\x07", "version": "2.6\t18", "platform": "x86_64"},
+        "catalogue": {"source": "folder", "path": "/srv/\x1b]0;x\x07", "elements": 17,
+                      "modified": "2027-06-27T00:00:00Z"},
+        "outcome": outcome, **more, "records": list(records),
+        "summary": counts_of(records, with_waivers), "errors": list(errors)}
+
+
+def waived_report():
+    return report([record_of(index) for index in range(4 * len(TEXTS))], TEXTS[4:8], with_waivers=True,
+                  timings={"inventory": 0.25, 'the "other" \x9b': 1.5})
+
+
+def plain_report():
+    """Every verdict, and no waiver anywhere."""
+    return report([{name: value for name, value in record_of(index).items()
+                    if name not in ("waived", "expiredWaiver")} for index in range(len(TEXTS))])
+
+
+def failed_report():
+    failed = report((), TEXTS[::-1], "no-catalogue")
+    failed["catalogue"] |= {"elements": None}
+    del failed["catalogue"]["modified"]
+    return failed
+
+
+def empty_report(outcome="done"):
+    return report(outcome=outcome)
+
+
+def sentence(counts):
+    parts = [f"{counts[name]} {name}" for name in (*VERDICTS, "waived") if counts.get(name)]
+    expired = counts.get("expiredWaivers", 0)
+    return ", ".join(parts) + (f"; {expired} waiver{' has' if expired == 1 else 's have'} expired"
+                               if expired else "")
+
+
+def seconds(time):
+    return int(datetime.datetime.fromisoformat(time).timestamp())

@@ -1,0 +1,285 @@
+"""Saved reports that hold every oddity, shown in every format and read again by readers that share
+no code with the program: what stands there, and what must not."""
+
+import base64
+import csv
+import hashlib
+import io
+import json
+import pathlib
+import re
+import sys
+from xml.etree import ElementTree
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "svcheck"))
+from format_readers import Page, read_metrics, read_nagios, read_table  # noqa: E402
+from odd_report import (VERDICTS, cell, csv_text, empty_report, failed_report, label,  # noqa: E402
+                        page_text, plain_line, plain_report, record_of, report, seconds, sentence,
+                        trimmed, waived_report, xml_text)
+from program import ProgramTest, main  # noqa: E402
+
+UNSAFE = re.compile("[\0-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
+SENTENCES = {"no-catalogue": "There is no catalogue at that place.",
+             "nothing-applicable": "The catalogue offers nothing for this machine.",
+             "empty-catalogue": "The catalogue holds no update elements.",
+             "done": "The catalogue offers updates for this machine, but none for what is installed."}
+REPORTS = {"waived": waived_report(), "plain": plain_report(), "failed": failed_report(),
+           "one": report([record_of(1)], with_waivers=True), "none": empty_report(),
+           "nothing": empty_report("nothing-applicable"), "empty": empty_report("empty-catalogue")}
+
+
+def waiver(record, name, key):
+    return record.get(name, {}).get(key, "")
+
+
+class FormatTest(ProgramTest):
+    """Shows each report in one format, and compares it."""
+
+    def show(self, name, form, *arguments):
+        saved = self.write(f"{name}.json", json.dumps(REPORTS[name]))
+        result = self.run_program("report", saved, "--format", form, *arguments, text=False)
+        text = result.stdout.decode()
+        self.assertNotRegex(text, UNSAFE)
+        return text, result.returncode
+
+    maxDiff = 3000
+
+    def each(self, form, *arguments):
+        """Each report, what the program shows of it, and whether its check failed."""
+        for name, expected in REPORTS.items():
+            text, status = self.show(name, form, *arguments)
+            failed = expected["outcome"] == "no-catalogue"
+            if form != "nagios":
+                self.assertEqual(status, 4 if failed else 0, name)
+            yield expected, text, failed
+
+    def check_reports(self, arguments, result):
+        """The schema is not what is tested here."""
+
+
+class Formats(FormatTest):
+    def test_json_gives_back_every_text(self):
+        for expected, text, _ in self.each("json"):
+            self.assertNotRegex(text, "[\t\r]")
+            self.assertEqual(json.loads(text), expected)
+            self.assertEqual(list(json.loads(text)), list(expected))
+            self.assertEqual([list(record) for record in json.loads(text)["records"]],
+                             [list(record) for record in expected["records"]])
+
+    def test_ndjson_has_a_line_for_each_record_and_one_more(self):
+        for expected, text, _ in self.each("ndjson"):
+            self.assertTrue(text.endswith("}\n"))
+            *records, last = [json.loads(line) for line in text[:-1].split("\n")]
+            self.assertEqual(records, expected["records"])
+            self.assertEqual(last, {name: expected[name] for name in (
+                "outcome", "generated", "machine", "summary", "errors")})
+
+    def test_csv_is_a_table_without_formulas(self):
+        for raw in (False, True):
+            for expected, text, failed in self.each("csv", *["--csv-raw"] * raw):
+                self.assertTrue(text.endswith("\r\n"))
+                titles, *rows = csv.reader(io.StringIO(text, newline=""), strict=True)
+                self.assertEqual(titles, ["Type", "Name", "InstalledVersion", "SVVersion", "Verdict",
+                                          "Waived", "WaiverExpired"])
+                records = [[record[name] for name in titles[:4]] +
+                           [record["verdict"], waiver(record, "waived", "reason"),
+                            waiver(record, "expiredWaiver", "expires")]
+                           for record in expected["records"]]
+                causes = [SENTENCES[expected["outcome"]], *expected["errors"]] if failed else []
+                records += [["Error", cause, "", "", "not checked", "", ""] for cause in causes]
+                self.assertEqual(rows, [[csv_text(text, raw) for text in row] for row in records])
+                if not raw:
+                    self.assertNotRegex("\n".join(text for row in rows for text in row if "\n" not in
+                                                  text), r"(?m)^[=+\-@\t\r]")
+
+    def test_junit_has_a_case_for_each_record(self):
+        for expected, text, failed in self.each("junit"):
+            root = ElementTree.fromstring(text)
+            records, counts = expected["records"], expected["summary"]
+            totals = {"tests": len(records) + failed, "failures": counts["outdated"],
+                      "errors": int(failed), "skipped": counts["unknown"] + counts.get("waived", 0)}
+            totals = {name: str(count) for name, count in totals.items()}
+            self.assertEqual((root.tag, root.attrib, len(root)), ("testsuites", totals, 1))
+            self.assertEqual(root[0].attrib, {
+                "name": "svcheck", "hostname": xml_text(expected["machine"]["type"]),
+                "timestamp": "2027-06-30T00:00:00", **totals})
+            cases = [self.case_of(record) for record in records]
+            if failed:
+                details = "".join(xml_text(error) + "\n" for error in expected["errors"])
+                cases.append(({"classname": "svcheck", "name": "check"}, [(
+                    "error", {"type": "no-catalogue", "message": SENTENCES["no-catalogue"]}, details)]))
+            self.assertEqual([(case.attrib, [(part.tag, part.attrib, part.text) for part in case])
+                              for case in root[0]], cases)
+
+    @staticmethod
+    def case_of(record):
+        pair = f"installed {record['InstalledVersion']}, offered {record['SVVersion']}"
+        if "expiredWaiver" in record:
+            pair += "; waiver expired {expires}: {reason}".format(**record["expiredWaiver"])
+        parts = {"outdated": [("failure", {"type": "outdated", "message": xml_text(pair)}, None)],
+                 "unknown": [("skipped", {"message": xml_text("unknown: " + pair)}, None)]}.get(
+                     record["verdict"], [])
+        if "waived" in record:
+            text = f"waived: {record['waived']['reason']}; {pair}"
+            parts = [("skipped", {"message": xml_text(text)}, None)]
+        return ({"classname": xml_text(record["Type"]), "name": xml_text(record["Name"])}, parts)
+
+    def test_nagios_is_one_line_with_counts(self):
+        for expected, text, failed in self.each("nagios"):
+            counts = dict(expected["summary"])
+            state, said, data = read_nagios(text)
+            if "waived" in counts:
+                data["expiredWaivers"] = data.pop("expired_waivers")
+            self.assertEqual((data, list(data)), (counts, list(counts)))
+            self.assertEqual(state, "UNKNOWN" if failed else "WARNING" if counts["outdated"] else "OK")
+            cause = (SENTENCES["no-catalogue"] + " " + plain_line(expected["errors"][0]) if failed else
+                     sentence(counts) if expected["records"] else SENTENCES[expected["outcome"]])
+            self.assertEqual(said, cause.replace("|", "/"))
+
+    def test_metrics_have_every_count_and_no_waived_record(self):
+        for expected, text, failed in self.each("prometheus"):
+            metrics = read_metrics(text)
+            counts, generated = expected["summary"], seconds(expected["generated"])
+            wanted = {("svcheck_records", frozenset({("verdict", verdict)})): counts[verdict]
+                      for verdict in VERDICTS}
+            single = {"svcheck_records_waived": counts.get("waived", 0),
+                      "svcheck_records_waiver_expired": counts.get("expiredWaivers", 0),
+                      "svcheck_success": int(not failed),
+                      "svcheck_last_run_timestamp_seconds": generated,
+                      "svcheck_last_success_timestamp_seconds": 0 if failed else generated,
+                      "svcheck_catalogue_elements": expected["catalogue"]["elements"] or 0}
+            if not failed:
+                single["svcheck_catalogue_age_seconds"] = 3 * 86400
+            wanted |= {(name, frozenset()): value for name, value in single.items()}
+            about = {"version": label(expected["tool"]["version"]), "outcome": expected["outcome"],
+                     "machine": label(expected["machine"]["type"])}
+            wanted["svcheck_info", frozenset(about.items())] = 1
+            for record in expected["records"]:
+                if record["verdict"] == "outdated" and "waived" not in record:
+                    labels = zip(("type", "name", "installed", "offered"),
+                                 (label(text) for text in record.values()))
+                    wanted["svcheck_outdated", frozenset(labels)] = 1
+            self.assertEqual(metrics, wanted)
+
+    def test_the_table_has_a_row_for_each_record(self):
+        for expected, text, failed in self.each("table"):
+            self.assertNotRegex(text, "[\t\r]")
+            count = len(expected["records"])
+            errors = ["  " + plain_line(error) for error in expected["errors"]]
+            last = ([f"NOT CHECKED: {SENTENCES[expected['outcome']]}"] if failed else
+                    ["", f"{count} record{'s' * (count != 1)}: {sentence(expected['summary'])}."]
+                    if count else [f"No records. {SENTENCES[expected['outcome']]}"])
+            if not count:
+                self.assertEqual(text.split("\n")[3:], errors + last + [""])
+                continue
+            _, rows, behind = read_table(text)
+            self.assertEqual(rows, [self.row_of(record) for record in expected["records"]])
+            self.assertEqual(behind, ([""] + errors if errors else []) + last + [""])
+
+    def test_the_table_says_what_was_compared(self):
+        said = ["Machine 46\ufffd38\ufffd (R \"x\" <7>\ufffd[2J), Some | Linux\ufffd",
+                "Catalogue /srv/\ufffd]0;x\ufffd, 17 update elements, 3 days old", ""]
+        self.assertEqual(self.show("plain", "table")[0].split("\n")[:3], said)
+        said[1] = "Catalogue /srv/\ufffd]0;x\ufffd"
+        self.assertEqual(self.show("failed", "table")[0].split("\n")[:3], said)
+
+    @staticmethod
+    def row_of(record):
+        verdict = record["verdict"]
+        if "waived" in record:
+            verdict += f" (waived: {plain_line(record['waived']['reason'])})"
+        if "expiredWaiver" in record:
+            said = {name: plain_line(text) for name, text in record["expiredWaiver"].items()}
+            verdict += " (waiver expired {expires}: {reason})".format(**said)
+        texts = [record[name] for name in ("Type", "Name", "InstalledVersion", "SVVersion")]
+        # The reader cannot tell blanks at the end of a cell from its column.
+        return [cell(text).rstrip(" ") for text in texts] + [verdict]
+
+
+class WholePage(FormatTest):
+    def test_the_page_has_a_row_for_each_record(self):
+        for expected, text, failed in self.each("html"):
+            page, counts = Page(text), expected["summary"]
+            self.assertEqual([(group["type"], group["head"], group["rows"]) for group in page.groups],
+                             self.groups_of(expected))
+            names = [name for name in (*VERDICTS, "waived") if name in counts]
+            self.assertEqual({name: tile[:2] for name, tile in page.tiles.items()},
+                             {name: [str(counts[name]), name] for name in names}
+                             if expected["records"] else {})
+            self.assertEqual(page.messages, [page_text(error) for error in expected["errors"]])
+            self.assertEqual((page.elements["script"], page.elements["style"]), (1, 1))
+            self.assertFalse({"a", "img", "link", "iframe", "object", "form"} & set(page.elements) -
+                             ({"a"} if expected["records"] else set()))
+            self.assertRegex(page.policy, r"^default-src 'none'; style-src 'sha256-[\w+/]{43}='; "
+                             r"script-src 'sha256-[\w+/]{43}='; base-uri 'none'; form-action 'none'$")
+            for name in ("script", "style"):
+                digest = hashlib.sha256(page.texts[name].encode()).digest()
+                self.assertIn(f"{name}-src 'sha256-{base64.b64encode(digest).decode()}'", page.policy)
+            self.assertEqual(page.texts["h1"], self.lead_of(expected, failed))
+            model = page_text(expected["machine"]["model"])
+            self.assertEqual(page.texts["title"], f"{page.texts['h1']} – {model}")
+            self.assertEqual(page.texts["bdi"][:len(model)], model)
+            said = (SENTENCES[expected["outcome"]] if not expected["records"] else
+                    f"{len(expected['records'])} compared: {sentence(counts)}.")
+            self.assertEqual(page.texts["p"].split("Nothing goes by")[0].strip(), f". {said}")
+            self.assertEqual(page.facts, self.facts_of(expected, failed))
+
+    @staticmethod
+    def lead_of(expected, failed):
+        updates = expected["summary"]["outdated"]
+        if failed or not expected["records"]:
+            return "Not checked" if failed else "Nothing to compare"
+        return (f"{updates} update{'s' * (updates != 1)} to install" if updates else
+                "Nothing is known to be outdated" if expected["summary"]["unknown"] else
+                "Nothing to install")
+
+    @staticmethod
+    def facts_of(expected, failed):
+        machine, system = expected["machine"], expected["operatingSystem"]
+        facts = {"Type": machine["type"], "Model": machine["model"], "Maker": machine["manufacturer"],
+                 "Serial number": machine["serialNumber"], "System": system["caption"],
+                 "Kernel": system["version"], "Platform": system["platform"],
+                 "Folder": expected["catalogue"]["path"]}
+        if not failed:
+            facts |= {"Elements": "17", "Age": "3 days, from 2027-06-27T00:00:00Z"}
+        facts["Checked"] = "2027-06-30T00:00:00Z"
+        return {name: page_text(text) for name, text in facts.items()}
+
+    def groups_of(self, expected):
+        """Fifteen types have groups of their own, in the order of their first records."""
+        records = expected["records"]
+        types = list(dict.fromkeys(record["Type"] for record in records))
+        own = types if len(types) < 16 else types[:15]
+        groups = [(name, [r for r in records if r["Type"] == name], False) for name in own]
+        if own != types:
+            groups.append(("Other types", [r for r in records if r["Type"] not in own], True))
+        return [(page_text(name),
+                 f"{page_text(name)} {sentence(self.counts(members))}",
+                 [self.row_of(record, has_type) for record in members])
+                for name, members, has_type in groups]
+
+    @staticmethod
+    def counts(records):
+        counts = {verdict: sum(r["verdict"] == verdict and "waived" not in r for r in records)
+                  for verdict in VERDICTS}
+        return counts | {"waived": sum("waived" in r for r in records),
+                         "expiredWaivers": sum("expiredWaiver" in r for r in records)}
+
+    @staticmethod
+    def row_of(record, has_type):
+        state, small = record["verdict"], []
+        if "waived" in record:
+            until = record["waived"].get("expires")
+            small.append(f"{state}, accepted{' until ' + until if until else ''}: "
+                         + page_text(record["waived"]["reason"]))
+            state = "waived"
+        if "expiredWaiver" in record:
+            said = {name: page_text(text) for name, text in record["expiredWaiver"].items()}
+            small.append("waiver expired {expires}: {reason}".format(**said))
+        versions = [page_text(trimmed(record[name])) or "–" for name in ("InstalledVersion", "SVVersion")]
+        return {"verdict": state, "Type": page_text(record["Type"]) if has_type else "",
+                "Name": page_text(record["Name"]), "cells": [*versions, state], "small": small}
+
+
+if __name__ == "__main__":
+    main()
