@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "report/text.h"
 #include "sample_report.h"
@@ -162,6 +163,12 @@ TEST(Junit, FailsForOutdatedAndSkipsUnknown) {
   EXPECT_THAT(text, HasSubstr("<failure type=\"outdated\""));
 }
 
+TEST(Junit, ACheckThatDidNotTakePlaceIsAnError) {
+  const std::string text = Rendered("junit", FailedReport());
+  EXPECT_THAT(text, HasSubstr(R"(<testsuites tests="1" failures="0" errors="1" skipped="0">)"));
+  EXPECT_THAT(text, HasSubstr("<error type=\"no-catalogue\" message=\"There is no catalogue"));
+}
+
 TEST(Nagios, IsOneLineWithPerformanceData) {
   EXPECT_EQ(Rendered("nagios", SampleReport()),
             "SVCHECK WARNING - 1 outdated, 1 unknown, 1 newer, 1 current | "
@@ -304,6 +311,38 @@ TEST_P(EveryFormat, EndsWithALineEnd) {
 
 INSTANTIATE_TEST_SUITE_P(All, EveryFormat, testing::ValuesIn(kFormats),
                          [](const auto& test) { return std::string(test.param.name); });
+
+TEST(Html, LeadsWithWhatThereIsToDo) {
+  struct TCase {
+    std::vector<EVerdict> verdicts;
+    std::string_view lead;
+  };
+  using enum EVerdict;
+  for (const TCase& test :
+       {TCase{{kOutdated, kOutdated, kUnknown}, "2 updates to install"},
+        TCase{{kOutdated, kUnknown}, "1 update to install"},
+        TCase{{kUnknown, kNewer}, "Nothing is known to be outdated"},
+        TCase{{kNewer, kCurrent}, "Nothing to install"}, TCase{{}, "Nothing to compare"}}) {
+    TReport report = SampleReport();
+    report.records.resize(test.verdicts.size());
+    for (std::size_t i = 0; i < test.verdicts.size(); ++i) {
+      report.records[i].verdict = test.verdicts[i];
+    }
+    EXPECT_THAT(Rendered("html", report), HasSubstr("<h1>" + std::string(test.lead) + "</h1>"));
+  }
+  EXPECT_THAT(Rendered("html", FailedReport()), HasSubstr("<h1>Not checked</h1>"));
+}
+
+TEST(FailOn, GoesByTheVerdict) {
+  for (const EVerdict verdict : kVerdicts) {
+    TReport report = SampleReport();
+    report.records.resize(1);
+    report.records[0].verdict = verdict;
+    EXPECT_FALSE(FailsOn(report, EFailOn::kNone));
+    EXPECT_EQ(FailsOn(report, EFailOn::kOutdated), verdict == EVerdict::kOutdated);
+    EXPECT_EQ(FailsOn(report, EFailOn::kDifferent), verdict != EVerdict::kCurrent);
+  }
+}
 
 TEST(FailOn, WaivedRecordsDoNotCount) {
   TReport report = SampleReport();
