@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "report/ascii.h"
-#include "report/utf8.h"
+#include "runtime/hskcore/utf8.h"
 
 namespace svc::report {
 

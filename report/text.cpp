@@ -7,8 +7,9 @@
 #include <chrono>
 
 #include "report/ascii.h"
-#include "report/utf8.h"
 #include "runtime/hskcore/json_text.h"
+#include "runtime/hskcore/shown_text.h"
+#include "runtime/hskcore/utf8.h"
 
 namespace svc::report {
 
@@ -48,13 +49,6 @@ std::size_t WidthOf(char32_t value) noexcept {
   if (IsIn(kZeroWidth, value)) return 0;
   return IsIn(kWide, value) ? 2 : 1;
 }
-
-bool IsControl(char32_t value) noexcept { return value < 0x20 || (value >= 0x7F && value < 0xA0); }
-// Marks that would turn the direction of the text behind them.
-bool TurnsDirection(char32_t value) noexcept {
-  return (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
-}
-bool IsUnsafe(char32_t value) noexcept { return IsControl(value) || TurnsDirection(value); }
 
 // Copies a text, letting `write` replace a character: it returns the text to write instead, or an
 // empty one to keep the character.
@@ -101,14 +95,15 @@ std::string ValidUtf8(std::string_view text) {
 }
 
 std::string PlainLine(std::string_view text) {
-  return Rewrite(
-      text, [](char32_t value) { return IsUnsafe(value) ? kReplacementText : std::string_view(); });
+  return Rewrite(text, [](char32_t value) {
+    return MayBeShown(value) ? std::string_view() : kReplacementText;
+  });
 }
 
 std::string PlainText(std::string_view text) {
   return Rewrite(text, [](char32_t value) {
     const bool isKept = value == '\t' || value == '\n' || value == '\r';
-    return !isKept && IsUnsafe(value) ? kReplacementText : std::string_view();
+    return isKept || MayBeShown(value) ? std::string_view() : kReplacementText;
   });
 }
 

@@ -14,8 +14,8 @@ namespace svc::report {
 // The text with U+FFFD in place of bytes that are no UTF-8, one for each piece that could have
 // begun a character.
 std::string ValidUtf8(std::string_view text);
-// As ValidUtf8, and with U+FFFD in place of control characters and of marks that turn the direction
-// of what stands behind them: safe to show on a terminal, one line.
+// As ValidUtf8, and with U+FFFD in place of what may not be shown (runtime/hskcore/shown_text.h):
+// safe on a terminal, one line.
 std::string PlainLine(std::string_view text);
 // The same, but tabs and line ends stay.
 std::string PlainText(std::string_view text);

@@ -8,8 +8,8 @@
 
 #include "report/ascii.h"
 #include "report/text.h"
-#include "report/utf8.h"
 #include "report/waivers.h"
+#include "runtime/hskcore/utf8.h"
 
 namespace svc::report {
 

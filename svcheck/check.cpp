@@ -15,6 +15,7 @@
 #include "svcheck/catalogue_watch.h"
 #include "svcheck/download/progress_display.h"
 #include "svcheck/download/status_line.h"
+#include "svcheck/download_remarks.h"
 #include "svcheck/failure.h"
 #include "svcheck/input.h"
 #include "svcheck/interruption.h"
@@ -95,6 +96,8 @@ class TCheckVerb : public IVerb {
   std::string CatalogueSize() const;
   void Describe(const TQueryRun& run, report::TReport& report) const;
   void DescribeEnd(report::TReport& report) const;
+  // What is to be known of the download folder.
+  void AddRemarks(report::TReport& report) const;
   void DescribeCatalogue(report::TReport& report) const;
   void ShowTimings(const report::TReport& report) const;
   bool WantsProgress() const;
@@ -264,6 +267,15 @@ void TCheckVerb::DescribeEnd(report::TReport& report) const {
   if (live) report.catalogue.modified = NewestIn(DownloadFolder());
   NameCatalogueFile(report);
   NameNumberProperty(report);
+  if (live) AddRemarks(report);
+}
+
+void TCheckVerb::AddRemarks(report::TReport& report) const {
+  if (options.offline) report.errors.push_back(RemarkOnOffline());
+  const std::vector<std::string> names = FilesNotOffered(acquire::LastOutcome());
+  if (names.empty()) return;
+  report.errors.push_back(RemarkOnFilesNotOffered(names) + "; " + AdviceOnFilesNotOffered());
+  ReportError(report.errors.back());
 }
 
 void TCheckVerb::Describe(const TQueryRun& run, report::TReport& report) const {

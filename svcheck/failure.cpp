@@ -1,10 +1,9 @@
 #include "svcheck/failure.h"
 
 #include <atomic>
-#include <cstdio>
 #include <new>
 
-#include "report/text.h"
+#include "runtime/hskcore/shown_text.h"
 
 namespace svc {
 
@@ -30,15 +29,9 @@ bool HasMemoryRunOut() noexcept { return hasMemoryRunOut; }
 
 void ReportError(const std::string& text) noexcept {
   try {
-    std::string line = text;
-    for (char& c : line) {
-      if (c == '\n' || c == '\r' || c == '\t') c = ' ';
-    }
-    line = "svcheck: " + report::PlainLine(line) + '\n';
-    std::fwrite(line.data(), 1, line.size(), stderr);
-    std::fflush(stderr);
+    ShowLine("svcheck: " + text);
   } catch (...) {
-    std::fputs("svcheck: out of memory\n", stderr);
+    ShowLine("svcheck: out of memory");
   }
 }
 

@@ -5,7 +5,10 @@
 #include "runtime/acquire/engine.h"
 #include "runtime/acquire/module.h"
 #include "runtime/acquire/shown_address.h"
+#include "runtime/hskcore/host_setup.h"
+#include "svcheck/download_remarks.h"
 #include "svcheck/finding.h"
+#include "svcheck/paths.h"
 #include "svcheck/process.h"
 
 namespace fs = std::filesystem;
@@ -74,17 +77,20 @@ TFinding ExamineRepository(const TQueryOptions& options) {
     return {"repository", EFinding::kUnset, shown + " is not asked, being offline", {}};
   }
   try {
+    if (!options.driveRoot.empty()) SetDriveRoot(Absolute(options.driveRoot).string());
     const acquire::TOutcome outcome = Fetch(options);
-    if (outcome.text.empty()) {
-      return {"repository",
-              EFinding::kGood,
-              shown + (options.repositoryKey.empty() ? ", reachable, not signed"
-                                                     : ", reachable, its signature is good"),
-              {}};
+    if (!outcome.text.empty()) {
+      return {"repository", EFinding::kProblem, outcome.text,
+              "number " + std::to_string(static_cast<int>(outcome.code)) +
+                  " of the table in docs/live-mode.md"};
     }
-    return {"repository", EFinding::kProblem, outcome.text,
-            "number " + std::to_string(static_cast<int>(outcome.code)) +
-                " of the table in docs/live-mode.md"};
+    const std::string state =
+        shown + (options.repositoryKey.empty() ? ", reachable, not signed"
+                                               : ", reachable, its signature is good");
+    const std::vector<std::string> names = FilesNotOffered(outcome);
+    if (names.empty()) return {"repository", EFinding::kGood, state, {}};
+    return {"repository", EFinding::kWarning, state + "; " + RemarkOnFilesNotOffered(names),
+            AdviceOnFilesNotOffered()};
   } catch (const std::exception& error) {
     return {"repository", EFinding::kProblem, error.what(), "check the folder for temporary files"};
   }

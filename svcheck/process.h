@@ -20,9 +20,9 @@ char** Environment() noexcept;
 // taken for one. Called once, first of all.
 void GuardStandardStreams() noexcept;
 
-// Forgets the variables from which libraries take code to load: whoever sets the environment of a
-// program that runs as root shall not run code in it. Called before any of them is loaded.
-void GuardEnvironment() noexcept;
+// Forgets every variable that is not let in (svcheck/environment.h). Called by the only thread,
+// before any library is loaded that might read one.
+void GuardEnvironment();
 
 bool StandardOutputIsTerminal() noexcept;
 bool StandardErrorIsTerminal() noexcept;

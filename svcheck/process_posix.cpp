@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "svcheck/environment.h"
 #include "svcheck/failure.h"
 #include "svcheck/process.h"
 
@@ -29,10 +30,13 @@ void GuardStandardStreams() noexcept {
   }
 }
 
-void GuardEnvironment() noexcept {
-  // Of the C library's conversion of texts, and of OpenSSL.
-  for (const char* variable : {"GCONV_PATH", "OPENSSL_CONF", "OPENSSL_ENGINES", "OPENSSL_MODULES"})
-    ::unsetenv(variable);
+void GuardEnvironment() {
+  if (environ == nullptr) return;
+  char** kept = environ;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (IsLetIn(*entry)) *kept++ = *entry;
+  }
+  *kept = nullptr;
 }
 
 bool StandardOutputIsTerminal() noexcept { return ::isatty(STDOUT_FILENO) == 1; }

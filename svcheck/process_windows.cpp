@@ -5,12 +5,18 @@
 #include <sys/stat.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <filesystem>
+#include <iterator>
+#include <string>
 #include <system_error>
+#include <vector>
 
+#include "svcheck/environment.h"
 #include "svcheck/failure.h"
 #include "svcheck/process.h"
 
@@ -25,6 +31,42 @@ HANDLE OutputConsole() { return GetStdHandle(STD_OUTPUT_HANDLE); }
 bool IsConsole(DWORD stream) {
   DWORD mode = 0;
   return GetConsoleMode(GetStdHandle(stream), &mode) != 0;
+}
+
+// What the system's own libraries go by: where it and its users' files lie, and where libraries are
+// looked for. Wine has its own for the processes that a process starts.
+constexpr const wchar_t* kOfSystem[] = {L"ALLUSERSPROFILE",
+                                        L"APPDATA",
+                                        L"CommonProgramFiles",
+                                        L"COMPUTERNAME",
+                                        L"HOMEDRIVE",
+                                        L"HOMEPATH",
+                                        L"LOCALAPPDATA",
+                                        L"OS",
+                                        L"PATH",
+                                        L"ProgramData",
+                                        L"ProgramFiles",
+                                        L"PUBLIC",
+                                        L"SystemDrive",
+                                        L"SystemRoot",
+                                        L"TEMP",
+                                        L"TMP",
+                                        L"USERDOMAIN",
+                                        L"USERNAME",
+                                        L"USERPROFILE",
+                                        L"windir"};
+
+bool IsOfSystem(const std::wstring& name) {
+  if (_wcsnicmp(name.c_str(), L"WINE", 4) == 0) return true;
+  return std::any_of(std::begin(kOfSystem), std::end(kOfSystem),
+                     [&](const wchar_t* listed) { return _wcsicmp(name.c_str(), listed) == 0; });
+}
+
+// The names that are let in are ASCII; what is not becomes something else.
+std::string Ascii(const std::wstring& text) {
+  std::string ascii;
+  for (const wchar_t c : text) ascii += c < 0x80 ? static_cast<char>(c) : '?';
+  return ascii;
 }
 
 // A console belongs to others too, and gets its own code page back.
@@ -78,8 +120,16 @@ void GuardStandardStreams() noexcept {
   if (IsConsole(STD_ERROR_HANDLE)) WriteInBlocks(stderr);
 }
 
-// The system's own libraries take none from there.
-void GuardEnvironment() noexcept {}
+void GuardEnvironment() {
+  _wgetenv(L"SystemRoot");  // The C runtime makes the wide environment when it is first asked.
+  std::vector<std::wstring> forgotten;
+  for (wchar_t** entry = _wenviron; entry != nullptr && *entry != nullptr; ++entry) {
+    const std::wstring text = *entry;
+    const std::wstring name = text.substr(0, text.find(L'='));
+    if (!IsLetIn(Ascii(text)) && !IsOfSystem(name)) forgotten.push_back(name + L'=');
+  }
+  for (const std::wstring& name : forgotten) _wputenv(name.c_str());
+}
 
 bool StandardOutputIsTerminal() noexcept { return IsConsole(STD_OUTPUT_HANDLE); }
 bool StandardErrorIsTerminal() noexcept { return IsConsole(STD_ERROR_HANDLE); }

@@ -1,14 +1,15 @@
 #include "host/acquire/acquire_callback.h"
 
-#include <cstdio>
+#include "runtime/hskcore/shown_text.h"
 
 namespace KPLAcquistion {
 
 AcquireCallbackIfc::~AcquireCallbackIfc() = default;
 
-// What went wrong reaches the person even through a callback that shows nothing itself.
+// What went wrong reaches the person even through a callback that shows nothing itself. It may hold
+// what a server said before anybody knew whether to trust it.
 void AcquireCallbackIfc::sendMessage(ContentNode node, bool isError) {
-  if (isError) std::fprintf(stderr, "%s: %s\n", node.item.c_str(), node.text.c_str());
+  if (isError) svc::ShowLine(node.item + ": " + node.text);
 }
 
 }  // namespace KPLAcquistion

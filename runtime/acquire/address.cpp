@@ -1,9 +1,10 @@
 #include "runtime/acquire/address.h"
 
-#include <boost/algorithm/string/case_conv.hpp>
-#include <boost/algorithm/string/erase.hpp>
-#include <boost/algorithm/string/predicate.hpp>
-#include <boost/algorithm/string/trim.hpp>
+#include <algorithm>
+#include <boost/algorithm/string.hpp>
+#include <charconv>
+#include <optional>
+#include <vector>
 
 #include "runtime/acquire/base64.h"
 #include "runtime/acquire/manifest.h"
@@ -24,12 +25,78 @@ bool IsPlain(std::string_view text) {
   return true;
 }
 
-std::string Server(std::string_view address) {
-  const std::string shown = boost::to_lower_copy(ShownAddress(address));
-  std::string server = shown.substr(0, HostEnd(shown));
-  if (server.starts_with("http://")) boost::erase_tail(server, server.ends_with(":80") ? 3 : 0);
-  if (server.starts_with("https://")) boost::erase_tail(server, server.ends_with(":443") ? 4 : 0);
-  return server;
+// The parts of an address of http or https, without user and password. Scheme and host are in lower
+// case, the port is empty where it is the scheme's own; the path begins with whatever ends the
+// host.
+struct TParts {
+  std::string scheme;
+  std::string host;
+  std::string port;
+  std::string path;
+};
+
+// RFC 3986, section 6.2.2: what stands for itself also does so as "%41". All else keeps its form,
+// in capitals.
+std::string WithPlainCharacters(std::string_view text) {
+  std::string plain;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    unsigned char byte = 0;
+    const char* const digits = text.data() + at + 1;
+    const bool isForm = text[at] == '%' && at + 2 < text.size() &&
+                        std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2;
+    const auto c = static_cast<char>(byte);
+    const bool isPlain = isForm && c != '/' && StandsForItself(c);
+    plain += isPlain ? std::string(1, c)
+                     : boost::to_upper_copy(std::string(text.substr(at, isForm ? 3 : 0)));
+    if (!isForm) plain += text[at];
+    if (isForm) at += 2;
+  }
+  return plain;
+}
+
+// Digits without the zeros before them; nothing for the scheme's own port.
+std::string PortOf(const std::string& scheme, std::string_view digits) {
+  while (digits.starts_with('0')) digits.remove_prefix(1);
+  return digits == (scheme == "http" ? "80" : "443") ? "" : std::string(digits);
+}
+
+bool HoldsOnly(std::string_view text, std::string_view characters) {
+  return text.find_first_not_of(characters) == std::string_view::npos;
+}
+
+// Nothing where programs differ in what they take for the host.
+std::optional<TParts> PartsOf(std::string_view address) {
+  TParts parts;
+  const std::size_t begin = HostBegin(address);
+  const std::size_t end = std::min(address.find_first_of("/?#\\", begin), address.size());
+  parts.scheme = boost::to_lower_copy(std::string(address.substr(0, begin)));
+  if (parts.scheme != "http://" && parts.scheme != "https://") return std::nullopt;
+  parts.scheme.resize(parts.scheme.size() - 3);
+  std::string_view server = address.substr(begin, end - begin);
+  server.remove_prefix(server.rfind('@') + 1);
+  const std::size_t colon = server.find(':', std::min(server.find(']'), server.size() - 1));
+  const bool hasPort = !server.empty() && colon != std::string_view::npos &&
+                       HoldsOnly(server.substr(colon + 1), "0123456789");
+  if (hasPort) {
+    parts.port = PortOf(parts.scheme, server.substr(colon + 1));
+    server = server.substr(0, colon);
+  }
+  parts.host = boost::to_lower_copy(WithPlainCharacters(server));
+  parts.path = address.substr(end);
+  if (parts.host.empty() || !IsPlain(parts.host)) return std::nullopt;
+  return parts;
+}
+
+// RFC 3986, section 5.2.4: "." stays where it is, ".." goes up.
+std::string WithoutDotSegments(const std::string& path) {
+  std::vector<std::string> segments;
+  boost::split(segments, path, [](char c) { return c == '/'; });
+  std::vector<std::string> kept;
+  for (const std::string& segment : segments) {
+    if (segment == ".." && kept.size() > 1) kept.pop_back();
+    if (segment != "." && segment != "..") kept.push_back(segment);
+  }
+  return boost::join(kept, "/");
 }
 
 }  // namespace
@@ -58,7 +125,18 @@ std::string FileAddress(const std::string& repository, std::string_view path) {
 }
 
 bool IsSameServer(std::string_view one, std::string_view other) {
-  return Server(one) == Server(other);
+  const auto first = PartsOf(one);
+  const auto second = PartsOf(other);
+  return first && second && first->scheme == second->scheme && first->host == second->host &&
+         first->port == second->port;
+}
+
+std::string RepositoryKey(std::string_view address) {
+  auto parts = PartsOf(address);
+  if (!parts) return ShownAddress(address);
+  if (parts->host.size() > 1 && parts->host.ends_with('.')) parts->host.pop_back();
+  return parts->scheme + "://" + parts->host + (parts->port.empty() ? "" : ":" + parts->port) +
+         WithoutDotSegments(WithPlainCharacters(parts->path));
 }
 
 }  // namespace svc::acquire

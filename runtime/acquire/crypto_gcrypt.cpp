@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "runtime/acquire/crypto.h"
+#include "runtime/hskcore/shown_text.h"
 
 namespace svc::acquire {
 namespace {
@@ -35,7 +36,10 @@ void EndProcess(void* /*unused*/, int /*error*/, const char* text) noexcept {
 // What the library remarks in passing is nothing to the user: on Windows, that disks keep no
 // statistics to draw chance from.
 void Tell(void* /*unused*/, int level, const char* format, va_list arguments) {
-  if (level > GCRY_LOG_INFO) std::vfprintf(stderr, format, arguments);
+  if (level <= GCRY_LOG_INFO) return;
+  char text[1024];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  ShowLine(text);
 }
 
 }  // namespace

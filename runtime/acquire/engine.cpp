@@ -22,10 +22,11 @@ class TDownload {
   TDownload(const TDownloadJob& job, TProgressReport& report)
       : job(job),
         report(report),
-        watch(job.settings.stopRequested, job.settings.limits.total),
+        watch(job.settings.stopRequested, job.settings.limits.total, time),
         repository(RepositoryAddress(job.settings.repository)) {}
 
-  void Run() {
+  // Returns the names of what the repository offers, superseded files left out.
+  std::vector<std::string> Run() {
     const std::optional<TPublicKey> key = Key();
     const auto transport = MakeTransport(TransportOptions());
     TFetcher fetcher(*transport, repository, Limits(), watch);
@@ -36,6 +37,10 @@ class TDownload {
     const std::vector<TManifestFile> wanted = Select(manifest, Selection());
     Bring(Missing(wanted, folder), folder, fetcher);
     report.Result(wanted);
+    std::vector<std::string> offered;
+    for (const TManifestFile& file : manifest.files)
+      if (file.latest) offered.push_back(file.name);
+    return offered;
   }
 
  private:
@@ -94,6 +99,7 @@ class TDownload {
 
   const TDownloadJob& job;
   TProgressReport& report;
+  TMachineTime time;
   TWatch watch;
   std::string repository;
 };
@@ -101,8 +107,7 @@ class TDownload {
 TOutcome OutcomeOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback) {
   try {
     TProgressReport report(job, callback);
-    TDownload(job, report).Run();
-    return {};
+    return {EOutcome::kDone, "", TDownload(job, report).Run()};
   } catch (const TFailure& failure) {
     return {failure.Outcome(), failure.what()};
   } catch (const std::bad_alloc&) {

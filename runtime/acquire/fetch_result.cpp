@@ -15,7 +15,7 @@ std::string AdviceForStatus(int status) {
 
 TFailure RefusalOf(const TTransferResult& result, const std::string& address) {
   const TResponse& response = result.response;
-  if (response.status >= 300 && response.status < 400)
+  if (response.status >= 300 && response.status < 400 && !response.redirect.empty())
     return {EOutcome::kRedirected, address + " sends to another server, " +
                                        ShownAddress(response.redirect) +
                                        "; if that is right, name that one as the repository"};

@@ -1,6 +1,7 @@
 #include "runtime/acquire/fetcher.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "runtime/acquire/address.h"
 #include "runtime/acquire/fetch_result.h"
@@ -9,11 +10,16 @@ namespace svc::acquire {
 namespace {
 
 constexpr std::chrono::milliseconds kTurn{100};
-constexpr std::chrono::milliseconds kLongestPause{30'000};
-constexpr int kMaxRedirects = 5;
+constexpr std::chrono::seconds kLongestPause{30};
+constexpr std::size_t kMaxRedirects = 5;
 
 // A tag that promises equal bytes (RFC 9110, section 8.8.1) lets a transfer go on safely.
 bool IsStrong(const std::string& etag) { return etag.starts_with('"'); }
+
+// As far as a number goes: a server may name any length.
+std::uint64_t Sum(std::uint64_t held, std::uint64_t more) {
+  return held + std::min(more, std::numeric_limits<std::uint64_t>::max() - held);
+}
 
 bool HasContent(const TTransferResult& result) {
   return result.end == ETransferEnd::kAnswered &&
@@ -34,6 +40,7 @@ class TFetcher::TErrand : public ITransferSink {
   TErrand(IFetchTarget& target, const std::string& repository) : target(target) {
     transfer.url = FileAddress(repository, target.Path());
     transfer.sink = this;
+    asked = {transfer.url};
   }
 
   void OnResponse(const TResponse& response) override {
@@ -43,7 +50,7 @@ class TFetcher::TErrand : public ITransferSink {
       throw TFailure(EOutcome::kBroken, ShownAddress(transfer.url) +
                                             ": the server sent another part than it was asked for");
     wasResumed = goesOn;
-    if (response.length) target.CheckLength(target.Held() + *response.length);
+    if (response.length) target.CheckLength(Sum(target.Held(), *response.length));
     transfer.etag = IsStrong(response.etag) ? response.etag : "";
   }
 
@@ -67,10 +74,20 @@ class TFetcher::TErrand : public ITransferSink {
   // A redirect within the server is followed, one that leads elsewhere is not.
   bool Follow(const TResponse& response) {
     const bool mayFollow = response.status >= 300 && response.status < 400 &&
-                           !response.redirect.empty() && ++redirects <= kMaxRedirects &&
                            IsSameServer(response.redirect, transfer.url);
-    if (mayFollow) transfer.url = response.redirect;
-    return mayFollow;
+    if (!mayFollow) return false;
+    if (std::ranges::count(asked, response.redirect) != 0) throw RedirectFailure("in a loop");
+    if (asked.size() > kMaxRedirects)
+      throw RedirectFailure("more than " + std::to_string(kMaxRedirects) + " times");
+    asked.push_back(response.redirect);
+    transfer.url = response.redirect;
+    return true;
+  }
+
+  TFailure RedirectFailure(const std::string& how) const {
+    return {EOutcome::kRedirected, "the server redirects the request for " +
+                                       ShownAddress(asked.front()) + " " + how +
+                                       "; ask its administrator"};
   }
 
   void StartOver() {
@@ -80,8 +97,8 @@ class TFetcher::TErrand : public ITransferSink {
 
   IFetchTarget& target;
   TTransfer transfer;
+  std::vector<std::string> asked;  // Its addresses: a redirect adds one.
   int attempts = 0;
-  int redirects = 0;
   bool wasResumed = false;
   bool isDone = false;
   TWatch::TClock::time_point due;
@@ -93,7 +110,7 @@ TFetcher::TFetcher(ITransport& transport, std::string repository, const TLimits&
       repository(std::move(repository)),
       limits(limits),
       watch(watch),
-      random(static_cast<unsigned>(TWatch::TClock::now().time_since_epoch().count())) {}
+      random(static_cast<unsigned>(watch.Now().time_since_epoch().count())) {}
 
 TFetcher::~TFetcher() = default;
 
@@ -122,7 +139,7 @@ void TFetcher::Run(TErrands& waiting) {
 }
 
 void TFetcher::StartDue(TErrands& waiting, TErrands& active) {
-  const auto now = TWatch::TClock::now();
+  const auto now = watch.Now();
   for (auto errand = waiting.begin(); errand != waiting.end();) {
     if (active.size() >= static_cast<std::size_t>(limits.parallel)) return;
     if ((*errand)->due > now) {
@@ -144,9 +161,9 @@ void TFetcher::Settle(TErrand& errand, const TTransferResult& result) {
     if (errand.attempts >= limits.attempts)
       throw TFailure(failure.Outcome(), std::string(failure.what()) + " (tried " +
                                             std::to_string(errand.attempts) + " times)");
-    const std::chrono::milliseconds asked = result.response.retryAfter;
-    errand.due = TWatch::TClock::now() +
-                 std::max(PauseAfter(errand.attempts), std::min(asked, kLongestPause));
+    const std::chrono::milliseconds asked =
+        std::clamp(result.response.retryAfter, std::chrono::seconds(0), kLongestPause);
+    errand.due = watch.Now() + std::max(PauseAfter(errand.attempts), asked);
   }
 }
 
@@ -158,7 +175,8 @@ void TFetcher::Conclude(TErrand& errand, const TTransferResult& result) {
 }
 
 std::chrono::milliseconds TFetcher::PauseAfter(int attempts) {
-  const auto pause = std::min(limits.firstPause * (1 << std::min(attempts - 1, 16)), kLongestPause);
+  const auto pause = std::min<std::chrono::milliseconds>(
+      limits.firstPause * (1 << std::min(attempts - 1, 16)), kLongestPause);
   // Machines that failed together shall not come back together.
   return pause * std::uniform_int_distribution(75, 125)(random) / 100;
 }

@@ -1,7 +1,5 @@
 #include "runtime/acquire/folder_lock.h"
 
-#include <thread>
-
 #include "runtime/acquire/lock_file.h"
 
 namespace svc::acquire {
@@ -11,13 +9,13 @@ constexpr std::chrono::milliseconds kPause{50};
 
 void Await(int descriptor, const std::string& path, std::chrono::milliseconds limit,
            const TWatch& watch) {
-  const auto end = TWatch::TClock::now() + limit;
+  const auto end = watch.Now() + limit;
   while (!TryLock(descriptor, path)) {
     watch.Check();
-    if (TWatch::TClock::now() > end)
+    if (watch.Now() > end)
       throw TFailure(EOutcome::kLocked, "another download into the same folder still holds " +
                                             path + "; wait for it to end, or end it");
-    std::this_thread::sleep_for(kPause);
+    watch.Sleep(kPause);
   }
 }
 

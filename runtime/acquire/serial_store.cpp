@@ -1,7 +1,11 @@
 #include "runtime/acquire/serial_store.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <optional>
 
+#include "runtime/acquire/address.h"
 #include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/outcome.h"
@@ -11,32 +15,80 @@
 namespace svc::acquire {
 namespace {
 
+namespace fs = std::filesystem;
+
 TFailure Unusable(const std::string& path, const std::string& why) {
   return {EOutcome::kStateUnusable, path + ", which says what was accepted last, " + why};
 }
 
-}  // namespace
+struct TNote {
+  std::string repository;  // May be missing from notes that were put there by hand.
+  std::uint64_t serial = 0;
+};
 
-TSerialStore::TSerialStore(const std::string& stateFolder, std::string address)
-    : folder((stateFolder.empty() ? DefaultStateFolder() : stateFolder) + "/repositories"),
-      repository(std::move(address)),
-      path(folder + "/" + ToHex(Hash(EHash::kSha256, repository)).substr(0, 32) + ".json") {}
+// Nothing where the text is no note.
+std::optional<TNote> ParseNote(std::string_view text) {
+  const auto state = nlohmann::json::parse(text, nullptr, false);
+  const bool isSound =
+      state.is_object() && state.contains("serial") && state["serial"].is_number_unsigned();
+  if (!isSound) return std::nullopt;
+  const bool hasName = state.contains("repository") && state["repository"].is_string();
+  return TNote{hasName ? state["repository"].get<std::string>() : "",
+               state["serial"].get<std::uint64_t>()};
+}
 
-std::uint64_t TSerialStore::Last() const {
+// 0 where there is none.
+std::uint64_t SerialIn(const std::string& path) {
   TPlainFile file(path);
   if (!file.IsOpen() && !file.IsMissing()) throw Unusable(path, "cannot be read");
   if (!file.IsOpen()) return 0;
   std::string buffer;
-  const auto state = nlohmann::json::parse(file.Read(buffer), nullptr, false);
-  const bool isSound =
-      state.is_object() && state.contains("serial") && state["serial"].is_number_unsigned();
-  if (!isSound)
+  const auto note = ParseNote(file.Read(buffer));
+  if (!note)
     throw Unusable(path, "is damaged; check the repository's serial by hand, then remove the file");
-  return state["serial"].get<std::uint64_t>();
+  return note->serial;
+}
+
+std::string NameOfNote(const std::string& repository) {
+  return ToHex(Hash(EHash::kSha256, repository)).substr(0, 32) + ".json";
+}
+
+bool IsNoteOf(const std::string& path, const std::string& repository) {
+  TPlainFile file(path);
+  std::string buffer;
+  const auto note = file.IsOpen() ? ParseNote(file.Read(buffer)) : std::nullopt;
+  return note && RepositoryKey(note->repository) == repository;
+}
+
+}  // namespace
+
+TSerialStore::TSerialStore(const std::string& stateFolder, const std::string& address)
+    : folder((stateFolder.empty() ? DefaultStateFolder() : stateFolder) + "/repositories"),
+      repository(RepositoryKey(address)),
+      path(folder + "/" + NameOfNote(repository)),
+      formerPath(folder + "/" + NameOfNote(address)) {}
+
+std::vector<std::string> TSerialStore::FormerNotes() const {
+  std::vector<std::string> notes;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string note = folder + "/" + entry->path().filename().string();
+    if (note == path || entry->path().extension() != ".json") continue;
+    if (note == formerPath || IsNoteOf(note, repository)) notes.push_back(note);
+  }
+  return notes;
+}
+
+std::uint64_t TSerialStore::Last() const {
+  std::uint64_t last = SerialIn(path);
+  for (const std::string& note : FormerNotes()) last = std::max(last, SerialIn(note));
+  return last;
 }
 
 void TSerialStore::Accept(std::uint64_t serial) {
-  if (Last() == serial && serial != 0) return;
+  const std::vector<std::string> former = FormerNotes();
+  if (serial != 0 && SerialIn(path) == serial && former.empty()) return;
   const nlohmann::json state = {{"repository", repository}, {"serial", serial}};
   try {
     MakeFolders(folder);
@@ -48,6 +100,8 @@ void TSerialStore::Accept(std::uint64_t serial) {
     if (failure.Outcome() == EOutcome::kDiskFull) throw;
     throw Unusable(path, std::string("cannot be written: ") + failure.what());
   }
+  std::error_code ignored;  // One that stays counts as before, and says no more than the new one.
+  for (const std::string& note : former) fs::remove(note, ignored);
 }
 
 }  // namespace svc::acquire

@@ -5,25 +5,31 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace svc::acquire {
 
-// One small file for each repository, in the folder "repositories" of the state folder. One
-// thread; several processes may use the folder. Operations throw TFailure (kStateUnusable,
-// kDiskFull).
+// One small file for each repository, in the folder "repositories" of the state folder, named after
+// the one form of its address. Files of other forms, which were once kept for each spelling, count
+// as well until a manifest is accepted; then the one file takes their place. One thread; several
+// processes may use the folder. Operations throw TFailure (kStateUnusable, kDiskFull).
 class TSerialStore {
  public:
   // REQUIRES: the address is in the form that messages show it in.
-  TSerialStore(const std::string& stateFolder, std::string repository);
+  TSerialStore(const std::string& stateFolder, const std::string& address);
 
-  // 0 where none was accepted yet.
+  // The highest; 0 where none was accepted yet.
   std::uint64_t Last() const;
   void Accept(std::uint64_t serial);
 
  private:
+  // Of this repository, under names that are not its own any more.
+  std::vector<std::string> FormerNotes() const;
+
   std::string folder;
   std::string repository;
   std::string path;
+  std::string formerPath;  // Of the address as it is written.
 };
 
 // Where the user's programs keep what they have to remember: of the XDG Base Directory

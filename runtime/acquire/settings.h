@@ -9,8 +9,10 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/hskcore/export.h"
 #include "runtime/acquire/outcome.h"
@@ -70,6 +72,9 @@ ACQUIRE_API TSettings GetSettings();
 struct TOutcome {
   EOutcome code = EOutcome::kDone;
   std::string text;
+  // The names of all files that the accepted manifest offers, for whatever machine; without a
+  // download that went well there are none to tell.
+  std::optional<std::vector<std::string>> offered = {};
 };
 ACQUIRE_API TOutcome LastOutcome();
 

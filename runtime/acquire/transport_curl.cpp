@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
-#include <boost/algorithm/string/trim.hpp>
 #include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <vector>
 
 #include "runtime/acquire/curl_errors.h"
+#include "runtime/acquire/response_head.h"
 #include "runtime/acquire/transport.h"
 
 namespace svc::acquire {
@@ -17,8 +17,13 @@ namespace {
 constexpr long kSlowBytesPerSecond = 100;
 constexpr long kConnections = 16;
 
+// The kinds that need a user and a password and nothing else. For others the library loads code
+// that variables of the environment and files of the system name, before anybody is trusted.
+constexpr long kAuthentication = CURLAUTH_BASIC | CURLAUTH_DIGEST;
+
 // TLS libraries take code to load and files to write their secrets to from these; whoever sets the
-// environment of a program that runs as root shall not get either.
+// environment of a program that runs as root shall not get either. svcheck lets none of them in;
+// another program that loads this library may not be so careful.
 constexpr const char* kDangerousVariables[] = {"OPENSSL_CONF", "OPENSSL_MODULES", "OPENSSL_ENGINES",
                                                "SSLKEYLOGFILE"};
 
@@ -38,18 +43,6 @@ struct TRelease {
 };
 using TEasy = std::unique_ptr<CURL, TRelease>;
 using TList = std::unique_ptr<curl_slist, TRelease>;
-
-// The absolute form of an address that may be relative to another.
-std::string Resolve(const std::string& base, const std::string& address) {
-  const std::unique_ptr<CURLU, TRelease> url(curl_url());
-  char* text = nullptr;
-  const bool isResolved = curl_url_set(url.get(), CURLUPART_URL, base.c_str(), 0) == CURLUE_OK &&
-                          curl_url_set(url.get(), CURLUPART_URL, address.c_str(), 0) == CURLUE_OK &&
-                          curl_url_get(url.get(), CURLUPART_URL, &text, 0) == CURLUE_OK;
-  const std::string resolved = isResolved ? text : address;
-  curl_free(text);
-  return resolved;
-}
 
 bool HasContent(const TResponse& response) {
   return response.status == 200 || response.status == 206;
@@ -96,6 +89,7 @@ class TExchange {
     Set(CURLOPT_URL, transfer.url.c_str());
     Set(CURLOPT_PROTOCOLS_STR, "http,https");
     Set(CURLOPT_USERAGENT, "svcheck");
+    Set(CURLOPT_HTTPAUTH, kAuthentication);
     Set(CURLOPT_NOSIGNAL, 1L);
     Set(CURLOPT_QUICK_EXIT, 1L);  // To be told to stop must not mean to wait for a name server.
     if (transfer.offset == 0) return;
@@ -125,7 +119,8 @@ class TExchange {
 
   // Without a choice the library reads the usual environment variables itself.
   void SetProxy(const TProxyChoice& proxy) {
-    Set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_ANY));
+    Set(CURLOPT_PROXYAUTH, kAuthentication);
+    Set(CURLOPT_SOCKS5_AUTH, static_cast<long>(CURLAUTH_BASIC));
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     if (proxy.kind == TProxyChoice::EKind::kDirect) Set(CURLOPT_PROXY, "");
     if (proxy.kind != TProxyChoice::EKind::kGiven) return;
@@ -157,14 +152,7 @@ class TExchange {
   void ReadHeader(std::string_view line) {
     // A response may follow others: to the proxy's question for a password, or "100 Continue".
     if (boost::istarts_with(line, "HTTP/")) response = {};
-    const auto colon = line.find(':');
-    if (colon == std::string_view::npos) return;
-    const std::string_view name = line.substr(0, colon);
-    const std::string value = boost::trim_copy(std::string(line.substr(colon + 1)));
-    if (boost::iequals(name, "etag")) response.etag = value;
-    if (boost::iequals(name, "location")) response.redirect = value;
-    if (boost::iequals(name, "content-range") && boost::istarts_with(value, "bytes "))
-      response.rangeStart = std::strtoull(value.c_str() + 6, nullptr, 10);
+    ReadHeaderLine(line, response);
   }
 
   static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) {
@@ -207,7 +195,8 @@ class TExchange {
     response.status = static_cast<int>(status);
     if (length >= 0) response.length = static_cast<std::uint64_t>(length);
     response.retryAfter = std::chrono::seconds(retryAfter);
-    if (!response.redirect.empty()) response.redirect = Resolve(transfer.url, response.redirect);
+    if (!response.redirect.empty())
+      response.redirect = AbsoluteAddress(transfer.url, response.redirect);
   }
 
   // The proxy's own answer: to CONNECT, or in the server's place.
@@ -280,6 +269,17 @@ class TCurlTransport : public ITransport {
 };
 
 }  // namespace
+
+std::string AbsoluteAddress(const std::string& base, const std::string& location) {
+  const std::unique_ptr<CURLU, TRelease> url(curl_url());
+  char* text = nullptr;
+  const bool isWhole = curl_url_set(url.get(), CURLUPART_URL, base.c_str(), 0) == CURLUE_OK &&
+                       curl_url_set(url.get(), CURLUPART_URL, location.c_str(), 0) == CURLUE_OK &&
+                       curl_url_get(url.get(), CURLUPART_URL, &text, 0) == CURLUE_OK;
+  const std::string address = isWhole ? text : location;
+  curl_free(text);
+  return address;
+}
 
 std::unique_ptr<ITransport> MakeTransport(const TTransportOptions& options) {
   return std::make_unique<TCurlTransport>(options);

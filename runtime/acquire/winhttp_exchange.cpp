@@ -3,11 +3,11 @@
 #include <shlwapi.h>
 
 #include <algorithm>
-#include <cwchar>
 #include <utility>
 #include <vector>
 
 #include "runtime/acquire/native_text_windows.h"
+#include "runtime/acquire/response_head.h"
 #include "runtime/acquire/winhttp_errors.h"
 
 namespace svc::acquire {
@@ -18,26 +18,18 @@ constexpr int kMaxResends = 3;  // A question for credentials, and its second ro
 constexpr DWORD kProxyAsks = 407;
 constexpr DWORD kServerAsks = 401;
 
-// The safer come first.
-constexpr DWORD kAuthenticationSchemes[] = {WINHTTP_AUTH_SCHEME_NEGOTIATE, WINHTTP_AUTH_SCHEME_NTLM,
-                                            WINHTTP_AUTH_SCHEME_DIGEST, WINHTTP_AUTH_SCHEME_BASIC};
+// The kinds that need a user and a password and nothing else; the safer comes first.
+constexpr DWORD kAuthenticationSchemes[] = {WINHTTP_AUTH_SCHEME_DIGEST, WINHTTP_AUTH_SCHEME_BASIC};
 
 std::wstring Part(const wchar_t* text, DWORD length) {
   return text == nullptr ? std::wstring() : std::wstring(text, length);
 }
 
-std::uint64_t NumberIn(const std::wstring& text, std::size_t at = 0) {
-  return at < text.size() ? std::wcstoull(text.c_str() + at, nullptr, 10) : 0;
-}
+std::uint64_t NumberIn(const std::wstring& text) { return WholeNumber(Narrow(text)).value_or(0); }
 
-// A redirect may be relative to the address that it answers for (RFC 9110, section 10.2.2).
-std::string AbsoluteAddress(const std::string& base, const std::wstring& location) {
-  if (location.empty()) return "";
-  std::vector<wchar_t> combined(base.size() + location.size() + 16);
-  DWORD size = static_cast<DWORD>(combined.size());
-  const HRESULT outcome = UrlCombineW(Widen(base).c_str(), location.c_str(), combined.data(), &size,
-                                      URL_ESCAPE_SPACES_ONLY);
-  return outcome == S_OK ? Narrow(combined.data()) : "";
+std::chrono::seconds SecondsOf(std::uint64_t number) {
+  constexpr std::uint64_t kMost = std::chrono::seconds::max().count();
+  return std::chrono::seconds(std::min(number, kMost));
 }
 
 template <typename TValue>
@@ -46,6 +38,14 @@ bool SetOption(const TInternet& handle, DWORD option, TValue value) {
 }
 
 }  // namespace
+
+std::string AbsoluteAddress(const std::string& base, const std::string& location) {
+  std::vector<wchar_t> combined(base.size() + 3 * location.size() + 16);
+  DWORD size = static_cast<DWORD>(combined.size());
+  const HRESULT outcome = UrlCombineW(Widen(base).c_str(), Widen(location).c_str(), combined.data(),
+                                      &size, URL_ESCAPE_SPACES_ONLY);
+  return outcome == S_OK ? Narrow(combined.data()) : location;
+}
 
 TWinHttpExchange::TWinHttpExchange(TTransfer& transfer, const TWinHttpSession& session,
                                    std::shared_ptr<TWinHttpEvents> news, std::uint64_t number)
@@ -89,6 +89,10 @@ bool TWinHttpExchange::SetOptions() {
   if (!WinHttpSetTimeouts(request.get(), connect, connect, stall, stall)) return false;
   if (!SetOption(request, WINHTTP_OPTION_DISABLE_FEATURE,
                  DWORD{WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_COOKIES}))
+    return false;
+  // Nor are the user's own credentials of this system sent to whoever asks for them.
+  if (!SetOption(request, WINHTTP_OPTION_AUTOLOGON_POLICY,
+                 DWORD{WINHTTP_AUTOLOGON_SECURITY_LEVEL_HIGH}))
     return false;
   // The chain is built from the named certificates instead, before anything is taken.
   return !isSecure || !session.trusted ||
@@ -219,14 +223,12 @@ void TWinHttpExchange::ReadResponse() {
   response.status = static_cast<int>(NumberIn(Header(WINHTTP_QUERY_STATUS_CODE)));
   response.etag = Narrow(Header(WINHTTP_QUERY_ETAG));
   if (const auto length = Header(WINHTTP_QUERY_CONTENT_LENGTH); !length.empty())
-    response.length = NumberIn(length);
-  const std::wstring range = Header(WINHTTP_QUERY_CONTENT_RANGE);
-  constexpr std::wstring_view kUnit = L"bytes ";
-  if (StrCmpNIW(range.c_str(), kUnit.data(), kUnit.size()) == 0)
-    response.rangeStart = NumberIn(range, kUnit.size());
-  response.retryAfter = std::chrono::seconds(NumberIn(Header(WINHTTP_QUERY_RETRY_AFTER)));
-  if (response.status >= 300 && response.status < 400)
-    response.redirect = AbsoluteAddress(transfer.url, Header(WINHTTP_QUERY_LOCATION));
+    response.length = WholeNumber(Narrow(length));
+  response.rangeStart = RangeStart(Narrow(Header(WINHTTP_QUERY_CONTENT_RANGE)));
+  response.retryAfter = SecondsOf(NumberIn(Header(WINHTTP_QUERY_RETRY_AFTER)));
+  const std::wstring location = Header(WINHTTP_QUERY_LOCATION);
+  if (response.status >= 300 && response.status < 400 && !location.empty())
+    response.redirect = AbsoluteAddress(transfer.url, Narrow(location));
 }
 
 // Whether the server or the proxy asks for a user, one was given, and it was not tried in vain.

@@ -10,10 +10,10 @@
 #include <system_error>
 #include <utility>
 
-#include "report/utf8.h"
 #include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/json_text.h"
 #include "runtime/hskcore/path_of.h"
+#include "runtime/hskcore/utf8.h"
 #include "svcheck/fleet/files_below.h"
 #include "svcheck/paths.h"
 
@@ -82,7 +82,7 @@ void CopyPlainText(std::string_view& rest, char*& target) {
 // Takes a character off a JSON string as it is written there, and writes it. False at the end, and
 // for an escape of more than two characters.
 bool TakeCharacter(std::string_view& rest, char*& target) {
-  const report::TCodePoint character = report::FirstCodePoint(rest);
+  const TCodePoint character = FirstCodePoint(rest);
   const bool isEscape = rest[0] == '\\';
   if (rest[0] == '"' || character.value < 0x20 || !character.valid) return false;
   if (isEscape && (rest.size() < 2 || Unescaped(rest[1]) == '\0')) return false;

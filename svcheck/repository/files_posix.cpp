@@ -7,6 +7,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "runtime/hskcore/shown_text.h"
 #include "svcheck/repository/files.h"
 
 namespace svc::repository {
@@ -50,7 +51,7 @@ void WriteSecret(const std::string& path, const std::string& text) {
 
 std::string AskPassword(const std::string& purpose) {
   const TSilence silence;
-  if (silence.IsTerminal()) std::cerr << "Password " << purpose << ": " << std::flush;
+  if (silence.IsTerminal()) std::cerr << "Password " << ShownLine(purpose) << ": " << std::flush;
   std::string password;
   if (!std::getline(std::cin, password)) throw std::runtime_error("no password was given");
   return password;

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "runtime/hskcore/path_of.h"
+#include "runtime/hskcore/shown_text.h"
 #include "svcheck/repository/files.h"
 
 namespace svc::repository {
@@ -78,7 +79,7 @@ void WriteSecret(const std::string& path, const std::string& text) {
 
 std::string AskPassword(const std::string& purpose) {
   const TSilence silence;
-  if (silence.IsConsole()) std::cerr << "Password " << purpose << ": " << std::flush;
+  if (silence.IsConsole()) std::cerr << "Password " << ShownLine(purpose) << ": " << std::flush;
   std::string password;
   if (!std::getline(std::cin, password)) throw std::runtime_error("no password was given");
   if (password.ends_with('\r')) password.pop_back();

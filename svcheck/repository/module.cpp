@@ -1,9 +1,9 @@
 // The module that does the work of "svcheck repository".
 #include <exception>
-#include <iostream>
 
 #include "host/hskcore/export.h"
 #include "runtime/acquire/outcome.h"
+#include "runtime/hskcore/shown_text.h"
 #include "svcheck/repository/data_folder.h"
 #include "svcheck/repository/verbs.h"
 
@@ -14,7 +14,7 @@ constexpr int kFailed = 1;
 constexpr int kNotTrusted = 4;
 
 int Fail(int status, const std::string& text) {
-  std::cerr << "svcheck: " << text << '\n';
+  ShowLine("svcheck: " + text);
   return status;
 }
 

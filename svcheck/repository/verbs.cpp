@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "runtime/acquire/acceptance_rules.h"
+#include "runtime/hskcore/shown_text.h"
 #include "svcheck/repository/build.h"
 #include "svcheck/repository/files.h"
 #include "svcheck/repository/secret_key.h"
@@ -69,8 +70,7 @@ void MakeKeys(const TCommand& command) {
 void BuildManifest(const TCommand& command) {
   const TBuildResult result =
       Build({command.folder, command.dataFolder, command.serial, Expiry(command)});
-  for (const std::string& warning : result.warnings)
-    fmt::print(stderr, "svcheck: warning: {}\n", warning);
+  for (const std::string& warning : result.warnings) ShowLine("svcheck: warning: " + warning);
   fmt::print("{}: {}; sign it next\n", ManifestPath(command), Described(result.manifest));
 }
 

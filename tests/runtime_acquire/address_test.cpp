@@ -40,5 +40,35 @@ TEST(Address, TellsServersApart) {
     EXPECT_FALSE(IsSameServer("http://server/a", other)) << other;
 }
 
+TEST(Address, ThatProgramsReadInDifferentWaysLeadsToNoServer) {
+  for (const char* odd :
+       {"http://other?@server/a", "http://other#@server/a", "http://other\\@server/a",
+        "http://other/@server/a", "http://server\\.other/", "http://ser ver/a", "http:///a",
+        "//server/a", "http:/server/a", "xhttp://server/a", "http://server:80x/a",
+        "http://server:x80/a"}) {
+    EXPECT_FALSE(IsSameServer("http://server/a", odd)) << odd;
+    EXPECT_FALSE(IsSameServer(odd, "http://server/a")) << odd;
+  }
+}
+
+TEST(Address, OfOneRepositoryHasOneKey) {
+  for (const char* text :
+       {"http://server/sv", "HTTP://server/sv", "http://SERVER/sv", "http://server:80/sv",
+        "http://server:080/sv", "http://server:/sv", "http://server./sv", "http://server.:80/sv",
+        "http://me:pw@server/sv", "http://server/%73v", "http://server/s%76", "http://%73erver/sv",
+        "http://server/./sv", "http://server/a/../sv", "http://server/%2E%2e/sv"})
+    EXPECT_EQ(RepositoryKey(text), "http://server/sv") << text;
+  EXPECT_EQ(RepositoryKey("HTTPS://[::1]:443/a%2fb%c3%a4%7E"), "https://[::1]/a%2Fb%C3%A4~");
+  EXPECT_EQ(RepositoryKey("https://server"), "https://server");
+}
+
+TEST(Address, OfDifferentRepositoriesHasDifferentKeys) {
+  for (const char* text :
+       {"https://server/sv", "http://server:81/sv", "http://server:443/sv", "http://server/SV",
+        "http://server/sv/b", "http://server/sv%2F", "http://server.org/sv", "http://server../sv",
+        "http://server/%2573v", "http://server:8080/sv", "http://server:800/sv", "http://server"})
+    EXPECT_NE(RepositoryKey(text), "http://server/sv") << text;
+}
+
 }  // namespace
 }  // namespace svc::acquire

@@ -23,6 +23,15 @@ TEST(Callback, ShowsErrorsOnStandardErrorUnlessOverridden) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "item: went wrong\n");
 }
 
+TEST(Callback, ShowsNothingThatATerminalWouldObey) {
+  TCallback callback;
+  testing::internal::CaptureStderr();
+  callback.sendMessage({"it\033em", "to \xC2\x9B\x07\xE2\x80\xAE, one\nline\xFF"}, true);
+  const std::string mark = "\xEF\xBF\xBD";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "it" + mark + "em: to " + mark + mark + mark + ", one line" + mark + "\n");
+}
+
 TEST(DownloadManager, SaysWhatIsMissingWithoutARepository) {
   svc::acquire::SetSettings({});
   KPLAcquistion::DownloadManager manager;

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <nlohmann/json.hpp>
 
+#include "outside_numbers.h"
 #include "runtime/acquire/acceptance_rules.h"
 #include "runtime/acquire/outcome.h"
 
@@ -98,6 +100,51 @@ TEST(Manifest, OfAnotherSchemaIsNotLookedIntoAnyFurther) {
   EXPECT_NE(Complaint({{"schema", 2}}).find("\"schema\" is 2"), std::string::npos);
 }
 
+// The document with a number of its own in the place of another.
+std::string With(const char* place, const char* number) {
+  std::string text = Document().dump();
+  const std::size_t at = text.find(place) + std::string_view(place).size();
+  return text.replace(at, text.find_first_of(",}", at) - at, number);
+}
+
+// What the manifest says in that place; nothing where it is refused, with the member's name.
+template <typename TRead>
+std::optional<std::uint64_t> Told(const char* name, const char* number, TRead read) {
+  try {
+    return read(ParseManifest(With(("\"" + std::string(name) + "\":").c_str(), number)));
+  } catch (const TFailure& failure) {
+    EXPECT_EQ(failure.Outcome(), EOutcome::kBadManifest);
+    EXPECT_NE(std::string(failure.what()).find(name), std::string::npos) << failure.what();
+    return std::nullopt;
+  }
+}
+
+TEST(Manifest, TakesNoNumberForAnother) {
+  for (const auto& [text, value] : kOutsideNumbers) {
+    const auto code = value && *value <= kLargestCode ? value : std::nullopt;
+    const auto schema = value == 1U ? value : std::nullopt;
+    EXPECT_EQ(Told("serial", text, [](const TManifest& read) { return read.serial; }), value)
+        << text;
+    EXPECT_EQ(Told("size", text, [](const TManifest& read) { return read.files[0].size; }), value)
+        << text;
+    EXPECT_EQ(Told("os", text, [](const TManifest& read) { return read.files[0].os; }), code)
+        << text;
+    EXPECT_EQ(Told("arch", text, [](const TManifest& read) { return read.files[0].arch; }), code)
+        << text;
+    EXPECT_EQ(Told("schema", text, [](const TManifest&) { return 1; }), schema) << text;
+  }
+}
+
+TEST(Manifest, NamesNoFileByAHashOfAnotherForm) {
+  for (const std::string& hash :
+       {std::string(63, 'a'), std::string(65, 'a'), std::string(63, 'a') + "g",
+        std::string(63, 'a') + " ", std::string()}) {
+    json document = Document();
+    document["files"][0]["sha256"] = hash;
+    EXPECT_NE(Complaint(document).find("64 hexadecimal digits"), std::string::npos) << hash;
+  }
+}
+
 TEST(Time, IsReadInOneFormOnly) {
   for (const char* text : {"1970-01-01T00:00:00Z", "2000-02-29T23:59:59Z", "9999-12-31T12:00:00Z"})
     EXPECT_EQ(FormatTime(ParseTime(text)), text);
@@ -167,6 +214,19 @@ TEST(Acceptance, EndsWithTheDateOfTheManifest) {
   EXPECT_EQ(OutcomeOf([&] { CheckManifest(manifest, expires + second, {}); }), EOutcome::kExpired);
 }
 
+TEST(Acceptance, OfSerialsGoesByTheWholeNumber) {
+  for (const auto& [text, value] : kOutsideNumbers) {
+    if (!value) continue;
+    const TManifest manifest{*value, {}, {}};
+    EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, *value); }), EOutcome::kDone) << text;
+    if (*value > 0)
+      EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, *value - 1); }), EOutcome::kDone) << text;
+    if (*value != std::numeric_limits<std::uint64_t>::max())
+      EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, *value + 1); }), EOutcome::kRolledBack)
+          << text;
+  }
+}
+
 TEST(Acceptance, NeverGoesBack) {
   const TManifest manifest{7, {}, {}};
   EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, 0); }), EOutcome::kDone);
@@ -187,8 +247,11 @@ TEST(Acceptance, HasALimitForEachKindOfFile) {
   };
   EXPECT_EQ(outcome(10, false), EOutcome::kDone);
   EXPECT_EQ(outcome(11, false), EOutcome::kTooLarge);
+  EXPECT_EQ(outcome(9, false), EOutcome::kDone);
   EXPECT_EQ(outcome(20, true), EOutcome::kDone);
   EXPECT_EQ(outcome(21, true), EOutcome::kTooLarge);
+  for (const auto& [text, value] : kOutsideNumbers)
+    if (value && *value > 20) EXPECT_EQ(outcome(*value, true), EOutcome::kTooLarge) << text;
 }
 
 }  // namespace

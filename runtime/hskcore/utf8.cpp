@@ -1,9 +1,9 @@
-#include "report/utf8.h"
+#include "runtime/hskcore/utf8.h"
 
 #include <algorithm>
 #include <array>
 
-namespace svc::report {
+namespace svc {
 
 namespace {
 
@@ -23,9 +23,8 @@ constexpr std::array kLeads = {TLead{0xC2, 0xDF, 2, 0x80, 0xBF}, TLead{0xE0, 0xE
 
 }  // namespace
 
-TCodePoint FirstCodePoint(std::string_view text) noexcept {
+TCodePoint FirstCodePointBeyondAscii(std::string_view text) noexcept {
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  if (byteAt(0) < 0x80) return {byteAt(0), 1, true};
   const auto* const lead = std::find_if(kLeads.begin(), kLeads.end(), [&](const TLead& row) {
     return byteAt(0) >= row.first && byteAt(0) <= row.last;
   });
@@ -40,4 +39,4 @@ TCodePoint FirstCodePoint(std::string_view text) noexcept {
   return {value, lead->size, true};
 }
 
-}  // namespace svc::report
+}  // namespace svc

@@ -1,11 +1,13 @@
 // Reading UTF-8 (RFC 3629) that may be broken. May be called from any thread.
-#ifndef REPORT_UTF8_H_
-#define REPORT_UTF8_H_
+#ifndef RUNTIME_HSKCORE_UTF8_H_
+#define RUNTIME_HSKCORE_UTF8_H_
 
 #include <cstddef>
 #include <string_view>
 
-namespace svc::report {
+#include "host/hskcore/export.h"
+
+namespace svc {
 
 inline constexpr char32_t kReplacement = 0xFFFD;
 inline constexpr std::string_view kReplacementText = "\xEF\xBF\xBD";
@@ -16,9 +18,14 @@ struct TCodePoint {
   bool valid;
 };
 
+HSKCORE_API TCodePoint FirstCodePointBeyondAscii(std::string_view text) noexcept;
+
 // The first character of a text that is not empty.
-TCodePoint FirstCodePoint(std::string_view text) noexcept;
+inline TCodePoint FirstCodePoint(std::string_view text) noexcept {
+  const auto first = static_cast<unsigned char>(text.front());
+  return first < 0x80 ? TCodePoint{first, 1, true} : FirstCodePointBeyondAscii(text);
+}
 
-}  // namespace svc::report
+}  // namespace svc
 
-#endif  // REPORT_UTF8_H_
+#endif  // RUNTIME_HSKCORE_UTF8_H_

@@ -1,0 +1,31 @@
+// Texts of others (names of files, answers of servers, certificates) on their way to a terminal,
+// where some characters are commands: the one rule for what may pass. Any thread.
+#ifndef RUNTIME_HSKCORE_SHOWN_TEXT_H_
+#define RUNTIME_HSKCORE_SHOWN_TEXT_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "host/hskcore/export.h"
+
+namespace svc {
+
+// Two of the longest paths and what is said about them have room.
+inline constexpr std::size_t kLongestShownLine = 10'240;
+
+// Not a control character, a mark that turns the direction of the text behind it, or one that
+// ends a line or a paragraph.
+HSKCORE_API bool MayBeShown(char32_t character) noexcept;
+
+// The text as one line of valid UTF-8: line ends and tabs as blanks, U+FFFD in place of what may
+// not be shown. Of a text that would take more bytes than `most` the middle is left out, for what
+// went wrong stands at the beginning and what to do at the end.
+HSKCORE_API std::string ShownLine(std::string_view text, std::size_t most = kLongestShownLine);
+
+// Writes the line to standard error.
+HSKCORE_API void ShowLine(std::string_view text) noexcept;
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_SHOWN_TEXT_H_
