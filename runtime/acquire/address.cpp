@@ -36,7 +36,7 @@ struct TParts {
 };
 
 // RFC 3986, section 6.2.2: what stands for itself also does so as "%41". All else keeps its form,
-// in capitals.
+// in capitals; a "%" that begins none is one itself.
 std::string WithPlainCharacters(std::string_view text) {
   std::string plain;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -46,9 +46,12 @@ std::string WithPlainCharacters(std::string_view text) {
                         std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2;
     const auto c = static_cast<char>(byte);
     const bool isPlain = isForm && c != '/' && StandsForItself(c);
-    plain += isPlain ? std::string(1, c)
-                     : boost::to_upper_copy(std::string(text.substr(at, isForm ? 3 : 0)));
-    if (!isForm) plain += text[at];
+    if (isPlain)
+      plain += c;
+    else if (isForm)
+      plain += boost::to_upper_copy(std::string(text.substr(at, 3)));
+    else
+      plain += text[at] == '%' ? "%25" : std::string(1, text[at]);
     if (isForm) at += 2;
   }
   return plain;
@@ -64,26 +67,36 @@ bool HoldsOnly(std::string_view text, std::string_view characters) {
   return text.find_first_not_of(characters) == std::string_view::npos;
 }
 
+// Takes a port off the end of a host.
+std::string TakePort(const std::string& scheme, std::string_view& server) {
+  const std::size_t bracket = server.rfind(']');
+  const std::size_t colon = server.find(':', bracket == server.npos ? 0 : bracket);
+  if (colon == server.npos || !HoldsOnly(server.substr(colon + 1), "0123456789")) return "";
+  const std::string port = PortOf(scheme, server.substr(colon + 1));
+  server = server.substr(0, colon);
+  return port;
+}
+
+bool IsHost(std::string_view host) {
+  const bool isNumber = host.starts_with('[') && host.ends_with(']');
+  return !host.empty() && IsPlain(host) && (isNumber || host.find(':') == host.npos);
+}
+
 // Nothing where programs differ in what they take for the host.
 std::optional<TParts> PartsOf(std::string_view address) {
   TParts parts;
   const std::size_t begin = HostBegin(address);
   const std::size_t end = std::min(address.find_first_of("/?#\\", begin), address.size());
   parts.scheme = boost::to_lower_copy(std::string(address.substr(0, begin)));
-  if (parts.scheme != "http://" && parts.scheme != "https://") return std::nullopt;
+  parts.path = address.substr(end);
+  const bool isHttp = parts.scheme == "http://" || parts.scheme == "https://";
+  if (!isHttp || parts.path.starts_with('\\')) return std::nullopt;
   parts.scheme.resize(parts.scheme.size() - 3);
   std::string_view server = address.substr(begin, end - begin);
   server.remove_prefix(server.rfind('@') + 1);
-  const std::size_t colon = server.find(':', std::min(server.find(']'), server.size() - 1));
-  const bool hasPort = !server.empty() && colon != std::string_view::npos &&
-                       HoldsOnly(server.substr(colon + 1), "0123456789");
-  if (hasPort) {
-    parts.port = PortOf(parts.scheme, server.substr(colon + 1));
-    server = server.substr(0, colon);
-  }
+  parts.port = TakePort(parts.scheme, server);
   parts.host = boost::to_lower_copy(WithPlainCharacters(server));
-  parts.path = address.substr(end);
-  if (parts.host.empty() || !IsPlain(parts.host)) return std::nullopt;
+  if (!IsHost(parts.host)) return std::nullopt;
   return parts;
 }
 
@@ -132,8 +145,9 @@ bool IsSameServer(std::string_view one, std::string_view other) {
 }
 
 std::string RepositoryKey(std::string_view address) {
-  auto parts = PartsOf(address);
-  if (!parts) return ShownAddress(address);
+  const std::string shown = ShownAddress(address);
+  auto parts = PartsOf(shown);
+  if (!parts) return shown;
   if (parts->host.size() > 1 && parts->host.ends_with('.')) parts->host.pop_back();
   return parts->scheme + "://" + parts->host + (parts->port.empty() ? "" : ":" + parts->port) +
          WithoutDotSegments(WithPlainCharacters(parts->path));

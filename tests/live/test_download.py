@@ -141,6 +141,13 @@ class Downloads(LiveTest):
         self.assertEqual(self.download(server.address, caFile=authority).code, 0)
         self.assertEqual(self.present(), self.repository.contents)
 
+    def test_a_certificates_name_reaches_no_terminal_as_it_is(self):
+        authority = make_certificate(self.server_folder, name="a\x1b[2Jb\x07\u202e\u009bc", others="")
+        server = self.serve(certificate=self.server_folder / "server")
+        result = self.download(server.address, caFile=authority)
+        self.assertEqual(result.code, 21, result.stderr)
+        self.assertRegex(result.stderr, r"^svcheck: download: [\x20-\x7e\ufffd]+\n$")
+
     def test_a_certificate_for_another_name_is_refused(self):
         self.repository.publish()
         authority = make_certificate(self.server_folder)

@@ -158,8 +158,28 @@ class Faults(LiveTest):
 
     def test_a_redirect_without_end(self):
         self.server.faults[FILE] = status(302, Location=f"/{FILE}")
-        self.refused(24, FILE)
-        self.assertLess(len(self.server.ranges(FILE)), 10)
+        self.refused(24, FILE, "redirects", "in a loop")
+        self.assertEqual(len(self.server.ranges(FILE)), 1)
+
+    def test_nothing_that_a_terminal_obeys_comes_from_a_server(self):
+        # A header's bytes are those of latin-1: ESC, BEL, U+009B and U+202E as UTF-8, half a character.
+        for commands in ("\x1b[2J", "\x07", "\xc2\x9b31m", "\xe2\x80\xae", "\xe2\x80\xa8", "\xc3"):
+            place = f"http://elsewhere.invalid/{commands}end"
+            self.server.faults["sv-repository.json"] = status(302, Location=place)
+            result = self.download(self.server.address)
+            self.assertEqual(result.code, 24, result.stderr)
+            self.assertEqual(len(result.stderr.splitlines()), 1)
+            self.assertRegex(result.stderr, r"^svcheck: download: [\x20-\x7e\ufffd]+\n$")
+            self.assertIn("elsewhere.invalid/", result.stderr)
+
+    def test_a_line_about_a_server_has_an_end(self):
+        self.server.faults["sv-repository.json"] = status(
+            302, Location="http://elsewhere.invalid/" + "x" * 60000)
+        result = self.download(self.server.address)
+        self.assertEqual(result.code, 24)
+        self.assertLess(len(result.stderr), 10300)
+        self.assertTrue(result.stderr.startswith("svcheck: download: http://127.0.0.1:"))
+        self.assertTrue(result.stderr.endswith("; if that is right, name that one as the repository\n"))
 
     def test_a_server_that_does_not_answer(self):
         self.assert_refused(self.download(f"http://127.0.0.1:{free_port()}"), 20, "tried 3 times")

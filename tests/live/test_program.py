@@ -79,6 +79,59 @@ class Program(LiveTest):
         after = self.query("http://127.0.0.1:1", "--offline")
         self.assertEqual((after.stdout, after.stderr), (before, ""))
 
+    def check(self, address, *more):
+        process = self.svcheck("check", "--live", "--format", "json", *self.live(address), *more)
+        return read_report(process.stdout)["errors"], process.stderr
+
+    def test_offline_says_that_nothing_was_verified(self):
+        address = self.serve()
+        self.assertEqual(self.check(address), ([], ""))
+        errors, stderr = self.check("http://127.0.0.1:1", "--offline")
+        self.assertEqual(errors, [f"nothing was verified now, being offline: {self.folder} counts as "
+                                  "it is"])
+        self.assertEqual(stderr, "")
+        table = self.svcheck("check", "--live", "--offline", *self.live(address)).stdout
+        self.assertIn("nothing was verified now", table)
+
+    def test_what_the_repository_does_not_offer_any_more_is_said(self):
+        address = self.serve()
+        self.assertEqual(self.check(address), ([], ""))
+        (self.repository.folder / "files" / "sample.xml").rename(
+            self.repository.folder / "files" / "newer.xml")
+        folder = str(self.repository.folder)
+        self.svcheck("repository", "build", folder)
+        self.svcheck("repository", "sign", folder, "--secret-key", self.keys.secret)
+        remark = (f"the repository does not offer sample.xml, which {self.folder} holds and which "
+                  "counts")
+        advice = "what was withdrawn or superseded is removed from there by hand"
+        self.assertEqual(self.check(address), ([f"{remark}; {advice}"],
+                                               f"svcheck: {remark}; {advice}\n"))
+        doctor = subprocess.run([SVCHECK, "doctor", "--format", "json", "--repository", address,
+                                 "--allow-unsigned", "--drive-root", str(self.work / "drives")],
+                                capture_output=True, text=True,
+                                env=clean_environment(HOME=str(self.work)))
+        finding, = [row for row in json.loads(doctor.stdout)["findings"]
+                    if row["subject"] == "repository"]
+        self.assertEqual(finding["state"], "warning")
+        self.assertTrue(finding["text"].endswith(remark), finding)
+        self.assertEqual(finding["advice"], advice)
+        (self.folder / "sample.xml").unlink()
+        self.assertEqual(self.check(address), ([], ""))
+
+    def test_a_link_in_a_files_place_is_replaced_and_any_other_counts_and_is_said(self):
+        self.folder.mkdir(parents=True)
+        elsewhere = self.work / "elsewhere.xml"
+        elsewhere.write_bytes(self.repository.contents["sample.xml"])
+        (self.folder / "sample.xml").symlink_to(elsewhere)
+        (self.folder / "link.xml").symlink_to(elsewhere)
+        errors, stderr = self.check(self.serve())
+        self.assertEqual(len(errors), 1)
+        self.assertIn("does not offer link.xml, which", errors[0])
+        self.assertIn("link.xml", stderr)
+        self.assertFalse((self.folder / "sample.xml").is_symlink())
+        self.assertTrue((self.folder / "link.xml").is_symlink())
+        self.assertEqual(elsewhere.read_bytes(), self.repository.contents["sample.xml"])
+
     def test_whom_to_trust_has_to_be_said(self):
         process = self.svcheck("query", "--context", "svPath=_live_", "--repository",
                                "http://127.0.0.1:1", "--inventory", str(SAMPLE / "inventory.xml"),

@@ -131,6 +131,14 @@ class Refusals(LiveTest):
         self.repository.publish(serial=9)
         self.assertEqual(self.download(self.server.address).code, 0)
 
+    def test_serials_are_counted_for_a_server_however_it_is_written(self):
+        self.repository.publish(serial=9)
+        self.assertEqual(self.download(self.server.address + "/%2e").code, 0)
+        self.repository.publish(serial=8)
+        for address in (self.server.address, self.server.address.replace("http", "HTTP"),
+                        self.server.address.replace("//", "//me:secret@")):
+            self.assert_failed(self.download(address), 34, "serial 8", "serial 9")
+
     def test_serials_are_counted_for_each_repository(self):
         self.repository.publish(serial=9)
         self.assertEqual(self.download(self.server.address).code, 0)

@@ -43,12 +43,23 @@ TEST(Address, TellsServersApart) {
 TEST(Address, ThatProgramsReadInDifferentWaysLeadsToNoServer) {
   for (const char* odd :
        {"http://other?@server/a", "http://other#@server/a", "http://other\\@server/a",
-        "http://other/@server/a", "http://server\\.other/", "http://ser ver/a", "http:///a",
-        "//server/a", "http:/server/a", "xhttp://server/a", "http://server:80x/a",
+        "http://other/@server/a", "http://server\\.other/", "http://server\\@other/a",
+        "http://server\\/a", "http://server:80:80/a", "http://[::1]x/a", "http://ser ver/a",
+        "http:///a", "//server/a", "http:/server/a", "xhttp://server/a", "http://server:80x/a",
         "http://server:x80/a"}) {
     EXPECT_FALSE(IsSameServer("http://server/a", odd)) << odd;
     EXPECT_FALSE(IsSameServer(odd, "http://server/a")) << odd;
   }
+}
+
+TEST(Address, OfAServerEndsBeforeWhatFollows) {
+  for (const char* same :
+       {"http://server", "http://server?q", "http://server#f", "http://server:80?q"})
+    EXPECT_TRUE(IsSameServer("http://server/a", same)) << same;
+  EXPECT_FALSE(IsSameServer("http://server/a", "http://me:se/cret@server"));
+  EXPECT_TRUE(IsSameServer("http://[::1]:80/", "http://[::1]/"));
+  EXPECT_FALSE(IsSameServer("http://[::1]:80/", "http://[::1]:81/"));
+  EXPECT_FALSE(IsSameServer("http://[::1]:80/", "http://[::2]/"));
 }
 
 TEST(Address, OfOneRepositoryHasOneKey) {
@@ -60,6 +71,8 @@ TEST(Address, OfOneRepositoryHasOneKey) {
     EXPECT_EQ(RepositoryKey(text), "http://server/sv") << text;
   EXPECT_EQ(RepositoryKey("HTTPS://[::1]:443/a%2fb%c3%a4%7E"), "https://[::1]/a%2Fb%C3%A4~");
   EXPECT_EQ(RepositoryKey("https://server"), "https://server");
+  EXPECT_EQ(RepositoryKey("http://server/%%373"), "http://server/%2573");
+  EXPECT_EQ(RepositoryKey("http://server/%7"), "http://server/%257");
 }
 
 TEST(Address, OfDifferentRepositoriesHasDifferentKeys) {

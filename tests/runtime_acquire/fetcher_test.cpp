@@ -169,8 +169,8 @@ TEST(Fetcher, StartsOverWhereTheServerSendsTheWholeAgain) {
 }
 
 TEST(Fetcher, StartsOverWhereTheServerSendsAnotherPart) {
-  for (const std::optional<std::uint64_t> start :
-       {std::optional<std::uint64_t>(3), {5}, {0}, {4294967300}, std::nullopt}) {
+  for (const auto start :
+       std::vector<std::optional<std::uint64_t>>{3, 5, 0, 4294967300, std::nullopt}) {
     TFetching fetching;
     TAnswer part = Part(4, "456789");
     part.rangeStart = start;
