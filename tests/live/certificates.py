@@ -13,7 +13,7 @@ def make_certificate(folder, kind=ELLIPTIC, name="localhost", others="DNS:localh
     key = ["-newkey", *kind, "-nodes"]
     openssl("req", "-x509", *key, "-keyout", "ca.key", "-out", "ca.crt", "-days", "2",
             "-subj", "/CN=Test authority")
-    openssl("req", *key, "-keyout", "server.key", "-out", "server.csr", "-subj", f"/CN={name}")
+    openssl("req", "-utf8", *key, "-keyout", "server.key", "-out", "server.csr", "-subj", f"/CN={name}")
     (folder / "names").write_text(f"subjectAltName={others}" if others else "")
     openssl("x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
             "-CAcreateserial", "-days", "2", "-extfile", "names", "-out", "server.crt")

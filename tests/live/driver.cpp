@@ -21,10 +21,15 @@ using std::chrono::milliseconds;
 
 volatile std::sig_atomic_t stopped = 0;
 
+// What a server says may be no UTF-8.
+void Print(const json& line) {
+  std::cout << line.dump(-1, ' ', false, json::error_handler_t::replace) << std::endl;
+}
+
 class TRecorder : public KPLAcquistion::AcquireCallbackIfc {
  public:
   void onStatus(std::int32_t kind, const std::string& text, std::int32_t code) override {
-    std::cout << json{{"kind", kind}, {"text", text}, {"code", code}} << std::endl;
+    Print({{"kind", kind}, {"text", text}, {"code", code}});
   }
 };
 
@@ -95,6 +100,5 @@ int main(int, char** arguments) {
   TRecorder recorder;
   const int code = manager.startDownload(recorder);
   const svc::acquire::TOutcome outcome = svc::acquire::LastOutcome();
-  std::cout << json{{"return", code}, {"outcome", outcome.text}, {"progress", observer.last}}
-            << std::endl;
+  Print({{"return", code}, {"outcome", outcome.text}, {"progress", observer.last}});
 }

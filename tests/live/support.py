@@ -126,7 +126,7 @@ class Nginx:
 
 class Result:
     def __init__(self, process):
-        lines = [json.loads(line) for line in process.stdout.splitlines()]
+        lines = [json.loads(line) for line in process.stdout.split("\n") if line]
         self.stderr = process.stderr
         last = lines[-1] if lines and "return" in lines[-1] else {}
         self.code = last.get("return")
