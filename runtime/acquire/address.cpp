@@ -148,7 +148,8 @@ std::string RepositoryKey(std::string_view address) {
   const std::string shown = ShownAddress(address);
   auto parts = PartsOf(shown);
   if (!parts) return shown;
-  if (parts->host.size() > 1 && parts->host.ends_with('.')) parts->host.pop_back();
+  const bool isRooted = parts->host.ends_with('.') && !parts->host.ends_with("..");
+  if (isRooted && parts->host.size() > 1) parts->host.pop_back();
   return parts->scheme + "://" + parts->host + (parts->port.empty() ? "" : ":" + parts->port) +
          WithoutDotSegments(WithPlainCharacters(parts->path));
 }

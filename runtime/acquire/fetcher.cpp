@@ -58,7 +58,6 @@ class TFetcher::TErrand : public ITransferSink {
 
   void Start(ITransport& transport) {
     ++attempts;
-    wasResumed = false;
     transfer.offset = target.Held();
     transport.Start(transfer);
   }

@@ -72,6 +72,7 @@ TEST(Address, OfOneRepositoryHasOneKey) {
   EXPECT_EQ(RepositoryKey("HTTPS://[::1]:443/a%2fb%c3%a4%7E"), "https://[::1]/a%2Fb%C3%A4~");
   EXPECT_EQ(RepositoryKey("https://server"), "https://server");
   EXPECT_EQ(RepositoryKey("http://server/%%373"), "http://server/%2573");
+  EXPECT_EQ(RepositoryKey("http://server../"), "http://server../");
   EXPECT_EQ(RepositoryKey("http://server/%7"), "http://server/%257");
 }
 

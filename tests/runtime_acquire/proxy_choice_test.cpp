@@ -1,0 +1,58 @@
+#include "runtime/acquire/proxy_choice.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace svc::acquire {
+namespace {
+
+using EKind = TProxyChoice::EKind;
+
+TDownloadJob Job(int port, const std::string& host = "proxy") {
+  TDownloadJob job;
+  job.proxy = {true, host, port, "user", "secret"};
+  return job;
+}
+
+// The port of the proxy that a job goes through; 0 where there can be none.
+int PortOf(const TDownloadJob& job) {
+  try {
+    return ChooseProxy(job).port;
+  } catch (const TFailure& failure) {
+    EXPECT_EQ(failure.Outcome(), EOutcome::kProxyUnusable);
+    return 0;
+  }
+}
+
+TEST(ProxyChoice, TakesPortsThatThereAre) {
+  for (const int port : {1, 2, 8080, 65534, 65535}) EXPECT_EQ(PortOf(Job(port)), port);
+  for (const int port : {0, -1, 65536, 65537, 131072, std::numeric_limits<int>::max(),
+                         std::numeric_limits<int>::min()})
+    EXPECT_EQ(PortOf(Job(port)), 0) << port;
+}
+
+TEST(ProxyChoice, TakesHostsWithoutBlanksAndControlCharacters) {
+  for (const char* host : {"proxy", "::1", "pr\xC3\xB6xy", "a!b", "a~b"})
+    EXPECT_EQ(PortOf(Job(8080, host)), 8080) << host;
+  for (const char* host : {"", " ", "a b", "a\n", "a\x1F", "a\x7F", "\ta"})
+    EXPECT_EQ(PortOf(Job(8080, host)), 0) << host;
+}
+
+TEST(ProxyChoice, IsTheProgramsThenThePluginsThenTheEnvironments) {
+  TDownloadJob job = Job(8080);
+  const TProxyChoice ofPlugin = ChooseProxy(job);
+  EXPECT_EQ(ofPlugin.kind, EKind::kGiven);
+  EXPECT_EQ(ofPlugin.host + " " + ofPlugin.user + " " + ofPlugin.password, "proxy user secret");
+  job.settings.proxy = "http://own:1";
+  EXPECT_EQ(ChooseProxy(job).kind, EKind::kGiven);
+  EXPECT_EQ(ChooseProxy(job).host + ChooseProxy(job).user, "http://own:1");
+  job.settings.proxy = "none";
+  EXPECT_EQ(ChooseProxy(job).kind, EKind::kDirect);
+  job.settings.proxy = "";
+  job.proxy.enabled = false;
+  EXPECT_EQ(ChooseProxy(job).kind, EKind::kEnvironment);
+}
+
+}  // namespace
+}  // namespace svc::acquire
