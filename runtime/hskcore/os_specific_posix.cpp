@@ -125,7 +125,7 @@ std::string DefaultDriveRoot() {
     return std::string(state) + kFolder;
   }
   const char* home = std::getenv("HOME");
-  return std::string(home != nullptr ? home : "") + "/.local/state" + kFolder;
+  return std::string(home != nullptr && home[0] == '/' ? home : "") + "/.local/state" + kFolder;
 }
 
 std::FILE* OpenFile(const std::string& path, const char* mode) {

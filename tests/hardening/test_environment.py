@@ -96,6 +96,22 @@ class TheEnvironment(EnvironmentTest):
         self.assertEqual(written, {"work/report", "work/log"})
 
 
+    @unittest.skipIf(os.geteuid() != 0, "becomes another user")
+    def test_a_relative_home_is_not_used(self):
+        nobody = 65534
+        for folder in (self.folder, self.work):
+            os.chown(folder, nobody, nobody)
+        for given in ({"HOME": "home"}, {"HOME": "home", "XDG_STATE_HOME": "state"}, {}):
+            run = subprocess.run([BUILD / "bin" / "svcheck", "check", "--live", "--allow-unsigned",
+                                  "--repository", "http://127.0.0.1:1", "--inventory",
+                                  SAMPLE / "inventory.xml"], cwd=self.work, env=given, text=True,
+                                 user=nobody, group=nobody, extra_groups=[], capture_output=True,
+                                 timeout=60)
+            self.assertEqual(run.returncode, 4, run.stderr)
+            self.assertIn("/.local cannot be written", run.stderr)
+            self.assertEqual(list(self.work.iterdir()), [], given)
+
+
 class WhatIsLetIn(EnvironmentTest):
     def seen(self, *arguments):
         """What each process of a run has for an environment when it ends."""
