@@ -7,7 +7,7 @@
 
 #include "report/render.h"
 #include "report/text.h"
-#include "report/utf8.h"
+#include "runtime/hskcore/utf8.h"
 
 namespace svc::report {
 
