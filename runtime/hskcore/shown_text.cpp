@@ -12,12 +12,17 @@ constexpr std::string_view kOmission = " [...] ";
 
 bool IsControl(char32_t value) noexcept { return value < 0x20 || (value >= 0x7F && value < 0xA0); }
 
+// Of all that stands behind it.
 bool TurnsDirection(char32_t value) noexcept {
-  return value == 0x061C || value == 0x200E || value == 0x200F ||
-         (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
+  return (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
 }
 
-bool EndsLine(char32_t value) noexcept { return value == 0x2028 || value == 0x2029; }
+// What a text of some languages needs and one line about it does not: marks that give a direction
+// to their neighbours, ends of lines and paragraphs.
+bool IsLayout(char32_t value) noexcept {
+  return value == 0x061C || value == 0x200E || value == 0x200F || value == 0x2028 ||
+         value == 0x2029;
+}
 
 bool IsInsideCharacter(char byte) noexcept {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
@@ -36,7 +41,7 @@ std::string WithoutMiddle(const std::string& text, std::size_t most) {
 }  // namespace
 
 bool MayBeShown(char32_t character) noexcept {
-  return !IsControl(character) && !TurnsDirection(character) && !EndsLine(character);
+  return !IsControl(character) && !TurnsDirection(character);
 }
 
 std::string ShownLine(std::string_view text, std::size_t most) {
@@ -47,7 +52,7 @@ std::string ShownLine(std::string_view text, std::size_t most) {
     const bool isBlank = std::string_view("\t\n\r").find(text.front()) != std::string_view::npos;
     if (isBlank)
       line += ' ';
-    else if (character.valid && MayBeShown(character.value))
+    else if (character.valid && MayBeShown(character.value) && !IsLayout(character.value))
       line += text.substr(0, character.size);
     else
       line += kReplacementText;

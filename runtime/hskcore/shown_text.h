@@ -14,13 +14,14 @@ namespace svc {
 // Two of the longest paths and what is said about them have room.
 inline constexpr std::size_t kLongestShownLine = 10'240;
 
-// Not a control character, a mark that turns the direction of the text behind it, or one that
-// ends a line or a paragraph.
+// Neither a control character nor a mark that turns the direction of the text behind it: the rule
+// of reports, which keep texts as they are otherwise.
 HSKCORE_API bool MayBeShown(char32_t character) noexcept;
 
 // The text as one line of valid UTF-8: line ends and tabs as blanks, U+FFFD in place of what may
-// not be shown. Of a text that would take more bytes than `most` the middle is left out, for what
-// went wrong stands at the beginning and what to do at the end.
+// not be shown, of marks of direction and of ends of lines and paragraphs. Of a text that would
+// take more bytes than `most` the middle is left out, for what went wrong stands at the beginning
+// and what to do at the end.
 HSKCORE_API std::string ShownLine(std::string_view text, std::size_t most = kLongestShownLine);
 
 // Writes the line to standard error.

@@ -30,6 +30,13 @@ TEST(ShownLine, KeepsTheirNeighbours) {
   EXPECT_EQ(ShownLine("\xF0\x9F\x98\x80"), "\xF0\x9F\x98\x80");
 }
 
+TEST(MayBeShown, LeavesTextsOfReportsWhatTheirLanguageNeeds) {
+  for (const char32_t c : {0x61C, 0x200E, 0x200F, 0x2028, 0x2029, 0x202F, 0x2065, 0x206A})
+    EXPECT_TRUE(MayBeShown(c)) << static_cast<unsigned>(c);
+  for (const char32_t c : {0x0, 0x1F, 0x7F, 0x80, 0x9F, 0x202A, 0x202E, 0x2066, 0x2069})
+    EXPECT_FALSE(MayBeShown(c)) << static_cast<unsigned>(c);
+}
+
 TEST(ShownLine, IsOneLine) {
   EXPECT_EQ(ShownLine("a\nb\r\nc\td"), "a b  c d");
   EXPECT_EQ(ShownLine(""), "");
