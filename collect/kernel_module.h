@@ -6,11 +6,13 @@
 #include <string>
 #include <string_view>
 
-#include "collect/descriptor.h"
+#include "runtime/files/descriptor.h"
 
 struct kmod_ctx;
 
 namespace svc::collect {
+
+using files::TDescriptor;
 
 // libkmod believes some of what a module's header says, and ends the process where it lies. So it
 // is shown plain modules alone, unpacked if need be, and none before its header is checked.

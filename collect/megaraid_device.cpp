@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include "collect/machine.h"
@@ -75,12 +76,34 @@ unsigned MajorNumber(const TTree& tree) {
   return 0;
 }
 
+// A folder below /dev that nobody else knows or can write to. Leaves errno as it is at its end.
+class TOwnFolder {
+ public:
+  ~TOwnFolder() {
+    const int error = errno;
+    if (made != nullptr) ::rmdir(made);
+    errno = error;
+  }
+  TOwnFolder(const TOwnFolder&) = delete;
+  TOwnFolder& operator=(const TOwnFolder&) = delete;
+  TOwnFolder() = default;
+
+  // Null where it could not be made; errno says why.
+  const char* Path() const { return made; }
+
+ private:
+  char path[32] = "/dev/.svcheck-XXXXXX";
+  const char* made = ::mkdtemp(path);
+};
+
 // Nothing makes the device's node but the maker's own tools, so where they are not installed a
 // node of a moment serves.
 TDescriptor OpenThroughOwnNode(unsigned major) {
-  const std::string node = "/dev/.svcheck-megaraid-" + std::to_string(::getpid());
+  const TOwnFolder folder;
+  if (folder.Path() == nullptr) return TDescriptor();
+  const std::string node = std::string(folder.Path()) + "/node";
   if (::mknod(node.c_str(), S_IFCHR | 0600, ::makedev(major, 0)) != 0) return TDescriptor();
-  TDescriptor device(::open(node.c_str(), O_RDWR | O_CLOEXEC));
+  TDescriptor device(::open(node.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
   const int error = errno;
   ::unlink(node.c_str());
   errno = error;

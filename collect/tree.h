@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "collect/descriptor.h"
+#include "runtime/files/descriptor.h"
 #include "collect/text.h"
 
 namespace svc::collect {
+
+using files::TDescriptor;
 
 // What reading a file gave: its bytes, or the errno value that says why there are none.
 struct TRead {
@@ -20,9 +22,7 @@ struct TRead {
 };
 
 // Reads files by their absolute paths in the tree. A symbolic link never leads out of the tree: an
-// absolute one starts at the root again. (Below a root other than "/" this needs Linux 5.6; older
-// kernels follow an absolute link of a captured tree into the live system.) Remembers what was
-// read. Not safe for use from several threads at once.
+// absolute one starts at the root again. Remembers what was read. Not safe for use from several threads at once.
 class TTree {
  public:
   // Throws std::runtime_error when `root` is no folder that can be opened.

@@ -12,6 +12,8 @@
 #include <stdexcept>
 
 #include "collect/tree.h"
+#include "runtime/files/file_error.h"
+#include "runtime/files/path_walk.h"
 
 namespace svc::collect {
 namespace {
@@ -30,12 +32,27 @@ bool IsSameFolder(int folder, const char* path) {
          one.st_ino == other.st_ino;
 }
 
-// openat2(2), which has no wrapper in the C library.
+// Without openat2(2): the links are followed here instead of in the kernel.
+int WalkInRoot(int root, const std::string& path, int flags) {
+  try {
+    files::IWayRules all;
+    const files::TPlace place = files::WalkBelow(root, path, all);
+    return ::openat(place.folder.Get(), place.name.c_str(), flags | O_NOFOLLOW);
+  } catch (const files::TFileError& error) {
+    errno = error.Number();
+    return -1;
+  }
+}
+
+// openat2(2) has no wrapper in the C library. It came with Linux 5.6; filters of system calls that
+// are older than it say EPERM.
 int OpenInRoot(int root, const std::string& path, int flags) {
   open_how how{};
   how.flags = static_cast<unsigned>(flags);
   how.resolve = RESOLVE_IN_ROOT;
-  return static_cast<int>(::syscall(SYS_openat2, root, path.c_str(), &how, sizeof how));
+  const long file = ::syscall(SYS_openat2, root, path.c_str(), &how, sizeof how);
+  const bool isMissing = file < 0 && (errno == ENOSYS || errno == EPERM);
+  return isMissing ? WalkInRoot(root, path, flags) : static_cast<int>(file);
 }
 
 // The size that a file states is no help: it is 0 in /proc and a page in /sys.
@@ -70,10 +87,7 @@ TTree::TTree(const std::string& root)
 }
 
 int TTree::OpenBelow(const std::string& path, int flags) const {
-  if (!live) {
-    const int file = OpenInRoot(root.Get(), Relative(path), flags);
-    if (file >= 0 || errno != ENOSYS) return file;
-  }
+  if (!live) return OpenInRoot(root.Get(), Relative(path), flags);
   return ::openat(root.Get(), Relative(path).c_str(), flags);
 }
 

@@ -11,11 +11,8 @@ using TLibrary = void*;
 // Whether the path means the same file whatever the current folder is.
 bool IsAbsolutePath(const std::string& path);
 
-// Throws TPluginLoadError unless the file is there, and it and the folders above are out of reach
-// of others.
-void CheckPluginFile(const std::string& path);
-
-// Throws TPluginLoadError.
+// Throws TPluginLoadError, also where the file, a folder above it or a link on the way to it is
+// within reach of others.
 TLibrary OpenLibrary(const std::string& path);
 
 // Calls the library's entry where loading it has not done so. Gives what went wrong, empty when

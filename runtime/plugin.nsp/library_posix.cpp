@@ -2,14 +2,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <boost/algorithm/string/replace.hpp>
 #include <cerrno>
-#include <cstdlib>
 #include <exception>
-#include <memory>
 #include <system_error>
 
+#include "runtime/files/file_error.h"
+#include "runtime/files/path_walk.h"
+#include "runtime/files/rights.h"
 #include "runtime/plugin.nsp/library.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 
@@ -20,24 +20,13 @@ namespace {
 using TLibraryEntry = int(void* module, unsigned long reason, void* reserved);
 constexpr unsigned long kProcessAttach = 1;
 
+using files::TDescriptor;
+
 [[noreturn]] void Refuse(const std::string& path, const std::string& cause) {
   throw TPluginLoadError("The plug-in \"" + path + "\" cannot be loaded: " + cause);
 }
 
-struct stat StatusOf(const std::string& path) {
-  struct stat status;
-  if (stat(path.c_str(), &status) != 0) {
-    Refuse(path, std::generic_category().message(errno));
-  }
-  return status;
-}
-
-// A group of its owner's own number is the owner's private one.
-bool IsWritableByOthers(const struct stat& status) {
-  const bool byGroup = (status.st_mode & S_IWGRP) != 0 && status.st_gid != 0 &&
-                       status.st_gid != static_cast<gid_t>(status.st_uid);
-  return byGroup || (status.st_mode & S_IWOTH) != 0;
-}
+std::string ErrorText(int error) { return std::generic_category().message(error); }
 
 // Whoever owns the program that runs could have put anything in its place: so runs a build of
 // somebody's own under sudo.
@@ -46,57 +35,84 @@ bool OwnsThisProgram(uid_t user) {
   return stat("/proc/self/exe", &status) == 0 && status.st_uid == user;
 }
 
-std::string FolderOf(const std::string& path) {
-  return path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
+bool IsTrusted(uid_t user) {
+  if (user == 0 || files::HasMoreRightsThanItsUser()) return user == 0;
+  return user == geteuid() || OwnsThisProgram(user);
 }
 
-// `isShared` is for a folder that others may have entries of their own in, such as /tmp.
-void CheckOutOfReach(const std::string& plugin, const std::string& path, bool isShared = false) {
-  const struct stat status = StatusOf(path);
-  if (status.st_uid != 0 && status.st_uid != geteuid() && !OwnsThisProgram(status.st_uid)) {
+// Refuses what others than the trusted can change on the way to the plug-in.
+class TReachRules : public files::IWayRules {
+ public:
+  explicit TReachRules(const std::string& plugin) : plugin(plugin) {}
+
+  // Who can write to a folder can put another in the place of what is below it, unless the folder
+  // keeps everybody to their own entries (inode(7), the sticky bit), as /tmp does.
+  void Enter(const TDescriptor& folder, const struct stat& status,
+             const std::string& path) override {
+    CheckOwner(status, path);
+    if ((status.st_mode & S_ISVTX) == 0) CheckWriters(folder, status, path);
+  }
+
+  // The folder that it lies in was entered before.
+  bool Follows(const TDescriptor& /*link*/, const struct stat& status, const std::string& path,
+               bool /*isLast*/) override {
+    CheckOwner(status, path);
+    return true;
+  }
+
+  void CheckEnd(const files::TPlace& place) const {
+    if (!place.entry && place.name != ".") Refuse(plugin, ErrorText(ENOENT));
+    if (!S_ISREG(place.status.st_mode)) Refuse(plugin, "it is no regular file");
+    CheckOwner(place.status, place.Path());
+    CheckWriters(place.entry, place.status, place.Path());
+    struct stat folder;
+    if (fstat(place.folder.Get(), &folder) != 0) Refuse(plugin, ErrorText(errno));
+    CheckWriters(place.folder, folder, place.folderPath);
+  }
+
+ private:
+  void CheckOwner(const struct stat& status, const std::string& path) const {
+    if (IsTrusted(status.st_uid)) return;
     Refuse(plugin, "\"" + path + "\" belongs to another user than root or you");
   }
-  const bool keepsEntries = isShared && (status.st_mode & S_ISVTX) != 0;
-  if (IsWritableByOthers(status) && !keepsEntries) {
+
+  void CheckWriters(const TDescriptor& file, const struct stat& status,
+                    const std::string& path) const {
+    if (!files::OthersMayWrite(file, status, IsTrusted)) return;
     Refuse(plugin, "others may write to \"" + path + "\"; take that right away with: chmod go-w '" +
                        boost::replace_all_copy(path, "'", "'\\''") + "'");
   }
-}
 
-// With every symbolic link followed, so that the folder is the one that the file lies in.
-std::string RealPath(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr),
-                                                         &std::free);
-  if (!real) {
-    Refuse(path, std::generic_category().message(errno));
+  const std::string& plugin;
+};
+
+files::TPlace FindPlugin(const std::string& path) {
+  TReachRules rules(path);
+  try {
+    files::TPlace place = files::Walk(path, rules);
+    rules.CheckEnd(place);
+    return place;
+  } catch (const files::TFileError& error) {
+    Refuse(path, error.what());
   }
-  return real.get();
 }
 
 }  // namespace
 
 bool IsAbsolutePath(const std::string& path) { return path.starts_with('/'); }
 
-void CheckPluginFile(const std::string& path) {
-  const std::string real = RealPath(path);
-  if (!S_ISREG(StatusOf(real).st_mode)) {
-    Refuse(path, "it is no regular file");
-  }
-  CheckOutOfReach(path, real);
-  CheckOutOfReach(path, FolderOf(real));
-  // Who can write to a folder further up can put another in the place of the one below it, unless
-  // the folder keeps everybody to their own entries (inode(7), the sticky bit).
-  for (std::string above = FolderOf(real); above != "/";) {
-    above = FolderOf(above);
-    CheckOutOfReach(path, above, true);
-  }
-}
-
+// The library is named by the descriptor of its folder, which nobody else can write to: so it is
+// the one that was looked at, whatever became of the path, and what it needs is found from $ORIGIN.
 TLibrary OpenLibrary(const std::string& path) {
-  const TLibrary library = dlopen(RealPath(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+  files::TPlace place = FindPlugin(path);
+  const std::string name = place.folder.Path() + "/" + place.name;
+  const TLibrary library = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
-    Refuse(path, dlerror());
+    Refuse(path, boost::replace_all_copy(std::string(dlerror()), name, place.Path()));
   }
+  // The dynamic linker takes an equal name for the same library: another folder must not get the
+  // number of this one.
+  place.folder.Release();
   return library;
 }
 

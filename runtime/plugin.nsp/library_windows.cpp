@@ -28,6 +28,16 @@ std::string CauseOf(DWORD error) {
                                         : std::system_category().message(static_cast<int>(error));
 }
 
+void CheckIsFile(const std::string& path) {
+  const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    Refuse(path, CauseOf(GetLastError()));
+  }
+  if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
+    Refuse(path, "it is a folder");
+  }
+}
+
 }  // namespace
 
 // "C:\..." or "\\server\...".
@@ -38,18 +48,9 @@ bool IsAbsolutePath(const std::string& path) {
           (isSeparator(0) && isSeparator(1)));
 }
 
-void CheckPluginFile(const std::string& path) {
-  const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
-  if (attributes == INVALID_FILE_ATTRIBUTES) {
-    Refuse(path, CauseOf(GetLastError()));
-  }
-  if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
-    Refuse(path, "it is a folder");
-  }
-}
-
 // The entry, DllMain, runs meanwhile.
 TLibrary OpenLibrary(const std::string& path) {
+  CheckIsFile(path);
   const HMODULE library =
       LoadLibraryExW(Wide(path).c_str(), nullptr,
                      LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);

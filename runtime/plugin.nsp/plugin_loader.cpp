@@ -13,7 +13,6 @@ TPluginManagerProvider* LoadPlugin(const std::string& path, TPluginManagerNamesp
   if (!IsAbsolutePath(path)) {
     throw TPluginLoadError("The plug-in \"" + path + "\" is not named by an absolute path");
   }
-  CheckPluginFile(path);
   const std::size_t before = manager.GetPlugins().size();
   const TLibrary library = OpenLibrary(path);
   std::string failure = RunEntry(library);

@@ -21,9 +21,12 @@ class HOST_INTERFACE TPluginLoadError : public std::runtime_error {
 // code lies in it.
 //
 // The path is absolute (UTF-8). The library, its folder and the folders above must belong to root
-// or to the user who runs the program, and nobody else may be able to write to them: whoever can
-// write there is trusted with the user's rights. A folder above may have the sticky bit instead.
-// (On Windows the folder's access list is what protects it.)
+// or to the user who runs the program, and nobody else may be able to write to them, by their mode
+// or an access list: whoever can write there is trusted with the user's rights. A folder above may
+// have the sticky bit instead. The same holds for the folders of symbolic links on the way, and the
+// links themselves. In a process that may do more than its user, by capabilities or by the
+// program's mode, all of it must belong to root. (On Windows the folder's access list is what
+// protects it.)
 //
 // Throws TPluginLoadError. REQUIRES: `manager` is the installed plug-in manager; no other thread
 // registers plug-ins.

@@ -1,11 +1,11 @@
-// An open file or folder. One thread.
-#ifndef COLLECT_DESCRIPTOR_H_
-#define COLLECT_DESCRIPTOR_H_
+// An open file or folder of a POSIX system. One thread.
+#ifndef RUNTIME_FILES_DESCRIPTOR_H_
+#define RUNTIME_FILES_DESCRIPTOR_H_
 
 #include <string>
 #include <utility>
 
-namespace svc::collect {
+namespace svc::files {
 
 // Closed with its holder.
 class TDescriptor {
@@ -20,6 +20,8 @@ class TDescriptor {
 
   int Get() const { return number; }
   explicit operator bool() const { return number >= 0; }
+  // Who calls closes it.
+  int Release() { return std::exchange(number, -1); }
   // The name under which others in this process can open the same file.
   std::string Path() const;
 
@@ -27,6 +29,6 @@ class TDescriptor {
   int number;
 };
 
-}  // namespace svc::collect
+}  // namespace svc::files
 
-#endif  // COLLECT_DESCRIPTOR_H_
+#endif  // RUNTIME_FILES_DESCRIPTOR_H_

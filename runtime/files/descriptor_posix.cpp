@@ -1,8 +1,8 @@
 #include <unistd.h>
 
-#include "collect/descriptor.h"
+#include "runtime/files/descriptor.h"
 
-namespace svc::collect {
+namespace svc::files {
 
 TDescriptor::~TDescriptor() {
   if (number >= 0) ::close(number);
@@ -10,4 +10,4 @@ TDescriptor::~TDescriptor() {
 
 std::string TDescriptor::Path() const { return "/proc/self/fd/" + std::to_string(number); }
 
-}  // namespace svc::collect
+}  // namespace svc::files

@@ -1,0 +1,26 @@
+// Why a file could not be found, made or written. Any thread.
+#ifndef RUNTIME_FILES_FILE_ERROR_H_
+#define RUNTIME_FILES_FILE_ERROR_H_
+
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace svc::files {
+
+// The text says the reason alone; who catches it knows which file was meant.
+class TFileError : public std::runtime_error {
+ public:
+  // Of a failed call: a value of errno.
+  explicit TFileError(int number) : TFileError(number, std::generic_category().message(number)) {}
+  TFileError(int number, const std::string& reason) : std::runtime_error(reason), number(number) {}
+
+  int Number() const noexcept { return number; }
+
+ private:
+  int number;
+};
+
+}  // namespace svc::files
+
+#endif  // RUNTIME_FILES_FILE_ERROR_H_
