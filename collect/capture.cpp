@@ -3,11 +3,8 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <sys/utsname.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <exception>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -24,20 +21,16 @@ struct TFreeEntry {
   void operator()(archive_entry* entry) const { ::archive_entry_free(entry); }
 };
 
-// A tar file that is there only once it is whole.
+// A tar archive that goes where the caller writes it to.
 class TTarFile {
  public:
-  explicit TTarFile(std::string file)
-      : file(std::move(file)), part(UnfinishedCapture(this->file)), tar(::archive_write_new()) {
+  explicit TTarFile(const TWrite& write) : write(write), tar(::archive_write_new()) {
     ::archive_write_set_format_pax_restricted(tar.get());
-    if (::archive_write_open_filename(tar.get(), part.c_str()) != ARCHIVE_OK) Fail();
+    ::archive_write_set_bytes_in_last_block(tar.get(), 1);
+    if (::archive_write_open(tar.get(), this, nullptr, Put, nullptr) != ARCHIVE_OK) Fail();
   }
   TTarFile(const TTarFile&) = delete;
   TTarFile& operator=(const TTarFile&) = delete;
-  ~TTarFile() {
-    tar.reset();
-    if (!whole) ::unlink(part.c_str());
-  }
 
   void Add(const std::string& path, const std::string& bytes) {
     const std::unique_ptr<archive_entry, TFreeEntry> entry(::archive_entry_new());
@@ -53,21 +46,30 @@ class TTarFile {
 
   void Finish() {
     if (::archive_write_close(tar.get()) != ARCHIVE_OK) Fail();
-    if (std::rename(part.c_str(), file.c_str()) != 0) Fail(std::strerror(errno));
-    whole = true;
   }
 
  private:
-  [[noreturn]] void Fail(const char* reason = nullptr) {
-    if (reason == nullptr) reason = ::archive_error_string(tar.get());
-    throw std::runtime_error(file + ": the capture cannot be written: " +
+  // An exception cannot pass through the library.
+  static la_ssize_t Put(archive*, void* self, const void* bytes, std::size_t size) {
+    auto& target = *static_cast<TTarFile*>(self);
+    try {
+      if (!target.failure) target.write({static_cast<const char*>(bytes), size});
+    } catch (...) {
+      target.failure = std::current_exception();
+    }
+    return target.failure ? -1 : static_cast<la_ssize_t>(size);
+  }
+
+  [[noreturn]] void Fail() {
+    if (failure) std::rethrow_exception(failure);
+    const char* const reason = ::archive_error_string(tar.get());
+    throw std::runtime_error(std::string("the capture cannot be written: ") +
                              (reason == nullptr ? "unknown error" : reason));
   }
 
-  std::string file;
-  std::string part;
+  const TWrite& write;
+  std::exception_ptr failure;
   std::unique_ptr<archive, TFreeArchive> tar;
-  bool whole = false;
 };
 
 bool TellsWho(const std::string& path) {
@@ -84,8 +86,8 @@ void AddArchitecture(const TTree& tree, TTarFile& tar) {
 
 }  // namespace
 
-void WriteCapture(const TTree& tree, bool redact, const std::string& file) {
-  TTarFile tar(file);
+void WriteCapture(const TTree& tree, bool redact, const TWrite& write) {
+  TTarFile tar(write);
   const std::set<std::string> paths = tree.ReadFiles();
   for (const std::string& path : paths) {
     if (redact && TellsWho(path)) continue;
@@ -96,10 +98,6 @@ void WriteCapture(const TTree& tree, bool redact, const std::string& file) {
   }
   AddArchitecture(tree, tar);
   tar.Finish();
-}
-
-std::string UnfinishedCapture(const std::string& file) {
-  return file + "." + std::to_string(::getpid()) + ".part";
 }
 
 }  // namespace svc::collect

@@ -2,20 +2,16 @@
 #ifndef COLLECT_CAPTURE_H_
 #define COLLECT_CAPTURE_H_
 
-#include <string>
-
+#include "collect/collector.h"
 #include "collect/tree.h"
 
 namespace svc::collect {
 
-// Writes the files that were read of `tree` so far into the tar archive `file`, under the paths by
-// which they were read, so that no symbolic link is needed. With `redact` the files that tell
-// serial numbers or UUIDs are left out, and the SMBIOS table loses them. Writes
-// beside `file` and renames; throws std::runtime_error when that fails.
-void WriteCapture(const TTree& tree, bool redact, const std::string& file);
-
-// The file that WriteCapture writes until the archive is whole.
-std::string UnfinishedCapture(const std::string& file);
+// Writes the files that were read of `tree` so far as a tar archive, under the paths by which they
+// were read, so that no symbolic link is needed. With `redact` the files that tell serial numbers
+// or UUIDs are left out, and the SMBIOS table loses them. Throws what `write` throws, and
+// std::runtime_error.
+void WriteCapture(const TTree& tree, bool redact, const TWrite& write);
 
 }  // namespace svc::collect
 

@@ -4,7 +4,9 @@
 #ifndef COLLECT_COLLECTOR_H_
 #define COLLECT_COLLECTOR_H_
 
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace svc::collect {
@@ -32,6 +34,9 @@ struct SourceState {
   std::string advice;   // What to do; empty without a problem.
 };
 
+// Takes bytes that follow those of the call before.
+using TWrite = std::function<void(std::string_view bytes)>;
+
 class ICollector {
  public:
   virtual ~ICollector() = default;
@@ -40,19 +45,14 @@ class ICollector {
   // text says what, where and what to do, when `options.root` is no folder that can be read.
   virtual Outcome Collect(const Options& options) const = 0;
 
-  // Writes exactly the files that Collect reads into the tar archive `file`, whose unpacked tree
-  // Collect takes as root. Returns the notes of Collect. Throws std::runtime_error as Collect does
-  // and when `file` cannot be written; then nothing is left of it. With `options.redact` the files
-  // that tell serial numbers or UUIDs are left out.
-  virtual std::vector<std::string> Capture(const Options& options,
-                                           const std::string& file) const = 0;
+  // Hands over, as a tar archive, exactly the files that Collect reads; Collect takes its unpacked
+  // tree as root. Returns the notes of Collect. Throws std::runtime_error as Collect does, and what
+  // `write` throws; then the archive is not whole. With `options.redact` the files that tell serial
+  // numbers or UUIDs are left out.
+  virtual std::vector<std::string> Capture(const Options& options, const TWrite& write) const = 0;
 
   // Tries each source of the running system.
   virtual std::vector<SourceState> TrySources() const = 0;
-
-  // The file that Capture writes until the archive is whole, for who has to remove it when the
-  // process is ended meanwhile.
-  virtual std::string UnfinishedCapture(const std::string& file) const { return file + ".part"; }
 };
 
 }  // namespace svc::collect

@@ -56,15 +56,11 @@ Outcome TLinuxCollector::Collect(const Options& options) const {
 }
 
 std::vector<std::string> TLinuxCollector::Capture(const Options& options,
-                                                  const std::string& file) const {
+                                                  const TWrite& write) const {
   const TTree tree(options.root);
   const TInventory inventory = ReadAll(tree, options);
-  WriteCapture(tree, options.redact, file);
+  WriteCapture(tree, options.redact, write);
   return inventory.Notes();
-}
-
-std::string TLinuxCollector::UnfinishedCapture(const std::string& file) const {
-  return collect::UnfinishedCapture(file);
 }
 
 }  // namespace svc::collect

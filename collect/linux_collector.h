@@ -9,9 +9,8 @@ namespace svc::collect {
 class TLinuxCollector : public ICollector {
  public:
   Outcome Collect(const Options& options) const override;
-  std::vector<std::string> Capture(const Options& options, const std::string& file) const override;
+  std::vector<std::string> Capture(const Options& options, const TWrite& write) const override;
   std::vector<SourceState> TrySources() const override;
-  std::string UnfinishedCapture(const std::string& file) const override;
 };
 
 }  // namespace svc::collect

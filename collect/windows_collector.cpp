@@ -26,10 +26,10 @@ class TWindowsCollector : public ICollector {
     return TryWindowsSources(*ThisWindowsMachine());
   }
 
-  std::vector<std::string> Capture(const Options&, const std::string& file) const override {
-    throw std::runtime_error("cannot write " + file +
-                             ": a Windows machine's inventory is not made of files; give its "
-                             "inventory instead, with --output FILE");
+  std::vector<std::string> Capture(const Options&, const TWrite&) const override {
+    throw std::runtime_error(
+        "cannot write a capture: a Windows machine's inventory is not made of "
+        "files; give its inventory instead, with --output FILE");
   }
 };
 

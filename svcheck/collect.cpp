@@ -4,7 +4,6 @@
 #include "report/text.h"
 #include "svcheck/failure.h"
 #include "svcheck/host_name.h"
-#include "svcheck/interruption.h"
 #include "svcheck/inventory_source.h"
 #include "svcheck/options.h"
 #include "svcheck/output.h"
@@ -57,9 +56,14 @@ class TCollectVerb : public IVerb {
   std::vector<std::string> Capture() const {
     try {
       const collect::ICollector& collector = collect::LoadCollector();
-      const std::string file = Absolute(captureFile).string();
-      const TTemporaryFile removal(collector.UnfinishedCapture(file));
-      return collector.Capture({Absolute(root).string(), redact}, file);
+      const auto output = OpenOutput(Absolute(captureFile).string());
+      std::vector<std::string> notes =
+          collector.Capture({Absolute(root).string(), redact},
+                            [&output](std::string_view bytes) { output->Write(bytes); });
+      output->Commit();
+      return notes;
+    } catch (const TFailure&) {
+      throw;
     } catch (const std::runtime_error& error) {
       throw TFailure(error.what());
     }

@@ -26,10 +26,7 @@ class TSilentCallback : public KPLAcquistion::AcquireCallbackIfc {
 // A folder that is gone with its holder.
 class TScratchFolder {
  public:
-  TScratchFolder()
-      : path(fs::temp_directory_path() / ("svcheck-doctor-" + std::to_string(ProcessId()))) {
-    fs::create_directory(path);
-  }
+  TScratchFolder() : path(MakeScratchFolder("doctor")) {}
   ~TScratchFolder() {
     std::error_code ignored;
     fs::remove_all(path, ignored);

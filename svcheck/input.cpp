@@ -3,13 +3,11 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <system_error>
 
 #include "report/saved_report.h"
-#include "runtime/hskcore/os_platform.h"
-#include "runtime/hskcore/path_of.h"
+#include "runtime/files/read_file.h"
 #include "svcheck/failure.h"
 
 namespace svc {
@@ -38,12 +36,17 @@ struct TClose {
   }
 };
 
+std::FILE* Open(const TKind& kind, const std::string& file) {
+  if (file == "-") return stdin;
+  try {
+    return files::OpenToRead(file, files::EPipes::kGiven);
+  } catch (const files::TFileError& error) {
+    Fail(kind, file, error.what());
+  }
+}
+
 std::string ReadWhole(const TKind& kind, const std::string& file) {
-  const auto why = [](int error) { return std::generic_category().message(error); };
-  std::error_code ignored;
-  if (std::filesystem::is_directory(PathOf(file), ignored)) Fail(kind, file, "it is a folder");
-  const std::unique_ptr<std::FILE, TClose> stream(file == "-" ? stdin : OpenNativeFile(file, "rb"));
-  if (!stream) Fail(kind, file, why(errno));
+  const std::unique_ptr<std::FILE, TClose> stream(Open(kind, file));
   std::string text;
   std::array<char, 1 << 16> block;
   while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream.get())) {
@@ -52,7 +55,9 @@ std::string ReadWhole(const TKind& kind, const std::string& file) {
       Fail(kind, file, "it has more than " + std::to_string(kind.largest >> 20) + " MiB");
     }
   }
-  if (std::ferror(stream.get()) != 0) Fail(kind, file, why(errno));
+  if (std::ferror(stream.get()) != 0) {
+    Fail(kind, file, std::generic_category().message(errno));
+  }
   return text;
 }
 

@@ -62,6 +62,7 @@ int main(int argc, char** argv) {
   try {
     svc::GuardStandardStreams();
     svc::GuardEnvironment();
+    svc::GuardFileSizes();
     svc::WatchMemory();
     std::set_terminate(svc::Terminate);
     svc::HandleInterruption();

@@ -1,26 +1,24 @@
 #include "svcheck/output.h"
 
 #include <cerrno>
-#include <cstring>
-#include <system_error>
+#include <optional>
 #include <utility>
 
-#include "runtime/hskcore/os_platform.h"
-#include "runtime/hskcore/path_of.h"
+#include "runtime/files/new_file.h"
 #include "svcheck/failure.h"
 #include "svcheck/interruption.h"
 #include "svcheck/paths.h"
-#include "svcheck/process.h"
-
-namespace fs = std::filesystem;
 
 namespace svc {
 
 namespace {
 
-[[noreturn]] void FailToWrite(const std::string& place, int error) {
-  throw TFailure("cannot write " + place + ": " + std::generic_category().message(error) +
+[[noreturn]] void FailToWrite(const std::string& place, const files::TFileError& error) {
+  throw TFailure("cannot write " + place + ": " + error.what() +
                  "; check that there is space and that you may write there");
+}
+[[noreturn]] void FailToWrite(const std::string& place, int error) {
+  FailToWrite(place, files::TFileError(error));
 }
 
 // A C stream with its errors turned into failures.
@@ -38,11 +36,6 @@ class TStream {
   }
   void Flush() {
     if (std::fflush(file) != 0 || std::ferror(file) != 0) FailToWrite(place, errno);
-  }
-  void Close() {
-    Flush();
-    std::FILE* const closed = std::exchange(file, nullptr);
-    if (closed != stdout && std::fclose(closed) != 0) FailToWrite(place, errno);
   }
 
  private:
@@ -62,53 +55,33 @@ class TStreamOutput : public TOutput {
 
 class TFileOutput : public TOutput {
  public:
-  explicit TFileOutput(fs::path target)
-      : target(std::move(target)),
-        written(fs::path(this->target) += ".svcheck-" + std::to_string(ProcessId())),
-        removal(written.string()),
-        stream(Open(), this->target.string()) {}
+  explicit TFileOutput(const std::string& target) : target(target) {
+    Do([&] { file.emplace(target, [&](const std::string& path) { removal.emplace(path); }); });
+  }
 
-  void Write(std::string_view text) override { stream.Write(text); }
+  void Write(std::string_view text) override {
+    Do([&] { file->Write(text); });
+  }
 
   void Commit() override {
-    stream.Close();
-    std::error_code error;
-    if (fs::exists(target, error)) {
-      fs::permissions(written, fs::status(target).permissions(), error);
-    }
-    fs::rename(written, target, error);
-    if (error) FailToWrite(target.string(), error.value());
-    removal.Disarm();
+    Do([&] { file->Publish(); });
+    removal->Disarm();
   }
 
  private:
-  std::FILE* Open() {
-    std::error_code ignored;
-    fs::remove(written, ignored);  // Left by a process of the same number that was killed.
-    std::FILE* const file = OpenNewFile(written);
-    if (file == nullptr) FailToWrite(target.string(), errno);
-    return file;
+  template <typename TAction>
+  void Do(const TAction& action) {
+    try {
+      action();
+    } catch (const files::TFileError& error) {
+      FailToWrite(target, error);
+    }
   }
 
-  fs::path target;
-  fs::path written;
-  TTemporaryFile removal;
-  TStream stream;
+  std::string target;
+  std::optional<TTemporaryFile> removal;
+  std::optional<files::TNewFile> file;
 };
-
-bool IsWrittenInPlace(const fs::path& path) {
-  std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  return fs::exists(status) && !fs::is_regular_file(status);
-}
-
-// A link stays a link: what it points to is replaced.
-fs::path FollowLinks(const fs::path& path) {
-  std::error_code error;
-  if (!fs::is_symlink(path, error)) return path;
-  const fs::path target = fs::weakly_canonical(path, error);
-  return error ? path : target;
-}
 
 }  // namespace
 
@@ -121,13 +94,13 @@ void FlushStandardOutput() {
 std::unique_ptr<TOutput> OpenOutput(const std::string& path) {
   if (path == "-") return std::make_unique<TStreamOutput>(stdout, "standard output");
   if (path.empty()) throw TFailure("the name of the output is empty; name a file", kExitUsage);
-  std::error_code ignored;
-  if (fs::is_directory(PathOf(path), ignored)) FailToWrite(path, EISDIR);
-  if (!IsWrittenInPlace(PathOf(path)))
-    return std::make_unique<TFileOutput>(FollowLinks(Absolute(path)));
-  std::FILE* const file = OpenNativeFile(path, "wb");
-  if (file == nullptr) FailToWrite(path, errno);
-  return std::make_unique<TStreamOutput>(file, path);
+  try {
+    if (files::WhatIsNamed(path) != files::ENamed::kOther)
+      return std::make_unique<TFileOutput>(Absolute(path).string());
+    return std::make_unique<TStreamOutput>(files::OpenInPlace(path, files::EStart::kEmpty), path);
+  } catch (const files::TFileError& error) {
+    FailToWrite(path, error);
+  }
 }
 
 }  // namespace svc

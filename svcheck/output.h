@@ -4,7 +4,6 @@
 #define SVCHECK_OUTPUT_H_
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -23,8 +22,10 @@ class TOutput : public report::IOutput {
   virtual void Commit() = 0;
 };
 
-// "-" is standard output. A file is written beside its place and renamed by Commit; what is no
-// regular file (a pipe, a device) is written in place. Throws TFailure when it cannot be made.
+// "-" is standard output. A file is written beside its place and renamed by Commit, on stable
+// storage; a link to it is followed where it belongs to root or the user, another's is replaced.
+// What is no regular file (a pipe, a device) is written in place. Throws TFailure when it cannot be
+// made.
 std::unique_ptr<TOutput> OpenOutput(const std::string& path);
 
 // Hands to the system what the process wrote to standard output. Throws TFailure when any of it was

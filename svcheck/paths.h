@@ -2,6 +2,7 @@
 #ifndef SVCHECK_PATHS_H_
 #define SVCHECK_PATHS_H_
 
+#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -24,8 +25,8 @@ std::filesystem::path ConfigFolder();
 std::filesystem::path DownloadFolder();
 // The folder for the whole machine's configuration.
 std::filesystem::path SystemConfigFolder();
-// Whether somebody else than root and the user may change the file.
-bool OthersMayWrite(const std::filesystem::path& file);
+// Whether somebody else than root and the user may change the file that is open.
+bool OthersMayWrite(std::FILE* file);
 // Whether the user may make files in the folder.
 bool MayWriteTo(const std::filesystem::path& folder);
 

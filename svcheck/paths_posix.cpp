@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 
+#include "runtime/files/rights.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/failure.h"
 #include "svcheck/paths.h"
@@ -53,14 +54,12 @@ fs::path ConfigFolder() { return UserFolder("XDG_CONFIG_HOME", ".config"); }
 fs::path DownloadFolder() { return fs::path(DriveRoot()) / "c/QRX_Support/SV"; }
 fs::path SystemConfigFolder() { return "/etc/svcheck"; }
 
-// A group of its owner's own number is the owner's private one.
-bool OthersMayWrite(const fs::path& file) {
+bool OthersMayWrite(std::FILE* file) {
+  constexpr auto kIsTrusted = [](uid_t user) { return user == 0 || user == ::geteuid(); };
+  const files::TDescriptor own(::dup(::fileno(file)));
   struct stat status {};
-  if (::stat(file.c_str(), &status) != 0) return false;
-  const bool byGroup = (status.st_mode & S_IWGRP) != 0 && status.st_gid != 0 &&
-                       status.st_gid != static_cast<gid_t>(status.st_uid);
-  return byGroup || (status.st_mode & S_IWOTH) != 0 ||
-         (status.st_uid != 0 && status.st_uid != ::geteuid());
+  if (!own || ::fstat(own.Get(), &status) != 0) return true;
+  return !kIsTrusted(status.st_uid) || files::OthersMayWrite(own, status, kIsTrusted);
 }
 
 bool MayWriteTo(const fs::path& folder) { return ::access(folder.c_str(), W_OK | X_OK) == 0; }

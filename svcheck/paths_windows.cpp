@@ -45,7 +45,7 @@ fs::path DownloadFolder() { return rules::kDownloadFolder; }
 fs::path SystemConfigFolder() { return UserFolder(L"ProgramData"); }
 
 // The folders of the system's configuration and of the user's have rights that keep others out.
-bool OthersMayWrite(const fs::path& /*file*/) { return false; }
+bool OthersMayWrite(std::FILE* /*file*/) { return false; }
 
 bool MayWriteTo(const fs::path& folder) {
   constexpr int kWrite = 2;

@@ -1,4 +1,4 @@
-// The running process: its number, its standard streams, the files it makes.
+// The running process: its standard streams, its limits, its temporary files.
 #ifndef SVCHECK_PROCESS_H_
 #define SVCHECK_PROCESS_H_
 
@@ -8,10 +8,9 @@
 
 namespace svc {
 
-int ProcessId() noexcept;
-
-// A file for writing bytes that was not there before. Null where it cannot be made; errno says why.
-std::FILE* OpenNewFile(const std::filesystem::path& path);
+// Makes a folder in the one for temporary files that only its maker can use, under a name that
+// nobody can foresee: "svcheck-PURPOSE-" and random characters. Throws TFailure.
+std::filesystem::path MakeScratchFolder(const std::string& purpose);
 
 // Its environment: "NAME=VALUE" each, with a null pointer behind the last. May be null.
 char** Environment() noexcept;
@@ -19,6 +18,10 @@ char** Environment() noexcept;
 // A program may be started with its standard streams closed; then the first file it opens would be
 // taken for one. Called once, first of all.
 void GuardStandardStreams() noexcept;
+
+// To write past the limit of a file's size (ulimit -f) becomes an error like others, where it would
+// end the process without a word. Called before anything is written.
+void GuardFileSizes() noexcept;
 
 // Forgets every variable that is not let in (svcheck/environment.h). Called by the only thread,
 // before any library is loaded that might read one.

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -15,10 +16,14 @@
 
 namespace svc {
 
-int ProcessId() noexcept { return ::getpid(); }
-
-std::FILE* OpenNewFile(const std::filesystem::path& path) {
-  return std::fopen(path.c_str(), "wbx");
+std::filesystem::path MakeScratchFolder(const std::string& purpose) {
+  std::string path = std::filesystem::temp_directory_path() / ("svcheck-" + purpose + "-XXXXXX");
+  if (::mkdtemp(path.data()) == nullptr) {
+    throw TFailure("cannot make the folder " + path + ": " +
+                   std::generic_category().message(errno) +
+                   "; name a folder for temporary files with TMPDIR");
+  }
+  return path;
 }
 
 char** Environment() noexcept { return environ; }
@@ -29,6 +34,8 @@ void GuardStandardStreams() noexcept {
     if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", O_RDONLY);
   }
 }
+
+void GuardFileSizes() noexcept { ::signal(SIGXFSZ, SIG_IGN); }
 
 void GuardEnvironment() {
   if (environ == nullptr) return;

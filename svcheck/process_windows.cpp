@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <io.h>
-#include <process.h>
 #include <share.h>
 #include <sys/stat.h>
 #include <windows.h>
@@ -12,6 +11,7 @@
 #include <cwchar>
 #include <filesystem>
 #include <iterator>
+#include <random>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -102,13 +102,15 @@ int OpenScratchFile() {
 
 }  // namespace
 
-int ProcessId() noexcept { return _getpid(); }
-
-std::FILE* OpenNewFile(const std::filesystem::path& path) {
-  int file = -1;
-  _wsopen_s(&file, path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
-            _SH_DENYWR, _S_IREAD | _S_IWRITE);
-  return file == -1 ? nullptr : _fdopen(file, "wb");
+// The folder for temporary files is the user's own.
+std::filesystem::path MakeScratchFolder(const std::string& purpose) {
+  const std::filesystem::path folder = std::filesystem::temp_directory_path();
+  std::random_device device;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    const auto path = folder / ("svcheck-" + purpose + "-" + std::to_string(device()));
+    if (std::filesystem::create_directory(path)) return path;
+  }
+  throw TFailure("cannot make a folder in " + folder.string() + "; remove old ones there");
 }
 
 char** Environment() noexcept { return _environ; }
@@ -130,6 +132,8 @@ void GuardEnvironment() {
   }
   for (const std::wstring& name : forgotten) _wputenv(name.c_str());
 }
+
+void GuardFileSizes() noexcept {}
 
 bool StandardOutputIsTerminal() noexcept { return IsConsole(STD_OUTPUT_HANDLE); }
 bool StandardErrorIsTerminal() noexcept { return IsConsole(STD_ERROR_HANDLE); }

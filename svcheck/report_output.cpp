@@ -1,13 +1,13 @@
 #include "svcheck/report_output.h"
 
+#include <array>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <optional>
 #include <vector>
 
-#include "runtime/hskcore/path_of.h"
+#include "runtime/files/read_file.h"
 #include "svcheck/failure.h"
 #include "svcheck/options.h"
 #include "svcheck/process.h"
@@ -79,14 +79,21 @@ auto WriteOrTell(const report::TFormat& format, const TWrite& write) {
 // A metrics file that is written anew keeps when a check last went well.
 std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
   constexpr std::string_view kMetric = "svcheck_last_success_timestamp_seconds ";
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(PathOf(file), error)) return {};  // A pipe would wait.
-  std::ifstream stream(PathOf(file));
-  std::string line;
-  while (std::getline(stream, line)) {
-    if (line.starts_with(kMetric)) {
-      return WholeNumberIn<std::int64_t>(std::string_view(line).substr(kMetric.size()));
-    }
+  struct TClose {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+  };
+  std::unique_ptr<std::FILE, TClose> stream;
+  try {
+    stream.reset(files::OpenToRead(file, files::EPipes::kNone));
+  } catch (const files::TFileError&) {
+    return {};
+  }
+  std::array<char, 256> line;
+  while (std::fgets(line.data(), line.size(), stream.get()) != nullptr) {
+    std::string_view text = line.data();
+    if (!text.starts_with(kMetric)) continue;
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    return WholeNumberIn<std::int64_t>(text.substr(kMetric.size()));
   }
   return {};
 }

@@ -13,9 +13,14 @@
 #pragma pop_macro("TOML_UNREACHABLE")
 #include <toml++/toml.h>
 
-#include <fstream>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <optional>
 #include <system_error>
 
+#include "runtime/files/read_file.h"
 #include "svcheck/failure.h"
 #include "svcheck/paths.h"
 
@@ -90,26 +95,53 @@ class TFileReader {
   std::vector<TSetting> settings;
 };
 
-}  // namespace
+struct TClose {
+  void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+using TStream = std::unique_ptr<std::FILE, TClose>;
 
-std::vector<TSetting> ReadSettingsFile(const fs::path& file, ELayer layer) {
-  std::error_code error;
-  const fs::file_status status = fs::status(file, error);
-  if (status.type() == fs::file_type::not_found) return {};
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream || !fs::is_regular_file(status)) {
-    throw TFailure(
-        "cannot read " + file.string() + "; make it a file that you may read, or remove it",
-        kExitUsage);
+// Null where there is none.
+TStream Open(const fs::path& file) {
+  try {
+    return TStream(files::OpenToRead(file.string(), files::EPipes::kNone));
+  } catch (const files::TFileError& error) {
+    if (error.Number() == ENOENT || error.Number() == ENOTDIR) return {};
+    throw TFailure("cannot read " + file.string() + ": " + error.what() +
+                       "; make it a file that you may read, or remove it",
+                   kExitUsage);
   }
-  if (OthersMayWrite(file)) {
+}
+
+// None where there is no such file.
+std::optional<std::string> ReadText(const fs::path& file) {
+  const TStream stream = Open(file);
+  if (!stream) return {};
+  if (OthersMayWrite(stream.get())) {
     throw TFailure(file.string() +
                        " is not read, since others than root and you may write to it; "
                        "correct its owner and rights (chmod go-w)",
                    kExitUsage);
   }
+  std::string text;
+  std::array<char, 4096> block;
+  while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream.get())) {
+    text.append(block.data(), count);
+  }
+  if (std::ferror(stream.get()) != 0) {
+    throw TFailure("cannot read " + file.string() + ": " + std::generic_category().message(errno) +
+                       "; make it a file that you may read, or remove it",
+                   kExitUsage);
+  }
+  return text;
+}
+
+}  // namespace
+
+std::vector<TSetting> ReadSettingsFile(const fs::path& file, ELayer layer) {
+  const std::optional<std::string> text = ReadText(file);
+  if (!text) return {};
   try {
-    return TFileReader(file, layer).Read(toml::parse(stream, file.string()));
+    return TFileReader(file, layer).Read(toml::parse(*text, file.string()));
   } catch (const toml::parse_error& mistake) {
     Refuse(file, mistake.source().begin.line,
            std::string(mistake.description()) + "; a setting is a line such as: format = \"json\"");

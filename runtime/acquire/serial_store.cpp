@@ -10,7 +10,6 @@
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/staged_file.h"
-#include "runtime/acquire/unique_name.h"
 
 namespace svc::acquire {
 namespace {
@@ -92,7 +91,7 @@ void TSerialStore::Accept(std::uint64_t serial) {
   const nlohmann::json state = {{"repository", repository}, {"serial", serial}};
   try {
     MakeFolders(folder);
-    TStagedFile file(UniqueName(path));
+    TStagedFile file(path);
     file.Write(state.dump() + "\n");
     file.Publish(path);
     SyncFolder(folder);

@@ -3,8 +3,11 @@
 #define RUNTIME_ACQUIRE_STAGED_FILE_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "runtime/files/new_file.h"
 
 namespace svc::acquire {
 
@@ -13,11 +16,9 @@ namespace svc::acquire {
 // kFolderUnwritable).
 class TStagedFile {
  public:
-  // Makes the file. REQUIRES: nothing stands under that path; its folder exists.
+  // Makes the file beside that path, under a name that nobody can foresee. REQUIRES: the folder
+  // exists.
   explicit TStagedFile(std::string path);
-  ~TStagedFile();
-  TStagedFile(const TStagedFile&) = delete;
-  TStagedFile& operator=(const TStagedFile&) = delete;
 
   void Write(std::string_view bytes);
   void StartOver();
@@ -26,8 +27,10 @@ class TStagedFile {
   void Publish(const std::string& target);
 
  private:
+  static constexpr unsigned kMode = 0644;
+
   std::string path;
-  int descriptor = -1;
+  std::optional<files::TNewFile> file;
 };
 
 // Makes the names in a folder stable.

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 
@@ -15,51 +14,10 @@ namespace {
 
 // REQUIRES: errno is that of the failure.
 TFailure CannotWrite(const std::string& path) {
-  const int error = errno;
-  const std::string text = path + " cannot be written: " + std::strerror(error);
-  if (error == ENOSPC || error == EDQUOT)
-    return {EOutcome::kDiskFull, text + "; make room there and start again"};
-  if (error == EXDEV)
-    return {EOutcome::kFolderUnwritable,
-            path +
-                " is a file system of its own; a download needs the same one for the folder "
-                "and its neighbours: mount the parent folder instead"};
-  return {EOutcome::kFolderUnwritable, text};
+  return {EOutcome::kFolderUnwritable, path + " cannot be written: " + std::strerror(errno)};
 }
 
 }  // namespace
-
-TStagedFile::TStagedFile(std::string where) : path(std::move(where)) {
-  descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-  if (descriptor < 0) throw CannotWrite(path);
-}
-
-TStagedFile::~TStagedFile() {
-  if (descriptor >= 0) close(descriptor);
-  if (!path.empty()) unlink(path.c_str());
-}
-
-void TStagedFile::Write(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw CannotWrite(path);
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
-void TStagedFile::StartOver() {
-  if (ftruncate(descriptor, 0) != 0 || lseek(descriptor, 0, SEEK_SET) != 0) throw CannotWrite(path);
-}
-
-void TStagedFile::Publish(const std::string& target) {
-  if (fsync(descriptor) != 0) throw CannotWrite(path);
-  const int closing = descriptor;
-  descriptor = -1;
-  if (close(closing) != 0 && errno != EINTR) throw CannotWrite(path);
-  if (std::rename(path.c_str(), target.c_str()) != 0) throw CannotWrite(target);
-  path.clear();
-}
 
 void SyncFolder(const std::string& folder) {
   const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

@@ -1,10 +1,8 @@
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
-#include <sys/stat.h>
 #include <windows.h>
 
-#include <algorithm>
 #include <filesystem>
 
 #include "runtime/acquire/native_text_windows.h"
@@ -12,64 +10,6 @@
 #include "runtime/acquire/staged_file.h"
 
 namespace svc::acquire {
-namespace {
-
-constexpr std::size_t kWriteLimit = std::size_t{1} << 30;
-
-TFailure CannotWrite(const std::string& path, unsigned long error) {
-  const std::string text = path + " cannot be written: " + SystemText(error);
-  if (error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL)
-    return {EOutcome::kDiskFull, text + "; make room there and start again"};
-  if (error == ERROR_NOT_SAME_DEVICE)
-    return {EOutcome::kFolderUnwritable,
-            path +
-                " is a volume of its own; a download needs the same one for the folder and its "
-                "neighbours: mount the parent folder instead"};
-  return {EOutcome::kFolderUnwritable, text};
-}
-
-// After a failure in the C runtime, which keeps the system's own code.
-TFailure CannotWrite(const std::string& path) { return CannotWrite(path, _doserrno); }
-
-}  // namespace
-
-TStagedFile::TStagedFile(std::string where) : path(std::move(where)) {
-  if (_wsopen_s(&descriptor, Widen(path).c_str(),
-                _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _SH_DENYWR,
-                _S_IREAD | _S_IWRITE) != 0)
-    throw CannotWrite(path);
-}
-
-TStagedFile::~TStagedFile() {
-  if (descriptor >= 0) _close(descriptor);
-  if (!path.empty()) _wunlink(Widen(path).c_str());
-}
-
-void TStagedFile::Write(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const auto size = static_cast<unsigned>(std::min(bytes.size(), kWriteLimit));
-    const int written = _write(descriptor, bytes.data(), size);
-    if (written <= 0) throw CannotWrite(path);
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
-void TStagedFile::StartOver() {
-  if (_chsize_s(descriptor, 0) != 0 || _lseeki64(descriptor, 0, SEEK_SET) != 0)
-    throw CannotWrite(path);
-}
-
-void TStagedFile::Publish(const std::string& target) {
-  if (_commit(descriptor) != 0) throw CannotWrite(path);
-  const int closing = descriptor;
-  descriptor = -1;
-  if (_close(closing) != 0) throw CannotWrite(path);
-  if (!MoveFileExW(Widen(path).c_str(), Widen(target).c_str(),
-                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-    throw CannotWrite(target, GetLastError());
-  path.clear();
-}
-
 // A rename that was written through is stable, and the system lets nobody sync a folder.
 void SyncFolder(const std::string& /*folder*/) {}
 

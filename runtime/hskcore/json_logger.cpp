@@ -11,13 +11,15 @@
 #include <utility>
 
 #include "host/hskcore/exception.h"
+#include "host/hskcore/os_specific.h"
+#include "runtime/files/new_file.h"
 #include "runtime/hskcore/json_text.h"
-#include "runtime/hskcore/os_platform.h"
 
 namespace svc {
 
 using NQRXHSK20::THSKException;
 using NQRXHSK20::THSKStatusCode;
+using NQRXHSK20::TOSSpecific;
 
 namespace {
 
@@ -53,6 +55,15 @@ char* WriteLine(char* target, int level, std::string_view message) {
   }
   target = WriteJsonText(target, message);
   return Write(target, kEnd);
+}
+
+std::FILE* OpenLog(const std::string& path) {
+  try {
+    return files::OpenInPlace(TOSSpecific::NativePath(path), files::EStart::kEmpty);
+  } catch (const files::TFileError& error) {
+    throw THSKException("The log \"" + path + "\" cannot be written: " + error.what(),
+                        THSKStatusCode::kFailed);
+  }
 }
 
 }  // namespace
@@ -108,12 +119,7 @@ void TJsonLogger::TSink::Put(const char* bytes, std::size_t size) {
 
 boost::shared_ptr<TJsonLogger> TJsonLogger::Open(const std::string& path, int highestLevel,
                                                  const TErrorCallback& onError) {
-  std::FILE* file = OpenFile(path, "wb");
-  if (file == nullptr) {
-    throw THSKException(
-        "The log \"" + path + "\" cannot be written: " + std::generic_category().message(errno),
-        THSKStatusCode::kFailed);
-  }
+  std::FILE* file = OpenLog(path);
   auto sink = std::make_unique<TSink>(file, path, onError);
   return boost::shared_ptr<TJsonLogger>(new TJsonLogger(std::move(sink), highestLevel));
 }

@@ -20,7 +20,8 @@ class HSKCORE_API TJsonLogger final : public NQRXHSK20::ILogger {
   // Is told the first failure to write, once: where and why.
   using TErrorCallback = boost::function<void(const std::string&)>;
 
-  // Writes the entries of the levels 0 to `highestLevel` to a file, which it makes or empties.
+  // Writes the entries of the levels 0 to `highestLevel` to a file, which it makes or empties. In
+  // the place of another user's link, or of a file with further names, it makes a new one.
   // Throws THSKException (kFailed) when the file cannot be opened.
   static boost::shared_ptr<TJsonLogger> Open(const std::string& path, int highestLevel,
                                              const TErrorCallback& onError);

@@ -15,11 +15,8 @@ std::string DefaultDriveRoot();
 // What the program set to be taken instead of a path; empty for most.
 std::string StandInFile(const std::string& path);
 
-// Opens a file, whose UTF-8 path may have the Windows form, with a mode of the C library; null with
-// errno set when it cannot be opened. The caller closes it.
-HSKCORE_API std::FILE* OpenFile(const std::string& path, const char* mode);
-
-// The same for a path of the system's own, in UTF-8 and of any length.
+// Opens a file by a path of the system's own, in UTF-8 and of any length, with a mode of the C
+// library; null with errno set when it cannot be opened. The caller closes it.
 HSKCORE_API std::FILE* OpenNativeFile(const std::string& path, const char* mode);
 
 }  // namespace svc

@@ -128,10 +128,6 @@ std::string DefaultDriveRoot() {
   return std::string(home != nullptr && home[0] == '/' ? home : "") + "/.local/state" + kFolder;
 }
 
-std::FILE* OpenFile(const std::string& path, const char* mode) {
-  return OpenNativeFile(NQRXHSK20::TOSSpecific::NativePath(path), mode);
-}
-
 std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
   return std::fopen(path.c_str(), mode);
 }

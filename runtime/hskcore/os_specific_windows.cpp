@@ -105,10 +105,6 @@ namespace svc {
 
 std::string DefaultDriveRoot() { return ""; }
 
-std::FILE* OpenFile(const std::string& path, const char* mode) {
-  return OpenNativeFile(path, mode);
-}
-
 std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
   return _wfopen(NQRXHSK20::Wide(path).c_str(), NQRXHSK20::Wide(mode).c_str());
 }

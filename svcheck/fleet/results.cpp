@@ -6,7 +6,6 @@
 #include <system_error>
 #include <utility>
 
-#include "runtime/hskcore/os_platform.h"
 #include "runtime/hskcore/path_of.h"
 #include "svcheck/failure.h"
 #include "svcheck/fleet/result_lines.h"
@@ -49,44 +48,55 @@ std::optional<TResultReader::TMachine> TResultReader::Next() {
   return {};
 }
 
-TResultFile::TResultFile(std::string path) : path(std::move(path)) { Open("wb"); }
+TResultFile::TResultFile(std::string path) : path(std::move(path)) { Open(files::EStart::kEmpty); }
 
 TResultFile::TResultFile(std::string given,
                          const std::function<void(const TResultReader::TMachine&)>& seen)
     : path(std::move(given)) {
-  std::error_code error;
-  if (fs::exists(PathOf(path), error)) {
+  std::uint64_t whole = 0;
+  std::error_code ignored;
+  if (fs::exists(PathOf(path), ignored)) {
     TResultReader reader(path);
     while (const auto machine = reader.Next()) seen(*machine);
-    fs::resize_file(PathOf(path), reader.Position(), error);
-    if (error) throw TFailure("cannot go on with " + path + ": " + error.message());
+    whole = reader.Position();
   }
-  Open("ab");
+  Open(files::EStart::kBehind);
+  if (const int error = files::Truncate(file, whole); error != 0) {
+    throw TFailure("cannot go on with " + path + ": " + std::generic_category().message(error));
+  }
 }
 
 TResultFile::~TResultFile() {
   if (file != nullptr && file != stdout) std::fclose(file);
 }
 
-void TResultFile::Open(const char* mode) {
-  file = path == "-" ? stdout : OpenNativeFile(path, mode);
-  if (file == nullptr) Fail();
+void TResultFile::Open(files::EStart start) {
+  if (path == "-") {
+    file = stdout;
+    return;
+  }
+  try {
+    file = files::OpenInPlace(path, start);
+  } catch (const files::TFileError& error) {
+    Fail(error.what());
+  }
 }
 
-void TResultFile::Fail() const {
-  throw TFailure("cannot write " + (path == "-" ? "standard output" : path) + ": " +
-                 std::generic_category().message(errno) +
+void TResultFile::Fail(const std::string& reason) const {
+  throw TFailure("cannot write " + (path == "-" ? "standard output" : path) + ": " + reason +
                  "; check that there is space and that you may write there");
 }
 
 void TResultFile::Write(std::string_view lines) {
-  if (std::fwrite(lines.data(), 1, lines.size(), file) != lines.size()) Fail();
-  if (std::fflush(file) != 0) Fail();
+  if (std::fwrite(lines.data(), 1, lines.size(), file) != lines.size() || std::fflush(file) != 0)
+    Fail(std::generic_category().message(errno));
 }
 
 void TResultFile::Close() {
   if (file == stdout) return;
-  if (std::fclose(std::exchange(file, nullptr)) != 0) Fail();
+  int error = files::Sync(file);
+  if (std::fclose(std::exchange(file, nullptr)) != 0 && error == 0) error = errno;
+  if (error != 0) Fail(std::generic_category().message(error));
 }
 
 // Shard I of N has the machines I, N + I, 2 N + I and so on: none of them may end before the

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/files/new_file.h"
 #include "svcheck/fleet/byte_source.h"
 
 namespace svc::fleet {
@@ -41,7 +42,7 @@ class TResultReader {
 };
 
 // Where results go, each machine's lines as soon as they are there: a file is written in place, so
-// that what is done stays when the run is interrupted.
+// that what is done stays when the run is interrupted, and is on stable storage when it is closed.
 class TResultFile {
  public:
   // "-" is standard output. Throws TFailure.
@@ -58,8 +59,8 @@ class TResultFile {
   void Close();
 
  private:
-  void Open(const char* mode);
-  [[noreturn]] void Fail() const;
+  void Open(files::EStart start);
+  [[noreturn]] void Fail(const std::string& reason) const;
 
   std::string path;
   std::FILE* file = nullptr;

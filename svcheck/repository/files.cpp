@@ -5,7 +5,7 @@
 #include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/staged_file.h"
-#include "runtime/acquire/unique_name.h"
+#include "runtime/files/new_file.h"
 
 namespace svc::repository {
 namespace {
@@ -37,9 +37,13 @@ std::pair<std::uint64_t, std::string> SizeAndHash(const std::string& path) {
 }
 
 void WriteText(const std::string& path, const std::string& text) {
-  acquire::TStagedFile file(acquire::UniqueName(path));
-  file.Write(text);
-  file.Publish(path);
+  try {
+    files::TNewFile file(path);
+    file.Write(text);
+    file.Publish();
+  } catch (const files::TFileError& error) {
+    throw std::runtime_error(path + " cannot be written: " + error.what());
+  }
 }
 
 }  // namespace svc::repository

@@ -14,10 +14,11 @@ std::string ReadText(const std::string& path);
 // In bytes, and SHA-256 in hexadecimal.
 std::pair<std::uint64_t, std::string> SizeAndHash(const std::string& path);
 
-// Puts the text in the file's place whole.
+// Puts the text in the file's place whole, on stable storage.
 void WriteText(const std::string& path, const std::string& text);
 
-// Makes a file that only its owner may read. Throws where there is one already.
+// Makes a file that only its owner may read, whole and on stable storage. Throws where there is one
+// already.
 void WriteSecret(const std::string& path, const std::string& text);
 
 // A password for the purpose, from the terminal without showing it; where standard input is no

@@ -1,12 +1,10 @@
-#include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <iostream>
 #include <stdexcept>
 
+#include "runtime/files/new_file.h"
 #include "runtime/hskcore/shown_text.h"
 #include "svcheck/repository/files.h"
 
@@ -40,13 +38,13 @@ class TSilence {
 }  // namespace
 
 void WriteSecret(const std::string& path, const std::string& text) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (file < 0) throw std::runtime_error(path + " cannot be made: " + std::strerror(errno));
-  const bool isWritten =
-      write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-      fsync(file) == 0;
-  close(file);
-  if (!isWritten) throw std::runtime_error(path + " cannot be written");
+  try {
+    files::TNewFile file(path, {}, files::TNewFile::kForOwner);
+    file.Write(text);
+    file.PublishFirst();
+  } catch (const files::TFileError& error) {
+    throw std::runtime_error(path + " cannot be made: " + error.what());
+  }
 }
 
 std::string AskPassword(const std::string& purpose) {

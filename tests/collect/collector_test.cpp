@@ -1,9 +1,17 @@
 // The document as a whole, captures, and the tree below them.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdlib>
+#include <iterator>
 #include <stdexcept>
 
 #include "collect/linux_collector.h"
@@ -86,7 +94,10 @@ class CaptureTest : public testing::Test {
 
   std::string Capture(bool redact) {
     const std::string file = (output.Root() / "capture.tar").string();
-    notes = TLinuxCollector().Capture({tree.Root().string(), redact}, file);
+    std::ofstream archive(file, std::ios::binary);
+    notes = TLinuxCollector().Capture({tree.Root().string(), redact},
+                                      [&archive](std::string_view bytes) { archive << bytes; });
+    archive.close();
     EXPECT_EQ(Shell("tar -x -f '" + file + "' -C '" + unpacked.Root().string() + "'"), 0);
     return file;
   }
@@ -115,28 +126,78 @@ TEST_F(CaptureTest, HoldsNoSerialNumberWhenRedacted) {
   EXPECT_EQ(unpacked.Collect(true).document, tree.Collect(true).document);
 }
 
-TEST_F(CaptureTest, ThatCannotBeWrittenIsAClearErrorAndLeavesNothing) {
-  const std::string folder = (output.Root() / "full").string();
-  fs::create_directories(folder + "/capture.tar/x");
-  EXPECT_THROW(TLinuxCollector().Capture({tree.Root().string(), false}, folder + "/capture.tar"),
-               std::runtime_error);
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
-  EXPECT_THROW(TLinuxCollector().Capture({tree.Root().string(), false}, "/nonexistent/a.tar"),
-               std::runtime_error);
+TEST_F(CaptureTest, EndsWithTheFailureToWriteIt) {
+  int calls = 0;
+  const TWrite refuse = [&calls](std::string_view) {
+    ++calls;
+    throw std::out_of_range("no room left");
+  };
+  EXPECT_THROW(TLinuxCollector().Capture({tree.Root().string(), false}, refuse), std::out_of_range);
+  EXPECT_EQ(calls, 1);
 }
 
-TEST(Tree, KeepsLinksBelowItsRoot) {
-  TMadeTree made;
-  made.Write("/usr/lib/os-release", "inside\n")
-      .Link("/etc/os-release", "/usr/lib/os-release")
-      .Link("/etc/up", "../../../../../../usr/lib/os-release")
-      .Link("/etc/loop", "loop");
-  const TTree tree(made.Root().string());
+// From here on the process finds no openat2(2): ENOSYS is of kernels before 5.6, EPERM of filters
+// that are older than it.
+void TakeOpenat2Away(unsigned error) {
+  sock_filter steps[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat2, 0, 1),
+                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog filter = {std::size(steps), steps};
+  const bool isTaken = ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+                       ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+  errno = 0;
+  ::syscall(SYS_openat2, -1, "", nullptr, 0);
+  if (!isTaken || errno != static_cast<int>(error)) std::exit(99);
+}
+
+// In a process of its own, for what was taken away stays away.
+template <typename TBody>
+void WithoutOpenat2(unsigned error, const TBody& body) {
+  const auto run = [&] {
+    TakeOpenat2Away(error);
+    body();
+    std::exit(::testing::Test::HasFailure() ? 1 : 0);
+  };
+  EXPECT_EXIT(run(), ::testing::ExitedWithCode(0), "");
+}
+
+// With "/" for the tree's root; nothing outside of it is to be read.
+void ReadThroughLinks(const std::string& root, const std::string& outside) {
+  const TTree tree(root);
   EXPECT_FALSE(tree.IsLive());
   EXPECT_EQ(tree.ReadLine("/etc/os-release"), "inside");
   EXPECT_EQ(tree.ReadLine("/etc/up"), "inside");
-  EXPECT_EQ(tree.ReadLine("/etc/loop"), "");
-  EXPECT_EQ(tree.ReadFiles(), (std::set<std::string>{"/etc/os-release", "/etc/up"}));
+  EXPECT_EQ(tree.ReadLine("/etc/../usr/../../../usr/lib/os-release"), "inside");
+  EXPECT_EQ(tree.ReadLine("/etc/by-folder/os-release"), "inside");
+  EXPECT_EQ(tree.List("/etc/by-folder"), (std::vector<std::string>{"os-release"}));
+  EXPECT_EQ(tree.Read("/etc/loop").error, ELOOP);
+  EXPECT_EQ(tree.Read("/etc/out").error, ENOENT);
+  EXPECT_EQ(tree.Read("/etc/out-by-folder/secret").error, ENOENT);
+  EXPECT_EQ(tree.Read(outside + "/secret").error, ENOENT);
+  EXPECT_EQ(tree.Read("/etc/os-release/below").error, ENOTDIR);
+  EXPECT_EQ(tree.Read("/usr/lib/none").error, ENOENT);
+  EXPECT_EQ(tree.ReadFiles(),
+            (std::set<std::string>{"/etc/os-release", "/etc/up", "/etc/by-folder/os-release",
+                                   "/etc/../usr/../../../usr/lib/os-release"}));
+}
+
+TEST(Tree, KeepsLinksBelowItsRootWithTheKernelsHelpAndWithout) {
+  TMadeTree made;
+  TMadeTree outside;
+  outside.Write("/secret", "outside\n");
+  made.Write("/usr/lib/os-release", "inside\n")
+      .Link("/etc/os-release", "/usr/lib/os-release")
+      .Link("/etc/up", "../../../../../../usr/lib/os-release")
+      .Link("/etc/by-folder", "../usr/./lib/")
+      .Link("/etc/out", outside.Root().string() + "/secret")
+      .Link("/etc/out-by-folder", outside.Root().string())
+      .Link("/etc/loop", "loop");
+  const std::string root = made.Root().string();
+  ReadThroughLinks(root, outside.Root().string());
+  for (const unsigned error : {ENOSYS, EPERM}) {
+    WithoutOpenat2(error, [&] { ReadThroughLinks(root, outside.Root().string()); });
+  }
 }
 
 TEST(Tree, DoesNotWaitForAPipeOrReadAFolder) {

@@ -1,14 +1,19 @@
 #include "runtime/plugin.nsp/plugin_loader.h"
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <boost/make_shared.hpp>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include "runtime/hskcore/host_setup.h"
+#include "tests/support/access_list.h"
 
 namespace svc {
 namespace {
@@ -139,6 +144,173 @@ TEST_F(PluginLoader, LooksAtTheFolderBehindALink) {
   fs::rename(Library("good"), open / "good");
   fs::create_symlink(open / "good", folder / "link");
   FailureOf((folder / "link").string());
+}
+
+TEST_F(PluginLoader, TakesAPluginOfTheSameNameInAnotherFolderForAnother) {
+  for (const char* kind : {"refusing", "throwing", "good"}) {
+    const fs::path own = folder / kind;
+    fs::create_directory(own);
+    fs::permissions(own, kOwnerOnly);
+    fs::rename(Library(kind), own / "plugin.so");
+  }
+  EXPECT_NE(FailureOf((folder / "refusing/plugin.so").string()).find("refused"), std::string::npos);
+  EXPECT_NE(FailureOf((folder / "throwing/plugin.so").string()).find("no room for a plug-in"),
+            std::string::npos);
+  EXPECT_NE(LoadPlugin((folder / "good/plugin.so").string(), *manager), nullptr);
+}
+
+TEST_F(PluginLoader, LoadsALibraryOnceForAllItsPaths) {
+  const std::string library = Library("good");
+  fs::create_symlink(library, folder / "link");
+  LoadPlugin(library, *manager);
+  LoadPlugin((folder / "link").string(), *manager);
+  LoadPlugin(library, *manager);
+  int mapped = 0;
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);)
+    mapped += line.find(" r-xp ") != std::string::npos && line.ends_with(library) ? 1 : 0;
+  EXPECT_EQ(mapped, 1);
+  EXPECT_EQ(manager->GetPlugins().size(), 3U);
+}
+
+// The part of /proc by which the library is loaded is nobody's path.
+TEST_F(PluginLoader, NamesTheFileWhereTheDynamicLinkerRefusesIt) {
+  const std::string text = (folder / "text.so").string();
+  std::ofstream(text) << "no library";
+  fs::permissions(text, kOwnerOnly);
+  const std::string failure = FailureOf(text);
+  EXPECT_EQ(failure.find("/proc/"), std::string::npos) << failure;
+  EXPECT_NE(failure.find("loaded: " + text + ": "), std::string::npos) << failure;
+}
+
+TEST_F(PluginLoader, CountsTheGroupOfRootAsAGroupLikeOthers) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root gives files to groups";
+  const std::string library = Library("good");
+  fs::permissions(library, fs::perms(0775));
+  EXPECT_NE(FailureOf(library).find("chmod go-w '" + library), std::string::npos);
+  fs::permissions(library, fs::perms(0755));
+  fs::permissions(folder, fs::perms(0775));
+  EXPECT_NE(FailureOf(library).find("chmod go-w '" + folder.string() + "'"), std::string::npos);
+  fs::permissions(folder, fs::perms(0755));
+  EXPECT_NE(LoadPlugin(library, *manager), nullptr);
+}
+
+TEST_F(PluginLoader, RefusesWhatAnAccessListLetsOthersWrite) {
+  const std::string library = Library("good");
+  struct TGrant {
+    unsigned short tag, rights, mask;
+    unsigned id;
+    bool isRefused;
+  };
+  const TGrant grants[] = {
+      {ACL_USER, 7, 7, 65534, true},   {ACL_USER, 2, 2, 65534, true},
+      {ACL_USER, 5, 7, 65534, false},  {ACL_USER, 7, 5, 65534, false},
+      {ACL_USER, 7, 7, 0, false},      {ACL_USER, 7, 7, ::geteuid(), false},
+      {ACL_GROUP, 7, 7, 65534, true},  {ACL_GROUP, 7, 7, 0, true},
+      {ACL_GROUP, 5, 7, 65534, false},
+  };
+  for (const fs::path& file : {fs::path(library), folder}) {
+    for (const TGrant& grant : grants) {
+      if (!SetAccessList(file, grant.tag, grant.id, grant.rights, grant.mask))
+        GTEST_SKIP() << "no access lists here";
+      SCOPED_TRACE(file.string() + " " + std::to_string(grant.tag) + ":" +
+                   std::to_string(grant.id) + ":" + std::to_string(grant.rights));
+      if (grant.isRefused) {
+        EXPECT_NE(FailureOf(library).find("others may write to \"" + file.string() + "\""),
+                  std::string::npos);
+      } else {
+        EXPECT_NE(LoadPlugin(library, *manager), nullptr);
+      }
+    }
+  }
+}
+
+TEST_F(PluginLoader, LooksAtTheFolderOfALinkAndItsOwner) {
+  const fs::path links = folder / "links";
+  fs::create_directory(links);
+  fs::create_symlink(Library("good"), links / "plugin");
+  fs::permissions(links, kAnybody);
+  const std::string path = (links / "plugin").string();
+  EXPECT_NE(FailureOf(path).find("chmod go-w '" + links.string() + "'"), std::string::npos);
+  fs::permissions(links, kAnybody | fs::perms::sticky_bit);
+  EXPECT_NE(LoadPlugin(path, *manager), nullptr) << "others keep to their own links";
+  if (::geteuid() != 0) return;
+  ASSERT_EQ(::lchown(path.c_str(), 65534, 65534), 0);
+  EXPECT_NE(FailureOf(path).find("\"" + path + "\" belongs to another user"), std::string::npos);
+}
+
+TEST_F(PluginLoader, LooksAtEachFolderOfEachLinkOnTheWay) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
+  const fs::path given = folder / "given";
+  fs::create_directory(given);
+  fs::create_directory_symlink(folder, given / "through");
+  fs::create_directory_symlink(given / "through", folder / "first");
+  const std::string path = (folder / "first" / fs::path(Library("good")).filename()).string();
+  EXPECT_NE(LoadPlugin(path, *manager), nullptr);
+  ASSERT_EQ(::chown(given.c_str(), 65534, 65534), 0);
+  EXPECT_NE(FailureOf(path).find("\"" + given.string() + "\" belongs to another user"),
+            std::string::npos);
+}
+
+// Each try meets the link as it leads to the good library or to that of another user; what was
+// looked at is what is loaded.
+TEST_F(PluginLoader, LoadsWhatItLookedAtHoweverALinkIsFlipped) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
+  const fs::path own = folder / "own";
+  const fs::path given = folder / "given";
+  for (const fs::path& place : {own, given}) fs::create_directory(place);
+  fs::rename(Library("good"), own / "plugin.so");
+  fs::rename(Library("refusing"), given / "plugin.so");
+  for (const fs::path& path : {given, given / "plugin.so"})
+    ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
+  fs::create_directory_symlink(own, folder / "link");
+  std::atomic<bool> isOver = false;
+  std::thread flipper([&] {
+    for (int turn = 0; !isOver; ++turn) {
+      fs::create_directory_symlink(turn % 2 == 0 ? given : own, folder / "next");
+      fs::rename(folder / "next", folder / "link");
+    }
+  });
+  int loaded = 0;
+  int refused = 0;
+  for (int attempt = 0; attempt < 20000 && (attempt < 2000 || loaded == 0 || refused == 0);
+       ++attempt) {
+    try {
+      LoadPlugin((folder / "link" / "plugin.so").string(), *manager);
+      ++loaded;
+    } catch (const TPluginLoadError& error) {
+      ++refused;
+      EXPECT_NE(std::string(error.what()).find("another user"), std::string::npos) << error.what();
+    }
+    if (HasFailure()) break;
+  }
+  isOver = true;
+  flipper.join();
+  EXPECT_GT(loaded, 0);
+  EXPECT_GT(refused, 0);
+}
+
+// A user who may run a program with capabilities must not have a library of their own run in it.
+TEST_F(PluginLoader, TrustsRootAloneInAProcessWithMoreRightsThanItsUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root gives capabilities away";
+  const std::string library = Library("good");
+  fs::permissions(folder, fs::perms(0755));
+  fs::permissions(library, fs::perms(0755));
+  const auto run = [&](bool keepsCapabilities, bool isLoaded) {
+    ::prctl(PR_SET_KEEPCAPS, keepsCapabilities ? 1 : 0);
+    if (::setresgid(4321, 4321, 4321) != 0 || ::setresuid(4321, 4321, 4321) != 0) std::exit(2);
+    try {
+      LoadPlugin(library, *manager);
+      std::_Exit(isLoaded ? 0 : 1);
+    } catch (const TPluginLoadError& error) {
+      const bool isOwner = std::string(error.what()).find("another user") != std::string::npos;
+      std::_Exit(!isLoaded && isOwner ? 0 : 3);
+    }
+  };
+  EXPECT_EXIT(run(true, true), ::testing::ExitedWithCode(0), "") << "all of it is root's";
+  ASSERT_EQ(::chown(library.c_str(), 4321, 4321), 0);
+  EXPECT_EXIT(run(false, true), ::testing::ExitedWithCode(0), "") << "it is the user's own";
+  EXPECT_EXIT(run(true, false), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -1,0 +1,50 @@
+#include "runtime/acquire/staged_file.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "runtime/acquire/outcome.h"
+
+namespace svc::acquire {
+namespace {
+
+[[noreturn]] void Fail(const std::string& path, const files::TFileError& error) {
+  const std::string text = path + " cannot be written: " + error.what();
+  if (error.Number() == ENOSPC || error.Number() == EDQUOT)
+    throw TFailure(EOutcome::kDiskFull, text + "; make room there and start again");
+  if (error.Number() == EXDEV)
+    throw TFailure(EOutcome::kFolderUnwritable,
+                   path +
+                       " is a file system of its own; a download needs the same one for the folder "
+                       "and its neighbours: mount the parent folder instead");
+  throw TFailure(EOutcome::kFolderUnwritable, text);
+}
+
+template <typename TAction>
+void Do(const std::string& path, const TAction& action) {
+  try {
+    action();
+  } catch (const files::TFileError& error) {
+    Fail(path, error);
+  }
+}
+
+}  // namespace
+
+TStagedFile::TStagedFile(std::string where) : path(std::move(where)) {
+  Do(path, [this] { file.emplace(path, files::TNewFile::TAnnounce(), kMode); });
+}
+
+void TStagedFile::Write(std::string_view bytes) {
+  Do(path, [&] { file->Write(bytes); });
+}
+
+void TStagedFile::StartOver() {
+  Do(path, [this] { file->StartOver(); });
+}
+
+void TStagedFile::Publish(const std::string& target) {
+  Do(target, [&] { file->PublishAs(target); });
+}
+
+}  // namespace svc::acquire
