@@ -58,7 +58,7 @@ class FaultTest(unittest.TestCase):
     def each_call(self, what, kinds, step, try_one, *arguments):
         """Calls try_one(number, kind, folder) for each call of the run, with an empty folder."""
         names = self.calls(what, *arguments)
-        self.assertGreater(len(names), 50)
+        self.assertGreater(len(names), 30)
 
         def attempt(number, kind):
             with tempfile.TemporaryDirectory(dir=self.folder) as folder:

@@ -6,10 +6,14 @@ import os
 import shutil
 import socket
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
 from pathlib import Path
+
+sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
+from usual_signals import usual_signals  # noqa: E402
 
 DRIVER = os.environ["LIVE_DRIVER"]
 
@@ -167,7 +171,8 @@ class LiveTest(unittest.TestCase):
     def start(self, address, environment=None, prefix=(), **changes):
         return subprocess.Popen([*prefix, DRIVER, json.dumps(self.job(address, **changes))],
                                 env=environment or clean_environment(), text=True,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                preexec_fn=usual_signals)
 
     def download(self, address, environment=None, prefix=(), **changes):
         """Runs a download to its end, then checks what always holds."""

@@ -11,6 +11,7 @@ import unittest
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 sys.path.append(str(SOURCE / "tests" / "support"))
 from report_schema import read_report  # noqa: E402
+from usual_signals import usual_signals  # noqa: E402
 
 BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build/release").resolve()
 PROGRAM = BUILD / "bin" / "svcheck"

@@ -6,7 +6,8 @@ import signal
 import subprocess
 import unittest
 
-from program import DIALECT, MACHINE, SAMPLE, SYSTEM, PROGRAM, ProgramTest, document, element, main
+from program import (DIALECT, MACHINE, SYSTEM, PROGRAM, ProgramTest, document, element, main,
+                     usual_signals)
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM)
 
@@ -23,7 +24,8 @@ def memory_of(process):
 class LongWork(ProgramTest):
     def start(self, *arguments, **more):
         return subprocess.Popen([PROGRAM, *map(str, arguments)], cwd=self.folder, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, env={"HOME": str(self.folder)}, **more)
+                                stderr=subprocess.PIPE, env={"HOME": str(self.folder)},
+                                preexec_fn=usual_signals, **more)
 
     def interrupt(self, number, process, is_under_way):
         """Ends the process when its work is under way; gives the processor time it took to end."""
@@ -67,6 +69,14 @@ class LongWork(ProgramTest):
                 self.interrupt(number, process, lambda: memory_of(process) > size // 2)
                 self.assertEqual(self.leftovers(), [])
                 self.assertFalse((self.folder / "report.json").exists())
+
+    def test_under_a_runner_that_ignores_and_blocks_signals(self):
+        """As under nohup, or in the background of a shell's script."""
+        before = {number: signal.signal(number, signal.SIG_IGN) for number in SIGNALS}
+        self.addCleanup(lambda: [signal.signal(*pair) for pair in before.items()])
+        mask = signal.pthread_sigmask(signal.SIG_BLOCK, SIGNALS)
+        self.addCleanup(signal.pthread_sigmask, signal.SIG_SETMASK, mask)
+        self.test_a_check_that_loads_a_large_catalogue()
 
     def test_a_repository_that_is_built(self):
         catalogue, size = self.large_catalogue()

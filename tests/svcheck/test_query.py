@@ -266,7 +266,7 @@ class Interruption(ProgramTest):
                          "--context", "svPath=_live_", "--repository", url, "--allow-unsigned",
                          "--drive-root", self.folder / "drives"],
                         cwd=self.folder, stdout=subprocess.DEVNULL,
-                        stderr=subprocess.DEVNULL) as process:
+                        stderr=subprocess.DEVNULL, preexec_fn=usual_signals) as process:
                     with silent.accept()[0]:  # The download waits from here on.
                         process.send_signal(number)
                         self.assertEqual(process.wait(10), -number)

@@ -9,7 +9,7 @@ import subprocess
 import time
 
 from made_files import deb, endless_deb, kernel_module, rpm, windows_driver, zstd
-from program import BUILD, MACHINE, PROGRAM, SYSTEM, ProgramTest, main
+from program import BUILD, MACHINE, PROGRAM, SYSTEM, ProgramTest, main, usual_signals
 
 MACHINES = ("--machine", "4638", "--machine", "4620")
 
@@ -227,7 +227,8 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
     def test_an_interruption_stops_it_at_once_and_leaves_nothing(self):
         many = self.write("in/endless.deb", endless_deb())
         process = subprocess.Popen([PROGRAM, "catalogue", "build", "--output", "made", "--drivers",
-                                    many, *MACHINES], cwd=self.folder, stderr=subprocess.PIPE)
+                                    many, *MACHINES], cwd=self.folder, stderr=subprocess.PIPE,
+                                   preexec_fn=usual_signals)
         self.addCleanup(process.stderr.close)
         while not self.has_opened(process, many):
             if process.poll() is not None:
