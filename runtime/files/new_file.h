@@ -33,6 +33,7 @@ class TNewFile {
   // process is ended meanwhile.
   using TAnnounce = std::function<void(const std::string& path)>;
 
+  // Fails where the place is that of a folder, a pipe or a device.
   explicit TNewFile(const std::string& target, const TAnnounce& announce = {},
                     unsigned mode = kForAll);
   ~TNewFile();

@@ -30,6 +30,12 @@ TDescriptor OpenForSync(const TDescriptor& folder) {
   return opened;
 }
 
+// A pipe or a device is not made a file of.
+void CheckIsReplaceable(ENamed kind) {
+  if (kind == ENamed::kFolder) Fail(EISDIR);
+  if (kind == ENamed::kOther) throw TFileError(EINVAL, "it is a pipe or a device and no file");
+}
+
 }  // namespace
 
 struct TNewFile::TState {
@@ -98,7 +104,7 @@ void TNewFile::TState::Move(const TPlace& target, unsigned flags) {
 TNewFile::TNewFile(const std::string& target, const TAnnounce& announce, unsigned mode)
     : state(std::make_unique<TState>()) {
   state->place = FindPlace(target);
-  if (KindOf(state->place) == ENamed::kFolder) Fail(EISDIR);
+  CheckIsReplaceable(KindOf(state->place));
   state->part = UnforeseeableName(state->place.name);
   if (announce) announce(Below(state->place.folderPath, state->part));
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;

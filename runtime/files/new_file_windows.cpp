@@ -105,7 +105,9 @@ struct TNewFile::TState {
 TNewFile::TNewFile(const std::string& target, const TAnnounce& announce, unsigned /*mode*/)
     : state(std::make_unique<TState>()) {
   state->target = WithLinksFollowed(target);
-  if (WhatIsNamed(state->target) == ENamed::kFolder) Fail(EISDIR);
+  const ENamed kind = WhatIsNamed(state->target);
+  if (kind == ENamed::kFolder) Fail(EISDIR);
+  if (kind == ENamed::kOther) throw TFileError(EINVAL, "it is a pipe or a device and no file");
   state->part = state->target + UnforeseeableSuffix();
   if (announce) announce(state->part);
   constexpr int kFlags = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;

@@ -93,6 +93,9 @@ TEST_F(NewFile, FollowsALinkOfTheUsersOwn) {
 TEST_F(NewFile, IsNoFolderAndNeedsOne) {
   fs::create_directory(In("folder"));
   fs::create_symlink("loop", In("loop"));
+  ASSERT_EQ(::mkfifo(In("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(ErrorOf([&] { Make("pipe", "x"); }), EINVAL);
+  EXPECT_EQ(reason, "it is a pipe or a device and no file");
   EXPECT_EQ(ErrorOf([&] { Make("folder", "x"); }), EISDIR);
   EXPECT_EQ(ErrorOf([&] { Make("missing/report", "x"); }), ENOENT);
   EXPECT_EQ(ErrorOf([&] { Make("loop", "x"); }), ELOOP);
