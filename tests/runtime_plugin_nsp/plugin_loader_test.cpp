@@ -159,6 +159,14 @@ TEST_F(PluginLoader, TakesAPluginOfTheSameNameInAnotherFolderForAnother) {
   EXPECT_NE(LoadPlugin((folder / "good/plugin.so").string(), *manager), nullptr);
 }
 
+// By its $ORIGIN, for there is no other copy of it on the way of the dynamic linker.
+TEST_F(PluginLoader, FindsWhatItNeedsBesideItself) {
+  const std::string needing = Library("needing");
+  EXPECT_NE(FailureOf(needing).find("beside"), std::string::npos);
+  Library("beside");
+  EXPECT_NE(LoadPlugin(needing, *manager), nullptr);
+}
+
 TEST_F(PluginLoader, LoadsALibraryOnceForAllItsPaths) {
   const std::string library = Library("good");
   fs::create_symlink(library, folder / "link");

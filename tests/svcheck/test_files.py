@@ -6,6 +6,7 @@ import http.server
 import os
 import resource
 import stat
+import struct
 import subprocess
 import threading
 import unittest
@@ -236,6 +237,35 @@ class Read(ProgramTest):
                 result = self.run_program("config", env={"XDG_CONFIG_HOME":
                                                          str(self.folder / "config")})
                 self.assert_failed(result, 64, str(settings), "make it a file")
+
+    @unittest.skipIf(os.geteuid() != 0, "only root gives files to groups")
+    def test_settings_that_others_may_write_to_are_not_read(self):
+        settings = self.write(".config/svcheck/config.toml", 'format = "csv"\n')
+        tags = {"owner": 1, "user": 2, "group of the owner": 4, "group": 8, "mask": 16, "others": 32}
+
+        def grant(tag, user, rights):
+            entries = [("owner", 6, 0xFFFFFFFF), ("group of the owner", 4, 0xFFFFFFFF),
+                       (tag, rights, user), ("mask", 6, 0xFFFFFFFF), ("others", 4, 0xFFFFFFFF)]
+            entries.sort(key=lambda entry: tags[entry[0]])
+            os.setxattr(settings, "system.posix_acl_access", struct.pack("<I", 2) + b"".join(
+                struct.pack("<HHI", tags[name], bits, number) for name, bits, number in entries))
+
+        for change, is_read in ((lambda: settings.chmod(0o664), False),
+                                (lambda: settings.chmod(0o646), False),
+                                (lambda: settings.chmod(0o644), True),
+                                (lambda: grant("user", SOMEBODY, 6), False),
+                                (lambda: grant("group", SOMEBODY, 2), False),
+                                (lambda: grant("user", SOMEBODY, 4), True),
+                                (lambda: grant("user", 0, 6), True)):
+            try:
+                change()
+            except OSError as error:
+                self.skipTest(f"no access lists here: {error}")
+            result = self.run_program("config")
+            if is_read:
+                self.assertEqual(result.returncode, 0, result.stderr)
+            else:
+                self.assert_failed(result, 64, str(settings), "chmod go-w")
 
     def test_a_saved_report_and_waivers_wait_for_no_pipe(self):
         for place, reason in ((self.folder / "pipe", "it is a pipe and no file"),

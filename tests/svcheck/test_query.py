@@ -10,7 +10,7 @@ import time
 import unittest
 
 from program import (BUILD, DATA, MACHINE, SAMPLE, SYSTEM, PROGRAM, ProgramTest, bios, document,
-                     element, main, records_of)
+                     element, main, records_of, usual_signals)
 
 BIOS_UPDATE = {"description": "BIOS Update", "Version": "1.1-[YUE112A]-"}
 
