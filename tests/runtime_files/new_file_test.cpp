@@ -90,6 +90,35 @@ TEST_F(NewFile, FollowsALinkOfTheUsersOwn) {
   EXPECT_EQ(Names("folder"), std::set<std::string>{"target"});
 }
 
+// As many as the system itself follows.
+TEST_F(NewFile, FollowsFortyLinksAndNoMore) {
+  for (int number = 0; number < 41; ++number) {
+    fs::create_symlink(number == 0 ? "end" : "link" + std::to_string(number - 1),
+                       In("link" + std::to_string(number)));
+  }
+  Make("link39", "x");
+  EXPECT_EQ(Text("end"), "x");
+  EXPECT_EQ(ErrorOf([&] { Make("link40", "x"); }), ELOOP);
+}
+
+TEST_F(NewFile, IsFoundByARelativePathAlsoAboveTheCurrentFolder) {
+  const fs::path before = fs::current_path();
+  fs::create_directories(In("a/b"));
+  fs::current_path(In("a/b"));
+  const auto make = [](const std::string& name) {
+    TNewFile file(name);
+    file.Publish();
+  };
+  make("here");
+  make("./../../above");
+  make("../b/../beside");
+  EXPECT_EQ(ErrorOf([&] { make(""); }), ENOENT);
+  fs::current_path(before);
+  EXPECT_EQ(Names("a/b"), std::set<std::string>{"here"});
+  EXPECT_EQ(Names("a"), (std::set<std::string>{"b", "beside"}));
+  EXPECT_EQ(Names(), (std::set<std::string>{"a", "above"}));
+}
+
 TEST_F(NewFile, IsNoFolderAndNeedsOne) {
   fs::create_directory(In("folder"));
   fs::create_symlink("loop", In("loop"));
@@ -167,6 +196,7 @@ TEST_F(NewFile, ChangesNothingBehindALinkThatIsPutInItsPlace) {
   fs::create_symlink("victim", In("report"));
   file.Publish();
   EXPECT_FALSE(fs::is_symlink(In("report")));
+  EXPECT_NE(Mode("report"), 0600U) << "a link has no mode to take over";
   EXPECT_EQ(Text("victim"), "precious");
   EXPECT_EQ(Mode("victim"), 0600U);
 }

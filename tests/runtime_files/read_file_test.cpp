@@ -5,7 +5,9 @@
 #include <sys/un.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "made_folder.h"
 
@@ -47,6 +49,19 @@ TEST_F(ReadFile, WaitsForNobody) {
     EXPECT_EQ(Read(root.string(), pipes), "it is a folder");
   }
   ::close(socket);
+}
+
+TEST_F(ReadFile, WaitsForWhatComesThroughAPipeThatItTakes) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  std::thread writer([&ends] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(::write(ends[1], "text", 4), 4);
+    ::close(ends[1]);
+  });
+  EXPECT_EQ(Read("/dev/fd/" + std::to_string(ends[0])), "text");
+  writer.join();
+  ::close(ends[0]);
 }
 
 TEST_F(ReadFile, TakesAPipeThatTheProcessWasGivenWhereItMay) {

@@ -215,7 +215,8 @@ TEST_F(PluginLoader, RefusesWhatAnAccessListLetsOthersWrite) {
       {ACL_USER, 5, 7, 65534, false},  {ACL_USER, 7, 5, 65534, false},
       {ACL_USER, 7, 7, 0, false},      {ACL_USER, 7, 7, ::geteuid(), false},
       {ACL_GROUP, 7, 7, 65534, true},  {ACL_GROUP, 7, 7, 0, true},
-      {ACL_GROUP, 5, 7, 65534, false},
+      {ACL_GROUP, 5, 7, 65534, false}, {ACL_GROUP_OBJ, 7, 7, 0, true},
+      {ACL_GROUP_OBJ, 5, 7, 0, false},
   };
   for (const fs::path& file : {fs::path(library), folder}) {
     for (const TGrant& grant : grants) {
@@ -231,6 +232,36 @@ TEST_F(PluginLoader, RefusesWhatAnAccessListLetsOthersWrite) {
       }
     }
   }
+}
+
+TEST_F(PluginLoader, TakesAGroupOfTheOwnersOwnNumberForTheOwner) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root gives files away";
+  const std::string library = Library("good");
+  fs::permissions(folder, fs::perms(0755));
+  const auto load = [&](unsigned group, bool isLoaded) {
+    ASSERT_EQ(::chown(library.c_str(), 4321, group), 0);
+    fs::permissions(library, fs::perms(0775));
+    const auto run = [&] {
+      if (::setresgid(4321, 4321, 4321) != 0 || ::setresuid(4321, 4321, 4321) != 0) std::exit(2);
+      try {
+        LoadPlugin(library, *manager);
+        std::_Exit(isLoaded ? 0 : 1);
+      } catch (const TPluginLoadError&) {
+        std::_Exit(isLoaded ? 1 : 0);
+      }
+    };
+    EXPECT_EXIT(run(), ::testing::ExitedWithCode(0), "") << group;
+  };
+  load(4321, true);
+  load(4322, false);
+  load(0, false);
+}
+
+// Others could put there what the library needs.
+TEST_F(PluginLoader, LeavesItsOwnFolderToNobodyElseNotEvenWithTheStickyBit) {
+  const std::string library = Library("good");
+  fs::permissions(folder, kAnybody | fs::perms::sticky_bit);
+  EXPECT_NE(FailureOf(library).find("chmod go-w '" + folder.string() + "'"), std::string::npos);
 }
 
 TEST_F(PluginLoader, LooksAtTheFolderOfALinkAndItsOwner) {

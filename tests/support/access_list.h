@@ -12,8 +12,9 @@
 
 namespace svc {
 
-// Sets the list rwx for the owner, r-x for its group and everybody, `rights` for the named one, and
-// the bound `mask`. False where the file system knows no such lists.
+// Sets the list rwx for the owner, r-x for everybody, `rights` for the named one and r-x for the
+// owner's group, or `rights` for that group (ACL_GROUP_OBJ), and the bound `mask`. False where the
+// file system knows no such lists.
 inline bool SetAccessList(const std::filesystem::path& file, unsigned short tag, unsigned id,
                           unsigned short rights, unsigned short mask) {
   const posix_acl_xattr_header head = {POSIX_ACL_XATTR_VERSION};
@@ -21,7 +22,11 @@ inline bool SetAccessList(const std::filesystem::path& file, unsigned short tag,
                                                 {ACL_GROUP_OBJ, 5, 0xFFFFFFFF},
                                                 {ACL_MASK, mask, 0xFFFFFFFF},
                                                 {ACL_OTHER, 5, 0xFFFFFFFF}};
-  entries.insert(entries.begin() + (tag == ACL_USER ? 1 : 2), {tag, rights, id});
+  if (tag == ACL_GROUP_OBJ) {
+    entries[1].e_perm = rights;
+  } else {
+    entries.insert(entries.begin() + (tag == ACL_USER ? 1 : 2), {tag, rights, id});
+  }
   std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
   bytes.append(reinterpret_cast<const char*>(entries.data()),
                entries.size() * sizeof(posix_acl_xattr_entry));
