@@ -95,7 +95,9 @@ class TheOrderOfCalls(FaultTest):
         (repository / "files").mkdir(parents=True)
         (repository / "files" / "sample.xml").write_bytes(
             (SAMPLE / "catalogue" / "index.xml").read_bytes())
-        keys = [self.folder / "key.pub", self.folder / "key.sec"]
+        keys = [self.folder / "public" / "key.pub", self.folder / "secret" / "key.sec"]
+        for key in keys:
+            key.parent.mkdir()
         steps = self.trace("repository", "keygen", "--no-password", *self.key_options(keys))
         for key in keys:
             self.assert_moved_in(steps, key)

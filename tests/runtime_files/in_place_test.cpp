@@ -2,7 +2,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cerrno>
+#include <thread>
 
 #include "made_folder.h"
 #include "runtime/files/new_file.h"
@@ -69,6 +71,31 @@ TEST_F(InPlace, AFileWithFurtherNamesIsReplacedAndNeverGoneOnWith) {
   EXPECT_EQ(ErrorOf([&] { Write(In("log"), EStart::kBehind, "x"); }), EMLINK);
   Write(In("log"), EStart::kEmpty, "x");
   EXPECT_EQ(Text("log"), "x");
+  EXPECT_EQ(Text("victim"), "precious");
+}
+
+// While the owner of the folder puts now one file there and now a further name of another's.
+TEST_F(InPlace, WhatWasLookedAtIsWhatIsWrittenTo) {
+  Put("victim", "precious");
+  std::atomic<bool> isOver = false;
+  std::thread owner([&] {
+    for (int turn = 0; !isOver; ++turn) {
+      if (turn % 2 == 0) {
+        Put("next", "");
+      } else {
+        fs::create_hard_link(In("victim"), In("next"));
+      }
+      fs::rename(In("next"), In("log"));
+    }
+  });
+  int written = 0;
+  for (int attempt = 0; attempt < 3000 || (written == 0 && attempt < 100000); ++attempt) {
+    written += ErrorOf([&] { std::fclose(OpenInPlace(In("log"), EStart::kEmpty)); }) == 0 ? 1 : 0;
+    if (Text("victim") != "precious") break;
+  }
+  isOver = true;
+  owner.join();
+  EXPECT_GT(written, 0);
   EXPECT_EQ(Text("victim"), "precious");
 }
 

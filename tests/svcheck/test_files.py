@@ -256,7 +256,8 @@ class Read(ProgramTest):
                                 (lambda: grant("user", SOMEBODY, 6), False),
                                 (lambda: grant("group", SOMEBODY, 2), False),
                                 (lambda: grant("user", SOMEBODY, 4), True),
-                                (lambda: grant("user", 0, 6), True)):
+                                (lambda: grant("user", 0, 6), True),
+                                (lambda: os.chown(settings, SOMEBODY, 0), False)):
             try:
                 change()
             except OSError as error:
@@ -288,10 +289,25 @@ class Read(ProgramTest):
         self.assertEqual(result.stdout, 3 * self.run_program("report", "saved.json", "--format",
                                                              "csv").stdout)
 
+    def test_the_time_of_the_last_success_is_read_from_the_metrics_that_are_replaced(self):
+        metrics = self.folder / "m.prom"
+
+        def write(catalogue):
+            self.run_program("check", *INVENTORY, "--catalogue", catalogue, "--format",
+                             "prometheus", "--output", metrics)
+            lines = [line for line in metrics.read_text().splitlines()
+                     if line.startswith("svcheck_last_success_timestamp_seconds ")]
+            return [line.split()[1] for line in lines]
+
+        self.assertEqual(write("missing"), ["0"])
+        self.assertEqual(len(write(CATALOGUE[1])), 1)
+        metrics.write_text("x" * 300 + "\nsvcheck_last_success_timestamp_seconds 1234\n")
+        self.assertEqual([int(float(time)) for time in write("missing")], [1234])
+
     def test_the_metrics_that_are_replaced_are_a_file(self):
-        """They are read for the time of the last success."""
+        """A device that never ends would be read for ever."""
         result = subprocess.run(["timeout", "20", PROGRAM, "check", *INVENTORY, *CATALOGUE,
-                                 "--format", "prometheus", "--output", "/dev/null"],
+                                 "--format", "prometheus", "--output", "/dev/zero"],
                                 cwd=self.folder, check=False)
         self.assertEqual(result.returncode, 0)
 
