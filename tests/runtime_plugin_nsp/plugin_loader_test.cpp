@@ -257,6 +257,24 @@ TEST_F(PluginLoader, TakesAGroupOfTheOwnersOwnNumberForTheOwner) {
   load(0, false);
 }
 
+TEST_F(PluginLoader, TakesAnAccessListForTheUserOfTheProcess) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root becomes another user";
+  const std::string library = Library("good");
+  fs::permissions(folder, fs::perms(0755));
+  if (!SetAccessList(library, ACL_USER, 4321, 7, 7)) GTEST_SKIP() << "no access lists here";
+  const auto run = [&](unsigned user, bool isLoaded) {
+    if (::setresgid(user, user, user) != 0 || ::setresuid(user, user, user) != 0) std::exit(2);
+    try {
+      LoadPlugin(library, *manager);
+      std::_Exit(isLoaded ? 0 : 1);
+    } catch (const TPluginLoadError&) {
+      std::_Exit(isLoaded ? 1 : 0);
+    }
+  };
+  EXPECT_EXIT(run(4321, true), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(run(4322, false), ::testing::ExitedWithCode(0), "");
+}
+
 // Others could put there what the library needs.
 TEST_F(PluginLoader, LeavesItsOwnFolderToNobodyElseNotEvenWithTheStickyBit) {
   const std::string library = Library("good");

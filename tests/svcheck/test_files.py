@@ -228,7 +228,7 @@ class Read(ProgramTest):
         self.write("inventory.xml", document([MACHINE, SYSTEM]))
 
     def test_settings_are_a_file(self):
-        for place in ("/dev/zero", self.folder / "pipe", self.folder):
+        for place in ("/dev/zero", "/dev/null", self.folder / "pipe", self.folder):
             with self.subTest(place):
                 settings = self.folder / "config" / "svcheck" / "config.toml"
                 settings.parent.mkdir(parents=True, exist_ok=True)
