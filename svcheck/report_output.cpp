@@ -4,7 +4,9 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "runtime/files/read_file.h"
