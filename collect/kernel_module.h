@@ -15,7 +15,8 @@ namespace svc::collect {
 using files::TDescriptor;
 
 // libkmod believes some of what a module's header says, and ends the process where it lies. So it
-// is shown plain modules alone, unpacked if need be, and none before its header is checked.
+// is shown plain modules alone, unpacked if need be, and none before its header is checked. What it
+// is shown is a copy in memory: a file that is cut while it is mapped ends the process as well.
 class TModuleReader {
  public:
   TModuleReader();

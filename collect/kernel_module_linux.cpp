@@ -4,7 +4,6 @@
 #include <archive_entry.h>
 #include <libkmod.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,6 +11,8 @@
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
+
+#include "collect/archive_filter.h"
 
 namespace svc::collect {
 namespace {
@@ -41,12 +42,6 @@ std::string HeadOf(const TDescriptor& file) {
   return head;
 }
 
-std::uint64_t SizeOf(const TDescriptor& file) {
-  struct stat status {};
-  if (::fstat(file.Get(), &status) != 0) FailBy(errno);
-  return static_cast<std::uint64_t>(status.st_size);
-}
-
 TDescriptor NewFileInMemory() {
   TDescriptor file(::memfd_create("module", MFD_CLOEXEC));
   if (!file) FailBy(errno);
@@ -59,6 +54,40 @@ void Write(const TDescriptor& file, std::string_view bytes) {
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) FailBy(written < 0 ? errno : ENOSPC);
     bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+// ---- Copies ----
+
+constexpr std::size_t kMaxSize = 256U << 20U;  // Larger than any module.
+
+// A module that grows in memory. Nobody else can cut it short while libkmod has it mapped, which
+// would end the process.
+class TCopy {
+ public:
+  void Add(std::string_view part) {
+    size += part.size();
+    if (size > kMaxSize) throw std::runtime_error("it is too large when it is unpacked");
+    Write(file, part);
+  }
+  const TDescriptor& File() const { return file; }
+  std::uint64_t Size() const { return size; }
+
+ private:
+  TDescriptor file = NewFileInMemory();
+  std::size_t size = 0;
+};
+
+void CopyPlain(const TDescriptor& file, TCopy& copy) {
+  std::array<char, 1U << 16U> block;
+  off_t at = 0;
+  for (;;) {
+    const ssize_t count = ::pread(file.Get(), block.data(), block.size(), at);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) FailBy(errno);
+    if (count == 0) return;
+    copy.Add({block.data(), static_cast<std::size_t>(count)});
+    at += count;
   }
 }
 
@@ -80,14 +109,13 @@ const TCompression* CompressionOf(std::string_view head) {
   return nullptr;
 }
 
-constexpr std::size_t kMaxUnpacked = 256U << 20U;  // Larger than any module.
-
 // Unpacks in that one way: a file that was compressed over and over stays so.
 class TUnpacking {
  public:
   TUnpacking(const TDescriptor& file, int filter) : reader(::archive_read_new()) {
     if (!reader) throw std::bad_alloc();
     ::lseek(file.Get(), 0, SEEK_SET);
+    AllowFilter(reader.get(), filter);
     Check(::archive_read_append_filter(reader.get(), filter));
     Check(::archive_read_support_format_raw(reader.get()));
     Check(::archive_read_open_fd(reader.get(), file.Get(), block.size()));
@@ -117,21 +145,14 @@ class TUnpacking {
   std::unique_ptr<archive, TFreeArchive> reader;
 };
 
-TDescriptor Unpack(const TDescriptor& file, const TCompression& compression) {
-  TDescriptor plain = NewFileInMemory();
+void Unpack(const TDescriptor& file, const TCompression& compression, TCopy& copy) {
   TUnpacking unpacking(file, compression.filter);
-  std::size_t size = 0;
   for (std::string_view part = unpacking.Next(); !part.empty(); part = unpacking.Next()) {
-    size += part.size();
-    if (size > kMaxUnpacked) throw std::runtime_error("it is too large when it is unpacked");
-    Write(plain, part);
+    copy.Add(part);
   }
-  return plain;
 }
 
 // ---- The header: elf(5) ----
-
-bool IsElf(std::string_view head) { return head.starts_with("\177ELF"); }
 
 std::uint64_t Number(std::string_view head, std::size_t at, std::size_t width) {
   const bool isLittle = head[5] == 1;
@@ -154,10 +175,14 @@ bool HasItsSections(std::string_view head, std::uint64_t fileSize) {
   return names > 0 && names < count && table <= fileSize && count * sizeOfOne <= fileSize - table;
 }
 
-void CheckHeader(const TDescriptor& file) {
-  const std::string head = HeadOf(file);
-  if (!IsElf(head)) throw std::runtime_error("it is no kernel module");
-  if (!HasItsSections(head, SizeOf(file))) {
+void CheckKind(std::string_view head) {
+  if (!head.starts_with("\177ELF")) throw std::runtime_error("it is no kernel module");
+}
+
+void CheckHeader(const TCopy& copy) {
+  const std::string head = HeadOf(copy.File());
+  CheckKind(head);
+  if (!HasItsSections(head, copy.Size())) {
     throw std::runtime_error("its header tells of sections that are not there");
   }
 }
@@ -196,14 +221,16 @@ TModuleReader::TModuleReader() {
 }
 
 std::string TModuleReader::VersionIn(const TDescriptor& file) const {
-  const TCompression* const compression = CompressionOf(HeadOf(file));
-  if (compression == nullptr) {
-    CheckHeader(file);
-    return VersionInChecked(context.get(), file);
+  const std::string head = HeadOf(file);
+  TCopy copy;
+  if (const TCompression* const compression = CompressionOf(head)) {
+    Unpack(file, *compression, copy);
+  } else {
+    CheckKind(head);
+    CopyPlain(file, copy);
   }
-  const TDescriptor plain = Unpack(file, *compression);
-  CheckHeader(plain);
-  return VersionInChecked(context.get(), plain);
+  CheckHeader(copy);
+  return VersionInChecked(context.get(), copy.File());
 }
 
 TDescriptor FileInMemory(std::string_view bytes) {

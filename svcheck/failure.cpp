@@ -23,7 +23,10 @@ std::string ReasonOf(const std::exception& error) {
   return isMemory ? "out of memory; free some, or give a smaller catalogue" : error.what();
 }
 
-void WatchMemory() noexcept { std::set_new_handler(NoteMemoryRunOut); }
+void WatchMemory() noexcept {
+  hasMemoryRunOut = false;
+  std::set_new_handler(NoteMemoryRunOut);
+}
 
 bool HasMemoryRunOut() noexcept { return hasMemoryRunOut; }
 

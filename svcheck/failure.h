@@ -29,7 +29,7 @@ class TFailure : public std::runtime_error {
 // What an exception says to a person.
 std::string ReasonOf(const std::exception& error);
 
-// From the first call on, it is noted when memory runs out: whoever catches the exception may go on
+// From the last call on, it is noted when memory runs out: whoever catches the exception may go on
 // without what it was needed for.
 void WatchMemory() noexcept;
 bool HasMemoryRunOut() noexcept;

@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <system_error>
 
 #include "runtime/files/read_file.h"
@@ -33,6 +34,74 @@ namespace {
 [[noreturn]] void Refuse(const fs::path& file, unsigned line, const std::string& text) {
   throw TFailure(file.string() + ':' + std::to_string(line) + ": " + text, kExitUsage);
 }
+
+// Larger and deeper than any settings: a key is a verb's name and an option's. The library reads
+// each part of a key and each level of a value with a call within the one before, so that it would
+// run out of stack where a file has very many.
+constexpr std::size_t kLargest = 1U << 20U;
+constexpr unsigned kMostParts = 16;
+constexpr unsigned kDeepest = 16;
+
+// Looks through a file for what nests. It knows as much of TOML as it takes to tell that from texts
+// and comments.
+class TNesting {
+ public:
+  TNesting(const fs::path& file, std::string_view text) : file(file), rest(text) {}
+
+  void Check() {
+    while (!rest.empty()) {
+      if (SkipText()) continue;
+      Count(rest.front());
+      rest.remove_prefix(1);
+    }
+  }
+
+ private:
+  // Passes over a comment or a text with its quotes. False where there is none.
+  bool SkipText() {
+    for (const std::string_view quote : {"\"\"\"", "'''", "\"", "'", "#"}) {
+      if (!rest.starts_with(quote)) continue;
+      rest.remove_prefix(quote.size());
+      SkipUpTo(quote);
+      return true;
+    }
+    return false;
+  }
+
+  void SkipUpTo(std::string_view quote) {
+    const bool isOfLines = quote.size() == 3;
+    while (!rest.empty() && (isOfLines || rest.front() != '\n')) {
+      if (quote != "#" && rest.starts_with(quote)) return rest.remove_prefix(quote.size());
+      if (quote.front() == '"' && rest.front() == '\\' && rest.size() > 1) Pass();
+      Pass();
+    }
+  }
+
+  void Pass() {
+    if (rest.front() == '\n') ++line;
+    rest.remove_prefix(1);
+  }
+
+  void Count(char c) {
+    if (c == '\n') ++line;
+    if (c == '.') {
+      if (++parts > kMostParts) Refuse(file, line, "a key has too many parts");
+    } else if (c == '[' || c == '{') {
+      parts = 0;
+      if (++depth > kDeepest) Refuse(file, line, "lists and tables are nested too deeply");
+    } else if (c == ']' || c == '}') {
+      depth -= depth > 0 ? 1 : 0;
+    } else if (c == '\n' || c == '=' || c == ',') {
+      parts = 0;
+    }
+  }
+
+  const fs::path& file;
+  std::string_view rest;
+  unsigned line = 1;
+  unsigned parts = 0;
+  unsigned depth = 0;
+};
 
 class TFileReader {
  public:
@@ -126,6 +195,8 @@ std::optional<std::string> ReadText(const fs::path& file) {
   std::array<char, 4096> block;
   while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream.get())) {
     text.append(block.data(), count);
+    if (text.size() <= kLargest) continue;
+    throw TFailure(file.string() + " is larger than 1 MiB, which no settings are", kExitUsage);
   }
   if (std::ferror(stream.get()) != 0) {
     throw TFailure("cannot read " + file.string() + ": " + std::generic_category().message(errno) +
@@ -140,6 +211,7 @@ std::optional<std::string> ReadText(const fs::path& file) {
 std::vector<TSetting> ReadSettingsFile(const fs::path& file, ELayer layer) {
   const std::optional<std::string> text = ReadText(file);
   if (!text) return {};
+  TNesting(file, *text).Check();
   try {
     return TFileReader(file, layer).Read(toml::parse(*text, file.string()));
   } catch (const toml::parse_error& mistake) {

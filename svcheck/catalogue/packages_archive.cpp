@@ -1,13 +1,19 @@
 // Packages by libarchive. A .deb is an archive that holds the files as an archive (deb(5)); an .rpm
-// is a compressed archive behind a header.
+// is a compressed archive behind a header. Each layer is unpacked by a reader of its own, which
+// knows the formats and the compressions of that layer and no others.
 #include <archive.h>
 #include <archive_entry.h>
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
+#include "collect/archive_filter.h"
 #include "svcheck/catalogue/driver_source.h"
 
 namespace svc::catalogue {
@@ -17,22 +23,40 @@ namespace {
 constexpr la_int64_t kMaxMember = 256 << 20;
 constexpr std::size_t kBlock = 1 << 16;
 
+// What packages of kernels and drivers become is 3 to 10 times their size.
+constexpr std::uint64_t kAlways = 64U << 20U;
+constexpr std::uint64_t kRatio = 64;
+constexpr std::uint64_t kMost = std::uint64_t{16} << 30U;
+
+// Those that package managers know; each works within libarchive.
+constexpr std::array kCompressions = {ARCHIVE_FILTER_GZIP, ARCHIVE_FILTER_BZIP2, ARCHIVE_FILTER_XZ,
+                                      ARCHIVE_FILTER_LZMA, ARCHIVE_FILTER_ZSTD};
+
 struct TFreeArchive {
   void operator()(archive* reader) const { ::archive_read_free(reader); }
 };
 using TArchive = std::unique_ptr<archive, TFreeArchive>;
 
+[[noreturn]] void FailBecause(const std::string& cause) {
+  throw std::runtime_error("the package cannot be read: " + cause);
+}
+
 [[noreturn]] void Fail(archive* reader) {
   const char* const cause = ::archive_error_string(reader);
-  throw std::runtime_error(std::string("the package cannot be read: ") +
-                           (cause != nullptr ? cause : "it is broken"));
+  FailBecause(cause != nullptr ? cause : "it is broken");
 }
 
 TArchive NewReader(int (*addFormat)(archive*)) {
   TArchive reader(::archive_read_new());
   if (!reader) throw std::bad_alloc();
-  ::archive_read_support_filter_all(reader.get());
-  addFormat(reader.get());
+  if (addFormat(reader.get()) != ARCHIVE_OK) Fail(reader.get());
+  return reader;
+}
+
+// A reader of one stream, which may be compressed.
+TArchive NewUnpacker() {
+  TArchive reader = NewReader(::archive_read_support_format_raw);
+  for (const int compression : kCompressions) collect::AllowFilter(reader.get(), compression);
   return reader;
 }
 
@@ -42,6 +66,18 @@ bool NextEntry(archive* reader, archive_entry*& entry) {
   if (status == ARCHIVE_EOF) return false;
   if (status < ARCHIVE_WARN) Fail(reader);
   return true;
+}
+
+// Goes to the stream that an unpacker's bytes are. Under its compression there is none more: that
+// is how a few bytes become very many. `below` are the filters under it.
+void BeginStream(archive* unpacker, int below) {
+  constexpr int kNone = 1;  // The file itself counts.
+  constexpr int kCompression = 1;
+  archive_entry* entry = nullptr;
+  if (!NextEntry(unpacker, entry)) FailBecause("it ends too early");
+  if (::archive_filter_count(unpacker) > kNone + below + kCompression) {
+    FailBecause("it is compressed more than once");
+  }
 }
 
 std::string NameOf(archive_entry* entry) {
@@ -59,7 +95,6 @@ la_ssize_t ReadBlock(archive* reader, char* to, std::size_t size) {
 std::string ReadMember(archive* reader, archive_entry* entry) {
   std::string bytes;
   if (::archive_entry_size(entry) > kMaxMember) throw std::runtime_error("a driver is too large");
-  bytes.reserve(static_cast<std::size_t>(std::max<la_int64_t>(::archive_entry_size(entry), 0)));
   std::string block(kBlock, '\0');
   while (const la_ssize_t count = ReadBlock(reader, block.data(), block.size())) {
     if (static_cast<la_int64_t>(bytes.size()) + count > kMaxMember) {
@@ -70,7 +105,44 @@ std::string ReadMember(archive* reader, archive_entry* entry) {
   return bytes;
 }
 
-void TakeMembers(archive* reader, const std::function<bool(const std::string&)>& isWanted,
+// Feeds a reader with the bytes of another one's member, up to a limit: whoever reads passes over
+// what it does not want, but has it unpacked all the same.
+class TInner {
+ public:
+  TInner(archive* outer, std::uint64_t limit) : outer(outer), left(limit) {}
+
+  void Open(archive* inner) {
+    if (::archive_read_open(inner, this, nullptr, Read, nullptr) != ARCHIVE_OK) Fail(inner);
+  }
+  // Why there were no more bytes; null when all is well. Whoever was fed says only that it is cut.
+  const char* Failure() const { return failure; }
+
+ private:
+  static la_ssize_t Read(archive* inner, void* data, const void** bytes) {
+    auto& self = *static_cast<TInner*>(data);
+    *bytes = self.block.data();
+    const la_ssize_t count = ::archive_read_data(self.outer, self.block.data(), self.block.size());
+    if (count < 0) return self.FailRead(inner, ::archive_error_string(self.outer));
+    if (static_cast<std::uint64_t>(count) > self.left) {
+      return self.FailRead(inner, "unpacked it is out of proportion to its size");
+    }
+    self.left -= static_cast<std::uint64_t>(count);
+    return count;
+  }
+
+  la_ssize_t FailRead(archive* inner, const char* cause) {
+    failure = cause != nullptr ? cause : "it is broken";
+    ::archive_set_error(inner, EINVAL, "%s", failure);
+    return ARCHIVE_FATAL;
+  }
+
+  archive* outer;
+  std::uint64_t left;
+  const char* failure = nullptr;
+  std::string block = std::string(kBlock, '\0');
+};
+
+void TakeEntries(archive* reader, const std::function<bool(const std::string&)>& isWanted,
                  const TTakeMember& take) {
   archive_entry* entry = nullptr;
   while (NextEntry(reader, entry)) {
@@ -82,24 +154,61 @@ void TakeMembers(archive* reader, const std::function<bool(const std::string&)>&
   }
 }
 
-// Feeds an archive with the bytes of another one's member.
-struct TInner {
-  archive* outer;
-  std::string block = std::string(kBlock, '\0');
-
-  static la_ssize_t Read(archive* inner, void* data, const void** bytes) {
-    auto& self = *static_cast<TInner*>(data);
-    *bytes = self.block.data();
-    const la_ssize_t count = ::archive_read_data(self.outer, self.block.data(), self.block.size());
-    if (count < 0) ::archive_copy_error(inner, self.outer);
-    return count;
+// The files in an archive of that format whose bytes come from another reader.
+void TakeMembers(TInner& source, int (*addFormat)(archive*),
+                 const std::function<bool(const std::string&)>& isWanted, const TTakeMember& take) {
+  const TArchive files = NewReader(addFormat);
+  try {
+    source.Open(files.get());
+    TakeEntries(files.get(), isWanted, take);
+  } catch (const std::runtime_error&) {
+    if (source.Failure() == nullptr) throw;
+    FailBecause(source.Failure());
   }
-};
+}
 
-void Open(archive* reader, const std::filesystem::path& path) {
+void OpenFile(archive* reader, const std::filesystem::path& path) {
   if (::archive_read_open_filename(reader, path.string().c_str(), kBlock) != ARCHIVE_OK) {
     Fail(reader);
   }
+}
+
+// How much may be unpacked of a package in all.
+std::uint64_t LimitOf(const std::filesystem::path& path) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  if (error) FailBecause(error.message());
+  return std::min(kMost, kAlways + kRatio * std::min(size, kMost));
+}
+
+void ReadRpm(const std::filesystem::path& path,
+             const std::function<bool(const std::string& name)>& isWanted,
+             const TTakeMember& take) {
+  const TArchive package = NewUnpacker();
+  collect::AllowFilter(package.get(), ARCHIVE_FILTER_RPM);
+  OpenFile(package.get(), path);
+  BeginStream(package.get(), 1);
+  TInner payload(package.get(), LimitOf(path));
+  TakeMembers(payload, ::archive_read_support_format_cpio, isWanted, take);
+}
+
+void ReadDeb(const std::filesystem::path& path,
+             const std::function<bool(const std::string& name)>& isWanted,
+             const TTakeMember& take) {
+  const TArchive package = NewReader(::archive_read_support_format_ar);
+  OpenFile(package.get(), path);
+  archive_entry* entry = nullptr;
+  while (NextEntry(package.get(), entry)) {
+    if (!NameOf(entry).starts_with("data.tar")) continue;
+    const std::uint64_t limit = LimitOf(path);
+    TInner compressed(package.get(), limit);
+    const TArchive unpacker = NewUnpacker();
+    compressed.Open(unpacker.get());
+    BeginStream(unpacker.get(), 0);
+    TInner plain(unpacker.get(), limit);
+    return TakeMembers(plain, ::archive_read_support_format_tar, isWanted, take);
+  }
+  FailBecause("it holds no files");
 }
 
 }  // namespace
@@ -107,24 +216,8 @@ void Open(archive* reader, const std::filesystem::path& path) {
 void ReadPackage(const std::filesystem::path& path,
                  const std::function<bool(const std::string& name)>& isWanted,
                  const TTakeMember& take) {
-  if (path.extension() == ".rpm") {
-    const TArchive package = NewReader(::archive_read_support_format_cpio);
-    Open(package.get(), path);
-    return TakeMembers(package.get(), isWanted, take);
-  }
-  const TArchive package = NewReader(::archive_read_support_format_ar);
-  Open(package.get(), path);
-  archive_entry* entry = nullptr;
-  while (NextEntry(package.get(), entry)) {
-    if (!NameOf(entry).starts_with("data.tar")) continue;
-    TInner inner{package.get()};
-    const TArchive files = NewReader(::archive_read_support_format_tar);
-    if (::archive_read_open(files.get(), &inner, nullptr, TInner::Read, nullptr) != ARCHIVE_OK) {
-      Fail(files.get());
-    }
-    return TakeMembers(files.get(), isWanted, take);
-  }
-  throw std::runtime_error("the package holds no files");
+  const auto read = path.extension() == ".rpm" ? ReadRpm : ReadDeb;
+  read(path, isWanted, take);
 }
 
 }  // namespace svc::catalogue

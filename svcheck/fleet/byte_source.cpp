@@ -4,13 +4,17 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "host/xmlparser/xml_parser.h"
-#include "runtime/hskcore/os_platform.h"
+#include "runtime/hskcore/path_of.h"
 #include "svcheck/fleet/read_some.h"
 #include "svcheck/fleet/unpack.h"
+
+namespace fs = std::filesystem;
 
 namespace svc::fleet {
 
@@ -23,39 +27,63 @@ constexpr std::size_t kBlock = std::size_t{1} << 18;
   throw std::runtime_error(path + ": " + cause);
 }
 
+// What else stands there, as "a pipe".
+std::string KindOfOther(const std::string& path) {
+  std::error_code error;
+  switch (fs::status(PathOf(path), error).type()) {
+    case fs::file_type::fifo:
+      return "a pipe";
+    case fs::file_type::socket:
+      return "a socket";
+    case fs::file_type::block:
+    case fs::file_type::character:
+      return "a device";
+    case fs::file_type::directory:
+      return "a folder";
+    default:
+      return {};
+  }
+}
+
+TFile Open(const std::string& path) {
+  TFile file(path == "-" ? stdin : OpenRegular(path));
+  if (file) return file;
+  const int error = errno;
+  if (const std::string why = WhyNoFile(path); !why.empty()) throw std::runtime_error(why);
+  Fail(path, std::string("cannot be opened: ") + std::strerror(error));
+}
+
 class TFileBytes : public IByteSource {
  public:
   explicit TFileBytes(const std::string& path)
-      : path(path == "-" ? "standard input" : path),
-        file(path == "-" ? stdin : OpenNativeFile(path, "rb")) {
-    if (file == nullptr) Fail(path, std::string("cannot be opened: ") + std::strerror(errno));
-  }
-  ~TFileBytes() override {
-    if (file != stdin) std::fclose(file);
-  }
-  TFileBytes(const TFileBytes&) = delete;
-  TFileBytes& operator=(const TFileBytes&) = delete;
+      : path(path == "-" ? "standard input" : path), file(Open(path)) {}
 
   std::size_t Read(char* block, std::size_t size) override {
-    const auto count = ReadSome(file, block, size);
+    const auto count = ReadSome(file.get(), block, size);
     if (!count) Fail(path, std::string("cannot be read: ") + std::strerror(errno));
     return *count;
   }
-  bool IsReady() const override { return HasSome(file); }
+  bool IsReady() const override { return HasSome(file.get()); }
 
  private:
   std::string path;
-  std::FILE* file;
+  TFile file;
 };
 
 }  // namespace
+
+std::string WhyNoFile(const std::string& path) {
+  const std::string kind = KindOfOther(path);
+  if (kind.empty()) return {};
+  return path + ": is " + kind + " and no file; what a program writes can come by standard input";
+}
 
 bool IsCompressed(const std::string& path) {
   return path.ends_with(".gz") || path.ends_with(".zst");
 }
 
 std::unique_ptr<IByteSource> OpenBytes(const std::string& path) {
-  if (IsCompressed(path)) return OpenCompressed(path);
+  if (IsCompressed(path)) return OpenCompressed(Open(path), path);
   return std::make_unique<TFileBytes>(path);
 }
 
@@ -94,20 +122,34 @@ bool TLineReader::Fill() {
   return count != 0;
 }
 
+// A long line is handed over and not copied: memory for one of them is enough.
+std::string TLineReader::TakeUpTo(std::size_t end) {
+  std::string line;
+  if (begin == 0 && end >= kBlock) {
+    line = buffer.substr(end + 1);
+    buffer.resize(end);
+    line.swap(buffer);
+    searched = 0;
+  } else {
+    line = buffer.substr(begin, end - begin);
+    begin = end + 1;
+  }
+  return line;
+}
+
 std::optional<std::string> TLineReader::Next() {
   for (;;) {
     const std::size_t end = buffer.find('\n', std::max(begin, searched));
     if (end != std::string::npos) {
-      std::string line = buffer.substr(begin, end - begin);
-      begin = end + 1;
-      return line;
+      return TakeUpTo(end);
     }
     searched = buffer.size();
     if (ended || !Fill()) break;
   }
   ended = true;
   if (begin == buffer.size()) return {};
-  return buffer.substr(std::exchange(begin, buffer.size()));
+  buffer.erase(0, std::exchange(begin, 0));
+  return std::exchange(buffer, {});
 }
 
 }  // namespace svc::fleet

@@ -4,12 +4,20 @@
 #define SVCHECK_FLEET_BYTE_SOURCE_H_
 
 #include <cstddef>
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace svc::fleet {
+
+struct TCloseFile {
+  void operator()(std::FILE* file) const {
+    if (file != stdin) std::fclose(file);
+  }
+};
+using TFile = std::unique_ptr<std::FILE, TCloseFile>;
 
 class IByteSource {
  public:
@@ -21,9 +29,12 @@ class IByteSource {
   virtual bool IsReady() const { return true; }
 };
 
+// What is wrong with a path where something else than a file stands, for a person; empty for a
+// file, and where nothing stands.
+std::string WhyNoFile(const std::string& path);
 // Whether the file's name says that it is compressed: ".gz" or ".zst".
 bool IsCompressed(const std::string& path);
-// "-" is standard input. Throws std::runtime_error.
+// "-" is standard input; all else has to be a regular file. Throws std::runtime_error.
 std::unique_ptr<IByteSource> OpenBytes(const std::string& path);
 // The whole of a file. Throws std::runtime_error, also for more than the largest document.
 std::string ReadDocument(const std::string& path);
@@ -42,6 +53,7 @@ class TLineReader {
 
  private:
   bool Fill();
+  std::string TakeUpTo(std::size_t end);
 
   std::unique_ptr<IByteSource> source;
   std::string buffer;

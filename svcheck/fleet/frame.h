@@ -35,6 +35,13 @@ inline std::optional<std::string_view> TakeFrame(std::string_view& bytes) {
   return text;
 }
 
+// The length that unfinished bytes announce; 0 as long as it is not there.
+inline TLength AnnouncedLength(std::string_view bytes) {
+  TLength length = 0;
+  if (bytes.size() >= sizeof length) std::memcpy(&length, bytes.data(), sizeof length);
+  return length;
+}
+
 inline std::string FrameOfTask(const TTask& task) {
   const std::size_t body = 1 + 2 * sizeof(TLength) + task.machine.size() + task.text.size();
   std::string frame;

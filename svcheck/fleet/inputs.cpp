@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <system_error>
@@ -134,6 +135,63 @@ std::optional<TTask> TaskOfUsualLine(std::string_view line) {
   return task;
 }
 
+// Takes the two texts off a line of any form, as a reader of JSON tells what it holds. What else is
+// in the line takes no memory, however much it is.
+class TLineTexts : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  bool null() override { return Take(); }
+  bool boolean(bool /*value*/) override { return Take(); }
+  bool number_integer(number_integer_t /*value*/) override { return Take(); }
+  bool number_unsigned(number_unsigned_t /*value*/) override { return Take(); }
+  bool number_float(number_float_t /*value*/, const string_t& /*text*/) override { return Take(); }
+  bool binary(binary_t& /*value*/) override { return Take(); }
+  bool string(string_t& text) override { return Take(&text); }
+  bool start_object(std::size_t /*size*/) override {
+    isObject |= depth == 0;
+    return Begin();
+  }
+  bool start_array(std::size_t /*size*/) override { return Begin(); }
+  bool end_object() override { return End(); }
+  bool end_array() override { return End(); }
+  bool key(string_t& name) override {
+    if (depth == 1) target = name == "machine" ? &machine : name == "inventory" ? &text : nullptr;
+    return true;
+  }
+  bool parse_error(std::size_t /*at*/, const std::string& /*token*/,
+                   const nlohmann::detail::exception& /*error*/) override {
+    return false;
+  }
+
+  bool IsTooDeep() const { return depth > kDeepest; }
+
+  bool isObject = false;
+  std::optional<std::string> machine;  // None where it is no text.
+  std::optional<std::string> text;
+
+ private:
+  static constexpr std::size_t kDeepest = 256;
+
+  // Of two members of a name the last one counts.
+  bool Take(std::string* value = nullptr) {
+    if (depth == 1 && target != nullptr) {
+      target->reset();
+      if (value != nullptr) *target = std::move(*value);
+    }
+    return depth != 0;
+  }
+  bool Begin() {
+    Take();
+    return ++depth <= kDeepest && isObject;
+  }
+  bool End() {
+    --depth;
+    return true;
+  }
+
+  std::size_t depth = 0;
+  std::optional<std::string>* target = nullptr;
+};
+
 bool IsBlank(std::string_view line) {
   return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
@@ -156,33 +214,51 @@ TInputs::TInputs(std::vector<std::string> paths) : paths(std::move(paths)) {}
 std::optional<TTask> TInputs::Next() {
   for (;;) {
     if (lines) {
-      try {
-        while (auto line = lines->Next()) {
-          ++lineNumber;
-          if (!IsBlank(*line)) return NextOfLines(std::move(*line));
-        }
-      } catch (const std::runtime_error& error) {
-        lines.reset();
-        return WithoutInventory(linesPath, error.what());
-      }
-      lines.reset();
+      if (auto task = NextLine()) return task;
     } else if (nextFile < files.size()) {
-      const TPlace& place = files[nextFile++];
-      if (!HoldsLines(place.path)) {
-        return TTask{place.machine, TTask::EInventory::kFile, place.path};
-      }
-      linesPath = place.path;
-      lineNumber = 0;
-      try {
-        lines = std::make_unique<TLineReader>(OpenBytes(place.path));
-      } catch (const std::runtime_error& error) {
-        return WithoutInventory(linesPath, error.what());
-      }
+      if (auto task = OpenFile(files[nextFile++])) return task;
     } else if (next < paths.size()) {
       OpenNextPath();
     } else {
       return {};
     }
+  }
+}
+
+// None at the end of the lines.
+std::optional<TTask> TInputs::NextLine() {
+  try {
+    while (auto line = lines->Next()) {
+      ++lineNumber;
+      if (!IsBlank(*line)) return NextOfLines(std::move(*line));
+    }
+    lines.reset();
+    return {};
+  } catch (const std::runtime_error& error) {
+    lines.reset();
+    return WithoutInventory(linesPath, error.what());
+  } catch (const std::bad_alloc&) {
+    lines.reset();
+    return WithoutInventory(linesPath, linesPath + ":" + std::to_string(lineNumber + 1) +
+                                           ": there is not enough memory for the line");
+  }
+}
+
+// The machine of a file that is one's; none for a file of lines, which are read from then on.
+std::optional<TTask> TInputs::OpenFile(const TPlace& place) {
+  if (!HoldsLines(place.path)) {
+    if (std::string why = WhyNoFile(place.path); !why.empty()) {
+      return WithoutInventory(place.machine, std::move(why));
+    }
+    return TTask{place.machine, TTask::EInventory::kFile, place.path};
+  }
+  linesPath = place.path;
+  lineNumber = 0;
+  try {
+    lines = std::make_unique<TLineReader>(OpenBytes(place.path));
+    return {};
+  } catch (const std::runtime_error& error) {
+    return WithoutInventory(linesPath, error.what());
   }
 }
 
@@ -226,18 +302,21 @@ TTask TInputs::NextOfLines(std::string line) {
     lines.reset();
     return WithoutInventory(place, place + ": " + CauseOfCompression(linesPath));
   }
-  const auto parsed = nlohmann::json::parse(line, nullptr, false);
-  if (!parsed.is_object()) return WithoutInventory(place, place + ": the line is no JSON object");
-  const auto machine = parsed.find("machine");
-  const auto inventory = parsed.find("inventory");
-  if (machine == parsed.end() || !machine->is_string()) {
+  TLineTexts found;
+  const bool isWhole = nlohmann::json::sax_parse(line, &found);
+  if (found.IsTooDeep()) {
+    return WithoutInventory(place, place + ": the line nests arrays and objects too deeply");
+  }
+  if (!isWhole || !found.isObject) {
+    return WithoutInventory(place, place + ": the line is no JSON object");
+  }
+  if (!found.machine) {
     return WithoutInventory(place, place + ": the line has no text \"machine\"");
   }
-  const auto& name = machine->get_ref<const std::string&>();
-  if (inventory == parsed.end() || !inventory->is_string()) {
-    return WithoutInventory(name, place + ": the line has no text \"inventory\"");
+  if (!found.text) {
+    return WithoutInventory(*found.machine, place + ": the line has no text \"inventory\"");
   }
-  return {name, TTask::EInventory::kDocument, inventory->get<std::string>()};
+  return {*std::move(found.machine), TTask::EInventory::kDocument, *std::move(found.text)};
 }
 
 }  // namespace svc::fleet

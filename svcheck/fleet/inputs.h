@@ -14,8 +14,8 @@
 namespace svc::fleet {
 
 // Each path is a CIM-XML file, a folder of them, a file with one machine a line as JSON, or "-" for
-// such lines from standard input. Files may be compressed. What cannot be read is a machine without
-// an inventory, so that the others have their answer.
+// such lines from standard input. Files may be compressed; a pipe or a device is none. What cannot
+// be read is a machine without an inventory, so that the others have their answer.
 class TInputs {
  public:
   explicit TInputs(std::vector<std::string> paths);
@@ -30,6 +30,8 @@ class TInputs {
     std::string machine;  // The name of the machine, if it is one machine's file.
   };
 
+  std::optional<TTask> NextLine();
+  std::optional<TTask> OpenFile(const TPlace& place);
   void OpenNextPath();
   void ListFolder(const std::string& folder);
   TTask NextOfLines(std::string line);

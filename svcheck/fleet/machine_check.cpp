@@ -1,5 +1,7 @@
 #include "svcheck/fleet/machine_check.h"
 
+#include <boost/uuid/name_generator_sha1.hpp>
+#include <boost/uuid/uuid_io.hpp>
 #include <exception>
 #include <filesystem>
 #include <utility>
@@ -174,6 +176,22 @@ std::string FailedAnswer(const std::string& machine, const std::string& cause) {
   return Text(report, machine);
 }
 
+namespace {
+
+// A name of more than 255 bytes cannot be, and endings come behind this one. What is cut off it is
+// told by a hash; no whole name has a "~".
+constexpr std::size_t kLongestName = 120;
+constexpr std::size_t kKept = 80;
+
+std::string Shortened(std::string name, std::string_view machine) {
+  if (name.size() <= kLongestName) return name;
+  boost::uuids::name_generator_sha1 hash(boost::uuids::ns::oid());
+  name.resize(kKept);
+  return name + '~' + boost::uuids::to_string(hash(machine.data(), machine.size()));
+}
+
+}  // namespace
+
 std::string FileNameOf(std::string_view machine) {
   constexpr std::string_view kPlain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
@@ -188,7 +206,7 @@ std::string FileNameOf(std::string_view machine) {
       name += {'%', kDigits[byte >> 4], kDigits[byte & 0xF]};
     }
   }
-  return name.empty() ? "%" : name;
+  return name.empty() ? "%" : Shortened(std::move(name), machine);
 }
 
 }  // namespace svc::fleet

@@ -54,7 +54,8 @@ class TMachineCheck {
 // The last line of a machine that has no answer, and why.
 std::string FailedAnswer(const std::string& machine, const std::string& cause);
 
-// A file name of a machine's name, the same for the same and another for another.
+// A file name of a machine's name, the same for the same and another for another; at most 120
+// bytes, so that endings have room.
 std::string FileNameOf(std::string_view machine);
 
 }  // namespace svc::fleet

@@ -1,7 +1,9 @@
 #include "svcheck/fleet/result_lines.h"
 
 #include <algorithm>
+#include <charconv>
 #include <stdexcept>
+#include <system_error>
 
 namespace svc::fleet {
 
@@ -47,6 +49,17 @@ void AppendCharacter(std::string& text, unsigned code) {
     text += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
     text += static_cast<char>(0x80 | (code & 0x3F));
   }
+}
+
+// Of the four digits behind "\\u".
+unsigned CodeOf(std::string_view digits) {
+  unsigned code = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto read = std::from_chars(digits.data(), end, code, 16);
+  if (digits.size() != 4 || read.ec != std::errc() || read.ptr != end) {
+    throw std::runtime_error("a line has an escape that is none");
+  }
+  return code;
 }
 
 char Escaped(char letter) {
@@ -119,8 +132,7 @@ std::string Unescaped(std::string_view written) {
     if (written[i] != '\\' || i + 1 == written.size()) {
       text += written[i];
     } else if (written[++i] == 'u') {
-      AppendCharacter(text, static_cast<unsigned>(
-                                std::stoul(std::string(written.substr(i + 1, 4)), nullptr, 16)));
+      AppendCharacter(text, CodeOf(written.substr(i + 1, 4)));
       i += 4;
     } else {
       text += Escaped(written[i]);

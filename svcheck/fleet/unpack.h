@@ -9,8 +9,9 @@
 
 namespace svc::fleet {
 
-// Throws std::runtime_error.
-std::unique_ptr<IByteSource> OpenCompressed(const std::string& path);
+// The contents of an open file, which is closed with them; `path` is for messages. Throws
+// std::runtime_error.
+std::unique_ptr<IByteSource> OpenCompressed(TFile file, const std::string& path);
 
 }  // namespace svc::fleet
 

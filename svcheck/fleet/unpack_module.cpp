@@ -5,14 +5,14 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
+#include "collect/archive_filter.h"
 #include "svcheck/fleet/byte_source.h"
 
 namespace svc::fleet {
 
 namespace {
-
-constexpr std::size_t kBlock = std::size_t{1} << 16;
 
 struct TFreeArchive {
   void operator()(archive* read) const { archive_read_free(read); }
@@ -20,17 +20,20 @@ struct TFreeArchive {
 
 class TUnpacked : public IByteSource {
  public:
-  explicit TUnpacked(const std::string& path) : path(path), read(archive_read_new()) {
+  TUnpacked(TFile given, const std::string& path)
+      : path(path), file(std::move(given)), read(archive_read_new()) {
     if (!read) throw std::bad_alloc();
-    archive_read_support_filter_gzip(read.get());
-    archive_read_support_filter_zstd(read.get());
-    archive_read_support_format_raw(read.get());
-    archive_read_support_format_empty(read.get());
-    Check(archive_read_open_filename(read.get(), path.c_str(), kBlock));
+    collect::AllowFilter(read.get(), ARCHIVE_FILTER_GZIP);
+    collect::AllowFilter(read.get(), ARCHIVE_FILTER_ZSTD);
+    Check(archive_read_support_format_raw(read.get()));
+    Check(archive_read_support_format_empty(read.get()));
+    Check(archive_read_open_FILE(read.get(), file.get()));
     archive_entry* entry = nullptr;
     const int found = archive_read_next_header(read.get(), &entry);
     isEmpty = found == ARCHIVE_EOF;
     if (!isEmpty) Check(found);
+    // The file itself counts as one. What is compressed over and over has no size that it ends at.
+    if (archive_filter_count(read.get()) > 2) Fail("it is compressed more than once");
   }
 
   std::size_t Read(char* block, std::size_t size) override {
@@ -44,10 +47,14 @@ class TUnpacked : public IByteSource {
   void Check(int status) const {
     if (status >= ARCHIVE_WARN) return;
     const char* const cause = archive_error_string(read.get());
-    throw std::runtime_error(path + ": cannot be unpacked: " + (cause ? cause : "broken"));
+    Fail(cause ? cause : "broken");
+  }
+  [[noreturn]] void Fail(const std::string& cause) const {
+    throw std::runtime_error(path + ": cannot be unpacked: " + cause);
   }
 
   std::string path;
+  TFile file;
   std::unique_ptr<archive, TFreeArchive> read;
   bool isEmpty = false;
 };
@@ -57,6 +64,6 @@ class TUnpacked : public IByteSource {
 }  // namespace svc::fleet
 
 extern "C" __attribute__((visibility("default"))) svc::fleet::IByteSource* SvcOpenCompressed(
-    const std::string& path) {
-  return new svc::fleet::TUnpacked(path);
+    svc::fleet::TFile file, const std::string& path) {
+  return new svc::fleet::TUnpacked(std::move(file), path);
 }

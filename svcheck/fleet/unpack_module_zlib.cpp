@@ -1,4 +1,5 @@
 // The module that unpacks, where there is zlib alone: a file of gzip as its contents.
+#include <io.h>
 #include <zlib.h>
 
 #include <cerrno>
@@ -9,7 +10,6 @@
 #include <string_view>
 #include <utility>
 
-#include "runtime/hskcore/path_of.h"
 #include "svcheck/fleet/byte_source.h"
 
 namespace svc::fleet {
@@ -21,9 +21,10 @@ constexpr std::string_view kZstandard = "\x28\xB5\x2F\xFD";
 
 class TUnpacked : public IByteSource {
  public:
-  explicit TUnpacked(const std::string& path) : path(path) {
+  TUnpacked(TFile given, const std::string& path) : path(path) {
     if (path.ends_with(".zst")) FailZstandard();
-    file.reset(gzopen_w(PathOf(path).c_str(), "rb"));
+    // It closes what it is given, and so gets a number of its own for the file.
+    file.reset(gzdopen(_dup(_fileno(given.get())), "rb"));
     if (!file) Fail(std::string("cannot be opened: ") + std::strerror(errno));
   }
 
@@ -67,6 +68,6 @@ class TUnpacked : public IByteSource {
 }  // namespace svc::fleet
 
 extern "C" __declspec(dllexport) svc::fleet::IByteSource* SvcOpenCompressed(
-    const std::string& path) {
-  return new svc::fleet::TUnpacked(path);
+    svc::fleet::TFile file, const std::string& path) {
+  return new svc::fleet::TUnpacked(std::move(file), path);
 }

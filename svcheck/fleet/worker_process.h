@@ -3,6 +3,8 @@
 #ifndef SVCHECK_FLEET_WORKER_PROCESS_H_
 #define SVCHECK_FLEET_WORKER_PROCESS_H_
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,8 +45,15 @@ class IWorkerSystem {
   virtual void Wait(std::vector<TAwaited>& awaited) = 0;
 };
 
+// Few inventories are that large: while tasks of so many bytes have no answer, no more are taken
+// up.
+inline constexpr std::size_t kMostBytes = std::size_t{256} << 20U;
+// An answer that no memory holds.
+inline constexpr std::uint64_t kMostAnswer = std::uint64_t{16} << 30U;
+
 // Throws TFailure.
-std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> system);
+std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> system,
+                                      std::size_t mostBytes = kMostBytes);
 
 // "cannot <action> a worker process: <why>".
 [[noreturn]] void FailWorker(const char* action, const std::string& why);

@@ -18,6 +18,9 @@ namespace {
 // One task is worked on and one waits, so that no worker waits for this process.
 constexpr std::size_t kTasksEach = 2;
 
+constexpr const char* kGarbled =
+    "the process that compared this machine answered what cannot be read";
+
 struct TWorker {
   struct TGiven {
     std::uint64_t number;
@@ -32,8 +35,8 @@ struct TWorker {
 
 class TWorkers : public IWorkers {
  public:
-  TWorkers(int jobs, std::unique_ptr<IWorkerSystem> given)
-      : system(std::move(given)), workers(static_cast<std::size_t>(jobs)) {
+  TWorkers(int jobs, std::unique_ptr<IWorkerSystem> given, std::size_t mostBytes)
+      : system(std::move(given)), workers(static_cast<std::size_t>(jobs)), mostBytes(mostBytes) {
     for (TWorker& worker : workers) worker.process = system->Start();
     while (!std::all_of(workers.begin(), workers.end(),
                         [](const TWorker& worker) { return worker.process->HasBegun(); })) {
@@ -49,7 +52,9 @@ class TWorkers : public IWorkers {
   TWorkers(const TWorkers&) = delete;
   TWorkers& operator=(const TWorkers&) = delete;
 
-  bool HasRoom() const override { return FewestGiven().given.size() < kTasksEach; }
+  bool HasRoom() const override {
+    return FewestGiven().given.size() < kTasksEach && givenBytes < mostBytes;
+  }
   bool IsIdle() const override {
     return std::all_of(workers.begin(), workers.end(),
                        [](const TWorker& worker) { return worker.given.empty(); });
@@ -58,6 +63,7 @@ class TWorkers : public IWorkers {
   void Give(std::uint64_t number, TTask task) override {
     auto& worker = const_cast<TWorker&>(FewestGiven());
     worker.toSend += FrameOfTask(task);
+    givenBytes += task.text.size();
     worker.given.push_back({number, std::move(task)});
     worker.process->Send(worker.toSend);
   }
@@ -78,14 +84,25 @@ class TWorkers : public IWorkers {
         [](const TWorker& a, const TWorker& b) { return a.given.size() < b.given.size(); });
   }
 
-  static std::optional<TAnswer> TakeAnswer(TWorker& worker) {
+  std::optional<TAnswer> TakeAnswer(TWorker& worker) {
     std::string_view rest = worker.received;
     const auto text = TakeFrame(rest);
-    if (!text) return {};
+    if (!text || worker.given.empty()) return {};
     TAnswer answer{worker.given.front().number, std::string(*text)};
+    givenBytes -= worker.given.front().task.text.size();
     worker.given.pop_front();
     worker.received.erase(0, worker.received.size() - rest.size());
     return answer;
+  }
+
+  // Whether a worker has answered what it was not asked, or begins an answer that no memory holds.
+  static bool IsGarbled(const TWorker& worker) {
+    std::string_view rest = worker.received;
+    std::size_t answers = 0;
+    while (TakeFrame(rest)) ++answers;
+    const std::size_t asked = worker.given.size();
+    return answers > asked || (answers == asked && !rest.empty()) ||
+           AnnouncedLength(rest) > kMostAnswer;
   }
 
   void Exchange() {
@@ -98,17 +115,22 @@ class TWorkers : public IWorkers {
       if (!awaited[i].isReady) continue;
       // What does not fit is sent when the worker has taken some.
       workers[i].process->Send(workers[i].toSend);
-      if (!workers[i].process->Receive(workers[i].received)) Replace(workers[i]);
+      if (!workers[i].process->Receive(workers[i].received)) {
+        Replace(workers[i], workers[i].process->CauseOfEnd());
+      } else if (IsGarbled(workers[i])) {
+        workers[i].process->Kill();
+        Replace(workers[i], kGarbled);
+      }
     }
   }
 
   // The worker ended by the task that it was at; the tasks behind that one are another's.
-  void Replace(TWorker& worker) {
+  void Replace(TWorker& worker, const std::string& cause) {
     worker.toSend.clear();
     worker.received.clear();
     if (!worker.given.empty()) {
       const TTask& task = worker.given.front().task;
-      AppendFrame(worker.received, FailedAnswer(task.machine, worker.process->CauseOfEnd()));
+      AppendFrame(worker.received, FailedAnswer(task.machine, cause));
     }
     worker.process.reset();
     worker.process = system->Start();
@@ -120,12 +142,15 @@ class TWorkers : public IWorkers {
 
   std::unique_ptr<IWorkerSystem> system;
   std::vector<TWorker> workers;
+  std::size_t mostBytes;
+  std::size_t givenBytes = 0;  // Of the texts of all tasks that have no answer yet.
 };
 
 }  // namespace
 
-std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> system) {
-  return std::make_unique<TWorkers>(jobs, std::move(system));
+std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> system,
+                                      std::size_t mostBytes) {
+  return std::make_unique<TWorkers>(jobs, std::move(system), mostBytes);
 }
 
 void FailWorker(const char* action, const std::string& why) {

@@ -62,6 +62,7 @@ class TSocketChannel : public ITaskChannel {
 [[noreturn]] void Serve(int socket, TMachineCheck& check) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::signal(signal, SIG_DFL);
   KeepMemory();
+  WatchMemory();  // What this process is a copy of may have run out of it before.
   TSocketChannel channel(socket);
   TFrameReader tasks(channel);
   ::_exit(AnswerTasks(tasks, channel, check));

@@ -76,9 +76,9 @@ def deb(files, compression=".xz"):
     return deb_of(COMPRESSIONS[compression](data), compression)
 
 
-def endless_deb():
+def endless_deb(name="zeros"):
     """A small package of which to read takes many seconds."""
-    info = tarfile.TarInfo("zeros")
+    info = tarfile.TarInfo(name)
     piece = 1 << 26
     info.size = 60 * piece
     data = gzip.compress(info.tobuf(tarfile.GNU_FORMAT)) + gzip.compress(bytes(piece)) * 60
@@ -107,9 +107,13 @@ def cpio(files):
     return out
 
 
-def rpm(files, compression=".xz"):
-    """An RPM package: a lead, two headers without entries, the compressed files."""
+def rpm_of(payload):
+    """A lead, two headers without entries, and what stands behind them."""
     header = b"\x8e\xad\xe8\x01" + bytes(4) + struct.pack(">II", 0, 0)
-    lead = b"\xed\xab\xee\xdb\x03\x00" + bytes(90)
+    return b"\xed\xab\xee\xdb\x03\x00" + bytes(90) + header + header + payload
+
+
+def rpm(files, compression=".xz"):
+    """An RPM package."""
     payload = cpio({"./" + name: content for name, content in files.items()})
-    return lead + header + header + COMPRESSIONS[compression](payload)
+    return rpm_of(COMPRESSIONS[compression](payload))

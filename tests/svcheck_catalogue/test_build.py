@@ -225,12 +225,15 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
         self.assertEqual(self.leftovers(), [])
 
     def test_an_interruption_stops_it_at_once_and_leaves_nothing(self):
-        many = self.write("in/endless.deb", endless_deb())
+        # Each takes a moment until it is refused.
+        first = self.write("in/0.deb", endless_deb())
+        for number in range(1, 400):
+            os.link(first, self.folder / f"in/{number}.deb")
         process = subprocess.Popen([PROGRAM, "catalogue", "build", "--output", "made", "--drivers",
-                                    many, *MACHINES], cwd=self.folder, stderr=subprocess.PIPE,
+                                    "in", *MACHINES], cwd=self.folder, stderr=subprocess.PIPE,
                                    preexec_fn=usual_signals)
         self.addCleanup(process.stderr.close)
-        while not self.has_opened(process, many):
+        while not self.has_opened(process, first.parent):
             if process.poll() is not None:
                 self.fail(f"ended with {process.returncode}: {process.stderr.read()}")
             time.sleep(0.001)
@@ -240,10 +243,11 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
         self.assertEqual(self.leftovers(), [])
 
     @staticmethod
-    def has_opened(process, path):
+    def has_opened(process, folder):
         try:
-            folder = f"/proc/{process.pid}/fd"
-            return any(os.readlink(f"{folder}/{name}") == str(path) for name in os.listdir(folder))
+            open_files = f"/proc/{process.pid}/fd"
+            return any(os.readlink(f"{open_files}/{name}").startswith(f"{folder}/")
+                       for name in os.listdir(open_files))
         except FileNotFoundError:
             return False
 

@@ -1,0 +1,154 @@
+// The lines of a fleet's results, what they come to, and the names of its files.
+#include <gtest/gtest.h>
+
+#include "svcheck/failure.h"
+#include "svcheck/fleet/machine_check.h"
+#include "svcheck/fleet/result_lines.h"
+#include "svcheck/fleet/results.h"
+#include "svcheck/fleet/summary.h"
+#include "tests/support/temporary_folder.h"
+
+namespace svc::fleet {
+namespace {
+
+using report::EVerdict;
+using report::IndexOf;
+
+std::string Record(const std::string& type, const std::string& name, const std::string& verdict) {
+  return R"({"machine":"m","Type":")" + type + R"(","Name":")" + name +
+         R"(","InstalledVersion":"1","SVVersion":"2","verdict":")" + verdict + "\"}\n";
+}
+
+std::string Last(const std::string& machine = "m", const std::string& outcome = "done",
+                 const std::string& errors = "") {
+  return R"({"machine":")" + machine + R"(","outcome":")" + outcome +
+         R"(","machineType":"4638","summary":{},"errors":[)" + errors + "]}\n";
+}
+
+TEST(FleetSummary, HasTheComponentsWithTheMostOutdatedRecordsFirstThenByTypeAndName) {
+  TSummary summary;
+  summary.Add(Record("B", "x", "outdated") + Record("A", "z", "current") +
+              Record("A", "y", "current") + Record("C", "w", "outdated") +
+              Record("C", "w", "outdated") + Record("B", "a", "outdated") + Last());
+  std::vector<std::string> order;
+  for (const auto& component : summary.Components())
+    order.push_back(component.type + component.name);
+  EXPECT_EQ(order, (std::vector<std::string>{"Cw", "Ba", "Bx", "Ay", "Az"}));
+}
+
+TEST(FleetSummary, CountsEachVerdictAndMachineOnce) {
+  TSummary summary;
+  summary.Add(Record("B", "x", "outdated") + Record("B", "y", "outdated") +
+              Record("B", "x", "newer") + Record("B", "x", "unknown") + Last("a"));
+  summary.Add(Record("B", "x", "current") + Last("b"));
+  summary.Add(Record("B", "x", "outdated") + Last("c", "failed", R"("first","second")"));
+  summary.Add(Last("d", "failed"));
+  EXPECT_EQ(summary.Machines(), 4U);
+  EXPECT_EQ(summary.OutdatedMachines(), 1U);
+  ASSERT_EQ(summary.Failed().size(), 2U);
+  EXPECT_EQ(summary.Failed()[0].machine, "c");
+  EXPECT_EQ(summary.Failed()[0].cause, "first");
+  EXPECT_EQ(summary.Failed()[1].cause, "");
+  EXPECT_EQ(summary.Verdicts()[IndexOf(EVerdict::kOutdated)], 3U);
+  EXPECT_EQ(summary.Verdicts()[IndexOf(EVerdict::kNewer)], 1U);
+  const TTypeCounts& type = summary.MachineTypes().at("4638");
+  EXPECT_EQ(type.machines, 2U) << "those that were compared";
+  EXPECT_EQ(type.outdatedMachines, 1U);
+  EXPECT_EQ(type.verdicts[IndexOf(EVerdict::kOutdated)], 2U);
+  EXPECT_EQ(type.verdicts[IndexOf(EVerdict::kCurrent)], 1U);
+}
+
+TEST(FleetSummary, KeepsTypesAndNamesApartWhereTheirTextsMeet) {
+  TSummary summary;
+  summary.Add(Record("ab", "c", "current") + Record("a", "bc", "current") + Last());
+  EXPECT_EQ(summary.Components().size(), 2U);
+}
+
+TEST(FleetSummary, RefusesLinesOfOthers) {
+  for (const std::string& line :
+       {Record("A", "b", "worse"), std::string("{\"Type\":\"A\",\"Name\":\"b\"}\n"),
+        std::string("{\"Name\":\"b\",\"verdict\":\"current\"}\n"), std::string("text\n")}) {
+    TSummary summary;
+    EXPECT_THROW(summary.Add(line), std::runtime_error) << line;
+  }
+}
+
+TEST(FleetResultLines, GiveBackEachEscape) {
+  EXPECT_EQ(Unescaped(R"(\b\f\n\r\t\"\\\/)"), "\b\f\n\r\t\"\\/");
+  EXPECT_EQ(Unescaped(R"(\u0000)"), std::string(1, '\0'));
+  EXPECT_EQ(Unescaped(R"(\u007f\u0080\u07ff\u0800\uffff)"),
+            "\x7f\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF");
+  EXPECT_EQ(Unescaped(R"(\u00E9x)"), "\xC3\xA9x");
+}
+
+TEST(FleetResultLines, WithABrokenEscapeAreRefusedAndEndNothing) {
+  for (const char* written : {"\\u", "\\u1", "\\u12", "\\u123", "\\uzzzz", "\\u 123", "\\u-123",
+                              "\\u+123", "\\u0x1f", "\\u123g"}) {
+    EXPECT_THROW(Unescaped(written), std::runtime_error) << written;
+    EXPECT_THROW(ReportOf(Last(written, "failed", "\"" + std::string(written) + "\"")),
+                 std::runtime_error);
+  }
+}
+
+TEST(FleetResults, OfWhatNoFleetWroteEndWithAClearFailure) {
+  const test::TTemporaryFolder folder;
+  folder.Write("r", Last("\\uzz"));
+  TResultReader reader(folder.Path() + "/r");
+  try {
+    reader.Next();
+    FAIL() << "it is taken";
+  } catch (const TFailure& failure) {
+    EXPECT_TRUE(
+        std::string_view(failure.what()).ends_with("give a file that `svcheck fleet` wrote"))
+        << failure.what();
+  }
+}
+
+TEST(FleetResults, AreWholeMachinesUpToTheFirstThatIsTorn) {
+  const test::TTemporaryFolder folder;
+  const std::string whole = Record("A", "b", "current") + Last("a") + Last("b");
+  for (const std::string& rest : {Last("c").substr(0, Last("c").size() - 1), Record("A", "b", "x"),
+                                  std::string("{\"mach"), std::string("\n")}) {
+    folder.Write("r", whole + rest);
+    TResultReader reader(folder.Path() + "/r");
+    EXPECT_EQ(reader.Next()->lines, Record("A", "b", "current") + Last("a"));
+    EXPECT_EQ(reader.Next()->name, "b");
+    EXPECT_EQ(reader.Position(), whole.size());
+    EXPECT_FALSE(reader.IsTorn());
+    EXPECT_FALSE(reader.Next());
+    EXPECT_TRUE(reader.IsTorn()) << rest;
+    EXPECT_EQ(reader.Position(), whole.size());
+  }
+}
+
+TEST(FleetFileNames, AreAsLongAsAFileSystemTakesAndDifferForDifferentMachines) {
+  const auto of = [](std::size_t size, char last) {
+    return FileNameOf(std::string(size - 1, 'a') + last);
+  };
+  EXPECT_EQ(of(119, 'b'), std::string(118, 'a') + 'b');
+  EXPECT_EQ(of(120, 'b'), std::string(119, 'a') + 'b');
+  for (const std::size_t size : {121, 252, 300, 100'000}) {
+    EXPECT_LE(of(size, 'b').size(), 120U);
+    EXPECT_TRUE(of(size, 'b').starts_with(std::string(80, 'a') + '~'));
+    EXPECT_EQ(of(size, 'b'), of(size, 'b'));
+    EXPECT_NE(of(size, 'b'), of(size, 'c'));
+    EXPECT_NE(of(size, 'b'), of(size + 1, 'b'));
+  }
+  // What is written with more characters than it has counts as it is written.
+  EXPECT_EQ(FileNameOf(std::string(40, '/')).size(), 120U);
+  EXPECT_EQ(FileNameOf(std::string(40, '/')).find('~'), std::string::npos);
+  EXPECT_NE(FileNameOf(std::string(41, '/')).find('~'), std::string::npos);
+}
+
+TEST(FleetFileNames, NameNothingOutsideTheirFolder) {
+  EXPECT_EQ(FileNameOf(""), "%");
+  EXPECT_EQ(FileNameOf("."), "%2e");
+  EXPECT_EQ(FileNameOf(".."), "%2e.");
+  EXPECT_EQ(FileNameOf("../a b"), "%2e.%2fa%20b");
+  EXPECT_EQ(FileNameOf("a.b-c_D9"), "a.b-c_D9");
+  EXPECT_EQ(FileNameOf("~%"), "%7e%25") << "as no other name has them";
+  EXPECT_EQ(FileNameOf(std::string("\0\xC3", 2)), "%00%c3");
+}
+
+}  // namespace
+}  // namespace svc::fleet

@@ -1,0 +1,230 @@
+// How tasks are shared out among workers that answer, end, talk nonsense or stay silent.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+#include <stdexcept>
+
+#include "svcheck/fleet/frame.h"
+#include "svcheck/fleet/result_lines.h"
+#include "svcheck/fleet/worker_process.h"
+
+namespace svc::fleet {
+namespace {
+
+// What the workers of one test have in common.
+struct TWorld {
+  int started = 0;
+  int killed = 0;
+  int alive = 0;
+  std::vector<std::string> worked;  // Names of the machines, as the workers took them up.
+};
+
+// Does with a task what the machine's name says.
+class TFakeWorker : public IWorkerProcess {
+ public:
+  explicit TFakeWorker(TWorld& world) : world(world) { ++world.alive; }
+  ~TFakeWorker() override { --world.alive; }
+
+  bool HasBegun() const override { return true; }
+  void Send(std::string& bytes) override {
+    received += bytes;
+    bytes.clear();
+  }
+  bool Receive(std::string& bytes) override {
+    bytes += answers;
+    answers.clear();
+    return !hasEnded;
+  }
+  std::string CauseOfEnd() override {
+    EXPECT_TRUE(hasEnded);
+    return "it ended";
+  }
+  void Kill() override { ++world.killed; }
+
+  // False when it has nothing to say.
+  bool Work() {
+    std::string_view rest = received;
+    const auto body = isSilent || hasEnded ? std::nullopt : TakeFrame(rest);
+    if (!body) return hasEnded;
+    const TTask task = TaskOfBody(*body);
+    received.erase(0, received.size() - rest.size());
+    Answer(task.machine);
+    return !isSilent;
+  }
+
+ private:
+  void Answer(const std::string& machine) {
+    world.worked.push_back(machine);
+    isSilent = machine == "silent";
+    hasEnded = machine == "crash" || machine == "half";
+    if (machine == "huge") AppendLength(answers, kMostAnswer + 1);
+    if (machine == "long") AppendLength(answers, kMostAnswer);
+    if (machine == "half") answers += "12345678too short";
+    if (isSilent || hasEnded || machine == "huge" || machine == "long") return;
+    AppendFrame(answers, "answer of " + machine);
+    if (machine == "twice") AppendFrame(answers, "more");
+    if (machine == "twice by a byte") answers += 'x';
+  }
+
+  TWorld& world;
+  std::string received;
+  std::string answers;
+  bool isSilent = false;
+  bool hasEnded = false;
+};
+
+class TFakeSystem : public IWorkerSystem {
+ public:
+  explicit TFakeSystem(TWorld& world) : world(world) {}
+  std::unique_ptr<IWorkerProcess> Start() override {
+    ++world.started;
+    return std::make_unique<TFakeWorker>(world);
+  }
+  void Wait(std::vector<TAwaited>& awaited) override {
+    bool isAny = false;
+    for (TAwaited& one : awaited) {
+      one.isReady = static_cast<TFakeWorker*>(one.process)->Work();
+      isAny |= one.isReady;
+    }
+    if (!isAny) throw std::logic_error("nobody will ever answer");
+  }
+
+ private:
+  TWorld& world;
+};
+
+class FleetWorkers : public testing::Test {
+ protected:
+  std::unique_ptr<IWorkers> Make(int jobs, std::size_t mostBytes = kMostBytes) {
+    return MakeWorkers(jobs, std::make_unique<TFakeSystem>(world), mostBytes);
+  }
+  static TTask Task(const std::string& machine, const std::string& text = "x") {
+    return {machine, TTask::EInventory::kDocument, text};
+  }
+  // The answers by the numbers of their tasks.
+  static std::map<std::uint64_t, std::string> RunAll(IWorkers& workers,
+                                                     const std::vector<std::string>& machines) {
+    std::map<std::uint64_t, std::string> answers;
+    std::size_t given = 0;
+    while (given < machines.size() || !workers.IsIdle()) {
+      while (given < machines.size() && workers.HasRoom()) {
+        workers.Give(given, Task(machines[given]));
+        ++given;
+      }
+      TAnswer answer = workers.Wait();
+      EXPECT_TRUE(answers.emplace(answer.number, std::move(answer.text)).second);
+    }
+    return answers;
+  }
+  static std::string CauseIn(const std::string& answer) {
+    const auto errors = ReportOf(answer).errors;
+    return errors.empty() ? "" : errors.front();
+  }
+
+  TWorld world;
+};
+
+TEST_F(FleetWorkers, AnswerEachTaskOnceUnderItsNumber) {
+  std::vector<std::string> machines;
+  for (int i = 0; i < 50; ++i) machines.push_back("m" + std::to_string(i));
+  const auto answers = RunAll(*Make(3), machines);
+  ASSERT_EQ(answers.size(), machines.size());
+  for (const auto& [number, text] : answers) EXPECT_EQ(text, "answer of " + machines[number]);
+  EXPECT_EQ(world.started, 3);
+  EXPECT_EQ(world.killed, 0);
+  EXPECT_EQ(world.alive, 0);
+}
+
+TEST_F(FleetWorkers, ThatEndCostTheMachineTheyWereAtAndNoOther) {
+  for (const char* how : {"crash", "half"}) {
+    world = {};
+    const auto answers = RunAll(*Make(1), {"a", how, "b", how, how, "c"});
+    ASSERT_EQ(answers.size(), 6U) << how;
+    for (const std::uint64_t lost : {1, 3, 4}) {
+      EXPECT_EQ(CauseIn(answers.at(lost)), "it ended") << how;
+      EXPECT_EQ(MachineOf(answers.at(lost)), how);
+    }
+    EXPECT_EQ(answers.at(0), "answer of a");
+    EXPECT_EQ(answers.at(2), "answer of b");
+    EXPECT_EQ(answers.at(5), "answer of c");
+    EXPECT_EQ(world.started, 4) << how;
+    EXPECT_EQ(world.worked, (std::vector<std::string>{"a", how, "b", how, how, "c"}));
+    EXPECT_EQ(world.killed, 0) << how;
+  }
+}
+
+TEST_F(FleetWorkers, ThatTalkNonsenseAreReplaced) {
+  for (const char* how : {"twice", "twice by a byte", "huge"}) {
+    world = {};
+    const auto workers = Make(1);
+    workers->Give(0, Task(how));
+    EXPECT_EQ(CauseIn(workers->Wait().text),
+              "the process that compared this machine answered what cannot be read");
+    EXPECT_TRUE(workers->IsIdle()) << how;
+    workers->Give(1, Task("b"));
+    EXPECT_EQ(workers->Wait().text, "answer of b") << "and not what was said before";
+    EXPECT_EQ(world.killed, 1) << how;
+    EXPECT_EQ(world.started, 2) << how;
+    EXPECT_EQ(world.alive, 1) << how;
+  }
+  world = {};
+  const auto answers = RunAll(*Make(1), {"a", "huge", "b"});
+  EXPECT_EQ(answers.at(0), "answer of a");
+  EXPECT_EQ(answers.at(2), "answer of b");
+}
+
+TEST_F(FleetWorkers, MayAnnounceWhatMemoryCouldHold) {
+  const auto workers = Make(1);
+  workers->Give(0, Task("long"));
+  EXPECT_THROW(workers->Wait(), std::logic_error) << "it is waited for";
+  EXPECT_EQ(world.started, 1);
+}
+
+TEST_F(FleetWorkers, ThatStaySilentKeepNobodyElsesAnswerBack) {
+  {
+    const auto workers = Make(2);
+    workers->Give(0, Task("silent"));
+    for (std::uint64_t number = 1; number <= 5; ++number) {
+      ASSERT_TRUE(workers->HasRoom());
+      workers->Give(number, Task("m"));
+      EXPECT_EQ(workers->Wait().number, number);
+    }
+    EXPECT_FALSE(workers->IsIdle());
+  }
+  EXPECT_EQ(world.killed, 1) << "whoever is still at work is not waited for";
+  EXPECT_EQ(world.alive, 0);
+}
+
+TEST_F(FleetWorkers, TakeTwoTasksEachAndNoMore) {
+  const auto workers = Make(2);
+  EXPECT_TRUE(workers->IsIdle());
+  for (std::uint64_t number = 0; number < 4; ++number) {
+    EXPECT_TRUE(workers->HasRoom()) << number;
+    workers->Give(number, Task("m"));
+    EXPECT_FALSE(workers->IsIdle());
+  }
+  EXPECT_FALSE(workers->HasRoom());
+  workers->Wait();
+  EXPECT_TRUE(workers->HasRoom());
+}
+
+TEST_F(FleetWorkers, TakeNoMoreTasksThanMemoryHolds) {
+  const auto workers = Make(3, 100);
+  workers->Give(0, Task("a", std::string(99, 'x')));
+  EXPECT_TRUE(workers->HasRoom()) << "99 bytes of 100";
+  workers->Give(1, Task("b", "x"));
+  EXPECT_FALSE(workers->HasRoom()) << "100 bytes of 100";
+  std::set<std::uint64_t> answered{workers->Wait().number};
+  EXPECT_TRUE(workers->HasRoom());
+  answered.insert(workers->Wait().number);
+  EXPECT_EQ(answered, (std::set<std::uint64_t>{0, 1}));
+  EXPECT_TRUE(workers->IsIdle());
+  workers->Give(2, Task("crash", std::string(100, 'x')));
+  EXPECT_FALSE(workers->HasRoom());
+  workers->Wait();
+  EXPECT_TRUE(workers->HasRoom()) << "a task that ended its worker counts no more";
+}
+
+}  // namespace
+}  // namespace svc::fleet
