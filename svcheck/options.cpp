@@ -3,6 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <boost/algorithm/string/join.hpp>
+#include <charconv>
+#include <cstdint>
+#include <system_error>
+#include <type_traits>
 #include <utility>
 
 #include "svcheck/suggestion.h"
@@ -20,6 +24,24 @@ CLI::Validator Choice(const std::vector<std::string>& words) {
     return suggestion.empty() ? text : text + "; " + suggestion.substr(0, suggestion.size() - 1);
   };
   return {complaint, '{' + boost::join(words, ",") + '}'};
+}
+
+// Numbers in tens alone: the library would read "010" as eight, and take one that is too large, or
+// below nothing, for the largest that there is.
+template <typename TNumber>
+CLI::Validator WholeNumber() {
+  const auto check = [](std::string& text) -> std::string {
+    TNumber number{};
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || last != end) {
+      return '"' + text + "\" is no whole number" +
+             (std::is_signed_v<TNumber> ? "" : ", or below 0 or too large");
+    }
+    text = std::to_string(number);
+    return {};
+  };
+  return {check, ""};
 }
 
 }  // namespace
@@ -81,12 +103,14 @@ TOption AddTexts(CLI::App& app, const char* name, std::vector<std::string>& valu
 
 TOption AddNumber(CLI::App& app, const char* name, int& value, const char* description,
                   const char* valueName) {
-  return TOption(app.add_option(name, value, description)->option_text(valueName));
+  CLI::Option* const option = app.add_option(name, value, description)->option_text(valueName);
+  return TOption(option->transform(WholeNumber<std::int64_t>()));
 }
 
 TOption AddCount(CLI::App& app, const char* name, std::optional<std::uint64_t>& value,
                  const char* description, const char* valueName) {
-  return TOption(app.add_option(name, value, description)->option_text(valueName));
+  CLI::Option* const option = app.add_option(name, value, description)->option_text(valueName);
+  return TOption(option->transform(WholeNumber<std::uint64_t>()));
 }
 
 TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* description) {

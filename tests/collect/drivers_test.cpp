@@ -1,10 +1,14 @@
 #include <archive.h>
 #include <archive_entry.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <thread>
 
 #include "made_tree.h"
 
@@ -174,6 +178,91 @@ TEST_F(DriversTest, ThatTellOfSectionsThatAreNotThereAreNoted) {
                   .size(),
               1U);
   }
+}
+
+// The numbers of the header stand where elf(5) has them for 64 bits.
+TEST_F(DriversTest, AreReadWhereTheirSectionsJustLieInTheFileAndNotOneByteOrNumberLess) {
+  const std::string whole = FileBytes(DRIVER_FILE);
+  const auto number = [&](std::size_t at, std::size_t width) {
+    std::size_t value = 0;
+    for (std::size_t i = width; i-- > 0;)
+      value = value * 256 + static_cast<unsigned char>(whole[at + i]);
+    return value;
+  };
+  const auto with = [&](std::size_t at, std::size_t width, std::size_t value) {
+    std::string changed = whole;
+    for (std::size_t i = 0; i < width; ++i) changed[at + i] = static_cast<char>(value >> (8 * i));
+    return changed;
+  };
+  const std::size_t table = number(40, 8);
+  const std::size_t count = number(60, 2);
+  const std::size_t names = number(62, 2);
+  ASSERT_EQ(number(58, 2), 64U);
+  ASSERT_EQ(table + count * 64, whole.size()) << "the table ends the file";
+  ASSERT_EQ(names, count - 1) << "the names are the last section";
+  const std::string note = "e1000e.ko: no version can be read: its header tells of sections";
+  struct TCase {
+    const char* what;
+    std::string bytes;
+    bool isRead;
+  };
+  const TCase cases[] = {
+      {"whole", whole, true},
+      {"a byte more", whole + "x", true},
+      {"a byte less", whole.substr(0, whole.size() - 1), false},
+      {"the table a byte later", with(40, 8, table + 1), false},
+      {"names in the section behind the last", with(62, 2, count), false},
+      {"names in no section", with(62, 2, 0), false},
+      {"a section less than the names' number", with(60, 2, names), false},
+      {"a section more than there is room for", with(60, 2, count + 1), false},
+      {"the table at the file's end", with(40, 8, whole.size()), false},
+      {"the table behind the file", with(40, 8, whole.size() + 1), false},
+      {"the table at 2^31", with(40, 8, std::size_t{1} << 31), false},
+      {"the table at 2^32", with(40, 8, std::size_t{1} << 32), false},
+      {"the table at 2^32 + k", with(40, 8, (std::size_t{1} << 32) + table), false},
+      {"the table at 2^63", with(40, 8, std::size_t{1} << 63), false},
+      {"the table before 2^64", with(40, 8, ~std::size_t{0} - count * 64 + 1), false}};
+  for (const TCase& one : cases) {
+    InstallBeside("", one.bytes);
+    const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
+    EXPECT_EQ(drivers.at(0)["Version"], one.isRead ? "3.8.7-NAPI" : "(none)") << one.what;
+    EXPECT_EQ(tree.Notes(note).size(), one.isRead ? 0U : 1U) << one.what;
+    EXPECT_EQ(drivers.at(1)["Version"], "3.8.7-NAPI") << one.what;
+  }
+}
+
+// A file that is mapped and then cut ends the process that looks at it.
+TEST_F(DriversTest, MayBeCutWhileTheyAreRead) {
+  std::string large = FileBytes(DRIVER_FILE);
+  large += std::string(std::size_t{1} << 20U, 'x');
+  InstallBeside("", large);
+  const auto path = tree.Root() / "lib/modules" / kRelease / "e1000e.ko";
+  std::atomic<bool> isDone{false};
+  std::thread cutting([&] {
+    const int file = ::open(path.c_str(), O_RDWR);
+    while (!isDone) {
+      EXPECT_EQ(::ftruncate(file, 0), 0);
+      EXPECT_EQ(::pwrite(file, large.data(), large.size(), 0), static_cast<ssize_t>(large.size()));
+    }
+    ::close(file);
+  });
+  for (int i = 0; i < 300; ++i) {
+    EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(1)["Version"], "3.8.7-NAPI");
+  }
+  isDone = true;
+  cutting.join();
+}
+
+TEST_F(DriversTest, AreReadUpToALimit) {
+  const std::string whole = FileBytes(DRIVER_FILE);
+  InstallBeside("", whole);
+  const auto path = tree.Root() / "lib/modules" / kRelease / "e1000e.ko";
+  constexpr std::size_t kLimit = std::size_t{256} << 20U;
+  std::filesystem::resize_file(path, kLimit);
+  EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "3.8.7-NAPI");
+  std::filesystem::resize_file(path, kLimit + 1);
+  EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "(none)");
+  EXPECT_EQ(tree.Notes("e1000e.ko: no version can be read: it is too large").size(), 1U);
 }
 
 TEST_F(DriversTest, WhoseCompressionBreaksOffAreNoted) {

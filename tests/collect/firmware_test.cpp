@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "collect/ipmi.h"
+#include "collect/machine.h"
 #include "collect/megaraid.h"
 #include "made_tree.h"
 
@@ -163,6 +164,79 @@ TEST(RaidController, IsReadFromItsInformation) {
   EXPECT_EQ(ParseControllerInfo(info)->product, "QRX Arrayon-AX20i SAS");
   EXPECT_EQ(ParseControllerInfo(info)->package, "11.0.1-0036");
   EXPECT_FALSE(ParseControllerInfo(info.substr(0, 1000)));
+}
+
+// Only the bytes of the text exist, so that a sanitizer sees a read behind them.
+template <typename TParse>
+auto ParseExactly(TParse parse, std::size_t size, const std::string& bytes) {
+  const std::vector<char> exact(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+  return parse(std::string_view(exact.data(), exact.size()));
+}
+
+TEST(RaidController, IsReadFromTheLengthOnThatHoldsItsVersion) {
+  std::string info(2048, '\0');
+  info.replace(0x640 + 0x5F, 1, "9");
+  info.replace(0x640, 0x5F, std::string(0x5F, '1'));
+  EXPECT_FALSE(ParseExactly(ParseControllerInfo, 0x69F, info));
+  EXPECT_EQ(ParseExactly(ParseControllerInfo, 0x6A0, info)->package, std::string(0x5F, '1') + "9");
+  EXPECT_EQ(ParseExactly(ParseControllerInfo, 0x6A1, info)->package, std::string(0x5F, '1') + "9");
+  EXPECT_FALSE(ParseExactly(ParseControllerInfo, 0, info));
+}
+
+TEST(DeviceId, HasItsAuxiliaryRevisionFromTheLengthOnThatHoldsIt) {
+  const std::string response = "\0\x20\x81\x01\x23\x02\xBF\xD0\0\0\x2A\0\x0A\x00\x00\x01\xFF"s;
+  ASSERT_EQ(response.size(), 17U);
+  EXPECT_FALSE(ParseExactly(ParseDeviceId, 11, response));
+  for (const std::size_t size : {12, 13, 15})
+    EXPECT_EQ(ParseExactly(ParseDeviceId, size, response)->auxiliary, "") << size;
+  for (const std::size_t size : {16, 17})
+    EXPECT_EQ(ParseExactly(ParseDeviceId, size, response)->auxiliary, "0a000001") << size;
+}
+
+constexpr const char* kMegaRaid = "QRXSG_MegaLSIFWPackageBuildFirmwareElement";
+
+TSmbiosTable TableOf(const std::string& name) {
+  return ParseSmbiosTable(
+      SmbiosStructure(45, "\x01\x02\0\x03"s + std::string(14, '\0') + "\4\0"s, {name, "2.0", "x"}) +
+      SmbiosStructure(127, "", {}));
+}
+
+TEST(RaidController, OfTheFirmwareInventoryStandsInForOneThatIsNotAskedAndBesideNone) {
+  const TMadeTree made;
+  const TTree tree(made.Root().string());
+  for (const char* name : {"RAID Controller", "QRX Arrayon-AX20i"}) {
+    const TMachine machine{tree, TableOf(name), false};
+    TInventory told;
+    ReadMegaRaid(machine, told);
+    ASSERT_EQ(told.Instances().size(), 1U) << name;
+    EXPECT_TRUE(told.Holds(kMegaRaid));
+    TInventory asked;
+    asked.Add(TInstance(kMegaRaid).Set("Version", "11.0"));
+    ReadMegaRaid(machine, asked);
+    ASSERT_EQ(asked.Instances().size(), 1U) << "the controller has answered itself";
+    EXPECT_EQ(asked.Instances().front().Properties().front().value, "11.0");
+  }
+  TInventory none;
+  ReadMegaRaid({tree, TableOf("Boot ROM"), false}, none);
+  EXPECT_TRUE(none.Instances().empty());
+}
+
+TEST(RaidController, GoesByTheNumberOfItsHost) {
+  TMadeTree tree;
+  const auto add = [&](const std::string& name) {
+    tree.Write("/sys/class/scsi_host/" + name + "/proc_name", "megaraid_sas\n");
+  };
+  const std::vector<std::string> numbered = {"host0", "host2147483647", "host2147483648",
+                                             "host4294967295"};
+  for (const std::string& name : numbered) add(name);
+  for (const char* name :
+       {"host", "host-1", "host+1", "host 1", "host1x", "1", "Host1", "host4294967296",
+        "host4294967297", "host9223372036854775808", "host18446744073709551617"}) {
+    add(name);
+  }
+  EXPECT_EQ(tree.Notes("MegaRAID controller: ").size(), numbered.size());
+  for (const std::string& name : numbered)
+    EXPECT_EQ(tree.Notes("/" + name + ": MegaRAID controller: ").size(), 1U) << name;
 }
 
 TEST(MptController, GivesFirmwareAndBios) {

@@ -2,7 +2,10 @@
 
 import gzip
 import json
+import os
+import resource
 import signal
+import socket
 import subprocess
 import time
 import unittest
@@ -14,6 +17,10 @@ OFFERED = {"description": "BIOS Update", "Version": "1.1-[YUE112A]-"}
 RECORD_KEYS = ["machine", "Type", "Name", "InstalledVersion", "SVVersion", "verdict"]
 LAST_KEYS = ["machine", "outcome", "machineType", "summary", "errors"]
 CRASHING = BUILD / "tests/svcheck/crashing_plugin.so"
+
+
+def limited(kind, most):
+    return lambda: resource.setrlimit(kind, (most, most))
 
 
 class FleetTest(ProgramTest):
@@ -292,6 +299,84 @@ class Interrupted(FleetTest):
         self.assertEqual([line["machine"] for line in ends], [f"m{n:04}" for n in range(6)])
         for number, line in enumerate(ends):
             self.assertEqual("out of memory" in "".join(line["errors"]), number == 1, line)
+
+
+class HostileInputs(FleetTest):
+    """Each is one machine that failed, and those behind it have their answers."""
+
+    def outcomes(self, result):
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        return {line["machine"]: line for line in records_of(result.stdout) if "outcome" in line}
+
+    def test_a_pipe_a_socket_and_a_device_stop_nothing(self):
+        folder = self.machines(2)
+        for name in ("a.xml", "b.ndjson", "c.xml.gz"):
+            os.mkfifo(folder / name)
+        with socket.socket(socket.AF_UNIX) as listening:
+            os.chdir(folder)  # The length of a socket's path is bounded.
+            listening.bind("d.xml")
+        os.chdir("/")
+        os.symlink("/dev/zero", folder / "e.xml")
+        ends = self.outcomes(self.fleet("--inventories", folder))
+        self.assertEqual({name.rpartition("/")[2]: line["outcome"] for name, line in ends.items()},
+                         {"a": "failed", "b.ndjson": "failed", "c": "failed", "d": "failed",
+                          "e": "failed", "m0000": "done", "m0001": "done"})
+        self.assertEqual(ends["a"]["errors"], [f"{folder}/a.xml: is a pipe and no file; what a "
+                                               "program writes can come by standard input"])
+
+    def brackets(self):
+        """A small file with a line of 300 MB, and a machine behind it in a file of its own."""
+        self.write("in/a.ndjson.gz", gzip.compress(b"[" * (1 << 20)) * 300)
+        self.write("in/b.ndjson", self.lines_of(1).read_text())
+        return self.folder / "in"
+
+    @unittest.skipIf(SANITIZED, "the sanitizer's shadow takes more than the limit")
+    def test_a_line_of_brackets_takes_memory_for_itself_alone(self):
+        folder = self.brackets()
+        result = self.fleet("--inventories", folder, "--jobs", 1,
+                            preexec_fn=limited(resource.RLIMIT_AS, 1200 << 20))
+        ends = self.outcomes(result)
+        self.assertEqual(ends[f"{folder}/a.ndjson.gz:1"]["errors"],
+                         [f"{folder}/a.ndjson.gz:1: the line is no JSON object"])
+        self.assertEqual(ends["m0000"]["outcome"], "done")
+
+    @unittest.skipIf(SANITIZED, "the sanitizer's allocator ends the process")
+    def test_a_line_without_memory_costs_one_answer(self):
+        folder = self.brackets()
+        result = self.fleet("--inventories", folder, "--jobs", 1,
+                            preexec_fn=limited(resource.RLIMIT_AS, 400 << 20))
+        ends = self.outcomes(result)
+        self.assertEqual(ends[f"{folder}/a.ndjson.gz"]["errors"],
+                         [f"{folder}/a.ndjson.gz:1: there is not enough memory for the line"])
+        self.assertEqual(ends["m0000"]["outcome"], "done")
+
+    def test_what_is_compressed_over_and_over_is_not_unpacked(self):
+        text = document((MACHINE, SYSTEM, bios("YUE110B"))).encode()
+        self.write("in/a.xml.gz", gzip.compress(gzip.compress(text)))
+        self.write("in/b.xml.gz", gzip.compress(text))
+        ends = self.outcomes(self.fleet("--inventories", self.folder / "in"))
+        self.assertEqual(ends["a"]["errors"], [f"{self.folder}/in/a.xml.gz: cannot be unpacked: "
+                                               "it is compressed more than once"])
+        self.assertEqual(ends["b"]["outcome"], "done")
+
+    def test_machines_of_long_names_have_their_files(self):
+        line = json.loads(self.lines_of(1).read_text())
+        names = ["n" * size for size in (119, 120, 121, 252, 255, 300, 5000)]
+        names += ["n" * 299 + "m", "/" * 300, "behind"]
+        lines = self.write("long.ndjson", "".join(
+            json.dumps({"machine": name, "inventory": line["inventory"]}) + "\n" for name in names))
+        pages, logs = self.folder / "pages", self.folder / "logs"
+        ends = self.outcomes(self.fleet("--inventories", lines, "--html", pages, "--logs", logs))
+        self.assertEqual([(name, end["outcome"], end["errors"]) for name, end in ends.items()],
+                         [(name, "done", []) for name in names])
+        index = (pages / "index.html").read_text()
+        addresses = [part.split('"')[0].replace("%25", "%") for part in index.split('href="')[1:]]
+        self.assertEqual(len(set(addresses)), len(names))
+        for address, name in zip(addresses, names):
+            self.assertIn(f"<dd>{name}, 4638</dd>", (pages / address).read_text())
+        self.assertEqual(len(list((pages / "machines").iterdir())), len(names))
+        self.assertEqual(len(list(logs.iterdir())), len(names))
+        self.assertEqual(self.leftovers(), [])
 
 
 class Shards(FleetTest):
