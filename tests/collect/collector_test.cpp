@@ -209,6 +209,19 @@ TEST(Tree, DoesNotWaitForAPipeOrReadAFolder) {
   EXPECT_EQ(tree.Read("/etc/folder").error, EISDIR);
 }
 
+TEST(Tree, ReadsFilesUpToALimit) {
+  TMadeTree made;
+  made.Write("/file", "");
+  const TTree tree(made.Root().string());
+  constexpr std::size_t kLimit = std::size_t{64} << 20U;
+  std::filesystem::resize_file(made.Root() / "file", kLimit);
+  EXPECT_EQ(tree.Read("/file").bytes.size(), kLimit);
+  std::filesystem::resize_file(made.Root() / "file", kLimit + 1);
+  const TRead large = tree.Read("/file");
+  EXPECT_EQ(large.error, EFBIG);
+  EXPECT_EQ(large.bytes, "");
+}
+
 TEST(Tree, OfTheRunningSystemIsLive) { EXPECT_TRUE(TTree("/").IsLive()); }
 
 TEST(Module, GivesTheCollectorOfThisMachine) {

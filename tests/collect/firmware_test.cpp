@@ -145,6 +145,15 @@ TEST(ManagementController, ThatHasNoDriverIsNoted) {
   EXPECT_EQ(tree.Notes("modprobe ipmi_si").size(), 1U);
 }
 
+TEST(ManagementController, HasAZeroBeforeOneDigitBehindThePointAlone) {
+  EXPECT_EQ(BcdVersion("1.2"), "1.02");
+  EXPECT_EQ(BcdVersion("1.23"), "1.23");
+  EXPECT_EQ(BcdVersion("1.234"), "1.234");
+  EXPECT_EQ(BcdVersion("1."), "1.");
+  EXPECT_EQ(BcdVersion("12"), "12");
+  EXPECT_EQ(BcdVersion(""), "");
+}
+
 TEST(DeviceId, IsReadFromTheResponse) {
   const std::string shortest = "\x00\x20\x01\x81\x23\x02\xDF\x00\x00\x00\x00\x00"s;
   ASSERT_TRUE(ParseDeviceId(shortest));

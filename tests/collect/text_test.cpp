@@ -46,6 +46,32 @@ INSTANTIATE_TEST_SUITE_P(
                               "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
                     TTextCase{"Gr\xFC\xDF", "Gr\xEF\xBF\xBD\xEF\xBF\xBD"}));  // ISO-8859-1
 
+constexpr std::string_view kR = "\xEF\xBF\xBD";
+
+TEST(CleanText, KeepsOrReplacesWhatLiesAtEachBound) {
+  for (const char* kept :
+       {"\x7E", "\xC2\xA0", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+        "\xEF\xBF\xBD", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+    EXPECT_EQ(CleanText(kept), kept);
+  }
+  for (const char* control : {"\x1F", "\x7F", "\xC2\x80", "\xC2\x9F", "\xEF\xBF\xBE"})
+    EXPECT_EQ(CleanText(control), kR) << control;
+  for (const std::string_view wrong : {"\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF",
+                                       "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\x80", "\xBF"}) {
+    std::string replaced;
+    for (std::size_t i = 0; i < wrong.size(); ++i) replaced += kR;
+    EXPECT_EQ(CleanText(wrong), replaced);
+  }
+}
+
+TEST(Assignments, TakeQuotesOffInPairsAlone) {
+  const auto values = Assignments("A='\nB=\"\nC=''\nD='x\"\nE=\"x\nF='x'\nG=\n");
+  EXPECT_EQ(
+      values,
+      (std::map<std::string, std::string>{
+          {"A", "'"}, {"B", "\""}, {"C", ""}, {"D", "'x\""}, {"E", "\"x"}, {"F", "x"}, {"G", ""}}));
+}
+
 TEST(Assignments, ReadsQuotesCommentsAndBlanks) {
   const auto values = Assignments(
       "NAME=\"Red Hat\"\n# PRETTY_NAME=no\nID='rhel'\nVERSION_ID=6.5\nCOST=\"\\$5 \\\"x\\\"\"\n"
