@@ -80,9 +80,11 @@ TEST_F(FleetInputs, AreLongTextsWholeWhereverALineEndsInABlock) {
     const std::string empty = R"({"machine":"m","inventory":""})";
     std::string line = empty;
     line.insert(line.size() - 2, size - empty.size(), 'x');
-    folder.Write("m.ndjson", line + "\n\n" + empty + "\n" + line);
+    folder.Write("m.ndjson", line + "\n\n" + empty + "\n" + line + "\nx\n" + line + "y");
     const std::vector<TTask> tasks = All(At("m.ndjson"));
-    ASSERT_EQ(tasks.size(), 3U) << size;
+    ASSERT_EQ(tasks.size(), 5U) << size;
+    EXPECT_EQ(tasks[3].machine, At("m.ndjson:5"));
+    EXPECT_EQ(tasks[4].machine, At("m.ndjson:6"));
     EXPECT_EQ(tasks[0].text, std::string(size - empty.size(), 'x'));
     EXPECT_EQ(tasks[1].text, "");
     EXPECT_EQ(tasks[2].text, tasks[0].text);
