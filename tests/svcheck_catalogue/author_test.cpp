@@ -44,8 +44,8 @@ TEST(NewElement, HasNoPropertyWithoutAText) {
   TCatalogue catalogue;
   const TElement& read = ReadAgain(element, catalogue);
   EXPECT_NE(read.Find("name"), nullptr);
-  for (const char* name : {"description", "category", "installDirectory", "Version", "BuildNumber",
-                           "driverFiles"}) {
+  for (const char* name :
+       {"description", "category", "installDirectory", "Version", "BuildNumber", "driverFiles"}) {
     const TProperty* const property = read.Find(name);
     EXPECT_TRUE(property == nullptr || !property->isWritten) << name;
   }
@@ -63,7 +63,7 @@ TEST(MachineType, IsAnyWordWithoutMarks) {
 TEST(ArchiveFilter, IsAllowedWhereItStartsNoProgram) {
   const auto isAllowed = [](int filter) {
     const std::unique_ptr<archive, int (*)(archive*)> reader(::archive_read_new(),
-                                                            &::archive_read_free);
+                                                             &::archive_read_free);
     try {
       collect::AllowFilter(reader.get(), filter);
       return true;
