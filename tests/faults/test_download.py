@@ -62,11 +62,12 @@ class ADownload(FaultTest):
 
     def test_a_power_cut_finds_each_name_with_its_bytes(self):
         """The serial's note and the file: made stable, named, and their folders made stable."""
-        calls = [call for call in self.calls(CALLS, *self.command) if call in ("fsync", "rename")]
-        first = calls.index("rename")
-        self.assertEqual(calls[first - 1:first + 2], ["fsync", "rename", "fsync"])
-        self.assertEqual(calls[-3:], ["fsync", "rename", "fsync"])
-        self.assertEqual(calls.count("rename"), 2)
+        calls = [call for call in self.calls(CALLS, *self.command)
+                 if call in ("fsync", "renameat")]
+        first = calls.index("renameat")
+        self.assertEqual(calls[first - 1:first + 2], ["fsync", "renameat", "fsync"])
+        self.assertEqual(calls[-3:], ["fsync", "renameat", "fsync"])
+        self.assertEqual(calls.count("renameat"), 2)
 
     def test_each_call_may_fail(self):
         self.sweep(CALLS, ERRORS, step=self.step(12))

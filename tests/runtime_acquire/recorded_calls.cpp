@@ -11,8 +11,14 @@ namespace {
 
 int failure = 0;
 
+// A file on its way has a name that nobody can foresee behind that of its place.
 std::string Seen(const std::string& path) {
-  return std::filesystem::path(path).lexically_proximate(std::filesystem::current_path()).string();
+  const std::filesystem::path seen(path.substr(0, path.find(".svcheck-")));
+  return seen.lexically_proximate(std::filesystem::current_path()).string();
+}
+
+std::filesystem::path PathOf(int descriptor) {
+  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
 }
 
 }  // namespace
@@ -27,20 +33,20 @@ void FailNextSync(int error) { failure = error; }
 extern "C" {
 
 int __real_fsync(int descriptor);
-int __real_rename(const char* from, const char* to);
+int __real_renameat(int folder, const char* from, int target, const char* to);
 int __real_mkdir(const char* path, mode_t mode);
 
 int __wrap_fsync(int descriptor) {
-  const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
-  RecordedCalls().push_back("fsync " + Seen(path.string()));
+  RecordedCalls().push_back("fsync " + Seen(PathOf(descriptor).string()));
   errno = failure;
   failure = 0;
   return errno != 0 ? -1 : __real_fsync(descriptor);
 }
 
-int __wrap_rename(const char* from, const char* to) {
-  RecordedCalls().push_back("rename " + Seen(from) + " " + Seen(to));
-  return __real_rename(from, to);
+int __wrap_renameat(int folder, const char* from, int target, const char* to) {
+  RecordedCalls().push_back("rename " + Seen((PathOf(folder) / from).string()) + " " +
+                            Seen((PathOf(target) / to).string()));
+  return __real_renameat(folder, from, target, to);
 }
 
 int __wrap_mkdir(const char* path, mode_t mode) {
