@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "runtime/files/descriptor.h"
 #include "collect/text.h"
+#include "runtime/files/descriptor.h"
 
 namespace svc::collect {
 
@@ -22,7 +22,8 @@ struct TRead {
 };
 
 // Reads files by their absolute paths in the tree. A symbolic link never leads out of the tree: an
-// absolute one starts at the root again. Remembers what was read. Not safe for use from several threads at once.
+// absolute one starts at the root again. Remembers what was read. Not safe for use from several
+// threads at once.
 class TTree {
  public:
   // Throws std::runtime_error when `root` is no folder that can be opened.
