@@ -2,6 +2,7 @@
 #ifndef RUNTIME_FILES_FILE_ERROR_H_
 #define RUNTIME_FILES_FILE_ERROR_H_
 
+#include <cerrno>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -16,6 +17,14 @@ class TFileError : public std::runtime_error {
   TFileError(int number, const std::string& reason) : std::runtime_error(reason), number(number) {}
 
   int Number() const noexcept { return number; }
+  // Whether it is for want of room: on the disk, or in what its user may take of it, which Windows
+  // tells by no number of its own.
+  bool IsWantOfRoom() const noexcept {
+#ifdef EDQUOT
+    if (number == EDQUOT) return true;
+#endif
+    return number == ENOSPC;
+  }
 
  private:
   int number;
