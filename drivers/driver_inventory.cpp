@@ -3,6 +3,7 @@
 
 #include "drivers/driver_record.h"
 #include "inventory/class_lookup.h"
+#include "inventory/property_reader.h"
 #include "inventory/trace.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
@@ -10,9 +11,9 @@
 using namespace NQRXHSK20;
 namespace rules = svc::rules;
 
-std::string FileNameOfPath(std::string_view pathText) {
+std::string_view FileNameOfPath(std::string_view pathText) {
   // Without a backslash the sum wraps to 0, the start of the text.
-  return std::string(pathText.substr(pathText.rfind('\\') + 1));
+  return pathText.substr(pathText.rfind('\\') + 1);
 }
 
 void TSVPluginCallbacks::SetRunningState(DriverRecord& record, const std::string& stateText) {
@@ -29,12 +30,16 @@ void TSVPluginCallbacks::CollectInstalledDrivers(TDriverList& list,
   TInstanceList instances;
   AppendInstances(instances, driverClass, CIMContext());
   list.reserve(list.size() + instances.size());
+  TPropertyReader paths;
+  TPropertyReader versions;
+  TKnownTexts<std::string_view> names;
   std::string text;
   for (const TInstanceHandle& instance : instances) {
     DriverRecord record;
-    GetPropertyValue(instance, rules::kDriverPath, record.path);
-    GetPropertyValue(instance, rules::kDriverVersion, record.version);
-    record.fileName = FileNameOfPath(GetPropertyValue(instance, rules::kDriverPath, text));
+    record.path = paths.Read(instance, rules::kDriverPath);
+    record.version = versions.Read(instance, rules::kDriverVersion);
+    const TSharedText path = paths.Read(instance, rules::kDriverPath);
+    record.fileName = path.Part(names.Get(path, [&] { return FileNameOfPath(path); }));
     SetRunningState(record, GetPropertyValue(instance, rules::kDriverState, text));
     list.push_back(std::move(record));
   }

@@ -4,14 +4,17 @@
 // not, only those that match, found by name, so that the work grows with the lists' lengths.
 #include <algorithm>
 #include <cctype>
+#include <deque>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
 #include "drivers/driver_record.h"
 #include "host/hskcore/root_object.h"
+#include "inventory/property_reader.h"
 #include "inventory/trace.h"
 #include "plugin/contents/sv_plugin.h"
+#include "rules/driver_list.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 
@@ -34,102 +37,133 @@ std::string_view TDriverNameForm::Of(std::string_view name) {
 
 namespace {
 
+// Names in the form in which they are compared, each kept once, and numbered. Names that are one
+// text in memory are looked at once.
+class TNames {
+ public:
+  static constexpr std::size_t kUnknown = static_cast<std::size_t>(-1);
+
+  std::size_t NumberOf(const TSharedText& name) {
+    return known.Get(name, [&] { return Add(form.Of(name)); });
+  }
+  // kUnknown for a name that has no number.
+  std::size_t Find(std::string_view normalised) const {
+    const auto found = numbers.find(normalised);
+    return found == numbers.end() ? kUnknown : found->second;
+  }
+  const std::string& operator[](std::size_t number) const { return names[number]; }
+  std::size_t Count() const { return names.size(); }
+
+ private:
+  std::size_t Add(std::string_view normalised) {
+    const std::size_t number = Find(normalised);
+    if (number != kUnknown) return number;
+    const std::string& name = names.emplace_back(normalised);
+    return numbers.emplace(name, names.size() - 1).first->second;
+  }
+
+  TDriverNameForm form;
+  TKnownTexts<std::size_t> known;
+  std::deque<std::string> names;
+  std::unordered_map<std::string_view, std::size_t> numbers;
+};
+
 // An installed driver, with what every comparison with it needs.
 struct TInstalled {
   const DriverRecord* record;
-  std::string name;       // Normalised.
-  std::string traceLine;  // "CurDriverName = " and the name; empty until it is traced.
+  std::size_t name;      // Its number.
+  std::size_t sameName;  // The next driver of that name that takes part.
+  bool isMarked;         // Goes by the marker of offered drivers.
 
   bool TakesPart() const { return record->running && !record->fileName.empty(); }
 };
-using TInstalledList = std::vector<TInstalled>;
-
-// Installed drivers that take part, found by a text of theirs. A chain of such drivers is a list of
-// their numbers, the lowest first.
-class TDriverIndex {
- public:
-  using TTextOf = std::string_view (*)(const TInstalled& driver);
-  static constexpr std::size_t kEnd = static_cast<std::size_t>(-1);
-
-  // The texts are the drivers' own, which must stay where they are.
-  TDriverIndex(const TInstalledList& drivers, TTextOf textOf);
-  // The first driver of the text; kEnd when there is none.
-  std::size_t Find(std::string_view text) const;
-  std::size_t After(std::size_t driver) const { return following[driver]; }
-
- private:
-  std::unordered_map<std::string_view, std::size_t> firsts;
-  std::vector<std::size_t> following;
-};
-
-TDriverIndex::TDriverIndex(const TInstalledList& drivers, TTextOf textOf)
-    : following(drivers.size(), kEnd) {
-  firsts.reserve(drivers.size());
-  for (std::size_t i = drivers.size(); i-- > 0;) {
-    if (!drivers[i].TakesPart()) continue;
-    const auto [entry, isNew] = firsts.try_emplace(textOf(drivers[i]), i);
-    if (!isNew) following[i] = std::exchange(entry->second, i);
-  }
-}
-
-std::size_t TDriverIndex::Find(std::string_view text) const {
-  const auto entry = firsts.find(text);
-  return entry == firsts.end() ? kEnd : entry->second;
-}
-
-TInstalledList Normalised(const TDriverList& drivers, TDriverNameForm& form) {
-  TInstalledList list;
-  list.reserve(drivers.size());
-  for (const DriverRecord& record : drivers) {
-    list.push_back({&record, std::string(form.Of(record.fileName)), {}});
-  }
-  return list;
-}
 
 class TMatching {
  public:
   TMatching(const TDriverList& installed, const TNamespaceHandle& results);
-  void Match(const DriverRecord& offered);
+  void Match(const TSharedText& driverFiles);
 
  private:
-  void MatchTraced(const DriverRecord& offered, std::string_view name);
-  void MatchByIndex(const DriverRecord& offered, std::string_view name);
-  // The first driver that the marker matches.
-  std::size_t FirstMarked(const std::string& marker);
-  void Deliver(const DriverRecord& offered, std::string_view name, const DriverRecord& match) const;
+  static constexpr std::size_t kEnd = static_cast<std::size_t>(-1);
+  using TEntry = rules::TDriverListEntry;
+
+  // The first installed driver that the name matches.
+  std::size_t FirstNamed(std::string_view name) const;
+  void MatchTraced(const TSharedText& list, const TEntry& offered);
+  void MatchByName(const TSharedText& list, const TEntry& offered);
+  // Whether no entry of the list matches an installed driver.
+  bool MatchesNothing(std::string_view list);
+  void Deliver(const TSharedText& list, const TEntry& offered, std::string_view name,
+               const DriverRecord& match) const;
+  const std::string& InstalledLine(std::size_t name);
 
   ILogger& logger;
   const TNamespaceHandle& results;
   TDriverNameForm form;
-  TInstalledList installed;  // All of them: those that do not take part are traced too.
-  const TDriverIndex byName;
-  const TDriverIndex byFileName;  // As it stands, for the offered record's marker.
-  std::string lastMarker;         // Offered drivers have all the same: it is looked up once.
-  std::size_t firstMarked;
+  TNames names;
+  std::vector<TInstalled> installed;    // All of them: those that do not take part are traced too.
+  std::vector<std::size_t> firstNamed;  // By name.
+  std::vector<std::size_t> marked;      // In order.
+  std::vector<std::string> lines;       // "CurDriverName = " and the name, by name; once needed.
+  TKnownTexts<bool> fruitless;
 };
 
-TMatching::TMatching(const TDriverList& installedDrivers, const TNamespaceHandle& results)
-    : logger(TRootObject::GetCoreLogger()),
-      results(results),
-      installed(Normalised(installedDrivers, form)),
-      byName(installed, [](const TInstalled& driver) { return std::string_view(driver.name); }),
-      byFileName(
-          installed,
-          [](const TInstalled& driver) { return std::string_view(driver.record->fileName); }),
-      firstMarked(byFileName.Find(lastMarker)) {}
-
-void TMatching::Match(const DriverRecord& offered) {
-  const std::string_view name = form.Of(offered.fileName);
-  if (logger.IsLogged(kLogTrace)) {
-    MatchTraced(offered, name);
-  } else {
-    MatchByIndex(offered, name);
+TMatching::TMatching(const TDriverList& drivers, const TNamespaceHandle& results)
+    : logger(TRootObject::GetCoreLogger()), results(results) {
+  installed.reserve(drivers.size());
+  for (const DriverRecord& record : drivers) {
+    installed.push_back(
+        {&record, names.NumberOf(record.fileName), kEnd, record.fileName == kOfferedMarker});
   }
+  firstNamed.assign(names.Count(), kEnd);
+  for (std::size_t i = installed.size(); i-- > 0;) {
+    if (!installed[i].TakesPart()) continue;
+    installed[i].sameName = std::exchange(firstNamed[installed[i].name], i);
+    if (installed[i].isMarked) marked.push_back(i);
+  }
+  std::reverse(marked.begin(), marked.end());
 }
 
-void TMatching::MatchTraced(const DriverRecord& offered, std::string_view name) {
+void TMatching::Match(const TSharedText& driverFiles) {
+  const bool isTraced = logger.IsLogged(kLogTrace);
+  if (!isTraced && fruitless.Get(driverFiles, [&] { return MatchesNothing(driverFiles); })) return;
+  rules::CutDriverList(driverFiles, [&](const TEntry& offered) {
+    if (!offered.IsOffered()) return;
+    if (isTraced) {
+      MatchTraced(driverFiles, offered);
+    } else {
+      MatchByName(driverFiles, offered);
+    }
+  });
+}
+
+std::size_t TMatching::FirstNamed(std::string_view name) const {
+  const std::size_t number = names.Find(name);
+  return number == TNames::kUnknown ? kEnd : firstNamed[number];
+}
+
+bool TMatching::MatchesNothing(std::string_view list) {
+  bool nothing = true;
+  rules::CutDriverList(list, [&](const TEntry& offered) {
+    if (!nothing || !offered.IsOffered()) return;
+    nothing = marked.empty() && FirstNamed(form.Of(offered.name)) == kEnd;
+  });
+  return nothing;
+}
+
+const std::string& TMatching::InstalledLine(std::size_t name) {
+  lines.resize(names.Count());
+  if (lines[name].empty()) {
+    lines[name] = std::string(rules::kInstalledName).append(names[name]);
+  }
+  return lines[name];
+}
+
+void TMatching::MatchTraced(const TSharedText& list, const TEntry& offered) {
+  const std::string_view name = form.Of(offered.name);
+  const std::size_t number = names.Find(name);
   const std::string offeredLine = std::string(rules::kOfferedName).append(name);
-  for (TInstalled& candidate : installed) {
+  for (const TInstalled& candidate : installed) {
     if (!candidate.record->running) {
       logger.Log(kLogTrace, rules::kNotRunning);
       continue;
@@ -138,49 +172,39 @@ void TMatching::MatchTraced(const DriverRecord& offered, std::string_view name) 
       logger.Log(kLogTrace, rules::kNameless);
       continue;
     }
-    if (candidate.traceLine.empty()) {
-      candidate.traceLine = std::string(rules::kInstalledName).append(candidate.name);
-    }
-    logger.Log(kLogTrace, candidate.traceLine);
+    logger.Log(kLogTrace, InstalledLine(candidate.name));
     logger.Log(kLogTrace, offeredLine);
-    if (candidate.name == name || candidate.record->fileName == offered.marker) {
-      Deliver(offered, name, *candidate.record);
+    if (candidate.name == number || candidate.isMarked) {
+      Deliver(list, offered, name, *candidate.record);
     }
   }
-}
-
-std::size_t TMatching::FirstMarked(const std::string& marker) {
-  if (marker != lastMarker) {
-    firstMarked = byFileName.Find(marker);
-    lastMarker = marker;
-  }
-  return firstMarked;
 }
 
 // A driver that name and marker match is delivered once.
-void TMatching::MatchByIndex(const DriverRecord& offered, std::string_view name) {
-  std::size_t named = byName.Find(name);
-  std::size_t marked = FirstMarked(offered.marker);
-  while (named != TDriverIndex::kEnd || marked != TDriverIndex::kEnd) {
-    const std::size_t match = std::min(named, marked);
-    if (named == match) named = byName.After(named);
-    if (marked == match) marked = byFileName.After(marked);
-    Deliver(offered, name, *installed[match].record);
+void TMatching::MatchByName(const TSharedText& list, const TEntry& offered) {
+  const std::string_view name = form.Of(offered.name);
+  std::size_t named = FirstNamed(name);
+  auto mark = marked.begin();
+  while (named != kEnd || mark != marked.end()) {
+    const std::size_t match = mark == marked.end() ? named : std::min(named, *mark);
+    if (named == match) named = installed[match].sameName;
+    if (mark != marked.end() && *mark == match) ++mark;
+    Deliver(list, offered, name, *installed[match].record);
   }
 }
 
-void TMatching::Deliver(const DriverRecord& offered, std::string_view name,
+void TMatching::Deliver(const TSharedText& list, const TEntry& offered, std::string_view name,
                         const DriverRecord& match) const {
   LogJoined(kLogTrace,
             {"Name: ", name, "Version: ", match.version, " SV Version: ", offered.version});
   TSVPluginCallbacks::DeliverInstance(results, std::string(rules::kDriverType), std::string(name),
-                                      match.version, offered.version);
+                                      match.version, list.Part(offered.version));
 }
 
 }  // namespace
 
-void TSVPluginCallbacks::CompareDrivers(const TDriverList& offered, const TDriverList& installed,
+void TSVPluginCallbacks::CompareDrivers(const TDriverFiles& offered, const TDriverList& installed,
                                         const TNamespaceHandle& results) {
   TMatching matching(installed, results);
-  for (const DriverRecord& record : offered) matching.Match(record);
+  for (const TSharedText& list : offered) matching.Match(list);
 }

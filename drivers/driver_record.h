@@ -7,20 +7,22 @@
 #include <string_view>
 #include <vector>
 
+#include "host/hskcore/shared_text.h"
+
+// An installed driver. An offered one is an entry of a list of driver files, and is cut out of it
+// when it is compared: lists that instances share would otherwise be stored for each of them.
 struct DriverRecord {
-  std::string fileName;  // Installed: the last component of `path`. Offered: the name as listed.
-  std::string marker;    // Offered: "NaN". Installed: empty.
-  std::string path;      // Installed only.
-  std::string version;
-  bool running = false;  // Installed only.
+  NQRXHSK20::TSharedText fileName;  // The last component of `path`.
+  NQRXHSK20::TSharedText path;
+  NQRXHSK20::TSharedText version;
+  bool running = false;
 };
 
-// The text after the last backslash of a path; the whole text when it has none.
-std::string FileNameOfPath(std::string_view pathText);
+// What every offered driver is marked with: an installed one of exactly that name matches it.
+inline constexpr std::string_view kOfferedMarker = "NaN";
 
-// Appends the drivers of a "driverFiles" text: entries of a name, "-#" and a version, separated by
-// one blank.
-void AppendOfferedDrivers(std::vector<DriverRecord>& list, std::string_view driverFiles);
+// The text after the last backslash of a path; the whole text when it has none.
+std::string_view FileNameOfPath(std::string_view pathText);
 
 // Brings names into the form in which they are compared: upper case, cut before the first ".". What
 // upper case is says the C library's locale, which is asked once. Used by one thread.

@@ -1,12 +1,14 @@
 // The walk, its choice of branches and the report at its end.
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
 #include "firmware/firmware_run.h"
 #include "host/hskcore/root_object.h"
 #include "inventory/class_lookup.h"
+#include "inventory/property_reader.h"
 #include "inventory/trace.h"
 #include "rules/folded_text.h"
 #include "rules/log_texts.h"
@@ -33,28 +35,69 @@ constexpr std::array kMissing = {
              "No firmware update found for Broadcom NetXtreme or NetXtreme II."}};
 static_assert(kMissing.size() == 8);
 
+constexpr std::size_t kTests = rules::kBiosTests.size() + rules::kChainTests.size();
+constexpr std::size_t kProperties = rules::kTestedProperties.size();
+
+// Which tests were made of a text, and which of them held: one bit each.
+struct TAnswers {
+  std::uint32_t made = 0;
+  std::uint32_t held = 0;
+};
+static_assert(kTests <= 32);
+
+// What the tests of one walk remember from element to element.
+struct TTestedTexts {
+  std::array<TPropertyReader, kProperties> readers;
+  std::array<TKnownTexts<TAnswers>, kProperties> known;
+};
+
 // One element under test. Each test owes the trace the lines of reading its property: where the
 // trace is kept it reads, where it is not, only the first test of a property does.
 class TTested {
  public:
-  explicit TTested(const TInstanceHandle& element)
-      : element(element), isTraced(TRootObject::GetCoreLogger().IsLogged(kLogTrace)) {}
+  TTested(const TInstanceHandle& element, TTestedTexts& shared)
+      : element(element),
+        shared(shared),
+        isTraced(TRootObject::GetCoreLogger().IsLogged(kLogTrace)) {}
 
-  bool Holds(const rules::TComponentTest& test) {
+  // `first` numbers the first of the tests among all.
+  template <std::size_t N>
+  rules::EComponent FirstOf(const std::array<rules::TComponentTest, N>& tests, std::size_t first) {
+    return rules::FirstThatHolds(tests, [&](const rules::TComponentTest& test) {
+      return Holds(test, first + static_cast<std::size_t>(&test - tests.data()));
+    });
+  }
+
+ private:
+  bool Holds(const rules::TComponentTest& test, std::size_t number) {
     const std::string_view property = rules::kTestedProperties[test.property];
     const std::string_view needle = test.text.Text();
     if (isTraced) {
       return TSVPluginCallbacks::PropertyContains(element, property, std::string(needle));
     }
-    std::optional<std::string>& text = texts[test.property];
-    if (!text) rules::FoldCase(text.emplace(TextOf(element, property)));
-    return text->find(needle) != std::string::npos;
+    std::optional<TSharedText>& text = texts[test.property];
+    if (!text) text = shared.readers[test.property].Read(element, property);
+    std::optional<TAnswers>& answers = shared.known[test.property].Of(*text);
+    if (!answers) answers.emplace();
+    const std::uint32_t bit = std::uint32_t{1} << number;
+    if ((answers->made & bit) == 0) {
+      answers->made |= bit;
+      if (Folded(test.property).find(needle) != std::string::npos) answers->held |= bit;
+    }
+    return (answers->held & bit) != 0;
   }
 
- private:
+  const std::string& Folded(std::size_t property) {
+    std::optional<std::string>& text = folded[property];
+    if (!text) rules::FoldCase(text.emplace(texts[property]->View()));
+    return *text;
+  }
+
   const TInstanceHandle& element;
+  TTestedTexts& shared;
   const bool isTraced;
-  std::array<std::optional<std::string>, rules::kTestedProperties.size()> texts;
+  std::array<std::optional<TSharedText>, kProperties> texts;
+  std::array<std::optional<std::string>, kProperties> folded;
 };
 
 }  // namespace
@@ -65,15 +108,13 @@ TFirmwareRun::TFirmwareRun(TNamespaceHandle inventory, std::string machineType)
 void TSVPluginCallbacks::CompareFirmware(TNamespaceHandle inventory, TInstanceList updateElements,
                                          std::string machineType) {
   TFirmwareRun run(std::move(inventory), std::move(machineType));
-  for (const TInstanceHandle& element : updateElements) run.Compare(element);
+  TTestedTexts shared;
+  for (const TInstanceHandle& element : updateElements) {
+    TTested tested(element, shared);
+    run.CompareComponent(element, tested.FirstOf(rules::kBiosTests, 0));
+    run.CompareComponent(element, tested.FirstOf(rules::kChainTests, rules::kBiosTests.size()));
+  }
   run.ReportMissing();
-}
-
-void TFirmwareRun::Compare(const TInstanceHandle& element) {
-  TTested tested(element);
-  const auto holds = [&](const rules::TComponentTest& test) { return tested.Holds(test); };
-  CompareComponent(element, rules::FirstThatHolds(rules::kBiosTests, holds));
-  CompareComponent(element, rules::FirstThatHolds(rules::kChainTests, holds));
 }
 
 void TFirmwareRun::CompareComponent(const TInstanceHandle& element, rules::EComponent component) {

@@ -20,8 +20,8 @@ class TFirmwareRun {
  public:
   TFirmwareRun(TNamespaceHandle inventory, std::string machineType);
 
-  // Runs every branch that the element calls for.
-  void Compare(const TInstanceHandle& element);
+  // Runs the branch of a component that the tests picked.
+  void CompareComponent(const TInstanceHandle& element, rules::EComponent component);
   // Logs which components no element was found for.
   void ReportMissing() const;
 
@@ -40,8 +40,6 @@ class TFirmwareRun {
   void CompareIntegratedRAID(const TInstanceHandle& element);
 
  private:
-  // The branch of a component that the chain picked.
-  void CompareComponent(const TInstanceHandle& element, rules::EComponent component);
   void CompareSystemFirmware(const TInstanceHandle& element, std::string_view message,
                              rules::EComponent component);
   void CompareH8(const std::string& offered);

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "inventory/property_reader.h"
 #include "inventory/trace.h"
 #include "plugin/contents/sv_plugin.h"
 #include "rules/folded_text.h"
@@ -25,12 +26,23 @@ bool Contains(std::string_view text, std::string_view needle) {
   return false;
 }
 
+// As PropertyContains for each, to the same log entries.
 TInstanceList Select(const TInstanceList& instances, std::string_view property,
-                     const std::string& needle) {
+                     std::string needle) {
+  rules::FoldCase(needle);
   TInstanceList selected;
+  TPropertyReader reader;
+  TKnownTexts<bool> known;
+  std::string folded;
   std::copy_if(instances.begin(), instances.end(), std::back_inserter(selected),
                [&](const TInstanceHandle& instance) {
-                 return TSVPluginCallbacks::PropertyContains(instance, property, needle);
+                 LogTrace(rules::kTests);
+                 const NQRXHSK20::TSharedText text = reader.Read(instance, property);
+                 return known.Get(text, [&] {
+                   folded = text.View();
+                   rules::FoldCase(folded);
+                   return Contains(folded, needle);
+                 });
                });
   return selected;
 }

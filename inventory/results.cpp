@@ -9,8 +9,8 @@ using namespace NQRXHSK20;
 namespace rules = svc::rules;
 
 void TSVPluginCallbacks::DeliverInstance(TNamespaceHandle results, std::string type,
-                                         std::string name, std::string installedVersion,
-                                         std::string catalogueVersion) {
+                                         std::string name, TSharedText installedVersion,
+                                         TSharedText catalogueVersion) {
   LogTrace("In DeliverInstance");
   boost::shared_ptr<ICIMClass> resultClass;
   if (!FindClass(resultClass, results, rules::kResultClass, PluginContext())) {

@@ -129,7 +129,7 @@ void TQuery::CompareFirmware() {
 }
 
 void TQuery::CompareDrivers() {
-  TDriverList offered;
+  TDriverFiles offered;
   try {
     TSVPluginCallbacks::CollectCatalogueDrivers(offered, applicableElements, osType);
   } catch (const THSKException& exception) {

@@ -4,12 +4,14 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
 #include "host/hskcore/export.h"
+#include "host/hskcore/shared_text.h"
 
 namespace NQRXHSK20 {
 
@@ -32,7 +34,8 @@ enum class ECIMType : std::uint8_t {
 };
 
 // One value: null, a scalar or an array of scalars, of one CIM type. A value type: a copy shares
-// nothing with its source. Not synchronised; a const value may be read from several threads.
+// nothing with its source but the bytes of a shared text. Not synchronised; a const value may be
+// read from several threads.
 class HSKCORE_API TCIMValue {
  public:
   // A null string.
@@ -40,6 +43,7 @@ class HSKCORE_API TCIMValue {
   TCIMValue(const char* text);       // NOLINT(google-explicit-constructor): a text is a value
   TCIMValue(std::string text);       // NOLINT(google-explicit-constructor)
   TCIMValue(std::string_view text);  // NOLINT(google-explicit-constructor)
+  TCIMValue(TSharedText text);       // NOLINT(google-explicit-constructor)
   TCIMValue(const TCIMValue& other);
   TCIMValue(TCIMValue&& other) noexcept;
   TCIMValue& operator=(const TCIMValue& other);
@@ -66,6 +70,11 @@ class HSKCORE_API TCIMValue {
   // "{ a, b }".
   std::string ToString(std::uint8_t radix) const;
 
+  // The value as it is, where it is a text and no array, not null; valid until the value changes.
+  std::optional<std::string_view> TextView() const noexcept;
+  // The text that it shares; null where it shares none.
+  const TSharedText* SharedText() const noexcept { return std::get_if<TSharedText>(&data); }
+
   // ToString(10).
   explicit operator std::string() const;
   // The value of an integer, or of a numeric text, that fits.
@@ -77,7 +86,7 @@ class HSKCORE_API TCIMValue {
 
  private:
   using Data = std::variant<std::monostate, bool, std::uint64_t, std::int64_t, double, std::string,
-                            std::string_view, std::vector<TCIMValue>>;
+                            std::string_view, TSharedText, std::vector<TCIMValue>>;
   TCIMValue(ECIMType type, bool array, Data data) noexcept;
 
   Data data;

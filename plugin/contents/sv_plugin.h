@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/hskcore/cim.h"
+#include "host/hskcore/shared_text.h"
 #include "host/plugin.nsp/plugin_callbacks.h"
 
 namespace NQRXHSK20 {
@@ -25,6 +26,8 @@ using TNamespaceHandle = boost::shared_ptr<NQRXHSK20::ICIMNamespace>;
 
 struct DriverRecord;
 using TDriverList = std::vector<DriverRecord>;  // In the order in which they were found.
+// The "driverFiles" texts of update elements, in their order; none is empty.
+using TDriverFiles = std::vector<NQRXHSK20::TSharedText>;
 
 class TSVPluginCallbacks : public NQRXHSK20::IPluginCallbacks,
                            public NQRXHSK20::IPluginAdvancedQueryCallbacks {
@@ -75,7 +78,8 @@ class TSVPluginCallbacks : public NQRXHSK20::IPluginCallbacks,
   static TInstanceList MatchOSInstances(const std::string& osType, TInstanceList instances);
   // Stores one QRXSG_SVResult record in `results`.
   static void DeliverInstance(TNamespaceHandle results, std::string type, std::string name,
-                              std::string installedVersion, std::string catalogueVersion);
+                              NQRXHSK20::TSharedText installedVersion,
+                              NQRXHSK20::TSharedText catalogueVersion);
 
   // --- firmware/ ---
   // Pairs installed and offered firmware; delivers a record for each pair into `inventory`.
@@ -90,13 +94,14 @@ class TSVPluginCallbacks : public NQRXHSK20::IPluginCallbacks,
                                          TInstanceList& instances);
 
   // --- drivers/ ---
-  static void CollectCatalogueDrivers(TDriverList& list, const TInstanceList& updateElements,
+  // Appends what the elements for `osType` offer.
+  static void CollectCatalogueDrivers(TDriverFiles& lists, const TInstanceList& updateElements,
                                       const std::string& osType);
-  static bool AppliesToOS(const TInstanceHandle& instance, const std::string& osType);
+  static bool AppliesToOS(std::string_view systems, std::string_view osType);
   static void CollectInstalledDrivers(TDriverList& list, const TNamespaceHandle& inventory);
   static void SetRunningState(DriverRecord& record, const std::string& stateText);
   // Delivers a record for each pair of an offered and a running installed driver of one name.
-  static void CompareDrivers(const TDriverList& offered, const TDriverList& installed,
+  static void CompareDrivers(const TDriverFiles& offered, const TDriverList& installed,
                              const TNamespaceHandle& results);
 
  private:

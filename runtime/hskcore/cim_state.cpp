@@ -7,6 +7,7 @@
 
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/cut_name.h"
 
 namespace svc {
 
@@ -23,7 +24,7 @@ constexpr std::uint32_t kTextsBeforePool = 4;
   throw THSKException(cause, THSKStatusCode::kFailed);
 }
 
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+std::string Quoted(std::string_view text) { return "\"" + CutName(text) + "\""; }
 
 }  // namespace
 

@@ -69,6 +69,29 @@ class HOST_INTERFACE IReadObserver {
 HSKCORE_API void SetReadObserver(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
                                  IReadObserver* observer);
 
+// An instance that is committed, on its way to a sink.
+class HOST_INTERFACE IWrittenInstance {
+ public:
+  virtual ~IWrittenInstance() = default;
+  // A property as its value's ToString(10) gives it, with the class's default where it is not
+  // written; shared where the writer shared it. Empty when there is no such property.
+  virtual NQRXHSK20::TSharedText Text(std::string_view name) const = 0;
+};
+
+// Takes committed instances instead of the namespace, which then takes no memory for them.
+class HOST_INTERFACE IInstanceSink {
+ public:
+  virtual ~IInstanceSink() = default;
+  // What it throws reaches the committer.
+  virtual void Take(const IWrittenInstance& instance) = 0;
+};
+
+// From here on instances of the class and of those that derive from it, which are created and
+// committed to `target`, go to the sink; null for none. The caller keeps it alive until then.
+// Throws THSKException when `target` is empty or no in-memory namespace.
+HSKCORE_API void SetInstanceSink(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
+                                 std::string_view className, IInstanceSink* sink);
+
 // The number of an instance that an observer was told of.
 HSKCORE_API TRowId NumberOf(const NQRXHSK20::ICIMInstance& instance) noexcept;
 

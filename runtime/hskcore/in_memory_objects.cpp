@@ -9,6 +9,7 @@
 
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/stored_property.h"
 #include "runtime/hskcore/value_text.h"
 
@@ -27,21 +28,25 @@ using NQRXHSK20::TInstanceCallback;
 namespace {
 
 [[noreturn]] void ThrowNoProperty(std::string_view className, std::string_view name) {
-  throw THSKException("An instance of class \"" + std::string(className) + "\" has no property \"" +
-                          std::string(name) + "\"",
+  throw THSKException("An instance of class \"" + CutName(className) + "\" has no property \"" +
+                          CutName(name) + "\"",
                       THSKStatusCode::kNoSuchProperty);
 }
 
 [[noreturn]] void ThrowCommitted(std::string_view className) {
   throw THSKException(
-      "This instance of class \"" + std::string(className) + "\" is committed already",
+      "This instance of class \"" + CutName(className) + "\" is committed already",
       THSKStatusCode::kFailed);
 }
 
 }  // namespace
 
 void TInMemoryClass::CreateInstance(boost::shared_ptr<ICIMInstance>& instance, const CIMContext&) {
-  instance = boost::make_shared<TCreatedInstance>(owner->shared_from_this(), id);
+  if (owner->SinkOf(id) != nullptr) {
+    instance = boost::make_shared<TSunkInstance>(owner->shared_from_this(), id);
+  } else {
+    instance = boost::make_shared<TCreatedInstance>(owner->shared_from_this(), id);
+  }
 }
 
 void TInMemoryClass::EnumerateInstances(const TInstanceCallback& callback, bool deep,
@@ -140,7 +145,7 @@ void TInMemoryNamespace::GetClass(boost::shared_ptr<ICIMClass>& cimClass, std::s
   if (observer != nullptr) observer->OnGetClass(name);
   const TClassId id = state->FindClass(name);
   if (id == kNoClass) {
-    throw THSKException("There is no class \"" + std::string(name) + "\"",
+    throw THSKException("There is no class \"" + CutName(name) + "\"",
                         THSKStatusCode::kClassNotFound);
   }
   cimClass = ClassHandle(id);

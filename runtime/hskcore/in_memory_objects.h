@@ -83,6 +83,29 @@ class TCreatedInstance final : public NQRXHSK20::ICIMInstance {
   TRowId row = kNone;
 };
 
+// A created instance that goes to the namespace's sink.
+class TSunkInstance final : public NQRXHSK20::ICIMInstance, public IWrittenInstance {
+ public:
+  TSunkInstance(const boost::shared_ptr<TInMemoryNamespace>& owner, TClassId classId)
+      : owner(owner), classId(classId) {}
+  // Throws THSKException (kFailed) when it is called again.
+  void Commit(const NQRXHSK20::CIMContext& context) override;
+  void GetProperty(boost::shared_ptr<NQRXHSK20::ICIMProperty>& property, std::string_view name,
+                   const NQRXHSK20::CIMContext& context) const override;
+  void SetPropertyValue(std::string_view name, const NQRXHSK20::TCIMValue& value,
+                        const NQRXHSK20::CIMContext& context) override;
+  NQRXHSK20::TSharedText Text(std::string_view name) const override;
+
+ private:
+  // Null when it is not written.
+  const NQRXHSK20::TCIMValue* Find(std::string_view name) const;
+
+  boost::shared_ptr<TInMemoryNamespace> owner;
+  TClassId classId;
+  std::vector<std::pair<std::string, NQRXHSK20::TCIMValue>> properties;
+  bool isCommitted = false;
+};
+
 class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
                                  public boost::enable_shared_from_this<TInMemoryNamespace> {
  public:
@@ -110,6 +133,12 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   void SetObserver(IReadObserver* newObserver) noexcept { observer = newObserver; }
   IReadObserver* Observer() const noexcept { return observer; }
   void Hide(THiddenInstancesHandle instances) { hidden.swap(instances); }
+  void SetSink(std::string_view className, IInstanceSink* newSink) {
+    sunkClass = className;
+    sink = newSink;
+  }
+  // Where committed instances of the class go; null for the namespace itself.
+  IInstanceSink* SinkOf(TClassId id) const noexcept;
 
   const TCimState& State() const noexcept { return *state; }
   // Copies first what is shared.
@@ -151,6 +180,8 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   // What `state` belongs to, unless it is this namespace's own.
   TSharedStateHandle shared;
   IReadObserver* observer = nullptr;  // Not owned.
+  IInstanceSink* sink = nullptr;      // Not owned.
+  std::string sunkClass;
   THiddenInstancesHandle hidden;
   TPropertyFinder finder;
   // Names that were asked for, by what is cheap to see of them: readers ask for the same few.

@@ -7,6 +7,7 @@
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/in_memory_objects.h"
 #include "runtime/hskcore/shared_state.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace svc {
@@ -27,7 +28,7 @@ constexpr std::size_t kMostPending = 1 << 16;
   throw THSKException(cause, THSKStatusCode::kFailed);
 }
 
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+std::string Quoted(std::string_view text) { return "\"" + CutName(text) + "\""; }
 
 // A value as an error shows it: enough of it to be found, never megabytes.
 std::string Shown(std::string_view text) {
@@ -321,6 +322,11 @@ boost::shared_ptr<ICIMClass> TNamespaceWriter::ClassHandle(TClassId id) const {
 
 void SetReadObserver(const boost::shared_ptr<ICIMNamespace>& target, IReadObserver* observer) {
   InMemory(target)->SetObserver(observer);
+}
+
+void SetInstanceSink(const boost::shared_ptr<ICIMNamespace>& target, std::string_view className,
+                     IInstanceSink* sink) {
+  InMemory(target)->SetSink(className, sink);
 }
 
 std::optional<std::string> StoredText(const ICIMInstance& instance, std::string_view name) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/hskcore/exception.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace NQRXHSK20 {
@@ -17,7 +18,7 @@ namespace {
 [[noreturn]] void ThrowMismatch(const TCIMValue& value, const char* wanted) {
   const std::string what = value.IsNull()    ? "a null value"
                            : value.IsArray() ? "an array"
-                                             : "\"" + value.ToString(10) + "\"";
+                                             : "\"" + svc::CutName(value.ToString(10)) + "\"";
   throw THSKException(
       what + " of type " + std::string(svc::NameOfCimType(value.Type())) + " is no " + wanted,
       THSKStatusCode::kTypeMismatch);
@@ -68,6 +69,7 @@ struct TTextOf {
   }
   std::string operator()(const std::string& value) const { return value; }
   std::string operator()(std::string_view value) const { return std::string(value); }
+  std::string operator()(const TSharedText& value) const { return std::string(value.View()); }
   std::string operator()(const std::vector<TCIMValue>& value) const {
     return ArrayText(value, radix);
   }
@@ -95,6 +97,8 @@ TCIMValue::TCIMValue(const char* text) : TCIMValue(std::string(text)) {}
 TCIMValue::TCIMValue(std::string text)
     : TCIMValue(ECIMType::kString, false, Data(std::move(text))) {}
 TCIMValue::TCIMValue(std::string_view text) : TCIMValue(std::string(text)) {}
+TCIMValue::TCIMValue(TSharedText text)
+    : TCIMValue(ECIMType::kString, false, Data(std::move(text))) {}
 TCIMValue::TCIMValue(ECIMType type, bool array, Data data) noexcept
     : data(std::move(data)), type(type), array(array) {}
 
@@ -141,6 +145,13 @@ std::string TCIMValue::ToString(std::uint8_t radix) const {
   if (const auto* borrowed = std::get_if<std::string_view>(&data)) return std::string(*borrowed);
   if (const auto* text = std::get_if<std::string>(&data)) return *text;
   return std::visit(TTextOf{type, radix}, data);
+}
+
+std::optional<std::string_view> TCIMValue::TextView() const noexcept {
+  if (const auto* borrowed = std::get_if<std::string_view>(&data)) return *borrowed;
+  if (const auto* text = std::get_if<std::string>(&data)) return *text;
+  if (const auto* shared = std::get_if<TSharedText>(&data)) return shared->View();
+  return {};
 }
 
 TCIMValue::operator std::string() const { return ToString(10); }

@@ -86,7 +86,6 @@ TEST_F(TInstalledDrivers, AreReadInOrder) {
   EXPECT_EQ(list[0].path, "\\drivers\\e1000.sys");
   EXPECT_EQ(list[0].fileName, "e1000.sys");
   EXPECT_EQ(list[0].version, "8.9");
-  EXPECT_EQ(list[0].marker, "");
   EXPECT_TRUE(list[0].running);
   EXPECT_EQ(list[1].fileName, "tg3.sys");
   EXPECT_FALSE(list[1].running);
@@ -132,7 +131,7 @@ TEST_F(TInstalledDrivers, MissingPropertiesReadAsEmpty) {
   const TDriverList list = Collect();
   ASSERT_EQ(list.size(), 2U);
   for (const DriverRecord& record : list) {
-    EXPECT_EQ(record.path + record.fileName + record.version, "");
+    EXPECT_TRUE(record.path.empty() && record.fileName.empty() && record.version.empty());
     EXPECT_FALSE(record.running);
   }
 }

@@ -9,16 +9,16 @@
 namespace svc::test {
 namespace {
 
-DriverRecord Offered(const std::string& name, const std::string& version) {
-  return {name, "NaN", "", version, false};
+NQRXHSK20::TSharedText Offered(const std::string& name, const std::string& version) {
+  return name + "-#" + version;
 }
 DriverRecord Installed(const std::string& name, const std::string& version, bool running = true) {
-  return {name, "", "\\" + name, version, running};
+  return {name, "\\" + name, version, running};
 }
 
 class TDriverMatching : public testing::Test {
  protected:
-  void Compare(const TDriverList& offered, const TDriverList& installed) {
+  void Compare(const TDriverFiles& offered, const TDriverList& installed) {
     TSVPluginCallbacks::CompareDrivers(offered, installed, host.inventory);
   }
   static TExpectedLog& Pair(TExpectedLog& log, const std::string& installed,
@@ -123,6 +123,27 @@ TEST_F(TDriverMatching, RecordsBeforeAFailureStay) {
   EXPECT_THROW(Compare({Offered("a", "1")}, {Installed("a", "2"), Installed("a", "3")}),
                NQRXHSK20::THSKException);
   EXPECT_EQ(host.Records(), TRecords({{"Driver", "A", "2", "1"}}));
+}
+
+// Lists and names that are long are looked at once for all that share them.
+TEST_F(TDriverMatching, SharedListsAndNamesDeliverTheSameEachTime) {
+  std::string files;
+  for (int i = 0; i < 300; ++i) files += "other" + std::to_string(i) + "-#1 ";
+  const NQRXHSK20::TSharedText none(files + "x-#1");
+  const NQRXHSK20::TSharedText one(files + "long-#2");
+  const std::string suffix(2000, 'y');
+  const NQRXHSK20::TSharedText longName("LONG." + suffix);
+  const TDriverList installed = {{longName, "", "5", true}, {longName, "", "6", true}};
+  for (const int level : {3, 4}) {
+    host.logger.Keep(level);
+    Compare({none, one, none, one}, installed);
+  }
+  TRecords expected;
+  for (int i = 0; i < 4; ++i) {
+    expected.push_back({"Driver", "LONG", "5", "2"});
+    expected.push_back({"Driver", "LONG", "6", "2"});
+  }
+  EXPECT_EQ(host.Records(), expected);
 }
 
 struct TName {

@@ -15,10 +15,17 @@ class TRandomDrivers {
  public:
   explicit TRandomDrivers(unsigned seed) : random(seed) {}
 
-  TDriverList List(std::size_t longest, bool installed) {
+  TDriverFiles Offered(std::size_t longest) {
+    TDriverFiles lists;
+    for (std::size_t left = Below(longest + 1); left > 0; --left) {
+      lists.emplace_back(Name() + "-#" + std::to_string(Below(10)));
+    }
+    return lists;
+  }
+  TDriverList Installed(std::size_t longest) {
     TDriverList list(Below(longest + 1));
     for (DriverRecord& record : list) {
-      record = {Name(), installed ? "" : Marker(), "", std::to_string(Below(10)), Below(4) != 0};
+      record = {Name(), "", std::to_string(Below(10)), Below(4) != 0};
     }
     return list;
   }
@@ -32,9 +39,6 @@ class TRandomDrivers {
                                                     "NaN", "nan.x", ".sys",  ".",     "bb"};
     return kNames[Below(kNames.size())];
   }
-  // Nearly always the catalogue's; another one for the sake of the rule.
-  std::string Marker() { return Below(8) == 0 ? Name() : "NaN"; }
-
   std::mt19937 random;
 };
 
@@ -43,7 +47,7 @@ struct TOutcome {
   TLog log;  // Without the trace.
 };
 
-TOutcome Match(const TDriverList& offered, const TDriverList& installed, int level) {
+TOutcome Match(const TDriverFiles& offered, const TDriverList& installed, int level) {
   TFakeHost host;
   host.logger.Keep(level);
   TSVPluginCallbacks::CompareDrivers(offered, installed, host.inventory);
@@ -54,8 +58,8 @@ TEST(DriverMatching, DeliversTheSameWithAndWithoutTrace) {
   std::size_t delivered = 0;
   for (unsigned seed = 0; seed < 500; ++seed) {
     TRandomDrivers random(seed);
-    const TDriverList offered = random.List(20, false);
-    const TDriverList installed = random.List(20, true);
+    const TDriverFiles offered = random.Offered(20);
+    const TDriverList installed = random.Installed(20);
     const TOutcome traced = Match(offered, installed, 4);
     const TOutcome quiet = Match(offered, installed, 3);
     ASSERT_EQ(traced.records, quiet.records) << "seed " << seed;

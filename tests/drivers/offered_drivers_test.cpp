@@ -2,6 +2,7 @@
 
 #include "drivers/driver_record.h"
 #include "plugin/contents/sv_plugin.h"
+#include "rules/driver_list.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
@@ -13,14 +14,11 @@ namespace {
 
 using TOffers = std::vector<std::pair<std::string, std::string>>;
 
-TOffers Offers(const TDriverList& list) {
+TOffers Offers(std::string_view list) {
   TOffers offers;
-  for (const DriverRecord& record : list) {
-    EXPECT_EQ(record.marker, "NaN");
-    EXPECT_EQ(record.path, "");
-    EXPECT_FALSE(record.running);
-    offers.emplace_back(record.fileName, record.version);
-  }
+  rules::CutDriverList(list, [&](const rules::TDriverListEntry& entry) {
+    if (entry.IsOffered()) offers.emplace_back(entry.name, entry.version);
+  });
   return offers;
 }
 
@@ -31,12 +29,10 @@ struct TListed {
 };
 void PrintTo(const TListed& listed, std::ostream* stream) { *stream << listed.driverFiles; }
 
-class TDriverFiles : public testing::TestWithParam<TListed> {};
+class TListOfDrivers : public testing::TestWithParam<TListed> {};
 
-TEST_P(TDriverFiles, AreNamesAndVersions) {
-  TDriverList list;
-  AppendOfferedDrivers(list, GetParam().driverFiles);
-  EXPECT_EQ(Offers(list), GetParam().offers);
+TEST_P(TListOfDrivers, IsNamesAndVersions) {
+  EXPECT_EQ(Offers(GetParam().driverFiles), GetParam().offers);
 }
 
 const TListed kLists[] = {
@@ -57,7 +53,55 @@ const TListed kLists[] = {
     {"NoMark", "e1000.sys 8.9", {}},
     {"Empty", "", {}},
 };
-INSTANTIATE_TEST_SUITE_P(Texts, TDriverFiles, testing::ValuesIn(kLists), TCaseName());
+INSTANTIATE_TEST_SUITE_P(Texts, TListOfDrivers, testing::ValuesIn(kLists), TCaseName());
+
+// Each step of the rule as it is said, without a thought for time.
+TOffers CutStepByStep(std::string rest) {
+  TOffers offers;
+  for (std::size_t mark = rest.find("-#"); mark != rest.npos; mark = rest.find("-#")) {
+    const std::string name = rest.substr(0, mark);
+    rest.erase(0, mark + 2);
+    const bool isLast = rest.find("-#") == rest.npos;
+    const std::size_t blank = rest.find(' ');
+    const std::string version = isLast ? rest : rest.substr(0, blank);
+    if (!isLast) rest.erase(0, blank + 1);  // Wraps to 0: nothing is erased.
+    if (!name.empty() && !version.empty()) offers.emplace_back(name, version);
+    if (isLast) break;
+  }
+  return offers;
+}
+
+TEST(DriverList, IsCutAsStepByStep) {
+  constexpr std::string_view kLetters = "-#a ";
+  for (unsigned number = 0; number < 1u << 18; ++number) {
+    std::string list;
+    for (unsigned rest = number; list.size() < 9; rest >>= 2) list += kLetters[rest & 3];
+    ASSERT_EQ(Offers(list), CutStepByStep(list)) << list;
+  }
+}
+
+TEST(DriverList, EntriesAreViewsOfTheList) {
+  const std::string list = "a-#1b-#2";
+  rules::CutDriverList(list, [&](const rules::TDriverListEntry& entry) {
+    EXPECT_EQ(entry.name.data() + entry.name.size() + 2, entry.version.data());
+    EXPECT_GE(entry.name.data(), list.data());
+    EXPECT_LE(entry.version.data() + entry.version.size(), list.data() + list.size());
+  });
+}
+
+// A search that began anew for each entry would take hours.
+TEST(DriverList, OfAMillionEntriesWithoutABlankIsCutInTime) {
+  std::string list;
+  for (int i = 0; i < 1'000'000; ++i) list += "a-#";
+  std::size_t count = 0;
+  std::size_t bytes = 0;
+  rules::CutDriverList(list, [&](const rules::TDriverListEntry& entry) {
+    ++count;
+    bytes += entry.version.size();
+  });
+  EXPECT_EQ(count, 1'000'000U);
+  EXPECT_EQ(bytes, 3ULL * 1'000'000 * 999'999 / 2);
+}
 
 class TOfferedDrivers : public testing::Test {
  protected:
@@ -65,9 +109,14 @@ class TOfferedDrivers : public testing::Test {
     return host.inventory->Add("Element", std::move(properties));
   }
   TOffers Collect(const TInstanceList& elements, const std::string& osType) {
-    TDriverList list;
-    TSVPluginCallbacks::CollectCatalogueDrivers(list, elements, osType);
-    return Offers(list);
+    TDriverFiles lists;
+    TSVPluginCallbacks::CollectCatalogueDrivers(lists, elements, osType);
+    TOffers offers;
+    for (const TSharedText& list : lists) {
+      const TOffers more = Offers(list);
+      offers.insert(offers.end(), more.begin(), more.end());
+    }
+    return offers;
   }
   static TCIMValue Systems(std::vector<TCIMValue> codes) {
     return TCIMValue::Array(ECIMType::kString, std::move(codes));
@@ -112,6 +161,17 @@ TEST_F(TOfferedDrivers, ElementWithoutFilesOffersNothing) {
       Element({{"applicableOperatingSystems", "RHEL5"}, {"driverFiles", TCIMValue()}});
   EXPECT_TRUE(Collect({missing, null}, "RHEL5").empty());
   EXPECT_EQ(host.logger.Entries(), TExpectedLog().Read().ReadMissing().Read().ReadNull());
+}
+
+TEST_F(TOfferedDrivers, LongListsAreSharedWithTheElements) {
+  const std::string files(500, 'x');
+  const TInstanceHandle element =
+      Element({{"applicableOperatingSystems", "RHEL5"}, {"driverFiles", files}});
+  TDriverFiles lists;
+  TSVPluginCallbacks::CollectCatalogueDrivers(lists, {element}, "RHEL5");
+  ASSERT_EQ(lists.size(), 1U);
+  EXPECT_TRUE(lists[0].IsShared());
+  EXPECT_EQ(lists[0], files);
 }
 
 TEST_F(TOfferedDrivers, ListOfFilesMayBeAnArray) {

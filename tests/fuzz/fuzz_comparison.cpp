@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       TSVPluginCallbacks::MatchMachineInstances("4620", Elements(machine));
   Require(applicable.size() <= Elements(machine).size(), "matching adds nothing");
   TSVPluginCallbacks::CompareFirmware(machine, Elements(machine), "4620");
-  TDriverList offered;
+  TDriverFiles offered;
   TDriverList installed;
   TSVPluginCallbacks::CollectCatalogueDrivers(offered, Elements(machine), "RHEL5");
   TSVPluginCallbacks::CollectInstalledDrivers(installed, machine);

@@ -1,0 +1,56 @@
+// How a list of driver files is cut: entries of a name, "-#" and a version, separated by one blank.
+// A pure function; any thread.
+#ifndef RULES_DRIVER_LIST_H_
+#define RULES_DRIVER_LIST_H_
+
+#include <cstddef>
+#include <string_view>
+
+namespace svc::rules {
+
+// Views of the list. An entry without a name or without a version offers nothing.
+struct TDriverListEntry {
+  std::string_view name;
+  std::string_view version;
+
+  constexpr bool IsOffered() const noexcept { return !name.empty() && !version.empty(); }
+};
+
+// Hands each entry of the list to `take`, in order, those that offer nothing too; in time in
+// proportion to the list.
+//
+// The last version of a list is the whole rest, with its blanks. Any other ends at a blank; where
+// that is missing nothing is cut: the version runs on to the end of the list, and stands in front
+// of the next name as well.
+template <typename TTake>
+constexpr void CutDriverList(std::string_view list, TTake&& take) {
+  constexpr std::string_view kMark = "-#";
+  std::size_t begin = 0;
+  // Found once: every search begins where the one before it ended. A blank that is missing once is
+  // missing for the rest of the list.
+  std::size_t blank = 0;
+  std::size_t mark = list.find(kMark);
+  while (mark != std::string_view::npos) {
+    const std::string_view name = list.substr(begin, mark - begin);
+    begin = mark + kMark.size();
+    const std::size_t next = list.find(kMark, begin);
+    if (next == std::string_view::npos) {
+      take(TDriverListEntry{name, list.substr(begin)});
+      return;
+    }
+    if (blank != std::string_view::npos && blank < begin) blank = list.find(' ', begin);
+    const std::string_view rest = list.substr(begin);
+    if (blank == std::string_view::npos) {
+      take(TDriverListEntry{name, rest});
+      mark = next;
+    } else {
+      take(TDriverListEntry{name, rest.substr(0, blank - begin)});
+      begin = blank + 1;
+      mark = next >= begin ? next : list.find(kMark, begin);
+    }
+  }
+}
+
+}  // namespace svc::rules
+
+#endif  // RULES_DRIVER_LIST_H_
