@@ -1,6 +1,7 @@
 // The records for a spreadsheet: RFC 4180.
 #include <string>
 
+#include "report/records.h"
 #include "report/render.h"
 #include "report/text.h"
 
@@ -10,7 +11,7 @@ namespace svc::report {
 void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const auto field = [&](std::string_view text) { return CsvField(text, options.csv); };
   output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired\r\n");
-  for (const TRecord& record : report.records) {
+  for (const TRecord& record : RecordsOf(report)) {
     std::string line;
     for (const std::string* text :
          {&record.type, &record.name, &record.installed, &record.offered}) {

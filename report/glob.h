@@ -2,9 +2,13 @@
 #ifndef REPORT_GLOB_H_
 #define REPORT_GLOB_H_
 
+#include <cstddef>
 #include <string_view>
 
 namespace svc::report {
+
+// In bytes, of a pattern that somebody else wrote: see below.
+inline constexpr std::size_t kLongestPattern = 1000;
 
 // Whether the whole text goes by a pattern: "*" stands for any characters or none, "?" for one
 // character, everything else for itself without regard to ASCII case. Takes at most

@@ -10,6 +10,7 @@
 
 #include "report/ascii.h"
 #include "report/html_page.h"
+#include "report/records.h"
 #include "report/render.h"
 #include "report/text.h"
 
@@ -32,7 +33,7 @@ std::string Isolated(std::string_view text) { return "<bdi>" + PageText(text) + 
 
 TLead LeadOf(const TReport& report, const TSummary& summary) {
   if (!WasCompared(report.outcome)) return {"Not checked", "error"};
-  if (report.records.empty()) return {"Nothing to compare", "unknown"};
+  if (RecordsOf(report).empty()) return {"Nothing to compare", "unknown"};
   const std::size_t updates = summary.Of(EVerdict::kOutdated);
   if (updates > 0) {
     return {fmt::format("{} update{} to install", updates, updates == 1 ? "" : "s"), "outdated"};
@@ -43,8 +44,8 @@ TLead LeadOf(const TReport& report, const TSummary& summary) {
 
 std::string Explanation(const TReport& report, const TSummary& summary) {
   if (!WasCompared(report.outcome)) return PageText(RowOf(report.outcome).sentence);
-  if (report.records.empty()) return PageText(ReasonForNothing(report));
-  return fmt::format("{} compared: {}.", report.records.size(), Sentence(summary));
+  if (RecordsOf(report).empty()) return PageText(ReasonForNothing(report));
+  return fmt::format("{} compared: {}.", RecordsOf(report).size(), Sentence(summary));
 }
 
 std::string MachineName(const TMachine& machine) {
@@ -161,7 +162,7 @@ std::string Errors(const TReport& report) {
 // The groups of the page, in the order of their first records.
 std::vector<std::string> GroupsOf(const TReport& report) {
   std::vector<std::string> groups;
-  for (const TRecord& record : report.records) {
+  for (const TRecord& record : RecordsOf(report)) {
     if (std::find(groups.begin(), groups.end(), record.type) != groups.end()) continue;
     if (groups.size() + 1 == kMostGroups) {
       groups.emplace_back(kOtherTypes);
@@ -240,11 +241,11 @@ template <typename TBelongs>
 void WriteGroup(const TReport& report, std::string_view name, bool withType,
                 const TBelongs& belongs, IOutput& output) {
   TSummary summary;
-  for (const TRecord& record : report.records) {
+  for (const TRecord& record : RecordsOf(report)) {
     if (belongs(record)) summary.Add(record);
   }
   output.Write(GroupHead(name, summary));
-  for (const TRecord& record : report.records) {
+  for (const TRecord& record : RecordsOf(report)) {
     if (belongs(record)) output.Write(Row(record, withType));
   }
   output.Write("</tbody>\n");
@@ -287,12 +288,12 @@ void RenderHtml(const TReport& report, const TRenderOptions& /*options*/, IOutpu
   output.Write(fmt::format(
       "{}<main>\n<header class=\"lead {}\"><div><h1>{}</h1>\n<p>{} {}</p></div>"
       "</header>\n",
-      report.records.empty() ? "" : "<a class=\"skip\" href=\"#records\">To the records</a>\n",
+      RecordsOf(report).empty() ? "" : "<a class=\"skip\" href=\"#records\">To the records</a>\n",
       lead.style, lead.text, Isolated(MachineName(report.machine)) + ".",
       Explanation(report, summary)));
-  if (!report.records.empty()) output.Write(Parts(summary) + Tiles(report, summary));
+  if (!RecordsOf(report).empty()) output.Write(Parts(summary) + Tiles(report, summary));
   output.Write(Errors(report) + Facts(report));
-  if (!report.records.empty()) WriteRecords(report, output);
+  if (!RecordsOf(report).empty()) WriteRecords(report, output);
   output.Write(fmt::format("<footer>{} {}</footer>\n</main>\n<script>", PageText(report.tool),
                            PageText(report.toolVersion)));
   output.Write(kHtmlScript);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "report/json_parts.h"
+#include "report/records.h"
 #include "report/render.h"
 #include "report/text.h"
 
@@ -43,12 +44,12 @@ std::string Head(const TReport& report) {
 void RenderJson(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
   output.Write(Head(report) + "  \"records\": [");
   std::string_view separator = "\n    ";
-  for (const TRecord& record : report.records) {
+  for (const TRecord& record : RecordsOf(report)) {
     output.Write(separator);
     output.Write(JsonOfRecord(record));
     separator = ",\n    ";
   }
-  output.Write(report.records.empty() ? "],\n" : "\n  ],\n");
+  output.Write(RecordsOf(report).empty() ? "],\n" : "\n  ],\n");
   output.Write(fmt::format("  \"summary\": {},\n  \"errors\": {}\n}}\n",
                            JsonOfSummary(Summarize(report), report.hasWaivers),
                            JsonOfTexts(report.errors)));
@@ -56,7 +57,7 @@ void RenderJson(const TReport& report, const TRenderOptions& /*options*/, IOutpu
 
 // The records, then one line without a "Type" that says how the check ended.
 void RenderNdjson(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
-  for (const TRecord& record : report.records) output.Write(JsonOfRecord(record) + '\n');
+  for (const TRecord& record : RecordsOf(report)) output.Write(JsonOfRecord(record) + '\n');
   output.Write(
       fmt::format(R"({{"outcome":{},"generated":{},"machine":{},"summary":{},"errors":{}}})"
                   "\n",

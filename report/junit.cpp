@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "report/records.h"
 #include "report/render.h"
 #include "report/text.h"
 
@@ -52,7 +53,7 @@ void RenderJunit(const TReport& report, const TRenderOptions& /*options*/, IOutp
   const bool compared = WasCompared(report.outcome);
   const std::string counts =
       fmt::format(R"(tests="{}" failures="{}" errors="{}" skipped="{}")",
-                  report.records.size() + (compared ? 0 : 1), summary.Of(EVerdict::kOutdated),
+                  RecordsOf(report).size() + (compared ? 0 : 1), summary.Of(EVerdict::kOutdated),
                   compared ? 0 : 1, summary.Of(EVerdict::kUnknown) + summary.waived);
   std::string timestamp = UtcTime(report.generated);
   timestamp.pop_back();  // The schema of this format takes no time zone.
@@ -61,7 +62,7 @@ void RenderJunit(const TReport& report, const TRenderOptions& /*options*/, IOutp
                   "  <testsuite name=\"svcheck\" hostname=\"{1}\" timestamp=\"{2}\" "
                   "{0}>\n",
                   counts, Text(report.machine.type), timestamp));
-  for (const TRecord& record : report.records) output.Write(TestCase(record));
+  for (const TRecord& record : RecordsOf(report)) output.Write(TestCase(record));
   if (!compared) output.Write(ErrorCase(report));
   output.Write("  </testsuite>\n</testsuites>\n");
 }

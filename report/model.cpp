@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
+
+#include "report/records.h"
 
 namespace svc::report {
 
@@ -23,6 +26,21 @@ constexpr bool RowsAreInOrder() {
 }
 static_assert(RowsAreInOrder(), "RowOf finds a row by its number");
 
+class TChangedRecords : public IRecordSource {
+ public:
+  TChangedRecords(std::shared_ptr<const IRecordSource> source, std::function<void(TRecord&)> change)
+      : source(std::move(source)), change(std::move(change)) {}
+  std::size_t Count() const noexcept override { return source->Count(); }
+  void Read(std::size_t number, TRecord& record) const override {
+    source->Read(number, record);
+    change(record);
+  }
+
+ private:
+  std::shared_ptr<const IRecordSource> source;
+  std::function<void(TRecord&)> change;
+};
+
 }  // namespace
 
 std::size_t TSummary::Total() const noexcept {
@@ -34,12 +52,18 @@ void TSummary::Add(const TRecord& record) noexcept {
   if (record.expiredWaiver) ++expiredWaivers;
 }
 
-TSummary Summarize(const TReport& report) noexcept {
+TSummary Summarize(const TReport& report) {
   TSummary summary;
-  for (const TRecord& record : report.records) {
+  for (const TRecord& record : RecordsOf(report)) {
     summary.Add(record);
   }
   return summary;
+}
+
+void ChangeEach(TReport& report, std::function<void(TRecord&)> change) {
+  for (TRecord& record : report.records) change(record);
+  if (!report.source) return;
+  report.source = std::make_shared<TChangedRecords>(std::move(report.source), std::move(change));
 }
 
 std::string Sentence(const TSummary& summary) {
@@ -71,8 +95,9 @@ bool FailsOn(const TRecord& record, EFailOn condition) noexcept {
          (condition == EFailOn::kDifferent && record.verdict != EVerdict::kCurrent);
 }
 
-bool FailsOn(const TReport& report, EFailOn condition) noexcept {
-  return std::any_of(report.records.begin(), report.records.end(),
+bool FailsOn(const TReport& report, EFailOn condition) {
+  const TRecordRange records = RecordsOf(report);
+  return std::any_of(records.begin(), records.end(),
                      [&](const TRecord& record) { return FailsOn(record, condition); });
 }
 

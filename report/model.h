@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -110,6 +111,8 @@ struct TPhase {
   double seconds = 0;
 };
 
+class IRecordSource;
+
 struct TReport {
   std::string tool;
   std::string toolVersion;
@@ -120,7 +123,9 @@ struct TReport {
   TOperatingSystem system;
   TCatalogue catalogue;
   EOutcome outcome = EOutcome::kFailed;
+  // Read through RecordsOf: where there is a source, the records are those of the source.
   std::vector<TRecord> records;
+  std::shared_ptr<const IRecordSource> source;
   std::vector<std::string> errors;
   bool hasWaivers = false;                  // Whether waivers were asked for, matching or not.
   std::optional<std::int64_t> lastSuccess;  // Of an earlier check, where one is known.
@@ -138,7 +143,7 @@ struct TSummary {
   void Add(const TRecord& record) noexcept;
 };
 
-TSummary Summarize(const TReport& report) noexcept;
+TSummary Summarize(const TReport& report);
 
 // "5 outdated, 2 unknown, 1 newer, 12 current, 2 waived; 1 waiver has expired"; only what there is.
 std::string Sentence(const TSummary& summary);
@@ -150,7 +155,7 @@ std::optional<EOutcome> OutcomeOfName(std::string_view name) noexcept;
 // Which records make an exit status of 2.
 enum class EFailOn { kNone, kOutdated, kDifferent };
 bool FailsOn(const TRecord& record, EFailOn condition) noexcept;
-bool FailsOn(const TReport& report, EFailOn condition) noexcept;
+bool FailsOn(const TReport& report, EFailOn condition);
 
 }  // namespace svc::report
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 
+#include "report/records.h"
 #include "report/render.h"
 #include "report/text.h"
 
@@ -22,7 +23,7 @@ std::string Status(const TReport& report) {
     if (!report.errors.empty()) text.append(" ").append(PlainLine(report.errors.front()));
     return text;
   }
-  if (report.records.empty()) return std::string(ReasonForNothing(report));
+  if (RecordsOf(report).empty()) return std::string(ReasonForNothing(report));
   return Sentence(Summarize(report));
 }
 
@@ -34,7 +35,7 @@ std::string WithoutBars(std::string text) {
 
 }  // namespace
 
-int NagiosStatus(const TReport& report, EFailOn critical) noexcept {
+int NagiosStatus(const TReport& report, EFailOn critical) {
   if (!WasCompared(report.outcome)) return kNagiosUnknown;
   if (FailsOn(report, critical)) return kCritical;
   return FailsOn(report, EFailOn::kOutdated) ? kWarning : kOk;

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 
+#include "report/records.h"
 #include "report/render.h"
 #include "report/text.h"
 #include "runtime/hskcore/utf8.h"
@@ -55,7 +56,7 @@ void WriteCounts(const TReport& report, IOutput& output) {
 void WriteOutdated(const TReport& report, IOutput& output) {
   WriteHead(output, "svcheck_outdated", "What is older than the catalogue offers.");
   std::set<std::string> written;  // The same labels twice would make the file invalid.
-  for (const TRecord& record : report.records) {
+  for (const TRecord& record : RecordsOf(report)) {
     if (record.verdict != EVerdict::kOutdated || record.waived) continue;
     const std::string line = fmt::format(
         "svcheck_outdated{{type=\"{}\",name=\"{}\",installed=\"{}\",offered=\"{}\"}} 1\n",

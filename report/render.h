@@ -51,7 +51,7 @@ const TFormat* FormatOfName(std::string_view name) noexcept;
 
 inline constexpr int kNagiosUnknown = 3;
 // What a nagios plug-in exits with: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN.
-int NagiosStatus(const TReport& report, EFailOn critical) noexcept;
+int NagiosStatus(const TReport& report, EFailOn critical);
 
 }  // namespace svc::report
 

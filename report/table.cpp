@@ -4,6 +4,7 @@
 #include <string>
 
 #include "report/columns.h"
+#include "report/records.h"
 #include "report/render.h"
 #include "report/text.h"
 
@@ -34,7 +35,7 @@ std::string Heading(const TReport& report) {
 
 std::string Errors(const TReport& report) {
   std::string text;
-  if (!report.records.empty() && !report.errors.empty()) text += '\n';
+  if (!RecordsOf(report).empty() && !report.errors.empty()) text += '\n';
   for (const std::string& error : report.errors) text += "  " + PlainLine(error) + '\n';
   return text;
 }
@@ -43,7 +44,7 @@ std::string LastLine(const TReport& report) {
   if (!WasCompared(report.outcome)) {
     return fmt::format("NOT CHECKED: {}\n", RowOf(report.outcome).sentence);
   }
-  const std::size_t count = report.records.size();
+  const std::size_t count = RecordsOf(report).size();
   if (count == 0) return fmt::format("No records. {}\n", ReasonForNothing(report));
   return fmt::format("\n{} record{}: {}.\n", count, count == 1 ? "" : "s",
                      Sentence(Summarize(report)));
@@ -53,10 +54,10 @@ void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput&
   const TTable::TRow titles = {"TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"};
   TTable table;
   table.Measure(titles);
-  for (const TRecord& record : report.records) table.Measure(RowOfRecord(record));
+  for (const TRecord& record : RecordsOf(report)) table.Measure(RowOfRecord(record));
   if (options.width != 0) table.Narrow(options.width);
   output.Write(table.Line(titles));
-  for (const TRecord& record : report.records) {
+  for (const TRecord& record : RecordsOf(report)) {
     output.Write(
         table.Line(RowOfRecord(record), options.color ? ColorOf(record) : std::string_view()));
   }
@@ -66,7 +67,7 @@ void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput&
 
 void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output) {
   output.Write(Heading(report));
-  if (!report.records.empty()) WriteRecords(report, options, output);
+  if (!RecordsOf(report).empty()) WriteRecords(report, options, output);
   output.Write(Errors(report));
   output.Write(LastLine(report));
 }

@@ -4,6 +4,7 @@
 
 #include "report/ascii.h"
 #include "report/glob.h"
+#include "report/records.h"
 #include "report/text.h"
 
 namespace svc::report {
@@ -44,11 +45,11 @@ bool HasExpired(const TWaiver& waiver, std::int64_t now) {
 
 void ApplyWaivers(const std::vector<TWaiver>& waivers, TReport& report) {
   report.hasWaivers = true;
-  for (TRecord& record : report.records) {
+  ChangeEach(report, [waivers, now = report.generated](TRecord& record) {
     record.waived.reset();
     record.expiredWaiver.reset();
-    if (record.verdict != EVerdict::kCurrent) Mark(record, waivers, report.generated);
-  }
+    if (record.verdict != EVerdict::kCurrent) Mark(record, waivers, now);
+  });
 }
 
 }  // namespace svc::report

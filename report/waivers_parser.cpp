@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "report/ascii.h"
+#include "report/glob.h"
 #include "report/text.h"
 #include "report/waivers.h"
 #include "runtime/hskcore/utf8.h"
@@ -247,6 +248,11 @@ void TParser::SetKey(TLine& line) {
                           PlainLine(field)));
   }
   if (Trim(field).empty()) line.Fail(fmt::format("{} is empty; fill it or leave it out", name));
+  const bool isPattern = &field == &waivers.back().name || &field == &waivers.back().offered;
+  if (isPattern && field.size() > kLongestPattern) {
+    line.Fail(
+        fmt::format("{} is longer than {} bytes; write * for a part of it", name, kLongestPattern));
+  }
 }
 
 void TParser::EndWaiver() const {

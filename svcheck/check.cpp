@@ -233,10 +233,8 @@ void TCheckVerb::RunQuery(TQueryRun& run, TStatusLine& status, report::TReport& 
   EndPhase("comparison");
 
   report.catalogue.elements = watch.CountElements();
-  report.records = run.Records();
-  for (report::TRecord& record : report.records) {
-    record.verdict = report::JudgeTexts(record.installed, record.offered);
-  }
+  report.source = run.Records();
+  report::ChangeEach(report, report::Judge);
   journal->Conclude(end, printed, report);
   DescribeEnd(report);
   log.DemandWhole();

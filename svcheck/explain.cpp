@@ -92,7 +92,7 @@ int TExplainVerb::Explain(TQueryRun& run, TOutput& output) {
   }
   for (const std::string& error : report.errors) ReportError(error);
   const auto records = run.Records();
-  WriteExplanation({*trace, records, TCIMSchemaHelper::GetMachineType(run.Inventory()), component},
+  WriteExplanation({*trace, *records, TCIMSchemaHelper::GetMachineType(run.Inventory()), component},
                    output);
   output.Commit();
   log.DemandWhole();

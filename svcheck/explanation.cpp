@@ -81,8 +81,11 @@ class TExplanation {
   void WriteNotOffered(const TInstalledTrace& driver);
   void WriteSummary();
 
+  // Valid until the next call; null when there is no such record.
   const report::TRecord* RecordOf(std::size_t number) const {
-    return number < explained.records.size() ? &explained.records[number] : nullptr;
+    if (number >= explained.records.Count()) return nullptr;
+    explained.records.Read(number, current);
+    return &current;
   }
   bool IsWanted(std::string_view text) const { return Contains(text, explained.component); }
   bool IsWanted(const TElementTrace& element) const;
@@ -91,6 +94,7 @@ class TExplanation {
   const TExplained& explained;
   const TQueryTrace& trace;
   report::IOutput& output;
+  mutable report::TRecord current;
   bool shown = false;
 };
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "report/model.h"
+#include "report/records.h"
 #include "report/render.h"
 #include "svcheck/query_trace.h"
 
@@ -14,7 +14,7 @@ namespace svc {
 
 struct TExplained {
   const TQueryTrace& trace;
-  const std::vector<report::TRecord>& records;  // In the order of their commit.
+  const report::IRecordSource& records;  // In the order of their commit.
   std::string machineType;
   std::string component;  // Show only what goes by this, without regard to case; empty for all.
 };

@@ -2,6 +2,7 @@
 #ifndef SVCHECK_PROCESS_H_
 #define SVCHECK_PROCESS_H_
 
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -11,6 +12,12 @@ namespace svc {
 // Makes a folder in the one for temporary files that only its maker can use, under a name that
 // nobody can foresee: "svcheck-PURPOSE-" and random characters. Throws TFailure.
 std::filesystem::path MakeScratchFolder(const std::string& purpose);
+
+// A file for writing and reading that has no name and is gone when it is closed. Null where it
+// cannot be made; errno says why.
+std::FILE* OpenUnnamedFile();
+// Goes to a byte of it, from the start. False where the system refuses.
+bool SeekIn(std::FILE* file, std::uint64_t place) noexcept;
 
 // Its environment: "NAME=VALUE" each, with a null pointer behind the last. May be null.
 char** Environment() noexcept;

@@ -26,6 +26,20 @@ std::filesystem::path MakeScratchFolder(const std::string& purpose) {
   return path;
 }
 
+std::FILE* OpenUnnamedFile() {
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+  std::string name = ((error ? std::filesystem::path("/tmp") : folder) / "svcheck-XXXXXX").string();
+  const int file = ::mkostemp(name.data(), O_CLOEXEC);
+  if (file == -1) return nullptr;
+  ::unlink(name.c_str());
+  return ::fdopen(file, "w+b");
+}
+
+bool SeekIn(std::FILE* file, std::uint64_t place) noexcept {
+  return ::fseeko(file, static_cast<off_t>(place), SEEK_SET) == 0;
+}
+
 char** Environment() noexcept { return environ; }
 
 void GuardStandardStreams() noexcept {

@@ -113,6 +113,22 @@ std::filesystem::path MakeScratchFolder(const std::string& purpose) {
   throw TFailure("cannot make a folder in " + folder.string() + "; remove old ones there");
 }
 
+std::FILE* OpenUnnamedFile() {
+  wchar_t folder[MAX_PATH + 1];
+  wchar_t name[MAX_PATH + 1];
+  if (GetTempPathW(MAX_PATH + 1, folder) == 0 || GetTempFileNameW(folder, L"svc", 0, name) == 0) {
+    errno = EACCES;
+    return nullptr;
+  }
+  // Gone with its last handle.
+  const int file = _wopen(name, _O_RDWR | _O_BINARY | _O_TRUNC | _O_TEMPORARY | _O_NOINHERIT);
+  return file == -1 ? nullptr : _fdopen(file, "w+b");
+}
+
+bool SeekIn(std::FILE* file, std::uint64_t place) noexcept {
+  return _fseeki64(file, static_cast<long long>(place), SEEK_SET) == 0;
+}
+
 char** Environment() noexcept { return _environ; }
 
 // The C runtime leaves a closed standard stream without a number that a file could take.

@@ -42,7 +42,10 @@ class TQueryVerb : public IVerb {
     const TQueryEnd end = run.Run();
     std::cout.flush();
     std::fflush(stdout);
-    for (const report::TRecord& record : run.Records()) {
+    const auto found = run.Records();
+    report::TRecord record;
+    for (std::size_t i = 0; i < found->Count(); ++i) {
+      found->Read(i, record);
       records->Write(report::JsonOfRawRecord(record) + '\n');
     }
     records->Commit();

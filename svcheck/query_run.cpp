@@ -44,6 +44,25 @@ class TCurrentFolder {
   fs::path before;
 };
 
+// Records that stay in a namespace.
+class TStoredRecords : public report::IRecordSource {
+ public:
+  explicit TStoredRecords(std::vector<boost::shared_ptr<ICIMInstance>> instances)
+      : instances(std::move(instances)) {}
+  std::size_t Count() const noexcept override { return instances.size(); }
+  void Read(std::size_t number, report::TRecord& record) const override {
+    const ICIMInstance& instance = *instances[number];
+    record = report::TRecord();
+    record.type = TextOf(instance, rules::kResultType);
+    record.name = TextOf(instance, rules::kResultName);
+    record.installed = TextOf(instance, rules::kResultInstalled);
+    record.offered = TextOf(instance, rules::kResultOffered);
+  }
+
+ private:
+  std::vector<boost::shared_ptr<ICIMInstance>> instances;
+};
+
 }  // namespace
 
 // The parser reads a block of the C runtime's allocator, zeroed behind the text.
@@ -88,11 +107,17 @@ TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerN
 
 TLoadedPlugin::~TLoadedPlugin() { InstallPluginManager({}); }
 
+// Another plug-in may read its records again or change them: they stay where it put them.
 TQueryRun::TQueryRun(TQueryRequest wanted, std::shared_ptr<TLoadedPlugin> loaded)
     : request(std::move(wanted)), inventory(MakeInMemoryNamespace()), plugin(std::move(loaded)) {
   ReadInventory();
   if (!plugin) plugin = std::make_shared<TLoadedPlugin>(request.plugin);
+  if (PluginName() != rules::kPluginName) return;
+  spool = std::make_shared<TRecordSpool>();
+  SetInstanceSink(inventory, rules::kResultClass, spool.get());
 }
+
+TQueryRun::~TQueryRun() { SetInstanceSink(inventory, rules::kResultClass, nullptr); }
 
 void TQueryRun::ReadInventory() {
   constexpr const char* kAdvice = "; give a CIM-XML inventory, such as `svcheck collect` writes";
@@ -109,6 +134,12 @@ void TQueryRun::ReadInventory() {
 }
 
 TQueryEnd TQueryRun::Run() {
+  const TQueryEnd end = Ask();
+  if (spool) spool->DemandWhole();
+  return end;
+}
+
+TQueryEnd TQueryRun::Ask() {
   const TCurrentFolder folder(request.dataFolder);
   CIMContext context = request.context;
   try {
@@ -125,19 +156,12 @@ TQueryEnd TQueryRun::Run() {
   return {};
 }
 
-std::vector<report::TRecord> TQueryRun::Records() const {
-  const auto instances = InstancesOf(inventory, rules::kResultClass);
-  std::vector<report::TRecord> records;
-  records.reserve(instances.size() - recordsBefore);
-  for (std::size_t i = recordsBefore; i < instances.size(); ++i) {
-    const ICIMInstance& instance = *instances[i];
-    report::TRecord& record = records.emplace_back();
-    record.type = TextOf(instance, rules::kResultType);
-    record.name = TextOf(instance, rules::kResultName);
-    record.installed = TextOf(instance, rules::kResultInstalled);
-    record.offered = TextOf(instance, rules::kResultOffered);
-  }
-  return records;
+std::shared_ptr<const report::IRecordSource> TQueryRun::Records() const {
+  if (spool) return spool;
+  auto instances = InstancesOf(inventory, rules::kResultClass);
+  instances.erase(instances.begin(),
+                  instances.begin() + static_cast<std::ptrdiff_t>(recordsBefore));
+  return std::make_shared<TStoredRecords>(std::move(instances));
 }
 
 std::string TQueryRun::PluginName() const { return plugin->Provider().GetPlugin()->GetName(); }

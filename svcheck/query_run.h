@@ -16,7 +16,8 @@
 #include "host/hskcore/cim.h"
 #include "host/hskcore/logger.h"
 #include "host/plugin.nsp/plugin_manager.h"
-#include "report/model.h"
+#include "report/records.h"
+#include "svcheck/record_spool.h"
 
 namespace svc {
 
@@ -58,11 +59,12 @@ class TQueryRun {
   explicit TQueryRun(TQueryRequest request, std::shared_ptr<TLoadedPlugin> loaded = {});
   TQueryRun(const TQueryRun&) = delete;
   TQueryRun& operator=(const TQueryRun&) = delete;
+  ~TQueryRun();
 
   // Throws TFailure when the data folder cannot be entered or left.
   TQueryEnd Run();
   // The records that Run added, in the order of their commit; the verdicts are not set.
-  std::vector<report::TRecord> Records() const;
+  std::shared_ptr<const report::IRecordSource> Records() const;
 
   const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& Inventory() const { return inventory; }
   std::string PluginName() const;
@@ -70,10 +72,12 @@ class TQueryRun {
 
  private:
   void ReadInventory();
+  TQueryEnd Ask();
 
   TQueryRequest request;
   boost::shared_ptr<NQRXHSK20::ICIMNamespace> inventory;
   std::shared_ptr<TLoadedPlugin> plugin;
+  std::shared_ptr<TRecordSpool> spool;  // Null for a plug-in of somebody else.
   std::size_t recordsBefore = 0;
 };
 

@@ -43,10 +43,8 @@ void RunQuery(TQueryRun& run, const boost::shared_ptr<NQRXHSK20::ILogger>& log,
   const TQueryEnd end = run.Run();
   const std::string printed = captured.Take();
   InstallLogger({});
-  report.records = run.Records();
-  for (report::TRecord& record : report.records) {
-    record.verdict = report::JudgeTexts(record.installed, record.offered);
-  }
+  report.source = run.Records();
+  report::ChangeEach(report, report::Judge);
   journal->Conclude(end, printed, report);
   NameCatalogueFile(report);
 }
@@ -68,7 +66,7 @@ std::string Text(const report::TReport& report, const std::string& machine) {
     lines = line.Done();
     lines += '\n';
   };
-  for (const report::TRecord& record : report.records) {
+  for (const report::TRecord& record : report::RecordsOf(report)) {
     append([&](report::TJsonObject& line) { report::AddRecord(record, line); });
   }
   append([&](report::TJsonObject& line) {

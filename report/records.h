@@ -1,0 +1,84 @@
+// Records that are read one by one, from memory or from where they were put aside.
+#ifndef REPORT_RECORDS_H_
+#define REPORT_RECORDS_H_
+
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <vector>
+
+#include "report/model.h"
+
+namespace svc::report {
+
+// Numbered records that somebody else keeps. Used by one thread.
+class IRecordSource {
+ public:
+  virtual ~IRecordSource() = default;
+  virtual std::size_t Count() const noexcept = 0;
+  // Fills a record, whatever it held. May throw. REQUIRES: a number below the count.
+  virtual void Read(std::size_t number, TRecord& record) const = 0;
+};
+
+// The records of a report, in order. What its iterators point to is valid until they move.
+// REQUIRES: the report outlives it and keeps its records.
+class TRecordRange {
+ public:
+  explicit TRecordRange(const TReport& report) : report(&report) {}
+
+  class TIterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = TRecord;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const TRecord*;
+    using reference = const TRecord&;
+
+    TIterator(const TReport& report, std::size_t number) : report(&report), number(number) {
+      ReadIfAny();
+    }
+    const TRecord& operator*() const { return report->source ? current : report->records[number]; }
+    const TRecord* operator->() const { return &**this; }
+    TIterator& operator++() {
+      ++number;
+      ReadIfAny();
+      return *this;
+    }
+    void operator++(int) { ++*this; }
+    bool operator==(const TIterator& other) const noexcept { return number == other.number; }
+
+   private:
+    void ReadIfAny() {
+      if (report->source && number < report->source->Count()) report->source->Read(number, current);
+    }
+
+    const TReport* report;
+    std::size_t number;
+    TRecord current;
+  };
+
+  TIterator begin() const { return {*report, 0}; }
+  TIterator end() const { return {*report, size()}; }
+  std::size_t size() const noexcept {
+    return report->source ? report->source->Count() : report->records.size();
+  }
+  bool empty() const noexcept { return size() == 0; }
+
+ private:
+  const TReport* report;
+};
+
+// Sets the verdict of a record.
+inline void Judge(TRecord& record) {
+  record.verdict = JudgeTexts(record.installed, record.offered);
+}
+
+inline TRecordRange RecordsOf(const TReport& report) { return TRecordRange(report); }
+
+// Changes every record: at once, or whenever it is read.
+void ChangeEach(TReport& report, std::function<void(TRecord&)> change);
+
+}  // namespace svc::report
+
+#endif  // REPORT_RECORDS_H_
