@@ -27,13 +27,16 @@ inline std::string Marked(std::string_view text) {
 // The text between the first "-[" and the first "]-" of a catalogue version, such as QKL120A of
 // "1.10-[QKL120A]-"; the text itself when a mark is missing. When the closing mark stands first,
 // everything after "-[".
-inline std::string extractBracketedVersion(const std::string& text) {
+constexpr std::string_view BracketedVersion(std::string_view text) {
   const std::size_t open = text.find(kOpenMark);
   const std::size_t close = text.find(kCloseMark);
-  if (open == std::string::npos || close == std::string::npos) return text;
+  if (open == text.npos || close == text.npos) return text;
   const std::size_t begin = open + kOpenMark.size();
   // Unsigned on purpose: with the marks in the wrong order the length wraps to "all the rest".
   return text.substr(begin, close - begin);
+}
+inline std::string extractBracketedVersion(std::string_view text) {
+  return std::string(BracketedVersion(text));
 }
 
 // What stands between each "-[" and the next "]-" behind it: the machine types of a text. May be

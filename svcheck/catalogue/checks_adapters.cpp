@@ -32,9 +32,9 @@ void CheckAdapterFilesMissing(const TUpdate& update, TTell& tell) {
 
 void CheckBroadcomCase(const TUpdate& update, TTell& tell) {
   if (update.component != EComponent::kBroadcom) return;
-  for (const TDriverEntry& entry : update.drivers) {
+  for (const TDriverEntry& entry : *update.drivers) {
     if (Lowered(entry.name) != entry.name)
-      tell.Of(update, rules::kUpdateDriverFiles, Quoted(entry.name));
+      tell.OfText(update, rules::kUpdateDriverFiles, entry.name);
   }
 }
 
@@ -53,7 +53,9 @@ void CheckMegaRaidModel(const TUpdate& update, TTell& tell) {
 
 void CheckLsiBiosMissing(const TUpdate& update, TTell& tell) {
   if (update.component != EComponent::kLsi || update.driverFiles.empty()) return;
-  if (CutDriverFiles(update.driverFiles).size() < 2) {
+  std::size_t entries = 0;
+  rules::CutDriverList(update.driverFiles, [&](const TDriverEntry&) { ++entries; });
+  if (entries < 2) {
     tell.Of(update, rules::kUpdateDriverFiles, Quoted(update.driverFiles));
   }
 }

@@ -43,18 +43,18 @@ void CheckMachineTypeMarks(const TUpdate& update, TTell& tell) {
 }
 
 void CheckMachineTypeUnreachable(const TUpdate& update, TTell& tell) {
-  for (const std::string& type : update.machineTypes) {
+  for (const std::string& type : *update.machineTypes) {
     const bool hasBlank = std::any_of(type.begin(), type.end(), report::IsBlank);
     if (type.empty() || hasBlank) tell.Of(update, kMachineTypes, Quoted(rules::Marked(type)));
   }
 }
 
 void CheckDriversWithoutSystem(const TUpdate& update, TTell& tell) {
-  if (!update.drivers.empty() && update.Values(kSystems).empty()) tell.Of(update, kSystems);
+  if (!update.drivers->empty() && update.Values(kSystems).empty()) tell.Of(update, kSystems);
 }
 
 void CheckSystemsMissing(const TUpdate& update, TTell& tell) {
-  if (update.drivers.empty() && update.Values(kSystems).empty()) tell.Of(update, kSystems);
+  if (update.drivers->empty() && update.Values(kSystems).empty()) tell.Of(update, kSystems);
 }
 
 void CheckSystemUnknown(const TUpdate& update, TTell& tell) {
@@ -64,7 +64,7 @@ void CheckSystemUnknown(const TUpdate& update, TTell& tell) {
 }
 
 void CheckSystemCase(const TUpdate& update, TTell& tell) {
-  if (update.drivers.empty()) return;
+  if (update.drivers->empty()) return;
   for (const std::string& entry : update.Values(kSystems)) {
     if (NamesSystem(entry) && !NamesSystemExactly(entry)) {
       tell.Of(update, kSystems, Quoted(entry));
@@ -74,7 +74,7 @@ void CheckSystemCase(const TUpdate& update, TTell& tell) {
 
 void CheckFamilyMissing(const TUpdate& update, TTell& tell) {
   if (!tell.Catalogue().isLive) return;
-  const std::string text = update.element->Text(kSystems);
+  const std::string_view text = update.element->Text(kSystems);
   std::string missing;
   for (const auto& code : kSystemCodes) {
     if (!Mentions(text, code.code) || Contains(text, code.family)) continue;

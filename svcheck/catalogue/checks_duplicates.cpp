@@ -21,26 +21,17 @@ using TSeen = std::unordered_map<std::string, std::vector<const TUpdate*>>;
 
 template <typename T>
 bool HaveCommon(const std::set<T>& left, const std::set<T>& right) {
+  if (&left == &right) return !left.empty();
   return std::any_of(left.begin(), left.end(),
                      [&](const T& item) { return right.count(item) != 0; });
 }
 
 bool ShareMachine(const TUpdate& left, const TUpdate& right) {
-  return HaveCommon(left.machineTypes, right.machineTypes);
+  return HaveCommon(*left.machineTypes, *right.machineTypes);
 }
 
 std::string Place(const TUpdate& update) {
   return "also at " + update.file->name + ":" + std::to_string(update.element->line);
-}
-
-std::string AllTexts(const TElement& element) {
-  std::map<std::string, std::string> texts;
-  for (const TProperty& property : element.properties) {
-    texts.emplace(Lowered(property.name), property.Text());
-  }
-  std::string all;
-  for (const auto& [name, text] : texts) all += name + '\x01' + text + '\x02';
-  return all;
 }
 
 // The first earlier element with the text for which `meets` holds; null for none. Remembers this
@@ -55,14 +46,14 @@ const TUpdate* FindEarlier(TSeen& seen, const std::string& text, const TUpdate& 
   return result;
 }
 
-std::string VersionOf(const TUpdate& update) {
+std::string_view VersionOf(const TUpdate& update) {
   return OfferedVersion(update.element->Text(rules::kUpdateVersion));
 }
 
 // An earlier element that offers another version for the component of a machine type.
 const TUpdate* FindConflict(TSeen& seen, const std::string& component, const TUpdate& update) {
   const TUpdate* conflict = nullptr;
-  for (const std::string& type : update.machineTypes) {
+  for (const std::string& type : *update.machineTypes) {
     const TUpdate* const earlier =
         FindEarlier(seen, component + '\x01' + type, update,
                     [&](const TUpdate* other) { return VersionOf(*other) != VersionOf(update); });
@@ -88,9 +79,9 @@ void CheckNoElements(const std::vector<TUpdate>& updates, TTell& tell) {
 }
 
 void CheckDuplicateElement(const std::vector<TUpdate>& updates, TTell& tell) {
-  std::unordered_map<std::string, const TUpdate*> seen;
+  std::unordered_map<std::uint64_t, const TUpdate*> seen;
   for (const TUpdate& update : updates) {
-    const auto [earlier, isNew] = seen.emplace(AllTexts(*update.element), &update);
+    const auto [earlier, isNew] = seen.emplace(update.digest, &update);
     if (!isNew) tell.Of(update, {}, Place(*earlier->second));
   }
 }
@@ -100,10 +91,9 @@ void CheckDuplicateName(const std::vector<TUpdate>& updates, TTell& tell) {
   for (const TUpdate& update : updates) {
     if (update.name.empty()) continue;
     const TUpdate* const earlier =
-        FindEarlier(seen, update.name, update,
+        FindEarlier(seen, std::string(update.name), update,
                     [&](const TUpdate* other) { return ShareMachine(*other, update); });
-    const bool isSame =
-        earlier != nullptr && AllTexts(*earlier->element) == AllTexts(*update.element);
+    const bool isSame = earlier != nullptr && earlier->digest == update.digest;
     if (earlier != nullptr && !isSame) tell.Of(update, rules::kUpdateName, Place(*earlier));
   }
 }
@@ -112,12 +102,12 @@ void CheckDuplicateDriver(const std::vector<TUpdate>& updates, TTell& tell) {
   TSeen seen;
   for (const TUpdate& update : updates) {
     if (update.IsAdapter()) continue;
-    for (const TDriverEntry& driver : update.drivers) {
+    for (const TDriverEntry& driver : *update.drivers) {
       const TUpdate* const earlier =
           FindEarlier(seen, ComparedName(driver.name), update, [&](const TUpdate* other) {
             return other == &update ||
-                   (ShareMachine(*other, update) && HaveCommon(other->systems, update.systems) &&
-                    AllTexts(*other->element) != AllTexts(*update.element));
+                   (ShareMachine(*other, update) && HaveCommon(*other->systems, *update.systems) &&
+                    other->digest != update.digest);
           });
       if (earlier != nullptr) {
         tell.Of(update, rules::kUpdateDriverFiles, Quoted(driver.name) + ", " + Place(*earlier));

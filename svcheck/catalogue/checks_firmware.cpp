@@ -17,12 +17,11 @@ bool IsFirstGeneration(const TUpdate& update) {
 }
 
 // Whether the text has marks, but none that enclose something.
-bool IsHalfMarked(const std::string& text) {
+bool IsHalfMarked(std::string_view text) {
   const auto begin = text.find(rules::kOpenMark);
   const auto end = text.find(rules::kCloseMark);
-  if (begin == std::string::npos && end == std::string::npos) return false;
-  return begin == std::string::npos || end == std::string::npos ||
-         end < begin + rules::kOpenMark.size();
+  if (begin == text.npos && end == text.npos) return false;
+  return begin == text.npos || end == text.npos || end < begin + rules::kOpenMark.size();
 }
 
 // The version, and the build where it is read.
@@ -59,7 +58,7 @@ void CheckAlsoBios(const TUpdate& update, TTell& tell) {
 }
 
 void CheckFolderForm(const TUpdate& update, TTell& tell) {
-  const std::string folder = update.element->Text(rules::kUpdateDirectory);
+  const std::string_view folder = update.element->Text(rules::kUpdateDirectory);
   if (Mentions(folder, "\\PKGS\\")) tell.Of(update, rules::kUpdateDirectory, Quoted(folder));
 }
 
@@ -72,7 +71,7 @@ void CheckVersionMissing(const TUpdate& update, TTell& tell) {
 
 void CheckVersionUnmarked(const TUpdate& update, TTell& tell) {
   for (const std::string_view name : VersionProperties(update)) {
-    const std::string text = update.element->Text(name);
+    const std::string_view text = update.element->Text(name);
     if (text.empty() || Contains(text, rules::kOpenMark) || Contains(text, rules::kCloseMark))
       continue;
     tell.Of(update, name, Quoted(text));
@@ -81,14 +80,14 @@ void CheckVersionUnmarked(const TUpdate& update, TTell& tell) {
 
 void CheckVersionHalfMarked(const TUpdate& update, TTell& tell) {
   for (const std::string_view name : VersionProperties(update)) {
-    const std::string text = update.element->Text(name);
+    const std::string_view text = update.element->Text(name);
     if (IsHalfMarked(text)) tell.Of(update, name, Quoted(text));
   }
 }
 
 void CheckVersionBlanks(const TUpdate& update, TTell& tell) {
   for (const std::string_view name : VersionProperties(update)) {
-    const std::string offered = OfferedVersion(update.element->Text(name));
+    const std::string_view offered = OfferedVersion(update.element->Text(name));
     if (BeginsOrEndsBlank(offered)) tell.Of(update, name, Quoted(offered));
   }
 }
@@ -101,9 +100,9 @@ void CheckBuildMissing(const TUpdate& update, TTell& tell) {
 }
 
 void CheckDiagnosticsSkipped(const TUpdate& update, TTell& tell) {
-  if (!IsFirstGeneration(update) || update.machineTypes.empty()) return;
+  if (!IsFirstGeneration(update) || update.machineTypes->empty()) return;
   const bool isSkipped =
-      std::all_of(update.machineTypes.begin(), update.machineTypes.end(),
+      std::all_of(update.machineTypes->begin(), update.machineTypes->end(),
                   [](const std::string& type) { return rules::SkipsFirstDiagnostics(type); });
   if (isSkipped) tell.Of(update, rules::kUpdateVersion);
 }

@@ -32,11 +32,13 @@ void CheckNameMissing(const TUpdate& update, TTell& tell) {
 }
 
 void CheckPropertyMistyped(const TUpdate& update, TTell& tell) {
-  for (const TProperty& property : update.element->properties) {
-    if (tell.Catalogue().classes.Declares(update.element->className, property.name)) continue;
+  const TElement& element = *update.element;
+  for (std::size_t i = 0; i < element.written; ++i) {
+    const std::string& name = element.properties[i]->name;
     for (const rules::TUpdateProperty& known : rules::kUpdateProperties) {
-      if (!LooksLike(property.name, known.name)) continue;
-      tell.Of(update, property.name, property.name + " for " + std::string(known.name));
+      if (!LooksLike(name, known.name)) continue;
+      if (tell.Catalogue().classes.Declares(element.className, name)) break;
+      tell.Of(update, name, name + " for " + std::string(known.name));
     }
   }
 }

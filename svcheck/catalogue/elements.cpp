@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "report/ascii.h"
+#include "runtime/hskcore/hash.h"
 #include "runtime/xmlparser/cim_tokens.h"
 #include "runtime/xmlparser/dialect.h"
 #include "runtime/xmlparser/document_text.h"
@@ -51,8 +52,9 @@ class TWalk {
   }
 
   void ReadInstance() {
-    TElement element{std::string(tokens.Optional("CLASSNAME")), Line(), {}};
+    TElement element{std::string(tokens.Optional("CLASSNAME")), Line(), {}, 0};
     element.properties = ReadProperties();
+    element.written = element.properties.size();
     document.elements.push_back(std::move(element));
   }
 
@@ -62,13 +64,14 @@ class TWalk {
     classes.Add(name, {superclass, ReadProperties()});
   }
 
-  std::vector<TProperty> ReadProperties() {
-    std::vector<TProperty> properties;
+  std::vector<std::shared_ptr<const TProperty>> ReadProperties() {
+    std::vector<std::shared_ptr<const TProperty>> properties;
     for (EToken token = reader.Next(); token != EToken::kEnd; token = reader.Next()) {
       if (token != EToken::kStart) continue;
       const EElement kind = tokens.Element();
       if (kind == EElement::kProperty || kind == EElement::kPropertyArray) {
-        properties.push_back(ReadProperty(kind == EElement::kPropertyArray));
+        properties.push_back(
+            std::make_shared<const TProperty>(ReadProperty(kind == EElement::kPropertyArray)));
       } else {
         tokens.Skip();
       }
@@ -120,23 +123,30 @@ class TWalk {
 
 }  // namespace
 
-std::string TProperty::Text() const {
-  if (!isArray) return values.empty() ? std::string() : values.front();
-  std::string text;
-  for (const std::string& value : values) text += value + ' ';
-  return text;
+std::string_view TProperty::Text() const {
+  if (!isArray) return values.empty() ? std::string_view() : values.front();
+  if (!joined) {
+    joined.emplace();
+    for (const std::string& value : values) joined->append(value) += ' ';
+  }
+  return *joined;
+}
+
+std::uint64_t TProperty::Digest() const {
+  if (!digest) digest = HashText(Text(), HashText(Lowered(name), HashSeed()));
+  return *digest;
 }
 
 const TProperty* TElement::Find(std::string_view name) const {
-  const auto found =
-      std::find_if(properties.begin(), properties.end(),
-                   [&](const TProperty& property) { return EqualWords(property.name, name); });
-  return found == properties.end() ? nullptr : &*found;
+  const auto found = std::find_if(properties.begin(), properties.end(), [&](const auto& property) {
+    return EqualWords(property->name, name);
+  });
+  return found == properties.end() ? nullptr : found->get();
 }
 
-std::string TElement::Text(std::string_view name) const {
+std::string_view TElement::Text(std::string_view name) const {
   const TProperty* const property = Find(name);
-  return property == nullptr ? std::string() : property->Text();
+  return property == nullptr ? std::string_view() : property->Text();
 }
 
 void TClasses::Add(const std::string& name, const TClass& declared) {
@@ -170,8 +180,8 @@ bool TClasses::Derives(std::string_view name, std::string_view base) const {
 
 bool TClasses::Declares(std::string_view className, std::string_view property) const {
   for (const TClass* known : ChainOf(className)) {
-    for (const TProperty& declared : known->properties) {
-      if (EqualWords(declared.name, property)) return true;
+    for (const auto& declared : known->properties) {
+      if (EqualWords(declared->name, property)) return true;
     }
   }
   return false;
@@ -179,10 +189,9 @@ bool TClasses::Declares(std::string_view className, std::string_view property) c
 
 void TClasses::Complete(TElement& element) const {
   for (const TClass* known : ChainOf(element.className)) {
-    for (const TProperty& declared : known->properties) {
-      if (declared.values.empty() || element.Find(declared.name) != nullptr) continue;
+    for (const auto& declared : known->properties) {
+      if (declared->values.empty() || element.Find(declared->name) != nullptr) continue;
       element.properties.push_back(declared);
-      element.properties.back().isWritten = false;
     }
   }
 }
@@ -190,7 +199,7 @@ void TClasses::Complete(TElement& element) const {
 std::vector<std::string> TClasses::PropertiesOf(std::string_view className) const {
   std::vector<std::string> names;
   for (const TClass* known : ChainOf(className)) {
-    for (const TProperty& declared : known->properties) names.push_back(declared.name);
+    for (const auto& declared : known->properties) names.push_back(declared->name);
   }
   return names;
 }

@@ -3,7 +3,9 @@
 #define SVCHECK_CATALOGUE_ELEMENTS_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,27 +19,35 @@ struct TProperty {
   std::string type;
   std::size_t line = 0;
   bool isArray = false;
-  bool isWritten = true;            // Not the default of the class.
   std::vector<std::string> values;  // Empty for null; a scalar has one.
 
   // As a query reads it: of an array each element with a blank behind it.
-  std::string Text() const;
+  std::string_view Text() const;
+  // Of name, in small letters, and text: two properties that share it are alike.
+  std::uint64_t Digest() const;
+
+ private:
+  mutable std::optional<std::string> joined;  // Of an array whose text was asked for.
+  mutable std::optional<std::uint64_t> digest;
 };
 
 struct TElement {
   std::string className;
   std::size_t line = 0;
-  std::vector<TProperty> properties;
+  // Those of the class are shared by all its instances.
+  std::vector<std::shared_ptr<const TProperty>> properties;
+  // How many of them the instance writes itself; they come first.
+  std::size_t written = 0;
 
   // Without regard to ASCII case. Null when there is none.
   const TProperty* Find(std::string_view name) const;
   // Empty for a property that is missing or null.
-  std::string Text(std::string_view name) const;
+  std::string_view Text(std::string_view name) const;
 };
 
 struct TClass {
   std::string superclass;
-  std::vector<TProperty> properties;
+  std::vector<std::shared_ptr<const TProperty>> properties;
 };
 
 // By name in lower case.

@@ -27,7 +27,8 @@ std::string Line(const TFinding& finding) {
   std::string text = fmt::format("{}: {}: ", PlaceOf(finding), NameOf(finding.rule->severity));
   if (!finding.element.empty()) text += report::PlainLine(finding.element) + ": ";
   text += finding.rule->what;
-  if (!finding.detail.empty()) text += ": " + report::PlainLine(finding.detail);
+  const std::string detail = finding.Detail();
+  if (!detail.empty()) text += ": " + report::PlainLine(detail);
   return fmt::format("{} [{}]\n    {}\n", text, finding.rule->id, finding.rule->advice);
 }
 
@@ -45,7 +46,7 @@ std::string Json(const TFinding& finding) {
       "\"what\": {}, \"detail\": {}, \"advice\": {}}}",
       JsonString(finding.rule->id), JsonString(NameOf(finding.rule->severity)),
       JsonString(finding.file->name), finding.line == 0 ? "null" : std::to_string(finding.line),
-      JsonString(finding.element), JsonString(finding.rule->what), JsonString(finding.detail),
+      JsonString(finding.element), JsonString(finding.rule->what), JsonString(finding.Detail()),
       JsonString(finding.rule->advice));
 }
 
@@ -79,7 +80,8 @@ int StatusOf(const TCatalogue& catalogue, const std::vector<TFinding>& findings)
 int LintCatalogue(const TCommand& command, const IProgram& program) {
   const TCatalogue catalogue =
       ReadCatalogue(PathOf(command.folder), command.isLive, PathOf(command.dataFolder));
-  const std::vector<TFinding> findings = Lint(catalogue);
+  const std::vector<TUpdate> updates = UpdatesOf(catalogue);
+  const std::vector<TFinding> findings = Lint(catalogue, updates);
   const auto output = program.Open(command.output);
   if (command.format == "json") {
     WriteJson(command, catalogue, findings, *output);

@@ -25,26 +25,22 @@ std::vector<std::string> ComponentsOf(const TUpdate& update) {
   if (update.isBios) names.emplace_back(RowOf(EComponent::kBios).name);
   const bool isKnown = RowOf(update.component).place != EVersionPlace::kNowhere;
   if (isKnown) names.emplace_back(RowOf(update.component).name);
-  if (!update.drivers.empty() && !update.IsAdapter()) names.emplace_back(rules::kDriverType);
+  if (!update.drivers->empty() && !update.IsAdapter()) names.emplace_back(rules::kDriverType);
   return names;
 }
 
-std::string VersionOf(const TUpdate& update) {
+std::string_view VersionOf(const TUpdate& update) {
   return update.ReadsVersion() ? OfferedVersion(update.element->Text(rules::kUpdateVersion))
-                               : std::string();
+                               : std::string_view();
 }
 
-std::vector<std::string> DriversOf(const TUpdate& update) {
-  std::vector<std::string> drivers;
-  for (const TDriverEntry& driver : update.drivers) {
-    drivers.push_back(driver.name + " " + driver.version);
-  }
-  return drivers;
+std::string TextOf(const TDriverEntry& driver) {
+  return std::string(driver.name).append(" ").append(driver.version);
 }
 
 std::vector<std::string> TypesOf(const TUpdate& update) {
   std::vector<std::string> types;
-  for (const std::string& type : update.machineTypes) types.push_back(Raised(type));
+  for (const std::string& type : *update.machineTypes) types.push_back(Raised(type));
   return types;
 }
 
@@ -98,13 +94,16 @@ class TTableWriter : public TWriter {
   using TCells = std::array<std::string, 3>;
 
   static TCells CellsOf(const TUpdate& update) {
-    std::vector<std::string> offered = DriversOf(update);
-    if (update.ReadsVersion()) offered.insert(offered.begin(), VersionOf(update));
+    std::vector<std::string> offered;
+    if (update.ReadsVersion()) offered.emplace_back(VersionOf(update));
     constexpr std::size_t kShown = 3;
-    const std::size_t more = offered.size() > kShown ? offered.size() - kShown : 0;
-    offered.resize(offered.size() - more);
+    const std::size_t all = offered.size() + update.drivers->size();
+    for (const TDriverEntry& driver : *update.drivers) {
+      if (offered.size() == kShown) break;
+      offered.push_back(TextOf(driver));
+    }
     std::string text = Joined(offered, ", ");
-    if (more > 0) text += fmt::format(" and {} more", more);
+    if (all > kShown) text += fmt::format(" and {} more", all - kShown);
     return {report::PlainLine(update.name), Joined(ComponentsOf(update), ", "),
             report::PlainLine(text)};
   }
@@ -134,16 +133,42 @@ class TCsvWriter : public TWriter {
     output.Write("name,components,version,drivers,machineTypes,operatingSystems,file,line\r\n");
   }
   void Write(const TUpdate& update) override {
-    const auto field = [&](const std::string& text) { return report::CsvField(text, texts); };
     const std::string systems = Joined(update.Values(rules::kUpdateSystems), ";");
-    output.Write(fmt::format("{},{},{},{},{},{},{},{}\r\n", field(update.name),
-                             field(Joined(ComponentsOf(update), ";")), field(VersionOf(update)),
-                             field(Joined(DriversOf(update), ";")),
-                             field(Joined(TypesOf(update), ";")), field(systems),
-                             field(update.file->name), update.element->line));
+    const auto field = [&](std::string_view text) { return report::CsvField(text, texts); };
+    output.Write(fmt::format("{},{},{},", field(update.name),
+                             field(Joined(ComponentsOf(update), ";")), field(VersionOf(update))));
+    WriteDrivers(*update.drivers);
+    output.Write(fmt::format(",{},{},{},{}\r\n", field(Joined(TypesOf(update), ";")),
+                             field(systems), field(update.file->name), update.element->line));
   }
 
  private:
+  // One field. A long one is written driver by driver: each version of a list may hold the rest of
+  // it. It stands in quotes, which a long text needs nearly always.
+  void WriteDrivers(const std::vector<TDriverEntry>& drivers) {
+    constexpr std::size_t kLong = 1 << 20;
+    std::size_t size = 0;
+    for (const TDriverEntry& driver : drivers) size += driver.name.size() + driver.version.size();
+    if (size < kLong) {
+      std::vector<std::string> all;
+      for (const TDriverEntry& driver : drivers) all.push_back(TextOf(driver));
+      output.Write(report::CsvField(Joined(all, ";"), texts));
+      return;
+    }
+    // The quote behind each makes sure that it is quoted. Of the first, the start is that of a
+    // field; the others have a letter before theirs.
+    std::string_view before;
+    for (const TDriverEntry& driver : drivers) {
+      const std::string field =
+          report::CsvField(std::string(before) + TextOf(driver) + "\"", texts);
+      output.Write(before.empty() ? "\"" : ";");
+      const std::size_t begin = 1 + before.size();
+      output.Write(std::string_view(field).substr(begin, field.size() - begin - 3));
+      before = "x";
+    }
+    output.Write("\"");
+  }
+
   report::ECsvTexts texts;
 };
 
@@ -161,12 +186,13 @@ class TJsonWriter : public TWriter {
   }
   void Write(const TUpdate& update) override {
     output.Write(fmt::format(
-        "{}\n    {{\"name\": {}, \"components\": {}, \"version\": {}, \"drivers\": [{}], "
-        "\"machineTypes\": {}, \"operatingSystems\": {}, \"file\": {}, \"line\": {}}}",
-        separator, JsonString(update.name), JsonList(ComponentsOf(update)),
-        JsonString(VersionOf(update)), Drivers(update), JsonList(TypesOf(update)),
-        JsonList(update.Values(rules::kUpdateSystems)), JsonString(update.file->name),
-        update.element->line));
+        "{}\n    {{\"name\": {}, \"components\": {}, \"version\": {}, \"drivers\": [", separator,
+        JsonString(update.name), JsonList(ComponentsOf(update)), JsonString(VersionOf(update))));
+    WriteDrivers(update);
+    output.Write(fmt::format(
+        "], \"machineTypes\": {}, \"operatingSystems\": {}, \"file\": {}, \"line\": {}}}",
+        JsonList(TypesOf(update)), JsonList(update.Values(rules::kUpdateSystems)),
+        JsonString(update.file->name), update.element->line));
     separator = ",";
   }
   void End(std::size_t shown, std::size_t all) override {
@@ -174,13 +200,13 @@ class TJsonWriter : public TWriter {
   }
 
  private:
-  static std::string Drivers(const TUpdate& update) {
-    std::string list;
-    for (const TDriverEntry& driver : update.drivers) {
-      list += fmt::format("{}{{\"name\": {}, \"version\": {}}}", list.empty() ? "" : ", ",
-                          JsonString(driver.name), JsonString(driver.version));
+  void WriteDrivers(const TUpdate& update) {
+    const char* comma = "";
+    for (const TDriverEntry& driver : *update.drivers) {
+      output.Write(fmt::format("{}{{\"name\": {}, \"version\": {}}}", comma,
+                               JsonString(driver.name), JsonString(driver.version)));
+      comma = ", ";
     }
-    return list;
   }
   const char* separator = "";
 };

@@ -1,5 +1,7 @@
 #include "svcheck/catalogue/new_element.h"
 
+#include <memory>
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -123,9 +125,13 @@ TNewElement ElementOf(const TDriver& driver, const TFor& whom) {
   element.driverFiles = driver.file + "-#" + driver.version;
   element.whom = whom;
   const std::string description = fmt::format("Driver of {}", driver.origin);
-  const TElement described{
-      {}, 0, {{std::string(rules::kUpdateDescription), "string", 0, false, true, {description}}}};
-  if (!IsBiosUpdate(described) && ComponentOf(described) == EComponent::kNone) {
+  TProperty property;
+  property.name = rules::kUpdateDescription;
+  property.values = {description};
+  const TElement described{{}, 0, {std::make_shared<const TProperty>(property)}, 1};
+  TRecognition recognition;
+  if (!recognition.IsBiosUpdate(described) &&
+      recognition.ComponentOf(described) == EComponent::kNone) {
     element.description = description;
   }
   return element;

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "report/text.h"
+#include "svcheck/catalogue/ascii_text.h"
 #include "svcheck/catalogue/checks.h"
 
 namespace svc::catalogue {
@@ -157,19 +158,41 @@ struct TRun {
   void operator()(TCatalogueCheck check) const { check(updates, tell); }
 };
 
+std::unique_ptr<const std::string> Kept(std::string detail) {
+  return detail.empty() ? nullptr : std::make_unique<const std::string>(std::move(detail));
+}
+
+std::size_t LineOf(const TUpdate& update, std::string_view property) {
+  const TElement& element = *update.element;
+  const auto end = element.properties.begin() + static_cast<std::ptrdiff_t>(element.written);
+  const auto found = std::find_if(element.properties.begin(), end, [&](const auto& candidate) {
+    return EqualWords(candidate->name, property);
+  });
+  return found == end ? element.line : (*found)->line;
+}
+
 }  // namespace
 
 std::span<const TRule> Rules() { return kRules; }
 
+std::string TFinding::Detail() const {
+  if (quoted.data() != nullptr) return Quoted(quoted);
+  return detail ? *detail : std::string();
+}
+
 void TTell::Of(const TFile& file, std::size_t line, std::string detail) {
-  findings.push_back({rule, &file, line, {}, std::move(detail)});
+  findings.push_back({rule, &file, line, {}, {}, Kept(std::move(detail))});
 }
 
 void TTell::Of(const TUpdate& update, std::string_view property, std::string detail) {
-  const TProperty* const written = update.element->Find(property);
-  const bool isWritten = written != nullptr && written->isWritten;
-  findings.push_back({rule, update.file, isWritten ? written->line : update.element->line,
-                      update.name, std::move(detail)});
+  findings.push_back(
+      {rule, update.file, LineOf(update, property), update.name, {}, Kept(std::move(detail))});
+}
+
+void TTell::OfText(const TUpdate& update, std::string_view property, std::string_view quoted) {
+  // What is shown of it lies in its first characters.
+  findings.push_back(
+      {rule, update.file, LineOf(update, property), update.name, quoted.substr(0, 4096), nullptr});
 }
 
 std::string Quoted(std::string_view text) {
@@ -187,17 +210,19 @@ std::string Quoted(std::string_view text) {
   return '"' + report::CutToWidth(report::PlainLine(line), kShown) + '"';
 }
 
-std::vector<TFinding> Lint(const TCatalogue& catalogue) {
+std::vector<TFinding> Lint(const TCatalogue& catalogue, const std::vector<TUpdate>& updates) {
   std::vector<TFinding> findings;
   TTell tell(catalogue, findings);
-  const std::vector<TUpdate> updates = UpdatesOf(catalogue);
   for (const TRule& rule : kRules) {
     tell.SetRule(rule);
     std::visit(TRun{catalogue, updates, tell}, rule.check);
   }
-  std::stable_sort(findings.begin(), findings.end(), [](const TFinding& a, const TFinding& b) {
+  const auto isBefore = [](const TFinding& a, const TFinding& b) {
     return std::tie(a.file->name, a.line) < std::tie(b.file->name, b.line);
-  });
+  };
+  if (!std::is_sorted(findings.begin(), findings.end(), isBefore)) {
+    std::stable_sort(findings.begin(), findings.end(), isBefore);
+  }
   return findings;
 }
 

@@ -3,6 +3,7 @@
 #define SVCHECK_CATALOGUE_RULES_H_
 
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -40,9 +41,13 @@ std::span<const TRule> Rules();
 struct TFinding {
   const TRule* rule;
   const TFile* file;
-  std::size_t line;     // 0 for a file as a whole.
-  std::string element;  // Its name; empty where the finding is about none.
-  std::string detail;   // May be empty.
+  std::size_t line;          // 0 for a file as a whole.
+  std::string_view element;  // Its name; empty where the finding is about none.
+  std::string_view quoted;   // A text of the catalogue that is the detail, in quotes.
+  std::unique_ptr<const std::string> detail;  // Otherwise; null where there is none.
+
+  // May be empty.
+  std::string Detail() const;
 };
 
 // Where a check says what it found.
@@ -54,6 +59,8 @@ class TTell {
   void Of(const TFile& file, std::size_t line, std::string detail = {});
   // On the line of a property, or of the element where it does not write it.
   void Of(const TUpdate& update, std::string_view property, std::string detail = {});
+  // The same of a text of the catalogue, in quotes.
+  void OfText(const TUpdate& update, std::string_view property, std::string_view quoted);
   void SetRule(const TRule& current) { rule = &current; }
   const TCatalogue& Catalogue() const { return catalogue; }
 
@@ -66,8 +73,8 @@ class TTell {
 // In quotes, as far as a person wants to read it.
 std::string Quoted(std::string_view text);
 
-// Every finding, by file and line. The findings refer to the catalogue.
-std::vector<TFinding> Lint(const TCatalogue& catalogue);
+// Every finding, by file and line. The findings refer to both.
+std::vector<TFinding> Lint(const TCatalogue& catalogue, const std::vector<TUpdate>& updates);
 std::size_t CountOf(ESeverity severity, const std::vector<TFinding>& findings);
 
 }  // namespace svc::catalogue

@@ -1,5 +1,7 @@
 #include "svcheck/catalogue/update.h"
 
+#include <unordered_set>
+
 #include "rules/names.h"
 #include "rules/system_codes.h"
 #include "rules/version_items.h"
@@ -9,10 +11,6 @@ namespace svc::catalogue {
 
 namespace {
 
-constexpr std::string_view kVersionMark = "-#";
-
-bool IsOffered(const TDriverEntry& entry) { return !entry.name.empty() && !entry.version.empty(); }
-
 std::set<std::string> MachineTypesOf(const std::vector<std::string>& texts) {
   std::set<std::string> types;
   for (const std::string& text : texts) {
@@ -21,7 +19,7 @@ std::set<std::string> MachineTypesOf(const std::vector<std::string>& texts) {
   return types;
 }
 
-std::set<std::size_t> SystemsOf(const std::string& text) {
+std::set<std::size_t> SystemsOf(std::string_view text) {
   std::set<std::size_t> systems;
   for (std::size_t i = 0; i < rules::kSystemCodes.size(); ++i) {
     if (Contains(text, rules::kSystemCodes[i].code)) systems.insert(i);
@@ -29,54 +27,74 @@ std::set<std::size_t> SystemsOf(const std::string& text) {
   return systems;
 }
 
-}  // namespace
-
-std::vector<TDriverEntry> CutDriverFiles(std::string_view list) {
-  std::vector<TDriverEntry> entries;
-  for (auto mark = list.find(kVersionMark); mark != list.npos; mark = list.find(kVersionMark)) {
-    TDriverEntry& entry = entries.emplace_back();
-    entry.name = list.substr(0, mark);
-    list.remove_prefix(mark + kVersionMark.size());
-    if (!Contains(list, kVersionMark)) {
-      entry.version = list;
-      break;
-    }
-    const auto blank = list.find(' ');
-    entry.version = list.substr(0, blank);
-    // Without a blank nothing is passed over: the version is part of the next name as well.
-    if (blank != list.npos) list.remove_prefix(blank + 1);
+// Of all its properties, in whatever order they stand; of two of one name the first counts.
+std::uint64_t DigestOf(const TElement& element) {
+  std::unordered_set<std::string> names;
+  std::uint64_t digest = 0;
+  for (const auto& property : element.properties) {
+    if (names.insert(Lowered(property->name)).second) digest += property->Digest();
   }
-  return entries;
+  return digest;
 }
+
+}  // namespace
 
 std::string ComparedName(std::string_view driver) {
   return Raised(driver.substr(0, driver.find('.')));
 }
 
-std::string OfferedVersion(const std::string& text) { return rules::extractBracketedVersion(text); }
+std::string_view OfferedVersion(std::string_view text) { return rules::BracketedVersion(text); }
 
-TUpdate::TUpdate(const TFile& file, const TElement& element)
+TUpdate::TUpdate(const TFile& file, const TElement& element, TCutTexts& cut)
     : file(&file),
       element(&element),
       name(element.Text(rules::kUpdateName)),
-      isBios(IsBiosUpdate(element)),
-      component(ComponentOf(element)),
+      isBios(cut.Recognition().IsBiosUpdate(element)),
+      component(cut.Recognition().ComponentOf(element)),
       driverFiles(element.Text(rules::kUpdateDriverFiles)),
-      drivers(CutDriverFiles(driverFiles)),
-      machineTypes(MachineTypesOf(Values(rules::kUpdateMachineTypes))),
-      systems(SystemsOf(element.Text(rules::kUpdateSystems))) {
-  std::erase_if(drivers, [](const TDriverEntry& entry) { return !IsOffered(entry); });
+      drivers(cut.Drivers(element.Find(rules::kUpdateDriverFiles))),
+      machineTypes(cut.MachineTypes(element.Find(rules::kUpdateMachineTypes))),
+      systems(cut.Systems(element.Find(rules::kUpdateSystems))),
+      digest(DigestOf(element)) {}
+
+const std::vector<std::string>& TUpdate::Values(std::string_view property) const {
+  static const std::vector<std::string> none;
+  const TProperty* const found = element->Find(property);
+  return found == nullptr ? none : found->values;
 }
 
-std::vector<std::string> TUpdate::Values(std::string_view property) const {
-  const TProperty* const found = element->Find(property);
-  return found == nullptr ? std::vector<std::string>() : found->values;
+template <typename T, typename TCut>
+std::shared_ptr<const T> TCutTexts::Get(TKnown<T>& known, const TProperty* property, TCut cut) {
+  std::shared_ptr<const T>& found = known[property];
+  if (!found) found = std::make_shared<const T>(property == nullptr ? T() : cut(*property));
+  return found;
+}
+
+std::shared_ptr<const std::vector<TDriverEntry>> TCutTexts::Drivers(const TProperty* property) {
+  return Get(drivers, property, [](const TProperty& list) {
+    std::vector<TDriverEntry> entries;
+    rules::CutDriverList(list.Text(), [&](const TDriverEntry& entry) {
+      if (entry.IsOffered()) entries.push_back(entry);
+    });
+    return entries;
+  });
+}
+
+std::shared_ptr<const std::set<std::string>> TCutTexts::MachineTypes(const TProperty* property) {
+  return Get(machineTypes, property,
+             [](const TProperty& list) { return MachineTypesOf(list.values); });
+}
+
+std::shared_ptr<const std::set<std::size_t>> TCutTexts::Systems(const TProperty* property) {
+  return Get(systems, property, [](const TProperty& list) { return SystemsOf(list.Text()); });
 }
 
 std::vector<TUpdate> UpdatesOf(const TCatalogue& catalogue) {
   std::vector<TUpdate> updates;
+  updates.reserve(catalogue.CountElements());
+  TCutTexts cut;
   for (const TFile& file : catalogue.files) {
-    for (const TElement& element : file.elements) updates.emplace_back(file, element);
+    for (const TElement& element : file.elements) updates.emplace_back(file, element, cut);
   }
   return updates;
 }

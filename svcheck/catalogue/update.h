@@ -2,53 +2,71 @@
 #ifndef SVCHECK_CATALOGUE_UPDATE_H_
 #define SVCHECK_CATALOGUE_UPDATE_H_
 
+#include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
+#include "rules/driver_list.h"
 #include "svcheck/catalogue/catalogue_files.h"
 #include "svcheck/catalogue/components.h"
 
 namespace svc::catalogue {
 
-// One entry of a list of driver files. An entry without name or version offers nothing.
-struct TDriverEntry {
-  std::string name;
-  std::string version;
-
-  bool operator==(const TDriverEntry&) const = default;
-};
-
-// Cuts a list NAME-#VERSION NAME-#VERSION as a query does: a version ends at the first blank behind
-// its mark, that of the last entry at the end of the text.
-std::vector<TDriverEntry> CutDriverFiles(std::string_view list);
+// Views of the catalogue.
+using TDriverEntry = rules::TDriverListEntry;
 
 // The name by which drivers are compared: in capitals, up to the first dot.
 std::string ComparedName(std::string_view driver);
 
-// What a query offers of the text of a version.
-std::string OfferedVersion(const std::string& text);
+// What a query offers of the text of a version: a part of it.
+std::string_view OfferedVersion(std::string_view text);
+
+// Texts of properties as they are cut up, once for all the elements that share a property.
+class TCutTexts {
+ public:
+  // Each for a property of one kind, which may be null. Drivers: those that are offered.
+  std::shared_ptr<const std::vector<TDriverEntry>> Drivers(const TProperty* property);
+  std::shared_ptr<const std::set<std::string>> MachineTypes(const TProperty* property);
+  std::shared_ptr<const std::set<std::size_t>> Systems(const TProperty* property);
+  TRecognition& Recognition() { return recognition; }
+
+ private:
+  template <typename T>
+  using TKnown = std::unordered_map<const TProperty*, std::shared_ptr<const T>>;
+  template <typename T, typename TCut>
+  static std::shared_ptr<const T> Get(TKnown<T>& known, const TProperty* property, TCut cut);
+
+  TKnown<std::vector<TDriverEntry>> drivers;
+  TKnown<std::set<std::string>> machineTypes;
+  TKnown<std::set<std::size_t>> systems;
+  TRecognition recognition;
+};
 
 // Refers to the catalogue, which must outlive it.
 struct TUpdate {
-  TUpdate(const TFile& file, const TElement& element);
+  TUpdate(const TFile& file, const TElement& element, TCutTexts& cut);
 
   bool HasFirmware() const { return isBios || component != EComponent::kNone; }
   bool IsAdapter() const { return RowOf(component).place == EVersionPlace::kDriverFiles; }
   // Whether the offered version of its firmware stands in "Version".
   bool ReadsVersion() const { return isBios || RowOf(component).place == EVersionPlace::kVersion; }
-  std::vector<std::string> Values(std::string_view property) const;
+  const std::vector<std::string>& Values(std::string_view property) const;
 
   const TFile* file;
   const TElement* element;
-  std::string name;
+  std::string_view name;
   bool isBios;
   EComponent component;
-  std::string driverFiles;
-  std::vector<TDriverEntry> drivers;   // Those that are offered.
-  std::set<std::string> machineTypes;  // In lower case.
-  std::set<std::size_t> systems;       // Of rules::kSystemCodes, in exactly their spelling.
+  std::string_view driverFiles;
+  std::shared_ptr<const std::vector<TDriverEntry>> drivers;
+  std::shared_ptr<const std::set<std::string>> machineTypes;  // In lower case.
+  std::shared_ptr<const std::set<std::size_t>>
+      systems;           // Of rules::kSystemCodes, exactly so spelled.
+  std::uint64_t digest;  // Of all its texts: elements that share it are alike.
 };
 
 std::vector<TUpdate> UpdatesOf(const TCatalogue& catalogue);
