@@ -1,120 +1,173 @@
 #include "runtime/xmlparser/object_path.h"
 
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
 namespace svc::xml {
 namespace {
 
 // Each level of references in keys may double the length of what is below it.
-constexpr int kMaxLevels = 3;
+constexpr std::size_t kMaxLevels = 3;
+// Of a path with references in its keys: longer than any that somebody needs, and short enough for
+// the doubling to take no memory to speak of.
+constexpr std::size_t kMaxNested = 1 << 20;
 
-void AppendQuoted(std::string& path, std::string_view value) {
-  path += '"';
-  for (char c : value) {
-    if (c == '"' || c == '\\') path += '\\';
-    path += c;
+// What a character that is quoted becomes when it is within so many quotes.
+template <std::size_t N>
+constexpr auto EscapedTo(char c) {
+  std::array<char, std::size_t{1} << N> text{};
+  text[0] = c;
+  for (std::size_t size = 1; size < text.size(); size *= 2) {
+    for (std::size_t i = size; i-- > 0;) {
+      text[2 * i + 1] = text[i];
+      text[2 * i] = '\\';
+    }
   }
-  path += '"';
+  return text;
 }
+constexpr auto kQuote = EscapedTo<kMaxLevels>('"');
+constexpr auto kBackslash = EscapedTo<kMaxLevels>('\\');
 
+// Writes a path into one text, whatever stands in how many quotes.
 class TPathReader {
  public:
   explicit TPathReader(TCimTokens& tokens) : tokens(tokens) {}
 
-  std::string ReadReference() {
-    if (++level > kMaxLevels) tokens.Reader().Fail("references in keys are nested too deep");
-    std::string path;
-    if (!tokens.NextChild()) tokens.Reader().Fail("VALUE.REFERENCE is empty");
-    ReadObject(path);
-    if (tokens.NextChild()) tokens.RefuseElement();
-    --level;
-    return path;
+  std::string Read() {
+    ReadReference();
+    return std::move(path);
   }
 
  private:
-  void ReadObject(std::string& path) {
+  void ReadReference() {
+    if (++level > kMaxLevels) tokens.Reader().Fail("references in keys are nested too deep");
+    if (!tokens.NextChild()) tokens.Reader().Fail("VALUE.REFERENCE is empty");
+    ReadObject();
+    if (tokens.NextChild()) tokens.RefuseElement();
+    --level;
+  }
+
+  void Append(std::string_view text) {
+    for (const char c : text) {
+      if (quotes != 0 && (c == '"' || c == '\\')) {
+        AppendEscaped(c);
+      } else {
+        path += c;
+      }
+    }
+    if (level > 1 && path.size() > kMaxNested) {
+      tokens.Reader().Fail("the reference in a key is longer than 1048576 bytes");
+    }
+  }
+
+  // The last characters of the longest form.
+  void AppendEscaped(char c) {
+    const auto& longest = c == '"' ? kQuote : kBackslash;
+    const std::size_t size = std::size_t{1} << quotes;
+    path.append(longest.data() + longest.size() - size, size);
+  }
+
+  template <typename TWrite>
+  void InQuotes(TWrite write) {
+    Append("\"");
+    ++quotes;
+    write();
+    --quotes;
+    Append("\"");
+  }
+
+  void ReadObject() {
     switch (tokens.Element()) {
       case EElement::kClassPath:
       case EElement::kLocalClassPath:
       case EElement::kInstancePath:
       case EElement::kLocalInstancePath:
-        return ReadParts(path);
+        return ReadParts();
       default:
-        return ReadPart(path);
+        return ReadPart();
     }
   }
 
-  void ReadParts(std::string& path) {
-    while (tokens.NextChild()) ReadPart(path);
+  void ReadParts() {
+    while (tokens.NextChild()) ReadPart();
   }
 
-  void ReadPart(std::string& path) {
+  void ReadPart() {
     switch (tokens.Element()) {
       case EElement::kNamespacePath:
-        return ReadParts(path);
+        return ReadParts();
       case EElement::kHost:
-        path += "//" + tokens.TextOf() + "/";
-        return;
+        Append("//");
+        Append(tokens.TextOf());
+        return Append("/");
       case EElement::kLocalNamespacePath:
-        return ReadNamespace(path);
+        return ReadNamespace();
       case EElement::kClassName:
-        path += tokens.Required("NAME");
+        Append(tokens.Required("NAME"));
         return tokens.SkipEmpty();
       case EElement::kInstanceName:
-        return ReadInstanceName(path);
+        return ReadInstanceName();
       default:
         tokens.RefuseElement();
     }
   }
 
-  void ReadNamespace(std::string& path) {
+  void ReadNamespace() {
     for (const char* separator = ""; tokens.NextChild(); separator = "/") {
       if (tokens.Element() != EElement::kNamespace) tokens.RefuseElement();
-      path += separator;
-      path += tokens.Required("NAME");
+      Append(separator);
+      Append(tokens.Required("NAME"));
       tokens.SkipEmpty();
     }
-    path += ':';
+    Append(":");
   }
 
-  void ReadInstanceName(std::string& path) {
-    path += tokens.Required("CLASSNAME");
-    for (char separator = '.'; tokens.NextChild(); separator = ',') {
-      path += separator;
+  void ReadInstanceName() {
+    Append(tokens.Required("CLASSNAME"));
+    for (const char* separator = "."; tokens.NextChild(); separator = ",") {
+      Append(separator);
       if (tokens.Element() == EElement::kKeyBinding) {
-        ReadKeyBinding(path);
+        ReadKeyBinding();
       } else {
-        ReadKey(path);
+        ReadKey();
       }
     }
   }
 
-  void ReadKeyBinding(std::string& path) {
-    path += tokens.Required("NAME");
-    path += '=';
+  void ReadKeyBinding() {
+    Append(tokens.Required("NAME"));
+    Append("=");
     if (!tokens.NextChild()) tokens.Reader().Fail("KEYBINDING lacks its value");
-    ReadKey(path);
+    ReadKey();
     if (tokens.NextChild()) tokens.RefuseElement();
   }
 
-  void ReadKey(std::string& path) {
+  void ReadKey() {
     if (tokens.Element() == EElement::kValueReference) {
-      AppendQuoted(path, ReadReference());
+      InQuotes([&] { ReadReference(); });
     } else if (tokens.Element() == EElement::kKeyValue) {
       const std::string_view type = tokens.Optional("VALUETYPE");
-      if (type.empty() || type == "string")
-        AppendQuoted(path, tokens.TextOf());
-      else
-        path += tokens.TextOf();
+      if (type.empty() || type == "string") {
+        InQuotes([&] { Append(tokens.TextOf()); });
+      } else {
+        Append(tokens.TextOf());
+      }
     } else {
       tokens.RefuseElement();
     }
   }
 
   TCimTokens& tokens;
-  int level = 0;
+  std::string path;
+  std::size_t level = 0;
+  std::size_t quotes = 0;  // In how many the path goes on.
 };
 
 }  // namespace
 
-std::string ReadReferenceValue(TCimTokens& tokens) { return TPathReader(tokens).ReadReference(); }
+std::string ReadReferenceValue(TCimTokens& tokens) { return TPathReader(tokens).Read(); }
 
 }  // namespace svc::xml

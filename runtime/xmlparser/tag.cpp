@@ -4,6 +4,7 @@
 #include <string>
 
 #include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/shown_text.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/markup.h"
@@ -30,7 +31,7 @@ class TTagReader {
     if (Here() != '>') text.Fail(at, "malformed start tag \"" + TagName() + "\"");
     form.length = Offset(at + 1);
     if (const TAttribute* twice = FindDuplicate(attributes, tag))
-      text.Fail(tag, "attribute \"" + std::string(twice->Name(tag)) + "\" written twice");
+      text.Fail(tag, "attribute \"" + ShownText(twice->Name(tag)) + "\" written twice");
     return form;
   }
 
@@ -41,7 +42,7 @@ class TTagReader {
     return *place;
   }
   std::uint32_t Offset(const char* place) const { return static_cast<std::uint32_t>(place - tag); }
-  std::string TagName() const { return std::string(tag + 1, form.nameLength); }
+  std::string TagName() const { return ShownText({tag + 1, form.nameLength}); }
   bool TakeBlanks() {
     char* const before = at;
     at += SkipBlanks(at, text.End()) - at;

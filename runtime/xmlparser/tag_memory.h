@@ -67,6 +67,9 @@ struct TWrapping {
 struct TKnownTag {
   static constexpr std::size_t kMaxLength = 128;
   static constexpr std::size_t kMaxAttributes = 5;
+  // Of its end tag "</NAME>": a name is two bytes shorter than the tag at least. It is compared in
+  // whole blocks, from behind the "</" on.
+  static constexpr std::size_t kMaxEndTag = 2 + kMaxLength;
 
   char bytes[kMaxLength];
   TTagForm form;
@@ -85,7 +88,7 @@ struct TKnownTag {
   }
   // Whether its element's end tag, without blanks, stands at `at`.
   bool IsClosedAt(const char* at, const char* end) const {
-    return static_cast<std::size_t>(end - at) >= kMaxLength && at[0] == '<' && at[1] == '/' &&
+    return static_cast<std::size_t>(end - at) >= kMaxEndTag && at[0] == '<' && at[1] == '/' &&
            at[form.nameLength + 2] == '>' && EqualBlocks(bytes + 1, at + 2, form.nameLength);
   }
 };

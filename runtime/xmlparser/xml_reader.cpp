@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "runtime/hskcore/shown_text.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/declaration.h"
@@ -212,13 +213,13 @@ EToken TXmlReader::Close() {
 
 void TXmlReader::FailAtEndTag() const {
   const TOpenElement& top = open[depth - 1];
-  const std::string wanted(top.name, top.length);
+  const std::string_view wanted(top.name, top.length);
   const char* const itsName = token + 2;
   const char* const itsEnd = SkipName(itsName, text.End());
   if (itsEnd == text.End()) text.FailAtEnd();
-  const std::string found(itsName, itsEnd);
+  const std::string_view found(itsName, itsEnd);
   if (found.empty() || found == wanted) Fail("malformed end tag");
-  Fail("end tag \"" + found + "\" where \"" + wanted + "\" is open");
+  Fail("end tag \"" + ShownText(found) + "\" where \"" + ShownText(wanted) + "\" is open");
 }
 
 // All character data up to the next tag; false when it comes to nothing.
