@@ -1,10 +1,9 @@
 #include "svcheck/catalogue/new_element.h"
 
-#include <memory>
-
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <memory>
 
 #include "report/text.h"
 #include "rules/names.h"

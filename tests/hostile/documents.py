@@ -25,14 +25,15 @@ ALLOWANCE = 32 << 20
 
 
 class Load:
-    """What became of one process: whether the document was taken, the peak memory in bytes and the
-    processor time in seconds."""
+    """What became of one process: whether the document was taken, the peak memory in bytes, the
+    processor time in seconds and how many bytes it wrote."""
 
-    def __init__(self, status, usage, errors):
+    def __init__(self, status, usage, errors, written):
         self.status = status
         self.peak = usage.ru_maxrss * 1024
         self.seconds = usage.ru_utime + usage.ru_stime
         self.errors = errors
+        self.written = written
 
 
 class DocumentTest(unittest.TestCase):
@@ -63,7 +64,8 @@ class DocumentTest(unittest.TestCase):
             _, status, usage = os.wait4(process.pid, 0)
             process.returncode = os.waitstatus_to_exitcode(status)
             errors.seek(0)
-            return Load(process.returncode, usage, errors.read().decode())
+            return Load(process.returncode, usage, errors.read().decode(errors="replace"),
+                        os.fstat(output.fileno()).st_size)
 
     def load(self, as_catalogue):
         if as_catalogue:

@@ -1,0 +1,231 @@
+"""Inputs that say little and mean much: every verb works through them in memory that is bounded by
+8 times its documents and 64 MB, and in time that grows as they and what it writes do."""
+
+import re
+import unittest
+
+from documents import INVENTORY, DocumentTest, main
+
+TIMES_THE_DOCUMENTS = 8
+ALLOWANCE = 64 << 20
+
+HEAD = ('<?xml version="1.0" encoding="UTF-8"?><?sv-catalogue version="4.02"?>\n'
+        "<CIM><DECLARATION><DECLGROUP>\n")
+TAIL = "</DECLGROUP></DECLARATION></CIM>\n"
+FOR_ALL = ("<PROPERTY.ARRAY NAME='applicableMachineTypes'><VALUE.ARRAY><VALUE>-[4638]-</VALUE>"
+           "</VALUE.ARRAY></PROPERTY.ARRAY><PROPERTY.ARRAY NAME='applicableOperatingSystems'>"
+           "<VALUE.ARRAY><VALUE>RHEL5</VALUE><VALUE>Linux</VALUE></VALUE.ARRAY></PROPERTY.ARRAY>")
+MACHINE = ("<VALUE.OBJECT><INSTANCE CLASSNAME='QRXSG_ComputerSystem'><PROPERTY NAME='MachineType'>"
+           "<VALUE>4638</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>")
+
+
+def scalar(name, text):
+    return f"<PROPERTY NAME='{name}' TYPE='string'><VALUE>{text}</VALUE></PROPERTY>"
+
+
+def array(name, text):
+    values = "".join(f"<VALUE>{word}</VALUE>" for word in text.split())
+    return (f"<PROPERTY.ARRAY NAME='{name}' TYPE='string'><VALUE.ARRAY>{values}</VALUE.ARRAY>"
+            "</PROPERTY.ARRAY>")
+
+
+def element(properties="", name="QRXPSG_SystemUpdateElement"):
+    return f"<VALUE.OBJECT><INSTANCE CLASSNAME='{name}'>{properties}</INSTANCE></VALUE.OBJECT>\n"
+
+
+def subclass(properties, name="X", base="QRXPSG_SystemUpdateElement"):
+    return (f"<VALUE.OBJECT><CLASS NAME='{name}' SUPERCLASS='{base}'>{properties}</CLASS>"
+            "</VALUE.OBJECT>\n")
+
+
+def catalogue(body):
+    return HEAD + body + TAIL
+
+
+def shared_default(default):
+    """One long default of a class, and as many bytes of short instances."""
+    others = [part for part in re.findall(r"<PROPERTY.ARRAY.*?</PROPERTY.ARRAY>", FOR_ALL)
+              if part.split("'")[1] != default.split("'")[1]]
+    return catalogue(subclass("".join(others) + default)
+                     + element(name="X") * (len(default) // len(element(name="X"))))
+
+
+def default_of_files(count):
+    return shared_default(scalar("driverFiles", "file%d-#1 " * count % tuple(range(count))))
+
+
+def default_of(name, make=scalar):
+    return lambda count: shared_default(make(name, "a wordy text " * count))
+
+
+def list_of(unit):
+    return lambda count: catalogue(element(FOR_ALL + scalar("driverFiles", unit * count)))
+
+
+def drivers(*names, properties="", count=1):
+    one = "".join(element(properties + "<PROPERTY NAME='CurrentState'><VALUE>4</VALUE></PROPERTY>"
+                          + (scalar("Path", name) if name else ""), "QRXSG_DeviceDriverInfo")
+                  for name in names)
+    return MACHINE + one * count
+
+
+def inventory(*names, count=1):
+    text = INVENTORY.read_text(encoding="utf-8")
+    system = re.sub(r"(?s)^.*<DECLGROUP>|</DECLGROUP>.*$", "", text)
+    return catalogue(system + drivers(*names, count=count))
+
+
+SAMPLE = INVENTORY.read_text(encoding="utf-8")
+
+# What is written, by the count: the catalogue, and the inventory (the sample where it is None).
+AMPLIFIERS = {
+    "default list of driver files": (300, default_of_files, None),
+    "default description": (800, default_of("description"), None),
+    "default category": (800, default_of("category"), None),
+    "default version": (800, default_of("Version"), None),
+    "default machine types": (800, default_of("applicableMachineTypes", array), None),
+    "default systems": (800, default_of("applicableOperatingSystems", array), None),
+    "default of an array of files": (800, default_of("driverFiles", array), None),
+    "list without blanks": (600, list_of("a-#"), None),
+    "long list without blanks, not written": (15_000, list_of("a-#"), None),
+    "list of marks": (15_000, list_of("-#"), None),
+    "list of empty versions": (15_000, list_of("a-# "), None),
+    "list of long names": (100, list_of("n" * 10_000 + "-#1 "), None),
+    "list of blanks": (15_000, list_of("  -#1 "), None),
+    "list of which each version is offered":
+        (700, list_of("a-#"), lambda count: inventory("a.sys")),
+    "drivers of one name": (
+        150, list_of("a-#1 "), lambda count: inventory("a.sys", count=count)),
+    "drivers with a long default path": (
+        1000, list_of("a-#1 "),
+        lambda count: catalogue(
+            MACHINE + subclass(scalar("Path", "dir/" * 30 * count) + scalar("Version", "1"),
+                               "D", "QRXSG_DeviceDriverInfo")
+            + element("<PROPERTY NAME='CurrentState'><VALUE>4</VALUE></PROPERTY>", "D") * count)),
+    "drivers with a long default version": (
+        150, list_of("a-#1 "),
+        lambda count: catalogue(
+            MACHINE + subclass(scalar("Path", "a.sys") + scalar("Version", "1." * 10 * count),
+                               "D", "QRXSG_DeviceDriverInfo")
+            + element("<PROPERTY NAME='CurrentState'><VALUE>4</VALUE></PROPERTY>", "D") * 50)),
+}
+
+CHECKS = (["query"], ["check", "--format", "csv"], ["check", "--format", "json"],
+          ["check", "--format", "html"], ["check", "--format", "nagios"])
+AUTHORS = (["lint"], ["lint", "--format", "json"], ["list"], ["list", "--format", "json"],
+           ["list", "--format", "csv"])
+# These write every offered version, however much of its list each holds.
+LISTS = (["list", "--format", "json"], ["list", "--format", "csv"])
+
+
+class Amplifiers(DocumentTest):
+    def commands(self, amplifier=""):
+        """Each verb with what it is given, as lists of arguments."""
+        of_machine = ["--inventory", self.folder / "inventory.xml"]
+        for verb in CHECKS:
+            where = (["--context", f"svPath={self.folder}"] if verb == ["query"]
+                     else ["--catalogue", self.folder])
+            yield verb + of_machine + where
+        for verb in AUTHORS:
+            if amplifier.endswith("not written") and verb in LISTS:
+                continue
+            yield ["catalogue", *verb, self.folder]
+
+    def run_one(self, arguments, size):
+        """The processor time, and the bytes that were read and written."""
+        load = self.run_program(*arguments)
+        self.assertIn(load.status, (0, 2), load.errors[:500])
+        self.assertLess(len(load.errors), 10_000)
+        self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE,
+                             f"{load.peak >> 20} MB for {size >> 10} KB, {arguments}")
+        return load.seconds, size + load.written
+
+    def measure(self, amplifier, count, of_catalogue, of_inventory):
+        """By command: the least of some measurements."""
+        (self.folder / "index.xml").write_text(of_catalogue(count))
+        (self.folder / "inventory.xml").write_text(
+            of_inventory(count) if of_inventory else SAMPLE, encoding="utf-8")
+        size = sum(file.stat().st_size for file in self.folder.iterdir())
+        return {tuple(map(str, command)): min(self.run_one(command, size) for _ in range(2))
+                for command in self.commands(amplifier)}
+
+    def test_every_verb_with_every_catalogue(self):
+        for name, (count, of_catalogue, of_inventory) in AMPLIFIERS.items():
+            small, _, large = (self.measure(name, n, of_catalogue, of_inventory)
+                               for n in (count, 2 * count, 4 * count))
+            for command, (seconds, handled) in large.items():
+                with self.subTest(amplifier=name, command=" ".join(command[:4])):
+                    before, handled_before = small[command]
+                    growth = max(4, handled / handled_before)
+                    self.assertLess(seconds, before * growth * 9 / 4 + 0.3)
+
+    def test_references_in_references_with_quotes(self):
+        def reference(text, levels):
+            inner = f"<KEYVALUE VALUETYPE='string'>{text}</KEYVALUE>"
+            for _ in range(levels):
+                inner = (f"<VALUE.REFERENCE><INSTANCENAME CLASSNAME='K'><KEYBINDING NAME='k'>{inner}"
+                         "</KEYBINDING></INSTANCENAME></VALUE.REFERENCE>")
+            return element(f"<PROPERTY.REFERENCE NAME='r'>{inner}</PROPERTY.REFERENCE>", "K")
+        of_class = "<VALUE.OBJECT><CLASS NAME='K'/></VALUE.OBJECT>"
+        for levels, length, count, is_taken in ((3, 100_000, 40, True), (3, 4 << 20, 1, False),
+                                                (1, 8 << 20, 1, True)):
+            file = self.folder / "inventory.xml"
+            file.write_text(catalogue(of_class + reference('"' * length, levels) * count))
+            size = file.stat().st_size
+            load = self.run_program("query", "--inventory", file, "--context", "svPath=none")
+            self.assertEqual(load.status, 0 if is_taken else 1, load.errors[:500])
+            self.assertLess(len(load.errors), 1000)
+            self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE)
+
+    def test_names_of_any_length_make_short_messages(self):
+        long = "n" * (20 << 20)
+        for text in (f"<{long}/>", f"<{long}>", f"<CIM><{long}/></CIM>", f"<CIM></{long}>",
+                     f"<a {long}='1' {long}='1'/>", f"<a>&{long};</a>",
+                     catalogue(element(name=long)), catalogue(element(scalar(long, "1") * 2)),
+                     catalogue(element("<PROPERTY NAME='a' TYPE='" + long + "'/>")),
+                     catalogue(f"<VALUE.OBJECT><CLASS NAME='a' SUPERCLASS='{long}'/></VALUE.OBJECT>"),
+                     f"<?xml version='1.0' encoding='{long}'?><CIM/>"):
+            with self.subTest(text[:40]):
+                file = self.folder / "inventory.xml"
+                file.write_text(text)
+                load = self.run_program("query", "--inventory", file, "--context", "svPath=none")
+                self.assertEqual(load.status, 1)
+                self.assertLess(len(load.errors), 1500)
+                self.assertLessEqual(load.peak,
+                                     TIMES_THE_DOCUMENTS * file.stat().st_size + ALLOWANCE)
+
+    def test_patterns_of_waivers(self):
+        (self.folder / "index.xml").write_text(list_of("a-#")(1500))
+        (self.folder / "inventory.xml").write_text(inventory("a.sys"), encoding="utf-8")
+        waivers = self.folder / "waivers.toml"
+        for pattern, status in (("*a-#" * 249 + "b", 0), ("*" * 1000, 0), ("?" * 999 + "b", 0),
+                                ("*a" * 500 + "b", 1)):
+            waivers.write_text(f'[[waiver]]\nname = "*"\noffered = "{pattern}"\nreason = "r"\n')
+            load = self.run_program("check", "--inventory", self.folder / "inventory.xml",
+                                    "--catalogue", self.folder, "--waivers", waivers,
+                                    "--format", "nagios")
+            self.assertEqual(load.status in (0, 1, 2), status == 0, load.errors)
+            self.assertLess(load.seconds, 60)
+
+    def test_lists_of_firmware(self):
+        head = "type,name,version,machine types,operating systems\n"
+        rows = {"columns": lambda count: head[:-1] + "," * count + "\n" + "bios,b,1,4638,RHEL5\n",
+                "rows": lambda count: head + "bios,b,1,4638,RHEL5\n" * count,
+                "types": lambda count: head + f"bios,b,1,{'4638;' * count},RHEL5\n",
+                "a text": lambda count: head + f"bios,b,{'1.' * count},4638,RHEL5\n"}
+        for name, make in rows.items():
+            with self.subTest(name):
+                seconds = {}
+                for count in (5_000, 10_000, 20_000):
+                    (self.folder / "list.csv").write_text(make(count))
+                    size = (self.folder / "list.csv").stat().st_size
+                    load = self.run_program("catalogue", "build", "--firmware",
+                                            self.folder / "list.csv", "--output",
+                                            self.folder / "made")
+                    self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE)
+                    seconds[count] = load.seconds
+                self.assertLess(seconds[20_000], 9 * seconds[5_000] + 0.3)
+
+
+if __name__ == "__main__":
+    main()
