@@ -3,7 +3,7 @@
 #include <string>
 
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/shown_text.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/value_text.h"
 #include "runtime/xmlparser/dialect.h"
 #include "runtime/xmlparser/object_path.h"
@@ -17,7 +17,7 @@ void TCimBuilder::Build(EDialect dialect) {
   try {
     const std::optional<std::string_view> version = ReadPrologue();
     if (tokens.Element() != EElement::kCim)
-      tokens.Reader().Fail("the root element is " + ShownText(tokens.Reader().Name()) +
+      tokens.Reader().Fail("the root element is " + CutName(tokens.Reader().Name()) +
                            ", not CIM");
     if (dialect == EDialect::kCatalogue402) CheckDialect(version);
     ReadContainer(EElement::kCim);
@@ -83,14 +83,14 @@ void TCimBuilder::ReadHolder(EElement holder) {
     ReadChild(holder);
   }
   if (!hasObject)
-    tokens.Reader().Fail(ShownText(tokens.Reader().Name()) + " holds no class and no instance");
+    tokens.Reader().Fail(CutName(tokens.Reader().Name()) + " holds no class and no instance");
 }
 
 void TCimBuilder::FailWithError() {
   std::string cause =
-      "the document is a server's error, code " + ShownText(tokens.Required("CODE"));
+      "the document is a server's error, code " + CutName(tokens.Required("CODE"));
   const std::string_view description = tokens.Optional("DESCRIPTION");
-  if (!description.empty()) cause += ": " + ShownText(description);
+  if (!description.empty()) cause += ": " + CutName(description);
   tokens.Reader().Fail(std::move(cause));
 }
 
@@ -246,7 +246,7 @@ void TCimBuilder::NoteProperty() {
   const auto written = reader.Attribute("TYPE");
   const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
   if (!type || type == ECIMType::kReference)
-    reader.Fail("unknown TYPE \"" + ShownText(*written) + "\"");
+    reader.Fail("unknown TYPE \"" + CutName(*written) + "\"");
   TTagNote& note = reader.Note();
   note.attribute = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
   note.number = writer.NameOf(reader.AttributeValue(note.attribute)).number;
@@ -255,7 +255,7 @@ void TCimBuilder::NoteProperty() {
 
 void TCimBuilder::RefuseSecondValue(bool hasValue, const TProperty& property) {
   if (!hasValue) return;
-  tokens.Reader().Fail("property \"" + ShownText(property.name.text) + "\" has a second value");
+  tokens.Reader().Fail("property \"" + CutName(property.name.text) + "\" has a second value");
 }
 
 void TCimBuilder::Collect(TClassId id) {

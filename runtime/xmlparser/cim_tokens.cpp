@@ -1,13 +1,13 @@
 #include "runtime/xmlparser/cim_tokens.h"
 
-#include "runtime/hskcore/shown_text.h"
+#include "runtime/hskcore/cut_name.h"
 
 namespace svc::xml {
 
 std::string_view TCimTokens::Required(std::string_view attributeName) const {
   const std::string_view value = Optional(attributeName);
   if (value.empty())
-    reader.Fail("element " + ShownText(reader.Name()) + " lacks its attribute " +
+    reader.Fail("element " + CutName(reader.Name()) + " lacks its attribute " +
                 std::string(attributeName));
   return value;
 }
@@ -35,7 +35,7 @@ std::string TCimTokens::TextOf() {
 }
 
 void TCimTokens::RefuseElement() const {
-  reader.Fail("element " + ShownText(reader.Name()) + " is not expected here");
+  reader.Fail("element " + CutName(reader.Name()) + " is not expected here");
 }
 
 }  // namespace svc::xml

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/hskcore/shown_text.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/declaration.h"
 #include "runtime/xmlparser/document_text.h"
@@ -101,7 +101,7 @@ TUtf8Document FromUtf16(const char* begin, const char* end, EByteOrder order) {
   const std::string_view name = DeclaredEncoding(document.begin, document.end);
   const char* ordered = order == EByteOrder::kLittle ? "UTF-16LE" : "UTF-16BE";
   if (!name.empty() && !EqualsIgnoringCase(name, "UTF-16") && !EqualsIgnoringCase(name, ordered))
-    Refuse("the document is UTF-16, but its declaration says \"" + ShownText(name) + "\"");
+    Refuse("the document is UTF-16, but its declaration says \"" + CutName(name) + "\"");
   return document;
 }
 
@@ -141,7 +141,7 @@ TUtf8Document ToUtf8(char* begin, char* end) {
   if (name.empty() || EqualsIgnoringCase(name, "UTF-8")) return {nullptr, begin, end};
   if (EqualsIgnoringCase(name, "ISO-8859-1")) return FromLatin1(begin, end);
   if (EqualsIgnoringCase(name, "US-ASCII")) return FromAscii(begin, end);
-  Refuse("the encoding \"" + ShownText(name) + "\" is not supported; save the document as UTF-8");
+  Refuse("the encoding \"" + CutName(name) + "\" is not supported; save the document as UTF-8");
 }
 
 }  // namespace svc::xml

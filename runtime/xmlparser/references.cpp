@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/hskcore/shown_text.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/xmlparser/characters.h"
 
 namespace svc::xml {
@@ -58,7 +58,7 @@ const char* ReadReference(const TDocumentText& text, const char* at, char*& to) 
   if (nameEnd == rest.end()) text.FailAtEnd();
   if (nameEnd == rest.begin() || *nameEnd != ';')
     text.Fail(at, "'&' begins no reference; a plain one is written &amp;");
-  text.Fail(at, "unknown entity \"" + ShownText({rest.begin(), nameEnd}) + "\"");
+  text.Fail(at, "unknown entity \"" + CutName({rest.begin(), nameEnd}) + "\"");
 }
 
 }  // namespace svc::xml

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "runtime/hskcore/hash.h"
-#include "runtime/hskcore/shown_text.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/markup.h"
@@ -31,7 +31,7 @@ class TTagReader {
     if (Here() != '>') text.Fail(at, "malformed start tag \"" + TagName() + "\"");
     form.length = Offset(at + 1);
     if (const TAttribute* twice = FindDuplicate(attributes, tag))
-      text.Fail(tag, "attribute \"" + ShownText(twice->Name(tag)) + "\" written twice");
+      text.Fail(tag, "attribute \"" + CutName(twice->Name(tag)) + "\" written twice");
     return form;
   }
 
@@ -42,7 +42,7 @@ class TTagReader {
     return *place;
   }
   std::uint32_t Offset(const char* place) const { return static_cast<std::uint32_t>(place - tag); }
-  std::string TagName() const { return ShownText({tag + 1, form.nameLength}); }
+  std::string TagName() const { return CutName({tag + 1, form.nameLength}); }
   bool TakeBlanks() {
     char* const before = at;
     at += SkipBlanks(at, text.End()) - at;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "runtime/hskcore/shown_text.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/declaration.h"
@@ -219,7 +219,7 @@ void TXmlReader::FailAtEndTag() const {
   if (itsEnd == text.End()) text.FailAtEnd();
   const std::string_view found(itsName, itsEnd);
   if (found.empty() || found == wanted) Fail("malformed end tag");
-  Fail("end tag \"" + ShownText(found) + "\" where \"" + ShownText(wanted) + "\" is open");
+  Fail("end tag \"" + CutName(found) + "\" where \"" + CutName(wanted) + "\" is open");
 }
 
 // All character data up to the next tag; false when it comes to nothing.

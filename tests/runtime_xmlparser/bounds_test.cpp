@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "loading.h"
-#include "runtime/hskcore/shown_text.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/xmlparser/dialect.h"
 #include "runtime/xmlparser/tag_memory.h"
 
@@ -228,22 +228,22 @@ TEST(RememberedTag, LooksForItsEndTagWithinTheText) {
   }
 }
 
-TEST(ShownText, IsCutAtAWholeCharacter) {
-  EXPECT_EQ(ShownText(""), "");
-  for (const std::size_t size : {kLongestShown - 1, kLongestShown}) {
-    EXPECT_EQ(ShownText(std::string(size, 'x')), std::string(size, 'x'));
+TEST(CutName, IsCutAtAWholeCharacter) {
+  EXPECT_EQ(CutName(""), "");
+  for (const std::size_t size : {kLongestName - 1, kLongestName}) {
+    EXPECT_EQ(CutName(std::string(size, 'x')), std::string(size, 'x'));
   }
-  EXPECT_EQ(ShownText(std::string(kLongestShown + 1, 'x')),
-            std::string(kLongestShown, 'x') + "...");
-  for (std::size_t before = kLongestShown - 3; before < kLongestShown; ++before) {
+  EXPECT_EQ(CutName(std::string(kLongestName + 1, 'x')),
+            std::string(kLongestName, 'x') + "...");
+  for (std::size_t before = kLongestName - 3; before < kLongestName; ++before) {
     const std::string plain(before, 'x');
-    EXPECT_EQ(ShownText(plain + "\xF0\x9F\x98\x80" + "yyyy"), plain + "...") << before;
+    EXPECT_EQ(CutName(plain + "\xF0\x9F\x98\x80" + "yyyy"), plain + "...") << before;
   }
-  const std::string fits = std::string(kLongestShown - 4, 'x') + "\xF0\x9F\x98\x80";
-  EXPECT_EQ(ShownText(fits + "y"), fits + "...");
+  const std::string fits = std::string(kLongestName - 4, 'x') + "\xF0\x9F\x98\x80";
+  EXPECT_EQ(CutName(fits + "y"), fits + "...");
 }
 
-TEST(ShownText, CutsEveryNameInAMessage) {
+TEST(CutName, CutsEveryNameInAMessage) {
   const std::string name(100'000, 'n');
   for (const std::string& objects :
        {"<" + name + "/>", "</" + name + ">", "<A a" + name + "='' a" + name + "=''/>",
