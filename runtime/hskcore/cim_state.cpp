@@ -6,8 +6,8 @@
 #include <string>
 
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/cut_name.h"
+#include "runtime/hskcore/hash.h"
 
 namespace svc {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/cut_name.h"
+#include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/stored_property.h"
 #include "runtime/hskcore/value_text.h"
 
@@ -34,9 +34,8 @@ namespace {
 }
 
 [[noreturn]] void ThrowCommitted(std::string_view className) {
-  throw THSKException(
-      "This instance of class \"" + CutName(className) + "\" is committed already",
-      THSKStatusCode::kFailed);
+  throw THSKException("This instance of class \"" + CutName(className) + "\" is committed already",
+                      THSKStatusCode::kFailed);
 }
 
 }  // namespace

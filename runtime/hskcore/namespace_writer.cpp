@@ -4,10 +4,10 @@
 #include <vector>
 
 #include "host/hskcore/exception.h"
+#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/in_memory_objects.h"
 #include "runtime/hskcore/shared_state.h"
-#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace svc {

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/in_memory_objects.h"
 #include "runtime/hskcore/cut_name.h"
+#include "runtime/hskcore/in_memory_objects.h"
 #include "runtime/hskcore/stored_property.h"
 
 namespace svc {

@@ -17,8 +17,7 @@ void TCimBuilder::Build(EDialect dialect) {
   try {
     const std::optional<std::string_view> version = ReadPrologue();
     if (tokens.Element() != EElement::kCim)
-      tokens.Reader().Fail("the root element is " + CutName(tokens.Reader().Name()) +
-                           ", not CIM");
+      tokens.Reader().Fail("the root element is " + CutName(tokens.Reader().Name()) + ", not CIM");
     if (dialect == EDialect::kCatalogue402) CheckDialect(version);
     ReadContainer(EElement::kCim);
   } catch (const NQRXHSK20::THSKException& refusal) {
@@ -87,8 +86,7 @@ void TCimBuilder::ReadHolder(EElement holder) {
 }
 
 void TCimBuilder::FailWithError() {
-  std::string cause =
-      "the document is a server's error, code " + CutName(tokens.Required("CODE"));
+  std::string cause = "the document is a server's error, code " + CutName(tokens.Required("CODE"));
   const std::string_view description = tokens.Optional("DESCRIPTION");
   if (!description.empty()) cause += ": " + CutName(description);
   tokens.Reader().Fail(std::move(cause));

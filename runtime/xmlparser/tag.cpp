@@ -3,8 +3,8 @@
 #include <bit>
 #include <string>
 
-#include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/cut_name.h"
+#include "runtime/hskcore/hash.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/markup.h"

@@ -233,8 +233,7 @@ TEST(CutName, IsCutAtAWholeCharacter) {
   for (const std::size_t size : {kLongestName - 1, kLongestName}) {
     EXPECT_EQ(CutName(std::string(size, 'x')), std::string(size, 'x'));
   }
-  EXPECT_EQ(CutName(std::string(kLongestName + 1, 'x')),
-            std::string(kLongestName, 'x') + "...");
+  EXPECT_EQ(CutName(std::string(kLongestName + 1, 'x')), std::string(kLongestName, 'x') + "...");
   for (std::size_t before = kLongestName - 3; before < kLongestName; ++before) {
     const std::string plain(before, 'x');
     EXPECT_EQ(CutName(plain + "\xF0\x9F\x98\x80" + "yyyy"), plain + "...") << before;
