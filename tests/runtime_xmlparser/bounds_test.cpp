@@ -118,10 +118,10 @@ TEST(Utf16, EndsWithAWholeUnitAndAWholePair) {
   const std::string document = WithClass(Property("x"));
   for (const bool isLittle : {false, true}) {
     const std::string whole = Utf16(document, {}, "", isLittle);
-    EXPECT_EQ(LoadBlock(whole).status, 0);
-    EXPECT_EQ(LoadBlock(whole + '\x20').status, 1) << "half a unit";
-    EXPECT_EQ(LoadBlock(whole + Units({0xD800}, isLittle)).status, 1);
-    EXPECT_EQ(LoadBlock(whole + Units({0xD800}, isLittle) + '\xDC').status, 1);
+    EXPECT_EQ(LoadFile(whole).status, 0);
+    EXPECT_EQ(LoadFile(whole + '\x20').status, 1) << "half a unit";
+    EXPECT_EQ(LoadFile(whole + Units({0xD800}, isLittle)).status, 1);
+    EXPECT_EQ(LoadFile(whole + Units({0xD800}, isLittle) + '\xDC').status, 1);
     EXPECT_EQ(LoadBlock(whole.substr(0, whole.size() - 3)).status, 1);
   }
 }
@@ -258,7 +258,7 @@ TEST(CutName, CutsEveryNameInAMessage) {
         "<VALUE.OBJECT><INSTANCE CLASSNAME='K'><" + name + "/></INSTANCE></VALUE.OBJECT>"}) {
     const TLoaded loaded = LoadBlock(WithClass(objects));
     EXPECT_NE(loaded.status, 0) << objects.substr(0, 80);
-    EXPECT_NE(loaded.message.find(name.substr(0, 100)), std::string::npos) << loaded.message;
+    EXPECT_NE(loaded.message.find(name.substr(0, 60)), std::string::npos) << loaded.message;
     EXPECT_LT(loaded.message.size(), 700U);
   }
 }
