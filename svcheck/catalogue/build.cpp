@@ -91,11 +91,11 @@ void CheckCatalogue(const std::string& text, const TCommand& command, const IPro
   const TCatalogue catalogue = ReadCatalogueText(text, PathOf(command.dataFolder));
   const std::vector<TUpdate> updates = UpdatesOf(catalogue);
   const std::vector<TFinding> findings = Lint(catalogue, updates);
-  for (const TFinding& finding : findings) {
-    const std::string detail = finding.Detail();
-    program.Report(fmt::format("{}: {}: {}{}{}", NameOf(finding.rule->severity), finding.element,
-                               finding.rule->what, detail.empty() ? "" : ": ", detail));
-  }
+  TellEach(catalogue, findings, [&](const TToldFinding& finding) {
+    program.Report(fmt::format("{}: {}: {}{}{}", NameOf(finding.rule.severity), finding.element,
+                               finding.rule.what, finding.detail.empty() ? "" : ": ",
+                               finding.detail));
+  });
   if (CountOf(ESeverity::kError, findings) > 0) {
     throw TFailure("the catalogue would have errors and is not written; mend what it is made of");
   }

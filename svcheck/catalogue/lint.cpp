@@ -17,37 +17,36 @@ std::string Plural(std::size_t count, std::string_view word) {
   return fmt::format("{} {}{}", count, word, count == 1 ? "" : "s");
 }
 
-std::string PlaceOf(const TFinding& finding) {
-  const std::string name = report::PlainLine(finding.file->name);
+std::string PlaceOf(const TToldFinding& finding) {
+  const std::string name = report::PlainLine(finding.file.name);
   return finding.line == 0 ? name : fmt::format("{}:{}", name, finding.line);
 }
 
 // As compilers have it, so that editors find the place, with the advice below.
-std::string Line(const TFinding& finding) {
-  std::string text = fmt::format("{}: {}: ", PlaceOf(finding), NameOf(finding.rule->severity));
+std::string Line(const TToldFinding& finding) {
+  std::string text = fmt::format("{}: {}: ", PlaceOf(finding), NameOf(finding.rule.severity));
   if (!finding.element.empty()) text += report::PlainLine(finding.element) + ": ";
-  text += finding.rule->what;
-  const std::string detail = finding.Detail();
-  if (!detail.empty()) text += ": " + report::PlainLine(detail);
-  return fmt::format("{} [{}]\n    {}\n", text, finding.rule->id, finding.rule->advice);
+  text += finding.rule.what;
+  if (!finding.detail.empty()) text += ": " + report::PlainLine(finding.detail);
+  return fmt::format("{} [{}]\n    {}\n", text, finding.rule.id, finding.rule.advice);
 }
 
 void WriteTable(const TCatalogue& catalogue, const std::vector<TFinding>& findings,
                 TOutput& output) {
-  for (const TFinding& finding : findings) output.Write(Line(finding));
+  TellEach(catalogue, findings, [&](const TToldFinding& finding) { output.Write(Line(finding)); });
   output.Write(fmt::format("{}: {}, {}.\n", Plural(catalogue.CountElements(), "update element"),
                            Plural(CountOf(ESeverity::kError, findings), "error"),
                            Plural(CountOf(ESeverity::kWarning, findings), "warning")));
 }
 
-std::string Json(const TFinding& finding) {
+std::string Json(const TToldFinding& finding) {
   return fmt::format(
       "{{\"rule\": {}, \"severity\": {}, \"file\": {}, \"line\": {}, \"element\": {}, "
       "\"what\": {}, \"detail\": {}, \"advice\": {}}}",
-      JsonString(finding.rule->id), JsonString(NameOf(finding.rule->severity)),
-      JsonString(finding.file->name), finding.line == 0 ? "null" : std::to_string(finding.line),
-      JsonString(finding.element), JsonString(finding.rule->what), JsonString(finding.Detail()),
-      JsonString(finding.rule->advice));
+      JsonString(finding.rule.id), JsonString(NameOf(finding.rule.severity)),
+      JsonString(finding.file.name), finding.line == 0 ? "null" : std::to_string(finding.line),
+      JsonString(finding.element), JsonString(finding.rule.what), JsonString(finding.detail),
+      JsonString(finding.rule.advice));
 }
 
 void WriteJson(const TCommand& command, const TCatalogue& catalogue,
@@ -56,10 +55,10 @@ void WriteJson(const TCommand& command, const TCatalogue& catalogue,
                            JsonString(command.folder), catalogue.CountElements()));
   output.Write("  \"findings\": [");
   const char* separator = "\n    ";
-  for (const TFinding& finding : findings) {
+  TellEach(catalogue, findings, [&](const TToldFinding& finding) {
     output.Write(separator + Json(finding));
     separator = ",\n    ";
-  }
+  });
   output.Write(fmt::format("{}],\n  \"summary\": {{\"error\": {}, \"warning\": {}}}\n}}\n",
                            findings.empty() ? "" : "\n  ", CountOf(ESeverity::kError, findings),
                            CountOf(ESeverity::kWarning, findings)));

@@ -158,6 +158,9 @@ struct TRun {
   void operator()(TCatalogueCheck check) const { check(updates, tell); }
 };
 
+// Whether it looks at one element alone, and finds the same whenever it is asked.
+bool IsOfElement(const TRule& rule) { return std::holds_alternative<TUpdateCheck>(rule.check); }
+
 std::unique_ptr<const std::string> Kept(std::string detail) {
   return detail.empty() ? nullptr : std::make_unique<const std::string>(std::move(detail));
 }
@@ -175,24 +178,31 @@ std::size_t LineOf(const TUpdate& update, std::string_view property) {
 
 std::span<const TRule> Rules() { return kRules; }
 
-std::string TFinding::Detail() const {
-  if (quoted.data() != nullptr) return Quoted(quoted);
-  return detail ? *detail : std::string();
-}
-
 void TTell::Of(const TFile& file, std::size_t line, std::string detail) {
-  findings.push_back({rule, &file, line, {}, {}, Kept(std::move(detail))});
+  findings->push_back({rule, &file, line, nullptr, 1, Kept(std::move(detail))});
 }
 
 void TTell::Of(const TUpdate& update, std::string_view property, std::string detail) {
-  findings.push_back(
-      {rule, update.file, LineOf(update, property), update.name, {}, Kept(std::move(detail))});
+  const std::size_t line = LineOf(update, property);
+  if (take) return take(line, detail);
+  if (IsOfElement(*rule)) return Count(update, line);
+  findings->push_back({rule, update.file, line, &update, 1, Kept(std::move(detail))});
 }
 
 void TTell::OfText(const TUpdate& update, std::string_view property, std::string_view quoted) {
-  // What is shown of it lies in its first characters.
-  findings.push_back(
-      {rule, update.file, LineOf(update, property), update.name, quoted.substr(0, 4096), nullptr});
+  const std::size_t line = LineOf(update, property);
+  if (take) return take(line, Quoted(quoted));
+  Count(update, line);
+}
+
+void TTell::Count(const TUpdate& update, std::size_t line) {
+  for (auto known = findings->rbegin(); known != findings->rend(); ++known) {
+    if (known->rule != rule || known->update != &update) break;
+    if (known->line != line) continue;
+    ++known->count;
+    return;
+  }
+  findings->push_back({rule, update.file, line, &update, 1, nullptr});
 }
 
 std::string Quoted(std::string_view text) {
@@ -227,9 +237,27 @@ std::vector<TFinding> Lint(const TCatalogue& catalogue, const std::vector<TUpdat
 }
 
 std::size_t CountOf(ESeverity severity, const std::vector<TFinding>& findings) {
-  return static_cast<std::size_t>(std::count_if(
-      findings.begin(), findings.end(),
-      [severity](const TFinding& finding) { return finding.rule->severity == severity; }));
+  std::size_t count = 0;
+  for (const TFinding& finding : findings) {
+    if (finding.rule->severity == severity) count += finding.count;
+  }
+  return count;
+}
+
+void TellEach(const TCatalogue& catalogue, const std::vector<TFinding>& findings,
+              const std::function<void(const TToldFinding&)>& take) {
+  for (const TFinding& finding : findings) {
+    const std::string_view element = finding.update ? finding.update->name : std::string_view();
+    if (!finding.update || !IsOfElement(*finding.rule)) {
+      const std::string detail = finding.detail ? *finding.detail : std::string();
+      take({*finding.rule, *finding.file, finding.line, element, detail});
+      continue;
+    }
+    TTell again(catalogue, [&](std::size_t line, const std::string& detail) {
+      if (line == finding.line) take({*finding.rule, *finding.file, line, element, detail});
+    });
+    std::get<TUpdateCheck>(finding.rule->check)(*finding.update, again);
+  }
 }
 
 }  // namespace svc::catalogue

@@ -3,10 +3,12 @@
 #define SVCHECK_CATALOGUE_RULES_H_
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -38,23 +40,36 @@ struct TRule {
 
 std::span<const TRule> Rules();
 
+// What a rule found on one line: once, or several times where it is about one element. A catalogue
+// may give far more findings than it has bytes; each is put into words when it is told.
 struct TFinding {
   const TRule* rule;
   const TFile* file;
-  std::size_t line;          // 0 for a file as a whole.
-  std::string_view element;  // Its name; empty where the finding is about none.
-  std::string_view quoted;   // A text of the catalogue that is the detail, in quotes.
-  std::unique_ptr<const std::string> detail;  // Otherwise; null where there is none.
+  std::size_t line;  // 0 for a file as a whole.
+  const TUpdate* update = nullptr;
+  std::size_t count = 1;
+  std::unique_ptr<const std::string> detail;  // Of a finding that is not about one element alone.
+};
 
-  // May be empty.
-  std::string Detail() const;
+// A finding in words.
+struct TToldFinding {
+  const TRule& rule;
+  const TFile& file;
+  std::size_t line;           // As above.
+  std::string_view element;   // Its name; empty where the finding is about none.
+  const std::string& detail;  // May be empty.
 };
 
 // Where a check says what it found.
 class TTell {
  public:
+  using TTake = std::function<void(std::size_t line, const std::string& detail)>;
+
+  // Counts what is found.
   TTell(const TCatalogue& catalogue, std::vector<TFinding>& findings)
-      : catalogue(catalogue), findings(findings) {}
+      : catalogue(catalogue), findings(&findings) {}
+  // Hands on what is found of an element.
+  TTell(const TCatalogue& catalogue, TTake take) : catalogue(catalogue), take(std::move(take)) {}
 
   void Of(const TFile& file, std::size_t line, std::string detail = {});
   // On the line of a property, or of the element where it does not write it.
@@ -65,8 +80,11 @@ class TTell {
   const TCatalogue& Catalogue() const { return catalogue; }
 
  private:
+  void Count(const TUpdate& update, std::size_t line);
+
   const TCatalogue& catalogue;
-  std::vector<TFinding>& findings;
+  std::vector<TFinding>* findings = nullptr;
+  TTake take;
   const TRule* rule = nullptr;
 };
 
@@ -76,6 +94,9 @@ std::string Quoted(std::string_view text);
 // Every finding, by file and line. The findings refer to both.
 std::vector<TFinding> Lint(const TCatalogue& catalogue, const std::vector<TUpdate>& updates);
 std::size_t CountOf(ESeverity severity, const std::vector<TFinding>& findings);
+// Tells the findings one by one, in their order.
+void TellEach(const TCatalogue& catalogue, const std::vector<TFinding>& findings,
+              const std::function<void(const TToldFinding&)>& take);
 
 }  // namespace svc::catalogue
 

@@ -19,6 +19,10 @@ INSTANCE_END = "</INSTANCE></VALUE.OBJECT>\n"
 VALUE_BEGIN = BEGIN + INSTANCE_BEGIN + "<PROPERTY NAME='P'><VALUE>"
 VALUE_END = "</VALUE></PROPERTY>" + INSTANCE_END + END
 
+# A program's peak counts what its process held before it began: as little as this one holds then,
+# and not the most that it ever held.
+subprocess._USE_VFORK = False
+
 # What a load may take beside the document: 4 times its size and 32 MB.
 TIMES_THE_DOCUMENT = 4
 ALLOWANCE = 32 << 20

@@ -182,16 +182,18 @@ class Amplifiers(DocumentTest):
             self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE)
 
     def test_names_of_any_length_make_short_messages(self):
-        long = "n" * (20 << 20)
-        for text in (f"<{long}/>", f"<{long}>", f"<CIM><{long}/></CIM>", f"<CIM></{long}>",
-                     f"<a {long}='1' {long}='1'/>", f"<a>&{long};</a>",
-                     catalogue(element(name=long)), catalogue(element(scalar(long, "1") * 2)),
-                     catalogue(element("<PROPERTY NAME='a' TYPE='" + long + "'/>")),
-                     catalogue(f"<VALUE.OBJECT><CLASS NAME='a' SUPERCLASS='{long}'/></VALUE.OBJECT>"),
-                     f"<?xml version='1.0' encoding='{long}'?><CIM/>"):
-            with self.subTest(text[:40]):
+        for around in ("<@/>", "<@>", "<CIM><@/></CIM>", "<CIM></@>", "<a @='1' @='1'/>", "<a>&@;</a>",
+                       catalogue(element(name="@")), catalogue(element(scalar("@", "1") * 2)),
+                       catalogue(element("<PROPERTY NAME='a' TYPE='@'/>")),
+                       catalogue("<VALUE.OBJECT><CLASS NAME='a' SUPERCLASS='@'/></VALUE.OBJECT>"),
+                       "<?xml version='1.0' encoding='@'?><CIM/>"):
+            with self.subTest(around[-80:]):
                 file = self.folder / "inventory.xml"
-                file.write_text(text)
+                with file.open("w", encoding="utf-8") as stream:
+                    for i, part in enumerate(around.split("@")):
+                        for _ in range(20 if i else 0):
+                            stream.write("n" * (1 << 20))
+                        stream.write(part)
                 load = self.run_program("query", "--inventory", file, "--context", "svPath=none")
                 self.assertEqual(load.status, 1)
                 self.assertLess(len(load.errors), 1500)
@@ -214,7 +216,7 @@ class Amplifiers(DocumentTest):
     def test_lists_of_firmware(self):
         head = "type,name,version,machine types,operating systems\n"
         rows = {"columns": lambda count: head[:-1] + "," * count + "\n" + "bios,b,1,4638,RHEL5\n",
-                "rows": lambda count: head + "bios,b,1,4638,RHEL5\n" * count,
+                "rows": lambda count: head + "".join(f"bios,b{row},{row},{row},RHEL5\n" for row in range(count)),
                 "types": lambda count: head + f"bios,b,1,{'4638;' * count},RHEL5\n",
                 "a text": lambda count: head + f"bios,b,{'1.' * count},4638,RHEL5\n"}
         for name, make in rows.items():
@@ -226,6 +228,9 @@ class Amplifiers(DocumentTest):
                     load = self.run_program("catalogue", "build", "--firmware",
                                             self.folder / "list.csv", "--output",
                                             self.folder / "made")
+                    self.assertEqual(load.status, 0, load.errors[:300])
+                    # The catalogue that it makes is read again before it is written.
+                    size += (self.folder / "made" / "index.xml").stat().st_size
                     self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE)
                     seconds[count] = load.seconds
                 self.assertLess(seconds[20_000], 9 * seconds[5_000] + 0.3)
