@@ -80,22 +80,22 @@ PLAIN = inventory("other.sys")
 # What is written, by the count: the catalogue, and the inventory (PLAIN where it is None).
 AMPLIFIERS = {
     "default list of driver files": (300, default_of_files, None),
-    "default description": (800, default_of("description"), None),
-    "default category": (800, default_of("category"), None),
-    "default version": (800, default_of("Version"), None),
-    "default machine types": (800, default_of("applicableMachineTypes", array), None),
-    "default systems": (800, default_of("applicableOperatingSystems", array), None),
-    "default of an array of files": (800, default_of("driverFiles", array), None),
+    "default description": (200, default_of("description"), None),
+    "default category": (200, default_of("category"), None),
+    "default version": (200, default_of("Version"), None),
+    "default machine types": (200, default_of("applicableMachineTypes", array), None),
+    "default systems": (200, default_of("applicableOperatingSystems", array), None),
+    "default of an array of files": (200, default_of("driverFiles", array), None),
     "list without blanks": (600, list_of("a-#"), None),
-    "long list without blanks, not written": (15_000, list_of("a-#"), None),
-    "list of marks": (15_000, list_of("-#"), None),
-    "list of empty versions": (15_000, list_of("a-# "), None),
+    "long list without blanks, not written": (6_000, list_of("a-#"), None),
+    "list of marks": (8_000, list_of("-#"), None),
+    "list of empty versions": (8_000, list_of("a-# "), None),
     "list of long names": (100, list_of("n" * 10_000 + "-#1 "), None),
-    "list of blanks": (15_000, list_of("  -#1 "), None),
+    "list of blanks": (8_000, list_of("  -#1 "), None),
     "list of which each version is offered":
         (700, list_of("a-#"), lambda count: inventory("a.sys")),
     "drivers of one name": (
-        150, list_of("a-#1 "), lambda count: inventory("a.sys", count=count)),
+        60, list_of("a-#1 "), lambda count: inventory("a.sys", count=count)),
     "drivers with a long default path": (
         1000, list_of("a-#1 "),
         lambda count: catalogue(
@@ -103,7 +103,7 @@ AMPLIFIERS = {
                                "D", "QRXSG_DeviceDriverInfo")
             + element("<PROPERTY NAME='CurrentState'><VALUE>4</VALUE></PROPERTY>", "D") * count)),
     "drivers with a long default version": (
-        150, list_of("a-#1 "),
+        40, list_of("a-#1 "),
         lambda count: catalogue(
             MACHINE + subclass(scalar("Path", "a.sys") + scalar("Version", "1." * 10 * count),
                                "D", "QRXSG_DeviceDriverInfo")
@@ -146,7 +146,7 @@ class Amplifiers(DocumentTest):
         (self.folder / "inventory.xml").write_text(
             of_inventory(count) if of_inventory else PLAIN, encoding="utf-8")
         size = sum(file.stat().st_size for file in self.folder.iterdir())
-        results = {tuple(map(str, command)): min(self.run_one(command, size) for _ in range(2))
+        results = {tuple(map(str, command)): self.run_one(command, size)
                    for command in self.commands(amplifier)}
         written = next(iter(results.values()))[1] - size
         self.assertEqual(written > count, of_inventory is not None and "path" not in amplifier,
@@ -157,11 +157,12 @@ class Amplifiers(DocumentTest):
         for name, (count, of_catalogue, of_inventory) in AMPLIFIERS.items():
             small, _, large = (self.measure(name, n, of_catalogue, of_inventory)
                                for n in (count, 2 * count, 4 * count))
+            # A floor for what a start takes, and for a machine that does much else.
             for command, (seconds, handled) in large.items():
                 with self.subTest(amplifier=name, command=" ".join(command[:4])):
                     before, handled_before = small[command]
                     growth = max(4, handled / handled_before)
-                    self.assertLess(seconds, before * growth * 9 / 4 + 0.3)
+                    self.assertLess(seconds, before * growth * 9 / 4 + 0.5)
 
     def test_references_in_references_with_quotes(self):
         def reference(text, levels):
