@@ -2,6 +2,8 @@
 #include <archive.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 
 #include "collect/archive_filter.h"
@@ -46,8 +48,10 @@ TEST(NewElement, HasNoPropertyWithoutAText) {
   EXPECT_NE(read.Find("name"), nullptr);
   for (const char* name :
        {"description", "category", "installDirectory", "Version", "BuildNumber", "driverFiles"}) {
-    const TProperty* const property = read.Find(name);
-    EXPECT_TRUE(property == nullptr || !property->isWritten) << name;
+    const auto written = read.properties.begin() + static_cast<std::ptrdiff_t>(read.written);
+    EXPECT_TRUE(std::none_of(read.properties.begin(), written, [&](const auto& property) {
+      return property->name == name;
+    })) << name;
   }
 }
 
