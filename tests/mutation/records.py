@@ -1,0 +1,101 @@
+"""What a run leaves for the next one, and the survivors that are explained."""
+
+import json
+
+import tree
+
+CACHE = tree.WORK / "verdicts.json"
+EXPLAINED = tree.ROOT / "tests" / "mutation" / "equivalent.txt"
+FIELDS = ("file", "line", "change", "why")
+
+
+class Cache:
+    """Verdicts and reaches of earlier runs, as long as what they were made of is the same."""
+
+    def __init__(self, fresh=False):
+        self.data = {"verdicts": {}, "reaches": {}}
+        if not fresh and CACHE.is_file():
+            self.data = json.loads(CACHE.read_text(encoding="utf-8"))
+
+    def save(self):
+        tree.write(CACHE, json.dumps(self.data, ensure_ascii=False, indent=0,
+                                     sort_keys=True).encode())
+
+    @staticmethod
+    def key(mutant):
+        return "\n".join(str(each) for each in mutant.identity)
+
+    def verdict(self, mutant, state):
+        """What was found for this mutant while its file and the tests were these; or None."""
+        known = self.data["verdicts"].get(self.key(mutant))
+        return known if known and known["state"] == state else None
+
+    def last_catcher(self, mutant):
+        return self.data["verdicts"].get(self.key(mutant), {}).get("caught_by")
+
+    def keep(self, mutant, state, caught_by, reaching):
+        self.data["verdicts"][self.key(mutant)] = {
+            "state": state, "caught_by": caught_by, "reaching": reaching}
+
+    def reach(self, where, state):
+        known = self.data["reaches"].get(where)
+        return known["tests"] if known and known["state"] == state else None
+
+    def keep_reach(self, where, state, tests):
+        self.data["reaches"][where] = {"state": state, "tests": tests}
+
+
+def tests_state(only):
+    """Changes with every test, what tests use and which are chosen."""
+    return tree.digest(only, *(piece for name in tree.project_files()
+                               if name.startswith("tests/")
+                               and not name.startswith("tests/mutation/")
+                               for piece in (name, tree.content(name))))
+
+
+def mutant_state(mutant, tests):
+    return tree.digest(tree.content(mutant.file), tests)
+
+
+def parse_explained(text):
+    """The blocks of equivalent.txt: what cannot be told apart, and why."""
+    blocks = []
+    for number, block in enumerate(text.split("\n\n"), 1):
+        lines = [line for line in block.splitlines() if line.strip() and line[0] != "#"]
+        if not lines:
+            continue
+        fields = {}
+        for line in lines:
+            name, colon, value = line.partition(": ")
+            if line[0] == " " and fields:
+                fields[last] += " " + line.strip()
+            elif colon and name in FIELDS and name not in fields:
+                last = name
+                fields[name] = value.strip()
+            else:
+                raise tree.Failure(f"{EXPLAINED}: block {number}: {line!r}: expected "
+                                   f"{', '.join(FIELDS)}, each once")
+        if set(fields) != set(FIELDS):
+            raise tree.Failure(f"{EXPLAINED}: block {number}: {lines[0]!r}: lacks "
+                               f"{', '.join(each for each in FIELDS if each not in fields)}")
+        blocks.append(fields)
+    return blocks
+
+
+class Explained:
+    """Why mutants survive that nothing could catch, by file, line text and change."""
+
+    def __init__(self, text=None):
+        if text is None:
+            text = EXPLAINED.read_text(encoding="utf-8") if EXPLAINED.is_file() else ""
+        self.why = {(each["file"], each["line"], each["change"]): each["why"]
+                    for each in parse_explained(text)}
+
+    def of(self, mutant):
+        return self.why.get(mutant.identity[:3])
+
+    def stale(self, mutants):
+        """Explanations of the files of these mutants that explain none of them."""
+        files = {mutant.file for mutant in mutants}
+        there = {mutant.identity[:3] for mutant in mutants}
+        return sorted(key for key in self.why if key[0] in files and key not in there)
