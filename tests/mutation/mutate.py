@@ -68,88 +68,24 @@ def shuffled(mutants, seed):
     return sorted(mutants, key=lambda mutant: chance(seed, *mutant.identity))
 
 
-class Run:
-    """One folder or file: its mutants are built together and tried."""
+class Folder:
+    """One folder or file: what was made of it and what became of that."""
 
-    def __init__(self, where, options, cache, explained):
+    def __init__(self, where, options, explained):
         self.where = where
-        self.options = options
-        self.cache = cache
         self.explained = explained
-        self.lock = threading.Lock()
+        found = tree.candidates(where, options.jobs)
+        for file, line, change in explained.stale(found):
+            tree.say(f"{records.EXPLAINED.name}: explains what is not there: {file}: {line}: "
+                     f"{change}")
+        self.chosen = sample(found, options.most, options.seed)
         self.survivors = []
         self.known = []
         self.caught = 0
 
-    def mutants(self):
-        found = tree.candidates(self.where, self.options.jobs)
-        for file, line, change in self.explained.stale(found):
-            tree.say(f"{records.EXPLAINED.name}: explains what is not there: {file}: {line}: "
-                     f"{change}")
-        return sample(found, self.options.most, self.options.seed)
-
-    def list(self):
-        for mutant in self.mutants():
-            print(mutant)
-
-    def try_all(self):
-        name = " ".join(self.where)
-        chosen = self.mutants()
-        tree.say(f"{name}: {len(chosen)} mutants; building")
-        numbered = tree.build(chosen, self.options.jobs)
-        tests_state = records.tests_state(self.options.tests)
-        states = {number: records.mutant_state(mutant, tests_state) for number, mutant in numbered}
-        todo = [(number, mutant) for number, mutant in numbered
-                if self.options.again or not self.cache.verdict(mutant, states[number])]
-        if todo:
-            tests = {test.name: test for test in trials.listed(self.options.tests)}
-            reach = self.reach(name, tests, numbered, tests_state)
-            self.judge(todo, tests, reach, states)
-        for number, mutant in numbered:
-            self.count(mutant, self.cache.verdict(mutant, states[number]))
-
-    def reach(self, name, tests, numbered, tests_state):
-        """{test: (seconds, [numbers])}, of an earlier run when nothing has changed."""
-        state = tree.digest(tests_state, *(f"{number} {mutant}" for number, mutant in numbered),
-                            *(tree.content(file) for file in sorted({mutant.file for _, mutant
-                                                                     in numbered})))
-        known = None if self.options.again else self.cache.reach(name, state)
-        if known is None:
-            tree.say(f"{name}: which of {len(tests)} tests reach them")
-            recorder = trials.Recorder(self.options.jobs, SLOWEST_TEST)
-            known = recorder.record(list(tests.values()), [number for number, _ in numbered])
-            for test, text in sorted(recorder.failing.items()):
-                tree.say(f"left out, since it fails without a mutant: {test}")
-                tree.write(tree.WORK / "failing" / test.replace("/", "_"), text.encode())
-            self.cache.keep_reach(name, state, known)
-            self.cache.save()
-        return known
-
-    def judge(self, todo, tests, reach, states):
-        times = {test: seconds for test, (seconds, _) in reach.items()}
-        reaching = {number: [] for number, _ in todo}
-        for test, (_, numbers) in reach.items():
-            for number in numbers:
-                if number in reaching and test in tests:
-                    reaching[number].append(tests[test])
-        done = 0
-
-        def one(item):
-            nonlocal done
-            number, mutant = item
-            groups = trials.order(reaching[number], times, self.cache.last_catcher(mutant))
-            catcher = trials.attempt(number, groups, times)
-            with self.lock:
-                self.cache.keep(mutant, states[number], catcher, len(reaching[number]))
-                done += 1
-                if done % 10 == 0 or done == len(todo):
-                    self.cache.save()
-                    tree.say(f"  {done} of {len(todo)} tried")
-
-        with concurrent.futures.ThreadPoolExecutor(self.options.jobs) as pool:
-            list(pool.map(one, todo))
-
     def count(self, mutant, verdict):
+        if verdict["caught_by"] == records.DROPPED:
+            return
         if verdict["caught_by"]:
             self.caught += 1
         elif self.explained.of(mutant):
@@ -157,36 +93,121 @@ class Run:
         else:
             self.survivors.append((mutant, verdict["reaching"]))
 
-    def report(self):
+    def report(self, with_known):
         for mutant, reaching in self.survivors:
             print(f"{mutant} (reached by {reaching} tests)")
-        for mutant, reaching in self.known if self.options.all else ():
+        for mutant, reaching in self.known if with_known else ():
             print(f"{mutant} (reached by {reaching} tests; explained: "
                   f"{self.explained.of(mutant)})")
-        total = self.caught + len(self.survivors)
-        tree.say(f"{' '.join(self.where)}: {self.caught} of {total} mutants caught, "
-                 f"{len(self.known)} explained")
+        print(f"{self.where}: {self.caught} of {self.caught + len(self.survivors)} caught, "
+              f"{len(self.known)} explained", flush=True)
+
+
+class Run:
+    """Everything that is built together, and tried folder by folder."""
+
+    def __init__(self, folders, options):
+        self.folders = folders
+        self.options = options
+        self.cache = records.Cache()
+        self.lock = threading.Lock()
+        self.tests_state = records.tests_state(options.tests)
+        self.times = {}
+        self.reaching = {}
+
+    def start(self):
+        chosen = [mutant for folder in self.folders for mutant in folder.chosen]
+        if all(self.known(mutant) for mutant in chosen):
+            self.numbered = list(enumerate(chosen, 1))
+            return
+        tree.say(f"{len(chosen)} mutants; building")
+        self.build(chosen)
+        tests = {test.name: test for test in trials.listed(self.options.tests)}
+        self.reaching = {number: [] for number, _ in self.numbered}
+        for test, (seconds, numbers) in self.reach(tests).items():
+            self.times[test] = seconds
+            for number in numbers:
+                self.reaching[number].append(tests[test])
+
+    def build(self, chosen):
+        """Those that do not compile are remembered, so that the next run does not try."""
+        states = {mutant: records.mutant_state(mutant, self.tests_state) for mutant in chosen}
+        left = [mutant for mutant in chosen
+                if not self.cache.is_dropped(mutant, states[mutant])]
+        self.numbered = tree.build(left, self.options.jobs)
+        compiled = {mutant for _, mutant in self.numbered}
+        for mutant in left:
+            if mutant not in compiled:
+                self.cache.keep(mutant, states[mutant], records.DROPPED, 0)
+        self.cache.save()
+
+    def known(self, mutant):
+        if self.options.again:
+            return None
+        return self.cache.verdict(mutant, records.mutant_state(mutant, self.tests_state))
+
+    def reach(self, tests):
+        """{test: (seconds, [numbers])}, of an earlier run when nothing has changed."""
+        name = " ".join(folder.where for folder in self.folders)
+        files = sorted({mutant.file for _, mutant in self.numbered})
+        state = tree.digest(self.tests_state, *(f"{number} {mutant}" for number, mutant
+                                                in self.numbered), *map(tree.content, files))
+        reached = None if self.options.again else self.cache.reach(name, state)
+        if reached is None:
+            tree.say(f"which of {len(tests)} tests reach them?")
+            recorder = trials.Recorder(self.options.jobs, SLOWEST_TEST)
+            reached = recorder.record(list(tests.values()), [number for number, _ in self.numbered])
+            for test, text in sorted(recorder.failing.items()):
+                tree.say(f"left out, since it fails without a mutant: {test}")
+                tree.write(tree.WORK / "failing" / test.replace("/", "_"), text.encode())
+            self.cache.keep_reach(name, state, reached)
+            self.cache.save()
+        return reached
+
+    def judge(self, folder):
+        chosen = set(folder.chosen)
+        mine = [(number, mutant) for number, mutant in self.numbered if mutant in chosen]
+        todo = [(number, mutant) for number, mutant in mine if not self.known(mutant)]
+        with concurrent.futures.ThreadPoolExecutor(self.options.jobs) as pool:
+            for done, _ in enumerate(pool.map(self.one, todo), 1):
+                if done % 10 == 0 or done == len(todo):
+                    with self.lock:
+                        self.cache.save()
+                    tree.say(f"{folder.where}: {done} of {len(todo)} tried")
+        for _, mutant in mine:
+            folder.count(mutant, self.cache.verdict(mutant, records.mutant_state(
+                mutant, self.tests_state)))
+
+    def one(self, item):
+        number, mutant = item
+        tests = self.reaching[number]
+        groups = trials.order(tests, self.times, self.cache.last_catcher(mutant))
+        catcher = trials.attempt(number, groups, self.times)
+        with self.lock:
+            self.cache.keep(mutant, records.mutant_state(mutant, self.tests_state), catcher,
+                            len(tests))
 
 
 def main(arguments=None):
+    """Tries what the command line says; the exit status."""
     options = parse(arguments)
-    folders = [[one.rstrip("/")] for one in options.where] or [[one] for one in tree.FOLDERS]
     explained = records.Explained()
     tree.WORK.mkdir(parents=True, exist_ok=True)
     tree.configure()
-    cache = records.Cache()
-    runs = [Run(where, options, cache, explained) for where in folders]
-    for run in runs:
-        if options.list:
-            run.list()
-            continue
-        run.try_all()
-        cache.save()
-        run.report()
+    folders = [Folder(where.rstrip("/"), options, explained)
+               for where in options.where or tree.FOLDERS]
     if options.list:
+        for folder in folders:
+            for mutant in folder.chosen:
+                print(mutant)
         return 0
-    caught = sum(run.caught for run in runs)
-    survivors = sum(len(run.survivors) for run in runs)
+    run = Run(folders, options)
+    run.start()
+    for folder in folders:
+        run.judge(folder)
+        folder.report(options.all)
+    caught = sum(folder.caught for folder in folders)
+    survivors = sum(len(folder.survivors) for folder in folders)
     print(f"{caught} of {caught + survivors} mutants caught")
     return 1 if survivors else 0
 

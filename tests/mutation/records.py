@@ -6,15 +6,16 @@ import tree
 
 CACHE = tree.WORK / "verdicts.json"
 EXPLAINED = tree.ROOT / "tests" / "mutation" / "equivalent.txt"
+DROPPED = "the compiler"  # catches what does not compile; that is no mutant
 FIELDS = ("file", "line", "change", "why")
 
 
 class Cache:
     """Verdicts and reaches of earlier runs, as long as what they were made of is the same."""
 
-    def __init__(self, fresh=False):
+    def __init__(self):
         self.data = {"verdicts": {}, "reaches": {}}
-        if not fresh and CACHE.is_file():
+        if CACHE.is_file():
             self.data = json.loads(CACHE.read_text(encoding="utf-8"))
 
     def save(self):
@@ -29,6 +30,9 @@ class Cache:
         """What was found for this mutant while its file and the tests were these; or None."""
         known = self.data["verdicts"].get(self.key(mutant))
         return known if known and known["state"] == state else None
+
+    def is_dropped(self, mutant, state):
+        return (self.verdict(mutant, state) or {}).get("caught_by") == DROPPED
 
     def last_catcher(self, mutant):
         return self.data["verdicts"].get(self.key(mutant), {}).get("caught_by")
@@ -65,9 +69,10 @@ def parse_explained(text):
         if not lines:
             continue
         fields = {}
+        last = None
         for line in lines:
             name, colon, value = line.partition(": ")
-            if line[0] == " " and fields:
+            if line[0] == " " and last:
                 fields[last] += " " + line.strip()
             elif colon and name in FIELDS and name not in fields:
                 last = name

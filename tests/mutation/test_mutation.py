@@ -23,37 +23,19 @@ COMPILER = "c++"
 
 
 class Sample(unittest.TestCase):
-    """All mutants of the sample, compiled once for all tests."""
+    """All mutants of the sample."""
 
     @classmethod
     def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory(prefix="mutation-test-")
-        cls.addClassCleanup(cls.folder.cleanup)
         cls.text = SAMPLE.read_bytes()
         cls.mutants = finding.find("sample.cpp", str(SAMPLE), ["-std=c++20"], cls.text)
         cls.numbered = list(enumerate(cls.mutants, 1))
-        cls.program = pathlib.Path(cls.folder.name) / "sample"
-        source = pathlib.Path(cls.folder.name) / "sample.cpp"
-        source.write_bytes(rewriting.mutated(cls.text, HERE / "mutant_switch.h", cls.numbered))
-        subprocess.run([COMPILER, "-std=c++20", "-O0", "-Werror=vla", source, "-o", cls.program],
-                       check=True)
-        cls.tests = [trials.Test(name, (str(cls.program), name), cls.folder.name, ())
-                     for name in ("kinds", "special", "text", "child")]
-        cls.reach = trials.Recorder(2, 60).record(cls.tests, [number for number, _ in cls.numbered])
 
-    def number(self, change, file_part=""):
+    def number(self, change, line_part=""):
         found = [number for number, mutant in self.numbered
-                 if mutant.change == change and file_part in mutant.line_text]
+                 if mutant.change == change and line_part in mutant.line_text]
         self.assertEqual(len(found), 1, change)
         return found[0]
-
-    def reaching(self, number):
-        return sorted(name for name, (_, numbers) in self.reach.items() if number in numbers)
-
-    def catcher(self, number, names):
-        tests = [test for test in self.tests if test.name in names]
-        times = dict.fromkeys(names, 0.1)
-        return trials.attempt(number, trials.order(tests, times), times)
 
 
 class Operators(Sample):
@@ -102,6 +84,30 @@ class Operators(Sample):
 
 
 class Behaviour(Sample):
+    """All of them compiled in, once for all tests."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.folder = tempfile.TemporaryDirectory(prefix="mutation-test-")
+        cls.addClassCleanup(cls.folder.cleanup)
+        cls.program = pathlib.Path(cls.folder.name) / "sample"
+        source = pathlib.Path(cls.folder.name) / "sample.cpp"
+        source.write_bytes(rewriting.mutated(cls.text, HERE / "mutant_switch.h", cls.numbered))
+        subprocess.run([COMPILER, "-std=c++20", "-O0", "-Werror=vla", source, "-o", cls.program],
+                       check=True)
+        cls.tests = [trials.Test(name, (str(cls.program), name), cls.folder.name, ())
+                     for name in ("kinds", "special", "text", "child")]
+        cls.reach = trials.Recorder(2, 60).record(cls.tests, [number for number, _ in cls.numbered])
+
+    def reaching(self, number):
+        return sorted(name for name, (_, numbers) in self.reach.items() if number in numbers)
+
+    def catcher(self, number, names):
+        tests = [test for test in self.tests if test.name in names]
+        times = dict.fromkeys(names, 0.1)
+        return trials.attempt(number, trials.order(tests, times), times)
+
     def test_without_a_mutant_it_behaves_as_before(self):
         self.assertEqual(sorted(self.reach), ["child", "kinds", "special", "text"])
 

@@ -9,6 +9,7 @@ import functools
 import hashlib
 import json
 import pathlib
+import pickle
 import re
 import shlex
 import subprocess
@@ -104,7 +105,7 @@ def configure():
 
 
 def sources(where):
-    """{name: (path, arguments)} of the sources that are built, in these folders or files."""
+    """{name: (path, arguments)} of the sources that are built, in this folder or file."""
     commands = json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8"))
     result = {}
     for command in commands:
@@ -112,7 +113,7 @@ def sources(where):
         if not path.is_relative_to(TREE):
             continue
         name = path.relative_to(TREE).as_posix()
-        if any(name == one or name.startswith(one + "/") for one in where):
+        if name == where or name.startswith(where + "/"):
             result.setdefault(name, (str(path), arguments_of(command)))
     return dict(sorted(result.items()))
 
@@ -130,16 +131,24 @@ def arguments_of(command):
 
 
 def find_one(job):
+    """The mutants of one source; those of a source that is as it was are kept in a file."""
     name, path, arguments = job
-    return finding.find(name, path, arguments, content(name))
+    makers = [(pathlib.Path(__file__).parent / maker).read_bytes()
+              for maker in ("finding.py", "operators.py", "rewriting.py")]
+    kept = WORK / "found" / digest(name, content(name), *arguments, *makers)
+    if kept.is_file():
+        return pickle.loads(kept.read_bytes())
+    found = finding.find(name, path, arguments, content(name))
+    write(kept, pickle.dumps(found))
+    return found
 
 
 def candidates(where, jobs):
-    """All mutants there are in these folders or files."""
+    """All mutants there are in this folder or file."""
     found = sources(where)
     if not found:
-        raise Failure(f"{', '.join(where)}: no source that is built here; folders are "
-                      f"{', '.join(FOLDERS)} and those below them")
+        raise Failure(f"{where}: no source that is built here; folders are {', '.join(FOLDERS)} "
+                      "and those below them")
     with concurrent.futures.ProcessPoolExecutor(jobs) as pool:
         lists = pool.map(find_one, [(name, *rest) for name, rest in found.items()])
         return [mutant for one in lists for mutant in one]
