@@ -3,7 +3,7 @@
 import dataclasses
 import re
 
-from clang.cindex import CursorKind as Kind
+from clang.cindex import CursorKind as Kind, Diagnostic
 
 import operators
 from operators import FUNCTIONS, Source, range_of
@@ -19,8 +19,11 @@ NAMES = (Kind.DECL_REF_EXPR, Kind.MEMBER_REF_EXPR, Kind.TYPE_REF, Kind.TEMPLATE_
 
 
 def find(name, path, arguments, text):
-    """All mutants of one source, in the order of the text."""
+    """All mutants of one source, in the order of the text; ValueError when it cannot be read."""
     source = Source(name, path, arguments, text)
+    for problem in source.unit.diagnostics:
+        if problem.severity == Diagnostic.Fatal:
+            raise ValueError(f"{problem.location.file}:{problem.location.line}: {problem.spelling}")
     for cursor in source.unit.cursor.get_children():
         if source.is_here(cursor):
             declarations(source, cursor)

@@ -1,7 +1,8 @@
 """The mutation build: a copy of the project below build/mutate with mutants in some sources.
 
-    build/mutate/tree    the copy; only files whose content changes are written
-    build/mutate/build   what is built of it
+    build/mutate/tree                 the copy; only files whose content changes are written
+    build/mutate/tree/build/release   what is built of it; lies to its sources as the release build
+                                      does, so that ccache takes from there what is not mutated
 """
 
 import concurrent.futures
@@ -21,7 +22,7 @@ import rewriting
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutate"
 TREE = WORK / "tree"
-BUILD = WORK / "build"
+BUILD = TREE / "build" / "release"
 HEADER = TREE / "tests" / "mutation" / "mutant_switch.h"
 FOLDERS = ("plugin", "catalogue", "inventory", "firmware", "drivers", "runtime", "collect",
            "report", "svcheck")
@@ -86,12 +87,9 @@ def refresh(mutated, keep=False):
     for name in names:
         if not (keep and is_mutated(TREE / name)):
             write(TREE / name, mutated.get(name) or content(name), (ROOT / name).stat().st_mode)
-    if TREE.is_dir():
-        wanted = set(names)
-        for path in TREE.rglob("*"):
-            if path.is_file() and path.relative_to(TREE).as_posix() not in wanted \
-                    and "__pycache__" not in path.parts:
-                path.unlink()
+    for path in set(TREE.rglob("*")) - {TREE / name for name in names}:
+        if path.is_file() and not path.is_relative_to(BUILD):
+            path.unlink()
 
 
 def configure():
@@ -151,7 +149,10 @@ def candidates(where, jobs):
                       "and those below them")
     with concurrent.futures.ProcessPoolExecutor(jobs) as pool:
         lists = pool.map(find_one, [(name, *rest) for name, rest in found.items()])
-        return [mutant for one in lists for mutant in one]
+        try:
+            return [mutant for one in lists for mutant in one]
+        except ValueError as problem:
+            raise Failure(f"libclang cannot read what the compiler reads: {problem}") from problem
 
 
 def spoiled(output, mutants):
