@@ -6,7 +6,7 @@
 for source; do :; done
 case "$(head -n 1 "$source" 2>/dev/null)" in
   '#include "'*/tests/mutation/mutant_switch.h'"')
-    set -- "$@" -O1 -Wno-error -Werror=vla
+    set -- "$@" -O1 -Wno-error -Werror=vla -fdiagnostics-column-unit=byte
     ;;
 esac
 if command -v ccache >/dev/null; then

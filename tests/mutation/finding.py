@@ -93,6 +93,8 @@ def goes_into(source, child, index, cursor):
         return False  # the conversion to bool of what the condition declares
     if cursor.kind == Kind.LAMBDA_EXPR and child.kind != Kind.COMPOUND_STMT:
         return False
+    if "format_string" in child.type.spelling:
+        return False
     if cursor.kind in NAMES and child.kind == Kind.INTEGER_LITERAL:
         return False
     start, end = range_of(child)

@@ -1,7 +1,7 @@
 """Mutation tests: do the tests notice when the program is wrong?
 
     ./dev mutate [FOLDER|FILE]... [--most N] [--seed S] [--list] [--all] [--tests REGEX]
-                 [--jobs N] [--again]
+                 [--longest SECONDS] [--jobs N] [--again]
 
 Puts small deliberate defects (mutants) into the sources, all of them at once behind a switch, builds
 that in build/mutate and tries each with the tests that reach it. Prints those that no test noticed
@@ -36,6 +36,8 @@ def parse(arguments):
     parser.add_argument("--list", action="store_true", help="only list the mutants")
     parser.add_argument("--all", action="store_true", help="show the explained survivors, too")
     parser.add_argument("--tests", metavar="REGEX", help="only with these tests")
+    parser.add_argument("--longest", type=float, metavar="SECONDS",
+                        help="only with tests that take so long at most without a mutant")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), metavar="N")
     parser.add_argument("--again", action="store_true",
                         help="try what an earlier run has tried of the same files")
@@ -111,7 +113,7 @@ class Run:
         self.options = options
         self.cache = records.Cache()
         self.lock = threading.Lock()
-        self.tests_state = records.tests_state(options.tests)
+        self.tests_state = records.tests_state(f"{options.tests} {options.longest}")
         self.times = {}
         self.reaching = {}
 
@@ -125,6 +127,9 @@ class Run:
         tests = {test.name: test for test in trials.listed(self.options.tests)}
         self.reaching = {number: [] for number, _ in self.numbered}
         for test, (seconds, numbers) in self.reach(tests).items():
+            if self.options.longest and seconds > self.options.longest:
+                tree.say(f"left out, since it takes {seconds:.0f} s: {test}")
+                continue
             self.times[test] = seconds
             for number in numbers:
                 self.reaching[number].append(tests[test])

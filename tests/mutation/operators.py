@@ -62,6 +62,10 @@ class Source:
         """A mutant of [start, end); the change is (before, after)."""
         if start >= end or self.in_macro(start, end):
             return
+        if "\n" in wrapper:  # lines must keep their numbers
+            if "//" in wrapper or 'R"' in wrapper:
+                return
+            wrapper = wrapper.replace("\n", " ")
         line = self.text.count(b"\n", 0, start)
         column = start - (self.text.rfind(b"\n", 0, start) + 1) + 1
         before, after = (" ".join(text.split()) for text in change)

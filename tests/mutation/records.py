@@ -49,9 +49,9 @@ class Cache:
         self.data["reaches"][where] = {"state": state, "tests": tests}
 
 
-def tests_state(only):
+def tests_state(chosen):
     """Changes with every test, what tests use and which are chosen."""
-    return tree.digest(only, *(piece for name in tree.project_files()
+    return tree.digest(chosen, *(piece for name in tree.project_files()
                                if name.startswith("tests/")
                                and not name.startswith("tests/mutation/")
                                for piece in (name, tree.content(name))))

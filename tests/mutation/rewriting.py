@@ -62,35 +62,50 @@ def nested(layers):
 
 
 def render(text, layers):
-    """The bytes of a source with numbered layers [(number, layer)] put in."""
+    """A source with numbered layers [(number, layer)] put in, and where: [(start, end, number)]."""
+    result = bytearray()
     position = 0
-    pieces = []
-    pending = []  # (end, what closes it), innermost last
+    pending = []  # (end, what closes it, where it began in the result, number), innermost last
+    spans = []
+
+    def copy_until(offset):
+        nonlocal position
+        result.extend(text[position:offset])
+        position = offset
 
     def close_until(offset):
-        nonlocal position
         while pending and pending[-1][0] <= offset:
-            end, closing = pending.pop()
-            pieces.append(text[position:end])
-            pieces.append(closing)
-            position = end
+            end, closing, begin, number = pending.pop()
+            copy_until(end)
+            result.extend(closing)
+            spans.append((begin, len(result), number))
 
     for number, layer in nested(layers):
         close_until(layer.start)
-        pieces.append(text[position:layer.start])
-        position = layer.start
+        copy_until(layer.start)
         wrapper = layer.wrapper.replace(SWITCH, f"::svc_mutant::Is({number})")
         before, after = wrapper.split(INNER)
-        pieces.append(before.encode())
-        pending.append((layer.end, after.encode()))
+        pending.append((layer.end, after.encode(), len(result), number))
+        result.extend(before.encode())
     close_until(len(text))
-    pieces.append(text[position:])
-    return b"".join(pieces)
+    copy_until(len(text))
+    return bytes(result), spans
 
 
 def mutated(text, header, numbered):
     """A source with its mutants [(number, mutant)]; without any, the source itself."""
     if not numbered:
         return text
-    layers = [(number, mutant.layer) for number, mutant in numbered]
-    return f'#include "{header}"\n#line 1\n'.encode() + render(text, layers)
+    body, _ = render(text, [(number, mutant.layer) for number, mutant in numbered])
+    return f'#include "{header}"\n#line 1\n'.encode() + body
+
+
+def at(text, numbered, line, column):
+    """The number of the innermost mutant at a place of the mutated source; None without."""
+    body, spans = render(text, [(number, mutant.layer) for number, mutant in numbered])
+    offset = 0
+    for _ in range(line - 1):
+        offset = body.index(b"\n", offset) + 1
+    offset += column - 1
+    around = [(end - start, number) for start, end, number in spans if start <= offset < end]
+    return min(around)[1] if around else None

@@ -131,11 +131,22 @@ class Behaviour(Sample):
 
 
 class Rest(unittest.TestCase):
+    def test_an_error_of_the_compiler_speaks_of_the_innermost_mutant(self):
+        layer = rewriting.Layer(3, 9, 0, "(" + rewriting.INNER + ")")
+        inner = rewriting.Layer(5, 6, 0, "[" + rewriting.INNER + "]")
+        text = b"ab\ncdefghij"  # "ab\n(cd[e]fgh)ij"
+        numbered = [(number, rewriting.Mutant("a", 2, 1, "relation", "", "", "", each))
+                    for number, each in ((7, layer), (8, inner))]
+        self.assertEqual([rewriting.at(text, numbered, 2, column) for column in (1, 3, 4, 6, 7, 11)],
+                         [7, 7, 8, 8, 7, None])
+
     def test_nested_and_crossing_ranges(self):
         wrap = "<" + rewriting.INNER + ">"
         layers = [(1, rewriting.Layer(0, 6, 0, wrap)), (2, rewriting.Layer(2, 4, 0, wrap)),
                   (3, rewriting.Layer(2, 4, 1, wrap)), (4, rewriting.Layer(3, 7, 0, wrap))]
-        self.assertEqual(rewriting.render(b"abcdefgh", layers), b"<ab<<cd>>ef>gh")
+        text, spans = rewriting.render(b"abcdefgh", layers)
+        self.assertEqual(text, b"<ab<<cd>>ef>gh")
+        self.assertEqual(sorted(spans), [(0, 12, 1), (3, 9, 3), (4, 8, 2)])
 
     def test_a_sample_is_always_the_same_and_from_every_file(self):
         def mutant(file, number):

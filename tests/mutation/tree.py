@@ -155,25 +155,18 @@ def candidates(where, jobs):
             raise Failure(f"libclang cannot read what the compiler reads: {problem}") from problem
 
 
-def spoiled(output, mutants):
+def spoiled(output, numbered):
     """Those of the numbered mutants that the compiler's errors speak of."""
-    lines = set()
-    for found in re.finditer(r"^(/\S+?):(\d+):(?:\d+:)?\s+(?:fatal error|error|required from)",
-                             output, re.MULTILINE):
-        path = pathlib.Path(found[1])
-        if path.is_relative_to(TREE):
-            lines.add((path.relative_to(TREE).as_posix(), int(found[2])))
     result = set()
-    for file, line in lines:
-        there = [(last_line(mutant) - mutant.line, number) for number, mutant in mutants
-                 if mutant.file == file and mutant.line <= line <= last_line(mutant)]
-        shortest = min(there, default=(0, 0))[0]
-        result |= {number for span, number in there if span == shortest}
-    return result
-
-
-def last_line(mutant):
-    return content(mutant.file).count(b"\n", 0, mutant.layer.end) + 1
+    for found in set(re.findall(r"^(/\S+?):(\d+):(\d+):\s+(?:fatal error|error|required from)",
+                                output, re.MULTILINE)):
+        path = pathlib.Path(found[0])
+        if path.is_relative_to(TREE):
+            name = path.relative_to(TREE).as_posix()
+            there = [each for each in numbered if each[1].file == name]
+            if there:
+                result.add(rewriting.at(content(name), there, int(found[1]), int(found[2])))
+    return result - {None}
 
 
 def failed_files(output):
