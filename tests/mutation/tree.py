@@ -17,6 +17,7 @@ import subprocess
 import sys
 
 import finding
+import operators
 import rewriting
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -26,6 +27,8 @@ BUILD = TREE / "build" / "release"
 HEADER = TREE / "tests" / "mutation" / "mutant_switch.h"
 FOLDERS = ("plugin", "catalogue", "inventory", "firmware", "drivers", "runtime", "collect",
            "report", "svcheck")
+MAKERS = tuple(pathlib.Path(module.__file__).read_bytes()
+               for module in (finding, operators, rewriting))
 ROUNDS = 25
 
 
@@ -131,9 +134,7 @@ def arguments_of(command):
 def find_one(job):
     """The mutants of one source; those of a source that is as it was are kept in a file."""
     name, path, arguments = job
-    makers = [(pathlib.Path(__file__).parent / maker).read_bytes()
-              for maker in ("finding.py", "operators.py", "rewriting.py")]
-    kept = WORK / "found" / digest(name, content(name), *arguments, *makers)
+    kept = WORK / "found" / digest(name, content(name), *arguments, *MAKERS)
     if kept.is_file():
         return pickle.loads(kept.read_bytes())
     found = finding.find(name, path, arguments, content(name))

@@ -24,7 +24,7 @@ LEFT_OUT = re.compile(r"^(docs|style|packages|mutation|virtual_server|qemu|wine|
                       r"|_NOT_BUILT")
 GTEST = re.compile(r"--gtest_filter=(.+)")
 MOST_MEMORY = 6 << 30
-MOST_FILE = 2 << 30
+MOST_FILE = 8 << 30
 REACHED_SIZE = 1 << 16
 
 
@@ -73,6 +73,7 @@ def execute(command, folder, environment, mutant, limit, reached=None):
     if reached:
         variables["SVC_MUTANT_REACHED"] = str(reached)
     own = pathlib.Path(tempfile.mkdtemp(prefix="svcmut-"))
+    own.chmod(0o755)  # tests that become another user find what they made
     variables["TMPDIR"] = str(own)
     start = time.monotonic()
     with tempfile.TemporaryFile() as output:
