@@ -111,7 +111,7 @@ def apply(source, cursor, parent):
     kind = cursor.kind
     if kind in (Kind.BINARY_OPERATOR, Kind.CALL_EXPR):
         operators.relation(source, cursor)
-    if kind == Kind.CALL_EXPR and parent.kind != Kind.VAR_DECL:
+    if kind == Kind.CALL_EXPR and parent.kind not in (Kind.VAR_DECL, Kind.CONSTRUCTOR):
         operators.arguments(source, cursor)
     if kind in LITERALS:
         LITERALS[kind](source, cursor)

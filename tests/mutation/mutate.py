@@ -86,8 +86,6 @@ class Folder:
         self.caught = 0
 
     def count(self, mutant, verdict):
-        if verdict["caught_by"] == records.DROPPED:
-            return
         if verdict["caught_by"]:
             self.caught += 1
         elif self.explained.of(mutant):
@@ -119,8 +117,8 @@ class Run:
 
     def start(self):
         chosen = [mutant for folder in self.folders for mutant in folder.chosen]
-        if all(self.known(mutant) for mutant in chosen):
-            self.numbered = list(enumerate(chosen, 1))
+        if all(self.known(mutant) or self.cache.is_dropped(mutant) for mutant in chosen):
+            self.numbered = [(0, mutant) for mutant in chosen if self.known(mutant)]
             return
         tree.say(f"{len(chosen)} mutants; building")
         self.build(chosen)
@@ -136,14 +134,12 @@ class Run:
 
     def build(self, chosen):
         """Those that do not compile are remembered, so that the next run does not try."""
-        states = {mutant: records.mutant_state(mutant, self.tests_state) for mutant in chosen}
-        left = [mutant for mutant in chosen
-                if not self.cache.is_dropped(mutant, states[mutant])]
+        left = [mutant for mutant in chosen if not self.cache.is_dropped(mutant)]
         self.numbered = tree.build(left, self.options.jobs)
         compiled = {mutant for _, mutant in self.numbered}
         for mutant in left:
             if mutant not in compiled:
-                self.cache.keep(mutant, states[mutant], records.DROPPED, 0)
+                self.cache.keep(mutant, records.compiled_state(mutant), records.DROPPED, 0)
         self.cache.save()
 
     def known(self, mutant):

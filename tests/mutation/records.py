@@ -31,8 +31,8 @@ class Cache:
         known = self.data["verdicts"].get(self.key(mutant))
         return known if known and known["state"] == state else None
 
-    def is_dropped(self, mutant, state):
-        return (self.verdict(mutant, state) or {}).get("caught_by") == DROPPED
+    def is_dropped(self, mutant):
+        return (self.verdict(mutant, compiled_state(mutant)) or {}).get("caught_by") == DROPPED
 
     def last_catcher(self, mutant):
         return self.data["verdicts"].get(self.key(mutant), {}).get("caught_by")
@@ -59,6 +59,11 @@ def tests_state(chosen):
 
 def mutant_state(mutant, tests):
     return tree.digest(tree.content(mutant.file), tests)
+
+
+def compiled_state(mutant):
+    """Changes with what decides whether a mutant compiles."""
+    return tree.digest(tree.content(mutant.file), *tree.MAKERS)
 
 
 def parse_explained(text):

@@ -101,11 +101,16 @@ def mutated(text, header, numbered):
 
 
 def at(text, numbered, line, column):
-    """The number of the innermost mutant at a place of the mutated source; None without."""
+    """The numbers of the mutants that a place of the mutated source is about.
+
+    The innermost one around it, otherwise those that begin in that line.
+    """
     body, spans = render(text, [(number, mutant.layer) for number, mutant in numbered])
     offset = 0
     for _ in range(line - 1):
         offset = body.index(b"\n", offset) + 1
     offset += column - 1
     around = [(end - start, number) for start, end, number in spans if start <= offset < end]
-    return min(around)[1] if around else None
+    if around:
+        return {min(around)[1]}
+    return {number for number, mutant in numbered if mutant.line == line}

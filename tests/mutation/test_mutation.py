@@ -138,7 +138,8 @@ class Rest(unittest.TestCase):
         numbered = [(number, rewriting.Mutant("a", 2, 1, "relation", "", "", "", each))
                     for number, each in ((7, layer), (8, inner))]
         self.assertEqual([rewriting.at(text, numbered, 2, column) for column in (1, 3, 4, 6, 7, 11)],
-                         [7, 7, 8, 8, 7, None])
+                         [{7}, {7}, {8}, {8}, {7}, {7, 8}])
+        self.assertEqual(rewriting.at(text, numbered, 1, 1), set())
 
     def test_nested_and_crossing_ranges(self):
         wrap = "<" + rewriting.INNER + ">"

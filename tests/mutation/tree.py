@@ -166,8 +166,8 @@ def spoiled(output, numbered):
             name = path.relative_to(TREE).as_posix()
             there = [each for each in numbered if each[1].file == name]
             if there:
-                result.add(rewriting.at(content(name), there, int(found[1]), int(found[2])))
-    return result - {None}
+                result |= rewriting.at(content(name), there, int(found[1]), int(found[2]))
+    return result
 
 
 def failed_files(output):
