@@ -36,8 +36,9 @@ def parse(arguments):
     parser.add_argument("--list", action="store_true", help="only list the mutants")
     parser.add_argument("--all", action="store_true", help="show the explained survivors, too")
     parser.add_argument("--tests", metavar="REGEX", help="only with these tests")
-    parser.add_argument("--longest", type=float, metavar="SECONDS",
-                        help="only with tests that take so long at most without a mutant")
+    parser.add_argument("--longest", type=float, default=SLOWEST_TEST, metavar="SECONDS",
+                        help="only with tests that take so long at most without a mutant; "
+                             "a later run without it tries the survivors with the others")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), metavar="N")
     parser.add_argument("--again", action="store_true",
                         help="try what an earlier run has tried of the same files")
@@ -111,7 +112,7 @@ class Run:
         self.options = options
         self.cache = records.Cache()
         self.lock = threading.Lock()
-        self.tests_state = records.tests_state(f"{options.tests} {options.longest}")
+        self.tests_state = records.tests_state(options.tests)
         self.times = {}
         self.reaching = {}
 
@@ -125,9 +126,6 @@ class Run:
         tests = {test.name: test for test in trials.listed(self.options.tests)}
         self.reaching = {number: [] for number, _ in self.numbered}
         for test, (seconds, numbers) in self.reach(tests).items():
-            if self.options.longest and seconds > self.options.longest:
-                tree.say(f"left out, since it takes {seconds:.0f} s: {test}")
-                continue
             self.times[test] = seconds
             for number in numbers:
                 self.reaching[number].append(tests[test])
@@ -139,13 +137,18 @@ class Run:
         compiled = {mutant for _, mutant in self.numbered}
         for mutant in left:
             if mutant not in compiled:
-                self.cache.keep(mutant, records.compiled_state(mutant), records.DROPPED, 0)
+                self.cache.keep(mutant, records.compiled_state(mutant), records.DROPPED, 0, 0)
         self.cache.save()
 
     def known(self, mutant):
         if self.options.again:
             return None
-        return self.cache.verdict(mutant, records.mutant_state(mutant, self.tests_state))
+        known = self.cache.verdict(mutant, self.state(mutant))
+        settled = known and (known["caught_by"] or known["longest"] >= self.options.longest)
+        return known if settled else None
+
+    def state(self, mutant):
+        return records.mutant_state(mutant, self.tests_state)
 
     def reach(self, tests):
         """{test: (seconds, [numbers])}, of an earlier run when nothing has changed."""
@@ -176,17 +179,18 @@ class Run:
                         self.cache.save()
                     tree.say(f"{folder.where}: {done} of {len(todo)} tried")
         for _, mutant in mine:
-            folder.count(mutant, self.cache.verdict(mutant, records.mutant_state(
-                mutant, self.tests_state)))
+            folder.count(mutant, self.cache.verdict(mutant, self.state(mutant)))
 
     def one(self, item):
+        """A mutant that has survived the quick tests before is tried with the others alone."""
         number, mutant = item
         tests = self.reaching[number]
-        groups = trials.order(tests, self.times, self.cache.last_catcher(mutant))
+        done = -1 if self.options.again else self.cache.survived(mutant, self.state(mutant))
+        left = [test for test in tests if done < self.times[test.name] <= self.options.longest]
+        groups = trials.order(left, self.times, self.cache.last_catcher(mutant))
         catcher = trials.attempt(number, groups, self.times)
         with self.lock:
-            self.cache.keep(mutant, records.mutant_state(mutant, self.tests_state), catcher,
-                            len(tests))
+            self.cache.keep(mutant, self.state(mutant), catcher, len(tests), self.options.longest)
 
 
 def main(arguments=None):

@@ -31,15 +31,20 @@ class Cache:
         known = self.data["verdicts"].get(self.key(mutant))
         return known if known and known["state"] == state else None
 
+    def survived(self, mutant, state):
+        """How long the tests took that it has survived already, each of them; -1 when none has."""
+        known = self.verdict(mutant, state)
+        return known["longest"] if known and not known["caught_by"] else -1
+
     def is_dropped(self, mutant):
         return (self.verdict(mutant, compiled_state(mutant)) or {}).get("caught_by") == DROPPED
 
     def last_catcher(self, mutant):
         return self.data["verdicts"].get(self.key(mutant), {}).get("caught_by")
 
-    def keep(self, mutant, state, caught_by, reaching):
+    def keep(self, mutant, state, caught_by, reaching, longest):
         self.data["verdicts"][self.key(mutant)] = {
-            "state": state, "caught_by": caught_by, "reaching": reaching}
+            "state": state, "caught_by": caught_by, "reaching": reaching, "longest": longest}
 
     def reach(self, where, state):
         known = self.data["reaches"].get(where)

@@ -172,8 +172,8 @@ def attempt(number, groups, times):
     """The name of the test or program that fails with this mutant, or None when all pass."""
     for group in groups:
         usual = sum(times[test.name] for test in group)
-        passed, _, _ = execute(joined(group), group[0].folder, group[0].environment, number,
-                               10 * usual + 10)
+        limit = min(10 * usual + 10, 2 * usual + 60)
+        passed, _, _ = execute(joined(group), group[0].folder, group[0].environment, number, limit)
         if not passed:
             return group[0].name
     return None
