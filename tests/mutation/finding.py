@@ -39,7 +39,9 @@ def find(name, path, arguments, text):
 
 def declarations(source, cursor):
     if cursor.kind in FUNCTIONS:
-        if cursor.is_definition() and not is_constant(source, cursor):
+        words = head(source, cursor)
+        if cursor.is_definition() and b"consteval" not in words:
+            source.is_constant = b"constexpr" in words
             for child in cursor.get_children():
                 if child.kind != Kind.PARM_DECL:
                     walk(source, child, cursor)
@@ -49,16 +51,15 @@ def declarations(source, cursor):
             declarations(source, child)
 
 
-def is_constant(source, cursor):
-    """Whether the compiler may need the function or the variable while it compiles."""
+def head(source, cursor):
+    """The words of a declaration before its body or value."""
     start, end = range_of(cursor)
-    head = re.split(rb"[{=]", source.text[start:end], maxsplit=1)[0]
-    return re.search(rb"\b(constexpr|consteval)\b", head) is not None
+    return re.findall(rb"\w+", re.split(rb"[{=]", source.text[start:end], maxsplit=1)[0])
 
 
 def walk(source, cursor, parent):
     kind = cursor.kind
-    if kind == Kind.STATIC_ASSERT or kind == Kind.VAR_DECL and is_constant(source, cursor):
+    if kind == Kind.STATIC_ASSERT or kind == Kind.VAR_DECL and b"constexpr" in head(source, cursor):
         return
     if kind == Kind.DECL_STMT and re.match(r"(static\s+)?constexpr\b", source.of(cursor)):
         return

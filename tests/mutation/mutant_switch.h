@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 namespace svc_mutant {
 
@@ -110,6 +111,11 @@ inline void Start() noexcept {
 inline bool Is(int number) noexcept {
   reached[number] = 1;
   return active == number;
+}
+
+// The same in a function that the compiler may run itself: there no mutant is active.
+constexpr bool IsAtRunTime(int number) noexcept {
+  return !std::is_constant_evaluated() && Is(number);
 }
 
 }  // namespace svc_mutant

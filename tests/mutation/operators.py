@@ -8,7 +8,7 @@ import re
 
 from clang.cindex import CursorKind as Kind, Index, TypeKind
 
-from rewriting import INNER, SWITCH, Layer, Mutant
+from rewriting import INNER, RUN_TIME_SWITCH, SWITCH, Layer, Mutant
 
 RELATIONS = {"<": ("<=", ">"), ">": (">=", "<"), "<=": ("<", ">"), ">=": (">", "<"),
              "==": ("!=",), "!=": ("==",)}
@@ -37,6 +37,7 @@ class Source:
         self.path = path
         self.text = text
         self.found = {}
+        self.is_constant = False  # whether the compiler may run the function at hand itself
         self.unit = Index.create().parse(path, arguments, [(path, text.decode())], options=1)
         self.macros = [(each.extent.start.offset, each.extent.end.offset)
                        for each in self.unit.cursor.get_children()
@@ -66,6 +67,8 @@ class Source:
             if "//" in wrapper or 'R"' in wrapper:
                 return
             wrapper = wrapper.replace("\n", " ")
+        if self.is_constant:
+            wrapper = wrapper.replace(SWITCH, RUN_TIME_SWITCH)
         line = self.text.count(b"\n", 0, start)
         column = start - (self.text.rfind(b"\n", 0, start) + 1) + 1
         before, after = (" ".join(text.split()) for text in change)

@@ -9,6 +9,7 @@ import dataclasses
 
 INNER = "\0"  # in a wrapper: what is wrapped
 SWITCH = "\1"  # in a wrapper: whether the mutant is active
+RUN_TIME_SWITCH = "\2"  # the same where the compiler may run the code itself
 
 
 @dataclasses.dataclass(frozen=True)
@@ -83,7 +84,8 @@ def render(text, layers):
     for number, layer in nested(layers):
         close_until(layer.start)
         copy_until(layer.start)
-        wrapper = layer.wrapper.replace(SWITCH, f"::svc_mutant::Is({number})")
+        wrapper = layer.wrapper.replace(SWITCH, f"::svc_mutant::Is({number})").replace(
+            RUN_TIME_SWITCH, f"::svc_mutant::IsAtRunTime({number})")
         before, after = wrapper.split(INNER)
         pending.append((layer.end, after.encode(), len(result), number))
         result.extend(before.encode())
@@ -93,11 +95,15 @@ def render(text, layers):
 
 
 def mutated(text, header, numbered):
-    """A source with its mutants [(number, mutant)]; without any, the source itself."""
+    """A source with its mutants [(number, mutant)]; without any, the source itself.
+
+    Warnings of what they make odd in a header are those of a system's header.
+    """
     if not numbered:
         return text
     body, _ = render(text, [(number, mutant.layer) for number, mutant in numbered])
-    return f'#include "{header}"\n#line 1\n'.encode() + body
+    quiet = "#pragma GCC system_header\n" if numbered[0][1].file.endswith(".h") else ""
+    return f'#include "{header}"\n{quiet}#line 1\n'.encode() + body
 
 
 def at(text, numbered, line, column):

@@ -69,6 +69,7 @@ int AskChild(const char* program) {
 bool Passes(std::string_view test, const char* program) {
   if (test == "kinds") return KindOf(9) == EKind::kSmall && KindOf(10) == EKind::kLarge;
   if (test == "special") return IsSpecial(12) && !IsSpecial(14);
+  if (test == "twice") return Twice(std::stoi("3")) == 6;
   if (test == "text") return Describe(3) == "of!small." && Describe(14) == "7-large.";
   return test == "child" && AskChild(program) == 0;
 }

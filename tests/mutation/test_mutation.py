@@ -66,7 +66,6 @@ class Operators(Sample):
 
     def test_constants_of_the_language_and_macros_are_left_alone(self):
         for line in ("constexpr int kBound = 10;", "static_assert(Twice(2) == 4);",
-                     "constexpr int Twice(int value) { return value * 2; }",
                      "#define IS_ODD(value) ((value) % 2 == 1)", "if (IS_ODD(value)) return {};",
                      "std::array<char, 4> unused{};"):
             literal = [str(mutant) for mutant in self.mutants if mutant.line_text == line
@@ -97,7 +96,7 @@ class Behaviour(Sample):
         subprocess.run([COMPILER, "-std=c++20", "-O0", "-Werror=vla", source, "-o", cls.program],
                        check=True)
         cls.tests = [trials.Test(name, (str(cls.program), name), cls.folder.name, ())
-                     for name in ("kinds", "special", "text", "child")]
+                     for name in ("kinds", "special", "text", "twice", "child")]
         cls.reach = trials.Recorder(2, 60).record(cls.tests, [number for number, _ in cls.numbered])
 
     def reaching(self, number):
@@ -109,7 +108,7 @@ class Behaviour(Sample):
         return trials.attempt(number, trials.order(tests, times), times)
 
     def test_without_a_mutant_it_behaves_as_before(self):
-        self.assertEqual(sorted(self.reach), ["child", "kinds", "special", "text"])
+        self.assertEqual(sorted(self.reach), ["child", "kinds", "special", "text", "twice"])
 
     def test_a_bound_is_caught_by_the_test_of_the_bound_alone(self):
         number = self.number("value < kBound → value <= kBound")
@@ -125,6 +124,10 @@ class Behaviour(Sample):
     def test_the_switch_reaches_a_child_with_an_empty_environment(self):
         number = self.number("12 → 11", "bool IsSpecial")
         self.assertEqual(self.catcher(number, ["child"]), "child")
+
+    def test_what_the_compiler_may_run_itself_changes_where_the_program_runs_it(self):
+        number = self.number("2 → 3", "constexpr int Twice")
+        self.assertEqual(self.catcher(number, ["twice"]), "twice")
 
     def test_what_runs_for_ever_is_caught(self):
         self.assertEqual(trials.execute(["sleep", "60"], "/", (), 0, 0.2)[0], False)

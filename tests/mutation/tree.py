@@ -25,8 +25,9 @@ WORK = ROOT / "build" / "mutate"
 TREE = WORK / "tree"
 BUILD = TREE / "build" / "release"
 HEADER = TREE / "tests" / "mutation" / "mutant_switch.h"
-FOLDERS = ("plugin", "catalogue", "inventory", "firmware", "drivers", "runtime", "collect",
-           "report", "svcheck")
+FOLDERS = ("rules", "plugin", "catalogue", "inventory", "firmware", "drivers", "runtime/hskcore",
+           "runtime/xmlparser", "runtime/acquire", "runtime/plugin.nsp", "collect", "report",
+           "svcheck")
 MAKERS = tuple(pathlib.Path(module.__file__).read_bytes()
                for module in (finding, operators, rewriting))
 ROUNDS = 25
@@ -106,7 +107,11 @@ def configure():
 
 
 def sources(where):
-    """{name: (path, arguments)} of the sources that are built, in this folder or file."""
+    """{name: (path, arguments)} of the sources that are built, in this folder or file.
+
+    Headers only where they are named, or the folder has nothing else: all that includes them is
+    built again.
+    """
     commands = json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8"))
     result = {}
     for command in commands:
@@ -116,7 +121,20 @@ def sources(where):
         name = path.relative_to(TREE).as_posix()
         if name == where or name.startswith(where + "/"):
             result.setdefault(name, (str(path), arguments_of(command)))
-    return dict(sorted(result.items()))
+    return dict(sorted(result.items())) or headers(where, commands)
+
+
+def headers(where, commands):
+    """The same of headers, each as the first source sees it that may include it."""
+    result = {}
+    for name in project_files():
+        if name.endswith(".h") and (name == where or name.startswith(where + "/")):
+            seen = (arguments_of(command) for command in commands)
+            for arguments in seen:
+                if any((pathlib.Path(word[2:]) / name).is_file() for word in arguments):
+                    result[name] = (str(TREE / name), ["-x", "c++", *arguments])
+                    break
+    return result
 
 
 def arguments_of(command):
@@ -159,9 +177,9 @@ def candidates(where, jobs):
 def spoiled(output, numbered):
     """Those of the numbered mutants that the compiler's errors speak of."""
     result = set()
-    for found in set(re.findall(r"^(/\S+?):(\d+):(\d+):\s+(?:fatal error|error|required from)",
+    for found in set(re.findall(r"^(\S+?):(\d+):(\d+):\s+(?:fatal error|error|required from)",
                                 output, re.MULTILINE)):
-        path = pathlib.Path(found[0])
+        path = (BUILD / found[0]).resolve()
         if path.is_relative_to(TREE):
             name = path.relative_to(TREE).as_posix()
             there = [each for each in numbered if each[1].file == name]
