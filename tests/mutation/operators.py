@@ -187,9 +187,15 @@ def enumerator(source, cursor):
                        text[:len(text) - len(target.spelling)] + other)
 
 
+# Whose arguments have no order.
+COMMUTATIVE = ("min", "max")
+
+
 def arguments(source, cursor):
     """Two arguments side by side of the same type exchanged."""
     if cursor.kind != Kind.CALL_EXPR or cursor.spelling.startswith("operator"):
+        return
+    if cursor.spelling in COMMUTATIVE:
         return
     start, end = range_of(cursor)
     given = [each for each in cursor.get_arguments() if each and source.of(each).strip()]
