@@ -26,8 +26,8 @@ TREE = WORK / "tree"
 BUILD = TREE / "build" / "release"
 HEADER = TREE / "tests" / "mutation" / "mutant_switch.h"
 FOLDERS = ("rules", "plugin", "catalogue", "inventory", "firmware", "drivers", "runtime/hskcore",
-           "runtime/xmlparser", "runtime/acquire", "runtime/plugin.nsp", "collect", "report",
-           "svcheck")
+           "runtime/xmlparser", "runtime/acquire", "runtime/plugin.nsp", "runtime/files", "collect",
+           "report", "svcheck")
 MAKERS = tuple(pathlib.Path(module.__file__).read_bytes()
                for module in (finding, operators, rewriting))
 ROUNDS = 25

@@ -51,7 +51,14 @@ TEST_F(PluginManager, ReleasesEachPluginOnce) {
 }
 
 TEST_F(PluginManager, RefusesANullPlugin) {
-  EXPECT_THROW(manager->RegisterPlugin(nullptr), THSKException);
+  try {
+    manager->RegisterPlugin(nullptr);
+    FAIL() << "registered";
+  } catch (const THSKException& error) {
+    EXPECT_EQ(error.GetStatusCode(), THSKStatusCode::kFailed);
+    EXPECT_STREQ(error.what(), "A null pointer cannot be registered as a plug-in");
+  }
+  EXPECT_TRUE(manager->GetPlugins().empty());
 }
 
 TEST_F(PluginManager, HoldsNoClasses) {
@@ -61,6 +68,7 @@ TEST_F(PluginManager, HoldsNoClasses) {
     FAIL() << "found";
   } catch (const THSKException& error) {
     EXPECT_EQ(error.GetStatusCode(), THSKStatusCode::kClassNotFound);
+    EXPECT_STREQ(error.what(), "The plug-in manager has no class \"QRXSG_SVResult\"");
   }
 }
 

@@ -1,0 +1,3 @@
+#include "host/hskcore/export.h"
+
+extern "C" HOST_EXPORT int LibraryEntry(void*, unsigned long, void*) { throw 1; }
