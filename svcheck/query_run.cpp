@@ -107,12 +107,14 @@ TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerN
 
 TLoadedPlugin::~TLoadedPlugin() { InstallPluginManager({}); }
 
-// Another plug-in may read its records again or change them: they stay where it put them.
+// Another plug-in may read its records again or change them: they stay where it put them. So do
+// those that are instances of a further class, such as that of the drivers: a query that enumerates
+// it after the first records meets them.
 TQueryRun::TQueryRun(TQueryRequest wanted, std::shared_ptr<TLoadedPlugin> loaded)
     : request(std::move(wanted)), inventory(MakeInMemoryNamespace()), plugin(std::move(loaded)) {
   ReadInventory();
   if (!plugin) plugin = std::make_shared<TLoadedPlugin>(request.plugin);
-  if (PluginName() != rules::kPluginName) return;
+  if (PluginName() != rules::kPluginName || HasSuperclass(inventory, rules::kResultClass)) return;
   spool = std::make_shared<TRecordSpool>();
   SetInstanceSink(inventory, rules::kResultClass, spool.get());
 }

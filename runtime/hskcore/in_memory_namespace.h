@@ -92,6 +92,11 @@ class HOST_INTERFACE IInstanceSink {
 HSKCORE_API void SetInstanceSink(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
                                  std::string_view className, IInstanceSink* sink);
 
+// Whether the instances of the class are those of another class as well, whose enumerations show
+// them. False where there is no such class. Throws THSKException as SetInstanceSink does.
+HSKCORE_API bool HasSuperclass(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& source,
+                               std::string_view className);
+
 // The number of an instance that an observer was told of.
 HSKCORE_API TRowId NumberOf(const NQRXHSK20::ICIMInstance& instance) noexcept;
 

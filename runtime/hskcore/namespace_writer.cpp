@@ -329,6 +329,12 @@ void SetInstanceSink(const boost::shared_ptr<ICIMNamespace>& target, std::string
   InMemory(target)->SetSink(className, sink);
 }
 
+bool HasSuperclass(const boost::shared_ptr<ICIMNamespace>& source, std::string_view className) {
+  const TCimState& state = InMemory(source)->State();
+  const TClassId id = state.FindClass(className);
+  return id != kNoClass && state.SuperclassOf(id) != kNoClass;
+}
+
 std::optional<std::string> StoredText(const ICIMInstance& instance, std::string_view name) {
   if (typeid(instance) != typeid(TStoredInstance)) return {};
   return static_cast<const TStoredInstance&>(instance).Text(name);

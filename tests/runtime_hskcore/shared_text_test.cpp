@@ -99,6 +99,16 @@ TEST(InstanceSink, TakesWhatIsCommittedToItsClassAndThoseBelow) {
   EXPECT_EQ(InstancesOf(space, "A").size(), 1U);
 }
 
+TEST(Superclass, IsThereWhereAClassDerivesFromAnother) {
+  const TNamespaceHandle space = MakeInMemoryNamespace();
+  Declare(space, "A");
+  EXPECT_FALSE(HasSuperclass(space, "A"));
+  Declare(space, "B", "A");
+  EXPECT_FALSE(HasSuperclass(space, "A"));
+  EXPECT_TRUE(HasSuperclass(space, "b"));
+  EXPECT_FALSE(HasSuperclass(space, "C"));
+}
+
 TEST(InstanceSink, TakesAnInstanceOnce) {
   const TNamespaceHandle space = MakeInMemoryNamespace();
   Declare(space, "A");

@@ -116,6 +116,21 @@ class Query(ProgramTest):
         self.assertEqual((result.returncode, result.stdout), (0, ""), result.stderr)
         self.assertIn("Unable to determine machine type", (self.folder / "log.json").read_text())
 
+    def test_records_that_are_drivers_too_are_read_as_drivers(self):
+        derived = ('<VALUE.OBJECT><CLASS NAME="QRXSG_SVResult" '
+                   'SUPERCLASS="QRXSG_DeviceDriverInfo"/></VALUE.OBJECT>')
+        catalogue = self.catalogue(element(**BIOS_UPDATE, driverFiles="e1000.sys-#1.0"))
+        states = []
+        plain = self.machine().read_text()
+        for text in (plain, plain.replace("<VALUE.OBJECT>", derived + "<VALUE.OBJECT>", 1)):
+            result = self.query("--inventory", self.write("machine.xml", text), "--context",
+                                f"svPath={catalogue}", "--log", self.folder / "log.ndjson")
+            self.assertEqual(len(records_of(result.stdout)), 1, result.stderr)
+            entries = (self.folder / "log.ndjson").read_text().splitlines()
+            states.append(sum(json.loads(entry)["message"] == "Driver status:"
+                              for entry in entries))
+        self.assertEqual(states, [0, 1])
+
     def test_several_inventories_add_up(self):
         first = self.write("one.xml", document([MACHINE, SYSTEM]))
         second = self.write("two.xml", document([bios("B")]))
