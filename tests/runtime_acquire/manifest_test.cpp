@@ -217,12 +217,13 @@ TEST(Acceptance, EndsWithTheDateOfTheManifest) {
 TEST(Acceptance, OfSerialsGoesByTheWholeNumber) {
   for (const auto& [text, value] : kOutsideNumbers) {
     if (!value) continue;
-    const TManifest manifest{*value, {}, {}};
-    EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, *value); }), EOutcome::kDone) << text;
-    const bool hasLess = *value > 0;
-    const bool hasMore = *value != std::numeric_limits<std::uint64_t>::max();
-    EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, *value - hasLess); }), EOutcome::kDone) << text;
-    EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, *value + hasMore); }),
+    const std::uint64_t serial = *value;
+    const TManifest manifest{serial, {}, {}};
+    EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, serial); }), EOutcome::kDone) << text;
+    const bool hasLess = serial > 0;
+    const bool hasMore = serial != std::numeric_limits<std::uint64_t>::max();
+    EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, serial - hasLess); }), EOutcome::kDone) << text;
+    EXPECT_EQ(OutcomeOf([&] { CheckSerial(manifest, serial + hasMore); }),
               hasMore ? EOutcome::kRolledBack : EOutcome::kDone)
         << text;
   }

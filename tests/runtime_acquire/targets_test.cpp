@@ -26,11 +26,14 @@ TEST(TextTarget, TakesATextUpToItsLimit) {
   for (const auto& [size, outcome] :
        {std::pair(9, EOutcome::kDone), {10, EOutcome::kDone}, {11, EOutcome::kTooLarge}}) {
     TTextTarget target("path", 10);
-    EXPECT_EQ(OutcomeOf([&] { target.CheckLength(static_cast<std::uint64_t>(size)); }), outcome);
-    EXPECT_EQ(OutcomeOf([&] { target.Append(std::string(static_cast<std::size_t>(size), 'x')); }),
+    EXPECT_EQ(OutcomeOf([&, size = size] { target.CheckLength(static_cast<std::uint64_t>(size)); }),
+              outcome);
+    EXPECT_EQ(OutcomeOf([&, size = size] {
+                target.Append(std::string(static_cast<std::size_t>(size), 'x'));
+              }),
               outcome);
     TTextTarget bytewise("path", 10);
-    EXPECT_EQ(OutcomeOf([&] {
+    EXPECT_EQ(OutcomeOf([&, size = size] {
                 for (int i = 0; i < size; ++i) bytewise.Append("x");
               }),
               outcome);
@@ -134,7 +137,10 @@ TEST_F(FileTarget, HasTheLengthOfTheManifest) {
                                         {11, EOutcome::kBadContent},
                                         {0, EOutcome::kBadContent}}) {
     const auto target = Make();
-    EXPECT_EQ(OutcomeOf([&] { target->CheckLength(static_cast<std::uint64_t>(length)); }), outcome);
+    EXPECT_EQ(OutcomeOf([&, length = length] {
+                target->CheckLength(static_cast<std::uint64_t>(length));
+              }),
+              outcome);
     EXPECT_EQ(HoldsStaged(), outcome == EOutcome::kDone);
   }
   for (const auto& [text, value] : kOutsideNumbers) {

@@ -62,17 +62,19 @@ TEST(IntegerBounds, OfASixteenBitConversionAreKept) {
   const std::uint64_t one = 1;
   for (const std::uint64_t beyond : {one << 16, (one << 16) + 36, one << 31, one << 32,
                                      (one << 32) + 36, one << 63, ~std::uint64_t{0}}) {
-    EXPECT_THROW(static_cast<std::uint16_t>(TCIMValue::Unsigned(ECIMType::kUint64, beyond)),
+    EXPECT_THROW(static_cast<void>(
+                     static_cast<std::uint16_t>(TCIMValue::Unsigned(ECIMType::kUint64, beyond))),
                  NQRXHSK20::THSKException)
         << beyond;
-    EXPECT_THROW(static_cast<std::uint16_t>(TCIMValue(std::to_string(beyond))),
+    EXPECT_THROW(static_cast<void>(static_cast<std::uint16_t>(TCIMValue(std::to_string(beyond)))),
                  NQRXHSK20::THSKException)
         << beyond;
   }
-  EXPECT_THROW(static_cast<std::uint16_t>(TCIMValue("18446744073709551652")),
+  EXPECT_THROW(static_cast<void>(static_cast<std::uint16_t>(TCIMValue("18446744073709551652"))),
                NQRXHSK20::THSKException);
-  EXPECT_THROW(static_cast<std::uint16_t>(TCIMValue::Signed(ECIMType::kSint64, -1)),
-               NQRXHSK20::THSKException);
+  EXPECT_THROW(
+      static_cast<void>(static_cast<std::uint16_t>(TCIMValue::Signed(ECIMType::kSint64, -1))),
+      NQRXHSK20::THSKException);
 }
 
 TEST(IntegerBounds, OfTheRadixAreKept) {

@@ -137,7 +137,7 @@ TEST_F(SettingsFile, MayHaveKeysOfAFewParts) {
 TEST_F(SettingsFile, MayNestAFewListsAndTables) {
   constexpr const char* kDeep = ":2: lists and tables are nested too deeply";
   for (const auto& [open, close] : {std::pair("[", "]"), std::pair("{a=", "}")}) {
-    const auto nested = [&](std::size_t depth) {
+    const auto nested = [&, open = open, close = close](std::size_t depth) {
       return "\nformat = " + Repeated(open, depth) + "1" + Repeated(close, depth) + "\n";
     };
     EXPECT_EQ(Refusal(nested(17)), kDeep);
