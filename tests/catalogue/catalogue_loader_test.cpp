@@ -1,6 +1,7 @@
 #include "catalogue/catalogue_loader.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <boost/make_shared.hpp>
 #include <cstdint>
@@ -78,6 +79,38 @@ TEST_F(TCatalogueFile, MissingFileHasTheHostsStatus) {
 TEST_F(TCatalogueFile, FolderCannotBeRead) {
   std::filesystem::create_directory("index.xml");
   EXPECT_EQ(StatusOf("index.xml"), 11);
+  EXPECT_TRUE(host.script.Calls().empty());
+}
+
+// The parser reads up to the end of the block; an allocator gives a few bytes more than it is
+// asked.
+TEST_F(TCatalogueFile, LiesInABlockOfItsSize) {
+  const std::string text(100'000, 'x');
+  folder.Write("index.xml", text);
+  host.documents[text] = [](TFakeNamespace&) {};
+  EXPECT_EQ(StatusOf("index.xml"), 0);
+  EXPECT_GE(host.documentBlock, text.size());
+  EXPECT_LT(host.documentBlock, text.size() + text.size() / 2);
+}
+
+TEST_F(TCatalogueFile, ThatMayNotBeReadIsNamedWithTheReason) {
+  folder.Write("index.xml", "a document");
+  std::filesystem::permissions(folder.Path(), std::filesystem::perms(0755));
+  std::filesystem::permissions("index.xml", std::filesystem::perms::none);
+  const bool isRoot = ::geteuid() == 0;  // who may read everything
+  if (isRoot) {
+    ASSERT_EQ(::seteuid(65534), 0);
+  }
+  try {
+    Load("index.xml");
+    ADD_FAILURE() << "read";
+  } catch (const THSKException& exception) {
+    EXPECT_EQ(exception.GetStatusCode(), THSKStatusCode::kFileUnreadable);
+    EXPECT_EQ(exception.GetMessageText(), "Cannot open 'index.xml': Permission denied");
+  }
+  if (isRoot) {
+    ASSERT_EQ(::seteuid(0), 0);
+  }
   EXPECT_TRUE(host.script.Calls().empty());
 }
 

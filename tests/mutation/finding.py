@@ -41,6 +41,7 @@ def declarations(source, cursor):
     if cursor.kind in FUNCTIONS:
         words = head(source, cursor)
         if cursor.is_definition() and b"consteval" not in words:
+            source.function = cursor.spelling
             source.is_constant = b"constexpr" in words
             for child in cursor.get_children():
                 if child.kind != Kind.PARM_DECL:

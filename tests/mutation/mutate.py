@@ -78,9 +78,9 @@ class Folder:
         self.where = where
         self.explained = explained
         found = tree.candidates(where, options.jobs)
-        for file, line, change in explained.stale(found):
-            tree.say(f"{records.EXPLAINED.name}: explains what is not there: {file}: {line}: "
-                     f"{change}")
+        for block in explained.stale(found):
+            tree.say(f"{records.EXPLAINED.name}: explains what is not there: {block['file']}: "
+                     f"{block['line']}: {block['change']}")
         self.chosen = sample(found, options.most, options.seed)
         self.survivors = []
         self.known = []

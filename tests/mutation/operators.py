@@ -37,6 +37,7 @@ class Source:
         self.path = path
         self.text = text
         self.found = {}
+        self.function = ""
         self.is_constant = False  # whether the compiler may run the function at hand itself
         self.unit = Index.create().parse(path, arguments, [(path, text.decode())], options=1)
         self.macros = [(each.extent.start.offset, each.extent.end.offset)
@@ -75,7 +76,7 @@ class Source:
         key = (start, end, operator, before, after)
         self.found.setdefault(key, Mutant(
             self.name, line + 1, column, operator, self.lines[line].decode().strip(), before,
-            after, Layer(start, end, RANKS.index(operator.split()[0]), wrapper)))
+            after, Layer(start, end, RANKS.index(operator.split()[0]), wrapper), self.function))
 
     def replace(self, operator, start, end, new):
         self.add(operator, start, end, VALUE.replace("{}", new),

@@ -8,6 +8,7 @@ CACHE = tree.WORK / "verdicts.json"
 EXPLAINED = tree.ROOT / "tests" / "mutation" / "equivalent.txt"
 DROPPED = "the compiler"  # catches what does not compile; that is no mutant
 FIELDS = ("file", "line", "change", "why")
+MORE_FIELDS = ("function",)  # where a line stands more than once in a file
 
 
 class Cache:
@@ -84,13 +85,13 @@ def parse_explained(text):
             name, colon, value = line.partition(": ")
             if line[0] == " " and last:
                 fields[last] += " " + line.strip()
-            elif colon and name in FIELDS and name not in fields:
+            elif colon and name in FIELDS + MORE_FIELDS and name not in fields:
                 last = name
                 fields[name] = value.strip()
             else:
                 raise tree.Failure(f"{EXPLAINED}: block {number}: {line!r}: expected "
                                    f"{', '.join(FIELDS)}, each once")
-        if set(fields) != set(FIELDS):
+        if not set(fields) >= set(FIELDS):
             raise tree.Failure(f"{EXPLAINED}: block {number}: {lines[0]!r}: lacks "
                                f"{', '.join(each for each in FIELDS if each not in fields)}")
         blocks.append(fields)
@@ -103,14 +104,18 @@ class Explained:
     def __init__(self, text=None):
         if text is None:
             text = EXPLAINED.read_text(encoding="utf-8") if EXPLAINED.is_file() else ""
-        self.why = {(each["file"], each["line"], each["change"]): each["why"]
-                    for each in parse_explained(text)}
+        self.blocks = parse_explained(text)
 
     def of(self, mutant):
-        return self.why.get(mutant.identity[:3])
+        return next((block["why"] for block in self.blocks if self.is_of(block, mutant)), None)
+
+    @staticmethod
+    def is_of(block, mutant):
+        here = (block["file"], block["line"], block["change"])
+        return here == mutant.identity[:3] and block.get("function") in (None, mutant.function)
 
     def stale(self, mutants):
-        """Explanations of the files of these mutants that explain none of them."""
+        """What is explained of the files of these mutants and is none of them."""
         files = {mutant.file for mutant in mutants}
-        there = {mutant.identity[:3] for mutant in mutants}
-        return sorted(key for key in self.why if key[0] in files and key not in there)
+        return [block for block in self.blocks if block["file"] in files
+                and not any(self.is_of(block, mutant) for mutant in mutants)]

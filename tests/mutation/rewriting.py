@@ -32,6 +32,7 @@ class Mutant:
     before: str
     after: str
     layer: Layer
+    function: str = ""
     occurrence: int = 0  # among those with the same line text and change
 
     @property

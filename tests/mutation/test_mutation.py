@@ -173,7 +173,14 @@ class Rest(unittest.TestCase):
         self.assertEqual(explained.of(same), "never the same, as one says")
         self.assertIsNone(explained.of(other))
         self.assertEqual(explained.stale([same]), [])
-        self.assertEqual(explained.stale([other]), [("a", "if (x < y) {", "x < y → x <= y")])
+        self.assertEqual([block["line"] for block in explained.stale([other])], ["if (x < y) {"])
+
+    def test_an_explanation_may_be_of_one_function_alone(self):
+        explained = records.Explained("file: a\nfunction: F\nline: return 1;\nchange: 1 → 2\nwhy: b")
+        layer = rewriting.Layer(0, 1, 0, rewriting.INNER)
+        for function, why in (("F", "b"), ("G", None)):
+            mutant = rewriting.Mutant("a", 7, 1, "literal", "return 1;", "1", "2", layer, function)
+            self.assertEqual(explained.of(mutant), why)
 
     def test_an_explanation_that_lacks_something_is_refused(self):
         for text in ("file: a\nline: b\nchange: c", "file: a\nfile: b", "what: a"):
@@ -181,9 +188,10 @@ class Rest(unittest.TestCase):
                 records.parse_explained(text)
 
     def test_what_is_explained_is_there(self):
-        for file, line, _ in records.Explained().why:
-            lines = (tree.ROOT / file).read_text(encoding="utf-8").splitlines()
-            self.assertIn(line, [each.strip() for each in lines], file)
+        for block in records.Explained().blocks:
+            lines = (tree.ROOT / block["file"]).read_text(encoding="utf-8").splitlines()
+            self.assertIn(block["line"], [each.strip() for each in lines], block["file"])
+            self.assertIn(block.get("function", ""), "\n".join(lines), block["file"])
 
 
 if __name__ == "__main__":

@@ -76,6 +76,8 @@ class TFakeHost {
   boost::shared_ptr<TFakeNamespace> inventory;
   // By text. A document that is not listed fails with status 1.
   std::map<std::string, TDocument> documents;
+  // Of the block that the last one was parsed from.
+  std::size_t documentBlock = 0;
   // What the definitions file declares.
   TDocument definitions;
   TFakeDownload download;

@@ -29,7 +29,8 @@ void TCIMXMLParser::SetSV402Mode() { TFakeHost::Current().script.Enter("SetSV402
 // The text ends at a zero byte or with its block.
 void TXmlParser::Parse(char* text) {
   TFakeHost& host = TFakeHost::Current();
-  const std::string document(text, strnlen(text, malloc_usable_size(text)));
+  host.documentBlock = malloc_usable_size(text);
+  const std::string document(text, strnlen(text, host.documentBlock));
   host.script.Enter("Parse " + document);
   const auto entry = host.documents.find(document);
   if (entry == host.documents.end()) {
