@@ -59,7 +59,7 @@ std::string WithPlainCharacters(std::string_view text) {
 
 // Digits without the zeros before them; nothing for the scheme's own port.
 std::string PortOf(const std::string& scheme, std::string_view digits) {
-  while (digits.starts_with('0')) digits.remove_prefix(1);
+  while (digits.size() > 1 && digits.starts_with('0')) digits.remove_prefix(1);
   return digits == (scheme == "http" ? "80" : "443") ? "" : std::string(digits);
 }
 
