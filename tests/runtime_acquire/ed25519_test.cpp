@@ -34,6 +34,19 @@ TEST(Ed25519, AcceptsTheVectorsOfTheStandard) {
         << vector.key;
 }
 
+// With the key of the standard's first test.
+TEST(Ed25519, AcceptsAPointWhoseHighestByteIsZero) {
+  const std::pair<const char*, const char*> signatures[] = {
+      {"22",
+       "8045b6f9f35cd7f3c1a691a202b85707b88460530c2f24e428388de772006480"
+       "fe1d42abcf1f0af0d4adb64dd56fe77541aaf12528eace467a188fe07d006801"},
+      {"120",
+       "f6abfb65f9cfe29a60aa201ea2eabcb8034349cdef0166c60374d91f73055500"
+       "fd3871fc748697f910adb7fdf9ba1c611f52dba11312c43c1b6018bd19431a0a"}};
+  for (const auto& [message, signature] : signatures)
+    EXPECT_TRUE(IsSignedEd25519(FromHex(kVectors[0].key), message, FromHex(signature))) << message;
+}
+
 TEST(Ed25519, RefusesASignatureWithAnyBitChanged) {
   const TVector& vector = kVectors[1];
   for (std::size_t bit = 0; bit < kEd25519SignatureSize * 8; ++bit) {

@@ -28,6 +28,18 @@ TEST(Base64, RefusesWhatItWouldNotWrite) {
     EXPECT_EQ(FromBase64(text), std::nullopt) << text;
 }
 
+TEST(Base64, HasTheDigitsOfTheStandard) {
+  const std::string bytes = FromHex(
+      "00108310518720928b30d38f41149351559761969b71d79f8218a39259a7a29aabb2dbafc31cb3d35db7e39ebbf3"
+      "dfbf");
+  EXPECT_EQ(ToBase64(bytes), "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
+}
+
+TEST(Hex, IsOfTwoDigitsInLowerCase) {
+  EXPECT_EQ(ToHex(std::string_view("\x00\x0f\xf0\xff\x9a\x19", 6)), "000ff0ff9a19");
+  EXPECT_EQ(ToHex(""), "");
+}
+
 TEST(Base64, CarriesEveryByte) {
   std::string bytes;
   for (int i = 0; i < 256; ++i) bytes += static_cast<char>(i);

@@ -96,6 +96,92 @@ TEST(Manifest, NamesTheFileAndTheMemberThatIsMissingOrWrong) {
   }
 }
 
+// What is said of a manifest whose text this is, without the beginning that is always the same.
+std::string CauseOf(const std::string& text) {
+  constexpr std::string_view kBeginning = "the repository's manifest cannot be used: ";
+  try {
+    ParseManifest(text);
+    return "";
+  } catch (const TFailure& failure) {
+    EXPECT_EQ(failure.Outcome(), EOutcome::kBadManifest);
+    const std::string message = failure.what();
+    EXPECT_TRUE(message.starts_with(kBeginning)) << message;
+    return message.substr(std::min(kBeginning.size(), message.size()));
+  }
+}
+
+// The same with another value of a member, of the manifest's or of its file's.
+std::string CauseWith(const char* member, const json& value) {
+  json document = Document();
+  document[member] = value;
+  return CauseOf(document.dump());
+}
+std::string CauseInFile(const char* member, const json& value) {
+  json document = Document();
+  document["files"][0][member] = value;
+  return CauseOf(document.dump());
+}
+
+TEST(Manifest, ThatIsNoneIsCalledSo) {
+  for (const char* text : {"", "no JSON", "{", "{} more"})
+    EXPECT_EQ(CauseOf(text), "it is no JSON");
+  for (const char* text : {"[]", "1", "null"}) EXPECT_EQ(CauseOf(text), "it is no object");
+  EXPECT_EQ(CauseOf("{}"), "it lacks \"schema\"");
+}
+
+TEST(Manifest, SaysOfEachMemberWhatItIsNot) {
+  const std::string number = " is no whole number from 0 up";
+  EXPECT_EQ(CauseWith("schema", "1"), "it: \"schema\"" + number);
+  EXPECT_EQ(CauseWith("schema", 2),
+            "it: \"schema\" is 2, this program knows 1; a newer version of it may know more");
+  EXPECT_EQ(CauseWith("serial", -1), "it: \"serial\"" + number);
+  EXPECT_EQ(CauseWith("expires", 1), "it: \"expires\" is no text");
+  EXPECT_EQ(CauseWith("expires", "tomorrow"),
+            "it: \"expires\" is not a time in the form 2027-06-30T00:00:00Z");
+  EXPECT_EQ(CauseWith("expires", "2027-02-29T00:00:00Z"), "it: \"expires\" is no time that exists");
+  EXPECT_EQ(CauseWith("files", json::object()), "it: \"files\" is no list");
+  EXPECT_EQ(CauseWith("files", {Entry(), 1}), "file 2 is no object");
+  for (const char* member : {"name", "path", "sha256"})
+    EXPECT_EQ(CauseInFile(member, 1), "file 1: \"" + std::string(member) + "\" is no text");
+  for (const char* member : {"size", "os", "arch"})
+    EXPECT_EQ(CauseInFile(member, 1.5), "file 1: \"" + std::string(member) + "\"" + number);
+  for (const char* member : {"os", "arch"}) {
+    EXPECT_EQ(CauseInFile(member, 2147483648),
+              "file 1: \"" + std::string(member) + "\" is too large");
+    EXPECT_EQ(CauseInFile(member, 2147483647), "");
+  }
+  for (const char* member : {"latest", "payload"})
+    EXPECT_EQ(CauseInFile(member, 1),
+              "file 1: \"" + std::string(member) + "\" is neither true nor false");
+  for (const json& none : {json("4620"), json({"4620", 1}), json(nullptr), json({{"a", "b"}})})
+    EXPECT_EQ(CauseInFile("machineTypes", none), "file 1: \"machineTypes\" is no list of texts");
+  EXPECT_EQ(CauseInFile("sha256", "0"), "file 1: \"sha256\" is not 64 hexadecimal digits");
+}
+
+TEST(Manifest, SaysOfANameWhyItIsUnsafe) {
+  EXPECT_EQ(CauseInFile("name", "a/b"),
+            "file 1: \"name\" is not a plain file name: it holds a separator of folders");
+  EXPECT_EQ(CauseInFile("path", "a/../b"),
+            "file 1: \"path\" does not stay below the repository: a part of it names a folder");
+  EXPECT_EQ(CauseInFile("path", ""),
+            "file 1: \"path\" does not stay below the repository: a part of it is empty");
+}
+
+TEST(Manifest, SaysWhichMemberIsMissing) {
+  for (const char* member : {"schema", "serial", "expires", "files"}) {
+    json document = Document();
+    document.erase(member);
+    EXPECT_EQ(CauseOf(document.dump()), "it lacks \"" + std::string(member) + "\"");
+  }
+  const json whole = Entry();
+  for (const auto& item : whole.items()) {
+    json document = Document();
+    document["files"].push_back(Entry());
+    document["files"][1].erase(item.key());
+    EXPECT_EQ(CauseOf(document.dump()), "file 2 lacks \"" + item.key() + "\"");
+  }
+}
+
 TEST(Manifest, OfAnotherSchemaIsNotLookedIntoAnyFurther) {
   EXPECT_NE(Complaint({{"schema", 2}}).find("\"schema\" is 2"), std::string::npos);
 }
@@ -155,6 +241,16 @@ TEST(Time, IsReadInOneFormOnly) {
     EXPECT_THROW(ParseTime(text), std::invalid_argument) << text;
 }
 
+TEST(Time, IsCountedInSecondsAndHasDigitsOnly) {
+  EXPECT_EQ(ParseTime("1970-01-02T03:04:05Z").time_since_epoch().count(), 97445);
+  EXPECT_EQ(FormatTime(std::chrono::sys_seconds(std::chrono::seconds(97445))),
+            "1970-01-02T03:04:05Z");
+  EXPECT_EQ(FormatTime(std::chrono::sys_seconds(std::chrono::seconds(-1))), "1969-12-31T23:59:59Z");
+  for (const char* text : {"2027-06-3/T00:00:00Z", "2027-06-3:T00:00:00Z", "2027-06-30t00:00:00Z",
+                           "2027-06-30T00:00:00z", "2027-00-01T00:00:00Z", "2027-06-00T00:00:00Z"})
+    EXPECT_THROW(ParseTime(text), std::invalid_argument) << text;
+}
+
 TEST(Selection, TakesThePairOfSystemAndArchitecture) {
   EXPECT_TRUE(IsSelected(File("a"), kSelection));
   EXPECT_FALSE(IsSelected(File("a", 203, 1), kSelection));
@@ -191,7 +287,15 @@ TEST(Selection, HoldsAFileOfSeveralEntriesOnce) {
 TEST(Selection, RefusesTwoFilesOfOneName) {
   TManifestFile other = File("A");
   other.sha256 = std::string(64, '1');
-  EXPECT_THROW(Select({1, {}, {File("a"), other}}, kSelection), TFailure);
+  try {
+    Select({1, {}, {File("a"), other}}, kSelection);
+    FAIL();
+  } catch (const TFailure& failure) {
+    EXPECT_EQ(failure.Outcome(), EOutcome::kBadManifest);
+    EXPECT_STREQ(failure.what(),
+                 "the repository's manifest cannot be used: two different files for this machine "
+                 "have the name A");
+  }
   other.os = 204;
   EXPECT_EQ(Select({1, {}, {File("a"), other}}, kSelection).size(), 1U);
 }

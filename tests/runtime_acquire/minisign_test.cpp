@@ -96,6 +96,28 @@ TEST(Minisign, RefusesAnotherKey) {
   EXPECT_NE(complaint.find("FC22854753C4ACFD"), std::string::npos) << complaint;
 }
 
+TEST(Minisign, SaysWhyItRefuses) {
+  const std::string beginning = "the manifest's signature ";
+  EXPECT_EQ(Complaint(""), beginning + "does not have minisign's form");
+  EXPECT_EQ(Complaint(Changed(kPrehashed, "RUT9", "RVT9")),
+            beginning + "was made by an algorithm that is not known");
+  EXPECT_EQ(Complaint(Changed(kPrehashed, "RUT9rMRS", "RUT9rMRT")),
+            beginning +
+                "was made with key FC22854753C4ACFD, the one to be trusted is "
+                "FC22854752C4ACFD");
+  EXPECT_EQ(Complaint(kPrehashed, "another"),
+            beginning + "is not one of this manifest: one of them was changed");
+  EXPECT_EQ(Complaint(Changed(kPrehashed, "comment: the", "comment: a")),
+            beginning + "has a trusted comment that was changed");
+  try {
+    ParsePublicKey("none");
+    FAIL();
+  } catch (const TFailure& failure) {
+    EXPECT_EQ(failure.Outcome(), EOutcome::kKeyUnusable);
+    EXPECT_STREQ(failure.what(), "this is no public key of minisign");
+  }
+}
+
 TEST(Minisign, RefusesOneKindPassedOffAsTheOther) {
   EXPECT_NE(Complaint(Changed(kPrehashed, "RUT9", "RWT9")), "");
   EXPECT_NE(Complaint(Changed(kLegacy, "RWT9", "RUT9")), "");

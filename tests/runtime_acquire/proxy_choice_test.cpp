@@ -39,6 +39,38 @@ TEST(ProxyChoice, TakesHostsWithoutBlanksAndControlCharacters) {
     EXPECT_EQ(PortOf(Job(8080, host)), 0) << host;
 }
 
+std::string TextOf(const TDownloadJob& job) {
+  try {
+    ChooseProxy(job);
+    return "";
+  } catch (const TFailure& failure) {
+    return failure.what();
+  }
+}
+
+TEST(ProxyChoice, SaysWhatIsWrong) {
+  EXPECT_EQ(TextOf(Job(8080, "")), "the proxy has no host's name; give it one");
+  EXPECT_EQ(TextOf(Job(65536)), "the proxy proxy has the port 65536; give it one from 1 to 65535");
+}
+
+// "kind host port user password"
+std::string Whole(const TProxyChoice& choice) {
+  return std::to_string(static_cast<int>(choice.kind)) + " '" + choice.host + "' " +
+         std::to_string(choice.port) + " '" + choice.user + "' '" + choice.password + "'";
+}
+
+TEST(ProxyChoice, TakesNothingOfOnePlaceForAnother) {
+  TDownloadJob job = Job(8080);
+  EXPECT_EQ(Whole(ChooseProxy(job)), "2 'proxy' 8080 'user' 'secret'");
+  job.settings.proxy = "http://own:1";
+  EXPECT_EQ(Whole(ChooseProxy(job)), "2 'http://own:1' 0 '' ''");
+  job.settings.proxy = "none";
+  EXPECT_EQ(Whole(ChooseProxy(job)), "1 '' 0 '' ''");
+  job.settings.proxy = "";
+  job.proxy.enabled = false;
+  EXPECT_EQ(Whole(ChooseProxy(job)), "0 '' 0 '' ''");
+}
+
 TEST(ProxyChoice, IsTheProgramsThenThePluginsThenTheEnvironments) {
   TDownloadJob job = Job(8080);
   const TProxyChoice ofPlugin = ChooseProxy(job);
