@@ -218,6 +218,15 @@ TEST(Prometheus, WritesZerosAndEscapesLabels) {
               HasSubstr("svcheck_last_success_timestamp_seconds 17\n"));
 }
 
+TEST(Prometheus, SaysWhetherTheMachineWasCompared) {
+  EXPECT_THAT(Rendered("prometheus", SampleReport()), HasSubstr("\nsvcheck_success 1\n"));
+  EXPECT_THAT(Rendered("prometheus", FailedReport()), HasSubstr("\nsvcheck_success 0\n"));
+  EXPECT_THAT(Rendered("prometheus", SampleReport()),
+              HasSubstr("\nsvcheck_last_success_timestamp_seconds 1814313600\n"));
+  EXPECT_THAT(Rendered("prometheus", FailedReport()),
+              HasSubstr("\nsvcheck_last_success_timestamp_seconds 0\n"));
+}
+
 TEST(Prometheus, AWaivedRecordIsNotOutdated) {
   TReport report = SampleReport();
   report.records.push_back(report.records[0]);
@@ -275,6 +284,47 @@ TEST(Html, EscapesAndRefersToNothingOutside) {
   EXPECT_THAT(text, Not(HasSubstr("http://")));
   EXPECT_THAT(text, Not(HasSubstr("https://")));
   EXPECT_THAT(text, Not(HasSubstr("src=")));
+}
+
+TEST(Html, BeginsWithItsPolicyAndItsTitle) {
+  const std::string text = Rendered("html", SampleReport());
+  EXPECT_THAT(text,
+              testing::StartsWith(
+                  "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+                  "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+                  "<meta name=\"color-scheme\" content=\"light dark\">\n"
+                  "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+                  "style-src 'sha256-"));
+  EXPECT_THAT(text,
+              HasSubstr("; base-uri 'none'; form-action 'none'\">\n<title>1 update to install "
+                        "– QRX Rackwell 4638</title>\n<style>"));
+}
+
+TEST(Html, SaysWhatWasCompared) {
+  EXPECT_THAT(
+      Rendered("html", SampleReport()),
+      HasSubstr("<div class=\"facts\">\n<section class=\"card\"><h2>Machine</h2>\n<dl>\n"
+                "<dt>Type</dt><dd>4638</dd>\n<dt>Model</dt><dd>QRX Rackwell 4638</dd>\n"
+                "<dt>Maker</dt><dd>QRX</dd>\n<dt>Serial number</dt><dd>06C4638</dd>\n"
+                "<dt>System</dt><dd>Some Linux 5</dd>\n<dt>Kernel</dt><dd>2.6.18</dd>\n"
+                "<dt>Platform</dt><dd>x86_64</dd>\n</dl></section>\n"
+                "<section class=\"card\"><h2>Catalogue</h2>\n<dl>\n"
+                "<dt>Folder</dt><dd>/srv/catalogue</dd>\n<dt>Elements</dt><dd>17</dd>\n"
+                "<dt>Age</dt><dd>3 days, from 2027-06-27T00:00:00Z</dd>\n"
+                "<dt>Checked</dt><dd>2027-06-30T00:00:00Z</dd>\n</dl></section>\n</div>\n"));
+}
+
+TEST(Html, HasEachRecordInTheGroupOfItsType) {
+  const std::string text = Rendered("html", SampleReport());
+  const std::size_t firmware = text.find("<tbody data-type=\"Firmware\">");
+  const std::size_t driver = text.find("<tbody data-type=\"Driver\">");
+  ASSERT_LT(firmware, driver);
+  ASSERT_NE(driver, text.npos);
+  for (const char* name : {"YUE110B", "1.08 (A)"}) {
+    EXPECT_GT(text.find(name, firmware), firmware) << name;
+    EXPECT_LT(text.rfind(name), driver) << name;
+  }
+  for (const char* name : {"1.3.10", "1.7.9"}) EXPECT_GT(text.find(name, firmware), driver) << name;
 }
 
 // Fifteen types have groups of their own; further ones share one, which names them.

@@ -96,6 +96,8 @@ TEST(SavedReport, TimesBeforeAndAfterAllOthersAreReadBack) {
 
 TEST(SavedReport, ADamagedOneIsRefusedWithThePlace) {
   EXPECT_EQ(Refusal("[]"), "JSON, but no report: it has no member \"schema\"");
+  for (const char* none : {"{}", "1", "null", "\"schema\"", "{\"Schema\": 1}"})
+    EXPECT_EQ(Refusal(none), "JSON, but no report: it has no member \"schema\"") << none;
   EXPECT_EQ(RefusalWith("\"schema\": 1", "\"schema\": 2"),
             "a report of schema 2, and this version reads schema 1");
   EXPECT_EQ(RefusalWith("\"verdict\":\"newer\"", "\"verdict\":\"odd\""),

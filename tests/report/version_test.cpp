@@ -50,7 +50,7 @@ INSTANTIATE_TEST_SUITE_P(ZerosAtAnEnd, VersionOrder,
 INSTANTIATE_TEST_SUITE_P(SeparatorsOnlySeparate, VersionOrder,
                          testing::Values(TCase{"1.2-3", '=', "1.2.3"}, TCase{"1_2", '<', "1.3"},
                                          TCase{" 1.2 ", '=', "1.2"}, TCase{"v1.2", '=', "1.2"},
-                                         TCase{"V1.2", '<', "1.3"}));
+                                         TCase{"V1.2", '<', "1.3"}, TCase{" v1.2", '=', "1.2"}));
 
 INSTANTIATE_TEST_SUITE_P(Letters, VersionOrder,
                          testing::Values(TCase{"1.2a", '<', "1.2b"}, TCase{"1.2A", '=', "1.2a"},
@@ -98,7 +98,8 @@ INSTANTIATE_TEST_SUITE_P(
                     TCase{"D6EL35AUS", '<', "D6EL36AUS"}, TCase{"YUOO99A", '?', "ABCD99A"},
                     TCase{"D6EL35A", '?', "D7EL35A"}, TCase{"1AOO70A", '?', "1BOO71A"},
                     TCase{"YUOO99A", '?', "1.10"}, TCase{"1AOO70A", '?', "2.0"},
-                    TCase{"YUE110B", '<', "YUE112A"}, TCase{"QKL120A", '?', "QKLM20A"}));
+                    TCase{"YUE110B", '<', "YUE112A"}, TCase{" YUE110B\t", '<', "YUE112A"},
+                    TCase{"QKL120A", '?', "QKLM20A"}));
 
 TEST(BuildId, HasSeriesNumberAndRevision) {
   for (const std::string_view id :

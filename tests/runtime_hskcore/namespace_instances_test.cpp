@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <optional>
 #include <string>
 #include <thread>
@@ -79,6 +80,48 @@ TEST_F(NamespaceInstances, TakeDefaultsBeforeTheirCommitToo) {
   const TInstanceHandle instance = Create("A");
   EXPECT_EQ(TextOf(instance, "Type"), "default");
   EXPECT_EQ(StatusOf([&] { PropertyOf(instance, "other"); }), THSKStatusCode::kNoSuchProperty);
+}
+
+TEST_F(NamespaceInstances, SayWhatTheyHaveNot) {
+  Declare(space, "A");
+  const TInstanceHandle instance = Create("A");
+  const auto textOf = [](auto act) -> std::string {
+    try {
+      act();
+    } catch (const THSKException& error) {
+      return error.GetMessageText();
+    }
+    return "nothing was thrown";
+  };
+  const auto readOther = [&] { PropertyOf(instance, "Other"); };
+  EXPECT_EQ(textOf(readOther), "An instance of class \"A\" has no property \"Other\"");
+  instance->Commit({});
+  EXPECT_EQ(textOf(readOther), "An instance of class \"A\" has no property \"Other\"");
+  EXPECT_EQ(textOf([&] { PropertyOf(InstancesOf(space, "A")[0], "Other"); }),
+            "An instance of class \"A\" has no property \"Other\"");
+  EXPECT_EQ(textOf([&] { instance->Commit({}); }),
+            "This instance of class \"A\" is committed already");
+}
+
+// A walk along so many would take hundreds of times as long as writing them.
+TEST_F(NamespaceInstances, OfManyPropertiesFindEachWithoutAWalk) {
+  constexpr int kCount = 30000;
+  Declare(space, "A");
+  const auto start = std::clock();
+  {
+    TNamespaceWriter writer(space);
+    writer.BeginInstance("A");
+    for (int i = 0; i < kCount; ++i) {
+      writer.WriteValue("property" + std::to_string(i), ECIMType::kString, "text");
+    }
+    writer.Finish();
+  }
+  const auto written = std::clock();
+  const TInstanceHandle instance = InstancesOf(space, "A").at(0);
+  for (int i = 0; i < kCount; ++i) {
+    ASSERT_EQ(TextOf(instance, "property" + std::to_string(i)), "text");
+  }
+  EXPECT_LE(std::clock() - written, 20 * (written - start) + CLOCKS_PER_SEC / 10);
 }
 
 TEST_F(NamespaceInstances, KeepEveryKindOfValueSetInThem) {

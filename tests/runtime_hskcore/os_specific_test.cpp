@@ -72,6 +72,15 @@ TEST_F(OsSpecific, MapsWindowsPathsBelowTheDriveRoot) {
       {"/plain/path", "/plain/path"},
       {"c:relative", "c:relative"},
       {"cd:\\x", "cd:/x"},
+      {"A:/x", "/drives/a/x"},
+      {"a:/x", "/drives/a/x"},
+      {"z:/x", "/drives/z/x"},
+      {"@:/x", "@:/x"},
+      {"[:/x", "[:/x"},
+      {"`:/x", "`:/x"},
+      {"{:/x", "{:/x"},
+      {"1:/x", "1:/x"},
+      {":/x", ":/x"},
       {"", ""},
   };
   for (const auto& [given, native] : rows) {

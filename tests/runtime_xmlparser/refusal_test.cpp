@@ -10,6 +10,7 @@ namespace svc::xml {
 namespace {
 
 using namespace std::string_literals;
+using namespace std::string_view_literals;
 
 // `objects` begin on line 3 of the document.
 struct TCase {
@@ -65,6 +66,44 @@ TEST(Refusal, NamesLineAndCause) {
   }
 }
 
+const std::string kEnds = "the text ends before the root element does";
+
+TEST(Refusal, SaysWhatEndsATextTooSoon) {
+  const std::string_view markup[] = {"<!-- c -->", "<![CDATA[x]]>", "<?p x?>", "&amp;", "</CIM>"};
+  for (const std::string_view whole : markup) {
+    for (std::size_t size = 0; size < whole.size(); ++size)
+      EXPECT_EQ(LoadBlock("<CIM>\n" + std::string(whole.substr(0, size))).message,
+                "line 2: " + kEnds)
+          << whole.substr(0, size);
+  }
+  for (const std::string_view whole : {"<!DOCTYPE"sv, "<!-- c -->"sv}) {
+    for (std::size_t size = 0; size < whole.size(); ++size)
+      EXPECT_EQ(LoadBlock("\n" + std::string(whole.substr(0, size))).message, "line 2: " + kEnds)
+          << whole.substr(0, size);
+  }
+  EXPECT_EQ(LoadBlock("<CIM><!b").message, "line 1: malformed comment or CDATA section");
+  EXPECT_EQ(LoadBlock("\nx<CIM/>").message, "line 2: text stands before the root element");
+}
+
+TEST(Refusal, SaysOfAByteWhyItIsNone) {
+  EXPECT_EQ(LoadBlock("<CIM>\n\0b</CIM>"s).message,
+            "line 2: control character 0x00 is not allowed");
+  EXPECT_EQ(LoadBlock("<CIM>\n\x01</CIM>").message,
+            "line 2: control character 0x01 is not allowed");
+  EXPECT_EQ(LoadBlock("<CIM>\n\xC0\x80</CIM>").message,
+            "line 2: byte 0xC0 begins no valid UTF-8 character");
+  EXPECT_EQ(LoadBlock("<CIM a='\x80'/>").message,
+            "line 1: byte 0x80 begins no valid UTF-8 character");
+  EXPECT_EQ(LoadBlock("<CIM>\n\0\0"s).message, "line 2: " + kEnds);
+}
+
+TEST(Refusal, SaysWhichEncodingsThereAre) {
+  EXPECT_EQ(LoadBlock("<?xml version='1.0' encoding='KOI8-R'?><CIM/>").message,
+            "line 1: the encoding \"KOI8-R\" is not supported; save the document as UTF-8");
+  EXPECT_EQ(LoadBlock("<\0C\0I\0M\0/\0>\0"s).message,
+            "line 1: UTF-16 without a byte order mark is not supported");
+}
+
 TEST(Refusal, NamesTheFile) {
   const TLoaded loaded = LoadFile(WithClass("<UNKNOWN/>"));
   EXPECT_NE(loaded.message.find("NamesTheFile.xml:3: element UNKNOWN"), std::string::npos)
@@ -91,7 +130,18 @@ TEST(Refusal, AServersErrorIsShown) {
 TEST(Refusal, AnotherRootElementIsNamed) {
   const TLoaded loaded = LoadBlock("<html/>");
   EXPECT_EQ(loaded.status, 1);
-  EXPECT_NE(loaded.message.find("html"), std::string::npos);
+  EXPECT_EQ(loaded.message, "line 1: the root element is html, not CIM");
+}
+
+TEST(Refusal, NamesTheTypeAndThePropertyThatAreWrong) {
+  const auto instance = [](const std::string& property) {
+    return LoadBlock(WithClass("<VALUE.OBJECT><INSTANCE CLASSNAME='K'>" + property +
+                               "</INSTANCE></VALUE.OBJECT>"))
+        .message;
+  };
+  EXPECT_EQ(instance("<PROPERTY TYPE='int' NAME='P'/>"), "line 3: unknown TYPE \"int\"");
+  EXPECT_EQ(instance("<PROPERTY NAME='P'><VALUE>a</VALUE><VALUE>b</VALUE></PROPERTY>"),
+            "line 3: property \"P\" has a second value");
 }
 
 TEST(Refusal, ReferencesThatNestInKeysDoNotGrowWithoutBounds) {

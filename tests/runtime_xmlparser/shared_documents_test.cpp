@@ -54,6 +54,15 @@ TEST(SharedDocuments, AreOffUntilAskedFor) {
   EXPECT_FALSE(svc::SharedStateOf(Loaded({Document(kClass)})));
 }
 
+TEST(SharedDocuments, AreOffAgainWithTheLastWhoAskedForThem) {
+  {
+    const svc::TDocumentSharing first;
+    { const svc::TDocumentSharing second; }
+    EXPECT_TRUE(svc::SharedStateOf(Loaded({Document(kClass)})));
+  }
+  EXPECT_FALSE(svc::SharedStateOf(Loaded({Document(kClass)})));
+}
+
 TEST(SharedDocuments, TheSameBytesAreParsedOnce) {
   const svc::TDocumentSharing sharing;
   const auto definitions = Document(kClass);
