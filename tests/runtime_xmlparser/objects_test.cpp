@@ -71,6 +71,28 @@ void ExpectObjectsOfMade(std::string (*make)(TChance&), std::uint64_t seeds) {
   }
 }
 
+TLoaded LoadInstance(const std::string& property) {
+  return LoadBlock(WithClass("<VALUE.OBJECT><INSTANCE CLASSNAME='K'>" + property +
+                             "<VALUE>7</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>"));
+}
+
+TEST(Objects, HaveTheirNameWhereverItStands) {
+  EXPECT_EQ(OnlyValue(LoadInstance("<PROPERTY TYPE='uint8' NAME='P'>")), "7");
+  EXPECT_EQ(OnlyValue(LoadInstance("<PROPERTY CLASSORIGIN='C' TYPE='uint8' NAME='P'>")), "7");
+  EXPECT_EQ(OnlyValue(LoadInstance("<PROPERTY NAME='P' TYPE='uint8'>")), "7");
+}
+
+TEST(Objects, HaveABlankForEachLineEndInTheirName) {
+  const std::pair<std::string, std::string> names[] = {
+      {"a\r\nb", "a b"},    {"a\nb", "a b"},    {"a\rb", "a b"},      {"a\tb", "a b"},
+      {"a\r\n\nb", "a  b"}, {"a\n\rb", "a  b"}, {"a\r\r\nb", "a  b"}, {"a\r", "a "}};
+  for (const auto& [written, name] : names) {
+    const TLoaded loaded = LoadInstance("<PROPERTY NAME='" + written + "'>");
+    ASSERT_EQ(loaded.message, "");
+    EXPECT_EQ(ValueOf(InstancesOf(loaded, "K").at(0), name).ToString(10), "7") << name;
+  }
+}
+
 TEST(Objects, MadeDocumentsGiveTheObjectsThatPugixmlSees) {
   ExpectObjectsOfMade(MakeDocument, 3000);
 }
