@@ -8,6 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
@@ -118,6 +119,8 @@ TEST_F(CaptureTest, HoldsNothingThatWasNotRead) {
   Capture(false);
   EXPECT_TRUE(fs::exists(unpacked.Root() / "etc/redhat-release"));
   EXPECT_FALSE(fs::exists(unpacked.Root() / "etc/passwd"));
+  EXPECT_FALSE(fs::exists(unpacked.Root() / "proc/sys/kernel/arch"))
+      << "this machine's architecture says nothing of a tree's";
 }
 
 TEST_F(CaptureTest, HoldsNoSerialNumberWhenRedacted) {
@@ -220,6 +223,27 @@ TEST(Tree, ReadsFilesUpToALimit) {
   const TRead large = tree.Read("/file");
   EXPECT_EQ(large.error, EFBIG);
   EXPECT_EQ(large.bytes, "");
+}
+
+TEST(Tree, ListsNamesInOrder) {
+  TMadeTree made;
+  std::vector<std::string> names;
+  for (int i = 0; i < 64; ++i) {
+    names.push_back("host" + std::to_string(i));
+    made.Write("/sys/" + names.back(), "");
+  }
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(TTree(made.Root().string()).List("/sys"), names);
+}
+
+TEST(Sources, AreTriedWithoutAFileLeftOpen) {
+  const auto openFiles = [] {
+    const fs::directory_iterator files("/proc/self/fd");
+    return std::distance(begin(files), end(files));
+  };
+  const auto before = openFiles();
+  EXPECT_FALSE(TLinuxCollector().TrySources().empty());
+  EXPECT_EQ(openFiles(), before);
 }
 
 TEST(Tree, OfTheRunningSystemIsLive) { EXPECT_TRUE(TTree("/").IsLive()); }

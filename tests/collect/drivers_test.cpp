@@ -123,7 +123,11 @@ TEST_F(DriversTest, WithoutAFileKeepTheRunningVersionAndAreNoted) {
   EXPECT_EQ(drivers[0]["Version"], "1.2");
   EXPECT_EQ(drivers[1]["Version"], "(none)") << "never the release of the kernel";
   EXPECT_EQ(drivers[1]["CurrentState"], "3");
-  EXPECT_EQ(tree.Notes("gone, lost").size(), 1U);
+  const std::string folder = "/lib/modules/" + std::string(kRelease);
+  EXPECT_EQ(tree.Notes(folder),
+            std::vector{folder + ": no file known of the loaded drivers: gone, lost"});
+  tree.Write("/proc/modules", "gone 1 0 - Live 0x0\n");
+  EXPECT_EQ(tree.Notes(folder), std::vector{folder + ": no file known of the loaded driver: gone"});
 }
 
 TEST_F(DriversTest, ThatRunInAnOlderVersionThanInstalledAreNoted) {

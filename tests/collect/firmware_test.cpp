@@ -1,6 +1,8 @@
 // The machine's identity and its firmware, from made trees.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "collect/ipmi.h"
 #include "collect/machine.h"
 #include "collect/megaraid.h"
@@ -78,6 +80,22 @@ TEST(ComputerSystem, IsLeftOutAndNotedWhenNothingTellsIt) {
   EXPECT_EQ(tree.Notes("bios_version").size(), 1U);
 }
 
+TEST(ComputerSystem, LosesWhatCannotBeReadAndSaysWhy) {
+  TMadeTree tree;
+  tree.Write(kDmi + "product_name", "4638\n")
+      .Link(kDmi + "product_serial", "product_serial")
+      .Link(kDmi + "product_uuid", "product_uuid");
+  const std::string why = ": Too many levels of symbolic links; left out";
+  EXPECT_EQ(tree.Notes("product_"),
+            (std::vector{kDmi + "product_serial" + why, kDmi + "product_uuid" + why}));
+}
+
+TEST(WhyNot, NamesWhoMayWhereThatIsTheCause) {
+  EXPECT_EQ(WhyNot(EACCES), "Permission denied (root can read it)");
+  EXPECT_EQ(WhyNot(EPERM), "Operation not permitted (root can read it)");
+  EXPECT_EQ(WhyNot(ELOOP), "Too many levels of symbolic links");
+}
+
 TEST(SystemBios, IsTakenOutOfItsMarks) {
   TMadeTree tree;
   tree.Write(kDmi + "bios_version", "-[QKL120AUS-1.10]-\n");
@@ -152,6 +170,19 @@ TEST(ManagementController, HasAZeroBeforeOneDigitBehindThePointAlone) {
   EXPECT_EQ(BcdVersion("1."), "1.");
   EXPECT_EQ(BcdVersion("12"), "12");
   EXPECT_EQ(BcdVersion(""), "");
+}
+
+TEST(ManagementController, IsAskedThroughItsDeviceAlone) {
+  TMadeTree tree;
+  tree.Write("/plain", "").Link("/loop", "loop");
+  const auto problemOf = [&](const std::string& name) {
+    std::string problem;
+    EXPECT_FALSE(AskManagementController((tree.Root() / name).c_str(), problem)) << name;
+    return problem;
+  };
+  EXPECT_EQ(problemOf("none"), "") << "most machines have no such device";
+  EXPECT_EQ(problemOf("loop"), "Too many levels of symbolic links");
+  EXPECT_EQ(problemOf("plain"), "the request was refused: Inappropriate ioctl for device");
 }
 
 TEST(DeviceId, IsReadFromTheResponse) {

@@ -128,6 +128,16 @@ TEST(BuildId, NamesTheReleaseOfTheRedHatFamily) {
             "Debian GNU/Linux 12");
 }
 
+TEST(BuildId, OfSuseByItsNameAloneIsThatWithoutWhatStandsInBrackets) {
+  const auto buildId = [](const char* name) {
+    return BuildId({{{"PRETTY_NAME", name}}, "", "", ""});
+  };
+  EXPECT_EQ(buildId("SUSE Linux Enterprise Server 12 SP5 (x86_64)"),
+            "SUSE Linux Enterprise Server 12 SP5");
+  EXPECT_EQ(buildId("openSUSE 13.1 (Bottle) (x86_64)"), "openSUSE 13.1");
+  EXPECT_EQ(buildId("Other 12 SP5 (x86_64)"), "Other 12 SP5 (x86_64)");
+}
+
 TEST(OsType, TellsVmwareHostsApart) {
   const auto osType = [](const char* text) { return OsType({{}, "", "", text}); };
   EXPECT_EQ(osType("VMware ESX Server 3 (Dali)\n"), 78U);
