@@ -58,6 +58,49 @@ TEST(FleetSummary, CountsEachVerdictAndMachineOnce) {
   EXPECT_EQ(type.verdicts[IndexOf(EVerdict::kCurrent)], 1U);
 }
 
+class TTextOutput : public report::IOutput {
+ public:
+  void Write(std::string_view written) override { text += written; }
+  std::string text;
+};
+
+TEST(FleetSummary, IsATableWithEachMachineThatFailed) {
+  TSummary summary;
+  summary.Add(Record("BIOS", "System", "outdated") + Record("BIOS", "System", "unknown") +
+              Record("Driver", "e1000e", "current") + Last("a"));
+  summary.Add(Last("b", "failed", R"("no\u001b[2Jinventory","second")"));
+  summary.Add(Last("c", "unknownMachine"));
+  TTextOutput output;
+  WriteTable(summary, output);
+  EXPECT_EQ(output.text, R"(1 machines compared, 1 with updates to install; 2 failed
+
+Machine type                           outdated    unknown      newer    current
+4638 (1 machines)                             1          1          0          1
+all                                           1          1          0          1
+
+Component                              outdated    unknown      newer    current
+BIOS System                                   1          1          0          0
+Driver e1000e                                 0          0          0          1
+
+Failed
+b: failed: no�[2Jinventory
+c: unknownMachine: 
+)");
+}
+
+TEST(FleetSummary, IsATableWithTwentyMachinesThatFailedAndTheNumberOfTheOthers) {
+  const auto endOf = [](int failed) {
+    TSummary summary;
+    for (int number = 1; number <= failed; ++number)
+      summary.Add(Last("m" + std::to_string(number), "failed", "\"why\""));
+    TTextOutput output;
+    WriteTable(summary, output);
+    return output.text.substr(output.text.find("\nm20: "));
+  };
+  EXPECT_EQ(endOf(20), "\nm20: failed: why\n");
+  EXPECT_EQ(endOf(21), "\nm20: failed: why\n... and 1 machines more\n");
+}
+
 TEST(FleetSummary, KeepsTypesAndNamesApartWhereTheirTextsMeet) {
   TSummary summary;
   summary.Add(Record("ab", "c", "current") + Record("a", "bc", "current") + Last());

@@ -80,6 +80,16 @@ class Report(CheckTest):
         self.assertTrue(rows, result.stdout)
         self.assertIn("機種       YUE112A", rows[0])
 
+    def test_timings_add_up(self):
+        result = self.check_sample("--timings", "--format", "json")
+        rows = [line.split() for line in result.stderr.splitlines()]
+        self.assertEqual([row[0] for row in rows],
+                         ["inventory", "catalogue", "comparison", "report", "total"])
+        self.assertEqual({row[2] for row in rows}, {"s"})
+        *phases, total = (float(row[1]) for row in rows)
+        self.assertGreater(total, 0)
+        self.assertAlmostEqual(total, sum(phases), delta=0.0005 * len(rows))  # Each is rounded.
+
     def test_colour_is_asked_for_or_absent(self):
         self.assertNotIn("\033", self.check_sample().stdout)
         self.assertIn("outdated\033[0m", self.check_sample("--color", "always").stdout)

@@ -38,6 +38,7 @@ class Explain(ProgramTest):
         self.assertIn("In the report.", block)
         self.assertIn('test 1 held: description "BIOS Update and uEFI"', block)
         self.assertIn('test 2 held: description "BIOS Update and uEFI"', block)
+        self.assertEqual(block.count(" held: "), 2, "each once, whatever came of it")
         self.assertIn('record: "System BIOS", installed "YUE110B", offered "YUE112A"', block)
         self.assertIn('record: "System UEFI", installed "YUE110B", offered "YUE112A"', block)
 

@@ -47,6 +47,20 @@ class Help(HelpTest):
                 head = shown.partition("\nExamples:\n")[0]
                 self.assertLessEqual(max(map(len, head.splitlines())), 100)
 
+    def test_a_verb_lists_its_commands(self):
+        self.assertEqual(self.help("repository").partition("\nCommands:\n")[2].partition("\n\n")[0],
+                         "  keygen                    Make a pair of keys, as minisign -G does\n"
+                         "  build                     Make or refresh the manifest of a folder of "
+                         "descriptions\n"
+                         "  sign                      Sign the manifest, as minisign -S does\n"
+                         "  verify                    Check the signature, the manifest and every file")
+
+    def test_an_option_stands_with_its_value_before_what_it_does(self):
+        shown = self.help("catalogue", "list")
+        self.assertIn("\n  --machine TYPE            Only those for the machine type\n", shown)
+        self.assertIn("\n  --os CODE                 Only those for the operating-system code\n",
+                      shown)
+
     def test_every_verb_shows_an_example(self):
         for verb in verbs(self):
             self.assertIn(f"\nExamples:\n  svcheck {verb}", self.help(verb))

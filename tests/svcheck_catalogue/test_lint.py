@@ -74,6 +74,7 @@ BAD = [
     ("broadcom-case", adapter(BROADCOM, "NX2FW_BCM5708-#4.6.4")),
     ("megaraid-key", adapter(MEGARAID, "QRX Arrayon AX 20i SAS controller Firmware-#7.0.1")),
     ("megaraid-model", adapter(MEGARAID, "QRX Arrayon AX20i SAS Controller Firmware-#7.0.1")),
+    ("megaraid-model", adapter(MEGARAID, "Another Controller Firmware-#7.0.1")),
     ("lsi-bios-missing", adapter("LSI 1078 SAS", "lsi_fw_sas1078-#1.27")),
     ("drivers-unversioned", drivers("e1000e.ko 1.0")),
     ("driver-entry-empty", drivers("e1000e.ko-#1 bnx2.ko-#")),
@@ -130,6 +131,19 @@ class LintTest(ProgramTest):
         line = 1 + max(i for i, text in enumerate(lines) if b"1.12" in text)
         finding = self.lint(folder)[0]["findings"][-1]
         self.assertEqual((finding["element"], finding["line"]), ("second", line))
+
+    def test_what_is_also_a_bios_is_told_at_the_property_that_says_so(self):
+        for category, description, named in (
+                ("BIOS", "Remote Watch Adapter", "category"),
+                ("BMC/H8", "BIOS Update of a Remote Watch Adapter", "description")):
+            with self.subTest(named):
+                folder = self.catalogue(element(**bios(category=category,
+                                                       description=description)))
+                lines = (folder / "index.xml").read_text().splitlines()
+                found = [(each["rule"], lines[each["line"] - 1])
+                         for each in self.lint(folder)[0]["findings"]]
+                self.assertEqual([rule for rule, _ in found], ["also-bios"])
+                self.assertIn(f'NAME="{named}"', found[0][1])
 
     def test_duplicates(self):
         twice = element(**bios())

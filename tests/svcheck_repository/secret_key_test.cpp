@@ -28,6 +28,23 @@ TEST(SecretKey, OpensWithItsPasswordOnly) {
   EXPECT_THROW(OpenSecretKey(text, [] { return "open Sesame"; }), std::runtime_error);
 }
 
+// Algorithms, salt and cost: what stands before what a password hides.
+TEST(SecretKey, BeginsWithHowItsPasswordHidesIt) {
+  constexpr std::size_t kComment = sizeof "untrusted comment: minisign encrypted secret key";
+  const auto bytesOf = [](const std::string& text, std::size_t comment) {
+    return *acquire::FromBase64(text.substr(comment, 212));
+  };
+  const TSecretKey key = NewSecretKey();
+  const std::string hidden = bytesOf(SecretKeyText(key, "open sesame", kCheap), kComment);
+  EXPECT_EQ(hidden.substr(0, 6), "EdScB2");
+  EXPECT_NE(hidden.substr(6, 32), std::string(32, '\0'));
+  EXPECT_EQ(hidden.substr(38, 16), std::string("\0\x80\0\0\0\0\0\0\0\0\0\1\0\0\0\0", 16));
+  EXPECT_EQ(hidden.find(key.key.Bytes()), std::string::npos);
+  const std::string open = bytesOf(SecretKeyText(key, std::nullopt), kComment + 2);
+  EXPECT_EQ(open, std::string("Ed\0\0B2", 6) + std::string(48, '\0') + key.id +
+                      std::string(key.key.Bytes()) + std::string(32, '\0'));
+}
+
 // Made by minisign 0.11 with -W.
 TEST(SecretKey, OfMinisignOpens) {
   constexpr const char* kText =

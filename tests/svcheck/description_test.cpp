@@ -1,0 +1,94 @@
+// What is made of the description of a verb: its manual page and what a shell completes.
+#include <gtest/gtest.h>
+
+#include "svcheck/completion_script.h"
+#include "svcheck/manual_page.h"
+
+namespace svc {
+namespace {
+
+// A verb with a command below it, and with texts that a manual page would take for commands.
+TCommandDescription MadeVerb() {
+  TOptionDescription dotted;
+  dotted.names = {"-d", "--dotted"};
+  dotted.value = "FILE";
+  dotted.text = ".deb or 'rpm', in C:\\new";
+  TOptionDescription quoted;
+  quoted.names = {"--quoted"};
+  quoted.text = "'rpm' first.\n.deb\n'rpm' next, `.typed` and `a-b`";
+  TOptionDescription folder;
+  folder.names = {"DIR"};
+  folder.text = "Folder";
+  folder.required = true;
+  TCommandDescription build;
+  build.name = "svcheck made build";
+  build.summary = ".Builds it";
+  build.positionals = {folder};
+  build.options = {quoted};
+  TCommandDescription verb;
+  verb.name = "svcheck made";
+  verb.summary = "Makes - it's all";
+  verb.details = ".First\n\n'Second";
+  verb.examples = {"svcheck made build a\\b", ".hidden"};
+  verb.options = {dotted};
+  verb.commands = {build};
+  return verb;
+}
+
+TEST(VerbPage, ShowsTextsAsTheyAreWhateverTheyBeginWith) {
+  const std::string page = VerbPage(MadeVerb(), "2026-11-21");
+  EXPECT_TRUE(page.starts_with(".TH \"SVCHECK-MADE\" \"1\" \"2026-11-21\" \"svcheck ")) << page;
+  const std::size_t name = page.find(".SH NAME\n"), status = page.find(".SH EXIT STATUS\n");
+  ASSERT_TRUE(name < status && status < page.size()) << page;
+  EXPECT_EQ(page.substr(name, status - name), R"(.SH NAME
+svcheck\-made \- Makes \- it's all
+.SH SYNOPSIS
+\fBsvcheck made\fR COMMAND [OPTIONS]
+.SH DESCRIPTION
+\&.First
+.PP
+\&'Second
+.SH OPTIONS
+.TP
+\fB\-d\fR, \fB\-\-dotted\fR \fIFILE\fR
+\&.deb or 'rpm', in C:\enew.
+.SH COMMANDS
+.SS "svcheck made build"
+\fBsvcheck made build\fR [OPTIONS] DIR
+.PP
+\&.Builds it.
+.TP
+\fBDIR\fR
+Folder (required).
+.TP
+\fB\-\-quoted\fR
+\&'rpm' first.
+\&.deb
+\&'rpm' next, \fB\&.typed\fR and \fBa\-b\fR.
+.SH EXAMPLES
+.nf
+svcheck made build a\eb
+\&.hidden
+.fi
+)");
+}
+
+TEST(FishCompletion, OffersWhatBelongsToTheWordsThatStandThere) {
+  EXPECT_EQ(FishCompletion({MadeVerb()}),
+            R"(# Completion of svcheck for fish, made by `svcheck completion fish`.
+
+complete -c svcheck -f
+complete -c svcheck -n '__fish_use_subcommand' -a made -d 'Makes - it'"'"'s all'
+complete -c svcheck -n '__fish_use_subcommand' -l help -d 'List the verbs'
+complete -c svcheck -n '__fish_use_subcommand' -l version -d 'Show the versions'
+complete -c svcheck -n '__fish_seen_subcommand_from made; and not __fish_seen_subcommand_from build' -a build -d '.Builds it'
+complete -c svcheck -n '__fish_seen_subcommand_from made; and not __fish_seen_subcommand_from build' -l dotted -r -F -d '.deb or '"'"'rpm'"'"', in C:\new'
+complete -c svcheck -n '__fish_seen_subcommand_from made; and __fish_seen_subcommand_from build' -l quoted -d ''"'"'rpm'"'"' first.
+.deb
+'"'"'rpm'"'"' next, `.typed` and `a-b`'
+complete -c svcheck -n '__fish_seen_subcommand_from made; and __fish_seen_subcommand_from build' -a '(__fish_complete_directories)'
+)");
+}
+
+}  // namespace
+}  // namespace svc

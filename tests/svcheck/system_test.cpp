@@ -1,0 +1,52 @@
+// What the program asks of its system, and what it does where the system refuses.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "svcheck/failure.h"
+#include "svcheck/paths.h"
+#include "svcheck/process.h"
+#include "tests/support/temporary_folder.h"
+
+namespace svc {
+namespace {
+
+// Ends the process: with 0 when it says that standard output is lost.
+[[noreturn]] void LoseStandardOutput() {
+  ::alarm(20);  // It may not try without end.
+  constexpr int kFirst = 3, kMost = 256;
+  TCapturedOutput output;
+  for (int file = kFirst; file < kMost; ++file) ::close(file);
+  try {
+    output.Take();
+  } catch (const TFailure& failure) {
+    std::fputs(failure.what(), stderr);
+    ::_exit(0);
+  }
+  ::_exit(1);
+}
+
+TEST(CapturedOutput, ThatCannotBeGivenBackIsAFailure) {
+  EXPECT_EXIT(LoseStandardOutput(), testing::ExitedWithCode(0),
+              "^standard output cannot be given back: Bad file descriptor; start the check again$");
+}
+
+TEST(OthersMayWrite, WhereTheFileIsNeitherTheUsersNorRoots) {
+  const test::TTemporaryFolder folder;
+  folder.Write("settings", "");
+  const std::string path = folder.Path() + "/settings";
+  std::FILE* const file = std::fopen(path.c_str(), "r");
+  ASSERT_NE(file, nullptr);
+  EXPECT_FALSE(OthersMayWrite(file));
+  if (::geteuid() == 0) {
+    for (const uid_t other : {1, 65534}) {
+      ASSERT_EQ(::chown(path.c_str(), other, 0), 0);
+      EXPECT_TRUE(OthersMayWrite(file)) << other;
+    }
+  }
+  std::fclose(file);
+}
+
+}  // namespace
+}  // namespace svc
