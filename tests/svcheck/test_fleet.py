@@ -80,7 +80,7 @@ class Results(FleetTest):
         inventory = inventory.replace("<CIM ", f"<!--{'x' * 3_000_000}--><CIM ", 1)
         lines = "".join(json.dumps({"machine": name, "inventory": inventory}) + "\n"
                         for name in ("first", "second", "third"))
-        result = self.fleet("--jobs", 1, "--inventories", self.write("large.ndjson", lines))
+        result = self.fleet("--jobs", 2, "--inventories", self.write("large.ndjson", lines))
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         ends = [line for line in records_of(result.stdout) if "outcome" in line]
         self.assertEqual([(line["machine"], line["outcome"], line["summary"]["outdated"])
