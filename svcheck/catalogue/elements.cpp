@@ -85,11 +85,12 @@ class TWalk {
     property.type = tokens.Optional("TYPE");
     property.line = Line();
     property.isArray = isArray;
-    ReadValues(property.values);
+    ReadValues(property.values, false);
     return property;
   }
 
-  void ReadValues(std::vector<std::string>& values) {
+  // A null is no value of a property, but an element of an array without a text.
+  void ReadValues(std::vector<std::string>& values, bool areElements) {
     for (EToken token = reader.Next(); token != EToken::kEnd; token = reader.Next()) {
       if (token != EToken::kStart) continue;
       switch (tokens.Element()) {
@@ -97,7 +98,11 @@ class TWalk {
           values.push_back(ReadText());
           break;
         case EElement::kValueArray:
-          ReadValues(values);
+          ReadValues(values, true);
+          break;
+        case EElement::kValueNull:
+          if (areElements) values.emplace_back();
+          tokens.Skip();
           break;
         default:
           tokens.Skip();
@@ -121,6 +126,12 @@ class TWalk {
   TClasses& classes;
 };
 
+template <typename TProperties>
+auto FindNamed(TProperties& properties, std::string_view name) {
+  return std::find_if(properties.begin(), properties.end(),
+                      [&](const auto& property) { return EqualWords(property->name, name); });
+}
+
 }  // namespace
 
 std::string_view TProperty::Text() const {
@@ -138,9 +149,7 @@ std::uint64_t TProperty::Digest() const {
 }
 
 const TProperty* TElement::Find(std::string_view name) const {
-  const auto found = std::find_if(properties.begin(), properties.end(), [&](const auto& property) {
-    return EqualWords(property->name, name);
-  });
+  const auto found = FindNamed(properties, name);
   return found == properties.end() ? nullptr : found->get();
 }
 
@@ -152,8 +161,16 @@ std::string_view TElement::Text(std::string_view name) const {
 void TClasses::Add(const std::string& name, const TClass& declared) {
   TClass& known = classes[Lowered(name)];
   if (known.superclass.empty()) known.superclass = declared.superclass;
-  known.properties.insert(known.properties.end(), declared.properties.begin(),
-                          declared.properties.end());
+  const bool isNew = known.properties.empty();
+  for (const auto& property : declared.properties) {
+    const auto before =
+        isNew ? known.properties.end() : FindNamed(known.properties, property->name);
+    if (before == known.properties.end()) {
+      known.properties.push_back(property);
+    } else {
+      *before = property;
+    }
+  }
 }
 
 const TClass* TClasses::Find(std::string_view name) const {
@@ -188,10 +205,15 @@ bool TClasses::Declares(std::string_view className, std::string_view property) c
 }
 
 void TClasses::Complete(TElement& element) const {
-  for (const TClass* known : ChainOf(element.className)) {
-    for (const auto& declared : known->properties) {
+  const auto chain = ChainOf(element.className);
+  for (auto known = chain.begin(); known != chain.end(); ++known) {
+    for (const auto& declared : (*known)->properties) {
       if (declared->values.empty() || element.Find(declared->name) != nullptr) continue;
-      element.properties.push_back(declared);
+      // The nearest declaration counts, also one without a default.
+      const bool isHidden = std::any_of(chain.begin(), known, [&](const TClass* nearer) {
+        return FindNamed(nearer->properties, declared->name) != nearer->properties.end();
+      });
+      if (!isHidden) element.properties.push_back(declared);
     }
   }
 }

@@ -19,7 +19,8 @@ struct TProperty {
   std::string type;
   std::size_t line = 0;
   bool isArray = false;
-  std::vector<std::string> values;  // Empty for null; a scalar has one.
+  // Empty for null; a scalar has one. A null among an array's is an empty text.
+  std::vector<std::string> values;
 
   // As a query reads it: of an array each element with a blank behind it.
   std::string_view Text() const;
@@ -53,7 +54,8 @@ struct TClass {
 // By name in lower case.
 class TClasses {
  public:
-  // A class that is declared again gains properties, and a superclass where it had none.
+  // A class that is declared again gains properties, each in place of one of its name, and a
+  // superclass where it had none.
   void Add(const std::string& name, const TClass& declared);
   // Whether the class is `base` or derives from it.
   bool Derives(std::string_view name, std::string_view base) const;

@@ -55,6 +55,66 @@ TEST(NewElement, HasNoPropertyWithoutAText) {
   }
 }
 
+// A catalogue with the classes, and an instance of "B" that writes nothing.
+TCatalogue CatalogueOfB(const std::string& classes) {
+  return ReadCatalogueText("<?sv-catalogue version=\"4.02\"?><CIM><DECLARATION><DECLGROUP>" +
+                               classes +
+                               "<VALUE.OBJECT><INSTANCE "
+                               "CLASSNAME=\"B\"/></VALUE.OBJECT></DECLGROUP></DECLARATION></CIM>",
+                           DATA_FOLDER);
+}
+
+std::string ClassText(const std::string& attributes, const std::string& property) {
+  return "<VALUE.OBJECT><CLASS " + attributes + ">" + property + "</CLASS></VALUE.OBJECT>";
+}
+
+std::string_view TextOfB(const TCatalogue& catalogue, const char* property) {
+  EXPECT_EQ(WhyUnusable(catalogue.files.at(0)), "");
+  return catalogue.files.at(0).elements.at(0).Text(property);
+}
+
+constexpr const char* kUpdateB = "NAME=\"B\" SUPERCLASS=\"QRXPSG_SystemUpdateElement\"";
+constexpr const char* kOne = "<PROPERTY NAME=\"Version\"><VALUE>1</VALUE></PROPERTY>";
+constexpr const char* kTwo = "<PROPERTY NAME=\"vErsion\"><VALUE>2</VALUE></PROPERTY>";
+constexpr const char* kNone = "<PROPERTY NAME=\"vErsion\"/>";
+constexpr const char* kOther = "<PROPERTY NAME=\"Versions\"/>";
+
+TEST(ClassDefault, IsThatOfTheLastDeclaration) {
+  const std::string first = ClassText(kUpdateB, kOne);
+  EXPECT_EQ(TextOfB(CatalogueOfB(first), "Version"), "1");
+  const auto textWith = [&](const char* again) {
+    return std::string(TextOfB(CatalogueOfB(first + ClassText("NAME=\"B\"", again)), "Version"));
+  };
+  EXPECT_EQ(textWith(kTwo), "2");
+  EXPECT_EQ(textWith(kNone), "");
+  EXPECT_EQ(textWith(kOther), "1");
+}
+
+TEST(ClassDefault, IsThatOfTheNearestClassThatDeclaresTheProperty) {
+  const auto textWith = [&](const char* nearer) {
+    return std::string(TextOfB(
+        CatalogueOfB(ClassText("NAME=\"A\" SUPERCLASS=\"QRXPSG_SystemUpdateElement\"", kOne) +
+                     ClassText("NAME=\"B\" SUPERCLASS=\"A\"", nearer)),
+        "Version"));
+  };
+  EXPECT_EQ(textWith(kOther), "1");
+  EXPECT_EQ(textWith(kTwo), "2");
+  EXPECT_EQ(textWith(kNone), "");
+}
+
+TEST(ClassDefault, HasABlankBehindEachElementOfAnArrayAlsoBehindANull) {
+  const auto textOf = [](const std::string& values) {
+    return std::string(TextOfB(
+        CatalogueOfB(ClassText(
+            kUpdateB, "<PROPERTY.ARRAY NAME=\"driverFiles\">" + values + "</PROPERTY.ARRAY>")),
+        "driverFiles"));
+  };
+  EXPECT_EQ(textOf("<VALUE.ARRAY><VALUE>a</VALUE><VALUE.NULL/><VALUE>b</VALUE></VALUE.ARRAY>"),
+            "a  b ");
+  EXPECT_EQ(textOf("<VALUE.ARRAY><VALUE.NULL/></VALUE.ARRAY>"), " ");
+  EXPECT_EQ(textOf("<VALUE.NULL/>"), "");
+}
+
 TEST(MachineType, IsAnyWordWithoutMarks) {
   for (const char* type : {"4638", "A&B", "x-y", "]", "[", "-", "]x-", "-x["}) {
     EXPECT_TRUE(IsMachineType(type)) << type;
