@@ -266,8 +266,9 @@ void TExplanation::WriteOffered(const TOfferedTrace& driver) {
 std::string TExplanation::WhereIs(const TOfferedTrace& driver) const {
   if (!driver.records.empty()) return "In the report.";
   for (const TInstalledTrace& candidate : trace.Installed()) {
+    if (candidate.running) continue;
     const std::string path = TextOf(*candidate.instance, rules::kDriverPath);
-    if (candidate.running || !LeadsTo(path, driver.name)) continue;
+    if (!LeadsTo(path, driver.name)) continue;
     return fmt::format(
         "No record: no driver of that name runs. Installed, with the state {}, is {}.",
         Quoted(TextOf(*candidate.instance, rules::kDriverState)), Quoted(path));

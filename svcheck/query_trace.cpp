@@ -122,7 +122,7 @@ void TQueryTrace::ReadInventory(TInstance instance, std::string_view property) {
     Current().reads.back().properties.emplace_back(instance, property);
   } else if (phase == EPhase::kInstalled &&
              (installed.empty() || installed.back().instance != instance)) {
-    installed.push_back({instance, {}, true, false});
+    installed.push_back({instance, true, false});
   }
 }
 
@@ -139,11 +139,8 @@ void TQueryTrace::NoteDriver(std::string_view message) {
   if (std::exchange(isState, message == rules::kStateFollows) || installed.empty()) return;
   if (message == rules::kNotRunning) {
     NextCandidate().running = false;
-  } else if (message == rules::kNameless) {
+  } else if (message == rules::kNameless || message.starts_with(rules::kInstalledName)) {
     NextCandidate();
-  } else if (message.starts_with(rules::kInstalledName)) {
-    TInstalledTrace& driver = NextCandidate();
-    if (driver.name.empty()) driver.name = message.substr(rules::kInstalledName.size());
   } else if (message.starts_with(rules::kOfferedName) && !offered.empty() &&
              offered.back().name.empty()) {
     offered.back().name = message.substr(rules::kOfferedName.size());

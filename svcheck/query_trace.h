@@ -46,7 +46,6 @@ struct TElementTrace {
 
 struct TInstalledTrace {
   TInstance instance;
-  std::string name;  // As it is compared; empty when it takes no part.
   bool running = true;
   bool matched = false;
 };
