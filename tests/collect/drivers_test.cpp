@@ -206,7 +206,7 @@ TEST_F(DriversTest, AreReadWhereTheirSectionsJustLieInTheFileAndNotOneByteOrNumb
   const std::size_t names = number(62, 2);
   ASSERT_EQ(number(58, 2), 64U);
   ASSERT_EQ(table + count * 64, whole.size()) << "the table ends the file";
-  ASSERT_EQ(names, count - 1) << "the names are the last section";
+  ASSERT_LT(names, count);  // The last one of GCC, an earlier one of Clang.
   const std::string note = "e1000e.ko: no version can be read: its header tells of sections";
   struct TCase {
     const char* what;
