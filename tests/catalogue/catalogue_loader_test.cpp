@@ -5,6 +5,8 @@
 
 #include <boost/make_shared.hpp>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 
 #include "host/hskcore/os_specific.h"
 #include "tests/support/case_name.h"
@@ -91,6 +93,18 @@ TEST_F(TCatalogueFile, LiesInABlockOfItsSize) {
   EXPECT_EQ(StatusOf("index.xml"), 0);
   EXPECT_GE(host.documentBlock, text.size());
   EXPECT_LT(host.documentBlock, text.size() + text.size() / 2);
+}
+
+// Files of sysfs have a size of a page and less in them.
+TEST_F(TCatalogueFile, ThatIsShorterThanItsSizeIsParsed) {
+  const std::string file = "/sys/devices/system/cpu/online";
+  std::ifstream stream(file);
+  const std::string text((std::istreambuf_iterator<char>(stream)), {});
+  if (text.empty()) GTEST_SKIP() << file << " is not there";
+  ASSERT_GT(std::filesystem::file_size(file), text.size());
+  host.documents[text] = [](TFakeNamespace&) {};
+  EXPECT_EQ(StatusOf(file), 0);
+  EXPECT_EQ(host.script.Count("Parse " + text), 1U);
 }
 
 TEST_F(TCatalogueFile, ThatMayNotBeReadIsNamedWithTheReason) {

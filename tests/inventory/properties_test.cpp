@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <boost/make_shared.hpp>
+
+#include "inventory/property_reader.h"
 #include "plugin/contents/sv_plugin.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
@@ -116,6 +119,72 @@ TEST_F(TPropertyReading, EmptyPropertyHandleTripsTheAssertion) {
 TEST_F(TPropertyReading, EmptyInstanceHandleTripsTheAssertion) {
   std::string text;
   EXPECT_THROW(TSVPluginCallbacks::GetPropertyValue(nullptr, "Version", text), TAssertionFailed);
+}
+
+// Gives the property as the host gives one that instances share: it is the same at each reading.
+class TSharingInstance : public svc::test::TFakeInstance {
+ public:
+  using TFakeInstance::TFakeInstance;
+  void GetProperty(boost::shared_ptr<ICIMProperty>& property, std::string_view name,
+                   const CIMContext& context) const override {
+    TFakeInstance::GetProperty(property, name, context);
+    if (!kept) kept = property;
+    property = kept;
+  }
+
+ private:
+  mutable boost::shared_ptr<ICIMProperty> kept;
+};
+
+// The reader's texts from this length on are shared with the host instead of copied.
+constexpr std::size_t kShared = 64;
+
+class TSharedReading : public testing::Test {
+ protected:
+  boost::shared_ptr<TSharingInstance> Holding(const TCIMValue& value) {
+    return boost::make_shared<TSharingInstance>(host.script, host.inventory->Class("QRXSG_Thing"),
+                                                svc::test::TFakeProperties{{"Version", value}});
+  }
+  TSharedText Read(const boost::shared_ptr<TSharingInstance>& instance) {
+    host.logger.Forget();
+    TSharedText text = reader.Read(instance, "Version");
+    EXPECT_EQ(host.logger.Entries(), TExpectedLog().Read());
+    return text;
+  }
+  // An array of one element is read as the element and a blank.
+  static TCIMValue ArrayOfLength(std::size_t length) {
+    return TCIMValue::Array(ECIMType::kString, {std::string(length - 1, 'x')});
+  }
+
+  TFakeHost host;
+  TPropertyReader reader;
+};
+
+TEST_F(TSharedReading, LongTextIsThatOfTheHost) {
+  for (const std::size_t length : {kShared - 1, kShared, kShared + 1}) {
+    const std::string expected(length, 'x');
+    const TSharedText text = Read(Holding(expected));
+    EXPECT_EQ(text, expected);
+    EXPECT_EQ(text.IsShared(), length >= kShared) << length;
+  }
+}
+
+TEST_F(TSharedReading, LongArrayIsMadeATextOnceForThoseThatShareIt) {
+  for (const std::size_t length : {kShared - 1, kShared, kShared + 1}) {
+    const auto instance = Holding(ArrayOfLength(length));
+    const TSharedText first = Read(instance);
+    const TSharedText second = Read(instance);
+    EXPECT_EQ(first, std::string(length - 1, 'x') + " ");
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(first.View().data() == second.View().data(), length >= kShared) << length;
+  }
+}
+
+TEST_F(TSharedReading, ArrayOfAnotherInstanceIsReadAfresh) {
+  const TSharedText first = Read(Holding(ArrayOfLength(kShared)));
+  const TSharedText second = Read(Holding(ArrayOfLength(kShared + 1)));
+  EXPECT_EQ(second.size(), first.size() + 1);
+  EXPECT_EQ(Read(Holding("short")), "short");
 }
 
 TEST(ValueReading, NullIsEmptyAndTraced) {

@@ -1,6 +1,8 @@
 #include "inventory/trace.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "tests/support/fake_host.h"
 
@@ -30,6 +32,20 @@ TEST(StandardOutput, MessageStandsAfterABlankLine) {
   testing::internal::CaptureStdout();
   PrintMessage("     Warning: 100% sure");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "\n     Warning: 100% sure\n");
+}
+
+// Also when the process ends without a word, as it does when a query trips an assertion.
+TEST(StandardOutput, MessageIsThereAtOnce) {
+  testing::internal::CaptureStdout();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    PrintMessage("a message");
+    ::_exit(0);
+  }
+  int status = -1;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "\na message\n");
 }
 
 }  // namespace

@@ -30,7 +30,8 @@ class PluginLoader : public ::testing::Test {
  protected:
   void SetUp() override {
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    folder = fs::canonical(::testing::TempDir()) / ("plugin loader " + std::string(test->name()));
+    folder = fs::canonical(::testing::TempDir()) /
+             ("plugin loader " + std::string(test->name()) + " " + std::to_string(::getpid()));
     fs::remove_all(folder);
     fs::create_directories(folder);
     fs::permissions(folder, kOwnerOnly);
@@ -68,6 +69,14 @@ class PluginLoader : public ::testing::Test {
       boost::make_shared<TPluginManagerNamespace>();
 };
 
+// Whether the process has mapped a file to run it.
+bool IsMapped(const std::string& path) {
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);)
+    if (line.find(" r-xp ") != std::string::npos && line.ends_with(path)) return true;
+  return false;
+}
+
 TEST_F(PluginLoader, GivesThePluginThatTheLibraryRegistered) {
   TPluginManagerProvider* provider = LoadPlugin(Library("good"), *manager);
   ASSERT_NE(provider, nullptr);
@@ -94,6 +103,17 @@ TEST_F(PluginLoader, SaysWhyALibraryIsNoPlugin) {
     EXPECT_EQ(FailureOf(library), "The plug-in \"" + library + "\" cannot be used: " + cause);
   }
   EXPECT_TRUE(manager->GetPlugins().empty());
+}
+
+TEST_F(PluginLoader, LetsGoOfALibraryThatIsNoPlugin) {
+  for (const char* kind : {"refusing", "silent", "without_entry"}) {
+    const std::string library = Library(kind);
+    FailureOf(library);
+    EXPECT_FALSE(IsMapped(library)) << kind;
+  }
+  const std::string library = Library("good");
+  LoadPlugin(library, *manager);
+  EXPECT_TRUE(IsMapped(library));
 }
 
 TEST_F(PluginLoader, RefusesWhatIsNoLibrary) {
@@ -159,6 +179,28 @@ TEST_F(PluginLoader, RefusesAFolderOfAnotherUser) {
   ASSERT_EQ(::chown(given.c_str(), 65534, 65534), 0);
   EXPECT_EQ(FailureOf(library), "The plug-in \"" + library + "\" cannot be loaded: \"" +
                                     given.string() + "\" belongs to another user than root or you");
+}
+
+TEST_F(PluginLoader, TrustsTheOwnerOfTheProgramThatRuns) {
+  if (const char* given = std::getenv("PLUGIN")) {  // In the process that is started below.
+    EXPECT_NE(LoadPlugin(given, *manager), nullptr);
+    return;
+  }
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  const std::string library = Library("good");
+  fs::permissions(library, fs::perms(0755));
+  fs::permissions(folder, fs::perms(0755));
+  ASSERT_EQ(::chown(library.c_str(), 4321, 4321), 0);
+  EXPECT_NE(FailureOf(library).find("another user"), std::string::npos);
+  const fs::path self = fs::read_symlink("/proc/self/exe");
+  const std::string program = (folder / "program").string();
+  fs::copy_file(self, program);
+  const std::string libraries = (self.parent_path().parent_path() / "lib").string();
+  const std::string command = "PLUGIN='" + library + "' LD_LIBRARY_PATH='" + libraries + "' '" +
+                              program + "' --gtest_filter=*TrustsTheOwner* >/dev/null";
+  EXPECT_NE(std::system(command.c_str()), 0) << "the program is root's";
+  ASSERT_EQ(::chown(program.c_str(), 4321, 4321), 0);
+  EXPECT_EQ(std::system(command.c_str()), 0);
 }
 
 TEST_F(PluginLoader, LooksAtTheFolderBehindALink) {
