@@ -3,6 +3,7 @@ A file that is moved into its place was synced after the last byte, and its fold
 
 import errno
 import threading
+import time
 import unittest
 from functools import partial
 from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
@@ -118,7 +119,9 @@ class TheOrderOfCalls(FaultTest):
         for name in ("one.xml", "two.xml"):
             (repository / "files" / name).write_bytes(
                 (SAMPLE / "catalogue" / "index.xml").read_bytes())
-        built = self.run_program("repository", "build", repository)
+        # Later than what an earlier run left in the state folder for a server at the same port.
+        built = self.run_program("repository", "build", repository, "--serial",
+                                 str(int(time.time())))
         self.assertEqual(built.returncode, 0, built.stderr)
         server = ThreadingHTTPServer(("127.0.0.1", 0), partial(Handler, directory=str(repository)))
         threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
