@@ -80,7 +80,7 @@ struct TInstalled {
 
 class TMatching {
  public:
-  TMatching(const TDriverList& installed, const TNamespaceHandle& results);
+  TMatching(const TDriverList& drivers, const TNamespaceHandle& results);
   void Match(const TSharedText& driverFiles);
 
  private:
