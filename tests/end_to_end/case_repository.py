@@ -5,13 +5,18 @@ import hashlib
 import http.server
 import json
 import os
+import sys
 import threading
+from pathlib import Path
 
 import case_values as values
 from reference import cimxml, live
 from reference.cim import Namespace, machine_type
 from reference.host import Files, HostError
 from reference.reading import Session, os_type
+
+sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
+from serial_notes import forget_server  # noqa: E402
 
 MANIFEST = "sv-repository.json"
 NAMES = ("4620_rhel5_64.xml", "sv_windows.xml", "darwin.xml", "linux.xml", "sv_windows_linux.xml",
@@ -117,9 +122,11 @@ class Server:
         self.thread = threading.Thread(target=self.server.serve_forever, daemon=True)
 
     def __enter__(self):
+        forget_server(self.server.server_port)
         self.thread.start()
         return f"http://127.0.0.1:{self.server.server_address[1]}"
 
     def __exit__(self, *_arguments):
         self.server.shutdown()
         self.server.server_close()
+        forget_server(self.server.server_port)

@@ -10,6 +10,7 @@ from pathlib import Path
 
 sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
 from report_schema import read_report  # noqa: E402
+from serial_notes import forget_server  # noqa: E402
 
 BUILD = Path(sys.argv[1]).resolve()
 # The loader takes a blank in LD_PRELOAD for the end of a name: the library is named by a link.

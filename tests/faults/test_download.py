@@ -7,7 +7,7 @@ import unittest
 from functools import partial
 from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 
-from faults import CALLS, MEMORY, SAMPLE, FaultTest, main, read_report
+from faults import CALLS, MEMORY, SAMPLE, FaultTest, forget_server, main, read_report
 
 ERRORS = [errno.EIO, errno.ENOSPC, errno.EINTR, "short"]
 
@@ -30,6 +30,8 @@ class ADownload(FaultTest):
                                           partial(Handler, directory=str(repository)))
         self.server.handle_error = lambda *_: None  # Clients that go away are part of the test.
         threading.Thread(target=self.server.serve_forever, args=(0.05,), daemon=True).start()
+        forget_server(self.server.server_port)
+        self.addCleanup(forget_server, self.server.server_port)
         self.addCleanup(self.server.server_close)
         self.addCleanup(self.server.shutdown)
         self.command = ["check", "--live", "--allow-unsigned", "--inventory",

@@ -3,13 +3,12 @@ A file that is moved into its place was synced after the last byte, and its fold
 
 import errno
 import threading
-import time
 import unittest
 from functools import partial
 from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 from pathlib import Path
 
-from faults import CALLS, LIBRARY, SAMPLE, FaultTest, main
+from faults import CALLS, LIBRARY, SAMPLE, FaultTest, forget_server, main
 
 
 class Handler(SimpleHTTPRequestHandler):
@@ -119,12 +118,12 @@ class TheOrderOfCalls(FaultTest):
         for name in ("one.xml", "two.xml"):
             (repository / "files" / name).write_bytes(
                 (SAMPLE / "catalogue" / "index.xml").read_bytes())
-        # Later than what an earlier run left in the state folder for a server at the same port.
-        built = self.run_program("repository", "build", repository, "--serial",
-                                 str(int(time.time())))
+        built = self.run_program("repository", "build", repository)
         self.assertEqual(built.returncode, 0, built.stderr)
         server = ThreadingHTTPServer(("127.0.0.1", 0), partial(Handler, directory=str(repository)))
         threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
+        forget_server(server.server_port)
+        self.addCleanup(forget_server, server.server_port)
         self.addCleanup(server.server_close)
         self.addCleanup(server.shutdown)
         steps = self.trace("check", "--live", "--allow-unsigned", "--inventory",

@@ -3,6 +3,8 @@
 import threading
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
+from support import forget_server
+
 
 class FaultServer:
     """Shows a repository's folder; `faults` maps a path to a function that answers in its place.
@@ -28,6 +30,7 @@ class FaultServer:
         self.server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
         self.server.daemon_threads = True
         self.server.handle_error = lambda *_: None  # Clients that go away are part of the tests.
+        forget_server(self.server.server_port)
         self.address = f"http://127.0.0.1:{self.server.server_port}"
         threading.Thread(target=self.server.serve_forever, args=(0.05,), daemon=True).start()
 
@@ -54,6 +57,7 @@ class FaultServer:
         self.ended.set()
         self.server.shutdown()
         self.server.server_close()
+        forget_server(self.server.server_port)
 
 
 def send_head(handler, code, length, **headers):

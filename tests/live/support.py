@@ -13,6 +13,7 @@ import unittest
 from pathlib import Path
 
 sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
+from serial_notes import forget_server  # noqa: E402
 from usual_signals import usual_signals  # noqa: E402
 
 DRIVER = os.environ["LIVE_DRIVER"]
@@ -114,6 +115,7 @@ class Nginx:
                 root '{root}'; {more}
               }}
             }}""")
+        forget_server(self.port)
         self.process = subprocess.Popen(
             ["nginx", "-p", str(folder), "-e", f"{folder}/error.log", "-c", f"{folder}/nginx.conf"],
             stderr=subprocess.DEVNULL)
@@ -126,6 +128,7 @@ class Nginx:
     def stop(self):
         self.process.terminate()
         self.process.wait()
+        forget_server(self.port)
 
 
 class Result:

@@ -10,6 +10,7 @@ from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 import jsonschema
 from program import (DIALECT, MACHINE, SAMPLE, SYSTEM, ProgramTest, bios, document, element, main)
 from report_schema import SCHEMA
+from serial_notes import forget_server
 
 OUTCOMES = SCHEMA["properties"]["outcome"]["enum"]
 OTHER = {"name": "other", "applicableMachineTypes": ["-[1111]-"]}
@@ -32,6 +33,8 @@ class Outcomes(ProgramTest):
         self.assertEqual(self.run_program("repository", "build", folder).returncode, 0)
         server = ThreadingHTTPServer(("127.0.0.1", 0), partial(Silent, directory=str(folder)))
         threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
+        forget_server(server.server_port)
+        self.addCleanup(forget_server, server.server_port)
         self.addCleanup(server.server_close)
         self.addCleanup(server.shutdown)
         return f"http://127.0.0.1:{server.server_port}"
