@@ -6,8 +6,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "drivers/driver_record.h"
-#include "plugin/contents/sv_plugin.h"
+#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/drivers/driver_record.h"
 #include "runtime/hskcore/builtin_classes.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 

@@ -19,11 +19,12 @@ function(svc_wall target folder)
   endif()
 endfunction()
 
-# svc_folder(NAME SOURCES ... LINKS ...): the static library of one folder of the tree.
+# svc_folder(NAME SOURCES ... LINKS ...): the static library of the folder whose list this is.
 function(svc_folder name)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
   add_library(${name} STATIC ${arg_SOURCES})
-  svc_wall(${name} ${name})
+  file(RELATIVE_PATH folder "${CMAKE_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
+  svc_wall(${name} ${folder})
   target_link_libraries(${name} PUBLIC ${arg_LINKS})
 endfunction()
 

@@ -1,5 +1,5 @@
 // The entry of libsvcheck-collect.so.
-#include "collect/linux_collector.h"
+#include "collect/linux/linux_collector.h"
 
 extern "C" __attribute__((visibility("default"))) const svc::collect::ICollector*
 SvcheckCollector() {

@@ -6,7 +6,7 @@
 #include <array>
 #include <cctype>
 
-#include "collect/machine.h"
+#include "collect/linux/machine.h"
 
 namespace svc::collect {
 namespace {

@@ -3,11 +3,12 @@ find_package(fmt REQUIRED)
 
 svc_folder(collect
   SOURCES
-    cim_xml.cpp ipmi_response.cpp native_text_windows.cpp product_names.cpp services_windows.cpp
-    text.cpp windows_machine.cpp windows_source_states.cpp windows_sources.cpp wmi_windows.cpp
+    cim_xml.cpp ipmi_response.cpp native_text_windows.cpp product_names.cpp text.cpp
+    windows/services.cpp windows/source_states.cpp windows/windows_machine.cpp
+    windows/windows_sources.cpp windows/wmi.cpp
   LINKS fmt::fmt ole32 oleaut32 wbemuuid version)
 
-add_library(svcheck-collect MODULE windows_collector.cpp)
+add_library(svcheck-collect MODULE windows/windows_collector.cpp)
 target_link_libraries(svcheck-collect PRIVATE collect)
 install(TARGETS svcheck-collect LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
+#include "base/utf8.h"
 #include "report/ascii.h"
-#include "runtime/hskcore/utf8.h"
 
 namespace svc::report {
 

@@ -5,10 +5,10 @@
 #include <set>
 #include <string>
 
+#include "base/utf8.h"
 #include "report/records.h"
 #include "report/render.h"
 #include "report/text.h"
-#include "runtime/hskcore/utf8.h"
 
 namespace svc::report {
 

@@ -6,10 +6,10 @@
 #include <array>
 #include <chrono>
 
+#include "base/shown_text.h"
+#include "base/utf8.h"
 #include "report/ascii.h"
 #include "runtime/hskcore/json_text.h"
-#include "runtime/hskcore/shown_text.h"
-#include "runtime/hskcore/utf8.h"
 
 namespace svc::report {
 

@@ -14,7 +14,7 @@ namespace svc::report {
 // The text with U+FFFD in place of bytes that are no UTF-8, one for each piece that could have
 // begun a character.
 std::string ValidUtf8(std::string_view text);
-// As ValidUtf8, and with U+FFFD in place of what may not be shown (runtime/hskcore/shown_text.h):
+// As ValidUtf8, and with U+FFFD in place of what may not be shown (base/shown_text.h):
 // safe on a terminal, one line.
 std::string PlainLine(std::string_view text);
 // The same, but tabs and line ends stay.

@@ -6,11 +6,11 @@
 #include <array>
 #include <utility>
 
+#include "base/utf8.h"
 #include "report/ascii.h"
 #include "report/glob.h"
 #include "report/text.h"
 #include "report/waivers.h"
-#include "runtime/hskcore/utf8.h"
 
 namespace svc::report {
 

@@ -5,12 +5,12 @@
 #include <new>
 #include <string>
 
-#include "svcheck/command_line.h"
-#include "svcheck/failure.h"
-#include "svcheck/help.h"
-#include "svcheck/interruption.h"
-#include "svcheck/process.h"
-#include "svcheck/verb.h"
+#include "svcheck/cli/command_line.h"
+#include "svcheck/cli/help.h"
+#include "svcheck/cli/verb.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/interruption.h"
+#include "svcheck/system/process.h"
 
 namespace svc {
 

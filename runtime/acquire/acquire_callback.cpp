@@ -1,6 +1,6 @@
 #include "host/acquire/acquire_callback.h"
 
-#include "runtime/hskcore/shown_text.h"
+#include "base/shown_text.h"
 
 namespace KPLAcquistion {
 

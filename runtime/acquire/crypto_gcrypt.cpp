@@ -7,8 +7,8 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "base/shown_text.h"
 #include "runtime/acquire/crypto.h"
-#include "runtime/hskcore/shown_text.h"
 
 namespace svc::acquire {
 namespace {

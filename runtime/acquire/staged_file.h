@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/files/new_file.h"
+#include "base/new_file.h"
 
 namespace svc::acquire {
 

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <string>
 
+#include "base/cut_name.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/hash.h"
 
 namespace svc {

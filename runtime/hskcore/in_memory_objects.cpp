@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/cut_name.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/stored_property.h"
 #include "runtime/hskcore/value_text.h"

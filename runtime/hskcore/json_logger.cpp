@@ -10,9 +10,9 @@
 #include <system_error>
 #include <utility>
 
+#include "base/new_file.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
-#include "runtime/files/new_file.h"
 #include "runtime/hskcore/json_text.h"
 
 namespace svc {

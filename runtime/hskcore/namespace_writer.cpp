@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "base/cut_name.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/in_memory_objects.h"
 #include "runtime/hskcore/shared_state.h"

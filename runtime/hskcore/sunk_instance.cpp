@@ -3,8 +3,8 @@
 #include <boost/make_shared.hpp>
 #include <utility>
 
+#include "base/cut_name.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/in_memory_objects.h"
 #include "runtime/hskcore/stored_property.h"
 

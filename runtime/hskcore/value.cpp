@@ -7,8 +7,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "base/cut_name.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace NQRXHSK20 {

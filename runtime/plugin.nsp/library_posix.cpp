@@ -7,9 +7,9 @@
 #include <exception>
 #include <system_error>
 
-#include "runtime/files/file_error.h"
-#include "runtime/files/path_walk.h"
-#include "runtime/files/rights.h"
+#include "base/file_error.h"
+#include "base/path_walk.h"
+#include "base/rights.h"
 #include "runtime/plugin.nsp/library.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "base/cut_name.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/cut_name.h"
 #include "runtime/hskcore/value_text.h"
 #include "runtime/xmlparser/dialect.h"
 #include "runtime/xmlparser/object_path.h"

@@ -1,6 +1,6 @@
 #include "runtime/xmlparser/cim_tokens.h"
 
-#include "runtime/hskcore/cut_name.h"
+#include "base/cut_name.h"
 
 namespace svc::xml {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/hskcore/cut_name.h"
+#include "base/cut_name.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/declaration.h"
 #include "runtime/xmlparser/document_text.h"

@@ -3,7 +3,7 @@
 #include <bit>
 #include <string>
 
-#include "runtime/hskcore/cut_name.h"
+#include "base/cut_name.h"
 #include "runtime/hskcore/hash.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "runtime/hskcore/cut_name.h"
+#include "base/cut_name.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/declaration.h"

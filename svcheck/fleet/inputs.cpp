@@ -11,12 +11,12 @@
 #include <system_error>
 #include <utility>
 
+#include "base/utf8.h"
 #include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/json_text.h"
 #include "runtime/hskcore/path_of.h"
-#include "runtime/hskcore/utf8.h"
-#include "svcheck/fleet/files_below.h"
-#include "svcheck/paths.h"
+#include "svcheck/system/files_below.h"
+#include "svcheck/system/paths.h"
 
 namespace fs = std::filesystem;
 

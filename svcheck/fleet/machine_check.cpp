@@ -13,14 +13,14 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/json_logger.h"
 #include "runtime/hskcore/path_of.h"
-#include "svcheck/advice.h"
-#include "svcheck/catalogue_watch.h"
-#include "svcheck/failure.h"
 #include "svcheck/fleet/byte_source.h"
 #include "svcheck/fleet/stand_in.h"
-#include "svcheck/journal.h"
-#include "svcheck/process.h"
-#include "svcheck/query_options.h"
+#include "svcheck/session/advice.h"
+#include "svcheck/session/catalogue_watch.h"
+#include "svcheck/session/query_options.h"
+#include "svcheck/session/query_outcome.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/process.h"
 
 using svc::report::EOutcome;
 

@@ -12,8 +12,8 @@
 #include "runtime/xmlparser/shared_documents.h"
 #include "svcheck/fleet/passed_over.h"
 #include "svcheck/fleet/task.h"
-#include "svcheck/query_options.h"
-#include "svcheck/query_run.h"
+#include "svcheck/session/query_options.h"
+#include "svcheck/session/query_run.h"
 
 namespace svc::fleet {
 

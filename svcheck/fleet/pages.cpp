@@ -8,9 +8,9 @@
 #include "report/render.h"
 #include "report/text.h"
 #include "runtime/hskcore/path_of.h"
-#include "svcheck/failure.h"
 #include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/result_lines.h"
+#include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;
 

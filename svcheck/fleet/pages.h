@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "svcheck/fleet/summary.h"
-#include "svcheck/output.h"
+#include "svcheck/system/output.h"
 
 namespace svc::fleet {
 

@@ -5,8 +5,8 @@
 #include <system_error>
 #include <vector>
 
-#include "svcheck/failure.h"
 #include "svcheck/fleet/worker_process.h"
+#include "svcheck/system/failure.h"
 
 namespace svc::fleet {
 

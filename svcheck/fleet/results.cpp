@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "runtime/hskcore/path_of.h"
-#include "svcheck/failure.h"
 #include "svcheck/fleet/result_lines.h"
+#include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;
 

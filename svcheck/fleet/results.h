@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/files/new_file.h"
+#include "base/new_file.h"
 #include "svcheck/fleet/byte_source.h"
 
 namespace svc::fleet {

@@ -1,7 +1,7 @@
 #include "svcheck/fleet/worker_loop.h"
 
-#include "svcheck/failure.h"
 #include "svcheck/fleet/frame.h"
+#include "svcheck/system/failure.h"
 
 namespace svc::fleet {
 

@@ -7,12 +7,12 @@
 #include <cstdlib>
 #include <exception>
 
-#include "svcheck/failure.h"
 #include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/handle_windows.h"
 #include "svcheck/fleet/settings_frame.h"
 #include "svcheck/fleet/worker_loop.h"
 #include "svcheck/fleet/workers.h"
+#include "svcheck/system/failure.h"
 
 namespace svc::fleet {
 

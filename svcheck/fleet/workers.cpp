@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "svcheck/failure.h"
 #include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/worker_process.h"
+#include "svcheck/system/failure.h"
 
 namespace svc::fleet {
 

@@ -15,10 +15,10 @@
 #include <system_error>
 #include <utility>
 
-#include "svcheck/failure.h"
 #include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/worker_loop.h"
 #include "svcheck/fleet/worker_process.h"
+#include "svcheck/system/failure.h"
 
 namespace svc::fleet {
 

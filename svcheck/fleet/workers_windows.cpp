@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "svcheck/failure.h"
 #include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/handle_windows.h"
 #include "svcheck/fleet/pipe_windows.h"
@@ -16,6 +15,7 @@
 #include "svcheck/fleet/settings_frame.h"
 #include "svcheck/fleet/worker_loop.h"
 #include "svcheck/fleet/worker_process.h"
+#include "svcheck/system/failure.h"
 
 namespace svc::fleet {
 

@@ -4,8 +4,8 @@
 #include <cerrno>
 
 #include "collect/ipmi.h"
-#include "collect/machine.h"
-#include "collect/megaraid.h"
+#include "collect/linux/machine.h"
+#include "collect/linux/megaraid.h"
 #include "made_tree.h"
 
 namespace svc::collect {

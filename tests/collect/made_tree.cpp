@@ -6,7 +6,7 @@
 #include <pugixml.hpp>
 #include <stdexcept>
 
-#include "collect/linux_collector.h"
+#include "collect/linux/linux_collector.h"
 
 namespace fs = std::filesystem;
 

@@ -10,11 +10,11 @@
 #include "report/ascii.h"
 #include "report/text.h"
 #include "rules/names.h"
-#include "svcheck/catalogue/csv.h"
-#include "svcheck/catalogue/new_element.h"
-#include "svcheck/catalogue/rules.h"
-#include "svcheck/catalogue/verbs.h"
-#include "svcheck/failure.h"
+#include "svcheck/author/csv.h"
+#include "svcheck/author/new_element.h"
+#include "svcheck/author/rules.h"
+#include "svcheck/author/verbs.h"
+#include "svcheck/system/failure.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::catalogue;

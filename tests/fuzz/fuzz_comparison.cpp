@@ -3,8 +3,8 @@
 // going through the list again.
 #include <array>
 
-#include "drivers/driver_record.h"
-#include "plugin/contents/sv_plugin.h"
+#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/drivers/driver_record.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace NQRXHSK20;

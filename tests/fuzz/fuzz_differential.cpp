@@ -4,7 +4,7 @@
 #include <pugixml.hpp>
 
 #include "tests/fuzz/fuzz_support.h"
-#include "tests/runtime_xmlparser/judges.h"
+#include "tests/runtime/xmlparser/judges.h"
 
 using namespace NQRXHSK20;
 using namespace svc::fuzz;

@@ -1,6 +1,6 @@
 // Driver-file lists, alone: no version or name reaches beyond its text.
-#include "drivers/driver_record.h"
-#include "plugin/contents/sv_plugin.h"
+#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/drivers/driver_record.h"
 #include "rules/driver_list.h"
 #include "rules/version_items.h"
 #include "tests/fuzz/fuzz_support.h"

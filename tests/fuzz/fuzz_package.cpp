@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "svcheck/catalogue/driver_source.h"
+#include "svcheck/author/driver_source.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

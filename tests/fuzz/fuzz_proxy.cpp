@@ -1,5 +1,5 @@
 // "svProxy" texts.
-#include "catalogue/proxy.h"
+#include "plugins/version_checker/catalogue/proxy.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

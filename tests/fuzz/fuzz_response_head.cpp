@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <memory>
 
+#include "base/shown_text.h"
+#include "base/utf8.h"
 #include "runtime/acquire/address.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/response_head.h"
-#include "runtime/hskcore/shown_text.h"
-#include "runtime/hskcore/utf8.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "svcheck/failure.h"
-#include "svcheck/settings_file.h"
+#include "svcheck/cli/settings_file.h"
+#include "svcheck/system/failure.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using svc::fuzz::Require;

@@ -25,9 +25,11 @@ WORK = ROOT / "build" / "mutate"
 TREE = WORK / "tree"
 BUILD = TREE / "build" / "release"
 HEADER = TREE / "tests" / "mutation" / "mutant_switch.h"
-FOLDERS = ("rules", "plugin", "catalogue", "inventory", "firmware", "drivers", "runtime/hskcore",
-           "runtime/xmlparser", "runtime/acquire", "runtime/plugin.nsp", "runtime/files", "collect",
-           "report", "svcheck")
+CHECKER = "plugins/version_checker/"
+FOLDERS = ("rules", CHECKER + "query", CHECKER + "catalogue", CHECKER + "inventory",
+           CHECKER + "firmware", CHECKER + "drivers", "base", "runtime/hskcore",
+           "runtime/xmlparser", "runtime/acquire", "runtime/plugin.nsp", "collect", "report",
+           "svcheck")
 MAKERS = tuple(pathlib.Path(module.__file__).read_bytes()
                for module in (finding, operators, rewriting))
 ROUNDS = 25

@@ -11,26 +11,30 @@ import re
 import subprocess
 import sys
 
-PLUGIN_FOLDERS = ("plugin", "catalogue", "inventory", "firmware", "drivers")
 SOURCES = (".cpp", ".h")
 TEXTS = SOURCES + (".py", ".cmake", ".md", ".sh", ".txt", ".map")
 SKIPPED = ("build", ".git", "tests/fuzz/seeds", "tests/fuzz/dictionaries")
 
+CHECKER = "plugins/version_checker/"
+OWN_FOLDERS = ("host/", "rules/", "plugins/", "base/", "runtime/", "collect/", "report/",
+               "svcheck/")
+
 # Which headers a folder may include, by the beginning of their names.
 WALLS = {
-    "host": ("host/",),
-    "rules": ("rules/",),
-    "inventory": ("inventory/", "rules/", "host/", "plugin/contents/"),
-    "catalogue": ("catalogue/", "inventory/", "rules/", "host/", "plugin/contents/"),
-    "firmware": ("firmware/", "inventory/", "rules/", "host/", "plugin/contents/"),
-    "drivers": ("drivers/", "inventory/", "rules/", "host/", "plugin/contents/"),
-    "plugin": tuple(folder + "/" for folder in PLUGIN_FOLDERS) + ("rules/", "host/"),
-    "runtime": ("runtime/", "host/"),
-    "collect": ("svcheck/", "collect/", "report/", "runtime/", "host/"),
-    "report": ("svcheck/", "collect/", "report/", "runtime/", "host/"),
-    "svcheck": ("svcheck/", "collect/", "report/", "rules/", "runtime/", "host/"),
+    "host/": ("host/",),
+    "rules/": ("rules/",),
+    "base/": ("base/",),
+    "plugins/": ("rules/", "host/"),
+    CHECKER + "contents/": ("rules/", "host/"),
+    CHECKER + "inventory/": (CHECKER + "inventory/", CHECKER + "contents/", "rules/", "host/"),
+    **{CHECKER + folder: (CHECKER + folder, CHECKER + "inventory/", CHECKER + "contents/", "rules/",
+                          "host/") for folder in ("catalogue/", "firmware/", "drivers/")},
+    CHECKER + "query/": (CHECKER, "rules/", "host/"),
+    "runtime/": ("runtime/", "base/", "host/"),
+    "collect/": ("svcheck/", "collect/", "report/", "runtime/", "base/", "host/"),
+    "report/": ("svcheck/", "collect/", "report/", "runtime/", "base/", "host/"),
+    "svcheck/": ("svcheck/", "collect/", "report/", "rules/", "runtime/", "base/", "host/"),
 }
-OWN_FOLDERS = tuple(WALLS)
 
 LONGEST_FILE = 400
 LONGEST_TEST = 600
@@ -57,7 +61,7 @@ def is_include_guard(lines, index, macro):
 
 def check_conditionals(name, lines):
     """Platforms differ by file in the plug-in's folders, chosen by CMake."""
-    if not name.startswith(tuple(folder + "/" for folder in PLUGIN_FOLDERS + ("rules",))):
+    if not name.startswith(("plugins/", "rules/")):
         return
     for index, line in enumerate(lines):
         found = CONDITIONAL.match(line)
@@ -66,14 +70,15 @@ def check_conditionals(name, lines):
 
 
 def check_walls(name, lines):
-    allowed = WALLS.get(name.split("/")[0])
+    folder = max((folder for folder in WALLS if name.startswith(folder)), key=len, default=None)
+    allowed = WALLS.get(folder)
     for index, line in enumerate(lines):
         found = INCLUDE.match(line)
         if not found:
             continue
         if ".." in found[2].split("/"):
             yield index, f'relative include of "{found[2]}"'
-        elif allowed and found[2].startswith(tuple(folder + "/" for folder in OWN_FOLDERS)):
+        elif allowed and found[2].startswith(OWN_FOLDERS):
             if not found[2].startswith(allowed):
                 yield index, f'include of "{found[2]}" across a wall'
         elif allowed and found[1] == '"':

@@ -1,5 +1,5 @@
 // What `svcheck doctor` finds of a catalogue.
-#include "svcheck/finding.h"
+#include "svcheck/verbs/doctor_findings.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // The lines of a fleet's results, what they come to, and the names of its files.
 #include <gtest/gtest.h>
 
-#include "svcheck/failure.h"
 #include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/result_lines.h"
 #include "svcheck/fleet/results.h"
 #include "svcheck/fleet/summary.h"
+#include "svcheck/system/failure.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::fleet {

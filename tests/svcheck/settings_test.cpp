@@ -1,10 +1,10 @@
 // Which settings hold beside a command line, and which files are none.
-#include "svcheck/settings.h"
+#include "svcheck/cli/settings.h"
 
 #include <gtest/gtest.h>
 
-#include "svcheck/failure.h"
-#include "svcheck/settings_file.h"
+#include "svcheck/cli/settings_file.h"
+#include "svcheck/system/failure.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc {

@@ -4,9 +4,9 @@
 
 #include <cstdio>
 
-#include "svcheck/failure.h"
-#include "svcheck/paths.h"
-#include "svcheck/process.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc {

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "collect/windows_sources.h"
+#include "collect/windows/windows_sources.h"
 
 namespace svc::collect {
 namespace {

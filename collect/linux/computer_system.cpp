@@ -1,0 +1,100 @@
+// The machine's identity and its BIOS: /sys/class/dmi/id (Linux, Documentation/ABI/testing/
+// sysfs-class-dmi), and where that lacks a value the SMBIOS structures of types 0 and 1 from which
+// the kernel takes it.
+#include <fmt/format.h>
+
+#include <cerrno>
+
+#include "collect/linux/machine.h"
+#include "collect/product_names.h"
+
+namespace svc::collect {
+namespace {
+
+constexpr std::uint8_t kBiosInformation = 0;
+constexpr std::uint8_t kSystemInformation = 1;
+
+std::string Attribute(const TMachine& machine, const std::string& name) {
+  return machine.tree.ReadLine(std::string(kDmiFolder) + "/" + name);
+}
+
+std::string AttributeOr(const TMachine& machine, const std::string& name, std::uint8_t type,
+                        std::size_t offset) {
+  std::string value = Attribute(machine, name);
+  const TSmbiosStructure* const structure = machine.smbios.First(type);
+  if (value.empty() && structure != nullptr) value = CleanText(structure->Text(offset));
+  return value;
+}
+
+// Both entry points tell the version of SMBIOS, in different places (DSP0134, 5.2).
+bool HasLittleEndianUuid(const TMachine& machine) {
+  const TRead file = machine.tree.Read(kSmbiosEntryPoint);
+  const std::string_view bytes = file.bytes;
+  if (bytes.starts_with("_SM3_")) return true;
+  return bytes.starts_with("_SM_") && bytes.size() > 7 &&
+         (bytes[6] > 2 || (bytes[6] == 2 && bytes[7] >= 6));
+}
+
+std::string Uuid(const TMachine& machine) {
+  std::string uuid = Attribute(machine, "product_uuid");
+  const TSmbiosStructure* const structure = machine.smbios.First(kSystemInformation);
+  if (uuid.empty() && structure != nullptr) {
+    uuid = SmbiosUuid(structure->Bytes(8, 16), HasLittleEndianUuid(machine));
+  }
+  return uuid;
+}
+
+void NoteUnreadable(const TMachine& machine, const std::string& name, TInventory& inventory) {
+  const std::string path = std::string(kDmiFolder) + "/" + name;
+  const int error = machine.tree.Read(path).error;
+  if (error != 0 && error != ENOENT) inventory.Note(path + ": " + WhyNot(error) + "; left out");
+}
+
+void SetIdentity(const TMachine& machine, TInstance& system, TInventory& inventory) {
+  const std::string serial = AttributeOr(machine, "product_serial", kSystemInformation, 7);
+  const std::string uuid = Uuid(machine);
+  if (serial.empty()) NoteUnreadable(machine, "product_serial", inventory);
+  if (uuid.empty()) NoteUnreadable(machine, "product_uuid", inventory);
+  system.Set("SerialNumber", serial).Set("UUID", uuid);
+}
+
+}  // namespace
+
+void ReadComputerSystem(const TMachine& machine, TInventory& inventory) {
+  const std::string product = AttributeOr(machine, "product_name", kSystemInformation, 5);
+  if (product.empty()) {
+    inventory.Note(fmt::format(
+        "{}/product_name: no product name, nor in the SMBIOS tables; the machine type is unknown",
+        kDmiFolder));
+  }
+  TInstance system("QRXSG_ComputerSystem");
+  system.Set("MachineType", MachineTypeOf(product))
+      .Set("Manufacturer", AttributeOr(machine, "sys_vendor", kSystemInformation, 4))
+      .Set("Model", product);
+  if (!machine.redact) SetIdentity(machine, system, inventory);
+  inventory.Add(system);
+}
+
+void ReadSystemBios(const TMachine& machine, TInventory& inventory) {
+  const std::string version = AttributeOr(machine, "bios_version", kBiosInformation, 5);
+  if (version.empty()) {
+    inventory.Note(fmt::format(
+        "{}/bios_version: no BIOS version, nor in the SMBIOS tables; left out", kDmiFolder));
+    return;
+  }
+  inventory.Add(SystemBios(version)
+                    .Set("Manufacturer", AttributeOr(machine, "bios_vendor", kBiosInformation, 4))
+                    .Set("ReleaseDate", AttributeOr(machine, "bios_date", kBiosInformation, 8)));
+}
+
+// The platform may tell of its diagnostics partition among its firmware.
+void ReadDiagnostics(const TMachine& machine, TInventory& inventory) {
+  for (const TFirmwareComponent& component : machine.smbios.FirmwareComponents()) {
+    if (!Contains(Lowered(component.name), "diagnostic")) continue;
+    inventory.Add(TInstance("QRXSG_DiagnosticVPD")
+                      .Set("BuildNumber", component.id)
+                      .Set("Version", component.version));
+  }
+}
+
+}  // namespace svc::collect

@@ -1,0 +1,40 @@
+// What the file of a kernel module states, by libkmod. One reader is used by one thread at a time.
+#ifndef COLLECT_LINUX_KERNEL_MODULE_H_
+#define COLLECT_LINUX_KERNEL_MODULE_H_
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/descriptor.h"
+
+struct kmod_ctx;
+
+namespace svc::collect {
+
+using files::TDescriptor;
+
+// libkmod believes some of what a module's header says, and ends the process where it lies. So it
+// is shown plain modules alone, unpacked if need be, and none before its header is checked. What it
+// is shown is a copy in memory: a file that is cut while it is mapped ends the process as well.
+class TModuleReader {
+ public:
+  TModuleReader();
+
+  // The version that the module in an open file states first, compressed or not; empty when it
+  // states none. Throws std::runtime_error, which says why, where it is no module that can be read.
+  std::string VersionIn(const TDescriptor& file) const;
+
+ private:
+  struct TFree {
+    void operator()(kmod_ctx* context) const;
+  };
+  std::unique_ptr<kmod_ctx, TFree> context;
+};
+
+// A file of these bytes in memory. Throws std::runtime_error where there is no room for it.
+TDescriptor FileInMemory(std::string_view bytes);
+
+}  // namespace svc::collect
+
+#endif  // COLLECT_LINUX_KERNEL_MODULE_H_

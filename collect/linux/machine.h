@@ -1,0 +1,44 @@
+// The machine as the sources see it, and the list of the sources.
+#ifndef COLLECT_LINUX_MACHINE_H_
+#define COLLECT_LINUX_MACHINE_H_
+
+#include <string>
+
+#include "collect/inventory.h"
+#include "collect/linux/tree.h"
+#include "collect/smbios.h"
+
+namespace svc::collect {
+
+// Paths that more than one source or the capture names.
+inline constexpr const char* kDmiFolder = "/sys/class/dmi/id";
+inline constexpr const char* kSmbiosTable = "/sys/firmware/dmi/tables/DMI";
+inline constexpr const char* kSmbiosEntryPoint = "/sys/firmware/dmi/tables/smbios_entry_point";
+inline constexpr const char* kArchitecture = "/proc/sys/kernel/arch";
+inline constexpr const char* kScsiHosts = "/sys/class/scsi_host";
+
+// What the sources share. One Collect makes one; its sources run one after the other.
+struct TMachine {
+  const TTree& tree;
+  TSmbiosTable smbios;
+  bool redact;
+};
+
+// Says `error` (an errno value) and, where it would help, that root can do it.
+std::string WhyNot(int error);
+
+// Each source reads one thing and adds the instances it finds; what it finds but cannot read, it
+// notes. None of them throws for what a machine says.
+void ReadComputerSystem(const TMachine& machine, TInventory& inventory);
+void ReadOperatingSystem(const TMachine& machine, TInventory& inventory);
+void ReadSystemBios(const TMachine& machine, TInventory& inventory);
+void ReadDiagnostics(const TMachine& machine, TInventory& inventory);
+void ReadManagementControllers(const TMachine& machine, TInventory& inventory);
+void ReadBroadcom(const TMachine& machine, TInventory& inventory);
+void ReadMegaRaid(const TMachine& machine, TInventory& inventory);
+void ReadMpt(const TMachine& machine, TInventory& inventory);
+void ReadDrivers(const TMachine& machine, TInventory& inventory);
+
+}  // namespace svc::collect
+
+#endif  // COLLECT_LINUX_MACHINE_H_

@@ -1,0 +1,55 @@
+// A Windows machine as the sources see it: what its management service, its service control manager
+// and the files of its drivers answer.
+//
+// One thread at a time. No operation throws for what a machine says or keeps to itself.
+#ifndef COLLECT_WINDOWS_WINDOWS_MACHINE_H_
+#define COLLECT_WINDOWS_WINDOWS_MACHINE_H_
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace svc::collect {
+
+// What was asked for; `problem` says why it could not be had and is empty when it could.
+template <typename TValue>
+struct TAnswer {
+  TValue value;
+  std::string problem;
+};
+
+// The properties of an instance that have a value, by their names, as UTF-8.
+using TRow = std::map<std::string, std::string>;
+
+struct TDriverService {
+  std::string name;
+  std::string path;    // As the service was registered; empty where it takes the default.
+  unsigned state = 0;  // SERVICE_STATUS.dwCurrentState: 1 stopped, 4 running.
+};
+
+class IWindowsMachine {
+ public:
+  virtual ~IWindowsMachine() = default;
+
+  // The instances of a WMI class in a namespace such as "root\cimv2".
+  virtual TAnswer<std::vector<TRow>> Instances(const std::string& space,
+                                               const std::string& className) const = 0;
+  // The response of the management controller to an IPMI command without data, its completion code
+  // first. Empty, without a problem, where the machine has no controller.
+  virtual TAnswer<std::string> AskController(std::uint8_t function, std::uint8_t command) const = 0;
+  // The services of type SERVICE_DRIVER, running or not.
+  virtual TAnswer<std::vector<TDriverService>> Drivers() const = 0;
+  // The version that the resources of a file state, such as "6.1.7601.17514"; empty without one.
+  virtual std::string FileVersion(const std::string& path) const = 0;
+  // The folder that \SystemRoot means, without a separator at its end.
+  virtual std::string SystemRoot() const = 0;
+};
+
+// The machine that this program runs on.
+std::unique_ptr<IWindowsMachine> ThisWindowsMachine();
+
+}  // namespace svc::collect
+
+#endif  // COLLECT_WINDOWS_WINDOWS_MACHINE_H_

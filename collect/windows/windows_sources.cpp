@@ -1,0 +1,179 @@
+#include "collect/windows/windows_sources.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "collect/ipmi.h"
+#include "collect/product_names.h"
+
+namespace svc::collect {
+namespace {
+
+std::string ValueOf(const TRow& row, const std::string& name) {
+  const auto found = row.find(name);
+  return found == row.end() ? std::string() : found->second;
+}
+
+// The one instance of a class; empty, and noted, where there is none.
+TRow OnlyRow(const IWindowsMachine& machine, const std::string& className, TInventory& inventory) {
+  const auto answer = machine.Instances(kCimSpace, className);
+  if (!answer.value.empty()) return answer.value.front();
+  inventory.Note(className + ": " +
+                 (answer.problem.empty() ? "the machine tells nothing" : answer.problem) +
+                 "; what it tells is left out");
+  return {};
+}
+
+void AddComputerSystem(const IWindowsMachine& machine, const TRow& bios, bool redact,
+                       TInventory& inventory) {
+  const TRow system = OnlyRow(machine, "Win32_ComputerSystem", inventory);
+  const std::string model = ValueOf(system, "Model");
+  TInstance instance("QRXSG_ComputerSystem");
+  instance.Set("MachineType", MachineTypeOf(model))
+      .Set("Manufacturer", ValueOf(system, "Manufacturer"))
+      .Set("Model", model);
+  if (!redact) {
+    const TRow product = OnlyRow(machine, "Win32_ComputerSystemProduct", inventory);
+    instance.Set("SerialNumber", ValueOf(bios, "SerialNumber"))
+        .Set("UUID", ValueOf(product, "UUID"));
+  }
+  inventory.Add(instance);
+}
+
+// "6.1.7601" is release 6.1, by which a catalogue knows the system, and build 7601.
+std::string Release(const std::string& version) {
+  return version.substr(0, version.find('.', std::min(version.find('.'), version.size() - 1) + 1));
+}
+
+void AddOperatingSystem(const IWindowsMachine& machine, TInventory& inventory) {
+  constexpr const char* kWindowsNt = "18";  // Win32_OperatingSystem.OSType
+  const TRow system = OnlyRow(machine, "Win32_OperatingSystem", inventory);
+  const std::string version = ValueOf(system, "Version");
+  inventory.Add(TInstance("QRXSG_OperatingSystem")
+                    .Set("Version", version.empty() ? version : Release(version))
+                    .Set("OSType", kWindowsNt, "uint16")
+                    .Set("BuildID", ValueOf(system, "BuildNumber"))
+                    .Set("HardwarePlatform", ValueOf(system, "OSArchitecture"))
+                    .Set("Caption", ValueOf(system, "Caption")));
+}
+
+// "20100512000000.000000+000" (DMTF DSP0004, datetime) is 05/12/2010, as firmware writes a date.
+std::string FirmwareDate(const std::string& datetime) {
+  const bool hasDate =
+      datetime.size() >= 8 && std::all_of(datetime.begin(), datetime.begin() + 8,
+                                          [](unsigned char c) { return std::isdigit(c) != 0; });
+  if (!hasDate) return datetime;
+  return datetime.substr(4, 2) + "/" + datetime.substr(6, 2) + "/" + datetime.substr(0, 4);
+}
+
+void AddBios(const TRow& bios, TInventory& inventory) {
+  const std::string version = ValueOf(bios, "SMBIOSBIOSVersion");
+  if (version.empty()) return;
+  inventory.Add(SystemBios(version)
+                    .Set("Manufacturer", ValueOf(bios, "Manufacturer"))
+                    .Set("ReleaseDate", FirmwareDate(ValueOf(bios, "ReleaseDate"))));
+}
+
+// IPMI 2.0, 20.1: Get Device ID.
+void AddManagementController(const IWindowsMachine& machine, TInventory& inventory) {
+  constexpr std::uint8_t kApplication = 0x06, kGetDeviceId = 0x01;
+  const auto answer = machine.AskController(kApplication, kGetDeviceId);
+  const auto controller = ParseDeviceId(answer.value);
+  if (controller) {
+    inventory.Add(TInstance("QRXSG_IPMIFirmwareElement")
+                      .Set("Name", kManagementControllerName)
+                      .Set("Version", controller->version));
+    if (controller->auxiliary.empty()) return;
+    inventory.Add(TInstance("QRXSG_SPROMFirmwareVPDMain")
+                      .Set("Name", kManagementControllerName)
+                      .Set("BuildNumber", controller->auxiliary)
+                      .Set("Version", controller->version));
+  } else if (!answer.problem.empty() || !answer.value.empty()) {
+    inventory.Note("Microsoft_IPMI: " +
+                   (answer.problem.empty() ? "the answer is no device id" : answer.problem) +
+                   "; the management controller is left out");
+  }
+}
+
+bool IsLsi(const TRow& adapter) {
+  const std::string maker = Lowered(ValueOf(adapter, "Manufacturer"));
+  return Contains(maker, "lsi") || Contains(maker, "avago") || Contains(maker, "broadcom");
+}
+
+void AddAdapterPart(const TRow& adapter, const char* kind, const char* className,
+                    const char* property, TInventory& inventory) {
+  const std::string version = ValueOf(adapter, property);
+  const std::string model = ValueOf(adapter, "Model");
+  const std::string name = ValueOf(adapter, "ModelDescription");
+  if (version.find_first_not_of("0. ") == std::string::npos) {
+    inventory.Note("MS_SM_AdapterInformationQuery, " + model + ": no " + property + "; left out");
+    return;
+  }
+  inventory.Add(TInstance(className)
+                    .Set("Name", (name.empty() ? model : name) + kind)
+                    .Set("ProductID", model)
+                    .Set("Version", version));
+}
+
+void AddAdapters(const IWindowsMachine& machine, TInventory& inventory) {
+  constexpr const char* kClass = "MS_SM_AdapterInformationQuery";
+  const auto answer = machine.Instances(kDriverSpace, kClass);
+  if (!answer.problem.empty()) {
+    inventory.Note(std::string(kClass) + ": " + answer.problem +
+                   "; firmware of storage adapters is left out");
+  }
+  for (const TRow& adapter : answer.value) {
+    if (!IsLsi(adapter)) {
+      inventory.Note(std::string(kClass) + ", " + ValueOf(adapter, "Model") + ": its maker \"" +
+                     ValueOf(adapter, "Manufacturer") +
+                     "\" is none whose firmware the inventory has a class for; left out");
+      continue;
+    }
+    AddAdapterPart(adapter, " Firmware", "QRXSG_LSIFirmwareElement", "FirmwareVersion", inventory);
+    AddAdapterPart(adapter, " BIOS", "QRXSG_LSIBIOSElement", "OptionROMVersion", inventory);
+  }
+}
+
+void AddDrivers(const IWindowsMachine& machine, TInventory& inventory) {
+  auto answer = machine.Drivers();
+  if (!answer.problem.empty()) {
+    inventory.Note("service control manager: " + answer.problem + "; drivers are left out");
+  }
+  std::sort(answer.value.begin(), answer.value.end(),
+            [](const auto& a, const auto& b) { return a.name < b.name; });
+  for (const TDriverService& driver : answer.value) {
+    const std::string file = DriverFile(driver, machine.SystemRoot());
+    inventory.Add(TInstance("QRXSG_DeviceDriverInfo")
+                      .Set("Name", driver.name)
+                      .Set("Path", file)
+                      .Set("Version", machine.FileVersion(file))
+                      .Set("CurrentState", std::to_string(driver.state)));
+  }
+}
+
+}  // namespace
+
+std::string DriverFile(const TDriverService& driver, const std::string& systemRoot) {
+  constexpr std::string_view kRootPrefix = "\\systemroot\\", kObjectPrefix = "\\??\\";
+  std::string_view path = driver.path;
+  if (path.starts_with('"')) path = path.substr(1, path.find('"', 1) - 1);
+  if (path.empty()) return systemRoot + "\\system32\\drivers\\" + driver.name + ".sys";
+  if (Lowered(path).starts_with(kRootPrefix)) path.remove_prefix(kRootPrefix.size());
+  if (path.starts_with(kObjectPrefix)) return std::string(path.substr(kObjectPrefix.size()));
+  const bool isWhole = path.starts_with('\\') || (path.size() > 1 && path[1] == ':');
+  return isWhole ? std::string(path) : systemRoot + "\\" + std::string(path);
+}
+
+TInventory ReadWindowsMachine(const IWindowsMachine& machine, bool redact) {
+  TInventory inventory;
+  const TRow bios = OnlyRow(machine, "Win32_BIOS", inventory);
+  AddComputerSystem(machine, bios, redact, inventory);
+  AddOperatingSystem(machine, inventory);
+  AddBios(bios, inventory);
+  AddManagementController(machine, inventory);
+  AddAdapters(machine, inventory);
+  AddDrivers(machine, inventory);
+  return inventory;
+}
+
+}  // namespace svc::collect

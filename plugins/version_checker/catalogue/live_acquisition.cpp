@@ -1,0 +1,97 @@
+#include "plugins/version_checker/catalogue/live_acquisition.h"
+
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/hskcore/os_specific.h"
+#include "plugins/version_checker/catalogue/catalogue_loader.h"
+#include "plugins/version_checker/catalogue/download_scan.h"
+#include "plugins/version_checker/catalogue/files.h"
+#include "plugins/version_checker/catalogue/proxy.h"
+#include "plugins/version_checker/inventory/trace.h"
+#include "rules/download_files.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
+#include "rules/system_codes.h"
+
+using namespace NQRXHSK20;
+namespace rules = svc::rules;
+using KPLAcquistion::ArchTypeEnum;
+using KPLAcquistion::OSTypeEnum;
+
+namespace {
+
+// An index that an earlier release left behind; it must not be mistaken for this download's.
+constexpr const char* kStaleIndex =
+    "C:\\QRX_Support\\qrx_utl_svsp_a3sp09a-1.21_windows_32-64.xml\\hsk_sv_index.xml";
+
+bool EndQuery(std::string_view warning) {
+  PrintMessage(warning);
+  return false;
+}
+
+}  // namespace
+
+TLiveAcquisition::TLiveAcquisition(IPluginCallbacks& plugin, const CIMContext& context,
+                                   const std::string& machineType,
+                                   const TNamespaceHandle& catalogue)
+    : plugin(plugin), context(context), machineType(machineType), catalogue(catalogue) {}
+
+bool TLiveAcquisition::Run(std::string& osType) {
+  RemoveFile(kStaleIndex);
+  const rules::TSystemCode* const row = rules::FindSystem(osType);
+  if (row == nullptr) {
+    LogJoined(kLogError, {rules::kIncorrectSystem, osType});
+    return EndQuery("     Warning: Incorrect OS type - SV comparison will not be available");
+  }
+  osType = row->family;
+  // The numbers of the codes are those that a download manager is asked with.
+  return Download(static_cast<OSTypeEnum>(row->os), static_cast<ArchTypeEnum>(row->arch)) &&
+         LoadFiles(osType);
+}
+
+bool TLiveAcquisition::Download(OSTypeEnum system, ArchTypeEnum architecture) {
+  LogProgress("Starting kPL.");
+  manager.emplace();
+  manager->setDownloadPath(rules::kDownloadFolder);
+  SetProxy();
+  manager->setMachineTypes({machineType});
+  manager->setOperatingSystems({{system, architecture}});
+  manager->setIncludeData(false);
+  manager->setIsLatest(true);
+  LogProgress("start downloading.");
+  const int result = manager->startDownload(callback);
+  if (result != 0) {
+    LogJoined(kLogProgress, {rules::kDownloadFailed, std::to_string(result)});
+    LogProgress(rules::kNoDownload);
+    return EndQuery("     Warning: Cannot reach server - SV comparison will not be available");
+  }
+  LogProgress("ending kPL.");
+  return true;
+}
+
+void TLiveAcquisition::SetProxy() {
+  const auto entry = context.find(rules::kProxyEntry);
+  if (entry == context.end()) return;
+  if (const auto proxy = ParseProxy(entry->second.ToString(10))) manager->setProxy(*proxy);
+}
+
+bool TLiveAcquisition::LoadFiles(const std::string& family) {
+  const std::vector<std::string> names = TOSSpecific::ListDir(rules::kDownloadFolder);
+  if (names.empty()) {
+    LogProgress(rules::kNoDownload);
+    return EndQuery(
+        "     Warning: No update information found - SV comparison will not be available");
+  }
+  const std::string header = TSVPluginCallbacks::GetPluginDirectory(plugin) +
+                             TOSSpecific::kFileSeparator + "sv\\header.xml";
+  try {
+    TSVPluginCallbacks::LoadCatalogueFile(header, catalogue);
+    LoadDownloadedFiles(names, family, catalogue);
+  } catch (const THSKException& exception) {
+    ReportIndexFailure(exception);
+    return false;
+  }
+  return true;
+}

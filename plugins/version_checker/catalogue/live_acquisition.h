@@ -1,0 +1,36 @@
+// Downloading the catalogue for this machine and operating system.
+#ifndef PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_
+#define PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_
+
+#include <optional>
+#include <string>
+
+#include "host/acquire/download_manager.h"
+#include "plugins/version_checker/catalogue/acquire_callback.h"
+#include "plugins/version_checker/contents/sv_plugin.h"
+
+// One live download; kept until the query ends.
+class TLiveAcquisition {
+ public:
+  TLiveAcquisition(NQRXHSK20::IPluginCallbacks& plugin, const NQRXHSK20::CIMContext& context,
+                   const std::string& machineType, const TNamespaceHandle& catalogue);
+
+  // Downloads and loads the catalogue, and reduces `osType` to the family that the rest of the
+  // query works with. False when the query is to end: why has been logged and told.
+  // Throws THSKException where it names no outcome of its own.
+  bool Run(std::string& osType);
+
+ private:
+  bool Download(KPLAcquistion::OSTypeEnum system, KPLAcquistion::ArchTypeEnum architecture);
+  void SetProxy();
+  bool LoadFiles(const std::string& family);
+
+  NQRXHSK20::IPluginCallbacks& plugin;
+  const NQRXHSK20::CIMContext& context;
+  const std::string& machineType;
+  TNamespaceHandle catalogue;
+  std::optional<KPLAcquistion::DownloadManager> manager;  // Made when the download begins.
+  OITAcquireCallback callback;
+};
+
+#endif  // PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_

@@ -1,0 +1,210 @@
+// Pairing offered and installed drivers by name.
+//
+// Each pair owes the trace its lines. Where the trace is kept every pair is visited; where it is
+// not, only those that match, found by name, so that the work grows with the lists' lengths.
+#include <algorithm>
+#include <cctype>
+#include <deque>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "host/hskcore/root_object.h"
+#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/inventory/property_reader.h"
+#include "plugins/version_checker/inventory/trace.h"
+#include "rules/driver_list.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
+
+using namespace NQRXHSK20;
+namespace rules = svc::rules;
+
+TDriverNameForm::TDriverNameForm() {
+  for (std::size_t i = 0; i < upperCase.size(); ++i) {
+    upperCase[i] = static_cast<char>(std::toupper(static_cast<int>(i)));
+  }
+}
+
+std::string_view TDriverNameForm::Of(std::string_view name) {
+  normalised = name.substr(0, name.find('.'));
+  for (char& character : normalised) {
+    character = upperCase[static_cast<unsigned char>(character)];
+  }
+  return normalised;
+}
+
+namespace {
+
+// Names in the form in which they are compared, each kept once, and numbered. Names that are one
+// text in memory are looked at once.
+class TNames {
+ public:
+  static constexpr std::size_t kUnknown = static_cast<std::size_t>(-1);
+
+  std::size_t NumberOf(const TSharedText& name) {
+    return known.Get(name, [&] { return Add(form.Of(name)); });
+  }
+  // kUnknown for a name that has no number.
+  std::size_t Find(std::string_view normalised) const {
+    const auto found = numbers.find(normalised);
+    return found == numbers.end() ? kUnknown : found->second;
+  }
+  const std::string& operator[](std::size_t number) const { return names[number]; }
+  std::size_t Count() const { return names.size(); }
+
+ private:
+  std::size_t Add(std::string_view normalised) {
+    const std::size_t number = Find(normalised);
+    if (number != kUnknown) return number;
+    const std::string& name = names.emplace_back(normalised);
+    return numbers.emplace(name, names.size() - 1).first->second;
+  }
+
+  TDriverNameForm form;
+  TKnownTexts<std::size_t> known;
+  std::deque<std::string> names;
+  std::unordered_map<std::string_view, std::size_t> numbers;
+};
+
+// An installed driver, with what every comparison with it needs.
+struct TInstalled {
+  const DriverRecord* record;
+  std::size_t name;      // Its number.
+  std::size_t sameName;  // The next driver of that name that takes part.
+  bool isMarked;         // Goes by the marker of offered drivers.
+
+  bool TakesPart() const { return record->running && !record->fileName.empty(); }
+};
+
+class TMatching {
+ public:
+  TMatching(const TDriverList& drivers, const TNamespaceHandle& results);
+  void Match(const TSharedText& driverFiles);
+
+ private:
+  static constexpr std::size_t kEnd = static_cast<std::size_t>(-1);
+  using TEntry = rules::TDriverListEntry;
+
+  // The first installed driver that the name matches.
+  std::size_t FirstNamed(std::string_view name) const;
+  void MatchTraced(const TSharedText& list, const TEntry& offered);
+  void MatchByName(const TSharedText& list, const TEntry& offered);
+  // Whether no entry of the list matches an installed driver.
+  bool MatchesNothing(std::string_view list);
+  void Deliver(const TSharedText& list, const TEntry& offered, std::string_view name,
+               const DriverRecord& match) const;
+  const std::string& InstalledLine(std::size_t name);
+
+  ILogger& logger;
+  const TNamespaceHandle& results;
+  TDriverNameForm form;
+  TNames names;
+  std::vector<TInstalled> installed;    // All of them: those that do not take part are traced too.
+  std::vector<std::size_t> firstNamed;  // By name.
+  std::vector<std::size_t> marked;      // In order.
+  std::vector<std::string> lines;       // "CurDriverName = " and the name, by name; once needed.
+  TKnownTexts<bool> fruitless;
+};
+
+TMatching::TMatching(const TDriverList& drivers, const TNamespaceHandle& results)
+    : logger(TRootObject::GetCoreLogger()), results(results) {
+  installed.reserve(drivers.size());
+  for (const DriverRecord& record : drivers) {
+    installed.push_back(
+        {&record, names.NumberOf(record.fileName), kEnd, record.fileName == kOfferedMarker});
+  }
+  firstNamed.assign(names.Count(), kEnd);
+  for (std::size_t i = installed.size(); i-- > 0;) {
+    if (!installed[i].TakesPart()) continue;
+    installed[i].sameName = std::exchange(firstNamed[installed[i].name], i);
+    if (installed[i].isMarked) marked.push_back(i);
+  }
+  std::reverse(marked.begin(), marked.end());
+}
+
+void TMatching::Match(const TSharedText& driverFiles) {
+  const bool isTraced = logger.IsLogged(kLogTrace);
+  if (!isTraced && fruitless.Get(driverFiles, [&] { return MatchesNothing(driverFiles); })) return;
+  rules::CutDriverList(driverFiles, [&](const TEntry& offered) {
+    if (!offered.IsOffered()) return;
+    if (isTraced) {
+      MatchTraced(driverFiles, offered);
+    } else {
+      MatchByName(driverFiles, offered);
+    }
+  });
+}
+
+std::size_t TMatching::FirstNamed(std::string_view name) const {
+  const std::size_t number = names.Find(name);
+  return number == TNames::kUnknown ? kEnd : firstNamed[number];
+}
+
+bool TMatching::MatchesNothing(std::string_view list) {
+  bool nothing = true;
+  rules::CutDriverList(list, [&](const TEntry& offered) {
+    if (!nothing || !offered.IsOffered()) return;
+    nothing = marked.empty() && FirstNamed(form.Of(offered.name)) == kEnd;
+  });
+  return nothing;
+}
+
+const std::string& TMatching::InstalledLine(std::size_t name) {
+  lines.resize(names.Count());
+  if (lines[name].empty()) {
+    lines[name] = std::string(rules::kInstalledName).append(names[name]);
+  }
+  return lines[name];
+}
+
+void TMatching::MatchTraced(const TSharedText& list, const TEntry& offered) {
+  const std::string_view name = form.Of(offered.name);
+  const std::size_t number = names.Find(name);
+  const std::string offeredLine = std::string(rules::kOfferedName).append(name);
+  for (const TInstalled& candidate : installed) {
+    if (!candidate.record->running) {
+      logger.Log(kLogTrace, rules::kNotRunning);
+      continue;
+    }
+    if (candidate.record->fileName.empty()) {
+      logger.Log(kLogTrace, rules::kNameless);
+      continue;
+    }
+    logger.Log(kLogTrace, InstalledLine(candidate.name));
+    logger.Log(kLogTrace, offeredLine);
+    if (candidate.name == number || candidate.isMarked) {
+      Deliver(list, offered, name, *candidate.record);
+    }
+  }
+}
+
+// A driver that name and marker match is delivered once.
+void TMatching::MatchByName(const TSharedText& list, const TEntry& offered) {
+  const std::string_view name = form.Of(offered.name);
+  std::size_t named = FirstNamed(name);
+  auto mark = marked.begin();
+  while (named != kEnd || mark != marked.end()) {
+    const std::size_t match = mark == marked.end() ? named : std::min(named, *mark);
+    if (named == match) named = installed[match].sameName;
+    if (mark != marked.end() && *mark == match) ++mark;
+    Deliver(list, offered, name, *installed[match].record);
+  }
+}
+
+void TMatching::Deliver(const TSharedText& list, const TEntry& offered, std::string_view name,
+                        const DriverRecord& match) const {
+  LogJoined(kLogTrace,
+            {"Name: ", name, "Version: ", match.version, " SV Version: ", offered.version});
+  TSVPluginCallbacks::DeliverInstance(results, std::string(rules::kDriverType), std::string(name),
+                                      match.version, list.Part(offered.version));
+}
+
+}  // namespace
+
+void TSVPluginCallbacks::CompareDrivers(const TDriverFiles& offered, const TDriverList& installed,
+                                        const TNamespaceHandle& results) {
+  TMatching matching(installed, results);
+  for (const TSharedText& list : offered) matching.Match(list);
+}

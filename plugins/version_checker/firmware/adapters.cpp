@@ -1,0 +1,152 @@
+// Network and storage adapters, whose offered versions stand in an element's list of driver files.
+#include "plugins/version_checker/firmware/firmware_run.h"
+#include "plugins/version_checker/inventory/trace.h"
+#include "rules/log_texts.h"
+#include "rules/version_items.h"
+
+using NQRXHSK20::kLogProgress;
+using NQRXHSK20::kLogTrace;
+
+namespace {
+
+constexpr std::string_view kBroadcomFirmware = "QRXSG_BcmDeviceFirmwareElement";
+constexpr std::string_view kMegaRAIDFirmware = "QRXSG_MegaLSIFWPackageBuildFirmwareElement";
+constexpr std::string_view kLSIFirmware = "QRXSG_LSIFirmwareElement";
+constexpr std::string_view kLSIBIOS = "QRXSG_LSIBIOSElement";
+
+constexpr std::string_view kInstalledFamily = "qrx arrayon-ax";
+
+std::string DriverFiles(const TInstanceHandle& element) {
+  return TextOf(element, rules::kUpdateDriverFiles);
+}
+
+void LogEach(void (*log)(std::string_view), std::initializer_list<std::string_view> messages) {
+  for (const std::string_view message : messages) log(message);
+}
+
+// The controller of "QRX Arrayon-AX20i SAS", lowered: 20i.
+std::string InstalledController(std::string description) {
+  description = rules::toLowerCopy(std::move(description));
+  const std::size_t family = description.find(kInstalledFamily);
+  if (family == std::string::npos) return "";
+  return rules::FirstWordBeforeBlank(
+      std::string_view(description).substr(family + kInstalledFamily.size()));
+}
+
+// The controller of "QRX Arrayon AX 20i ...-#1.2", lowered: 20i. Nobody asks whether the family
+// stands there: without it the sum wraps, and as many characters go as its name has.
+std::string OfferedController(std::string driverFiles) {
+  driverFiles = rules::toLowerCopy(std::move(driverFiles));
+  if (driverFiles.find("-#") == std::string::npos) return "";
+  driverFiles.erase(0,
+                    driverFiles.find(rules::kMegaRaidFamily) + rules::kMegaRaidFamily.size() + 1);
+  return rules::FirstWordBeforeBlank(driverFiles);
+}
+
+// The product of "LSI SAS1064E rev 2", lowered: 1064e.
+std::string SASProduct(std::string_view product) {
+  const std::size_t mark = product.find(rules::kChipMark);
+  return mark == std::string_view::npos
+             ? std::string()
+             : rules::FirstWordBeforeBlank(product.substr(mark + rules::kChipMark.size()));
+}
+
+// The list without its first file; nothing when it holds no blank.
+std::string WithoutFirstFile(std::string driverFiles) {
+  driverFiles.erase(0, driverFiles.find(' '));
+  return driverFiles;
+}
+
+}  // namespace
+
+void TFirmwareRun::CompareBroadcom(const TInstanceHandle& element) {
+  LogTrace("starting Brdcom firmware...");
+  const std::string driverFiles = DriverFiles(element);
+  const std::string identifier =
+      rules::toLowerCopy(Installed(kBroadcomFirmware, "SoftwareElementID"));
+  LogEach(LogTrace, {identifier, driverFiles});
+  // The list is searched as it stands: an identifier in capitals is not found.
+  const rules::TKeyLookup lookup = rules::FindVersionOfKey(driverFiles, identifier);
+  LogTrace("before getting into container 2nd");
+  InstalledInstances(kBroadcomFirmware);
+  LogTrace("after getting into container 2nd");
+  SetFound(rules::EComponent::kBroadcom);
+  int device = 0;
+  for (const TInstanceHandle& instance : instances) {
+    const std::string installed = TextOf(instance, "Version");
+    if (installed.find("ASFIPMI") != std::string::npos) continue;
+    const std::string offered = lookup.found ? lookup.version.value_or("") : installed;
+    const std::string name = "Broadcom NetXtreme Network Device  " + std::to_string(device++);
+    Deliver(name, installed, offered);
+    LogEach(LogProgress, {"Writing instance:", name, installed, offered});
+  }
+}
+
+void TFirmwareRun::CompareMegaRAID(const TInstanceHandle& element) {
+  LogTrace("starting LSI MR firmware comparison...");
+  const std::string description = Installed(kMegaRAIDFirmware, "Description");
+  LogProgress(description);
+  const std::string installedController = InstalledController(description);
+  LogProgress(installedController);
+  const std::string listed = DriverFiles(element);
+  LogEach(LogProgress, {"driverFiles ==", listed});
+  const std::string offeredController = OfferedController(listed);
+  LogProgress(offeredController);
+  if (installedController != offeredController) {
+    LogTrace(rules::kOtherController);
+    return;
+  }
+  const std::string driverFiles = DriverFiles(element);
+  LogEach(LogTrace, {"Matching MR controller:", installedController});
+  const rules::TKeyLookup lookup = rules::FindVersionOfKey(driverFiles, rules::kMegaRaidKey);
+  if (lookup.found) LogTrace(lookup.version.value_or(""));
+  const std::string installed = Installed(kMegaRAIDFirmware, "Version");
+  Deliver(listed.substr(0, listed.find("-#")), installed,
+          lookup.found ? lookup.version.value_or("") : installed);
+}
+
+void TFirmwareRun::CompareIntegratedRAID(const TInstanceHandle& element) {
+  // The BIOS part begins with the version that the firmware part ended with.
+  std::string offered;
+  CompareIntegratedRAIDFirmware(element, offered);
+  CompareIntegratedRAIDBIOS(element, offered);
+}
+
+void TFirmwareRun::CompareIntegratedRAIDFirmware(const TInstanceHandle& element,
+                                                 std::string& offered) {
+  const std::string product = rules::toLowerCopy(Installed(kLSIFirmware, "ProductID"));
+  LogEach(LogProgress, {"Matching LSI IR...", product});
+  const std::string driverFiles = DriverFiles(element);
+  LogEach(LogProgress, {"driverFiles ==", driverFiles});
+  const rules::TKeyLookup lookup =
+      rules::FindVersionOfKey(rules::toLowerCopy(driverFiles), product);
+  if (lookup.found) offered = lookup.version.value_or("");
+  LogProgress(lookup.found ? std::string_view(offered) : rules::kInstalledIsOffered);
+  DeliverIntegratedRAID(kLSIFirmware, "Matching LSI IR firmware.", offered, !lookup.found);
+}
+
+void TFirmwareRun::CompareIntegratedRAIDBIOS(const TInstanceHandle& element, std::string& offered) {
+  const std::string product = rules::toLowerCopy(Installed(kLSIBIOS, "ProductID"));
+  LogProgress(product);
+  const std::string driverFiles = rules::toLowerCopy(DriverFiles(element));
+  LogEach(LogProgress, {"driverFiles ==", driverFiles});
+  const rules::TKeyLookup lookup =
+      rules::FindVersionOfKey(WithoutFirstFile(driverFiles), SASProduct(product));
+  if (lookup.version) offered = *lookup.version;
+  DeliverIntegratedRAID(kLSIBIOS, "", offered, !lookup.found);
+}
+
+void TFirmwareRun::DeliverIntegratedRAID(std::string_view className, std::string_view message,
+                                         const std::string& offered, bool useInstalled) {
+  for (const TInstanceHandle& instance : InstalledInstances(className)) {
+    const std::string installed = TextOf(instance, "Version");
+    const std::string name = TextOf(instance, "Name");
+    if (!message.empty()) LogProgress(message);
+    if (installed.empty()) continue;
+    const std::string& shown = useInstalled ? installed : offered;
+    SetFound(
+        rules::EComponent::kRwa);  // The report's flag for RWA is shared with these controllers.
+    LogEach(LogProgress, {"Writing instance:", installed, shown});
+    Deliver(name, installed, shown);
+  }
+}

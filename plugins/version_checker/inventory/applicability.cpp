@@ -1,0 +1,72 @@
+// Which update elements apply to this machine.
+#include <algorithm>
+#include <utility>
+
+#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/inventory/property_reader.h"
+#include "plugins/version_checker/inventory/trace.h"
+#include "rules/folded_text.h"
+#include "rules/log_texts.h"
+#include "rules/names.h"
+#include "rules/version_items.h"
+
+namespace rules = svc::rules;
+
+namespace {
+
+// As text.find(needle), but looks for the character in the middle of the needle: the marks at its
+// ends stand all over a list of types.
+bool Contains(std::string_view text, std::string_view needle) {
+  if (needle.empty()) return true;
+  const std::size_t middle = needle.size() / 2;
+  for (std::size_t at = text.find(needle[middle], middle); at != std::string_view::npos;
+       at = text.find(needle[middle], at + 1)) {
+    if (text.substr(at - middle).starts_with(needle)) return true;
+  }
+  return false;
+}
+
+// As PropertyContains for each, to the same log entries.
+TInstanceList Select(const TInstanceList& instances, std::string_view property,
+                     std::string needle) {
+  rules::FoldCase(needle);
+  TInstanceList selected;
+  TPropertyReader reader;
+  TKnownTexts<bool> known;
+  std::string folded;
+  std::copy_if(instances.begin(), instances.end(), std::back_inserter(selected),
+               [&](const TInstanceHandle& instance) {
+                 LogTrace(rules::kTests);
+                 const NQRXHSK20::TSharedText text = reader.Read(instance, property);
+                 return known.Get(text, [&] {
+                   folded = text.View();
+                   rules::FoldCase(folded);
+                   return Contains(folded, needle);
+                 });
+               });
+  return selected;
+}
+
+}  // namespace
+
+bool TSVPluginCallbacks::PropertyContains(TInstanceHandle instance, std::string_view property,
+                                          std::string needle) {
+  LogTrace(rules::kTests);
+  std::string text;
+  rules::FoldCase(GetPropertyValue(std::move(instance), property, text));
+  rules::FoldCase(needle);
+  return Contains(text, needle);
+}
+
+TInstanceList TSVPluginCallbacks::MatchMachineInstances(const std::string& machineType,
+                                                        TInstanceList instances) {
+  LogTrace(rules::kSelectsMachine);
+  // The marks keep a type from matching a longer one that contains it.
+  return Select(instances, rules::kUpdateMachineTypes, rules::Marked(machineType));
+}
+
+TInstanceList TSVPluginCallbacks::MatchOSInstances(const std::string& osType,
+                                                   TInstanceList instances) {
+  LogTrace(rules::kSelectsSystem);
+  return Select(instances, rules::kUpdateSystems, osType);
+}

@@ -1,0 +1,93 @@
+// Reading properties as text: the one way in which the plug-in reads inventory and catalogue.
+#include <boost/make_shared.hpp>
+#include <utility>
+
+#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/inventory/property_reader.h"
+#include "plugins/version_checker/inventory/trace.h"
+#include "rules/log_texts.h"
+
+using namespace NQRXHSK20;
+
+namespace {
+
+// Texts that are shorter cost less to copy than to count.
+constexpr std::size_t kShared = 64;
+
+// Hands the value of a property to `take`, with the property that keeps it, unless it is missing or
+// null.
+template <typename TTake>
+void Read(const TInstanceHandle& instance, std::string_view property, const TTake& take) {
+  LogTrace(svc::rules::kReads);
+  const CIMContext none;
+  try {
+    boost::shared_ptr<ICIMProperty> handle;
+    instance->GetProperty(handle, property, none);
+    if (!handle->Value(none).IsNull()) take(handle, handle->Value(none));
+  } catch (const THSKException&) {
+    // Elements and inventories leave properties out as they please: that is no error.
+    LogTrace("SV: Exception caught in GetPropertyValue.");
+    take(boost::shared_ptr<ICIMProperty>(), TCIMValue());
+  }
+}
+
+}  // namespace
+
+std::string& TSVPluginCallbacks::GetPropertyValue(TInstanceHandle instance,
+                                                  std::string_view property, std::string& output) {
+  output.clear();
+  Read(instance, property, [&](const auto& handle, const TCIMValue& value) {
+    if (handle) {
+      GetValue(value, output);
+    } else {
+      output.clear();
+    }
+  });
+  return output;
+}
+
+TSharedText TPropertyReader::Read(const TInstanceHandle& instance, std::string_view property) {
+  TSharedText text;
+  ::Read(instance, property, [&](const auto& handle, const TCIMValue& value) {
+    text = handle ? TextOf(handle, value) : TSharedText();
+  });
+  return text;
+}
+
+TSharedText TPropertyReader::TextOf(const boost::shared_ptr<ICIMProperty>& handle,
+                                    const TCIMValue& value) {
+  const auto view = value.TextView();
+  if (view && view->size() >= kShared) {
+    LogTrace("In GetValue");
+    return {handle, *view};
+  }
+  if (lastArray == handle) {
+    LogTrace("In GetValue");
+    return lastText;
+  }
+  std::string text;
+  TSVPluginCallbacks::GetValue(value, text);
+  if (!value.IsArray() || text.size() < kShared) return text;
+  const auto kept = boost::make_shared<const std::string>(std::move(text));
+  lastArray = handle;
+  return lastText = TSharedText(kept, *kept);
+}
+
+std::string& TSVPluginCallbacks::GetValue(const TCIMValue& value, std::string& output) {
+  LogTrace("In GetValue");
+  output.clear();
+  if (value.IsNull()) return output;
+  if (!value.IsArray()) {
+    std::string text = value.ToString(10);
+    output.swap(text);
+    return output;
+  }
+  const auto& elements = static_cast<const std::vector<TCIMValue>&>(value);
+  constexpr std::size_t kUsualLength = 16;
+  output.reserve(elements.size() * kUsualLength);
+  for (const TCIMValue& element : elements) {
+    output += element.ToString(10);
+    output += ' ';
+  }
+  return output;
+}

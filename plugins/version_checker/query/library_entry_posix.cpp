@@ -1,0 +1,8 @@
+#include "plugins/version_checker/query/process_attach.h"
+
+// Called by the host's loader right after the library is in memory.
+extern "C" __attribute__((visibility("default"))) int LibraryEntry(void* /*module*/,
+                                                                   unsigned long reason,
+                                                                   void* /*reserved*/) {
+  return ProcessAttach(reason);
+}

@@ -1,0 +1,29 @@
+// Identity and lifetime of the plug-in object.
+#include "plugins/version_checker/contents/sv_plugin.h"
+
+#include <boost/pointer_cast.hpp>
+
+#include "host/hskcore/root_object.h"
+#include "host/plugin.nsp/plugin_manager.h"
+#include "rules/names.h"
+
+using namespace NQRXHSK20;
+
+TSVPluginCallbacks::TSVPluginCallbacks() {
+  const auto manager =
+      boost::static_pointer_cast<TPluginManagerNamespace>(TRootObject::GetPluginManager());
+  provider = manager->RegisterPlugin(this);
+}
+
+int TSVPluginCallbacks::GetInterfaceVersion() { return 1; }
+std::string TSVPluginCallbacks::GetName() { return svc::rules::kPluginName; }
+std::string TSVPluginCallbacks::GetVersion() { return "1.0"; }
+std::string TSVPluginCallbacks::GetBuildVersion() { return "1.0"; }
+std::string TSVPluginCallbacks::GetQueryLanguage() { return ""; }
+
+// A host may call this slot without an object: built with -fno-delete-null-pointer-checks, so that
+// the check which `delete` makes stays.
+void TSVPluginCallbacks::Release() { delete this; }
+
+void TSVPluginCallbacks::OnHostStarted() {}
+void TSVPluginCallbacks::OnHostStopping() {}

@@ -1,0 +1,136 @@
+// `svcheck catalogue build`.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "host/hskcore/exception.h"
+#include "rules/names.h"
+#include "runtime/hskcore/path_of.h"
+#include "runtime/xmlparser/file_bytes.h"
+#include "svcheck/author/csv.h"
+#include "svcheck/author/driver_source.h"
+#include "svcheck/author/firmware_list.h"
+#include "svcheck/author/new_element.h"
+#include "svcheck/author/rules.h"
+#include "svcheck/author/verbs.h"
+#include "svcheck/system/failure.h"
+
+namespace fs = std::filesystem;
+
+namespace svc::catalogue {
+
+namespace {
+
+void CheckCommand(const TCommand& command) {
+  if (command.drivers.empty() && command.firmware.empty()) {
+    throw TFailure("there is nothing to build of: give --drivers PATH or --firmware FILE.csv",
+                   kExitUsage);
+  }
+  if (!command.drivers.empty() && command.machineTypes.empty()) {
+    throw TFailure("no machine type: name those that the drivers are for, --machine 4638",
+                   kExitUsage);
+  }
+  for (const std::string& type : command.machineTypes) {
+    if (IsMachineType(type)) continue;
+    throw TFailure("--machine \"" + type + "\" is no machine type; give it alone, as 4638",
+                   kExitUsage);
+  }
+  for (const std::string& system : command.systems) {
+    if (IsSystem(system)) continue;
+    throw TFailure(fmt::format("--os \"{}\" is unknown; there are {}", system, KnownSystems()),
+                   kExitUsage);
+  }
+}
+
+void AddDrivers(const TCommand& command, const IProgram& program,
+                std::vector<TNewElement>& elements) {
+  TDriverList list;
+  for (const std::string& path : command.drivers) CollectDrivers(PathOf(path), list);
+  std::size_t passedOver = 0;
+  for (const TDriver& driver : list.drivers) {
+    const TFor whom{command.machineTypes, SystemsFor(driver.platform, command.systems)};
+    if (whom.systems.empty()) {
+      ++passedOver;
+    } else {
+      elements.push_back(ElementOf(driver, whom));
+    }
+  }
+  for (const std::string& remark : list.remarks) program.Report(remark);
+  if (list.unversioned > 0) {
+    program.Report(
+        fmt::format("{} of {} drivers state no version and are left out: nothing could "
+                    "be compared with them",
+                    list.unversioned, list.read));
+  }
+  if (passedOver > 0) {
+    program.Report(
+        fmt::format("{} drivers are for none of the operating systems given", passedOver));
+  }
+}
+
+void AddFirmware(const TCommand& command, std::vector<TNewElement>& elements) {
+  const TFor otherwise{command.machineTypes, command.systems};
+  for (const std::string& path : command.firmware) {
+    try {
+      const xml::TFileBytes file = xml::ReadWholeFile(path);
+      for (TNewElement& element : ReadFirmwareList({file.bytes.get(), file.size}, otherwise)) {
+        elements.push_back(std::move(element));
+      }
+    } catch (const TCsvError& error) {
+      throw TFailure(fmt::format("{}:{}: {}", path, error.line, error.what()));
+    } catch (const NQRXHSK20::THSKException& error) {
+      throw TFailure("the list cannot be read: " + error.GetMessageText());
+    }
+  }
+}
+
+// What was put together is judged as every other catalogue is.
+void CheckCatalogue(const std::string& text, const TCommand& command, const IProgram& program) {
+  const TCatalogue catalogue = ReadCatalogueText(text, PathOf(command.dataFolder));
+  const std::vector<TUpdate> updates = UpdatesOf(catalogue);
+  const std::vector<TFinding> findings = Lint(catalogue, updates);
+  TellEach(catalogue, findings, [&](const TToldFinding& finding) {
+    program.Report(fmt::format("{}: {}: {}{}{}", NameOf(finding.rule.severity), finding.element,
+                               finding.rule.what, finding.detail.empty() ? "" : ": ",
+                               finding.detail));
+  });
+  if (CountOf(ESeverity::kError, findings) > 0) {
+    throw TFailure("the catalogue would have errors and is not written; mend what it is made of");
+  }
+}
+
+void MakeFolder(const std::string& folder) {
+  std::error_code error;
+  fs::create_directories(PathOf(folder), error);
+  if (error) {
+    throw TFailure("cannot make the folder " + folder + ": " + error.message() +
+                   "; name one that can be written");
+  }
+}
+
+}  // namespace
+
+int BuildCatalogue(const TCommand& command, const IProgram& program) {
+  CheckCommand(command);
+  std::vector<TNewElement> elements;
+  AddFirmware(command, elements);
+  AddDrivers(command, program, elements);
+  if (elements.empty()) {
+    throw TFailure("nothing with a version was found, and no catalogue is written");
+  }
+  const std::string text = CatalogueText(elements);
+  CheckCatalogue(text, command, program);
+  MakeFolder(command.folder);
+  const std::string path = (PathOf(command.folder) / rules::kIndexFile).string();
+  const auto file = program.Open(path);
+  file->Write(text);
+  file->Commit();
+  const auto output = program.Open("-");
+  output->Write(fmt::format("{}: {} update elements\n", path, elements.size()));
+  output->Commit();
+  return kExitDone;
+}
+
+}  // namespace svc::catalogue

@@ -1,0 +1,50 @@
+// The seam between the command line of `svcheck catalogue` and the module that does its work.
+#ifndef SVCHECK_AUTHOR_COMMAND_H_
+#define SVCHECK_AUTHOR_COMMAND_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "svcheck/system/output.h"
+
+namespace svc::catalogue {
+
+enum class EAction { kNone, kLint, kList, kBuild };
+
+// What the command line says.
+struct TCommand {
+  EAction action = EAction::kNone;
+  std::string folder;  // Of the catalogue.
+  std::string dataFolder;
+  std::string format = "table";
+  std::string output = "-";
+  bool isLive = false;
+  bool csvRaw = false;
+  // list: show only what is for these; build: whom drivers, and rows that name none, are for.
+  std::vector<std::string> machineTypes;
+  std::vector<std::string> systems;
+  // build: folders, packages and files of drivers; lists of firmware versions.
+  std::vector<std::string> drivers;
+  std::vector<std::string> firmware;
+};
+
+// What the module needs of the program that loads it.
+class IProgram {
+ public:
+  virtual ~IProgram() = default;
+  // "-" is standard output; a file is removed when the process is interrupted before it is whole.
+  // Throws TFailure.
+  virtual std::unique_ptr<TOutput> Open(const std::string& path) const = 0;
+  virtual void Report(const std::string& text) const = 0;
+};
+
+inline constexpr const char* kModule = "svcheck-catalogue";
+inline constexpr const char* kModuleFunction = "SvcCatalogue";
+
+// Does it, reports a failure and returns the program's exit status.
+using TModuleFunction = int (*)(const TCommand& command, const IProgram& program) noexcept;
+
+}  // namespace svc::catalogue
+
+#endif  // SVCHECK_AUTHOR_COMMAND_H_

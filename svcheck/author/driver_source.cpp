@@ -1,0 +1,171 @@
+#include "svcheck/author/driver_source.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+#include "report/ascii.h"
+#include "report/text.h"
+#include "report/version.h"
+#include "svcheck/author/update.h"
+#include "svcheck/author/version_resource.h"
+#include "svcheck/system/failure.h"
+
+namespace fs = std::filesystem;
+
+namespace svc::catalogue {
+
+namespace {
+
+struct TEnding {
+  std::string_view text;
+  EPlatform platform;
+  std::string_view compression;  // Part of `text` that the installed name does not have.
+};
+constexpr std::array<TEnding, 5> kEndings = {{{".ko", EPlatform::kLinux, ""},
+                                              {".ko.xz", EPlatform::kLinux, ".xz"},
+                                              {".ko.zst", EPlatform::kLinux, ".zst"},
+                                              {".ko.gz", EPlatform::kLinux, ".gz"},
+                                              {".sys", EPlatform::kWindows, ""}}};
+
+// Larger than any driver.
+constexpr std::uintmax_t kMaxDriverSize = 256u << 20;
+
+const TEnding* EndingOf(const std::string& name) {
+  const auto found = std::find_if(kEndings.begin(), kEndings.end(), [&](const TEnding& ending) {
+    return name.size() > ending.text.size() && name.ends_with(ending.text);
+  });
+  return found == kEndings.end() ? nullptr : &*found;
+}
+
+bool IsDriver(const std::string& name) { return EndingOf(name) != nullptr; }
+bool IsPackage(const std::string& name) { return name.ends_with(".deb") || name.ends_with(".rpm"); }
+
+std::string FileName(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
+
+// Empty when the driver states none. Throws std::runtime_error, which says why, when it cannot be
+// read.
+std::string StatedVersion(const TEnding& ending, std::string_view bytes) {
+  if (ending.platform == EPlatform::kLinux) return ModuleVersion(bytes);
+  const std::optional<std::string> stated = FileVersionOf(bytes);
+  if (!stated) throw std::runtime_error("it is no PE file");
+  return *stated;
+}
+
+std::string ReadBytes(const fs::path& path) {
+  std::ifstream stream(path, std::ios::binary | std::ios::ate);
+  const std::streamoff size = stream ? static_cast<std::streamoff>(stream.tellg()) : -1;
+  if (size < 0) throw std::runtime_error("it cannot be read");
+  if (static_cast<std::uintmax_t>(size) > kMaxDriverSize) throw std::runtime_error("too large");
+  std::string bytes(static_cast<std::size_t>(size), '\0');
+  stream.seekg(0);
+  if (!stream.read(bytes.data(), size)) throw std::runtime_error("it cannot be read");
+  return bytes;
+}
+
+class TCollecting {
+ public:
+  explicit TCollecting(TDriverList& list) : list(list) {}
+
+  void AddFile(const fs::path& path, const std::string& origin) {
+    const std::string name = path.filename().string();
+    try {
+      if (IsPackage(name)) {
+        ReadPackage(path, IsDriver, [&](const std::string& member, std::string_view bytes) {
+          AddDriver(FileName(member), bytes, name);
+        });
+      } else if (IsDriver(name)) {
+        AddDriver(name, ReadBytes(path), origin);
+      }
+    } catch (const std::runtime_error& error) {
+      Remark(path.string() + ": " + error.what());
+    }
+  }
+
+ private:
+  void Remark(std::string text) { list.remarks.push_back(std::move(text)); }
+
+  void AddDriver(const std::string& name, std::string_view bytes, const std::string& origin) {
+    ++list.read;
+    const TEnding& ending = *EndingOf(name);
+    try {
+      AddVersion(name, ending, StatedVersion(ending, bytes), origin);
+    } catch (const std::runtime_error& error) {
+      Remark(fmt::format("{}: {} is no driver that can be read: {}", origin, name, error.what()));
+    }
+  }
+
+  void AddVersion(const std::string& name, const TEnding& ending, const std::string& stated,
+                  const std::string& origin) {
+    const std::string line = report::PlainLine(stated);
+    const std::string version(report::Trim(line));
+    if (version.empty()) {
+      ++list.unversioned;
+      return;
+    }
+    const std::string file = name.substr(0, name.size() - ending.compression.size());
+    if (version.find("-#") != version.npos || file.find("-#") != file.npos ||
+        report::PlainLine(file) != file || report::Trim(file) != file) {
+      return Remark(fmt::format("{}: {} {} cannot stand in a catalogue", origin, file, version));
+    }
+    Keep({file, version, ending.platform, origin});
+  }
+
+  // Of two drivers of one name the later one.
+  void Keep(TDriver driver) {
+    const auto known =
+        std::find_if(list.drivers.begin(), list.drivers.end(), [&](const TDriver& other) {
+          return other.platform == driver.platform &&
+                 ComparedName(other.file) == ComparedName(driver.file);
+        });
+    if (known == list.drivers.end()) return list.drivers.push_back(std::move(driver));
+    const auto order = report::CompareVersions(known->version, driver.version);
+    if (!order) {
+      return Remark(fmt::format("{}: {} is passed over, since it has no order with {} of {}",
+                                driver.origin, driver.file + " " + driver.version, known->version,
+                                known->origin));
+    }
+    if (*order < 0) *known = std::move(driver);
+  }
+
+  TDriverList& list;
+};
+
+std::vector<fs::path> FilesBelow(const fs::path& folder) {
+  std::vector<fs::path> files;
+  const auto options = fs::directory_options::skip_permission_denied;
+  for (const auto& entry : fs::recursive_directory_iterator(folder, options)) {
+    std::error_code ignored;
+    if (entry.is_regular_file(ignored)) files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+}  // namespace
+
+void CollectDrivers(const fs::path& path, TDriverList& list) {
+  TCollecting collecting(list);
+  std::error_code error;
+  if (fs::is_directory(path, error)) {
+    for (const fs::path& file : FilesBelow(path)) collecting.AddFile(file, path.string());
+    return;
+  }
+  if (!fs::is_regular_file(path, error)) {
+    throw TFailure(path.string() + " is no file and no folder; give drivers or packages");
+  }
+  const std::string name = path.filename().string();
+  if (!IsDriver(name) && !IsPackage(name)) {
+    throw TFailure(path.string() +
+                   " is no driver and no package by its name; these end in .ko, .ko.xz, .ko.zst, "
+                   ".sys, .deb or .rpm");
+  }
+  collecting.AddFile(path, name);
+}
+
+}  // namespace svc::catalogue

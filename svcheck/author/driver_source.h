@@ -1,0 +1,51 @@
+// Driver files, wherever an administrator has them. One thread.
+#ifndef SVCHECK_AUTHOR_DRIVER_SOURCE_H_
+#define SVCHECK_AUTHOR_DRIVER_SOURCE_H_
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace svc::catalogue {
+
+enum class EPlatform { kLinux, kWindows };
+
+struct TDriver {
+  std::string file;  // Its name as it is installed, without the ending of a compression.
+  std::string version;
+  EPlatform platform;
+  std::string origin;  // The folder or package, for people.
+};
+
+struct TDriverList {
+  std::vector<TDriver> drivers;  // Of each name the latest.
+  std::size_t read = 0;          // Files.
+  std::size_t unversioned = 0;   // Those that state no version.
+  std::vector<std::string> remarks;
+};
+
+// Reads a folder with all below it, or one file: drivers and the drivers within packages. Throws
+// TFailure when the path cannot be read; what is broken within it becomes a remark.
+void CollectDrivers(const std::filesystem::path& path, TDriverList& list);
+
+// ---- What differs by platform ----
+
+// The version that a kernel module states; empty when it states none. Throws std::runtime_error,
+// which says why, when the bytes are no module that can be read here.
+std::string ModuleVersion(std::string_view bytes);
+
+// Receives a file of a package.
+using TTakeMember = std::function<void(const std::string& name, std::string_view bytes)>;
+// Hands on every file of a .deb or .rpm package whose name `isWanted` holds for. Throws
+// std::runtime_error where the package cannot be read.
+void ReadPackage(const std::filesystem::path& path,
+                 const std::function<bool(const std::string& name)>& isWanted,
+                 const TTakeMember& take);
+
+}  // namespace svc::catalogue
+
+#endif  // SVCHECK_AUTHOR_DRIVER_SOURCE_H_

@@ -1,0 +1,241 @@
+#include "svcheck/author/elements.h"
+
+#include <algorithm>
+
+#include "report/ascii.h"
+#include "runtime/hskcore/hash.h"
+#include "runtime/xmlparser/cim_tokens.h"
+#include "runtime/xmlparser/dialect.h"
+#include "runtime/xmlparser/document_text.h"
+#include "runtime/xmlparser/encoding.h"
+#include "runtime/xmlparser/xml_reader.h"
+#include "svcheck/author/ascii_text.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+using xml::EElement;
+using xml::EToken;
+
+// Reads what is there and judges nothing but whether it is well-formed: what the loader refuses,
+// the loader says.
+class TWalk {
+ public:
+  TWalk(xml::TDocumentText& text, TDocument& document, TClasses& classes)
+      : reader(text), tokens(reader), lines(text), document(document), classes(classes) {}
+
+  void Run() {
+    while (reader.Next() != EToken::kStart) {
+      if (document.dialect || reader.Name() != xml::kDialectTarget) continue;
+      document.dialect = TDialect{Line(), std::string(xml::DialectVersion(reader.Text()))};
+    }
+    ReadChildren();
+    reader.CheckEpilogue();
+  }
+
+ private:
+  std::size_t Line() { return lines.LineAt(reader.Place()); }
+
+  // Of the open element, up to its end tag.
+  void ReadChildren() {
+    for (EToken token = reader.Next(); token != EToken::kEnd; token = reader.Next()) {
+      if (token != EToken::kStart) continue;
+      if (tokens.Element() == EElement::kInstance) {
+        ReadInstance();
+      } else if (tokens.Element() == EElement::kClass) {
+        ReadClass();
+      } else {
+        ReadChildren();
+      }
+    }
+  }
+
+  void ReadInstance() {
+    TElement element{std::string(tokens.Optional("CLASSNAME")), Line(), {}, 0};
+    element.properties = ReadProperties();
+    element.written = element.properties.size();
+    document.elements.push_back(std::move(element));
+  }
+
+  void ReadClass() {
+    const std::string name(tokens.Optional("NAME"));
+    const std::string superclass(tokens.Optional("SUPERCLASS"));
+    classes.Add(name, {superclass, ReadProperties()});
+  }
+
+  std::vector<std::shared_ptr<const TProperty>> ReadProperties() {
+    std::vector<std::shared_ptr<const TProperty>> properties;
+    for (EToken token = reader.Next(); token != EToken::kEnd; token = reader.Next()) {
+      if (token != EToken::kStart) continue;
+      const EElement kind = tokens.Element();
+      if (kind == EElement::kProperty || kind == EElement::kPropertyArray) {
+        properties.push_back(
+            std::make_shared<const TProperty>(ReadProperty(kind == EElement::kPropertyArray)));
+      } else {
+        tokens.Skip();
+      }
+    }
+    return properties;
+  }
+
+  TProperty ReadProperty(bool isArray) {
+    TProperty property;
+    property.name = tokens.Optional("NAME");
+    property.type = tokens.Optional("TYPE");
+    property.line = Line();
+    property.isArray = isArray;
+    ReadValues(property.values, false);
+    return property;
+  }
+
+  // A null is no value of a property, but an element of an array without a text.
+  void ReadValues(std::vector<std::string>& values, bool areElements) {
+    for (EToken token = reader.Next(); token != EToken::kEnd; token = reader.Next()) {
+      if (token != EToken::kStart) continue;
+      switch (tokens.Element()) {
+        case EElement::kValue:
+          values.push_back(ReadText());
+          break;
+        case EElement::kValueArray:
+          ReadValues(values, true);
+          break;
+        case EElement::kValueNull:
+          if (areElements) values.emplace_back();
+          tokens.Skip();
+          break;
+        default:
+          tokens.Skip();
+      }
+    }
+  }
+
+  std::string ReadText() {
+    std::string text;
+    for (EToken token = reader.Next(); token != EToken::kEnd; token = reader.Next()) {
+      if (token == EToken::kText) text += reader.Text();
+      if (token == EToken::kStart) tokens.Skip();
+    }
+    return text;
+  }
+
+  xml::TXmlReader reader;
+  xml::TCimTokens tokens;
+  xml::TLineCounter lines;
+  TDocument& document;
+  TClasses& classes;
+};
+
+template <typename TProperties>
+auto FindNamed(TProperties& properties, std::string_view name) {
+  return std::find_if(properties.begin(), properties.end(),
+                      [&](const auto& property) { return EqualWords(property->name, name); });
+}
+
+}  // namespace
+
+std::string_view TProperty::Text() const {
+  if (!isArray) return values.empty() ? std::string_view() : values.front();
+  if (!joined) {
+    joined.emplace();
+    for (const std::string& value : values) joined->append(value) += ' ';
+  }
+  return *joined;
+}
+
+std::uint64_t TProperty::Digest() const {
+  if (!digest) digest = HashText(Text(), HashText(Lowered(name), HashSeed()));
+  return *digest;
+}
+
+const TProperty* TElement::Find(std::string_view name) const {
+  const auto found = FindNamed(properties, name);
+  return found == properties.end() ? nullptr : found->get();
+}
+
+std::string_view TElement::Text(std::string_view name) const {
+  const TProperty* const property = Find(name);
+  return property == nullptr ? std::string_view() : property->Text();
+}
+
+void TClasses::Add(const std::string& name, const TClass& declared) {
+  TClass& known = classes[Lowered(name)];
+  if (known.superclass.empty()) known.superclass = declared.superclass;
+  const bool isNew = known.properties.empty();
+  for (const auto& property : declared.properties) {
+    const auto before =
+        isNew ? known.properties.end() : FindNamed(known.properties, property->name);
+    if (before == known.properties.end()) {
+      known.properties.push_back(property);
+    } else {
+      *before = property;
+    }
+  }
+}
+
+const TClass* TClasses::Find(std::string_view name) const {
+  const auto found = classes.find(Lowered(name));
+  return found == classes.end() ? nullptr : &found->second;
+}
+
+// The class and those it derives from. A circle, which no loader takes, ends where it closes.
+std::vector<const TClass*> TClasses::ChainOf(std::string_view name) const {
+  std::vector<const TClass*> chain;
+  for (const TClass* known = Find(name); known != nullptr; known = Find(known->superclass)) {
+    if (std::find(chain.begin(), chain.end(), known) != chain.end()) break;
+    chain.push_back(known);
+  }
+  return chain;
+}
+
+bool TClasses::Derives(std::string_view name, std::string_view base) const {
+  if (EqualWords(name, base)) return true;
+  const auto chain = ChainOf(name);
+  return std::any_of(chain.begin(), chain.end(),
+                     [&](const TClass* known) { return EqualWords(known->superclass, base); });
+}
+
+bool TClasses::Declares(std::string_view className, std::string_view property) const {
+  for (const TClass* known : ChainOf(className)) {
+    for (const auto& declared : known->properties) {
+      if (EqualWords(declared->name, property)) return true;
+    }
+  }
+  return false;
+}
+
+void TClasses::Complete(TElement& element) const {
+  const auto chain = ChainOf(element.className);
+  for (auto known = chain.begin(); known != chain.end(); ++known) {
+    for (const auto& declared : (*known)->properties) {
+      if (declared->values.empty() || element.Find(declared->name) != nullptr) continue;
+      // The nearest declaration counts, also one without a default.
+      const bool isHidden = std::any_of(chain.begin(), known, [&](const TClass* nearer) {
+        return FindNamed(nearer->properties, declared->name) != nearer->properties.end();
+      });
+      if (!isHidden) element.properties.push_back(declared);
+    }
+  }
+}
+
+std::vector<std::string> TClasses::PropertiesOf(std::string_view className) const {
+  std::vector<std::string> names;
+  for (const TClass* known : ChainOf(className)) {
+    for (const auto& declared : known->properties) names.push_back(declared->name);
+  }
+  return names;
+}
+
+TDocument WalkDocument(char* begin, std::size_t size, TClasses& classes) {
+  TDocument document;
+  try {
+    const xml::TUtf8Document utf8 = xml::ToUtf8(begin, begin + size);
+    xml::TDocumentText text(utf8.begin, utf8.end);
+    TWalk(text, document, classes).Run();
+  } catch (const xml::TDocumentError& error) {
+    document.malformed = TProblem{error.line, error.what()};
+  }
+  return document;
+}
+
+}  // namespace svc::catalogue

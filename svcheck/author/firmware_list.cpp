@@ -1,0 +1,332 @@
+#include "svcheck/author/firmware_list.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "rules/version_items.h"
+#include "svcheck/author/ascii_text.h"
+#include "svcheck/author/csv.h"
+#include "svcheck/author/update.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+// How a row's version gets into its element.
+enum class EForm { kVersion, kBroadcom, kMegaRaid, kLsiFirmware, kLsiBios, kDriver };
+
+// What makes a query recognise the component.
+struct TType {
+  std::string_view name;
+  EForm form;
+  std::string_view category;
+  std::string_view description;
+  std::string_view installDirectory;
+};
+constexpr auto kTypes = std::to_array<TType>({
+    {"BIOS", EForm::kVersion, "BIOS", "System BIOS", ""},
+    {"UEFI", EForm::kVersion, "UEFI", "System uEFI", ""},
+    {"Diagnostics", EForm::kVersion, "Diagnostics", "Preboot Diagnostics", "/PKGS/DIAG"},
+    {"RWA II", EForm::kVersion, "Remote management", "Remote Watch Adapter II Firmware",
+     "/PKGS/RWA2"},
+    {"RWA", EForm::kVersion, "Remote management", "Remote Watch Adapter Firmware",
+     "/PKGS/REMOTWAT"},
+    {"ISCP", EForm::kVersion, "System management", "Integrated System Control Processor Firmware",
+     ""},
+    {"H8", EForm::kVersion, "BMC/H8", "Integrated System Control H8 Firmware", ""},
+    {"BMC", EForm::kVersion, "BMC/H8", "Baseboard Management Controller Firmware", ""},
+    {"Broadcom", EForm::kBroadcom, "Network", "Broadcom NetXtreme and NetXtreme II Firmware", ""},
+    {"MegaRAID", EForm::kMegaRaid, "RAID", "QRX Arrayon AX{} SAS Controller Firmware", ""},
+    {"LSI firmware", EForm::kLsiFirmware, "SAS", "LSI 1064 or LSI 1078 SAS Controller", ""},
+    {"LSI BIOS", EForm::kLsiBios, "SAS", "LSI 1064 or LSI 1078 SAS Controller", ""},
+    {"Driver", EForm::kDriver, "", "", ""},
+});
+
+// The models that a query knows, in its spelling.
+constexpr std::array<std::string_view, 3> kModels = {"20i", "20is", "20M"};
+
+enum EColumn { kType, kName, kVersion, kMachineTypes, kSystems, kBuild, kColumnCount };
+constexpr std::array<std::string_view, kColumnCount> kColumns = {
+    "type", "name", "version", "machine types", "operating systems", "build"};
+
+// What is left of a heading when only its letters count: "Machine Types" and "machine_types" are
+// one.
+std::string Letters(std::string_view heading) {
+  std::string letters = Lowered(heading);
+  std::erase_if(letters, [](char c) { return !report::IsLetter(c); });
+  return letters;
+}
+
+std::vector<std::string> Parts(const std::string& text, std::string_view separators) {
+  std::vector<std::string> parts;
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const auto end = rest.find_first_of(separators);
+    const std::string_view part = report::Trim(rest.substr(0, end));
+    if (!part.empty()) parts.emplace_back(part);
+    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+  }
+  return parts;
+}
+
+struct TRow {
+  std::size_t line;
+  const TType* type;
+  std::string name;
+  std::string version;
+  std::string build;
+  TFor whom;
+};
+
+class TListReader {
+ public:
+  explicit TListReader(const TFor& otherwise) : otherwise(otherwise) {}
+
+  std::vector<TRow> Read(std::string_view text) {
+    std::vector<TRow> rows;
+    const std::vector<TCsvRow> table = ParseCsv(text);
+    if (table.empty()) throw TCsvError(1, "the list is empty; its first row names the columns");
+    ReadHeadings(table.front());
+    for (std::size_t i = 1; i < table.size(); ++i) rows.push_back(ReadRow(table[i]));
+    return rows;
+  }
+
+ private:
+  void ReadHeadings(const TCsvRow& row) {
+    numbers.fill(row.fields.size());
+    for (std::size_t i = 0; i < row.fields.size(); ++i) {
+      for (std::size_t column = 0; column < kColumnCount; ++column) {
+        if (Letters(row.fields[i]) == Letters(kColumns[column])) numbers[column] = i;
+      }
+    }
+    for (const EColumn column : {kType, kName, kVersion}) {
+      if (numbers[column] < row.fields.size()) continue;
+      throw TCsvError(row.line, fmt::format("no column \"{}\"; the first row names the columns: "
+                                            "type, name, version, machine types, operating systems",
+                                            kColumns[column]));
+    }
+  }
+
+  std::string Field(const TCsvRow& row, EColumn column) const {
+    return numbers[column] < row.fields.size() ? row.fields[numbers[column]] : std::string();
+  }
+
+  TRow ReadRow(const TCsvRow& source) const {
+    TRow row{source.line,           &TypeOf(source),
+             Field(source, kName),  Field(source, kVersion),
+             Field(source, kBuild), {Parts(Field(source, kMachineTypes), ";,| \t\n"), {}}};
+    for (const std::string* text : {&row.name, &row.version}) {
+      if (text->empty()) throw TCsvError(row.line, "name or version is empty");
+      if (Contains(*text, "-#") || text->find_first_of("\r\n\t") != text->npos) {
+        throw TCsvError(row.line, fmt::format("\"{}\" cannot stand in a catalogue", *text));
+      }
+    }
+    if (row.whom.machineTypes.empty()) row.whom.machineTypes = otherwise.machineTypes;
+    row.whom.systems = SystemsOf(source, *row.type, row.name);
+    CheckMachineTypes(row);
+    return row;
+  }
+
+  const TType& TypeOf(const TCsvRow& source) const {
+    const std::string name = Field(source, kType);
+    const auto found = std::find_if(kTypes.begin(), kTypes.end(),
+                                    [&](const TType& type) { return EqualWords(type.name, name); });
+    if (found != kTypes.end()) return *found;
+    std::string known;
+    for (const TType& type : kTypes) {
+      known += known.empty() ? "" : ", ";
+      known += type.name;
+    }
+    throw TCsvError(source.line, fmt::format("unknown type \"{}\"; there are {}", name, known));
+  }
+
+  std::vector<std::string> SystemsOf(const TCsvRow& source, const TType& type,
+                                     const std::string& name) const {
+    std::vector<std::string> wanted = Parts(Field(source, kSystems), ";,|");
+    if (wanted.empty()) wanted = otherwise.systems;
+    for (const std::string& system : wanted) {
+      if (IsSystem(system)) continue;
+      throw TCsvError(source.line, fmt::format("unknown operating system \"{}\"; there are {}",
+                                               system, KnownSystems()));
+    }
+    if (type.form != EForm::kDriver || !wanted.empty()) return WithFamilies(wanted);
+    return SystemsFor(name.ends_with(".sys") ? EPlatform::kWindows : EPlatform::kLinux, wanted);
+  }
+
+  static void CheckMachineTypes(const TRow& row) {
+    if (row.whom.machineTypes.empty()) {
+      throw TCsvError(row.line, "no machine type; fill the column, or give --machine TYPE");
+    }
+    for (const std::string& type : row.whom.machineTypes) {
+      if (!IsMachineType(type)) {
+        throw TCsvError(row.line, fmt::format("\"{}\" is no machine type", type));
+      }
+    }
+  }
+
+  const TFor& otherwise;
+  std::array<std::size_t, kColumnCount> numbers{};
+};
+
+// A version that has its marks already stays as it is.
+std::string Marked(const TRow& row, const std::string& text) {
+  if (text.empty()) return {};
+  const auto begin = text.find(rules::kOpenMark);
+  const auto end = text.find(rules::kCloseMark);
+  if (begin == text.npos && end == text.npos) return rules::Marked(text);
+  if (begin == text.npos || end == text.npos || end < begin + 3) {
+    throw TCsvError(row.line, fmt::format("the marks of \"{}\" are not a pair", text));
+  }
+  return text;
+}
+
+// What a query looks for: the model as "20i", however it is written.
+std::string ModelOf(const TRow& row) {
+  const std::string name = Lowered(row.name);
+  for (const std::string_view model : kModels) {
+    const std::string lowered = Lowered(model);
+    if (name == lowered || name == "ax" + lowered) return std::string(model);
+  }
+  throw TCsvError(row.line,
+                  fmt::format("unknown model \"{}\"; there are AX20i, AX20is, AX20M", row.name));
+}
+
+// The chip's number in "SAS1064E", by which its BIOS goes.
+std::string ChipOf(const TRow& row) {
+  const std::string name = Lowered(row.name);
+  const auto mark = name.find(rules::kChipMark);
+  if (mark == name.npos || mark + rules::kChipMark.size() == name.size()) {
+    throw TCsvError(row.line, "an LSI BIOS goes by the name of its chip, such as SAS1064E");
+  }
+  const auto begin = mark + rules::kChipMark.size();
+  return name.substr(begin, name.find(' ', mark) - begin);
+}
+
+class TElements {
+ public:
+  void Add(const TRow& row) {
+    switch (row.type->form) {
+      case EForm::kVersion:
+        return AddVersion(row);
+      case EForm::kBroadcom:
+        return AddEntry(row, Lowered(row.name));
+      case EForm::kMegaRaid:
+        return AddMegaRaid(row);
+      case EForm::kLsiFirmware:
+      case EForm::kLsiBios:
+        return AddLsi(row);
+      case EForm::kDriver:
+        elements.push_back(
+            ElementOf({row.name, row.version, EPlatform::kLinux, "a list"}, row.whom));
+    }
+  }
+
+  std::vector<TNewElement> Take() {
+    for (const TLsi& lsi : controllers) elements.push_back(ElementOfControllers(lsi));
+    return std::move(elements);
+  }
+
+ private:
+  // Firmware and BIOS of one group of machines.
+  struct TLsi {
+    const TRow* first;
+    std::vector<std::string> firmware;
+    std::vector<std::string> bios;
+  };
+
+  static TNewElement Begin(const TRow& row) {
+    TNewElement element;
+    element.name = row.name;
+    element.description = row.type->description;
+    element.category = row.type->category;
+    element.installDirectory = row.type->installDirectory;
+    element.whom = row.whom;
+    return element;
+  }
+
+  void AddVersion(const TRow& row) {
+    TNewElement element = Begin(row);
+    element.version = Marked(row, row.version);
+    element.build = Marked(row, row.build);
+    if (rules::IsFirstDiagnostics(OfferedVersion(element.version)) && element.build.empty()) {
+      throw TCsvError(row.line,
+                      fmt::format("diagnostics {} go by their build; fill a column \"build\"",
+                                  rules::kFirstDiagnostics));
+    }
+    elements.push_back(std::move(element));
+  }
+
+  // One element lists the devices of all rows: each element is compared with every device.
+  void AddEntry(const TRow& row, const std::string& key) {
+    RefuseBlanks(row, key);
+    const auto same = std::find_if(elements.begin(), elements.end(), [&](const auto& element) {
+      return element.description == row.type->description && element.whom == row.whom;
+    });
+    const std::string entry = key + "-#" + row.version;
+    if (same != elements.end()) {
+      same->driverFiles += " " + entry;
+      return;
+    }
+    elements.push_back(Begin(row));
+    elements.back().driverFiles = entry;
+  }
+
+  void AddMegaRaid(const TRow& row) {
+    const std::string model = ModelOf(row);
+    RefuseBlanks(row, model);
+    TNewElement element = Begin(row);
+    element.description = fmt::format("QRX Arrayon AX{} SAS Controller Firmware", model);
+    // A query passes over the character behind the family, so that a blank must stand there.
+    element.driverFiles =
+        fmt::format("QRX Arrayon AX {} SAS Controller Firmware-#{}", model, row.version);
+    elements.push_back(std::move(element));
+  }
+
+  void AddLsi(const TRow& row) {
+    auto same = std::find_if(controllers.begin(), controllers.end(),
+                             [&](const TLsi& other) { return other.first->whom == row.whom; });
+    if (same == controllers.end()) same = controllers.insert(same, TLsi{&row, {}, {}});
+    const bool isBios = row.type->form == EForm::kLsiBios;
+    const std::string key = isBios ? "bios_" + ChipOf(row) : Lowered(row.name);
+    RefuseBlanks(row, key);
+    (isBios ? same->bios : same->firmware).push_back(key + "-#" + row.version);
+  }
+
+  // A BIOS is looked for behind the first entry, by a number that its firmware's name holds as
+  // well: firmware first, then every BIOS, then what other firmware there is.
+  static TNewElement ElementOfControllers(const TLsi& lsi) {
+    if (lsi.firmware.empty()) {
+      throw TCsvError(lsi.first->line, "an LSI BIOS needs a row of its LSI firmware");
+    }
+    TNewElement element = Begin(*lsi.first);
+    element.driverFiles = lsi.firmware.front();
+    for (const std::string& entry : lsi.bios) element.driverFiles += " " + entry;
+    for (std::size_t i = 1; i < lsi.firmware.size(); ++i) {
+      element.driverFiles += " " + lsi.firmware[i];
+    }
+    return element;
+  }
+
+  static void RefuseBlanks(const TRow& row, const std::string& key) {
+    for (const std::string& text : {key, row.version}) {
+      if (!Contains(text, " ")) continue;
+      throw TCsvError(row.line, fmt::format("\"{}\" must not hold a blank", text));
+    }
+  }
+
+  std::vector<TNewElement> elements;
+  std::vector<TLsi> controllers;
+};
+
+}  // namespace
+
+std::vector<TNewElement> ReadFirmwareList(std::string_view text, const TFor& otherwise) {
+  const std::vector<TRow> rows = TListReader(otherwise).Read(text);
+  TElements elements;
+  for (const TRow& row : rows) elements.Add(row);
+  return elements.Take();
+}
+
+}  // namespace svc::catalogue

@@ -1,0 +1,94 @@
+// `svcheck catalogue lint`.
+#include <fmt/format.h>
+
+#include "report/text.h"
+#include "runtime/hskcore/path_of.h"
+#include "svcheck/author/rules.h"
+#include "svcheck/author/verbs.h"
+#include "svcheck/system/failure.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+using report::JsonString;
+
+std::string Plural(std::size_t count, std::string_view word) {
+  return fmt::format("{} {}{}", count, word, count == 1 ? "" : "s");
+}
+
+std::string PlaceOf(const TToldFinding& finding) {
+  const std::string name = report::PlainLine(finding.file.name);
+  return finding.line == 0 ? name : fmt::format("{}:{}", name, finding.line);
+}
+
+// As compilers have it, so that editors find the place, with the advice below.
+std::string Line(const TToldFinding& finding) {
+  std::string text = fmt::format("{}: {}: ", PlaceOf(finding), NameOf(finding.rule.severity));
+  if (!finding.element.empty()) text += report::PlainLine(finding.element) + ": ";
+  text += finding.rule.what;
+  if (!finding.detail.empty()) text += ": " + report::PlainLine(finding.detail);
+  return fmt::format("{} [{}]\n    {}\n", text, finding.rule.id, finding.rule.advice);
+}
+
+void WriteTable(const TCatalogue& catalogue, const std::vector<TFinding>& findings,
+                TOutput& output) {
+  TellEach(catalogue, findings, [&](const TToldFinding& finding) { output.Write(Line(finding)); });
+  output.Write(fmt::format("{}: {}, {}.\n", Plural(catalogue.CountElements(), "update element"),
+                           Plural(CountOf(ESeverity::kError, findings), "error"),
+                           Plural(CountOf(ESeverity::kWarning, findings), "warning")));
+}
+
+std::string Json(const TToldFinding& finding) {
+  return fmt::format(
+      "{{\"rule\": {}, \"severity\": {}, \"file\": {}, \"line\": {}, \"element\": {}, "
+      "\"what\": {}, \"detail\": {}, \"advice\": {}}}",
+      JsonString(finding.rule.id), JsonString(NameOf(finding.rule.severity)),
+      JsonString(finding.file.name), finding.line == 0 ? "null" : std::to_string(finding.line),
+      JsonString(finding.element), JsonString(finding.rule.what), JsonString(finding.detail),
+      JsonString(finding.rule.advice));
+}
+
+void WriteJson(const TCommand& command, const TCatalogue& catalogue,
+               const std::vector<TFinding>& findings, TOutput& output) {
+  output.Write(fmt::format("{{\n  \"schema\": 1,\n  \"catalogue\": {},\n  \"elements\": {},\n",
+                           JsonString(command.folder), catalogue.CountElements()));
+  output.Write("  \"findings\": [");
+  const char* separator = "\n    ";
+  TellEach(catalogue, findings, [&](const TToldFinding& finding) {
+    output.Write(separator + Json(finding));
+    separator = ",\n    ";
+  });
+  output.Write(fmt::format("{}],\n  \"summary\": {{\"error\": {}, \"warning\": {}}}\n}}\n",
+                           findings.empty() ? "" : "\n  ", CountOf(ESeverity::kError, findings),
+                           CountOf(ESeverity::kWarning, findings)));
+}
+
+// A file that cannot be read at all leaves nothing to judge.
+bool IsUnread(const TFile& file) { return file.unreadable || file.malformed; }
+
+int StatusOf(const TCatalogue& catalogue, const std::vector<TFinding>& findings) {
+  for (const TFile& file : catalogue.files) {
+    if (IsUnread(file)) return kExitCatalogue;
+  }
+  return CountOf(ESeverity::kError, findings) > 0 ? kExitCondition : kExitDone;
+}
+
+}  // namespace
+
+int LintCatalogue(const TCommand& command, const IProgram& program) {
+  const TCatalogue catalogue =
+      ReadCatalogue(PathOf(command.folder), command.isLive, PathOf(command.dataFolder));
+  const std::vector<TUpdate> updates = UpdatesOf(catalogue);
+  const std::vector<TFinding> findings = Lint(catalogue, updates);
+  const auto output = program.Open(command.output);
+  if (command.format == "json") {
+    WriteJson(command, catalogue, findings, *output);
+  } else {
+    WriteTable(catalogue, findings, *output);
+  }
+  output->Commit();
+  return StatusOf(catalogue, findings);
+}
+
+}  // namespace svc::catalogue

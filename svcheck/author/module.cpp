@@ -1,0 +1,44 @@
+// The module that does the work of `svcheck catalogue`.
+#include <exception>
+#include <new>
+
+#include "host/hskcore/export.h"
+#include "svcheck/author/verbs.h"
+#include "svcheck/system/failure.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+int Act(const TCommand& command, const IProgram& program) {
+  switch (command.action) {
+    case EAction::kLint:
+      return LintCatalogue(command, program);
+    case EAction::kList:
+      return ListCatalogue(command, program);
+    case EAction::kBuild:
+      return BuildCatalogue(command, program);
+    case EAction::kNone:
+      break;
+  }
+  return kExitUsage;
+}
+
+}  // namespace
+
+}  // namespace svc::catalogue
+
+extern "C" HOST_EXPORT int SvcCatalogue(const svc::catalogue::TCommand& command,
+                                        const svc::catalogue::IProgram& program) noexcept {
+  try {
+    return svc::catalogue::Act(command, program);
+  } catch (const svc::TFailure& failure) {
+    program.Report(failure.what());
+    return failure.Status();
+  } catch (const std::bad_alloc&) {
+    program.Report("out of memory; free some, or give a smaller catalogue");
+  } catch (const std::exception& error) {
+    program.Report(error.what());
+  }
+  return svc::kExitFailure;
+}

@@ -1,0 +1,139 @@
+#include "svcheck/author/new_element.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "report/text.h"
+#include "rules/names.h"
+#include "rules/system_codes.h"
+#include "rules/version_items.h"
+#include "svcheck/author/ascii_text.h"
+#include "svcheck/author/components.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+using rules::kSystemCodes;
+
+void AppendProperty(std::string& text, std::string_view name, const std::string& value) {
+  if (value.empty()) return;
+  text +=
+      fmt::format("          <PROPERTY NAME=\"{}\" TYPE=\"string\"><VALUE>{}</VALUE></PROPERTY>\n",
+                  name, report::XmlText(value));
+}
+
+void AppendArray(std::string& text, std::string_view name, const std::vector<std::string>& values,
+                 std::string_view before, std::string_view behind) {
+  text += fmt::format(
+      "          <PROPERTY.ARRAY NAME=\"{}\" TYPE=\"string\">\n"
+      "            <VALUE.ARRAY>\n",
+      name);
+  for (const std::string& value : values) {
+    text += fmt::format("              <VALUE>{}{}{}</VALUE>\n", before, report::XmlText(value),
+                        behind);
+  }
+  text += "            </VALUE.ARRAY>\n          </PROPERTY.ARRAY>\n";
+}
+
+void Append(std::string& text, const TNewElement& element) {
+  text += fmt::format("      <VALUE.OBJECT>\n        <INSTANCE CLASSNAME=\"{}\">\n",
+                      rules::kUpdateClass);
+  AppendProperty(text, rules::kUpdateName, element.name);
+  AppendProperty(text, rules::kUpdateDescription, element.description);
+  AppendProperty(text, rules::kUpdateCategory, element.category);
+  AppendProperty(text, rules::kUpdateDirectory, element.installDirectory);
+  AppendProperty(text, rules::kUpdateVersion, element.version);
+  AppendProperty(text, rules::kUpdateBuild, element.build);
+  AppendProperty(text, rules::kUpdateDriverFiles, element.driverFiles);
+  AppendArray(text, rules::kUpdateMachineTypes, element.whom.machineTypes, rules::kOpenMark,
+              rules::kCloseMark);
+  AppendArray(text, rules::kUpdateSystems, element.whom.systems, "", "");
+  text += "        </INSTANCE>\n      </VALUE.OBJECT>\n";
+}
+
+EPlatform PlatformOf(std::string_view family) {
+  return family.starts_with(rules::kWindows) ? EPlatform::kWindows : EPlatform::kLinux;
+}
+
+bool Has(const std::vector<std::string>& texts, std::string_view text) {
+  return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
+
+void AddOnce(std::vector<std::string>& texts, std::string_view text) {
+  if (!Has(texts, text)) texts.emplace_back(text);
+}
+
+}  // namespace
+
+std::string CatalogueText(const std::vector<TNewElement>& elements) {
+  std::string text =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<?sv-catalogue version=\"4.02\"?>\n"
+      "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">\n"
+      "  <DECLARATION>\n"
+      "    <DECLGROUP>\n";
+  for (const TNewElement& element : elements) Append(text, element);
+  return text + "    </DECLGROUP>\n  </DECLARATION>\n</CIM>\n";
+}
+
+std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted) {
+  std::vector<std::string> systems;
+  for (const auto& row : kSystemCodes) {
+    if (!wanted.empty() && !Has(wanted, row.code) && !Has(wanted, row.family)) continue;
+    if (wanted.empty() || Has(wanted, row.code)) AddOnce(systems, row.code);
+    AddOnce(systems, row.family);
+  }
+  return systems;
+}
+
+// Drivers for VMware are none of the files that are read here.
+std::vector<std::string> SystemsFor(EPlatform platform, const std::vector<std::string>& wanted) {
+  std::vector<std::string> systems;
+  for (const auto& row : kSystemCodes) {
+    const bool isAsked = wanted.empty() ? row.family != rules::kVMware
+                                        : Has(wanted, row.code) || Has(wanted, row.family);
+    if (!isAsked || PlatformOf(row.family) != platform) continue;
+    if (wanted.empty() || Has(wanted, row.code)) AddOnce(systems, row.code);
+    AddOnce(systems, row.family);
+  }
+  return systems;
+}
+
+std::string KnownSystems() {
+  std::string text;
+  for (const std::string& system : WithFamilies({})) text += (text.empty() ? "" : ", ") + system;
+  return text;
+}
+
+bool IsSystem(const std::string& text) {
+  return std::any_of(kSystemCodes.begin(), kSystemCodes.end(),
+                     [&](const auto& row) { return row.code == text || row.family == text; });
+}
+
+bool IsMachineType(const std::string& text) {
+  return !text.empty() && !Contains(text, rules::kOpenMark) && !Contains(text, rules::kCloseMark) &&
+         std::none_of(text.begin(), text.end(), report::IsBlank);
+}
+
+TNewElement ElementOf(const TDriver& driver, const TFor& whom) {
+  TNewElement element;
+  element.name = driver.file.substr(0, driver.file.rfind('.'));
+  element.driverFiles = driver.file + "-#" + driver.version;
+  element.whom = whom;
+  const std::string description = fmt::format("Driver of {}", driver.origin);
+  TProperty property;
+  property.name = rules::kUpdateDescription;
+  property.values = {description};
+  const TElement described{{}, 0, {std::make_shared<const TProperty>(property)}, 1};
+  TRecognition recognition;
+  if (!recognition.IsBiosUpdate(described) &&
+      recognition.ComponentOf(described) == EComponent::kNone) {
+    element.description = description;
+  }
+  return element;
+}
+
+}  // namespace svc::catalogue

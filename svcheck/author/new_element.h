@@ -1,0 +1,54 @@
+// Update elements that are being made, and the text of a catalogue made of them. Pure functions;
+// may be called from any thread.
+#ifndef SVCHECK_AUTHOR_NEW_ELEMENT_H_
+#define SVCHECK_AUTHOR_NEW_ELEMENT_H_
+
+#include <string>
+#include <vector>
+
+#include "svcheck/author/driver_source.h"
+#include "svcheck/author/elements.h"
+
+namespace svc::catalogue {
+
+// Whom an element is for. Machine types without their marks.
+struct TFor {
+  std::vector<std::string> machineTypes;
+  std::vector<std::string> systems;
+
+  bool operator==(const TFor&) const = default;
+};
+
+// Empty texts are left out of the catalogue.
+struct TNewElement {
+  std::string name;
+  std::string description;
+  std::string category;
+  std::string installDirectory;
+  std::string version;
+  std::string build;
+  std::string driverFiles;
+  TFor whom;
+};
+
+// As a file index.xml.
+std::string CatalogueText(const std::vector<TNewElement>& elements);
+
+// The codes of an operating system's kind, and the families that live checks look for: those of
+// `wanted`, or all where it is empty. Empty when none of `wanted` is of that kind.
+std::vector<std::string> SystemsFor(EPlatform platform, const std::vector<std::string>& wanted);
+// The same for every kind.
+std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted);
+// Every code that there is, for people.
+std::string KnownSystems();
+// Whether the text is a code or a family, in exactly its letters.
+bool IsSystem(const std::string& text);
+// Whether a text can be a machine type: without blanks and marks.
+bool IsMachineType(const std::string& text);
+
+// A driver by itself. What it says must not make it firmware.
+TNewElement ElementOf(const TDriver& driver, const TFor& whom);
+
+}  // namespace svc::catalogue
+
+#endif  // SVCHECK_AUTHOR_NEW_ELEMENT_H_

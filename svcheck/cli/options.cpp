@@ -1,0 +1,133 @@
+#include "svcheck/cli/options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <boost/algorithm/string/join.hpp>
+#include <charconv>
+#include <cstdint>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+
+#include "svcheck/cli/suggestion.h"
+
+namespace svc {
+
+namespace {
+
+// Described as the library describes its own check of this kind: "{a,b}".
+CLI::Validator Choice(const std::vector<std::string>& words) {
+  const auto complaint = [words](const std::string& value) -> std::string {
+    if (std::find(words.begin(), words.end(), value) != words.end()) return {};
+    const std::string text = '"' + value + "\" is none of " + boost::join(words, ", ");
+    const std::string suggestion = DidYouMean(value, words);
+    return suggestion.empty() ? text : text + "; " + suggestion.substr(0, suggestion.size() - 1);
+  };
+  return {complaint, '{' + boost::join(words, ",") + '}'};
+}
+
+// Numbers in tens alone: the library would read "010" as eight, and take one that is too large, or
+// below nothing, for the largest that there is.
+template <typename TNumber>
+CLI::Validator WholeNumber() {
+  const auto check = [](std::string& text) -> std::string {
+    TNumber number{};
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || last != end) {
+      return '"' + text + "\" is no whole number" +
+             (std::is_signed_v<TNumber> ? "" : ", or below 0 or too large");
+    }
+    text = std::to_string(number);
+    return {};
+  };
+  return {check, ""};
+}
+
+}  // namespace
+
+const TOption& TOption::Required() const {
+  option->required();
+  return *this;
+}
+
+const TOption& TOption::Excludes(const TOption& other) const {
+  option->excludes(other.option);
+  return *this;
+}
+
+const TOption& TOption::OneOf(const std::vector<std::string>& words) const {
+  option->check(Choice(words));
+  return ShowDefault();
+}
+
+const TOption& TOption::Within(int low, int high) const {
+  option->check(CLI::Range(low, high));
+  return *this;
+}
+
+const TOption& TOption::ExistingFolder() const {
+  option->check(CLI::ExistingDirectory);
+  return *this;
+}
+
+const TOption& TOption::CommandLineOnly() const {
+  option->configurable(false);
+  return *this;
+}
+
+const TOption& TOption::ShowDefault() const {
+  option->capture_default_str();
+  return *this;
+}
+
+TOption AddText(CLI::App& app, const char* name, std::string& value, const char* description,
+                const char* valueName) {
+  return TOption(app.add_option(name, value, description)->option_text(valueName));
+}
+
+TOption AddList(CLI::App& app, const char* name, std::vector<std::string>& values,
+                const char* description, const char* valueName) {
+  return TOption(
+      app.add_option_function<std::string>(
+             name, [&values](const std::string& value) { values.push_back(value); }, description)
+          ->option_text(valueName)
+          ->trigger_on_parse()
+          ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast));
+}
+
+TOption AddTexts(CLI::App& app, const char* name, std::vector<std::string>& values,
+                 const char* description, const char* valueName) {
+  return TOption(app.add_option(name, values, description)->option_text(valueName));
+}
+
+TOption AddNumber(CLI::App& app, const char* name, int& value, const char* description,
+                  const char* valueName) {
+  CLI::Option* const option = app.add_option(name, value, description)->option_text(valueName);
+  return TOption(option->transform(WholeNumber<std::int64_t>()));
+}
+
+TOption AddCount(CLI::App& app, const char* name, std::optional<std::uint64_t>& value,
+                 const char* description, const char* valueName) {
+  CLI::Option* const option = app.add_option(name, value, description)->option_text(valueName);
+  return TOption(option->transform(WholeNumber<std::uint64_t>()));
+}
+
+TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* description) {
+  return TOption(app.add_flag(name, value, description));
+}
+
+TOption AddWord(CLI::App& app, const char* name, std::string& value, const char* description) {
+  return TOption(app.add_option(name, value, description)->option_text(" "));
+}
+
+CLI::App& AddCommand(CLI::App& app, const char* name, const char* summary,
+                     std::function<void()> chosen) {
+  CLI::App* const command = app.add_subcommand(name, summary);
+  command->final_callback(std::move(chosen));
+  return *command;
+}
+
+void DemandCommand(CLI::App& app) { app.require_subcommand(1); }
+
+}  // namespace svc

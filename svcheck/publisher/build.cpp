@@ -1,0 +1,140 @@
+#include "svcheck/publisher/build.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+#include <tuple>
+
+#include "runtime/acquire/safe_name.h"
+#include "runtime/hskcore/path_of.h"
+#include "svcheck/publisher/applicability.h"
+#include "svcheck/publisher/description.h"
+#include "svcheck/publisher/files.h"
+#include "svcheck/publisher/manifest_text.h"
+
+namespace svc::repository {
+namespace {
+
+namespace fs = std::filesystem;
+using acquire::TManifest;
+using acquire::TManifestFile;
+
+// The descriptions below a folder, as paths relative to it, in order.
+std::vector<std::string> Descriptions(const std::string& folder) {
+  const fs::path top = PathOf(folder);
+  std::vector<std::string> paths;
+  for (auto entry = fs::recursive_directory_iterator(top); entry != fs::end(entry); ++entry) {
+    const std::string name = entry->path().filename().string();
+    if (name.starts_with(".") && entry->is_directory()) entry.disable_recursion_pending();
+    const bool isDescription =
+        entry->is_regular_file() && !name.starts_with(".") && entry->path().extension() == ".xml";
+    if (isDescription) paths.push_back(fs::relative(entry->path(), top).generic_string());
+  }
+  std::ranges::sort(paths);
+  return paths;
+}
+
+void CheckNames(const TManifestFile& file) {
+  for (const auto why : {acquire::WhyUnsafeName(file.name), acquire::WhyUnsafePath(file.path)})
+    if (!why.empty())
+      throw std::runtime_error(file.path + " cannot be published under its name, which " +
+                               std::string(why));
+}
+
+class TBuilder {
+ public:
+  explicit TBuilder(const TBuildOptions& options)
+      : options(options), previous(ReadPrevious(options.folder)) {}
+
+  TBuildResult Run() {
+    result.manifest.serial = Serial();
+    result.manifest.expires = options.expires;
+    for (const std::string& path : Descriptions(options.folder)) AddDescription(path);
+    for (const TManifestFile& file : previous.files)
+      if (file.payload) AddPayload(file);
+    std::ranges::sort(result.manifest.files, {}, [](const TManifestFile& file) {
+      return std::tie(file.path, file.os, file.arch);
+    });
+    return std::move(result);
+  }
+
+ private:
+  static TManifest ReadPrevious(const std::string& folder) {
+    const std::string path = folder + "/" + acquire::kManifestName;
+    if (!fs::exists(PathOf(path))) return {};
+    return acquire::ParseManifest(ReadText(path));
+  }
+
+  std::uint64_t Serial() const {
+    const std::uint64_t serial = options.serial.value_or(previous.serial + 1);
+    if (serial <= previous.serial)
+      throw std::runtime_error("serial " + std::to_string(serial) + " is not above the last one, " +
+                               std::to_string(previous.serial) +
+                               "; those who took that would refuse the new manifest");
+    return serial;
+  }
+
+  void AddDescription(const std::string& path) {
+    TManifestFile file;
+    file.name = PathOf(path).filename().string();
+    file.path = path;
+    CheckNames(file);
+    Measure(file);
+    const auto elements = ReadDescription(options.folder + "/" + path, options.dataFolder);
+    const TApplicability applicability = ApplicabilityOf(file.name, elements);
+    for (const std::string& warning : applicability.warnings)
+      result.warnings.push_back(path + ": " + warning);
+    for (const auto& [platform, machineTypes] : applicability.machineTypes) {
+      std::tie(file.os, file.arch) = platform;
+      file.machineTypes.assign(machineTypes.begin(), machineTypes.end());
+      file.latest = WasLatest(file);
+      AddUnique(file);
+    }
+  }
+
+  void AddPayload(TManifestFile file) {
+    if (!fs::exists(PathOf(options.folder + "/" + file.path))) {
+      result.warnings.push_back(file.path + ": the payload is gone and no longer listed");
+      return;
+    }
+    Measure(file);
+    AddUnique(file);
+  }
+
+  // On the receiving side everything lies in one folder.
+  void AddUnique(const TManifestFile& file) {
+    const auto [known, isNew] = paths.emplace(file.name, file.path);
+    if (!isNew && known->second != file.path)
+      throw std::runtime_error(file.path + " and " + known->second +
+                               " have the same name; give one of them another");
+    result.manifest.files.push_back(file);
+  }
+
+  void Measure(TManifestFile& file) const {
+    std::tie(file.size, file.sha256) = SizeAndHash(options.folder + "/" + file.path);
+  }
+
+  bool WasLatest(const TManifestFile& file) const {
+    const auto isSame = [&file](const TManifestFile& other) {
+      return std::tie(other.path, other.os, other.arch) == std::tie(file.path, file.os, file.arch);
+    };
+    const auto found = std::ranges::find_if(previous.files, isSame);
+    return found == previous.files.end() || found->latest;
+  }
+
+  const TBuildOptions& options;
+  TManifest previous;
+  TBuildResult result;
+  std::map<std::string, std::string> paths;
+};
+
+}  // namespace
+
+TBuildResult Build(const TBuildOptions& options) {
+  TBuildResult result = TBuilder(options).Run();
+  WriteText(options.folder + "/" + acquire::kManifestName, ManifestText(result.manifest));
+  return result;
+}
+
+}  // namespace svc::repository

@@ -1,0 +1,58 @@
+#include <termios.h>
+#include <unistd.h>
+
+#include <iostream>
+#include <stdexcept>
+
+#include "base/new_file.h"
+#include "base/shown_text.h"
+#include "svcheck/publisher/files.h"
+
+namespace svc::repository {
+namespace {
+
+// Keeps the terminal from showing what is typed, for as long as it lives.
+class TSilence {
+ public:
+  TSilence() : isTerminal(isatty(STDIN_FILENO) != 0) {
+    if (!isTerminal || tcgetattr(STDIN_FILENO, &before) != 0) return;
+    termios silent = before;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+  }
+  ~TSilence() {
+    if (!isTerminal) return;
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
+    std::cerr << '\n';
+  }
+  TSilence(const TSilence&) = delete;
+  TSilence& operator=(const TSilence&) = delete;
+
+  bool IsTerminal() const { return isTerminal; }
+
+ private:
+  bool isTerminal;
+  termios before{};
+};
+
+}  // namespace
+
+void WriteSecret(const std::string& path, const std::string& text) {
+  try {
+    files::TNewFile file(path, {}, files::TNewFile::kForOwner);
+    file.Write(text);
+    file.PublishFirst();
+  } catch (const files::TFileError& error) {
+    throw std::runtime_error(path + " cannot be made: " + error.what());
+  }
+}
+
+std::string AskPassword(const std::string& purpose) {
+  const TSilence silence;
+  if (silence.IsTerminal()) std::cerr << "Password " << ShownLine(purpose) << ": " << std::flush;
+  std::string password;
+  if (!std::getline(std::cin, password)) throw std::runtime_error("no password was given");
+  return password;
+}
+
+}  // namespace svc::repository

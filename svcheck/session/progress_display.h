@@ -1,0 +1,41 @@
+// Shows a person how a download goes: one line that is written over and gone at the end.
+#ifndef SVCHECK_SESSION_PROGRESS_DISPLAY_H_
+#define SVCHECK_SESSION_PROGRESS_DISPLAY_H_
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "runtime/acquire/settings.h"
+#include "svcheck/session/status_line.h"
+
+namespace svc {
+
+// "3 of 12 files, 1.2 of 4.5 MiB, 800 KiB/s, 5 s left", as far as each can be told. `running` is
+// the time since the files began to come.
+std::string DownloadLine(const acquire::TDownloadProgress& progress,
+                         std::chrono::milliseconds running);
+
+// "48.2 MiB"
+std::string SizeText(std::uint64_t bytes);
+
+// The observer of one download after another. One thread.
+class TDownloadDisplay : public acquire::IProgressObserver {
+ public:
+  // The stream is borrowed.
+  explicit TDownloadDisplay(std::FILE* stream) : line(stream) {}
+  void OnProgress(const acquire::TDownloadProgress& progress) noexcept override;
+
+ private:
+  using TClock = std::chrono::steady_clock;
+
+  TStatusLine line;
+  acquire::TDownloadProgress::EPhase phase = acquire::TDownloadProgress::EPhase::kEnded;
+  TClock::time_point begin;
+  TClock::time_point last;
+};
+
+}  // namespace svc
+
+#endif  // SVCHECK_SESSION_PROGRESS_DISPLAY_H_

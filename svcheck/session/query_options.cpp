@@ -1,0 +1,142 @@
+#include "svcheck/session/query_options.h"
+
+#include <utility>
+
+#include "rules/names.h"
+#include "runtime/hskcore/host_setup.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/interruption.h"
+#include "svcheck/system/paths.h"
+
+using namespace NQRXHSK20;
+
+namespace svc {
+
+namespace {
+
+TCIMValue ProxyValue(std::string_view text) {
+  constexpr int kCommas = 3;
+  std::vector<TCIMValue> parts;
+  for (int i = 0; i < kCommas; ++i) {
+    const std::size_t comma = text.find(',');
+    if (comma == std::string_view::npos) break;
+    parts.emplace_back(text.substr(0, comma));
+    text.remove_prefix(comma + 1);
+  }
+  parts.emplace_back(text);
+  return TCIMValue::Array(ECIMType::kString, std::move(parts));
+}
+
+bool IsLive(const CIMContext& context) {
+  const auto entry = context.find(rules::kCatalogueEntry);
+  return entry != context.end() && static_cast<std::string>(entry->second) == rules::kLive;
+}
+
+// Without a repository there is nothing to trust: the download fails and says so itself.
+void DemandTrust(const TQueryOptions& options) {
+  if (options.repository.empty() || !options.repositoryKey.empty() || options.allowUnsigned) return;
+  throw TFailure(
+      "a live catalogue needs somebody to trust: give --repository-key FILE, or --allow-unsigned",
+      kExitUsage);
+}
+
+std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
+  return path.empty() ? otherwise() : Absolute(path);
+}
+
+}  // namespace
+
+void ApplyDownloadSettings(const TQueryOptions& options) {
+  acquire::TSettings settings = acquire::GetSettings();
+  settings.repository = options.repository;
+  if (!options.repositoryKey.empty()) {
+    settings.publicKeyFile = Absolute(options.repositoryKey).string();
+  }
+  settings.allowUnsigned = options.allowUnsigned;
+  if (!options.caFile.empty()) settings.caFile = Absolute(options.caFile).string();
+  settings.offline = options.offline;
+  settings.proxy = options.proxy;
+  settings.stopRequested = [] { return StopRequested(); };
+  acquire::SetSettings(std::move(settings));
+}
+
+TOption AddInventoryOption(CLI::App& app, TQueryOptions& options) {
+  return AddList(app, "--inventory", options.inventories,
+                 "Inventory of a machine, a CIM-XML file; may be given several times", "FILE");
+}
+
+void AddPluginOptions(CLI::App& app, TQueryOptions& options) {
+  AddFlag(app, "--no-builtin-classes", options.noBuiltinClasses,
+          "Do not declare the host's inventory classes");
+  AddList(app, "--context", options.context,
+          "An entry of the query's context, handed to the plug-in as it is", "NAME=VALUE");
+  AddPlaceOptions(app, options);
+  AddNumber(app, "--log-level", options.logLevel, "Keep the levels 0 to N of the log", "N")
+      .Within(0, 4)
+      .ShowDefault();
+}
+
+void AddFolderQueryOptions(CLI::App& app, TQueryOptions& options) {
+  AddPluginOptions(app, options);
+  AddText(app, "--log", options.logFile, "Write the plug-in's log, one JSON object a line", "FILE");
+}
+
+void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
+  AddFolderQueryOptions(app, options);
+  AddRepositoryOptions(app, options);
+}
+
+void AddPlaceOptions(CLI::App& app, TQueryOptions& options) {
+  AddText(app, "--data-dir", options.dataFolder,
+          "Folder that holds sv/; the installed one if not given", "DIR");
+  AddText(app, "--plugin", options.plugin, "The plug-in; the installed one if not given", "FILE");
+  AddText(app, "--drive-root", options.driveRoot, "Folder below which drive letters lie", "DIR");
+}
+
+void AddRepositoryOptions(CLI::App& app, TQueryOptions& options) {
+  AddText(app, "--repository", options.repository, "Address of the repository of live catalogues",
+          "URL");
+  const TOption key = AddText(app, "--repository-key", options.repositoryKey,
+                              "Public key that the repository's manifest is signed with", "FILE");
+  AddFlag(app, "--allow-unsigned", options.allowUnsigned, "Trust a repository without a signature")
+      .Excludes(key);
+  AddText(app, "--ca-file", options.caFile, "Certificates to trust instead of the system's",
+          "FILE");
+  AddText(app, "--proxy", options.proxy, "Proxy of downloads; \"none\" goes direct", "URL");
+  AddFlag(app, "--offline", options.offline, "Use what was downloaded before, open no connection");
+}
+
+CIMContext ContextOf(const std::vector<std::string>& entries) {
+  CIMContext context;
+  for (const std::string& entry : entries) {
+    const std::size_t equals = entry.find('=');
+    if (equals == std::string::npos || equals == 0) {
+      throw TFailure("--context " + entry + " is no entry; write NAME=VALUE", kExitUsage);
+    }
+    const std::string name = entry.substr(0, equals);
+    const std::string value = entry.substr(equals + 1);
+    context.insert_or_assign(name,
+                             name == rules::kProxyEntry ? ProxyValue(value) : TCIMValue(value));
+  }
+  return context;
+}
+
+TQueryRequest RequestOf(const TQueryOptions& options) {
+  TQueryRequest request;
+  for (const std::string& file : options.inventories) {
+    request.inventories.push_back(Absolute(file).string());
+  }
+  request.builtinClasses = !options.noBuiltinClasses;
+  request.context = ContextOf(options.context);
+  if (IsLive(request.context)) {
+    DemandTrust(options);
+    ApplyDownloadSettings(options);
+  }
+  request.dataFolder = AbsoluteOr(options.dataFolder, DefaultDataFolder);
+  request.plugin = AbsoluteOr(options.plugin, DefaultPlugin);
+  SetDriveRoot(options.driveRoot.empty() ? std::string() : Absolute(options.driveRoot).string());
+  return request;
+}
+
+}  // namespace svc

@@ -1,0 +1,59 @@
+// What a query says while it runs, read for what became of it. The query tells its end only by what
+// it logs and prints, so the texts here are the plug-in's own.
+#ifndef SVCHECK_SESSION_QUERY_OUTCOME_H_
+#define SVCHECK_SESSION_QUERY_OUTCOME_H_
+
+#include <atomic>
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/hskcore/logger.h"
+#include "report/model.h"
+#include "svcheck/session/query_run.h"
+
+namespace svc {
+
+// The logger of a check. Hands every entry on to a log file, where there is one. May be used from
+// any thread.
+class TJournal : public NQRXHSK20::ILogger {
+ public:
+  // Is told once when the catalogue was loaded, on the thread of the query.
+  using TOnLoaded = std::function<void()>;
+
+  // `next` and `onLoaded` may be empty.
+  explicit TJournal(boost::shared_ptr<NQRXHSK20::ILogger> next, TOnLoaded onLoaded = {});
+
+  void Log(int level, std::string_view message) override;
+  bool IsLogged(int level) const noexcept override;
+
+  // What became of a query that has ended, from its log, what it printed and the number of update
+  // elements that it saw (none when it had no catalogue). Sets outcome and errors of the report.
+  void Conclude(const TQueryEnd& end, const std::string& printed, report::TReport& report) const;
+
+ private:
+  // Whether this logger itself looks at an entry of the level.
+  bool IsRead(int level) const noexcept;
+  void Note(int level, std::string_view message);
+
+  boost::shared_ptr<NQRXHSK20::ILogger> next;
+  TOnLoaded onLoaded;           // Empty once it was told.
+  std::atomic<bool> isLoading;  // Until then.
+  mutable std::mutex mutex;
+  std::optional<report::EOutcome> outcome;  // That the query itself named.
+  bool walked = false;                      // Whether the firmware was compared to its end.
+  std::string lastError;
+  std::vector<std::string> remarks;
+};
+
+// The exit status of a check that ended so.
+int ExitStatusOf(report::EOutcome outcome) noexcept;
+
+}  // namespace svc
+
+#endif  // SVCHECK_SESSION_QUERY_OUTCOME_H_

@@ -1,0 +1,150 @@
+#include "svcheck/session/query_trace.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "rules/log_texts.h"
+#include "rules/names.h"
+
+using namespace NQRXHSK20;
+
+namespace svc {
+
+namespace {
+
+// Entries by which a comparison says how it ended, and what they mean to a person.
+struct TRemark {
+  std::string_view entry;
+  std::string_view meaning;
+};
+constexpr std::array kRemarks = {
+    TRemark{rules::kDiagnosticsSkipped,
+            "diagnostics of this release are not compared on this machine type"},
+    TRemark{rules::kOtherController, "the installed and the offered controller differ"},
+    TRemark{rules::kInstalledIsOffered,
+            "its driver files do not name the installed firmware: what is installed is shown as "
+            "offered"}};
+
+}  // namespace
+
+TQueryTrace::TQueryTrace(boost::shared_ptr<ILogger> next) : next(std::move(next)) {}
+
+void TQueryTrace::Log(int level, std::string_view message) {
+  if (next && next->IsLogged(level)) next->Log(level, message);
+  if (phase == EPhase::kLoading) {
+    if (level == kLogTrace && message == rules::kSelectsMachine) phase = EPhase::kMachine;
+    return;
+  }
+  if (phase == EPhase::kInstalled) return NoteDriver(message);
+  if (phase == EPhase::kMachine && message == rules::kSelectsSystem) phase = EPhase::kSystem;
+  testing = message == rules::kTests || (testing && message == rules::kReads);
+  if (phase != EPhase::kFirmware || testing) return;
+  const auto* const remark =
+      std::find_if(kRemarks.begin(), kRemarks.end(),
+                   [&](const TRemark& candidate) { return candidate.entry == message; });
+  if (remark != kRemarks.end()) Current().remarks.emplace_back(remark->meaning);
+}
+
+void TQueryTrace::ReadElement(TInstance instance, std::string_view property) {
+  if (phase == EPhase::kLoading || phase == EPhase::kEnded) return;
+  if (phase == EPhase::kMachine || phase == EPhase::kSystem) Select(instance);
+  const bool isTest = std::exchange(testing, false);
+  const auto number = numbers.find(instance);
+  if (number == numbers.end()) return;
+  if (phase == EPhase::kFirmware) {
+    if (isTest) {
+      current = number->second;
+      TestFirmware(Current(), property);
+    } else if (property == rules::kUpdateSystems) {  // Asked first when it turns to drivers.
+      phase = EPhase::kOffered;
+    } else {
+      HoldLastTest();
+      AddOnce(Current().texts, property);
+    }
+  }
+  if (phase == EPhase::kOffered) ++elements[number->second].driverReads;
+}
+
+// Each selection asks each element once: an element that is asked again has come further.
+void TQueryTrace::Select(TInstance instance) {
+  const auto [number, isNew] = numbers.try_emplace(instance, elements.size());
+  if (isNew) {
+    elements.emplace_back().instance = instance;
+    return;
+  }
+  bool& systemTested = elements[number->second].systemTested;
+  if (phase == EPhase::kMachine || systemTested) {
+    phase = EPhase::kFirmware;
+  } else {
+    systemTested = true;
+  }
+}
+
+void TQueryTrace::TestFirmware(TElementTrace& element, std::string_view property) {
+  ++element.tests;
+  lastTested = property;
+  AddOnce(element.asked, property);
+}
+
+void TQueryTrace::AddOnce(std::vector<std::string>& names, std::string_view name) {
+  if (std::find(names.begin(), names.end(), name) == names.end()) names.emplace_back(name);
+}
+
+void TQueryTrace::HoldLastTest() {
+  TElementTrace& element = Current();
+  if (!element.held.empty() && element.held.back().position == element.tests) return;
+  element.held.push_back({element.tests, lastTested});
+}
+
+void TQueryTrace::AskForClass(std::string_view className) {
+  if (phase == EPhase::kOffered) phase = EPhase::kInstalled;
+  if (phase != EPhase::kFirmware && phase != EPhase::kInstalled) return;
+  if (className == rules::kResultClass) return CountRecord();
+  if (phase != EPhase::kFirmware) return;
+  HoldLastTest();
+  Current().reads.push_back({std::string(className), {}});
+}
+
+void TQueryTrace::CountRecord() {
+  const std::size_t number = records++;
+  if (phase == EPhase::kFirmware) {
+    HoldLastTest();
+    Current().records.push_back(number);
+  } else if (!offered.empty() && candidate > 0) {
+    offered.back().records.push_back(number);
+    installed[candidate - 1].matched = true;
+  }
+}
+
+void TQueryTrace::ReadInventory(TInstance instance, std::string_view property) {
+  if (phase == EPhase::kFirmware && !Current().reads.empty()) {
+    Current().reads.back().properties.emplace_back(instance, property);
+  } else if (phase == EPhase::kInstalled &&
+             (installed.empty() || installed.back().instance != instance)) {
+    installed.push_back({instance, true, false});
+  }
+}
+
+// Each offered driver is compared with each installed one, in order.
+TInstalledTrace& TQueryTrace::NextCandidate() {
+  if (offered.empty() || candidate == installed.size()) {
+    offered.emplace_back();
+    candidate = 0;
+  }
+  return installed[candidate++];
+}
+
+void TQueryTrace::NoteDriver(std::string_view message) {
+  if (std::exchange(isState, message == rules::kStateFollows) || installed.empty()) return;
+  if (message == rules::kNotRunning) {
+    NextCandidate().running = false;
+  } else if (message == rules::kNameless || message.starts_with(rules::kInstalledName)) {
+    NextCandidate();
+  } else if (message.starts_with(rules::kOfferedName) && !offered.empty() &&
+             offered.back().name.empty()) {
+    offered.back().name = message.substr(rules::kOfferedName.size());
+  }
+}
+
+}  // namespace svc

@@ -1,0 +1,130 @@
+#include "svcheck/session/record_spool.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include "rules/names.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/process.h"
+
+using NQRXHSK20::TSharedText;
+
+namespace svc {
+
+namespace {
+
+// What is kept in memory of entries, and of texts that nobody shares.
+constexpr std::size_t kEntriesInMemory = 1 << 16;
+constexpr std::size_t kPoolInMemory = 8u << 20;
+constexpr std::size_t kWindow = 1 << 10;
+
+std::FILE* Opened(std::FILE* file) {
+  if (file != nullptr) return file;
+  throw TFailure("the records need a file for the meantime, which cannot be made: " +
+                 std::generic_category().message(errno) +
+                 "; check the folder for temporary files, or name another with TMPDIR");
+}
+
+[[noreturn]] void FailToPutAside() {
+  throw TFailure("the records cannot be put aside: " + std::generic_category().message(errno) +
+                 "; make space in the folder for temporary files, or name another with TMPDIR");
+}
+
+}  // namespace
+
+void TRecordSpool::Take(const IWrittenInstance& instance) {
+  if (!failure.empty()) return;
+  try {
+    if (last.size() == kEntriesInMemory) PutAside();
+    last.push_back(
+        {Keep(instance.Text(rules::kResultType)), Keep(instance.Text(rules::kResultName)),
+         Keep(instance.Text(rules::kResultInstalled)), Keep(instance.Text(rules::kResultOffered))});
+  } catch (const TFailure& error) {
+    failure = error.what();
+    throw;
+  }
+}
+
+void TRecordSpool::DemandWhole() const {
+  if (!failure.empty()) throw TFailure(failure);
+}
+
+TRecordSpool::TKept TRecordSpool::Keep(const TSharedText& text) {
+  const auto inMemory = [](std::string_view view) {
+    return TKept{reinterpret_cast<std::uintptr_t>(view.data()), view.size(), 0};
+  };
+  if (text.IsShared()) {
+    HoldOwner(text.Owner());
+    return inMemory(text);
+  }
+  constexpr std::size_t kNode = 64;
+  if (text.size() + kNode > kPoolInMemory) return KeepInFile(text);
+  std::string own(text.View());
+  const auto known = pool.find(own);
+  if (known != pool.end()) return inMemory(*known);
+  if (poolSize + own.size() + kNode > kPoolInMemory) return KeepInFile(own);
+  poolSize += own.size() + kNode;
+  return inMemory(*pool.insert(std::move(own)).first);
+}
+
+void TRecordSpool::HoldOwner(const boost::shared_ptr<const void>& owner) {
+  if (!owners.empty() && owners.back() == owner) return;
+  if (knownOwners.insert(owner.get()).second) owners.push_back(owner);
+}
+
+TRecordSpool::TKept TRecordSpool::KeepInFile(std::string_view text) {
+  if (!texts) texts.reset(Opened(OpenUnnamedFile()));
+  if (std::fwrite(text.data(), 1, text.size(), texts.get()) != text.size()) FailToPutAside();
+  const TKept kept{textsSize, text.size(), 1};
+  textsSize += text.size();
+  return kept;
+}
+
+void TRecordSpool::PutAside() {
+  if (!entries) entries.reset(Opened(OpenUnnamedFile()));
+  if (std::fwrite(last.data(), sizeof(TEntry), last.size(), entries.get()) != last.size()) {
+    FailToPutAside();
+  }
+  inFile += last.size();
+  last.clear();
+}
+
+const TRecordSpool::TEntry& TRecordSpool::EntryAt(std::size_t number) const {
+  if (number >= inFile) return last[number - inFile];
+  if (window.empty() || number < windowBegin || number >= windowBegin + window.size()) {
+    window.resize(std::min(kWindow, inFile - number));
+    windowBegin = number;
+    if (!SeekIn(entries.get(), number * sizeof(TEntry)) ||
+        std::fread(window.data(), sizeof(TEntry), window.size(), entries.get()) != window.size()) {
+      window.clear();
+      FailToPutAside();
+    }
+  }
+  return window[number - windowBegin];
+}
+
+void TRecordSpool::Fill(std::string& text, const TKept& kept) const {
+  const auto size = static_cast<std::size_t>(kept.size);
+  if (kept.isInFile == 0) {
+    text.assign(reinterpret_cast<const char*>(static_cast<std::uintptr_t>(kept.place)), size);
+    return;
+  }
+  text.resize(size);
+  if (!SeekIn(texts.get(), kept.place) || std::fread(text.data(), 1, size, texts.get()) != size) {
+    FailToPutAside();
+  }
+}
+
+void TRecordSpool::Read(std::size_t number, report::TRecord& record) const {
+  const TEntry entry = EntryAt(number);
+  Fill(record.type, entry.type);
+  Fill(record.name, entry.name);
+  Fill(record.installed, entry.installed);
+  Fill(record.offered, entry.offered);
+  record.verdict = report::EVerdict::kUnknown;
+  record.waived.reset();
+  record.expiredWaiver.reset();
+}
+
+}  // namespace svc

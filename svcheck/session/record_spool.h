@@ -1,0 +1,79 @@
+// The records of a query, put aside as they are committed: their number and the sum of their texts
+// may be out of all proportion to what they were made of. Used by one thread.
+#ifndef SVCHECK_SESSION_RECORD_SPOOL_H_
+#define SVCHECK_SESSION_RECORD_SPOOL_H_
+
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "report/records.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+
+namespace svc {
+
+// Texts that the writer shares are kept where they are, others once as long as they are few; what
+// goes beyond that lies in a file without a name. Verdicts are not set.
+class TRecordSpool : public IInstanceSink, public report::IRecordSource {
+ public:
+  TRecordSpool() = default;
+  TRecordSpool(const TRecordSpool&) = delete;
+  TRecordSpool& operator=(const TRecordSpool&) = delete;
+
+  // Throws TFailure where there is no space, and from then on does nothing but keep the failure.
+  void Take(const IWrittenInstance& instance) override;
+  // Throws the failure that Take met.
+  void DemandWhole() const;
+
+  std::size_t Count() const noexcept override { return inFile + last.size(); }
+  // Throws TFailure.
+  void Read(std::size_t number, report::TRecord& record) const override;
+
+ private:
+  // A text in memory, or its place in the file of texts.
+  struct TKept {
+    std::uint64_t place = 0;
+    std::uint64_t size : 63 = 0;
+    std::uint64_t isInFile : 1 = 0;
+  };
+  struct TEntry {
+    TKept type, name, installed, offered;
+  };
+  struct TClose {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+  };
+  using TFile = std::unique_ptr<std::FILE, TClose>;
+
+  TKept Keep(const NQRXHSK20::TSharedText& text);
+  TKept KeepInFile(std::string_view text);
+  void HoldOwner(const boost::shared_ptr<const void>& owner);
+  void PutAside();
+  const TEntry& EntryAt(std::size_t number) const;
+  void Fill(std::string& text, const TKept& kept) const;
+
+  // What keeps the shared texts, each once.
+  std::unordered_set<const void*> knownOwners;
+  std::vector<boost::shared_ptr<const void>> owners;
+  // The other texts, as long as they are few.
+  std::unordered_set<std::string> pool;
+  std::size_t poolSize = 0;
+  TFile texts;
+  std::uint64_t textsSize = 0;
+  // Those in the file come first.
+  TFile entries;
+  std::size_t inFile = 0;
+  std::vector<TEntry> last;
+  // The part of the file that was read last.
+  mutable std::vector<TEntry> window;
+  mutable std::size_t windowBegin = 0;
+  std::string failure;
+};
+
+}  // namespace svc
+
+#endif  // SVCHECK_SESSION_RECORD_SPOOL_H_

@@ -1,0 +1,162 @@
+#include "svcheck/session/report_output.h"
+
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "base/read_file.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/process.h"
+
+using svc::report::EFailOn;
+
+namespace svc {
+
+namespace {
+
+std::vector<std::string> FormatNames() {
+  std::vector<std::string> names;
+  for (const report::TFormat& format : report::kFormats) names.emplace_back(format.name);
+  return names;
+}
+
+EFailOn FailOnOfName(const std::string& name) {
+  if (name == "outdated") return EFailOn::kOutdated;
+  return name == "different" ? EFailOn::kDifferent : EFailOn::kNone;
+}
+
+bool IsSet(const char* variable) {
+  const char* const value = std::getenv(variable);
+  return value != nullptr && value[0] != '\0';
+}
+
+// See no-color.org for NO_COLOR.
+bool WantsColor(const TReportOptions& options) {
+  if (options.color != "auto") return options.color == "always";
+  const char* const terminal = std::getenv("TERM");
+  return options.outputFile == "-" && StandardOutputIsTerminal() && !IsSet("NO_COLOR") &&
+         terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+// The number that a text is, in decimal; none when it is no number of this type.
+template <typename TNumber>
+std::optional<TNumber> WholeNumberIn(std::string_view text) {
+  TNumber number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || last != end) return {};
+  return number;
+}
+
+std::size_t WidthOf(const std::string& text) {
+  if (text == "terminal") return static_cast<std::size_t>(TerminalWidth());
+  constexpr std::size_t kLongest = 5;
+  const auto columns = WholeNumberIn<std::size_t>(text);
+  if (columns && text.size() <= kLongest) return *columns;
+  throw TFailure("--width " + text + " is no number of columns; give one, or \"terminal\"",
+                 kExitUsage);
+}
+
+bool IsNagios(const report::TFormat& format) noexcept {
+  return format.render == report::RenderNagios;
+}
+
+// A monitoring server would take the failure's own status for a warning.
+template <typename TWrite>
+auto WriteOrTell(const report::TFormat& format, const TWrite& write) {
+  try {
+    return write();
+  } catch (const TFailure& failure) {
+    if (!IsNagios(format) || failure.Status() == kExitUsage) throw;
+    throw TFailure(failure.what(), report::kNagiosUnknown);
+  }
+}
+
+// A metrics file that is written anew keeps when a check last went well.
+std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
+  constexpr std::string_view kMetric = "svcheck_last_success_timestamp_seconds ";
+  struct TClose {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+  };
+  std::unique_ptr<std::FILE, TClose> stream;
+  try {
+    stream.reset(files::OpenToRead(file, files::EPipes::kNone));
+  } catch (const files::TFileError&) {
+    return {};
+  }
+  std::array<char, 256> line;
+  while (std::fgets(line.data(), line.size(), stream.get()) != nullptr) {
+    std::string_view text = line.data();
+    if (!text.starts_with(kMetric)) continue;
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    return WholeNumberIn<std::int64_t>(text.substr(kMetric.size()));
+  }
+  return {};
+}
+
+}  // namespace
+
+TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
+                         const std::vector<std::string>& formats, const char* failOnDescription) {
+  const TOption format =
+      AddText(app, "--format", options.format, "Format of the report", "FORMAT").OneOf(formats);
+  AddText(app, "--output", options.outputFile, "Where the report goes; \"-\" is standard output",
+          "FILE");
+  AddText(app, "--fail-on", options.failOn, failOnDescription, "CONDITION")
+      .OneOf({"none", "outdated", "different"});
+  AddText(app, "--color", options.color, "Colour the table", "WHEN")
+      .OneOf({"auto", "always", "never"});
+  AddText(app, "--width", options.width,
+          "Cut the table to so many columns; 0 for no cut, \"terminal\" for the terminal's",
+          "COLUMNS")
+      .ShowDefault();
+  return format;
+}
+
+TOption AddCsvRawOption(CLI::App& app, bool& raw) {
+  return AddFlag(app, "--csv-raw", raw,
+                 "For programs: no apostrophe before what a spreadsheet takes for a formula");
+}
+
+void AddReportOptions(CLI::App& app, TReportOptions& options) {
+  AddOutputOptions(app, options, FormatNames(),
+                   "End with status 2 when a record is outdated, or different: not current");
+  AddCsvRawOption(app, options.csvRaw);
+}
+
+void AddWaiversOption(CLI::App& app, TReportOptions& options) {
+  AddText(app, "--waivers", options.waiversFile, "Records that are accepted as they are", "FILE");
+}
+
+report::TRenderOptions RenderingOf(const TReportOptions& options) {
+  return {WantsColor(options), WidthOf(options.width), FailOnOfName(options.failOn),
+          options.csvRaw ? report::ECsvTexts::kRaw : report::ECsvTexts::kSafe};
+}
+
+TReportOutput::TReportOutput(const TReportOptions& options)
+    : options(options),
+      rendering(RenderingOf(options)),
+      format(report::FormatOfName(options.format)),
+      output(WriteOrTell(*format, [&] { return OpenOutput(options.outputFile); })) {}
+
+int TReportOutput::Show(report::TReport& report, int status) {
+  const bool isMetrics = format->render == report::RenderPrometheus;
+  if (isMetrics && options.outputFile != "-") {
+    report.lastSuccess = LastSuccessIn(options.outputFile);
+  }
+  WriteOrTell(*format, [&] {
+    format->render(report, rendering, *output);
+    output->Commit();
+  });
+  if (IsNagios(*format)) return report::NagiosStatus(report, rendering.failOn);
+  if (status != kExitDone) return status;
+  return report::FailsOn(report, rendering.failOn) ? kExitCondition : kExitDone;
+}
+
+}  // namespace svc

@@ -1,0 +1,63 @@
+// The options and the way out that every verb that shows a report has.
+#ifndef SVCHECK_SESSION_REPORT_OUTPUT_H_
+#define SVCHECK_SESSION_REPORT_OUTPUT_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "report/render.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/system/output.h"
+
+namespace CLI {
+class App;
+}
+
+namespace svc {
+
+struct TReportOptions {
+  std::string format = "table";
+  std::string outputFile = "-";
+  std::string failOn = "none";
+  std::string color = "auto";
+  std::string width = "0";
+  std::string waiversFile;  // Empty for none.
+  bool csvRaw = false;
+};
+
+// Adds them; the options object outlives the parsing.
+void AddReportOptions(CLI::App& app, TReportOptions& options);
+void AddWaiversOption(CLI::App& app, TReportOptions& options);
+// The same, but for --csv-raw, for a verb with formats of its own; returns the option of the
+// format.
+TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
+                         const std::vector<std::string>& formats, const char* failOnDescription);
+
+// For each verb that writes CSV.
+TOption AddCsvRawOption(CLI::App& app, bool& raw);
+
+// How the options want a report shown. Throws TFailure (64) for a width that is none.
+report::TRenderOptions RenderingOf(const TReportOptions& options);
+
+// Where one report goes. Made before the report is, so that an output that cannot be written is
+// found first.
+class TReportOutput {
+ public:
+  // Throws TFailure. The options outlive the object.
+  explicit TReportOutput(const TReportOptions& options);
+
+  // Renders the report and makes it visible. Returns the exit status: `status` of the check, or
+  // what --fail-on or the format makes of it.
+  int Show(report::TReport& report, int status);
+
+ private:
+  const TReportOptions& options;
+  report::TRenderOptions rendering;
+  const report::TFormat* format;
+  std::unique_ptr<TOutput> output;
+};
+
+}  // namespace svc
+
+#endif  // SVCHECK_SESSION_REPORT_OUTPUT_H_

@@ -1,0 +1,41 @@
+#include "svcheck/system/failure.h"
+
+#include <atomic>
+#include <new>
+
+#include "base/shown_text.h"
+
+namespace svc {
+
+namespace {
+
+std::atomic<bool> hasMemoryRunOut{false};
+
+void NoteMemoryRunOut() {
+  hasMemoryRunOut = true;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+std::string ReasonOf(const std::exception& error) {
+  const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+  return isMemory ? "out of memory; free some, or give a smaller catalogue" : error.what();
+}
+
+void WatchMemory() noexcept {
+  hasMemoryRunOut = false;
+  std::set_new_handler(NoteMemoryRunOut);
+}
+
+bool HasMemoryRunOut() noexcept { return hasMemoryRunOut; }
+
+void ReportError(const std::string& text) noexcept {
+  try {
+    ShowLine("svcheck: " + text);
+  } catch (...) {
+    ShowLine("svcheck: out of memory");
+  }
+}
+
+}  // namespace svc

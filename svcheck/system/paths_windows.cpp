@@ -1,0 +1,55 @@
+#include <io.h>
+#include <windows.h>
+
+#include <cstdlib>
+
+#include "rules/download_files.h"
+#include "runtime/hskcore/path_of.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/paths.h"
+
+namespace fs = std::filesystem;
+
+namespace svc {
+
+namespace {
+
+fs::path UserFolder(const wchar_t* variable) {
+  const wchar_t* own = _wgetenv(variable);
+  const wchar_t* machine = _wgetenv(L"ProgramData");
+  if (own == nullptr || own[0] == L'\0') own = machine != nullptr ? machine : L"C:\\ProgramData";
+  return fs::path(own) / "svcheck";
+}
+
+}  // namespace
+
+fs::path ProgramFolder() {
+  std::wstring program(32768, L'\0');
+  program.resize(GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size())));
+  return fs::path(program).parent_path();
+}
+
+fs::path DefaultDataFolder() { return ProgramFolder().parent_path() / "share" / "svcheck"; }
+
+fs::path DefaultPlugin() { return ProgramFolder() / "svchecker.dll"; }
+
+fs::path Absolute(const std::string& path) {
+  if (path.empty()) throw TFailure("a path is empty; name a file or a folder", kExitUsage);
+  return fs::absolute(PathOf(path)).lexically_normal();
+}
+
+// What belongs to this machine, and what follows the user to others.
+fs::path StateFolder() { return UserFolder(L"LOCALAPPDATA"); }
+fs::path ConfigFolder() { return UserFolder(L"APPDATA"); }
+fs::path DownloadFolder() { return rules::kDownloadFolder; }
+fs::path SystemConfigFolder() { return UserFolder(L"ProgramData"); }
+
+// The folders of the system's configuration and of the user's have rights that keep others out.
+bool OthersMayWrite(std::FILE* /*file*/) { return false; }
+
+bool MayWriteTo(const fs::path& folder) {
+  constexpr int kWrite = 2;
+  return _waccess(folder.c_str(), kWrite) == 0;
+}
+
+}  // namespace svc

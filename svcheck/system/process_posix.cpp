@@ -1,0 +1,114 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include "svcheck/system/environment.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/process.h"
+
+namespace svc {
+
+std::filesystem::path MakeScratchFolder(const std::string& purpose) {
+  std::string path = std::filesystem::temp_directory_path() / ("svcheck-" + purpose + "-XXXXXX");
+  if (::mkdtemp(path.data()) == nullptr) {
+    throw TFailure("cannot make the folder " + path + ": " +
+                   std::generic_category().message(errno) +
+                   "; name a folder for temporary files with TMPDIR");
+  }
+  return path;
+}
+
+std::FILE* OpenUnnamedFile() {
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+  std::string name = ((error ? std::filesystem::path("/tmp") : folder) / "svcheck-XXXXXX").string();
+  const int file = ::mkostemp(name.data(), O_CLOEXEC);
+  if (file == -1) return nullptr;
+  ::unlink(name.c_str());
+  return ::fdopen(file, "w+b");
+}
+
+bool SeekIn(std::FILE* file, std::uint64_t place) noexcept {
+  return ::fseeko(file, static_cast<off_t>(place), SEEK_SET) == 0;
+}
+
+char** Environment() noexcept { return environ; }
+
+void GuardStandardStreams() noexcept {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    // Reading only: what is written to a closed standard output is an error, not lost in silence.
+    if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", O_RDONLY);
+  }
+}
+
+void GuardFileSizes() noexcept { ::signal(SIGXFSZ, SIG_IGN); }
+
+void GuardEnvironment() {
+  if (environ == nullptr) return;
+  char** kept = environ;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (IsLetIn(*entry)) *kept++ = *entry;
+  }
+  *kept = nullptr;
+}
+
+bool StandardOutputIsTerminal() noexcept { return ::isatty(STDOUT_FILENO) == 1; }
+bool StandardErrorIsTerminal() noexcept { return ::isatty(STDERR_FILENO) == 1; }
+
+int TerminalWidth() noexcept {
+  winsize size{};
+  return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+TCapturedOutput::TCapturedOutput() {
+  std::fflush(stdout);
+  kept = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  captured = ::memfd_create("svcheck-output", MFD_CLOEXEC);
+  if (kept == -1 || captured == -1 || ::dup2(captured, STDOUT_FILENO) == -1) {
+    const int error = errno;
+    Restore();
+    throw TFailure("cannot redirect standard output: " + std::generic_category().message(error) +
+                   "; raise the limit of open files");
+  }
+}
+
+TCapturedOutput::~TCapturedOutput() { Restore(); }
+
+bool TCapturedOutput::Restore() noexcept {
+  std::fflush(stdout);
+  bool isRestored = true;
+  if (kept != -1) {
+    while (::dup2(kept, STDOUT_FILENO) == -1 && isRestored) isRestored = errno == EINTR;
+    ::close(kept);
+  }
+  if (captured != -1) ::close(captured);
+  kept = captured = -1;
+  return isRestored;
+}
+
+std::string TCapturedOutput::Take() {
+  std::fflush(stdout);
+  std::string text;
+  std::array<char, 4096> block;
+  off_t offset = 0;
+  ssize_t count = 0;
+  while ((count = ::pread(captured, block.data(), block.size(), offset)) > 0) {
+    text.append(block.data(), static_cast<std::size_t>(count));
+    offset += count;
+  }
+  if (!Restore() || count < 0) {
+    throw TFailure("standard output cannot be given back: " +
+                   std::generic_category().message(errno) + "; start the check again");
+  }
+  return text;
+}
+
+}  // namespace svc

@@ -1,0 +1,117 @@
+// `svcheck catalogue`: the author's side of a catalogue. Its work is in a module that is loaded
+// here, so that no other verb pays for it.
+#include "runtime/acquire/module.h"
+#include "runtime/acquire/outcome.h"
+#include "svcheck/author/command.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/cli/verb.h"
+#include "svcheck/session/report_output.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/paths.h"
+
+namespace svc {
+
+namespace {
+
+using catalogue::EAction;
+using catalogue::TCommand;
+
+class TProgram : public catalogue::IProgram {
+ public:
+  std::unique_ptr<TOutput> Open(const std::string& path) const override { return OpenOutput(path); }
+  void Report(const std::string& text) const override { ReportError(text); }
+};
+
+// What holds for checks (--live, --format) means something else here: the data folder alone may be
+// set elsewhere.
+void AddReading(CLI::App& app, TCommand& command, const std::vector<std::string>& formats) {
+  AddWord(app, "DIR", command.folder, "Folder of the catalogue").Required();
+  AddFlag(app, "--live", command.isLive, "Read it as the download folder of live checks")
+      .CommandLineOnly();
+  AddText(app, "--format", command.format, "How to write it", "FORMAT")
+      .OneOf(formats)
+      .CommandLineOnly();
+  AddText(app, "--output", command.output, "Where to write it instead of standard output", "FILE");
+}
+
+void AddDataFolder(CLI::App& app, TCommand& command) {
+  AddText(app, "--data-dir", command.dataFolder,
+          "Folder that holds sv/sv.definitions.xml; the installed one if not given", "DIR");
+}
+
+void AddChoice(CLI::App& app, const char* name, std::vector<std::string>& values, const char* what,
+               const char* valueName) {
+  AddList(app, name, values, what, valueName).CommandLineOnly();
+}
+
+class TCatalogueVerb : public IVerb {
+ public:
+  explicit TCatalogueVerb(CLI::App& app) {
+    DemandCommand(app);
+    AddLint(app);
+    AddListing(app);
+    AddBuild(app);
+  }
+
+  int Run() override {
+    if (command.dataFolder.empty()) command.dataFolder = DefaultDataFolder().string();
+    try {
+      const auto act = reinterpret_cast<catalogue::TModuleFunction>(
+          acquire::FindInModule(catalogue::kModule, catalogue::kModuleFunction));
+      return act(command, TProgram());
+    } catch (const acquire::TFailure& failure) {
+      throw TFailure(failure.what());
+    }
+  }
+
+ private:
+  CLI::App& AddAction(CLI::App& app, const char* name, const char* summary, EAction action) {
+    return AddCommand(app, name, summary, [this, action] { command.action = action; });
+  }
+
+  void AddLint(CLI::App& app) {
+    CLI::App& verb = AddAction(app, "lint", "Tell what would never match, or look odd in a report",
+                               EAction::kLint);
+    AddReading(verb, command, {"table", "json"});
+    AddDataFolder(verb, command);
+  }
+
+  void AddListing(CLI::App& app) {
+    CLI::App& verb =
+        AddAction(app, "list", "List the update elements, as a check sees them", EAction::kList);
+    AddReading(verb, command, {"table", "json", "csv"});
+    AddCsvRawOption(verb, command.csvRaw).CommandLineOnly();
+    AddChoice(verb, "--machine", command.machineTypes, "Only those for the machine type", "TYPE");
+    AddChoice(verb, "--os", command.systems, "Only those for the operating-system code", "CODE");
+    AddDataFolder(verb, command);
+  }
+
+  void AddBuild(CLI::App& app) {
+    CLI::App& verb =
+        AddAction(app, "build", "Make a catalogue of driver files, packages and firmware lists",
+                  EAction::kBuild);
+    AddText(verb, "--output", command.folder, "Folder of the catalogue to make", "DIR").Required();
+    AddChoice(verb, "--drivers", command.drivers,
+              "Folder of drivers and packages (.ko, .ko.xz, .ko.zst, .sys, .deb, .rpm), or one "
+              "such file",
+              "PATH");
+    AddChoice(verb, "--firmware", command.firmware,
+              "List with the columns type, name, version, machine types, operating systems",
+              "FILE.csv");
+    AddChoice(verb, "--machine", command.machineTypes, "Machine type that drivers are for", "TYPE");
+    AddChoice(verb, "--os", command.systems,
+              "Operating-system code that drivers are for; otherwise every one of their kind",
+              "CODE");
+    AddDataFolder(verb, command);
+  }
+
+  TCommand command;
+};
+
+}  // namespace
+
+std::unique_ptr<IVerb> MakeCatalogue(CLI::App& app) {
+  return std::make_unique<TCatalogueVerb>(app);
+}
+
+}  // namespace svc

@@ -1,0 +1,314 @@
+// `svcheck check`: the comparison of one machine with a catalogue, for a person.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+
+#include "host/hskcore/exception.h"
+#include "host/hskcore/os_specific.h"
+#include "host/hskcore/schema_helper.h"
+#include "rules/names.h"
+#include "runtime/acquire/shown_address.h"
+#include "runtime/hskcore/host_setup.h"
+#include "runtime/hskcore/path_of.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/cli/verb.h"
+#include "svcheck/session/advice.h"
+#include "svcheck/session/catalogue_watch.h"
+#include "svcheck/session/download_remarks.h"
+#include "svcheck/session/input.h"
+#include "svcheck/session/inventory_source.h"
+#include "svcheck/session/log_file.h"
+#include "svcheck/session/progress_display.h"
+#include "svcheck/session/query_options.h"
+#include "svcheck/session/query_outcome.h"
+#include "svcheck/session/query_run.h"
+#include "svcheck/session/report_output.h"
+#include "svcheck/session/status_line.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/interruption.h"
+#include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
+
+namespace fs = std::filesystem;
+
+namespace svc {
+
+namespace {
+
+using TClock = std::chrono::steady_clock;
+
+// Shows a download, and lets an interruption stop it cleanly.
+class TDownloadWatch : public acquire::IProgressObserver {
+ public:
+  explicit TDownloadWatch(bool shown) : shown(shown) {}
+  void OnProgress(const acquire::TDownloadProgress& progress) noexcept override {
+    if (progress.phase == acquire::TDownloadProgress::EPhase::kEnded) {
+      if (shown) display.OnProgress(progress);
+      EndPoliteStop();
+      return;
+    }
+    StartPoliteStop();
+    if (shown) display.OnProgress(progress);
+  }
+
+ private:
+  bool shown;
+  TDownloadDisplay display{stderr};
+};
+
+// Seconds since 1970 at which a file was written; none when it cannot be told.
+std::optional<std::int64_t> TimeOf(const fs::path& file) {
+  std::error_code error;
+  const auto time = fs::last_write_time(file, error);
+  if (error) return {};
+  return std::chrono::duration_cast<std::chrono::seconds>(
+             fs::file_time_type::clock::to_sys(time).time_since_epoch())
+      .count();
+}
+
+std::optional<std::int64_t> NewestIn(const fs::path& folder) {
+  std::optional<std::int64_t> newest;
+  try {
+    for (const std::string& name : NQRXHSK20::TOSSpecific::ListDir(folder.string())) {
+      newest = std::max(newest, TimeOf(folder / name));
+    }
+  } catch (const NQRXHSK20::THSKException&) {
+    // As where the time of a file cannot be told.
+  }
+  return newest;
+}
+
+class TCheckVerb : public IVerb {
+ public:
+  explicit TCheckVerb(CLI::App& app);
+  int Run() override;
+
+ private:
+  void DemandCatalogue() const;
+  TQueryRequest MakeRequest();
+  // Returns the exit status; a failure is told in the report and on standard error.
+  int CompareOrTell(TQueryRequest request, report::TReport& report);
+  void Compare(TQueryRequest request, report::TReport& report);
+  // Shows what it is at, and sets what the query tells.
+  void RunQuery(TQueryRun& run, TStatusLine& status, report::TReport& report);
+  TJournal::TOnLoaded OnLoaded(TStatusLine& status);
+  std::string CatalogueSize() const;
+  void Describe(const TQueryRun& run, report::TReport& report) const;
+  void DescribeEnd(report::TReport& report) const;
+  // What is to be known of the download folder.
+  void AddRemarks(report::TReport& report) const;
+  void DescribeCatalogue(report::TReport& report) const;
+  void ShowTimings(const report::TReport& report) const;
+  bool WantsProgress() const;
+
+  // Ends a phase that began where the last one ended.
+  void EndPhase(const char* name);
+
+  TQueryOptions options;
+  TReportOptions reportOptions;
+  std::string catalogue;
+  std::string root = "/";
+  std::string progress = "auto";
+  bool live = false;
+  bool timings = false;
+
+  TClock::time_point phaseStart = TClock::now();
+  std::vector<report::TPhase> phases;
+};
+
+TCheckVerb::TCheckVerb(CLI::App& app) {
+  const TOption folder = AddText(app, "--catalogue", catalogue, "Folder of the catalogue", "DIR");
+  AddFlag(app, "--live", live, "Download the catalogue from --repository").Excludes(folder);
+  const TOption inventory = AddInventoryOption(app, options);
+  AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
+      .Excludes(inventory);
+  AddReportOptions(app, reportOptions);
+  AddWaiversOption(app, reportOptions);
+  AddText(app, "--progress", progress, "Show progress on standard error", "WHEN")
+      .OneOf({"auto", "always", "never"});
+  AddFlag(app, "--timings", timings, "Tell on standard error where the time went");
+  AddQueryOptions(app, options);
+}
+
+void TCheckVerb::EndPhase(const char* name) {
+  const auto end = TClock::now();
+  phases.push_back({name, std::chrono::duration<double>(end - phaseStart).count()});
+  phaseStart = end;
+}
+
+bool TCheckVerb::WantsProgress() const {
+  return progress == "always" || (progress == "auto" && StandardErrorIsTerminal());
+}
+
+void TCheckVerb::DemandCatalogue() const {
+  if (!live && catalogue.empty()) {
+    throw TFailure("there is nothing to compare with: give --catalogue DIR, or --live", kExitUsage);
+  }
+  if (live && options.repository.empty() && !options.offline) {
+    throw TFailure("a live check needs --repository URL", kExitUsage);
+  }
+}
+
+TQueryRequest TCheckVerb::MakeRequest() {
+  DemandCatalogue();
+  options.context.push_back(std::string(rules::kCatalogueEntry) + "=" +
+                            (live ? rules::kLive : Absolute(catalogue).string()));
+  return RequestOf(options);
+}
+
+int TCheckVerb::Run() {
+  TQueryRequest request = MakeRequest();
+  TReportOutput output(reportOptions);
+  report::TReport report;
+  report.tool = "svcheck";
+  report.toolVersion = SVCHECK_VERSION;
+  report.generated = std::chrono::duration_cast<std::chrono::seconds>(
+                         std::chrono::system_clock::now().time_since_epoch())
+                         .count();
+  DescribeCatalogue(report);
+  int status = CompareOrTell(std::move(request), report);
+  if (timings) report.timings = phases;
+  status = output.Show(report, status);
+  EndPhase("report");
+  if (timings) ShowTimings(report);
+  return status;
+}
+
+int TCheckVerb::CompareOrTell(TQueryRequest request, report::TReport& report) {
+  int status = kExitFailure;
+  try {
+    Compare(std::move(request), report);
+    status = ExitStatusOf(report.outcome);
+  } catch (const std::exception& error) {
+    const auto* const failure = dynamic_cast<const TFailure*>(&error);
+    if (failure != nullptr) status = failure->Status();
+    report.outcome = report::EOutcome::kFailed;
+    report.errors.push_back(ReasonOf(error));
+  }
+  // A download has told of its failure already.
+  const bool told =
+      report.outcome == report::EOutcome::kDownloadFailed && !acquire::LastOutcome().text.empty();
+  if (status != kExitDone && !told) ReportError(FailureLine(report));
+  return status;
+}
+
+void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
+  const auto waivers = LoadWaivers(reportOptions.waiversFile);
+  TStatusLine status(WantsProgress() ? stderr : nullptr);
+  status.Show(request.inventories.empty() ? "Collecting the inventory" : "Reading the inventory");
+  std::vector<std::string> notes;
+  CompleteInventory(request, root, notes);
+  status.Clear();
+  for (const std::string& note : notes) ReportError(note);
+  TQueryRun run(std::move(request));
+  EndPhase("inventory");
+  Describe(run, report);
+  RunQuery(run, status, report);
+  UseWaivers(reportOptions.waiversFile, waivers, report);
+  if (report.outcome == report::EOutcome::kUnknownMachine) {
+    report.errors.insert(report.errors.end(), notes.begin(), notes.end());
+  }
+  if (const std::string_view advice = AdviceOn(report.outcome); !advice.empty()) {
+    report.errors.emplace_back(advice);
+  }
+}
+
+void TCheckVerb::RunQuery(TQueryRun& run, TStatusLine& status, report::TReport& report) {
+  TLogFile log(options);
+  const boost::shared_ptr<TJournal> journal(new TJournal(log.Logger(), OnLoaded(status)));
+  InstallLogger(journal);
+  TDownloadWatch download(WantsProgress());
+  acquire::TSettings settings = acquire::GetSettings();
+  settings.observer = &download;
+  acquire::SetSettings(settings);
+
+  const TCatalogueWatch watch;
+  if (!live) status.Show("Loading the catalogue" + CatalogueSize());
+  TCapturedOutput captured;
+  const TQueryEnd end = run.Run();
+  const std::string printed = captured.Take();
+  status.Clear();
+  InstallLogger({});
+  EndPhase("comparison");
+
+  report.catalogue.elements = watch.CountElements();
+  report.source = run.Records();
+  report::ChangeEach(report, report::Judge);
+  journal->Conclude(end, printed, report);
+  DescribeEnd(report);
+  log.DemandWhole();
+}
+
+// Both the phases and the status line want to know when the catalogue is loaded; without either the
+// query need not trace that far.
+TJournal::TOnLoaded TCheckVerb::OnLoaded(TStatusLine& status) {
+  if (!timings && !WantsProgress()) return {};
+  return [this, &status] {
+    EndPhase("catalogue");
+    status.Show("Comparing");
+  };
+}
+
+std::string TCheckVerb::CatalogueSize() const {
+  std::error_code error;
+  const auto size = fs::file_size(Absolute(catalogue) / rules::kIndexFile, error);
+  return error ? "" : ", " + SizeText(size);
+}
+
+void TCheckVerb::DescribeEnd(report::TReport& report) const {
+  if (report.outcome == report::EOutcome::kDownloadFailed) {
+    report.errors.insert(report.errors.begin(), acquire::LastOutcome().text);
+  }
+  // Of a catalogue that was not read to its end a count would say nothing.
+  if (ExitStatusOf(report.outcome) != kExitDone) report.catalogue.elements.reset();
+  if (live) report.catalogue.modified = NewestIn(DownloadFolder());
+  NameCatalogueFile(report);
+  NameNumberProperty(report);
+  if (live) AddRemarks(report);
+}
+
+void TCheckVerb::AddRemarks(report::TReport& report) const {
+  if (options.offline) report.errors.push_back(RemarkOnOffline());
+  const std::vector<std::string> names = FilesNotOffered(acquire::LastOutcome());
+  if (names.empty()) return;
+  report.errors.push_back(RemarkOnFilesNotOffered(names) + "; " + AdviceOnFilesNotOffered());
+  ReportError(report.errors.back());
+}
+
+void TCheckVerb::Describe(const TQueryRun& run, report::TReport& report) const {
+  report.plugin = run.PluginName();
+  report.pluginVersion = run.PluginVersion();
+  for (const auto& instance : InstancesOf(run.Inventory(), "QRXSG_ComputerSystem")) {
+    report.machine = {TextOf(*instance, "MachineType"), TextOf(*instance, "Manufacturer"),
+                      TextOf(*instance, "Model"), TextOf(*instance, "SerialNumber")};
+    if (!report.machine.type.empty()) break;
+  }
+  for (const auto& instance : InstancesOf(run.Inventory(), rules::kSystemClass)) {
+    report.system = {TextOf(*instance, "Caption"), TextOf(*instance, rules::kSystemVersion),
+                     TextOf(*instance, rules::kSystemPlatform)};
+  }
+}
+
+void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
+  report.catalogue.source = live ? "live" : "folder";
+  report.catalogue.path =
+      live ? acquire::ShownAddress(options.repository) : Absolute(catalogue).string();
+  if (live) return;
+  report.catalogue.modified = TimeOf(PathOf(report.catalogue.path) / rules::kIndexFile);
+}
+
+void TCheckVerb::ShowTimings(const report::TReport& /*report*/) const {
+  double total = 0;
+  for (const report::TPhase& phase : phases) {
+    std::fprintf(stderr, "%-12s %9.3f s\n", phase.name.c_str(), phase.seconds);
+    total += phase.seconds;
+  }
+  std::fprintf(stderr, "%-12s %9.3f s\n", "total", total);
+}
+
+}  // namespace
+
+std::unique_ptr<IVerb> MakeCheck(CLI::App& app) { return std::make_unique<TCheckVerb>(app); }
+
+}  // namespace svc

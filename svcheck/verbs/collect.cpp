@@ -1,0 +1,88 @@
+// `svcheck collect`: writes the inventory of a machine.
+
+#include "collect/load.h"
+#include "report/text.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/cli/verb.h"
+#include "svcheck/session/inventory_source.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/host_name.h"
+#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
+
+namespace svc {
+
+namespace {
+
+class TCollectVerb : public IVerb {
+ public:
+  explicit TCollectVerb(CLI::App& app) {
+    const TOption output = AddText(app, "--output", outputFile,
+                                   "Where the inventory goes; \"-\" is standard output", "FILE");
+    AddText(app, "--root", root, "Read another system tree than this machine's", "DIR");
+    AddText(app, "--format", format, "As a CIM-XML document, or as a line for `svcheck fleet`",
+            "FORMAT")
+        .OneOf({"xml", "ndjson"})
+        .CommandLineOnly();
+    AddText(app, "--machine", machine, "The machine's name in that line, not its host name", "NAME")
+        .CommandLineOnly();
+    AddFlag(app, "--redact", redact, "Leave serial numbers and UUIDs out");
+    AddText(app, "--capture", captureFile,
+            "Write the files that the inventory is made of into a tar archive instead", "FILE")
+        .Excludes(output);
+  }
+
+  int Run() override {
+    ShowNotes(captureFile.empty() ? WriteInventory() : Capture());
+    return kExitDone;
+  }
+
+ private:
+  std::vector<std::string> WriteInventory() const {
+    const auto output = OpenOutput(outputFile);
+    std::vector<std::string> notes;
+    const std::string document = CollectInventory(root, redact, notes);
+    output->Write(format == "ndjson" ? Line(document) : document);
+    output->Commit();
+    return notes;
+  }
+
+  std::string Line(const std::string& document) const {
+    const std::string name = machine.empty() ? HostName(Absolute(root)) : machine;
+    return "{\"machine\":" + report::JsonString(name) +
+           ",\"inventory\":" + report::JsonString(document) + "}\n";
+  }
+
+  std::vector<std::string> Capture() const {
+    try {
+      const collect::ICollector& collector = collect::LoadCollector();
+      const auto output = OpenOutput(Absolute(captureFile).string());
+      std::vector<std::string> notes =
+          collector.Capture({Absolute(root).string(), redact},
+                            [&output](std::string_view bytes) { output->Write(bytes); });
+      output->Commit();
+      return notes;
+    } catch (const TFailure&) {
+      throw;
+    } catch (const std::runtime_error& error) {
+      throw TFailure(error.what());
+    }
+  }
+
+  static void ShowNotes(const std::vector<std::string>& notes) {
+    for (const std::string& note : notes) ReportError(note);
+  }
+
+  std::string outputFile = "-";
+  std::string captureFile;
+  std::string format = "xml";
+  std::string machine;
+  std::string root = "/";
+  bool redact = false;
+};
+
+}  // namespace
+
+std::unique_ptr<IVerb> MakeCollect(CLI::App& app) { return std::make_unique<TCollectVerb>(app); }
+
+}  // namespace svc

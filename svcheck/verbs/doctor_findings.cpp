@@ -1,0 +1,193 @@
+#include "svcheck/verbs/doctor_findings.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+#include "collect/load.h"
+#include "host/xmlparser/namespace_populator.h"
+#include "host/xmlparser/xml_parser.h"
+#include "report/text.h"
+#include "rules/names.h"
+#include "runtime/hskcore/builtin_classes.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "svcheck/cli/settings.h"
+#include "svcheck/session/inventory_source.h"
+#include "svcheck/session/query_run.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/paths.h"
+
+using namespace NQRXHSK20;
+namespace fs = std::filesystem;
+
+namespace svc {
+
+namespace {
+
+constexpr std::int64_t kOldCatalogue = 180 * 86'400;
+
+fs::path DefinitionsIn(const fs::path& dataFolder) {
+  return dataFolder / "sv" / "sv.definitions.xml";
+}
+
+// As a query reads a catalogue: an older dialect is refused.
+void ReadCatalogue(const boost::shared_ptr<ICIMNamespace>& target, const fs::path& index) {
+  std::ifstream stream(index, std::ios::binary);
+  if (!stream) throw std::runtime_error(index.string() + " cannot be opened");
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  const std::unique_ptr<char, decltype(&std::free)> block(
+      static_cast<char*>(std::calloc(text.size() + 1, 1)), &std::free);
+  if (!block) throw std::bad_alloc();
+  std::memcpy(block.get(), text.data(), text.size());
+  TCIMXMLParser parser(target);
+  parser.SetSV402Mode();
+  parser.Parse(block.get());
+}
+
+std::int64_t AgeOf(const fs::path& file) {
+  std::error_code error;
+  const auto time = fs::last_write_time(file, error);
+  if (error) return 0;
+  return std::chrono::duration_cast<std::chrono::seconds>(fs::file_time_type::clock::now() - time)
+      .count();
+}
+
+// The folder itself or, while it does not exist, the nearest one above it that does.
+fs::path NearestFolder(fs::path folder) {
+  std::error_code error;
+  while (!fs::exists(folder, error) && folder.has_relative_path()) folder = folder.parent_path();
+  return folder;
+}
+
+std::string TextOfError(const std::exception& error) {
+  const auto* const exception = dynamic_cast<const THSKException*>(&error);
+  return exception != nullptr ? exception->GetMessageText() : error.what();
+}
+
+TFinding GoodCatalogue(const fs::path& index, std::size_t elements) {
+  const std::int64_t age = AgeOf(index);
+  TFinding finding{"catalogue",
+                   EFinding::kGood,
+                   index.parent_path().string() + ", " + std::to_string(elements) +
+                       " update elements, " + report::Age(age) + " old",
+                   {}};
+  if (elements == 0) {
+    finding.kind = EFinding::kWarning;
+    finding.advice = "it offers nothing: get the catalogue anew";
+  } else if (age > kOldCatalogue) {
+    finding.kind = EFinding::kWarning;
+    finding.advice = "newer updates may be out: get the catalogue anew";
+  }
+  return finding;
+}
+
+TFinding MachineOf(const boost::shared_ptr<ICIMNamespace>& inventory) {
+  for (const auto& instance : InstancesOf(inventory, "QRXSG_ComputerSystem")) {
+    const std::string type = svc::TextOf(*instance, "MachineType");
+    if (!type.empty()) return {"machine", EFinding::kGood, "type " + type, {}};
+  }
+  return {
+      "machine", EFinding::kProblem, "the machine type cannot be told",
+      "run this as root; where the firmware tells nothing, as in a container, collect elsewhere "
+      "and give the file with --inventory"};
+}
+
+}  // namespace
+
+TFinding ExamineSettings() {
+  std::string text;
+  for (const fs::path& file : SettingFiles()) {
+    std::error_code error;
+    text += (text.empty() ? "" : ", ") + file.string() + (fs::exists(file, error) ? "" : " (none)");
+  }
+  return {"settings", EFinding::kGood, text, {}};
+}
+
+TFinding ExaminePlugin(const fs::path& plugin) {
+  try {
+    TQueryRequest request;
+    request.plugin = plugin;
+    const TQueryRun run(std::move(request));
+    return {"plug-in",
+            EFinding::kGood,
+            run.PluginName() + ' ' + run.PluginVersion() + ", " + plugin.string(),
+            {}};
+  } catch (const TFailure& failure) {
+    return {"plug-in", EFinding::kProblem, failure.what(),
+            "install svcheck anew, or name the plug-in with --plugin"};
+  }
+}
+
+TFinding ExamineDataFolder(const fs::path& folder) {
+  const fs::path definitions = DefinitionsIn(folder);
+  try {
+    TNamespacePopulator::PopulateFromXMLFile(MakeInMemoryNamespace(), definitions.string());
+    return {"data folder", EFinding::kGood, folder.string(), {}};
+  } catch (const THSKException& exception) {
+    return {"data folder", EFinding::kProblem, exception.GetMessageText(),
+            "install svcheck anew, or name the folder that holds sv/ with --data-dir"};
+  }
+}
+
+TFinding ExamineCatalogue(const std::string& catalogue, const fs::path& dataFolder) {
+  if (catalogue.empty()) {
+    return {"catalogue", EFinding::kUnset, "none is named",
+            "give --catalogue DIR, or set catalogue in " + SettingFiles().back().string()};
+  }
+  const fs::path index = Absolute(catalogue) / rules::kIndexFile;
+  try {
+    const auto target = MakeInMemoryNamespace();
+    TNamespacePopulator::PopulateFromXMLFile(target, DefinitionsIn(dataFolder).string());
+    ReadCatalogue(target, index);
+    return GoodCatalogue(index, InstancesOf(target, rules::kUpdateClass).size());
+  } catch (const std::exception& error) {
+    return {"catalogue", EFinding::kProblem, index.string() + ": " + TextOfError(error),
+            "name the folder that holds index.xml, or get the catalogue anew"};
+  }
+}
+
+TFinding ExamineStateFolder() {
+  const fs::path folder = StateFolder();
+  const fs::path nearest = NearestFolder(folder);
+  if (MayWriteTo(nearest)) return {"state folder", EFinding::kGood, folder.string(), {}};
+  return {"state folder", EFinding::kWarning, "nothing can be written to " + nearest.string(),
+          "downloads are not possible: give this user the right to write there"};
+}
+
+std::vector<TFinding> ExamineSources() {
+  std::vector<TFinding> findings;
+  try {
+    for (const collect::SourceState& source : collect::LoadCollector().TrySources()) {
+      const bool isGood = source.problem.empty();
+      findings.push_back({source.subject, isGood ? EFinding::kGood : EFinding::kWarning,
+                          source.place + (isGood ? "" : ": ") + source.problem, source.advice});
+    }
+  } catch (const std::runtime_error&) {
+    // That nothing can be collected is told of the inventory.
+  }
+  return findings;
+}
+
+std::vector<TFinding> ExamineInventory() {
+  std::vector<std::string> notes;
+  std::vector<TFinding> findings;
+  try {
+    TQueryRequest request;
+    CompleteInventory(request, "/", notes);
+    const auto inventory = MakeInMemoryNamespace();
+    DeclareBuiltinClasses(inventory);
+    ParseDocument(inventory, request.inventoryDocument);
+    findings.push_back(MachineOf(inventory));
+    for (const std::string& note : notes) {
+      findings.push_back({"inventory", EFinding::kWarning, note, {}});
+    }
+  } catch (const std::exception& error) {
+    findings.push_back({"inventory", EFinding::kWarning, TextOfError(error),
+                        "collect it elsewhere and give the file with --inventory"});
+  }
+  return findings;
+}
+
+}  // namespace svc

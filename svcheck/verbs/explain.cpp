@@ -1,0 +1,106 @@
+// `svcheck explain`: why something is, or is not, in the report.
+
+#include "host/hskcore/schema_helper.h"
+#include "rules/names.h"
+#include "runtime/hskcore/host_setup.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/cli/verb.h"
+#include "svcheck/session/catalogue_watch.h"
+#include "svcheck/session/inventory_source.h"
+#include "svcheck/session/log_file.h"
+#include "svcheck/session/query_options.h"
+#include "svcheck/session/query_outcome.h"
+#include "svcheck/session/query_run.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
+#include "svcheck/verbs/explanation.h"
+
+using namespace NQRXHSK20;
+
+namespace svc {
+
+namespace {
+
+class TExplainVerb : public IVerb {
+ public:
+  explicit TExplainVerb(CLI::App& app);
+  int Run() override;
+
+ private:
+  TQueryRequest MakeRequest();
+  int Explain(TQueryRun& run, TOutput& output);
+
+  TQueryOptions options;
+  std::string catalogue;
+  std::string root = "/";
+  std::string component;
+};
+
+TExplainVerb::TExplainVerb(CLI::App& app) {
+  AddWord(app, "COMPONENT", component,
+          "Show only what goes by this: part of the name of an element, record or driver");
+  AddText(app, "--catalogue", catalogue, "Folder of the catalogue", "DIR");
+  const TOption inventory = AddInventoryOption(app, options);
+  AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
+      .Excludes(inventory);
+  AddFolderQueryOptions(app, options);
+}
+
+TQueryRequest TExplainVerb::MakeRequest() {
+  if (catalogue.empty()) {
+    throw TFailure("there is nothing to explain: give --catalogue DIR", kExitUsage);
+  }
+  options.context.push_back(std::string(rules::kCatalogueEntry) + "=" +
+                            Absolute(catalogue).string());
+  return RequestOf(options);
+}
+
+int TExplainVerb::Run() {
+  TQueryRequest request = MakeRequest();
+  const auto output = OpenOutput("-");
+  std::vector<std::string> notes;
+  CompleteInventory(request, root, notes);
+  for (const std::string& note : notes) ReportError(note);
+  TQueryRun run(std::move(request));
+  return Explain(run, *output);
+}
+
+int TExplainVerb::Explain(TQueryRun& run, TOutput& output) {
+  TLogFile log(options);
+  const boost::shared_ptr<TQueryTrace> trace(new TQueryTrace(log.Logger()));
+  const boost::shared_ptr<TJournal> journal(new TJournal(trace));
+  const TCatalogueWatch watch(trace->OfCatalogue());
+  SetReadObserver(run.Inventory(), trace->OfInventory());
+  InstallLogger(journal);
+  TCapturedOutput captured;
+  const TQueryEnd end = run.Run();
+  const std::string printed = captured.Take();
+  InstallLogger({});
+  SetReadObserver(run.Inventory(), nullptr);
+  trace->End();
+
+  report::TReport report;
+  report.catalogue.elements = watch.CountElements();
+  journal->Conclude(end, printed, report);
+  const int status = ExitStatusOf(report.outcome);
+  if (status != kExitDone) {
+    throw TFailure(std::string(report::RowOf(report.outcome).sentence) +
+                       (report.errors.empty() ? "" : " " + report.errors.back()),
+                   status);
+  }
+  for (const std::string& error : report.errors) ReportError(error);
+  const auto records = run.Records();
+  WriteExplanation({*trace, *records, TCIMSchemaHelper::GetMachineType(run.Inventory()), component},
+                   output);
+  output.Commit();
+  log.DemandWhole();
+  return kExitDone;
+}
+
+}  // namespace
+
+std::unique_ptr<IVerb> MakeExplain(CLI::App& app) { return std::make_unique<TExplainVerb>(app); }
+
+}  // namespace svc

@@ -1,0 +1,325 @@
+// `svcheck fleet`: the comparison of many machines with one catalogue.
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "runtime/hskcore/path_of.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/cli/verb.h"
+#include "svcheck/fleet/inputs.h"
+#include "svcheck/fleet/machine_check.h"
+#include "svcheck/fleet/pages.h"
+#include "svcheck/fleet/results.h"
+#include "svcheck/fleet/summary.h"
+#include "svcheck/fleet/workers.h"
+#include "svcheck/session/query_options.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
+
+namespace svc {
+
+namespace {
+
+using fleet::TAnswer;
+using fleet::TResultReader;
+using fleet::TTask;
+
+constexpr int kMostJobs = 1024;
+// So many answers for each worker wait at most for the one before them.
+constexpr std::uint64_t kAhead = 32;
+
+struct TFleetOptions {
+  TQueryOptions query;
+  std::string catalogue;
+  std::vector<std::string> inventories;
+  std::vector<std::string> merged;
+  std::string output = "-";
+  std::string shard;
+  std::string logFolder;
+  std::string json;
+  std::string table;
+  std::string html;
+  std::string failOn = "none";
+  int jobs = 0;
+  bool resume = false;
+};
+
+// Which machines of all are this run's: number I of every N.
+struct TShard {
+  std::uint64_t number = 1;
+  std::uint64_t count = 1;
+
+  bool Has(std::uint64_t machine) const noexcept { return machine % count == number - 1; }
+};
+
+TShard ShardOf(const std::string& text) {
+  TShard shard;
+  if (text.empty()) return shard;
+  const char* const end = text.data() + text.size();
+  const auto first = std::from_chars(text.data(), end, shard.number);
+  const bool hasSlash = first.ec == std::errc() && first.ptr != end && *first.ptr == '/';
+  const auto second = std::from_chars(hasSlash ? first.ptr + 1 : end, end, shard.count);
+  if (second.ec == std::errc() && second.ptr == end && shard.number >= 1 &&
+      shard.number <= shard.count) {
+    return shard;
+  }
+  throw TFailure("--shard " + text + " is no shard; write I/N, the first of four is 1/4",
+                 kExitUsage);
+}
+
+// What is made of the results beside their lines.
+class TReports {
+ public:
+  explicit TReports(const TFleetOptions& options) : options(options) {
+    if (!options.html.empty()) pages.emplace(Absolute(options.html).string());
+    if (!options.json.empty()) json = OpenOutput(options.json);
+    if (!options.table.empty()) table = OpenOutput(options.table);
+  }
+
+  void Add(const std::string& machine, std::string_view lines) {
+    summary.Add(lines);
+    if (pages) pages->Add(machine, lines);
+  }
+
+  // Returns the exit status.
+  int Finish() {
+    if (pages) pages->Finish(summary);
+    Show(json, fleet::WriteJson);
+    Show(table, fleet::WriteTable);
+    return FailsOn() ? kExitCondition : kExitDone;
+  }
+
+ private:
+  using TWrite = void (*)(const fleet::TSummary&, report::IOutput&);
+  void Show(const std::unique_ptr<TOutput>& output, TWrite write) {
+    if (!output) return;
+    write(summary, *output);
+    output->Commit();
+  }
+
+  bool FailsOn() const {
+    const auto& verdicts = summary.Verdicts();
+    const std::uint64_t outdated = verdicts[report::IndexOf(report::EVerdict::kOutdated)];
+    const std::uint64_t newer = verdicts[report::IndexOf(report::EVerdict::kNewer)];
+    if (options.failOn == "failed") return !summary.Failed().empty();
+    if (options.failOn == "outdated") return outdated > 0;
+    return options.failOn == "different" && outdated + newer > 0;
+  }
+
+  const TFleetOptions& options;
+  fleet::TSummary summary;
+  std::optional<fleet::TPages> pages;
+  std::unique_ptr<TOutput> json;
+  std::unique_ptr<TOutput> table;
+};
+
+class TFleetVerb : public IVerb {
+ public:
+  explicit TFleetVerb(CLI::App& app);
+  int Run() override;
+
+ private:
+  void CheckOptions() const;
+  fleet::TCheckSettings MakeSettings() const;
+  int Jobs() const;
+  int Merge();
+  // The machines that the output holds already.
+  std::deque<std::string> OpenResults(TReports& reports);
+  // The next machine of this run; none at the end.
+  std::optional<TTask> NextTask();
+  void CompareAll(fleet::IWorkers& workers, TReports& reports);
+  void Deliver(TAnswer answer, TReports& reports);
+
+  TFleetOptions options;
+  TShard shard;
+  std::optional<fleet::TInputs> inputs;
+  std::uint64_t machines = 0;  // Of all, read so far.
+  std::deque<std::string> done;
+  std::optional<fleet::TResultFile> results;
+  std::uint64_t given = 0;
+  std::uint64_t written = 0;
+  struct TWaiting {
+    std::string machine;
+    std::optional<std::string> answer;
+  };
+  std::deque<TWaiting> waiting;  // Machines in their order, from `written` to `given`.
+};
+
+TFleetVerb::TFleetVerb(CLI::App& app) {
+  AddText(app, "--catalogue", options.catalogue, "Folder of the catalogue", "DIR");
+  AddTexts(app, "--inventories", options.inventories,
+           "CIM-XML files, folders of them, or files with one machine a line, as `svcheck collect "
+           "--format ndjson` writes; each may be compressed; \"-\" is such lines from standard "
+           "input",
+           "PATH...")
+      .CommandLineOnly();
+  AddText(app, "--output", options.output, "Where the results go; \"-\" is standard output", "FILE")
+      .CommandLineOnly();
+  AddNumber(app, "--jobs", options.jobs, "Compare so many machines at once; 0 for one a processor",
+            "N")
+      .Within(0, kMostJobs)
+      .ShowDefault();
+  const TOption part = AddText(app, "--shard", options.shard,
+                               "Compare only the machines I, N + I, 2 N + I, ...", "I/N");
+  const TOption resume = AddFlag(app, "--resume", options.resume,
+                                 "Go on with the output of a run that was interrupted");
+  part.CommandLineOnly();
+  resume.CommandLineOnly();
+  AddTexts(app, "--merge", options.merged,
+           "Compare nothing: put the results of shards, given in their order, together", "FILE...")
+      .Excludes(part)
+      .Excludes(resume)
+      .CommandLineOnly();
+  AddText(app, "--json", options.json, "Where a summary for programs goes", "FILE")
+      .CommandLineOnly();
+  AddText(app, "--table", options.table, "Where a summary for people goes", "FILE")
+      .CommandLineOnly();
+  AddText(app, "--html", options.html, "Folder for a page a machine, and an index of them", "DIR")
+      .CommandLineOnly();
+  AddText(app, "--logs", options.logFolder, "Folder for the plug-in's logs, one a machine", "DIR")
+      .CommandLineOnly();
+  AddText(app, "--fail-on", options.failOn,
+          "End with status 2 when a record is outdated, or different, or a machine failed",
+          "CONDITION")
+      .OneOf({"none", "outdated", "different", "failed"})
+      .CommandLineOnly();
+  AddPluginOptions(app, options.query);
+}
+
+void TFleetVerb::CheckOptions() const {
+  if (!options.merged.empty()) return;
+  if (options.catalogue.empty()) {
+    throw TFailure("there is nothing to compare with: give --catalogue DIR", kExitUsage);
+  }
+  if (options.inventories.empty()) {
+    throw TFailure("there is nothing to compare: give --inventories PATH...", kExitUsage);
+  }
+  if (options.resume && options.output == "-") {
+    throw TFailure("only a file can be gone on with: give --output FILE with --resume", kExitUsage);
+  }
+  const bool isTaken = options.output == "-";
+  if ((options.json == "-") + (options.table == "-") + isTaken > 1) {
+    throw TFailure("standard output takes one of results and summaries; give the others a file",
+                   kExitUsage);
+  }
+}
+
+fleet::TCheckSettings TFleetVerb::MakeSettings() const {
+  fleet::TCheckSettings settings;
+  settings.query = options.query;
+  settings.catalogue = Absolute(options.catalogue).string();
+  if (!options.logFolder.empty()) {
+    settings.logFolder = Absolute(options.logFolder).string();
+    std::error_code error;
+    std::filesystem::create_directories(PathOf(settings.logFolder), error);
+    if (error)
+      throw TFailure("cannot make the folder " + options.logFolder + ": " + error.message());
+  }
+  return settings;
+}
+
+int TFleetVerb::Jobs() const {
+  if (options.jobs > 0) return options.jobs;
+  return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostJobs);
+}
+
+int TFleetVerb::Run() {
+  CheckOptions();
+  shard = ShardOf(options.shard);
+  // What a person runs by hand ends with something to read.
+  const bool isSummaryAsked =
+      !options.json.empty() || !options.table.empty() || !options.html.empty();
+  if (!isSummaryAsked && options.output != "-") options.table = "-";
+  TReports reports(options);
+  if (!options.merged.empty()) {
+    results.emplace(options.output);
+    fleet::MergeResults(options.merged, [&](const TResultReader::TMachine& machine) {
+      results->Write(machine.lines);
+      reports.Add(machine.name, machine.lines);
+    });
+    results->Close();
+    return reports.Finish();
+  }
+  const auto workers = fleet::StartWorkers(Jobs(), MakeSettings());
+  inputs.emplace(options.inventories);
+  done = OpenResults(reports);
+  CompareAll(*workers, reports);
+  results->Close();
+  return reports.Finish();
+}
+
+std::deque<std::string> TFleetVerb::OpenResults(TReports& reports) {
+  std::deque<std::string> names;
+  if (options.resume) {
+    results.emplace(options.output, [&](const TResultReader::TMachine& machine) {
+      names.push_back(machine.name);
+      reports.Add(machine.name, machine.lines);
+    });
+  } else {
+    results.emplace(options.output);
+  }
+  return names;
+}
+
+std::optional<TTask> TFleetVerb::NextTask() {
+  while (auto task = inputs->Next()) {
+    if (!shard.Has(machines++)) continue;
+    if (done.empty()) return task;
+    if (done.front() != task->machine) {
+      throw TFailure("the results in " + options.output +
+                     " are of other inventories: they go on "
+                     "with " +
+                     done.front() + ", the inventories with " + task->machine +
+                     "; give those that the run began with");
+    }
+    done.pop_front();
+  }
+  if (done.empty()) return {};
+  throw TFailure("the results in " + options.output +
+                 " are of more machines than there are "
+                 "inventories; give those that the run began with");
+}
+
+void TFleetVerb::CompareAll(fleet::IWorkers& workers, TReports& reports) {
+  const std::uint64_t most = kAhead * static_cast<std::uint64_t>(Jobs());
+  bool isMore = true;
+  while (isMore || !workers.IsIdle()) {
+    while (isMore && workers.HasRoom() && given - written < most) {
+      // Whoever writes slowly gets each answer before the next machine is there.
+      if (!workers.IsIdle() && !inputs->IsReady()) break;
+      auto task = NextTask();
+      isMore = task.has_value();
+      if (!task) break;
+      waiting.push_back({task->machine, {}});
+      workers.Give(given++, *std::move(task));
+    }
+    if (!workers.IsIdle()) Deliver(workers.Wait(), reports);
+  }
+}
+
+// Answers come in any order and go out in that of the inventories.
+void TFleetVerb::Deliver(TAnswer answer, TReports& reports) {
+  waiting[answer.number - written].answer = std::move(answer.text);
+  while (!waiting.empty() && waiting.front().answer) {
+    const TWaiting& first = waiting.front();
+    results->Write(*first.answer);
+    reports.Add(first.machine, *first.answer);
+    waiting.pop_front();
+    ++written;
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<IVerb> MakeFleet(CLI::App& app) { return std::make_unique<TFleetVerb>(app); }
+
+}  // namespace svc

@@ -1,0 +1,127 @@
+// Files that are written in place.
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
+#include "base/new_file.h"
+#include "made_folder.h"
+
+namespace svc::files {
+namespace {
+
+namespace fs = std::filesystem;
+
+class InPlace : public TMadeFolder {
+ protected:
+  void Write(const std::string& path, EStart start, const std::string& text) {
+    std::FILE* const file = OpenInPlace(path, start);
+    std::fwrite(text.data(), 1, text.size(), file);
+    EXPECT_EQ(Sync(file), 0);
+    EXPECT_EQ(std::fclose(file), 0);
+  }
+  ino_t Number(const std::string& name) const {
+    struct stat status {};
+    EXPECT_EQ(::lstat(In(name).c_str(), &status), 0);
+    return status.st_ino;
+  }
+};
+
+TEST_F(InPlace, AFileIsMadeEmptiedOrGoneOnWith) {
+  Write(In("log"), EStart::kEmpty, "first");
+  const ino_t number = Number("log");
+  Write(In("log"), EStart::kBehind, "second");
+  EXPECT_EQ(Text("log"), "firstsecond");
+  Write(In("log"), EStart::kEmpty, "third");
+  EXPECT_EQ(Text("log"), "third");
+  EXPECT_EQ(Number("log"), number) << "who follows the log still has it";
+  std::FILE* const file = OpenInPlace(In("log"), EStart::kBehind);
+  EXPECT_EQ(Truncate(file, 2), 0);
+  std::fputs("!", file);
+  std::fclose(file);
+  EXPECT_EQ(Text("log"), "th!");
+}
+
+TEST_F(InPlace, AnOwnLinkIsFollowed) {
+  fs::create_symlink("log", In("link"));
+  Write(In("link"), EStart::kEmpty, "x");
+  EXPECT_EQ(Text("log"), "x");
+}
+
+TEST_F(InPlace, AnotherUsersLinkIsReplacedAndNeverGoneOnWith) {
+  if (!IsRoot()) GTEST_SKIP() << "only root gives links away";
+  Put("victim", "precious");
+  fs::create_symlink("victim", In("log"));
+  Give("log");
+  EXPECT_EQ(ErrorOf([&] { Write(In("log"), EStart::kBehind, "x"); }), EMLINK);
+  EXPECT_TRUE(fs::is_symlink(In("log")));
+  Write(In("log"), EStart::kEmpty, "x");
+  EXPECT_FALSE(fs::is_symlink(In("log")));
+  EXPECT_EQ(Text("log"), "x");
+  EXPECT_EQ(Text("victim"), "precious");
+  EXPECT_EQ(Names(), (std::set<std::string>{"log", "victim"}));
+}
+
+// Whoever may not write to a file may give it a further name all the same.
+TEST_F(InPlace, AFileWithFurtherNamesIsReplacedAndNeverGoneOnWith) {
+  Put("victim", "precious");
+  fs::create_hard_link(In("victim"), In("log"));
+  EXPECT_EQ(ErrorOf([&] { Write(In("log"), EStart::kBehind, "x"); }), EMLINK);
+  Write(In("log"), EStart::kEmpty, "x");
+  EXPECT_EQ(Text("log"), "x");
+  EXPECT_EQ(Text("victim"), "precious");
+}
+
+// While the owner of the folder puts now one file there and now a further name of another's.
+TEST_F(InPlace, WhatWasLookedAtIsWhatIsWrittenTo) {
+  Put("victim", "precious");
+  std::atomic<bool> isOver = false;
+  std::thread owner([&] {
+    for (int turn = 0; !isOver; ++turn) {
+      if (turn % 2 == 0) {
+        Put("next", "");
+      } else {
+        fs::create_hard_link(In("victim"), In("next"));
+      }
+      fs::rename(In("next"), In("log"));
+    }
+  });
+  int written = 0;
+  for (int attempt = 0; attempt < 3000 || (written == 0 && attempt < 100000); ++attempt) {
+    written += ErrorOf([&] { std::fclose(OpenInPlace(In("log"), EStart::kEmpty)); }) == 0 ? 1 : 0;
+    if (Text("victim") != "precious") break;
+  }
+  isOver = true;
+  owner.join();
+  EXPECT_GT(written, 0);
+  EXPECT_EQ(Text("victim"), "precious");
+}
+
+TEST_F(InPlace, APipeThatTheProcessWasGivenIsWrittenTo) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  Write("/dev/fd/" + std::to_string(ends[1]), EStart::kEmpty, "x");
+  char byte = 0;
+  EXPECT_EQ(::read(ends[0], &byte, 1), 1);
+  EXPECT_EQ(byte, 'x');
+  ::close(ends[0]);
+  ::close(ends[1]);
+  Write("/dev/null", EStart::kEmpty, "x");
+}
+
+TEST_F(InPlace, AFolderOrAMissingOneIsAnError) {
+  EXPECT_EQ(ErrorOf([&] { OpenInPlace(root.string(), EStart::kEmpty); }), EISDIR);
+  EXPECT_EQ(ErrorOf([&] { OpenInPlace(In("none/log"), EStart::kEmpty); }), ENOENT);
+}
+
+TEST_F(InPlace, AFullDeviceIsTold) {
+  std::FILE* const file = OpenInPlace("/dev/full", EStart::kEmpty);
+  std::fputs("x", file);
+  EXPECT_EQ(Sync(file), ENOSPC);
+  std::fclose(file);
+}
+
+}  // namespace
+}  // namespace svc::files

@@ -1,0 +1,177 @@
+#include <gtest/gtest.h>
+
+#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/drivers/driver_record.h"
+#include "tests/support/case_name.h"
+#include "tests/support/expected_log.h"
+#include "tests/support/fake_host.h"
+
+namespace svc::test {
+namespace {
+
+NQRXHSK20::TSharedText Offered(const std::string& name, const std::string& version) {
+  return name + "-#" + version;
+}
+DriverRecord Installed(const std::string& name, const std::string& version, bool running = true) {
+  return {name, "\\" + name, version, running};
+}
+
+class TDriverMatching : public testing::Test {
+ protected:
+  void Compare(const TDriverFiles& offered, const TDriverList& installed) {
+    TSVPluginCallbacks::CompareDrivers(offered, installed, host.inventory);
+  }
+  static TExpectedLog& Pair(TExpectedLog& log, const std::string& installed,
+                            const std::string& offered) {
+    return log.Trace("CurDriverName = " + installed).Trace("SVDriverName = " + offered);
+  }
+
+  TFakeHost host;
+};
+
+TEST_F(TDriverMatching, SameNameIsDelivered) {
+  Compare({Offered("E1000.SYS", "8.10")}, {Installed("e1000.sys", "8.9")});
+  EXPECT_EQ(host.Records(), TRecords({{"Driver", "E1000", "8.9", "8.10"}}));
+  TExpectedLog log;
+  Pair(log, "E1000", "E1000").Trace("Name: E1000Version: 8.9 SV Version: 8.10").Delivery();
+  EXPECT_EQ(host.logger.Entries(), log);
+}
+
+TEST_F(TDriverMatching, SameVersionIsDeliveredToo) {
+  Compare({Offered("a", "1")}, {Installed("a", "1")});
+  EXPECT_EQ(host.Records(), TRecords({{"Driver", "A", "1", "1"}}));
+}
+
+TEST_F(TDriverMatching, OtherNameIsNot) {
+  Compare({Offered("e1000", "1")}, {Installed("e1000x", "1")});
+  EXPECT_TRUE(host.Records().empty());
+  TExpectedLog log;
+  EXPECT_EQ(host.logger.Entries(), Pair(log, "E1000X", "E1000"));
+}
+
+TEST_F(TDriverMatching, StoppedDriverIsSkippedOncePerOffer) {
+  Compare({Offered("a", "1"), Offered("b", "2")}, {Installed("a", "1", false)});
+  EXPECT_TRUE(host.Records().empty());
+  EXPECT_EQ(host.logger.Entries(),
+            TLog({{4, "Skipping this driver comparison coz it's not up and running."},
+                  {4, "Skipping this driver comparison coz it's not up and running."}}));
+}
+
+TEST_F(TDriverMatching, NamelessDriverIsSkipped) {
+  Compare({Offered("a", "1")}, {Installed("", "1")});
+  EXPECT_TRUE(host.Records().empty());
+  EXPECT_EQ(host.logger.Entries(), TLog({{4, "CurDriverName is NULL"}}));
+}
+
+TEST_F(TDriverMatching, StoppedIsToldBeforeNameless) {
+  Compare({Offered("a", "1")}, {Installed("", "1", false)});
+  EXPECT_EQ(host.logger.Entries(),
+            TLog({{4, "Skipping this driver comparison coz it's not up and running."}}));
+}
+
+TEST_F(TDriverMatching, MarkerMatchesADriverOfThatName) {
+  Compare({Offered("a", "1")}, {Installed("NaN", "2"), Installed("nan", "3")});
+  EXPECT_EQ(host.Records(), TRecords({{"Driver", "A", "2", "1"}}));
+}
+
+TEST_F(TDriverMatching, MarkerAndNameTogetherGiveOneRecord) {
+  Compare({Offered("nan", "1")}, {Installed("NaN", "2")});
+  EXPECT_EQ(host.Records(), TRecords({{"Driver", "NAN", "2", "1"}}));
+}
+
+TEST_F(TDriverMatching, RecordsFollowOffersThenInstalledDrivers) {
+  Compare({Offered("b", "1"), Offered("a", "2"), Offered("A.sys", "3")},
+          {Installed("a.sys", "4"), Installed("b", "5"), Installed("A", "6")});
+  EXPECT_EQ(host.Records(), TRecords({{"Driver", "B", "5", "1"},
+                                      {"Driver", "A", "4", "2"},
+                                      {"Driver", "A", "6", "2"},
+                                      {"Driver", "A", "4", "3"},
+                                      {"Driver", "A", "6", "3"}}));
+}
+
+TEST_F(TDriverMatching, LineOfEachPair) {
+  Compare({Offered("a", "1"), Offered("b", "2")}, {Installed("b", "3"), Installed("c", "4")});
+  TExpectedLog log;
+  Pair(log, "B", "A");
+  Pair(log, "C", "A");
+  Pair(log, "B", "B").Trace("Name: BVersion: 3 SV Version: 2").Delivery();
+  Pair(log, "C", "B");
+  EXPECT_EQ(host.logger.Entries(), log);
+}
+
+TEST_F(TDriverMatching, EmptyListsDeliverNothing) {
+  Compare({}, {Installed("a", "1")});
+  Compare({Offered("a", "1")}, {});
+  EXPECT_TRUE(host.Records().empty());
+  EXPECT_TRUE(host.logger.Entries().empty());
+}
+
+TEST_F(TDriverMatching, NamesOfOnlyAnExtensionAreTheSame) {
+  Compare({Offered(".x", "1")}, {Installed(".sys", "2")});
+  EXPECT_EQ(host.Records(), TRecords({{"Driver", "", "2", "1"}}));
+}
+
+TEST_F(TDriverMatching, MissingRecordClassIsLoggedForEachMatch) {
+  host.inventory->Remove("QRXSG_SVResult");
+  Compare({Offered("a", "1")}, {Installed("a", "1"), Installed("a", "2")});
+  EXPECT_EQ(host.logger.UpTo(3),
+            TLog({{0, "QRXSG_SVResult not found"}, {0, "QRXSG_SVResult not found"}}));
+}
+
+TEST_F(TDriverMatching, RecordsBeforeAFailureStay) {
+  host.script.FailAt(7 + 6, ThrowStatus(1));  // Storing the second record; each makes seven calls.
+  EXPECT_THROW(Compare({Offered("a", "1")}, {Installed("a", "2"), Installed("a", "3")}),
+               NQRXHSK20::THSKException);
+  EXPECT_EQ(host.Records(), TRecords({{"Driver", "A", "2", "1"}}));
+}
+
+// Lists and names that are long are looked at once for all that share them.
+TEST_F(TDriverMatching, SharedListsAndNamesDeliverTheSameEachTime) {
+  std::string files;
+  for (int i = 0; i < 300; ++i) files += "other" + std::to_string(i) + "-#1 ";
+  const NQRXHSK20::TSharedText none(files + "x-#1");
+  const NQRXHSK20::TSharedText one(files + "long-#2");
+  const std::string suffix(2000, 'y');
+  const NQRXHSK20::TSharedText longName("LONG." + suffix);
+  const TDriverList installed = {{longName, "", "5", true}, {longName, "", "6", true}};
+  for (const int level : {3, 4}) {
+    host.logger.Keep(level);
+    Compare({none, one, none, one}, installed);
+  }
+  TRecords expected;
+  for (int i = 0; i < 4; ++i) {
+    expected.push_back({"Driver", "LONG", "5", "2"});
+    expected.push_back({"Driver", "LONG", "6", "2"});
+  }
+  EXPECT_EQ(host.Records(), expected);
+}
+
+struct TName {
+  const char* name;
+  const char* text;
+  const char* normalised;
+};
+void PrintTo(const TName& name, std::ostream* stream) { *stream << name.text; }
+
+class TNormalisedName : public testing::TestWithParam<TName> {};
+
+TEST_P(TNormalisedName, IsUpperCaseAndCutBeforeTheFirstDot) {
+  TDriverNameForm form;
+  EXPECT_EQ(form.Of(GetParam().text), GetParam().normalised);
+  EXPECT_EQ(form.Of(GetParam().normalised), GetParam().normalised);
+}
+
+constexpr TName kNames[] = {
+    {"LowerCase", "e1000.sys", "E1000"},
+    {"UpperCase", "E1000.SYS", "E1000"},
+    {"SeveralDots", "a.b.sys", "A"},
+    {"NoDot", "tg3", "TG3"},
+    {"DotFirst", ".sys", ""},
+    {"DotLast", "a.", "A"},
+    {"Empty", "", ""},
+    {"BytesOutsideASCII", "\xE4.x", "\xE4"},
+};
+INSTANTIATE_TEST_SUITE_P(Names, TNormalisedName, testing::ValuesIn(kNames), TCaseName());
+
+}  // namespace
+}  // namespace svc::test

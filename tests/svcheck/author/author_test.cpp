@@ -1,0 +1,151 @@
+// What a catalogue is made of, and what packages are unpacked with.
+#include <archive.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+
+#include "collect/archive_filter.h"
+#include "svcheck/author/catalogue_files.h"
+#include "svcheck/author/new_element.h"
+
+namespace svc::catalogue {
+namespace {
+
+// Read again, as a check does.
+const TElement& ReadAgain(const TNewElement& element, TCatalogue& catalogue) {
+  catalogue = ReadCatalogueText(CatalogueText({element}), DATA_FOLDER);
+  EXPECT_EQ(WhyUnusable(catalogue.files.at(0)), "");
+  return catalogue.files.at(0).elements.at(0);
+}
+
+TEST(NewElement, HasItsTextsInTheCatalogueWhateverTheyHold) {
+  constexpr const char* kOdd = "A&B <c> \"d\" 'e' ]]> &amp; \xC3\xA9";
+  TNewElement element;
+  element.name = element.description = element.category = element.installDirectory = kOdd;
+  element.version = element.build = kOdd;
+  element.driverFiles = kOdd;
+  element.whom = {{"A&B", "<4638>"}, {"R&D", "x<y"}};
+  TCatalogue catalogue;
+  const TElement& read = ReadAgain(element, catalogue);
+  for (const char* name : {"name", "description", "category", "installDirectory", "Version",
+                           "BuildNumber", "driverFiles"}) {
+    EXPECT_EQ(read.Text(name), kOdd) << name;
+  }
+  ASSERT_NE(read.Find("applicableMachineTypes"), nullptr);
+  EXPECT_EQ(read.Find("applicableMachineTypes")->values,
+            (std::vector<std::string>{"-[A&B]-", "-[<4638>]-"}));
+  EXPECT_EQ(read.Find("applicableOperatingSystems")->values,
+            (std::vector<std::string>{"R&D", "x<y"}));
+}
+
+TEST(NewElement, HasNoPropertyWithoutAText) {
+  TNewElement element;
+  element.name = "n";
+  TCatalogue catalogue;
+  const TElement& read = ReadAgain(element, catalogue);
+  EXPECT_NE(read.Find("name"), nullptr);
+  for (const char* name :
+       {"description", "category", "installDirectory", "Version", "BuildNumber", "driverFiles"}) {
+    const auto written = read.properties.begin() + static_cast<std::ptrdiff_t>(read.written);
+    EXPECT_TRUE(std::none_of(read.properties.begin(), written, [&](const auto& property) {
+      return property->name == name;
+    })) << name;
+  }
+}
+
+// A catalogue with the classes, and an instance of "B" that writes nothing.
+TCatalogue CatalogueOfB(const std::string& classes) {
+  return ReadCatalogueText("<?sv-catalogue version=\"4.02\"?><CIM><DECLARATION><DECLGROUP>" +
+                               classes +
+                               "<VALUE.OBJECT><INSTANCE "
+                               "CLASSNAME=\"B\"/></VALUE.OBJECT></DECLGROUP></DECLARATION></CIM>",
+                           DATA_FOLDER);
+}
+
+std::string ClassText(const std::string& attributes, const std::string& property) {
+  return "<VALUE.OBJECT><CLASS " + attributes + ">" + property + "</CLASS></VALUE.OBJECT>";
+}
+
+std::string_view TextOfB(const TCatalogue& catalogue, const char* property) {
+  EXPECT_EQ(WhyUnusable(catalogue.files.at(0)), "");
+  return catalogue.files.at(0).elements.at(0).Text(property);
+}
+
+constexpr const char* kUpdateB = "NAME=\"B\" SUPERCLASS=\"QRXPSG_SystemUpdateElement\"";
+constexpr const char* kOne = "<PROPERTY NAME=\"Version\"><VALUE>1</VALUE></PROPERTY>";
+constexpr const char* kTwo = "<PROPERTY NAME=\"vErsion\"><VALUE>2</VALUE></PROPERTY>";
+constexpr const char* kNone = "<PROPERTY NAME=\"vErsion\"/>";
+constexpr const char* kOther = "<PROPERTY NAME=\"Versions\"/>";
+
+TEST(ClassDefault, IsThatOfTheLastDeclaration) {
+  const std::string first = ClassText(kUpdateB, kOne);
+  EXPECT_EQ(TextOfB(CatalogueOfB(first), "Version"), "1");
+  const auto textWith = [&](const char* again) {
+    return std::string(TextOfB(CatalogueOfB(first + ClassText("NAME=\"B\"", again)), "Version"));
+  };
+  EXPECT_EQ(textWith(kTwo), "2");
+  EXPECT_EQ(textWith(kNone), "");
+  EXPECT_EQ(textWith(kOther), "1");
+}
+
+TEST(ClassDefault, IsThatOfTheNearestClassThatDeclaresTheProperty) {
+  const auto textWith = [&](const char* nearer) {
+    return std::string(TextOfB(
+        CatalogueOfB(ClassText("NAME=\"A\" SUPERCLASS=\"QRXPSG_SystemUpdateElement\"", kOne) +
+                     ClassText("NAME=\"B\" SUPERCLASS=\"A\"", nearer)),
+        "Version"));
+  };
+  EXPECT_EQ(textWith(kOther), "1");
+  EXPECT_EQ(textWith(kTwo), "2");
+  EXPECT_EQ(textWith(kNone), "");
+}
+
+TEST(ClassDefault, HasABlankBehindEachElementOfAnArrayAlsoBehindANull) {
+  const auto textOf = [](const std::string& values) {
+    return std::string(TextOfB(
+        CatalogueOfB(ClassText(
+            kUpdateB, "<PROPERTY.ARRAY NAME=\"driverFiles\">" + values + "</PROPERTY.ARRAY>")),
+        "driverFiles"));
+  };
+  EXPECT_EQ(textOf("<VALUE.ARRAY><VALUE>a</VALUE><VALUE.NULL/><VALUE>b</VALUE></VALUE.ARRAY>"),
+            "a  b ");
+  EXPECT_EQ(textOf("<VALUE.ARRAY><VALUE.NULL/></VALUE.ARRAY>"), " ");
+  EXPECT_EQ(textOf("<VALUE.NULL/>"), "");
+}
+
+TEST(MachineType, IsAnyWordWithoutMarks) {
+  for (const char* type : {"4638", "A&B", "x-y", "]", "[", "-", "]x-", "-x["}) {
+    EXPECT_TRUE(IsMachineType(type)) << type;
+  }
+  for (const char* type : {"", " ", "46 38", "-[4638]-", "-[", "]-", "a-[b", "a]-b", "a\tb"}) {
+    EXPECT_FALSE(IsMachineType(type)) << type;
+  }
+}
+
+TEST(ArchiveFilter, IsAllowedWhereItStartsNoProgram) {
+  const auto isAllowed = [](int filter) {
+    const std::unique_ptr<archive, int (*)(archive*)> reader(::archive_read_new(),
+                                                             &::archive_read_free);
+    try {
+      collect::AllowFilter(reader.get(), filter);
+      return true;
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(std::string_view(error.what()),
+                "it is compressed in a way that the installed libarchive unpacks by other programs "
+                "only");
+      return false;
+    }
+  };
+  for (const int filter : {ARCHIVE_FILTER_GZIP, ARCHIVE_FILTER_BZIP2, ARCHIVE_FILTER_XZ,
+                           ARCHIVE_FILTER_LZMA, ARCHIVE_FILTER_ZSTD, ARCHIVE_FILTER_RPM}) {
+    EXPECT_TRUE(isAllowed(filter)) << filter;
+  }
+  for (const int filter : {ARCHIVE_FILTER_LRZIP, ARCHIVE_FILTER_GRZIP, ARCHIVE_FILTER_PROGRAM}) {
+    EXPECT_FALSE(isAllowed(filter)) << filter;
+  }
+}
+
+}  // namespace
+}  // namespace svc::catalogue

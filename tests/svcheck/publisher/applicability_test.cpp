@@ -1,0 +1,61 @@
+#include "svcheck/publisher/applicability.h"
+
+#include <gtest/gtest.h>
+
+#include "rules/system_codes.h"
+
+namespace svc::repository {
+namespace {
+
+using TTexts = std::vector<std::string>;
+
+std::set<std::string> Codes(const TTexts& texts) {
+  std::set<std::string> codes;
+  for (const std::size_t system : SystemsOf(texts)) codes.emplace(rules::kSystemCodes[system].code);
+  return codes;
+}
+
+using TSet = std::set<std::string>;
+
+TEST(MachineTypes, StandInBracketsAnywhere) {
+  EXPECT_EQ(MachineTypesOf({"-[4620]-", "for -[4621]-and-[4622]-"}),
+            (TSet{"4620", "4621", "4622"}));
+  EXPECT_EQ(MachineTypesOf({"", "4620", "[4620]", "-[4620", "-[]-", "]-4620-["}), TSet{});
+}
+
+TEST(Systems, AreWordsOfTheirOwn) {
+  EXPECT_EQ(Codes({"RHEL5_64"}), TSet{"RHEL5_64"});
+  EXPECT_EQ(Codes({"RHEL5", "rhel5_64"}), (TSet{"RHEL5", "RHEL5_64"}));
+  EXPECT_EQ(Codes({"SLES10,SLES11_64; Windows 2008 R2"}),
+            (TSet{"SLES10", "SLES11_64", "Windows 2008"}));
+  EXPECT_EQ(Codes({"XRHEL5", "RHEL55", "RHEL5_6", "Windows", "Linux", "VMWARE"}), TSet{});
+}
+
+TEST(Systems, AreAllNineteen) {
+  for (const rules::TSystemCode& code : rules::kSystemCodes)
+    EXPECT_EQ(Codes({std::string(code.code)}), TSet{std::string(code.code)});
+}
+
+TEST(Applicability, JoinsTheElementsOfADescription) {
+  const auto result =
+      ApplicabilityOf("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "Linux"}},
+                                {"y", {"-[2]-"}, {"RHEL5 for Linux", "VMWARE3", "VMware"}}});
+  EXPECT_EQ(result.machineTypes,
+            (std::map<TPlatform, TSet>{{{203, 1}, {"1", "2"}}, {{303, 1}, {"2"}}}));
+  EXPECT_EQ(result.warnings, TTexts{});
+}
+
+TEST(Applicability, WarnsOnceForEachFamilyThatIsMissing) {
+  const auto result =
+      ApplicabilityOf("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "SLES9", "VMWARE3", "Windows 2003"}}});
+  ASSERT_EQ(result.warnings.size(), 2U);
+  EXPECT_NE(result.warnings[0].find("\"Linux\""), std::string::npos);
+  EXPECT_NE(result.warnings[1].find("\"VMware\""), std::string::npos);
+}
+
+TEST(Applicability, WarnsOfADescriptionWithoutElements) {
+  EXPECT_EQ(ApplicabilityOf("a.xml", {}).warnings, TTexts{"holds no update element"});
+}
+
+}  // namespace
+}  // namespace svc::repository

@@ -1,0 +1,47 @@
+#include "svcheck/session/progress_display.h"
+
+#include <gtest/gtest.h>
+
+namespace svc {
+namespace {
+
+using acquire::TDownloadProgress;
+using EPhase = TDownloadProgress::EPhase;
+using std::chrono::milliseconds;
+
+std::string Line(std::uint64_t bytes, std::uint64_t total, int running) {
+  return DownloadLine({EPhase::kFiles, 3, 12, bytes, total}, milliseconds(running));
+}
+
+TEST(DownloadLine, SaysFilesBytesRateAndTimeLeft) {
+  EXPECT_EQ(Line(1'258'291, 4'718'592, 1000), "3 of 12 files, 1.2 of 4.5 MiB, 1.2 MiB/s, 3 s left");
+  EXPECT_EQ(Line(512, 1000, 1000), "3 of 12 files, 512 of 1000 B, 512 B/s, 1 s left");
+  EXPECT_EQ(Line(1048576, 1073741824, 1000),
+            "3 of 12 files, 0.0 of 1.0 GiB, 1.0 MiB/s, 18 min left");
+  EXPECT_EQ(Line(1000, 1000, 1000), "3 of 12 files, 1000 of 1000 B, 1000 B/s, 0 s left");
+}
+
+TEST(DownloadLine, GuessesNoRateAtTheBeginning) {
+  EXPECT_EQ(Line(100, 1000, 100), "3 of 12 files, 100 of 1000 B");
+  EXPECT_EQ(Line(0, 1000, 5000), "3 of 12 files, 0 of 1000 B");
+}
+
+TEST(DownloadLine, NamesTheOtherPhases) {
+  EXPECT_EQ(DownloadLine({EPhase::kListing, 0, 0, 0, 0}, {}), "Asking the repository");
+  EXPECT_EQ(DownloadLine({EPhase::kEnded, 1, 1, 1, 1}, {}), "");
+}
+
+TEST(DownloadDisplay, LeavesAnEmptyLine) {
+  std::FILE* const file = std::tmpfile();
+  TDownloadDisplay display(file);
+  display.OnProgress({EPhase::kListing, 0, 0, 0, 0});
+  display.OnProgress({EPhase::kEnded, 0, 0, 0, 0});
+  std::rewind(file);
+  char text[200] = {};
+  const std::size_t size = std::fread(text, 1, sizeof text, file);
+  std::fclose(file);
+  EXPECT_EQ(std::string(text, size), "\rAsking the repository\r" + std::string(21, ' ') + "\r");
+}
+
+}  // namespace
+}  // namespace svc
