@@ -1,16 +1,39 @@
-// A path gone through folder by folder, each opened from the one before. What was looked at on the
-// way is what is used at its end: nobody can put another folder or link in between. POSIX. One
-// thread.
+// An open file or folder of a POSIX system. One thread.
 #ifndef BASE_PATH_WALK_H_
 #define BASE_PATH_WALK_H_
 
 #include <sys/stat.h>
-
+#include <sys/types.h>
 #include <string>
-
-#include "base/descriptor.h"
+#include <utility>
 
 namespace svc::files {
+
+// Closed with its holder.
+class TDescriptor {
+ public:
+  explicit TDescriptor(int number = -1) : number(number) {}
+  TDescriptor(TDescriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
+  TDescriptor& operator=(TDescriptor&& other) noexcept {
+    std::swap(number, other.number);
+    return *this;
+  }
+  ~TDescriptor();
+
+  int Get() const { return number; }
+  explicit operator bool() const { return number >= 0; }
+  // Who calls closes it.
+  int Release() { return std::exchange(number, -1); }
+  // The name under which others in this process can open the same file.
+  std::string Path() const;
+
+ private:
+  int number;
+};
+
+// A path gone through folder by folder, each opened from the one before. What was looked at on the
+// way is what is used at its end: nobody can put another folder or link in between. POSIX. One
+// thread.
 
 // The path of a name in a folder.
 std::string Below(const std::string& folder, const std::string& name);
@@ -47,6 +70,20 @@ TPlace Walk(const std::string& path, IWayRules& rules);
 
 // Begins in the folder `root`, which stands for "/": neither a link nor ".." leads out of it.
 TPlace WalkBelow(int root, const std::string& path, IWayRules& rules);
+
+// Who else may write to a file or a folder. POSIX. Any thread.
+
+// Says whether a user's rights are no gain to anybody: of root, for one.
+using TIsTrusted = bool(uid_t user);
+
+// Whether its mode or its access list lets anybody write who is not the owner and not trusted. A
+// group of its owner's own number is the owner's private one; that of root is a group like others,
+// which people may have been put into. `status` is that of the descriptor, which may be O_PATH.
+bool OthersMayWrite(const TDescriptor& file, const struct stat& status, TIsTrusted* isTrusted);
+
+// Whether the process may do what its user may not, by capabilities or by the program's mode: then
+// even a file of that user is in the hands of somebody with fewer rights.
+bool HasMoreRightsThanItsUser();
 
 }  // namespace svc::files
 

@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "base/descriptor.h"
+#include "base/path_walk.h"
 #include "base/read_file.h"
 
 namespace svc::files {

@@ -8,8 +8,8 @@
 
 #include "plugins/version_checker/contents/sv_plugin.h"
 #include "plugins/version_checker/drivers/driver_record.h"
-#include "runtime/hskcore/builtin_classes.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/schema_helper.h"
 
 namespace {
 

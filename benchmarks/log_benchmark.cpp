@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "runtime/hskcore/json_logger.h"
+#include "runtime/hskcore/logging.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "runtime/hskcore/hash.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/name_table.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/cim_builder.h"
 #include "runtime/xmlparser/document_text.h"

@@ -1,13 +1,70 @@
-// Instances as a CIM-XML document (DMTF DSP0201).
+// What the sources fill: instances of the host's inventory classes, and notes of what is missing.
 #ifndef COLLECT_CIM_XML_H_
 #define COLLECT_CIM_XML_H_
 
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
-#include "collect/inventory.h"
+#include "collect/text.h"
 
 namespace svc::collect {
+
+struct TProperty {
+  std::string name;
+  std::string value;
+  std::string_view type;
+};
+
+// One instance to be. A property without a value is no property: what the machine does not tell is
+// left out, never made up. Not safe for use from several threads at once.
+class TInstance {
+ public:
+  explicit TInstance(std::string className) : className(std::move(className)) {}
+
+  // `bytes` may be any bytes, such as a firmware's; they are kept as a clean text.
+  TInstance& Set(std::string name, std::string_view bytes, std::string_view type = "string") {
+    if (std::string value = CleanText(bytes); !value.empty()) {
+      properties.push_back({std::move(name), std::move(value), type});
+    }
+    return *this;
+  }
+
+  const std::string& ClassName() const { return className; }
+  const std::vector<TProperty>& Properties() const { return properties; }
+
+ private:
+  std::string className;
+  std::vector<TProperty> properties;
+};
+
+// The instances in the order in which they were found. Not safe for use from several threads.
+class TInventory {
+ public:
+  // An instance without properties tells nothing and is dropped.
+  void Add(TInstance instance) {
+    if (!instance.Properties().empty()) instances.push_back(std::move(instance));
+  }
+  // `text` may hold texts of the machine, of any bytes.
+  void Note(std::string_view text) { notes.push_back(CleanText(text)); }
+
+  bool Holds(std::string_view className) const {
+    for (const TInstance& instance : instances) {
+      if (instance.ClassName() == className) return true;
+    }
+    return false;
+  }
+
+  const std::vector<TInstance>& Instances() const { return instances; }
+  const std::vector<std::string>& Notes() const { return notes; }
+
+ private:
+  std::vector<TInstance> instances;
+  std::vector<std::string> notes;
+};
+
+// Instances as a CIM-XML document (DMTF DSP0201).
 
 // One document, UTF-8, with the instances in their order. Pure; any thread.
 std::string ToCimXml(const std::vector<TInstance>& instances);

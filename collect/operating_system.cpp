@@ -2,13 +2,14 @@
 #include "collect/operating_system.h"
 
 #include <sys/utsname.h>
-
 #include <array>
 #include <cctype>
 
-#include "collect/linux/machine.h"
+#include "collect/linux/linux_collector.h"
+#include "collect/text.h"
 
 namespace svc::collect {
+
 namespace {
 
 constexpr unsigned kLinux = 36;
@@ -139,6 +140,22 @@ void ReadOperatingSystem(const TMachine& machine, TInventory& inventory) {
                     .Set("BuildID", BuildId(texts))
                     .Set("HardwarePlatform", platform)
                     .Set("Caption", Caption(texts)));
+}
+
+std::string MachineTypeOf(const std::string& product) {
+  constexpr std::size_t kTypeLength = 4;
+  const std::string_view marked = Trimmed(Bracketed(product));
+  return marked.empty() ? product : std::string(marked.substr(0, kTypeLength));
+}
+
+TInstance SystemBios(const std::string& version) {
+  const std::string_view marked = Bracketed(version);
+  TInstance bios("QRXSG_SystemBIOSElement");
+  bios.Set("Name", "System BIOS").Set("Version", marked.empty() ? version : marked);
+  if (const std::size_t dash = marked.find('-'); dash != std::string_view::npos) {
+    bios.Set("BuildNumber", marked.substr(0, dash));
+  }
+  return bios;
 }
 
 }  // namespace svc::collect

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "collect/cim_xml.h"
+
 namespace svc::collect {
 
 // What a distribution says of itself, each as its file holds it, empty where there is none.
@@ -27,6 +29,15 @@ unsigned OsType(const TReleaseTexts& texts);
 // The name of a hardware platform at the end of a kernel release such as "2.6.32-71.el6.x86_64" or
 // "6.1.0-18-amd64"; empty where there is none.
 std::string PlatformOfRelease(std::string_view kernelRelease);
+
+// How makers write machine types and versions into the texts of their products. Pure; any thread.
+
+// "-[46201AB]-" holds the machine type, four characters, and the model; without the marks the
+// product's name is its type.
+std::string MachineTypeOf(const std::string& product);
+
+// The BIOS with its version: one such as "-[QKL120AUS-1.10]-" is a build id and a version.
+TInstance SystemBios(const std::string& version);
 
 }  // namespace svc::collect
 

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "report/model.h"
-#include "report/render.h"
 
 namespace svc::report {
 

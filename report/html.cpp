@@ -8,10 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "report/ascii.h"
 #include "report/html_page.h"
+#include "report/model.h"
 #include "report/records.h"
-#include "report/render.h"
 #include "report/text.h"
 
 namespace svc::report {

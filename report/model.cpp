@@ -101,4 +101,10 @@ bool FailsOn(const TReport& report, EFailOn condition) {
                      [&](const TRecord& record) { return FailsOn(record, condition); });
 }
 
+const TFormat* FormatOfName(std::string_view name) noexcept {
+  const auto found = std::find_if(kFormats.begin(), kFormats.end(),
+                                  [&](const TFormat& format) { return format.name == name; });
+  return found == kFormats.end() ? nullptr : &*found;
+}
+
 }  // namespace svc::report

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "report/text.h"
 #include "report/verdict.h"
 
 namespace svc::report {
@@ -156,6 +157,50 @@ std::optional<EOutcome> OutcomeOfName(std::string_view name) noexcept;
 enum class EFailOn { kNone, kOutdated, kDifferent };
 bool FailsOn(const TRecord& record, EFailOn condition) noexcept;
 bool FailsOn(const TReport& report, EFailOn condition);
+
+// From the report model to a report format: one function a format, in a file of its own. They write
+// as they go, so that a long report takes no memory in proportion. May be called from any thread.
+
+// Where a report goes. Write may throw; nothing is written after that.
+class IOutput {
+ public:
+  virtual ~IOutput() = default;
+  virtual void Write(std::string_view text) = 0;
+};
+
+struct TRenderOptions {
+  bool color = false;               // Of the table.
+  std::size_t width = 0;            // Columns that the table is cut to; 0 for no cut.
+  EFailOn failOn = EFailOn::kNone;  // What the nagios line calls critical.
+  ECsvTexts csv = ECsvTexts::kSafe;
+};
+
+void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output);
+// One object; docs/reports.md says which members it has.
+void RenderJson(const TReport& report, const TRenderOptions& options, IOutput& output);
+void RenderNdjson(const TReport& report, const TRenderOptions& options, IOutput& output);
+void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output);
+void RenderHtml(const TReport& report, const TRenderOptions& options, IOutput& output);
+void RenderJunit(const TReport& report, const TRenderOptions& options, IOutput& output);
+void RenderNagios(const TReport& report, const TRenderOptions& options, IOutput& output);
+void RenderPrometheus(const TReport& report, const TRenderOptions& options, IOutput& output);
+
+struct TFormat {
+  std::string_view name;
+  void (*render)(const TReport& report, const TRenderOptions& options, IOutput& output);
+};
+inline constexpr std::array kFormats = {
+    TFormat{"table", RenderTable},   TFormat{"json", RenderJson},
+    TFormat{"ndjson", RenderNdjson}, TFormat{"csv", RenderCsv},
+    TFormat{"html", RenderHtml},     TFormat{"junit", RenderJunit},
+    TFormat{"nagios", RenderNagios}, TFormat{"prometheus", RenderPrometheus}};
+
+// Null for an unknown name.
+const TFormat* FormatOfName(std::string_view name) noexcept;
+
+inline constexpr int kNagiosUnknown = 3;
+// What a nagios plug-in exits with: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN.
+int NagiosStatus(const TReport& report, EFailOn critical);
 
 }  // namespace svc::report
 

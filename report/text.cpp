@@ -7,8 +7,6 @@
 #include <chrono>
 
 #include "base/shown_text.h"
-#include "base/utf8.h"
-#include "report/ascii.h"
 #include "runtime/hskcore/json_text.h"
 
 namespace svc::report {

@@ -1,9 +1,9 @@
 #include "report/waivers.h"
 
 #include <algorithm>
+#include <cstddef>
 
-#include "report/ascii.h"
-#include "report/glob.h"
+#include "base/shown_text.h"
 #include "report/records.h"
 #include "report/text.h"
 
@@ -50,6 +50,41 @@ void ApplyWaivers(const std::vector<TWaiver>& waivers, TReport& report) {
     record.expiredWaiver.reset();
     if (record.verdict != EVerdict::kCurrent) Mark(record, waivers, now);
   });
+}
+
+namespace {
+
+std::size_t SizeOfFirst(std::string_view text) noexcept { return FirstCodePoint(text).size; }
+
+}  // namespace
+
+bool MatchesGlob(std::string_view pattern, std::string_view text) noexcept {
+  // Behind the last "*": what has to go by the text from `resumed` on. Only the last one is ever
+  // tried again, since an earlier one could not match more than it.
+  std::string_view behindStar;
+  std::string_view resumed;
+  bool hasStar = false;
+  while (!text.empty()) {
+    if (!pattern.empty() && pattern.front() == '*') {
+      pattern.remove_prefix(1);
+      behindStar = pattern;
+      resumed = text;
+      hasStar = true;
+    } else if (!pattern.empty() && pattern.front() == '?') {
+      pattern.remove_prefix(1);
+      text.remove_prefix(SizeOfFirst(text));
+    } else if (!pattern.empty() && ToLower(pattern.front()) == ToLower(text.front())) {
+      pattern.remove_prefix(1);
+      text.remove_prefix(1);
+    } else if (hasStar) {
+      resumed.remove_prefix(SizeOfFirst(resumed));
+      pattern = behindStar;
+      text = resumed;
+    } else {
+      return false;
+    }
+  }
+  return pattern.find_first_not_of('*') == std::string_view::npos;
 }
 
 }  // namespace svc::report

@@ -45,6 +45,16 @@ bool HasExpired(const TWaiver& waiver, std::int64_t now);
 // the report; the first waiver that holds counts. Marks that were there before are gone.
 void ApplyWaivers(const std::vector<TWaiver>& waivers, TReport& report);
 
+// Patterns of names as people write them in a shell. May be called from any thread.
+
+// In bytes, of a pattern that somebody else wrote: see below.
+inline constexpr std::size_t kLongestPattern = 1000;
+
+// Whether the whole text goes by a pattern: "*" stands for any characters or none, "?" for one
+// character, everything else for itself without regard to ASCII case. Takes at most
+// pattern × text steps, whatever they hold.
+bool MatchesGlob(std::string_view pattern, std::string_view text) noexcept;
+
 }  // namespace svc::report
 
 #endif  // REPORT_WAIVERS_H_

@@ -6,9 +6,7 @@
 #include <array>
 #include <utility>
 
-#include "base/utf8.h"
-#include "report/ascii.h"
-#include "report/glob.h"
+#include "base/shown_text.h"
 #include "report/text.h"
 #include "report/waivers.h"
 

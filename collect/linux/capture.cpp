@@ -9,7 +9,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "collect/linux/machine.h"
+#include "collect/linux/linux_collector.h"
 
 namespace svc::collect {
 namespace {

@@ -5,8 +5,8 @@
 
 #include <cerrno>
 
-#include "collect/linux/machine.h"
-#include "collect/product_names.h"
+#include "collect/linux/linux_collector.h"
+#include "collect/operating_system.h"
 
 namespace svc::collect {
 namespace {

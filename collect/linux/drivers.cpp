@@ -10,7 +10,7 @@
 #include <unordered_map>
 
 #include "collect/linux/kernel_module.h"
-#include "collect/linux/machine.h"
+#include "collect/linux/linux_collector.h"
 
 namespace svc::collect {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "base/descriptor.h"
+#include "base/path_walk.h"
 
 struct kmod_ctx;
 

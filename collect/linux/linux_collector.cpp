@@ -1,13 +1,17 @@
 #include "collect/linux/linux_collector.h"
 
+#include <fcntl.h>
+#include <sys/utsname.h>
+#include <unistd.h>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 #include "collect/cim_xml.h"
 #include "collect/linux/capture.h"
-#include "collect/linux/machine.h"
 
 namespace svc::collect {
+
 namespace {
 
 // In the order of the document.
@@ -61,6 +65,50 @@ std::vector<std::string> TLinuxCollector::Capture(const Options& options,
   const TInventory inventory = ReadAll(tree, options);
   WriteCapture(tree, options.redact, write);
   return inventory.Notes();
+}
+
+// Which sources the running Linux system lets us read.
+
+namespace {
+
+// 0, or the error of opening the file.
+int ErrorOfOpening(const std::string& path, int flags) {
+  const int file = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK);
+  if (file == -1) return errno;
+  ::close(file);
+  return 0;
+}
+
+SourceState Try(const char* subject, const std::string& path, int flags, const char* missing,
+                const char* forbidden) {
+  const int error = ErrorOfOpening(path, flags);
+  if (error == 0) return {subject, path, {}, {}};
+  return {subject, path, std::generic_category().message(error),
+          error == EACCES || error == EPERM ? forbidden : missing};
+}
+
+std::string ModuleList() {
+  utsname names{};
+  ::uname(&names);
+  return std::string("/lib/modules/") + names.release + "/modules.dep";
+}
+
+}  // namespace
+
+std::vector<SourceState> TLinuxCollector::TrySources() const {
+  return {
+      Try("firmware tables", kSmbiosTable, O_RDONLY,
+          "this machine's firmware tells nothing of itself: versions of BIOS and UEFI are left out",
+          "run svcheck as root: serial number and diagnostics are left out"),
+      Try("management controller", "/dev/ipmi0", O_RDWR,
+          "where the machine has one, load its driver: modprobe ipmi_si ipmi_devintf",
+          "run svcheck as root: the controller's firmware is left out"),
+      Try("running modules", "/proc/modules", O_RDONLY, "mount /proc",
+          "run svcheck as root: drivers are left out"),
+      Try("module files", ModuleList(), O_RDONLY,
+          "install the running kernel's modules, or run depmod: versions of drivers are left out",
+          "run svcheck as root: versions of drivers are left out"),
+  };
 }
 
 }  // namespace svc::collect

@@ -15,8 +15,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "collect/linux/machine.h"
-#include "collect/linux/megaraid.h"
+#include "collect/linux/linux_collector.h"
+#include "collect/linux/storage.h"
 
 namespace svc::collect {
 namespace {

@@ -11,8 +11,8 @@
 #include <memory>
 #include <stdexcept>
 
-#include "base/file_error.h"
 #include "base/path_walk.h"
+#include "base/read_file.h"
 #include "collect/linux/tree.h"
 
 namespace svc::collect {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "base/descriptor.h"
+#include "base/path_walk.h"
 #include "collect/text.h"
 
 namespace svc::collect {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "collect/cim_xml.h"
 #include "collect/collector.h"
-#include "collect/inventory.h"
 #include "collect/windows/windows_machine.h"
 
 namespace svc::collect {
@@ -25,6 +25,13 @@ std::vector<SourceState> TryWindowsSources(const IWindowsMachine& machine);
 // Where the file of a driver lies: "\SystemRoot\…", "\??\C:\…", "system32\…" and "C:\…" are forms
 // of a service's path; one without a path is "system32\drivers\NAME.sys".
 std::string DriverFile(const TDriverService& driver, const std::string& systemRoot);
+
+// The drivers of the running system by its service control manager, and the versions of their
+// files. Any thread.
+
+// As IWindowsMachine says of its operations.
+TAnswer<std::vector<TDriverService>> DriverServices();
+std::string VersionOfFile(const std::string& path);
 
 }  // namespace svc::collect
 

@@ -1,6 +1,5 @@
 #include "collect/windows/wmi.h"
 
-#include "collect/windows/com.h"
 #include "collect/windows/windows_sources.h"
 
 namespace svc::collect {

@@ -6,11 +6,12 @@
 #include <optional>
 #include <vector>
 
-#include "runtime/acquire/base64.h"
 #include "runtime/acquire/manifest.h"
+#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/outcome.h"
 
 namespace svc::acquire {
+
 namespace {
 
 // RFC 3986, section 2.3, and the slash between the parts of a path.
@@ -152,6 +153,33 @@ std::string RepositoryKey(std::string_view address) {
   if (isRooted && parts->host.size() > 1) parts->host.pop_back();
   return parts->scheme + "://" + parts->host + (parts->port.empty() ? "" : ":" + parts->port) +
          WithoutDotSegments(WithPlainCharacters(parts->path));
+}
+
+namespace {
+
+constexpr int kMaxPort = 65535;
+
+TProxyChoice Given(const KPLAcquistion::HTTPProxyInfo& proxy) {
+  const bool isHost = !proxy.host.empty() && std::ranges::none_of(proxy.host, [](char c) {
+    return static_cast<unsigned char>(c) <= ' ' || c == 0x7F;
+  });
+  if (!isHost)
+    throw TFailure(EOutcome::kProxyUnusable, "the proxy has no host's name; give it one");
+  if (proxy.port < 1 || proxy.port > kMaxPort)
+    throw TFailure(EOutcome::kProxyUnusable, "the proxy " + proxy.host + " has the port " +
+                                                 std::to_string(proxy.port) +
+                                                 "; give it one from 1 to 65535");
+  return {TProxyChoice::EKind::kGiven, proxy.host, proxy.port, proxy.user, proxy.password};
+}
+
+}  // namespace
+
+TProxyChoice ChooseProxy(const TDownloadJob& job) {
+  const std::string& own = job.settings.proxy;
+  if (own == "none") return {TProxyChoice::EKind::kDirect, "", 0, "", ""};
+  if (!own.empty()) return {TProxyChoice::EKind::kGiven, own, 0, "", ""};
+  if (job.proxy.enabled) return Given(job.proxy);
+  return {};
 }
 
 }  // namespace svc::acquire

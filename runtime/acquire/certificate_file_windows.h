@@ -3,6 +3,7 @@
 #define RUNTIME_ACQUIRE_CERTIFICATE_FILE_WINDOWS_H_
 
 #include <windows.h>
+
 // Needs what windows.h declares.
 #include <wincrypt.h>
 

@@ -3,11 +3,12 @@
 #include <exception>
 #include <filesystem>
 
-#include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/staged_file.h"
 
 namespace svc::acquire {
+
 namespace {
 
 std::string WithoutSlash(std::string path) {
@@ -55,5 +56,36 @@ std::string TDownloadFolder::NextStagedPath() {
 }
 
 void TDownloadFolder::Sync() const { SyncFolder(path); }
+
+namespace {
+
+constexpr std::chrono::milliseconds kPause{50};
+
+void Await(int descriptor, const std::string& path, std::chrono::milliseconds limit,
+           const TWatch& watch) {
+  const auto end = watch.Now() + limit;
+  while (!TryLock(descriptor, path)) {
+    watch.Check();
+    if (watch.Now() > end)
+      throw TFailure(EOutcome::kLocked, "another download into the same folder still holds " +
+                                            path + "; wait for it to end, or end it");
+    watch.Sleep(kPause);
+  }
+}
+
+}  // namespace
+
+TFolderLock::TFolderLock(const std::string& path, std::chrono::milliseconds limit,
+                         const TWatch& watch)
+    : descriptor(OpenLockFile(path)) {
+  try {
+    Await(descriptor, path, limit, watch);
+  } catch (...) {
+    CloseLockFile(descriptor);
+    throw;
+  }
+}
+
+TFolderLock::~TFolderLock() { CloseLockFile(descriptor); }
 
 }  // namespace svc::acquire

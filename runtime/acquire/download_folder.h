@@ -1,5 +1,4 @@
-// The folder that receives the files, and its neighbours: "F.part" for files on their way and
-// "F.lock". Nothing but whole, verified files ever stands in the folder itself.
+// One download at a time for one folder, over all processes of the machine.
 #ifndef RUNTIME_ACQUIRE_DOWNLOAD_FOLDER_H_
 #define RUNTIME_ACQUIRE_DOWNLOAD_FOLDER_H_
 
@@ -8,11 +7,27 @@
 #include <optional>
 #include <string>
 
-#include "runtime/acquire/folder_lock.h"
 #include "runtime/acquire/manifest.h"
-#include "runtime/acquire/watch.h"
+#include "runtime/acquire/progress_report.h"
 
 namespace svc::acquire {
+
+// Holds the lock of a file for as long as it lives; the system gives it back when the process
+// ends in any way. The file itself stays. One thread.
+class TFolderLock {
+ public:
+  // Waits for whoever holds it. Throws TFailure (kLocked, kFolderUnwritable, those of the watch).
+  TFolderLock(const std::string& path, std::chrono::milliseconds limit, const TWatch& watch);
+  ~TFolderLock();
+  TFolderLock(const TFolderLock&) = delete;
+  TFolderLock& operator=(const TFolderLock&) = delete;
+
+ private:
+  int descriptor;
+};
+
+// The folder that receives the files, and its neighbours: "F.part" for files on their way and
+// "F.lock". Nothing but whole, verified files ever stands in the folder itself.
 
 // Belongs to one download from its making to its end: others wait. One thread. Operations throw
 // TFailure.
@@ -40,6 +55,18 @@ class TDownloadFolder {
   std::optional<TFolderLock> lock;
   int stagedFiles = 0;
 };
+
+// A file that stands for a lock, as each system knows it.
+
+// Opens the file, made when it is missing. The caller closes it. Throws TFailure
+// (kFolderUnwritable).
+int OpenLockFile(const std::string& path);
+
+// False while another process holds the lock. Throws TFailure (kFolderUnwritable).
+bool TryLock(int descriptor, const std::string& path);
+
+// Gives the lock back as well.
+void CloseLockFile(int descriptor) noexcept;
 
 }  // namespace svc::acquire
 

@@ -1,10 +1,11 @@
-#include "host/acquire/download_manager.h"
-
 #include <exception>
 
+#include "base/shown_text.h"
+#include "host/acquire/acquire_callback.h"
+#include "host/acquire/download_manager.h"
 #include "host/hskcore/os_specific.h"
+#include "runtime/acquire/download_manager.h"
 #include "runtime/acquire/engine.h"
-#include "runtime/acquire/last_outcome.h"
 #include "runtime/acquire/module.h"
 
 namespace KPLAcquistion {
@@ -78,6 +79,14 @@ int DownloadManager::startDownload(AcquireCallbackIfc& callback) {
   callback.onStatus(kStatus, outcome.text.empty() ? "done" : outcome.text, code);
   if (code != 0) callback.sendMessage({"svcheck: download", outcome.text}, true);
   return code;
+}
+
+AcquireCallbackIfc::~AcquireCallbackIfc() = default;
+
+// What went wrong reaches the person even through a callback that shows nothing itself. It may hold
+// what a server said before anybody knew whether to trust it.
+void AcquireCallbackIfc::sendMessage(ContentNode node, bool isError) {
+  if (isError) svc::ShowLine(node.item + ": " + node.text);
 }
 
 }  // namespace KPLAcquistion

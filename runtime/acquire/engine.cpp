@@ -3,13 +3,11 @@
 #include <exception>
 #include <new>
 
-#include "runtime/acquire/acceptance_rules.h"
 #include "runtime/acquire/address.h"
 #include "runtime/acquire/download_folder.h"
-#include "runtime/acquire/engine_entry.h"
-#include "runtime/acquire/manifest_fetch.h"
+#include "runtime/acquire/fetcher.h"
+#include "runtime/acquire/manifest.h"
 #include "runtime/acquire/progress_report.h"
-#include "runtime/acquire/proxy_choice.h"
 #include "runtime/acquire/serial_store.h"
 #include "runtime/acquire/targets.h"
 

@@ -32,6 +32,12 @@ using TEngineFunction = void (*)(const TDownloadJob& job,
                                  KPLAcquistion::AcquireCallbackIfc& callback,
                                  TOutcome& outcome) noexcept;
 
+// The engine's one operation, for the module's entry and for tests.
+
+// A TEngineFunction.
+void RunDownload(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback,
+                 TOutcome& outcome) noexcept;
+
 }  // namespace svc::acquire
 
 #endif  // RUNTIME_ACQUIRE_ENGINE_H_

@@ -1,5 +1,5 @@
 // What the module shows to the library that loads it.
-#include "runtime/acquire/engine_entry.h"
+#include "runtime/acquire/engine.h"
 
 extern "C" HOST_EXPORT void SvcRunDownload(const svc::acquire::TDownloadJob& job,
                                            KPLAcquistion::AcquireCallbackIfc& callback,

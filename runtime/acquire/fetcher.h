@@ -5,14 +5,18 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "runtime/acquire/manifest.h"
+#include "runtime/acquire/minisign.h"
+#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/progress_report.h"
 #include "runtime/acquire/settings.h"
 #include "runtime/acquire/transport.h"
-#include "runtime/acquire/watch.h"
 
 namespace svc::acquire {
 
@@ -60,6 +64,21 @@ class TFetcher {
   const TWatch& watch;
   std::minstd_rand random;
 };
+
+// What the end of a transfer means: whether to try again, and what to say when that is no use.
+
+// REQUIRES: the transfer did not bring the file.
+TFailure FailureOf(const TTransferResult& result);
+
+// Whether the same request may go well later.
+bool MayPass(const TTransferResult& result);
+
+// Getting the manifest of a repository, as its publisher signed it.
+
+// Fetches the manifest; with a key also its signature, which is verified before anything of the
+// manifest is read. Throws TFailure.
+TManifest FetchManifest(TFetcher& fetcher, const TLimits& limits,
+                        const std::optional<TPublicKey>& key);
 
 }  // namespace svc::acquire
 

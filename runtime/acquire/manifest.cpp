@@ -1,14 +1,19 @@
 #include "runtime/acquire/manifest.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/algorithm/string/case_conv.hpp>
+#include <boost/algorithm/string/predicate.hpp>
+#include <cstdio>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "runtime/acquire/outcome.h"
-#include "runtime/acquire/safe_name.h"
+#include "runtime/acquire/staged_file.h"
 
 namespace svc::acquire {
+
 namespace {
 
 using nlohmann::json;
@@ -138,6 +143,146 @@ std::vector<TManifestFile> Select(const TManifest& manifest, const TSelection& s
       throw Bad("two different files", "for this machine have the name " + file.name);
   }
   return selected;
+}
+
+namespace {
+
+constexpr std::string_view kForm = "0000-00-00T00:00:00Z";
+
+bool HasForm(std::string_view text) {
+  if (text.size() != kForm.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isDigit = text[i] >= '0' && text[i] <= '9';
+    if (kForm[i] == '0' ? !isDigit : text[i] != kForm[i]) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::chrono::sys_seconds ParseTime(std::string_view text) {
+  using namespace std::chrono;
+  if (!HasForm(text)) throw std::invalid_argument("is not a time in the form 2027-06-30T00:00:00Z");
+  const auto number = [text](std::size_t position, std::size_t size) {
+    return std::stoi(std::string(text.substr(position, size)));
+  };
+  const year_month_day date{year(number(0, 4)), month(static_cast<unsigned>(number(5, 2))),
+                            day(static_cast<unsigned>(number(8, 2)))};
+  const int hour = number(11, 2);
+  const int minute = number(14, 2);
+  const int second = number(17, 2);
+  if (!date.ok() || hour > 23 || minute > 59 || second > 59)
+    throw std::invalid_argument("is no time that exists");
+  return sys_days(date) + hours(hour) + minutes(minute) + seconds(second);
+}
+
+std::string FormatTime(std::chrono::sys_seconds time) {
+  using namespace std::chrono;
+  const auto midnight = floor<days>(time);
+  const year_month_day date(midnight);
+  const hh_mm_ss clock(time - midnight);
+  char text[48];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text;
+}
+
+namespace {
+
+void CheckSize(const TManifestFile& file, const TLimits& limits) {
+  const std::uint64_t limit = file.payload ? limits.payload : limits.description;
+  if (file.size > limit)
+    throw TFailure(EOutcome::kTooLarge, file.path + " has " + std::to_string(file.size) +
+                                            " bytes, more than the " + std::to_string(limit) +
+                                            " that this program takes");
+}
+
+}  // namespace
+
+TPublicKey ReadPublicKey(const std::string& path) {
+  TPlainFile file(path);
+  if (!file.IsOpen())
+    throw TFailure(EOutcome::kKeyUnusable,
+                   path + ", named as the repository's public key, cannot be read");
+  std::string buffer;
+  try {
+    return ParsePublicKey(file.Read(buffer));
+  } catch (const TFailure& failure) {
+    throw TFailure(failure.Outcome(), path + ": " + failure.what());
+  }
+}
+
+void CheckManifest(const TManifest& manifest, std::chrono::sys_seconds now, const TLimits& limits) {
+  if (manifest.expires <= now)
+    throw TFailure(EOutcome::kExpired, "the repository's manifest was good until " +
+                                           FormatTime(manifest.expires) +
+                                           "; ask its publisher for a new one, and check this "
+                                           "machine's clock");
+  for (const TManifestFile& file : manifest.files) CheckSize(file, limits);
+}
+
+void CheckSerial(const TManifest& manifest, std::uint64_t last) {
+  if (manifest.serial < last)
+    throw TFailure(EOutcome::kRolledBack, "the repository's manifest has serial " +
+                                              std::to_string(manifest.serial) +
+                                              ", but one with serial " + std::to_string(last) +
+                                              " was accepted before; nothing older is taken");
+}
+
+namespace {
+
+constexpr std::size_t kMaxName = 255;
+
+// "COM" and "LPT" take a digit, plain or raised.
+constexpr std::array<std::string_view, 6> kDevices = {"CON", "PRN",    "AUX",
+                                                      "NUL", "CONIN$", "CONOUT$"};
+constexpr std::array<std::string_view, 2> kPorts = {"COM", "LPT"};
+constexpr std::array<std::string_view, 13> kPortDigits = {
+    "0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "\u00B9", "\u00B2", "\u00B3"};
+
+bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+bool IsPort(std::string_view stem) {
+  return std::ranges::any_of(kPorts, [stem](std::string_view port) {
+    return boost::istarts_with(stem, port) &&
+           std::ranges::count(kPortDigits, stem.substr(port.size())) != 0;
+  });
+}
+
+// A device keeps its meaning with any extension, and with blanks before it.
+bool IsDevice(std::string_view name) {
+  std::string_view stem = name.substr(0, name.find('.'));
+  while (stem.ends_with(' ')) stem.remove_suffix(1);
+  return IsPort(stem) || std::ranges::any_of(kDevices, [stem](std::string_view device) {
+           return boost::iequals(stem, device);
+         });
+}
+
+}  // namespace
+
+std::string_view WhyUnsafeName(std::string_view name) {
+  if (name.empty()) return "is empty";
+  if (name == "." || name == "..") return "names a folder";
+  if (name.size() > kMaxName) return "is longer than 255 bytes";
+  if (std::ranges::any_of(name, IsControl)) return "holds a control character";
+  if (name.find_first_of("/\\") != std::string_view::npos) return "holds a separator of folders";
+  if (name.find_first_of(":*?\"<>|") != std::string_view::npos)
+    return "holds a character that Windows gives a meaning of its own";
+  if (name.ends_with('.') || name.ends_with(' ')) return "ends with a dot or a blank";
+  if (IsDevice(name)) return "names a device of Windows";
+  return {};
+}
+
+std::string_view WhyUnsafePath(std::string_view path) {
+  if (path.size() > 4096) return "is longer than 4096 bytes";
+  while (true) {
+    const auto slash = path.find('/');
+    const std::string_view why = WhyUnsafeName(path.substr(0, slash));
+    if (!why.empty() || slash == std::string_view::npos) return why;
+    path.remove_prefix(slash + 1);
+  }
 }
 
 }  // namespace svc::acquire

@@ -8,6 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/acquire/minisign.h"
+#include "runtime/acquire/settings.h"
+
 namespace svc::acquire {
 
 inline constexpr const char* kManifestName = "sv-repository.json";
@@ -53,6 +56,28 @@ bool IsSelected(const TManifestFile& file, const TSelection& selection);
 // The files to have, each once, in the manifest's order. Throws TFailure (kBadManifest) where two
 // different files would have one name, on a system that does not tell "A" from "a" either.
 std::vector<TManifestFile> Select(const TManifest& manifest, const TSelection& selection);
+
+// Which manifest is good enough to go by.
+
+// Reads a file of one public key. Throws TFailure (kKeyUnusable).
+TPublicKey ReadPublicKey(const std::string& path);
+
+// Throws TFailure (kExpired, kTooLarge) for a manifest that is past its date or has a file beyond
+// the limits.
+void CheckManifest(const TManifest& manifest, std::chrono::sys_seconds now, const TLimits& limits);
+
+// Throws TFailure (kRolledBack).
+void CheckSerial(const TManifest& manifest, std::uint64_t last);
+
+// Which names from outside may become names of files. Pure functions.
+
+// Why the name is not one plain file name on every system, in words that follow "because it";
+// empty when it is one. The rules for Windows are those of "Naming Files, Paths, and Namespaces"
+// (Microsoft Learn).
+std::string_view WhyUnsafeName(std::string_view name);
+
+// The same for a path below the repository's address: plain names joined by slashes.
+std::string_view WhyUnsafePath(std::string_view path);
 
 }  // namespace svc::acquire
 

@@ -4,6 +4,7 @@
 #define RUNTIME_ACQUIRE_MINISIGN_H_
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -37,6 +38,16 @@ void VerifySignature(const TPublicKey& key, const TSignature& signature, std::st
 
 // A key's number as minisign shows it: hexadecimal, the last byte first.
 std::string KeyNumber(std::string_view id);
+
+// Bytes as text, as keys and signatures are written. Pure functions.
+
+// RFC 4648, section 4, with padding.
+std::string ToBase64(std::string_view bytes);
+// Nothing where the text is not exactly what ToBase64 would write.
+std::optional<std::string> FromBase64(std::string_view text);
+
+// Lower-case hexadecimal.
+std::string ToHex(std::string_view bytes);
 
 }  // namespace svc::acquire
 

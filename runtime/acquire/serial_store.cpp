@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "runtime/acquire/address.h"
-#include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/staged_file.h"
 

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "runtime/acquire/last_outcome.h"
+#include "runtime/acquire/download_manager.h"
 
 namespace svc::acquire {
 namespace {

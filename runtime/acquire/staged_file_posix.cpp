@@ -1,15 +1,20 @@
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <string>
 
+#include "runtime/acquire/download_folder.h"
 #include "runtime/acquire/outcome.h"
+#include "runtime/acquire/serial_store.h"
 #include "runtime/acquire/staged_file.h"
 
 namespace svc::acquire {
+
 namespace {
 
 // REQUIRES: errno is that of the failure.
@@ -67,6 +72,39 @@ std::string_view TPlainFile::Read(std::string& buffer) {
     size = read(descriptor, buffer.data(), buffer.size());
   } while (size < 0 && errno == EINTR);
   return {buffer.data(), size < 0 ? 0 : static_cast<std::size_t>(size)};
+}
+
+int OpenLockFile(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+  if (descriptor < 0)
+    throw TFailure(EOutcome::kFolderUnwritable,
+                   path + " cannot be opened: " + std::strerror(errno));
+  return descriptor;
+}
+
+bool TryLock(int descriptor, const std::string& path) {
+  if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) return true;
+  if (errno == EWOULDBLOCK || errno == EINTR) return false;
+  throw TFailure(EOutcome::kFolderUnwritable, path + " cannot be locked: " + std::strerror(errno));
+}
+
+void CloseLockFile(int descriptor) noexcept { close(descriptor); }
+
+namespace {
+
+// An absolute path, or nothing: a relative one is to be ignored.
+std::string FolderVariable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr && value[0] == '/' ? value : "";
+}
+
+}  // namespace
+
+std::string DefaultStateFolder() {
+  if (geteuid() == 0) return "/var/lib/svcheck";
+  if (const std::string state = FolderVariable("XDG_STATE_HOME"); !state.empty())
+    return state + "/svcheck";
+  return FolderVariable("HOME") + "/.local/state/svcheck";
 }
 
 }  // namespace svc::acquire

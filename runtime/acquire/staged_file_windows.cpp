@@ -1,15 +1,22 @@
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
+#include <sys/locking.h>
+#include <sys/stat.h>
 #include <windows.h>
-
+#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
+#include <string>
 
+#include "runtime/acquire/download_folder.h"
 #include "runtime/acquire/native_text_windows.h"
 #include "runtime/acquire/outcome.h"
+#include "runtime/acquire/serial_store.h"
 #include "runtime/acquire/staged_file.h"
 
 namespace svc::acquire {
+
 // A rename that was written through is stable, and the system lets nobody sync a folder.
 void SyncFolder(const std::string& /*folder*/) {}
 
@@ -52,6 +59,40 @@ std::string_view TPlainFile::Read(std::string& buffer) {
   buffer.resize(std::size_t{1} << 16);
   const int size = _read(descriptor, buffer.data(), static_cast<unsigned>(buffer.size()));
   return {buffer.data(), size < 0 ? 0 : static_cast<std::size_t>(size)};
+}
+
+int OpenLockFile(const std::string& path) {
+  int descriptor = -1;
+  if (_wsopen_s(&descriptor, Widen(path).c_str(), _O_RDWR | _O_CREAT | _O_BINARY | _O_NOINHERIT,
+                _SH_DENYNO, _S_IREAD | _S_IWRITE) != 0)
+    throw TFailure(EOutcome::kFolderUnwritable,
+                   path + " cannot be opened: " + SystemText(_doserrno));
+  return descriptor;
+}
+
+// One byte stands for the whole file, which may be empty.
+bool TryLock(int descriptor, const std::string& path) {
+  if (_locking(descriptor, _LK_NBLCK, 1) == 0) return true;
+  if (errno == EACCES || errno == EDEADLK) return false;
+  throw TFailure(EOutcome::kFolderUnwritable, path + " cannot be locked: " + SystemText(_doserrno));
+}
+
+void CloseLockFile(int descriptor) noexcept { _close(descriptor); }
+
+namespace {
+
+std::string FolderVariable(const wchar_t* name) {
+  const wchar_t* value = _wgetenv(name);
+  return value != nullptr ? Narrow(value) : "";
+}
+
+}  // namespace
+
+// The user's own programs' data of this machine; services without a profile share the machine's.
+std::string DefaultStateFolder() {
+  if (const std::string own = FolderVariable(L"LOCALAPPDATA"); !own.empty())
+    return own + "\\svcheck";
+  return FolderVariable(L"ProgramData") + "\\svcheck";
 }
 
 }  // namespace svc::acquire

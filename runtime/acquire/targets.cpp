@@ -1,6 +1,6 @@
 #include "runtime/acquire/targets.h"
 
-#include "runtime/acquire/base64.h"
+#include "runtime/acquire/minisign.h"
 
 namespace svc::acquire {
 namespace {

@@ -7,9 +7,8 @@
 #include <stdexcept>
 #include <vector>
 
-#include "runtime/acquire/curl_errors.h"
-#include "runtime/acquire/response_head.h"
 #include "runtime/acquire/transport.h"
+#include "runtime/acquire/transport_curl.h"
 
 namespace svc::acquire {
 namespace {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "runtime/acquire/native_text_windows.h"
-#include "runtime/acquire/response_head.h"
-#include "runtime/acquire/winhttp_errors.h"
+#include "runtime/acquire/transport.h"
+#include "runtime/acquire/transport_winhttp.h"
 
 namespace svc::acquire {
 namespace {

@@ -1,17 +1,72 @@
-// Cells: the 64 bits that a stored property takes, read with its form. Pure functions.
+// Shapes: which properties an instance writes, in which order and form. Instances of one shape
+// share it and keep only their cells. Used by one thread; const operations by several.
 #ifndef RUNTIME_HSKCORE_CELL_H_
 #define RUNTIME_HSKCORE_CELL_H_
 
+#include <boost/smart_ptr/shared_ptr.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <utility>
+#include <vector>
 
+#include "host/hskcore/cim.h"
 #include "host/hskcore/value.h"
-#include "runtime/hskcore/shape_table.h"
+#include "runtime/hskcore/name_table.h"
+#include "runtime/hskcore/text_pool.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace svc {
+
+// How a property was written; with it a cell of 64 bits can be read.
+struct TForm {
+  NQRXHSK20::ECIMType type;
+  bool isArray;
+  // A null number or boolean: its cell has no bits to spare for that. A text or an array that is
+  // null has the cell 0.
+  bool isNullNumber;
+
+  bool operator==(const TForm&) const = default;
+};
+
+// Numbers a shape; it stands for its last property and for those of its parents before that.
+using TShapeId = std::uint32_t;
+
+// A tree: each node adds one property to its parent. Takes memory for the shapes that exist, never
+// for all combinations of names.
+class TShapeTable {
+ public:
+  struct TNode {
+    TShapeId parent;
+    TNameId name;
+    // The child that was taken last: documents repeat themselves.
+    TShapeId likelyChild;
+    // The number of properties, so that a node's own cell is the one before.
+    std::uint32_t depth;
+    TForm form;
+  };
+
+  // The shape without properties.
+  static constexpr TShapeId kEmpty = 0;
+
+  TShapeTable();
+  // The shape that extends `parent` by a property.
+  // REQUIRES: the parent has no property of that name.
+  TShapeId Extend(TShapeId parent, TNameId name, TForm form);
+  TNode& operator[](TShapeId id) noexcept { return nodes[id]; }
+  const TNode& operator[](TShapeId id) const noexcept { return nodes[id]; }
+
+ private:
+  std::size_t SlotOf(TShapeId parent, TNameId name, TForm form) const noexcept;
+  void Grow();
+
+  TStableVector<TNode> nodes;
+  // Open addressing; kNone where free.
+  std::vector<TShapeId> slots;
+};
+
+// Cells: the 64 bits that a stored property takes, read with its form. Pure functions.
 
 // A number's bits (as NumberFromText gives them), or the address of a stored text, 0 for null. An
 // array is a stored text too: see TArrayText.
@@ -58,6 +113,20 @@ class TArrayText {
   std::size_t size = 0;
   std::size_t capacity = 0;
   std::uint32_t count = 0;
+};
+
+// A property as an in-memory namespace hands it out. Immutable; may be used from any thread.
+
+// The value may borrow its texts from the arena that the property keeps alive.
+class TStoredProperty final : public NQRXHSK20::ICIMProperty {
+ public:
+  TStoredProperty(const boost::shared_ptr<TArena>& texts, NQRXHSK20::TCIMValue value)
+      : texts(texts), value(std::move(value)) {}
+  const NQRXHSK20::TCIMValue& Value(const NQRXHSK20::CIMContext&) const override { return value; }
+
+ private:
+  boost::shared_ptr<TArena> texts;
+  NQRXHSK20::TCIMValue value;
 };
 
 }  // namespace svc

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <string>
 
-#include "base/cut_name.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/name_table.h"
 
 namespace svc {
 

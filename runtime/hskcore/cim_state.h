@@ -11,11 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/hskcore/arena.h"
 #include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
-#include "runtime/hskcore/shape_table.h"
 #include "runtime/hskcore/text_pool.h"
 
 namespace svc {

@@ -4,6 +4,7 @@
 #define RUNTIME_HSKCORE_HOST_SETUP_H_
 
 #include <boost/shared_ptr.hpp>
+#include <filesystem>
 #include <string>
 
 #include "host/hskcore/cim.h"
@@ -33,6 +34,14 @@ HSKCORE_API std::string DriveRoot();
 // Where `path`, in a form that programs of the host name it by, is opened or sized, `native` is
 // taken instead; messages keep the path. An empty path ends that. No effect on Windows.
 HSKCORE_API void SetStandInFile(const std::string& path, const std::string& native);
+
+// A path of a text as programs pass it on: UTF-8, whatever the system's own encoding. Any thread.
+
+// The constructor of a path takes a text of char for one of the C locale, which on Windows turns
+// each byte into a character.
+inline std::filesystem::path PathOf(const std::string& utf8) {
+  return std::u8string(utf8.begin(), utf8.end());
+}
 
 }  // namespace svc
 

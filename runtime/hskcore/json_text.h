@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "host/hskcore/export.h"
-#include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/name_table.h"
 
 namespace svc {
 

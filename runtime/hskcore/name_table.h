@@ -3,12 +3,15 @@
 #ifndef RUNTIME_HSKCORE_NAME_TABLE_H_
 #define RUNTIME_HSKCORE_NAME_TABLE_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string_view>
 #include <vector>
 
-#include "runtime/hskcore/arena.h"
+#include "host/hskcore/export.h"
+#include "runtime/hskcore/text_pool.h"
 
 namespace svc {
 
@@ -48,6 +51,99 @@ class TNameTable {
   // Open addressing; kNone where free.
   std::vector<TNameId> slots;
 };
+
+// Hashing of names and texts, seeded once a process, so that no document can be made to collide.
+// May be used from any thread.
+
+// Drawn at random when it is first asked for.
+HSKCORE_API std::uint64_t HashSeed() noexcept;
+
+// Multiplies to 128 bits and folds the halves: every bit of the result depends on every bit given.
+inline std::uint64_t Mix(std::uint64_t a, std::uint64_t b) noexcept {
+  __extension__ using TWide = unsigned __int128;
+  const TWide product = static_cast<TWide>(a) * b;
+  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+}
+
+inline constexpr std::uint64_t kMixA = 0x9e3779b97f4a7c15;
+inline constexpr std::uint64_t kMixB = 0xd1b54a32d192ed03;
+
+inline std::uint64_t LoadWord(const char* bytes) noexcept {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+// A text of up to 7 bytes as a number that no other text of its length has.
+inline std::uint64_t LoadShort(std::string_view text) noexcept {
+  if (text.size() >= 4) {
+    std::uint32_t first;
+    std::uint32_t last;
+    std::memcpy(&first, text.data(), sizeof first);
+    std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
+    return (static_cast<std::uint64_t>(last) << 32) | first;
+  }
+  const auto byteAt = [&](std::size_t at) -> std::uint64_t {
+    return static_cast<unsigned char>(text[at]);
+  };
+  return text.empty()
+             ? 0
+             : byteAt(0) | (byteAt(text.size() / 2) << 8) | (byteAt(text.size() - 1) << 16);
+}
+
+// The last bytes of a text of at least 8 are read as one whole word that overlaps what came before.
+template <typename TFold>
+std::uint64_t HashWords(std::string_view text, std::uint64_t seed, TFold fold) noexcept {
+  const char* at = text.data();
+  std::size_t left = text.size();
+  std::uint64_t hash = seed ^ (left * kMixB);
+  if (left < 8) {
+    return Mix(hash ^ fold(LoadShort(text)), kMixA);
+  }
+  for (; left > 16; at += 16, left -= 16) {
+    hash = Mix(fold(LoadWord(at)) ^ kMixA, fold(LoadWord(at + 8)) ^ hash);
+  }
+  const char* last = text.data() + text.size() - 8;
+  const std::uint64_t first = left > 8 ? fold(LoadWord(at)) : 0;
+  return Mix(Mix(first ^ kMixA, fold(LoadWord(last)) ^ hash), kMixB);
+}
+
+inline std::uint64_t HashText(std::string_view text, std::uint64_t seed) noexcept {
+  return HashWords(text, seed, [](std::uint64_t word) { return word; });
+}
+
+// Eight bytes with A to Z made a to z, all at once; other bytes stay as they are.
+inline std::uint64_t FoldCase(std::uint64_t word) noexcept {
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  const std::uint64_t low = word & (0x7f * kEach);
+  const std::uint64_t fromA = low + (0x80 - 'A') * kEach;
+  const std::uint64_t beyondZ = low + (0x7f - 'Z') * kEach;
+  const std::uint64_t isUpper = (fromA ^ beyondZ) & ~word & (0x80 * kEach);
+  return word | (isUpper >> 2);
+}
+
+// Equal for names that differ only in the case of ASCII letters.
+inline std::uint64_t HashName(std::string_view name, std::uint64_t seed) noexcept {
+  return HashWords(name, seed, FoldCase);
+}
+
+inline bool SameName(std::string_view a, std::string_view b) noexcept {
+  if (a.size() != b.size()) {
+    return false;
+  }
+  if (a.size() < 8) {
+    return FoldCase(LoadShort(a)) == FoldCase(LoadShort(b));
+  }
+  const auto sameAt = [&](std::size_t at) {
+    return FoldCase(LoadWord(a.data() + at)) == FoldCase(LoadWord(b.data() + at));
+  };
+  for (std::size_t at = 0; at + 8 < a.size(); at += 8) {
+    if (!sameAt(at)) {
+      return false;
+    }
+  }
+  return sameAt(a.size() - 8);
+}
 
 }  // namespace svc
 

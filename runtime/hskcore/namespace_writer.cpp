@@ -3,11 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "base/cut_name.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/in_memory_objects.h"
-#include "runtime/hskcore/shared_state.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace svc {

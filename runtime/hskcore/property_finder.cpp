@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/name_table.h"
 
 namespace svc {
 

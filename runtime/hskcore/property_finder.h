@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "runtime/hskcore/cim_state.h"
-#include "runtime/hskcore/hash.h"
+#include "runtime/hskcore/name_table.h"
 
 namespace svc {
 

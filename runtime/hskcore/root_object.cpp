@@ -1,12 +1,18 @@
-#include "host/hskcore/root_object.h"
-
 #include <atomic>
+#include <boost/assert.hpp>
 #include <boost/make_shared.hpp>
+#include <map>
 #include <mutex>
+#include <string>
+#include <string_view>
 
+#include "host/hskcore/exception.h"
+#include "host/hskcore/export.h"
+#include "host/hskcore/root_object.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/hskcore/namespace_providers.h"
-#include "runtime/hskcore/null_logger.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/logging.h"
+#include "runtime/hskcore/root_object.h"
 
 namespace NQRXHSK20 {
 
@@ -78,4 +84,86 @@ void InstallNamespaceProviderManager(
   Replace(HostObjects().providers, manager ? manager : MakeNamespaceProviderManager());
 }
 
+using NQRXHSK20::CIMContext;
+using NQRXHSK20::ICIMNamespace;
+using NQRXHSK20::INamespaceProvider;
+using NQRXHSK20::INamespaceProviderManager;
+using NQRXHSK20::THSKException;
+using NQRXHSK20::THSKStatusCode;
+
+namespace {
+
+class TInMemoryProvider final : public INamespaceProvider {
+ public:
+  std::string GetName() const override { return "inmem"; }
+
+  boost::shared_ptr<ICIMNamespace> CreateNamespace(const CIMContext&, int flags,
+                                                   const std::string& name) override {
+    if (flags != 0) {
+      throw THSKException("Namespace \"" + name + "\": the flags " + std::to_string(flags) +
+                              " are not known, pass 0",
+                          THSKStatusCode::kFailed);
+    }
+    return MakeInMemoryNamespace();
+  }
+};
+
+class TProviderManager final : public INamespaceProviderManager {
+ public:
+  void RegisterProvider(const boost::shared_ptr<INamespaceProvider>& provider) override {
+    const std::string name = provider->GetName();
+    const std::lock_guard lock(mutex);
+    providers[name] = provider;
+  }
+
+  boost::shared_ptr<INamespaceProvider> GetProvider(const std::string& name) override {
+    const std::lock_guard lock(mutex);
+    const auto found = providers.find(name);
+    return found == providers.end() ? nullptr : found->second;
+  }
+
+ private:
+  std::mutex mutex;
+  std::map<std::string, boost::shared_ptr<INamespaceProvider>> providers;
+};
+
+}  // namespace
+
+boost::shared_ptr<INamespaceProviderManager> MakeNamespaceProviderManager() {
+  auto manager = boost::make_shared<TProviderManager>();
+  manager->RegisterProvider(boost::make_shared<TInMemoryProvider>());
+  return manager;
+}
+
 }  // namespace svc
+
+namespace boost {
+
+// Where a precondition that does not hold ends: boost calls these instead of ending the process
+// (boost/assert.hpp, BOOST_ENABLE_ASSERT_HANDLER).
+
+namespace {
+
+std::string_view FileName(std::string_view path) {
+  return path.substr(path.find_last_of("/\\") + 1);
+}
+
+[[noreturn]] void Fail(std::string message, const char* file, long line) {
+  message.append(" (").append(FileName(file)).append(":").append(std::to_string(line)).append(")");
+  NQRXHSK20::TRootObject::GetCoreLogger().Log(NQRXHSK20::kLogError, message);
+  throw NQRXHSK20::TAssertionFailed(message);
+}
+
+}  // namespace
+
+HSKCORE_API void assertion_failed(char const* expression, char const*, char const* file,
+                                  long line) {
+  Fail(std::string("Assertion \"") + expression + "\" failed", file, line);
+}
+
+HSKCORE_API void assertion_failed_msg(char const* expression, char const* message, char const*,
+                                      char const* file, long line) {
+  Fail(std::string("Assertion \"") + expression + "\" failed: " + message, file, line);
+}
+
+}  // namespace boost

@@ -3,10 +3,10 @@
 #include <boost/make_shared.hpp>
 #include <utility>
 
-#include "base/cut_name.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
+#include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/in_memory_objects.h"
-#include "runtime/hskcore/stored_property.h"
 
 namespace svc {
 

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "base/cut_name.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/value_text.h"
 

@@ -7,9 +7,8 @@
 #include <exception>
 #include <system_error>
 
-#include "base/file_error.h"
 #include "base/path_walk.h"
-#include "base/rights.h"
+#include "base/read_file.h"
 #include "runtime/plugin.nsp/library.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 

@@ -1,6 +1,6 @@
 #include <malloc.h>
 
-#include "runtime/xmlparser/block_size.h"
+#include "runtime/xmlparser/document_text.h"
 
 namespace svc::xml {
 

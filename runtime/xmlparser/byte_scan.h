@@ -1,12 +1,103 @@
-// Finding the next byte that means something. Stateless; may be used from any thread.
+// Sixteen bytes at a time. Uses SSE2 where the target always has it, plain arithmetic elsewhere.
+// Stateless; may be used from any thread.
 #ifndef RUNTIME_XMLPARSER_BYTE_SCAN_H_
 #define RUNTIME_XMLPARSER_BYTE_SCAN_H_
 
 #include <bit>
-
-#include "runtime/xmlparser/byte_block.h"
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace svc::xml {
+
+// One bit for each of the sixteen bytes, the first byte lowest.
+using TByteMask = std::uint32_t;
+inline constexpr std::size_t kBlockSize = 16;
+
+#if defined(__SSE2__)
+
+// REQUIRES: sixteen bytes are readable at the address. The same holds for all that follow.
+class TByteBlock {
+ public:
+  explicit TByteBlock(const char* at)
+      : bytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at))) {}
+
+  TByteMask Equal(char byte) const { return Mask(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte))); }
+  TByteMask Equal(const TByteBlock& other) const {
+    return Mask(_mm_cmpeq_epi8(bytes, other.bytes));
+  }
+  TByteMask Blanks() const {
+    return Mask(_mm_or_si128(_mm_or_si128(Is(' '), Is('\n')), _mm_or_si128(Is('\t'), Is('\r'))));
+  }
+  // '<', '&', '>', bytes above 0x7F, and control characters but tab and line feed.
+  TByteMask TextStops() const {
+    const __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(0x20));
+    const __m128i odd = _mm_andnot_si128(_mm_or_si128(Is('\n'), Is('\t')), low);
+    return Mask(_mm_or_si128(_mm_or_si128(odd, Is('<')), _mm_or_si128(Is('&'), Is('>'))));
+  }
+
+ private:
+  __m128i Is(char byte) const { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte)); }
+  static TByteMask Mask(__m128i value) { return static_cast<TByteMask>(_mm_movemask_epi8(value)); }
+  __m128i bytes;
+};
+
+#else
+
+class TByteBlock {
+ public:
+  explicit TByteBlock(const char* at) { std::memcpy(bytes, at, kBlockSize); }
+
+  TByteMask Equal(char byte) const {
+    return Collect([byte](char c) { return c == byte; });
+  }
+  TByteMask Equal(const TByteBlock& other) const {
+    TByteMask mask = 0;
+    for (std::size_t i = 0; i < kBlockSize; ++i)
+      mask |= static_cast<TByteMask>(bytes[i] == other.bytes[i]) << i;
+    return mask;
+  }
+  TByteMask Blanks() const {
+    return Collect([](char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; });
+  }
+  TByteMask TextStops() const {
+    return Collect([](char c) {
+      const auto byte = static_cast<unsigned char>(c);
+      return c == '<' || c == '&' || c == '>' || byte > 0x7F ||
+             (byte < 0x20 && c != '\n' && c != '\t');
+    });
+  }
+
+ private:
+  template <typename TTest>
+  TByteMask Collect(TTest test) const {
+    TByteMask mask = 0;
+    for (std::size_t i = 0; i < kBlockSize; ++i)
+      mask |= static_cast<TByteMask>(test(bytes[i])) << i;
+    return mask;
+  }
+  char bytes[kBlockSize];
+};
+
+#endif
+
+// Whether `length` bytes are equal. REQUIRES: at both addresses `length` bytes rounded up to whole
+// blocks are readable.
+inline bool EqualBlocks(const char* left, const char* right, std::size_t length) {
+  while (length > kBlockSize) {
+    if (TByteBlock(left).Equal(TByteBlock(right)) != 0xFFFF) return false;
+    left += kBlockSize;
+    right += kBlockSize;
+    length -= kBlockSize;
+  }
+  const TByteMask wanted = (TByteMask{1} << length) - 1;
+  return (TByteBlock(left).Equal(TByteBlock(right)) & wanted) == wanted;
+}
+
+// Finding the next byte that means something. Stateless; may be used from any thread.
 
 inline bool IsBlank(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
 

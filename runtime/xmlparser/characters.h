@@ -1,7 +1,6 @@
 // Which characters XML 1.0 allows where. Stateless; may be used from any thread.
 #ifndef RUNTIME_XMLPARSER_CHARACTERS_H_
 #define RUNTIME_XMLPARSER_CHARACTERS_H_
-
 namespace svc::xml {
 
 // Whether a document may hold the character (XML 1.0, production 2).
@@ -23,6 +22,13 @@ char* EncodeUtf8(char32_t character, char* to);
 // Behind the name that starts at `at`, or `at` itself when none does. Names are those of XML 1.0
 // up to the fourth edition (appendix B), which every parser in use takes.
 const char* SkipName(const char* at, const char* end);
+
+// Characters above 0x7F in names. Stateless; may be used from any thread.
+
+// Letters and ideographs, which may start a name (XML 1.0 fourth edition, appendix B).
+bool IsNameStart(char32_t character);
+// Combining characters, digits and extenders, which may stand in a name but not start it.
+bool IsNameExtra(char32_t character);
 
 }  // namespace svc::xml
 

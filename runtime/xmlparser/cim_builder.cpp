@@ -2,10 +2,11 @@
 
 #include <string>
 
-#include "base/cut_name.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
+#include "runtime/hskcore/pages.h"
 #include "runtime/hskcore/value_text.h"
-#include "runtime/xmlparser/dialect.h"
+#include "runtime/xmlparser/cim_elements.h"
 #include "runtime/xmlparser/object_path.h"
 
 namespace svc::xml {
@@ -261,6 +262,15 @@ void TCimBuilder::Collect(TClassId id) {
   if (isCollected[id]) return;
   isCollected[id] = true;
   classes.push_back(id);
+}
+
+void TSpentText::HandOver(char* at) {
+  const std::span<char> pages = WholePages({at - kPiece, at - 1});
+  begin = at;
+  if (isRefused || pages.empty()) return;
+  const std::size_t lineEnds = text.LineEndsWithin(pages);
+  isRefused = !writer.TakePages(pages);
+  if (!isRefused) text.Lose(lineEnds);
 }
 
 }  // namespace svc::xml

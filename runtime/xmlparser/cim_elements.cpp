@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <iterator>
 
+#include "base/shown_text.h"
+#include "runtime/xmlparser/encoding.h"
+
 namespace svc::xml {
+
 namespace {
 
 struct TNamed {
@@ -126,6 +130,76 @@ ETreatment TreatmentBelow(EElement parent, EElement child) {
   for (const TRule& rule : kRules)
     if (rule.parent == group && rule.child == child) return rule.treatment;
   return ETreatment::kRefuse;
+}
+
+std::string_view TCimTokens::Required(std::string_view attributeName) const {
+  const std::string_view value = Optional(attributeName);
+  if (value.empty())
+    reader.Fail("element " + CutName(reader.Name()) + " lacks its attribute " +
+                std::string(attributeName));
+  return value;
+}
+
+std::string_view TCimTokens::Optional(std::string_view attributeName) const {
+  return reader.Attribute(attributeName).value_or(std::string_view());
+}
+
+void TCimTokens::Skip() {
+  for (std::size_t open = 1; open != 0;) {
+    const EToken token = reader.Next();
+    if (token == EToken::kStart) ++open;
+    if (token == EToken::kEnd) --open;
+  }
+}
+
+void TCimTokens::SkipEmpty() {
+  if (NextChild()) RefuseElement();
+}
+
+std::string TCimTokens::TextOf() {
+  std::string text;
+  ReadText([&text](std::string_view read) { text = read; });
+  return text;
+}
+
+void TCimTokens::RefuseElement() const {
+  reader.Fail("element " + CutName(reader.Name()) + " is not expected here");
+}
+
+namespace {
+
+constexpr unsigned kMajor = 4;
+constexpr unsigned kMinor = 2;
+// Versions are not compared beyond this: larger numbers count as this one.
+constexpr unsigned kLargest = 1000000;
+
+bool IsNumber(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+unsigned NumberOf(std::string_view digits) {
+  unsigned number = 0;
+  for (char digit : digits)
+    number = std::min(number * 10 + static_cast<unsigned>(digit - '0'), kLargest);
+  return number;
+}
+
+}  // namespace
+
+std::string_view DialectVersion(std::string_view contents) {
+  while (const auto item = CutPseudoAttribute(contents))
+    if (item->name == "version") return item->value;
+  return {};
+}
+
+bool IsDialect402(std::string_view version) {
+  const std::size_t point = version.find('.');
+  if (point == version.npos) return false;
+  const std::string_view major = version.substr(0, point);
+  const std::string_view minor = version.substr(point + 1);
+  if (!IsNumber(major) || !IsNumber(minor)) return false;
+  const unsigned number = NumberOf(major);
+  return number > kMajor || (number == kMajor && NumberOf(minor) >= kMinor);
 }
 
 }  // namespace svc::xml

@@ -4,7 +4,10 @@
 #define RUNTIME_XMLPARSER_CIM_ELEMENTS_H_
 
 #include <cstdint>
+#include <string>
 #include <string_view>
+
+#include "runtime/xmlparser/xml_reader.h"
 
 namespace svc::xml {
 
@@ -68,6 +71,99 @@ enum class ETreatment : std::uint8_t {
 
 // What is done with `child` where it stands directly below `parent`, one of the containers.
 ETreatment TreatmentBelow(EElement parent, EElement child);
+
+// A reader's tokens as CIM-XML has them: elements below elements, text only in a few. Used from one
+// thread at a time.
+
+// Every operation throws TDocumentError where the document is not as the operation says.
+class TCimTokens {
+ public:
+  explicit TCimTokens(TXmlReader& reader) : reader(reader) {}
+
+  // Moves to the next child of the open element. False at the element's end tag, which is then
+  // read. Text beside the children is refused.
+  bool NextChild();
+  // Which element began last. REQUIRES: the last token was a start; so for all that follow.
+  EElement Element();
+  // An attribute that the element must have, and that must not be empty.
+  std::string_view Required(std::string_view attributeName) const;
+  std::string_view Optional(std::string_view attributeName) const;
+  // Passes over the element with all that it holds.
+  void Skip();
+  // Passes over the element, which must be empty.
+  void SkipEmpty();
+  // Reads the element's text and hands it to `take`, then passes over its end tag. The text is
+  // the last token while `take` runs.
+  template <typename TTake>
+  void ReadText(TTake take);
+  // Does all of that for the next element when it is of this kind and easy to read: it stood here
+  // before and holds nothing but plain text. False, and nothing is read, when it is not.
+  template <typename TTake>
+  bool TakeText(EElement element, TTake take);
+  // The same for an element that holds nothing but such an element: the attributes and the note are
+  // those of the outer one.
+  template <typename TTake>
+  bool TakeTextBelow(EElement outer, EElement element, TTake take);
+  // As a text of its own.
+  std::string TextOf();
+
+  [[noreturn]] void RefuseElement() const;
+  TXmlReader& Reader() { return reader; }
+
+ private:
+  TXmlReader& reader;
+};
+
+inline bool TCimTokens::NextChild() {
+  const EToken token = reader.NextTag();
+  if (token == EToken::kText) reader.Fail("text stands where only elements are allowed");
+  return token == EToken::kStart;
+}
+
+inline EElement TCimTokens::Element() {
+  TTagNote& note = reader.Note();
+  if (note.kind == 0) note.kind = static_cast<std::uint32_t>(ElementOfName(reader.Name()));
+  return static_cast<EElement>(note.kind);
+}
+
+template <typename TTake>
+void TCimTokens::ReadText(TTake take) {
+  EToken token = reader.Next();
+  if (token == EToken::kText) {
+    take(reader.Text());
+    token = reader.Next();
+  } else if (token == EToken::kEnd) {
+    take(std::string_view());
+  }
+  if (token != EToken::kEnd) RefuseElement();
+}
+
+template <typename TTake>
+bool TCimTokens::TakeText(EElement element, TTake take) {
+  if (!reader.TakeLeaf(static_cast<std::uint32_t>(element))) return false;
+  take(reader.Text());
+  return true;
+}
+
+template <typename TTake>
+bool TCimTokens::TakeTextBelow(EElement outer, EElement element, TTake take) {
+  if (!reader.TakeLeafBelow(static_cast<std::uint32_t>(outer), static_cast<std::uint32_t>(element)))
+    return false;
+  take(reader.Text());
+  return true;
+}
+
+// The dialect of a catalogue, from the processing instruction before its root element. Stateless;
+// may be used from any thread.
+
+inline constexpr std::string_view kDialectTarget = "sv-catalogue";
+
+// The version that the instruction's contents name; empty when they name none.
+std::string_view DialectVersion(std::string_view contents);
+
+// Whether a version "MAJOR.MINOR" is 4.02 or later: compared as two integers, major first. False
+// for a text that is no version.
+bool IsDialect402(std::string_view version);
 
 }  // namespace svc::xml
 

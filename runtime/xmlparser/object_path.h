@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "runtime/xmlparser/cim_tokens.h"
+#include "runtime/xmlparser/cim_elements.h"
 
 namespace svc::xml {
 

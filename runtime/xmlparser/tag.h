@@ -2,11 +2,15 @@
 #ifndef RUNTIME_XMLPARSER_TAG_H_
 #define RUNTIME_XMLPARSER_TAG_H_
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string_view>
 #include <vector>
 
+#include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/document_text.h"
 
 namespace svc::xml {
@@ -38,6 +42,111 @@ TTagForm ReadTag(TDocumentText& text, char* at, std::vector<TAttribute>& attribu
 // An attribute whose name one before it has as well, or null. Takes time in proportion to their
 // number.
 const TAttribute* FindDuplicate(std::span<const TAttribute> attributes, const char* tag);
+
+// Start tags met before, so that one that reads the same, byte for byte, is not read again. Used
+// from one thread at a time.
+//
+// A catalogue repeats a few dozen tags some hundred thousand times, mostly in the same order. Each
+// tag remembers which ones came first below it and which ones behind its element, and there they
+// are looked for: one comparison of a few bytes then stands for the reading of a tag.
+
+// What the caller of a reader has found out about a tag. All 0 for a new one.
+struct TTagNote {
+  std::uint32_t kind = 0;
+  std::uint32_t attribute = 0;
+  std::uint32_t number = 0;
+  std::uint32_t detail = 0;
+};
+
+struct TKnownTag;
+
+// The tags that came last at one place: two, since elements are often left out.
+struct TFollowers {
+  TKnownTag* likely;
+  TKnownTag* other;
+
+  void Put(TKnownTag* tag) {
+    other = likely;
+    likely = tag;
+  }
+};
+
+// The markup around a text, as it stood when an element that holds nothing else was read last: from
+// the end of what came before the element, blanks included, to the text, and from the text to the
+// end of the element. Two comparisons then stand for all the tags in it.
+struct TWrapping {
+  static constexpr std::size_t kMaxLead = 192;
+  static constexpr std::size_t kMaxTrail = 64;
+
+  std::uint32_t leadLength;  // 0 when nothing is known.
+  std::uint32_t trailLength;
+  // Of the element directly around the text, where that is a child of this one; otherwise 0.
+  std::uint32_t innerKind;
+  char lead[kMaxLead];
+  char trail[kMaxTrail];
+
+  void Learn(std::string_view newLead, std::string_view newTrail, std::uint32_t newInnerKind);
+  // False where too few bytes follow to tell at a stroke; so for what follows.
+  bool BeginsAt(const char* at, const char* end) const {
+    return static_cast<std::size_t>(end - at) >= kMaxLead && EqualBlocks(lead, at, leadLength);
+  }
+  bool EndsAt(const char* at, const char* end) const {
+    return static_cast<std::size_t>(end - at) >= kMaxTrail && EqualBlocks(trail, at, trailLength);
+  }
+};
+
+struct TKnownTag {
+  static constexpr std::size_t kMaxLength = 128;
+  static constexpr std::size_t kMaxAttributes = 5;
+  // Of its end tag "</NAME>": a name is two bytes shorter than the tag at least. It is compared in
+  // whole blocks, from behind the "</" on.
+  static constexpr std::size_t kMaxEndTag = 2 + kMaxLength;
+
+  char bytes[kMaxLength];
+  TTagForm form;
+  std::uint32_t attributeCount;
+  TAttribute attributes[kMaxAttributes];
+  TFollowers children;  // The first below it.
+  TFollowers siblings;  // The next behind its element.
+  TTagNote note;
+  TWrapping wrapping;
+
+  bool Is(std::string_view tag) const { return std::string_view(bytes, form.length) == tag; }
+  // Whether the bytes at `at` begin with the tag. False where too few bytes follow to tell at a
+  // stroke; so for what follows.
+  bool Begins(const char* at, const char* end) const {
+    return static_cast<std::size_t>(end - at) >= kMaxLength && EqualBlocks(bytes, at, form.length);
+  }
+  // Whether its element's end tag, without blanks, stands at `at`.
+  bool IsClosedAt(const char* at, const char* end) const {
+    return static_cast<std::size_t>(end - at) >= kMaxEndTag && at[0] == '<' && at[1] == '/' &&
+           at[form.nameLength + 2] == '>' && EqualBlocks(bytes + 1, at + 2, form.nameLength);
+  }
+};
+
+// Holds a limited number of tags: where too many come to one place, the last replaces another.
+class TTagMemory {
+ public:
+  // The tag that the bytes at `at` begin with; null when it is not known.
+  TKnownTag* Find(const char* at, const char* end) const;
+  // Remembers the tag at `at`. Null when it is one that cannot be remembered.
+  TKnownTag* Add(const char* at, const TTagForm& form, std::span<const TAttribute> attributes);
+
+ private:
+  static constexpr std::size_t kSlots = 1024;
+  static constexpr std::size_t kProbes = 4;
+
+  static constexpr std::size_t kBlock = 16;
+
+  // The slot that holds the tag, or else where it belongs.
+  std::size_t SlotOf(const char* at, std::size_t length) const;
+  TKnownTag& NewTag();
+
+  std::array<TKnownTag*, kSlots> slots{};  // Null where free.
+  // Few documents have many different tags: their memory is taken as they come.
+  std::vector<std::unique_ptr<TKnownTag[]>> blocks;
+  std::size_t count = 0;
+};
 
 }  // namespace svc::xml
 

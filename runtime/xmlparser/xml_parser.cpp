@@ -1,12 +1,18 @@
-#include "host/xmlparser/xml_parser.h"
-
+#include <algorithm>
 #include <boost/make_shared.hpp>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "host/hskcore/exception.h"
-#include "runtime/xmlparser/block_size.h"
+#include "host/xmlparser/namespace_populator.h"
+#include "host/xmlparser/xml_parser.h"
 #include "runtime/xmlparser/document_text.h"
-#include "runtime/xmlparser/parser_state.h"
+#include "runtime/xmlparser/encoding.h"
+#include "runtime/xmlparser/file_bytes.h"
+#include "runtime/xmlparser/shared_documents.h"
+#include "runtime/xmlparser/xml_parser.h"
+#include "runtime/xmlparser/xml_reader.h"
 
 namespace NQRXHSK20 {
 
@@ -28,6 +34,96 @@ void TCIMXMLParser::SetSV402Mode() { state->dialect = svc::xml::EDialect::kCatal
 
 std::vector<boost::shared_ptr<ICIMClass>> TCIMXMLParser::GetClassesCollected() const {
   return state->ClassesCollected();
+}
+
+using svc::xml::TDocumentCache;
+using svc::xml::TDocumentText;
+using svc::xml::TFileBytes;
+
+namespace {
+
+constexpr std::size_t kMaxSize = TCIMXMLParser::kMaxSpecificationDocumentSize;
+
+// Where the text ends in a block that is zeroed behind it.
+char* EndOfText(char* begin, char* end) {
+  while (end != begin && end[-1] == 0) --end;
+  return end;
+}
+
+}  // namespace
+
+void TXmlParserState::Parse(char* text, std::size_t size, bool isWholeFile) {
+  TDocumentCache* const cache = TDocumentCache::Active();
+  if (cache != nullptr && svc::TakesSharedStates(target)) {
+    ParseOnce(*cache, text, size, isWholeFile);
+  } else {
+    ParseAnew(text, size, isWholeFile);
+  }
+}
+
+// Shares what an earlier parse of the same document, upon the same contents, has made.
+void TXmlParserState::ParseOnce(TDocumentCache& cache, char* text, std::size_t size,
+                                bool isWholeFile) {
+  std::string_view bytes(text, size);
+  // What of a block is behind the document is no part of it.
+  if (!isWholeFile) bytes = bytes.substr(0, bytes.find_last_not_of('\0') + 1);
+  const auto* const standIn = cache.FindStandIn(bytes);
+  const svc::TSharedStateHandle before = svc::SharedStateOf(target);
+  const TDocumentCache::TKey key{before.get(), standIn ? standIn->first : svc::xml::DigestOf(bytes),
+                                 dialect, isWholeFile};
+  if (auto parsed = cache.Find(key)) {
+    svc::AdoptState(target, parsed->after);
+    classes = std::move(parsed->classes);
+    return;
+  }
+  if (standIn) {
+    const TFileBytes whole = svc::xml::ReadNativeFile(standIn->second);
+    ParseAnew(whole.bytes.get(), whole.size, isWholeFile);
+  } else {
+    ParseAnew(text, size, isWholeFile);
+  }
+  cache.Add(key, before, {svc::ShareState(target), classes});
+}
+
+// A block may be larger than the document in it, so that a document is known to be too large only
+// when it does not end within the limit.
+void TXmlParserState::ParseAnew(char* text, std::size_t size, bool isWholeFile) {
+  classes.clear();
+  const bool isCut = size > kMaxSize;
+  svc::xml::TUtf8Document document = svc::xml::ToUtf8(text, text + std::min(size, kMaxSize));
+  if (!isWholeFile) document.end = EndOfText(document.begin, document.end);
+  TDocumentText documentText(document.begin, document.end, isCut);
+  if (isWholeFile && isCut) documentText.FailAtEnd();
+  svc::xml::TXmlReader reader(documentText);
+  svc::TNamespaceWriter writer(target);
+  svc::xml::TCimBuilder builder(reader, writer);
+  builder.Build(dialect);
+  if (isWholeFile) reader.CheckEpilogue();
+  classes = builder.Classes();
+}
+
+std::vector<boost::shared_ptr<ICIMClass>> TXmlParserState::ClassesCollected() const {
+  std::vector<boost::shared_ptr<ICIMClass>> handles;
+  if (classes.empty()) return handles;
+  const svc::TNamespaceWriter writer(target);
+  for (const svc::TClassId id : classes) handles.push_back(writer.ClassHandle(id));
+  return handles;
+}
+
+std::vector<boost::shared_ptr<ICIMClass>> TNamespacePopulator::PopulateFromXMLFile(
+    boost::shared_ptr<ICIMNamespace> target, const std::string& path) {
+  svc::xml::TFileBytes file = svc::xml::ReadFileOrPipe(path);
+  TXmlParserState state;
+  state.target = std::move(target);
+  try {
+    state.Parse(file.bytes.get(), file.size, true);
+  } catch (const svc::xml::TDocumentError& error) {
+    throw THSKException(path + ":" + std::to_string(error.line) + ": " + error.what(),
+                        error.status);
+  } catch (const THSKException& error) {
+    throw THSKException(path + ": " + error.GetMessageText(), error.GetStatusCode());
+  }
+  return state.ClassesCollected();
 }
 
 }  // namespace NQRXHSK20

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <string>
 
-#include "base/cut_name.h"
+#include "base/shown_text.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
-#include "runtime/xmlparser/declaration.h"
+#include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/markup.h"
 #include "runtime/xmlparser/text_run.h"
 

@@ -12,7 +12,7 @@
 
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/document_text.h"
-#include "runtime/xmlparser/tag_memory.h"
+#include "runtime/xmlparser/tag.h"
 
 namespace svc::xml {
 

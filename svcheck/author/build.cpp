@@ -7,14 +7,14 @@
 
 #include "host/hskcore/exception.h"
 #include "rules/names.h"
-#include "runtime/hskcore/path_of.h"
+#include "runtime/hskcore/host_setup.h"
 #include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/author/csv.h"
 #include "svcheck/author/driver_source.h"
 #include "svcheck/author/firmware_list.h"
+#include "svcheck/author/module.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/rules.h"
-#include "svcheck/author/verbs.h"
 #include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;

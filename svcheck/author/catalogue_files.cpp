@@ -7,15 +7,15 @@
 #include "host/hskcore/exception.h"
 #include "rules/download_files.h"
 #include "rules/names.h"
+#include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/path_of.h"
 #include "runtime/xmlparser/cim_builder.h"
-#include "runtime/xmlparser/dialect.h"
+#include "runtime/xmlparser/cim_elements.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/file_bytes.h"
 #include "runtime/xmlparser/xml_reader.h"
-#include "svcheck/author/ascii_text.h"
+#include "svcheck/author/update.h"
 #include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;

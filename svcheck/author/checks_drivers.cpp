@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "rules/names.h"
-#include "svcheck/author/ascii_text.h"
 #include "svcheck/author/checks.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 

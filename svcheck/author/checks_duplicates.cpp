@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "rules/names.h"
-#include "svcheck/author/ascii_text.h"
 #include "svcheck/author/checks.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "report/ascii.h"
+#include "report/text.h"
 
 namespace svc::catalogue {
 

@@ -9,9 +9,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "report/ascii.h"
 #include "report/text.h"
-#include "report/version.h"
+#include "report/verdict.h"
 #include "svcheck/author/update.h"
 #include "svcheck/author/version_resource.h"
 #include "svcheck/system/failure.h"

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
-#include "report/ascii.h"
-#include "runtime/hskcore/hash.h"
-#include "runtime/xmlparser/cim_tokens.h"
-#include "runtime/xmlparser/dialect.h"
+#include "report/text.h"
+#include "runtime/hskcore/name_table.h"
+#include "runtime/xmlparser/cim_elements.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/xml_reader.h"
-#include "svcheck/author/ascii_text.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 

@@ -6,7 +6,6 @@
 #include <array>
 
 #include "rules/version_items.h"
-#include "svcheck/author/ascii_text.h"
 #include "svcheck/author/csv.h"
 #include "svcheck/author/update.h"
 

@@ -2,9 +2,9 @@
 #include <fmt/format.h>
 
 #include "report/text.h"
-#include "runtime/hskcore/path_of.h"
+#include "runtime/hskcore/host_setup.h"
+#include "svcheck/author/module.h"
 #include "svcheck/author/rules.h"
-#include "svcheck/author/verbs.h"
 #include "svcheck/system/failure.h"
 
 namespace svc::catalogue {

@@ -8,10 +8,9 @@
 #include "report/text.h"
 #include "rules/names.h"
 #include "rules/version_items.h"
-#include "runtime/hskcore/path_of.h"
-#include "svcheck/author/ascii_text.h"
+#include "runtime/hskcore/host_setup.h"
+#include "svcheck/author/module.h"
 #include "svcheck/author/update.h"
-#include "svcheck/author/verbs.h"
 #include "svcheck/system/failure.h"
 
 namespace svc::catalogue {

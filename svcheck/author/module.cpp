@@ -3,7 +3,7 @@
 #include <new>
 
 #include "host/hskcore/export.h"
-#include "svcheck/author/verbs.h"
+#include "svcheck/author/module.h"
 #include "svcheck/system/failure.h"
 
 namespace svc::catalogue {

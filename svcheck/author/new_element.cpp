@@ -9,8 +9,7 @@
 #include "rules/names.h"
 #include "rules/system_codes.h"
 #include "rules/version_items.h"
-#include "svcheck/author/ascii_text.h"
-#include "svcheck/author/components.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 

@@ -3,7 +3,6 @@
 // knows the formats and the compressions of that layer and no others.
 #include <archive.h>
 #include <archive_entry.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -14,6 +13,7 @@
 #include <system_error>
 
 #include "collect/archive_filter.h"
+#include "collect/linux/kernel_module.h"
 #include "svcheck/author/driver_source.h"
 
 namespace svc::catalogue {
@@ -218,6 +218,11 @@ void ReadPackage(const std::filesystem::path& path,
                  const TTakeMember& take) {
   const auto read = path.extension() == ".rpm" ? ReadRpm : ReadDeb;
   read(path, isWanted, take);
+}
+
+std::string ModuleVersion(std::string_view bytes) {
+  static const collect::TModuleReader reader;
+  return reader.VersionIn(collect::FileInMemory(bytes));
 }
 
 }  // namespace svc::catalogue

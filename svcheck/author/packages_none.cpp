@@ -13,4 +13,10 @@ void ReadPackage(const std::filesystem::path& /*path*/,
       "folder");
 }
 
+// libkmod, which knows kernel modules, is a library of Linux.
+
+std::string ModuleVersion(std::string_view /*bytes*/) {
+  throw std::runtime_error("kernel modules are read by svcheck for Linux alone");
+}
+
 }  // namespace svc::catalogue

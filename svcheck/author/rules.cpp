@@ -5,8 +5,8 @@
 #include <tuple>
 
 #include "report/text.h"
-#include "svcheck/author/ascii_text.h"
 #include "svcheck/author/checks.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 

@@ -1,7 +1,10 @@
-// One update element as a query takes it: its texts cut up the way the comparisons cut them.
+// Which component an update element is compared with, by the tests that a query makes of it.
 #ifndef SVCHECK_AUTHOR_UPDATE_H_
 #define SVCHECK_AUTHOR_UPDATE_H_
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -10,11 +13,42 @@
 #include <unordered_map>
 #include <vector>
 
+#include "report/text.h"
+#include "rules/components.h"
 #include "rules/driver_list.h"
+#include "rules/folded_text.h"
 #include "svcheck/author/catalogue_files.h"
-#include "svcheck/author/components.h"
+#include "svcheck/author/elements.h"
 
 namespace svc::catalogue {
+
+using rules::EComponent;
+using rules::EVersionPlace;
+using rules::RowOf;
+
+// Recognises elements by their texts. What a text that many share was found to hold is remembered
+// as long as this lives; the properties must live as long. Used by one thread.
+class TRecognition {
+ public:
+  // An element may update the system BIOS and one more component.
+  bool IsBiosUpdate(const TElement& element);
+  EComponent ComponentOf(const TElement& element);
+
+ private:
+  // Which tests were made of a property, and which held: one bit each.
+  struct TAnswers {
+    std::uint32_t made = 0;
+    std::uint32_t held = 0;
+  };
+  // `first` numbers the first of the tests among all.
+  template <std::size_t N>
+  EComponent FirstThatHolds(const std::array<rules::TComponentTest, N>& tests, std::size_t first,
+                            const TElement& element);
+
+  std::unordered_map<const TProperty*, TAnswers> known;
+};
+
+// One update element as a query takes it: its texts cut up the way the comparisons cut them.
 
 // Views of the catalogue.
 using TDriverEntry = rules::TDriverListEntry;
@@ -70,6 +104,36 @@ struct TUpdate {
 };
 
 std::vector<TUpdate> UpdatesOf(const TCatalogue& catalogue);
+
+// Comparing texts as a query does: only the letters A to Z are alike in both cases. Pure functions;
+// may be called from any thread.
+
+inline std::string Lowered(std::string_view text) {
+  std::string lowered(text);
+  std::transform(lowered.begin(), lowered.end(), lowered.begin(), report::ToLower);
+  return lowered;
+}
+
+inline std::string Raised(std::string_view text) {
+  std::string raised(text);
+  for (char& c : raised) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - ('a' - 'A'));
+  }
+  return raised;
+}
+
+inline bool EqualWords(std::string_view left, std::string_view right) {
+  return left.size() == right.size() &&
+         std::equal(left.begin(), left.end(), right.begin(),
+                    [](char a, char b) { return report::ToLower(a) == report::ToLower(b); });
+}
+
+inline bool Contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
+// Without regard to case.
+using rules::Mentions;
 
 }  // namespace svc::catalogue
 

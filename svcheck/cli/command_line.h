@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "svcheck/cli/settings.h"
-#include "svcheck/cli/verb.h"
+#include "svcheck/cli/verb_description.h"
 
 namespace CLI {
 class Option;

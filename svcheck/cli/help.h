@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "svcheck/cli/verb.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"
 
@@ -39,6 +39,14 @@ int PrintVersion();
 
 // Says that there is no such verb, and which one may have been meant.
 std::string UnknownVerb(std::string_view word);
+
+// "Did you mean …?" Pure functions.
+
+// The one of the names that was most likely meant; empty when none is near.
+std::string_view Nearest(std::string_view word, const std::vector<std::string>& names);
+
+// "did you mean "NAME"? ", or nothing.
+std::string DidYouMean(std::string_view word, const std::vector<std::string>& names);
 
 }  // namespace svc
 

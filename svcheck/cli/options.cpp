@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "svcheck/cli/suggestion.h"
+#include "svcheck/cli/help.h"
 
 namespace svc {
 

@@ -4,11 +4,11 @@
 #include <boost/algorithm/string.hpp>
 #include <string_view>
 
-#include "runtime/acquire/shown_address.h"
-#include "runtime/hskcore/path_of.h"
-#include "svcheck/cli/completion_script.h"
+#include "runtime/acquire/address.h"
+#include "runtime/hskcore/host_setup.h"
+#include "svcheck/cli/completion.h"
+#include "svcheck/cli/help.h"
 #include "svcheck/cli/settings_file.h"
-#include "svcheck/cli/suggestion.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"

@@ -3,8 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <boost/algorithm/string.hpp>
 
-#include "svcheck/cli/verb.h"
-
 namespace svc {
 
 namespace {

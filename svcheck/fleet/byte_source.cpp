@@ -10,12 +10,11 @@
 #include <utility>
 
 #include "host/xmlparser/xml_parser.h"
-#include "runtime/hskcore/path_of.h"
-#include "svcheck/fleet/read_some.h"
-#include "svcheck/fleet/unpack.h"
+#include "runtime/acquire/module.h"
+#include "runtime/acquire/outcome.h"
+#include "runtime/hskcore/host_setup.h"
 
 namespace fs = std::filesystem;
-
 namespace svc::fleet {
 
 namespace {
@@ -150,6 +149,17 @@ std::optional<std::string> TLineReader::Next() {
   if (begin == buffer.size()) return {};
   buffer.erase(0, std::exchange(begin, 0));
   return std::exchange(buffer, {});
+}
+
+std::unique_ptr<IByteSource> OpenCompressed(TFile file, const std::string& path) {
+  using TOpen = IByteSource* (*)(TFile, const std::string&);
+  TOpen open = nullptr;
+  try {
+    open = reinterpret_cast<TOpen>(acquire::FindInModule("svcheck-unpack", "SvcOpenCompressed"));
+  } catch (const acquire::TFailure& failure) {
+    throw std::runtime_error(path + ": cannot be unpacked: " + failure.what());
+  }
+  return std::unique_ptr<IByteSource>(open(std::move(file), path));
 }
 
 }  // namespace svc::fleet

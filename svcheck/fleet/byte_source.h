@@ -63,6 +63,25 @@ class TLineReader {
   bool ended = false;
 };
 
+// Compressed files. What unpacks them is in a module that is loaded at the first one.
+
+// The contents of an open file, which is closed with them; `path` is for messages. Throws
+// std::runtime_error.
+std::unique_ptr<IByteSource> OpenCompressed(TFile file, const std::string& path);
+
+// Opening files that others put there, and reading from a pipe as soon as something is there.
+
+// Opens a regular file for reading; null, with errno set, for what cannot be opened and for what is
+// none. Never waits: a pipe is none.
+std::FILE* OpenRegular(const std::string& path);
+
+// Reads what there is, at most `size` bytes, past the stream's own buffer; 0 at the end. None, with
+// errno set, when it cannot be read.
+std::optional<std::size_t> ReadSome(std::FILE* file, char* block, std::size_t size);
+
+// Whether ReadSome would return at once; true also where the system cannot tell.
+bool HasSome(std::FILE* file);
+
 }  // namespace svc::fleet
 
 #endif  // SVCHECK_FLEET_BYTE_SOURCE_H_

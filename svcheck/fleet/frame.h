@@ -1,5 +1,4 @@
-// What passes between a fleet's program and its workers: texts, each behind its length. Pure
-// functions.
+// One machine of a fleet, as it goes from whoever reads the inventories to whoever compares it.
 #ifndef SVCHECK_FLEET_FRAME_H_
 #define SVCHECK_FLEET_FRAME_H_
 
@@ -8,10 +7,24 @@
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include "svcheck/fleet/task.h"
+#include <vector>
 
 namespace svc::fleet {
+
+struct TTask {
+  enum class EInventory : char {
+    kFile,      // `text` is the path of a CIM-XML file, which may be compressed.
+    kDocument,  // `text` is a CIM-XML document.
+    kNone       // There is none; `text` says why.
+  };
+
+  std::string machine;
+  EInventory inventory = EInventory::kFile;
+  std::string text;
+};
+
+// What passes between a fleet's program and its workers: texts, each behind its length. Pure
+// functions.
 
 using TLength = std::uint64_t;
 

@@ -11,11 +11,10 @@
 #include <system_error>
 #include <utility>
 
-#include "base/utf8.h"
-#include "runtime/hskcore/hash.h"
+#include "base/shown_text.h"
+#include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/json_text.h"
-#include "runtime/hskcore/path_of.h"
-#include "svcheck/system/files_below.h"
+#include "runtime/hskcore/name_table.h"
 #include "svcheck/system/paths.h"
 
 namespace fs = std::filesystem;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "svcheck/fleet/byte_source.h"
-#include "svcheck/fleet/task.h"
+#include "svcheck/fleet/frame.h"
 
 namespace svc::fleet {
 

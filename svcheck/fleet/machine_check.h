@@ -10,8 +10,8 @@
 
 #include "report/model.h"
 #include "runtime/xmlparser/shared_documents.h"
+#include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/passed_over.h"
-#include "svcheck/fleet/task.h"
 #include "svcheck/session/query_options.h"
 #include "svcheck/session/query_run.h"
 
@@ -57,6 +57,13 @@ std::string FailedAnswer(const std::string& machine, const std::string& cause);
 // A file name of a machine's name, the same for the same and another for another; at most 120
 // bytes, so that endings have room.
 std::string FileNameOf(std::string_view machine);
+
+// Saves a worker from reading the catalogue for each machine.
+
+// From here on, whoever opens the catalogue's file gets a few bytes that the parser knows for it.
+// Called once, while documents are shared; no effect where the system has no way to do that, or the
+// file cannot be read.
+void PutStandIn(const std::string& catalogueFile);
 
 }  // namespace svc::fleet
 

@@ -5,11 +5,11 @@
 #include <chrono>
 #include <system_error>
 
-#include "report/render.h"
+#include "report/model.h"
 #include "report/text.h"
-#include "runtime/hskcore/path_of.h"
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/fleet/machine_check.h"
-#include "svcheck/fleet/result_lines.h"
+#include "svcheck/fleet/results.h"
 #include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;

@@ -1,17 +1,17 @@
 #include "svcheck/fleet/results.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
-#include "runtime/hskcore/path_of.h"
-#include "svcheck/fleet/result_lines.h"
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;
-
 namespace svc::fleet {
 
 namespace {
@@ -119,6 +119,172 @@ void MergeResults(const std::vector<std::string>& shards,
       ended = at;
     }
   }
+}
+
+namespace {
+
+[[noreturn]] void RefuseLine(std::string_view line) {
+  throw std::runtime_error("\"" + std::string(line.substr(0, 60)) +
+                           "\" is no line of a fleet's results");
+}
+
+// Up to the quote that ends a JSON string, from behind the one that begins it.
+std::string_view UpToQuote(std::string_view text) {
+  std::size_t end = text.find('"');
+  while (end != std::string_view::npos) {
+    std::size_t escapes = 0;
+    while (escapes < end && text[end - escapes - 1] == '\\') ++escapes;
+    if (escapes % 2 == 0) break;
+    end = text.find('"', end + 1);
+  }
+  return text.substr(0, end);
+}
+
+// Inside a text every quote has a backslash before it, so that a name with both its quotes is a
+// member's. Its colon follows at once.
+std::size_t FindMember(std::string_view line, std::string_view name) {
+  std::string key;
+  key.reserve(name.size() + 3);
+  key += '"';
+  key += name;
+  key += "\":";
+  const std::size_t found = line.find(key);
+  return found == std::string_view::npos ? found : found + key.size();
+}
+
+void AppendCharacter(std::string& text, unsigned code) {
+  if (code < 0x80) {
+    text += static_cast<char>(code);
+  } else if (code < 0x800) {
+    text += static_cast<char>(0xC0 | (code >> 6));
+    text += static_cast<char>(0x80 | (code & 0x3F));
+  } else {
+    text += static_cast<char>(0xE0 | (code >> 12));
+    text += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+    text += static_cast<char>(0x80 | (code & 0x3F));
+  }
+}
+
+// Of the four digits behind "\\u".
+unsigned CodeOf(std::string_view digits) {
+  unsigned code = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto read = std::from_chars(digits.data(), end, code, 16);
+  if (digits.size() != 4 || read.ec != std::errc() || read.ptr != end) {
+    throw std::runtime_error("a line has an escape that is none");
+  }
+  return code;
+}
+
+char Escaped(char letter) {
+  switch (letter) {
+    case 'n':
+      return '\n';
+    case 't':
+      return '\t';
+    case 'r':
+      return '\r';
+    case 'b':
+      return '\b';
+    case 'f':
+      return '\f';
+    default:
+      return letter;
+  }
+}
+
+std::string TextOf(std::string_view line, std::string_view name) {
+  const auto written = MemberOf(line, name);
+  if (!written) RefuseLine(line);
+  return Unescaped(*written);
+}
+
+report::TRecord RecordOf(std::string_view line) {
+  report::TRecord record;
+  record.type = TextOf(line, "Type");
+  record.name = TextOf(line, "Name");
+  record.installed = TextOf(line, "InstalledVersion");
+  record.offered = TextOf(line, "SVVersion");
+  const auto verdict = report::VerdictOfName(TextOf(line, "verdict"));
+  if (!verdict) RefuseLine(line);
+  record.verdict = *verdict;
+  return record;
+}
+
+}  // namespace
+
+std::optional<std::string_view> TakeLine(std::string_view& text) {
+  const std::size_t end = text.find('\n');
+  if (end == std::string_view::npos) return {};
+  const std::string_view line = text.substr(0, end);
+  text.remove_prefix(end + 1);
+  return line;
+}
+
+std::optional<std::string_view> MemberOf(std::string_view line, std::string_view name) {
+  const std::size_t at = FindMember(line, name);
+  if (at == std::string_view::npos || at >= line.size() || line[at] != '"') return {};
+  return UpToQuote(line.substr(at + 1));
+}
+
+std::optional<TTextMembers::TMember> TTextMembers::Next() {
+  constexpr std::string_view kBetween = "\":\"";
+  if (rest.size() < 2 || rest[1] != '"') return {};
+  TMember member{UpToQuote(rest.substr(2)), {}};
+  rest.remove_prefix(2 + member.name.size());
+  if (!rest.starts_with(kBetween)) return {};
+  member.written = UpToQuote(rest.substr(kBetween.size()));
+  rest.remove_prefix(std::min(kBetween.size() + member.written.size() + 1, rest.size()));
+  return member;
+}
+
+bool IsLast(std::string_view line) { return line.find(",\"outcome\":\"") != line.npos; }
+
+std::string Unescaped(std::string_view written) {
+  std::string text;
+  for (std::size_t i = 0; i < written.size(); ++i) {
+    if (written[i] != '\\' || i + 1 == written.size()) {
+      text += written[i];
+    } else if (written[++i] == 'u') {
+      AppendCharacter(text, CodeOf(written.substr(i + 1, 4)));
+      i += 4;
+    } else {
+      text += Escaped(written[i]);
+    }
+  }
+  return text;
+}
+
+std::vector<std::string_view> ErrorsOf(std::string_view line) {
+  std::vector<std::string_view> errors;
+  std::size_t at = FindMember(line, "errors");
+  while (at != std::string_view::npos && at + 1 < line.size() && line[at + 1] == '"') {
+    errors.push_back(UpToQuote(line.substr(at + 2)));
+    at += errors.back().size() + 3;  // At the comma behind it.
+  }
+  return errors;
+}
+
+report::TReport ReportOf(std::string_view lines) {
+  report::TReport report;
+  while (const auto line = TakeLine(lines)) {
+    if (!IsLast(*line)) {
+      report.records.push_back(RecordOf(*line));
+      continue;
+    }
+    const auto outcome = report::OutcomeOfName(TextOf(*line, "outcome"));
+    if (!outcome) RefuseLine(*line);
+    report.outcome = *outcome;
+    report.machine.type = TextOf(*line, "machineType");
+    for (const std::string_view error : ErrorsOf(*line)) report.errors.push_back(Unescaped(error));
+  }
+  return report;
+}
+
+std::string MachineOf(std::string_view line) {
+  const auto machine = MemberOf(line, "machine");
+  if (!machine) RefuseLine(line);
+  return Unescaped(*machine);
 }
 
 }  // namespace svc::fleet

@@ -1,12 +1,15 @@
 #include "svcheck/fleet/summary.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <tuple>
 
 #include "report/model.h"
-#include "svcheck/fleet/result_lines.h"
+#include "report/text.h"
+#include "svcheck/fleet/results.h"
 
 namespace svc::fleet {
 
@@ -109,6 +112,129 @@ std::vector<TSummary::TComponent> TSummary::Components() const {
            std::tie(a.verdicts[outdated], b.type, b.name);
   });
   return list;
+}
+
+// A fleet's summary for programs and for people.
+
+using report::JsonString;
+using report::kVerdicts;
+using report::PlainLine;
+
+namespace {
+
+// So many rows of a list are shown to a person.
+constexpr std::size_t kShown = 20;
+
+std::string Json(const TVerdictCounts& counts) {
+  std::string text;
+  for (const report::EVerdict verdict : kVerdicts) {
+    text += fmt::format("{}\"{}\":{}", text.empty() ? "" : ",", report::NameOf(verdict),
+                        counts[report::IndexOf(verdict)]);
+  }
+  return "{" + text + "}";
+}
+
+// The elements of a JSON array, one a line.
+class TRows {
+ public:
+  TRows(report::IOutput& output, std::string_view name) : output(output) {
+    output.Write(fmt::format("  \"{}\": [", name));
+  }
+  void Add(const std::string& row) {
+    output.Write((any ? ",\n    " : "\n    ") + row);
+    any = true;
+  }
+  void End(bool isLast) {
+    output.Write(any ? "\n  ]" : "]");
+    output.Write(isLast ? "\n" : ",\n");
+  }
+
+ private:
+  report::IOutput& output;
+  bool any = false;
+};
+
+void WriteHead(const TSummary& summary, report::IOutput& output) {
+  output.Write(
+      fmt::format("{{\n  \"schema\": 1,\n  \"machines\": {},\n  \"checked\": {},\n"
+                  "  \"failed\": {},\n  \"withUpdates\": {},\n  \"verdicts\": {},\n",
+                  summary.Machines(), summary.Machines() - summary.Failed().size(),
+                  summary.Failed().size(), summary.OutdatedMachines(), Json(summary.Verdicts())));
+}
+
+std::string Row(const std::string& name, const TVerdictCounts& counts, std::size_t width) {
+  std::string text = PlainLine(name);
+  const std::size_t columns = report::DisplayWidth(text);
+  text.append(columns < width ? width - columns : 0, ' ');
+  for (const std::uint64_t count : counts) text += fmt::format(" {:>10}", count);
+  return text + '\n';
+}
+
+std::string Heads(std::string_view name, std::size_t width) {
+  std::string text = fmt::format("\n{:<{}}", name, width);
+  for (const report::EVerdict verdict : kVerdicts) {
+    text += fmt::format(" {:>10}", report::NameOf(verdict));
+  }
+  return text + '\n';
+}
+
+void WriteRest(std::size_t count, std::string_view what, report::IOutput& output) {
+  if (count > kShown) output.Write(fmt::format("... and {} {} more\n", count - kShown, what));
+}
+
+}  // namespace
+
+void WriteJson(const TSummary& summary, report::IOutput& output) {
+  WriteHead(summary, output);
+  TRows components(output, "components");
+  for (const TSummary::TComponent& component : summary.Components()) {
+    components.Add(fmt::format("{{\"Type\":{},\"Name\":{},\"verdicts\":{}}}",
+                               JsonString(component.type), JsonString(component.name),
+                               Json(component.verdicts)));
+  }
+  components.End(false);
+  TRows types(output, "machineTypes");
+  for (const auto& [type, counts] : summary.MachineTypes()) {
+    types.Add(fmt::format(
+        "{{\"machineType\":{},\"machines\":{},\"withUpdates\":{},\"verdicts\":{}}}",
+        JsonString(type), counts.machines, counts.outdatedMachines, Json(counts.verdicts)));
+  }
+  types.End(false);
+  TRows failures(output, "failures");
+  for (const TFailedMachine& machine : summary.Failed()) {
+    failures.Add(fmt::format("{{\"machine\":{},\"outcome\":{},\"error\":{}}}",
+                             JsonString(machine.machine), JsonString(machine.outcome),
+                             JsonString(machine.cause)));
+  }
+  failures.End(true);
+  output.Write("}\n");
+}
+
+void WriteTable(const TSummary& summary, report::IOutput& output) {
+  constexpr std::size_t kWidth = 36;
+  output.Write(fmt::format("{} machines compared, {} with updates to install; {} failed\n",
+                           summary.Machines() - summary.Failed().size(), summary.OutdatedMachines(),
+                           summary.Failed().size()));
+  output.Write(Heads("Machine type", kWidth));
+  for (const auto& [type, counts] : summary.MachineTypes()) {
+    output.Write(
+        Row(fmt::format("{} ({} machines)", type, counts.machines), counts.verdicts, kWidth));
+  }
+  output.Write(Row("all", summary.Verdicts(), kWidth));
+  const auto components = summary.Components();
+  output.Write(Heads("Component", kWidth));
+  for (std::size_t i = 0; i < std::min(kShown, components.size()); ++i) {
+    output.Write(
+        Row(components[i].type + " " + components[i].name, components[i].verdicts, kWidth));
+  }
+  WriteRest(components.size(), "components", output);
+  if (summary.Failed().empty()) return;
+  output.Write("\nFailed\n");
+  for (std::size_t i = 0; i < std::min(kShown, summary.Failed().size()); ++i) {
+    const TFailedMachine& machine = summary.Failed()[i];
+    output.Write(PlainLine(machine.machine + ": " + machine.outcome + ": " + machine.cause) + '\n');
+  }
+  WriteRest(summary.Failed().size(), "machines", output);
 }
 
 }  // namespace svc::fleet

@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "report/render.h"
+#include "report/model.h"
 #include "report/verdict.h"
 
 namespace svc::fleet {

@@ -3,21 +3,27 @@
 #include <malloc.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <set>
 #include <system_error>
 #include <utility>
 
+#include "host/hskcore/os_specific.h"
+#include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/host_setup.h"
+#include "runtime/xmlparser/shared_documents.h"
+#include "svcheck/fleet/byte_source.h"
 #include "svcheck/fleet/machine_check.h"
-#include "svcheck/fleet/worker_loop.h"
-#include "svcheck/fleet/worker_process.h"
+#include "svcheck/fleet/workers.h"
 #include "svcheck/system/failure.h"
 
 namespace svc::fleet {
@@ -178,5 +184,51 @@ std::unique_ptr<IWorkers> StartWorkers(int jobs, const TCheckSettings& settings)
 
 // Workers are copies of the program that hands out the tasks.
 std::optional<int> RunWorker(const std::string& /*channel*/) { return {}; }
+
+std::FILE* OpenRegular(const std::string& path) {
+  const int number = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (number == -1) return nullptr;
+  struct stat status {};
+  const bool isKnown = ::fstat(number, &status) == 0;
+  if (isKnown && S_ISREG(status.st_mode)) return ::fdopen(number, "rb");
+  const int error = isKnown ? EINVAL : errno;
+  ::close(number);
+  errno = error;
+  return nullptr;
+}
+
+std::optional<std::size_t> ReadSome(std::FILE* file, char* block, std::size_t size) {
+  ssize_t count = 0;
+  do {
+    count = ::read(::fileno(file), block, size);
+  } while (count == -1 && errno == EINTR);
+  if (count == -1) return {};
+  return static_cast<std::size_t>(count);
+}
+
+bool HasSome(std::FILE* file) {
+  pollfd polled{::fileno(file), POLLIN, 0};
+  return ::poll(&polled, 1, 0) != 0;
+}
+
+// The bytes lie in a file of memory that only this process and its workers have; it is left open
+// for them.
+void PutStandIn(const std::string& catalogueFile) {
+  constexpr std::uintmax_t kLargest = NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize;
+  const std::string native = NQRXHSK20::TOSSpecific::NativePath(catalogueFile);
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(native, error) || ::access(native.c_str(), R_OK) != 0 ||
+      std::filesystem::file_size(native, error) > kLargest) {
+    return;
+  }
+  const std::string text = MakeStandIn(native);
+  const int file = ::memfd_create("svcheck-catalogue", MFD_CLOEXEC);
+  if (file == -1) return;
+  if (::write(file, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    ::close(file);
+    return;
+  }
+  SetStandInFile(catalogueFile, "/proc/self/fd/" + std::to_string(file));
+}
 
 }  // namespace svc::fleet

@@ -1,25 +1,68 @@
 // Workers that are programs: the system copies no process. Each reads the catalogue itself.
+#include <io.h>
 #include <windows.h>
-
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <csignal>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <system_error>
 #include <utility>
 #include <vector>
 
+#include "runtime/hskcore/os_platform.h"
+#include "svcheck/fleet/byte_source.h"
 #include "svcheck/fleet/frame.h"
-#include "svcheck/fleet/handle_windows.h"
-#include "svcheck/fleet/pipe_windows.h"
-#include "svcheck/fleet/program_windows.h"
-#include "svcheck/fleet/settings_frame.h"
-#include "svcheck/fleet/worker_loop.h"
-#include "svcheck/fleet/worker_process.h"
+#include "svcheck/fleet/machine_check.h"
+#include "svcheck/fleet/process_windows.h"
+#include "svcheck/fleet/workers.h"
 #include "svcheck/system/failure.h"
 
 namespace svc::fleet {
 
 namespace {
+
+// What a worker that is a program of its own has to know is the first frame that it is sent.
+// Both sides are the same program.
+constexpr const char* kGreeting = "svcheck fleet " SVCHECK_VERSION;
+
+std::string FrameOfSettings(const TCheckSettings& settings) {
+  const TQueryOptions& query = settings.query;
+  std::vector<std::string> texts = {kGreeting,
+                                    settings.catalogue,
+                                    settings.logFolder,
+                                    query.dataFolder,
+                                    query.plugin,
+                                    std::to_string(query.logLevel),
+                                    query.noBuiltinClasses ? "bare" : ""};
+  texts.insert(texts.end(), query.context.begin(), query.context.end());
+  std::string body;
+  for (const std::string& text : texts) AppendFrame(body, text);
+  std::string frame;
+  AppendFrame(frame, body);
+  return frame;
+}
+
+// None for what FrameOfSettings did not make.
+std::optional<TCheckSettings> SettingsOfBody(std::string_view body) {
+  if (TakeFrame(body) != kGreeting) return {};
+  std::vector<std::string> texts;
+  while (const auto text = TakeFrame(body)) texts.emplace_back(*text);
+  constexpr std::size_t kAlways = 6;
+  if (texts.size() < kAlways) return {};
+  TCheckSettings settings;
+  settings.catalogue = texts[0];
+  settings.logFolder = texts[1];
+  settings.query.dataFolder = texts[2];
+  settings.query.plugin = texts[3];
+  settings.query.logLevel = std::stoi(texts[4]);
+  settings.query.noBuiltinClasses = !texts[5].empty();
+  settings.query.context.assign(texts.begin() + kAlways, texts.end());
+  return settings;
+}
 
 // The statuses with which the system, or the C runtime, ends a process (Windows, ntstatus.h).
 struct TMeaning {
@@ -139,5 +182,102 @@ class TPrograms : public IWorkerSystem {
 std::unique_ptr<IWorkers> StartWorkers(int jobs, const TCheckSettings& settings) {
   return MakeWorkers(jobs, std::make_unique<TPrograms>(settings));
 }
+
+// A worker, from its own side.
+
+namespace {
+
+class TPipeChannel : public ITaskChannel {
+ public:
+  explicit TPipeChannel(HANDLE pipe) : pipe(pipe) {}
+
+  std::size_t Read(char* block, std::size_t size) override {
+    DWORD count = 0;
+    if (!ReadFile(pipe.get(), block, static_cast<DWORD>(size), &count, nullptr)) return 0;
+    return count;
+  }
+  bool Write(std::string_view bytes) override {
+    while (!bytes.empty()) {
+      DWORD count = 0;
+      if (!WriteFile(pipe.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr))
+        return false;
+      bytes.remove_prefix(count);
+    }
+    return true;
+  }
+
+ private:
+  THandle pipe;
+};
+
+// Null where the text names no pipe that this process inherited.
+HANDLE PipeOf(const std::string& text) {
+  std::uintptr_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, number);
+  const auto pipe = reinterpret_cast<HANDLE>(number);
+  const bool isNumber = read.ec == std::errc() && read.ptr == end;
+  if (!isNumber || GetFileType(pipe) != FILE_TYPE_PIPE) return nullptr;
+  SetHandleInformation(pipe, HANDLE_FLAG_INHERIT, 0);
+  return pipe;
+}
+
+// An interruption is for who handed out the tasks; the system ends this process with that one. A
+// comparison that ends this process is told by its status, and not on standard error.
+void LeaveTellingToOthers() {
+  SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
+  // With the status of the C runtime's own abort, and without its message.
+  std::signal(SIGABRT, [](int) { std::_Exit(3); });
+}
+
+int Tell(ITaskChannel& channel, const std::exception& error, int status) {
+  std::string frame;
+  AppendFrame(frame, static_cast<char>(status) + ReasonOf(error));
+  channel.Write(frame);
+  return status;
+}
+
+int Work(const TCheckSettings& settings, TFrameReader& tasks, ITaskChannel& channel) {
+  std::optional<TMachineCheck> check;
+  try {
+    check.emplace(settings);
+  } catch (const TFailure& failure) {
+    return Tell(channel, failure, failure.Status());
+  } catch (const std::exception& error) {
+    return Tell(channel, error, kExitFailure);
+  }
+  std::string ready;
+  AppendFrame(ready, "");
+  return channel.Write(ready) ? AnswerTasks(tasks, channel, *check) : kExitFailure;
+}
+
+}  // namespace
+
+std::optional<int> RunWorker(const std::string& name) {
+  const HANDLE pipe = PipeOf(name);
+  if (pipe == nullptr) return {};
+  TPipeChannel channel(pipe);
+  TFrameReader frames(channel);
+  const auto first = frames.Next();
+  const auto settings = first ? SettingsOfBody(*first) : std::nullopt;
+  if (!settings) return {};
+  LeaveTellingToOthers();
+  return Work(*settings, frames, channel);
+}
+
+// Folders hold no pipes here.
+std::FILE* OpenRegular(const std::string& path) { return OpenNativeFile(path, "rb"); }
+
+std::optional<std::size_t> ReadSome(std::FILE* file, char* block, std::size_t size) {
+  const int count = _read(_fileno(file), block, static_cast<unsigned>(size));
+  if (count == -1) return {};
+  return static_cast<std::size_t>(count);
+}
+
+bool HasSome(std::FILE* /*file*/) { return true; }
+
+// Plug-ins open files by names of the system's own here: they read the catalogue, and the parser
+// knows its bytes again.
+void PutStandIn(const std::string& /*catalogueFile*/) {}
 
 }  // namespace svc::fleet

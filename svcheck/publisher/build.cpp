@@ -3,17 +3,18 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <tuple>
 
-#include "runtime/acquire/safe_name.h"
-#include "runtime/hskcore/path_of.h"
-#include "svcheck/publisher/applicability.h"
+#include "runtime/acquire/manifest.h"
+#include "runtime/acquire/outcome.h"
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/publisher/description.h"
 #include "svcheck/publisher/files.h"
-#include "svcheck/publisher/manifest_text.h"
 
 namespace svc::repository {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -135,6 +136,63 @@ TBuildResult Build(const TBuildOptions& options) {
   TBuildResult result = TBuilder(options).Run();
   WriteText(options.folder + "/" + acquire::kManifestName, ManifestText(result.manifest));
   return result;
+}
+
+namespace {
+
+using nlohmann::ordered_json;
+
+ordered_json FileObject(const acquire::TManifestFile& file) {
+  return {{"name", file.name},
+          {"path", file.path},
+          {"size", file.size},
+          {"sha256", file.sha256},
+          {"machineTypes", file.machineTypes},
+          {"os", file.os},
+          {"arch", file.arch},
+          {"latest", file.latest},
+          {"payload", file.payload}};
+}
+
+}  // namespace
+
+std::string ManifestText(const acquire::TManifest& manifest) {
+  ordered_json files = ordered_json::array();
+  for (const acquire::TManifestFile& file : manifest.files) files.push_back(FileObject(file));
+  const ordered_json document = {{"schema", acquire::kManifestSchema},
+                                 {"serial", manifest.serial},
+                                 {"expires", acquire::FormatTime(manifest.expires)},
+                                 {"files", files}};
+  return document.dump(2) + "\n";
+}
+
+namespace {
+
+using acquire::EOutcome;
+using acquire::TFailure;
+
+void CheckFile(const std::string& folder, const acquire::TManifestFile& file) {
+  const auto [size, sha256] = SizeAndHash(folder + "/" + file.path);
+  if (size != file.size || sha256 != file.sha256)
+    throw TFailure(EOutcome::kBadContent,
+                   file.path +
+                       " is not the file that the manifest describes; build the manifest "
+                       "again and sign it");
+}
+
+}  // namespace
+
+acquire::TManifest Verify(const std::string& folder, const std::optional<acquire::TPublicKey>& key,
+                          std::chrono::sys_seconds now) {
+  const std::string path = folder + "/" + acquire::kManifestName;
+  const std::string text = ReadText(path);
+  if (key)
+    acquire::VerifySignature(
+        *key, acquire::ParseSignature(ReadText(path + acquire::kSignatureSuffix)), text);
+  acquire::TManifest manifest = acquire::ParseManifest(text);
+  acquire::CheckManifest(manifest, now, {});
+  for (const acquire::TManifestFile& file : manifest.files) CheckFile(folder, file);
+  return manifest;
 }
 
 }  // namespace svc::repository

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "runtime/acquire/manifest.h"
+#include "runtime/acquire/minisign.h"
 
 namespace svc::repository {
 
@@ -28,6 +29,18 @@ struct TBuildResult {
 // there gives the serial to count on from, what is superseded, and the payloads, which are
 // described nowhere else. Throws std::exception with a text for people; then nothing is changed.
 TBuildResult Build(const TBuildOptions& options);
+
+// A manifest as the text that is published.
+
+// JSON, indented; ParseManifest reads it back the same.
+std::string ManifestText(const acquire::TManifest& manifest);
+
+// Whether a folder would be taken as a repository by those who download from it.
+
+// Checks the signature (with a key), the manifest, its date and every file. Returns the manifest;
+// throws acquire::TFailure or std::exception at the first fault.
+acquire::TManifest Verify(const std::string& folder, const std::optional<acquire::TPublicKey>& key,
+                          std::chrono::sys_seconds now);
 
 }  // namespace svc::repository
 

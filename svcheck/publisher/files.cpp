@@ -3,8 +3,8 @@
 #include <stdexcept>
 
 #include "base/new_file.h"
-#include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/staged_file.h"
 
 namespace svc::repository {

@@ -25,6 +25,11 @@ void WriteSecret(const std::string& path, const std::string& text);
 // terminal, its next line.
 std::string AskPassword(const std::string& purpose);
 
+// Where the installation's own files are.
+
+// The data folder that belongs to this library, in the build tree as where it is installed.
+std::string InstalledDataFolder();
+
 }  // namespace svc::repository
 
 #endif  // SVCHECK_PUBLISHER_FILES_H_

@@ -1,6 +1,7 @@
+#include <dlfcn.h>
 #include <termios.h>
 #include <unistd.h>
-
+#include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
@@ -9,6 +10,7 @@
 #include "svcheck/publisher/files.h"
 
 namespace svc::repository {
+
 namespace {
 
 // Keeps the terminal from showing what is typed, for as long as it lives.
@@ -53,6 +55,12 @@ std::string AskPassword(const std::string& purpose) {
   std::string password;
   if (!std::getline(std::cin, password)) throw std::runtime_error("no password was given");
   return password;
+}
+
+std::string InstalledDataFolder() {
+  Dl_info info;
+  if (dladdr(reinterpret_cast<const void*>(&InstalledDataFolder), &info) == 0) return "data";
+  return std::filesystem::path(info.dli_fname).parent_path().parent_path() / "share" / "svcheck";
 }
 
 }  // namespace svc::repository

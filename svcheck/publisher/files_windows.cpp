@@ -1,4 +1,8 @@
 #include <windows.h>
+#include <filesystem>
+
+#include "svcheck/publisher/files.h"
+
 // Needs what windows.h declares.
 #include <sddl.h>
 
@@ -9,10 +13,10 @@
 #include <system_error>
 
 #include "base/shown_text.h"
-#include "runtime/hskcore/path_of.h"
-#include "svcheck/publisher/files.h"
+#include "runtime/hskcore/host_setup.h"
 
 namespace svc::repository {
+
 namespace {
 
 // Everything for the owner, nothing for others, whatever the folder passes on.
@@ -84,6 +88,18 @@ std::string AskPassword(const std::string& purpose) {
   if (!std::getline(std::cin, password)) throw std::runtime_error("no password was given");
   if (password.ends_with('\r')) password.pop_back();
   return password;
+}
+
+std::string InstalledDataFolder() {
+  HMODULE self = nullptr;
+  GetModuleHandleExW(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      reinterpret_cast<LPCWSTR>(&InstalledDataFolder), &self);
+  std::wstring file(32768, L'\0');
+  file.resize(GetModuleFileNameW(self, file.data(), static_cast<DWORD>(file.size())));
+  const auto folder = std::filesystem::path(file).parent_path().parent_path() / "share" / "svcheck";
+  const auto name = folder.u8string();
+  return {name.begin(), name.end()};
 }
 
 }  // namespace svc::repository

@@ -1,13 +1,21 @@
 // The module that does the work of "svcheck repository".
+#include <fmt/core.h>
+#include <chrono>
 #include <exception>
+#include <set>
+#include <stdexcept>
 
 #include "base/shown_text.h"
 #include "host/hskcore/export.h"
+#include "runtime/acquire/manifest.h"
 #include "runtime/acquire/outcome.h"
-#include "svcheck/publisher/data_folder.h"
-#include "svcheck/publisher/verbs.h"
+#include "svcheck/publisher/build.h"
+#include "svcheck/publisher/files.h"
+#include "svcheck/publisher/module.h"
+#include "svcheck/publisher/secret_key.h"
 
 namespace svc::repository {
+
 namespace {
 
 constexpr int kFailed = 1;
@@ -52,8 +60,98 @@ int Run(const TCommand& command) {
 }
 
 }  // namespace
+
 }  // namespace svc::repository
 
 extern "C" HOST_EXPORT int SvcRepository(const svc::repository::TCommand& command) noexcept {
   return svc::repository::Run(command);
 }
+
+namespace svc::repository {
+
+namespace {
+
+using acquire::TManifest;
+
+std::chrono::sys_seconds Now() {
+  return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+}
+
+std::string ManifestPath(const TCommand& command) {
+  return command.folder + "/" + acquire::kManifestName;
+}
+
+std::chrono::sys_seconds Expiry(const TCommand& command) {
+  if (command.expires.empty()) return Now() + std::chrono::days(command.days);
+  try {
+    return acquire::ParseTime(command.expires);
+  } catch (const std::invalid_argument& error) {
+    throw std::runtime_error("--expires " + command.expires + " " + error.what());
+  }
+}
+
+std::string Described(const TManifest& manifest) {
+  std::set<std::string> paths;
+  std::set<std::string> machineTypes;
+  for (const acquire::TManifestFile& file : manifest.files) {
+    paths.insert(file.path);
+    machineTypes.insert(file.machineTypes.begin(), file.machineTypes.end());
+  }
+  return fmt::format("serial {}, good until {}, {} files for {} machine types", manifest.serial,
+                     acquire::FormatTime(manifest.expires), paths.size(), machineTypes.size());
+}
+
+TSecretKey ReadSecretKey(const std::string& path) {
+  const TSecret text(ReadText(path));
+  try {
+    return OpenSecretKey(text.Bytes(), [&path] { return AskPassword("of " + path); });
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(path + ": " + error.what());
+  }
+}
+
+}  // namespace
+
+void MakeKeys(const TCommand& command) {
+  const TSecretKey key = NewSecretKey();
+  std::optional<std::string> password;
+  if (!command.noPassword) password = AskPassword("for the new " + command.secretKeyFile);
+  WriteSecret(command.secretKeyFile, SecretKeyText(key, password));
+  WriteText(command.publicKeyFile, PublicKeyText(PublicKeyOf(key)));
+  fmt::print("{}: key {}, to be given to those who download; {} stays here\n",
+             command.publicKeyFile, acquire::KeyNumber(key.id), command.secretKeyFile);
+}
+
+void BuildManifest(const TCommand& command) {
+  const TBuildResult result =
+      Build({command.folder, command.dataFolder, command.serial, Expiry(command)});
+  for (const std::string& warning : result.warnings) ShowLine("svcheck: warning: " + warning);
+  fmt::print("{}: {}; sign it next\n", ManifestPath(command), Described(result.manifest));
+}
+
+void SignManifest(const TCommand& command) {
+  const std::string text = ReadText(ManifestPath(command));
+  const TManifest manifest = acquire::ParseManifest(text);
+  acquire::CheckManifest(manifest, Now(), {});
+  const TSecretKey key = ReadSecretKey(command.secretKeyFile);
+  const std::string comment =
+      command.comment.empty()
+          ? fmt::format("serial:{}\texpires:{}\tfile:{}\thashed", manifest.serial,
+                        acquire::FormatTime(manifest.expires), acquire::kManifestName)
+          : command.comment;
+  if (comment.find_first_of("\r\n") != std::string::npos)
+    throw std::runtime_error("a trusted comment is one line");
+  WriteText(ManifestPath(command) + acquire::kSignatureSuffix, SignatureText(key, text, comment));
+  fmt::print("{}{}: signed with key {}\n", ManifestPath(command), acquire::kSignatureSuffix,
+             acquire::KeyNumber(key.id));
+}
+
+void VerifyRepository(const TCommand& command) {
+  std::optional<acquire::TPublicKey> key;
+  if (!command.publicKeyFile.empty()) key = acquire::ReadPublicKey(command.publicKeyFile);
+  const TManifest manifest = Verify(command.folder, key, Now());
+  fmt::print("{}: {}, all whole{}\n", command.folder, Described(manifest),
+             key ? ", signed with key " + acquire::KeyNumber(key->id) : ", not signed");
+}
+
+}  // namespace svc::repository

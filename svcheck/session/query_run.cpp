@@ -2,23 +2,25 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <new>
 #include <utility>
 
+#include "collect/load.h"
 #include "host/hskcore/schema_helper.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "rules/names.h"
-#include "runtime/hskcore/builtin_classes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/schema_helper.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 #include "svcheck/system/failure.h"
+#include "svcheck/system/paths.h"
 
 using namespace NQRXHSK20;
 namespace fs = std::filesystem;
-
 namespace svc {
 
 namespace {
@@ -169,6 +171,24 @@ std::shared_ptr<const report::IRecordSource> TQueryRun::Records() const {
 std::string TQueryRun::PluginName() const { return plugin->Provider().GetPlugin()->GetName(); }
 std::string TQueryRun::PluginVersion() const {
   return plugin->Provider().GetPlugin()->GetVersion();
+}
+
+std::string CollectInventory(const std::string& root, bool redact,
+                             std::vector<std::string>& notes) {
+  try {
+    collect::Outcome outcome = collect::LoadCollector().Collect({Absolute(root).string(), redact});
+    notes = std::move(outcome.notes);
+    return std::move(outcome.document);
+  } catch (const TFailure&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    throw TFailure(error.what());
+  }
+}
+
+void CompleteInventory(TQueryRequest& request, const std::string& root,
+                       std::vector<std::string>& notes) {
+  if (request.inventories.empty()) request.inventoryDocument = CollectInventory(root, false, notes);
 }
 
 }  // namespace svc

@@ -92,6 +92,16 @@ std::vector<boost::shared_ptr<NQRXHSK20::ICIMInstance>> InstancesOf(
 // A property as text; empty when it is missing or null.
 std::string TextOf(const NQRXHSK20::ICIMInstance& instance, std::string_view property);
 
+// Where a verb's inventory comes from: files, or this machine.
+
+// The inventory of the machine below `root` as a CIM-XML document. `notes` receives what is missing
+// and why. Throws TFailure.
+std::string CollectInventory(const std::string& root, bool redact, std::vector<std::string>& notes);
+
+// Collects the inventory when the request names no file.
+void CompleteInventory(TQueryRequest& request, const std::string& root,
+                       std::vector<std::string>& notes);
+
 }  // namespace svc
 
 #endif  // SVCHECK_SESSION_QUERY_RUN_H_

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/hskcore/path_of.h"
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/system/interruption.h"
 
 namespace svc {

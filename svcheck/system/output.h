@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "report/render.h"
+#include "report/model.h"
 
 namespace svc {
 

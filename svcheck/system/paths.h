@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace svc {
 
@@ -31,5 +32,15 @@ bool OthersMayWrite(std::FILE* file);
 bool MayWriteTo(const std::filesystem::path& folder);
 
 }  // namespace svc
+
+namespace svc::fleet {
+
+// What lies below a folder. Any thread.
+
+// The paths of all that is no folder, in no order, those of folders within the folder among them;
+// links to folders are not followed. Throws std::system_error.
+std::vector<std::filesystem::path> FilesBelow(const std::filesystem::path& folder);
+
+}  // namespace svc::fleet
 
 #endif  // SVCHECK_SYSTEM_PATHS_H_

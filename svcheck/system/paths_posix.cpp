@@ -1,15 +1,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
-
 #include <cstdlib>
 
-#include "base/rights.h"
+#include "base/path_walk.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 
 namespace fs = std::filesystem;
-
 namespace svc {
 
 namespace {
@@ -65,3 +63,16 @@ bool OthersMayWrite(std::FILE* file) {
 bool MayWriteTo(const fs::path& folder) { return ::access(folder.c_str(), W_OK | X_OK) == 0; }
 
 }  // namespace svc
+
+namespace svc::fleet {
+
+std::vector<fs::path> FilesBelow(const fs::path& folder) {
+  std::vector<fs::path> files;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+    std::error_code unreadable;
+    if (!entry.is_directory(unreadable)) files.push_back(entry.path());
+  }
+  return files;
+}
+
+}  // namespace svc::fleet

@@ -61,6 +61,12 @@ class TCapturedOutput {
   int captured = -1;  // Where it goes meanwhile.
 };
 
+// The name of a machine.
+
+// Of the machine whose system tree it is; empty when it cannot be told. May be called from any
+// thread.
+std::string HostName(const std::filesystem::path& root);
+
 }  // namespace svc
 
 #endif  // SVCHECK_SYSTEM_PROCESS_H_

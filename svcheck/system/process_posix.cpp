@@ -3,11 +3,11 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <system_error>
 
 #include "svcheck/system/environment.h"
@@ -109,6 +109,18 @@ std::string TCapturedOutput::Take() {
                    std::generic_category().message(errno) + "; start the check again");
   }
   return text;
+}
+
+std::string HostName(const std::filesystem::path& root) {
+  std::string name;
+  if (root == "/") {
+    std::array<char, 256> running{};
+    if (::gethostname(running.data(), running.size() - 1) == 0) name = running.data();
+  } else {
+    std::ifstream file(root / "etc/hostname");
+    std::getline(file, name);
+  }
+  return name;
 }
 
 }  // namespace svc

@@ -3,8 +3,8 @@
 #include <share.h>
 #include <sys/stat.h>
 #include <windows.h>
-
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -192,6 +192,12 @@ std::string TCapturedOutput::Take() {
     text.append(block, static_cast<std::size_t>(count));
   if (!Restore()) throw TFailure("standard output cannot be given back; start the check again");
   return text;
+}
+
+std::string HostName(const std::filesystem::path& /*root*/) {
+  std::array<char, MAX_COMPUTERNAME_LENGTH + 1> name{};
+  auto size = static_cast<DWORD>(name.size());
+  return GetComputerNameA(name.data(), &size) ? name.data() : "";
 }
 
 }  // namespace svc

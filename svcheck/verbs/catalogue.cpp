@@ -4,8 +4,8 @@
 #include "runtime/acquire/outcome.h"
 #include "svcheck/author/command.h"
 #include "svcheck/cli/options.h"
-#include "svcheck/cli/verb.h"
-#include "svcheck/session/report_output.h"
+#include "svcheck/cli/verb_description.h"
+#include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 

@@ -3,12 +3,12 @@
 #include "collect/load.h"
 #include "report/text.h"
 #include "svcheck/cli/options.h"
-#include "svcheck/cli/verb.h"
-#include "svcheck/session/inventory_source.h"
+#include "svcheck/cli/verb_description.h"
+#include "svcheck/session/query_run.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/host_name.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
 
 namespace svc {
 

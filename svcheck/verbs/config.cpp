@@ -5,10 +5,10 @@
 
 #include "report/text.h"
 #include "svcheck/cli/command_line.h"
-#include "svcheck/cli/completion_script.h"
+#include "svcheck/cli/completion.h"
+#include "svcheck/cli/help.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/settings.h"
-#include "svcheck/cli/suggestion.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 

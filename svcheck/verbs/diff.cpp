@@ -4,10 +4,9 @@
 #include <algorithm>
 
 #include "svcheck/cli/options.h"
-#include "svcheck/cli/verb.h"
-#include "svcheck/session/input.h"
+#include "svcheck/cli/verb_description.h"
 #include "svcheck/session/query_outcome.h"
-#include "svcheck/session/report_output.h"
+#include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 

@@ -5,7 +5,7 @@
 
 #include "report/text.h"
 #include "svcheck/cli/options.h"
-#include "svcheck/cli/verb.h"
+#include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"

@@ -9,7 +9,6 @@
 #include <string_view>
 #include <utility>
 
-#include "report/ascii.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "svcheck/session/query_run.h"

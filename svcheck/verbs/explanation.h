@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "report/model.h"
 #include "report/records.h"
-#include "report/render.h"
 #include "svcheck/session/query_trace.h"
 
 namespace svc {

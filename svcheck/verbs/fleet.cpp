@@ -10,9 +10,9 @@
 #include <thread>
 #include <utility>
 
-#include "runtime/hskcore/path_of.h"
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
-#include "svcheck/cli/verb.h"
+#include "svcheck/cli/verb_description.h"
 #include "svcheck/fleet/inputs.h"
 #include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/pages.h"

@@ -2,7 +2,7 @@
 #include <string>
 
 #include "svcheck/cli/options.h"
-#include "svcheck/cli/verb.h"
+#include "svcheck/cli/verb_description.h"
 #include "svcheck/fleet/workers.h"
 #include "svcheck/system/failure.h"
 

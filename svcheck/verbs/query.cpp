@@ -1,13 +1,13 @@
 // `svcheck query`: one raw query, for programs and for tests.
 #include <iostream>
 
-#include "report/json_parts.h"
+#include "report/json.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
-#include "svcheck/cli/verb.h"
-#include "svcheck/session/log_file.h"
+#include "svcheck/cli/verb_description.h"
 #include "svcheck/session/query_options.h"
 #include "svcheck/session/query_run.h"
+#include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 

@@ -3,7 +3,7 @@
 #include "runtime/acquire/module.h"
 #include "runtime/acquire/outcome.h"
 #include "svcheck/cli/options.h"
-#include "svcheck/cli/verb.h"
+#include "svcheck/cli/verb_description.h"
 #include "svcheck/publisher/command.h"
 #include "svcheck/system/failure.h"
 

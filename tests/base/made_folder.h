@@ -11,7 +11,7 @@
 #include <set>
 #include <string>
 
-#include "base/file_error.h"
+#include "base/read_file.h"
 
 namespace svc::files {
 

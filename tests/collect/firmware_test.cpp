@@ -4,8 +4,8 @@
 #include <cerrno>
 
 #include "collect/ipmi.h"
-#include "collect/linux/machine.h"
-#include "collect/linux/megaraid.h"
+#include "collect/linux/linux_collector.h"
+#include "collect/linux/storage.h"
 #include "made_tree.h"
 
 namespace svc::collect {

@@ -7,13 +7,12 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "report/ascii.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "svcheck/author/csv.h"
+#include "svcheck/author/module.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/rules.h"
-#include "svcheck/author/verbs.h"
 #include "svcheck/system/failure.h"
 #include "tests/fuzz/fuzz_support.h"
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "collect/cim_xml.h"
-#include "collect/linux/machine.h"
+#include "collect/linux/linux_collector.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::collect;

@@ -1,5 +1,5 @@
 // "svProxy" texts.
-#include "plugins/version_checker/catalogue/proxy.h"
+#include "plugins/version_checker/catalogue/live_acquisition.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

@@ -6,10 +6,9 @@
 #include <memory>
 
 #include "base/shown_text.h"
-#include "base/utf8.h"
 #include "runtime/acquire/address.h"
 #include "runtime/acquire/outcome.h"
-#include "runtime/acquire/response_head.h"
+#include "runtime/acquire/transport.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

@@ -1,6 +1,6 @@
 // Saved reports, as they are read to be shown again or compared with another.
 #include "report/diff.h"
-#include "report/render.h"
+#include "report/model.h"
 #include "report/saved_report.h"
 #include "tests/fuzz/fuzz_support.h"
 

@@ -1,5 +1,4 @@
 // Waivers files, and patterns of names.
-#include "report/glob.h"
 #include "report/text.h"
 #include "report/waivers.h"
 #include "tests/fuzz/fuzz_support.h"

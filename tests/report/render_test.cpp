@@ -1,4 +1,4 @@
-#include "report/render.h"
+#include "report/model.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

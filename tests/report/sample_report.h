@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "report/render.h"
+#include "report/model.h"
 
 namespace svc::report {
 

@@ -1,4 +1,4 @@
-#include "report/version.h"
+#include "report/verdict.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,6 @@
 #include <string>
 #include <string_view>
 
-#include "report/glob.h"
 #include "report/text.h"
 #include "sample_report.h"
 

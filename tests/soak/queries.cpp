@@ -4,9 +4,9 @@
 
 #include "host/hskcore/cim.h"
 #include "host/xmlparser/namespace_populator.h"
-#include "runtime/hskcore/builtin_classes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/schema_helper.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 
 using namespace NQRXHSK20;

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/hskcore/json_logger.h"
+#include "runtime/hskcore/logging.h"
 #include "tests/soak/queries.h"
 
 namespace svc::test {

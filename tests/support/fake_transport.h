@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "runtime/acquire/progress_report.h"
 #include "runtime/acquire/transport.h"
-#include "runtime/acquire/watch.h"
 
 namespace svc::acquire {
 

@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include "svcheck/fleet/frame.h"
-#include "svcheck/fleet/result_lines.h"
-#include "svcheck/fleet/worker_process.h"
+#include "svcheck/fleet/results.h"
+#include "svcheck/fleet/workers.h"
 
 namespace svc::fleet {
 namespace {

@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "collect/ipmi.h"
-#include "collect/linux/netlink.h"
+#include "collect/linux/network.h"
 
 int main() {
   std::string problem;

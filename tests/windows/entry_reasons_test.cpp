@@ -5,7 +5,7 @@
 
 #include "host/hskcore/exception.h"
 #include "host/plugin.nsp/plugin_manager.h"
-#include "plugins/version_checker/query/process_attach.h"
+#include "plugins/version_checker/query/sv_plugin.h"
 #include "runtime/hskcore/host_setup.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);

@@ -13,12 +13,12 @@
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "plugins/version_checker/catalogue/files.h"
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/results.h"
+#include "rules/download_files.h"
 #include "rules/log_texts.h"
 
 using namespace NQRXHSK20;
 namespace rules = svc::rules;
-
 namespace {
 
 struct TFree {
@@ -106,5 +106,26 @@ void ReportIndexFailure(const THSKException& exception) {
       break;
     default:
       break;
+  }
+}
+
+namespace {
+
+bool Skips(const std::string& path, const std::string& family) {
+  const rules::TPassedOver* const row = rules::WhyPassedOver(path, family);
+  if (row != nullptr) LogProgress(row->message);
+  return row != nullptr;
+}
+
+}  // namespace
+
+void LoadDownloadedFiles(const std::vector<std::string>& names, const std::string& family,
+                         const TNamespaceHandle& catalogue) {
+  for (const std::string& name : names) {
+    if (!rules::IsDescription(name)) continue;
+    const std::string path = std::string(rules::kDownloadFolder) + "\\" + name;
+    if (Skips(path, family)) continue;
+    LogProgress(path);
+    TSVPluginCallbacks::LoadCatalogueFile(path, catalogue);
   }
 }

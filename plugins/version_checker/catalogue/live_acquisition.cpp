@@ -1,15 +1,14 @@
 #include "plugins/version_checker/catalogue/live_acquisition.h"
 
+#include <sstream>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "host/hskcore/os_specific.h"
 #include "plugins/version_checker/catalogue/catalogue_loader.h"
-#include "plugins/version_checker/catalogue/download_scan.h"
 #include "plugins/version_checker/catalogue/files.h"
-#include "plugins/version_checker/catalogue/proxy.h"
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/results.h"
 #include "rules/download_files.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
@@ -94,4 +93,37 @@ bool TLiveAcquisition::LoadFiles(const std::string& family) {
     return false;
   }
   return true;
+}
+
+namespace {
+
+constexpr std::size_t kSeparatorLength = 2;  // Of "{ ", and of a comma with the blank behind it.
+
+// Takes the text from `position` to the separator, and moves behind that; false when the
+// separator is missing.
+bool TakePart(const std::string& text, std::size_t& position, const char* separator,
+              std::string& part) {
+  const std::size_t end = text.find(separator, position);
+  if (end == std::string::npos) return false;
+  part = text.substr(position, end - position);
+  position = end + kSeparatorLength;
+  return true;
+}
+
+}  // namespace
+
+std::optional<KPLAcquistion::HTTPProxyInfo> ParseProxy(const std::string& text) {
+  KPLAcquistion::HTTPProxyInfo proxy;
+  std::string port;
+  std::size_t position = text.find("{ ");
+  if (position == std::string::npos) return std::nullopt;
+  position += kSeparatorLength;
+  if (!TakePart(text, position, ",", proxy.host) || !TakePart(text, position, ",", port) ||
+      !TakePart(text, position, ",", proxy.user) ||
+      !TakePart(text, position, " }", proxy.password)) {
+    return std::nullopt;
+  }
+  std::istringstream(port) >> proxy.port;
+  proxy.enabled = true;
+  return proxy;
 }

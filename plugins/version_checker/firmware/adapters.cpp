@@ -1,6 +1,6 @@
 // Network and storage adapters, whose offered versions stand in an element's list of driver files.
 #include "plugins/version_checker/firmware/firmware_run.h"
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/results.h"
 #include "rules/log_texts.h"
 #include "rules/version_items.h"
 

@@ -7,9 +7,8 @@
 
 #include "host/hskcore/root_object.h"
 #include "plugins/version_checker/firmware/firmware_run.h"
-#include "plugins/version_checker/inventory/class_lookup.h"
-#include "plugins/version_checker/inventory/property_reader.h"
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/properties.h"
+#include "plugins/version_checker/inventory/results.h"
 #include "rules/folded_text.h"
 #include "rules/log_texts.h"
 #include "rules/version_items.h"

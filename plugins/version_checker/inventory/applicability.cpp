@@ -1,17 +1,20 @@
 // Which update elements apply to this machine.
 #include <algorithm>
+#include <cstdint>
+#include <string>
 #include <utility>
 
 #include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/inventory/property_reader.h"
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/properties.h"
+#include "plugins/version_checker/inventory/results.h"
 #include "rules/folded_text.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
+#include "rules/system_codes.h"
 #include "rules/version_items.h"
 
 namespace rules = svc::rules;
-
+using namespace NQRXHSK20;
 namespace {
 
 // As text.find(needle), but looks for the character in the middle of the needle: the marks at its
@@ -69,4 +72,30 @@ TInstanceList TSVPluginCallbacks::MatchOSInstances(const std::string& osType,
                                                    TInstanceList instances) {
   LogTrace(rules::kSelectsSystem);
   return Select(instances, rules::kUpdateSystems, osType);
+}
+
+// Which of the operating systems that catalogues know runs on the machine.
+
+namespace {
+
+void ReadInstance(const TInstanceHandle& instance, rules::TOperatingSystem& system) {
+  TSVPluginCallbacks::GetPropertyValue(instance, rules::kSystemVersion, system.version);
+  boost::shared_ptr<ICIMProperty> property;
+  instance->GetProperty(property, rules::kSystemType, CIMContext());
+  system.type = static_cast<std::uint16_t>(property->Value(CIMContext()));
+  TSVPluginCallbacks::GetPropertyValue(instance, rules::kSystemBuild, system.buildID);
+  TSVPluginCallbacks::GetPropertyValue(instance, rules::kSystemPlatform, system.hardwarePlatform);
+}
+
+}  // namespace
+
+std::string TSVPluginCallbacks::getOSType(const TNamespaceHandle& inventory) {
+  LogTrace("In getOSType");
+  boost::shared_ptr<ICIMClass> systemClass;
+  if (!FindClass(systemClass, inventory, rules::kSystemClass, PluginContext())) return "";
+  TInstanceList instances;
+  AppendInstances(instances, systemClass, CIMContext());
+  rules::TOperatingSystem system;
+  for (const TInstanceHandle& instance : instances) ReadInstance(instance, system);
+  return rules::CodeOf(system);
 }

@@ -2,13 +2,13 @@
 #include <boost/make_shared.hpp>
 #include <utility>
 
+#include "host/hskcore/schema_helper.h"
 #include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/inventory/property_reader.h"
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/properties.h"
+#include "plugins/version_checker/inventory/results.h"
 #include "rules/log_texts.h"
 
 using namespace NQRXHSK20;
-
 namespace {
 
 // Texts that are shorter cost less to copy than to count.
@@ -90,4 +90,25 @@ std::string& TSVPluginCallbacks::GetValue(const TCIMValue& value, std::string& o
     output += ' ';
   }
   return output;
+}
+
+const CIMContext& PluginContext() {
+  static const CIMContext context = {
+      {TCIMSchemaHelper::kContextName, TCIMValue(TCIMSchemaHelper::kPluginNSPName)}};
+  return context;
+}
+
+bool FindClass(boost::shared_ptr<ICIMClass>& cimClass, const TNamespaceHandle& cimNamespace,
+               std::string_view className, const CIMContext& context) {
+  try {
+    cimNamespace->GetClass(cimClass, className, context);
+  } catch (const THSKException& exception) {
+    return exception.GetStatusCode() != THSKStatusCode::kClassNotFound;
+  }
+  return true;
+}
+
+void AppendInstances(TInstanceList& instances, const boost::shared_ptr<ICIMClass>& cimClass,
+                     const CIMContext& context) {
+  cimClass->EnumerateInstances(TAddToVectorCallback<ICIMInstance>(instances), true, context);
 }

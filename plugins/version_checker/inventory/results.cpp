@@ -1,13 +1,16 @@
 // Delivering result records.
+#include <cstdio>
+#include <string>
+
+#include "host/hskcore/root_object.h"
 #include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/inventory/class_lookup.h"
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/properties.h"
+#include "plugins/version_checker/inventory/results.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 
 using namespace NQRXHSK20;
 namespace rules = svc::rules;
-
 void TSVPluginCallbacks::DeliverInstance(TNamespaceHandle results, std::string type,
                                          std::string name, TSharedText installedVersion,
                                          TSharedText catalogueVersion) {
@@ -26,4 +29,28 @@ void TSVPluginCallbacks::DeliverInstance(TNamespaceHandle results, std::string t
   record->SetPropertyValue(rules::kResultOffered, TCIMValue(std::move(catalogueVersion)),
                            CIMContext());
   record->Commit(CIMContext());
+}
+
+namespace {
+
+void Log(int level, std::string_view message) { TRootObject::GetCoreLogger().Log(level, message); }
+
+}  // namespace
+
+void LogError(std::string_view message) { Log(kLogError, message); }
+void LogWarning(std::string_view message) { Log(kLogWarning, message); }
+void LogProgress(std::string_view message) { Log(kLogProgress, message); }
+void LogTrace(std::string_view message) { Log(kLogTrace, message); }
+
+void LogJoined(int level, std::initializer_list<std::string_view> pieces) {
+  ILogger& logger = TRootObject::GetCoreLogger();
+  if (!logger.IsLogged(level)) return;
+  std::string message;
+  for (const std::string_view piece : pieces) message += piece;
+  logger.Log(level, message);
+}
+
+void PrintMessage(std::string_view text) {
+  std::printf("\n%.*s\n", static_cast<int>(text.size()), text.data());
+  std::fflush(stdout);
 }

@@ -1,4 +1,4 @@
-#include "plugins/version_checker/query/process_attach.h"
+#include "plugins/version_checker/query/sv_plugin.h"
 
 // Called by the host's loader right after the library is in memory.
 extern "C" __attribute__((visibility("default"))) int LibraryEntry(void* /*module*/,

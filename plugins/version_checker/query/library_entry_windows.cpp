@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "plugins/version_checker/query/process_attach.h"
+#include "plugins/version_checker/query/sv_plugin.h"
 
 // Called by the system's loader, under its lock. Loaders end an exception here by refusing the
 // library, but not all of them do it cleanly: this does the same without their help.

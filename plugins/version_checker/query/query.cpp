@@ -7,8 +7,8 @@
 #include "host/hskcore/schema_helper.h"
 #include "plugins/version_checker/catalogue/catalogue_loader.h"
 #include "plugins/version_checker/drivers/driver_record.h"
-#include "plugins/version_checker/inventory/class_lookup.h"
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/properties.h"
+#include "plugins/version_checker/inventory/results.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 

@@ -1,14 +1,14 @@
 // Identity and lifetime of the plug-in object.
-#include "plugins/version_checker/contents/sv_plugin.h"
-
 #include <boost/pointer_cast.hpp>
+#include <new>
 
 #include "host/hskcore/root_object.h"
 #include "host/plugin.nsp/plugin_manager.h"
+#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/query/sv_plugin.h"
 #include "rules/names.h"
 
 using namespace NQRXHSK20;
-
 TSVPluginCallbacks::TSVPluginCallbacks() {
   const auto manager =
       boost::static_pointer_cast<TPluginManagerNamespace>(TRootObject::GetPluginManager());
@@ -27,3 +27,8 @@ void TSVPluginCallbacks::Release() { delete this; }
 
 void TSVPluginCallbacks::OnHostStarted() {}
 void TSVPluginCallbacks::OnHostStopping() {}
+
+int ProcessAttach(unsigned long reason) {
+  if (reason != kReasonProcessAttach) return 1;
+  return new (std::nothrow) TSVPluginCallbacks != nullptr ? 1 : 0;
+}

@@ -4,8 +4,8 @@
 
 #include <sys/stat.h>
 
-#include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 #include "tests/support/fake_transport.h"
 #include "tests/support/temporary_folder.h"
 

@@ -5,9 +5,9 @@
 
 #include "fetching.h"
 #include "recorded_calls.h"
-#include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/download_folder.h"
+#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/serial_store.h"
 #include "runtime/acquire/targets.h"
 #include "tests/support/temporary_folder.h"

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "from_hex.h"
-#include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 
 namespace svc::acquire {
 namespace {

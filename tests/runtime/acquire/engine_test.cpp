@@ -6,7 +6,7 @@
 #include <functional>
 #include <new>
 
-#include "runtime/acquire/engine_entry.h"
+#include "runtime/acquire/engine.h"
 #include "runtime/acquire/progress_report.h"
 #include "runtime/acquire/serial_store.h"
 #include "tests/support/temporary_folder.h"

@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 
 #include "outside_numbers.h"
-#include "runtime/acquire/acceptance_rules.h"
 #include "runtime/acquire/outcome.h"
 
 namespace svc::acquire {

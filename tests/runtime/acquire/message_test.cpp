@@ -5,11 +5,9 @@
 #include <functional>
 
 #include "fetching.h"
-#include "runtime/acquire/acceptance_rules.h"
 #include "runtime/acquire/download_folder.h"
-#include "runtime/acquire/fetch_result.h"
-#include "runtime/acquire/lock_file.h"
-#include "runtime/acquire/manifest_fetch.h"
+#include "runtime/acquire/fetcher.h"
+#include "runtime/acquire/manifest.h"
 #include "runtime/acquire/module.h"
 #include "runtime/acquire/serial_store.h"
 #include "runtime/acquire/targets.h"

@@ -1,4 +1,4 @@
-#include "runtime/acquire/proxy_choice.h"
+#include "runtime/acquire/address.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "runtime/acquire/response_head.h"
+#include "runtime/acquire/transport.h"
 
 #include <gtest/gtest.h>
 

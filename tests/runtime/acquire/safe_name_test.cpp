@@ -1,4 +1,4 @@
-#include "runtime/acquire/safe_name.h"
+#include "runtime/acquire/manifest.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 
 #include "outside_numbers.h"
-#include "runtime/acquire/base64.h"
 #include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/outcome.h"
 #include "tests/support/temporary_folder.h"
 

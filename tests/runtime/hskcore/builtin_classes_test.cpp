@@ -1,4 +1,4 @@
-#include "runtime/hskcore/builtin_classes.h"
+#include "runtime/hskcore/schema_helper.h"
 
 #include <gtest/gtest.h>
 

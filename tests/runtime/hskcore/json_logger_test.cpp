@@ -1,4 +1,4 @@
-#include "runtime/hskcore/json_logger.h"
+#include "runtime/hskcore/logging.h"
 
 #include <gtest/gtest.h>
 

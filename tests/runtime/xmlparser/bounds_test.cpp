@@ -1,10 +1,10 @@
 // Numbers, names and marks of a document at the edges of what fits.
 #include <gtest/gtest.h>
 
-#include "base/cut_name.h"
+#include "base/shown_text.h"
 #include "loading.h"
-#include "runtime/xmlparser/dialect.h"
-#include "runtime/xmlparser/tag_memory.h"
+#include "runtime/xmlparser/cim_elements.h"
+#include "runtime/xmlparser/tag.h"
 
 namespace svc::xml {
 namespace {

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "loading.h"
-#include "runtime/xmlparser/dialect.h"
+#include "runtime/xmlparser/cim_elements.h"
 
 namespace svc::xml {
 namespace {

@@ -1,4 +1,4 @@
-#include "svcheck/publisher/applicability.h"
+#include "svcheck/publisher/description.h"
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,7 @@
 
 #include <stdexcept>
 
-#include "runtime/acquire/base64.h"
-#include "svcheck/publisher/signing.h"
+#include "runtime/acquire/minisign.h"
 
 namespace svc::repository {
 namespace {

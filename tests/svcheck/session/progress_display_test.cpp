@@ -1,4 +1,4 @@
-#include "svcheck/session/progress_display.h"
+#include "svcheck/session/progress.h"
 
 #include <gtest/gtest.h>
 

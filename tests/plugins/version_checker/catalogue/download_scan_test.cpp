@@ -1,4 +1,4 @@
-#include "plugins/version_checker/catalogue/download_scan.h"
+#include "plugins/version_checker/catalogue/catalogue_loader.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include <boost/make_shared.hpp>
 
 #include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/inventory/property_reader.h"
+#include "plugins/version_checker/inventory/results.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
 

@@ -1,4 +1,4 @@
-#include "plugins/version_checker/inventory/trace.h"
+#include "plugins/version_checker/inventory/results.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,6 +1,6 @@
 // The plug-in object as a host sees it: through the slots of its two interfaces. This program knows
 // nothing of the plug-in but its attach.
-#include "plugins/version_checker/query/process_attach.h"
+#include "plugins/version_checker/query/sv_plugin.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "plugins/version_checker/query/process_attach.h"
+#include "plugins/version_checker/query/sv_plugin.h"
 
 using namespace NQRXHSK20;
 

@@ -1,0 +1,74 @@
+// Reading properties of many instances without a copy for each.
+#ifndef PLUGINS_VERSION_CHECKER_INVENTORY_RESULTS_H_
+#define PLUGINS_VERSION_CHECKER_INVENTORY_RESULTS_H_
+
+#include <boost/shared_ptr.hpp>
+#include <cstddef>
+#include <initializer_list>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "host/hskcore/logger.h"
+#include "host/hskcore/shared_text.h"
+#include "plugins/version_checker/contents/sv_plugin.h"
+
+// Reads as TSVPluginCallbacks::GetPropertyValue does, to the same log entries and calls of the
+// host. Instances that share a value, such as the default of their class, get one text. Used by one
+// thread.
+class TPropertyReader {
+ public:
+  NQRXHSK20::TSharedText Read(const TInstanceHandle& instance, std::string_view property);
+
+ private:
+  NQRXHSK20::TSharedText TextOf(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
+                                const NQRXHSK20::TCIMValue& value);
+
+  // The last array that was long: arrays become texts when they are read.
+  boost::shared_ptr<NQRXHSK20::ICIMProperty> lastArray;
+  NQRXHSK20::TSharedText lastText;
+};
+
+// What was found out about long texts that many instances share: a default in the class would
+// otherwise be searched for each of them. Short texts are looked at anew. Used by one thread.
+template <typename T>
+class TKnownTexts {
+ public:
+  // What is known of the text, which the caller completes. Valid until the next call.
+  std::optional<T>& Of(const NQRXHSK20::TSharedText& text) {
+    if (text.size() >= kLong) {
+      auto& [kept, found] = texts.try_emplace(text.View().data(), text, std::nullopt).first->second;
+      if (kept.size() == text.size()) return found;
+    }
+    return unknown = std::nullopt;
+  }
+
+  template <typename TFind>
+  T Get(const NQRXHSK20::TSharedText& text, const TFind& find) {
+    std::optional<T>& found = Of(text);
+    if (!found) found = find();
+    return *found;
+  }
+
+ private:
+  static constexpr std::size_t kLong = 1024;
+  // By the place of their bytes, which the texts kept here hold.
+  std::unordered_map<const char*, std::pair<NQRXHSK20::TSharedText, std::optional<T>>> texts;
+  std::optional<T> unknown;
+};
+
+// Writing to the host's log and to standard output.
+
+// Each writes one log entry of the level in its name.
+void LogError(std::string_view message);
+void LogWarning(std::string_view message);
+void LogProgress(std::string_view message);
+void LogTrace(std::string_view message);
+// One entry made of pieces, which are joined only when the entry is kept.
+void LogJoined(int level, std::initializer_list<std::string_view> pieces);
+
+// Tells the person who runs the host: an end of line, the text and an end of line.
+void PrintMessage(std::string_view text);
+
+#endif  // PLUGINS_VERSION_CHECKER_INVENTORY_RESULTS_H_

@@ -1,0 +1,179 @@
+#include "runtime/acquire/crypto.h"
+
+#include <gcrypt.h>
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+
+#include "base/shown_text.h"
+
+namespace svc::acquire {
+
+namespace {
+
+int Algorithm(EHash hash) {
+  constexpr std::array kAlgorithms = {GCRY_MD_SHA256, GCRY_MD_SHA512, GCRY_MD_BLAKE2B_256,
+                                      GCRY_MD_BLAKE2B_512};
+  return kAlgorithms[static_cast<std::size_t>(hash)];
+}
+
+void Check(gcry_error_t error) {
+  if (error != 0) throw std::runtime_error(std::string("libgcrypt: ") + gcry_strerror(error));
+}
+
+// libgcrypt ends the process where it finds no memory. The program shall say so and leave nothing
+// behind, which is what its handler of std::terminate does.
+void EndProcess(void* /*unused*/, int /*error*/, const char* text) noexcept {
+  try {
+    throw std::runtime_error(std::string("libgcrypt cannot go on: ") + text);
+  } catch (...) {
+    std::terminate();
+  }
+}
+
+// What the library remarks in passing is nothing to the user: on Windows, that disks keep no
+// statistics to draw chance from.
+void Tell(void* /*unused*/, int level, const char* format, va_list arguments) {
+  if (level <= GCRY_LOG_INFO) return;
+  char text[1024];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  ShowLine(text);
+}
+
+}  // namespace
+
+// Another library of the process may have come first; then the library is ready already.
+void StartCrypto() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    gcry_set_fatalerror_handler(EndProcess, nullptr);
+    if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) != 0) return;
+    if (gcry_check_version("1.9.0") == nullptr) throw std::runtime_error("libgcrypt is too old");
+    gcry_set_log_handler(Tell, nullptr);
+    gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
+    gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
+  });
+}
+
+struct THasher::TState {
+  gcry_md_hd_t handle = nullptr;
+  int algorithm;
+
+  explicit TState(EHash hash) : algorithm(Algorithm(hash)) {
+    StartCrypto();
+    Check(gcry_md_open(&handle, algorithm, 0));
+  }
+  ~TState() { gcry_md_close(handle); }
+};
+
+THasher::THasher(EHash hash) : state(std::make_unique<TState>(hash)) {}
+THasher::~THasher() = default;
+THasher::THasher(THasher&&) noexcept = default;
+THasher& THasher::operator=(THasher&&) noexcept = default;
+
+void THasher::Update(std::string_view bytes) {
+  gcry_md_write(state->handle, bytes.data(), bytes.size());
+}
+
+std::string THasher::Digest() {
+  const unsigned char* digest = gcry_md_read(state->handle, state->algorithm);
+  return {reinterpret_cast<const char*>(digest), gcry_md_get_algo_dlen(state->algorithm)};
+}
+
+std::string Hash(EHash hash, std::string_view bytes) {
+  THasher hasher(hash);
+  hasher.Update(bytes);
+  return hasher.Digest();
+}
+
+// The library's own check takes messages of less than 64 KiB, and a manifest may be longer; so the
+// equation is written here over the library's curve. All values are public: nothing to hide in
+// timing.
+
+namespace {
+
+struct TRelease {
+  void operator()(gcry_mpi* number) const { gcry_mpi_release(number); }
+  void operator()(gcry_mpi_point* point) const { gcry_mpi_point_release(point); }
+  void operator()(gcry_context* context) const { gcry_ctx_release(context); }
+};
+using TNumber = std::unique_ptr<gcry_mpi, TRelease>;
+using TPoint = std::unique_ptr<gcry_mpi_point, TRelease>;
+using TCurve = std::unique_ptr<gcry_context, TRelease>;
+
+TCurve Edwards25519() {
+  gcry_ctx_t curve = nullptr;
+  if (gcry_mpi_ec_new(&curve, nullptr, "Ed25519") != 0)
+    throw std::runtime_error("libgcrypt does not offer Ed25519");
+  return TCurve(curve);
+}
+
+TNumber FromLittleEndian(std::string_view bytes) {
+  const std::string bigEndian(bytes.rbegin(), bytes.rend());
+  gcry_mpi_t number = nullptr;
+  if (gcry_mpi_scan(&number, GCRYMPI_FMT_USG, bigEndian.data(), bigEndian.size(), nullptr) != 0)
+    throw std::runtime_error("libgcrypt cannot read a number");
+  return TNumber(number);
+}
+
+// Nothing where the bytes are no point of the curve.
+TPoint Decode(std::string_view bytes, const TCurve& curve) {
+  TNumber encoded(gcry_mpi_new(0));
+  gcry_mpi_set_opaque_copy(encoded.get(), bytes.data(), static_cast<unsigned>(bytes.size() * 8));
+  TPoint point(gcry_mpi_point_new(0));
+  if (gcry_mpi_ec_decode_point(point.get(), encoded.get(), curve.get()) != 0) return nullptr;
+  return point;
+}
+
+// RFC 8032, section 5.1.2: y in little-endian order, the lowest bit of x on top.
+std::string Encode(const TPoint& point, const TCurve& curve) {
+  const TNumber x(gcry_mpi_new(0));
+  const TNumber y(gcry_mpi_new(0));
+  if (gcry_mpi_ec_get_affine(x.get(), y.get(), point.get(), curve.get()) != 0) return {};
+  std::string bytes(kEd25519KeySize, '\0');
+  std::size_t written = 0;
+  if (gcry_mpi_print(GCRYMPI_FMT_USG, reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(),
+                     &written, y.get()) != 0)
+    return {};
+  std::reverse(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(written));
+  if (gcry_mpi_test_bit(x.get(), 0) != 0) bytes.back() = static_cast<char>(bytes.back() | 0x80);
+  return bytes;
+}
+
+TNumber Challenge(std::string_view r, std::string_view key, std::string_view message,
+                  gcry_mpi_t order) {
+  THasher hasher(EHash::kSha512);
+  for (const auto part : {r, key, message}) hasher.Update(part);
+  TNumber challenge = FromLittleEndian(hasher.Digest());
+  gcry_mpi_mod(challenge.get(), challenge.get(), order);
+  return challenge;
+}
+
+}  // namespace
+
+// R = S·B - k·A, where A is the key and k the challenge.
+bool IsSignedEd25519(std::string_view key, std::string_view message, std::string_view signature) {
+  if (key.size() != kEd25519KeySize || signature.size() != kEd25519SignatureSize) return false;
+  StartCrypto();
+  const TCurve curve = Edwards25519();
+  const TNumber order(gcry_mpi_ec_get_mpi("n", curve.get(), 1));
+  const TPoint base(gcry_mpi_ec_get_point("g", curve.get(), 1));
+  const TPoint holder = Decode(key, curve);
+  const TNumber s = FromLittleEndian(signature.substr(32));
+  if (!holder || gcry_mpi_cmp(s.get(), order.get()) >= 0) return false;
+  const TNumber k = Challenge(signature.substr(0, 32), key, message, order.get());
+  const TPoint left(gcry_mpi_point_new(0));
+  const TPoint right(gcry_mpi_point_new(0));
+  const TPoint r(gcry_mpi_point_new(0));
+  gcry_mpi_ec_mul(left.get(), s.get(), base.get(), curve.get());
+  gcry_mpi_ec_mul(right.get(), k.get(), holder.get(), curve.get());
+  gcry_mpi_ec_sub(r.get(), left.get(), right.get(), curve.get());
+  return Encode(r, curve) == signature.substr(0, 32);
+}
+
+}  // namespace svc::acquire

@@ -1,0 +1,35 @@
+// What a parser and its copies share. Used from one thread at a time.
+#ifndef RUNTIME_XMLPARSER_XML_PARSER_H_
+#define RUNTIME_XMLPARSER_XML_PARSER_H_
+
+#include <boost/shared_ptr.hpp>
+#include <cstddef>
+#include <vector>
+
+#include "host/hskcore/cim.h"
+#include "runtime/xmlparser/cim_builder.h"
+
+namespace svc::xml {
+class TDocumentCache;
+}
+
+namespace NQRXHSK20 {
+
+struct TXmlParserState {
+  boost::shared_ptr<ICIMNamespace> target;
+  svc::xml::EDialect dialect = svc::xml::EDialect::kAny;
+  std::vector<svc::TClassId> classes;
+
+  // Parses the document in [text, text + size), whose bytes it may change.
+  // Throws svc::xml::TDocumentError, or THSKException where the target takes no documents.
+  void Parse(char* text, std::size_t size, bool isWholeFile);
+  std::vector<boost::shared_ptr<ICIMClass>> ClassesCollected() const;
+
+ private:
+  void ParseAnew(char* text, std::size_t size, bool isWholeFile);
+  void ParseOnce(svc::xml::TDocumentCache& cache, char* text, std::size_t size, bool isWholeFile);
+};
+
+}  // namespace NQRXHSK20
+
+#endif  // RUNTIME_XMLPARSER_XML_PARSER_H_

@@ -1,0 +1,197 @@
+// Checks of the machine types and operating systems that an element is for.
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
+#include "rules/download_files.h"
+#include "rules/names.h"
+#include "rules/system_codes.h"
+#include "rules/version_items.h"
+#include "runtime/xmlparser/cim_elements.h"
+#include "svcheck/author/checks.h"
+#include "svcheck/author/update.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+using rules::kSystemCodes;
+
+constexpr std::string_view kMachineTypes = rules::kUpdateMachineTypes;
+constexpr std::string_view kSystems = rules::kUpdateSystems;
+
+bool NamesSystem(const std::string& entry) {
+  return std::any_of(kSystemCodes.begin(), kSystemCodes.end(), [&](const auto& code) {
+    return Mentions(entry, code.code) || Mentions(entry, code.family);
+  });
+}
+
+bool NamesSystemExactly(const std::string& entry) {
+  return std::any_of(kSystemCodes.begin(), kSystemCodes.end(), [&](const auto& code) {
+    return Contains(entry, code.code) || Contains(entry, code.family);
+  });
+}
+
+bool HasMarks(const std::string& entry) { return !rules::MarkedItems(entry).empty(); }
+
+}  // namespace
+
+void CheckMachineTypesMissing(const TUpdate& update, TTell& tell) {
+  if (update.Values(kMachineTypes).empty()) tell.Of(update, kMachineTypes);
+}
+
+void CheckMachineTypeMarks(const TUpdate& update, TTell& tell) {
+  for (const std::string& entry : update.Values(kMachineTypes)) {
+    if (!HasMarks(entry)) tell.Of(update, kMachineTypes, Quoted(entry));
+  }
+}
+
+void CheckMachineTypeUnreachable(const TUpdate& update, TTell& tell) {
+  for (const std::string& type : *update.machineTypes) {
+    const bool hasBlank = std::any_of(type.begin(), type.end(), report::IsBlank);
+    if (type.empty() || hasBlank) tell.Of(update, kMachineTypes, Quoted(rules::Marked(type)));
+  }
+}
+
+void CheckDriversWithoutSystem(const TUpdate& update, TTell& tell) {
+  if (!update.drivers->empty() && update.Values(kSystems).empty()) tell.Of(update, kSystems);
+}
+
+void CheckSystemsMissing(const TUpdate& update, TTell& tell) {
+  if (update.drivers->empty() && update.Values(kSystems).empty()) tell.Of(update, kSystems);
+}
+
+void CheckSystemUnknown(const TUpdate& update, TTell& tell) {
+  for (const std::string& entry : update.Values(kSystems)) {
+    if (!NamesSystem(entry)) tell.Of(update, kSystems, Quoted(entry));
+  }
+}
+
+void CheckSystemCase(const TUpdate& update, TTell& tell) {
+  if (update.drivers->empty()) return;
+  for (const std::string& entry : update.Values(kSystems)) {
+    if (NamesSystem(entry) && !NamesSystemExactly(entry)) {
+      tell.Of(update, kSystems, Quoted(entry));
+    }
+  }
+}
+
+void CheckFamilyMissing(const TUpdate& update, TTell& tell) {
+  if (!tell.Catalogue().isLive) return;
+  const std::string_view text = update.element->Text(kSystems);
+  std::string missing;
+  for (const auto& code : kSystemCodes) {
+    if (!Mentions(text, code.code) || Contains(text, code.family)) continue;
+    if (Contains(missing, code.family)) continue;
+    missing += missing.empty() ? "" : ", ";
+    missing += code.family;
+  }
+  if (!missing.empty()) tell.Of(update, kSystems, missing);
+}
+
+// Checks of how an element's properties are written.
+
+namespace {
+
+// How many letters one word has and the other has not. Typing errors change few.
+int LettersApart(std::string_view left, std::string_view right) {
+  std::array<int, 256> counts{};
+  for (const char c : Lowered(left)) ++counts[static_cast<unsigned char>(c)];
+  for (const char c : Lowered(right)) --counts[static_cast<unsigned char>(c)];
+  int apart = 0;
+  for (const int count : counts) apart += std::abs(count);
+  return apart;
+}
+
+bool LooksLike(std::string_view name, std::string_view known) {
+  constexpr int kNear = 2;
+  return LettersApart(name, known) <= kNear;
+}
+
+}  // namespace
+
+void CheckNameMissing(const TUpdate& update, TTell& tell) {
+  if (update.name.empty()) tell.Of(update, rules::kUpdateName);
+}
+
+void CheckPropertyMistyped(const TUpdate& update, TTell& tell) {
+  const TElement& element = *update.element;
+  for (std::size_t i = 0; i < element.written; ++i) {
+    const std::string& name = element.properties[i]->name;
+    for (const rules::TUpdateProperty& known : rules::kUpdateProperties) {
+      if (!LooksLike(name, known.name)) continue;
+      if (tell.Catalogue().classes.Declares(element.className, name)) break;
+      tell.Of(update, name, name + " for " + std::string(known.name));
+    }
+  }
+}
+
+void CheckPropertyForm(const TUpdate& update, TTell& tell) {
+  for (const rules::TUpdateProperty& known : rules::kUpdateProperties) {
+    const TProperty* const property = update.element->Find(known.name);
+    if (property == nullptr || property->isArray == known.isArray) continue;
+    tell.Of(update, known.name, std::string(known.name));
+  }
+}
+
+void CheckPropertyType(const TUpdate& update, TTell& tell) {
+  for (const rules::TUpdateProperty& known : rules::kUpdateProperties) {
+    const TProperty* const property = update.element->Find(known.name);
+    if (property == nullptr || property->type.empty() || property->type == "string") continue;
+    tell.Of(update, known.name, std::string(known.name) + " is a " + property->type);
+  }
+}
+
+// Checks of files as a whole.
+
+namespace {
+
+void TellProblem(const std::optional<TProblem>& problem, const TFile& file, TTell& tell) {
+  if (problem) tell.Of(file, problem->line, problem->cause);
+}
+
+// Whether an element of the file names one of the families.
+bool IsFor(const TFile& file, std::string_view family) {
+  return std::any_of(file.elements.begin(), file.elements.end(), [&](const TElement& element) {
+    return Mentions(element.Text(rules::kUpdateSystems), family);
+  });
+}
+
+}  // namespace
+
+void CheckUnreadable(const TFile& file, TTell& tell) { TellProblem(file.unreadable, file, tell); }
+void CheckMalformed(const TFile& file, TTell& tell) { TellProblem(file.malformed, file, tell); }
+void CheckRefused(const TFile& file, TTell& tell) { TellProblem(file.refused, file, tell); }
+
+void CheckDialectMissing(const TFile& file, TTell& tell) {
+  if (file.isLoaded && !file.unreadable && !file.dialect) tell.Of(file, 1);
+}
+
+void CheckDialectOld(const TFile& file, TTell& tell) {
+  if (!file.dialect || xml::IsDialect402(file.dialect->version)) return;
+  tell.Of(file, file.dialect->line, Quoted(file.dialect->version));
+}
+
+void CheckNotLoaded(const TFile& file, TTell& tell) {
+  if (!file.isLoaded) tell.Of(file, 0);
+}
+
+void CheckPassedOverOnLinux(const TFile& file, TTell& tell) {
+  if (tell.Catalogue().isLive && Contains(file.name, rules::kForWindowsMark) &&
+      IsFor(file, rules::kLinux)) {
+    tell.Of(file, 0);
+  }
+}
+
+void CheckPassedOverOnWindows(const TFile& file, TTell& tell) {
+  if (tell.Catalogue().isLive && Contains(file.name, rules::kForLinuxMark) &&
+      IsFor(file, rules::kWindows)) {
+    tell.Of(file, 0);
+  }
+}
+
+void CheckOtherClass(const TFile& file, TTell& tell) {
+  for (const TElement& other : file.others) tell.Of(file, other.line, Quoted(other.className));
+}
+
+}  // namespace svc::catalogue

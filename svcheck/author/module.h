@@ -1,0 +1,16 @@
+// What each of the author's verbs does, once its command line is understood. Each returns the exit
+// status and throws TFailure.
+#ifndef SVCHECK_AUTHOR_MODULE_H_
+#define SVCHECK_AUTHOR_MODULE_H_
+
+#include "svcheck/author/command.h"
+
+namespace svc::catalogue {
+
+int LintCatalogue(const TCommand& command, const IProgram& program);
+int ListCatalogue(const TCommand& command, const IProgram& program);
+int BuildCatalogue(const TCommand& command, const IProgram& program);
+
+}  // namespace svc::catalogue
+
+#endif  // SVCHECK_AUTHOR_MODULE_H_

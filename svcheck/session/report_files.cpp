@@ -1,0 +1,261 @@
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "base/read_file.h"
+#include "host/hskcore/exception.h"
+#include "report/saved_report.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/session/report_files.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/process.h"
+
+using svc::report::EFailOn;
+
+namespace svc {
+
+namespace {
+
+std::vector<std::string> FormatNames() {
+  std::vector<std::string> names;
+  for (const report::TFormat& format : report::kFormats) names.emplace_back(format.name);
+  return names;
+}
+
+EFailOn FailOnOfName(const std::string& name) {
+  if (name == "outdated") return EFailOn::kOutdated;
+  return name == "different" ? EFailOn::kDifferent : EFailOn::kNone;
+}
+
+bool IsSet(const char* variable) {
+  const char* const value = std::getenv(variable);
+  return value != nullptr && value[0] != '\0';
+}
+
+// See no-color.org for NO_COLOR.
+bool WantsColor(const TReportOptions& options) {
+  if (options.color != "auto") return options.color == "always";
+  const char* const terminal = std::getenv("TERM");
+  return options.outputFile == "-" && StandardOutputIsTerminal() && !IsSet("NO_COLOR") &&
+         terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+// The number that a text is, in decimal; none when it is no number of this type.
+template <typename TNumber>
+std::optional<TNumber> WholeNumberIn(std::string_view text) {
+  TNumber number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || last != end) return {};
+  return number;
+}
+
+std::size_t WidthOf(const std::string& text) {
+  if (text == "terminal") return static_cast<std::size_t>(TerminalWidth());
+  constexpr std::size_t kLongest = 5;
+  const auto columns = WholeNumberIn<std::size_t>(text);
+  if (columns && text.size() <= kLongest) return *columns;
+  throw TFailure("--width " + text + " is no number of columns; give one, or \"terminal\"",
+                 kExitUsage);
+}
+
+bool IsNagios(const report::TFormat& format) noexcept {
+  return format.render == report::RenderNagios;
+}
+
+// A monitoring server would take the failure's own status for a warning.
+template <typename TWrite>
+auto WriteOrTell(const report::TFormat& format, const TWrite& write) {
+  try {
+    return write();
+  } catch (const TFailure& failure) {
+    if (!IsNagios(format) || failure.Status() == kExitUsage) throw;
+    throw TFailure(failure.what(), report::kNagiosUnknown);
+  }
+}
+
+// A metrics file that is written anew keeps when a check last went well.
+std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
+  constexpr std::string_view kMetric = "svcheck_last_success_timestamp_seconds ";
+  struct TClose {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+  };
+  std::unique_ptr<std::FILE, TClose> stream;
+  try {
+    stream.reset(files::OpenToRead(file, files::EPipes::kNone));
+  } catch (const files::TFileError&) {
+    return {};
+  }
+  std::array<char, 256> line;
+  while (std::fgets(line.data(), line.size(), stream.get()) != nullptr) {
+    std::string_view text = line.data();
+    if (!text.starts_with(kMetric)) continue;
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    return WholeNumberIn<std::int64_t>(text.substr(kMetric.size()));
+  }
+  return {};
+}
+
+}  // namespace
+
+TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
+                         const std::vector<std::string>& formats, const char* failOnDescription) {
+  const TOption format =
+      AddText(app, "--format", options.format, "Format of the report", "FORMAT").OneOf(formats);
+  AddText(app, "--output", options.outputFile, "Where the report goes; \"-\" is standard output",
+          "FILE");
+  AddText(app, "--fail-on", options.failOn, failOnDescription, "CONDITION")
+      .OneOf({"none", "outdated", "different"});
+  AddText(app, "--color", options.color, "Colour the table", "WHEN")
+      .OneOf({"auto", "always", "never"});
+  AddText(app, "--width", options.width,
+          "Cut the table to so many columns; 0 for no cut, \"terminal\" for the terminal's",
+          "COLUMNS")
+      .ShowDefault();
+  return format;
+}
+
+TOption AddCsvRawOption(CLI::App& app, bool& raw) {
+  return AddFlag(app, "--csv-raw", raw,
+                 "For programs: no apostrophe before what a spreadsheet takes for a formula");
+}
+
+void AddReportOptions(CLI::App& app, TReportOptions& options) {
+  AddOutputOptions(app, options, FormatNames(),
+                   "End with status 2 when a record is outdated, or different: not current");
+  AddCsvRawOption(app, options.csvRaw);
+}
+
+void AddWaiversOption(CLI::App& app, TReportOptions& options) {
+  AddText(app, "--waivers", options.waiversFile, "Records that are accepted as they are", "FILE");
+}
+
+report::TRenderOptions RenderingOf(const TReportOptions& options) {
+  return {WantsColor(options), WidthOf(options.width), FailOnOfName(options.failOn),
+          options.csvRaw ? report::ECsvTexts::kRaw : report::ECsvTexts::kSafe};
+}
+
+TReportOutput::TReportOutput(const TReportOptions& options)
+    : options(options),
+      rendering(RenderingOf(options)),
+      format(report::FormatOfName(options.format)),
+      output(WriteOrTell(*format, [&] { return OpenOutput(options.outputFile); })) {}
+
+int TReportOutput::Show(report::TReport& report, int status) {
+  const bool isMetrics = format->render == report::RenderPrometheus;
+  if (isMetrics && options.outputFile != "-") {
+    report.lastSuccess = LastSuccessIn(options.outputFile);
+  }
+  WriteOrTell(*format, [&] {
+    format->render(report, rendering, *output);
+    output->Commit();
+  });
+  if (IsNagios(*format)) return report::NagiosStatus(report, rendering.failOn);
+  if (status != kExitDone) return status;
+  return report::FailsOn(report, rendering.failOn) ? kExitCondition : kExitDone;
+}
+
+namespace {
+
+struct TKind {
+  std::string_view name;
+  std::string_view advice;
+  std::size_t largest;
+};
+constexpr TKind kReport = {"report", "give what `svcheck check --format json` wrote",
+                           std::size_t{512} << 20};
+constexpr TKind kWaivers = {"waivers", "docs/waivers.md shows one", std::size_t{16} << 20};
+
+[[noreturn]] void Fail(const TKind& kind, const std::string& file, const std::string& why) {
+  const std::string place = file == "-" ? "on standard input" : file;
+  throw TFailure("cannot read the " + std::string(kind.name) + ' ' + place + ": " + why + "; " +
+                 std::string(kind.advice));
+}
+
+// Closes what is not standard input.
+struct TClose {
+  void operator()(std::FILE* file) const noexcept {
+    if (file != stdin) std::fclose(file);
+  }
+};
+
+std::FILE* Open(const TKind& kind, const std::string& file) {
+  if (file == "-") return stdin;
+  try {
+    return files::OpenToRead(file, files::EPipes::kGiven);
+  } catch (const files::TFileError& error) {
+    Fail(kind, file, error.what());
+  }
+}
+
+std::string ReadWhole(const TKind& kind, const std::string& file) {
+  const std::unique_ptr<std::FILE, TClose> stream(Open(kind, file));
+  std::string text;
+  std::array<char, 1 << 16> block;
+  while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream.get())) {
+    text.append(block.data(), count);
+    if (text.size() > kind.largest) {
+      Fail(kind, file, "it has more than " + std::to_string(kind.largest >> 20) + " MiB");
+    }
+  }
+  if (std::ferror(stream.get()) != 0) {
+    Fail(kind, file, std::generic_category().message(errno));
+  }
+  return text;
+}
+
+}  // namespace
+
+report::TReport LoadReport(const std::string& file) {
+  const std::string text = ReadWhole(kReport, file);
+  try {
+    return report::ReadSavedReport(text);
+  } catch (const report::TSavedReportError& error) {
+    Fail(kReport, file, error.what());
+  }
+}
+
+std::vector<report::TWaiver> LoadWaivers(const std::string& file) {
+  if (file.empty()) return {};
+  try {
+    return report::ParseWaivers(ReadWhole(kWaivers, file));
+  } catch (const report::TWaiversError& error) {
+    throw TFailure(file + ':' + std::to_string(error.Line()) + ": " + error.what());
+  }
+}
+
+void UseWaivers(const std::string& file, const std::vector<report::TWaiver>& waivers,
+                report::TReport& report) {
+  if (file.empty()) return;
+  report::ApplyWaivers(waivers, report);
+  for (const report::TWaiver& waiver : waivers) {
+    if (!report::HasExpired(waiver, report.generated)) continue;
+    ReportError(file + ':' + std::to_string(waiver.line) + ": the waiver for \"" + waiver.name +
+                "\" expired on " + waiver.acceptance.expires +
+                " and no longer holds; renew it or remove it");
+  }
+}
+
+TLogFile::TLogFile(const TQueryOptions& options) : file(options.logFile) {
+  if (file.empty()) return;
+  try {
+    logger = TJsonLogger::Open(file, options.logLevel, ReportError);
+  } catch (const NQRXHSK20::THSKException& exception) {
+    throw TFailure(exception.GetMessageText() +
+                   "; name a file in a folder that you may write to with --log");
+  }
+}
+
+void TLogFile::DemandWhole() {
+  if (Flush()) return;
+  throw TFailure("the log " + file + " is not whole; make room, or name another file with --log");
+}
+
+}  // namespace svc

@@ -1,0 +1,101 @@
+// The options and the way out that every verb that shows a report has.
+#ifndef SVCHECK_SESSION_REPORT_FILES_H_
+#define SVCHECK_SESSION_REPORT_FILES_H_
+
+#include <boost/shared_ptr.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/hskcore/logger.h"
+#include "report/model.h"
+#include "report/waivers.h"
+#include "runtime/hskcore/logging.h"
+#include "svcheck/cli/options.h"
+#include "svcheck/session/query_options.h"
+#include "svcheck/system/output.h"
+
+namespace CLI {
+class App;
+}
+
+namespace svc {
+
+struct TReportOptions {
+  std::string format = "table";
+  std::string outputFile = "-";
+  std::string failOn = "none";
+  std::string color = "auto";
+  std::string width = "0";
+  std::string waiversFile;  // Empty for none.
+  bool csvRaw = false;
+};
+
+// Adds them; the options object outlives the parsing.
+void AddReportOptions(CLI::App& app, TReportOptions& options);
+void AddWaiversOption(CLI::App& app, TReportOptions& options);
+// The same, but for --csv-raw, for a verb with formats of its own; returns the option of the
+// format.
+TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
+                         const std::vector<std::string>& formats, const char* failOnDescription);
+
+// For each verb that writes CSV.
+TOption AddCsvRawOption(CLI::App& app, bool& raw);
+
+// How the options want a report shown. Throws TFailure (64) for a width that is none.
+report::TRenderOptions RenderingOf(const TReportOptions& options);
+
+// Where one report goes. Made before the report is, so that an output that cannot be written is
+// found first.
+class TReportOutput {
+ public:
+  // Throws TFailure. The options outlive the object.
+  explicit TReportOutput(const TReportOptions& options);
+
+  // Renders the report and makes it visible. Returns the exit status: `status` of the check, or
+  // what --fail-on or the format makes of it.
+  int Show(report::TReport& report, int status);
+
+ private:
+  const TReportOptions& options;
+  report::TRenderOptions rendering;
+  const report::TFormat* format;
+  std::unique_ptr<TOutput> output;
+};
+
+// Files that a person names for the program to read whole.
+
+// Reads a report as `svcheck check --format json` wrote it; "-" is standard input. Throws TFailure.
+report::TReport LoadReport(const std::string& file);
+
+// No waivers for an empty name. Throws TFailure.
+std::vector<report::TWaiver> LoadWaivers(const std::string& file);
+
+// Marks the records that waivers are for, and tells on standard error of each that has expired at
+// the time of the report. Does nothing for an empty name, so that a report keeps its marks.
+void UseWaivers(const std::string& file, const std::vector<report::TWaiver>& waivers,
+                report::TReport& report);
+
+// The file of --log. Used by one thread.
+
+// The log of a run, from its first entry to its last.
+class TLogFile {
+ public:
+  // Makes the file where the options name one. Throws TFailure.
+  explicit TLogFile(const TQueryOptions& options);
+
+  // Empty without a file. Takes the entries that --log-level wants.
+  const boost::shared_ptr<TJsonLogger>& Logger() const noexcept { return logger; }
+  // False when any of it was lost, which was told when it happened.
+  bool Flush() { return !logger || logger->Flush(); }
+  // Throws TFailure when any of it was lost.
+  void DemandWhole();
+
+ private:
+  std::string file;
+  boost::shared_ptr<TJsonLogger> logger;
+};
+
+}  // namespace svc
+
+#endif  // SVCHECK_SESSION_REPORT_FILES_H_
