@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 
-#include "base/path_walk.h"
 #include "base/read_file.h"
 
 namespace svc::files {
@@ -66,20 +65,6 @@ std::FILE* OpenInPlace(const std::string& path, EStart start);
 // Cuts the file and puts it on stable storage. 0, or the value of errno.
 int Truncate(std::FILE* file, std::uint64_t size) noexcept;
 int Sync(std::FILE* file) noexcept;
-
-// Where a file that is written goes, by the rules of new_file.h. POSIX. One thread.
-
-// What is done with a link that the path ends in, where it is one that is followed.
-enum class ELastLink { kFollowed, kKept };
-
-// Throws TFileError. A place that is a link is one to be replaced, but for those of /proc that lead
-// to a pipe or a device: these have no other name, and are opened through the link.
-TPlace FindPlace(const std::string& path, ELastLink last = ELastLink::kFollowed);
-
-ENamed KindOf(const TPlace& place);
-
-// For a file beside the one of that name.
-std::string UnforeseeableName(const std::string& name);
 
 }  // namespace svc::files
 

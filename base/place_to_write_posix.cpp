@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "base/new_file.h"
+#include "base/place_to_write.h"
 
 namespace svc::files {
 

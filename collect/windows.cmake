@@ -3,8 +3,8 @@ find_package(fmt REQUIRED)
 
 svc_folder(collect
   SOURCES
-    cim_xml.cpp ipmi_response.cpp native_text_windows.cpp product_names.cpp text.cpp
-    windows/services.cpp windows/source_states.cpp windows/windows_machine.cpp
+    cim_xml.cpp ipmi.cpp native_text_windows.cpp product_names.cpp text.cpp
+    windows/windows_machine.cpp
     windows/windows_sources.cpp windows/wmi.cpp
   LINKS fmt::fmt ole32 oleaut32 wbemuuid version)
 

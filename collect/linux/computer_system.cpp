@@ -6,7 +6,8 @@
 #include <cerrno>
 
 #include "collect/linux/linux_collector.h"
-#include "collect/operating_system.h"
+#include "collect/linux/operating_system.h"
+#include "collect/product_names.h"
 
 namespace svc::collect {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "collect/ipmi.h"
 #include "collect/native_text_windows.h"
-#include "collect/operating_system.h"
+#include "collect/product_names.h"
 
 namespace svc::collect {
 

@@ -1,4 +1,4 @@
-#include "collect/operating_system.h"
+#include "collect/linux/operating_system.h"
 
 #include <gtest/gtest.h>
 

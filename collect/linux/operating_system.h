@@ -1,12 +1,10 @@
 // How the operating system's own texts become the inventory's. Pure; any thread.
-#ifndef COLLECT_OPERATING_SYSTEM_H_
-#define COLLECT_OPERATING_SYSTEM_H_
+#ifndef COLLECT_LINUX_OPERATING_SYSTEM_H_
+#define COLLECT_LINUX_OPERATING_SYSTEM_H_
 
 #include <map>
 #include <string>
 #include <string_view>
-
-#include "collect/cim_xml.h"
 
 namespace svc::collect {
 
@@ -30,15 +28,6 @@ unsigned OsType(const TReleaseTexts& texts);
 // "6.1.0-18-amd64"; empty where there is none.
 std::string PlatformOfRelease(std::string_view kernelRelease);
 
-// How makers write machine types and versions into the texts of their products. Pure; any thread.
-
-// "-[46201AB]-" holds the machine type, four characters, and the model; without the marks the
-// product's name is its type.
-std::string MachineTypeOf(const std::string& product);
-
-// The BIOS with its version: one such as "-[QKL120AUS-1.10]-" is a build id and a version.
-TInstance SystemBios(const std::string& version);
-
 }  // namespace svc::collect
 
-#endif  // COLLECT_OPERATING_SYSTEM_H_
+#endif  // COLLECT_LINUX_OPERATING_SYSTEM_H_

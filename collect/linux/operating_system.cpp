@@ -1,5 +1,5 @@
 // The operating system: os-release(5), the release files from before its time, and uname(2).
-#include "collect/operating_system.h"
+#include "collect/linux/operating_system.h"
 
 #include <sys/utsname.h>
 #include <array>
@@ -140,22 +140,6 @@ void ReadOperatingSystem(const TMachine& machine, TInventory& inventory) {
                     .Set("BuildID", BuildId(texts))
                     .Set("HardwarePlatform", platform)
                     .Set("Caption", Caption(texts)));
-}
-
-std::string MachineTypeOf(const std::string& product) {
-  constexpr std::size_t kTypeLength = 4;
-  const std::string_view marked = Trimmed(Bracketed(product));
-  return marked.empty() ? product : std::string(marked.substr(0, kTypeLength));
-}
-
-TInstance SystemBios(const std::string& version) {
-  const std::string_view marked = Bracketed(version);
-  TInstance bios("QRXSG_SystemBIOSElement");
-  bios.Set("Name", "System BIOS").Set("Version", marked.empty() ? version : marked);
-  if (const std::size_t dash = marked.find('-'); dash != std::string_view::npos) {
-    bios.Set("BuildNumber", marked.substr(0, dash));
-  }
-  return bios;
 }
 
 }  // namespace svc::collect
