@@ -19,12 +19,12 @@ namespace svc::files {
 // it, another's link is followed only into a folder of the same owner, who could have written there
 // anyway. (On Windows all links are followed.)
 enum class ENamed { kNothing, kFile, kFolder, kOther };  // kOther: a pipe, a device, a socket.
-// Throws TFileError where the folders before it cannot be gone through.
+// Throws TError (kFile) where the folders before it cannot be gone through.
 ENamed WhatIsNamed(const std::string& path);
 
 // A file that is written beside its place, under a name that nobody can foresee, and moved there
 // when it is whole. Not published, it is removed with the object. Every operation throws
-// TFileError.
+// TError (kFile).
 class TNewFile {
  public:
   static constexpr unsigned kForAll = 0666;  // As far as the process' umask lets them.
@@ -59,7 +59,7 @@ enum class EStart { kEmpty, kBehind };
 
 // Opens what grows while it is read, such as a log. A link of somebody else's and a file with
 // further names are not written to: a new file takes their place, or with kBehind the call fails.
-// The caller closes it. Throws TFileError.
+// The caller closes it. Throws TError (kFile).
 std::FILE* OpenInPlace(const std::string& path, EStart start);
 
 // Cuts the file and puts it on stable storage. 0, or the value of errno.

@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kBuffer = std::size_t{1} << 16;
 constexpr mode_t kModeBits = 0777;
 
-[[noreturn]] void Fail(int error) { throw TFileError(error); }
+[[noreturn]] void Fail(int error) { throw FileError(error); }
 
 int SyncDescriptor(int file) noexcept {
   // Some file systems have nothing to sync and say EINVAL.
@@ -33,7 +33,7 @@ TDescriptor OpenForSync(const TDescriptor& folder) {
 // A pipe or a device is not made a file of.
 void CheckIsReplaceable(ENamed kind) {
   if (kind == ENamed::kFolder) Fail(EISDIR);
-  if (kind == ENamed::kOther) throw TFileError(EINVAL, "it is a pipe or a device and no file");
+  if (kind == ENamed::kOther) throw FileError(EINVAL, "it is a pipe or a device and no file");
 }
 
 }  // namespace
@@ -134,10 +134,10 @@ void TNewFile::Publish() {
   state->Move(state->place, 0);
   const int error = folder ? SyncDescriptor(folder.Get()) : 0;
   if (error == 0) return;
-  throw TFileError(error,
-                   "it is written, but the names in its folder cannot be put on stable "
-                   "storage: " +
-                       std::generic_category().message(error));
+  throw FileError(error,
+                  "it is written, but the names in its folder cannot be put on stable "
+                  "storage: " +
+                      std::generic_category().message(error));
 }
 
 void TNewFile::PublishFirst() {

@@ -23,11 +23,11 @@ std::filesystem::path Native(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());
 }
 
-[[noreturn]] void Fail(int error) { throw TFileError(error); }
+[[noreturn]] void Fail(int error) { throw FileError(error); }
 
 [[noreturn]] void FailBySystem(DWORD error) {
   const std::error_code code(static_cast<int>(error), std::system_category());
-  throw TFileError(code.default_error_condition().value(), code.message());
+  throw FileError(code.default_error_condition().value(), code.message());
 }
 
 std::string UnforeseeableSuffix() {
@@ -107,7 +107,7 @@ TNewFile::TNewFile(const std::string& target, const TAnnounce& announce, unsigne
   state->target = WithLinksFollowed(target);
   const ENamed kind = WhatIsNamed(state->target);
   if (kind == ENamed::kFolder) Fail(EISDIR);
-  if (kind == ENamed::kOther) throw TFileError(EINVAL, "it is a pipe or a device and no file");
+  if (kind == ENamed::kOther) throw FileError(EINVAL, "it is a pipe or a device and no file");
   state->part = state->target + UnforeseeableSuffix();
   if (announce) announce(state->part);
   constexpr int kFlags = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;

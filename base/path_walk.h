@@ -64,8 +64,8 @@ class IWayRules {
   }
 };
 
-// A relative path begins in the current folder. Throws TFileError where a folder on the way cannot
-// be gone through.
+// A relative path begins in the current folder. Throws TError (kFile) where a folder on the way
+// cannot be gone through.
 TPlace Walk(const std::string& path, IWayRules& rules);
 
 // Begins in the folder `root`, which stands for "/": neither a link nor ".." leads out of it.

@@ -27,14 +27,14 @@ constexpr int kToLook = O_PATH | O_NOFOLLOW | O_CLOEXEC;
 
 struct stat StatusOf(const TDescriptor& entry) {
   struct stat status {};
-  if (::fstat(entry.Get(), &status) != 0) throw TFileError(errno);
+  if (::fstat(entry.Get(), &status) != 0) throw FileError(errno);
   return status;
 }
 
 std::string TargetOf(const TDescriptor& link) {
   std::array<char, PATH_MAX> text;
   const ssize_t size = ::readlinkat(link.Get(), "", text.data(), text.size());
-  if (size < 0) throw TFileError(errno);
+  if (size < 0) throw FileError(errno);
   return {text.data(), static_cast<std::size_t>(size)};
 }
 
@@ -44,7 +44,7 @@ class TWalk {
   TWalk(std::optional<int> root, IWayRules& rules) : root(root), rules(rules) {}
 
   TPlace Go(const std::string& path) {
-    if (path.empty()) throw TFileError(ENOENT);
+    if (path.empty()) throw FileError(ENOENT);
     if (path.starts_with('/') || root) {
       StartAtRoot();
     } else {
@@ -67,7 +67,7 @@ class TWalk {
 
   static TDescriptor Open(int folder, const char* name) {
     TDescriptor opened(::openat(folder, name, kToLook | O_DIRECTORY));
-    if (!opened) throw TFileError(errno);
+    if (!opened) throw FileError(errno);
     return opened;
   }
 
@@ -105,7 +105,7 @@ class TWalk {
     }
     TDescriptor entry(::openat(Here().folder.Get(), name.c_str(), kToLook));
     if (!entry && errno == ENOENT && names.empty()) return PlaceOf(name);
-    if (!entry) throw TFileError(errno);
+    if (!entry) throw FileError(errno);
     const struct stat status = StatusOf(entry);
     const std::string path = Below(Here().path, name);
     if (S_ISDIR(status.st_mode)) {
@@ -116,7 +116,7 @@ class TWalk {
       Follow(entry);
       return {};
     }
-    if (!names.empty()) throw TFileError(S_ISLNK(status.st_mode) ? ELOOP : ENOTDIR);
+    if (!names.empty()) throw FileError(S_ISLNK(status.st_mode) ? ELOOP : ENOTDIR);
     return PlaceOf(name, std::move(entry), status);
   }
 
@@ -132,9 +132,9 @@ class TWalk {
   }
 
   void Follow(const TDescriptor& link) {
-    if (++links > kMostLinks) throw TFileError(ELOOP);
+    if (++links > kMostLinks) throw FileError(ELOOP);
     const std::string target = TargetOf(link);
-    if (target.empty()) throw TFileError(ENOENT);
+    if (target.empty()) throw FileError(ENOENT);
     if (target.starts_with('/')) StartAtRoot();
     Queue(target);
   }

@@ -12,7 +12,7 @@ namespace svc::files {
 // What is done with a link that the path ends in, where it is one that is followed.
 enum class ELastLink { kFollowed, kKept };
 
-// Throws TFileError. A place that is a link is one to be replaced, but for those of /proc that lead
+// Throws TError. A place that is a link is one to be replaced, but for those of /proc that lead
 // to a pipe or a device: these have no other name, and are opened through the link.
 TPlace FindPlace(const std::string& path, ELastLink last = ELastLink::kFollowed);
 

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t kLongestName = 255;
 
-[[noreturn]] void Fail(int error) { throw TFileError(error); }
+[[noreturn]] void Fail(int error) { throw FileError(error); }
 
 bool IsOwn(uid_t user) { return user == 0 || user == ::geteuid(); }
 
@@ -53,9 +53,9 @@ class TWriterRules : public IWayRules {
 
  private:
   [[noreturn]] void Refuse() const {
-    throw TFileError(EACCES, "the link \"" + foreign->second +
-                                 "\" on the way there belongs to another user than root or you, "
-                                 "and leads out of that user's folders");
+    throw FileError(EACCES, "the link \"" + foreign->second +
+                                "\" on the way there belongs to another user than root or you, "
+                                "and leads out of that user's folders");
   }
 
   bool followsLast;
@@ -156,9 +156,9 @@ TDescriptor OpenFile(const TPlace& place, EStart start, int flags) {
     return file;
   }
   if (start == EStart::kEmpty) return Replace(place, flags);
-  throw TFileError(EMLINK,
-                   "it is a link of another user's, or a file with several names; give "
-                   "a copy of it");
+  throw FileError(EMLINK,
+                  "it is a link of another user's, or a file with several names; give "
+                  "a copy of it");
 }
 
 TDescriptor Open(const TPlace& place, EStart start) {

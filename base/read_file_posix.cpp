@@ -30,7 +30,7 @@ const char* KindOf(const struct stat& status) {
 void LetWait(const TDescriptor& file) {
   const int flags = ::fcntl(file.Get(), F_GETFL);
   if (flags == -1 || ::fcntl(file.Get(), F_SETFL, flags & ~O_NONBLOCK) == -1) {
-    throw TFileError(errno);
+    throw FileError(errno);
   }
 }
 
@@ -39,16 +39,16 @@ void LetWait(const TDescriptor& file) {
 std::FILE* OpenToRead(const std::string& path, EPipes pipes) {
   TDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   // The system's own way to say that it is a socket.
-  if (!file && errno == ENXIO) throw TFileError(ENXIO, "it is a socket and no file");
+  if (!file && errno == ENXIO) throw FileError(ENXIO, "it is a socket and no file");
   struct stat status {};
-  if (!file || ::fstat(file.Get(), &status) != 0) throw TFileError(errno);
+  if (!file || ::fstat(file.Get(), &status) != 0) throw FileError(errno);
   const bool isFile = S_ISREG(status.st_mode);
   if (!isFile && (pipes == EPipes::kNone || !IsGivenPipe(file, status))) {
-    throw TFileError(EINVAL, KindOf(status));
+    throw FileError(EINVAL, KindOf(status));
   }
   LetWait(file);
   std::FILE* const stream = ::fdopen(file.Get(), "rb");
-  if (stream == nullptr) throw TFileError(errno);
+  if (stream == nullptr) throw FileError(errno);
   file.Release();
   return stream;
 }

@@ -10,7 +10,7 @@ namespace {
 
 [[noreturn]] void Fail(const std::string& path, const files::TFileError& error) {
   const std::string text = path + " cannot be written: " + error.what();
-  if (error.IsWantOfRoom())
+  if (IsWantOfRoom(error))
     throw TFailure(EOutcome::kDiskFull, text + "; make room there and start again");
   if (error.Number() == EXDEV)
     throw TFailure(EOutcome::kFolderUnwritable,

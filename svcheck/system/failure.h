@@ -3,8 +3,10 @@
 #define SVCHECK_SYSTEM_FAILURE_H_
 
 #include <exception>
-#include <stdexcept>
+#include <initializer_list>
 #include <string>
+
+#include "base/error.h"
 
 namespace svc {
 
@@ -13,17 +15,41 @@ inline constexpr int kExitFailure = 1;
 inline constexpr int kExitCondition = 2;  // --fail-on holds.
 inline constexpr int kExitException = 3;  // An exception left the plug-in's query.
 inline constexpr int kExitCatalogue = 4;  // The catalogue is missing, broken or not trusted.
+inline constexpr int kExitUnknown = 3;    // To a monitoring server: nothing is known.
 inline constexpr int kExitUsage = 64;     // EX_USAGE of sysexits.h
 
-// The text says what, where and what to do.
-class TFailure : public std::runtime_error {
+// The one place that says with which status the program ends for a failure.
+constexpr int StatusOf(EErrorKind kind) noexcept {
+  switch (kind) {
+    case EErrorKind::kUsage:
+      return kExitUsage;
+    case EErrorKind::kCatalogue:
+    case EErrorKind::kRepository:
+      return kExitCatalogue;
+    case EErrorKind::kUnknown:
+      return kExitUnknown;
+    default:
+      return kExitFailure;
+  }
+}
+inline int StatusOf(const std::exception& error) noexcept {
+  const auto* own = dynamic_cast<const TError*>(&error);
+  return own != nullptr ? StatusOf(own->Kind()) : kExitFailure;
+}
+
+// A TError named by its status.
+class TFailure : public TError {
  public:
   explicit TFailure(const std::string& text, int status = kExitFailure)
-      : std::runtime_error(text), status(status) {}
-  int Status() const noexcept { return status; }
+      : TError(text, KindOf(status)) {}
+  int Status() const noexcept { return StatusOf(Kind()); }
 
  private:
-  int status;
+  static constexpr EErrorKind KindOf(int status) {
+    for (const auto kind : {EErrorKind::kUsage, EErrorKind::kCatalogue, EErrorKind::kUnknown})
+      if (StatusOf(kind) == status) return kind;
+    return EErrorKind::kFailure;
+  }
 };
 
 // What an exception says to a person.

@@ -18,7 +18,7 @@ namespace {
                  "; check that there is space and that you may write there");
 }
 [[noreturn]] void FailToWrite(const std::string& place, int error) {
-  FailToWrite(place, files::TFileError(error));
+  FailToWrite(place, FileError(error));
 }
 
 // A C stream with its errors turned into failures.

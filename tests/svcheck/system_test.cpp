@@ -32,6 +32,18 @@ TEST(CapturedOutput, ThatCannotBeGivenBackIsAFailure) {
               "^standard output cannot be given back: Bad file descriptor; start the check again$");
 }
 
+TEST(StatusOf, AKindIsWhatManualAndScriptsGoBy) {
+  EXPECT_EQ(StatusOf(TError("broken")), 1);
+  EXPECT_EQ(StatusOf(FileError(ENOSPC)), 1);
+  EXPECT_EQ(StatusOf(TextError(64, "no version")), 1);
+  EXPECT_EQ(StatusOf(TError("unreachable", EErrorKind::kDownload, 20)), 1);
+  EXPECT_EQ(StatusOf(TError("unknown", EErrorKind::kUnknown)), 3);
+  EXPECT_EQ(StatusOf(TError("not there", EErrorKind::kCatalogue)), 4);
+  EXPECT_EQ(StatusOf(TError("unsigned", EErrorKind::kRepository, 30)), 4);
+  EXPECT_EQ(StatusOf(TError("no such option", EErrorKind::kUsage)), 64);
+  EXPECT_EQ(StatusOf(std::runtime_error("of another's")), 1);
+}
+
 TEST(OthersMayWrite, WhereTheFileIsNeitherTheUsersNorRoots) {
   const test::TTemporaryFolder folder;
   folder.Write("settings", "");
