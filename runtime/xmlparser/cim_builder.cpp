@@ -161,14 +161,12 @@ void TCimBuilder::ReadProperty() {
     writer.WriteValue(property.name, property.type, text);
   };
   bool hasValue = tokens.TakeText(EElement::kValue, write);
-  while (tokens.NextChild()) {
+  while (NextValue(property, hasValue)) {
+    hasValue = true;
     if (tokens.Element() == EElement::kValue) {
-      RefuseSecondValue(hasValue, property);
-      hasValue = true;
       tokens.ReadText(write);
     } else {
-      RefuseSecondValue(hasValue, property);
-      hasValue = ReadNullOrSkip(property, false);
+      ReadNull(property, false);
     }
   }
   if (!hasValue) writer.WriteNull(property.name, property.type, false);
@@ -177,13 +175,12 @@ void TCimBuilder::ReadProperty() {
 void TCimBuilder::ReadPropertyArray() {
   const TProperty property = PropertyOfTag();
   bool hasValue = false;
-  while (tokens.NextChild()) {
-    RefuseSecondValue(hasValue, property);
+  while (NextValue(property, hasValue)) {
+    hasValue = true;
     if (tokens.Element() == EElement::kValueArray) {
-      hasValue = true;
       ReadElements(property);
     } else {
-      hasValue = ReadNullOrSkip(property, true);
+      ReadNull(property, true);
     }
   }
   if (!hasValue) writer.WriteNull(property.name, property.type, true);
@@ -215,28 +212,38 @@ bool TCimBuilder::ReadElement() {
 void TCimBuilder::ReadPropertyReference() {
   const TProperty property{writer.NameOf(tokens.Required("NAME")), ECIMType::kReference};
   bool hasValue = false;
-  while (tokens.NextChild()) {
-    RefuseSecondValue(hasValue, property);
+  while (NextValue(property, hasValue)) {
+    hasValue = true;
     if (tokens.Element() == EElement::kValueReference) {
-      hasValue = true;
       writer.WriteValue(property.name, property.type, ReadReferenceValue(tokens));
     } else {
-      hasValue = ReadNullOrSkip(property, false);
+      ReadNull(property, false);
     }
   }
   if (!hasValue) writer.WriteNull(property.name, property.type, false);
 }
 
-// A child of a property that is none of its values. Whether it was a VALUE.NULL.
-bool TCimBuilder::ReadNullOrSkip(const TProperty& property, bool isArray) {
-  if (tokens.Element() == EElement::kQualifier) {
-    tokens.Skip();
-    return false;
+// Moves to the next child of the open property that is to be its value; false at its end.
+// Qualifiers say nothing that is kept: they are passed over wherever they stand, although DSP0201
+// puts them before the value.
+bool TCimBuilder::NextValue(const TProperty& property, bool hasValue) {
+  while (tokens.NextChild()) {
+    if (tokens.Element() == EElement::kQualifier) {
+      tokens.Skip();
+      continue;
+    }
+    if (hasValue)
+      tokens.Reader().Fail("property \"" + CutName(property.name.text) + "\" has a second value");
+    return true;
   }
+  return false;
+}
+
+// What stands where a property has its value, and is none: a null, or else it is refused.
+void TCimBuilder::ReadNull(const TProperty& property, bool isArray) {
   if (tokens.Element() != EElement::kValueNull) tokens.RefuseElement();
   tokens.SkipEmpty();
   writer.WriteNull(property.name, property.type, isArray);
-  return true;
 }
 
 void TCimBuilder::NoteProperty() {
@@ -250,11 +257,6 @@ void TCimBuilder::NoteProperty() {
   note.attribute = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
   note.number = writer.NameOf(reader.AttributeValue(note.attribute)).number;
   note.detail = static_cast<std::uint32_t>(*type) + 1;
-}
-
-void TCimBuilder::RefuseSecondValue(bool hasValue, const TProperty& property) {
-  if (!hasValue) return;
-  tokens.Reader().Fail("property \"" + CutName(property.name.text) + "\" has a second value");
 }
 
 void TCimBuilder::Collect(TClassId id) {

@@ -79,12 +79,12 @@ class TCimBuilder {
   void ReadProperty();
   void ReadPropertyArray();
   void ReadPropertyReference();
-  bool ReadNullOrSkip(const TProperty& property, bool isArray);
+  bool NextValue(const TProperty& property, bool hasValue);
+  void ReadNull(const TProperty& property, bool isArray);
   void ReadElements(const TProperty& property);
   bool ReadElement();
   TProperty PropertyOfTag();
   void NoteProperty();
-  void RefuseSecondValue(bool hasValue, const TProperty& property);
   void Collect(TClassId id);
 
   TCimTokens tokens;

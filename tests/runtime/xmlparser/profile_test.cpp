@@ -37,6 +37,34 @@ TEST(Profile, QualifiersAndUnknownAttributesArePassedOver) {
             "x");
 }
 
+TEST(Profile, QualifiersArePassedOverWhereverTheyStand) {
+  const std::string q = "<QUALIFIER NAME='q'><VALUE>z</VALUE></QUALIFIER>";
+  const struct {
+    std::string element;
+    std::string value;
+    std::string expected;
+  } properties[] = {
+      {"PROPERTY", "<VALUE>x</VALUE>", "x"},
+      {"PROPERTY", "<VALUE.NULL/>", "(null)"},
+      {"PROPERTY.ARRAY", "<VALUE.ARRAY><VALUE>x</VALUE></VALUE.ARRAY>", "{ x }"},
+      {"PROPERTY.ARRAY", "<VALUE.NULL/>", "(null)"},
+      {"PROPERTY.REFERENCE", "<VALUE.REFERENCE><CLASSNAME NAME='C'/></VALUE.REFERENCE>", "C"},
+      {"PROPERTY.REFERENCE", "<VALUE.NULL/>", "(null)"},
+  };
+  for (const auto& [element, value, expected] : properties) {
+    const std::string begin = "<" + element + " NAME='P'>";
+    const std::string end = "</" + element + ">";
+    EXPECT_EQ(ValueFrom(begin + q + q + end), "(null)");
+    EXPECT_EQ(ValueFrom(begin + q + value + end), expected);
+    EXPECT_EQ(ValueFrom(begin + value + q + end), expected);
+    EXPECT_EQ(ValueFrom(begin + q + value + "\n" + q + q + end), expected);
+    EXPECT_EQ(ValueFrom(begin + value + q + "\n" + value + end),
+              "line 4: property \"P\" has a second value");
+    EXPECT_EQ(ValueFrom(begin + value + "\n<METHOD/>" + end),
+              "line 4: property \"P\" has a second value");
+  }
+}
+
 TEST(Profile, ArraysKeepTheirElementsInOrder) {
   EXPECT_EQ(ValueFrom("<PROPERTY.ARRAY NAME='P' TYPE='string'><VALUE.ARRAY>\n <VALUE>b</VALUE>\n"
                       "<VALUE>a, c</VALUE></VALUE.ARRAY></PROPERTY.ARRAY>"),
