@@ -6,12 +6,13 @@
 #include <unordered_map>
 #include <vector>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/drivers/driver_operations.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/schema_helper.h"
 
 namespace {
+
+using namespace svc::checker;
 
 constexpr int kOffered = 100'000;
 constexpr int kInstalled = 300;
@@ -48,7 +49,7 @@ void BM_CompareDrivers(benchmark::State& state) {
     const auto results = svc::MakeInMemoryNamespace();
     svc::DeclareBuiltinClasses(results);
     state.ResumeTiming();
-    TSVPluginCallbacks::CompareDrivers(offered, installed, results);
+    TDriverOperations::CompareDrivers(offered, installed, results);
   }
 }
 BENCHMARK(BM_CompareDrivers)->Unit(benchmark::kMillisecond);

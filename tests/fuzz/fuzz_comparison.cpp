@@ -3,11 +3,12 @@
 // going through the list again.
 #include <array>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/drivers/driver_operations.h"
+#include "plugins/version_checker/firmware/firmware_operations.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 using namespace svc::fuzz;
 
 namespace {
@@ -80,14 +81,14 @@ TInstanceList Elements(const TNamespaceHandle& machine) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const TNamespaceHandle machine = Fill(AsText(data, size));
   const TInstanceList applicable =
-      TSVPluginCallbacks::MatchMachineInstances("4620", Elements(machine));
+      TInventoryOperations::MatchMachineInstances("4620", Elements(machine));
   Require(applicable.size() <= Elements(machine).size(), "matching adds nothing");
-  TSVPluginCallbacks::CompareFirmware(machine, Elements(machine), "4620");
+  TFirmwareOperations::CompareFirmware(machine, Elements(machine), "4620");
   TDriverFiles offered;
   TDriverList installed;
-  TSVPluginCallbacks::CollectCatalogueDrivers(offered, Elements(machine), "RHEL5");
-  TSVPluginCallbacks::CollectInstalledDrivers(installed, machine);
-  TSVPluginCallbacks::CompareDrivers(offered, installed, machine);
+  TDriverOperations::CollectCatalogueDrivers(offered, Elements(machine), "RHEL5");
+  TDriverOperations::CollectInstalledDrivers(installed, machine);
+  TDriverOperations::CompareDrivers(offered, installed, machine);
   ReadAll(machine, "QRXSG_SVResult", {"Type", "Name", "InstalledVersion", "SVVersion"});
   return 0;
 }

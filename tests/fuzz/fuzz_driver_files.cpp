@@ -1,10 +1,10 @@
 // Driver-file lists, alone: no version or name reaches beyond its text.
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/drivers/driver_operations.h"
 #include "rules/driver_list.h"
 #include "rules/version_items.h"
 #include "tests/fuzz/fuzz_support.h"
 
+using namespace svc::checker;
 using namespace svc::fuzz;
 using namespace svc::rules;
 

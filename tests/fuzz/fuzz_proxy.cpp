@@ -2,6 +2,7 @@
 #include "plugins/version_checker/catalogue/live_acquisition.h"
 #include "tests/fuzz/fuzz_support.h"
 
+using namespace svc::checker;
 using namespace svc::fuzz;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -25,10 +25,9 @@ WALLS = {
     "rules/": ("rules/",),
     "base/": ("base/",),
     "plugins/": ("rules/", "host/"),
-    CHECKER + "contents/": ("rules/", "host/"),
-    CHECKER + "inventory/": (CHECKER + "inventory/", CHECKER + "contents/", "rules/", "host/"),
-    **{CHECKER + folder: (CHECKER + folder, CHECKER + "inventory/", CHECKER + "contents/", "rules/",
-                          "host/") for folder in ("catalogue/", "firmware/", "drivers/")},
+    CHECKER + "inventory/": (CHECKER + "inventory/", "rules/", "host/"),
+    **{CHECKER + folder: (CHECKER + folder, CHECKER + "inventory/", "rules/", "host/")
+       for folder in ("catalogue/", "firmware/", "drivers/")},
     CHECKER + "query/": (CHECKER, "rules/", "host/"),
     "runtime/": ("runtime/", "base/", "host/"),
     "collect/": ("svcheck/", "collect/", "report/", "runtime/", "base/", "host/"),

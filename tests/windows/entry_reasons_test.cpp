@@ -10,6 +10,8 @@
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
 
+using namespace svc::checker;
+
 namespace {
 
 using NQRXHSK20::TPluginManagerNamespace;

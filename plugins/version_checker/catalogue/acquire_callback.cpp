@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <iterator>
 
+namespace svc::checker {
+
 namespace {
 
 constexpr std::int32_t kInterimCode = 3;  // Told while a download goes on: never its outcome.
@@ -71,7 +73,8 @@ void OITAcquireCallback::onStatus(std::int32_t kind, const std::string& text, st
 }
 
 void OITAcquireCallback::OnItemStarted(const TMessage& message) {
-  itemActive = true;  // Also when it ended and starts again, which does not count it again.
+  // Deliberate: see "A start of the current item is not counted" in docs/one-query.md.
+  itemActive = true;
   if (message.fields[0] == currentItem) return;
   ++startedItems;
   if (totalItems > 0) ProgressPrefix(startedItems, totalItems);
@@ -110,7 +113,7 @@ void OITAcquireCallback::OnReport(const TMessage& message) {
   if (message.fields.size() >= 2) ReportLine(message.fields[0], message.fields[1]);
 }
 
-// Its number of items says nothing that the items themselves do not.
+// Deliberate: see "The number of a report is not kept" in docs/one-query.md.
 void OITAcquireCallback::OnReportTotal(const TMessage&) {}
 
 void OITAcquireCallback::OnReportItem(const TMessage& message) {
@@ -122,3 +125,5 @@ void OITAcquireCallback::OnReportItem(const TMessage& message) {
     reportActive = false;
   }
 }
+
+}  // namespace svc::checker

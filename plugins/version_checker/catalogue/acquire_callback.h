@@ -8,8 +8,11 @@
 
 #include "host/acquire/acquire_callback.h"
 
-// Shows and logs nothing. Called by the acquisition library, one call at a time; owned by the
-// query, which lends it to the library for the length of one download.
+namespace svc::checker {
+
+// Shows and logs nothing: the lines that it composes are dropped. Called by the acquisition
+// library, one call at a time; owned by the query, which lends it to the library for the length of
+// one download.
 class OITAcquireCallback : public KPLAcquistion::AcquireCallbackIfc {
  public:
   // `text` is a list of fields joined by ":". A message with fewer fields than its kind needs
@@ -48,9 +51,12 @@ class OITAcquireCallback : public KPLAcquistion::AcquireCallbackIfc {
   std::int32_t lastCode = 0;
 };
 
-// The lines that tell a person of the progress.
+// The lines of the progress, composed in these words and dropped: nobody sees them.
+// Deliberate: see "Progress lines are composed and dropped" in docs/one-query.md.
 std::string ProgressPrefix(std::int32_t startedItems, std::int32_t totalItems);
 std::string ListingLine(const std::string& machineType, const std::string& operatingSystem);
 std::string ReportLine(const std::string& machineType, const std::string& operatingSystem);
+
+}  // namespace svc::checker
 
 #endif  // PLUGINS_VERSION_CHECKER_CATALOGUE_ACQUIRE_CALLBACK_H_

@@ -12,13 +12,14 @@
 #include "host/plugin.nsp/plugin_manager.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
-#include "plugins/version_checker/catalogue/files.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/download_files.h"
 #include "rules/log_texts.h"
 
 using namespace NQRXHSK20;
-namespace rules = svc::rules;
+
+namespace svc::checker {
+
 namespace {
 
 struct TFree {
@@ -43,13 +44,13 @@ THSKException UnreadableFile(const char* action, const std::string& path) {
 }
 
 TBuffer ReadFile(const std::string& path) {
-  // Buffers are sized by the low 32 bits, and no more is read than fits.
+  // Deliberate: see "The high half of a size is dropped" in docs/one-query.md.
   const auto size = static_cast<std::uint32_t>(TOSSpecific::GetFileSize(path));
   TBuffer buffer = AllocateBuffer(path, size);
   std::FILE* file = OpenForReading(path);
   if (file == nullptr) throw UnreadableFile("open", path);
   const std::size_t length = std::fread(buffer.get(), 1, size, file);
-  // A stream in error is left open: the C runtime closes it with the process.
+  // Deliberate: see "A stream in error stays open" in docs/one-query.md.
   if (length < size && std::ferror(file) != 0) throw UnreadableFile("read", path);
   std::fclose(file);
   return buffer;
@@ -64,16 +65,17 @@ TClassList ParseCatalogue(char* text, const TNamespaceHandle& catalogue) {
 
 }  // namespace
 
-std::string TSVPluginCallbacks::GetPluginDirectory(IPluginCallbacks& plugin) {
+std::string TCatalogueOperations::GetPluginDirectory(IPluginCallbacks& plugin) {
   const std::string name = plugin.GetName();
   const auto manager =
       boost::static_pointer_cast<TPluginManagerNamespace>(TRootObject::GetPluginManager());
+  // Deliberate: see "A search goes nowhere" in docs/one-query.md.
   manager->SearchForPluginByName(name);
   return TOSSpecific::GetCurrentDir();
 }
 
-TClassList TSVPluginCallbacks::LoadCatalogueFile(const std::string& path,
-                                                 TNamespaceHandle catalogue) {
+TClassList TCatalogueOperations::LoadCatalogueFile(const std::string& path,
+                                                   TNamespaceHandle catalogue) {
   const TBuffer text = ReadFile(path);
   try {
     return ParseCatalogue(text.get(), catalogue);
@@ -88,7 +90,7 @@ TNamespaceHandle CreateCatalogueNamespace(IPluginCallbacks& plugin) {
   const auto provider = manager->GetProvider("inmem");
   TNamespaceHandle catalogue = provider->CreateNamespace(CIMContext(), 0, "root/cimv2");
   TNamespacePopulator::PopulateFromXMLFile(
-      catalogue, TSVPluginCallbacks::GetPluginDirectory(plugin) + TOSSpecific::kFileSeparator +
+      catalogue, TCatalogueOperations::GetPluginDirectory(plugin) + TOSSpecific::kFileSeparator +
                      "sv\\sv.definitions.xml");
   return catalogue;
 }
@@ -126,6 +128,8 @@ void LoadDownloadedFiles(const std::vector<std::string>& names, const std::strin
     const std::string path = std::string(rules::kDownloadFolder) + "\\" + name;
     if (Skips(path, family)) continue;
     LogProgress(path);
-    TSVPluginCallbacks::LoadCatalogueFile(path, catalogue);
+    TCatalogueOperations::LoadCatalogueFile(path, catalogue);
   }
 }
+
+}  // namespace svc::checker

@@ -1,6 +1,9 @@
+// Files by the C library, under wide names.
 #include <windows.h>
 
-#include "plugins/version_checker/catalogue/files.h"
+#include "plugins/version_checker/catalogue/catalogue_loader.h"
+
+namespace svc::checker {
 
 namespace {
 
@@ -18,3 +21,5 @@ std::wstring Widen(const std::string& path) {
 std::FILE* OpenForReading(const std::string& path) { return _wfopen(Widen(path).c_str(), L"r"); }
 
 void RemoveFile(const std::string& path) { _wremove(Widen(path).c_str()); }
+
+}  // namespace svc::checker

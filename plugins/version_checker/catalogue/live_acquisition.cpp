@@ -7,17 +7,17 @@
 
 #include "host/hskcore/os_specific.h"
 #include "plugins/version_checker/catalogue/catalogue_loader.h"
-#include "plugins/version_checker/catalogue/files.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/download_files.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"
 
 using namespace NQRXHSK20;
-namespace rules = svc::rules;
 using KPLAcquistion::ArchTypeEnum;
 using KPLAcquistion::OSTypeEnum;
+
+namespace svc::checker {
 
 namespace {
 
@@ -38,13 +38,14 @@ TLiveAcquisition::TLiveAcquisition(IPluginCallbacks& plugin, const CIMContext& c
     : plugin(plugin), context(context), machineType(machineType), catalogue(catalogue) {}
 
 bool TLiveAcquisition::Run(std::string& osType) {
+  // Deliberate: see "A removal may fail unseen" in docs/one-query.md.
   RemoveFile(kStaleIndex);
   const rules::TSystemCode* const row = rules::FindSystem(osType);
   if (row == nullptr) {
     LogJoined(kLogError, {rules::kIncorrectSystem, osType});
     return EndQuery("     Warning: Incorrect OS type - SV comparison will not be available");
   }
-  osType = row->family;
+  osType = row->family;  // What was asked for is in `row` alone from here on.
   // The numbers of the codes are those that a download manager is asked with.
   return Download(static_cast<OSTypeEnum>(row->os), static_cast<ArchTypeEnum>(row->arch)) &&
          LoadFiles(osType);
@@ -83,10 +84,10 @@ bool TLiveAcquisition::LoadFiles(const std::string& family) {
     return EndQuery(
         "     Warning: No update information found - SV comparison will not be available");
   }
-  const std::string header = TSVPluginCallbacks::GetPluginDirectory(plugin) +
+  const std::string header = TCatalogueOperations::GetPluginDirectory(plugin) +
                              TOSSpecific::kFileSeparator + "sv\\header.xml";
   try {
-    TSVPluginCallbacks::LoadCatalogueFile(header, catalogue);
+    TCatalogueOperations::LoadCatalogueFile(header, catalogue);
     LoadDownloadedFiles(names, family, catalogue);
   } catch (const THSKException& exception) {
     ReportIndexFailure(exception);
@@ -97,7 +98,9 @@ bool TLiveAcquisition::LoadFiles(const std::string& family) {
 
 namespace {
 
-constexpr std::size_t kSeparatorLength = 2;  // Of "{ ", and of a comma with the blank behind it.
+// Of "{ ", and of a comma with the blank behind it.
+// Deliberate: see "The character behind a comma is skipped" in docs/one-query.md.
+constexpr std::size_t kSeparatorLength = 2;
 
 // Takes the text from `position` to the separator, and moves behind that; false when the
 // separator is missing.
@@ -127,3 +130,5 @@ std::optional<KPLAcquistion::HTTPProxyInfo> ParseProxy(const std::string& text) 
   proxy.enabled = true;
   return proxy;
 }
+
+}  // namespace svc::checker

@@ -6,8 +6,11 @@
 #include <string>
 
 #include "host/acquire/download_manager.h"
+#include "host/plugin.nsp/plugin_callbacks.h"
 #include "plugins/version_checker/catalogue/acquire_callback.h"
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
+
+namespace svc::checker {
 
 // One live download; kept until the query ends.
 class TLiveAcquisition {
@@ -33,11 +36,10 @@ class TLiveAcquisition {
   OITAcquireCallback callback;
 };
 
-// The proxy that a query names for its download.
-
-// Reads "{ host, port, user, password }", the text of a value with four elements. Each part ends
-// at a comma, and the one character behind a comma is skipped. Nothing when a part is missing; a
-// port that is no number is 0.
+// The proxy that a query names for its download: reads "{ host, port, user, password }", the text
+// of a value with four elements. Nothing when a part is missing; a port that is no number is 0.
 std::optional<KPLAcquistion::HTTPProxyInfo> ParseProxy(const std::string& text);
+
+}  // namespace svc::checker
 
 #endif  // PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_

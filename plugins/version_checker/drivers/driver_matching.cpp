@@ -10,15 +10,16 @@
 #include <utility>
 
 #include "host/hskcore/root_object.h"
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/drivers/driver_record.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/drivers/driver_operations.h"
+#include "plugins/version_checker/inventory/properties.h"
+#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/driver_list.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 
 using namespace NQRXHSK20;
-namespace rules = svc::rules;
+
+namespace svc::checker {
 
 TDriverNameForm::TDriverNameForm() {
   for (std::size_t i = 0; i < upperCase.size(); ++i) {
@@ -194,16 +195,19 @@ void TMatching::MatchByName(const TSharedText& list, const TEntry& offered) {
 
 void TMatching::Deliver(const TSharedText& list, const TEntry& offered, std::string_view name,
                         const DriverRecord& match) const {
+  // Deliberate: see "A name and a word without a blank" in docs/one-query.md.
   LogJoined(kLogTrace,
             {"Name: ", name, "Version: ", match.version, " SV Version: ", offered.version});
-  TSVPluginCallbacks::DeliverInstance(results, std::string(rules::kDriverType), std::string(name),
-                                      match.version, list.Part(offered.version));
+  TInventoryOperations::DeliverInstance(results, std::string(rules::kDriverType), std::string(name),
+                                        match.version, list.Part(offered.version));
 }
 
 }  // namespace
 
-void TSVPluginCallbacks::CompareDrivers(const TDriverFiles& offered, const TDriverList& installed,
-                                        const TNamespaceHandle& results) {
+void TDriverOperations::CompareDrivers(const TDriverFiles& offered, const TDriverList& installed,
+                                       const TNamespaceHandle& results) {
   TMatching matching(installed, results);
   for (const TSharedText& list : offered) matching.Match(list);
 }
+
+}  // namespace svc::checker

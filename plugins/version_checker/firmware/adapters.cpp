@@ -1,11 +1,10 @@
 // Network and storage adapters, whose offered versions stand in an element's list of driver files.
 #include "plugins/version_checker/firmware/firmware_run.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"
 #include "rules/version_items.h"
 
-using NQRXHSK20::kLogProgress;
-using NQRXHSK20::kLogTrace;
+namespace svc::checker {
 
 namespace {
 
@@ -33,8 +32,8 @@ std::string InstalledController(std::string description) {
       std::string_view(description).substr(family + kInstalledFamily.size()));
 }
 
-// The controller of "QRX Arrayon AX 20i ...-#1.2", lowered: 20i. Nobody asks whether the family
-// stands there: without it the sum wraps, and as many characters go as its name has.
+// The controller of "QRX Arrayon AX 20i ...-#1.2", lowered: 20i.
+// Deliberate: see "A missing family wraps, and one character more goes" in docs/one-query.md.
 std::string OfferedController(std::string driverFiles) {
   driverFiles = rules::toLowerCopy(std::move(driverFiles));
   if (driverFiles.find("-#") == std::string::npos) return "";
@@ -51,7 +50,7 @@ std::string SASProduct(std::string_view product) {
              : rules::FirstWordBeforeBlank(product.substr(mark + rules::kChipMark.size()));
 }
 
-// The list without its first file; nothing when it holds no blank.
+// Deliberate: see "The first file is not searched for the BIOS" in docs/one-query.md.
 std::string WithoutFirstFile(std::string driverFiles) {
   driverFiles.erase(0, driverFiles.find(' '));
   return driverFiles;
@@ -65,7 +64,7 @@ void TFirmwareRun::CompareBroadcom(const TInstanceHandle& element) {
   const std::string identifier =
       rules::toLowerCopy(Installed(kBroadcomFirmware, "SoftwareElementID"));
   LogEach(LogTrace, {identifier, driverFiles});
-  // The list is searched as it stands: an identifier in capitals is not found.
+  // Deliberate: see "A lowered key in a list that is not" in docs/one-query.md.
   const rules::TKeyLookup lookup = rules::FindVersionOfKey(driverFiles, identifier);
   LogTrace("before getting into container 2nd");
   InstalledInstances(kBroadcomFirmware);
@@ -76,6 +75,7 @@ void TFirmwareRun::CompareBroadcom(const TInstanceHandle& element) {
     const std::string installed = TextOf(instance, "Version");
     if (installed.find("ASFIPMI") != std::string::npos) continue;
     const std::string offered = lookup.found ? lookup.version.value_or("") : installed;
+    // Deliberate: see "Two blanks in a device's name" in docs/one-query.md.
     const std::string name = "Broadcom NetXtreme Network Device  " + std::to_string(device++);
     Deliver(name, installed, offered);
     LogEach(LogProgress, {"Writing instance:", name, installed, offered});
@@ -96,6 +96,7 @@ void TFirmwareRun::CompareMegaRAID(const TInstanceHandle& element) {
     LogTrace(rules::kOtherController);
     return;
   }
+  // Deliberate: see "driverFiles is read twice" in docs/one-query.md.
   const std::string driverFiles = DriverFiles(element);
   LogEach(LogTrace, {"Matching MR controller:", installedController});
   const rules::TKeyLookup lookup = rules::FindVersionOfKey(driverFiles, rules::kMegaRaidKey);
@@ -106,7 +107,7 @@ void TFirmwareRun::CompareMegaRAID(const TInstanceHandle& element) {
 }
 
 void TFirmwareRun::CompareIntegratedRAID(const TInstanceHandle& element) {
-  // The BIOS part begins with the version that the firmware part ended with.
+  // Deliberate: see "The BIOS begins with the firmware's version" in docs/one-query.md.
   std::string offered;
   CompareIntegratedRAIDFirmware(element, offered);
   CompareIntegratedRAIDBIOS(element, offered);
@@ -144,9 +145,11 @@ void TFirmwareRun::DeliverIntegratedRAID(std::string_view className, std::string
     if (!message.empty()) LogProgress(message);
     if (installed.empty()) continue;
     const std::string& shown = useInstalled ? installed : offered;
-    SetFound(
-        rules::EComponent::kRwa);  // The report's flag for RWA is shared with these controllers.
+    // Deliberate: see "Two components share one mark" in docs/one-query.md.
+    SetFound(rules::EComponent::kRwa);
     LogEach(LogProgress, {"Writing instance:", installed, shown});
     Deliver(name, installed, shown);
   }
 }
+
+}  // namespace svc::checker

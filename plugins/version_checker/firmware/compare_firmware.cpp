@@ -8,12 +8,14 @@
 #include "host/hskcore/root_object.h"
 #include "plugins/version_checker/firmware/firmware_run.h"
 #include "plugins/version_checker/inventory/properties.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/folded_text.h"
 #include "rules/log_texts.h"
 #include "rules/version_items.h"
 
 using namespace NQRXHSK20;
+
+namespace svc::checker {
 
 namespace {
 
@@ -72,7 +74,7 @@ class TTested {
     const std::string_view property = rules::kTestedProperties[test.property];
     const std::string_view needle = test.text.Text();
     if (isTraced) {
-      return TSVPluginCallbacks::PropertyContains(element, property, std::string(needle));
+      return TInventoryOperations::PropertyContains(element, property, std::string(needle));
     }
     std::optional<TSharedText>& text = texts[test.property];
     if (!text) text = shared.readers[test.property].Read(element, property);
@@ -104,12 +106,13 @@ class TTested {
 TFirmwareRun::TFirmwareRun(TNamespaceHandle inventory, std::string machineType)
     : inventory(std::move(inventory)), machineType(std::move(machineType)) {}
 
-void TSVPluginCallbacks::CompareFirmware(TNamespaceHandle inventory, TInstanceList updateElements,
-                                         std::string machineType) {
+void TFirmwareOperations::CompareFirmware(TNamespaceHandle inventory, TInstanceList updateElements,
+                                          std::string machineType) {
   TFirmwareRun run(std::move(inventory), std::move(machineType));
   TTestedTexts shared;
   for (const TInstanceHandle& element : updateElements) {
     TTested tested(element, shared);
+    // Deliberate: see "A BIOS package may be something else as well" in docs/one-query.md.
     run.CompareComponent(element, tested.FirstOf(rules::kBiosTests, 0));
     run.CompareComponent(element, tested.FirstOf(rules::kChainTests, rules::kBiosTests.size()));
   }
@@ -149,29 +152,32 @@ void TFirmwareRun::ReportMissing() const {
   for (const TMissing& row : kMissing) {
     if (!found[static_cast<std::size_t>(row.component)]) LogProgress(row.message);
   }
+  // Deliberate: see "LSI firmware is always missing" in docs/one-query.md.
   LogProgress(rules::kFirmwareCompared);
 }
 
 std::string TFirmwareRun::Installed(std::string_view className, std::string_view property) const {
-  return TSVPluginCallbacks::getStringPropertyFromContainer(inventory, className, property);
+  return TFirmwareOperations::getStringPropertyFromContainer(inventory, className, property);
 }
 
 const TInstanceList& TFirmwareRun::InstalledInstances(std::string_view className) {
-  TSVPluginCallbacks::getVersionItemFromContainer(inventory, className, instances);
+  TFirmwareOperations::getVersionItemFromContainer(inventory, className, instances);
   return instances;
 }
 
 void TFirmwareRun::Deliver(std::string name, std::string installed, std::string offered) const {
-  TSVPluginCallbacks::DeliverInstance(inventory, "Firmware", std::move(name), std::move(installed),
-                                      std::move(offered));
+  TInventoryOperations::DeliverInstance(inventory, "Firmware", std::move(name),
+                                        std::move(installed), std::move(offered));
 }
 
 std::string TextOf(const TInstanceHandle& instance, std::string_view property) {
   std::string text;
-  TSVPluginCallbacks::GetPropertyValue(instance, property, text);
+  TInventoryOperations::GetPropertyValue(instance, property, text);
   return text;
 }
 
 std::string OfferedVersion(const TInstanceHandle& element, std::string_view property) {
   return rules::extractBracketedVersion(TextOf(element, property));
 }
+
+}  // namespace svc::checker

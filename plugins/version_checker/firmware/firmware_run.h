@@ -1,7 +1,7 @@
 // The walk over the update elements that pairs their firmware with what is installed.
 //
-// compare_firmware.cpp holds the walk and its dispatch chain; system_firmware.cpp,
-// management_processors.cpp and adapters.cpp hold the branches that the chain picks.
+// compare_firmware.cpp holds the walk and its dispatch chain; systems.cpp and adapters.cpp hold the
+// branches that the chain picks.
 #ifndef PLUGINS_VERSION_CHECKER_FIRMWARE_FIRMWARE_RUN_H_
 #define PLUGINS_VERSION_CHECKER_FIRMWARE_FIRMWARE_RUN_H_
 
@@ -9,11 +9,11 @@
 #include <string>
 #include <string_view>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/firmware/firmware_operations.h"
 #include "rules/components.h"
 #include "rules/names.h"
 
-namespace rules = svc::rules;
+namespace svc::checker {
 
 // The state of one walk. Used on the thread of the query.
 class TFirmwareRun {
@@ -26,11 +26,10 @@ class TFirmwareRun {
   void ReportMissing() const;
 
   // --- Branches: each delivers the records of one update element ---
-  // system_firmware.cpp
+  // systems.cpp
   void CompareBIOS(const TInstanceHandle& element);
   void CompareUEFI(const TInstanceHandle& element);
   void CompareDiagnostics(const TInstanceHandle& element);
-  // management_processors.cpp
   void CompareRemoteWatchAdapter(const TInstanceHandle& element, rules::EComponent component);
   void CompareISCP(const TInstanceHandle& element);
   void CompareBMCOrH8(const TInstanceHandle& element);
@@ -67,5 +66,7 @@ std::string TextOf(const TInstanceHandle& instance, std::string_view property);
 // The version between the marks of an update element's property.
 std::string OfferedVersion(const TInstanceHandle& element,
                            std::string_view property = rules::kUpdateVersion);
+
+}  // namespace svc::checker
 
 #endif  // PLUGINS_VERSION_CHECKER_FIRMWARE_FIRMWARE_RUN_H_

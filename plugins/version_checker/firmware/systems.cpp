@@ -1,12 +1,28 @@
-// System BIOS, system UEFI and the diagnostics partition.
-#include "plugins/version_checker/contents/sv_plugin.h"
+// What a machine has one of each: system BIOS, system UEFI, the diagnostics partition; and its
+// processors that manage it: Remote Watch Adapters, the Integrated System Control Processor, the H8
+// processor, baseboard management controllers.
 #include "plugins/version_checker/firmware/firmware_run.h"
 #include "plugins/version_checker/inventory/properties.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"
 
 using namespace NQRXHSK20;
+
+namespace svc::checker {
+
 using rules::EComponent;
+
+namespace {
+
+constexpr std::string_view kSPROM = "QRXSG_SPROMFirmwareVPDMain";
+constexpr std::string_view kIPMIFirmware = "QRXSG_IPMIFirmwareElement";
+
+// Build ids of one processor family begin alike.
+constexpr std::size_t kFamilyLength = 4;
+
+constexpr std::string_view kH8Name = "QRX Integrated Systems Control Processor";
+
+}  // namespace
 
 void TFirmwareRun::CompareBIOS(const TInstanceHandle& element) {
   CompareSystemFirmware(element, "SV got bios from metadata", EComponent::kBios);
@@ -27,9 +43,11 @@ void TFirmwareRun::CompareSystemFirmware(const TInstanceHandle& element, std::st
 }
 
 void TFirmwareRun::CompareDiagnostics(const TInstanceHandle& element) {
-  SetFound(EComponent::kDiagnostics);  // Also when the element is skipped below.
+  // Deliberate: see "A skipped package counts as found" in docs/one-query.md.
+  SetFound(EComponent::kDiagnostics);
   std::string offered = OfferedVersion(element);
   std::string installed = Installed("QRXSG_DiagnosticVPD", "BuildNumber");
+  // Deliberate: see "Diagnostics are traced as errors" in docs/one-query.md.
   LogError("Starting Diagnostics comparison");
   LogError(offered);
   if (rules::IsFirstDiagnostics(offered)) {
@@ -39,30 +57,12 @@ void TFirmwareRun::CompareDiagnostics(const TInstanceHandle& element) {
     }
     offered += " - " + OfferedVersion(element, rules::kUpdateBuild);
   }
-  // Build before version here, version before build on the offered side.
+  // Deliberate: see "Build and version stand in opposite orders" in docs/one-query.md.
   installed += " - " + Installed("QRXSG_DiagnosticVPD", "Version");
   Deliver(std::string(rules::RowOf(EComponent::kDiagnostics).name), installed, offered);
 }
 
-// Remote Watch Adapters, the Integrated System Control Processor, the H8 processor and baseboard
-// management controllers.
-
-using rules::EComponent;
-
-namespace {
-
-constexpr std::string_view kSPROM = "QRXSG_SPROMFirmwareVPDMain";
-constexpr std::string_view kIPMIFirmware = "QRXSG_IPMIFirmwareElement";
-
-// Build ids of one processor family begin alike.
-constexpr std::size_t kFamilyLength = 4;
-
-constexpr std::string_view kH8Name = "QRX Integrated Systems Control Processor";
-
-}  // namespace
-
-// Both texts begin with the version that the adapter reports for itself; what is installed and
-// what is offered stands in the parentheses.
+// Deliberate: see "Both texts begin with the installed version" in docs/one-query.md.
 void TFirmwareRun::CompareRemoteWatchAdapter(const TInstanceHandle& element, EComponent component) {
   const std::string offered = OfferedVersion(element);
   for (const TInstanceHandle& instance : InstalledInstances(kSPROM)) {
@@ -75,6 +75,7 @@ void TFirmwareRun::CompareRemoteWatchAdapter(const TInstanceHandle& element, ECo
   }
 }
 
+// Deliberate: see "Read before it is needed" in docs/one-query.md.
 void TFirmwareRun::CompareISCP(const TInstanceHandle& element) {
   const std::string build = Installed(kSPROM, "BuildNumber");
   const std::string offered = OfferedVersion(element);
@@ -89,7 +90,7 @@ void TFirmwareRun::CompareBMCOrH8(const TInstanceHandle& element) {
   const std::string offered = OfferedVersion(element);
   const auto holds = [&](const rules::TComponentTest& test) {
     const std::string_view property = rules::kTestedProperties[test.property];
-    return TSVPluginCallbacks::PropertyContains(element, property, std::string(test.text.Text()));
+    return TInventoryOperations::PropertyContains(element, property, std::string(test.text.Text()));
   };
   const EComponent processor = rules::FirstThatHolds(rules::kProcessorTests, holds);
   if (processor == EComponent::kH8) CompareH8(offered);
@@ -114,11 +115,9 @@ void TFirmwareRun::CompareBMC(const std::string& offered) {
   }
 }
 
-// Reading the inventory's firmware classes.
-
-std::string TSVPluginCallbacks::getStringPropertyFromContainer(TNamespaceHandle inventory,
-                                                               std::string_view className,
-                                                               std::string_view property) {
+std::string TFirmwareOperations::getStringPropertyFromContainer(TNamespaceHandle inventory,
+                                                                std::string_view className,
+                                                                std::string_view property) {
   LogTrace("In getStringPropertyFromContainer");
   const CIMContext& context = PluginContext();
   boost::shared_ptr<ICIMClass> cimClass;
@@ -126,14 +125,16 @@ std::string TSVPluginCallbacks::getStringPropertyFromContainer(TNamespaceHandle 
   TInstanceList instances;
   AppendInstances(instances, cimClass, context);
   std::string value;
-  // The last instance wins, also with an empty value after one that was not.
-  for (const TInstanceHandle& instance : instances) GetPropertyValue(instance, property, value);
+  // Deliberate: see "The last instance wins" in docs/one-query.md.
+  for (const TInstanceHandle& instance : instances) {
+    TInventoryOperations::GetPropertyValue(instance, property, value);
+  }
   return value;
 }
 
-int TSVPluginCallbacks::getVersionItemFromContainer(TNamespaceHandle inventory,
-                                                    std::string_view className,
-                                                    TInstanceList& instances) {
+int TFirmwareOperations::getVersionItemFromContainer(TNamespaceHandle inventory,
+                                                     std::string_view className,
+                                                     TInstanceList& instances) {
   LogTrace("In getVersionItemFromContainer");
   instances.clear();
   const CIMContext& context = PluginContext();
@@ -144,8 +145,10 @@ int TSVPluginCallbacks::getVersionItemFromContainer(TNamespaceHandle inventory,
     AppendInstances(instances, cimClass, context);
     LogTrace("after getting instances in container");
   } catch (...) {
-    // Whatever a provider throws while it lists adapters: those it has listed still count.
+    // Deliberate: see "Everything is caught in one place" in docs/one-query.md.
     LogTrace("catch exception");
   }
   return 0;
 }
+
+}  // namespace svc::checker

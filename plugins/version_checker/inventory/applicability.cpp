@@ -1,20 +1,23 @@
-// Which update elements apply to this machine.
+// Which update elements apply to this machine, and which of the operating systems that catalogues
+// know runs on it.
 #include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
 #include "plugins/version_checker/inventory/properties.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/folded_text.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"
 #include "rules/version_items.h"
 
-namespace rules = svc::rules;
 using namespace NQRXHSK20;
+
+namespace svc::checker {
+
 namespace {
 
 // As text.find(needle), but looks for the character in the middle of the needle: the marks at its
@@ -40,7 +43,7 @@ TInstanceList Select(const TInstanceList& instances, std::string_view property,
   std::copy_if(instances.begin(), instances.end(), std::back_inserter(selected),
                [&](const TInstanceHandle& instance) {
                  LogTrace(rules::kTests);
-                 const NQRXHSK20::TSharedText text = reader.Read(instance, property);
+                 const TSharedText text = reader.Read(instance, property);
                  return known.Get(text, [&] {
                    folded = text.View();
                    rules::FoldCase(folded);
@@ -52,8 +55,8 @@ TInstanceList Select(const TInstanceList& instances, std::string_view property,
 
 }  // namespace
 
-bool TSVPluginCallbacks::PropertyContains(TInstanceHandle instance, std::string_view property,
-                                          std::string needle) {
+bool TInventoryOperations::PropertyContains(TInstanceHandle instance, std::string_view property,
+                                            std::string needle) {
   LogTrace(rules::kTests);
   std::string text;
   rules::FoldCase(GetPropertyValue(std::move(instance), property, text));
@@ -61,41 +64,42 @@ bool TSVPluginCallbacks::PropertyContains(TInstanceHandle instance, std::string_
   return Contains(text, needle);
 }
 
-TInstanceList TSVPluginCallbacks::MatchMachineInstances(const std::string& machineType,
-                                                        TInstanceList instances) {
+TInstanceList TInventoryOperations::MatchMachineInstances(const std::string& machineType,
+                                                          TInstanceList instances) {
   LogTrace(rules::kSelectsMachine);
   // The marks keep a type from matching a longer one that contains it.
   return Select(instances, rules::kUpdateMachineTypes, rules::Marked(machineType));
 }
 
-TInstanceList TSVPluginCallbacks::MatchOSInstances(const std::string& osType,
-                                                   TInstanceList instances) {
+TInstanceList TInventoryOperations::MatchOSInstances(const std::string& osType,
+                                                     TInstanceList instances) {
   LogTrace(rules::kSelectsSystem);
   return Select(instances, rules::kUpdateSystems, osType);
 }
 
-// Which of the operating systems that catalogues know runs on the machine.
-
 namespace {
 
 void ReadInstance(const TInstanceHandle& instance, rules::TOperatingSystem& system) {
-  TSVPluginCallbacks::GetPropertyValue(instance, rules::kSystemVersion, system.version);
+  TInventoryOperations::GetPropertyValue(instance, rules::kSystemVersion, system.version);
   boost::shared_ptr<ICIMProperty> property;
   instance->GetProperty(property, rules::kSystemType, CIMContext());
   system.type = static_cast<std::uint16_t>(property->Value(CIMContext()));
-  TSVPluginCallbacks::GetPropertyValue(instance, rules::kSystemBuild, system.buildID);
-  TSVPluginCallbacks::GetPropertyValue(instance, rules::kSystemPlatform, system.hardwarePlatform);
+  TInventoryOperations::GetPropertyValue(instance, rules::kSystemBuild, system.buildID);
+  TInventoryOperations::GetPropertyValue(instance, rules::kSystemPlatform, system.hardwarePlatform);
 }
 
 }  // namespace
 
-std::string TSVPluginCallbacks::getOSType(const TNamespaceHandle& inventory) {
+std::string TInventoryOperations::getOSType(const TNamespaceHandle& inventory) {
   LogTrace("In getOSType");
   boost::shared_ptr<ICIMClass> systemClass;
   if (!FindClass(systemClass, inventory, rules::kSystemClass, PluginContext())) return "";
   TInstanceList instances;
   AppendInstances(instances, systemClass, CIMContext());
   rules::TOperatingSystem system;
+  // Deliberate: see "The last instance wins" in docs/one-query.md.
   for (const TInstanceHandle& instance : instances) ReadInstance(instance, system);
   return rules::CodeOf(system);
 }
+
+}  // namespace svc::checker

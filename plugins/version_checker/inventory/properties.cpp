@@ -1,14 +1,19 @@
 // Reading properties as text: the one way in which the plug-in reads inventory and catalogue.
+#include "plugins/version_checker/inventory/properties.h"
+
 #include <boost/make_shared.hpp>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "host/hskcore/schema_helper.h"
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/inventory/properties.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"
 
 using namespace NQRXHSK20;
+
+namespace svc::checker {
+
 namespace {
 
 // Texts that are shorter cost less to copy than to count.
@@ -17,15 +22,16 @@ constexpr std::size_t kShared = 64;
 // Hands the value of a property to `take`, with the property that keeps it, unless it is missing or
 // null.
 template <typename TTake>
-void Read(const TInstanceHandle& instance, std::string_view property, const TTake& take) {
-  LogTrace(svc::rules::kReads);
+void ReadValue(const TInstanceHandle& instance, std::string_view property, const TTake& take) {
+  LogTrace(rules::kReads);
   const CIMContext none;
   try {
     boost::shared_ptr<ICIMProperty> handle;
     instance->GetProperty(handle, property, none);
+    // Deliberate: see "A value is asked for twice" in docs/one-query.md.
     if (!handle->Value(none).IsNull()) take(handle, handle->Value(none));
   } catch (const THSKException&) {
-    // Elements and inventories leave properties out as they please: that is no error.
+    // Deliberate: see "An unreadable property is no error" in docs/one-query.md.
     LogTrace("SV: Exception caught in GetPropertyValue.");
     take(boost::shared_ptr<ICIMProperty>(), TCIMValue());
   }
@@ -33,10 +39,11 @@ void Read(const TInstanceHandle& instance, std::string_view property, const TTak
 
 }  // namespace
 
-std::string& TSVPluginCallbacks::GetPropertyValue(TInstanceHandle instance,
-                                                  std::string_view property, std::string& output) {
+std::string& TInventoryOperations::GetPropertyValue(TInstanceHandle instance,
+                                                    std::string_view property,
+                                                    std::string& output) {
   output.clear();
-  Read(instance, property, [&](const auto& handle, const TCIMValue& value) {
+  ReadValue(instance, property, [&](const auto& handle, const TCIMValue& value) {
     if (handle) {
       GetValue(value, output);
     } else {
@@ -48,7 +55,7 @@ std::string& TSVPluginCallbacks::GetPropertyValue(TInstanceHandle instance,
 
 TSharedText TPropertyReader::Read(const TInstanceHandle& instance, std::string_view property) {
   TSharedText text;
-  ::Read(instance, property, [&](const auto& handle, const TCIMValue& value) {
+  ReadValue(instance, property, [&](const auto& handle, const TCIMValue& value) {
     text = handle ? TextOf(handle, value) : TSharedText();
   });
   return text;
@@ -66,14 +73,14 @@ TSharedText TPropertyReader::TextOf(const boost::shared_ptr<ICIMProperty>& handl
     return lastText;
   }
   std::string text;
-  TSVPluginCallbacks::GetValue(value, text);
+  TInventoryOperations::GetValue(value, text);
   if (!value.IsArray() || text.size() < kShared) return text;
   const auto kept = boost::make_shared<const std::string>(std::move(text));
   lastArray = handle;
   return lastText = TSharedText(kept, *kept);
 }
 
-std::string& TSVPluginCallbacks::GetValue(const TCIMValue& value, std::string& output) {
+std::string& TInventoryOperations::GetValue(const TCIMValue& value, std::string& output) {
   LogTrace("In GetValue");
   output.clear();
   if (value.IsNull()) return output;
@@ -85,6 +92,7 @@ std::string& TSVPluginCallbacks::GetValue(const TCIMValue& value, std::string& o
   const auto& elements = static_cast<const std::vector<TCIMValue>&>(value);
   constexpr std::size_t kUsualLength = 16;
   output.reserve(elements.size() * kUsualLength);
+  // Deliberate: see "A blank ends an array, too" in docs/one-query.md.
   for (const TCIMValue& element : elements) {
     output += element.ToString(10);
     output += ' ';
@@ -112,3 +120,5 @@ void AppendInstances(TInstanceList& instances, const boost::shared_ptr<ICIMClass
                      const CIMContext& context) {
   cimClass->EnumerateInstances(TAddToVectorCallback<ICIMInstance>(instances), true, context);
 }
+
+}  // namespace svc::checker

@@ -1,19 +1,26 @@
-// Finding a class and its instances.
+// Finding classes and their instances, and reading the properties of many instances without a copy
+// for each.
 #ifndef PLUGINS_VERSION_CHECKER_INVENTORY_PROPERTIES_H_
 #define PLUGINS_VERSION_CHECKER_INVENTORY_PROPERTIES_H_
 
 #include <boost/shared_ptr.hpp>
+#include <cstddef>
+#include <optional>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 
 #include "host/hskcore/cim.h"
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "host/hskcore/shared_text.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
+
+namespace svc::checker {
 
 // The one-entry context in which inventory classes are looked up: on behalf of the plug-ins.
 const NQRXHSK20::CIMContext& PluginContext();
 
-// Fills `cimClass` and returns true; returns false when there is no such class. A lookup that
-// fails in another way leaves the handle empty and returns true: the host's assertion handler is
-// to see that, at the handle's next use.
+// Fills `cimClass` and returns true; returns false when there is no such class.
+// Deliberate: see "A failed look-up goes on without a class" in docs/one-query.md.
 bool FindClass(boost::shared_ptr<NQRXHSK20::ICIMClass>& cimClass,
                const TNamespaceHandle& cimNamespace, std::string_view className,
                const NQRXHSK20::CIMContext& context);
@@ -22,5 +29,51 @@ bool FindClass(boost::shared_ptr<NQRXHSK20::ICIMClass>& cimClass,
 void AppendInstances(TInstanceList& instances,
                      const boost::shared_ptr<NQRXHSK20::ICIMClass>& cimClass,
                      const NQRXHSK20::CIMContext& context);
+
+// Reads as TInventoryOperations::GetPropertyValue does, to the same log entries and calls of the
+// host. Instances that share a value, such as the default of their class, get one text. Used by one
+// thread.
+class TPropertyReader {
+ public:
+  NQRXHSK20::TSharedText Read(const TInstanceHandle& instance, std::string_view property);
+
+ private:
+  NQRXHSK20::TSharedText TextOf(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
+                                const NQRXHSK20::TCIMValue& value);
+
+  // The last array that was long: arrays become texts when they are read.
+  boost::shared_ptr<NQRXHSK20::ICIMProperty> lastArray;
+  NQRXHSK20::TSharedText lastText;
+};
+
+// What was found out about long texts that many instances share: a default in the class would
+// otherwise be searched for each of them. Short texts are looked at anew. Used by one thread.
+template <typename T>
+class TKnownTexts {
+ public:
+  // What is known of the text, which the caller completes. Valid until the next call.
+  std::optional<T>& Of(const NQRXHSK20::TSharedText& text) {
+    if (text.size() >= kLong) {
+      auto& [kept, found] = texts.try_emplace(text.View().data(), text, std::nullopt).first->second;
+      if (kept.size() == text.size()) return found;
+    }
+    return unknown = std::nullopt;
+  }
+
+  template <typename TFind>
+  T Get(const NQRXHSK20::TSharedText& text, const TFind& find) {
+    std::optional<T>& found = Of(text);
+    if (!found) found = find();
+    return *found;
+  }
+
+ private:
+  static constexpr std::size_t kLong = 1024;
+  // By the place of their bytes, which the texts kept here hold.
+  std::unordered_map<const char*, std::pair<NQRXHSK20::TSharedText, std::optional<T>>> texts;
+  std::optional<T> unknown;
+};
+
+}  // namespace svc::checker
 
 #endif  // PLUGINS_VERSION_CHECKER_INVENTORY_PROPERTIES_H_

@@ -4,5 +4,5 @@
 extern "C" __attribute__((visibility("default"))) int LibraryEntry(void* /*module*/,
                                                                    unsigned long reason,
                                                                    void* /*reserved*/) {
-  return ProcessAttach(reason);
+  return svc::checker::ProcessAttach(reason);
 }

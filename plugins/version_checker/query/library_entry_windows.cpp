@@ -6,7 +6,7 @@
 // library, but not all of them do it cleanly: this does the same without their help.
 extern "C" BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, LPVOID /*reserved*/) {
   try {
-    return ProcessAttach(reason);
+    return svc::checker::ProcessAttach(reason);
   } catch (...) {
     return FALSE;
   }

@@ -5,6 +5,8 @@
 // below: what they use is emitted because of them (built without optimisation, so that it stays).
 #include "host/xmlparser/xml_parser.h"
 
+namespace svc::checker {
+
 namespace {
 
 using NQRXHSK20::TCIMXMLParser;
@@ -25,3 +27,5 @@ struct TParserMembers {
 extern const TParserMembers kParserMembers;
 constexpr TParserMembers kParserMembers = {Copy<TXmlParser>, Copy<TCIMXMLParser>,
                                            &TCIMXMLParser::kMaxSpecificationDocumentSize};
+
+}  // namespace svc::checker

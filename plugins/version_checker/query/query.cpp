@@ -1,21 +1,56 @@
 // The query, from the host's call to the last record: read RunQuery first.
-#include "plugins/version_checker/query/query.h"
-
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/schema_helper.h"
-#include "plugins/version_checker/catalogue/catalogue_loader.h"
-#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/catalogue/live_acquisition.h"
 #include "plugins/version_checker/inventory/properties.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
+#include "plugins/version_checker/query/sv_plugin.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 
 using namespace NQRXHSK20;
-namespace rules = svc::rules;
+
+namespace svc::checker {
 
 namespace {
+
+// The working state of one query: lives for one call of RunQuery, on its thread. Its steps are
+// called in the order in which they stand here; one that returns false has ended the query and said
+// why. THSKException leaves a step that has no rule for it.
+class TQuery {
+ public:
+  TQuery(IPluginCallbacks& plugin, TNamespaceHandle inventory, const CIMContext& context);
+
+  bool IdentifyMachine();
+  // Throws THSKException (kMissingContextEntry) when the context does not say where it is.
+  void RequireCataloguePath() const;
+  void TakeCataloguePath();
+  bool LoadDefinitions();
+  bool LoadCatalogue();
+  bool CollectUpdateElements();
+  bool SelectApplicableElements();
+  void CompareFirmware();
+  void CompareDrivers();
+
+ private:
+  bool IsLive() const;
+  bool LoadIndex();
+
+  IPluginCallbacks& plugin;
+  TNamespaceHandle inventory;
+  const CIMContext& context;
+  std::string machineType;
+  std::string osType;  // In live mode the family of operating systems, once it is downloaded.
+  std::string rawCataloguePath;
+  TNamespaceHandle catalogue;
+  std::unique_ptr<TLiveAcquisition> liveAcquisition;
+  TInstanceList updateElements;
+  TInstanceList applicableElements;
+};
 
 // Runs some of a query's steps; false when they ended it. A failure that no step handles ends it
 // too: the records delivered before stay.
@@ -36,9 +71,11 @@ void TSVPluginCallbacks::RunQuery(TNamespaceHandle inventory, void* /*reserved*/
   LogTrace("In RunQuery");
   context[TCIMSchemaHelper::kContextName] = TCIMValue(TCIMSchemaHelper::kPluginNSPName);
   TQuery query(*this, std::move(inventory), context);
+  // Deliberate: see "Two guards around the query" in docs/one-query.md.
   if (!RunGuarded([&] { return query.IdentifyMachine(); })) return;
-  query.TakeCataloguePath();
+  query.RequireCataloguePath();
   RunGuarded([&] {
+    query.TakeCataloguePath();
     if (!query.LoadDefinitions()) return false;
     if (!query.LoadCatalogue()) return false;
     if (!query.CollectUpdateElements()) return false;
@@ -48,6 +85,8 @@ void TSVPluginCallbacks::RunQuery(TNamespaceHandle inventory, void* /*reserved*/
     return true;
   });
 }
+
+namespace {
 
 TQuery::TQuery(IPluginCallbacks& plugin, TNamespaceHandle inventory, const CIMContext& context)
     : plugin(plugin), inventory(std::move(inventory)), context(context) {}
@@ -63,14 +102,15 @@ bool TQuery::IdentifyMachine() {
   return true;
 }
 
+void TQuery::RequireCataloguePath() const {
+  if (context.contains(rules::kCatalogueEntry)) return;
+  constexpr const char* kMessage = "SV: 'svPath' not passed via context";
+  LogError(kMessage);
+  throw THSKException(kMessage, THSKStatusCode::kMissingContextEntry);
+}
+
 void TQuery::TakeCataloguePath() {
-  const auto entry = context.find(rules::kCatalogueEntry);
-  if (entry == context.end()) {
-    constexpr const char* kMessage = "SV: 'svPath' not passed via context";
-    LogError(kMessage);
-    throw THSKException(kMessage, THSKStatusCode::kMissingContextEntry);
-  }
-  rawCataloguePath = static_cast<std::string>(entry->second);
+  rawCataloguePath = static_cast<std::string>(context.at(rules::kCatalogueEntry));
 }
 
 bool TQuery::IsLive() const { return rawCataloguePath == rules::kLive; }
@@ -137,9 +177,13 @@ void TQuery::CompareDrivers() {
       LogWarning("No driver updates found, This system may not be supported by SV");
       return;
     }
-    // What was collected before the failure is compared all the same.
+    // Deliberate: see "A driver list cut short is compared" in docs/one-query.md.
   }
   TDriverList installed;
   TSVPluginCallbacks::CollectInstalledDrivers(installed, inventory);
   TSVPluginCallbacks::CompareDrivers(offered, installed, inventory);
 }
+
+}  // namespace
+
+}  // namespace svc::checker

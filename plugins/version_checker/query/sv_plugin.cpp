@@ -1,14 +1,17 @@
 // Identity and lifetime of the plug-in object.
+#include "plugins/version_checker/query/sv_plugin.h"
+
 #include <boost/pointer_cast.hpp>
 #include <new>
 
 #include "host/hskcore/root_object.h"
 #include "host/plugin.nsp/plugin_manager.h"
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/query/sv_plugin.h"
 #include "rules/names.h"
 
 using namespace NQRXHSK20;
+
+namespace svc::checker {
+
 TSVPluginCallbacks::TSVPluginCallbacks() {
   const auto manager =
       boost::static_pointer_cast<TPluginManagerNamespace>(TRootObject::GetPluginManager());
@@ -16,13 +19,13 @@ TSVPluginCallbacks::TSVPluginCallbacks() {
 }
 
 int TSVPluginCallbacks::GetInterfaceVersion() { return 1; }
-std::string TSVPluginCallbacks::GetName() { return svc::rules::kPluginName; }
+std::string TSVPluginCallbacks::GetName() { return rules::kPluginName; }
 std::string TSVPluginCallbacks::GetVersion() { return "1.0"; }
 std::string TSVPluginCallbacks::GetBuildVersion() { return "1.0"; }
 std::string TSVPluginCallbacks::GetQueryLanguage() { return ""; }
 
-// A host may call this slot without an object: built with -fno-delete-null-pointer-checks, so that
-// the check which `delete` makes stays.
+// Built with -fno-delete-null-pointer-checks, so that the check which `delete` makes stays.
+// Deliberate: see "A release without an object" in docs/one-query.md.
 void TSVPluginCallbacks::Release() { delete this; }
 
 void TSVPluginCallbacks::OnHostStarted() {}
@@ -32,3 +35,5 @@ int ProcessAttach(unsigned long reason) {
   if (reason != kReasonProcessAttach) return 1;
   return new (std::nothrow) TSVPluginCallbacks != nullptr ? 1 : 0;
 }
+
+}  // namespace svc::checker

@@ -4,6 +4,8 @@
 
 #include "tests/support/case_name.h"
 
+using namespace svc::checker;
+
 namespace svc::test {
 namespace {
 

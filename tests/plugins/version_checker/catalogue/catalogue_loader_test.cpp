@@ -14,6 +14,7 @@
 #include "tests/support/temporary_folder.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 
 namespace svc::test {
 namespace {
@@ -23,7 +24,7 @@ using TCalls = std::vector<std::string>;
 class TCatalogueFile : public testing::Test {
  protected:
   TClassList Load(const std::string& path) {
-    return TSVPluginCallbacks::LoadCatalogueFile(path, target);
+    return TCatalogueOperations::LoadCatalogueFile(path, target);
   }
   // The status of the failure, 0 when there is none.
   int StatusOf(const std::string& path) {
@@ -180,7 +181,7 @@ TEST_F(TCatalogueNamespace, HoldsTheDefinitionsBelowTheCurrentFolder) {
 }
 
 TEST_F(TCatalogueNamespace, PluginDirectoryIsTheCurrentOne) {
-  EXPECT_EQ(TSVPluginCallbacks::GetPluginDirectory(plugin), TOSSpecific::GetCurrentDir());
+  EXPECT_EQ(TCatalogueOperations::GetPluginDirectory(plugin), TOSSpecific::GetCurrentDir());
   EXPECT_EQ(host.script.Calls(), TCalls{"SearchForPluginByName A plug-in"});
 }
 

@@ -10,6 +10,7 @@
 #include "tests/support/temporary_folder.h"
 
 using NQRXHSK20::THSKException;
+using namespace svc::checker;
 
 namespace svc::test {
 namespace {

@@ -10,6 +10,7 @@
 #include "tests/support/temporary_folder.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 
 namespace svc::test {
 namespace {

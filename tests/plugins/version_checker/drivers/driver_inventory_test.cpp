@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/drivers/driver_operations.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 
 namespace svc::test {
 namespace {
@@ -49,7 +49,7 @@ TEST_P(TDriverState, IsRunningForExactlyOneText) {
   TFakeHost host;
   DriverRecord record;
   record.running = !GetParam().running;
-  TSVPluginCallbacks::SetRunningState(record, GetParam().text);
+  TDriverOperations::SetRunningState(record, GetParam().text);
   EXPECT_EQ(record.running, GetParam().running);
   EXPECT_EQ(host.logger.Entries(), TExpectedLog().Trace("Driver status:").Trace(GetParam().text));
 }
@@ -68,7 +68,7 @@ class TInstalledDrivers : public testing::Test {
   }
   TDriverList Collect() {
     TDriverList list;
-    TSVPluginCallbacks::CollectInstalledDrivers(list, host.inventory);
+    TDriverOperations::CollectInstalledDrivers(list, host.inventory);
     return list;
   }
   std::string Lookup() const {
@@ -120,7 +120,7 @@ TEST_F(TInstalledDrivers, SamePathGivesTwoRecords) {
 TEST_F(TInstalledDrivers, AreAppended) {
   Install("a", "1", "4");
   TDriverList list(1);
-  TSVPluginCallbacks::CollectInstalledDrivers(list, host.inventory);
+  TDriverOperations::CollectInstalledDrivers(list, host.inventory);
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].fileName, "a");
 }

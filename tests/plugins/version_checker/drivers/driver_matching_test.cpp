@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/drivers/driver_operations.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
+
+using namespace svc::checker;
 
 namespace svc::test {
 namespace {
@@ -19,7 +20,7 @@ DriverRecord Installed(const std::string& name, const std::string& version, bool
 class TDriverMatching : public testing::Test {
  protected:
   void Compare(const TDriverFiles& offered, const TDriverList& installed) {
-    TSVPluginCallbacks::CompareDrivers(offered, installed, host.inventory);
+    TDriverOperations::CompareDrivers(offered, installed, host.inventory);
   }
   static TExpectedLog& Pair(TExpectedLog& log, const std::string& installed,
                             const std::string& offered) {

@@ -4,9 +4,10 @@
 
 #include <random>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/drivers/driver_operations.h"
 #include "tests/support/fake_host.h"
+
+using namespace svc::checker;
 
 namespace svc::test {
 namespace {
@@ -50,7 +51,7 @@ struct TOutcome {
 TOutcome Match(const TDriverFiles& offered, const TDriverList& installed, int level) {
   TFakeHost host;
   host.logger.Keep(level);
-  TSVPluginCallbacks::CompareDrivers(offered, installed, host.inventory);
+  TDriverOperations::CompareDrivers(offered, installed, host.inventory);
   return {host.Records(), host.logger.UpTo(3)};
 }
 

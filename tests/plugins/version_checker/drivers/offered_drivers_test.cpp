@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/drivers/driver_record.h"
+#include "plugins/version_checker/drivers/driver_operations.h"
 #include "rules/driver_list.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 
 namespace svc::test {
 namespace {
@@ -110,7 +110,7 @@ class TOfferedDrivers : public testing::Test {
   }
   TOffers Collect(const TInstanceList& elements, const std::string& osType) {
     TDriverFiles lists;
-    TSVPluginCallbacks::CollectCatalogueDrivers(lists, elements, osType);
+    TDriverOperations::CollectCatalogueDrivers(lists, elements, osType);
     TOffers offers;
     for (const TSharedText& list : lists) {
       const TOffers more = Offers(list);
@@ -168,7 +168,7 @@ TEST_F(TOfferedDrivers, LongListsAreSharedWithTheElements) {
   const TInstanceHandle element =
       Element({{"applicableOperatingSystems", "RHEL5"}, {"driverFiles", files}});
   TDriverFiles lists;
-  TSVPluginCallbacks::CollectCatalogueDrivers(lists, {element}, "RHEL5");
+  TDriverOperations::CollectCatalogueDrivers(lists, {element}, "RHEL5");
   ASSERT_EQ(lists.size(), 1U);
   EXPECT_TRUE(lists[0].IsShared());
   EXPECT_EQ(lists[0], files);

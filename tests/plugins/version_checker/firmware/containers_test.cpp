@@ -1,6 +1,7 @@
 #include "tests/plugins/version_checker/firmware/firmware_fixture.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 
 namespace svc::test {
 namespace {
@@ -11,10 +12,10 @@ constexpr const char* kClass = "QRXSG_Thing";
 class TContainer : public TFirmwareTest {
  protected:
   std::string Property() {
-    return TSVPluginCallbacks::getStringPropertyFromContainer(host.inventory, kClass, "Version");
+    return TFirmwareOperations::getStringPropertyFromContainer(host.inventory, kClass, "Version");
   }
   int List() {
-    return TSVPluginCallbacks::getVersionItemFromContainer(host.inventory, kClass, instances);
+    return TFirmwareOperations::getVersionItemFromContainer(host.inventory, kClass, instances);
   }
   std::string Lookup() const { return "GetClass QRXSG_Thing " + PluginContextText(); }
   std::string Enumeration() const {
@@ -86,7 +87,7 @@ TEST_F(TContainer, ListHoldsTheInstancesInOrder) {
 
 TEST_F(TContainer, ListIsEmptiedBeforeItIsFilled) {
   Install("QRXSG_Other", {});
-  TSVPluginCallbacks::getVersionItemFromContainer(host.inventory, "QRXSG_Other", instances);
+  TFirmwareOperations::getVersionItemFromContainer(host.inventory, "QRXSG_Other", instances);
   Install(kClass, {{"Version", "A"}});
   List();
   ASSERT_EQ(instances.size(), 1U);
@@ -159,7 +160,7 @@ class TBrokenNamespace : public ICIMNamespace {
 TEST_F(TContainer, InstancesListedBeforeAFailureCount) {
   const TInstanceHandle first = Element({});
   const auto broken = boost::make_shared<TBrokenNamespace>(first);
-  EXPECT_EQ(TSVPluginCallbacks::getVersionItemFromContainer(broken, kClass, instances), 0);
+  EXPECT_EQ(TFirmwareOperations::getVersionItemFromContainer(broken, kClass, instances), 0);
   EXPECT_EQ(instances, TInstanceList{first});
 }
 

@@ -3,6 +3,8 @@
 
 #include "tests/plugins/version_checker/firmware/firmware_fixture.h"
 
+using namespace svc::checker;
+
 namespace svc::test {
 namespace {
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
 
+using namespace svc::checker;
+
 namespace svc::test {
 
 const std::vector<TDispatchTest> kBIOSTests = {
@@ -66,7 +68,7 @@ TInstanceHandle TFirmwareTest::Element(TFakeProperties properties) {
 }
 
 void TFirmwareTest::Compare(const TInstanceList& elements, const std::string& machineType) {
-  TSVPluginCallbacks::CompareFirmware(host.inventory, elements, machineType);
+  TFirmwareOperations::CompareFirmware(host.inventory, elements, machineType);
 }
 
 TWalkLog& TWalkLog::Tests(const std::vector<TDispatchTest>& tests, const TFakeProperties& element) {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/firmware/firmware_operations.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
 
@@ -31,10 +31,12 @@ extern const std::vector<std::string> kMissingComponents;
 
 class TFirmwareTest : public testing::Test {
  protected:
-  TInstanceHandle Element(TFakeProperties properties);
+  checker::TInstanceHandle Element(TFakeProperties properties);
   // Walks over these elements, or over one of these properties.
-  void Compare(const TInstanceList& elements, const std::string& machineType = "4631");
-  void CompareOne(const TFakeProperties& element) { Compare(TInstanceList{Element(element)}); }
+  void Compare(const checker::TInstanceList& elements, const std::string& machineType = "4631");
+  void CompareOne(const TFakeProperties& element) {
+    Compare(checker::TInstanceList{Element(element)});
+  }
 
   void Install(const std::string& className, const TFakeProperties& properties) {
     host.inventory->Add(className, properties);

@@ -1,6 +1,8 @@
 #include "tests/plugins/version_checker/firmware/firmware_fixture.h"
 #include "tests/support/case_name.h"
 
+using namespace svc::checker;
+
 namespace svc::test {
 namespace {
 

@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 using svc::test::TExpectedLog;
 using svc::test::TFakeHost;
 using svc::test::TLog;
@@ -28,7 +29,7 @@ class TPropertyContains : public testing::TestWithParam<TContainment> {};
 TEST_P(TPropertyContains, FindsATextWithoutRegardToASCIICase) {
   TFakeHost host;
   const auto element = host.inventory->Add("Element", {{"description", GetParam().text}});
-  EXPECT_EQ(TSVPluginCallbacks::PropertyContains(element, "description", GetParam().needle),
+  EXPECT_EQ(TInventoryOperations::PropertyContains(element, "description", GetParam().needle),
             GetParam().contained);
   EXPECT_EQ(host.logger.Entries(), TExpectedLog().Test());
 }
@@ -52,8 +53,8 @@ INSTANTIATE_TEST_SUITE_P(Texts, TPropertyContains, testing::ValuesIn(kContainmen
 TEST(PropertyContains, MissingPropertyContainsOnlyTheEmptyText) {
   TFakeHost host;
   const auto element = host.inventory->Add("Element", {});
-  EXPECT_FALSE(TSVPluginCallbacks::PropertyContains(element, "description", "x"));
-  EXPECT_TRUE(TSVPluginCallbacks::PropertyContains(element, "description", ""));
+  EXPECT_FALSE(TInventoryOperations::PropertyContains(element, "description", "x"));
+  EXPECT_TRUE(TInventoryOperations::PropertyContains(element, "description", ""));
   EXPECT_EQ(host.logger.Entries(), TExpectedLog().TestMissing().TestMissing());
 }
 
@@ -61,8 +62,8 @@ TEST(PropertyContains, SearchesAcrossTheElementsOfAnArray) {
   TFakeHost host;
   const auto element = host.inventory->Add(
       "Element", {{"systems", TCIMValue::Array(ECIMType::kString, {"RHEL5", "SLES10"})}});
-  EXPECT_TRUE(TSVPluginCallbacks::PropertyContains(element, "systems", "RHEL5 SLES10 "));
-  EXPECT_FALSE(TSVPluginCallbacks::PropertyContains(element, "systems", "RHEL5,"));
+  EXPECT_TRUE(TInventoryOperations::PropertyContains(element, "systems", "RHEL5 SLES10 "));
+  EXPECT_FALSE(TInventoryOperations::PropertyContains(element, "systems", "RHEL5,"));
 }
 
 class TMatching : public testing::Test {
@@ -86,7 +87,7 @@ TEST_F(TMatching, MachineTypeStandsBetweenItsMarks) {
   const TInstanceHandle unmarked = ForMachines({"4620"});
   const TInstanceHandle longer = ForMachines({"-[46201]-", "-[14620]-"});
   const TInstanceHandle second = ForMachines({"Rackwell -[4620]- and more"});
-  EXPECT_EQ(TSVPluginCallbacks::MatchMachineInstances("4620", {match, unmarked, longer, second}),
+  EXPECT_EQ(TInventoryOperations::MatchMachineInstances("4620", {match, unmarked, longer, second}),
             (TInstanceList{match, second}));
   EXPECT_EQ(host.logger.Entries(),
             TExpectedLog().Trace("In MatchMachineInstances").Test().Test().Test().Test());
@@ -94,13 +95,13 @@ TEST_F(TMatching, MachineTypeStandsBetweenItsMarks) {
 
 TEST_F(TMatching, MachineTypesCompareWithoutRegardToCase) {
   const TInstanceHandle element = ForMachines({"-[46ab]-"});
-  EXPECT_EQ(TSVPluginCallbacks::MatchMachineInstances("46AB", {element}), TInstanceList{element});
+  EXPECT_EQ(TInventoryOperations::MatchMachineInstances("46AB", {element}), TInstanceList{element});
 }
 
 TEST_F(TMatching, OrderAndRepetitionAreKept) {
   const TInstanceHandle first = ForMachines({"-[4620]-"});
   const TInstanceHandle second = ForMachines({"-[4620]-"});
-  EXPECT_EQ(TSVPluginCallbacks::MatchMachineInstances("4620", {second, first, second}),
+  EXPECT_EQ(TInventoryOperations::MatchMachineInstances("4620", {second, first, second}),
             (TInstanceList{second, first, second}));
 }
 
@@ -108,12 +109,12 @@ TEST_F(TMatching, ElementWithoutMachineTypesNeverMatches) {
   const TInstanceHandle missing = Element("description", "x");
   const TInstanceHandle null =
       Element("applicableMachineTypes", TCIMValue::Null(ECIMType::kString, true));
-  EXPECT_TRUE(TSVPluginCallbacks::MatchMachineInstances("", {missing, null}).empty());
+  EXPECT_TRUE(TInventoryOperations::MatchMachineInstances("", {missing, null}).empty());
 }
 
 TEST_F(TMatching, NothingMatchesInAnEmptyList) {
-  EXPECT_TRUE(TSVPluginCallbacks::MatchMachineInstances("4620", {}).empty());
-  EXPECT_TRUE(TSVPluginCallbacks::MatchOSInstances("RHEL5", {}).empty());
+  EXPECT_TRUE(TInventoryOperations::MatchMachineInstances("4620", {}).empty());
+  EXPECT_TRUE(TInventoryOperations::MatchOSInstances("RHEL5", {}).empty());
   EXPECT_EQ(host.logger.Entries(),
             TLog({{4, "In MatchMachineInstances"}, {4, "In MatchOSInstances"}}));
 }
@@ -122,15 +123,15 @@ TEST_F(TMatching, OperatingSystemMatchesInsideALongerCode) {
   const TInstanceHandle only64Bit = ForSystems({"RHEL5_64"});
   const TInstanceHandle sles10 = ForSystems({"SLES10_64"});
   const TInstanceHandle lower = ForSystems({"rhel5"});
-  EXPECT_EQ(TSVPluginCallbacks::MatchOSInstances("RHEL5", {only64Bit, sles10, lower}),
+  EXPECT_EQ(TInventoryOperations::MatchOSInstances("RHEL5", {only64Bit, sles10, lower}),
             (TInstanceList{only64Bit, lower}));
-  EXPECT_EQ(TSVPluginCallbacks::MatchOSInstances("SLES10", {sles10}), TInstanceList{sles10});
-  EXPECT_TRUE(TSVPluginCallbacks::MatchOSInstances("RHEL5_64", {lower}).empty());
+  EXPECT_EQ(TInventoryOperations::MatchOSInstances("SLES10", {sles10}), TInstanceList{sles10});
+  EXPECT_TRUE(TInventoryOperations::MatchOSInstances("RHEL5_64", {lower}).empty());
 }
 
 TEST_F(TMatching, LowerCaseCodeOfACatalogueMatches) {
   const TInstanceHandle lower = ForSystems({"rhel5_64"});
-  EXPECT_EQ(TSVPluginCallbacks::MatchOSInstances("RHEL5_64", {lower}), TInstanceList{lower});
+  EXPECT_EQ(TInventoryOperations::MatchOSInstances("RHEL5_64", {lower}), TInstanceList{lower});
   EXPECT_EQ(host.logger.Entries(), TExpectedLog().Trace("In MatchOSInstances").Test());
 }
 
@@ -139,7 +140,7 @@ TEST_F(TMatching, UnknownSystemMatchesEveryElement) {
   const TInstanceHandle missing = Element("description", "x");
   const TInstanceHandle null =
       Element("applicableOperatingSystems", TCIMValue::Null(ECIMType::kString, true));
-  EXPECT_EQ(TSVPluginCallbacks::MatchOSInstances("", {one, missing, null}),
+  EXPECT_EQ(TInventoryOperations::MatchOSInstances("", {one, missing, null}),
             (TInstanceList{one, missing, null}));
 }
 

@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 using svc::test::TExpectedLog;
 using svc::test::TFakeHost;
 using svc::test::ThrowStatus;
@@ -37,7 +38,7 @@ void AddSystem(TFakeHost& host, const TSystem& system) {
                                {"HardwarePlatform", system.platform}});
 }
 
-std::string Code(TFakeHost& host) { return TSVPluginCallbacks::getOSType(host.inventory); }
+std::string Code(TFakeHost& host) { return TInventoryOperations::getOSType(host.inventory); }
 
 class TOperatingSystemCode : public testing::TestWithParam<TSystem> {};
 

@@ -2,12 +2,13 @@
 
 #include <boost/make_shared.hpp>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
+#include "plugins/version_checker/inventory/properties.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 using svc::test::ContextText;
 using svc::test::EFault;
 using svc::test::TExpectedLog;
@@ -25,7 +26,7 @@ class TPropertyReading : public testing::Test {
   std::string Read(const TCIMValue& value) {
     const auto instance = host.inventory->Add("QRXSG_Thing", {{"Version", value}});
     std::string text = "what was there before";
-    EXPECT_EQ(&TSVPluginCallbacks::GetPropertyValue(instance, "Version", text), &text);
+    EXPECT_EQ(&TInventoryOperations::GetPropertyValue(instance, "Version", text), &text);
     return text;
   }
 
@@ -73,7 +74,7 @@ TEST_F(TPropertyReading, EmptyArrayIsEmpty) {
 TEST_F(TPropertyReading, MissingPropertyIsEmptyAndTraced) {
   const auto instance = host.inventory->Add("QRXSG_Thing", {});
   std::string text = "what was there before";
-  EXPECT_EQ(TSVPluginCallbacks::GetPropertyValue(instance, "Version", text), "");
+  EXPECT_EQ(TInventoryOperations::GetPropertyValue(instance, "Version", text), "");
   EXPECT_EQ(host.logger.Entries(), TExpectedLog().ReadMissing());
 }
 
@@ -118,7 +119,7 @@ TEST_F(TPropertyReading, EmptyPropertyHandleTripsTheAssertion) {
 
 TEST_F(TPropertyReading, EmptyInstanceHandleTripsTheAssertion) {
   std::string text;
-  EXPECT_THROW(TSVPluginCallbacks::GetPropertyValue(nullptr, "Version", text), TAssertionFailed);
+  EXPECT_THROW(TInventoryOperations::GetPropertyValue(nullptr, "Version", text), TAssertionFailed);
 }
 
 // Gives the property as the host gives one that instances share: it is the same at each reading.
@@ -190,7 +191,7 @@ TEST_F(TSharedReading, ArrayOfAnotherInstanceIsReadAfresh) {
 TEST(ValueReading, NullIsEmptyAndTraced) {
   TFakeHost host;
   std::string text = "what was there before";
-  EXPECT_EQ(&TSVPluginCallbacks::GetValue(TCIMValue(), text), &text);
+  EXPECT_EQ(&TInventoryOperations::GetValue(TCIMValue(), text), &text);
   EXPECT_EQ(text, "");
   EXPECT_EQ(host.logger.Entries(), TLog({{4, "In GetValue"}}));
 }

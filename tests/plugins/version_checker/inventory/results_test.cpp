@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
 #include "tests/support/fake_host.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 using svc::test::TFakeHost;
 using svc::test::ThrowStatus;
 using svc::test::TLog;
@@ -15,7 +16,7 @@ namespace {
 const TLog kDelivered = {{4, "In DeliverInstance"}};
 
 void Deliver(TFakeHost& host) {
-  TSVPluginCallbacks::DeliverInstance(host.inventory, "Firmware", "System BIOS", "1.0", "1.1");
+  TInventoryOperations::DeliverInstance(host.inventory, "Firmware", "System BIOS", "1.0", "1.1");
 }
 
 std::string Lookup() { return "GetClass QRXSG_SVResult " + svc::test::PluginContextText(); }
@@ -39,7 +40,7 @@ TEST(ResultRecord, PropertiesAreSetInOrderBeforeItIsStored) {
 
 TEST(ResultRecord, EmptyTextsAreNoNulls) {
   TFakeHost host;
-  TSVPluginCallbacks::DeliverInstance(host.inventory, "", "", "", "");
+  TInventoryOperations::DeliverInstance(host.inventory, "", "", "", "");
   const auto record = host.inventory->Class("QRXSG_SVResult").Instances().at(0);
   EXPECT_EQ(record->Properties().size(), 4U);
   for (const auto& [name, value] : record->Properties()) {
@@ -85,7 +86,7 @@ TEST(ResultRecord, ExceptionOfAnotherTypePassesFromTheLookup) {
 
 TEST(ResultRecord, EmptyNamespaceTripsTheAssertion) {
   TFakeHost host;
-  EXPECT_THROW(TSVPluginCallbacks::DeliverInstance({}, "", "", "", ""), TAssertionFailed);
+  EXPECT_THROW(TInventoryOperations::DeliverInstance({}, "", "", "", ""), TAssertionFailed);
 }
 
 TEST(ResultRecord, EmptyInstanceTripsTheAssertion) {

@@ -1,4 +1,4 @@
-#include "plugins/version_checker/inventory/results.h"
+#include "plugins/version_checker/inventory/reporting.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -8,6 +8,7 @@
 
 using svc::test::TFakeHost;
 using svc::test::TLog;
+using namespace svc::checker;
 
 namespace {
 

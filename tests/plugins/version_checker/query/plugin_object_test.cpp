@@ -11,6 +11,7 @@
 #include "tests/support/fake_host.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "plugins/version_checker/query/sv_plugin.h"
 
 using namespace NQRXHSK20;
+using namespace svc::checker;
 
 namespace svc::test {
 

@@ -1,19 +1,24 @@
-// Delivering result records.
+// What leaves a query: records, log entries and messages.
+#include "plugins/version_checker/inventory/reporting.h"
+
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "host/hskcore/root_object.h"
-#include "plugins/version_checker/contents/sv_plugin.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
 #include "plugins/version_checker/inventory/properties.h"
-#include "plugins/version_checker/inventory/results.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 
 using namespace NQRXHSK20;
-namespace rules = svc::rules;
-void TSVPluginCallbacks::DeliverInstance(TNamespaceHandle results, std::string type,
-                                         std::string name, TSharedText installedVersion,
-                                         TSharedText catalogueVersion) {
+
+namespace svc::checker {
+
+// Deliberate: see "The class of records is looked up for each" in docs/one-query.md.
+void TInventoryOperations::DeliverInstance(TNamespaceHandle results, std::string type,
+                                           std::string name, TSharedText installedVersion,
+                                           TSharedText catalogueVersion) {
   LogTrace("In DeliverInstance");
   boost::shared_ptr<ICIMClass> resultClass;
   if (!FindClass(resultClass, results, rules::kResultClass, PluginContext())) {
@@ -54,3 +59,5 @@ void PrintMessage(std::string_view text) {
   std::printf("\n%.*s\n", static_cast<int>(text.size()), text.data());
   std::fflush(stdout);
 }
+
+}  // namespace svc::checker
