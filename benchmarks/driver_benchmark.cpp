@@ -8,7 +8,6 @@
 
 #include "plugins/version_checker/drivers/driver_operations.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/schema_helper.h"
 
 namespace {
 

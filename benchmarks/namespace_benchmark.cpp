@@ -9,6 +9,7 @@
 
 #include "host/hskcore/cim.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_writer.h"
 
 namespace {
 

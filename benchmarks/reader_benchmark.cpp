@@ -6,6 +6,7 @@
 
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
+#include "runtime/hskcore/namespace_writer.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/cim_builder.h"
 #include "runtime/xmlparser/document_text.h"

@@ -144,10 +144,8 @@ const TDeclaration* TCimState::FindDeclaration(TClassId classId, TNameId name) c
 }
 
 TCell TCimState::StoreTextOf(TNameId name, std::string_view text) {
-  if (TTextPool* const pool = PoolOf(name)) {
-    return StoreTextIn(*pool, text);
-  }
   TNameTable::TEntry& entry = names[name];
+  if (entry.pool != kNone) return CellOf(pools[entry.pool].Intern(text, *texts));
   if (++entry.texts >= kTextsBeforePool) {
     entry.pool = static_cast<std::uint32_t>(pools.size());
     pools.emplace_back();

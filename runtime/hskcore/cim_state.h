@@ -69,13 +69,6 @@ class TCimState {
 
   // The cell of a text or of an array's text.
   TCell StoreTextOf(TNameId name, std::string_view text);
-  TCell StoreTextIn(TTextPool& pool, std::string_view text) {
-    return CellOf(pool.Intern(text, *texts));
-  }
-  // Where the texts of a name are stored, as long as the state lives; null until it has several.
-  TTextPool* PoolOf(TNameId name) noexcept {
-    return names[name].pool == kNone ? nullptr : &pools[names[name].pool];
-  }
   // Stores a new instance, which takes a copy of the cells.
   // REQUIRES: as many cells as the shape has properties.
   TRowId AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells);

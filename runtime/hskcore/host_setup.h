@@ -21,7 +21,10 @@ HSKCORE_API void InstallLogger(const boost::shared_ptr<NQRXHSK20::ILogger>& logg
 // Empty from the start. An empty handle releases the manager, and with it its plug-ins.
 HSKCORE_API void InstallPluginManager(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& manager);
 
-// From the start, and after an empty handle, there is a manager that knows the provider "inmem".
+// A manager that knows the provider "inmem". May be used from any thread.
+HSKCORE_API boost::shared_ptr<NQRXHSK20::INamespaceProviderManager> MakeNamespaceProviderManager();
+
+// From the start, and after an empty handle, there is such a manager.
 HSKCORE_API void InstallNamespaceProviderManager(
     const boost::shared_ptr<NQRXHSK20::INamespaceProviderManager>& manager);
 

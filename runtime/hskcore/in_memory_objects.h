@@ -1,6 +1,6 @@
-// What several in-memory namespaces hold in common: the contents of one, once it is shared, with
-// the properties that were read of it, and what of it is hidden. Each namespace copies it before it
-// is written to. May be used from several threads.
+// What in-memory namespaces are made of: the contents that several may share, the namespace, and
+// the handles to what it holds. The namespace and its handles are used from one thread at a time,
+// what is shared from several.
 #ifndef RUNTIME_HSKCORE_IN_MEMORY_OBJECTS_H_
 #define RUNTIME_HSKCORE_IN_MEMORY_OBJECTS_H_
 
@@ -22,7 +22,9 @@
 #include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/cim_state.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_watch.h"
 #include "runtime/hskcore/property_finder.h"
+#include "runtime/hskcore/shared_state.h"
 
 namespace svc {
 
@@ -43,6 +45,7 @@ class TInstanceLists {
   std::map<std::pair<TClassId, bool>, std::vector<TRowId>> lists;
 };
 
+// The contents of a namespace, once they are shared, with the properties that were read of them.
 class TSharedState {
  public:
   // Takes the state over: nobody changes it from here on.
@@ -85,8 +88,6 @@ class THiddenInstances {
   mutable TInstanceLists shown;
 };
 
-// The in-memory namespace and the handles to what it holds. Used from one thread at a time.
-
 class TInMemoryNamespace;
 
 // Lies in its namespace, which its handles keep alive; so does a TStoredInstance.
@@ -123,39 +124,12 @@ class TStoredInstance final : public NQRXHSK20::ICIMInstance {
   TRowId row;
 };
 
-// A property that is written and not yet of a stored instance. Its text is stored already.
-struct TWrittenCell {
-  TNameId name;
-  TForm form;
-  TCell cell;
-};
-
-// A created instance: outside the namespace until it is committed, one of the namespace's after.
-class TCreatedInstance final : public NQRXHSK20::ICIMInstance {
+// A created instance: outside the namespace until it is committed, one of the namespace's after,
+// unless it goes to the sink that there was when it was created.
+class TCreatedInstance final : public NQRXHSK20::ICIMInstance, public IWrittenInstance {
  public:
-  TCreatedInstance(const boost::shared_ptr<TInMemoryNamespace>& owner, TClassId classId)
-      : owner(owner), classId(classId) {}
-  // Throws THSKException (kFailed) when it is called again.
-  void Commit(const NQRXHSK20::CIMContext& context) override;
-  void GetProperty(boost::shared_ptr<NQRXHSK20::ICIMProperty>& property, std::string_view name,
-                   const NQRXHSK20::CIMContext& context) const override;
-  void SetPropertyValue(std::string_view name, const NQRXHSK20::TCIMValue& value,
-                        const NQRXHSK20::CIMContext& context) override;
-
- private:
-  boost::shared_ptr<TInMemoryNamespace> owner;
-  TClassId classId;
-  std::vector<TWrittenCell> cells;
-  // kNone until the commit.
-  TRowId row = kNone;
-};
-
-// A created instance that goes to the namespace's sink.
-class TSunkInstance final : public NQRXHSK20::ICIMInstance, public IWrittenInstance {
- public:
-  TSunkInstance(const boost::shared_ptr<TInMemoryNamespace>& owner, TClassId classId)
-      : owner(owner), classId(classId) {}
-  // Throws THSKException (kFailed) when it is called again.
+  TCreatedInstance(const boost::shared_ptr<TInMemoryNamespace>& owner, TClassId classId);
+  // Throws THSKException (kFailed) when it is called again, or the sink is no more.
   void Commit(const NQRXHSK20::CIMContext& context) override;
   void GetProperty(boost::shared_ptr<NQRXHSK20::ICIMProperty>& property, std::string_view name,
                    const NQRXHSK20::CIMContext& context) const override;
@@ -164,19 +138,24 @@ class TSunkInstance final : public NQRXHSK20::ICIMInstance, public IWrittenInsta
   NQRXHSK20::TSharedText Text(std::string_view name) const override;
 
  private:
+  void CommitToSink();
   // Null when it is not written.
   const NQRXHSK20::TCIMValue* Find(std::string_view name) const;
 
   boost::shared_ptr<TInMemoryNamespace> owner;
   TClassId classId;
+  bool isSunk;
+  bool isGone = false;  // To the sink.
+  // kNone until it is stored; from then on the properties are the namespace's.
+  TRowId row = kNone;
   std::vector<std::pair<std::string, NQRXHSK20::TCIMValue>> properties;
-  bool isCommitted = false;
 };
 
 class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
                                  public boost::enable_shared_from_this<TInMemoryNamespace> {
  public:
   using TPropertyHandle = boost::shared_ptr<NQRXHSK20::ICIMProperty>;
+  using TProperties = std::vector<std::pair<std::string, NQRXHSK20::TCIMValue>>;
 
   TInMemoryNamespace();
   void GetClass(boost::shared_ptr<NQRXHSK20::ICIMClass>& cimClass, std::string_view name,
@@ -192,9 +171,8 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   // The property of an instance that does not write it. Throws the same.
   TPropertyHandle DeclaredProperty(TClassId id, std::string_view name);
   TPropertyHandle MakeProperty(TForm form, TCell cell);
-  TWrittenCell Write(std::string_view name, const NQRXHSK20::TCIMValue& value);
-  // Stores a new instance of these properties.
-  TRowId Store(TClassId id, const std::vector<TWrittenCell>& written);
+  // Stores a new instance of these properties, each of another name.
+  TRowId Store(TClassId id, const TProperties& properties);
   void SetProperty(TRowId row, std::string_view name, const NQRXHSK20::TCIMValue& value);
 
   void SetObserver(IReadObserver* newObserver) noexcept { observer = newObserver; }
@@ -229,6 +207,12 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
       return cell == otherCell && property && form == otherForm;
     }
   };
+  // A property whose text is stored, but which is of no instance yet.
+  struct TWrittenCell {
+    TNameId name;
+    TForm form;
+    TCell cell;
+  };
   using TInstanceBlock = std::array<TStoredInstance, 32>;
   static constexpr std::size_t kFewestRecent = 64;
   static constexpr std::size_t kMostRecent = 4096;
@@ -238,6 +222,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   TNameId FindName(std::string_view name);
   bool Find(TRowId row, std::string_view name, TPropertyFinder::TFound& found);
   void Unshare();
+  TWrittenCell Write(std::string_view name, const NQRXHSK20::TCIMValue& value);
   // From here on it holds this.
   void Hold(boost::shared_ptr<TCimState> newState);
   TPropertyHandle NewProperty(TForm form, TCell cell) const;
@@ -263,6 +248,10 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   std::vector<std::unique_ptr<TInstanceBlock>> instances;
   TArrayText arrayText;
 };
+
+// The namespace itself. Throws THSKException (kFailed) when `target` is empty or no in-memory one.
+boost::shared_ptr<TInMemoryNamespace> InMemoryOf(
+    const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
 
 }  // namespace svc
 

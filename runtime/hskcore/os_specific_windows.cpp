@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <windows.h>
 
 #include <algorithm>
@@ -108,5 +109,12 @@ std::string DefaultDriveRoot() { return ""; }
 std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
   return _wfopen(NQRXHSK20::Wide(path).c_str(), NQRXHSK20::Wide(mode).c_str());
 }
+
+std::size_t BlockSize(void* block) noexcept { return _msize(block); }
+
+// Windows moves no pages of a heap.
+std::span<char> WholePages(std::span<char>) noexcept { return {}; }
+void TUnmap::operator()(char*) const noexcept {}
+TPages TakePages(std::span<char>) noexcept { return {}; }
 
 }  // namespace svc

@@ -12,7 +12,6 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/logging.h"
-#include "runtime/hskcore/root_object.h"
 
 namespace NQRXHSK20 {
 

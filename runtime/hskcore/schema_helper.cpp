@@ -5,7 +5,7 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/schema_helper.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/schema_helper.h"
+#include "runtime/hskcore/namespace_writer.h"
 
 namespace NQRXHSK20 {
 

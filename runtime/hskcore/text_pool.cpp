@@ -21,26 +21,9 @@ constexpr std::uint32_t kLongestStride = 16;
 }  // namespace
 
 TStoredText TTextPool::Intern(std::string_view text, TArena& arena) {
-  return IsLookedUp(text) ? InternLookedUp(text, Announce(text), arena) : StoreText(arena, text);
-}
-
-std::uint32_t TTextPool::Announce(std::string_view text) {
-  if (buckets.empty()) {
-    buckets.resize(1);
-  }
+  if (text.size() > kLongestShared || IsSkipped()) return StoreText(arena, text);
+  if (buckets.empty()) buckets.resize(1);
   const auto hash = static_cast<std::uint32_t>(HashText(text, HashSeed()));
-  __builtin_prefetch(&BucketOf(hash));
-  return hash;
-}
-
-void TTextPool::Approach(std::uint32_t hash) const noexcept {
-  const TBucket& bucket = BucketOf(hash);
-  for (std::size_t way = 0; way < kWays; ++way) {
-    if (bucket.hashes[way] == hash) __builtin_prefetch(bucket.texts[way]);
-  }
-}
-
-TStoredText TTextPool::InternLookedUp(std::string_view text, std::uint32_t hash, TArena& arena) {
   if (const TStoredText found = Find(text, hash)) {
     ++finds;
     savedBytes += text.size() + 1;

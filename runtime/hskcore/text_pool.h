@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/hskcore/pages.h"
+#include "runtime/hskcore/os_platform.h"
 
 namespace svc {
 
@@ -134,16 +134,6 @@ class TTextPool {
   // REQUIRES: the same arena each time.
   TStoredText Intern(std::string_view text, TArena& arena);
 
-  // The same in steps, between which the caller does something else, so that the processor fetches
-  // meanwhile what the next one reads. First whether the text is looked up at all; if not it is to
-  // be stored. REQUIRES: no other text in between.
-  bool IsLookedUp(std::string_view text) noexcept {
-    return text.size() <= kLongestShared && !IsSkipped();
-  }
-  std::uint32_t Announce(std::string_view text);
-  void Approach(std::uint32_t hash) const noexcept;
-  TStoredText InternLookedUp(std::string_view text, std::uint32_t hash, TArena& arena);
-
  private:
   // Longer texts hardly repeat, and hashing them would cost more than copying.
   static constexpr std::size_t kLongestShared = 1 << 16;
@@ -156,9 +146,6 @@ class TTextPool {
   };
 
   TBucket& BucketOf(std::uint32_t hash) noexcept { return buckets[hash & (buckets.size() - 1)]; }
-  const TBucket& BucketOf(std::uint32_t hash) const noexcept {
-    return buckets[hash & (buckets.size() - 1)];
-  }
   // Null when it is not known.
   TStoredText Find(std::string_view text, std::uint32_t hash) noexcept;
   bool IsSkipped() noexcept;

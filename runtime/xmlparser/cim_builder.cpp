@@ -4,10 +4,9 @@
 
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/pages.h"
+#include "runtime/hskcore/os_platform.h"
 #include "runtime/hskcore/value_text.h"
 #include "runtime/xmlparser/cim_elements.h"
-#include "runtime/xmlparser/object_path.h"
 
 namespace svc::xml {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/hskcore/value.h"
-#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_writer.h"
 #include "runtime/xmlparser/cim_elements.h"
 #include "runtime/xmlparser/document_text.h"
 

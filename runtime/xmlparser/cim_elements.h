@@ -153,6 +153,12 @@ bool TCimTokens::TakeTextBelow(EElement outer, EElement element, TTake take) {
   return true;
 }
 
+// Reads the contents of a VALUE.REFERENCE, its end tag included, and returns the path that they
+// say in the untyped form of DMTF DSP0207: [//HOST/][NAMESPACE:]CLASS[.KEY="VALUE",KEY=12,...]. A
+// quoted value has '"' and '\' escaped with a '\'.
+// REQUIRES: the last token was the start of a VALUE.REFERENCE.
+std::string ReadReferenceValue(TCimTokens& tokens);
+
 // The dialect of a catalogue, from the processing instruction before its root element. Stateless;
 // may be used from any thread.
 

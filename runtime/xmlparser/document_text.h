@@ -89,11 +89,6 @@ class TLineCounter {
   std::size_t lineEnds = 0;
 };
 
-// What the allocator knows of a block. May be used from any thread.
-
-// How many bytes may be used from the start of a block of malloc, calloc or realloc.
-std::size_t BlockSize(void* block);
-
 }  // namespace svc::xml
 
 #endif  // RUNTIME_XMLPARSER_DOCUMENT_TEXT_H_

@@ -1,10 +1,10 @@
-#include "runtime/xmlparser/object_path.h"
-
 #include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "runtime/xmlparser/cim_elements.h"
 
 namespace svc::xml {
 namespace {

@@ -15,6 +15,7 @@
 
 #include "host/hskcore/export.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/shared_state.h"
 #include "runtime/xmlparser/cim_builder.h"
 
 namespace svc {

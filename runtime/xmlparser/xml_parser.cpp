@@ -7,6 +7,9 @@
 #include "host/hskcore/exception.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/namespace_writer.h"
+#include "runtime/hskcore/os_platform.h"
+#include "runtime/hskcore/shared_state.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/file_bytes.h"
@@ -19,7 +22,7 @@ namespace NQRXHSK20 {
 void TXmlParser::Parse(char* text) {
   if (!text) throw THSKException("there is no document to parse", THSKStatusCode::kFailed);
   try {
-    state->Parse(text, svc::xml::BlockSize(text), false);
+    state->Parse(text, svc::BlockSize(text), false);
   } catch (const svc::xml::TDocumentError& error) {
     throw THSKException("line " + std::to_string(error.line) + ": " + error.what(), error.status);
   }

@@ -9,6 +9,7 @@
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_writer.h"
 #include "runtime/xmlparser/cim_builder.h"
 #include "runtime/xmlparser/cim_elements.h"
 #include "runtime/xmlparser/document_text.h"

@@ -8,7 +8,8 @@
 #include <optional>
 
 #include "host/hskcore/cim.h"
-#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_watch.h"
+#include "runtime/hskcore/shared_state.h"
 
 namespace svc {
 

@@ -14,7 +14,7 @@
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/schema_helper.h"
+#include "runtime/hskcore/namespace_watch.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"

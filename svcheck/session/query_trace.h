@@ -13,7 +13,7 @@
 
 #include "host/hskcore/cim.h"
 #include "host/hskcore/logger.h"
-#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_watch.h"
 
 namespace svc {
 

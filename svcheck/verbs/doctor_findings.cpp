@@ -19,7 +19,6 @@
 #include "runtime/acquire/module.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/schema_helper.h"
 #include "svcheck/cli/settings.h"
 #include "svcheck/session/download_remarks.h"
 #include "svcheck/session/query_run.h"

@@ -6,7 +6,6 @@
 #include "host/xmlparser/namespace_populator.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/schema_helper.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 
 using namespace NQRXHSK20;

@@ -1,4 +1,4 @@
-#include "runtime/hskcore/schema_helper.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,7 @@
 
 #include "host/hskcore/cim.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_writer.h"
 
 namespace svc::testing {
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_writer.h"
 #include "tests/runtime/hskcore/cim_reading.h"
 
 namespace svc::testing {

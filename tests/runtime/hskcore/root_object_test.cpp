@@ -7,7 +7,6 @@
 
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/hskcore/root_object.h"
 #include "tests/runtime/hskcore/cim_reading.h"
 #include "tests/runtime/hskcore/recording_logger.h"
 

@@ -4,6 +4,9 @@
 #include <thread>
 
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_watch.h"
+#include "runtime/hskcore/namespace_writer.h"
+#include "runtime/hskcore/shared_state.h"
 #include "tests/runtime/hskcore/cim_reading.h"
 
 namespace svc::testing {

@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "runtime/hskcore/pages.h"
+#include "runtime/hskcore/os_platform.h"
 #include "tests/runtime/hskcore/cim_reading.h"
 
 namespace svc::testing {

@@ -8,6 +8,7 @@
 #include "host/plugin.nsp/plugin_manager.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_writer.h"
 
 using namespace NQRXHSK20;
 

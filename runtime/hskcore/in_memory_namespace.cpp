@@ -1,0 +1,284 @@
+#include "runtime/hskcore/in_memory_namespace.h"
+
+#include <algorithm>
+#include <bit>
+#include <boost/make_shared.hpp>
+#include <memory>
+#include <string>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+#include "base/shown_text.h"
+#include "host/hskcore/exception.h"
+#include "runtime/hskcore/cell.h"
+#include "runtime/hskcore/in_memory_objects.h"
+#include "runtime/hskcore/name_table.h"
+#include "runtime/hskcore/namespace_watch.h"
+#include "runtime/hskcore/value_text.h"
+
+namespace svc {
+
+using NQRXHSK20::CIMContext;
+using NQRXHSK20::ECIMType;
+using NQRXHSK20::ICIMClass;
+using NQRXHSK20::ICIMInstance;
+using NQRXHSK20::ICIMNamespace;
+using NQRXHSK20::TCIMValue;
+using NQRXHSK20::THSKException;
+using NQRXHSK20::THSKStatusCode;
+using NQRXHSK20::TInstanceCallback;
+
+namespace {
+
+[[noreturn]] void ThrowNoProperty(std::string_view className, std::string_view name) {
+  throw THSKException("An instance of class \"" + CutName(className) + "\" has no property \"" +
+                          CutName(name) + "\"",
+                      THSKStatusCode::kNoSuchProperty);
+}
+
+}  // namespace
+
+TInMemoryNamespace::TInMemoryNamespace() : state(boost::make_shared<TCimState>()) {
+  likelyNames.fill(kNone);
+}
+
+TSharedStateHandle TInMemoryNamespace::Share() {
+  if (!shared) shared = boost::make_shared<const TSharedState>(state);
+  return shared;
+}
+
+void TInMemoryNamespace::Adopt(const TSharedStateHandle& other) {
+  Hold(other->State());
+  shared = other;
+}
+
+void TInMemoryNamespace::Unshare() {
+  Hold(boost::make_shared<TCimState>(*state));
+  shared.reset();
+}
+
+void TInMemoryNamespace::Hold(boost::shared_ptr<TCimState> newState) {
+  state.swap(newState);
+  finder = TPropertyFinder();
+  likelyNames.fill(kNone);
+  recent.clear();
+  seenOnce.clear();
+}
+
+void TInMemoryNamespace::GetClass(boost::shared_ptr<ICIMClass>& cimClass, std::string_view name,
+                                  const CIMContext&) {
+  if (observer != nullptr) observer->OnGetClass(name);
+  const TClassId id = state->FindClass(name);
+  if (id == kNoClass) {
+    throw THSKException("There is no class \"" + CutName(name) + "\"",
+                        THSKStatusCode::kClassNotFound);
+  }
+  cimClass = ClassHandle(id);
+}
+
+boost::shared_ptr<ICIMClass> TInMemoryNamespace::ClassHandle(TClassId id) {
+  while (classes.size() <= id) {
+    classes.Append({this, classes.size()});
+  }
+  return {shared_from_this(), &classes[id]};
+}
+
+std::vector<TRowId> TInMemoryNamespace::ShownInstancesOf(TClassId id, bool deep) const {
+  if (!shared) return state->InstancesOf(id, deep);
+  const bool isShortened = hidden && hidden->State() == shared;
+  return isShortened ? hidden->ShownInstancesOf(id, deep) : shared->InstancesOf(id, deep);
+}
+
+void TInMemoryNamespace::Enumerate(TClassId id, bool deep, const TInstanceCallback& callback) {
+  const std::vector<TRowId> rows = ShownInstancesOf(id, deep);
+  const auto self = shared_from_this();
+  for (const TRowId row : rows) {
+    callback(boost::shared_ptr<ICIMInstance>(self, &InstanceAt(row)));
+  }
+}
+
+TStoredInstance& TInMemoryNamespace::InstanceAt(TRowId row) {
+  constexpr std::size_t kBlock = std::tuple_size_v<TInstanceBlock>;
+  if (instances.size() <= row / kBlock) instances.resize(row / kBlock + 1);
+  std::unique_ptr<TInstanceBlock>& block = instances[row / kBlock];
+  if (!block) {
+    block = std::make_unique<TInstanceBlock>();
+    for (TRowId i = 0; i < kBlock; ++i) {
+      (*block)[i] = {this, static_cast<TRowId>(row - row % kBlock + i)};
+    }
+  }
+  return (*block)[row % kBlock];
+}
+
+TNameId TInMemoryNamespace::FindName(std::string_view name) {
+  if (name.empty()) return state->FindName(name);
+  const auto byteAt = [&](std::size_t at) { return static_cast<unsigned char>(name[at]); };
+  const std::size_t seen = name.size() * 5 + byteAt(0) + byteAt(name.size() - 1) * std::size_t{3};
+  TNameId& likely = likelyNames[seen % likelyNames.size()];
+  if (likely == kNone || state->NameText(likely) != name) likely = state->FindName(name);
+  return likely;
+}
+
+bool TInMemoryNamespace::Find(TRowId row, std::string_view name, TPropertyFinder::TFound& found) {
+  const TNameId nameId = FindName(name);
+  if (nameId == kNone || !finder.Find(*state, row, nameId, found)) return false;
+  // Where some are hidden, the next ones are seldom read.
+  if (!hidden) TPropertyFinder::FetchNext(*state, row, found);
+  return true;
+}
+
+std::optional<std::string> TInMemoryNamespace::TextOf(TRowId row, std::string_view name) {
+  TPropertyFinder::TFound found;
+  if (!Find(row, name, found)) return {};
+  const bool isText = IsStoredAsText(found.form) && !found.form.isArray && found.cell != 0;
+  return isText ? std::string(ViewOf(svc::TextOf(found.cell)))
+                : ValueOfCell(found.form, found.cell).ToString(10);
+}
+
+TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::PropertyOf(TRowId row,
+                                                                   std::string_view name) {
+  TPropertyFinder::TFound found;
+  if (!Find(row, name, found)) ThrowNoProperty(state->ClassName(state->Row(row).classId), name);
+  if (shared && found.place != kNone) return shared->Property(row, found, shared);
+  return MakeProperty(found.form, found.cell);
+}
+
+TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassId id,
+                                                                         std::string_view name) {
+  const TNameId nameId = FindName(name);
+  for (TClassId at = id; nameId != kNone && at != kNoClass; at = state->SuperclassOf(at)) {
+    if (const TDeclaration* declaration = state->FindDeclaration(at, nameId)) {
+      return MakeProperty(declaration->form, declaration->defaultCell);
+    }
+  }
+  ThrowNoProperty(state->ClassName(id), name);
+}
+
+TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
+  if (recent.empty()) {
+    // Of what is shared only the classes' own properties are made here.
+    const std::size_t rows = shared ? 0 : state->RowCount();
+    const std::size_t size = std::bit_ceil(std::clamp(rows, kFewestRecent, kMostRecent));
+    recent.resize(size);
+    seenOnce.resize(size);
+  }
+  const std::size_t place = Mix(cell ^ HashSeed(), kMixA) & (recent.size() - 1);
+  auto& [first, second] = recent[place];
+  if (first.Holds(form, cell)) {
+    return first.property;
+  }
+  if (!second.Holds(form, cell)) {
+    if (std::exchange(seenOnce[place], cell) != cell) {
+      return NewProperty(form, cell);
+    }
+    second = {form, cell, NewProperty(form, cell)};
+  }
+  std::swap(first, second);
+  return first.property;
+}
+
+TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::NewProperty(TForm form, TCell cell) const {
+  return boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
+}
+
+TRowId TInMemoryNamespace::Store(TClassId id, const TProperties& properties) {
+  std::vector<TCell> cells;
+  cells.reserve(properties.size());
+  TShapeId shape = TShapeTable::kEmpty;
+  for (const auto& [name, value] : properties) {
+    const TWrittenCell written = Write(name, value);
+    shape = state->Shapes().Extend(shape, written.name, written.form);
+    cells.push_back(written.cell);
+  }
+  return WritableState().AddRow(id, shape, cells);
+}
+
+void TInMemoryNamespace::SetProperty(TRowId row, std::string_view name, const TCIMValue& value) {
+  const TWrittenCell written = Write(name, value);
+  state->SetCell(row, written.name, written.form, written.cell);
+}
+
+TInMemoryNamespace::TWrittenCell TInMemoryNamespace::Write(std::string_view name,
+                                                           const TCIMValue& value) {
+  WritableState();
+  const TNameId known = FindName(name);
+  const TNameId id = known == kNone ? state->FindOrAddName(name) : known;
+  const ECIMType type = value.Type();
+  const TForm form{type, value.IsArray(), false};
+  if (value.IsNull()) {
+    return {id, {type, form.isArray, !IsStoredAsText(form)}, 0};
+  }
+  if (form.isArray) {
+    return {id, form, StoreArray(id, value)};
+  }
+  const std::string text = value.ToString(10);
+  return {id, form,
+          IsStoredAsText(form) ? state->StoreTextOf(id, text) : NumberFromText(type, text).value()};
+}
+
+TCell TInMemoryNamespace::StoreArray(TNameId name, const TCIMValue& value) {
+  const ECIMType type = value.Type();
+  arrayText.Begin();
+  for (const TCIMValue& element : static_cast<const std::vector<TCIMValue>&>(value)) {
+    if (element.IsNull()) {
+      arrayText.AddNull();
+    } else if (IsTextType(type)) {
+      arrayText.AddText(element.ToString(10));
+    } else {
+      arrayText.AddNumber(NumberFromText(type, element.ToString(10)).value());
+    }
+  }
+  return state->StoreTextOf(name, arrayText.Finish());
+}
+
+IInstanceSink* TInMemoryNamespace::SinkOf(TClassId id) const noexcept {
+  if (sink == nullptr) return nullptr;
+  const TClassId sunk = state->FindClass(sunkClass);
+  for (; id != kNoClass; id = state->SuperclassOf(id)) {
+    if (id == sunk) return sink;
+  }
+  return nullptr;
+}
+
+boost::shared_ptr<TInMemoryNamespace> InMemoryOf(const boost::shared_ptr<ICIMNamespace>& target) {
+  if (!target) {
+    throw THSKException("There is no namespace to write to", THSKStatusCode::kFailed);
+  }
+  const auto found = boost::dynamic_pointer_cast<TInMemoryNamespace>(target);
+  if (!found) {
+    throw THSKException("Documents can be read into namespaces of the provider \"inmem\" only",
+                        THSKStatusCode::kFailed);
+  }
+  return found;
+}
+
+void SetReadObserver(const boost::shared_ptr<ICIMNamespace>& target, IReadObserver* observer) {
+  InMemoryOf(target)->SetObserver(observer);
+}
+
+void SetInstanceSink(const boost::shared_ptr<ICIMNamespace>& target, std::string_view className,
+                     IInstanceSink* sink) {
+  InMemoryOf(target)->SetSink(className, sink);
+}
+
+bool HasSuperclass(const boost::shared_ptr<ICIMNamespace>& source, std::string_view className) {
+  const TCimState& state = InMemoryOf(source)->State();
+  const TClassId id = state.FindClass(className);
+  return id != kNoClass && state.SuperclassOf(id) != kNoClass;
+}
+
+std::optional<std::string> StoredText(const ICIMInstance& instance, std::string_view name) {
+  if (typeid(instance) != typeid(TStoredInstance)) return {};
+  return static_cast<const TStoredInstance&>(instance).Text(name);
+}
+
+TRowId NumberOf(const ICIMInstance& instance) noexcept {
+  return static_cast<const TStoredInstance&>(instance).Number();
+}
+
+boost::shared_ptr<ICIMNamespace> MakeInMemoryNamespace() {
+  return boost::make_shared<TInMemoryNamespace>();
+}
+
+}  // namespace svc

@@ -1,0 +1,93 @@
+// The way in bulk into an in-memory namespace: classes and instances written from texts, as a
+// parser meets them. One writer is used by one thread, while nobody else uses its namespace.
+#ifndef RUNTIME_HSKCORE_NAMESPACE_WRITER_H_
+#define RUNTIME_HSKCORE_NAMESPACE_WRITER_H_
+
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "host/hskcore/cim.h"
+#include "host/hskcore/export.h"
+#include "host/hskcore/value.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+
+namespace svc {
+
+// The name of a property as a document writes it, looked up once for all the times that it occurs.
+// Means something to the writer that gave it only, as long as the text lives.
+struct TPropertyName {
+  std::string_view text;
+  std::uint32_t number;
+};
+
+// Writes one class or instance at a time: Begin..., its properties, then Finish or Abandon. A class
+// shows in the namespace at once, an instance when it is finished. Names and texts are views of
+// the caller's memory, which no call keeps. Names compare without regard to ASCII case.
+//
+// Every operation but Abandon throws THSKException (kFailed, where nothing else is said), whose
+// text says the cause but no place. After that only Abandon, a Begin... or the destructor may
+// follow, each of which drops what was being written.
+class HSKCORE_API TNamespaceWriter {
+ public:
+  // Throws when `target` is empty or no in-memory namespace.
+  explicit TNamespaceWriter(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
+  ~TNamespaceWriter();
+  TNamespaceWriter(const TNamespaceWriter&) = delete;
+  TNamespaceWriter& operator=(const TNamespaceWriter&) = delete;
+
+  // Opens a new class, or a known one again: the properties that follow are added to it, and the
+  // superclass where it had none. An empty `superclass` stands for none. Throws when the superclass
+  // is another than before, is not declared or derives from this class.
+  TClassId BeginClass(std::string_view name, std::string_view superclass);
+  // Opens a new instance. Throws kClassNotFound when the class is not declared.
+  void BeginInstance(std::string_view className);
+
+  // REQUIRES: a class or an instance is open.
+  TPropertyName NameOf(std::string_view name);
+  // One property: in a class its default, in an instance its value. A second one of the same name
+  // throws. In a class that is opened again a declaration replaces the one from before.
+  //
+  // A scalar, from its text, which must fit the type: no blanks around it.
+  void WriteValue(const TPropertyName& name, NQRXHSK20::ECIMType type, std::string_view text);
+  void WriteNull(const TPropertyName& name, NQRXHSK20::ECIMType type, bool isArray);
+  // An array: BeginArray, its elements in order, EndArray.
+  void BeginArray(const TPropertyName& name, NQRXHSK20::ECIMType type);
+  void AddElement(std::string_view text);
+  void AddNullElement();
+  void EndArray();
+  // The same for a name that is looked up each time.
+  void WriteValue(std::string_view name, NQRXHSK20::ECIMType type, std::string_view text) {
+    WriteValue(NameOf(name), type, text);
+  }
+  void WriteNull(std::string_view name, NQRXHSK20::ECIMType type, bool isArray) {
+    WriteNull(NameOf(name), type, isArray);
+  }
+  void BeginArray(std::string_view name, NQRXHSK20::ECIMType type) {
+    BeginArray(NameOf(name), type);
+  }
+
+  void Finish();
+  void Abandon() noexcept;
+
+  // Whether it has use for memory that the caller needs no more.
+  bool WantsPages() const noexcept;
+  // Takes whole pages for what is stored from here on: zeros are read where they were. False where
+  // that cannot be done.
+  bool TakePages(std::span<char> pages) noexcept;
+
+  // kNoClass when there is no class of that name.
+  TClassId FindClass(std::string_view name) const noexcept;
+  // REQUIRES: an id that BeginClass or FindClass gave. The handle keeps the namespace alive.
+  boost::shared_ptr<NQRXHSK20::ICIMClass> ClassHandle(TClassId id) const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state;
+};
+
+}  // namespace svc
+
+#endif  // RUNTIME_HSKCORE_NAMESPACE_WRITER_H_

@@ -1,9 +1,0 @@
-#include <malloc.h>
-
-#include "runtime/xmlparser/document_text.h"
-
-namespace svc::xml {
-
-std::size_t BlockSize(void* block) { return _msize(block); }
-
-}  // namespace svc::xml
