@@ -23,11 +23,7 @@ TShapeTable::TShapeTable() : slots(64, kNone) {
   nodes.Append({kNone, kNone, kNone, 0, {NQRXHSK20::ECIMType::kString, false, false}});
 }
 
-TShapeId TShapeTable::Extend(TShapeId parent, TNameId name, TForm form) {
-  const TShapeId likely = nodes[parent].likelyChild;
-  if (likely != kNone && nodes[likely].name == name && nodes[likely].form == form) {
-    return likely;
-  }
+TShapeId TShapeTable::FindOrAdd(TShapeId parent, TNameId name, TForm form) {
   std::size_t slot = SlotOf(parent, name, form);
   if (slots[slot] == kNone) {
     if (nodes.size() * std::size_t{4} > slots.size() * 3) {

@@ -53,11 +53,17 @@ class TShapeTable {
   TShapeTable();
   // The shape that extends `parent` by a property.
   // REQUIRES: the parent has no property of that name.
-  TShapeId Extend(TShapeId parent, TNameId name, TForm form);
+  TShapeId Extend(TShapeId parent, TNameId name, TForm form) {
+    const TShapeId likely = nodes[parent].likelyChild;
+    const bool isLikely =
+        likely != kNone && nodes[likely].name == name && nodes[likely].form == form;
+    return isLikely ? likely : FindOrAdd(parent, name, form);
+  }
   TNode& operator[](TShapeId id) noexcept { return nodes[id]; }
   const TNode& operator[](TShapeId id) const noexcept { return nodes[id]; }
 
  private:
+  TShapeId FindOrAdd(TShapeId parent, TNameId name, TForm form);
   std::size_t SlotOf(TShapeId parent, TNameId name, TForm form) const noexcept;
   void Grow();
 

@@ -143,14 +143,12 @@ const TDeclaration* TCimState::FindDeclaration(TClassId classId, TNameId name) c
   return found == kNone ? nullptr : &declarations[found];
 }
 
-TCell TCimState::StoreTextOf(TNameId name, std::string_view text) {
-  TNameTable::TEntry& entry = names[name];
-  if (entry.pool != kNone) return CellOf(pools[entry.pool].Intern(text, *texts));
-  if (++entry.texts >= kTextsBeforePool) {
-    entry.pool = static_cast<std::uint32_t>(pools.size());
+TStoredText TCimState::StoreUnpooled(TNameTable::TEntry& name, std::string_view text) {
+  if (++name.texts >= kTextsBeforePool) {
+    name.pool = static_cast<std::uint32_t>(pools.size());
     pools.emplace_back();
   }
-  return CellOf(StoreText(*texts, text));
+  return StoreText(*texts, text);
 }
 
 TCell* TCimState::StoreCells(std::span<const TCell> cells) {

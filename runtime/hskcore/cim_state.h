@@ -68,7 +68,11 @@ class TCimState {
   std::uint32_t Generation() const noexcept { return generation; }
 
   // The cell of a text or of an array's text.
-  TCell StoreTextOf(TNameId name, std::string_view text);
+  TCell StoreTextOf(TNameId name, std::string_view text) {
+    TNameTable::TEntry& entry = names[name];
+    return CellOf(entry.pool != kNone ? pools[entry.pool].Intern(text, *texts)
+                                      : StoreUnpooled(entry, text));
+  }
   // Stores a new instance, which takes a copy of the cells.
   // REQUIRES: as many cells as the shape has properties.
   TRowId AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells);
@@ -97,6 +101,7 @@ class TCimState {
   const boost::shared_ptr<TArena>& Texts() const noexcept { return texts; }
 
  private:
+  TStoredText StoreUnpooled(TNameTable::TEntry& name, std::string_view text);
   TClassId AddClass(TNameId name);
   TClassId TopOf(TClassId classId) noexcept;
   void Derive(TClassId classId, TClassId superclass);

@@ -41,9 +41,20 @@ struct TNamespaceWriter::State {
   TCimState& Open();
   void Begin(TClassId id, bool asClass);
   void Drop() noexcept { classId = kNoClass; }
-  void EnterProperty(const TPropertyName& name);
+  void EnterProperty(const TPropertyName& name) {
+    std::uint32_t& writtenIn = cim->Name(name.number).writtenIn;
+    if (writtenIn == serial) Refuse("PROPERTY " + Shown(name.text) + " written twice");
+    writtenIn = serial;
+  }
   // Of the property that was entered last; so for KeepText.
-  void Keep(TNameId name, TForm form, TCell cell);
+  void Keep(TNameId name, TForm form, TCell cell) {
+    if (isClass) {
+      cim->Declare({classId, name, form, cell});
+    } else {
+      shape = cim->Shapes().Extend(shape, name, form);
+      cells.push_back(cell);
+    }
+  }
   void KeepText(TNameId name, TForm form, std::string_view text) {
     Keep(name, form, cim->StoreTextOf(name, text));
   }
@@ -78,21 +89,6 @@ void TNamespaceWriter::State::Begin(TClassId id, bool asClass) {
   serial = cim->NextWritten();
   shape = TShapeTable::kEmpty;
   cells.clear();
-}
-
-void TNamespaceWriter::State::EnterProperty(const TPropertyName& name) {
-  std::uint32_t& writtenIn = cim->Name(name.number).writtenIn;
-  if (writtenIn == serial) Refuse("PROPERTY " + Shown(name.text) + " written twice");
-  writtenIn = serial;
-}
-
-void TNamespaceWriter::State::Keep(TNameId name, TForm form, TCell cell) {
-  if (isClass) {
-    cim->Declare({classId, name, form, cell});
-  } else {
-    shape = cim->Shapes().Extend(shape, name, form);
-    cells.push_back(cell);
-  }
 }
 
 std::uint64_t TNamespaceWriter::State::Number(std::string_view name, ECIMType type,

@@ -106,11 +106,9 @@ void TCimBuilder::ReadInstance() {
 
 // Of a tag that was met before the note says which attribute is the name and what the type is.
 inline TCimBuilder::TProperty TCimBuilder::PropertyOfTag() {
-  TXmlReader& reader = tokens.Reader();
-  const TTagNote& note = reader.Note();
-  if (note.detail == 0) NoteProperty();
-  return {{reader.AttributeValue(note.attribute), note.number},
-          static_cast<ECIMType>(note.detail - 1)};
+  TTagNote& note = tokens.Note();
+  if (!note.isProperty) NoteProperty(note);
+  return {{tokens.Reader().AttributeValue(note.nameAttribute), note.nameNumber}, note.type};
 }
 
 void TCimBuilder::ReadMembers(bool isClass) {
@@ -245,17 +243,17 @@ void TCimBuilder::ReadNull(const TProperty& property, bool isArray) {
   writer.WriteNull(property.name, property.type, isArray);
 }
 
-void TCimBuilder::NoteProperty() {
+void TCimBuilder::NoteProperty(TTagNote& note) {
   TXmlReader& reader = tokens.Reader();
-  (void)tokens.Required("NAME");
+  const std::string_view name = tokens.Required("NAME");
   const auto written = reader.Attribute("TYPE");
   const auto type = written ? CimTypeOfName(*written) : ECIMType::kString;
   if (!type || type == ECIMType::kReference)
     reader.Fail("unknown TYPE \"" + CutName(*written) + "\"");
-  TTagNote& note = reader.Note();
-  note.attribute = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
-  note.number = writer.NameOf(reader.AttributeValue(note.attribute)).number;
-  note.detail = static_cast<std::uint32_t>(*type) + 1;
+  note.nameAttribute = static_cast<std::uint32_t>(reader.AttributeNumber("NAME"));
+  note.nameNumber = writer.NameOf(name).number;
+  note.type = *type;
+  note.isProperty = true;
 }
 
 void TCimBuilder::Collect(TClassId id) {

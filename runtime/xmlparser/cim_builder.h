@@ -84,7 +84,7 @@ class TCimBuilder {
   void ReadElements(const TProperty& property);
   bool ReadElement();
   TProperty PropertyOfTag();
-  void NoteProperty();
+  void NoteProperty(TTagNote& note);
   void Collect(TClassId id);
 
   TCimTokens tokens;

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/hskcore/value.h"
+#include "runtime/xmlparser/tag.h"
 #include "runtime/xmlparser/xml_reader.h"
 
 namespace svc::xml {
@@ -72,10 +74,19 @@ enum class ETreatment : std::uint8_t {
 // What is done with `child` where it stands directly below `parent`, one of the containers.
 ETreatment TreatmentBelow(EElement parent, EElement child);
 
-// A reader's tokens as CIM-XML has them: elements below elements, text only in a few. Used from one
-// thread at a time.
+// What is found out once about all tags of the same bytes.
+struct TTagNote {
+  EElement element = EElement::kNone;
+  // Of a property, as long as `isProperty`: which attribute is its name, and what the others say.
+  bool isProperty = false;
+  NQRXHSK20::ECIMType type{};
+  std::uint32_t nameAttribute = 0;
+  std::uint32_t nameNumber = 0;  // In the namespace that is written to.
+};
 
-// Every operation throws TDocumentError where the document is not as the operation says.
+// A reader's tokens as CIM-XML has them: elements below elements, text only in a few. Used from one
+// thread at a time. Every operation throws TDocumentError where the document is not as the
+// operation says.
 class TCimTokens {
  public:
   explicit TCimTokens(TXmlReader& reader) : reader(reader) {}
@@ -84,7 +95,9 @@ class TCimTokens {
   // read. Text beside the children is refused.
   bool NextChild();
   // Which element began last. REQUIRES: the last token was a start; so for all that follow.
-  EElement Element();
+  EElement Element() { return Note().element; }
+  // Of the last tag. Valid until the next token.
+  TTagNote& Note();
   // An attribute that the element must have, and that must not be empty.
   std::string_view Required(std::string_view attributeName) const;
   std::string_view Optional(std::string_view attributeName) const;
@@ -100,10 +113,10 @@ class TCimTokens {
   // before and holds nothing but plain text. False, and nothing is read, when it is not.
   template <typename TTake>
   bool TakeText(EElement element, TTake take);
-  // The same for an element that holds nothing but such an element: the attributes and the note are
-  // those of the outer one.
+  // The same for an element of the kind `parent` whose only child is such an element: the note and
+  // the attributes are the parent's.
   template <typename TTake>
-  bool TakeTextBelow(EElement outer, EElement element, TTake take);
+  bool TakeTextBelow(EElement parent, EElement element, TTake take);
   // As a text of its own.
   std::string TextOf();
 
@@ -111,7 +124,13 @@ class TCimTokens {
   TXmlReader& Reader() { return reader; }
 
  private:
+  bool Is(std::uint32_t tag, EElement element) const {
+    const TTagNote* const note = notes.Find(tag);
+    return note && note->element == element;
+  }
+
   TXmlReader& reader;
+  TTagNotes<TTagNote> notes;
 };
 
 inline bool TCimTokens::NextChild() {
@@ -120,10 +139,10 @@ inline bool TCimTokens::NextChild() {
   return token == EToken::kStart;
 }
 
-inline EElement TCimTokens::Element() {
-  TTagNote& note = reader.Note();
-  if (note.kind == 0) note.kind = static_cast<std::uint32_t>(ElementOfName(reader.Name()));
-  return static_cast<EElement>(note.kind);
+inline TTagNote& TCimTokens::Note() {
+  TTagNote& note = notes[reader.Tag()];
+  if (note.element == EElement::kNone) note.element = ElementOfName(reader.Name());
+  return note;
 }
 
 template <typename TTake>
@@ -140,15 +159,17 @@ void TCimTokens::ReadText(TTake take) {
 
 template <typename TTake>
 bool TCimTokens::TakeText(EElement element, TTake take) {
-  if (!reader.TakeLeaf(static_cast<std::uint32_t>(element))) return false;
+  if (!reader.TakeLeaf([&](std::uint32_t tag) { return Is(tag, element); })) return false;
   take(reader.Text());
   return true;
 }
 
 template <typename TTake>
-bool TCimTokens::TakeTextBelow(EElement outer, EElement element, TTake take) {
-  if (!reader.TakeLeafBelow(static_cast<std::uint32_t>(outer), static_cast<std::uint32_t>(element)))
-    return false;
+bool TCimTokens::TakeTextBelow(EElement parent, EElement element, TTake take) {
+  const auto isWanted = [&](std::uint32_t outer, std::uint32_t inner) {
+    return Is(outer, parent) && Is(inner, element);
+  };
+  if (!reader.TakeParentOfLeaf(isWanted)) return false;
   take(reader.Text());
   return true;
 }

@@ -151,12 +151,11 @@ const TAttribute* FindDuplicate(std::span<const TAttribute> attributes, const ch
   return nullptr;
 }
 
-void TWrapping::Learn(std::string_view newLead, std::string_view newTrail,
-                      std::uint32_t newInnerKind) {
+void TWrapping::Learn(std::string_view newLead, std::string_view newTrail, std::uint32_t newChild) {
   if (newLead.size() > kMaxLead || newTrail.size() > kMaxTrail) return;
   leadLength = static_cast<std::uint32_t>(newLead.copy(lead, kMaxLead));
   trailLength = static_cast<std::uint32_t>(newTrail.copy(trail, kMaxTrail));
-  innerKind = newInnerKind;
+  child = newChild;
 }
 
 std::size_t TTagMemory::SlotOf(const char* at, std::size_t length) const {

@@ -24,10 +24,7 @@ std::size_t WholeBlocks(std::size_t length) {
 }  // namespace
 
 TXmlReader::TXmlReader(TDocumentText& text)
-    : text(text), at(text.Begin()), token(at), tagBytes(at) {
-  note = &unknown.note;
-  expected = &unknown.children;
-}
+    : text(text), at(text.Begin()), token(at), tagBytes(at), expected(&unknown.children) {}
 
 EToken TXmlReader::Next() {
   if (isEmptyElement) return EndEmptyElement();
@@ -126,13 +123,11 @@ EToken TXmlReader::ReadStart() {
 
 EToken TXmlReader::ReadNewStart() {
   const TTagForm form = ReadTag(text, at, readAttributes);
-  TKnownTag* const tag = memory.Add(at, form, readAttributes);
-  if (tag) {
-    expected->Put(tag);
-    return Open(*tag, form, readAttributes);
-  }
-  unknown.note = {};
-  return Open(unknown, form, readAttributes);
+  TKnownTag* const remembered = memory.Add(at, form, readAttributes);
+  if (remembered) expected->Put(remembered);
+  TKnownTag& tag = remembered ? *remembered : unknown;
+  tag.number = ++newTags;
+  return Open(tag, form, readAttributes);
 }
 
 EToken TXmlReader::Open(TKnownTag& tag, const TTagForm& form,
@@ -142,7 +137,7 @@ EToken TXmlReader::Open(TKnownTag& tag, const TTagForm& form,
   name = {at + 1, form.nameLength};
   tagBytes = at;
   attributes = itsAttributes;
-  note = &tag.note;
+  tagNumber = tag.number;
   expected = &tag.children;
   isEmptyElement = form.isEmpty;
   at += form.length;
@@ -167,14 +162,14 @@ EToken TXmlReader::ReadEnd() {
   return Close();
 }
 
-// Where the element, whose end tag was just read, holds nothing but the last leaf.
+// Of an element whose end tag was just read, and whose only child is the last leaf.
 void TXmlReader::LearnWrapping(const TOpenElement& element) const {
   const char* begin = element.name - 1;
   if (SkipBlanks(leafEnd, text.End()) != token || !element.tag->Begins(begin, text.End())) return;
   const char* const words = content.data();
   while (begin != text.Begin() && IsBlank(begin[-1])) --begin;
   const char* const stop = words + content.size();
-  element.tag->wrapping.Learn({begin, words}, {stop, at}, leafKind);
+  element.tag->wrapping.Learn({begin, words}, {stop, at}, leafTag);
 }
 
 bool TXmlReader::TakeLikelyLeaf(TKnownTag& leaf) {

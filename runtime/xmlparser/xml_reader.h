@@ -43,13 +43,16 @@ class TXmlReader {
     if (at[1] == '/') return ReadEnd();
     return at[1] != '!' && at[1] != '?' ? ReadStart() : NextTagSlowly();
   }
-  // Reads the next element whole, down to its end tag, where that can be done at a stroke: it
-  // begins with the tag that stood here before, of which the caller noted `kind`, and holds nothing
-  // but plain text, which is then Text(). False, and nothing is read, where it cannot.
-  bool TakeLeaf(std::uint32_t kind);
-  // The same for an element that holds nothing but such an element, which it held before as well:
-  // the note and the attributes are those of the outer one.
-  bool TakeLeafBelow(std::uint32_t outerKind, std::uint32_t kind);
+  // Reads the next element whole where it is a leaf, which holds nothing but plain text, and begins
+  // with the tag that came here last: Text() is what it holds. `isWanted` is asked first, with the
+  // tag's number. False, and nothing is read, where it cannot be read at a stroke.
+  template <typename TTest>
+  bool TakeLeaf(const TTest& isWanted);
+  // The same for an element whose only child is a leaf, where blanks and tags stand as they did
+  // the last time: <A> <B>text</B> </A>. `isWanted` is asked with the number of its own tag and of
+  // the leaf's; the last tag is then its own.
+  template <typename TTest>
+  bool TakeParentOfLeaf(const TTest& isWanted);
   // Checks what follows the root element: white space, comments, processing instructions.
   // REQUIRES: the last token was kFinished.
   void CheckEpilogue();
@@ -66,9 +69,9 @@ class TXmlReader {
   std::string_view AttributeValue(std::size_t number) const {
     return attributes[number].Value(tagBytes);
   }
-  // What the caller noted about the last tag when the same bytes were met before. The reference
-  // is valid until the next token.
-  TTagNote& Note() { return *note; }
+  // The last tag's number. Tags of the same bytes have the same one as long as the reader remembers
+  // them, tags of other bytes never: what a caller finds out about a tag it may keep by this.
+  std::uint32_t Tag() const { return tagNumber; }
 
   TDocumentText& Document() { return text; }
   // Where reading goes on.
@@ -116,7 +119,8 @@ class TXmlReader {
   std::string_view content;
   const char* tagBytes;  // What the places of the attributes count from.
   std::span<const TAttribute> attributes;
-  TTagNote* note;
+  std::uint32_t tagNumber = 0;
+  std::uint32_t newTags = 0;  // How many were read, not remembered.
 
   std::size_t depth = 0;
   bool isEmptyElement = false;
@@ -127,8 +131,8 @@ class TXmlReader {
   TTagMemory memory;
   TKnownTag unknown{};  // Stands for every tag that is not remembered.
   TFollowers* expected;
-  // Of the last leaf: what it was noted as, where the token before it ended, and where it did.
-  std::uint32_t leafKind = 0;
+  // Of the last leaf: its tag's number, where the token before it ended, and where it did.
+  std::uint32_t leafTag = 0;
   const char* leafBegin = nullptr;
   const char* leafEnd = nullptr;
   std::vector<TAttribute> readAttributes;
@@ -149,29 +153,31 @@ inline bool TXmlReader::TakeWrapped(TKnownTag& tag) {
   return true;
 }
 
-inline bool TXmlReader::TakeLeaf(std::uint32_t kind) {
+template <typename TTest>
+bool TXmlReader::TakeLeaf(const TTest& isWanted) {
   TKnownTag* const leaf = expected->likely;
-  if (!leaf || leaf->note.kind != kind || isEmptyElement || depth == kMaxDepth) return false;
+  if (!leaf || isEmptyElement || depth == kMaxDepth || !isWanted(leaf->number)) return false;
   const char* const begin = at;
   const TWrapping& known = leaf->wrapping;
-  const bool isTaken = known.leadLength != 0 && known.innerKind == 0 && TakeWrapped(*leaf);
+  const bool isTaken = known.leadLength != 0 && known.child == 0 && TakeWrapped(*leaf);
   if (!isTaken && !TakeLikelyLeaf(*leaf)) return false;
-  leafKind = kind;
+  leafTag = leaf->number;
   leafBegin = begin;
   leafEnd = at;
   return true;
 }
 
-inline bool TXmlReader::TakeLeafBelow(std::uint32_t outerKind, std::uint32_t kind) {
+template <typename TTest>
+bool TXmlReader::TakeParentOfLeaf(const TTest& isWanted) {
   if (isEmptyElement || depth + 1 >= kMaxDepth) return false;
   for (TKnownTag* const tag : {expected->likely, expected->other}) {
-    if (!tag || tag->note.kind != outerKind || tag->wrapping.innerKind != kind) continue;
+    if (!tag || tag->wrapping.child == 0 || !isWanted(tag->number, tag->wrapping.child)) continue;
     TFollowers& followers = *expected;
     if (!TakeWrapped(*tag)) continue;
     if (tag != followers.likely) followers.Put(tag);
     tagBytes = tag->bytes;
     attributes = {tag->attributes, tag->attributeCount};
-    note = &tag->note;
+    tagNumber = tag->number;
     return true;
   }
   return false;
