@@ -1,12 +1,14 @@
 #include "runtime/xmlparser/file_bytes.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 
+#include "base/read_file.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "host/xmlparser/xml_parser.h"
@@ -29,15 +31,24 @@ struct TCloseFile {
 };
 using TFile = std::unique_ptr<std::FILE, TCloseFile>;
 
-[[noreturn]] void FailToRead(const std::string& path, const char* doing, int error) {
-  throw THSKException(path + ": cannot be " + doing + ": " + std::strerror(error),
-                      THSKStatusCode::kFileUnreadable);
+std::atomic<bool> isWaitingAllowed = true;
+
+[[noreturn]] void FailToRead(const std::string& path, const char* doing, const std::string& why) {
+  throw THSKException(path + ": cannot be " + doing + ": " + why, THSKStatusCode::kFileUnreadable);
 }
 
-TFile Open(const std::string& path, const std::string& native) {
+// What was a file when it was looked at may be a pipe by now.
+TFile OpenRegular(const std::string& path, const std::string& native) {
+  try {
+    return TFile(files::OpenToRead(native, files::EPipes::kNone));
+  } catch (const files::TFileError& error) {
+    FailToRead(path, "opened", error.what());
+  }
+}
+
+TFile OpenPipe(const std::string& path, const std::string& native) {
   TFile file(OpenNativeFile(native, "rb"));
-  if (!file) FailToRead(path, "opened", errno);
-  std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  if (!file) FailToRead(path, "opened", std::strerror(errno));
   return file;
 }
 
@@ -53,12 +64,13 @@ void Grow(TFileBytes& buffer, std::size_t capacity, const std::string& path) {
 
 // What the system says of a file's size is taken for a hint: a pipe has none, and a file may grow.
 TFileBytes ReadAll(const TFile& file, std::uint64_t told, const std::string& path) {
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);
   TFileBytes read;
   std::size_t capacity = std::clamp<std::uint64_t>(told + 1, kSmallestBuffer, kMostBytes);
   for (;;) {
     Grow(read, capacity, path);
     read.size += std::fread(read.bytes.get() + read.size, 1, capacity - read.size, file.get());
-    if (std::ferror(file.get())) FailToRead(path, "read", errno);
+    if (std::ferror(file.get())) FailToRead(path, "read", std::strerror(errno));
     if (read.size < capacity || capacity == kMostBytes) return read;
     capacity = std::min(capacity * 2, kMostBytes);
   }
@@ -66,22 +78,24 @@ TFileBytes ReadAll(const TFile& file, std::uint64_t told, const std::string& pat
 
 }  // namespace
 
+void AllowWaiting(bool isAllowed) noexcept { isWaitingAllowed = isAllowed; }
+
 TFileBytes ReadWholeFile(const std::string& path) {
   const std::uint64_t told = TOSSpecific::GetFileSize(path);
-  return ReadAll(Open(path, TOSSpecific::NativePath(path)), told, path);
+  return ReadAll(OpenRegular(path, TOSSpecific::NativePath(path)), told, path);
 }
 
 TFileBytes ReadFileOrPipe(const std::string& path) {
   const std::string native = TOSSpecific::NativePath(path);
   std::error_code noStatus;
-  if (!std::filesystem::is_fifo(native, noStatus)) return ReadWholeFile(path);
-  return ReadAll(Open(path, native), 0, path);
+  if (!isWaitingAllowed || !std::filesystem::is_fifo(native, noStatus)) return ReadWholeFile(path);
+  return ReadAll(OpenPipe(path, native), 0, path);
 }
 
 TFileBytes ReadNativeFile(const std::string& path) {
   std::error_code noSize;
   const std::uint64_t told = std::filesystem::file_size(path, noSize);
-  return ReadAll(Open(path, path), noSize ? 0 : told, path);
+  return ReadAll(OpenRegular(path, path), noSize ? 0 : told, path);
 }
 
 }  // namespace svc::xml

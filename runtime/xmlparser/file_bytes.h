@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "host/hskcore/export.h"
+
 namespace svc::xml {
 
 struct TFileBytes {
@@ -20,8 +22,11 @@ struct TFileBytes {
 // Reads a regular file to its end, and stops behind the largest document that is taken.
 // Throws THSKException: kFileNotFound, kFileUnreadable, kNoBuffer.
 TFileBytes ReadWholeFile(const std::string& path);
-// The same, also for a pipe, for whose end it waits.
+// The same, also for a pipe, for whose end it waits where waiting is allowed.
 TFileBytes ReadFileOrPipe(const std::string& path);
+// Whether it is, from the start: not for who loads what others put somewhere, one file after the
+// other, and has to come to the last one.
+XMLPARSER_API void AllowWaiting(bool isAllowed) noexcept;
 // The same for a path of the system's.
 TFileBytes ReadNativeFile(const std::string& path);
 

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/read_file.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/acquire/module.h"
 #include "runtime/acquire/outcome.h"
@@ -45,11 +46,13 @@ std::string KindOfOther(const std::string& path) {
 }
 
 TFile Open(const std::string& path) {
-  TFile file(path == "-" ? stdin : OpenRegular(path));
-  if (file) return file;
-  const int error = errno;
-  if (const std::string why = WhyNoFile(path); !why.empty()) throw std::runtime_error(why);
-  Fail(path, std::string("cannot be opened: ") + std::strerror(error));
+  if (path == "-") return TFile(stdin);
+  try {
+    return TFile(files::OpenToRead(path, files::EPipes::kNone));
+  } catch (const files::TFileError& error) {
+    if (const std::string why = WhyNoFile(path); !why.empty()) throw std::runtime_error(why);
+    Fail(path, std::string("cannot be opened: ") + error.what());
+  }
 }
 
 class TFileBytes : public IByteSource {

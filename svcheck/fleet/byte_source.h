@@ -69,11 +69,7 @@ class TLineReader {
 // std::runtime_error.
 std::unique_ptr<IByteSource> OpenCompressed(TFile file, const std::string& path);
 
-// Opening files that others put there, and reading from a pipe as soon as something is there.
-
-// Opens a regular file for reading; null, with errno set, for what cannot be opened and for what is
-// none. Never waits: a pipe is none.
-std::FILE* OpenRegular(const std::string& path);
+// Reading from a pipe as soon as something is there.
 
 // Reads what there is, at most `size` bytes, past the stream's own buffer; 0 at the end. None, with
 // errno set, when it cannot be read.

@@ -31,15 +31,17 @@ constexpr const char* kNoMachine =
     "<PROPERTY NAME=\"MachineType\"><VALUE>]-[</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>"
     "</DECLGROUP></DECLARATION></CIM>";
 
-// The records and the end of a query whose inventory is read.
+// The records and the end of a query whose inventory is read. Where the report does not say how
+// many elements the catalogue has, `watch` knows.
 void RunQuery(TQueryRun& run, const boost::shared_ptr<NQRXHSK20::ILogger>& log,
-              report::TReport& report) {
+              report::TReport& report, const TCatalogueWatch* watch = nullptr) {
   const boost::shared_ptr<TJournal> journal(new TJournal(log));
   InstallLogger(journal);
   TCapturedOutput captured;
   const TQueryEnd end = run.Run();
   const std::string printed = captured.Take();
   InstallLogger({});
+  if (watch != nullptr) report.catalogue.elements = watch->CountElements();
   report.source = run.Records();
   report::ChangeEach(report, report::Judge);
   journal->Conclude(end, printed, report);
@@ -101,8 +103,8 @@ void TMachineCheck::LoadCatalogue() {
   report.catalogue.source = "folder";
   report.catalogue.path = settings.catalogue;
   const TCatalogueWatch watch;
-  RunQuery(run, {}, report);
-  elements = watch.CountElements();
+  RunQuery(run, {}, report, &watch);
+  elements = report.catalogue.elements;
   isOwnPlugin = run.PluginName() == rules::kPluginName;
   if (const int status = ExitStatusOf(report.outcome); status != kExitDone) {
     throw TFailure(FailureLine(report), status);

@@ -157,16 +157,19 @@ TPort::~TPort() {
   }
 }
 
-void TPort::Await() {
+bool TPort::Await(std::optional<std::chrono::milliseconds> most) {
+  const DWORD wait = most ? static_cast<DWORD>(most->count()) : INFINITE;
   DWORD count = 0;
   ULONG_PTR key = 0;
   OVERLAPPED* over = nullptr;
-  const BOOL hasWorked = GetQueuedCompletionStatus(port.get(), &count, &key, &over, INFINITE);
+  const BOOL hasWorked = GetQueuedCompletionStatus(port.get(), &count, &key, &over, wait);
+  if (over == nullptr && most && GetLastError() == WAIT_TIMEOUT) return false;
   if (over == nullptr) Fail(GetLastError());
   --begun;
   auto& operation = *static_cast<TPipe::TOperation*>(over);
   const std::shared_ptr<TPipe> pipe = std::exchange(operation.pipe, nullptr);
   pipe->End(operation, hasWorked != FALSE, count);
+  return true;
 }
 
 TPipe::TPipe(TPort& port, THandle end) : port(port), end(std::move(end)), block(kBlock) {}

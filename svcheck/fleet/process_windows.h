@@ -3,8 +3,10 @@
 #define SVCHECK_FLEET_PROCESS_WINDOWS_H_
 
 #include <windows.h>
+#include <chrono>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -53,8 +55,9 @@ class TPort {
   TPort(const TPort&) = delete;
   TPort& operator=(const TPort&) = delete;
 
-  // Waits until something is over that was begun on one of the pipes. Throws TFailure.
-  void Await();
+  // Waits until something is over that was begun on one of the pipes, and no longer than `most`
+  // where that is given; false when nothing was over by then. Throws TFailure.
+  bool Await(std::optional<std::chrono::milliseconds> most = {});
 
  private:
   friend class TPipe;

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/fleet/frame.h"
 #include "svcheck/system/failure.h"
 
@@ -20,6 +21,14 @@ constexpr std::size_t kTasksEach = 2;
 constexpr const char* kGarbled =
     "the process that compared this machine answered what cannot be read";
 
+// So long is waited at once where the time counts: a stop of this process counts for no more.
+constexpr std::chrono::milliseconds kSlice{1000};
+
+std::string CauseOfSilence(std::chrono::seconds mostTime) {
+  return "no answer within " + std::to_string(mostTime.count()) +
+         " s; its process was ended; give more with --machine-timeout";
+}
+
 struct TWorker {
   struct TGiven {
     std::uint64_t number;
@@ -30,12 +39,13 @@ struct TWorker {
   std::deque<TGiven> given;
   std::string toSend;
   std::string received;
+  std::chrono::steady_clock::duration waited{};  // For the answer to the first task given.
 };
 
 class TWorkers : public IWorkers {
  public:
-  TWorkers(int jobs, std::unique_ptr<IWorkerSystem> given, std::size_t mostBytes)
-      : system(std::move(given)), workers(static_cast<std::size_t>(jobs)), mostBytes(mostBytes) {
+  TWorkers(int jobs, std::unique_ptr<IWorkerSystem> given, const TWorkerLimits& limits)
+      : system(std::move(given)), workers(static_cast<std::size_t>(jobs)), limits(limits) {
     for (TWorker& worker : workers) worker.process = system->Start();
     while (!std::all_of(workers.begin(), workers.end(),
                         [](const TWorker& worker) { return worker.process->HasBegun(); })) {
@@ -52,7 +62,7 @@ class TWorkers : public IWorkers {
   TWorkers& operator=(const TWorkers&) = delete;
 
   bool HasRoom() const override {
-    return FewestGiven().given.size() < kTasksEach && givenBytes < mostBytes;
+    return FewestGiven().given.size() < kTasksEach && givenBytes < limits.mostBytes;
   }
   bool IsIdle() const override {
     return std::all_of(workers.begin(), workers.end(),
@@ -90,6 +100,7 @@ class TWorkers : public IWorkers {
     TAnswer answer{worker.given.front().number, std::string(*text)};
     givenBytes -= worker.given.front().task.text.size();
     worker.given.pop_front();
+    worker.waited = {};
     worker.received.erase(0, worker.received.size() - rest.size());
     return answer;
   }
@@ -109,24 +120,53 @@ class TWorkers : public IWorkers {
     for (const TWorker& worker : workers) {
       awaited.push_back({worker.process.get(), !worker.toSend.empty()});
     }
-    system->Wait(awaited);
+    const auto waited = Await(awaited);
     for (std::size_t i = 0; i < awaited.size(); ++i) {
-      if (!awaited[i].isReady) continue;
-      // What does not fit is sent when the worker has taken some.
-      workers[i].process->Send(workers[i].toSend);
-      if (!workers[i].process->Receive(workers[i].received)) {
-        Replace(workers[i], workers[i].process->CauseOfEnd());
-      } else if (IsGarbled(workers[i])) {
-        workers[i].process->Kill();
-        Replace(workers[i], kGarbled);
-      }
+      if (awaited[i].isReady) Exchange(workers[i]);
+      if (IsAtWork(workers[i])) CountTime(workers[i], waited);
     }
+  }
+
+  // Returns for how long it waited, of the time that counts.
+  std::chrono::steady_clock::duration Await(std::vector<IWorkerSystem::TAwaited>& awaited) {
+    if (limits.mostTime.count() == 0) {
+      system->Wait(awaited, {});
+      return {};
+    }
+    const auto begin = system->Now();
+    system->Wait(awaited, kSlice);
+    return std::min<std::chrono::steady_clock::duration>(system->Now() - begin, kSlice);
+  }
+
+  void Exchange(TWorker& worker) {
+    // What does not fit is sent when the worker has taken some.
+    worker.process->Send(worker.toSend);
+    if (!worker.process->Receive(worker.received)) {
+      Replace(worker, worker.process->CauseOfEnd());
+    } else if (IsGarbled(worker)) {
+      worker.process->Kill();
+      Replace(worker, kGarbled);
+    }
+  }
+
+  // Whether it has a task that is not answered to the end.
+  static bool IsAtWork(const TWorker& worker) {
+    std::string_view rest = worker.received;
+    return !worker.given.empty() && worker.process->HasBegun() && !TakeFrame(rest);
+  }
+
+  void CountTime(TWorker& worker, std::chrono::steady_clock::duration waited) {
+    worker.waited += waited;
+    if (limits.mostTime.count() == 0 || worker.waited < limits.mostTime) return;
+    worker.process->Kill();
+    Replace(worker, CauseOfSilence(limits.mostTime));
   }
 
   // The worker ended by the task that it was at; the tasks behind that one are another's.
   void Replace(TWorker& worker, const std::string& cause) {
     worker.toSend.clear();
     worker.received.clear();
+    worker.waited = {};
     if (!worker.given.empty()) {
       const TTask& task = worker.given.front().task;
       AppendFrame(worker.received, FailedAnswer(task.machine, cause));
@@ -141,15 +181,15 @@ class TWorkers : public IWorkers {
 
   std::unique_ptr<IWorkerSystem> system;
   std::vector<TWorker> workers;
-  std::size_t mostBytes;
+  TWorkerLimits limits;
   std::size_t givenBytes = 0;  // Of the texts of all tasks that have no answer yet.
 };
 
 }  // namespace
 
 std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> system,
-                                      std::size_t mostBytes) {
-  return std::make_unique<TWorkers>(jobs, std::move(system), mostBytes);
+                                      const TWorkerLimits& limits) {
+  return std::make_unique<TWorkers>(jobs, std::move(system), limits);
 }
 
 void FailWorker(const char* action, const std::string& why) {
@@ -185,6 +225,8 @@ std::optional<std::string_view> TFrameReader::Next() {
 }
 
 int AnswerTasks(TFrameReader& tasks, ITaskChannel& channel, TMachineCheck& check) {
+  // An inventory that was a file when it was listed may be a pipe by now.
+  xml::AllowWaiting(false);
   std::string sent;
   while (const auto body = tasks.Next()) {
     sent.clear();

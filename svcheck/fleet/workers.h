@@ -3,6 +3,7 @@
 #ifndef SVCHECK_FLEET_WORKERS_H_
 #define SVCHECK_FLEET_WORKERS_H_
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -33,9 +34,11 @@ class IWorkers {
   virtual TAnswer Wait() = 0;
 };
 
-// Starts `jobs` of them; when this returns, the catalogue is known to be of use. Throws TFailure (4
-// when it is not).
-std::unique_ptr<IWorkers> StartWorkers(int jobs, const TCheckSettings& settings);
+// Starts `jobs` of them; when this returns, the catalogue is known to be of use. One that answers
+// no task within `mostTime` (0 for as long as it takes) is ended. Throws TFailure (4 when the
+// catalogue is of no use).
+std::unique_ptr<IWorkers> StartWorkers(int jobs, std::chrono::seconds mostTime,
+                                       const TCheckSettings& settings);
 
 // This process as one of them, where they are programs that StartWorkers starts; `channel` is what
 // it named the way to it. Returns the exit status; none when nobody started it so.
@@ -104,20 +107,29 @@ class IWorkerSystem {
   virtual ~IWorkerSystem() = default;
   // Throws TFailure.
   virtual std::unique_ptr<IWorkerProcess> Start() = 0;
-  // Waits until one of them can take something or has answered or ended; marks those. It may mark
-  // none. Throws TFailure.
-  virtual void Wait(std::vector<TAwaited>& awaited) = 0;
+  // Waits until one of them can take something or has answered or ended, and no longer than `most`
+  // where that is given; marks those. It may mark none. Throws TFailure.
+  virtual void Wait(std::vector<TAwaited>& awaited,
+                    std::optional<std::chrono::milliseconds> most) = 0;
+  virtual std::chrono::steady_clock::time_point Now() const {
+    return std::chrono::steady_clock::now();
+  }
 };
 
-// Few inventories are that large: while tasks of so many bytes have no answer, no more are taken
-// up.
-inline constexpr std::size_t kMostBytes = std::size_t{256} << 20U;
+struct TWorkerLimits {
+  // Of the work at one task; 0 for none. What counts is the time in which somebody waited for the
+  // answer: whoever was stopped for an hour, as from a terminal, takes up where it was.
+  std::chrono::seconds mostTime{0};
+  // Few inventories are that large: while tasks of so many bytes have no answer, no more are taken
+  // up.
+  std::size_t mostBytes = std::size_t{256} << 20U;
+};
 // An answer that no memory holds.
 inline constexpr std::uint64_t kMostAnswer = std::uint64_t{16} << 30U;
 
 // Throws TFailure.
 std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> system,
-                                      std::size_t mostBytes = kMostBytes);
+                                      const TWorkerLimits& limits);
 
 // "cannot <action> a worker process: <why>".
 [[noreturn]] void FailWorker(const char* action, const std::string& why);

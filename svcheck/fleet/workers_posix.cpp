@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
@@ -158,13 +157,15 @@ class TCopies : public IWorkerSystem {
     return std::make_unique<TCopy>(process, ends[0], shared);
   }
 
-  void Wait(std::vector<TAwaited>& awaited) override {
+  void Wait(std::vector<TAwaited>& awaited,
+            std::optional<std::chrono::milliseconds> most) override {
     std::vector<pollfd> polled;
     for (const TAwaited& one : awaited) {
       const int events = POLLIN | (one.hasToSend ? POLLOUT : 0);
       polled.push_back({static_cast<TCopy*>(one.process)->Socket(), static_cast<short>(events), 0});
     }
-    if (::poll(polled.data(), polled.size(), -1) == -1) {
+    const int wait = most ? static_cast<int>(most->count()) : -1;
+    if (::poll(polled.data(), polled.size(), wait) == -1) {
       if (errno == EINTR) return;
       Fail("hear", errno);
     }
@@ -178,24 +179,13 @@ class TCopies : public IWorkerSystem {
 
 }  // namespace
 
-std::unique_ptr<IWorkers> StartWorkers(int jobs, const TCheckSettings& settings) {
-  return MakeWorkers(jobs, std::make_unique<TCopies>(settings));
+std::unique_ptr<IWorkers> StartWorkers(int jobs, std::chrono::seconds mostTime,
+                                       const TCheckSettings& settings) {
+  return MakeWorkers(jobs, std::make_unique<TCopies>(settings), {.mostTime = mostTime});
 }
 
 // Workers are copies of the program that hands out the tasks.
 std::optional<int> RunWorker(const std::string& /*channel*/) { return {}; }
-
-std::FILE* OpenRegular(const std::string& path) {
-  const int number = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (number == -1) return nullptr;
-  struct stat status {};
-  const bool isKnown = ::fstat(number, &status) == 0;
-  if (isKnown && S_ISREG(status.st_mode)) return ::fdopen(number, "rb");
-  const int error = isKnown ? EINVAL : errno;
-  ::close(number);
-  errno = error;
-  return nullptr;
-}
 
 std::optional<std::size_t> ReadSome(std::FILE* file, char* block, std::size_t size) {
   ssize_t count = 0;

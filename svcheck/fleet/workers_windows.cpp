@@ -13,7 +13,6 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/hskcore/os_platform.h"
 #include "svcheck/fleet/byte_source.h"
 #include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/machine_check.h"
@@ -157,8 +156,10 @@ class TPrograms : public IWorkerSystem {
     return std::make_unique<TProgram>(starter.Start(other.get()), std::move(pipe), settings);
   }
 
-  void Wait(std::vector<TAwaited>& awaited) override {
-    while (!Mark(awaited)) port.Await();
+  void Wait(std::vector<TAwaited>& awaited,
+            std::optional<std::chrono::milliseconds> most) override {
+    while (!Mark(awaited) && port.Await(most)) {
+    }
   }
 
  private:
@@ -179,8 +180,9 @@ class TPrograms : public IWorkerSystem {
 
 }  // namespace
 
-std::unique_ptr<IWorkers> StartWorkers(int jobs, const TCheckSettings& settings) {
-  return MakeWorkers(jobs, std::make_unique<TPrograms>(settings));
+std::unique_ptr<IWorkers> StartWorkers(int jobs, std::chrono::seconds mostTime,
+                                       const TCheckSettings& settings) {
+  return MakeWorkers(jobs, std::make_unique<TPrograms>(settings), {.mostTime = mostTime});
 }
 
 // A worker, from its own side.
@@ -264,9 +266,6 @@ std::optional<int> RunWorker(const std::string& name) {
   LeaveTellingToOthers();
   return Work(*settings, frames, channel);
 }
-
-// Folders hold no pipes here.
-std::FILE* OpenRegular(const std::string& path) { return OpenNativeFile(path, "rb"); }
 
 std::optional<std::size_t> ReadSome(std::FILE* file, char* block, std::size_t size) {
   const int count = _read(_fileno(file), block, static_cast<unsigned>(size));

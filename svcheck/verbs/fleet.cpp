@@ -1,6 +1,7 @@
 // `svcheck fleet`: the comparison of many machines with one catalogue.
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <filesystem>
@@ -34,6 +35,9 @@ using fleet::TResultReader;
 using fleet::TTask;
 
 constexpr int kMostJobs = 1024;
+// Seconds: a comparison takes milliseconds, of a large inventory on a busy machine some seconds.
+constexpr int kUsualTime = 600;
+constexpr int kMostTime = 7 * 24 * 60 * 60;
 // So many answers for each worker wait at most for the one before them.
 constexpr std::uint64_t kAhead = 32;
 
@@ -50,6 +54,7 @@ struct TFleetOptions {
   std::string html;
   std::string failOn = "none";
   int jobs = 0;
+  int machineTimeout = kUsualTime;
   bool resume = false;
 };
 
@@ -168,6 +173,10 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
             "N")
       .Within(0, kMostJobs)
       .ShowDefault();
+  AddNumber(app, "--machine-timeout", options.machineTimeout,
+            "Seconds after which a machine without an answer has failed; 0 for no limit", "SECONDS")
+      .Within(0, kMostTime)
+      .ShowDefault();
   const TOption part = AddText(app, "--shard", options.shard,
                                "Compare only the machines I, N + I, 2 N + I, ...", "I/N");
   const TOption resume = AddFlag(app, "--resume", options.resume,
@@ -249,7 +258,8 @@ int TFleetVerb::Run() {
     results->Close();
     return reports.Finish();
   }
-  const auto workers = fleet::StartWorkers(Jobs(), MakeSettings());
+  const auto workers =
+      fleet::StartWorkers(Jobs(), std::chrono::seconds(options.machineTimeout), MakeSettings());
   inputs.emplace(options.inventories);
   done = OpenResults(reports);
   CompareAll(*workers, reports);

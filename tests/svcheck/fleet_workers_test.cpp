@@ -1,7 +1,9 @@
 // How tasks are shared out among workers that answer, end, talk nonsense or stay silent.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <map>
+#include <optional>
 #include <set>
 #include <stdexcept>
 
@@ -12,11 +14,17 @@
 namespace svc::fleet {
 namespace {
 
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
 // What the workers of one test have in common.
 struct TWorld {
   int started = 0;
   int killed = 0;
   int alive = 0;
+  std::chrono::steady_clock::time_point now{};
+  milliseconds oversleep{0};        // Beyond what was asked for.
+  milliseconds longest{0};          // That was asked for.
   std::vector<std::string> worked;  // Names of the machines, as the workers took them up.
 };
 
@@ -56,10 +64,11 @@ class TFakeWorker : public IWorkerProcess {
  private:
   void Answer(const std::string& machine) {
     world.worked.push_back(machine);
-    isSilent = machine == "silent";
+    isSilent = machine == "silent" || machine == "stutter";
     hasEnded = machine == "crash" || machine == "half";
     if (machine == "huge") AppendLength(answers, kMostAnswer + 1);
     if (machine == "long") AppendLength(answers, kMostAnswer);
+    if (machine == "stutter") answers += "12345678too";
     if (machine == "half") answers += "12345678too short";
     if (isSilent || hasEnded || machine == "huge" || machine == "long") return;
     AppendFrame(answers, "answer of " + machine);
@@ -81,13 +90,17 @@ class TFakeSystem : public IWorkerSystem {
     ++world.started;
     return std::make_unique<TFakeWorker>(world);
   }
-  void Wait(std::vector<TAwaited>& awaited) override {
+  std::chrono::steady_clock::time_point Now() const override { return world.now; }
+  void Wait(std::vector<TAwaited>& awaited, std::optional<milliseconds> most) override {
     bool isAny = false;
     for (TAwaited& one : awaited) {
       one.isReady = static_cast<TFakeWorker*>(one.process)->Work();
       isAny |= one.isReady;
     }
-    if (!isAny) throw std::logic_error("nobody will ever answer");
+    if (isAny) return;
+    if (!most) throw std::logic_error("nobody will ever answer");
+    world.longest = std::max(world.longest, *most);
+    world.now += *most + world.oversleep;
   }
 
  private:
@@ -96,8 +109,8 @@ class TFakeSystem : public IWorkerSystem {
 
 class FleetWorkers : public testing::Test {
  protected:
-  std::unique_ptr<IWorkers> Make(int jobs, std::size_t mostBytes = kMostBytes) {
-    return MakeWorkers(jobs, std::make_unique<TFakeSystem>(world), mostBytes);
+  std::unique_ptr<IWorkers> Make(int jobs, const TWorkerLimits& limits = {}) {
+    return MakeWorkers(jobs, std::make_unique<TFakeSystem>(world), limits);
   }
   static TTask Task(const std::string& machine, const std::string& text = "x") {
     return {machine, TTask::EInventory::kDocument, text};
@@ -196,6 +209,57 @@ TEST_F(FleetWorkers, ThatStaySilentKeepNobodyElsesAnswerBack) {
   EXPECT_EQ(world.alive, 0);
 }
 
+TEST_F(FleetWorkers, ThatNeverAnswerAreReplacedWhenTheirTimeIsOver) {
+  for (const char* how : {"silent", "stutter"}) {
+    world = {};
+    const auto answers = RunAll(*Make(1, {.mostTime = seconds(600)}), {"a", how, "b", how, "c"});
+    ASSERT_EQ(answers.size(), 5U) << how;
+    for (const std::uint64_t lost : {1, 3}) {
+      EXPECT_EQ(MachineOf(answers.at(lost)), how);
+      EXPECT_EQ(CauseIn(answers.at(lost)),
+                "no answer within 600 s; its process was ended; give more with --machine-timeout");
+    }
+    EXPECT_EQ(answers.at(0), "answer of a");
+    EXPECT_EQ(answers.at(2), "answer of b");
+    EXPECT_EQ(answers.at(4), "answer of c");
+    EXPECT_EQ(world.now.time_since_epoch(), seconds(1200)) << "each had its own time, all of it";
+    EXPECT_EQ(world.killed, 2) << how;
+    EXPECT_EQ(world.started, 3) << how;
+    EXPECT_EQ(world.alive, 0) << how;
+  }
+}
+
+TEST_F(FleetWorkers, HaveTheirTimeForEachTaskAndWhereverTheyAre) {
+  const auto workers = Make(2, {.mostTime = seconds(3)});
+  workers->Give(0, Task("silent"));
+  for (std::uint64_t number = 1; number <= 5; ++number) {
+    world.now += seconds(2);  // Spent elsewhere: nobody waited.
+    workers->Give(number, Task("m"));
+    EXPECT_EQ(workers->Wait().number, number);
+  }
+  EXPECT_EQ(world.killed, 0);
+  EXPECT_EQ(workers->Wait().number, 0U);
+  EXPECT_EQ(world.killed, 1);
+  EXPECT_EQ(world.now.time_since_epoch(), seconds(10 + 3));
+  EXPECT_TRUE(workers->IsIdle());
+}
+
+TEST_F(FleetWorkers, LoseNoTimeWhileTheRunWasStopped) {
+  world.oversleep = std::chrono::hours(1);
+  const auto workers = Make(1, {.mostTime = seconds(5)});
+  workers->Give(0, Task("silent"));
+  workers->Wait();
+  EXPECT_EQ(world.now.time_since_epoch(), seconds(5) + 5 * std::chrono::hours(1));
+  EXPECT_EQ(world.longest, seconds(1));
+}
+
+TEST_F(FleetWorkers, HaveAllTimeWhereNoneIsSaid) {
+  const auto workers = Make(1, {.mostTime = seconds(0)});
+  workers->Give(0, Task("silent"));
+  EXPECT_THROW(workers->Wait(), std::logic_error) << "it is waited for without end";
+  EXPECT_EQ(world.killed, 0);
+}
+
 TEST_F(FleetWorkers, TakeTwoTasksEachAndNoMore) {
   const auto workers = Make(2);
   EXPECT_TRUE(workers->IsIdle());
@@ -210,7 +274,7 @@ TEST_F(FleetWorkers, TakeTwoTasksEachAndNoMore) {
 }
 
 TEST_F(FleetWorkers, TakeNoMoreTasksThanMemoryHolds) {
-  const auto workers = Make(3, 100);
+  const auto workers = Make(3, {.mostBytes = 100});
   workers->Give(0, Task("a", std::string(99, 'x')));
   EXPECT_TRUE(workers->HasRoom()) << "99 bytes of 100";
   workers->Give(1, Task("b", "x"));

@@ -217,6 +217,21 @@ class Failures(FleetTest):
         self.assert_failed(self.run_program("fleet-worker", "3"), 64, "svcheck fleet", "--jobs")
         self.assertNotIn("fleet-worker", self.run_program("--help").stdout)
 
+    def test_an_empty_catalogue_is_told_of_each_machine(self):
+        self.catalogue()
+        folder = self.machines(2)
+        check = self.run_program("check", "--catalogue", self.folder / "catalogue", "--inventory",
+                                 folder / "m0000.xml", "--format", "json")
+        told = json.loads(check.stdout)
+        self.assertEqual((check.returncode, told["outcome"]), (0, "empty-catalogue"))
+        result = self.fleet("--inventories", folder, "--fail-on", "failed")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        lines = records_of(result.stdout)
+        self.assertEqual([line["machine"] for line in lines], ["m0000", "m0001"])
+        for line in lines:
+            self.assertEqual([line[key] for key in LAST_KEYS[1:]],
+                             ["empty-catalogue", "4638", told["summary"], []])
+
     def test_fail_on_ends_with_its_status(self):
         folder = self.machines(2)
         for condition, status in (("outdated", 2), ("different", 2), ("failed", 0)):
@@ -302,6 +317,49 @@ class Interrupted(FleetTest):
             crashes = number % 3 == 0
             self.assertEqual("signal 6" in "".join(line["errors"]), crashes, line)
 
+    def test_a_worker_that_never_answers_costs_one_answer(self):
+        folder = self.machines(5)
+        self.write("inventories/m0001.xml", document((MACHINE, SYSTEM, bios("YUE114A"))))
+        for number in (0, 3):
+            self.write(f"inventories/m000{number}.xml", document((MACHINE, SYSTEM, bios("YUE112A"))))
+        result = self.fleet("--inventories", folder, "--jobs", 1, "--machine-timeout", 2,
+                            "--plugin", CRASHING)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        ends = [line for line in records_of(result.stdout) if "outcome" in line]
+        self.assertEqual([line["machine"] for line in ends], [f"m{n:04}" for n in range(5)])
+        reasons = {line["machine"]: line["errors"] for line in ends if line["outcome"] == "failed"
+                   and "no answer" in "".join(line["errors"])}
+        self.assertEqual(reasons, {"m0001": ["no answer within 2 s; its process was ended; give more "
+                                             "with --machine-timeout"]})
+
+    def test_a_time_that_is_none_is_refused(self):
+        for odd in ("-1", "604801", "x", ""):
+            self.assert_failed(self.fleet("--inventories", "-", "--machine-timeout", odd), 64,
+                               "--machine-timeout")
+
+    def test_an_inventory_that_becomes_a_pipe_costs_one_answer(self):
+        """While the machine before it is compared, so that it was a file when it was listed."""
+        folder = self.machines(3)
+        self.write("inventories/m0000.xml", document((MACHINE, SYSTEM, bios("YUE114A"))))
+        output = self.folder / "results.ndjson"
+        process = subprocess.Popen(
+            [PROGRAM, "fleet", "--catalogue", self.folder / "catalogue", "--inventories", folder,
+             "--jobs", "1", "--machine-timeout", "5", "--plugin", CRASHING, "--output", output],
+            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        deadline = time.monotonic() + 60
+        while not self.workers_of(process) and time.monotonic() < deadline:
+            time.sleep(0.02)
+        time.sleep(1)
+        (folder / "m0001.xml").unlink()
+        os.mkfifo(folder / "m0001.xml")
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual((process.returncode, errors), (0, ""))
+        ends = [line for line in records_of(output.read_text()) if "outcome" in line]
+        self.assertEqual([line["machine"] for line in ends], [f"m{n:04}" for n in range(3)])
+        self.assertIn("no answer within 5 s", "".join(ends[0]["errors"]))
+        self.assertRegex("".join(ends[1]["errors"]), "is a pipe and no file|is no regular file")
+        self.assertNotIn("no answer", "".join(ends[2]["errors"]))
+
     @unittest.skipIf(SANITIZED, "the sanitizer's allocator ends the process")
     def test_a_worker_without_memory_costs_one_answer(self):
         folder = self.machines(6)
@@ -361,6 +419,23 @@ class HostileInputs(FleetTest):
         self.assertEqual(ends[f"{folder}/a.ndjson.gz"]["errors"],
                          [f"{folder}/a.ndjson.gz:1: there is not enough memory for the line"])
         self.assertEqual(ends["m0000"]["outcome"], "done")
+
+    @unittest.skipIf(SANITIZED, "the sanitizer's shadow takes more than the limit")
+    def test_a_machine_without_memory_costs_one_answer(self):
+        folder = self.machines(4)
+        property = "<PROPERTY NAME='Path' TYPE='string'><VALUE>y</VALUE></PROPERTY>"
+        instance = f"<VALUE.OBJECT><INSTANCE CLASSNAME='QRXSG_DeviceDriverInfo'>{property}</INSTANCE></VALUE.OBJECT>"
+        large = document((MACHINE, SYSTEM, bios("YUE110B"))).replace(
+            "</DECLGROUP>", instance * 500_000 + "</DECLGROUP>")
+        self.write("inventories/m0001.xml", large)
+        for jobs in (1, 2):
+            result = self.fleet("--inventories", folder, "--jobs", jobs,
+                                preexec_fn=limited(resource.RLIMIT_AS, 160 << 20))
+            ends = self.outcomes(result)
+            self.assertEqual([(name, line["outcome"]) for name, line in ends.items()],
+                             [("m0000", "done"), ("m0001", "failed"), ("m0002", "done"),
+                              ("m0003", "done")])
+            self.assertRegex("".join(ends["m0001"]["errors"]), "memory")
 
     def test_what_is_compressed_over_and_over_is_not_unpacked(self):
         text = document((MACHINE, SYSTEM, bios("YUE110B"))).encode()

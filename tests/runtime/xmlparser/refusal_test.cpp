@@ -1,10 +1,13 @@
 // What is refused, with which status, and how the text says where.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "host/hskcore/exception.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "loading.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/xmlparser/file_bytes.h"
 
 namespace svc::xml {
 namespace {
@@ -183,6 +186,13 @@ TEST(Refusal, FilesThatCannotBeReadHaveAStatusOfTheirOwn) {
   };
   EXPECT_EQ(status(testing::TempDir() + "/no-such-file.xml"), 26);
   EXPECT_EQ(status("/"), 11);
+  const std::string pipe = testing::TempDir() + "/refused-pipe.xml";
+  ::unlink(pipe.c_str());
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  AllowWaiting(false);
+  EXPECT_EQ(status(pipe), 11) << "and nobody was waited for";
+  AllowWaiting(true);
+  ::unlink(pipe.c_str());
 }
 
 }  // namespace
