@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <malloc.h>
 
+#include <algorithm>
+#include <array>
 #include <string>
 
 #include "host/hskcore/root_object.h"
@@ -37,12 +40,14 @@ class VirtualTable : public ::testing::Test {
     auto& manager = InstallNewManager();
     library = LoadLibraryW(PluginFile().c_str());
     ASSERT_NE(library, nullptr) << GetLastError();
-    plugin = manager.GetPlugins()[0]->GetPlugin();
-    query = manager.GetPlugins()[0]->GetQueryInterface();
+    provider = manager.GetPlugins()[0];
+    plugin = provider->GetPlugin();
+    query = provider->GetQueryInterface();
   }
   void TearDown() override { FreeLibrary(library); }
 
   HMODULE library = nullptr;
+  NQRXHSK20::TPluginManagerProvider* provider = nullptr;
   IPluginCallbacks* plugin = nullptr;
   IPluginAdvancedQueryCallbacks* query = nullptr;
 };
@@ -69,9 +74,39 @@ TEST_F(VirtualTable, OfTheQueryHasItsOperationsInOrder) {
   EXPECT_EQ(context.count(NQRXHSK20::TCIMSchemaHelper::kContextName), 1u);
 }
 
-TEST_F(VirtualTable, OfTheQueryDestroysTheWholeObject) { delete query; }
+TEST_F(VirtualTable, IsOneOfTwoAndBehindThemStandsTheProviderAndNothingElse) {
+  EXPECT_EQ(_msize(plugin), 3 * sizeof(void*));
+  EXPECT_EQ(static_cast<void*>(query), reinterpret_cast<void**>(plugin) + 1);
+  EXPECT_EQ(reinterpret_cast<void**>(plugin)[2], provider);
+}
 
-TEST_F(VirtualTable, OfThePluginDestroysTheWholeObject) { delete plugin; }
+// What is freed twice, or where it does not begin, breaks the heap.
+TEST_F(VirtualTable, OfTheQueryDestroysTheWholeObject) {
+  Slot<TPlainSlot>(query, 0)(query);
+  EXPECT_EQ(_heapchk(), _HEAPOK);
+}
+
+TEST_F(VirtualTable, OfThePluginDestroysTheWholeObject) {
+  Slot<TPlainSlot>(plugin, 0)(plugin);
+  EXPECT_EQ(_heapchk(), _HEAPOK);
+}
+
+void* destroyed = nullptr;
+void NoteDestruction(void* object) { destroyed = object; }
+
+TEST_F(VirtualTable, OfThePluginIsWhereReleaseFindsTheDestructor) {
+  constexpr std::size_t kHead = 2;     // What stands in front of the slots.
+  constexpr std::size_t kPlaces = 11;  // What stands in front, and the operations.
+  auto** const face = reinterpret_cast<void***>(plugin);
+  void** const table = *face;
+  std::array<void*, kPlaces> copy;
+  std::copy_n(table - kHead, copy.size(), copy.begin());
+  copy[kHead + kDestructorPlaces - 1] = reinterpret_cast<void*>(&NoteDestruction);
+  *face = copy.data() + kHead;
+  Slot<TPlainSlot>(plugin, 5)(plugin);
+  *face = table;
+  EXPECT_EQ(destroyed, plugin);
+}
 
 }  // namespace
 }  // namespace svc::testing

@@ -138,6 +138,25 @@ TEST_F(TQueryTest, MissingPathLeavesAsAnExceptionAfterTheMachineIsKnown) {
                                        .Error("SV: 'svPath' not passed via context"));
 }
 
+TEST_F(TQueryTest, PathThatCannotBeReadEndsItWithTheHostsText) {
+  // 32 is what a missing path leaves with: from anywhere else it leaves no query.
+  for (const int status : {1, 13, 26, 32}) {
+    host.script.Fail(std::string("string ") + kCatalogueFolder, ThrowStatus(status));
+    host.logger.Forget();
+    host.script.Forget();
+    EXPECT_EQ(Output(), "");
+    EXPECT_EQ(host.logger.Entries(), TExpectedLog()
+                                         .Trace("In RunQuery")
+                                         .Trace("In getOSType")
+                                         .Read()
+                                         .Read()
+                                         .Read()
+                                         .Error(kScriptedFailure));
+    EXPECT_EQ(host.script.Count("GetProvider inmem"), 0U);
+  }
+  EXPECT_TRUE(host.Records().empty());
+}
+
 TEST_F(TQueryTest, UnknownMachineTypeComesBeforeAMissingPath) {
   host.inventory->Remove("QRXSG_ComputerSystem");
   CIMContext context;
