@@ -1,7 +1,6 @@
 #include "runtime/hskcore/in_memory_namespace.h"
 
 #include <algorithm>
-#include <bit>
 #include <boost/make_shared.hpp>
 #include <memory>
 #include <string>
@@ -39,9 +38,7 @@ namespace {
 
 }  // namespace
 
-TInMemoryNamespace::TInMemoryNamespace() : state(boost::make_shared<TCimState>()) {
-  likelyNames.fill(kNone);
-}
+TInMemoryNamespace::TInMemoryNamespace() : state(boost::make_shared<TCimState>()) {}
 
 TSharedStateHandle TInMemoryNamespace::Share() {
   if (!shared) shared = boost::make_shared<const TSharedState>(state);
@@ -61,9 +58,6 @@ void TInMemoryNamespace::Unshare() {
 void TInMemoryNamespace::Hold(boost::shared_ptr<TCimState> newState) {
   state.swap(newState);
   finder = TPropertyFinder();
-  likelyNames.fill(kNone);
-  recent.clear();
-  seenOnce.clear();
 }
 
 void TInMemoryNamespace::GetClass(boost::shared_ptr<ICIMClass>& cimClass, std::string_view name,
@@ -111,21 +105,9 @@ TStoredInstance& TInMemoryNamespace::InstanceAt(TRowId row) {
   return (*block)[row % kBlock];
 }
 
-TNameId TInMemoryNamespace::FindName(std::string_view name) {
-  if (name.empty()) return state->FindName(name);
-  const auto byteAt = [&](std::size_t at) { return static_cast<unsigned char>(name[at]); };
-  const std::size_t seen = name.size() * 5 + byteAt(0) + byteAt(name.size() - 1) * std::size_t{3};
-  TNameId& likely = likelyNames[seen % likelyNames.size()];
-  if (likely == kNone || state->NameText(likely) != name) likely = state->FindName(name);
-  return likely;
-}
-
 bool TInMemoryNamespace::Find(TRowId row, std::string_view name, TPropertyFinder::TFound& found) {
-  const TNameId nameId = FindName(name);
-  if (nameId == kNone || !finder.Find(*state, row, nameId, found)) return false;
-  // Where some are hidden, the next ones are seldom read.
-  if (!hidden) TPropertyFinder::FetchNext(*state, row, found);
-  return true;
+  const TNameId nameId = state->FindName(name);
+  return nameId != kNone && finder.Find(*state, row, nameId, found);
 }
 
 std::optional<std::string> TInMemoryNamespace::TextOf(TRowId row, std::string_view name) {
@@ -146,7 +128,7 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::PropertyOf(TRowId row,
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassId id,
                                                                          std::string_view name) {
-  const TNameId nameId = FindName(name);
+  const TNameId nameId = state->FindName(name);
   for (TClassId at = id; nameId != kNone && at != kNoClass; at = state->SuperclassOf(at)) {
     if (const TDeclaration* declaration = state->FindDeclaration(at, nameId)) {
       return MakeProperty(declaration->form, declaration->defaultCell);
@@ -155,30 +137,7 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassI
   ThrowNoProperty(state->ClassName(id), name);
 }
 
-TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
-  if (recent.empty()) {
-    // Of what is shared only the classes' own properties are made here.
-    const std::size_t rows = shared ? 0 : state->RowCount();
-    const std::size_t size = std::bit_ceil(std::clamp(rows, kFewestRecent, kMostRecent));
-    recent.resize(size);
-    seenOnce.resize(size);
-  }
-  const std::size_t place = Mix(cell ^ HashSeed(), kMixA) & (recent.size() - 1);
-  auto& [first, second] = recent[place];
-  if (first.Holds(form, cell)) {
-    return first.property;
-  }
-  if (!second.Holds(form, cell)) {
-    if (std::exchange(seenOnce[place], cell) != cell) {
-      return NewProperty(form, cell);
-    }
-    second = {form, cell, NewProperty(form, cell)};
-  }
-  std::swap(first, second);
-  return first.property;
-}
-
-TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::NewProperty(TForm form, TCell cell) const {
+TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) const {
   return boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
 }
 
@@ -202,8 +161,7 @@ void TInMemoryNamespace::SetProperty(TRowId row, std::string_view name, const TC
 TInMemoryNamespace::TWrittenCell TInMemoryNamespace::Write(std::string_view name,
                                                            const TCIMValue& value) {
   WritableState();
-  const TNameId known = FindName(name);
-  const TNameId id = known == kNone ? state->FindOrAddName(name) : known;
+  const TNameId id = state->FindOrAddName(name);
   const ECIMType type = value.Type();
   const TForm form{type, value.IsArray(), false};
   if (value.IsNull()) {

@@ -170,7 +170,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   std::optional<std::string> TextOf(TRowId row, std::string_view name);
   // The property of an instance that does not write it. Throws the same.
   TPropertyHandle DeclaredProperty(TClassId id, std::string_view name);
-  TPropertyHandle MakeProperty(TForm form, TCell cell);
+  TPropertyHandle MakeProperty(TForm form, TCell cell) const;
   // Stores a new instance of these properties, each of another name.
   TRowId Store(TClassId id, const TProperties& properties);
   void SetProperty(TRowId row, std::string_view name, const NQRXHSK20::TCIMValue& value);
@@ -198,15 +198,6 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   bool TakesSharedStates() const noexcept { return shared || state->IsUntouched(); }
 
  private:
-  struct TSlot {
-    TForm form{};
-    TCell cell = 0;
-    TPropertyHandle property;
-
-    bool Holds(TForm otherForm, TCell otherCell) const noexcept {
-      return cell == otherCell && property && form == otherForm;
-    }
-  };
   // A property whose text is stored, but which is of no instance yet.
   struct TWrittenCell {
     TNameId name;
@@ -214,18 +205,14 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
     TCell cell;
   };
   using TInstanceBlock = std::array<TStoredInstance, 32>;
-  static constexpr std::size_t kFewestRecent = 64;
-  static constexpr std::size_t kMostRecent = 4096;
 
   std::vector<TRowId> ShownInstancesOf(TClassId id, bool deep) const;
   TStoredInstance& InstanceAt(TRowId row);
-  TNameId FindName(std::string_view name);
   bool Find(TRowId row, std::string_view name, TPropertyFinder::TFound& found);
   void Unshare();
   TWrittenCell Write(std::string_view name, const NQRXHSK20::TCIMValue& value);
   // From here on it holds this.
   void Hold(boost::shared_ptr<TCimState> newState);
-  TPropertyHandle NewProperty(TForm form, TCell cell) const;
   TCell StoreArray(TNameId name, const NQRXHSK20::TCIMValue& value);
 
   boost::shared_ptr<TCimState> state;
@@ -236,13 +223,6 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   std::string sunkClass;
   THiddenInstancesHandle hidden;
   TPropertyFinder finder;
-  // Names that were asked for, by what is cheap to see of them: readers ask for the same few.
-  std::array<TNameId, 32> likelyNames;
-  // Handed out twice and likely to be again: many instances share a value. One that was not asked
-  // for before takes no place here, so that its memory is used again at once. Both are made when
-  // the first property is asked for.
-  std::vector<std::array<TSlot, 2>> recent;
-  std::vector<TCell> seenOnce;
   TStableVector<TInMemoryClass> classes;
   // Blocks of them by number, made when one is asked for: of a large namespace few may be.
   std::vector<std::unique_ptr<TInstanceBlock>> instances;

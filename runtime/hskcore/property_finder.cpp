@@ -41,16 +41,6 @@ bool TPropertyFinder::Find(const TCimState& state, TRowId rowId, TNameId name, T
   return true;
 }
 
-void TPropertyFinder::FetchNext(const TCimState& state, TRowId rowId,
-                                const TFound& found) noexcept {
-  constexpr TRowId kAhead = 3;
-  if (state.RowCount() - rowId <= 2 * kAhead || !IsStoredAsText(found.form)) return;
-  if (found.place == kNone) return;
-  __builtin_prefetch(state.Row(rowId + 2 * kAhead).cells + found.place);
-  const TRow& later = state.Row(rowId + kAhead);
-  if (later.shape == state.Row(rowId).shape) __builtin_prefetch(TextOf(later.cells[found.place]));
-}
-
 TPropertyFinder::TPlace TPropertyFinder::Locate(const TCimState& state, const TRow& row,
                                                 TNameId name) {
   const TShapeId writer = FindWriter(state.Shapes(), row.shape, name);

@@ -25,8 +25,6 @@ class TPropertyFinder {
   // What the instance writes or else what its class says of it; false when there is neither.
   // REQUIRES: the same state each time.
   bool Find(const TCimState& state, TRowId row, TNameId name, TFound& found);
-  // For readers that walk over the instances in order: what they read next is in no cache.
-  static void FetchNext(const TCimState& state, TRowId row, const TFound& found) noexcept;
 
  private:
   // Where a property is: the shape whose last property it is, or the declaration, or neither.

@@ -17,6 +17,15 @@ namespace svc::xml {
 using TByteMask = std::uint32_t;
 inline constexpr std::size_t kBlockSize = 16;
 
+inline bool IsBlank(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
+
+// What ends a plain text: '<', '&', '>', bytes above 0x7F, and control characters but tab and line
+// feed.
+inline bool IsTextStop(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return c == '<' || c == '&' || c == '>' || byte > 0x7F || (byte < 0x20 && c != '\n' && c != '\t');
+}
+
 #if defined(__SSE2__)
 
 // REQUIRES: sixteen bytes are readable at the address. The same holds for all that follow.
@@ -32,7 +41,7 @@ class TByteBlock {
   TByteMask Blanks() const {
     return Mask(_mm_or_si128(_mm_or_si128(Is(' '), Is('\n')), _mm_or_si128(Is('\t'), Is('\r'))));
   }
-  // '<', '&', '>', bytes above 0x7F, and control characters but tab and line feed.
+  // As IsTextStop.
   TByteMask TextStops() const {
     const __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(0x20));
     const __m128i odd = _mm_andnot_si128(_mm_or_si128(Is('\n'), Is('\t')), low);
@@ -60,16 +69,8 @@ class TByteBlock {
       mask |= static_cast<TByteMask>(bytes[i] == other.bytes[i]) << i;
     return mask;
   }
-  TByteMask Blanks() const {
-    return Collect([](char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; });
-  }
-  TByteMask TextStops() const {
-    return Collect([](char c) {
-      const auto byte = static_cast<unsigned char>(c);
-      return c == '<' || c == '&' || c == '>' || byte > 0x7F ||
-             (byte < 0x20 && c != '\n' && c != '\t');
-    });
-  }
+  TByteMask Blanks() const { return Collect(IsBlank); }
+  TByteMask TextStops() const { return Collect(IsTextStop); }
 
  private:
   template <typename TTest>
@@ -97,23 +98,15 @@ inline bool EqualBlocks(const char* left, const char* right, std::size_t length)
   return (TByteBlock(left).Equal(TByteBlock(right)) & wanted) == wanted;
 }
 
-// Finding the next byte that means something. Stateless; may be used from any thread.
-
-inline bool IsBlank(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
-
-// As FindTextStop, for long texts: takes the widest vectors that this processor has.
-const char* FindTextStopFar(const char* at, const char* end);
-
-// The first byte in [at, end) that ends a plain text (TByteBlock::TextStops says which do), or
-// `end`. Most texts of a catalogue are a few words: these never leave the first two blocks.
+// The first byte in [at, end) that ends a plain text, or `end`.
 inline const char* FindTextStop(const char* at, const char* end) {
-  for (int block = 0; block < 2; ++block) {
-    if (static_cast<std::size_t>(end - at) < kBlockSize) break;
+  while (static_cast<std::size_t>(end - at) >= kBlockSize) {
     const TByteMask stops = TByteBlock(at).TextStops();
     if (stops) return at + std::countr_zero(stops);
     at += kBlockSize;
   }
-  return FindTextStopFar(at, end);
+  while (at != end && !IsTextStop(*at)) ++at;
+  return at;
 }
 
 // The first byte in [at, end) that is no white space, or `end`.

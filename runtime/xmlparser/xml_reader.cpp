@@ -24,7 +24,7 @@ std::size_t WholeBlocks(std::size_t length) {
 }  // namespace
 
 TXmlReader::TXmlReader(TDocumentText& text)
-    : text(text), at(text.Begin()), token(at), tagBytes(at), expected(&unknown.children) {}
+    : text(text), at(text.Begin()), token(at), tagBytes(at), expected(&unknown.child) {}
 
 EToken TXmlReader::Next() {
   if (isEmptyElement) return EndEmptyElement();
@@ -111,12 +111,11 @@ void TXmlReader::CheckEpilogue() {
 
 EToken TXmlReader::ReadStart() {
   token = at;
-  TKnownTag* tag = expected->likely;
+  TKnownTag* tag = *expected;
   if (!tag || !tag->Begins(at, text.End())) {
-    tag = expected->other;
-    if (!tag || !tag->Begins(at, text.End())) tag = memory.Find(at, text.End());
+    tag = memory.Find(at, text.End());
     if (!tag) return ReadNewStart();
-    expected->Put(tag);
+    *expected = tag;
   }
   return Open(*tag, tag->form, {tag->attributes, tag->attributeCount});
 }
@@ -124,7 +123,7 @@ EToken TXmlReader::ReadStart() {
 EToken TXmlReader::ReadNewStart() {
   const TTagForm form = ReadTag(text, at, readAttributes);
   TKnownTag* const remembered = memory.Add(at, form, readAttributes);
-  if (remembered) expected->Put(remembered);
+  if (remembered) *expected = remembered;
   TKnownTag& tag = remembered ? *remembered : unknown;
   tag.number = ++newTags;
   return Open(tag, form, readAttributes);
@@ -138,7 +137,7 @@ EToken TXmlReader::Open(TKnownTag& tag, const TTagForm& form,
   tagBytes = at;
   attributes = itsAttributes;
   tagNumber = tag.number;
-  expected = &tag.children;
+  expected = &tag.child;
   isEmptyElement = form.isEmpty;
   at += form.length;
   return EToken::kStart;
@@ -185,7 +184,7 @@ bool TXmlReader::TakeLikelyLeaf(TKnownTag& leaf) {
   content = {words, stop};
   name = {tag + 1, leaf.form.nameLength};
   MoveTo(stop + leaf.form.nameLength + 3);
-  expected = &leaf.siblings;
+  expected = &leaf.sibling;
   leaf.wrapping.Learn({begin, words}, {stop, at}, 0);
   return true;
 }
@@ -201,7 +200,7 @@ bool TXmlReader::IsEndOf(const TOpenElement& element) const {
 EToken TXmlReader::Close() {
   const TOpenElement& closed = open[--depth];
   name = {closed.name, closed.length};
-  expected = &closed.tag->siblings;
+  expected = &closed.tag->sibling;
   isRootRead = depth == 0;
   return EToken::kEnd;
 }

@@ -129,8 +129,8 @@ class TXmlReader {
   std::array<TOpenElement, kMaxDepth> open;
 
   TTagMemory memory;
-  TKnownTag unknown{};  // Stands for every tag that is not remembered.
-  TFollowers* expected;
+  TKnownTag unknown{};   // Stands for every tag that is not remembered.
+  TKnownTag** expected;  // Where the tag is remembered that came here last; never null.
   // Of the last leaf: its tag's number, where the token before it ended, and where it did.
   std::uint32_t leafTag = 0;
   const char* leafBegin = nullptr;
@@ -149,13 +149,13 @@ inline bool TXmlReader::TakeWrapped(TKnownTag& tag) {
   content = {words, stop};
   name = {tag.bytes + 1, tag.form.nameLength};
   MoveTo(stop + known.trailLength);
-  expected = &tag.siblings;
+  expected = &tag.sibling;
   return true;
 }
 
 template <typename TTest>
 bool TXmlReader::TakeLeaf(const TTest& isWanted) {
-  TKnownTag* const leaf = expected->likely;
+  TKnownTag* const leaf = *expected;
   if (!leaf || isEmptyElement || depth == kMaxDepth || !isWanted(leaf->number)) return false;
   const char* const begin = at;
   const TWrapping& known = leaf->wrapping;
@@ -169,18 +169,14 @@ bool TXmlReader::TakeLeaf(const TTest& isWanted) {
 
 template <typename TTest>
 bool TXmlReader::TakeParentOfLeaf(const TTest& isWanted) {
-  if (isEmptyElement || depth + 1 >= kMaxDepth) return false;
-  for (TKnownTag* const tag : {expected->likely, expected->other}) {
-    if (!tag || tag->wrapping.child == 0 || !isWanted(tag->number, tag->wrapping.child)) continue;
-    TFollowers& followers = *expected;
-    if (!TakeWrapped(*tag)) continue;
-    if (tag != followers.likely) followers.Put(tag);
-    tagBytes = tag->bytes;
-    attributes = {tag->attributes, tag->attributeCount};
-    tagNumber = tag->number;
-    return true;
-  }
-  return false;
+  TKnownTag* const tag = *expected;
+  if (!tag || isEmptyElement || depth + 1 >= kMaxDepth) return false;
+  const std::uint32_t leaf = tag->wrapping.child;
+  if (leaf == 0 || !isWanted(tag->number, leaf) || !TakeWrapped(*tag)) return false;
+  tagBytes = tag->bytes;
+  attributes = {tag->attributes, tag->attributeCount};
+  tagNumber = tag->number;
+  return true;
 }
 
 }  // namespace svc::xml
