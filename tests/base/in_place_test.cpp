@@ -44,6 +44,22 @@ TEST_F(InPlace, AFileIsMadeEmptiedOrGoneOnWith) {
   EXPECT_EQ(Text("log"), "th!");
 }
 
+// As when two programs go on with one log, or one of them begins it anew.
+TEST_F(InPlace, OnlyWhatIsGoneOnWithIsAlwaysWrittenBehindTheLastByte) {
+  const auto meet = [&](EStart start) {
+    Put("log", "");
+    std::FILE* const file = OpenInPlace(In("log"), start);
+    std::fputs("own", file);
+    EXPECT_EQ(Sync(file), 0);
+    std::ofstream(In("log"), std::ios::app) << "other";
+    std::fputs("!", file);
+    EXPECT_EQ(std::fclose(file), 0);
+    return Text("log");
+  };
+  EXPECT_EQ(meet(EStart::kBehind), "ownother!");
+  EXPECT_EQ(meet(EStart::kEmpty), "own!ther");
+}
+
 TEST_F(InPlace, AnOwnLinkIsFollowed) {
   fs::create_symlink("log", In("link"));
   Write(In("link"), EStart::kEmpty, "x");
@@ -72,6 +88,20 @@ TEST_F(InPlace, AFileWithFurtherNamesIsReplacedAndNeverGoneOnWith) {
   Write(In("log"), EStart::kEmpty, "x");
   EXPECT_EQ(Text("log"), "x");
   EXPECT_EQ(Text("victim"), "precious");
+}
+
+// As in /tmp, where everybody may make names and take away none but their own.
+TEST_F(InPlace, WhatMayNotBeReplacedStaysAndNothingComesBesideIt) {
+  if (!IsRoot()) GTEST_SKIP() << "only root can be somebody else";
+  ASSERT_EQ(::chmod(root.c_str(), 01777), 0);
+  Put("log", "precious");
+  fs::create_hard_link(In("log"), In("further"));
+  {
+    const TAsSomebody somebody;
+    EXPECT_EQ(ErrorOf([&] { OpenInPlace(In("log"), EStart::kEmpty); }), EPERM);
+  }
+  EXPECT_EQ(Text("log"), "precious");
+  EXPECT_EQ(Names(), (std::set<std::string>{"further", "log"}));
 }
 
 // While the owner of the folder puts now one file there and now a further name of another's.

@@ -17,6 +17,15 @@ namespace svc::files {
 
 constexpr unsigned kSomebody = 65534;
 
+// While it lives, the process does what it does as that user. Only root may.
+class TAsSomebody {
+ public:
+  TAsSomebody() { EXPECT_EQ(::seteuid(kSomebody), 0); }
+  TAsSomebody(const TAsSomebody&) = delete;
+  TAsSomebody& operator=(const TAsSomebody&) = delete;
+  ~TAsSomebody() { EXPECT_EQ(::seteuid(0), 0); }
+};
+
 class TMadeFolder : public ::testing::Test {
  protected:
   TMadeFolder() {

@@ -7,6 +7,25 @@
 
 #include "made_folder.h"
 
+namespace {
+
+int interruptions = 0;  // How many of the next calls of write(2) a signal interrupts.
+
+}  // namespace
+
+extern "C" {
+
+ssize_t __real_write(int file, const void* bytes, size_t size);
+
+ssize_t __wrap_write(int file, const void* bytes, size_t size) {
+  if (interruptions == 0) return __real_write(file, bytes, size);
+  --interruptions;
+  errno = EINTR;
+  return -1;
+}
+
+}  // extern "C"
+
 namespace svc::files {
 namespace {
 
@@ -31,6 +50,27 @@ TEST_F(NewFile, AppearsWholeWhenItIsPublished) {
   file.Publish();
   EXPECT_EQ(Text("report"), "a" + large + "z");
   EXPECT_EQ(Names(), std::set<std::string>{"report"});
+}
+
+// On a file system of the network, say.
+TEST_F(NewFile, IsWrittenOnWhereASignalInterrupts) {
+  TNewFile file(In("report"));
+  file.Write("text");
+  interruptions = 2;
+  file.Publish();
+  EXPECT_EQ(interruptions, 0);
+  EXPECT_EQ(Text("report"), "text");
+}
+
+// Its name is free again once the file has its place.
+TEST_F(NewFile, TakesNothingAwayThatComesUnderTheNameItHad) {
+  std::string part;
+  {
+    TNewFile file(In("report"), [&](const std::string& path) { part = path; });
+    file.Publish();
+    std::ofstream(part) << "another's";
+  }
+  EXPECT_TRUE(fs::exists(part));
 }
 
 TEST_F(NewFile, LeavesTheOldOneAndNothingElseWhereItIsNotPublished) {
@@ -226,6 +266,14 @@ TEST_F(NewFile, PublishedElsewhereReplacesALinkThere) {
   EXPECT_FALSE(fs::is_symlink(In("folder/name")));
   EXPECT_EQ(Text("victim"), "precious");
   EXPECT_EQ(Names(), (std::set<std::string>{"folder", "victim"}));
+}
+
+TEST_F(NewFile, IsPublishedInThePlaceOfNoFolder) {
+  fs::create_directory(In("folder"));
+  TNewFile file(In("staged"));
+  EXPECT_EQ(ErrorOf([&] { file.PublishAs(In("folder")); }), EISDIR);
+  EXPECT_EQ(ErrorOf([&] { file.PublishAs(In("folder/")); }), EISDIR);
+  EXPECT_EQ(Names("folder"), std::set<std::string>{});
 }
 
 TEST_F(NewFile, StartsOverAlsoBehindWhatIsInTheFile) {
