@@ -18,7 +18,7 @@ void AddCount(std::string& sentence, std::size_t count, std::string_view word) {
   sentence += word;
 }
 
-constexpr bool RowsAreInOrder() {
+consteval bool RowsAreInOrder() {
   for (std::size_t i = 0; i < kOutcomes.size(); ++i) {
     if (static_cast<std::size_t>(kOutcomes[i].outcome) != i) return false;
   }

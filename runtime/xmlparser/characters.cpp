@@ -8,7 +8,7 @@ namespace svc::xml {
 
 namespace {
 
-constexpr std::array<bool, 128> MakeNameTable(bool first) {
+consteval std::array<bool, 128> MakeNameTable(bool first) {
   std::array<bool, 128> table{};
   for (int c = 'a'; c <= 'z'; ++c) table[c] = table[c - 'a' + 'A'] = true;
   table['_'] = table[':'] = true;

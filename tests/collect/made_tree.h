@@ -3,7 +3,9 @@
 #define TESTS_COLLECT_MADE_TREE_H_
 
 #include <filesystem>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,6 +43,10 @@ class TMadeTree {
   std::vector<TReadInstance> Instances(const std::string& className) const;
   // The notes that hold `part`.
   std::vector<std::string> Notes(const std::string& part) const;
+
+  // What the function gives in a process for which this tree is the running system, with its
+  // devices; nothing where the process may not be given one.
+  std::optional<std::string> AsRunning(const std::function<std::string()>& function) const;
 
  private:
   std::filesystem::path root;

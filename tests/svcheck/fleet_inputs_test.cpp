@@ -112,6 +112,14 @@ TEST_F(FleetInputs, AreNoneOfALineThatIsNoObject) {
   EXPECT_EQ(CauseOf("{}"), "the line has no text \"machine\"");
 }
 
+TEST_F(FleetInputs, AreNoneOfALineWhoseInventoryIsNoText) {
+  for (const char* inventory :
+       {"<c/>\"", "5", "5\"", "null", "\"<c/>", "", "'<c/>'", "[\"<c/>\"]"}) {
+    EXPECT_NE(CauseOf("{\"machine\":\"m\",\"inventory\":" + std::string(inventory) + "}"), "")
+        << inventory;
+  }
+}
+
 TEST_F(FleetInputs, PassOverNumbersOfAnySize) {
   for (const char* number : {"2147483648", "4294967296", "4294967297", "9223372036854775808",
                              "18446744073709551616", "18446744073709551620", "-2147483649"}) {

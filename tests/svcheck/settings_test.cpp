@@ -132,6 +132,9 @@ TEST_F(SettingsFile, MayHaveKeysOfAFewParts) {
     EXPECT_EQ(Refusal("x = 1," + Repeated(part, 150'000) + "b = 1}\n"), ":1" + std::string(kMany));
     EXPECT_EQ(Refusal(Repeated(part, 16) + "b = 1\n").find(kMany), std::string::npos) << part;
   }
+  EXPECT_EQ(Refusal(Repeated("a-.", 17) + "b = 1\n"), ":1" + std::string(kMany));
+  EXPECT_EQ(Refusal("a = [" + Repeated("1.5,", 100) + "1.5]\n").find(kMany), std::string::npos)
+      << "each number begins anew";
 }
 
 TEST_F(SettingsFile, MayNestAFewListsAndTables) {

@@ -148,6 +148,14 @@ class Refused(ConfigTest):
         self.refused("log-level = 1.5\n", ":1:", "log-level")
         self.refused("[check.deep]\nx = 1\n", "deep")
 
+    def test_a_verb_that_takes_no_settings(self):
+        for name, hint in (("frobnicate", "the verbs are "), ("chek", 'did you mean "check"?'),
+                           ("query", "the verbs are "), ("chec", 'did you mean "check"?')):
+            result = self.run_program("config", name)
+            self.assert_failed(result, 64, f'"{name}" is no verb that takes settings; {hint}',
+                               "check, ")
+            self.assertEqual(result.stdout, "")
+
     def test_bad_syntax(self):
         self.refused('format = "csv"\ncatalogue = /srv\n', ":2:")
         self.refused("format\n", ":1:")

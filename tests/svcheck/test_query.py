@@ -104,10 +104,15 @@ class Query(ProgramTest):
 
     def test_records_that_were_there_before_are_no_answer(self):
         old = ("QRXSG_SVResult", {"Type": "Firmware", "Name": "Old"})
-        inventory = self.inventory(old, MACHINE, SYSTEM, bios("A"), old)
+        plain = self.inventory(old, MACHINE, SYSTEM, bios("A"), old).read_text()
+        derived = ('<VALUE.OBJECT><CLASS NAME="X_Result"/></VALUE.OBJECT><VALUE.OBJECT>'
+                   '<CLASS NAME="QRXSG_SVResult" SUPERCLASS="X_Result"/></VALUE.OBJECT>')
         catalogue = self.catalogue(element(**BIOS_UPDATE))
-        result = self.query("--inventory", inventory, "--context", f"svPath={catalogue}")
-        self.assertEqual([record["Name"] for record in records_of(result.stdout)], ["System BIOS"])
+        for text in (plain, plain.replace("<VALUE.OBJECT>", derived + "<VALUE.OBJECT>", 1)):
+            result = self.query("--inventory", self.write("machine.xml", text), "--context",
+                                f"svPath={catalogue}")
+            self.assertEqual([record["Name"] for record in records_of(result.stdout)],
+                             ["System BIOS"])
 
     def test_without_builtin_classes_there_is_nowhere_to_deliver_to(self):
         result = self.query("--no-builtin-classes", "--inventory",

@@ -84,8 +84,19 @@ struct TTypedText {
   std::string text;
 };
 
+// Names of tests are ASCII, so that each tool runs the one that it means.
 void PrintTo(const TTypedText& row, std::ostream* out) {
-  *out << NameOfCimType(row.type) << " '" << row.text << "'";
+  *out << NameOfCimType(row.type) << " '";
+  for (const char c : row.text) {
+    const auto byte = static_cast<unsigned char>(c);
+    constexpr const char* kDigits = "0123456789abcdef";
+    if (byte > ' ' && byte < 0x7F) {
+      *out << c;
+    } else {
+      *out << "\\x" << kDigits[byte >> 4U] << kDigits[byte & 15U];
+    }
+  }
+  *out << "'";
 }
 
 class TextOfType : public ::testing::TestWithParam<TTypedText> {};

@@ -323,6 +323,27 @@ TEST_F(PluginLoader, TakesAGroupOfTheOwnersOwnNumberForTheOwner) {
   load(0, false);
 }
 
+TEST_F(PluginLoader, TrustsTheUserOfTheProcessWhateverItsNumber) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root becomes another user";
+  const std::string library = Library("good");
+  fs::permissions(folder, fs::perms(0755));
+  fs::permissions(library, fs::perms(0755));
+  const auto run = [&](unsigned user, bool isLoaded) {
+    if (::setresgid(user, user, user) != 0 || ::setresuid(user, user, user) != 0) std::exit(2);
+    try {
+      LoadPlugin(library, *manager);
+      std::_Exit(isLoaded ? 0 : 1);
+    } catch (const TPluginLoadError&) {
+      std::_Exit(isLoaded ? 1 : 0);
+    }
+  };
+  for (const unsigned user : {1U, 2U, 4321U}) {
+    ASSERT_EQ(::chown(library.c_str(), user, user), 0);
+    EXPECT_EXIT(run(user, true), ::testing::ExitedWithCode(0), "") << user;
+    EXPECT_EXIT(run(user + 1, false), ::testing::ExitedWithCode(0), "") << user;
+  }
+}
+
 TEST_F(PluginLoader, TakesAnAccessListForTheUserOfTheProcess) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root becomes another user";
   const std::string library = Library("good");

@@ -136,6 +136,17 @@ TEST(Refusal, AnotherRootElementIsNamed) {
   EXPECT_EQ(loaded.message, "line 1: the root element is html, not CIM");
 }
 
+// Also where its name stands beside one that is passed over.
+TEST(Refusal, AnElementOfNearlyAKnownNameIsNamed) {
+  for (const std::string name :
+       {"A", "INSTANCENAM", "INSTANCENAMED", "INSTANCEPAT", "instancename", "VALUE.X", "Z"}) {
+    const TLoaded loaded = LoadBlock(WithClass("<VALUE.NAMEDOBJECT><" + name +
+                                               "/><INSTANCE CLASSNAME='K'/></VALUE.NAMEDOBJECT>"));
+    EXPECT_EQ(loaded.status, 1) << name;
+    EXPECT_NE(loaded.message.find(name + " is not expected"), std::string::npos) << loaded.message;
+  }
+}
+
 TEST(Refusal, NamesTheTypeAndThePropertyThatAreWrong) {
   const auto instance = [](const std::string& property) {
     return LoadBlock(WithClass("<VALUE.OBJECT><INSTANCE CLASSNAME='K'>" + property +
