@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <ostream>
 #include <string_view>
 
@@ -37,7 +38,8 @@ INSTANTIATE_TEST_SUITE_P(NothingThere, Verdict,
                                          TCase{"", "", "unknown"}, TCase{" - ", "9.2", "unknown"},
                                          TCase{" - ", " - ", "unknown"},
                                          TCase{"1.00 (YUOO99A) ", "1.00 () ", "unknown"},
-                                         TCase{" ( ) ", "( )", "unknown"}));
+                                         TCase{" ( ) ", "( )", "unknown"},
+                                         TCase{"1.00 () ", "1.00 () ", "unknown"}));
 
 // The catalogue names a version where its fallback takes the installed text.
 INSTANTIATE_TEST_SUITE_P(UseInstalled, Verdict,
@@ -87,6 +89,51 @@ INSTANTIATE_TEST_SUITE_P(Marks, Verdict,
                                          TCase{"1.10-[YUOO99A", "1.11", "outdated"},
                                          TCase{"1.10-[YUOO99A-1.12]-", "1.11", "newer"},
                                          TCase{" 1.10 -[YUOO99A]-", "1.11", "outdated"}));
+
+// A build is compared by the rules of a version.
+INSTANTIATE_TEST_SUITE_P(Builds, Verdict,
+                         testing::Values(TCase{"1.30 (5)", "1.30 (12)", "outdated"},
+                                         TCase{"1.30 (0x0f)", "1.30 (0x10)", "outdated"},
+                                         TCase{"1.30 (15)", "1.30 (0x10)", "unknown"},
+                                         TCase{"1.30 (c47d693)", "1.30 (c8d6880)", "unknown"},
+                                         TCase{"1.30 (c47d693)", "1.31 (c8d6880)", "outdated"},
+                                         TCase{"1.30 (12/01/2023)", "1.30 (01/31/2024)",
+                                               "outdated"},
+                                         TCase{"1.30 (20231201)", "1.30 (7)", "unknown"},
+                                         TCase{"1.30 (1.06)", "1.30", "unknown"},
+                                         TCase{"1.30 (YUOO99A)", "1.30 (YUOO99AUS)", "unknown"},
+                                         TCase{"YUOO99A - 1.30", "1.30 - YUOO99AUS", "unknown"}));
+
+struct TWhy {
+  std::string_view installed, offered;
+  EUnordered why;
+};
+
+TEST(UnknownVerdict, TellsWhy) {
+  using enum EUnordered;
+  for (const TWhy& test :
+       std::initializer_list<TWhy>{{"", "1.10", kNothingInstalled},
+                                   {" - ", " - ", kNothingInstalled},
+                                   {"1.10", " ", kNothingOffered},
+                                   {"1.00 (YUOO99A) ", "1.00 () ", kNoBuild},
+                                   {"1.00 () ", "1.00 () ", kNoBuild},
+                                   {"DSYT92A - 1.09", "1.10 - DSYT89A", kContradiction},
+                                   {"DSYT89A - ", "9.3", kForms},
+                                   {"1.30 (IPYE22A) ", "1.30 (RWYU10A) ", kSeries},
+                                   {"1.2rc1", "1.2", kAddition}}) {
+    const TJudgement judgement = Judge(test.installed, test.offered);
+    EXPECT_EQ(judgement.verdict, EVerdict::kUnknown);
+    ASSERT_TRUE(judgement.why) << test.installed << ", " << test.offered;
+    EXPECT_EQ(TextOf(*judgement.why), TextOf(test.why)) << test.installed << ", " << test.offered;
+  }
+}
+
+TEST(KnownVerdict, HasNoReason) {
+  for (const std::string_view offered : {"1.1", "1.2", "1.3", "1.2.0"}) {
+    EXPECT_NE(Judge("1.2", offered).verdict, EVerdict::kUnknown);
+    EXPECT_FALSE(Judge("1.2", offered).why) << offered;
+  }
+}
 
 INSTANTIATE_TEST_SUITE_P(OddTexts, Verdict,
                          testing::Values(TCase{")", "(", "unknown"}, TCase{"]-x-[", "1", "unknown"},

@@ -1,0 +1,263 @@
+#include "report/version.h"
+
+#include <algorithm>
+#include <array>
+
+#include "report/text.h"
+#include "report/version_runs.h"
+
+namespace svc::report {
+
+namespace {
+
+using enum EUnordered;
+
+bool HasDigit(std::string_view text) noexcept {
+  return std::any_of(text.begin(), text.end(), IsDigit);
+}
+
+std::weak_ordering CompareWords(std::string_view left, std::string_view right) noexcept {
+  return std::lexicographical_compare_three_way(
+      left.begin(), left.end(), right.begin(), right.end(),
+      [](char a, char b) -> std::weak_ordering {
+        return static_cast<unsigned char>(ToLower(a)) <=> static_cast<unsigned char>(ToLower(b));
+      });
+}
+
+// Of any length, decimal or hexadecimal: digits come before letters.
+std::weak_ordering CompareNumbers(std::string_view left, std::string_view right) noexcept {
+  left.remove_prefix(std::min(left.find_first_not_of('0'), left.size()));
+  right.remove_prefix(std::min(right.find_first_not_of('0'), right.size()));
+  if (left.size() != right.size()) return left.size() <=> right.size();
+  return CompareWords(left, right);
+}
+
+TVersionOrder Reverse(TVersionOrder order) noexcept {
+  return order ? TVersionOrder(0 <=> *order) : order;
+}
+
+// One text, two readings: there is an order where both give the same.
+TVersionOrder Agreed(TVersionOrder one, TVersionOrder other, EUnordered why) noexcept {
+  return one && other && *one == *other ? one : TVersionOrder(why);
+}
+
+// The words of which one is known to come before the other.
+TVersionOrder ComparePhases(std::string_view left, std::string_view right) noexcept {
+  constexpr std::array<std::string_view, 3> kPhases = {"alpha", "beta", "rc"};
+  const auto phase = [&](std::string_view word) {
+    return std::find_if(kPhases.begin(), kPhases.end(),
+                        [&](std::string_view known) { return CompareWords(word, known) == 0; });
+  };
+  const auto one = phase(left), other = phase(right);
+  if (one == kPhases.end() || other == kPhases.end()) return kWords;
+  return std::weak_ordering(one <=> other);
+}
+
+// What says that two runs of different kinds have no order.
+EUnordered WhyNot(const TRun& one, const TRun& other) noexcept {
+  const auto has = [&](ERun kind) { return one.kind == kind || other.kind == kind; };
+  if (has(ERun::kHash)) return kHash;
+  if (has(ERun::kDate) || has(ERun::kOddDate) || has(ERun::kDay)) return kDates;
+  return has(ERun::kEnd) ? kAddition : kForms;
+}
+
+TVersionOrder CompareOfOneKind(const TRun& left, const TRun& right) noexcept {
+  const std::weak_ordering words = CompareWords(left.text, right.text);
+  switch (left.kind) {
+    case ERun::kNumber:
+    case ERun::kDay:
+    case ERun::kHex:
+      return CompareNumbers(left.text, right.text);
+    case ERun::kDate:
+      return std::weak_ordering(left.date <=> right.date);
+    case ERun::kRevision:
+    case ERun::kLettered:
+    case ERun::kEnd:
+      return words;
+    case ERun::kWord:
+      return words == 0 ? words : ComparePhases(left.text, right.text);
+    case ERun::kPatch:
+      return words == 0 ? TVersionOrder(words) : kWords;
+    case ERun::kHash:
+    case ERun::kOddDate:
+      return words == 0 ? TVersionOrder(words) : WhyNot(left, right);
+  }
+  return kForms;
+}
+
+bool AreNumbersOfOneLength(const TRun& left, const TRun& right) noexcept {
+  const auto isNumber = [](const TRun& run) {
+    return run.kind == ERun::kNumber || run.kind == ERun::kDay;
+  };
+  return isNumber(left) && isNumber(right) && left.text.size() == right.text.size();
+}
+
+// What stands behind a tilde is earlier than what does not.
+bool IsEarlierByTilde(const TRun& one, const TRun& other) noexcept {
+  return one.marks == kTilde && (other.marks & kTilde) == 0;
+}
+
+// "1.2-3" is the third build of 1.2 where "1.2.3" is a version of its own.
+bool IsEarlierByDash(const TRun& one, const TRun& other) noexcept {
+  return one.separator == '-' && other.separator == '.';
+}
+
+// What stands before the runs may be a separator only or tell an order: both must say the same.
+TVersionOrder AgreedWithSeparators(std::weak_ordering order, const TRun& left,
+                                   const TRun& right) noexcept {
+  if (left.marks != right.marks) {
+    const bool agreed = (IsEarlierByTilde(left, right) && order < 0) ||
+                        (IsEarlierByTilde(right, left) && order > 0);
+    return agreed ? TVersionOrder(order) : kAddition;
+  }
+  if (left.kind != ERun::kNumber) return order;
+  // "rc1" against "rc-1", the first build of "rc".
+  const bool attached = left.separator == 0 || right.separator == 0;
+  if (attached && (left.separator == '-' || right.separator == '-')) return kAddition;
+  const bool contradicted =
+      (IsEarlierByDash(left, right) && order > 0) || (IsEarlierByDash(right, left) && order < 0);
+  return contradicted ? TVersionOrder(kAddition) : order;
+}
+
+TVersionOrder CompareRun(const TRun& left, const TRun& right) noexcept {
+  if (left.kind != right.kind && !AreNumbersOfOneLength(left, right)) return WhyNot(left, right);
+  const TVersionOrder order = left.kind == right.kind ? CompareOfOneKind(left, right)
+                                                      : CompareNumbers(left.text, right.text);
+  return order ? AgreedWithSeparators(*order, left, right) : order;
+}
+
+// How what is left of a longer text sorts against the end of the shorter one.
+TVersionOrder CompareWithEnd(TRuns longer, unsigned marksOfEnd) noexcept {
+  while (longer.Run().IsZero()) longer.Advance();
+  const TRun& run = longer.Run();
+  if (run.marks != marksOfEnd) return kAddition;
+  if (longer.AtEnd()) return std::weak_ordering::equivalent;
+  const bool isLater =
+      run.kind == ERun::kNumber || run.kind == ERun::kRevision || run.kind == ERun::kPatch;
+  return isLater ? TVersionOrder(std::weak_ordering::greater) : WhyNot(run, {});
+}
+
+// Whether the first run is a zero that is as good as absent, as in "1.2.0" against "1.2a" or
+// "1.2-3".
+bool IsZeroToSkip(const TRun& zero, const TRun& other) noexcept {
+  return zero.IsZero() && (other.kind != ERun::kNumber || IsEarlierByDash(other, zero));
+}
+
+TVersionOrder CompareRuns(TRuns left, TRuns right) noexcept {
+  for (bool first = true; !left.AtEnd() && !right.AtEnd();) {
+    if (IsZeroToSkip(left.Run(), right.Run())) {
+      left.Advance();
+      continue;
+    }
+    if (IsZeroToSkip(right.Run(), left.Run())) {
+      right.Advance();
+      continue;
+    }
+    const TVersionOrder order = CompareRun(left.Run(), right.Run());
+    if (!order) return order;
+    // Texts that begin with different words are versions of different things.
+    if (*order != 0) return first && left.Run().kind == ERun::kWord ? kWords : order;
+    first = false;
+    left.Advance();
+    right.Advance();
+  }
+  if (left.AtEnd()) return Reverse(CompareWithEnd(right, left.Run().marks));
+  return CompareWithEnd(left, right.Run().marks);
+}
+
+// The letters behind the number of a build id: a revision, in three letters with a language behind
+// it ("AUS").
+TVersionOrder CompareRevisions(std::string_view left, std::string_view right) noexcept {
+  const std::weak_ordering whole = CompareWords(left, right);
+  if (whole == 0 || (left.size() == right.size() && left.size() < 3)) return whole;
+  if (left.size() == 2 || right.size() == 2) return kSeries;
+  const std::weak_ordering revision = CompareWords(left.substr(0, 1), right.substr(0, 1));
+  return revision == 0 ? TVersionOrder(kSeries) : revision;
+}
+
+TVersionOrder CompareBuildIds(std::string_view left, std::string_view right) noexcept {
+  const std::size_t length = SeriesLength(left);
+  if (length != SeriesLength(right) ||
+      CompareWords(left.substr(0, length), right.substr(0, length)) != 0) {
+    return kSeries;
+  }
+  const auto digits = [length](std::string_view id) {
+    const auto end =
+        std::find_if_not(id.begin() + static_cast<std::ptrdiff_t>(length), id.end(), IsDigit);
+    return static_cast<std::size_t>(end - id.begin()) - length;
+  };
+  const std::size_t ofLeft = digits(left), ofRight = digits(right);
+  const auto number = CompareNumbers(left.substr(length, ofLeft), right.substr(length, ofRight));
+  return number != 0
+             ? TVersionOrder(number)
+             : CompareRevisions(left.substr(length + ofLeft), right.substr(length + ofRight));
+}
+
+// The "v" of "v1.2" says no more than that a version follows.
+std::string_view WithoutMark(std::string_view text) noexcept {
+  if (text.size() > 1 && ToLower(text[0]) == 'v' && IsDigit(text[1])) text.remove_prefix(1);
+  return text;
+}
+
+// "1:2.0": what stands before the colon counts before everything else, where it stands.
+bool HasEpoch(std::string_view text) noexcept {
+  const std::size_t colon = text.find(':');
+  return colon != text.npos && colon > 0 && colon + 1 < text.size() && IsDigit(text[colon + 1]) &&
+         std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), IsDigit);
+}
+
+enum class EPairs { kNone, kDecimal, kHex };
+
+// "06.2c.00.00": four numbers of two hexadecimal digits each, as some controllers tell versions.
+EPairs PairsOf(std::string_view text) noexcept {
+  constexpr std::size_t kLength = 11;
+  if (text.size() != kLength) return EPairs::kNone;
+  EPairs pairs = EPairs::kDecimal;
+  for (std::size_t at = 0; at < kLength; ++at) {
+    const bool isDot = at % 3 == 2;
+    if (isDot ? text[at] != '.' : !IsHexDigit(text[at])) return EPairs::kNone;
+    if (!isDot && IsLetter(text[at])) pairs = EPairs::kHex;
+  }
+  return pairs;
+}
+
+// Three numbers with dots are a version or a date, day or month first: all that they can be must
+// say the same.
+TVersionOrder AgreedWithDates(TVersionOrder order, std::string_view left,
+                              std::string_view right) noexcept {
+  bool leftIsDate = false, rightIsDate = false, shared = false;
+  for (const EDateOrder form : {EDateOrder::kDayFirst, EDateOrder::kMonthFirst}) {
+    const auto leftDate = DottedDate(left, form), rightDate = DottedDate(right, form);
+    leftIsDate |= leftDate != 0;
+    rightIsDate |= rightDate != 0;
+    if (leftDate == 0 || rightDate == 0) continue;
+    shared = true;
+    order = Agreed(order, std::weak_ordering(leftDate <=> rightDate), kDates);
+  }
+  return leftIsDate && rightIsDate && !shared ? TVersionOrder(kDates) : order;
+}
+
+// Of two texts that are no build ids, both with an epoch or both without.
+TVersionOrder CompareTexts(std::string_view left, std::string_view right) noexcept {
+  const TVersionOrder order = CompareRuns(TRuns(left), TRuns(right));
+  const EPairs ofLeft = PairsOf(left), ofRight = PairsOf(right);
+  if (ofLeft != EPairs::kHex && ofRight != EPairs::kHex) return AgreedWithDates(order, left, right);
+  const bool comparable = ofLeft != EPairs::kNone && ofRight != EPairs::kNone;
+  return comparable ? Agreed(order, CompareWords(left, right), kHash) : TVersionOrder(kHash);
+}
+
+}  // namespace
+
+TVersionOrder CompareVersions(std::string_view left, std::string_view right) noexcept {
+  left = Trim(left);
+  right = Trim(right);
+  if (CompareWords(left, right) == 0) return std::weak_ordering::equivalent;
+  if (IsBuildId(left) != IsBuildId(right)) return kForms;
+  if (IsBuildId(left)) return CompareBuildIds(left, right);
+  if (!HasDigit(left) || !HasDigit(right)) return kWords;
+  left = WithoutMark(left);
+  right = WithoutMark(right);
+  return HasEpoch(left) == HasEpoch(right) ? CompareTexts(left, right) : TVersionOrder(kForms);
+}
+
+}  // namespace svc::report

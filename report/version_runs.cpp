@@ -1,0 +1,279 @@
+#include "report/version_runs.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "report/text.h"
+
+namespace svc::report {
+
+namespace {
+
+std::size_t CountWhile(std::string_view text, bool (*holds)(char)) noexcept {
+  return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), holds) - text.begin());
+}
+
+bool All(std::string_view text, bool (*holds)(char)) noexcept {
+  return std::all_of(text.begin(), text.end(), holds);
+}
+
+bool Any(std::string_view text, bool (*holds)(char)) noexcept {
+  return std::any_of(text.begin(), text.end(), holds);
+}
+
+// "*" stands for any number, as "x" does.
+bool IsOfWord(char c) noexcept { return IsLetter(c) || c == '*'; }
+
+// Number and revision behind a series, such as "99A".
+bool IsNumberAndRevision(std::string_view text, std::size_t mostDigits) noexcept {
+  const std::size_t digits = CountWhile(text, IsDigit);
+  if (digits < 2 || digits > mostDigits) return false;
+  const std::string_view revision = text.substr(digits);
+  return !revision.empty() && revision.size() <= 3 && All(revision, IsLetter);
+}
+
+// How often letters and digits take turns.
+std::size_t Turns(std::string_view text) noexcept {
+  std::size_t turns = 0;
+  for (std::size_t at = 1; at < text.size(); ++at) {
+    turns += IsDigit(text[at - 1]) != IsDigit(text[at]) ? 1 : 0;
+  }
+  return turns;
+}
+
+// From twelve hexadecimal digits on, letters among them, it is a checksum. The names of commits are
+// cut to seven and more, microcode has eight: these are told from a number with its revision
+// ("20240131a") by turns of letters and digits.
+bool IsHash(std::string_view word) noexcept {
+  constexpr std::size_t kShortest = 7, kCertain = 12;
+  if (word.starts_with('g') && word.size() > kShortest && All(word.substr(1), IsHexDigit)) {
+    return true;  // As `git describe` writes a commit.
+  }
+  const bool named = word.starts_with("git");
+  if (named) word.remove_prefix(3);
+  if (word.size() < kShortest || !All(word, IsHexDigit) || !Any(word, IsLetter) || IsBuildId(word))
+    return false;
+  return named || (word.size() >= kCertain && Any(word, IsDigit)) || Turns(word) >= 2;
+}
+
+bool IsHexNumber(std::string_view word) noexcept {
+  return word.size() > 2 && word[0] == '0' && ToLower(word[1]) == 'x' &&
+         All(word.substr(2), IsHexDigit);
+}
+
+bool IsPatchLetter(char c) noexcept { return ToLower(c) == 'p' || ToLower(c) == 'r'; }
+
+struct TDate {
+  std::uint32_t year = 0, month = 0, day = 0;
+
+  // Whether it may be one of a version: no year before 1990, none far ahead. Months of less than 31
+  // days are not looked at.
+  bool IsPlausible() const noexcept {
+    return year >= 1990 && year <= 2099 && month >= 1 && month <= 12 && day >= 1 && day <= 31;
+  }
+  std::uint32_t Number() const noexcept {
+    return IsPlausible() ? year * 10000 + month * 100 + day : 0;
+  }
+};
+
+// Reads the parts of a date one after the other.
+class TDateReader {
+ public:
+  explicit TDateReader(std::string_view text) noexcept : text(text) {}
+
+  std::size_t Length() const noexcept { return length; }
+  std::string_view Rest() const noexcept { return text.substr(length); }
+
+  // A number of at least and at most so many digits.
+  std::optional<std::uint32_t> Number(std::size_t least, std::size_t most) noexcept {
+    const std::size_t digits = CountWhile(Rest(), IsDigit);
+    if (digits < least || digits > most) return {};
+    std::uint32_t value = 0;
+    for (const char digit : Rest().substr(0, digits)) {
+      value = value * 10 + static_cast<std::uint32_t>(digit - '0');
+    }
+    length += digits;
+    return value;
+  }
+
+  // 1 to 12 for the name of a month or its first three letters and more.
+  std::optional<std::uint32_t> Month() noexcept {
+    constexpr std::array<std::string_view, 12> kMonths = {
+        "january", "february", "march",     "april",   "may",      "june",
+        "july",    "august",   "september", "october", "november", "december"};
+    const std::string_view word = Rest().substr(0, CountWhile(Rest(), IsLetter));
+    const auto found = std::find_if(kMonths.begin(), kMonths.end(), [&](std::string_view month) {
+      return word.size() >= 3 && word.size() <= month.size() &&
+             std::equal(word.begin(), word.end(), month.begin(),
+                        [](char a, char b) { return ToLower(a) == b; });
+    });
+    if (found == kMonths.end()) return {};
+    length += word.size();
+    return static_cast<std::uint32_t>(found - kMonths.begin()) + 1;
+  }
+
+  void SkipSeparators() noexcept {
+    length += CountWhile(Rest(), [](char c) { return IsBlank(c) || c == '-' || c == ','; });
+  }
+  bool Skip(char separator) noexcept {
+    if (!Rest().starts_with(separator)) return false;
+    ++length;
+    return true;
+  }
+
+ private:
+  std::string_view text;
+  std::size_t length = 0;
+};
+
+struct TFound {
+  std::size_t length = 0;
+  std::uint32_t date = 0;
+};
+
+// "22-Dec-2011", "04Jul2016", "Dec 22 2011"
+std::optional<TFound> DateWithName(std::string_view text) noexcept {
+  TDateReader reader(text);
+  auto day = reader.Number(1, 2);
+  reader.SkipSeparators();
+  const auto month = reader.Month();
+  if (!month) return {};
+  reader.SkipSeparators();
+  if (!day) {
+    day = reader.Number(1, 2);
+    reader.SkipSeparators();
+  }
+  const auto year = reader.Number(4, 4);
+  if (!day || !year || (!reader.Rest().empty() && IsLetter(reader.Rest().front()))) return {};
+  const std::uint32_t date = TDate{*year, *month, *day}.Number();
+  return date == 0 ? std::nullopt : std::optional(TFound{reader.Length(), date});
+}
+
+// Three numbers of the form "1/31/2024" up to a blank, a bracket or the end. With a year of two
+// digits, or with dashes, nothing tells which of the numbers is which: the date is 0.
+std::optional<TFound> DateOfNumbers(std::string_view text, char separator) noexcept {
+  TDateReader reader(text);
+  const auto first = reader.Number(1, 2);
+  if (!first || !reader.Skip(separator)) return {};
+  const auto second = reader.Number(1, 2);
+  if (!second || !reader.Skip(separator)) return {};
+  const std::size_t before = reader.Length();
+  const auto year = reader.Number(separator == '/' ? 2 : 4, 4);
+  if (!year || (!reader.Rest().empty() && !IsBlank(reader.Rest().front()) &&
+                reader.Rest().front() != ')' && reader.Rest().front() != ']')) {
+    return {};
+  }
+  const TDate monthFirst{*year, *first, *second}, dayFirst{*year, *second, *first};
+  if (separator == '/') return TFound{reader.Length(), monthFirst.Number()};
+  const bool isDate =
+      reader.Length() - before == 4 && (monthFirst.IsPlausible() || dayFirst.IsPlausible());
+  return isDate ? std::optional(TFound{reader.Length(), 0}) : std::nullopt;
+}
+
+bool IsDay(std::string_view digits) noexcept {
+  TDateReader year(digits.substr(0, 4)), month(digits.substr(4, 2)), day(digits.substr(6));
+  return TDate{*year.Number(4, 4), *month.Number(2, 2), *day.Number(2, 2)}.IsPlausible();
+}
+
+char SeparatorOf(std::string_view separators) noexcept {
+  if (separators.empty()) return '\0';
+  return separators == "." || separators == "-" ? separators.front() : ' ';
+}
+
+unsigned MarksOf(std::string_view separators) noexcept {
+  unsigned marks = 0;
+  for (const char c : separators) {
+    if (c == '~') marks |= kTilde;
+    if (c == '+') marks |= kPlus;
+    if (c == '(' || c == '[') marks |= kBracket;
+  }
+  return marks;
+}
+
+}  // namespace
+
+void TRuns::Advance() noexcept {
+  const std::size_t gap = CountWhile(rest, [](char c) { return !IsDigit(c) && !IsOfWord(c); });
+  const std::string_view separators = rest.substr(0, gap);
+  rest.remove_prefix(gap);
+  run = TRun{ERun::kEnd, {}, MarksOf(separators)};
+  if (runs == 0) run.marks &= ~static_cast<unsigned>(kBracket);
+  if (runs > 1) run.separator = SeparatorOf(separators);
+  if (rest.empty()) return;
+  runs == 0 || gap > 0 ? ReadFirstOfWord(separators) : ReadPart(separators);
+  ++runs;
+}
+
+// What is told by the whole of a word, or by several.
+void TRuns::ReadFirstOfWord(std::string_view separators) noexcept {
+  const char before = separators.empty() ? ' ' : separators.back();
+  std::optional<TFound> date = DateWithName(rest);
+  if (!date && before != '.' && before != '/') date = DateOfNumbers(rest, '/');
+  if (!date && (IsBlank(before) || before == '(' || before == '[')) {
+    date = DateOfNumbers(rest, '-');
+  }
+  if (date) {
+    run.date = date->date;
+    return Take(run.date == 0 ? ERun::kOddDate : ERun::kDate, date->length);
+  }
+  const std::string_view word = rest.substr(0, CountWhile(rest, IsAlphanumeric));
+  if (IsHexNumber(word) && before != '.') return Take(ERun::kHex, word.size(), 2);
+  if (IsHash(word)) return Take(ERun::kHash, word.size());
+  ReadPart(separators);
+}
+
+// Digits, or letters.
+void TRuns::ReadPart(std::string_view separators) noexcept {
+  constexpr std::size_t kDigitsOfDay = 8;
+  if (IsDigit(rest.front())) {
+    const std::size_t digits = CountWhile(rest, IsDigit);
+    const bool isDay = digits == kDigitsOfDay && IsDay(rest.substr(0, digits));
+    return Take(isDay ? ERun::kDay : ERun::kNumber, digits);
+  }
+  const std::size_t letters = CountWhile(rest, IsOfWord);
+  const char letter = ToLower(rest.front());
+  if (letters > 1 || letter < 'a' || letter > 'z' || runs == 0) return Take(ERun::kWord, letters);
+  const bool numbered = rest.size() > 1 && IsDigit(rest[1]);
+  const bool close = separators.empty() || separators == ".";
+  if (numbered && IsPatchLetter(letter) && (close || separators == "-")) {
+    return Take(ERun::kPatch, 1);
+  }
+  const bool wild = letter == 'x' && !separators.empty();
+  if (!close || wild) return Take(ERun::kWord, 1);
+  Take(numbered ? ERun::kLettered : ERun::kRevision, 1);
+}
+
+void TRuns::Take(ERun kind, std::size_t length, std::size_t prefix) noexcept {
+  run.kind = kind;
+  run.text = rest.substr(prefix, length - prefix);
+  rest.remove_prefix(length);
+}
+
+std::uint32_t DottedDate(std::string_view text, EDateOrder order) noexcept {
+  TDateReader reader(text);
+  auto day = reader.Number(1, 2);
+  if (!day || !reader.Skip('.')) return 0;
+  auto month = reader.Number(1, 2);
+  if (!month || !reader.Skip('.')) return 0;
+  const auto year = reader.Number(4, 4);
+  if (!year || !reader.Rest().empty()) return 0;
+  if (order == EDateOrder::kMonthFirst) std::swap(day, month);
+  return TDate{*year, *month, *day}.Number();
+}
+
+std::size_t SeriesLength(std::string_view text) noexcept {
+  constexpr std::size_t kFixedSeries = 4;
+  const std::size_t letters = CountWhile(text, IsLetter);
+  if (letters >= 2 && letters <= 5 && IsNumberAndRevision(text.substr(letters), 3)) return letters;
+  if (text.size() < kFixedSeries) return 0;
+  const std::string_view series = text.substr(0, kFixedSeries);
+  const bool mixed =
+      All(series, IsAlphanumeric) && std::count_if(series.begin(), series.end(), IsLetter) >= 2;
+  return mixed && IsNumberAndRevision(text.substr(kFixedSeries), 2) ? kFixedSeries : 0;
+}
+
+bool IsBuildId(std::string_view text) noexcept { return SeriesLength(text) != 0; }
+
+}  // namespace svc::report
