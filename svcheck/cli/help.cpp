@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "svcheck/session/query_run.h"
+#include "svcheck/session/query_session.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
 
@@ -89,11 +89,9 @@ int PrintHelp(const TCommandDescription& command) {
 
 int PrintVersion() {
   Print(stdout, "svcheck " SVCHECK_VERSION "\n");
-  TQueryRequest request;
-  request.plugin = DefaultPlugin();
-  const TQueryRun run(std::move(request));
-  Print(stdout, fmt::format("{} {}, {}\n", run.PluginName(), run.PluginVersion(),
-                            DefaultPlugin().string()));
+  const TLoadedPlugin plugin(DefaultPlugin());
+  Print(stdout,
+        fmt::format("{} {}, {}\n", plugin.Name(), plugin.Version(), DefaultPlugin().string()));
   FlushStandardOutput();
   return kExitDone;
 }

@@ -13,11 +13,8 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/logging.h"
 #include "svcheck/fleet/byte_source.h"
-#include "svcheck/session/catalogue_watch.h"
-#include "svcheck/session/query_options.h"
-#include "svcheck/session/query_outcome.h"
+#include "svcheck/session/instances.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/process.h"
 
 using svc::report::EOutcome;
 
@@ -30,31 +27,6 @@ constexpr const char* kNoMachine =
     "<CIM><DECLARATION><DECLGROUP><VALUE.OBJECT><INSTANCE CLASSNAME=\"QRXSG_ComputerSystem\">"
     "<PROPERTY NAME=\"MachineType\"><VALUE>]-[</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>"
     "</DECLGROUP></DECLARATION></CIM>";
-
-// The records and the end of a query whose inventory is read. Where the report does not say how
-// many elements the catalogue has, `watch` knows.
-void RunQuery(TQueryRun& run, const boost::shared_ptr<NQRXHSK20::ILogger>& log,
-              report::TReport& report, const TCatalogueWatch* watch = nullptr) {
-  const boost::shared_ptr<TJournal> journal(new TJournal(log));
-  InstallLogger(journal);
-  TCapturedOutput captured;
-  const TQueryEnd end = run.Run();
-  const std::string printed = captured.Take();
-  InstallLogger({});
-  if (watch != nullptr) report.catalogue.elements = watch->CountElements();
-  report.source = run.Records();
-  report::ChangeEach(report, report::Judge);
-  journal->Conclude(end, printed, report);
-  NameCatalogueFile(report);
-}
-
-std::string MachineTypeOf(const TQueryRun& run) {
-  for (const auto& instance : InstancesOf(run.Inventory(), "QRXSG_ComputerSystem")) {
-    std::string type = TextOf(*instance, "MachineType");
-    if (!type.empty()) return type;
-  }
-  return {};
-}
 
 std::string Text(const report::TReport& report, const std::string& machine) {
   std::string lines;
@@ -98,17 +70,23 @@ void TMachineCheck::LoadCatalogue() {
   TQueryRequest first = request;
   first.builtinClasses = true;
   first.inventoryDocument = kNoMachine;
-  TQueryRun run(std::move(first), plugin);
-  report::TReport report;
-  report.catalogue.source = "folder";
-  report.catalogue.path = settings.catalogue;
-  const TCatalogueWatch watch;
-  RunQuery(run, {}, report, &watch);
+  TQuerySession session(std::move(first), plugin);
+  session.Run();
+  report::TReport report = EmptyReport();
+  session.Conclude(report);
   elements = report.catalogue.elements;
-  isOwnPlugin = run.PluginName() == rules::kPluginName;
+  isOwnPlugin = plugin->Name() == rules::kPluginName;
   if (const int status = ExitStatusOf(report.outcome); status != kExitDone) {
     throw TFailure(FailureLine(report), status);
   }
+}
+
+report::TReport TMachineCheck::EmptyReport() const {
+  report::TReport report;
+  report.catalogue.source = "folder";
+  report.catalogue.path = settings.catalogue;
+  report.catalogue.elements = elements;
+  return report;
 }
 
 TQueryRequest TMachineCheck::RequestFor(TTask& task) const {
@@ -124,43 +102,29 @@ TQueryRequest TMachineCheck::RequestFor(TTask& task) const {
   return whole;
 }
 
-void TMachineCheck::Compare(TTask& task, report::TReport& report) {
-  TQueryRun run(RequestFor(task), plugin);
-  report.machine.type = MachineTypeOf(run);
-  report.catalogue.source = "folder";
-  report.catalogue.path = settings.catalogue;
-  report.catalogue.elements = elements;
+report::TReport TMachineCheck::Compare(TTask& task) {
+  TQuerySession session(RequestFor(task), plugin);
+  report::TReport report = EmptyReport();
+  report.machine = MachineIn(session.Inventory());
   const auto log = OpenLog(settings, task.machine);
   const bool isTraced = log && log->IsLogged(NQRXHSK20::kLogTrace);
-  const auto kind = isOwnPlugin && !isTraced ? KindOf(run.Inventory()) : std::nullopt;
-  if (kind) {
-    RunShortened(run, *kind, log, report);
-  } else {
-    RunQuery(run, log, report);
+  const auto kind = isOwnPlugin && !isTraced ? KindOf(session.Inventory()) : std::nullopt;
+  const auto known = kind ? passedOver.Of(*kind) : nullptr;
+  TElementReads reads;
+  const bool isFirst = kind && !known;
+  session.Run({.log = log, .catalogue = isFirst ? &reads : nullptr, .hidden = known});
+  session.Conclude(report);
+  if (isFirst && report::WasCompared(report.outcome)) {
+    passedOver.Learn(*kind, reads, session.Catalogue());
   }
   if (log && !log->Flush()) report.errors.emplace_back("the log of this machine is not whole");
-}
-
-void TMachineCheck::RunShortened(TQueryRun& run, const std::string& kind,
-                                 const boost::shared_ptr<NQRXHSK20::ILogger>& log,
-                                 report::TReport& report) {
-  if (const auto known = passedOver.Of(kind)) {
-    const TCatalogueWatch watch(nullptr, known);
-    RunQuery(run, log, report);
-    return;
-  }
-  TElementReads reads;
-  const TCatalogueWatch watch(&reads);
-  RunQuery(run, log, report);
-  if (report::WasCompared(report.outcome)) {
-    passedOver.Learn(kind, reads, watch.Catalogue());
-  }
+  return report;
 }
 
 std::string TMachineCheck::Answer(TTask task) {
   report::TReport report;
   try {
-    Compare(task, report);
+    report = Compare(task);
   } catch (const std::exception& error) {
     return FailedAnswer(task.machine, error.what());
   }

@@ -12,8 +12,7 @@
 #include "runtime/xmlparser/shared_documents.h"
 #include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/passed_over.h"
-#include "svcheck/session/query_options.h"
-#include "svcheck/session/query_run.h"
+#include "svcheck/session/query_session.h"
 
 namespace svc::fleet {
 
@@ -35,10 +34,11 @@ class TMachineCheck {
 
  private:
   void LoadCatalogue();
-  void Compare(TTask& task, report::TReport& report);
-  // Without the elements that are known to make no difference to machines of the kind.
-  void RunShortened(TQueryRun& run, const std::string& kind,
-                    const boost::shared_ptr<NQRXHSK20::ILogger>& log, report::TReport& report);
+  // Of the catalogue, as far as it is known.
+  report::TReport EmptyReport() const;
+  // Takes the task's text. The elements that are known to make no difference to machines of the
+  // same kind are left out.
+  report::TReport Compare(TTask& task);
   // Takes the task's text.
   TQueryRequest RequestFor(TTask& task) const;
 

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "rules/names.h"
-#include "svcheck/session/query_run.h"
+#include "svcheck/session/instances.h"
 
 using namespace NQRXHSK20;
 

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "base/read_file.h"
-#include "host/hskcore/exception.h"
 #include "report/saved_report.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/session/report_files.h"
@@ -241,21 +240,6 @@ void UseWaivers(const std::string& file, const std::vector<report::TWaiver>& wai
                 "\" expired on " + waiver.acceptance.expires +
                 " and no longer holds; renew it or remove it");
   }
-}
-
-TLogFile::TLogFile(const TQueryOptions& options) : file(options.logFile) {
-  if (file.empty()) return;
-  try {
-    logger = TJsonLogger::Open(file, options.logLevel, ReportError);
-  } catch (const NQRXHSK20::THSKException& exception) {
-    throw TFailure(exception.GetMessageText() +
-                   "; name a file in a folder that you may write to with --log");
-  }
-}
-
-void TLogFile::DemandWhole() {
-  if (Flush()) return;
-  throw TFailure("the log " + file + " is not whole; make room, or name another file with --log");
 }
 
 }  // namespace svc

@@ -2,22 +2,14 @@
 #ifndef SVCHECK_SESSION_REPORT_FILES_H_
 #define SVCHECK_SESSION_REPORT_FILES_H_
 
-#include <boost/shared_ptr.hpp>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "host/hskcore/logger.h"
 #include "report/model.h"
 #include "report/waivers.h"
-#include "runtime/hskcore/logging.h"
 #include "svcheck/cli/options.h"
-#include "svcheck/session/query_options.h"
 #include "svcheck/system/output.h"
-
-namespace CLI {
-class App;
-}
 
 namespace svc {
 
@@ -75,26 +67,6 @@ std::vector<report::TWaiver> LoadWaivers(const std::string& file);
 // the time of the report. Does nothing for an empty name, so that a report keeps its marks.
 void UseWaivers(const std::string& file, const std::vector<report::TWaiver>& waivers,
                 report::TReport& report);
-
-// The file of --log. Used by one thread.
-
-// The log of a run, from its first entry to its last.
-class TLogFile {
- public:
-  // Makes the file where the options name one. Throws TFailure.
-  explicit TLogFile(const TQueryOptions& options);
-
-  // Empty without a file. Takes the entries that --log-level wants.
-  const boost::shared_ptr<TJsonLogger>& Logger() const noexcept { return logger; }
-  // False when any of it was lost, which was told when it happened.
-  bool Flush() { return !logger || logger->Flush(); }
-  // Throws TFailure when any of it was lost.
-  void DemandWhole();
-
- private:
-  std::string file;
-  boost::shared_ptr<TJsonLogger> logger;
-};
 
 }  // namespace svc
 

@@ -4,23 +4,16 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "host/hskcore/exception.h"
-#include "host/hskcore/os_specific.h"
-#include "host/hskcore/schema_helper.h"
 #include "rules/names.h"
 #include "runtime/acquire/address.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
-#include "svcheck/session/catalogue_watch.h"
-#include "svcheck/session/download_remarks.h"
-#include "svcheck/session/progress.h"
-#include "svcheck/session/query_options.h"
-#include "svcheck/session/query_outcome.h"
-#include "svcheck/session/query_run.h"
+#include "svcheck/session/download.h"
+#include "svcheck/session/instances.h"
+#include "svcheck/session/query_session.h"
 #include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/interruption.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"
 
@@ -32,25 +25,6 @@ namespace {
 
 using TClock = std::chrono::steady_clock;
 
-// Shows a download, and lets an interruption stop it cleanly.
-class TDownloadWatch : public acquire::IProgressObserver {
- public:
-  explicit TDownloadWatch(bool shown) : shown(shown) {}
-  void OnProgress(const acquire::TDownloadProgress& progress) noexcept override {
-    if (progress.phase == acquire::TDownloadProgress::EPhase::kEnded) {
-      if (shown) display.OnProgress(progress);
-      EndPoliteStop();
-      return;
-    }
-    StartPoliteStop();
-    if (shown) display.OnProgress(progress);
-  }
-
- private:
-  bool shown;
-  TDownloadDisplay display{stderr};
-};
-
 // Seconds since 1970 at which a file was written; none when it cannot be told.
 std::optional<std::int64_t> TimeOf(const fs::path& file) {
   std::error_code error;
@@ -61,14 +35,11 @@ std::optional<std::int64_t> TimeOf(const fs::path& file) {
       .count();
 }
 
-std::optional<std::int64_t> NewestIn(const fs::path& folder) {
+// Of the files that were downloaded.
+std::optional<std::int64_t> NewestTime() {
   std::optional<std::int64_t> newest;
-  try {
-    for (const std::string& name : NQRXHSK20::TOSSpecific::ListDir(folder.string())) {
-      newest = std::max(newest, TimeOf(folder / name));
-    }
-  } catch (const NQRXHSK20::THSKException&) {
-    // As where the time of a file cannot be told.
+  for (const std::string& name : DownloadedFiles()) {
+    newest = std::max(newest, TimeOf(DownloadFolder() / name));
   }
   return newest;
 }
@@ -85,15 +56,15 @@ class TCheckVerb : public IVerb {
   int CompareOrTell(TQueryRequest request, report::TReport& report);
   void Compare(TQueryRequest request, report::TReport& report);
   // Shows what it is at, and sets what the query tells.
-  void RunQuery(TQueryRun& run, TStatusLine& status, report::TReport& report);
+  void RunQuery(TQuerySession& session, TStatusLine& status, report::TReport& report);
   TJournal::TOnLoaded OnLoaded(TStatusLine& status);
   std::string CatalogueSize() const;
-  void Describe(const TQueryRun& run, report::TReport& report) const;
+  static void Describe(const TQuerySession& session, report::TReport& report);
   void DescribeEnd(report::TReport& report) const;
   // What is to be known of the download folder.
   void AddRemarks(report::TReport& report) const;
   void DescribeCatalogue(report::TReport& report) const;
-  void ShowTimings(const report::TReport& report) const;
+  void ShowTimings() const;
   bool WantsProgress() const;
 
   // Ends a phase that began where the last one ended.
@@ -165,7 +136,7 @@ int TCheckVerb::Run() {
   if (timings) report.timings = phases;
   status = output.Show(report, status);
   EndPhase("report");
-  if (timings) ShowTimings(report);
+  if (timings) ShowTimings();
   return status;
 }
 
@@ -195,10 +166,10 @@ void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
   CompleteInventory(request, root, notes);
   status.Clear();
   for (const std::string& note : notes) ReportError(note);
-  TQueryRun run(std::move(request));
+  TQuerySession session(std::move(request));
   EndPhase("inventory");
-  Describe(run, report);
-  RunQuery(run, status, report);
+  Describe(session, report);
+  RunQuery(session, status, report);
   UseWaivers(reportOptions.waiversFile, waivers, report);
   if (report.outcome == report::EOutcome::kUnknownMachine) {
     report.errors.insert(report.errors.end(), notes.begin(), notes.end());
@@ -208,28 +179,14 @@ void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
   }
 }
 
-void TCheckVerb::RunQuery(TQueryRun& run, TStatusLine& status, report::TReport& report) {
+void TCheckVerb::RunQuery(TQuerySession& session, TStatusLine& status, report::TReport& report) {
   TLogFile log(options);
-  const boost::shared_ptr<TJournal> journal(new TJournal(log.Logger(), OnLoaded(status)));
-  InstallLogger(journal);
   TDownloadWatch download(WantsProgress());
-  acquire::TSettings settings = acquire::GetSettings();
-  settings.observer = &download;
-  acquire::SetSettings(settings);
-
-  const TCatalogueWatch watch;
   if (!live) status.Show("Loading the catalogue" + CatalogueSize());
-  TCapturedOutput captured;
-  const TQueryEnd end = run.Run();
-  const std::string printed = captured.Take();
+  session.Run({.log = log.Logger(), .onLoaded = OnLoaded(status), .download = &download});
   status.Clear();
-  InstallLogger({});
   EndPhase("comparison");
-
-  report.catalogue.elements = watch.CountElements();
-  report.source = run.Records();
-  report::ChangeEach(report, report::Judge);
-  journal->Conclude(end, printed, report);
+  session.Conclude(report);
   DescribeEnd(report);
   log.DemandWhole();
 }
@@ -256,8 +213,7 @@ void TCheckVerb::DescribeEnd(report::TReport& report) const {
   }
   // Of a catalogue that was not read to its end a count would say nothing.
   if (ExitStatusOf(report.outcome) != kExitDone) report.catalogue.elements.reset();
-  if (live) report.catalogue.modified = NewestIn(DownloadFolder());
-  NameCatalogueFile(report);
+  if (live) report.catalogue.modified = NewestTime();
   NameNumberProperty(report);
   if (live) AddRemarks(report);
 }
@@ -270,15 +226,11 @@ void TCheckVerb::AddRemarks(report::TReport& report) const {
   ReportError(report.errors.back());
 }
 
-void TCheckVerb::Describe(const TQueryRun& run, report::TReport& report) const {
-  report.plugin = run.PluginName();
-  report.pluginVersion = run.PluginVersion();
-  for (const auto& instance : InstancesOf(run.Inventory(), "QRXSG_ComputerSystem")) {
-    report.machine = {TextOf(*instance, "MachineType"), TextOf(*instance, "Manufacturer"),
-                      TextOf(*instance, "Model"), TextOf(*instance, "SerialNumber")};
-    if (!report.machine.type.empty()) break;
-  }
-  for (const auto& instance : InstancesOf(run.Inventory(), rules::kSystemClass)) {
+void TCheckVerb::Describe(const TQuerySession& session, report::TReport& report) {
+  report.plugin = session.Plugin().Name();
+  report.pluginVersion = session.Plugin().Version();
+  report.machine = MachineIn(session.Inventory());
+  for (const auto& instance : InstancesOf(session.Inventory(), rules::kSystemClass)) {
     report.system = {TextOf(*instance, "Caption"), TextOf(*instance, rules::kSystemVersion),
                      TextOf(*instance, rules::kSystemPlatform)};
   }
@@ -292,7 +244,7 @@ void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
   report.catalogue.modified = TimeOf(PathOf(report.catalogue.path) / rules::kIndexFile);
 }
 
-void TCheckVerb::ShowTimings(const report::TReport& /*report*/) const {
+void TCheckVerb::ShowTimings() const {
   double total = 0;
   for (const report::TPhase& phase : phases) {
     std::fprintf(stderr, "%-12s %9.3f s\n", phase.name.c_str(), phase.seconds);

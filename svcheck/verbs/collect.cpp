@@ -4,7 +4,7 @@
 #include "report/text.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
-#include "svcheck/session/query_run.h"
+#include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"

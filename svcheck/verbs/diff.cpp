@@ -5,7 +5,7 @@
 
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
-#include "svcheck/session/query_outcome.h"
+#include "svcheck/session/outcome.h"
 #include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"

@@ -1,17 +1,13 @@
 #include "svcheck/verbs/doctor_findings.h"
 
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 
 #include "collect/load.h"
 #include "host/acquire/acquire_callback.h"
 #include "host/xmlparser/namespace_populator.h"
-#include "host/xmlparser/xml_parser.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "runtime/acquire/address.h"
@@ -20,8 +16,9 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/cli/settings.h"
-#include "svcheck/session/download_remarks.h"
-#include "svcheck/session/query_run.h"
+#include "svcheck/session/download.h"
+#include "svcheck/session/instances.h"
+#include "svcheck/session/query_session.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"
@@ -38,18 +35,10 @@ fs::path DefinitionsIn(const fs::path& dataFolder) {
   return dataFolder / "sv" / "sv.definitions.xml";
 }
 
-// As a query reads a catalogue: an older dialect is refused.
-void ReadCatalogue(const boost::shared_ptr<ICIMNamespace>& target, const fs::path& index) {
-  std::ifstream stream(index, std::ios::binary);
-  if (!stream) throw std::runtime_error(index.string() + " cannot be opened");
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  const std::unique_ptr<char, decltype(&std::free)> block(
-      static_cast<char*>(std::calloc(text.size() + 1, 1)), &std::free);
-  if (!block) throw std::bad_alloc();
-  std::memcpy(block.get(), text.data(), text.size());
-  TCIMXMLParser parser(target);
-  parser.SetSV402Mode();
-  parser.Parse(block.get());
+std::string TextOfFile(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) throw std::runtime_error(file.string() + " cannot be opened");
+  return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 std::int64_t AgeOf(const fs::path& file) {
@@ -65,11 +54,6 @@ fs::path NearestFolder(fs::path folder) {
   std::error_code error;
   while (!fs::exists(folder, error) && folder.has_relative_path()) folder = folder.parent_path();
   return folder;
-}
-
-std::string TextOfError(const std::exception& error) {
-  const auto* const exception = dynamic_cast<const THSKException*>(&error);
-  return exception != nullptr ? exception->GetMessageText() : error.what();
 }
 
 TFinding GoodCatalogue(const fs::path& index, std::size_t elements) {
@@ -90,10 +74,8 @@ TFinding GoodCatalogue(const fs::path& index, std::size_t elements) {
 }
 
 TFinding MachineOf(const boost::shared_ptr<ICIMNamespace>& inventory) {
-  for (const auto& instance : InstancesOf(inventory, "QRXSG_ComputerSystem")) {
-    const std::string type = svc::TextOf(*instance, "MachineType");
-    if (!type.empty()) return {"machine", EFinding::kGood, "type " + type, {}};
-  }
+  const std::string type = MachineIn(inventory).type;
+  if (!type.empty()) return {"machine", EFinding::kGood, "type " + type, {}};
   return {
       "machine", EFinding::kProblem, "the machine type cannot be told",
       "run this as root; where the firmware tells nothing, as in a container, collect elsewhere "
@@ -113,12 +95,10 @@ TFinding ExamineSettings() {
 
 TFinding ExaminePlugin(const fs::path& plugin) {
   try {
-    TQueryRequest request;
-    request.plugin = plugin;
-    const TQueryRun run(std::move(request));
+    const TLoadedPlugin loaded(plugin);
     return {"plug-in",
             EFinding::kGood,
-            run.PluginName() + ' ' + run.PluginVersion() + ", " + plugin.string(),
+            loaded.Name() + ' ' + loaded.Version() + ", " + plugin.string(),
             {}};
   } catch (const TFailure& failure) {
     return {"plug-in", EFinding::kProblem, failure.what(),
@@ -146,10 +126,10 @@ TFinding ExamineCatalogue(const std::string& catalogue, const fs::path& dataFold
   try {
     const auto target = MakeInMemoryNamespace();
     TNamespacePopulator::PopulateFromXMLFile(target, DefinitionsIn(dataFolder).string());
-    ReadCatalogue(target, index);
+    ParseDocument(target, TextOfFile(index), EDocument::kCatalogue);
     return GoodCatalogue(index, InstancesOf(target, rules::kUpdateClass).size());
   } catch (const std::exception& error) {
-    return {"catalogue", EFinding::kProblem, index.string() + ": " + TextOfError(error),
+    return {"catalogue", EFinding::kProblem, index.string() + ": " + error.what(),
             "name the folder that holds index.xml, or get the catalogue anew"};
   }
 }
@@ -190,7 +170,7 @@ std::vector<TFinding> ExamineInventory() {
       findings.push_back({"inventory", EFinding::kWarning, note, {}});
     }
   } catch (const std::exception& error) {
-    findings.push_back({"inventory", EFinding::kWarning, TextOfError(error),
+    findings.push_back({"inventory", EFinding::kWarning, error.what(),
                         "collect it elsewhere and give the file with --inventory"});
   }
   return findings;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "svcheck/session/query_options.h"
+#include "svcheck/session/request.h"
 
 namespace svc {
 

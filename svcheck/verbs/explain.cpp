@@ -1,19 +1,12 @@
 // `svcheck explain`: why something is, or is not, in the report.
-
 #include "host/hskcore/schema_helper.h"
 #include "rules/names.h"
-#include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
-#include "svcheck/session/catalogue_watch.h"
-#include "svcheck/session/query_options.h"
-#include "svcheck/session/query_outcome.h"
-#include "svcheck/session/query_run.h"
-#include "svcheck/session/report_files.h"
+#include "svcheck/session/query_session.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
-#include "svcheck/system/process.h"
 #include "svcheck/verbs/explanation.h"
 
 using namespace NQRXHSK20;
@@ -29,7 +22,7 @@ class TExplainVerb : public IVerb {
 
  private:
   TQueryRequest MakeRequest();
-  int Explain(TQueryRun& run, TOutput& output);
+  static void DemandComparison(const TQuerySession& session);
 
   TQueryOptions options;
   std::string catalogue;
@@ -62,40 +55,30 @@ int TExplainVerb::Run() {
   std::vector<std::string> notes;
   CompleteInventory(request, root, notes);
   for (const std::string& note : notes) ReportError(note);
-  TQueryRun run(std::move(request));
-  return Explain(run, *output);
-}
-
-int TExplainVerb::Explain(TQueryRun& run, TOutput& output) {
+  TQuerySession session(std::move(request));
   TLogFile log(options);
   const boost::shared_ptr<TQueryTrace> trace(new TQueryTrace(log.Logger()));
-  const boost::shared_ptr<TJournal> journal(new TJournal(trace));
-  const TCatalogueWatch watch(trace->OfCatalogue());
-  SetReadObserver(run.Inventory(), trace->OfInventory());
-  InstallLogger(journal);
-  TCapturedOutput captured;
-  const TQueryEnd end = run.Run();
-  const std::string printed = captured.Take();
-  InstallLogger({});
-  SetReadObserver(run.Inventory(), nullptr);
-  trace->End();
+  session.Run({.log = trace, .inventory = trace->OfInventory(), .catalogue = trace->OfCatalogue()});
+  DemandComparison(session);
+  const auto records = session.Records();
+  WriteExplanation(
+      {*trace, *records, TCIMSchemaHelper::GetMachineType(session.Inventory()), component},
+      *output);
+  output->Commit();
+  log.DemandWhole();
+  return kExitDone;
+}
 
+// What a query that took place has to say all the same goes to standard error.
+void TExplainVerb::DemandComparison(const TQuerySession& session) {
   report::TReport report;
-  report.catalogue.elements = watch.CountElements();
-  journal->Conclude(end, printed, report);
-  const int status = ExitStatusOf(report.outcome);
-  if (status != kExitDone) {
+  session.Conclude(report);
+  if (const int status = ExitStatusOf(report.outcome); status != kExitDone) {
     throw TFailure(std::string(report::RowOf(report.outcome).sentence) +
                        (report.errors.empty() ? "" : " " + report.errors.back()),
                    status);
   }
   for (const std::string& error : report.errors) ReportError(error);
-  const auto records = run.Records();
-  WriteExplanation({*trace, *records, TCIMSchemaHelper::GetMachineType(run.Inventory()), component},
-                   output);
-  output.Commit();
-  log.DemandWhole();
-  return kExitDone;
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 
 #include "report/text.h"
 #include "rules/names.h"
-#include "svcheck/session/query_run.h"
+#include "svcheck/session/instances.h"
 
 namespace svc {
 

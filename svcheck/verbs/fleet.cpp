@@ -20,7 +20,7 @@
 #include "svcheck/fleet/results.h"
 #include "svcheck/fleet/summary.h"
 #include "svcheck/fleet/workers.h"
-#include "svcheck/session/query_options.h"
+#include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"

@@ -2,27 +2,15 @@
 #include <iostream>
 
 #include "report/json.h"
-#include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
-#include "svcheck/session/query_options.h"
-#include "svcheck/session/query_run.h"
-#include "svcheck/session/report_files.h"
+#include "svcheck/session/query_session.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 
 namespace svc {
 
 namespace {
-
-// Everybody logs to it while it lives.
-class TInstalledLogger {
- public:
-  explicit TInstalledLogger(const TLogFile& log) { InstallLogger(log.Logger()); }
-  ~TInstalledLogger() { InstallLogger({}); }
-  TInstalledLogger(const TInstalledLogger&) = delete;
-  TInstalledLogger& operator=(const TInstalledLogger&) = delete;
-};
 
 class TQueryVerb : public IVerb {
  public:
@@ -37,12 +25,13 @@ class TQueryVerb : public IVerb {
     TQueryRequest request = RequestOf(options);
     const auto records = OpenOutput(recordsFile);
     TLogFile log(options);
-    const TInstalledLogger installed(log);
-    TQueryRun run(std::move(request));
-    const TQueryEnd end = run.Run();
+    // From the loading of the plug-in on.
+    const TInstalledLogger logging(log.Logger());
+    TQuerySession session(std::move(request));
+    const TQueryEnd end = session.Ask();
     std::cout.flush();
     std::fflush(stdout);
-    const auto found = run.Records();
+    const auto found = session.Records();
     report::TRecord record;
     for (std::size_t i = 0; i < found->Count(); ++i) {
       found->Read(i, record);

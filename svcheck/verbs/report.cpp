@@ -1,7 +1,7 @@
 // `svcheck report`: shows a saved report again, in any format.
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
-#include "svcheck/session/query_outcome.h"
+#include "svcheck/session/outcome.h"
 #include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "rules/names.h"
-#include "svcheck/session/query_run.h"
+#include "svcheck/session/instances.h"
 
 namespace svc::fleet {
 namespace {

@@ -1,11 +1,10 @@
-#include "svcheck/session/query_trace.h"
-
 #include <algorithm>
 #include <array>
 #include <utility>
 
 #include "rules/log_texts.h"
 #include "rules/names.h"
+#include "svcheck/verbs/explanation.h"
 
 using namespace NQRXHSK20;
 
@@ -47,7 +46,7 @@ void TQueryTrace::Log(int level, std::string_view message) {
 }
 
 void TQueryTrace::ReadElement(TInstance instance, std::string_view property) {
-  if (phase == EPhase::kLoading || phase == EPhase::kEnded) return;
+  if (phase == EPhase::kLoading) return;
   if (phase == EPhase::kMachine || phase == EPhase::kSystem) Select(instance);
   const bool isTest = std::exchange(testing, false);
   const auto number = numbers.find(instance);

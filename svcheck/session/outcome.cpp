@@ -1,4 +1,4 @@
-#include "svcheck/session/query_outcome.h"
+#include "svcheck/session/outcome.h"
 
 #include <algorithm>
 #include <array>
@@ -55,6 +55,17 @@ EOutcome Refine(EOutcome outcome, std::string_view printed) {
   if (printed.find(rules::kIndexNotFoundStart) != std::string_view::npos)
     return EOutcome::kNoCatalogue;
   return outcome;
+}
+
+void NameCatalogueFile(report::TReport& report) {
+  constexpr std::string_view kLine = "line ";
+  const bool named = report.outcome == EOutcome::kUnreadableCatalogue ||
+                     report.outcome == EOutcome::kUnsupportedCatalogue;
+  if (!named || report.catalogue.source != "folder") return;
+  const std::string file = (PathOf(report.catalogue.path) / rules::kIndexFile).string();
+  for (std::string& error : report.errors) {
+    if (error.starts_with(kLine)) error.replace(0, kLine.size(), file + ':');
+  }
 }
 
 }  // namespace
@@ -121,6 +132,7 @@ void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,
     report.outcome = EOutcome::kFailed;
     if (!walked && !lastError.empty()) report.errors.insert(report.errors.begin(), lastError);
   }
+  NameCatalogueFile(report);
 }
 
 int ExitStatusOf(EOutcome outcome) noexcept {
@@ -143,12 +155,6 @@ int ExitStatusOf(EOutcome outcome) noexcept {
   }
   return kExitFailure;
 }
-
-}  // namespace svc
-
-using svc::report::EOutcome;
-
-namespace svc {
 
 std::string_view AdviceOn(EOutcome outcome) noexcept {
   switch (outcome) {
@@ -174,17 +180,6 @@ std::string_view AdviceOn(EOutcome outcome) noexcept {
       break;
   }
   return {};
-}
-
-void NameCatalogueFile(report::TReport& report) {
-  constexpr std::string_view kLine = "line ";
-  const bool named = report.outcome == EOutcome::kUnreadableCatalogue ||
-                     report.outcome == EOutcome::kUnsupportedCatalogue;
-  if (!named || report.catalogue.source != "folder") return;
-  const std::string file = (PathOf(report.catalogue.path) / rules::kIndexFile).string();
-  for (std::string& error : report.errors) {
-    if (error.starts_with(kLine)) error.replace(0, kLine.size(), file + ':');
-  }
 }
 
 void NameNumberProperty(report::TReport& report) {

@@ -1,4 +1,4 @@
-#include "svcheck/session/progress.h"
+#include "svcheck/session/download.h"
 
 #include <gtest/gtest.h>
 

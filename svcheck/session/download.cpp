@@ -1,8 +1,14 @@
+#include "svcheck/session/download.h"
+
 #include <fmt/core.h>
+#include <algorithm>
 #include <array>
 #include <exception>
 
-#include "svcheck/session/progress.h"
+#include "host/hskcore/exception.h"
+#include "host/hskcore/os_specific.h"
+#include "svcheck/system/interruption.h"
+#include "svcheck/system/paths.h"
 
 namespace svc {
 
@@ -82,6 +88,51 @@ void TStatusLine::Show(const std::string& text) noexcept {
   std::fprintf(stream, "\r%s%*s%s", text.c_str(), blanks, "", text.empty() ? "\r" : "");
   std::fflush(stream);
   shown = text.size();
+}
+
+void TDownloadWatch::OnProgress(const TDownloadProgress& progress) noexcept {
+  const bool isUnderWay = progress.phase != EPhase::kEnded;
+  if (isUnderWay) StartPoliteStop();
+  display.OnProgress(progress);
+  if (!isUnderWay) EndPoliteStop();
+}
+
+std::vector<std::string> DownloadedFiles() {
+  try {
+    return NQRXHSK20::TOSSpecific::ListDir(DownloadFolder().string());
+  } catch (const NQRXHSK20::THSKException&) {
+    return {};  // The query says so itself.
+  }
+}
+
+// A live query loads the files whose names hold "xml".
+std::vector<std::string> FilesNotOffered(const acquire::TOutcome& outcome) {
+  if (!outcome.offered) return {};
+  std::vector<std::string> names = DownloadedFiles();
+  std::erase_if(names, [&](const std::string& name) {
+    return name.find("xml") == name.npos || std::ranges::count(*outcome.offered, name) != 0;
+  });
+  return names;
+}
+
+std::string RemarkOnFilesNotOffered(const std::vector<std::string>& names) {
+  constexpr std::size_t kMostNamed = 5;
+  std::string list;
+  for (std::size_t i = 0; i < std::min(names.size(), kMostNamed); ++i)
+    list += (i == 0 ? "" : ", ") + names[i];
+  if (names.size() > kMostNamed)
+    list += " and " + std::to_string(names.size() - kMostNamed) + " more";
+  return "the repository does not offer " + list + ", which " + DownloadFolder().string() +
+         " holds and which counts";
+}
+
+std::string AdviceOnFilesNotOffered() {
+  return "what was withdrawn or superseded is removed from there by hand";
+}
+
+std::string RemarkOnOffline() {
+  return "nothing was verified now, being offline: " + DownloadFolder().string() +
+         " counts as it is";
 }
 
 }  // namespace svc

@@ -1,8 +1,11 @@
-#include "svcheck/session/query_options.h"
+#include "svcheck/session/request.h"
 
+#include <stdexcept>
 #include <utility>
 
+#include "collect/load.h"
 #include "rules/names.h"
+#include "runtime/acquire/settings.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/system/failure.h"
@@ -26,6 +29,21 @@ TCIMValue ProxyValue(std::string_view text) {
   }
   parts.emplace_back(text);
   return TCIMValue::Array(ECIMType::kString, std::move(parts));
+}
+
+CIMContext ContextOf(const std::vector<std::string>& entries) {
+  CIMContext context;
+  for (const std::string& entry : entries) {
+    const std::size_t equals = entry.find('=');
+    if (equals == std::string::npos || equals == 0) {
+      throw TFailure("--context " + entry + " is no entry; write NAME=VALUE", kExitUsage);
+    }
+    const std::string name = entry.substr(0, equals);
+    const std::string value = entry.substr(equals + 1);
+    context.insert_or_assign(name,
+                             name == rules::kProxyEntry ? ProxyValue(value) : TCIMValue(value));
+  }
+  return context;
 }
 
 bool IsLive(const CIMContext& context) {
@@ -107,21 +125,6 @@ void AddRepositoryOptions(CLI::App& app, TQueryOptions& options) {
   AddFlag(app, "--offline", options.offline, "Use what was downloaded before, open no connection");
 }
 
-CIMContext ContextOf(const std::vector<std::string>& entries) {
-  CIMContext context;
-  for (const std::string& entry : entries) {
-    const std::size_t equals = entry.find('=');
-    if (equals == std::string::npos || equals == 0) {
-      throw TFailure("--context " + entry + " is no entry; write NAME=VALUE", kExitUsage);
-    }
-    const std::string name = entry.substr(0, equals);
-    const std::string value = entry.substr(equals + 1);
-    context.insert_or_assign(name,
-                             name == rules::kProxyEntry ? ProxyValue(value) : TCIMValue(value));
-  }
-  return context;
-}
-
 TQueryRequest RequestOf(const TQueryOptions& options) {
   TQueryRequest request;
   for (const std::string& file : options.inventories) {
@@ -137,6 +140,24 @@ TQueryRequest RequestOf(const TQueryOptions& options) {
   request.plugin = AbsoluteOr(options.plugin, DefaultPlugin);
   SetDriveRoot(options.driveRoot.empty() ? std::string() : Absolute(options.driveRoot).string());
   return request;
+}
+
+std::string CollectInventory(const std::string& root, bool redact,
+                             std::vector<std::string>& notes) {
+  try {
+    collect::Outcome outcome = collect::LoadCollector().Collect({Absolute(root).string(), redact});
+    notes = std::move(outcome.notes);
+    return std::move(outcome.document);
+  } catch (const TFailure&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    throw TFailure(error.what());
+  }
+}
+
+void CompleteInventory(TQueryRequest& request, const std::string& root,
+                       std::vector<std::string>& notes) {
+  if (request.inventories.empty()) request.inventoryDocument = CollectInventory(root, false, notes);
 }
 
 }  // namespace svc

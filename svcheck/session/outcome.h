@@ -1,7 +1,7 @@
 // What a query says while it runs, read for what became of it. The query tells its end only by what
 // it logs and prints, so the texts here are the plug-in's own.
-#ifndef SVCHECK_SESSION_QUERY_OUTCOME_H_
-#define SVCHECK_SESSION_QUERY_OUTCOME_H_
+#ifndef SVCHECK_SESSION_OUTCOME_H_
+#define SVCHECK_SESSION_OUTCOME_H_
 
 #include <atomic>
 #include <boost/shared_ptr.hpp>
@@ -15,9 +15,15 @@
 
 #include "host/hskcore/logger.h"
 #include "report/model.h"
-#include "svcheck/session/query_run.h"
 
 namespace svc {
+
+// How a query ended. An exception is no failure of the run: it is what the host sees.
+struct TQueryEnd {
+  bool returned = true;
+  std::string exceptionText;
+  std::optional<int> status;  // Of a THSKException.
+};
 
 // The logger of a check. Hands every entry on to a log file, where there is one. May be used from
 // any thread.
@@ -33,7 +39,9 @@ class TJournal : public NQRXHSK20::ILogger {
   bool IsLogged(int level) const noexcept override;
 
   // What became of a query that has ended, from its log, what it printed and the number of update
-  // elements that it saw (none when it had no catalogue). Sets outcome and errors of the report.
+  // elements that it saw (none when it had no catalogue). Sets outcome and errors of the report;
+  // errors that name only a line of the catalogue name its file as well, as
+  // "FOLDER/index.xml:12: …".
   void Conclude(const TQueryEnd& end, const std::string& printed, report::TReport& report) const;
 
  private:
@@ -54,14 +62,8 @@ class TJournal : public NQRXHSK20::ILogger {
 // The exit status of a check that ended so.
 int ExitStatusOf(report::EOutcome outcome) noexcept;
 
-// What a person can do about a check that did not take place.
-
-// Empty for a check that took place. May be called from any thread.
+// What a person can do about a check that did not take place; empty for one that did.
 std::string_view AdviceOn(report::EOutcome outcome) noexcept;
-
-// Puts the name of the file before the errors that name only a line of the catalogue, as
-// "FOLDER/index.xml:12: …".
-void NameCatalogueFile(report::TReport& report);
 
 // Puts the name of the property before the error of a value that is no number: the comparison asks
 // for one of a single property.
@@ -72,4 +74,4 @@ std::string FailureLine(const report::TReport& report);
 
 }  // namespace svc
 
-#endif  // SVCHECK_SESSION_QUERY_OUTCOME_H_
+#endif  // SVCHECK_SESSION_OUTCOME_H_

@@ -1,0 +1,58 @@
+#include "svcheck/session/instances.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "host/hskcore/exception.h"
+#include "host/hskcore/schema_helper.h"
+#include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+
+using namespace NQRXHSK20;
+
+namespace svc {
+
+// The parser reads a block of the C runtime's allocator, zeroed behind the text.
+void ParseDocument(const boost::shared_ptr<ICIMNamespace>& target, const std::string& document,
+                   EDocument kind) {
+  const std::unique_ptr<char, decltype(&std::free)> block(
+      static_cast<char*>(std::calloc(document.size() + 1, 1)), &std::free);
+  if (!block) throw std::bad_alloc();
+  std::memcpy(block.get(), document.data(), document.size());
+  TCIMXMLParser parser(target);
+  if (kind == EDocument::kCatalogue) parser.SetSV402Mode();
+  parser.Parse(block.get());
+}
+
+std::vector<boost::shared_ptr<ICIMInstance>> InstancesOf(
+    const boost::shared_ptr<ICIMNamespace>& source, std::string_view className) {
+  std::vector<boost::shared_ptr<ICIMInstance>> instances;
+  const CIMContext context = {{TCIMSchemaHelper::kContextName, TCIMSchemaHelper::kPluginNSPName}};
+  boost::shared_ptr<ICIMClass> cimClass;
+  try {
+    source->GetClass(cimClass, className, context);
+  } catch (const THSKException& exception) {
+    if (exception.GetStatusCode() != THSKStatusCode::kClassNotFound) throw;
+    return instances;
+  }
+  cimClass->EnumerateInstances(TAddToVectorCallback<ICIMInstance>(instances), true, CIMContext());
+  return instances;
+}
+
+std::string TextOf(const ICIMInstance& instance, std::string_view property) {
+  return StoredText(instance, property).value_or("");
+}
+
+report::TMachine MachineIn(const boost::shared_ptr<ICIMNamespace>& inventory) {
+  report::TMachine machine;
+  for (const auto& instance : InstancesOf(inventory, "QRXSG_ComputerSystem")) {
+    machine = {TextOf(*instance, "MachineType"), TextOf(*instance, "Manufacturer"),
+               TextOf(*instance, "Model"), TextOf(*instance, "SerialNumber")};
+    if (!machine.type.empty()) break;
+  }
+  return machine;
+}
+
+}  // namespace svc

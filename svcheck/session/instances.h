@@ -1,0 +1,33 @@
+// What the program itself reads of an inventory or a catalogue. Used by one thread.
+#ifndef SVCHECK_SESSION_INSTANCES_H_
+#define SVCHECK_SESSION_INSTANCES_H_
+
+#include <boost/shared_ptr.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/hskcore/cim.h"
+#include "report/model.h"
+
+namespace svc {
+
+// Reads a CIM-XML document in memory into the namespace; a catalogue's is refused where it is of an
+// older dialect, as a query refuses it. Throws THSKException.
+enum class EDocument { kInventory, kCatalogue };
+void ParseDocument(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
+                   const std::string& document, EDocument kind = EDocument::kInventory);
+
+// Every instance of a class, subclasses included, in order of creation; none when there is no such
+// class.
+std::vector<boost::shared_ptr<NQRXHSK20::ICIMInstance>> InstancesOf(
+    const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& source, std::string_view className);
+// A property as text; empty when it is missing or null.
+std::string TextOf(const NQRXHSK20::ICIMInstance& instance, std::string_view property);
+
+// The machine of an inventory: the first that tells its type, or else the last.
+report::TMachine MachineIn(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
+
+}  // namespace svc
+
+#endif  // SVCHECK_SESSION_INSTANCES_H_

@@ -1,0 +1,273 @@
+#include "svcheck/session/query_session.h"
+
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "host/hskcore/exception.h"
+#include "host/hskcore/namespace_provider.h"
+#include "host/hskcore/root_object.h"
+#include "host/xmlparser/namespace_populator.h"
+#include "rules/names.h"
+#include "runtime/hskcore/host_setup.h"
+#include "runtime/plugin.nsp/plugin_loader.h"
+#include "svcheck/session/instances.h"
+#include "svcheck/session/record_spool.h"
+#include "svcheck/system/failure.h"
+#include "svcheck/system/process.h"
+
+using namespace NQRXHSK20;
+namespace fs = std::filesystem;
+namespace svc {
+
+namespace {
+
+// Enters a folder and goes back.
+class TCurrentFolder {
+ public:
+  explicit TCurrentFolder(const fs::path& folder) : before(fs::current_path()) {
+    std::error_code error;
+    fs::current_path(folder, error);
+    if (!error) return;
+    throw TFailure("cannot enter the data folder " + folder.string() + ": " + error.message() +
+                   "; give the folder that holds sv/ with --data-dir");
+  }
+  ~TCurrentFolder() {
+    std::error_code ignored;
+    fs::current_path(before, ignored);
+  }
+  TCurrentFolder(const TCurrentFolder&) = delete;
+  TCurrentFolder& operator=(const TCurrentFolder&) = delete;
+
+ private:
+  fs::path before;
+};
+
+// A namespace is observed while this lives.
+class TReading {
+ public:
+  TReading(const boost::shared_ptr<ICIMNamespace>& read, IReadObserver* observer) : read(read) {
+    SetReadObserver(read, observer);
+  }
+  ~TReading() { SetReadObserver(read, nullptr); }
+  TReading(const TReading&) = delete;
+  TReading& operator=(const TReading&) = delete;
+
+ private:
+  boost::shared_ptr<ICIMNamespace> read;
+};
+
+// Makes namespaces as the host's provider does, and keeps the last: a query makes one for its
+// catalogue, and drops it at its end.
+class TWatchingProvider : public INamespaceProvider {
+ public:
+  TWatchingProvider(boost::shared_ptr<INamespaceProvider> watched, const TFollowers& followers)
+      : watched(std::move(watched)), observer(followers.catalogue), hidden(followers.hidden) {}
+
+  std::string GetName() const override { return watched->GetName(); }
+  boost::shared_ptr<ICIMNamespace> CreateNamespace(const CIMContext& context, int flags,
+                                                   const std::string& name) override {
+    last = watched->CreateNamespace(context, flags, name);
+    if (observer != nullptr) reading.emplace(last, observer);
+    if (hidden) HideInstances(last, hidden);
+    return last;
+  }
+
+  // A plug-in may keep the provider: from here on it does no more than the host's.
+  boost::shared_ptr<ICIMNamespace> End() {
+    reading.reset();
+    observer = nullptr;
+    hidden.reset();
+    return std::move(last);
+  }
+
+ private:
+  boost::shared_ptr<INamespaceProvider> watched;
+  IReadObserver* observer;
+  THiddenInstancesHandle hidden;
+  boost::shared_ptr<ICIMNamespace> last;
+  std::optional<TReading> reading;
+};
+
+class TCatalogueWatch {
+ public:
+  // `found` gets the last namespace at the end of the watch.
+  TCatalogueWatch(const TFollowers& followers, boost::shared_ptr<ICIMNamespace>& found)
+      : providers(TRootObject::GetNamespaceProviderManager()),
+        watched(providers->GetProvider("inmem")),
+        watching(new TWatchingProvider(watched, followers)),
+        found(found) {
+    providers->RegisterProvider(watching);
+  }
+  ~TCatalogueWatch() {
+    providers->RegisterProvider(watched);
+    found = watching->End();
+  }
+  TCatalogueWatch(const TCatalogueWatch&) = delete;
+  TCatalogueWatch& operator=(const TCatalogueWatch&) = delete;
+
+ private:
+  boost::shared_ptr<INamespaceProviderManager> providers;
+  boost::shared_ptr<INamespaceProvider> watched;
+  boost::shared_ptr<TWatchingProvider> watching;
+  boost::shared_ptr<ICIMNamespace>& found;
+};
+
+// Downloads are observed while this lives.
+class TObservedDownloads {
+ public:
+  explicit TObservedDownloads(acquire::IProgressObserver* observer)
+      : before(acquire::GetSettings()) {
+    acquire::TSettings settings = before;
+    settings.observer = observer;
+    acquire::SetSettings(std::move(settings));
+  }
+  ~TObservedDownloads() { acquire::SetSettings(std::move(before)); }
+  TObservedDownloads(const TObservedDownloads&) = delete;
+  TObservedDownloads& operator=(const TObservedDownloads&) = delete;
+
+ private:
+  acquire::TSettings before;
+};
+
+// Records that stay in a namespace.
+class TStoredRecords : public report::IRecordSource {
+ public:
+  explicit TStoredRecords(std::vector<boost::shared_ptr<ICIMInstance>> instances)
+      : instances(std::move(instances)) {}
+  std::size_t Count() const noexcept override { return instances.size(); }
+  void Read(std::size_t number, report::TRecord& record) const override {
+    const ICIMInstance& instance = *instances[number];
+    record = report::TRecord();
+    record.type = TextOf(instance, rules::kResultType);
+    record.name = TextOf(instance, rules::kResultName);
+    record.installed = TextOf(instance, rules::kResultInstalled);
+    record.offered = TextOf(instance, rules::kResultOffered);
+  }
+
+ private:
+  std::vector<boost::shared_ptr<ICIMInstance>> instances;
+};
+
+}  // namespace
+
+TInstalledLogger::TInstalledLogger(const boost::shared_ptr<ILogger>& logger) {
+  InstallLogger(logger);
+}
+TInstalledLogger::~TInstalledLogger() { InstallLogger({}); }
+
+TLogFile::TLogFile(const TQueryOptions& options) : file(options.logFile) {
+  if (file.empty()) return;
+  try {
+    logger = TJsonLogger::Open(file, options.logLevel, ReportError);
+  } catch (const THSKException& exception) {
+    throw TFailure(exception.GetMessageText() +
+                   "; name a file in a folder that you may write to with --log");
+  }
+}
+
+void TLogFile::DemandWhole() {
+  if (Flush()) return;
+  throw TFailure("the log " + file + " is not whole; make room, or name another file with --log");
+}
+
+TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerNamespace) {
+  InstallPluginManager(manager);
+  try {
+    provider = LoadPlugin(file.string(), *manager);
+  } catch (const TPluginLoadError& error) {
+    throw TFailure(std::string(error.what()) + "; without --plugin, the installed one is taken");
+  }
+  if (provider->GetQueryInterface() != nullptr) return;
+  throw TFailure("the plug-in " + file.string() +
+                 " answers no queries; give a query plug-in with --plugin");
+}
+
+TLoadedPlugin::~TLoadedPlugin() { InstallPluginManager({}); }
+
+// Another plug-in may read its records again or change them: they stay where it put them. So do
+// those that are instances of a further class, such as that of the drivers: a query that enumerates
+// it after the first records meets them.
+TQuerySession::TQuerySession(TQueryRequest wanted, std::shared_ptr<TLoadedPlugin> loaded)
+    : request(std::move(wanted)), inventory(MakeInMemoryNamespace()), plugin(std::move(loaded)) {
+  ReadInventory();
+  if (!plugin) plugin = std::make_shared<TLoadedPlugin>(request.plugin);
+  if (plugin->Name() != rules::kPluginName || HasSuperclass(inventory, rules::kResultClass)) return;
+  spool = std::make_shared<TRecordSpool>();
+  SetInstanceSink(inventory, rules::kResultClass, spool.get());
+}
+
+TQuerySession::~TQuerySession() { SetInstanceSink(inventory, rules::kResultClass, nullptr); }
+
+void TQuerySession::ReadInventory() {
+  constexpr const char* kAdvice = "; give a CIM-XML inventory, such as `svcheck collect` writes";
+  try {
+    if (request.builtinClasses) DeclareBuiltinClasses(inventory);
+    if (!request.inventoryDocument.empty()) ParseDocument(inventory, request.inventoryDocument);
+    for (const std::string& file : request.inventories) {
+      TNamespacePopulator::PopulateFromXMLFile(inventory, file);
+    }
+  } catch (const THSKException& exception) {
+    throw TFailure("cannot read the inventory: " + exception.GetMessageText() + kAdvice);
+  }
+  recordsBefore = InstancesOf(inventory, rules::kResultClass).size();
+}
+
+TQueryEnd TQuerySession::Ask() {
+  const TQueryEnd reached = RunQuery();
+  if (spool) spool->DemandWhole();
+  return reached;
+}
+
+// Whatever leaves the plug-in is an end of the query, and for whoever asked to judge.
+TQueryEnd TQuerySession::RunQuery() {
+  const TCurrentFolder folder(request.dataFolder);
+  CIMContext context = request.context;
+  try {
+    plugin->Query().RunQuery(inventory, nullptr, context);
+  } catch (const THSKException& exception) {
+    return {false, exception.GetMessageText(), static_cast<int>(exception.GetStatusCode())};
+  } catch (const std::exception& exception) {
+    return {false, ReasonOf(exception), {}};
+  } catch (...) {
+    return {false, "an exception of no known kind", {}};
+  }
+  // A plug-in may pass over what it had no memory for; its records are then not whole.
+  if (HasMemoryRunOut()) throw std::bad_alloc();
+  return {};
+}
+
+void TQuerySession::Run(const TFollowers& followers) {
+  journal.reset(new TJournal(followers.log, followers.onLoaded));
+  const TInstalledLogger logging(journal);
+  std::optional<TObservedDownloads> downloads;
+  if (followers.download != nullptr) downloads.emplace(followers.download);
+  const TReading reading(inventory, followers.inventory);
+  const TCatalogueWatch watch(followers, catalogue);
+  TCapturedOutput captured;
+  end = Ask();
+  printed = captured.Take();
+}
+
+void TQuerySession::Conclude(report::TReport& report) const {
+  if (!report.catalogue.elements) report.catalogue.elements = CountElements();
+  report.source = Records();
+  report::ChangeEach(report, report::Judge);
+  journal->Conclude(end, printed, report);
+}
+
+std::shared_ptr<const report::IRecordSource> TQuerySession::Records() const {
+  if (spool) return spool;
+  auto instances = InstancesOf(inventory, rules::kResultClass);
+  instances.erase(instances.begin(),
+                  instances.begin() + static_cast<std::ptrdiff_t>(recordsBefore));
+  return std::make_shared<TStoredRecords>(std::move(instances));
+}
+
+std::optional<std::uint64_t> TQuerySession::CountElements() const {
+  if (!catalogue) return {};
+  return InstancesOf(catalogue, rules::kUpdateClass).size();
+}
+
+}  // namespace svc

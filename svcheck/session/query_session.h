@@ -1,0 +1,131 @@
+// One query, from its inventory to what became of it: what every verb that asks the plug-in goes
+// through. A query needs much that is the process's (logger, plug-in, provider of namespaces,
+// standard output, current folder, observer of downloads): whatever a session sets of these is as
+// it was before once the query has ended, however it ended. Used by one thread; one at a time.
+#ifndef SVCHECK_SESSION_QUERY_SESSION_H_
+#define SVCHECK_SESSION_QUERY_SESSION_H_
+
+#include <boost/shared_ptr.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/hskcore/cim.h"
+#include "host/hskcore/logger.h"
+#include "host/plugin.nsp/plugin_manager.h"
+#include "report/records.h"
+#include "runtime/acquire/settings.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/logging.h"
+#include "svcheck/session/outcome.h"
+#include "svcheck/session/request.h"
+
+namespace svc {
+
+class TRecordSpool;
+
+// Everybody in the process logs to the logger while this lives, and to nobody afterwards.
+class TInstalledLogger {
+ public:
+  explicit TInstalledLogger(const boost::shared_ptr<NQRXHSK20::ILogger>& logger);
+  ~TInstalledLogger();
+  TInstalledLogger(const TInstalledLogger&) = delete;
+  TInstalledLogger& operator=(const TInstalledLogger&) = delete;
+};
+
+// The file of --log, from its first entry to its last.
+class TLogFile {
+ public:
+  // Makes the file where the options name one. Throws TFailure.
+  explicit TLogFile(const TQueryOptions& options);
+
+  // Empty without a file. Takes the entries that --log-level wants.
+  const boost::shared_ptr<TJsonLogger>& Logger() const noexcept { return logger; }
+  // False when any of it was lost, which was told when it happened.
+  bool Flush() { return !logger || logger->Flush(); }
+  // Throws TFailure when any of it was lost.
+  void DemandWhole();
+
+ private:
+  std::string file;
+  boost::shared_ptr<TJsonLogger> logger;
+};
+
+// A query plug-in, loaded as long as this lives. One at a time.
+class TLoadedPlugin {
+ public:
+  // Throws TFailure.
+  explicit TLoadedPlugin(const std::filesystem::path& file);
+  ~TLoadedPlugin();
+  TLoadedPlugin(const TLoadedPlugin&) = delete;
+  TLoadedPlugin& operator=(const TLoadedPlugin&) = delete;
+
+  std::string Name() const { return provider->GetPlugin()->GetName(); }
+  std::string Version() const { return provider->GetPlugin()->GetVersion(); }
+  NQRXHSK20::IPluginAdvancedQueryCallbacks& Query() const { return *provider->GetQueryInterface(); }
+
+ private:
+  boost::shared_ptr<NQRXHSK20::TPluginManagerNamespace> manager;
+  NQRXHSK20::TPluginManagerProvider* provider = nullptr;  // Owned by the manager.
+};
+
+// Who follows a query while it runs. All may be left out; the borrowed ones outlive the query.
+struct TFollowers {
+  boost::shared_ptr<NQRXHSK20::ILogger> log = {};  // Gets every entry.
+  TJournal::TOnLoaded onLoaded = {};
+  acquire::IProgressObserver* download = nullptr;
+  // See what is read of inventory and catalogue.
+  IReadObserver* inventory = nullptr;
+  IReadObserver* catalogue = nullptr;
+  // What cannot be seen of the catalogue.
+  THiddenInstancesHandle hidden = {};
+};
+
+class TQuerySession {
+ public:
+  // Reads the inventory and loads the plug-in, unless it is given. Throws TFailure.
+  explicit TQuerySession(TQueryRequest request, std::shared_ptr<TLoadedPlugin> loaded = {});
+  ~TQuerySession();
+  TQuerySession(const TQuerySession&) = delete;
+  TQuerySession& operator=(const TQuerySession&) = delete;
+
+  // The bare query: what it prints goes to standard output, what it logs to whoever is installed.
+  // Throws TFailure when the data folder cannot be entered, or records were lost; std::bad_alloc
+  // when memory ran out, though the plug-in kept it to itself.
+  TQueryEnd Ask();
+  // The same, followed and taken down. Throws as Ask does, and TFailure when standard output cannot
+  // be taken or given back.
+  void Run(const TFollowers& followers = {});
+  // Sets records, outcome and errors of a report and, where it does not have it, the number of
+  // update elements that Run saw. REQUIRES: Run.
+  void Conclude(report::TReport& report) const;
+
+  // The records that the query added, in the order of their commit; the verdicts are not set.
+  std::shared_ptr<const report::IRecordSource> Records() const;
+  const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& Inventory() const { return inventory; }
+  // The namespace that Run saw the catalogue loaded into; empty when there was none.
+  const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& Catalogue() const { return catalogue; }
+  const TLoadedPlugin& Plugin() const { return *plugin; }
+
+ private:
+  void ReadInventory();
+  std::optional<std::uint64_t> CountElements() const;
+  TQueryEnd RunQuery();
+
+  TQueryRequest request;
+  boost::shared_ptr<NQRXHSK20::ICIMNamespace> inventory;
+  boost::shared_ptr<NQRXHSK20::ICIMNamespace> catalogue;
+  std::shared_ptr<TLoadedPlugin> plugin;
+  std::shared_ptr<TRecordSpool> spool;  // Null for a plug-in of somebody else.
+  std::size_t recordsBefore = 0;
+  boost::shared_ptr<TJournal> journal;
+  TQueryEnd end;
+  std::string printed;
+};
+
+}  // namespace svc
+
+#endif  // SVCHECK_SESSION_QUERY_SESSION_H_

@@ -1,0 +1,71 @@
+// What a verb asks the plug-in: from the options that all of them have to a request, with this
+// machine's inventory where no file is named. Used by one thread.
+#ifndef SVCHECK_SESSION_REQUEST_H_
+#define SVCHECK_SESSION_REQUEST_H_
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/hskcore/cim.h"
+#include "svcheck/cli/options.h"
+
+namespace svc {
+
+struct TQueryRequest {
+  std::vector<std::string> inventories;  // Files.
+  std::string inventoryDocument;         // CIM-XML in memory; empty for none.
+  bool builtinClasses = true;
+  NQRXHSK20::CIMContext context;
+  std::filesystem::path dataFolder;
+  std::filesystem::path plugin;
+};
+
+struct TQueryOptions {
+  std::vector<std::string> inventories;
+  bool noBuiltinClasses = false;
+  std::vector<std::string> context;  // NAME=VALUE
+  std::string dataFolder;
+  std::string plugin;
+  std::string driveRoot;
+  std::string logFile;
+  int logLevel = 4;
+  std::string repository;
+  std::string repositoryKey;
+  bool allowUnsigned = false;
+  std::string caFile;
+  std::string proxy;
+  bool offline = false;
+};
+
+// Adds them; the options object outlives the parsing.
+void AddQueryOptions(CLI::App& app, TQueryOptions& options);
+// Those of them that a query of a catalogue in a folder has a use for.
+void AddFolderQueryOptions(CLI::App& app, TQueryOptions& options);
+// Those of them that say which plug-in runs and what surrounds it.
+void AddPluginOptions(CLI::App& app, TQueryOptions& options);
+// Parts of them: where the program's own files are, and the repository with whom to trust.
+void AddPlaceOptions(CLI::App& app, TQueryOptions& options);
+void AddRepositoryOptions(CLI::App& app, TQueryOptions& options);
+TOption AddInventoryOption(CLI::App& app, TQueryOptions& options);
+
+// Puts the process's settings for downloads in force.
+void ApplyDownloadSettings(const TQueryOptions& options);
+
+// What a query needs, with every path made absolute, and the process's settings for downloads and
+// drive letters in force. Texts of the context are handed on as they are, but "svProxy" as an
+// array, split at the first three commas. Throws TFailure (64) for an entry of the context without
+// "=", and for a live query that trusts nobody.
+TQueryRequest RequestOf(const TQueryOptions& options);
+
+// The inventory of the machine below `root` as a CIM-XML document. `notes` receives what is missing
+// and why. Throws TFailure.
+std::string CollectInventory(const std::string& root, bool redact, std::vector<std::string>& notes);
+
+// Collects the inventory when the request names no file. Throws TFailure.
+void CompleteInventory(TQueryRequest& request, const std::string& root,
+                       std::vector<std::string>& notes);
+
+}  // namespace svc
+
+#endif  // SVCHECK_SESSION_REQUEST_H_

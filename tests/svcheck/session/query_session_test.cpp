@@ -1,0 +1,159 @@
+// What a query leaves behind in the process, however it ended.
+#include "svcheck/session/query_session.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <new>
+
+#include "host/hskcore/namespace_provider.h"
+#include "host/hskcore/root_object.h"
+#include "rules/names.h"
+#include "svcheck/session/instances.h"
+#include "svcheck/system/failure.h"
+#include "tests/support/recording_logger.h"
+
+namespace svc {
+namespace {
+
+using NQRXHSK20::TRootObject;
+
+constexpr const char* kSample = DATA_FOLDER "/sample";
+
+TQueryRequest Request() {
+  TQueryRequest request;
+  request.inventories = {std::string(kSample) + "/inventory.xml"};
+  request.context[rules::kCatalogueEntry] =
+      NQRXHSK20::TCIMValue(std::string(kSample) + "/catalogue");
+  request.dataFolder = DATA_FOLDER;
+  request.plugin = PLUGIN;
+  return request;
+}
+
+// All of the process that a query changes.
+struct THost {
+  const void* logger = &TRootObject::GetCoreLogger();
+  const void* provider = TRootObject::GetNamespaceProviderManager()->GetProvider("inmem").get();
+  const void* plugins = TRootObject::GetPluginManager().get();
+  const void* observer = acquire::GetSettings().observer;
+  std::filesystem::path folder = std::filesystem::current_path();
+  std::uint64_t output = FileOf(STDOUT_FILENO);
+
+  bool operator==(const THost& other) const = default;
+
+  static std::uint64_t FileOf(int descriptor) {
+    struct stat status {};
+    EXPECT_EQ(::fstat(descriptor, &status), 0);
+    return status.st_ino;
+  }
+};
+
+class TReads : public IReadObserver {
+ public:
+  void OnGetClass(std::string_view /*className*/) override { ++count; }
+  void OnGetProperty(const NQRXHSK20::ICIMInstance& /*instance*/,
+                     std::string_view /*name*/) override {
+    ++count;
+  }
+  int count = 0;
+};
+
+class TProgress : public acquire::IProgressObserver {
+ public:
+  void OnProgress(const acquire::TDownloadProgress& /*progress*/) noexcept override {}
+};
+
+class QuerySession : public testing::Test {
+ protected:
+  // Both handles are told apart by how many hold them.
+  boost::shared_ptr<test::TRecordingLogger> log{new test::TRecordingLogger};
+  std::shared_ptr<int> held = std::make_shared<int>(0);
+  TProgress progress;
+  TReads inventory;
+  TReads catalogue;
+  const THost before;
+
+  TFollowers Followers() {
+    return {.log = log,
+            .onLoaded = [held = held] { ++*held; },
+            .download = &progress,
+            .inventory = &inventory,
+            .catalogue = &catalogue};
+  }
+
+  // While the session still lives.
+  void ExpectNobodyFollows(const TQuerySession& session) {
+    THost now;
+    EXPECT_NE(now.plugins, nullptr) << "the plug-in is loaded as long as the session lives";
+    now.plugins = before.plugins;
+    EXPECT_EQ(now, before);
+    const int read = inventory.count;
+    InstancesOf(session.Inventory(), rules::kSystemClass);
+    EXPECT_EQ(inventory.count, read);
+    if (!session.Catalogue()) return;
+    const int readOfCatalogue = catalogue.count;
+    InstancesOf(session.Catalogue(), rules::kUpdateClass);
+    EXPECT_EQ(catalogue.count, readOfCatalogue);
+  }
+
+  void ExpectAllIsAsBefore() {
+    EXPECT_EQ(THost(), before);
+    EXPECT_EQ(log.use_count(), 1);
+    EXPECT_EQ(held.use_count(), 1);
+  }
+};
+
+TEST_F(QuerySession, LeavesTheHostAsItWas) {
+  {
+    TQuerySession session(Request());
+    session.Run(Followers());
+    ExpectNobodyFollows(session);
+    report::TReport report;
+    session.Conclude(report);
+    EXPECT_GT(report.catalogue.elements, 0U);
+    EXPECT_EQ(report.outcome, report::EOutcome::kDone);
+    EXPECT_GT(report.source->Count(), 0U);
+    EXPECT_GT(inventory.count, 0);
+    EXPECT_GT(catalogue.count, 0);
+    EXPECT_EQ(*held, 1) << "the catalogue is loaded once";
+    EXPECT_FALSE(log->Entries().empty());
+  }
+  ExpectAllIsAsBefore();
+}
+
+TEST_F(QuerySession, LeavesTheHostAsItWasWhenTheQueryCannotBegin) {
+  {
+    TQueryRequest request = Request();
+    request.dataFolder = DATA_FOLDER "/missing";
+    TQuerySession session(std::move(request));
+    EXPECT_THROW(session.Run(Followers()), TFailure);
+    ExpectNobodyFollows(session);
+    EXPECT_EQ(session.Catalogue(), nullptr);
+  }
+  ExpectAllIsAsBefore();
+}
+
+TEST_F(QuerySession, LeavesTheHostAsItWasWhenTheQueryRanOutOfMemory) {
+  WatchMemory();
+  EXPECT_THROW(std::get_new_handler()(), std::bad_alloc);
+  {
+    TQuerySession session(Request());
+    EXPECT_THROW(session.Run(Followers()), std::bad_alloc);
+    EXPECT_GT(catalogue.count, 0) << "it came to its end";
+    ExpectNobodyFollows(session);
+  }
+  WatchMemory();
+  std::set_new_handler(nullptr);
+  ExpectAllIsAsBefore();
+}
+
+TEST_F(QuerySession, ThatCannotReadItsInventoryLeavesNothing) {
+  TQueryRequest request = Request();
+  request.inventories = {"missing.xml"};
+  EXPECT_THROW(TQuerySession(std::move(request)), TFailure);
+  ExpectAllIsAsBefore();
+}
+
+}  // namespace
+}  // namespace svc
