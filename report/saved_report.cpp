@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "base/error.h"
 #include "report/text.h"
 
 namespace svc::report {
@@ -14,7 +15,7 @@ namespace {
 // Keeps the order of members, as the report writes them.
 using TJson = nlohmann::ordered_json;
 
-[[noreturn]] void Fail(const std::string& text) { throw TSavedReportError(text); }
+[[noreturn]] void Fail(const std::string& text) { throw TError(text, EErrorKind::kText); }
 
 // One value and its place in the report, such as "records[3].verdict".
 class TPlace {

@@ -2,21 +2,15 @@
 #ifndef REPORT_SAVED_REPORT_H_
 #define REPORT_SAVED_REPORT_H_
 
-#include <stdexcept>
 #include <string_view>
 
 #include "report/model.h"
 
 namespace svc::report {
 
-// A text that is no report, or not a whole one: what is wrong and where in it.
-class TSavedReportError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
 // Members that it does not know are passed over: a later version of the same schema may add some.
-// Throws TSavedReportError.
+// Throws TError (kText) for a text that is no report, or not a whole one: what is wrong and where
+// in it.
 TReport ReadSavedReport(std::string_view json);
 
 }  // namespace svc::report

@@ -8,7 +8,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,17 +24,8 @@ struct TWaiver {
   std::size_t line = 0;  // Of the file, from 1.
 };
 
-// A waivers file that cannot be read: what, and what to do.
-class TWaiversError : public std::runtime_error {
- public:
-  TWaiversError(std::size_t line, const std::string& text) : std::runtime_error(text), line(line) {}
-  std::size_t Line() const noexcept { return line; }
-
- private:
-  std::size_t line;
-};
-
-// Throws TWaiversError.
+// Throws TError (kText, with the line) for a text that is no waivers file: what is wrong and what
+// to do.
 std::vector<TWaiver> ParseWaivers(std::string_view text);
 
 // A waiver holds up to the end of its last day (UTC). `now` is in seconds since 1970.

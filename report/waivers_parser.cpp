@@ -6,6 +6,7 @@
 #include <array>
 #include <utility>
 
+#include "base/error.h"
 #include "base/shown_text.h"
 #include "report/text.h"
 #include "report/waivers.h"
@@ -56,7 +57,9 @@ class TLine {
  public:
   TLine(std::string_view rest, std::size_t number) : rest(rest), number(number) {}
 
-  [[noreturn]] void Fail(const std::string& text) const { throw TWaiversError(number, text); }
+  [[noreturn]] void Fail(const std::string& text) const {
+    throw TextError(static_cast<int>(number), text);
+  }
 
   // Whether nothing but a comment is left.
   bool IsDone() {
@@ -257,10 +260,11 @@ void TParser::EndWaiver() const {
   if (waivers.empty()) return;
   const TWaiver& last = waivers.back();
   if (last.name.empty()) {
-    throw TWaiversError(last.line, "the waiver has no name; write name = \"…\", * for every one");
+    throw TextError(static_cast<int>(last.line),
+                    "the waiver has no name; write name = \"…\", * for every one");
   }
   if (last.acceptance.reason.empty()) {
-    throw TWaiversError(last.line, "the waiver has no reason; write reason = \"…\"");
+    throw TextError(static_cast<int>(last.line), "the waiver has no reason; write reason = \"…\"");
   }
 }
 

@@ -51,7 +51,7 @@ int RunProgram(int argc, char** argv) {
   if (word == "--help" || word == "-h" || word == "help") return PrintProgramHelp(stdout);
   if (word == "--version") return PrintVersion();
   if (const TVerb* const verb = FindVerb(word)) return RunVerb(*verb, argc - 1, argv + 1);
-  throw TFailure(UnknownVerb(word), kExitUsage);
+  throw TError(UnknownVerb(word), EErrorKind::kUsage);
 }
 
 }  // namespace
@@ -67,11 +67,8 @@ int main(int argc, char** argv) {
     std::set_terminate(svc::Terminate);
     svc::HandleInterruption();
     return svc::RunProgram(argc, argv);
-  } catch (const svc::TFailure& failure) {
-    svc::ReportError(failure.what());
-    return failure.Status();
   } catch (const std::exception& error) {
     svc::ReportError(svc::ReasonOf(error));
+    return svc::StatusOf(error);
   }
-  return svc::kExitFailure;
 }

@@ -55,7 +55,8 @@ const TCommandDescription& Find(const TCommandDescription& command, const std::s
 
 [[noreturn]] void Fail(const CLI::App& app, const std::string& text) {
   const bool isQuestion = text.ends_with('?');
-  throw TFailure(text + (isQuestion ? " See `" : "; see `") + NameOf(app) + " --help`", kExitUsage);
+  throw TError(text + (isQuestion ? " See `" : "; see `") + NameOf(app) + " --help`",
+               EErrorKind::kUsage);
 }
 
 // What the library finds wrong about how often something is there, in words for a person.
@@ -102,7 +103,7 @@ void Apply(CLI::App& app, const THolding& holding) {
     }
     if (!option->get_trigger_on_parse()) option->run_callback();
   } catch (const CLI::Error& error) {
-    throw TFailure(holding.setting->Place() + ": " + error.what(), kExitUsage);
+    throw TError(holding.setting->Place() + ": " + error.what(), EErrorKind::kUsage);
   }
 }
 

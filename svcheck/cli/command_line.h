@@ -25,11 +25,11 @@ class TCommandLine {
   TCommandLine(const TCommandLine&) = delete;
   TCommandLine& operator=(const TCommandLine&) = delete;
 
-  // arguments[0] is the verb's name. Throws TFailure (64).
+  // arguments[0] is the verb's name. Throws TError (kUsage).
   EAsked Parse(int count, char** arguments);
   // What was asked for help: the verb, or one of its commands.
   TCommandDescription Asked() const;
-  // Fills in what the command line does not give. Throws TFailure (64).
+  // Fills in what the command line does not give. Throws TError (kUsage).
   void Apply(const std::vector<TSetting>& settings);
 
   IVerb& Verb() const noexcept { return *made; }

@@ -87,7 +87,7 @@ void AddVariables(const std::vector<TCommandDescription>& verbs, std::vector<TSe
 }
 
 [[noreturn]] void Refuse(const TSetting& setting, const std::string& text) {
-  throw TFailure(setting.Place() + ": " + text, kExitUsage);
+  throw TError(setting.Place() + ": " + text, EErrorKind::kUsage);
 }
 
 void CheckVerb(const TSetting& setting, const std::vector<TCommandDescription>& verbs) {

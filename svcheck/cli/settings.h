@@ -34,9 +34,9 @@ struct TSetting {
 // The files in the order of their strength, whether they exist or not.
 std::vector<std::filesystem::path> SettingFiles();
 
-// Every setting, the strongest first, each one that a verb has. Throws TFailure (64) with file and
-// line for what cannot be read or names nothing; a variable that names nothing is told on standard
-// error, since others may have variables of such a name. `verbs` are all that there are.
+// Every setting, the strongest first, each one that a verb has. Throws TError (kUsage) with file
+// and line for what cannot be read or names nothing; a variable that names nothing is told on
+// standard error, since others may have variables of such a name. `verbs` are all that there are.
 std::vector<TSetting> ReadSettings(const std::vector<TCommandDescription>& verbs);
 
 // Whether there is anything to read, at little cost.
@@ -50,7 +50,7 @@ struct THolding {
 };
 
 // Those of the settings that hold for the command beside the options that its command line gives
-// ("--format"). A stronger one sets aside what it does not go together with. Throws TFailure (64)
+// ("--format"). A stronger one sets aside what it does not go together with. Throws TError (kUsage)
 // for two of equal strength that do not go together. The result borrows from its arguments.
 std::vector<THolding> HoldingFor(const TCommandDescription& command,
                                  const std::vector<TSetting>& settings,

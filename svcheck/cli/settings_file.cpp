@@ -32,7 +32,7 @@ namespace svc {
 namespace {
 
 [[noreturn]] void Refuse(const fs::path& file, unsigned line, const std::string& text) {
-  throw TFailure(file.string() + ':' + std::to_string(line) + ": " + text, kExitUsage);
+  throw TError(file.string() + ':' + std::to_string(line) + ": " + text, EErrorKind::kUsage);
 }
 
 // Larger and deeper than any settings: a key is a verb's name and an option's. The library reads
@@ -173,11 +173,11 @@ using TStream = std::unique_ptr<std::FILE, TClose>;
 TStream Open(const fs::path& file) {
   try {
     return TStream(files::OpenToRead(file.string(), files::EPipes::kNone));
-  } catch (const files::TFileError& error) {
+  } catch (const TError& error) {
     if (error.Number() == ENOENT || error.Number() == ENOTDIR) return {};
-    throw TFailure("cannot read " + file.string() + ": " + error.what() +
-                       "; make it a file that you may read, or remove it",
-                   kExitUsage);
+    throw TError("cannot read " + file.string() + ": " + error.what() +
+                     "; make it a file that you may read, or remove it",
+                 EErrorKind::kUsage);
   }
 }
 
@@ -186,22 +186,23 @@ std::optional<std::string> ReadText(const fs::path& file) {
   const TStream stream = Open(file);
   if (!stream) return {};
   if (OthersMayWrite(stream.get())) {
-    throw TFailure(file.string() +
-                       " is not read, since others than root and you may write to it; "
-                       "correct its owner and rights (chmod go-w)",
-                   kExitUsage);
+    throw TError(file.string() +
+                     " is not read, since others than root and you may write to it; "
+                     "correct its owner and rights (chmod go-w)",
+                 EErrorKind::kUsage);
   }
   std::string text;
   std::array<char, 4096> block;
   while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream.get())) {
     text.append(block.data(), count);
     if (text.size() <= kLargest) continue;
-    throw TFailure(file.string() + " is larger than 1 MiB, which no settings are", kExitUsage);
+    throw TError(file.string() + " is larger than 1 MiB, which no settings are",
+                 EErrorKind::kUsage);
   }
   if (std::ferror(stream.get()) != 0) {
-    throw TFailure("cannot read " + file.string() + ": " + std::generic_category().message(errno) +
-                       "; make it a file that you may read, or remove it",
-                   kExitUsage);
+    throw TError("cannot read " + file.string() + ": " + std::generic_category().message(errno) +
+                     "; make it a file that you may read, or remove it",
+                 EErrorKind::kUsage);
   }
   return text;
 }

@@ -10,7 +10,7 @@
 namespace svc {
 
 // The keys of a TOML file (toml.io), those of a verb's table before the general ones; none when
-// there is no such file. Throws TFailure (64) with file, line and advice.
+// there is no such file. Throws TError (kUsage) with file, line and advice.
 std::vector<TSetting> ReadSettingsFile(const std::filesystem::path& file, ELayer layer);
 
 }  // namespace svc

@@ -19,7 +19,7 @@ namespace svc {
 class IVerb {
  public:
   virtual ~IVerb() = default;
-  // Returns the exit status. Throws TFailure.
+  // Returns the exit status. Throws TError.
   virtual int Run() = 0;
 };
 

@@ -76,9 +76,7 @@ void TMachineCheck::LoadCatalogue() {
   session.Conclude(report);
   elements = report.catalogue.elements;
   isOwnPlugin = plugin->Name() == rules::kPluginName;
-  if (const int status = ExitStatusOf(report.outcome); status != kExitDone) {
-    throw TFailure(FailureLine(report), status);
-  }
+  if (const auto kind = FailureOf(report.outcome)) throw TError(FailureLine(report), *kind);
 }
 
 report::TReport TMachineCheck::EmptyReport() const {
@@ -91,7 +89,7 @@ report::TReport TMachineCheck::EmptyReport() const {
 
 TQueryRequest TMachineCheck::RequestFor(TTask& task) const {
   TQueryRequest whole = request;
-  if (task.inventory == TTask::EInventory::kNone) throw TFailure(task.text);
+  if (task.inventory == TTask::EInventory::kNone) throw TError(task.text);
   if (task.inventory == TTask::EInventory::kDocument) {
     whole.inventoryDocument = std::move(task.text);
   } else if (IsCompressed(task.text)) {

@@ -26,7 +26,7 @@ struct TCheckSettings {
 class TMachineCheck {
  public:
   // Loads the plug-in and, by a query for a machine that nothing is offered for, the catalogue.
-  // Throws TFailure (4 when the catalogue cannot be used).
+  // Throws TError (kCatalogue when the catalogue cannot be used).
   explicit TMachineCheck(TCheckSettings settings);
 
   // A line for each record, then one without a "Type" that says how the comparison ended.

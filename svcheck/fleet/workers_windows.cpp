@@ -243,8 +243,8 @@ int Work(const TCheckSettings& settings, TFrameReader& tasks, ITaskChannel& chan
   std::optional<TMachineCheck> check;
   try {
     check.emplace(settings);
-  } catch (const TFailure& failure) {
-    return Tell(channel, failure, failure.Status());
+  } catch (const TError& failure) {
+    return Tell(channel, failure, StatusOf(failure));
   } catch (const std::exception& error) {
     return Tell(channel, error, kExitFailure);
   }

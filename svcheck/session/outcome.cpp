@@ -135,25 +135,30 @@ void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,
   NameCatalogueFile(report);
 }
 
-int ExitStatusOf(EOutcome outcome) noexcept {
+std::optional<EErrorKind> FailureOf(EOutcome outcome) noexcept {
   switch (outcome) {
     case EOutcome::kDone:
     case EOutcome::kNothingApplicable:
     case EOutcome::kEmptyCatalogue:
-      return kExitDone;
+      return {};
     case EOutcome::kNoCatalogue:
     case EOutcome::kUnsupportedCatalogue:
     case EOutcome::kUnreadableCatalogue:
     case EOutcome::kDownloadFailed:
     case EOutcome::kNoUpdates:
-      return kExitCatalogue;
+      return EErrorKind::kCatalogue;
     case EOutcome::kUnsupportedSystem:
     case EOutcome::kUnknownMachine:
     case EOutcome::kNoDefinitions:
     case EOutcome::kFailed:
       break;
   }
-  return kExitFailure;
+  return EErrorKind::kFailure;
+}
+
+int ExitStatusOf(EOutcome outcome) noexcept {
+  const auto kind = FailureOf(outcome);
+  return kind ? StatusOf(*kind) : kExitDone;
 }
 
 std::string_view AdviceOn(EOutcome outcome) noexcept {

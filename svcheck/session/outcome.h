@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/error.h"
 #include "host/hskcore/logger.h"
 #include "report/model.h"
 
@@ -59,7 +60,8 @@ class TJournal : public NQRXHSK20::ILogger {
   std::vector<std::string> remarks;
 };
 
-// The exit status of a check that ended so.
+// What kind of failure a check is that ended so; none when it took place.
+std::optional<EErrorKind> FailureOf(report::EOutcome outcome) noexcept;
 int ExitStatusOf(report::EOutcome outcome) noexcept;
 
 // What a person can do about a check that did not take place; empty for one that did.

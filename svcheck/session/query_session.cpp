@@ -30,8 +30,8 @@ class TCurrentFolder {
     std::error_code error;
     fs::current_path(folder, error);
     if (!error) return;
-    throw TFailure("cannot enter the data folder " + folder.string() + ": " + error.message() +
-                   "; give the folder that holds sv/ with --data-dir");
+    throw TError("cannot enter the data folder " + folder.string() + ": " + error.message() +
+                 "; give the folder that holds sv/ with --data-dir");
   }
   ~TCurrentFolder() {
     std::error_code ignored;
@@ -150,6 +150,14 @@ class TStoredRecords : public report::IRecordSource {
   std::vector<boost::shared_ptr<ICIMInstance>> instances;
 };
 
+TQueryEnd EndBy(const std::exception& exception) {
+  TQueryEnd end{false, ReasonOf(exception), {}};
+  if (const auto* const known = dynamic_cast<const THSKException*>(&exception)) {
+    end.status = static_cast<int>(known->GetStatusCode());
+  }
+  return end;
+}
+
 }  // namespace
 
 TInstalledLogger::TInstalledLogger(const boost::shared_ptr<ILogger>& logger) {
@@ -162,14 +170,14 @@ TLogFile::TLogFile(const TQueryOptions& options) : file(options.logFile) {
   try {
     logger = TJsonLogger::Open(file, options.logLevel, ReportError);
   } catch (const THSKException& exception) {
-    throw TFailure(exception.GetMessageText() +
-                   "; name a file in a folder that you may write to with --log");
+    throw TError(exception.GetMessageText() +
+                 "; name a file in a folder that you may write to with --log");
   }
 }
 
 void TLogFile::DemandWhole() {
   if (Flush()) return;
-  throw TFailure("the log " + file + " is not whole; make room, or name another file with --log");
+  throw TError("the log " + file + " is not whole; make room, or name another file with --log");
 }
 
 TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerNamespace) {
@@ -177,11 +185,11 @@ TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerN
   try {
     provider = LoadPlugin(file.string(), *manager);
   } catch (const TPluginLoadError& error) {
-    throw TFailure(std::string(error.what()) + "; without --plugin, the installed one is taken");
+    throw TError(std::string(error.what()) + "; without --plugin, the installed one is taken");
   }
   if (provider->GetQueryInterface() != nullptr) return;
-  throw TFailure("the plug-in " + file.string() +
-                 " answers no queries; give a query plug-in with --plugin");
+  throw TError("the plug-in " + file.string() +
+               " answers no queries; give a query plug-in with --plugin");
 }
 
 TLoadedPlugin::~TLoadedPlugin() { InstallPluginManager({}); }
@@ -209,7 +217,7 @@ void TQuerySession::ReadInventory() {
       TNamespacePopulator::PopulateFromXMLFile(inventory, file);
     }
   } catch (const THSKException& exception) {
-    throw TFailure("cannot read the inventory: " + exception.GetMessageText() + kAdvice);
+    throw TError("cannot read the inventory: " + exception.GetMessageText() + kAdvice);
   }
   recordsBefore = InstancesOf(inventory, rules::kResultClass).size();
 }
@@ -226,10 +234,8 @@ TQueryEnd TQuerySession::RunQuery() {
   CIMContext context = request.context;
   try {
     plugin->Query().RunQuery(inventory, nullptr, context);
-  } catch (const THSKException& exception) {
-    return {false, exception.GetMessageText(), static_cast<int>(exception.GetStatusCode())};
   } catch (const std::exception& exception) {
-    return {false, ReasonOf(exception), {}};
+    return EndBy(exception);
   } catch (...) {
     return {false, "an exception of no known kind", {}};
   }

@@ -39,14 +39,14 @@ class TInstalledLogger {
 // The file of --log, from its first entry to its last.
 class TLogFile {
  public:
-  // Makes the file where the options name one. Throws TFailure.
+  // Makes the file where the options name one. Throws TError.
   explicit TLogFile(const TQueryOptions& options);
 
   // Empty without a file. Takes the entries that --log-level wants.
   const boost::shared_ptr<TJsonLogger>& Logger() const noexcept { return logger; }
   // False when any of it was lost, which was told when it happened.
   bool Flush() { return !logger || logger->Flush(); }
-  // Throws TFailure when any of it was lost.
+  // Throws TError when any of it was lost.
   void DemandWhole();
 
  private:
@@ -57,7 +57,7 @@ class TLogFile {
 // A query plug-in, loaded as long as this lives. One at a time.
 class TLoadedPlugin {
  public:
-  // Throws TFailure.
+  // Throws TError.
   explicit TLoadedPlugin(const std::filesystem::path& file);
   ~TLoadedPlugin();
   TLoadedPlugin(const TLoadedPlugin&) = delete;
@@ -86,17 +86,17 @@ struct TFollowers {
 
 class TQuerySession {
  public:
-  // Reads the inventory and loads the plug-in, unless it is given. Throws TFailure.
+  // Reads the inventory and loads the plug-in, unless it is given. Throws TError.
   explicit TQuerySession(TQueryRequest request, std::shared_ptr<TLoadedPlugin> loaded = {});
   ~TQuerySession();
   TQuerySession(const TQuerySession&) = delete;
   TQuerySession& operator=(const TQuerySession&) = delete;
 
   // The bare query: what it prints goes to standard output, what it logs to whoever is installed.
-  // Throws TFailure when the data folder cannot be entered, or records were lost; std::bad_alloc
+  // Throws TError when the data folder cannot be entered, or records were lost; std::bad_alloc
   // when memory ran out, though the plug-in kept it to itself.
   TQueryEnd Ask();
-  // The same, followed and taken down. Throws as Ask does, and TFailure when standard output cannot
+  // The same, followed and taken down. Throws as Ask does, and TError when standard output cannot
   // be taken or given back.
   void Run(const TFollowers& followers = {});
   // Sets records, outcome and errors of a report and, where it does not have it, the number of

@@ -19,35 +19,37 @@ constexpr std::size_t kEntriesInMemory = 1 << 16;
 constexpr std::size_t kPoolInMemory = 8u << 20;
 constexpr std::size_t kWindow = 1 << 10;
 
-std::FILE* Opened(std::FILE* file) {
-  if (file != nullptr) return file;
-  throw TFailure("the records need a file for the meantime, which cannot be made: " +
-                 std::generic_category().message(errno) +
-                 "; check the folder for temporary files, or name another with TMPDIR");
-}
-
-[[noreturn]] void FailToPutAside() {
-  throw TFailure("the records cannot be put aside: " + std::generic_category().message(errno) +
-                 "; make space in the folder for temporary files, or name another with TMPDIR");
+std::string WhyNotPutAside() {
+  return "the records cannot be put aside: " + std::generic_category().message(errno) +
+         "; make space in the folder for temporary files, or name another with TMPDIR";
 }
 
 }  // namespace
 
 void TRecordSpool::Take(const IWrittenInstance& instance) {
   if (!failure.empty()) return;
-  try {
-    if (last.size() == kEntriesInMemory) PutAside();
-    last.push_back(
-        {Keep(instance.Text(rules::kResultType)), Keep(instance.Text(rules::kResultName)),
-         Keep(instance.Text(rules::kResultInstalled)), Keep(instance.Text(rules::kResultOffered))});
-  } catch (const TFailure& error) {
-    failure = error.what();
-    throw;
-  }
+  if (last.size() == kEntriesInMemory) PutAside();
+  last.push_back({Keep(instance.Text(rules::kResultType)), Keep(instance.Text(rules::kResultName)),
+                  Keep(instance.Text(rules::kResultInstalled)),
+                  Keep(instance.Text(rules::kResultOffered))});
+}
+
+// The committer may keep the exception to itself.
+void TRecordSpool::Fail(const std::string& why) {
+  failure = why;
+  throw TError(failure);
+}
+
+void TRecordSpool::Open(TFile& file) {
+  file.reset(OpenUnnamedFile());
+  if (file) return;
+  Fail("the records need a file for the meantime, which cannot be made: " +
+       std::generic_category().message(errno) +
+       "; check the folder for temporary files, or name another with TMPDIR");
 }
 
 void TRecordSpool::DemandWhole() const {
-  if (!failure.empty()) throw TFailure(failure);
+  if (!failure.empty()) throw TError(failure);
 }
 
 TRecordSpool::TKept TRecordSpool::Keep(const TSharedText& text) {
@@ -74,17 +76,19 @@ void TRecordSpool::HoldOwner(const boost::shared_ptr<const void>& owner) {
 }
 
 TRecordSpool::TKept TRecordSpool::KeepInFile(std::string_view text) {
-  if (!texts) texts.reset(Opened(OpenUnnamedFile()));
-  if (std::fwrite(text.data(), 1, text.size(), texts.get()) != text.size()) FailToPutAside();
+  if (!texts) Open(texts);
+  if (std::fwrite(text.data(), 1, text.size(), texts.get()) != text.size()) {
+    Fail(WhyNotPutAside());
+  }
   const TKept kept{textsSize, text.size(), 1};
   textsSize += text.size();
   return kept;
 }
 
 void TRecordSpool::PutAside() {
-  if (!entries) entries.reset(Opened(OpenUnnamedFile()));
+  if (!entries) Open(entries);
   if (std::fwrite(last.data(), sizeof(TEntry), last.size(), entries.get()) != last.size()) {
-    FailToPutAside();
+    Fail(WhyNotPutAside());
   }
   inFile += last.size();
   last.clear();
@@ -98,7 +102,7 @@ const TRecordSpool::TEntry& TRecordSpool::EntryAt(std::size_t number) const {
     if (!SeekIn(entries.get(), number * sizeof(TEntry)) ||
         std::fread(window.data(), sizeof(TEntry), window.size(), entries.get()) != window.size()) {
       window.clear();
-      FailToPutAside();
+      throw TError(WhyNotPutAside());
     }
   }
   return window[number - windowBegin];
@@ -112,7 +116,7 @@ void TRecordSpool::Fill(std::string& text, const TKept& kept) const {
   }
   text.resize(size);
   if (!SeekIn(texts.get(), kept.place) || std::fread(text.data(), 1, size, texts.get()) != size) {
-    FailToPutAside();
+    throw TError(WhyNotPutAside());
   }
 }
 

@@ -25,13 +25,13 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
   TRecordSpool(const TRecordSpool&) = delete;
   TRecordSpool& operator=(const TRecordSpool&) = delete;
 
-  // Throws TFailure where there is no space, and from then on does nothing but keep the failure.
+  // Throws TError where there is no space, and from then on does nothing but keep the failure.
   void Take(const IWrittenInstance& instance) override;
   // Throws the failure that Take met.
   void DemandWhole() const;
 
   std::size_t Count() const noexcept override { return inFile + last.size(); }
-  // Throws TFailure.
+  // Throws TError.
   void Read(std::size_t number, report::TRecord& record) const override;
 
  private:
@@ -51,6 +51,9 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
 
   TKept Keep(const NQRXHSK20::TSharedText& text);
   TKept KeepInFile(std::string_view text);
+  void Open(TFile& file);
+  // Of what Take met.
+  [[noreturn]] void Fail(const std::string& why);
   void HoldOwner(const boost::shared_ptr<const void>& owner);
   void PutAside();
   const TEntry& EntryAt(std::size_t number) const;

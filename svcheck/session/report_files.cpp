@@ -1,3 +1,7 @@
+#include "svcheck/session/report_files.h"
+
+#include <fmt/format.h>
+
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -9,10 +13,9 @@
 #include <system_error>
 #include <vector>
 
+#include "base/error.h"
 #include "base/read_file.h"
 #include "report/saved_report.h"
-#include "svcheck/cli/options.h"
-#include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 
@@ -61,8 +64,8 @@ std::size_t WidthOf(const std::string& text) {
   constexpr std::size_t kLongest = 5;
   const auto columns = WholeNumberIn<std::size_t>(text);
   if (columns && text.size() <= kLongest) return *columns;
-  throw TFailure("--width " + text + " is no number of columns; give one, or \"terminal\"",
-                 kExitUsage);
+  throw TError("--width " + text + " is no number of columns; give one, or \"terminal\"",
+               EErrorKind::kUsage);
 }
 
 bool IsNagios(const report::TFormat& format) noexcept {
@@ -74,9 +77,9 @@ template <typename TWrite>
 auto WriteOrTell(const report::TFormat& format, const TWrite& write) {
   try {
     return write();
-  } catch (const TFailure& failure) {
-    if (!IsNagios(format) || failure.Status() == kExitUsage) throw;
-    throw TFailure(failure.what(), report::kNagiosUnknown);
+  } catch (const TError& error) {
+    if (!IsNagios(format) || error.Kind() == EErrorKind::kUsage) throw;
+    throw TError(error.what(), EErrorKind::kUnknown);
   }
 }
 
@@ -89,7 +92,7 @@ std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
   std::unique_ptr<std::FILE, TClose> stream;
   try {
     stream.reset(files::OpenToRead(file, files::EPipes::kNone));
-  } catch (const files::TFileError&) {
+  } catch (const TError&) {
     return {};
   }
   std::array<char, 256> line;
@@ -172,12 +175,6 @@ constexpr TKind kReport = {"report", "give what `svcheck check --format json` wr
                            std::size_t{512} << 20};
 constexpr TKind kWaivers = {"waivers", "docs/waivers.md shows one", std::size_t{16} << 20};
 
-[[noreturn]] void Fail(const TKind& kind, const std::string& file, const std::string& why) {
-  const std::string place = file == "-" ? "on standard input" : file;
-  throw TFailure("cannot read the " + std::string(kind.name) + ' ' + place + ": " + why + "; " +
-                 std::string(kind.advice));
-}
-
 // Closes what is not standard input.
 struct TClose {
   void operator()(std::FILE* file) const noexcept {
@@ -185,49 +182,43 @@ struct TClose {
   }
 };
 
-std::FILE* Open(const TKind& kind, const std::string& file) {
-  if (file == "-") return stdin;
-  try {
-    return files::OpenToRead(file, files::EPipes::kGiven);
-  } catch (const files::TFileError& error) {
-    Fail(kind, file, error.what());
-  }
-}
-
-std::string ReadWhole(const TKind& kind, const std::string& file) {
-  const std::unique_ptr<std::FILE, TClose> stream(Open(kind, file));
+std::string ReadWhole(const std::string& file, std::size_t largest) {
+  const std::unique_ptr<std::FILE, TClose> stream(
+      file == "-" ? stdin : files::OpenToRead(file, files::EPipes::kGiven));
   std::string text;
   std::array<char, 1 << 16> block;
   while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream.get())) {
     text.append(block.data(), count);
-    if (text.size() > kind.largest) {
-      Fail(kind, file, "it has more than " + std::to_string(kind.largest >> 20) + " MiB");
+    if (text.size() > largest) {
+      throw TError("it has more than " + std::to_string(largest >> 20) + " MiB");
     }
   }
-  if (std::ferror(stream.get()) != 0) {
-    Fail(kind, file, std::generic_category().message(errno));
-  }
+  if (std::ferror(stream.get()) != 0) throw FileError(errno);
   return text;
+}
+
+template <typename TParse>
+auto Load(const TKind& kind, const std::string& file, const TParse& parse) {
+  try {
+    return parse(ReadWhole(file, kind.largest));
+  } catch (const TError& error) {
+    if (const int line = error.Number(); line > 0 && error.Kind() == EErrorKind::kText) {
+      throw TError(file + ':' + std::to_string(line) + ": " + error.what());
+    }
+    throw TError(fmt::format("cannot read the {} {}: {}; {}", kind.name,
+                             file == "-" ? "on standard input" : file, error.what(), kind.advice));
+  }
 }
 
 }  // namespace
 
 report::TReport LoadReport(const std::string& file) {
-  const std::string text = ReadWhole(kReport, file);
-  try {
-    return report::ReadSavedReport(text);
-  } catch (const report::TSavedReportError& error) {
-    Fail(kReport, file, error.what());
-  }
+  return Load(kReport, file, report::ReadSavedReport);
 }
 
 std::vector<report::TWaiver> LoadWaivers(const std::string& file) {
   if (file.empty()) return {};
-  try {
-    return report::ParseWaivers(ReadWhole(kWaivers, file));
-  } catch (const report::TWaiversError& error) {
-    throw TFailure(file + ':' + std::to_string(error.Line()) + ": " + error.what());
-  }
+  return Load(kWaivers, file, report::ParseWaivers);
 }
 
 void UseWaivers(const std::string& file, const std::vector<report::TWaiver>& waivers,

@@ -34,14 +34,14 @@ TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
 // For each verb that writes CSV.
 TOption AddCsvRawOption(CLI::App& app, bool& raw);
 
-// How the options want a report shown. Throws TFailure (64) for a width that is none.
+// How the options want a report shown. Throws TError (kUsage) for a width that is none.
 report::TRenderOptions RenderingOf(const TReportOptions& options);
 
 // Where one report goes. Made before the report is, so that an output that cannot be written is
 // found first.
 class TReportOutput {
  public:
-  // Throws TFailure. The options outlive the object.
+  // Throws TError. The options outlive the object.
   explicit TReportOutput(const TReportOptions& options);
 
   // Renders the report and makes it visible. Returns the exit status: `status` of the check, or
@@ -57,10 +57,10 @@ class TReportOutput {
 
 // Files that a person names for the program to read whole.
 
-// Reads a report as `svcheck check --format json` wrote it; "-" is standard input. Throws TFailure.
+// Reads a report as `svcheck check --format json` wrote it; "-" is standard input. Throws TError.
 report::TReport LoadReport(const std::string& file);
 
-// No waivers for an empty name. Throws TFailure.
+// No waivers for an empty name. Throws TError.
 std::vector<report::TWaiver> LoadWaivers(const std::string& file);
 
 // Marks the records that waivers are for, and tells on standard error of each that has expired at

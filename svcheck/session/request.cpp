@@ -1,6 +1,5 @@
 #include "svcheck/session/request.h"
 
-#include <stdexcept>
 #include <utility>
 
 #include "collect/load.h"
@@ -36,7 +35,7 @@ CIMContext ContextOf(const std::vector<std::string>& entries) {
   for (const std::string& entry : entries) {
     const std::size_t equals = entry.find('=');
     if (equals == std::string::npos || equals == 0) {
-      throw TFailure("--context " + entry + " is no entry; write NAME=VALUE", kExitUsage);
+      throw TError("--context " + entry + " is no entry; write NAME=VALUE", EErrorKind::kUsage);
     }
     const std::string name = entry.substr(0, equals);
     const std::string value = entry.substr(equals + 1);
@@ -54,9 +53,9 @@ bool IsLive(const CIMContext& context) {
 // Without a repository there is nothing to trust: the download fails and says so itself.
 void DemandTrust(const TQueryOptions& options) {
   if (options.repository.empty() || !options.repositoryKey.empty() || options.allowUnsigned) return;
-  throw TFailure(
+  throw TError(
       "a live catalogue needs somebody to trust: give --repository-key FILE, or --allow-unsigned",
-      kExitUsage);
+      EErrorKind::kUsage);
 }
 
 std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
@@ -144,15 +143,9 @@ TQueryRequest RequestOf(const TQueryOptions& options) {
 
 std::string CollectInventory(const std::string& root, bool redact,
                              std::vector<std::string>& notes) {
-  try {
-    collect::Outcome outcome = collect::LoadCollector().Collect({Absolute(root).string(), redact});
-    notes = std::move(outcome.notes);
-    return std::move(outcome.document);
-  } catch (const TFailure&) {
-    throw;
-  } catch (const std::runtime_error& error) {
-    throw TFailure(error.what());
-  }
+  collect::Outcome outcome = collect::LoadCollector().Collect({Absolute(root).string(), redact});
+  notes = std::move(outcome.notes);
+  return std::move(outcome.document);
 }
 
 void CompleteInventory(TQueryRequest& request, const std::string& root,

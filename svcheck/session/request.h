@@ -54,15 +54,16 @@ void ApplyDownloadSettings(const TQueryOptions& options);
 
 // What a query needs, with every path made absolute, and the process's settings for downloads and
 // drive letters in force. Texts of the context are handed on as they are, but "svProxy" as an
-// array, split at the first three commas. Throws TFailure (64) for an entry of the context without
+// array, split at the first three commas. Throws TError (kUsage) for an entry of the context
+// without
 // "=", and for a live query that trusts nobody.
 TQueryRequest RequestOf(const TQueryOptions& options);
 
 // The inventory of the machine below `root` as a CIM-XML document. `notes` receives what is missing
-// and why. Throws TFailure.
+// and why. Throws what the collector does.
 std::string CollectInventory(const std::string& root, bool redact, std::vector<std::string>& notes);
 
-// Collects the inventory when the request names no file. Throws TFailure.
+// The same when the request names no file.
 void CompleteInventory(TQueryRequest& request, const std::string& root,
                        std::vector<std::string>& notes);
 

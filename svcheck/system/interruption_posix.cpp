@@ -43,7 +43,7 @@ void Handle(int signal) {
 
 std::size_t TakeSlot(const std::string& path) {
   if (path.size() >= slots[0].path.size()) {
-    throw TFailure("the path " + path + " is too long; choose a shorter one");
+    throw TError("the path " + path + " is too long; choose a shorter one");
   }
   for (std::size_t i = 0; i < slots.size(); ++i) {
     if (slots[i].taken.exchange(true)) continue;
@@ -51,7 +51,7 @@ std::size_t TakeSlot(const std::string& path) {
     slots[i].armed = true;
     return i;
   }
-  throw TFailure("too many files are being written at once; write fewer");
+  throw TError("too many files are being written at once; write fewer");
 }
 
 }  // namespace

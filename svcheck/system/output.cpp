@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "base/new_file.h"
@@ -13,12 +14,23 @@ namespace svc {
 
 namespace {
 
-[[noreturn]] void FailToWrite(const std::string& place, const files::TFileError& error) {
-  throw TFailure("cannot write " + place + ": " + error.what() +
-                 "; check that there is space and that you may write there");
+[[noreturn]] void FailToWrite(const std::string& place, const std::string& why) {
+  throw TError("cannot write " + place + ": " + why +
+               "; check that there is space and that you may write there");
 }
 [[noreturn]] void FailToWrite(const std::string& place, int error) {
-  FailToWrite(place, FileError(error));
+  FailToWrite(place, std::generic_category().message(error));
+}
+
+// What a file refuses is a failure to write to the place.
+template <typename TAction>
+auto Do(const std::string& place, const TAction& action) {
+  try {
+    return action();
+  } catch (const TError& error) {
+    if (error.Kind() != EErrorKind::kFile) throw;
+    FailToWrite(place, error.what());
+  }
 }
 
 // A C stream with its errors turned into failures.
@@ -56,28 +68,20 @@ class TStreamOutput : public TOutput {
 class TFileOutput : public TOutput {
  public:
   explicit TFileOutput(const std::string& target) : target(target) {
-    Do([&] { file.emplace(target, [&](const std::string& path) { removal.emplace(path); }); });
+    Do(target,
+       [&] { file.emplace(target, [&](const std::string& path) { removal.emplace(path); }); });
   }
 
   void Write(std::string_view text) override {
-    Do([&] { file->Write(text); });
+    Do(target, [&] { file->Write(text); });
   }
 
   void Commit() override {
-    Do([&] { file->Publish(); });
+    Do(target, [&] { file->Publish(); });
     removal->Disarm();
   }
 
  private:
-  template <typename TAction>
-  void Do(const TAction& action) {
-    try {
-      action();
-    } catch (const files::TFileError& error) {
-      FailToWrite(target, error);
-    }
-  }
-
   std::string target;
   std::optional<TTemporaryFile> removal;
   std::optional<files::TNewFile> file;
@@ -93,14 +97,13 @@ void FlushStandardOutput() {
 
 std::unique_ptr<TOutput> OpenOutput(const std::string& path) {
   if (path == "-") return std::make_unique<TStreamOutput>(stdout, "standard output");
-  if (path.empty()) throw TFailure("the name of the output is empty; name a file", kExitUsage);
-  try {
+  if (path.empty())
+    throw TError("the name of the output is empty; name a file", EErrorKind::kUsage);
+  return Do(path, [&]() -> std::unique_ptr<TOutput> {
     if (files::WhatIsNamed(path) != files::ENamed::kOther)
       return std::make_unique<TFileOutput>(Absolute(path).string());
     return std::make_unique<TStreamOutput>(files::OpenInPlace(path, files::EStart::kEmpty), path);
-  } catch (const files::TFileError& error) {
-    FailToWrite(path, error);
-  }
+  });
 }
 
 }  // namespace svc

@@ -15,20 +15,20 @@ namespace svc {
 class TOutput : public report::IOutput {
  public:
   ~TOutput() override = default;
-  // Throws TFailure when it cannot be written.
+  // Throws TError when it cannot be written.
   void Write(std::string_view text) override = 0;
-  // Makes the result visible. Throws TFailure when any of it was lost. Without a call of it a file
+  // Makes the result visible. Throws TError when any of it was lost. Without a call of it a file
   // is left as it was.
   virtual void Commit() = 0;
 };
 
 // "-" is standard output. A file is written beside its place and renamed by Commit, on stable
 // storage; a link to it is followed where it belongs to root or the user, another's is replaced.
-// What is no regular file (a pipe, a device) is written in place. Throws TFailure when it cannot be
+// What is no regular file (a pipe, a device) is written in place. Throws TError when it cannot be
 // made.
 std::unique_ptr<TOutput> OpenOutput(const std::string& path);
 
-// Hands to the system what the process wrote to standard output. Throws TFailure when any of it was
+// Hands to the system what the process wrote to standard output. Throws TError when any of it was
 // lost.
 void FlushStandardOutput();
 

@@ -16,7 +16,7 @@ std::filesystem::path DefaultDataFolder();
 // The plug-in as it is built and installed with the program.
 std::filesystem::path DefaultPlugin();
 // Seen from the folder in which the program was started, without "." and "..".
-// Throws TFailure for an empty one.
+// Throws TError for an empty one.
 std::filesystem::path Absolute(const std::string& path);
 // The folder for a user's or (for root) the system's files of a kind: what the environment variable
 // of the XDG Base Directory Specification names, or the default below the user's home.

@@ -27,8 +27,8 @@ fs::path ProgramFolder() {
   std::error_code error;
   const fs::path program = fs::read_symlink("/proc/self/exe", error);
   if (error) {
-    throw TFailure("cannot tell where the program lies, /proc/self/exe: " + error.message() +
-                   "; mount /proc, or give --plugin and --data-dir");
+    throw TError("cannot tell where the program lies, /proc/self/exe: " + error.message() +
+                 "; mount /proc, or give --plugin and --data-dir");
   }
   return program.parent_path();
 }
@@ -38,7 +38,7 @@ fs::path DefaultDataFolder() { return ProgramFolder().parent_path() / "share" / 
 fs::path DefaultPlugin() { return ProgramFolder().parent_path() / "lib" / "libsvchecker.so"; }
 
 fs::path Absolute(const std::string& path) {
-  if (path.empty()) throw TFailure("a path is empty; name a file or a folder", kExitUsage);
+  if (path.empty()) throw TError("a path is empty; name a file or a folder", EErrorKind::kUsage);
   return fs::absolute(path).lexically_normal();
 }
 

@@ -10,7 +10,7 @@
 namespace svc {
 
 // Makes a folder in the one for temporary files that only its maker can use, under a name that
-// nobody can foresee: "svcheck-PURPOSE-" and random characters. Throws TFailure.
+// nobody can foresee: "svcheck-PURPOSE-" and random characters. Throws TError.
 std::filesystem::path MakeScratchFolder(const std::string& purpose);
 
 // A file for writing and reading that has no name and is gone when it is closed. Null where it
@@ -43,13 +43,13 @@ int TerminalWidth() noexcept;
 // one thread; one at a time.
 class TCapturedOutput {
  public:
-  // Throws TFailure when the system refuses.
+  // Throws TError when the system refuses.
   TCapturedOutput();
   ~TCapturedOutput();
   TCapturedOutput(const TCapturedOutput&) = delete;
   TCapturedOutput& operator=(const TCapturedOutput&) = delete;
 
-  // Gives standard output back and what was written meanwhile. Throws TFailure when the system
+  // Gives standard output back and what was written meanwhile. Throws TError when the system
   // refuses.
   std::string Take();
 

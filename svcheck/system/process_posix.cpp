@@ -19,9 +19,8 @@ namespace svc {
 std::filesystem::path MakeScratchFolder(const std::string& purpose) {
   std::string path = std::filesystem::temp_directory_path() / ("svcheck-" + purpose + "-XXXXXX");
   if (::mkdtemp(path.data()) == nullptr) {
-    throw TFailure("cannot make the folder " + path + ": " +
-                   std::generic_category().message(errno) +
-                   "; name a folder for temporary files with TMPDIR");
+    throw TError("cannot make the folder " + path + ": " + std::generic_category().message(errno) +
+                 "; name a folder for temporary files with TMPDIR");
   }
   return path;
 }
@@ -75,8 +74,8 @@ TCapturedOutput::TCapturedOutput() {
   if (kept == -1 || captured == -1 || ::dup2(captured, STDOUT_FILENO) == -1) {
     const int error = errno;
     Restore();
-    throw TFailure("cannot redirect standard output: " + std::generic_category().message(error) +
-                   "; raise the limit of open files");
+    throw TError("cannot redirect standard output: " + std::generic_category().message(error) +
+                 "; raise the limit of open files");
   }
 }
 
@@ -105,8 +104,8 @@ std::string TCapturedOutput::Take() {
     offset += count;
   }
   if (!Restore() || count < 0) {
-    throw TFailure("standard output cannot be given back: " +
-                   std::generic_category().message(errno) + "; start the check again");
+    throw TError("standard output cannot be given back: " + std::generic_category().message(errno) +
+                 "; start the check again");
   }
   return text;
 }

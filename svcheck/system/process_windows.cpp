@@ -110,7 +110,7 @@ std::filesystem::path MakeScratchFolder(const std::string& purpose) {
     const auto path = folder / ("svcheck-" + purpose + "-" + std::to_string(device()));
     if (std::filesystem::create_directory(path)) return path;
   }
-  throw TFailure("cannot make a folder in " + folder.string() + "; remove old ones there");
+  throw TError("cannot make a folder in " + folder.string() + "; remove old ones there");
 }
 
 std::FILE* OpenUnnamedFile() {
@@ -167,8 +167,8 @@ TCapturedOutput::TCapturedOutput() {
   if (kept == -1 || captured == -1 || _dup2(captured, kStandardOutput) == -1) {
     const int error = errno;
     Restore();
-    throw TFailure("cannot redirect standard output: " + std::generic_category().message(error) +
-                   "; check the folder for temporary files");
+    throw TError("cannot redirect standard output: " + std::generic_category().message(error) +
+                 "; check the folder for temporary files");
   }
 }
 
@@ -190,7 +190,7 @@ std::string TCapturedOutput::Take() {
   _lseeki64(captured, 0, SEEK_SET);
   for (int count = 0; (count = _read(captured, block, sizeof block)) > 0;)
     text.append(block, static_cast<std::size_t>(count));
-  if (!Restore()) throw TFailure("standard output cannot be given back; start the check again");
+  if (!Restore()) throw TError("standard output cannot be given back; start the check again");
   return text;
 }
 

@@ -60,7 +60,7 @@ class TCatalogueVerb : public IVerb {
           acquire::FindInModule(catalogue::kModule, catalogue::kModuleFunction));
       return act(command, TProgram());
     } catch (const acquire::TFailure& failure) {
-      throw TFailure(failure.what());
+      throw TError(failure.what());
     }
   }
 

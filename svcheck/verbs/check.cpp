@@ -108,10 +108,11 @@ bool TCheckVerb::WantsProgress() const {
 
 void TCheckVerb::DemandCatalogue() const {
   if (!live && catalogue.empty()) {
-    throw TFailure("there is nothing to compare with: give --catalogue DIR, or --live", kExitUsage);
+    throw TError("there is nothing to compare with: give --catalogue DIR, or --live",
+                 EErrorKind::kUsage);
   }
   if (live && options.repository.empty() && !options.offline) {
-    throw TFailure("a live check needs --repository URL", kExitUsage);
+    throw TError("a live check needs --repository URL", EErrorKind::kUsage);
   }
 }
 
@@ -141,13 +142,12 @@ int TCheckVerb::Run() {
 }
 
 int TCheckVerb::CompareOrTell(TQueryRequest request, report::TReport& report) {
-  int status = kExitFailure;
+  int status = kExitDone;
   try {
     Compare(std::move(request), report);
     status = ExitStatusOf(report.outcome);
   } catch (const std::exception& error) {
-    const auto* const failure = dynamic_cast<const TFailure*>(&error);
-    if (failure != nullptr) status = failure->Status();
+    status = StatusOf(error);
     report.outcome = report::EOutcome::kFailed;
     report.errors.push_back(ReasonOf(error));
   }

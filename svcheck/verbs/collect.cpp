@@ -54,19 +54,13 @@ class TCollectVerb : public IVerb {
   }
 
   std::vector<std::string> Capture() const {
-    try {
-      const collect::ICollector& collector = collect::LoadCollector();
-      const auto output = OpenOutput(Absolute(captureFile).string());
-      std::vector<std::string> notes =
-          collector.Capture({Absolute(root).string(), redact},
-                            [&output](std::string_view bytes) { output->Write(bytes); });
-      output->Commit();
-      return notes;
-    } catch (const TFailure&) {
-      throw;
-    } catch (const std::runtime_error& error) {
-      throw TFailure(error.what());
-    }
+    const collect::ICollector& collector = collect::LoadCollector();
+    const auto output = OpenOutput(Absolute(captureFile).string());
+    std::vector<std::string> notes =
+        collector.Capture({Absolute(root).string(), redact},
+                          [&output](std::string_view bytes) { output->Write(bytes); });
+    output->Commit();
+    return notes;
   }
 
   static void ShowNotes(const std::vector<std::string>& notes) {

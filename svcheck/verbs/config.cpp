@@ -79,9 +79,9 @@ class TConfigVerb : public IVerb {
     std::vector<std::string> names;
     for (const TCommandDescription& verb : verbs) names.push_back(LastWordOf(verb));
     if (std::find(names.begin(), names.end(), wanted) != names.end()) return;
-    throw TFailure("\"" + wanted + "\" is no verb that takes settings; " +
-                       DidYouMean(wanted, names) + "the verbs are " + boost::join(names, ", "),
-                   kExitUsage);
+    throw TError("\"" + wanted + "\" is no verb that takes settings; " + DidYouMean(wanted, names) +
+                     "the verbs are " + boost::join(names, ", "),
+                 EErrorKind::kUsage);
   }
 
   std::vector<TRow> RowsOf(const std::vector<TCommandDescription>& verbs,

@@ -25,9 +25,9 @@ report::TReport LoadComparedReport(const std::string& file) {
   report::TReport report = LoadReport(file);
   if (report::WasCompared(report.outcome)) return report;
   const report::TOutcomeRow& outcome = report::RowOf(report.outcome);
-  throw TFailure("the report " + file + " tells of a check that did not take place (" +
-                     std::string(outcome.sentence) + "); give reports of two checks that did",
-                 ExitStatusOf(report.outcome));
+  throw TError("the report " + file + " tells of a check that did not take place (" +
+                   std::string(outcome.sentence) + "); give reports of two checks that did",
+               FailureOf(report.outcome).value());
 }
 
 class TDiffVerb : public IVerb {

@@ -31,13 +31,27 @@ namespace {
 
 constexpr std::int64_t kOldCatalogue = 180 * 86'400;
 
-fs::path DefinitionsIn(const fs::path& dataFolder) {
-  return dataFolder / "sv" / "sv.definitions.xml";
+// What `look` finds; where it fails, `failed` with the reason behind its text.
+template <typename TLook>
+TFinding Examine(TFinding failed, const TLook& look) {
+  try {
+    return look();
+  } catch (const std::exception& error) {
+    failed.text += error.what();
+    return failed;
+  }
+}
+
+boost::shared_ptr<ICIMNamespace> ReadDefinitions(const fs::path& dataFolder) {
+  const auto target = MakeInMemoryNamespace();
+  TNamespacePopulator::PopulateFromXMLFile(target,
+                                           (dataFolder / "sv" / "sv.definitions.xml").string());
+  return target;
 }
 
 std::string TextOfFile(const fs::path& file) {
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw std::runtime_error(file.string() + " cannot be opened");
+  if (!stream) throw TError(file.string() + " cannot be opened");
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
@@ -94,27 +108,22 @@ TFinding ExamineSettings() {
 }
 
 TFinding ExaminePlugin(const fs::path& plugin) {
-  try {
-    const TLoadedPlugin loaded(plugin);
-    return {"plug-in",
-            EFinding::kGood,
-            loaded.Name() + ' ' + loaded.Version() + ", " + plugin.string(),
-            {}};
-  } catch (const TFailure& failure) {
-    return {"plug-in", EFinding::kProblem, failure.what(),
-            "install svcheck anew, or name the plug-in with --plugin"};
-  }
+  return Examine({"plug-in", EFinding::kProblem, "",
+                  "install svcheck anew, or name the plug-in with --plugin"},
+                 [&]() -> TFinding {
+                   const TLoadedPlugin loaded(plugin);
+                   return {"plug-in", EFinding::kGood,
+                           loaded.Name() + ' ' + loaded.Version() + ", " + plugin.string(), ""};
+                 });
 }
 
 TFinding ExamineDataFolder(const fs::path& folder) {
-  const fs::path definitions = DefinitionsIn(folder);
-  try {
-    TNamespacePopulator::PopulateFromXMLFile(MakeInMemoryNamespace(), definitions.string());
-    return {"data folder", EFinding::kGood, folder.string(), {}};
-  } catch (const THSKException& exception) {
-    return {"data folder", EFinding::kProblem, exception.GetMessageText(),
-            "install svcheck anew, or name the folder that holds sv/ with --data-dir"};
-  }
+  return Examine({"data folder", EFinding::kProblem, "",
+                  "install svcheck anew, or name the folder that holds sv/ with --data-dir"},
+                 [&]() -> TFinding {
+                   ReadDefinitions(folder);
+                   return {"data folder", EFinding::kGood, folder.string(), ""};
+                 });
 }
 
 TFinding ExamineCatalogue(const std::string& catalogue, const fs::path& dataFolder) {
@@ -123,15 +132,13 @@ TFinding ExamineCatalogue(const std::string& catalogue, const fs::path& dataFold
             "give --catalogue DIR, or set catalogue in " + SettingFiles().back().string()};
   }
   const fs::path index = Absolute(catalogue) / rules::kIndexFile;
-  try {
-    const auto target = MakeInMemoryNamespace();
-    TNamespacePopulator::PopulateFromXMLFile(target, DefinitionsIn(dataFolder).string());
-    ParseDocument(target, TextOfFile(index), EDocument::kCatalogue);
-    return GoodCatalogue(index, InstancesOf(target, rules::kUpdateClass).size());
-  } catch (const std::exception& error) {
-    return {"catalogue", EFinding::kProblem, index.string() + ": " + error.what(),
-            "name the folder that holds index.xml, or get the catalogue anew"};
-  }
+  return Examine({"catalogue", EFinding::kProblem, index.string() + ": ",
+                  "name the folder that holds index.xml, or get the catalogue anew"},
+                 [&] {
+                   const auto target = ReadDefinitions(dataFolder);
+                   ParseDocument(target, TextOfFile(index), EDocument::kCatalogue);
+                   return GoodCatalogue(index, InstancesOf(target, rules::kUpdateClass).size());
+                 });
 }
 
 TFinding ExamineStateFolder() {
@@ -157,21 +164,21 @@ std::vector<TFinding> ExamineSources() {
 }
 
 std::vector<TFinding> ExamineInventory() {
-  std::vector<std::string> notes;
-  std::vector<TFinding> findings;
-  try {
-    TQueryRequest request;
-    CompleteInventory(request, "/", notes);
-    const auto inventory = MakeInMemoryNamespace();
-    DeclareBuiltinClasses(inventory);
-    ParseDocument(inventory, request.inventoryDocument);
-    findings.push_back(MachineOf(inventory));
-    for (const std::string& note : notes) {
-      findings.push_back({"inventory", EFinding::kWarning, note, {}});
-    }
-  } catch (const std::exception& error) {
-    findings.push_back({"inventory", EFinding::kWarning, error.what(),
-                        "collect it elsewhere and give the file with --inventory"});
+  std::vector<std::string> told;
+  std::vector<TFinding> findings = {
+      Examine({"inventory", EFinding::kWarning, "",
+               "collect it elsewhere and give the file with --inventory"},
+              [&] {
+                std::vector<std::string> notes;
+                const std::string document = CollectInventory("/", false, notes);
+                const auto inventory = MakeInMemoryNamespace();
+                DeclareBuiltinClasses(inventory);
+                ParseDocument(inventory, document);
+                told = std::move(notes);
+                return MachineOf(inventory);
+              })};
+  for (const std::string& note : told) {
+    findings.push_back({"inventory", EFinding::kWarning, note, {}});
   }
   return findings;
 }
@@ -219,6 +226,22 @@ acquire::TOutcome Fetch(const TQueryOptions& options) {
   return outcome;
 }
 
+TFinding RepositoryOf(const TQueryOptions& options, const std::string& shown,
+                      const acquire::TOutcome& outcome) {
+  if (!outcome.text.empty()) {
+    return {"repository", EFinding::kProblem, outcome.text,
+            "number " + std::to_string(static_cast<int>(outcome.code)) +
+                " of the table in docs/live-mode.md"};
+  }
+  const std::string state =
+      shown + (options.repositoryKey.empty() ? ", reachable, not signed"
+                                             : ", reachable, its signature is good");
+  const std::vector<std::string> names = FilesNotOffered(outcome);
+  if (names.empty()) return {"repository", EFinding::kGood, state, {}};
+  return {"repository", EFinding::kWarning, state + "; " + RemarkOnFilesNotOffered(names),
+          AdviceOnFilesNotOffered()};
+}
+
 }  // namespace
 
 TFinding ExamineRepository(const TQueryOptions& options) {
@@ -234,24 +257,12 @@ TFinding ExamineRepository(const TQueryOptions& options) {
   if (options.offline) {
     return {"repository", EFinding::kUnset, shown + " is not asked, being offline", {}};
   }
-  try {
-    if (!options.driveRoot.empty()) SetDriveRoot(Absolute(options.driveRoot).string());
-    const acquire::TOutcome outcome = Fetch(options);
-    if (!outcome.text.empty()) {
-      return {"repository", EFinding::kProblem, outcome.text,
-              "number " + std::to_string(static_cast<int>(outcome.code)) +
-                  " of the table in docs/live-mode.md"};
-    }
-    const std::string state =
-        shown + (options.repositoryKey.empty() ? ", reachable, not signed"
-                                               : ", reachable, its signature is good");
-    const std::vector<std::string> names = FilesNotOffered(outcome);
-    if (names.empty()) return {"repository", EFinding::kGood, state, {}};
-    return {"repository", EFinding::kWarning, state + "; " + RemarkOnFilesNotOffered(names),
-            AdviceOnFilesNotOffered()};
-  } catch (const std::exception& error) {
-    return {"repository", EFinding::kProblem, error.what(), "check the folder for temporary files"};
-  }
+  return Examine({"repository", EFinding::kProblem, "", "check the folder for temporary files"},
+                 [&] {
+                   if (!options.driveRoot.empty())
+                     SetDriveRoot(Absolute(options.driveRoot).string());
+                   return RepositoryOf(options, shown, Fetch(options));
+                 });
 }
 
 }  // namespace svc

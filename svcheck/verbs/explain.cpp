@@ -42,7 +42,7 @@ TExplainVerb::TExplainVerb(CLI::App& app) {
 
 TQueryRequest TExplainVerb::MakeRequest() {
   if (catalogue.empty()) {
-    throw TFailure("there is nothing to explain: give --catalogue DIR", kExitUsage);
+    throw TError("there is nothing to explain: give --catalogue DIR", EErrorKind::kUsage);
   }
   options.context.push_back(std::string(rules::kCatalogueEntry) + "=" +
                             Absolute(catalogue).string());
@@ -73,10 +73,10 @@ int TExplainVerb::Run() {
 void TExplainVerb::DemandComparison(const TQuerySession& session) {
   report::TReport report;
   session.Conclude(report);
-  if (const int status = ExitStatusOf(report.outcome); status != kExitDone) {
-    throw TFailure(std::string(report::RowOf(report.outcome).sentence) +
-                       (report.errors.empty() ? "" : " " + report.errors.back()),
-                   status);
+  if (const auto kind = FailureOf(report.outcome)) {
+    throw TError(std::string(report::RowOf(report.outcome).sentence) +
+                     (report.errors.empty() ? "" : " " + report.errors.back()),
+                 *kind);
   }
   for (const std::string& error : report.errors) ReportError(error);
 }

@@ -77,8 +77,8 @@ TShard ShardOf(const std::string& text) {
       shard.number <= shard.count) {
     return shard;
   }
-  throw TFailure("--shard " + text + " is no shard; write I/N, the first of four is 1/4",
-                 kExitUsage);
+  throw TError("--shard " + text + " is no shard; write I/N, the first of four is 1/4",
+               EErrorKind::kUsage);
 }
 
 // What is made of the results beside their lines.
@@ -207,18 +207,19 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
 void TFleetVerb::CheckOptions() const {
   if (!options.merged.empty()) return;
   if (options.catalogue.empty()) {
-    throw TFailure("there is nothing to compare with: give --catalogue DIR", kExitUsage);
+    throw TError("there is nothing to compare with: give --catalogue DIR", EErrorKind::kUsage);
   }
   if (options.inventories.empty()) {
-    throw TFailure("there is nothing to compare: give --inventories PATH...", kExitUsage);
+    throw TError("there is nothing to compare: give --inventories PATH...", EErrorKind::kUsage);
   }
   if (options.resume && options.output == "-") {
-    throw TFailure("only a file can be gone on with: give --output FILE with --resume", kExitUsage);
+    throw TError("only a file can be gone on with: give --output FILE with --resume",
+                 EErrorKind::kUsage);
   }
   const bool isTaken = options.output == "-";
   if ((options.json == "-") + (options.table == "-") + isTaken > 1) {
-    throw TFailure("standard output takes one of results and summaries; give the others a file",
-                   kExitUsage);
+    throw TError("standard output takes one of results and summaries; give the others a file",
+                 EErrorKind::kUsage);
   }
 }
 
@@ -230,8 +231,7 @@ fleet::TCheckSettings TFleetVerb::MakeSettings() const {
     settings.logFolder = Absolute(options.logFolder).string();
     std::error_code error;
     std::filesystem::create_directories(PathOf(settings.logFolder), error);
-    if (error)
-      throw TFailure("cannot make the folder " + options.logFolder + ": " + error.message());
+    if (error) throw TError("cannot make the folder " + options.logFolder + ": " + error.message());
   }
   return settings;
 }
@@ -285,18 +285,18 @@ std::optional<TTask> TFleetVerb::NextTask() {
     if (!shard.Has(machines++)) continue;
     if (done.empty()) return task;
     if (done.front() != task->machine) {
-      throw TFailure("the results in " + options.output +
-                     " are of other inventories: they go on "
-                     "with " +
-                     done.front() + ", the inventories with " + task->machine +
-                     "; give those that the run began with");
+      throw TError("the results in " + options.output +
+                   " are of other inventories: they go on "
+                   "with " +
+                   done.front() + ", the inventories with " + task->machine +
+                   "; give those that the run began with");
     }
     done.pop_front();
   }
   if (done.empty()) return {};
-  throw TFailure("the results in " + options.output +
-                 " are of more machines than there are "
-                 "inventories; give those that the run began with");
+  throw TError("the results in " + options.output +
+               " are of more machines than there are "
+               "inventories; give those that the run began with");
 }
 
 void TFleetVerb::CompareAll(fleet::IWorkers& workers, TReports& reports) {

@@ -18,8 +18,8 @@ class TFleetWorkerVerb : public IVerb {
 
   int Run() override {
     if (const auto status = fleet::RunWorker(channel)) return *status;
-    throw TFailure("`svcheck fleet` alone starts a worker; use that, with --jobs N for N of them",
-                   kExitUsage);
+    throw TError("`svcheck fleet` alone starts a worker; use that, with --jobs N for N of them",
+                 EErrorKind::kUsage);
   }
 
  private:

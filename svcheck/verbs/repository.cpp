@@ -30,7 +30,7 @@ class TRepositoryVerb : public IVerb {
           acquire::FindInModule(repository::kModule, repository::kModuleFunction));
       return act(command);
     } catch (const acquire::TFailure& failure) {
-      throw TFailure(failure.what());
+      throw TError(failure.what());
     }
   }
 
@@ -94,8 +94,8 @@ class TRepositoryVerb : public IVerb {
   void DemandTrust() const {
     if (command.action != EAction::kVerify) return;
     if (!command.publicKeyFile.empty() || command.allowUnsigned) return;
-    throw TFailure("say whom to trust: give --repository-key FILE, or --allow-unsigned",
-                   kExitUsage);
+    throw TError("say whom to trust: give --repository-key FILE, or --allow-unsigned",
+                 EErrorKind::kUsage);
   }
 
   repository::TCommand command;

@@ -1,4 +1,5 @@
 // Saved reports, as they are read to be shown again or compared with another.
+#include "base/error.h"
 #include "report/diff.h"
 #include "report/model.h"
 #include "report/saved_report.h"
@@ -38,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   TReport report;
   try {
     report = ReadSavedReport(svc::fuzz::AsText(data, size));
-  } catch (const TSavedReportError& error) {
+  } catch (const TError& error) {
     Require(error.what()[0] != '\0', "a refusal says why");
     return 0;
   }

@@ -21,8 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       Require(setting.isArray || setting.values.size() == 1, "a key has a value");
       Require(setting.line > 0 && setting.file == path, "a setting has a place");
     }
-  } catch (const svc::TFailure& failure) {
-    Require(failure.Status() == svc::kExitUsage, "a mistake in a file is one of its author");
+  } catch (const svc::TError& failure) {
+    Require(svc::StatusOf(failure) == svc::kExitUsage, "a mistake in a file is one of its author");
     Require(std::string_view(failure.what()).starts_with(path + ':'), "a refusal has a place");
   }
   close(file);

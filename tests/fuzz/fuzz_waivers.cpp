@@ -1,4 +1,5 @@
 // Waivers files, and patterns of names.
+#include "base/error.h"
 #include "report/text.h"
 #include "report/waivers.h"
 #include "tests/fuzz/fuzz_support.h"
@@ -33,8 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const TWaiver& waiver : waivers) RequireWhole(waiver);
     ApplyWaivers(waivers, report);
     Require(!report.records[0].waived || !waivers.empty(), "only a waiver waives");
-  } catch (const TWaiversError& error) {
-    Require(error.Line() > 0 && error.what()[0] != '\0', "a refusal says where and why");
+  } catch (const TError& error) {
+    Require(error.Number() > 0 && error.what()[0] != '\0', "a refusal says where and why");
   }
   return 0;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/error.h"
 #include "sample_report.h"
 
 namespace svc::report {
@@ -46,7 +47,7 @@ TEST(SavedReport, MembersThatAreNotKnownArePassedOver) {
 std::string Refusal(const std::string& json) {
   try {
     ReadSavedReport(json);
-  } catch (const TSavedReportError& error) {
+  } catch (const TError& error) {
     return error.what();
   }
   return {};

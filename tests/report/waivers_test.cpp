@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/error.h"
 #include "report/text.h"
 #include "sample_report.h"
 
@@ -44,7 +45,7 @@ TEST(Waivers, AreReadFromTheirFile) {
 
 struct TBroken {
   std::string_view text;
-  std::size_t line;
+  int line;
   std::string_view word;
 };
 
@@ -56,8 +57,8 @@ TEST_P(BrokenWaivers, AreRefusedWithTheirLine) {
   try {
     ParseWaivers(GetParam().text);
     FAIL() << "was read";
-  } catch (const TWaiversError& error) {
-    EXPECT_EQ(error.Line(), GetParam().line) << error.what();
+  } catch (const TError& error) {
+    EXPECT_EQ(error.Number(), GetParam().line) << error.what();
     EXPECT_NE(std::string_view(error.what()).find(GetParam().word), std::string_view::npos)
         << error.what();
   }
@@ -139,7 +140,7 @@ TEST(Waivers, EndOnADayOfTheCalendar) {
        {"2027-02-29", "2028-02-30", "2100-02-29", "2027-04-31", "2027-12-32", "2027-13-01",
         "2027-00-01", "2027-01-00", "10000-01-01", "2027-1-1", "02027-01-01", "2147483648-01-01",
         "4294969323-01-01", "18446744073709553643-01-01", "2027-01-01T00:00:00Z", "-2027-01-01"}) {
-    EXPECT_THROW(ExpiryOf(day), TWaiversError) << day;
+    EXPECT_THROW(ExpiryOf(day), TError) << day;
   }
 }
 

@@ -139,7 +139,7 @@ TEST(FleetResults, OfWhatNoFleetWroteEndWithAClearFailure) {
   try {
     reader.Next();
     FAIL() << "it is taken";
-  } catch (const TFailure& failure) {
+  } catch (const TError& failure) {
     EXPECT_TRUE(
         std::string_view(failure.what()).ends_with("give a file that `svcheck fleet` wrote"))
         << failure.what();

@@ -82,7 +82,7 @@ TEST_F(HoldingSettings, SetAsideWhatIsWeakerAndDoesNotGoTogetherWithThem) {
 
 TEST_F(HoldingSettings, OfEqualStrengthThatDoNotGoTogetherAreAMistake) {
   for (const ELayer layer : kLayers) {
-    EXPECT_THROW(Held({Of(layer, "live", "true"), Of(layer, "catalogue", "/c")}), TFailure);
+    EXPECT_THROW(Held({Of(layer, "live", "true"), Of(layer, "catalogue", "/c")}), TError);
   }
 }
 
@@ -103,8 +103,8 @@ class SettingsFile : public testing::Test {
     try {
       Read(text);
       return "none";
-    } catch (const TFailure& failure) {
-      EXPECT_EQ(failure.Status(), kExitUsage);
+    } catch (const TError& failure) {
+      EXPECT_EQ(StatusOf(failure), kExitUsage);
       const std::string_view place = "/config.toml";
       const std::string_view what = failure.what();
       return std::string(what.substr(what.find(place) + place.size()));

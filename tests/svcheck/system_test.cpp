@@ -20,7 +20,7 @@ namespace {
   for (int file = kFirst; file < kMost; ++file) ::close(file);
   try {
     output.Take();
-  } catch (const TFailure& failure) {
+  } catch (const TError& failure) {
     std::fputs(failure.what(), stderr);
     ::_exit(0);
   }

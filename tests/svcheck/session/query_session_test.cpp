@@ -127,7 +127,7 @@ TEST_F(QuerySession, LeavesTheHostAsItWasWhenTheQueryCannotBegin) {
     TQueryRequest request = Request();
     request.dataFolder = DATA_FOLDER "/missing";
     TQuerySession session(std::move(request));
-    EXPECT_THROW(session.Run(Followers()), TFailure);
+    EXPECT_THROW(session.Run(Followers()), TError);
     ExpectNobodyFollows(session);
     EXPECT_EQ(session.Catalogue(), nullptr);
   }
@@ -151,7 +151,7 @@ TEST_F(QuerySession, LeavesTheHostAsItWasWhenTheQueryRanOutOfMemory) {
 TEST_F(QuerySession, ThatCannotReadItsInventoryLeavesNothing) {
   TQueryRequest request = Request();
   request.inventories = {"missing.xml"};
-  EXPECT_THROW(TQuerySession(std::move(request)), TFailure);
+  EXPECT_THROW(TQuerySession(std::move(request)), TError);
   ExpectAllIsAsBefore();
 }
 
