@@ -13,8 +13,8 @@
 
 #include "host/hskcore/cim.h"
 #include "host/hskcore/value.h"
+#include "runtime/hskcore/arena.h"
 #include "runtime/hskcore/name_table.h"
-#include "runtime/hskcore/text_pool.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace svc {

@@ -16,10 +16,6 @@ using NQRXHSK20::THSKStatusCode;
 
 namespace {
 
-// So many texts of a name are stored before they are compared: most names of a strange document
-// have one.
-constexpr std::uint32_t kTextsBeforePool = 4;
-
 [[noreturn]] void Refuse(const std::string& cause) {
   throw THSKException(cause, THSKStatusCode::kFailed);
 }
@@ -35,7 +31,6 @@ TCimState::TCimState(const TCimState& other)
     : texts(boost::make_shared<TArena>(other.texts)),
       names(other.names),
       shapes(other.shapes),
-      pools(other.pools),
       classes(other.classes),
       declarations(other.declarations),
       declarationSlots(other.declarationSlots),
@@ -141,14 +136,6 @@ void TCimState::GrowDeclarations() {
 const TDeclaration* TCimState::FindDeclaration(TClassId classId, TNameId name) const noexcept {
   const std::uint32_t found = declarationSlots[DeclarationSlot(classId, name)];
   return found == kNone ? nullptr : &declarations[found];
-}
-
-TStoredText TCimState::StoreUnpooled(TNameTable::TEntry& name, std::string_view text) {
-  if (++name.texts >= kTextsBeforePool) {
-    name.pool = static_cast<std::uint32_t>(pools.size());
-    pools.emplace_back();
-  }
-  return StoreText(*texts, text);
 }
 
 TCell* TCimState::StoreCells(std::span<const TCell> cells) {

@@ -6,15 +6,14 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
-#include <deque>
 #include <span>
 #include <string_view>
 #include <vector>
 
+#include "runtime/hskcore/arena.h"
 #include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
-#include "runtime/hskcore/text_pool.h"
 
 namespace svc {
 
@@ -68,11 +67,7 @@ class TCimState {
   std::uint32_t Generation() const noexcept { return generation; }
 
   // The cell of a text or of an array's text.
-  TCell StoreTextOf(TNameId name, std::string_view text) {
-    TNameTable::TEntry& entry = names[name];
-    return CellOf(entry.pool != kNone ? pools[entry.pool].Intern(text, *texts)
-                                      : StoreUnpooled(entry, text));
-  }
+  TCell StoreTextCell(std::string_view text) { return CellOf(StoreText(*texts, text)); }
   // Stores a new instance, which takes a copy of the cells.
   // REQUIRES: as many cells as the shape has properties.
   TRowId AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells);
@@ -101,7 +96,6 @@ class TCimState {
   const boost::shared_ptr<TArena>& Texts() const noexcept { return texts; }
 
  private:
-  TStoredText StoreUnpooled(TNameTable::TEntry& name, std::string_view text);
   TClassId AddClass(TNameId name);
   TClassId TopOf(TClassId classId) noexcept;
   void Derive(TClassId classId, TClassId superclass);
@@ -114,7 +108,6 @@ class TCimState {
   TArena cellMemory;
   TNameTable names;
   TShapeTable shapes;
-  std::deque<TTextPool> pools;
   TStableVector<TClassEntry> classes;
   TStableVector<TDeclaration> declarations;
   std::vector<std::uint32_t> declarationSlots;

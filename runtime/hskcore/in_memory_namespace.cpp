@@ -168,14 +168,14 @@ TInMemoryNamespace::TWrittenCell TInMemoryNamespace::Write(std::string_view name
     return {id, {type, form.isArray, !IsStoredAsText(form)}, 0};
   }
   if (form.isArray) {
-    return {id, form, StoreArray(id, value)};
+    return {id, form, StoreArray(value)};
   }
   const std::string text = value.ToString(10);
   return {id, form,
-          IsStoredAsText(form) ? state->StoreTextOf(id, text) : NumberFromText(type, text).value()};
+          IsStoredAsText(form) ? state->StoreTextCell(text) : NumberFromText(type, text).value()};
 }
 
-TCell TInMemoryNamespace::StoreArray(TNameId name, const TCIMValue& value) {
+TCell TInMemoryNamespace::StoreArray(const TCIMValue& value) {
   const ECIMType type = value.Type();
   arrayText.Begin();
   for (const TCIMValue& element : static_cast<const std::vector<TCIMValue>&>(value)) {
@@ -187,7 +187,7 @@ TCell TInMemoryNamespace::StoreArray(TNameId name, const TCIMValue& value) {
       arrayText.AddNumber(NumberFromText(type, element.ToString(10)).value());
     }
   }
-  return state->StoreTextOf(name, arrayText.Finish());
+  return state->StoreTextCell(arrayText.Finish());
 }
 
 IInstanceSink* TInMemoryNamespace::SinkOf(TClassId id) const noexcept {

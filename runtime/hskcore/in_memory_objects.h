@@ -213,7 +213,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   TWrittenCell Write(std::string_view name, const NQRXHSK20::TCIMValue& value);
   // From here on it holds this.
   void Hold(boost::shared_ptr<TCimState> newState);
-  TCell StoreArray(TNameId name, const NQRXHSK20::TCIMValue& value);
+  TCell StoreArray(const NQRXHSK20::TCIMValue& value);
 
   boost::shared_ptr<TCimState> state;
   // What `state` belongs to, unless it is this namespace's own.

@@ -22,7 +22,7 @@ TNameId TNameTable::FindOrAdd(std::string_view name, TArena& arena) {
     return found;
   }
   Grow();
-  const TNameId id = entries.Append({StoreText(arena, name), hash, 0, 0, kNone, kNone});
+  const TNameId id = entries.Append({StoreText(arena, name), hash, 0, kNone});
   Insert(id);
   return id;
 }

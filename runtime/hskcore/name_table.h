@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "host/hskcore/export.h"
-#include "runtime/hskcore/text_pool.h"
+#include "runtime/hskcore/arena.h"
 
 namespace svc {
 
@@ -28,9 +28,6 @@ class TNameTable {
     std::uint32_t hash;
     // The object being written that wrote this property last.
     std::uint32_t writtenIn;
-    // How many texts were stored under the name until it got a pool, and the pool's number then.
-    std::uint32_t texts;
-    std::uint32_t pool;
     // The class of this name.
     std::uint32_t classId;
   };

@@ -56,7 +56,7 @@ struct TNamespaceWriter::State {
     }
   }
   void KeepText(TNameId name, TForm form, std::string_view text) {
-    Keep(name, form, cim->StoreTextOf(name, text));
+    Keep(name, form, cim->StoreTextCell(text));
   }
   std::uint64_t Number(std::string_view name, ECIMType type, std::string_view text);
   void CheckText(std::string_view name, ECIMType type, std::string_view text);

@@ -150,51 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
                       TGrowthCase{"one huge array", OneHugeArray},
                       TGrowthCase{"texts that never repeat", TextsThatNeverRepeat}));
 
-std::size_t RepeatedTexts(TNamespaceWriter& writer, int count, int distinct) {
-  std::size_t length = 0;
-  for (int i = 0; i < count; ++i) {
-    std::string text = std::to_string(i % distinct);
-    text.resize(100, '.');
-    length += WriteInstance(writer, "p", text);
-  }
-  return length;
-}
-
-TEST(RepeatedText, IsStoredOnce) {
-  const auto few = [](TNamespaceWriter& writer, int count) {
-    return RepeatedTexts(writer, count, 1000);
-  };
-  const TCost cost = CostOf(few, 200000);
-  EXPECT_LE(cost.memory.peakBytes, cost.document * 2 / 5);
-}
-
-// The first half is all different; the second half is ten texts.
-TEST(RepeatedText, IsStoredOnceThoughItBeginsToRepeatLate) {
-  const auto late = [](TNamespaceWriter& writer, int count) {
-    return RepeatedTexts(writer, count / 2, count / 2) + RepeatedTexts(writer, count / 2, 10);
-  };
-  const auto half = [](TNamespaceWriter& writer, int count) {
-    return RepeatedTexts(writer, count / 2, count / 2);
-  };
-  constexpr int kCount = 200000;
-  constexpr std::size_t kRow = 24 + 8;
-  const std::size_t second =
-      CostOf(late, kCount).memory.peakBytes - CostOf(half, kCount).memory.peakBytes;
-  EXPECT_LE(second, kCount / 2 * kRow * 3 / 2);
-}
-
-TEST(RepeatedText, IsStoredOnceThoughItRepeatsFarApart) {
-  const auto passes = [](TNamespaceWriter& writer, int count) {
-    return RepeatedTexts(writer, count, count / 8);
-  };
-  const auto never = [](TNamespaceWriter& writer, int count) {
-    return RepeatedTexts(writer, count, count);
-  };
-  EXPECT_LE(CostOf(passes, 200000).memory.peakBytes * 3,
-            CostOf(never, 200000).memory.peakBytes * 2);
-}
-
-TEST(RepeatedText, CostsLittleWhereThereIsNone) {
+TEST(Text, CostsLittleBesideItself) {
   const TCost cost = CostOf(TextsThatNeverRepeat, 100000);
   constexpr std::size_t kRow = 24 + 8;
   constexpr std::size_t kText = 4 + 6;
