@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "svcheck/author/classes.h"
 #include "svcheck/author/elements.h"
 
 namespace svc::catalogue {

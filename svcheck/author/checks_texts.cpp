@@ -116,8 +116,8 @@ void CheckNameMissing(const TUpdate& update, TTell& tell) {
 
 void CheckPropertyMistyped(const TUpdate& update, TTell& tell) {
   const TElement& element = *update.element;
-  for (std::size_t i = 0; i < element.written; ++i) {
-    const std::string& name = element.properties[i]->name;
+  for (const auto& property : element.properties) {
+    const std::string& name = property->name;
     for (const rules::TUpdateProperty& known : rules::kUpdateProperties) {
       if (!LooksLike(name, known.name)) continue;
       if (tell.Catalogue().classes.Declares(element.className, name)) break;

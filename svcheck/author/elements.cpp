@@ -8,6 +8,7 @@
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/xml_reader.h"
+#include "svcheck/author/classes.h"
 #include "svcheck/author/update.h"
 
 namespace svc::catalogue {
@@ -51,9 +52,7 @@ class TWalk {
   }
 
   void ReadInstance() {
-    TElement element{std::string(tokens.Optional("CLASSNAME")), Line(), {}, 0};
-    element.properties = ReadProperties();
-    element.written = element.properties.size();
+    TElement element{std::string(tokens.Optional("CLASSNAME")), Line(), ReadProperties(), {}, 0};
     document.elements.push_back(std::move(element));
   }
 
@@ -125,12 +124,6 @@ class TWalk {
   TClasses& classes;
 };
 
-template <typename TProperties>
-auto FindNamed(TProperties& properties, std::string_view name) {
-  return std::find_if(properties.begin(), properties.end(),
-                      [&](const auto& property) { return EqualWords(property->name, name); });
-}
-
 }  // namespace
 
 std::string_view TProperty::Text() const {
@@ -148,81 +141,19 @@ std::uint64_t TProperty::Digest() const {
 }
 
 const TProperty* TElement::Find(std::string_view name) const {
-  const auto found = FindNamed(properties, name);
-  return found == properties.end() ? nullptr : found->get();
+  const auto isNamed = [&](const auto& property) {
+    return property && EqualWords(property->name, name);
+  };
+  const auto own = std::find_if(properties.begin(), properties.end(), isNamed);
+  if (own != properties.end()) return own->get();
+  if (!inherited) return nullptr;
+  const auto* const found = std::find_if(inherited->begin(), inherited->end(), isNamed);
+  return found == inherited->end() ? nullptr : found->get();
 }
 
 std::string_view TElement::Text(std::string_view name) const {
   const TProperty* const property = Find(name);
   return property == nullptr ? std::string_view() : property->Text();
-}
-
-void TClasses::Add(const std::string& name, const TClass& declared) {
-  TClass& known = classes[Lowered(name)];
-  if (known.superclass.empty()) known.superclass = declared.superclass;
-  const bool isNew = known.properties.empty();
-  for (const auto& property : declared.properties) {
-    const auto before =
-        isNew ? known.properties.end() : FindNamed(known.properties, property->name);
-    if (before == known.properties.end()) {
-      known.properties.push_back(property);
-    } else {
-      *before = property;
-    }
-  }
-}
-
-const TClass* TClasses::Find(std::string_view name) const {
-  const auto found = classes.find(Lowered(name));
-  return found == classes.end() ? nullptr : &found->second;
-}
-
-// The class and those it derives from. A circle, which no loader takes, ends where it closes.
-std::vector<const TClass*> TClasses::ChainOf(std::string_view name) const {
-  std::vector<const TClass*> chain;
-  for (const TClass* known = Find(name); known != nullptr; known = Find(known->superclass)) {
-    if (std::find(chain.begin(), chain.end(), known) != chain.end()) break;
-    chain.push_back(known);
-  }
-  return chain;
-}
-
-bool TClasses::Derives(std::string_view name, std::string_view base) const {
-  if (EqualWords(name, base)) return true;
-  const auto chain = ChainOf(name);
-  return std::any_of(chain.begin(), chain.end(),
-                     [&](const TClass* known) { return EqualWords(known->superclass, base); });
-}
-
-bool TClasses::Declares(std::string_view className, std::string_view property) const {
-  for (const TClass* known : ChainOf(className)) {
-    for (const auto& declared : known->properties) {
-      if (EqualWords(declared->name, property)) return true;
-    }
-  }
-  return false;
-}
-
-void TClasses::Complete(TElement& element) const {
-  const auto chain = ChainOf(element.className);
-  for (auto known = chain.begin(); known != chain.end(); ++known) {
-    for (const auto& declared : (*known)->properties) {
-      if (declared->values.empty() || element.Find(declared->name) != nullptr) continue;
-      // The nearest declaration counts, also one without a default.
-      const bool isHidden = std::any_of(chain.begin(), known, [&](const TClass* nearer) {
-        return FindNamed(nearer->properties, declared->name) != nearer->properties.end();
-      });
-      if (!isHidden) element.properties.push_back(declared);
-    }
-  }
-}
-
-std::vector<std::string> TClasses::PropertiesOf(std::string_view className) const {
-  std::vector<std::string> names;
-  for (const TClass* known : ChainOf(className)) {
-    for (const auto& declared : known->properties) names.push_back(declared->name);
-  }
-  return names;
 }
 
 TDocument WalkDocument(char* begin, std::size_t size, TClasses& classes) {

@@ -2,14 +2,16 @@
 #ifndef SVCHECK_AUTHOR_ELEMENTS_H_
 #define SVCHECK_AUTHOR_ELEMENTS_H_
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "rules/names.h"
 
 namespace svc::catalogue {
 
@@ -32,45 +34,27 @@ struct TProperty {
   mutable std::optional<std::uint64_t> digest;
 };
 
+// The defaults of a class for the properties that a query reads, rules::kUpdateProperties; null
+// where it has none.
+using TInherited = std::array<std::shared_ptr<const TProperty>, rules::kUpdateProperties.size()>;
+
 struct TElement {
   std::string className;
   std::size_t line = 0;
-  // Those of the class are shared by all its instances.
-  std::vector<std::shared_ptr<const TProperty>> properties;
-  // How many of them the instance writes itself; they come first.
-  std::size_t written = 0;
+  std::vector<std::shared_ptr<const TProperty>> properties;  // That the instance writes itself.
+  // The class's, where the instance is an update element. They count for what it does not write.
+  std::shared_ptr<const TInherited> inherited;
+  // The sum of the digests of all defaults that it has of its class.
+  std::uint64_t inheritedDigest = 0;
 
-  // Without regard to ASCII case. Null when there is none.
+  // Without regard to ASCII case. Null when there is none. Of what is inherited only what a query
+  // reads is found.
   const TProperty* Find(std::string_view name) const;
   // Empty for a property that is missing or null.
   std::string_view Text(std::string_view name) const;
 };
 
-struct TClass {
-  std::string superclass;
-  std::vector<std::shared_ptr<const TProperty>> properties;
-};
-
-// By name in lower case.
-class TClasses {
- public:
-  // A class that is declared again gains properties, each in place of one of its name, and a
-  // superclass where it had none.
-  void Add(const std::string& name, const TClass& declared);
-  // Whether the class is `base` or derives from it.
-  bool Derives(std::string_view name, std::string_view base) const;
-  // Whether the class declares or inherits the property.
-  bool Declares(std::string_view className, std::string_view property) const;
-  // Gives the instance the defaults of its class for what it does not write.
-  void Complete(TElement& element) const;
-  std::vector<std::string> PropertiesOf(std::string_view className) const;
-
- private:
-  const TClass* Find(std::string_view name) const;
-  std::vector<const TClass*> ChainOf(std::string_view name) const;
-
-  std::map<std::string, TClass, std::less<>> classes;
-};
+class TClasses;
 
 struct TProblem {
   std::size_t line = 0;

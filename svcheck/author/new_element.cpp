@@ -126,7 +126,7 @@ TNewElement ElementOf(const TDriver& driver, const TFor& whom) {
   TProperty property;
   property.name = rules::kUpdateDescription;
   property.values = {description};
-  const TElement described{{}, 0, {std::make_shared<const TProperty>(property)}, 1};
+  const TElement described{{}, 0, {std::make_shared<const TProperty>(property)}, {}, 0};
   TRecognition recognition;
   if (!recognition.IsBiosUpdate(described) &&
       recognition.ComponentOf(described) == EComponent::kNone) {

@@ -167,11 +167,10 @@ std::unique_ptr<const std::string> Kept(std::string detail) {
 
 std::size_t LineOf(const TUpdate& update, std::string_view property) {
   const TElement& element = *update.element;
-  const auto end = element.properties.begin() + static_cast<std::ptrdiff_t>(element.written);
-  const auto found = std::find_if(element.properties.begin(), end, [&](const auto& candidate) {
-    return EqualWords(candidate->name, property);
-  });
-  return found == end ? element.line : (*found)->line;
+  const auto found =
+      std::find_if(element.properties.begin(), element.properties.end(),
+                   [&](const auto& candidate) { return EqualWords(candidate->name, property); });
+  return found == element.properties.end() ? element.line : (*found)->line;
 }
 
 }  // namespace

@@ -26,10 +26,11 @@ std::set<std::size_t> SystemsOf(std::string_view text) {
   return systems;
 }
 
-// Of all its properties, in whatever order they stand; of two of one name the first counts.
+// Of all its properties, in whatever order they stand; of two of one name the first counts. Of what
+// it does not write the defaults are part of it.
 std::uint64_t DigestOf(const TElement& element) {
   std::unordered_set<std::string> names;
-  std::uint64_t digest = 0;
+  std::uint64_t digest = element.inheritedDigest;
   for (const auto& property : element.properties) {
     if (names.insert(Lowered(property->name)).second) digest += property->Digest();
   }

@@ -48,10 +48,9 @@ TEST(NewElement, HasNoPropertyWithoutAText) {
   EXPECT_NE(read.Find("name"), nullptr);
   for (const char* name :
        {"description", "category", "installDirectory", "Version", "BuildNumber", "driverFiles"}) {
-    const auto written = read.properties.begin() + static_cast<std::ptrdiff_t>(read.written);
-    EXPECT_TRUE(std::none_of(read.properties.begin(), written, [&](const auto& property) {
-      return property->name == name;
-    })) << name;
+    EXPECT_TRUE(std::none_of(read.properties.begin(), read.properties.end(),
+                             [&](const auto& property) { return property->name == name; }))
+        << name;
   }
 }
 
