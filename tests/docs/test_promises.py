@@ -1,4 +1,4 @@
-"""Every test that tests/promises.md names exists.
+"""Every test that tests/promises.md names exists, and every file that a page links to.
 
 A name is one of CTest (`svcheck.check`), of GoogleTest (`Suite.Name`, `Suite.*`, `Prefix/*`), a file,
 or a method or class of the script that stands before it in the same row.
@@ -109,6 +109,16 @@ class Promises(unittest.TestCase):
         self.assertEqual(names.missing(["svcheck.x", "test_of_another"]), ["test_of_another"])
         self.assertEqual(rows("| sentence | test |\n|---|---|\n| a \\| b | `C.D`; `e` |\n"),
                          [(3, "a \\| b", ["C.D", "e"])])
+
+
+class Links(unittest.TestCase):
+    def test_each_leads_to_a_file(self):
+        pages = [*SOURCE.glob("*.md"), *(SOURCE / "docs").rglob("*.md"), PROMISES]
+        self.assertGreater(len(pages), 20)
+        lost = [f"{page.relative_to(SOURCE)}: {link}" for page in pages
+                for link in re.findall(r"\]\(([^)#\s]+)(?:#[^)]*)?\)", read(page))
+                if "://" not in link and not (page.parent / link).exists()]
+        self.assertEqual(lost, [])
 
 
 if __name__ == "__main__":

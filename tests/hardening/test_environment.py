@@ -95,6 +95,31 @@ class TheEnvironment(EnvironmentTest):
                    if path.is_file() and self.code not in path.parents}
         self.assertEqual(written, {"work/report", "work/log"})
 
+    @unittest.skipIf(shutil.which("strace") is None, "nothing to watch calls with")
+    @unittest.skipIf(b"__asan_init" in (BUILD / "bin" / "svcheck").read_bytes(),
+                     "a sanitizer starts a program of its own")
+    def test_no_verb_starts_a_program_or_listens(self):
+        inventory = ("--inventory", SAMPLE / "inventory.xml")
+        catalogue = ("--catalogue", SAMPLE / "catalogue")
+        calls = self.folder / "calls"
+        for arguments in (("check", *inventory, *catalogue), ("explain", *inventory, *catalogue),
+                          ("check", "--live", "--allow-unsigned", "--repository",
+                           "http://127.0.0.1:1", *inventory, "--drive-root", self.folder / "d"),
+                          ("collect", "--output", "c.xml"), ("doctor", *catalogue),
+                          ("query", *inventory, "--context", f"svPath={SAMPLE}/catalogue"),
+                          ("fleet", *catalogue, "--inventories", SAMPLE / "inventory.xml"),
+                          ("catalogue", "lint", SAMPLE / "catalogue"),
+                          ("repository", "keygen", "--no-password", "--repository-key", "k.pub",
+                           "--secret-key", "k.sec")):
+            with self.subTest(arguments):
+                subprocess.run(["strace", "-f", "-qq", "-o", calls, "-e",
+                                "trace=execve,execveat,listen", BUILD / "bin" / "svcheck",
+                                *map(str, arguments)], cwd=self.work, env=self.environment(),
+                               capture_output=True, check=False, timeout=120)
+                seen = [line for line in calls.read_text().splitlines()
+                        if "execve" in line or "listen(" in line]
+                self.assertEqual(len(seen), 1, seen)
+                self.assertIn('/bin/svcheck"', seen[0])
 
     @unittest.skipIf(os.geteuid() != 0, "becomes another user")
     def test_a_relative_home_is_not_used(self):
