@@ -5,19 +5,13 @@ import pathlib
 import shutil
 import tempfile
 import unittest
-import urllib.error
-import urllib.request
 
+import fresh_system
 import packages
-from packages import NAMES, run, skip, skip_without, succeed
+from packages import NAMES, run
 
-SUITE = "bookworm"
-MIRROR = os.environ.get("SVC_DEBIAN_MIRROR", "http://deb.debian.org/debian")
 # What a package manager keeps for itself.
 CHANGING = ("dev", "proc", "sys", "tmp", "var/cache", "var/lib/apt", "var/lib/dpkg", "var/log")
-ENVIRONMENT = ["LC_ALL=C.UTF-8", "DEBIAN_FRONTEND=noninteractive",
-               "PATH=/usr/sbin:/usr/bin:/sbin:/bin", *(f"{name}={value}" for name, value
-                                                       in os.environ.items() if "_proxy" in name)]
 LIST = pathlib.Path(__file__).resolve().parents[2] / "docs" / "examples" / "firmware.csv"
 SAMPLE = "/usr/share/svcheck/sample"
 
@@ -28,23 +22,16 @@ class Install(unittest.TestCase):
         folder = tempfile.TemporaryDirectory(prefix="packages-")
         cls.addClassCleanup(folder.cleanup)
         made = packages.make(folder.name)
-        cls.root = pathlib.Path(folder.name) / "root"
-        succeed("debootstrap", "--variant=minbase", SUITE, cls.root, MIRROR)
+        cls.system = fresh_system.make(pathlib.Path(folder.name) / "root")
+        cls.root = cls.system.root
         (cls.root / "packages").mkdir()
         shutil.copy(LIST, cls.root / "packages")
         for name in NAMES:
             shutil.copy(made[name], cls.root / "packages")
         cls.packages = [f"/packages/{made[name].name}" for name in NAMES]
 
-    def command(self, *words, user="root"):
-        """In a mount namespace of its own, so that /proc is gone with the command."""
-        return ["unshare", "--mount", "--propagation", "private", "sh", "-c",
-                'mount -t proc proc "$0/proc" && exec chroot "$@"', self.root,
-                f"--userspec={user}", self.root, "env", "-i",
-                f"HOME={'/root' if user == 'root' else '/'}", *ENVIRONMENT, *words]
-
     def inside(self, *words, status=0, user="root"):
-        result = run(*self.command(*words, user=user))
+        result = run(*self.system.command(*words, user=user))
         self.assertEqual(result.returncode, status, result.stdout)
         return result.stdout
 
@@ -103,18 +90,6 @@ class Install(unittest.TestCase):
         (wanted / "svcheck.timer").symlink_to("/lib/systemd/system/svcheck.timer")
 
 
-def skip_without_mirror():
-    try:
-        urllib.request.urlopen(f"{MIRROR}/dists/{SUITE}/Release", timeout=20).close()
-    except (OSError, urllib.error.URLError) as error:
-        skip(f"{MIRROR} cannot be reached ({error}); SVC_DEBIAN_MIRROR names another mirror")
-
-
 if __name__ == "__main__":
-    if os.geteuid() != 0:
-        skip("only root may make the fresh system (debootstrap, chroot)")
-    os.environ["PATH"] += ":/usr/sbin:/sbin"
-    skip_without("debootstrap", package="debootstrap")
-    skip_without("dpkg-deb", "dpkg-shlibdeps", package="dpkg-dev")
-    skip_without_mirror()
+    fresh_system.skip_where_none_can_be_made()
     unittest.main(argv=["test_install.py"])

@@ -1,27 +1,36 @@
 """The units of the daily check: what they run writes the metrics; systemd takes them."""
 
-import pathlib
 import re
 import shlex
 import shutil
 import subprocess
 import unittest
 
-from program import PROGRAM, SAMPLE, ProgramTest, main
+from program import BUILD, SAMPLE, ProgramTest, main
 
-UNITS = pathlib.Path(__file__).resolve().parents[2] / "packaging" / "systemd"
+CMAKE, = re.findall(r"(?m)^CMAKE_COMMAND:INTERNAL=(.*)$", (BUILD / "CMakeCache.txt").read_text())
 ANALYZE = shutil.which("systemd-analyze")
 
 
 class Units(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        # As a machine has it, whose checks by hand are to fail when something is outdated.
+        self.write(".config/svcheck/config.toml",
+                   'fail-on = "outdated"\nformat = "csv"\n[check]\nlive = true\n')
+        self.prefix = self.folder / "a prefix"
+        subprocess.run([CMAKE, "--install", BUILD, "--prefix", self.prefix, "--component",
+                        "svcheck"], check=True, stdout=subprocess.DEVNULL)
+        self.units = self.prefix / "lib" / "systemd" / "system"
+
     def command(self, arguments, metrics):
         """What the service runs, with the built program and the sample's catalogue."""
-        service = (UNITS / "svcheck.service").read_text()
+        service = (self.units / "svcheck.service").read_text()
         line = re.search(r"^ExecStart=(.*)$", service, re.MULTILINE)[1]
         words = [arguments if word == "$SVCHECK_ARGUMENTS" else
                  [word.replace("${SVCHECK_METRICS}", str(metrics))] for word in shlex.split(line)]
         program, *rest = sum(words, [])
-        self.assertEqual(program, "/usr/bin/svcheck")
+        self.assertEqual(program, str(self.prefix / "bin" / "svcheck"))
         return rest
 
     def metrics_of(self, status, *arguments):
@@ -33,7 +42,15 @@ class Units(ProgramTest):
         return dict(line.rsplit(" ", 1) for line in metrics.read_text().splitlines()
                     if not line.startswith("#"))
 
+    def test_what_is_installed_names_its_own_prefix(self):
+        for file in (self.units / "svcheck.service",
+                     self.prefix / "share" / "svcheck" / "systemd" / "svcheck.default"):
+            text = file.read_text()
+            self.assertIn(f"{self.prefix}/", text)
+            self.assertNotRegex(text, r"(?<!a prefix)/(usr/|lib/systemd/)|@SVC_")
+
     def test_the_service_writes_metrics_and_keeps_the_last_success(self):
+        """Updates are no failure of the service, whatever the machine's settings say."""
         good = self.metrics_of(0, "--catalogue", SAMPLE / "catalogue")
         self.assertEqual(good['svcheck_records{verdict="outdated"}'], "10")
         self.assertEqual(good["svcheck_success"], "1")
@@ -46,9 +63,7 @@ class Units(ProgramTest):
 
     @unittest.skipUnless(ANALYZE, "there is no systemd-analyze")
     def test_systemd_takes_them(self):
-        service = (UNITS / "svcheck.service").read_text().replace("/usr/bin/svcheck", str(PROGRAM))
-        service = self.write("svcheck.service", service.replace(str(PROGRAM), f'"{PROGRAM}"'))
-        timer = self.write("svcheck.timer", (UNITS / "svcheck.timer").read_text())
+        service, timer = (self.units / f"svcheck.{kind}" for kind in ("service", "timer"))
         for arguments in (["verify", "--man=no", "--recursive-errors=no", service, timer],
                           ["security", "--offline=true", "--threshold=45", "--no-pager", service]):
             result = subprocess.run([ANALYZE, *map(str, arguments)], capture_output=True, text=True,
