@@ -97,33 +97,19 @@ bool IsEarlierByTilde(const TRun& one, const TRun& other) noexcept {
   return one.marks == kTilde && (other.marks & kTilde) == 0;
 }
 
-// "1.2-3" is the third build of 1.2 where "1.2.3" is a version of its own.
-bool IsEarlierByDash(const TRun& one, const TRun& other) noexcept {
-  return one.separator == '-' && other.separator == '.';
-}
-
-// What stands before the runs may be a separator only or tell an order: both must say the same.
-TVersionOrder AgreedWithSeparators(std::weak_ordering order, const TRun& left,
-                                   const TRun& right) noexcept {
-  if (left.marks != right.marks) {
-    const bool agreed = (IsEarlierByTilde(left, right) && order < 0) ||
-                        (IsEarlierByTilde(right, left) && order > 0);
-    return agreed ? TVersionOrder(order) : kAddition;
-  }
-  if (left.kind != ERun::kNumber) return order;
-  // "rc1" against "rc-1", the first build of "rc".
-  const bool attached = left.separator == 0 || right.separator == 0;
-  if (attached && (left.separator == '-' || right.separator == '-')) return kAddition;
-  const bool contradicted =
-      (IsEarlierByDash(left, right) && order > 0) || (IsEarlierByDash(right, left) && order < 0);
-  return contradicted ? TVersionOrder(kAddition) : order;
+// A mark before a run may be a separator only or tell an order: both must say the same.
+TVersionOrder AgreedWithMarks(std::weak_ordering order, const TRun& left,
+                              const TRun& right) noexcept {
+  const bool agreed = left.marks == right.marks || (IsEarlierByTilde(left, right) && order < 0) ||
+                      (IsEarlierByTilde(right, left) && order > 0);
+  return agreed ? TVersionOrder(order) : kAddition;
 }
 
 TVersionOrder CompareRun(const TRun& left, const TRun& right) noexcept {
   if (left.kind != right.kind && !AreNumbersOfOneLength(left, right)) return WhyNot(left, right);
   const TVersionOrder order = left.kind == right.kind ? CompareOfOneKind(left, right)
                                                       : CompareNumbers(left.text, right.text);
-  return order ? AgreedWithSeparators(*order, left, right) : order;
+  return order ? AgreedWithMarks(*order, left, right) : order;
 }
 
 // How what is left of a longer text sorts against the end of the shorter one.
@@ -137,10 +123,9 @@ TVersionOrder CompareWithEnd(TRuns longer, unsigned marksOfEnd) noexcept {
   return isLater ? TVersionOrder(std::weak_ordering::greater) : WhyNot(run, {});
 }
 
-// Whether the first run is a zero that is as good as absent, as in "1.2.0" against "1.2a" or
-// "1.2-3".
+// Whether the first run is a zero that is as good as absent, as in "1.2.0" against "1.2a".
 bool IsZeroToSkip(const TRun& zero, const TRun& other) noexcept {
-  return zero.IsZero() && (other.kind != ERun::kNumber || IsEarlierByDash(other, zero));
+  return zero.IsZero() && other.kind != ERun::kNumber;
 }
 
 TVersionOrder CompareRuns(TRuns left, TRuns right) noexcept {

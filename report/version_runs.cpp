@@ -177,11 +177,6 @@ bool IsDay(std::string_view digits) noexcept {
   return TDate{*year.Number(4, 4), *month.Number(2, 2), *day.Number(2, 2)}.IsPlausible();
 }
 
-char SeparatorOf(std::string_view separators) noexcept {
-  if (separators.empty()) return '\0';
-  return separators == "." || separators == "-" ? separators.front() : ' ';
-}
-
 unsigned MarksOf(std::string_view separators) noexcept {
   unsigned marks = 0;
   for (const char c : separators) {
@@ -199,11 +194,10 @@ void TRuns::Advance() noexcept {
   const std::string_view separators = rest.substr(0, gap);
   rest.remove_prefix(gap);
   run = TRun{ERun::kEnd, {}, MarksOf(separators)};
-  if (runs == 0) run.marks &= ~static_cast<unsigned>(kBracket);
-  if (runs > 1) run.separator = SeparatorOf(separators);
+  if (isFirst) run.marks &= ~static_cast<unsigned>(kBracket);
   if (rest.empty()) return;
-  runs == 0 || gap > 0 ? ReadFirstOfWord(separators) : ReadPart(separators);
-  ++runs;
+  isFirst || gap > 0 ? ReadFirstOfWord(separators) : ReadPart(separators);
+  isFirst = false;
 }
 
 // What is told by the whole of a word, or by several.
@@ -234,7 +228,7 @@ void TRuns::ReadPart(std::string_view separators) noexcept {
   }
   const std::size_t letters = CountWhile(rest, IsOfWord);
   const char letter = ToLower(rest.front());
-  if (letters > 1 || letter < 'a' || letter > 'z' || runs == 0) return Take(ERun::kWord, letters);
+  if (letters > 1 || letter < 'a' || letter > 'z' || isFirst) return Take(ERun::kWord, letters);
   const bool numbered = rest.size() > 1 && IsDigit(rest[1]);
   const bool close = separators.empty() || separators == ".";
   if (numbered && IsPatchLetter(letter) && (close || separators == "-")) {

@@ -35,9 +35,6 @@ struct TRun {
   std::string_view text;
   unsigned marks = 0;      // Those before the run, or before the end.
   std::uint32_t date = 0;  // Of kDate: year, month and day as the digits of one number.
-  // '.' or '-' where that alone stands before the run, 0 where nothing does; otherwise, and before
-  // the first two runs, where it makes no difference, a blank.
-  char separator = ' ';
 
   bool IsZero() const noexcept {
     return kind == ERun::kNumber && marks == 0 && text.find_first_not_of('0') == text.npos;
@@ -62,7 +59,7 @@ class TRuns {
 
   std::string_view rest;
   TRun run;
-  std::size_t runs = 0;  // Those read before.
+  bool isFirst = true;
 };
 
 enum class EDateOrder { kDayFirst, kMonthFirst };
