@@ -4,6 +4,7 @@
 // The order is the rule: the first test that holds decides, so that narrow texts stand before the
 // wider ones that contain them ("Remote Watch Adapter II"). A test that an earlier one always
 // forestalls stays, so that the list names every text that catalogues use. Pure; any thread.
+// Deliberate: see "A test that never decides" in docs/one-query.md.
 #ifndef RULES_COMPONENTS_H_
 #define RULES_COMPONENTS_H_
 

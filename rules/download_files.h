@@ -3,6 +3,7 @@
 //
 // Names decide, not contents: a description for another family would be read for nothing. The
 // names are searched in exactly these letters. Pure; any thread.
+// Deliberate: see "A mark counts anywhere in a name" in docs/one-query.md.
 #ifndef RULES_DOWNLOAD_FILES_H_
 #define RULES_DOWNLOAD_FILES_H_
 

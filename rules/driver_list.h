@@ -22,6 +22,7 @@ struct TDriverListEntry {
 // The last version of a list is the whole rest, with its blanks. Any other ends at a blank; where
 // that is missing nothing is cut: the version runs on to the end of the list, and stands in front
 // of the next name as well.
+// Deliberate: see "A missing blank cuts nothing" in docs/one-query.md.
 template <typename TTake>
 constexpr void CutDriverList(std::string_view list, TTake&& take) {
   constexpr std::string_view kMark = "-#";

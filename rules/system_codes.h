@@ -29,6 +29,7 @@ inline constexpr std::string_view kWindows = "Windows";
 
 // What a machine asks for, which is not always what its name says: Windows descriptions are all
 // filed under the 32-bit architecture.
+// Deliberate: see "What is asked for is not what a name says" in docs/one-query.md.
 inline constexpr std::array kSystemCodes = {TSystemCode{"VMWARE3", 303, 1, kVMware},
                                             TSystemCode{"VMWARE4", 304, 2, kVMware},
                                             TSystemCode{"SLES9_64", 222, 2, kLinux},
@@ -79,6 +80,7 @@ struct TCodeMark {
 
 // The first mark found in "BuildID" decides, so the order of the rows is part of the rule: a 9
 // anywhere, as in a kernel's version, makes SLES 10 and 11 a SLES 9.
+// Deliberate: see "A nine anywhere is SLES 9" in docs/one-query.md.
 inline constexpr std::string_view kRedHatMark = "Red Hat Enterprise Linux";
 inline constexpr std::array kRedHatReleases = {
     TCodeMark{"release 4", "RHEL4"}, TCodeMark{"release 5", "RHEL5"},

@@ -2,7 +2,7 @@
 // author's verbs show the same, and lint says where it is not what was meant.
 //
 // Positions wrap where marks are missing or stand in the wrong order. That is kept: records in use
-// are made so (docs/odd-rules.md). Pure functions; any thread.
+// are made so (docs/odd-rules.md, docs/one-query.md). Pure functions; any thread.
 #ifndef RULES_VERSION_ITEMS_H_
 #define RULES_VERSION_ITEMS_H_
 
@@ -32,7 +32,7 @@ constexpr std::string_view BracketedVersion(std::string_view text) {
   const std::size_t close = text.find(kCloseMark);
   if (open == text.npos || close == text.npos) return text;
   const std::size_t begin = open + kOpenMark.size();
-  // Unsigned on purpose: with the marks in the wrong order the length wraps to "all the rest".
+  // Deliberate: see "Marks in the wrong order wrap" in docs/one-query.md.
   return text.substr(begin, close - begin);
 }
 inline std::string extractBracketedVersion(std::string_view text) {
@@ -53,6 +53,7 @@ inline std::vector<std::string_view> MarkedItems(std::string_view text) {
 }
 
 // Each character lowered by the current locale.
+// Deliberate: see "Two ways of lowering" in docs/one-query.md.
 inline std::string toLowerCopy(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](unsigned char character) {
     return static_cast<char>(std::tolower(character));
@@ -80,6 +81,7 @@ inline TKeyLookup FindVersionOfKey(std::string_view driverFiles, std::string_vie
 }
 
 // The text before the first blank; "" when there is no blank.
+// Deliberate: see "A word at the end is no word" in docs/one-query.md.
 inline std::string FirstWordBeforeBlank(std::string_view text) {
   const std::size_t blank = text.find(' ');
   return blank == std::string_view::npos ? std::string() : std::string(text.substr(0, blank));

@@ -45,7 +45,8 @@ bool TLiveAcquisition::Run(std::string& osType) {
     LogJoined(kLogError, {rules::kIncorrectSystem, osType});
     return EndQuery("     Warning: Incorrect OS type - SV comparison will not be available");
   }
-  osType = row->family;  // What was asked for is in `row` alone from here on.
+  // Deliberate: see "A family takes the place of the code" in docs/one-query.md.
+  osType = row->family;
   // The numbers of the codes are those that a download manager is asked with.
   return Download(static_cast<OSTypeEnum>(row->os), static_cast<ArchTypeEnum>(row->arch)) &&
          LoadFiles(osType);

@@ -69,6 +69,7 @@ void TFirmwareRun::CompareBroadcom(const TInstanceHandle& element) {
   LogTrace("before getting into container 2nd");
   InstalledInstances(kBroadcomFirmware);
   LogTrace("after getting into container 2nd");
+  // Deliberate: see "Found without a device" in docs/one-query.md.
   SetFound(rules::EComponent::kBroadcom);
   int device = 0;
   for (const TInstanceHandle& instance : instances) {
@@ -78,6 +79,7 @@ void TFirmwareRun::CompareBroadcom(const TInstanceHandle& element) {
     // Deliberate: see "Two blanks in a device's name" in docs/one-query.md.
     const std::string name = "Broadcom NetXtreme Network Device  " + std::to_string(device++);
     Deliver(name, installed, offered);
+    // Deliberate: see "A record is told of before it, or behind it" in docs/one-query.md.
     LogEach(LogProgress, {"Writing instance:", name, installed, offered});
   }
 }

@@ -20,7 +20,8 @@ class TFirmwareOperations {
   static std::string getStringPropertyFromContainer(TNamespaceHandle inventory,
                                                     std::string_view className,
                                                     std::string_view property);
-  // Refills the list with the class's instances. Always 0.
+  // Refills the list with the class's instances.
+  // Deliberate: see "A result that is always 0" in docs/one-query.md.
   static int getVersionItemFromContainer(TNamespaceHandle inventory, std::string_view className,
                                          TInstanceList& instances);
 

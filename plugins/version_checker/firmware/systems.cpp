@@ -62,7 +62,8 @@ void TFirmwareRun::CompareDiagnostics(const TInstanceHandle& element) {
   Deliver(std::string(rules::RowOf(EComponent::kDiagnostics).name), installed, offered);
 }
 
-// Deliberate: see "Both texts begin with the installed version" in docs/one-query.md.
+// The branches of the processors read all their values before they look at one.
+// Deliberate: see "Read before it is needed" in docs/one-query.md.
 void TFirmwareRun::CompareRemoteWatchAdapter(const TInstanceHandle& element, EComponent component) {
   const std::string offered = OfferedVersion(element);
   for (const TInstanceHandle& instance : InstalledInstances(kSPROM)) {
@@ -70,12 +71,12 @@ void TFirmwareRun::CompareRemoteWatchAdapter(const TInstanceHandle& element, ECo
     const std::string name = TextOf(instance, "Name");
     if (build.empty()) continue;
     SetFound(component);
+    // Deliberate: see "Both texts begin with the installed version" in docs/one-query.md.
     const std::string version = Installed(kSPROM, "Version");
     Deliver(name, version + " (" + build + ") ", version + " (" + offered + ") ");
   }
 }
 
-// Deliberate: see "Read before it is needed" in docs/one-query.md.
 void TFirmwareRun::CompareISCP(const TInstanceHandle& element) {
   const std::string build = Installed(kSPROM, "BuildNumber");
   const std::string offered = OfferedVersion(element);
