@@ -20,6 +20,7 @@
 #include "runtime/acquire/settings.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/logging.h"
+#include "runtime/hskcore/namespace_watch.h"
 #include "svcheck/session/outcome.h"
 #include "svcheck/session/request.h"
 
