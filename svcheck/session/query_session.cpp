@@ -259,7 +259,7 @@ void TQuerySession::Run(const TFollowers& followers) {
 void TQuerySession::Conclude(report::TReport& report) const {
   if (!report.catalogue.elements) report.catalogue.elements = CountElements();
   report.source = Records();
-  report::ChangeEach(report, report::Judge);
+  report::ChangeEach(report, [](report::TRecord& record) { report::Judge(record); });
   journal->Conclude(end, printed, report);
 }
 

@@ -21,6 +21,7 @@
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/logging.h"
 #include "runtime/hskcore/namespace_watch.h"
+#include "runtime/hskcore/shared_state.h"
 #include "svcheck/session/outcome.h"
 #include "svcheck/session/request.h"
 
