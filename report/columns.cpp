@@ -1,12 +1,10 @@
 #include "report/columns.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 #include <numeric>
-#include <string>
 
-#include "report/model.h"
-#include "report/records.h"
 #include "report/text.h"
 
 namespace svc::report {
@@ -18,16 +16,22 @@ constexpr std::string_view kPlain = "\033[0m";
 
 }  // namespace
 
-template <std::size_t kCount>
-void TColumns<kCount>::Measure(const TRow& row) noexcept {
-  for (std::size_t i = 0; i < kCount; ++i) widths[i] = std::max(widths[i], DisplayWidth(row[i]));
+std::string Padded(std::string text, std::size_t columns) {
+  const std::size_t width = DisplayWidth(text);
+  if (width < columns) text.append(columns - width, ' ');
+  return text;
 }
 
-template <std::size_t kCount>
-void TColumns<kCount>::Narrow(std::size_t width) noexcept {
+void MeasureCells(std::span<const std::string> cells, std::span<std::size_t> widths) noexcept {
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    widths[i] = std::max(widths[i], DisplayWidth(cells[i]));
+  }
+}
+
+void NarrowColumns(std::span<std::size_t> widths, std::size_t width) noexcept {
   constexpr std::size_t kLeast = 8;
   const auto total = [&] {
-    return std::accumulate(widths.begin(), widths.end(), kGap.size() * (kCount - 1));
+    return std::accumulate(widths.begin(), widths.end(), kGap.size() * (widths.size() - 1));
   };
   while (total() > width) {
     const auto widest = std::max_element(widths.begin(), widths.end());
@@ -36,20 +40,18 @@ void TColumns<kCount>::Narrow(std::size_t width) noexcept {
   }
 }
 
-template <std::size_t kCount>
-std::string TColumns<kCount>::Line(const TRow& row, std::string_view color) const {
+std::string LineOfCells(std::span<const std::string> cells, std::span<const std::size_t> widths,
+                        std::string_view color) {
+  const std::size_t last = cells.size() - 1;
   std::string line;
-  for (std::size_t i = 0; i + 1 < kCount; ++i) {
-    const std::string text = CutToWidth(row[i], widths[i]);
-    line.append(text).append(widths[i] - DisplayWidth(text), ' ').append(kGap);
+  for (std::size_t i = 0; i < last; ++i) {
+    line.append(Padded(CutToWidth(cells[i], widths[i]), widths[i])).append(kGap);
   }
-  line.append(color).append(CutToWidth(row.back(), widths.back()));
-  if (!color.empty()) line += kPlain;
+  line.append(color).append(CutToWidth(cells[last], widths[last]));
+  if (!color.empty()) return line.append(kPlain) + '\n';
+  line.erase(line.find_last_not_of(' ') + 1);
   return line + '\n';
 }
-
-template class TColumns<5>;
-template class TColumns<6>;
 
 std::string CellOf(std::string_view text) {
   const std::string_view trimmed = Trim(text);
@@ -79,96 +81,6 @@ std::string_view ColorOf(const TRecord& record) noexcept {
       break;
   }
   return "\033[32m";
-}
-
-// The records for a spreadsheet: RFC 4180.
-
-// A check that did not take place is a record of its own: an empty table would look like good news.
-void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output) {
-  const auto field = [&](std::string_view text) { return CsvField(text, options.csv); };
-  output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired\r\n");
-  for (const TRecord& record : RecordsOf(report)) {
-    std::string line;
-    for (const std::string* text :
-         {&record.type, &record.name, &record.installed, &record.offered}) {
-      line += field(*text) + ',';
-    }
-    line += NameOf(record.verdict);
-    line += ',';
-    if (record.waived) line += field(record.waived->reason);
-    line += ',';
-    if (record.expiredWaiver) line += field(record.expiredWaiver->expires);
-    output.Write(line + "\r\n");
-  }
-  if (WasCompared(report.outcome)) return;
-  output.Write("Error," + field(RowOf(report.outcome).sentence) + ",,,not checked,,\r\n");
-  for (const std::string& error : report.errors) {
-    output.Write("Error," + field(error) + ",,,not checked,,\r\n");
-  }
-}
-
-// The report for a person at a terminal.
-
-namespace {
-
-using TTable = TColumns<5>;
-
-TTable::TRow RowOfRecord(const TRecord& record) {
-  return {CellOf(record.type), CellOf(record.name), CellOf(record.installed),
-          CellOf(record.offered), VerdictCell(record)};
-}
-
-std::string Heading(const TReport& report) {
-  std::string text =
-      "Machine " + (report.machine.type.empty() ? "unknown" : PlainLine(report.machine.type));
-  if (!report.machine.model.empty()) text += " (" + PlainLine(report.machine.model) + ")";
-  if (!report.system.caption.empty()) text += ", " + PlainLine(report.system.caption);
-  text += "\nCatalogue " + PlainLine(report.catalogue.path);
-  if (const auto elements = report.catalogue.elements)
-    text += fmt::format(", {} update element{}", *elements, *elements == 1 ? "" : "s");
-  if (report.catalogue.modified) {
-    text += ", " + Age(report.generated - *report.catalogue.modified) + " old";
-  }
-  return text + "\n\n";
-}
-
-std::string Errors(const TReport& report) {
-  std::string text;
-  if (!RecordsOf(report).empty() && !report.errors.empty()) text += '\n';
-  for (const std::string& error : report.errors) text += "  " + PlainLine(error) + '\n';
-  return text;
-}
-
-std::string LastLine(const TReport& report) {
-  if (!WasCompared(report.outcome)) {
-    return fmt::format("NOT CHECKED: {}\n", RowOf(report.outcome).sentence);
-  }
-  const std::size_t count = RecordsOf(report).size();
-  if (count == 0) return fmt::format("No records. {}\n", ReasonForNothing(report));
-  return fmt::format("\n{} record{}: {}.\n", count, count == 1 ? "" : "s",
-                     Sentence(Summarize(report)));
-}
-
-void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput& output) {
-  const TTable::TRow titles = {"TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"};
-  TTable table;
-  table.Measure(titles);
-  for (const TRecord& record : RecordsOf(report)) table.Measure(RowOfRecord(record));
-  if (options.width != 0) table.Narrow(options.width);
-  output.Write(table.Line(titles));
-  for (const TRecord& record : RecordsOf(report)) {
-    output.Write(
-        table.Line(RowOfRecord(record), options.color ? ColorOf(record) : std::string_view()));
-  }
-}
-
-}  // namespace
-
-void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output) {
-  output.Write(Heading(report));
-  if (!RecordsOf(report).empty()) WriteRecords(report, options, output);
-  output.Write(Errors(report));
-  output.Write(LastLine(report));
 }
 
 }  // namespace svc::report

@@ -5,34 +5,51 @@
 
 #include <array>
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "report/model.h"
 
 namespace svc::report {
 
+// The text with blanks behind it up to so many columns; a longer one as it is.
+std::string Padded(std::string text, std::size_t columns);
+
+// What a table does whatever the number of its columns is.
+void MeasureCells(std::span<const std::string> cells, std::span<std::size_t> widths) noexcept;
+void NarrowColumns(std::span<std::size_t> widths, std::size_t width) noexcept;
+std::string LineOfCells(std::span<const std::string> cells, std::span<const std::size_t> widths,
+                        std::string_view color);
+
+// Each column but the last, which ends the line, is as wide as its widest cell.
 template <std::size_t kCount>
-class TColumns {
+class TTable {
  public:
   using TRow = std::array<std::string, kCount>;
 
-  void Measure(const TRow& row) noexcept;
+  // The titles are the first row.
+  explicit TTable(TRow titles) : titles(std::move(titles)) { Measure(this->titles); }
+
+  void Measure(const TRow& row) noexcept { MeasureCells(row, widths); }
   // Takes from the widest column until a line fits into `width`, down to a width that still tells
-  // something.
-  void Narrow(std::size_t width) noexcept;
-  // With a line end. The last column is in `color`, a sequence of ECMA-48, where there is one.
-  std::string Line(const TRow& row, std::string_view color = {}) const;
+  // something. Cells that do not fit are cut.
+  void Narrow(std::size_t width) noexcept { NarrowColumns(widths, width); }
+  std::string Heads() const { return Line(titles); }
+  // With a line end. The last cell is in `color`, a sequence of ECMA-48, where there is one.
+  std::string Line(const TRow& row, std::string_view color = {}) const {
+    return LineOfCells(row, widths, color);
+  }
 
  private:
+  TRow titles;
   std::array<std::size_t, kCount> widths{};
 };
 
-// Of a table of records and of a table of changes.
-extern template class TColumns<5>;
-extern template class TColumns<6>;
+// The cells of a record, in a table of records or of changes.
 
-// A text of a record on one line; "-" for nothing.
+// A text on one line; "-" for nothing.
 std::string CellOf(std::string_view text);
 // The verdict as a word, and what a waiver has to do with it.
 std::string VerdictCell(const TRecord& record);

@@ -99,61 +99,60 @@ bool FailsOn(const TDiff& diff, EFailOn condition) noexcept {
 
 namespace {
 
-std::string Side(const TReport& report, const std::string& name) {
-  return TJsonObject()
-      .Text("file", name)
-      .Text("generated", UtcTime(report.generated))
-      .Raw("machine", JsonOfMachine(report.machine))
-      .Raw("operatingSystem", JsonOfSystem(report.system))
-      .Raw("catalogue", JsonOfCatalogue(report.catalogue))
-      .Text("outcome", RowOf(report.outcome).name)
-      .Done();
+void WriteSide(const TReport& report, const std::string& name, TJsonWriter& json) {
+  json.Object().Text("file", name).Text("generated", UtcTime(report.generated));
+  WriteMachine(report.machine, json.Name("machine"));
+  WriteSystem(report.system, json.Name("operatingSystem"));
+  WriteCatalogue(report.catalogue, json.Name("catalogue"));
+  json.Text("outcome", RowOf(report.outcome).name).End();
 }
 
-std::string State(const TRecord* record) {
-  if (record == nullptr) return "null";
-  TJsonObject object;
-  object.Text("InstalledVersion", record->installed).Text("SVVersion", record->offered);
-  AddVerdict(*record, object);
-  return object.Done();
+void WriteState(const TRecord* record, TJsonWriter& json) {
+  if (record == nullptr) {
+    json.Null();
+    return;
+  }
+  json.Object().Text("InstalledVersion", record->installed).Text("SVVersion", record->offered);
+  AddVerdict(*record, json);
+  json.End();
 }
 
-std::string JsonOfChange(const TChange& change) {
+void WriteChange(const TChange& change, TJsonWriter& json) {
   const TRecord& record = change.after != nullptr ? *change.after : *change.before;
-  return TJsonObject()
-      .Text("change", NameOf(change.kind))
-      .Text("Type", record.type)
-      .Text("Name", record.name)
-      .Raw("old", State(change.before))
-      .Raw("new", State(change.after))
-      .Done();
+  json.Object().Text("change", NameOf(change.kind));
+  json.Text("Type", record.type).Text("Name", record.name);
+  WriteState(change.before, json.Name("old"));
+  WriteState(change.after, json.Name("new"));
+  json.End();
 }
 
 }  // namespace
 
 void RenderDiffJson(const TDiff& diff, const TRenderOptions& /*options*/, IOutput& output) {
-  output.Write(
-      fmt::format("{{\n  \"schema\": {},\n  \"old\": {},\n  \"new\": {},\n  \"changes\": [",
-                  kSchema, Side(diff.before, diff.beforeName), Side(diff.after, diff.afterName)));
-  std::string_view separator = "\n    ";
+  std::string text;
+  TJsonWriter json(text);
+  json.Object(kJsonDocument).Number("schema", kSchema);
+  WriteSide(diff.before, diff.beforeName, json.Name("old"));
+  WriteSide(diff.after, diff.afterName, json.Name("new"));
+  json.List("changes", kJsonRows);
   for (const TChange& change : diff.changes) {
-    output.Write(separator);
-    output.Write(JsonOfChange(change));
-    separator = ",\n    ";
+    WriteChange(change, json);
+    output.Write(text);
+    text.clear();
   }
-  output.Write(diff.changes.empty() ? "],\n" : "\n  ],\n");
-  TJsonObject summary;
+  json.End().Object("summary");
   for (const EChange kind : {EChange::kChanged, EChange::kAdded, EChange::kRemoved}) {
-    summary.Number(NameOf(kind), diff.Count(kind));
+    json.Number(NameOf(kind), diff.Count(kind));
   }
-  output.Write("  \"summary\": " + summary.Number("same", diff.same).Done() + "\n}\n");
+  json.Number("same", diff.same).End().End();
+  output.Write(text + '\n');
 }
 
 // What changed, for a person at a terminal.
 
 namespace {
 
-using TTable = TColumns<6>;
+using TChanges = TTable<6>;
 
 std::string Side(std::string_view word, const TReport& report, const std::string& name) {
   std::string text = fmt::format("{} {}: machine {}, {}", word, PlainLine(name),
@@ -169,7 +168,7 @@ std::string Step(const std::string& before, const std::string& after) {
   return before == after ? after : before + " → " + after;
 }
 
-TTable::TRow RowOfChange(const TChange& change) {
+TChanges::TRow RowOfChange(const TChange& change) {
   const TRecord& after = change.after != nullptr ? *change.after : *change.before;
   const TRecord& before = change.before != nullptr ? *change.before : after;
   return {std::string(NameOf(change.kind)),
@@ -181,12 +180,10 @@ TTable::TRow RowOfChange(const TChange& change) {
 }
 
 void WriteChanges(const TDiff& diff, const TRenderOptions& options, IOutput& output) {
-  const TTable::TRow titles = {"CHANGE", "TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"};
-  TTable table;
-  table.Measure(titles);
+  TChanges table({"CHANGE", "TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"});
   for (const TChange& change : diff.changes) table.Measure(RowOfChange(change));
   if (options.width != 0) table.Narrow(options.width);
-  output.Write('\n' + table.Line(titles));
+  output.Write('\n' + table.Heads());
   for (const TChange& change : diff.changes) {
     const bool colored = options.color && change.after != nullptr;
     output.Write(

@@ -7,7 +7,6 @@
 #include <chrono>
 
 #include "base/shown_text.h"
-#include "runtime/hskcore/json_text.h"
 
 namespace svc::report {
 
@@ -127,20 +126,6 @@ std::string CutToWidth(std::string_view text, std::size_t columns) {
     kept += character.size;
   }
   return std::string(text.substr(0, kept)) + "…";
-}
-
-std::string JsonString(std::string_view text) {
-  std::string quoted;
-  AppendJsonString(quoted, text);
-  return quoted;
-}
-
-void AppendJsonString(std::string& target, std::string_view text) {
-  const std::size_t start = target.size();
-  target.resize(start + text.size() * kLongestJsonByte + 2, '"');
-  const char* const end = WriteJsonText(target.data() + start + 1, text);
-  target.resize(static_cast<std::size_t>(end - target.data()) + 1);
-  target.back() = '"';
 }
 
 std::string XmlText(std::string_view text) { return Rewrite(text, XmlReplacement); }

@@ -25,9 +25,6 @@ std::size_t DisplayWidth(std::string_view text) noexcept;
 // The longest start of a UTF-8 text that takes at most `columns`, ending in "…" when it is cut.
 std::string CutToWidth(std::string_view text, std::size_t columns);
 
-// A JSON string with its quotes.
-std::string JsonString(std::string_view text);
-void AppendJsonString(std::string& target, std::string_view text);
 // For XML and HTML text and attribute values; characters that XML does not have show as U+FFFD.
 std::string XmlText(std::string_view text);
 // PlainLine of a text as XmlText: for a page.

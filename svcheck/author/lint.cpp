@@ -1,6 +1,7 @@
 // `svcheck catalogue lint`.
 #include <fmt/format.h>
 
+#include "base/json_writer.h"
 #include "report/text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/author/module.h"
@@ -10,8 +11,6 @@
 namespace svc::catalogue {
 
 namespace {
-
-using report::JsonString;
 
 std::string Plural(std::size_t count, std::string_view word) {
   return fmt::format("{} {}{}", count, word, count == 1 ? "" : "s");
@@ -39,29 +38,29 @@ void WriteTable(const TCatalogue& catalogue, const std::vector<TFinding>& findin
                            Plural(CountOf(ESeverity::kWarning, findings), "warning")));
 }
 
-std::string Json(const TToldFinding& finding) {
-  return fmt::format(
-      "{{\"rule\": {}, \"severity\": {}, \"file\": {}, \"line\": {}, \"element\": {}, "
-      "\"what\": {}, \"detail\": {}, \"advice\": {}}}",
-      JsonString(finding.rule.id), JsonString(NameOf(finding.rule.severity)),
-      JsonString(finding.file.name), finding.line == 0 ? "null" : std::to_string(finding.line),
-      JsonString(finding.element), JsonString(finding.rule.what), JsonString(finding.detail),
-      JsonString(finding.rule.advice));
+void WriteFinding(const TToldFinding& finding, TJsonWriter& json) {
+  json.Object(kJsonSpaced).Text("rule", finding.rule.id);
+  json.Text("severity", NameOf(finding.rule.severity)).Text("file", finding.file.name).Name("line");
+  finding.line == 0 ? json.Null() : json.Number(finding.line);
+  json.Text("element", finding.element).Text("what", finding.rule.what);
+  json.Text("detail", finding.detail).Text("advice", finding.rule.advice).End();
 }
 
 void WriteJson(const TCommand& command, const TCatalogue& catalogue,
                const std::vector<TFinding>& findings, TOutput& output) {
-  output.Write(fmt::format("{{\n  \"schema\": 1,\n  \"catalogue\": {},\n  \"elements\": {},\n",
-                           JsonString(command.folder), catalogue.CountElements()));
-  output.Write("  \"findings\": [");
-  const char* separator = "\n    ";
+  std::string text;
+  TJsonWriter json(text);
+  json.Object(kJsonDocument).Number("schema", 1).Text("catalogue", command.folder);
+  json.Number("elements", catalogue.CountElements()).List("findings", kJsonRows);
   TellEach(catalogue, findings, [&](const TToldFinding& finding) {
-    output.Write(separator + Json(finding));
-    separator = ",\n    ";
+    WriteFinding(finding, json);
+    output.Write(text);
+    text.clear();
   });
-  output.Write(fmt::format("{}],\n  \"summary\": {{\"error\": {}, \"warning\": {}}}\n}}\n",
-                           findings.empty() ? "" : "\n  ", CountOf(ESeverity::kError, findings),
-                           CountOf(ESeverity::kWarning, findings)));
+  json.End().Object("summary", kJsonSpaced);
+  json.Number("error", CountOf(ESeverity::kError, findings));
+  json.Number("warning", CountOf(ESeverity::kWarning, findings)).End().End();
+  output.Write(text + '\n');
 }
 
 // A file that cannot be read at all leaves nothing to judge.

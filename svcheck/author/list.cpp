@@ -3,8 +3,9 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <array>
 
+#include "base/json_writer.h"
+#include "report/columns.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "rules/version_items.h"
@@ -16,8 +17,6 @@
 namespace svc::catalogue {
 
 namespace {
-
-using report::JsonString;
 
 std::vector<std::string> ComponentsOf(const TUpdate& update) {
   std::vector<std::string> names;
@@ -77,22 +76,19 @@ class TTableWriter : public TWriter {
  public:
   using TWriter::TWriter;
   void Begin(const std::vector<TUpdate>& shown) override {
-    Fit({"NAME", "COMPONENT", "OFFERED"});
-    for (const TUpdate& update : shown) Fit(CellsOf(update));
-    if (!shown.empty()) Row({"NAME", "COMPONENT", "OFFERED"}, "MACHINE TYPES");
+    for (const TUpdate& update : shown) table.Measure(CellsOf(update));
+    if (!shown.empty()) output.Write(table.Heads());
   }
-  void Write(const TUpdate& update) override {
-    Row(CellsOf(update), report::PlainLine(Joined(TypesOf(update), " ")));
-  }
+  void Write(const TUpdate& update) override { output.Write(table.Line(CellsOf(update))); }
   void End(std::size_t shown, std::size_t all) override {
     output.Write(shown == all ? fmt::format("{} update elements.\n", all)
                               : fmt::format("{} of {} update elements.\n", shown, all));
   }
 
  private:
-  using TCells = std::array<std::string, 3>;
+  using TTable = report::TTable<4>;
 
-  static TCells CellsOf(const TUpdate& update) {
+  static TTable::TRow CellsOf(const TUpdate& update) {
     std::vector<std::string> offered;
     if (update.ReadsVersion()) offered.emplace_back(VersionOf(update));
     constexpr std::size_t kShown = 3;
@@ -104,25 +100,10 @@ class TTableWriter : public TWriter {
     std::string text = Joined(offered, ", ");
     if (all > kShown) text += fmt::format(" and {} more", all - kShown);
     return {report::PlainLine(update.name), Joined(ComponentsOf(update), ", "),
-            report::PlainLine(text)};
-  }
-  void Fit(const TCells& cells) {
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      widths[i] = std::max(widths[i], report::DisplayWidth(cells[i]));
-    }
-  }
-  void Row(const TCells& cells, const std::string& last) {
-    std::string line;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      line += cells[i];
-      line.append(widths[i] + 2 - report::DisplayWidth(cells[i]), ' ');
-    }
-    line += last;
-    line.erase(line.find_last_not_of(' ') + 1);
-    output.Write(line + '\n');
+            report::PlainLine(text), report::PlainLine(Joined(TypesOf(update), " "))};
   }
 
-  std::array<std::size_t, 3> widths{};
+  TTable table{{"NAME", "COMPONENT", "OFFERED", "MACHINE TYPES"}};
 };
 
 class TCsvWriter : public TWriter {
@@ -171,47 +152,50 @@ class TCsvWriter : public TWriter {
   report::ECsvTexts texts;
 };
 
-std::string JsonList(const std::vector<std::string>& texts) {
-  std::string list;
-  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + JsonString(text);
-  return '[' + list + ']';
-}
-
-class TJsonWriter : public TWriter {
+class TElementsWriter : public TWriter {
  public:
   using TWriter::TWriter;
   void Begin(const std::vector<TUpdate>& /*shown*/) override {
-    output.Write("{\n  \"schema\": 1,\n  \"elements\": [");
+    json.Object(kJsonDocument).Number("schema", 1).List("elements", kElements);
   }
   void Write(const TUpdate& update) override {
-    output.Write(fmt::format(
-        "{}\n    {{\"name\": {}, \"components\": {}, \"version\": {}, \"drivers\": [", separator,
-        JsonString(update.name), JsonList(ComponentsOf(update)), JsonString(VersionOf(update))));
+    json.Object(kJsonSpaced).Text("name", update.name);
+    json.Texts("components", ComponentsOf(update), kJsonSpaced).Text("version", VersionOf(update));
     WriteDrivers(update);
-    output.Write(fmt::format(
-        "], \"machineTypes\": {}, \"operatingSystems\": {}, \"file\": {}, \"line\": {}}}",
-        JsonList(TypesOf(update)), JsonList(update.Values(rules::kUpdateSystems)),
-        JsonString(update.file->name), update.element->line));
-    separator = ",";
+    json.Texts("machineTypes", TypesOf(update), kJsonSpaced);
+    json.Texts("operatingSystems", update.Values(rules::kUpdateSystems), kJsonSpaced);
+    json.Text("file", update.file->name).Number("line", update.element->line).End();
+    HandOver();
   }
   void End(std::size_t shown, std::size_t all) override {
-    output.Write(fmt::format("\n  ],\n  \"shown\": {},\n  \"all\": {}\n}}\n", shown, all));
+    json.End().Number("shown", shown).Number("all", all).End();
+    text += '\n';
+    HandOver();
   }
 
  private:
+  static constexpr TJsonLayout kElements = {":", "\n    ", ",\n    ", "\n  ", "\n  "};
+
+  // Driver by driver: each version of a list may hold the rest of it.
   void WriteDrivers(const TUpdate& update) {
-    const char* comma = "";
+    json.List("drivers", kJsonSpaced);
     for (const TDriverEntry& driver : *update.drivers) {
-      output.Write(fmt::format("{}{{\"name\": {}, \"version\": {}}}", comma,
-                               JsonString(driver.name), JsonString(driver.version)));
-      comma = ", ";
+      json.Object(kJsonSpaced).Text("name", driver.name).Text("version", driver.version).End();
+      HandOver();
     }
+    json.End();
   }
-  const char* separator = "";
+  void HandOver() {
+    output.Write(text);
+    text.clear();
+  }
+
+  std::string text;
+  TJsonWriter json{text};
 };
 
 std::unique_ptr<TWriter> WriterOf(const TCommand& command, TOutput& output) {
-  if (command.format == "json") return std::make_unique<TJsonWriter>(output);
+  if (command.format == "json") return std::make_unique<TElementsWriter>(output);
   if (command.format == "csv") {
     using report::ECsvTexts;
     return std::make_unique<TCsvWriter>(output,

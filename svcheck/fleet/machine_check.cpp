@@ -30,23 +30,19 @@ constexpr const char* kNoMachine =
 
 std::string Text(const report::TReport& report, const std::string& machine) {
   std::string lines;
-  const auto append = [&](const auto& addMembers) {
-    report::TJsonObject line(std::move(lines));
-    line.Text("machine", machine);
-    addMembers(line);
-    lines = line.Done();
-    lines += '\n';
-  };
+  TJsonWriter json(lines);
   for (const report::TRecord& record : report::RecordsOf(report)) {
-    append([&](report::TJsonObject& line) { report::AddRecord(record, line); });
+    json.Object().Text("machine", machine);
+    report::AddTexts(record, json);
+    report::AddVerdict(record, json);
+    json.End();
+    lines += '\n';
   }
-  append([&](report::TJsonObject& line) {
-    line.Text("outcome", report::RowOf(report.outcome).name)
-        .Text("machineType", report.machine.type)
-        .Raw("summary", report::JsonOfSummary(report::Summarize(report), false))
-        .Raw("errors", report::JsonOfTexts(report.errors));
-  });
-  return lines;
+  json.Object().Text("machine", machine).Text("outcome", report::RowOf(report.outcome).name);
+  json.Text("machineType", report.machine.type);
+  report::WriteSummary(report::Summarize(report), false, json.Name("summary"));
+  json.Texts("errors", report.errors).End();
+  return lines + '\n';
 }
 
 boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std::string& machine) {

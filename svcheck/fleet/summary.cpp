@@ -7,6 +7,8 @@
 #include <string>
 #include <tuple>
 
+#include "base/json_writer.h"
+#include "report/columns.h"
 #include "report/model.h"
 #include "report/text.h"
 #include "svcheck/fleet/results.h"
@@ -116,7 +118,6 @@ std::vector<TSummary::TComponent> TSummary::Components() const {
 
 // A fleet's summary for programs and for people.
 
-using report::JsonString;
 using report::kVerdicts;
 using report::PlainLine;
 
@@ -125,53 +126,29 @@ namespace {
 // So many rows of a list are shown to a person.
 constexpr std::size_t kShown = 20;
 
-std::string Json(const TVerdictCounts& counts) {
-  std::string text;
+void WriteCounts(const TVerdictCounts& counts, TJsonWriter& json) {
+  json.Object();
   for (const report::EVerdict verdict : kVerdicts) {
-    text += fmt::format("{}\"{}\":{}", text.empty() ? "" : ",", report::NameOf(verdict),
-                        counts[report::IndexOf(verdict)]);
+    json.Number(report::NameOf(verdict), counts[report::IndexOf(verdict)]);
   }
-  return "{" + text + "}";
+  json.End();
 }
 
-// The elements of a JSON array, one a line.
-class TRows {
- public:
-  TRows(report::IOutput& output, std::string_view name) : output(output) {
-    output.Write(fmt::format("  \"{}\": [", name));
-  }
-  void Add(const std::string& row) {
-    output.Write((any ? ",\n    " : "\n    ") + row);
-    any = true;
-  }
-  void End(bool isLast) {
-    output.Write(any ? "\n  ]" : "]");
-    output.Write(isLast ? "\n" : ",\n");
-  }
-
- private:
-  report::IOutput& output;
-  bool any = false;
-};
-
-void WriteHead(const TSummary& summary, report::IOutput& output) {
-  output.Write(
-      fmt::format("{{\n  \"schema\": 1,\n  \"machines\": {},\n  \"checked\": {},\n"
-                  "  \"failed\": {},\n  \"withUpdates\": {},\n  \"verdicts\": {},\n",
-                  summary.Machines(), summary.Machines() - summary.Failed().size(),
-                  summary.Failed().size(), summary.OutdatedMachines(), Json(summary.Verdicts())));
+void WriteHead(const TSummary& summary, TJsonWriter& json) {
+  json.Object(kJsonDocument).Number("schema", 1).Number("machines", summary.Machines());
+  json.Number("checked", summary.Machines() - summary.Failed().size());
+  json.Number("failed", summary.Failed().size()).Number("withUpdates", summary.OutdatedMachines());
+  WriteCounts(summary.Verdicts(), json.Name("verdicts"));
 }
 
 std::string Row(const std::string& name, const TVerdictCounts& counts, std::size_t width) {
-  std::string text = PlainLine(name);
-  const std::size_t columns = report::DisplayWidth(text);
-  text.append(columns < width ? width - columns : 0, ' ');
+  std::string text = report::Padded(PlainLine(name), width);
   for (const std::uint64_t count : counts) text += fmt::format(" {:>10}", count);
   return text + '\n';
 }
 
 std::string Heads(std::string_view name, std::size_t width) {
-  std::string text = fmt::format("\n{:<{}}", name, width);
+  std::string text = '\n' + report::Padded(std::string(name), width);
   for (const report::EVerdict verdict : kVerdicts) {
     text += fmt::format(" {:>10}", report::NameOf(verdict));
   }
@@ -185,29 +162,35 @@ void WriteRest(std::size_t count, std::string_view what, report::IOutput& output
 }  // namespace
 
 void WriteJson(const TSummary& summary, report::IOutput& output) {
-  WriteHead(summary, output);
-  TRows components(output, "components");
+  std::string text;
+  TJsonWriter json(text);
+  const auto endRow = [&] {
+    json.End();
+    output.Write(text);
+    text.clear();
+  };
+  WriteHead(summary, json);
+  json.List("components", kJsonRows);
   for (const TSummary::TComponent& component : summary.Components()) {
-    components.Add(fmt::format("{{\"Type\":{},\"Name\":{},\"verdicts\":{}}}",
-                               JsonString(component.type), JsonString(component.name),
-                               Json(component.verdicts)));
+    json.Object().Text("Type", component.type).Text("Name", component.name);
+    WriteCounts(component.verdicts, json.Name("verdicts"));
+    endRow();
   }
-  components.End(false);
-  TRows types(output, "machineTypes");
+  json.End().List("machineTypes", kJsonRows);
   for (const auto& [type, counts] : summary.MachineTypes()) {
-    types.Add(fmt::format(
-        "{{\"machineType\":{},\"machines\":{},\"withUpdates\":{},\"verdicts\":{}}}",
-        JsonString(type), counts.machines, counts.outdatedMachines, Json(counts.verdicts)));
+    json.Object().Text("machineType", type).Number("machines", counts.machines);
+    json.Number("withUpdates", counts.outdatedMachines);
+    WriteCounts(counts.verdicts, json.Name("verdicts"));
+    endRow();
   }
-  types.End(false);
-  TRows failures(output, "failures");
+  json.End().List("failures", kJsonRows);
   for (const TFailedMachine& machine : summary.Failed()) {
-    failures.Add(fmt::format("{{\"machine\":{},\"outcome\":{},\"error\":{}}}",
-                             JsonString(machine.machine), JsonString(machine.outcome),
-                             JsonString(machine.cause)));
+    json.Object().Text("machine", machine.machine).Text("outcome", machine.outcome);
+    json.Text("error", machine.cause);
+    endRow();
   }
-  failures.End(true);
-  output.Write("}\n");
+  json.End().End();
+  output.Write(text + '\n');
 }
 
 void WriteTable(const TSummary& summary, report::IOutput& output) {

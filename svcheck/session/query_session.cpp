@@ -11,6 +11,7 @@
 #include "host/xmlparser/namespace_populator.h"
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/record_spool.h"

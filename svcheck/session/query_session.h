@@ -18,7 +18,6 @@
 #include "host/plugin.nsp/plugin_manager.h"
 #include "report/records.h"
 #include "runtime/acquire/settings.h"
-#include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/logging.h"
 #include "runtime/hskcore/namespace_watch.h"
 #include "runtime/hskcore/shared_state.h"

@@ -1,7 +1,6 @@
 // `svcheck collect`: writes the inventory of a machine.
-
+#include "base/json_writer.h"
 #include "collect/load.h"
-#include "report/text.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/request.h"
@@ -49,8 +48,9 @@ class TCollectVerb : public IVerb {
 
   std::string Line(const std::string& document) const {
     const std::string name = machine.empty() ? HostName(Absolute(root)) : machine;
-    return "{\"machine\":" + report::JsonString(name) +
-           ",\"inventory\":" + report::JsonString(document) + "}\n";
+    std::string line;
+    TJsonWriter(line).Object().Text("machine", name).Text("inventory", document).End();
+    return line + '\n';
   }
 
   std::vector<std::string> Capture() const {

@@ -3,6 +3,8 @@
 #include <boost/algorithm/string.hpp>
 #include <filesystem>
 
+#include "base/json_writer.h"
+#include "report/columns.h"
 #include "report/text.h"
 #include "svcheck/cli/command_line.h"
 #include "svcheck/cli/completion.h"
@@ -15,8 +17,6 @@
 namespace svc {
 
 namespace {
-
-using report::JsonString;
 
 // A setting as it holds for some verbs.
 struct TRow {
@@ -106,63 +106,48 @@ class TConfigVerb : public IVerb {
   }
 
   static std::string Table(const std::vector<TRow>& rows) {
-    std::size_t nameWidth = 7, valueWidth = 5, placeWidth = 4;
-    for (const TRow& row : rows) {
-      nameWidth = std::max(nameWidth, row.name.size());
-      valueWidth = std::max(valueWidth, report::DisplayWidth(report::PlainLine(row.value)));
-      placeWidth = std::max(placeWidth, report::DisplayWidth(report::PlainLine(row.Place())));
-    }
-    const auto line = [&](const std::string& name, const std::string& value,
-                          const std::string& place, const std::string& verbs) {
-      const auto cell = [](const std::string& text, std::size_t width) {
-        const std::string plain = text.empty() ? "-" : report::PlainLine(text);
-        return plain + std::string(width + 2 - report::DisplayWidth(plain), ' ');
-      };
-      return cell(name, nameWidth) + cell(value, valueWidth) + cell(place, placeWidth) + verbs +
-             '\n';
+    const auto cell = [](const std::string& text) {
+      return text.empty() ? "-" : report::PlainLine(text);
     };
-    std::string table = line("SETTING", "VALUE", "FROM", "VERBS");
-    for (const TRow& row : rows) {
-      table += line(row.name, row.value, row.Place(), boost::join(row.verbs, ", "));
-    }
-    return table;
+    report::TTable<4> table({"SETTING", "VALUE", "FROM", "VERBS"});
+    const auto cells = [&](const TRow& row) {
+      return report::TTable<4>::TRow{row.name, cell(row.value), cell(row.Place()),
+                                     boost::join(row.verbs, ", ")};
+    };
+    for (const TRow& row : rows) table.Measure(cells(row));
+    std::string text = table.Heads();
+    for (const TRow& row : rows) text += table.Line(cells(row));
+    return text;
   }
 
-  static std::string JsonOf(const TRow& row) {
-    std::string json =
-        "{\"name\":" + JsonString(row.name) + ",\"value\":" +
-        (row.value.empty() && row.setting == nullptr ? "null" : JsonString(row.value));
-    if (row.setting == nullptr) {
-      json += ",\"from\":\"default\"";
-    } else if (row.setting->file.empty()) {
-      json += ",\"from\":\"environment\",\"variable\":" + JsonString(row.setting->variable);
+  static void WriteRow(const TRow& row, TJsonWriter& json) {
+    json.Object().Text("name", row.name);
+    const TSetting* const setting = row.setting;
+    if (setting == nullptr) {
+      json.TextOrNull("value", row.value).Text("from", "default");
+    } else if (setting->file.empty()) {
+      json.Text("value", row.value).Text("from", "environment");
+      json.Text("variable", setting->variable);
     } else {
-      json += ",\"from\":\"file\",\"file\":" + JsonString(row.setting->file) +
-              ",\"line\":" + std::to_string(row.setting->line);
+      json.Text("value", row.value).Text("from", "file");
+      json.Text("file", setting->file).Number("line", setting->line);
     }
-    json += ",\"verbs\":[";
-    for (std::size_t i = 0; i < row.verbs.size(); ++i) {
-      json += (i == 0 ? "" : ",") + JsonString(row.verbs[i]);
-    }
-    return json + "]}";
+    json.Texts("verbs", row.verbs).End();
   }
 
   static std::string Json(const std::vector<TRow>& rows) {
-    std::string json = "{\"schema\":1,\"files\":[";
-    const char* separator = "";
+    std::string text;
+    TJsonWriter json(text);
+    json.Object().Number("schema", 1).List("files");
     for (const std::filesystem::path& file : SettingFiles()) {
       std::error_code error;
-      json += separator + ("{\"path\":" + JsonString(file.string())) +
-              ",\"exists\":" + (std::filesystem::exists(file, error) ? "true}" : "false}");
-      separator = ",";
+      json.Object().Text("path", file.string()).Name("exists");
+      json.Written(std::filesystem::exists(file, error) ? "true" : "false").End();
     }
-    json += "],\"settings\":[";
-    separator = "\n";
-    for (const TRow& row : rows) {
-      json += separator + JsonOf(row);
-      separator = ",\n";
-    }
-    return json + "\n]}\n";
+    json.End().List("settings", kJsonLines);
+    for (const TRow& row : rows) WriteRow(row, json);
+    json.End().End();
+    return text + '\n';
   }
 
   std::string wanted;

@@ -3,6 +3,8 @@
 #include <array>
 #include <string_view>
 
+#include "base/json_writer.h"
+#include "report/columns.h"
 #include "report/text.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
@@ -15,32 +17,26 @@ namespace svc {
 
 namespace {
 
-using report::JsonString;
-
 constexpr std::array<std::string_view, 4> kKinds = {"good", "unset", "warning", "problem"};
 
 std::string_view NameOf(EFinding kind) { return kKinds[static_cast<std::size_t>(kind)]; }
 
-std::ptrdiff_t Count(const std::vector<TFinding>& findings, EFinding kind) {
-  return std::count_if(findings.begin(), findings.end(),
-                       [&](const TFinding& finding) { return finding.kind == kind; });
+std::size_t Count(const std::vector<TFinding>& findings, EFinding kind) {
+  return static_cast<std::size_t>(std::ranges::count(findings, kind, &TFinding::kind));
 }
 
 // "1 problem", "2 problems".
 std::string Counted(const std::vector<TFinding>& findings, EFinding kind) {
-  const std::ptrdiff_t count = Count(findings, kind);
+  const std::size_t count = Count(findings, kind);
   return std::to_string(count) + ' ' + std::string(NameOf(kind)) + (count == 1 ? "" : "s");
-}
-
-std::string Padded(std::string_view text, std::size_t width) {
-  return std::string(text) + std::string(width - std::min(width, text.size()), ' ');
 }
 
 std::string TableOf(const std::vector<TFinding>& findings) {
   constexpr std::size_t kSubject = 23, kKind = 9;
   std::string table;
   for (const TFinding& finding : findings) {
-    table += Padded(finding.subject, kSubject) + Padded(NameOf(finding.kind), kKind) +
+    table += report::Padded(finding.subject, kSubject) +
+             report::Padded(std::string(NameOf(finding.kind)), kKind) +
              report::PlainLine(finding.text) + '\n';
     if (finding.advice.empty()) continue;
     table += std::string(kSubject + kKind, ' ') + "-> " + report::PlainLine(finding.advice) + '\n';
@@ -50,18 +46,16 @@ std::string TableOf(const std::vector<TFinding>& findings) {
 }
 
 std::string JsonOf(const std::vector<TFinding>& findings) {
-  std::string json = "{\"schema\":1,\"findings\":[";
-  const char* separator = "\n";
+  std::string text;
+  TJsonWriter json(text);
+  json.Object().Number("schema", 1).List("findings", kJsonLines);
   for (const TFinding& finding : findings) {
-    json += separator;
-    json += "{\"subject\":" + JsonString(finding.subject) +
-            ",\"state\":" + JsonString(NameOf(finding.kind)) +
-            ",\"text\":" + JsonString(finding.text) +
-            ",\"advice\":" + (finding.advice.empty() ? "null" : JsonString(finding.advice)) + '}';
-    separator = ",\n";
+    json.Object().Text("subject", finding.subject).Text("state", NameOf(finding.kind));
+    json.Text("text", finding.text).TextOrNull("advice", finding.advice).End();
   }
-  return json + "\n],\"problems\":" + std::to_string(Count(findings, EFinding::kProblem)) +
-         ",\"warnings\":" + std::to_string(Count(findings, EFinding::kWarning)) + "}\n";
+  json.End().Number("problems", Count(findings, EFinding::kProblem));
+  json.Number("warnings", Count(findings, EFinding::kWarning)).End();
+  return text + '\n';
 }
 
 class TDoctorVerb : public IVerb {

@@ -13,7 +13,7 @@
 #include "host/hskcore/logger.h"
 #include "report/model.h"
 #include "report/records.h"
-#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_watch.h"
 
 namespace svc {
 

@@ -1,6 +1,7 @@
 // `svcheck query`: one raw query, for programs and for tests.
 #include <iostream>
 
+#include "base/json_writer.h"
 #include "report/json.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
@@ -33,9 +34,15 @@ class TQueryVerb : public IVerb {
     std::fflush(stdout);
     const auto found = session.Records();
     report::TRecord record;
+    std::string line;
+    TJsonWriter json(line);
     for (std::size_t i = 0; i < found->Count(); ++i) {
       found->Read(i, record);
-      records->Write(report::JsonOfRawRecord(record) + '\n');
+      json.Object();
+      report::AddTexts(record, json);
+      json.End();
+      records->Write(line += '\n');
+      line.clear();
     }
     records->Commit();
     FlushStandardOutput();

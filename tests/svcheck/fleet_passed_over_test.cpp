@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "rules/names.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/namespace_writer.h"
 #include "svcheck/session/instances.h"
 
 namespace svc::fleet {

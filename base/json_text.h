@@ -3,17 +3,14 @@
 // Beyond what JSON demands, control characters of one and of two bytes (DEL, U+0080 to U+009F) and
 // marks that turn the direction of what stands behind them are escaped: whoever shows the file on a
 // terminal sees the text, and a parser reads the same characters.
-#ifndef RUNTIME_HSKCORE_JSON_TEXT_H_
-#define RUNTIME_HSKCORE_JSON_TEXT_H_
+#ifndef BASE_JSON_TEXT_H_
+#define BASE_JSON_TEXT_H_
 
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
-
-#include "host/hskcore/export.h"
-#include "runtime/hskcore/name_table.h"
 
 namespace svc {
 
@@ -81,7 +78,7 @@ bool CopyPlain(char* target, std::string_view text) noexcept {
   return AnyOf(odd) == 0;
 }
 
-HSKCORE_API char* WriteAnyJsonText(char* target, std::string_view text) noexcept;
+char* WriteAnyJsonText(char* target, std::string_view text) noexcept;
 
 // Writes the text as it stands between quotes and returns the end of what was written. Bytes that
 // are no UTF-8 become U+FFFD, one for each piece that could have begun a character.
@@ -99,4 +96,4 @@ inline char* WriteJsonText(char* target, std::string_view text) noexcept {
 
 }  // namespace svc
 
-#endif  // RUNTIME_HSKCORE_JSON_TEXT_H_
+#endif  // BASE_JSON_TEXT_H_

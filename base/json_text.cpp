@@ -1,4 +1,4 @@
-#include "runtime/hskcore/json_text.h"
+#include "base/json_text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -104,10 +104,12 @@ char* WriteSequence(char* target, std::string_view sequence) {
 
 char* WriteAnyJsonText(char* target, std::string_view text) noexcept {
   while (!text.empty()) {
-    if (text.size() >= 8 && OddBytes(LoadWord(text.data())) == 0) {
-      std::memcpy(target, text.data(), 8);
-      target += 8;
-      text.remove_prefix(8);
+    std::uint64_t word = ~std::uint64_t{0};  // Odd, as a text of fewer bytes is taken.
+    if (text.size() >= sizeof word) std::memcpy(&word, text.data(), sizeof word);
+    if (OddBytes(word) == 0) {
+      std::memcpy(target, &word, sizeof word);
+      target += sizeof word;
+      text.remove_prefix(sizeof word);
     } else if (IsPlain(text[0])) {
       *target++ = text[0];
       text.remove_prefix(1);
