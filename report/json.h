@@ -1,6 +1,9 @@
-// The parts of a report as JSON (RFC 8259). May be called from any thread.
+// A report as JSON (RFC 8259): its parts as they are written, and the whole as it is read back. May
+// be called from any thread.
 #ifndef REPORT_JSON_H_
 #define REPORT_JSON_H_
+
+#include <string_view>
 
 #include "base/json_writer.h"
 #include "report/model.h"
@@ -16,6 +19,11 @@ void WriteMachine(const TMachine& machine, TJsonWriter& json);
 void WriteSystem(const TOperatingSystem& system, TJsonWriter& json);
 void WriteCatalogue(const TCatalogue& catalogue, TJsonWriter& json);
 void WriteSummary(const TSummary& summary, bool withWaived, TJsonWriter& json);
+
+// The report that RenderJson wrote. Members that it does not know are passed over: a later version
+// of the same schema may add some. Throws TError (kText) for a text that is no report, or not a
+// whole one: what is wrong and where in it.
+TReport ReadSavedReport(std::string_view json);
 
 }  // namespace svc::report
 

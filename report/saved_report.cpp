@@ -1,11 +1,11 @@
-#include "report/saved_report.h"
-
+// From a saved JSON report back to the model.
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "base/error.h"
+#include "report/json.h"
 #include "report/text.h"
 
 namespace svc::report {

@@ -1,4 +1,4 @@
-#include "svcheck/cli/manual_page.h"
+#include "svcheck/cli/documents.h"
 
 #include <fmt/format.h>
 

@@ -6,9 +6,7 @@
 
 #include "runtime/acquire/address.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/cli/completion.h"
 #include "svcheck/cli/help.h"
-#include "svcheck/cli/settings_file.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"

@@ -34,6 +34,10 @@ struct TSetting {
 // The files in the order of their strength, whether they exist or not.
 std::vector<std::filesystem::path> SettingFiles();
 
+// The keys of a TOML file (toml.io), those of a verb's table before the general ones; none when
+// there is no such file. Throws TError (kUsage) with file, line and advice.
+std::vector<TSetting> ReadSettingsFile(const std::filesystem::path& file, ELayer layer);
+
 // Every setting, the strongest first, each one that a verb has. Throws TError (kUsage) with file
 // and line for what cannot be read or names nothing; a variable that names nothing is told on
 // standard error, since others may have variables of such a name. `verbs` are all that there are.

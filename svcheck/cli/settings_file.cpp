@@ -1,4 +1,4 @@
-#include "svcheck/cli/settings_file.h"
+#include "svcheck/cli/settings.h"
 
 #define TOML_ENABLE_FORMATTERS 0
 // Its assertions fail on dates without a time, which its own checks then refuse.

@@ -164,17 +164,7 @@ inline constexpr std::array kVerbs = {
 // Null for an unknown name.
 const TVerb* FindVerb(std::string_view name) noexcept;
 
-}  // namespace svc
-
 // What a verb offers, as data: the one source of help, manual and completion. Pure functions.
-
-namespace CLI {
-class App;
-}
-
-namespace svc {
-
-struct TVerb;
 
 struct TOptionDescription {
   std::vector<std::string> names;    // "--output"; of a positional its name alone, such as "DIR".
@@ -215,6 +205,19 @@ std::string UsageOf(const TOptionDescription& option);
 std::string TextOf(const TOptionDescription& option);
 // "svcheck repository build [OPTIONS] DIR"
 std::string UsageOf(const TCommandDescription& command);
+
+// What an option's value, or a positional, is.
+enum class EValueKind { kNone, kFile, kFolder, kChoice, kOther };
+EValueKind KindOf(const TOptionDescription& option);
+EValueKind KindOfPositional(const TCommandDescription& command);
+
+// The commands with all below them, each before those below it.
+std::vector<const TCommandDescription*> Flattened(const std::vector<TCommandDescription>& commands);
+
+// "repository build" of "svcheck repository build".
+std::string WordsOf(const TCommandDescription& command);
+// The last of these words.
+std::string LastWordOf(const TCommandDescription& command);
 
 }  // namespace svc
 

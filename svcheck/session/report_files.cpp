@@ -15,7 +15,7 @@
 
 #include "base/error.h"
 #include "base/read_file.h"
-#include "report/saved_report.h"
+#include "report/json.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 

@@ -7,7 +7,6 @@
 #include "report/columns.h"
 #include "report/text.h"
 #include "svcheck/cli/command_line.h"
-#include "svcheck/cli/completion.h"
 #include "svcheck/cli/help.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/settings.h"

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "svcheck/cli/settings_file.h"
+#include "svcheck/cli/settings.h"
 #include "svcheck/system/failure.h"
 #include "tests/fuzz/fuzz_support.h"
 

@@ -1,5 +1,3 @@
-#include "report/saved_report.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -8,6 +6,7 @@
 #include <string_view>
 
 #include "base/error.h"
+#include "report/json.h"
 #include "sample_report.h"
 
 namespace svc::report {

@@ -1,8 +1,7 @@
 // What is made of the description of a verb: its manual page and what a shell completes.
 #include <gtest/gtest.h>
 
-#include "svcheck/cli/completion.h"
-#include "svcheck/cli/manual_page.h"
+#include "svcheck/cli/documents.h"
 
 namespace svc {
 namespace {

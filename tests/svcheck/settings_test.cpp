@@ -1,9 +1,8 @@
 // Which settings hold beside a command line, and which files are none.
-#include "svcheck/cli/settings.h"
 
 #include <gtest/gtest.h>
 
-#include "svcheck/cli/settings_file.h"
+#include "svcheck/cli/settings.h"
 #include "svcheck/system/failure.h"
 #include "tests/support/temporary_folder.h"
 
