@@ -15,7 +15,7 @@ SOURCE = pathlib.Path(sys.argv[2]).resolve()
 PROMISES = SOURCE / "tests" / "promises.md"
 GTEST = re.compile(r"^(?:TYPED_)?TEST(?:_[FP])?\(\s*(\w+),\s*(\w+)\s*\)", re.MULTILINE)
 PREFIX = re.compile(r"^INSTANTIATE_TEST_SUITE_P\(\s*(\w+),\s*(\w+)", re.MULTILINE)
-CTEST = re.compile(r'^add_test\(\[=\[(.+?)\]=\] (.+)\)$', re.MULTILINE)
+CTEST = re.compile(r'^ *add_test\(\[=\[(.+?)\]=\] (.+)\)$', re.MULTILINE)
 
 
 def read(path):
