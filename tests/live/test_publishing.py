@@ -2,6 +2,7 @@
 
 import json
 import os
+import pty
 import re
 import shutil
 import subprocess
@@ -168,6 +169,39 @@ class Publishing(LiveTest):
         subprocess.run(["minisign", "-S", "-s", "k.sec", "-m", "sv/sv-repository.json"], check=True,
                        cwd=self.root, capture_output=True)
         self.svcheck("verify", "sv", "--repository-key", "k.pub")
+
+    def on_terminal(self, typed, *arguments):
+        """What stands on a terminal where `typed` is typed once something is asked for."""
+        ours, theirs = pty.openpty()
+        process = subprocess.Popen([SVCHECK, "repository", *arguments], cwd=self.root, stdin=theirs,
+                                   stdout=theirs, stderr=theirs, start_new_session=True)
+        os.close(theirs)
+        shown = b""
+        while not shown.endswith(b": "):
+            shown += os.read(ours, 1000)
+        os.write(ours, typed)
+        try:
+            while part := os.read(ours, 1000):
+                shown += part
+        except OSError:  # The end of a terminal.
+            pass
+        os.close(ours)
+        self.assertEqual(process.wait(timeout=60), 0, shown)
+        return shown.decode()
+
+    def test_a_password_is_asked_for_and_not_shown(self):
+        shown = self.on_terminal(b"a secret\n", "keygen", "--repository-key", "k.pub",
+                                 "--secret-key", "k.sec")
+        self.assertTrue(shown.startswith("Password for the new k.sec: "), shown)
+        self.assertNotIn("secret\r", shown)
+        self.build()
+        sign = ("sign", "sv", "--secret-key", "k.sec")
+        self.assertIn("the password is wrong", self.svcheck(*sign, status=1, input="").stderr
+                      + self.svcheck(*sign, status=1, input="another\n").stderr)
+        self.svcheck(*sign, input="a secret\nmore\n")
+        self.svcheck("verify", "sv", "--repository-key", "k.pub")
+        self.svcheck("keygen", "--password", "x", "--repository-key", "l.pub", "--secret-key",
+                     "l.sec", status=64)
 
     def test_keys_are_never_written_over(self):
         self.make_keys()
