@@ -196,8 +196,7 @@ class Publishing(LiveTest):
         self.assertNotIn("secret\r", shown)
         self.build()
         sign = ("sign", "sv", "--secret-key", "k.sec")
-        self.assertIn("the password is wrong", self.svcheck(*sign, status=1, input="").stderr
-                      + self.svcheck(*sign, status=1, input="another\n").stderr)
+        self.assertIn("no password was given", self.svcheck(*sign, status=1, input="").stderr)
         self.svcheck(*sign, input="a secret\nmore\n")
         self.svcheck("verify", "sv", "--repository-key", "k.pub")
         self.svcheck("keygen", "--password", "x", "--repository-key", "l.pub", "--secret-key",
