@@ -71,6 +71,12 @@ def shuffled(mutants, seed):
     return sorted(mutants, key=lambda mutant: chance(seed, *mutant.identity))
 
 
+def tell_lost(blocks):
+    for block in blocks:
+        tree.say(f"{records.EXPLAINED.name}: explains what is not there: {block['file']}: "
+                 f"{block['line']}: {block['change']}")
+
+
 class Folder:
     """One folder or file: what was made of it and what became of that."""
 
@@ -78,9 +84,7 @@ class Folder:
         self.where = where
         self.explained = explained
         found = tree.candidates(where, options.jobs)
-        for block in explained.stale(found):
-            tree.say(f"{records.EXPLAINED.name}: explains what is not there: {block['file']}: "
-                     f"{block['line']}: {block['change']}")
+        tell_lost(explained.stale(found))
         self.chosen = sample(found, options.most, options.seed)
         self.survivors = []
         self.known = []
@@ -197,6 +201,7 @@ def main(arguments=None):
     """Tries what the command line says; the exit status."""
     options = parse(arguments)
     explained = records.Explained()
+    tell_lost(explained.lost())
     tree.WORK.mkdir(parents=True, exist_ok=True)
     tree.configure()
     folders = [Folder(where.rstrip("/"), options, explained)

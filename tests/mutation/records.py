@@ -114,6 +114,10 @@ class Explained:
         here = (block["file"], block["line"], block["change"])
         return here == mutant.identity[:3] and block.get("function") in (None, mutant.function)
 
+    def lost(self):
+        """What is explained of files that are not there."""
+        return [block for block in self.blocks if not (tree.ROOT / block["file"]).is_file()]
+
     def stale(self, mutants):
         """What is explained of the files of these mutants and is none of them."""
         files = {mutant.file for mutant in mutants}

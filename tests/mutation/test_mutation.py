@@ -182,12 +182,19 @@ class Rest(unittest.TestCase):
             mutant = rewriting.Mutant("a", 7, 1, "literal", "return 1;", "1", "2", layer, function)
             self.assertEqual(explained.of(mutant), why)
 
+    def test_an_explanation_of_a_file_that_is_gone_is_found(self):
+        block = "file: {}\nline: a\nchange: b\nwhy: c"
+        here = "tests/mutation/records.py"
+        explained = records.Explained(block.format("no/such.cpp") + "\n\n" + block.format(here))
+        self.assertEqual([each["file"] for each in explained.lost()], ["no/such.cpp"])
+
     def test_an_explanation_that_lacks_something_is_refused(self):
         for text in ("file: a\nline: b\nchange: c", "file: a\nfile: b", "what: a"):
             with self.assertRaises(tree.Failure):
                 records.parse_explained(text)
 
     def test_what_is_explained_is_there(self):
+        self.assertEqual(records.Explained().lost(), [])
         for block in records.Explained().blocks:
             lines = (tree.ROOT / block["file"]).read_text(encoding="utf-8").splitlines()
             self.assertIn(block["line"], [each.strip() for each in lines], block["file"])
