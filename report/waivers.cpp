@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <utility>
 
 #include "base/shown_text.h"
 #include "report/records.h"
@@ -11,44 +15,122 @@ namespace svc::report {
 
 namespace {
 
-bool IsSameWord(std::string_view left, std::string_view right) noexcept {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](char a, char b) { return ToLower(a) == ToLower(b); });
+std::string Lowered(std::string_view text) {
+  std::string lowered(text);
+  std::transform(lowered.begin(), lowered.end(), lowered.begin(), ToLower);
+  return lowered;
 }
 
-bool IsFor(const TWaiver& waiver, const TRecord& record) noexcept {
-  return (waiver.type.empty() || IsSameWord(waiver.type, Trim(record.type))) &&
-         MatchesGlob(waiver.name, Trim(record.name)) &&
-         (waiver.offered.empty() || MatchesGlob(waiver.offered, Trim(record.offered)));
+bool IsExpiredOn(const TWaiver& waiver, std::string_view day) {
+  // Days of this form order as texts.
+  return !waiver.acceptance.expires.empty() && waiver.acceptance.expires < day;
 }
 
-void Mark(TRecord& record, const std::vector<TWaiver>& waivers, std::int64_t now) {
-  for (const TWaiver& waiver : waivers) {
-    if (!IsFor(waiver, record)) continue;
-    if (HasExpired(waiver, now)) {
-      record.expiredWaiver = waiver.acceptance;
-      continue;
-    }
-    record.waived = waiver.acceptance;
-    record.expiredWaiver.reset();
-    return;
+std::string DayOf(std::int64_t now) { return UtcTime(now).substr(0, 10); }
+
+// What a waiver without wildcards is for, or what one of them would have to be for; each part
+// behind its size. No version stands for every one.
+std::string KeyOf(std::string_view type, std::string_view name,
+                  std::optional<std::string_view> offered) {
+  std::string key;
+  for (const std::string_view part : {type, name}) {
+    key += std::to_string(part.size()) + ':' + Lowered(part);
   }
+  return offered ? key + ':' + Lowered(*offered) : key;
 }
+
+// Which waivers count for a record, among many: those without wildcards are found by what they say,
+// however many there are; those with some are tried one by one.
+class TAppliedWaivers {
+ public:
+  TAppliedWaivers(std::vector<TWaiver> given, std::int64_t now)
+      : waivers(std::move(given)), day(DayOf(now)) {
+    for (std::size_t number = 0; number < waivers.size(); ++number) {
+      const TWaiver& waiver = waivers[number];
+      if (HasWildcards(waiver)) {
+        withWildcards.push_back(number);
+      } else {
+        Note(number, exact[KeyOf(waiver.type, waiver.name, OfferedOf(waiver))]);
+      }
+    }
+  }
+
+  void Mark(TRecord& record) const {
+    const std::string type = Lowered(Trim(record.type));
+    const std::string_view name = Trim(record.name);
+    const std::string_view offered = Trim(record.offered);
+    TFound found;
+    for (const std::string_view ofType : {std::string_view(), std::string_view(type)}) {
+      Add(KeyOf(ofType, name, {}), found);
+      if (!offered.empty()) Add(KeyOf(ofType, name, offered), found);
+    }
+    for (const std::size_t number : withWildcards) {
+      if (IsFor(waivers[number], type, name, offered)) Note(number, found);
+    }
+    if (found.live) {
+      record.waived = waivers[*found.live].acceptance;
+    } else if (found.expired) {
+      record.expiredWaiver = waivers[*found.expired].acceptance;
+    }
+  }
+
+ private:
+  struct TFound {
+    std::optional<std::size_t> live;     // The first one.
+    std::optional<std::size_t> expired;  // The last one.
+  };
+
+  static std::optional<std::string_view> OfferedOf(const TWaiver& waiver) {
+    if (waiver.offered.empty()) return {};
+    return waiver.offered;
+  }
+
+  // `type` is in lower case.
+  static bool IsFor(const TWaiver& waiver, std::string_view type, std::string_view name,
+                    std::string_view offered) {
+    return (waiver.type.empty() || Lowered(waiver.type) == type) &&
+           MatchesGlob(waiver.name, name) &&
+           (waiver.offered.empty() || MatchesGlob(waiver.offered, offered));
+  }
+
+  void Note(std::size_t number, TFound& found) const {
+    if (IsExpiredOn(waivers[number], day)) {
+      found.expired = std::max(found.expired.value_or(number), number);
+    } else {
+      found.live = std::min(found.live.value_or(number), number);
+    }
+  }
+
+  void Add(const std::string& key, TFound& found) const {
+    const auto known = exact.find(key);
+    if (known == exact.end()) return;
+    if (known->second.live) Note(*known->second.live, found);
+    if (known->second.expired) Note(*known->second.expired, found);
+  }
+
+  std::vector<TWaiver> waivers;
+  std::string day;
+  std::unordered_map<std::string, TFound> exact;
+  std::vector<std::size_t> withWildcards;
+};
 
 }  // namespace
 
-bool HasExpired(const TWaiver& waiver, std::int64_t now) {
-  // Days of this form order as texts.
-  return !waiver.acceptance.expires.empty() &&
-         waiver.acceptance.expires < std::string_view(UtcTime(now)).substr(0, 10);
+bool HasWildcards(const TWaiver& waiver) {
+  constexpr std::string_view kWildcards = "*?";
+  return waiver.name.find_first_of(kWildcards) != std::string::npos ||
+         waiver.offered.find_first_of(kWildcards) != std::string::npos;
 }
+
+bool HasExpired(const TWaiver& waiver, std::int64_t now) { return IsExpiredOn(waiver, DayOf(now)); }
 
 void ApplyWaivers(const std::vector<TWaiver>& waivers, TReport& report) {
   report.hasWaivers = true;
-  ChangeEach(report, [waivers, now = report.generated](TRecord& record) {
+  const auto applied = std::make_shared<const TAppliedWaivers>(waivers, report.generated);
+  ChangeEach(report, [applied](TRecord& record) {
     record.waived.reset();
     record.expiredWaiver.reset();
-    if (record.verdict != EVerdict::kCurrent) Mark(record, waivers, now);
+    if (record.verdict != EVerdict::kCurrent) applied->Mark(record);
   });
 }
 

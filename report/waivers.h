@@ -28,6 +28,9 @@ struct TWaiver {
 // to do.
 std::vector<TWaiver> ParseWaivers(std::string_view text);
 
+// Whether its name or version is a pattern, and not one text.
+bool HasWildcards(const TWaiver& waiver);
+
 // A waiver holds up to the end of its last day (UTC). `now` is in seconds since 1970.
 bool HasExpired(const TWaiver& waiver, std::int64_t now);
 
@@ -36,6 +39,9 @@ bool HasExpired(const TWaiver& waiver, std::int64_t now);
 void ApplyWaivers(const std::vector<TWaiver>& waivers, TReport& report);
 
 // Patterns of names as people write them in a shell. May be called from any thread.
+
+// How many waivers of a file may have a pattern: each of them is tried for each record.
+inline constexpr std::size_t kMostPatterns = 1000;
 
 // In bytes, of a pattern that somebody else wrote: see below.
 inline constexpr std::size_t kLongestPattern = 1000;

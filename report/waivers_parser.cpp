@@ -182,9 +182,10 @@ class TParser {
   void ReadLine(std::string_view text, std::size_t number);
   void BeginWaiver(TLine& line, std::size_t number);
   void SetKey(TLine& line);
-  void EndWaiver() const;
+  void EndWaiver();
 
   std::vector<TWaiver> waivers;
+  std::size_t patterns = 0;                // Of those that are whole.
   std::array<bool, kKeys.size()> isSet{};  // Of the last waiver.
 };
 
@@ -256,7 +257,7 @@ void TParser::SetKey(TLine& line) {
   }
 }
 
-void TParser::EndWaiver() const {
+void TParser::EndWaiver() {
   if (waivers.empty()) return;
   const TWaiver& last = waivers.back();
   if (last.name.empty()) {
@@ -265,6 +266,13 @@ void TParser::EndWaiver() const {
   }
   if (last.acceptance.reason.empty()) {
     throw TextError(static_cast<int>(last.line), "the waiver has no reason; write reason = \"…\"");
+  }
+  if (HasWildcards(last) && ++patterns > kMostPatterns) {
+    throw TWaiversError(
+        last.line,
+        fmt::format("more than {} waivers have a * or ?; write whole names and versions, "
+                    "of which there may be any number, or one * for several",
+                    kMostPatterns));
   }
 }
 

@@ -163,6 +163,64 @@ TEST(Waivers, TheirLastDayIsOneOfUtc) {
   EXPECT_FALSE(HasExpired(endless, std::numeric_limits<std::int64_t>::max()));
 }
 
+std::string Waiver(const std::string& keys) { return "[[waiver]]\nreason = 'r'\n" + keys + '\n'; }
+
+TEST(Waivers, MayHaveAThousandPatternsAndAnyNumberOfWholeNames) {
+  std::string file;
+  for (std::size_t i = 0; i < kMostPatterns; ++i) {
+    file += Waiver(i % 2 == 0 ? "name = 'a*'" : "name = 'a'\noffered = '?'");
+    file += Waiver("name = 'whole " + std::to_string(i) + "'\noffered = 'v'");
+  }
+  EXPECT_EQ(ParseWaivers(file).size(), 2 * kMostPatterns);
+  try {
+    ParseWaivers(file + Waiver("name = 'one more'") + Waiver("name = 'and one m?re'"));
+    FAIL() << "was read";
+  } catch (const TWaiversError& error) {
+    // Those before it have three lines each, and every second one of a pair a fourth one.
+    EXPECT_EQ(error.Line(), 3 * 500 + 4 * 500 + 4 * 1000 + 3 + 1);
+    EXPECT_NE(std::string_view(error.what()).find("more than 1000"), std::string_view::npos);
+  }
+}
+
+// Which waiver counts, by the reasons that are letters: of those that hold the first, otherwise of
+// those that have expired the last, whether they have wildcards or not.
+TEST(Waivers, CountInTheOrderOfTheirFile) {
+  struct TKind {
+    std::string keys;
+    bool isFor = true;
+  };
+  const std::vector<TKind> kinds = {{"name = 'Watch'"},
+                                    {"name = 'w*'"},
+                                    {"name = 'watch'\noffered = '1.08 (B)'"},
+                                    {"name = 'watch'\noffered = '*b)'"},
+                                    {"name = 'WATCH'\ntype = 'firmware'"},
+                                    {"name = '*'\ntype = 'FIRMWARE'\noffered = '1.08 (b)'"},
+                                    {"name = 'watch1'", false},
+                                    {"name = 'watch'\noffered = '1.08 (B'", false},
+                                    {"name = 'watch'\ntype = 'Driver'", false},
+                                    {"name = 'w?'", false}};
+  for (std::size_t seed = 0; seed < 2000; ++seed) {
+    std::string file, live, expired;
+    for (std::size_t i = 0, rest = seed * 2654435761U; i < 6; ++i, rest /= 20) {
+      const TKind& kind = kinds[rest % 20 / 2];
+      const bool isExpired = rest % 2 == 1;
+      const std::string reason(1, static_cast<char>('a' + i));
+      file += "[[waiver]]\nreason = '" + reason + "'\n" + kind.keys +
+              (isExpired ? "\nexpires = 1999-12-31\n" : "\nexpires = 2999-12-31\n");
+      if (!kind.isFor) continue;
+      if (isExpired) expired = reason;
+      if (!isExpired && live.empty()) live = reason;
+    }
+    TReport report = SampleReport();
+    report.records = {{"Firmware", "Watch", "1.08 (A)", "1.08 (B)", EVerdict::kOutdated, {}}};
+    ApplyWaivers(ParseWaivers(file), report);
+    const TRecord& record = report.records[0];
+    EXPECT_EQ(record.waived ? record.waived->reason : "", live) << file;
+    EXPECT_EQ(record.expiredWaiver ? record.expiredWaiver->reason : "", live.empty() ? expired : "")
+        << file;
+  }
+}
+
 // The texts of the plug-in may have blanks around them, which nobody sees in a report.
 TEST(Waivers, BlanksAroundATextDoNotMatter) {
   TReport report = SampleReport();
