@@ -268,8 +268,8 @@ void TParser::EndWaiver() {
     throw TextError(static_cast<int>(last.line), "the waiver has no reason; write reason = \"…\"");
   }
   if (HasWildcards(last) && ++patterns > kMostPatterns) {
-    throw TWaiversError(
-        last.line,
+    throw TextError(
+        static_cast<int>(last.line),
         fmt::format("more than {} waivers have a * or ?; write whole names and versions, "
                     "of which there may be any number, or one * for several",
                     kMostPatterns));

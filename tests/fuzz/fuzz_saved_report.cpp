@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   TReport report;
   try {
     report = ReadSavedReport(svc::fuzz::AsText(data, size));
-  } catch (const TError& error) {
+  } catch (const svc::TError& error) {
     Require(error.what()[0] != '\0', "a refusal says why");
     return 0;
   }

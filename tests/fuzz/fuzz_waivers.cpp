@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const TWaiver& waiver : waivers) RequireWhole(waiver);
     ApplyWaivers(waivers, report);
     Require(!report.records[0].waived || !waivers.empty(), "only a waiver waives");
-  } catch (const TError& error) {
+  } catch (const svc::TError& error) {
     Require(error.Number() > 0 && error.what()[0] != '\0', "a refusal says where and why");
   }
   return 0;

@@ -175,9 +175,9 @@ TEST(Waivers, MayHaveAThousandPatternsAndAnyNumberOfWholeNames) {
   try {
     ParseWaivers(file + Waiver("name = 'one more'") + Waiver("name = 'and one m?re'"));
     FAIL() << "was read";
-  } catch (const TWaiversError& error) {
+  } catch (const TError& error) {
     // Those before it have three lines each, and every second one of a pair a fourth one.
-    EXPECT_EQ(error.Line(), 3 * 500 + 4 * 500 + 4 * 1000 + 3 + 1);
+    EXPECT_EQ(error.Number(), 3 * 500 + 4 * 500 + 4 * 1000 + 3 + 1);
     EXPECT_NE(std::string_view(error.what()).find("more than 1000"), std::string_view::npos);
   }
 }
