@@ -7,10 +7,10 @@
 #include <system_error>
 #include <utility>
 
+#include "base/json_text.h"
 #include "base/new_file.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
-#include "base/json_text.h"
 #include "runtime/hskcore/logging.h"
 
 namespace svc {

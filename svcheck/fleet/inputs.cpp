@@ -11,9 +11,9 @@
 #include <system_error>
 #include <utility>
 
+#include "base/json_text.h"
 #include "base/shown_text.h"
 #include "runtime/hskcore/host_setup.h"
-#include "base/json_text.h"
 #include "runtime/hskcore/name_table.h"
 #include "svcheck/system/paths.h"
 

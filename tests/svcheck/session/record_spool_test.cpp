@@ -81,7 +81,7 @@ TEST_F(RecordSpool, FailsWhereWhatItPutAsideIsGone) {
     try {
       spool.Read(100000, record);
       ADD_FAILURE() << "a record comes from nowhere";
-    } catch (const TFailure& failure) {
+    } catch (const TError& failure) {
       EXPECT_TRUE(std::string(failure.what()).starts_with("the records cannot be put aside: "))
           << failure.what();
     }
