@@ -130,7 +130,7 @@ std::optional<EVerdict> VerdictOfName(std::string_view name) noexcept {
   return *found;
 }
 
-TJudgement Judge(std::string_view installed, std::string_view offered) noexcept {
+TJudgement JudgeWithReason(std::string_view installed, std::string_view offered) noexcept {
   if (const auto silence = Silence(installed, offered)) return Unknown(*silence);
   const auto installedPair = SplitParentheses(installed);
   const auto offeredPair = SplitParentheses(offered);
@@ -140,7 +140,7 @@ TJudgement Judge(std::string_view installed, std::string_view offered) noexcept 
 }
 
 EVerdict JudgeTexts(std::string_view installed, std::string_view offered) noexcept {
-  return Judge(installed, offered).verdict;
+  return JudgeWithReason(installed, offered).verdict;
 }
 
 }  // namespace svc::report

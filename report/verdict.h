@@ -45,7 +45,7 @@ struct TJudgement {
 // first: "1.00 (YUOO99A) " is a version and a build, "-[YUOO99A-1.10]-" a build and a version;
 // "YUOO99A - 1.10" is a build and a version on the installed side, and what stands on the offered
 // side has the opposite order.
-TJudgement Judge(std::string_view installed, std::string_view offered) noexcept;
+TJudgement JudgeWithReason(std::string_view installed, std::string_view offered) noexcept;
 
 // The verdict alone.
 EVerdict JudgeTexts(std::string_view installed, std::string_view offered) noexcept;

@@ -61,6 +61,20 @@ EUnordered WhyNot(const TRun& one, const TRun& other) noexcept {
   return has(ERun::kEnd) ? kAddition : kForms;
 }
 
+// Three numbers that are a version or a date, day or month first: all that they can be must say the
+// same.
+TVersionOrder CompareReadings(std::string_view left, std::string_view right) noexcept {
+  const TDateReadings one = ReadDate(left), other = ReadDate(right);
+  const std::weak_ordering order = one.version <=> other.version;
+  bool isShared = false, isAgreed = true;
+  for (const auto reading : {&TDateReadings::dayFirst, &TDateReadings::monthFirst}) {
+    if (one.*reading == 0 || other.*reading == 0) continue;
+    isShared = true;
+    isAgreed &= (one.*reading <=> other.*reading) == order;
+  }
+  return isShared && isAgreed ? TVersionOrder(order) : kDates;
+}
+
 TVersionOrder CompareOfOneKind(const TRun& left, const TRun& right) noexcept {
   const std::weak_ordering words = CompareWords(left.text, right.text);
   switch (left.kind) {
@@ -78,9 +92,10 @@ TVersionOrder CompareOfOneKind(const TRun& left, const TRun& right) noexcept {
       return words == 0 ? words : ComparePhases(left.text, right.text);
     case ERun::kPatch:
       return words == 0 ? TVersionOrder(words) : kWords;
-    case ERun::kHash:
     case ERun::kOddDate:
-      return words == 0 ? TVersionOrder(words) : WhyNot(left, right);
+      return words == 0 ? TVersionOrder(words) : CompareReadings(left.text, right.text);
+    case ERun::kHash:
+      return words == 0 ? TVersionOrder(words) : kHash;
   }
   return kForms;
 }
@@ -206,27 +221,17 @@ EPairs PairsOf(std::string_view text) noexcept {
   return pairs;
 }
 
-// Three numbers with dots are a version or a date, day or month first: all that they can be must
-// say the same.
-TVersionOrder AgreedWithDates(TVersionOrder order, std::string_view left,
-                              std::string_view right) noexcept {
-  bool leftIsDate = false, rightIsDate = false, shared = false;
-  for (const EDateOrder form : {EDateOrder::kDayFirst, EDateOrder::kMonthFirst}) {
-    const auto leftDate = DottedDate(left, form), rightDate = DottedDate(right, form);
-    leftIsDate |= leftDate != 0;
-    rightIsDate |= rightDate != 0;
-    if (leftDate == 0 || rightDate == 0) continue;
-    shared = true;
-    order = Agreed(order, std::weak_ordering(leftDate <=> rightDate), kDates);
-  }
-  return leftIsDate && rightIsDate && !shared ? TVersionOrder(kDates) : order;
-}
-
 // Of two texts that are no build ids, both with an epoch or both without.
 TVersionOrder CompareTexts(std::string_view left, std::string_view right) noexcept {
   const TVersionOrder order = CompareRuns(TRuns(left), TRuns(right));
   const EPairs ofLeft = PairsOf(left), ofRight = PairsOf(right);
-  if (ofLeft != EPairs::kHex && ofRight != EPairs::kHex) return AgreedWithDates(order, left, right);
+  if (ofLeft != EPairs::kHex && ofRight != EPairs::kHex) {
+    const auto maybeDate = [](std::string_view text) {
+      return text.find('.') != text.npos && ReadDate(text).AreAny();
+    };
+    const bool maybeDates = maybeDate(left) && maybeDate(right);
+    return order && maybeDates ? CompareReadings(left, right) : order;
+  }
   const bool comparable = ofLeft != EPairs::kNone && ofRight != EPairs::kNone;
   return comparable ? Agreed(order, CompareWords(left, right), kHash) : TVersionOrder(kHash);
 }

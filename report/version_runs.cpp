@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <optional>
-#include <utility>
 
 #include "report/text.h"
 
@@ -55,7 +54,7 @@ bool IsHash(std::string_view word) noexcept {
   if (named) word.remove_prefix(3);
   if (word.size() < kShortest || !All(word, IsHexDigit) || !Any(word, IsLetter) || IsBuildId(word))
     return false;
-  return named || (word.size() >= kCertain && Any(word, IsDigit)) || Turns(word) >= 2;
+  return named || word.size() >= kCertain || Turns(word) >= 2;
 }
 
 bool IsHexNumber(std::string_view word) noexcept {
@@ -151,25 +150,19 @@ std::optional<TFound> DateWithName(std::string_view text) noexcept {
   return date == 0 ? std::nullopt : std::optional(TFound{reader.Length(), date});
 }
 
-// Three numbers of the form "1/31/2024" up to a blank, a bracket or the end. With a year of two
-// digits, or with dashes, nothing tells which of the numbers is which: the date is 0.
+// Three numbers of the form "1/31/2024" up to a blank, a bracket or the end.
 std::optional<TFound> DateOfNumbers(std::string_view text, char separator) noexcept {
   TDateReader reader(text);
-  const auto first = reader.Number(1, 2);
-  if (!first || !reader.Skip(separator)) return {};
-  const auto second = reader.Number(1, 2);
-  if (!second || !reader.Skip(separator)) return {};
-  const std::size_t before = reader.Length();
-  const auto year = reader.Number(separator == '/' ? 2 : 4, 4);
-  if (!year || (!reader.Rest().empty() && !IsBlank(reader.Rest().front()) &&
-                reader.Rest().front() != ')' && reader.Rest().front() != ']')) {
-    return {};
+  for (int number = 0; number < 2; ++number) {
+    if (!reader.Number(1, 2) || !reader.Skip(separator)) return {};
   }
-  const TDate monthFirst{*year, *first, *second}, dayFirst{*year, *second, *first};
-  if (separator == '/') return TFound{reader.Length(), monthFirst.Number()};
-  const bool isDate =
-      reader.Length() - before == 4 && (monthFirst.IsPlausible() || dayFirst.IsPlausible());
-  return isDate ? std::optional(TFound{reader.Length(), 0}) : std::nullopt;
+  const std::size_t leastOfYear = separator == '/' ? 2 : 4;
+  if (!reader.Number(leastOfYear, 4)) return {};
+  const char next = reader.Rest().empty() ? ' ' : reader.Rest().front();
+  if (!IsBlank(next) && next != ')' && next != ']') return {};
+  const TDateReadings readings = ReadDate(text.substr(0, reader.Length()));
+  if (separator == '/') return TFound{reader.Length(), readings.monthFirst};
+  return readings.AreAny() ? std::optional(TFound{reader.Length(), 0}) : std::nullopt;
 }
 
 bool IsDay(std::string_view digits) noexcept {
@@ -245,16 +238,18 @@ void TRuns::Take(ERun kind, std::size_t length, std::size_t prefix) noexcept {
   rest.remove_prefix(length);
 }
 
-std::uint32_t DottedDate(std::string_view text, EDateOrder order) noexcept {
+TDateReadings ReadDate(std::string_view text) noexcept {
   TDateReader reader(text);
-  auto day = reader.Number(1, 2);
-  if (!day || !reader.Skip('.')) return 0;
-  auto month = reader.Number(1, 2);
-  if (!month || !reader.Skip('.')) return 0;
+  const auto first = reader.Number(1, 2);
+  const char separator = reader.Rest().empty() ? '\0' : reader.Rest().front();
+  if (!first || (separator != '.' && separator != '-' && separator != '/')) return {};
+  reader.Skip(separator);
+  const auto second = reader.Number(1, 2);
+  if (!second || !reader.Skip(separator)) return {};
   const auto year = reader.Number(4, 4);
-  if (!year || !reader.Rest().empty()) return 0;
-  if (order == EDateOrder::kMonthFirst) std::swap(day, month);
-  return TDate{*year, *month, *day}.Number();
+  if (!year || !reader.Rest().empty()) return {};
+  return {TDate{*year, *second, *first}.Number(), TDate{*year, *first, *second}.Number(),
+          *first * 1000000 + *second * 10000 + *year};
 }
 
 std::size_t SeriesLength(std::string_view text) noexcept {

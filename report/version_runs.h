@@ -15,7 +15,7 @@ enum class ERun {
   kDay,       // A number of eight digits that is a day: 20240131.
   kHex,       // What stands behind "0x", up to the end of the word.
   kDate,      // 22-Dec-2011, Dec 22 2011; 01/31/2024, month first as SMBIOS and Windows write it.
-  kOddDate,   // Numbers in the form of a date that leaves open what is day, month or year.
+  kOddDate,   // 31-01-2024 and other numbers that may be a date in more than one way.
   kWord,      // Letters, and the "x" or "*" that stands for any number.
   kRevision,  // The one letter behind a number: the "a" of "1.2a" and "1.2.a".
   kPatch,     // The "p" of "1.9p3" and the "r" of "1.02r6".
@@ -62,11 +62,16 @@ class TRuns {
   bool isFirst = true;
 };
 
-enum class EDateOrder { kDayFirst, kMonthFirst };
+// What three numbers parted by dots, dashes or slashes, the year last, can be. 0 where they cannot.
+struct TDateReadings {
+  std::uint32_t dayFirst = 0;    // The date, as in TRun.
+  std::uint32_t monthFirst = 0;  // The same.
+  std::uint32_t version = 0;     // Orders them by the first number, the second and the third.
 
-// The date, as in TRun, of a text of three numbers parted by dots when it is read in this order; 0
-// when it cannot be.
-std::uint32_t DottedDate(std::string_view text, EDateOrder order) noexcept;
+  bool AreAny() const noexcept { return dayFirst != 0 || monthFirst != 0; }
+};
+
+TDateReadings ReadDate(std::string_view text) noexcept;
 
 // Whether a text has the form of a firmware build id, such as YUOO99A: the letters of a series, a
 // number of two or three digits, the letters of a revision; or a series of four letters and digits.

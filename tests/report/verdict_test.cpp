@@ -121,7 +121,7 @@ TEST(UnknownVerdict, TellsWhy) {
                                    {"DSYT89A - ", "9.3", kForms},
                                    {"1.30 (IPYE22A) ", "1.30 (RWYU10A) ", kSeries},
                                    {"1.2rc1", "1.2", kAddition}}) {
-    const TJudgement judgement = Judge(test.installed, test.offered);
+    const TJudgement judgement = JudgeWithReason(test.installed, test.offered);
     EXPECT_EQ(judgement.verdict, EVerdict::kUnknown);
     ASSERT_TRUE(judgement.why) << test.installed << ", " << test.offered;
     EXPECT_EQ(TextOf(*judgement.why), TextOf(test.why)) << test.installed << ", " << test.offered;
@@ -130,8 +130,8 @@ TEST(UnknownVerdict, TellsWhy) {
 
 TEST(KnownVerdict, HasNoReason) {
   for (const std::string_view offered : {"1.1", "1.2", "1.3", "1.2.0"}) {
-    EXPECT_NE(Judge("1.2", offered).verdict, EVerdict::kUnknown);
-    EXPECT_FALSE(Judge("1.2", offered).why) << offered;
+    EXPECT_NE(JudgeWithReason("1.2", offered).verdict, EVerdict::kUnknown);
+    EXPECT_FALSE(JudgeWithReason("1.2", offered).why) << offered;
   }
 }
 
