@@ -156,8 +156,7 @@ std::optional<TFound> DateOfNumbers(std::string_view text, char separator) noexc
   for (int number = 0; number < 2; ++number) {
     if (!reader.Number(1, 2) || !reader.Skip(separator)) return {};
   }
-  const std::size_t leastOfYear = separator == '/' ? 2 : 4;
-  if (!reader.Number(leastOfYear, 4)) return {};
+  if (!reader.Number(2, 4)) return {};
   const char next = reader.Rest().empty() ? ' ' : reader.Rest().front();
   if (!IsBlank(next) && next != ')' && next != ']') return {};
   const TDateReadings readings = ReadDate(text.substr(0, reader.Length()));
