@@ -71,7 +71,14 @@ inline constexpr std::array kVerbs = {
           "what the catalogue offers for it, and shows one record for each pair with a verdict: "
           "current, outdated, newer or unknown.\n\n"
           "The catalogue is a folder (--catalogue) or comes from a repository (--live), whose "
-          "manifest is signed: name the publisher's key with --repository-key."},
+          "manifest is signed: name the publisher's key with --repository-key.\n\n"
+          "With `--format nagios` it ends as a plug-in of Nagios does: 0 OK; 1 WARNING, a record is "
+          "outdated; 2 CRITICAL, the condition of --fail-on holds; 3 UNKNOWN, the check did not "
+          "take place.\n\n"
+          "--waivers names a TOML file of records that are accepted as they are, one `[[waiver]]` "
+          "each, with name = \"MEGARAID_SAS\" (`*` and `?` as in names of files) and reason = "
+          "\"vendor holds it back\"; if wanted type = \"Driver\", offered = \"4.17*\" and "
+          "expires = 2027-01-31, its last day."},
     TVerb{"explain", "Tell for each update element why it is, or is not, in the report",
           MakeExplain,
           "svcheck explain --catalogue /srv/catalogue\n"
