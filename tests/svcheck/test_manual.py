@@ -6,7 +6,7 @@ import shutil
 import subprocess
 import unittest
 
-from program import BUILD, ProgramTest, main
+from program import BUILD, SOURCE, ProgramTest, main
 
 PAGES = BUILD / "share" / "man" / "man1"
 TYPING = pathlib.Path(__file__).resolve().parent / "complete.zsh"
@@ -118,6 +118,15 @@ class Manual(HelpTest):
             result = subprocess.run(["mandoc", "-Tlint", "-Wwarning", page], capture_output=True,
                                     text=True)
             self.assertEqual((result.returncode, result.stdout), (0, ""), page)
+
+    def test_the_page_of_check_tells_statuses_of_nagios_and_the_form_of_a_waiver(self):
+        page = (PAGES / "svcheck-check.1").read_text().replace("\\-", "-")
+        for status in ("0 OK", "1 WARNING", "2 CRITICAL", "3 UNKNOWN"):
+            self.assertRegex(page, rf"\b{status}\b")
+        keys = (SOURCE / "docs" / "waivers.md").read_text()
+        for key in re.findall(r"(?m)^\| `(\w+)` \|", keys):
+            self.assertIn(f"{key} = ", page)
+        self.assertIn("[[waiver]]", page)
 
     @unittest.skipUnless(shutil.which("man"), "man is not installed")
     def test_man_shows_them_without_a_warning(self):
