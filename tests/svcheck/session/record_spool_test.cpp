@@ -7,8 +7,8 @@
 
 #include <set>
 
+#include "base/error.h"
 #include "rules/names.h"
-#include "svcheck/system/failure.h"
 
 namespace svc {
 namespace {
