@@ -4,6 +4,7 @@
 #define BASE_ERROR_H_
 
 #include <cerrno>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -56,8 +57,8 @@ inline bool IsWantOfRoom(const TError& error) noexcept {
   return error.Number() == ENOSPC;
 }
 
-inline TError TextError(int line, const std::string& reason) {
-  return TError(reason, EErrorKind::kText, line);
+inline TError TextError(std::size_t line, const std::string& reason) {
+  return TError(reason, EErrorKind::kText, static_cast<int>(line));
 }
 
 }  // namespace svc

@@ -4,17 +4,17 @@
 
 #include <archive.h>
 
-#include <stdexcept>
+#include "base/error.h"
 
 namespace svc::collect {
 
 // Lets the reader unpack by the filter (ARCHIVE_FILTER_GZIP, ...) if that works within this
 // process. For a compression that libarchive has no library for it would start a program of that
 // name from PATH, with the rights that this process has; it says so by a warning. Throws
-// std::runtime_error then.
+// TError then.
 inline void AllowFilter(archive* reader, int filter) {
   if (::archive_read_support_filter_by_code(reader, filter) == ARCHIVE_OK) return;
-  throw std::runtime_error(
+  throw TError(
       "it is compressed in a way that the installed libarchive unpacks by other programs only");
 }
 

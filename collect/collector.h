@@ -41,12 +41,12 @@ class ICollector {
  public:
   virtual ~ICollector() = default;
 
-  // Reads the machine. What cannot be read is left out and noted. Throws std::runtime_error, whose
+  // Reads the machine. What cannot be read is left out and noted. Throws TError, whose
   // text says what, where and what to do, when `options.root` is no folder that can be read.
   virtual Outcome Collect(const Options& options) const = 0;
 
   // Hands over, as a tar archive, exactly the files that Collect reads; Collect takes its unpacked
-  // tree as root. Returns the notes of Collect. Throws std::runtime_error as Collect does, and what
+  // tree as root. Returns the notes of Collect. Throws TError as Collect does, and what
   // `write` throws; then the archive is not whole. With `options.redact` the files that tell serial
   // numbers or UUIDs are left out.
   virtual std::vector<std::string> Capture(const Options& options, const TWrite& write) const = 0;

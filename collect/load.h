@@ -9,7 +9,7 @@ namespace svc::collect {
 
 // The collector of the module libsvcheck-collect.so, which lies beside the other libraries. Valid
 // until the process ends; the same at each call. May be called from any thread. Throws
-// std::runtime_error when the module cannot be loaded, with what to do.
+// TError when the module cannot be loaded, with what to do.
 const ICollector& LoadCollector();
 
 }  // namespace svc::collect

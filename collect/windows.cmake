@@ -6,7 +6,7 @@ svc_folder(collect
     cim_xml.cpp ipmi.cpp native_text_windows.cpp product_names.cpp text.cpp
     windows/windows_machine.cpp
     windows/windows_sources.cpp windows/wmi.cpp
-  LINKS fmt::fmt ole32 oleaut32 wbemuuid version)
+  LINKS base fmt::fmt ole32 oleaut32 wbemuuid version)
 
 add_library(svcheck-collect MODULE windows/windows_collector.cpp)
 target_link_libraries(svcheck-collect PRIVATE collect)

@@ -7,8 +7,8 @@
 #include <exception>
 #include <memory>
 #include <set>
-#include <stdexcept>
 
+#include "base/error.h"
 #include "collect/linux/linux_collector.h"
 
 namespace svc::collect {
@@ -63,8 +63,8 @@ class TTarFile {
   [[noreturn]] void Fail() {
     if (failure) std::rethrow_exception(failure);
     const char* const reason = ::archive_error_string(tar.get());
-    throw std::runtime_error(std::string("the capture cannot be written: ") +
-                             (reason == nullptr ? "unknown error" : reason));
+    throw TError(std::string("the capture cannot be written: ") +
+                 (reason == nullptr ? "unknown error" : reason));
   }
 
   const TWrite& write;

@@ -10,7 +10,7 @@ namespace svc::collect {
 // Writes the files that were read of `tree` so far as a tar archive, under the paths by which they
 // were read, so that no symbolic link is needed. With `redact` the files that tell serial numbers
 // or UUIDs are left out, and the SMBIOS table loses them. Throws what `write` throws, and
-// std::runtime_error.
+// TError.
 void WriteCapture(const TTree& tree, bool redact, const TWrite& write);
 
 }  // namespace svc::collect

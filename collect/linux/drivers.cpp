@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <stdexcept>
 #include <unordered_map>
 
+#include "base/error.h"
 #include "collect/linux/kernel_module.h"
 #include "collect/linux/linux_collector.h"
 
@@ -88,13 +88,13 @@ class TModuleFolder {
     return found->second.starts_with('/') ? found->second : path + "/" + found->second;
   }
 
-  // The version that the file states; empty when it states none. Throws std::runtime_error, which
+  // The version that the file states; empty when it states none. Throws TError, which
   // says why, when it cannot be read.
   std::string VersionIn(const std::string& file) const {
     const TDescriptor content = tree.Open(file, O_RDONLY);
     if (!content) {
       if (errno == ENOENT) return {};
-      throw std::runtime_error(WhyNot(errno));
+      throw TError(WhyNot(errno));
     }
     std::string version = reader.VersionIn(content);
     tree.Remember(file);

@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <stdexcept>
 
+#include "base/error.h"
 #include "collect/archive_filter.h"
 
 namespace svc::collect {
@@ -27,7 +27,7 @@ struct TFreeInformation {
   void operator()(kmod_list* list) const { ::kmod_module_info_free_list(list); }
 };
 
-[[noreturn]] void FailBy(int error) { throw std::runtime_error(std::strerror(error)); }
+[[noreturn]] void FailBy(int error) { throw TError(std::strerror(error)); }
 
 // ---- Files ----
 
@@ -67,7 +67,7 @@ class TCopy {
  public:
   void Add(std::string_view part) {
     size += part.size();
-    if (size > kMaxSize) throw std::runtime_error("it is too large when it is unpacked");
+    if (size > kMaxSize) throw TError("it is too large when it is unpacked");
     Write(file, part);
   }
   const TDescriptor& File() const { return file; }
@@ -137,8 +137,8 @@ class TUnpacking {
 
   [[noreturn]] void Fail() const {
     const char* const cause = ::archive_error_string(reader.get());
-    throw std::runtime_error(std::string("it cannot be unpacked: ") +
-                             (cause != nullptr ? cause : "it is broken"));
+    throw TError(std::string("it cannot be unpacked: ") +
+                 (cause != nullptr ? cause : "it is broken"));
   }
 
   std::array<char, 1U << 16U> block;
@@ -176,14 +176,14 @@ bool HasItsSections(std::string_view head, std::uint64_t fileSize) {
 }
 
 void CheckKind(std::string_view head) {
-  if (!head.starts_with("\177ELF")) throw std::runtime_error("it is no kernel module");
+  if (!head.starts_with("\177ELF")) throw TError("it is no kernel module");
 }
 
 void CheckHeader(const TCopy& copy) {
   const std::string head = HeadOf(copy.File());
   CheckKind(head);
   if (!HasItsSections(head, copy.Size())) {
-    throw std::runtime_error("its header tells of sections that are not there");
+    throw TError("its header tells of sections that are not there");
   }
 }
 

@@ -22,7 +22,7 @@ class TModuleReader {
   TModuleReader();
 
   // The version that the module in an open file states first, compressed or not; empty when it
-  // states none. Throws std::runtime_error, which says why, where it is no module that can be read.
+  // states none. Throws TError, which says why, where it is no module that can be read.
   std::string VersionIn(const TDescriptor& file) const;
 
  private:
@@ -32,7 +32,7 @@ class TModuleReader {
   std::unique_ptr<kmod_ctx, TFree> context;
 };
 
-// A file of these bytes in memory. Throws std::runtime_error where there is no room for it.
+// A file of these bytes in memory. Throws TError where there is no room for it.
 TDescriptor FileInMemory(std::string_view bytes);
 
 }  // namespace svc::collect

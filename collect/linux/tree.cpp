@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <stdexcept>
 
+#include "base/error.h"
 #include "base/path_walk.h"
 #include "base/read_file.h"
 #include "collect/linux/tree.h"
@@ -38,7 +38,7 @@ int WalkInRoot(int root, const std::string& path, int flags) {
     files::IWayRules all;
     const files::TPlace place = files::WalkBelow(root, path, all);
     return ::openat(place.folder.Get(), place.name.c_str(), flags | O_NOFOLLOW);
-  } catch (const files::TFileError& error) {
+  } catch (const TError& error) {
     errno = error.Number();
     return -1;
   }
@@ -80,8 +80,8 @@ struct TCloseFolder {
 TTree::TTree(const std::string& root)
     : root(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), live(false) {
   if (!this->root) {
-    throw std::runtime_error(root + ": cannot be read as a system tree: " + std::strerror(errno) +
-                             "; name a folder that holds etc, proc and sys");
+    throw TError(root + ": cannot be read as a system tree: " + std::strerror(errno) +
+                 "; name a folder that holds etc, proc and sys");
   }
   live = IsSameFolder(this->root.Get(), "/");
 }

@@ -26,7 +26,7 @@ struct TRead {
 // threads at once.
 class TTree {
  public:
-  // Throws std::runtime_error when `root` is no folder that can be opened.
+  // Throws TError when `root` is no folder that can be opened.
   explicit TTree(const std::string& root);
 
   // Whether this is the running system, whose devices can be asked as well.

@@ -1,7 +1,7 @@
 // The entry of svcheck-collect.dll, and the collector behind it.
 #include <filesystem>
-#include <stdexcept>
 
+#include "base/error.h"
 #include "collect/cim_xml.h"
 #include "collect/collector.h"
 #include "collect/windows/windows_sources.h"
@@ -14,9 +14,9 @@ class TWindowsCollector : public ICollector {
   Outcome Collect(const Options& options) const override {
     // "/", or "C:\", is the running system.
     if (std::filesystem::path(options.root).has_relative_path()) {
-      throw std::runtime_error("cannot read the system tree " + options.root +
-                               ": on Windows only the running system is read; run svcheck on Linux "
-                               "for a captured tree");
+      throw TError("cannot read the system tree " + options.root +
+                   ": on Windows only the running system is read; run svcheck on Linux "
+                   "for a captured tree");
     }
     const TInventory inventory = ReadWindowsMachine(*ThisWindowsMachine(), options.redact);
     return {ToCimXml(inventory.Instances()), inventory.Notes()};
@@ -27,7 +27,7 @@ class TWindowsCollector : public ICollector {
   }
 
   std::vector<std::string> Capture(const Options&, const TWrite&) const override {
-    throw std::runtime_error(
+    throw TError(
         "cannot write a capture: a Windows machine's inventory is not made of "
         "files; give its inventory instead, with --output FILE");
   }

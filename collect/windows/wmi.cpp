@@ -64,7 +64,7 @@ void MakeRequest(const TCom<IWbemServices>& services, std::uint8_t function, std
   TCom<IWbemClassObject> type, signature;
   Check(services->GetObject(TText(kControllerClass).Get(), 0, nullptr, type.Place(), nullptr));
   Check(type->GetMethod(L"RequestResponse", 0, signature.Place(), nullptr));
-  if (!signature) throw TComError(static_cast<HRESULT>(WBEM_E_INVALID_METHOD));
+  if (!signature) Check(static_cast<HRESULT>(WBEM_E_INVALID_METHOD));
   Check(signature->SpawnInstance(0, request.Place()));
   Put(request, L"NetworkFunction", function, VT_UI1);
   Put(request, L"Lun", 0, VT_UI1);
@@ -81,7 +81,7 @@ std::string Send(const TCom<IWbemServices>& services, const TCom<IWbemClassObjec
   Check(controller->Get(L"__RELPATH", 0, path.Get(), nullptr, nullptr));
   Check(services->ExecMethod(TText(path.Text()).Get(), TText("RequestResponse").Get(), 0, nullptr,
                              request.Get(), response.Place(), nullptr));
-  if (!response) throw TComError(static_cast<HRESULT>(WBEM_E_PROVIDER_FAILURE));
+  if (!response) Check(static_cast<HRESULT>(WBEM_E_PROVIDER_FAILURE));
   Check(response->Get(L"ResponseData", 0, data.Get(), nullptr, nullptr));
   return data.Bytes();
 }
@@ -108,7 +108,7 @@ TAnswer<std::vector<TRow>> TWmi::Instances(const std::string& space,
       if (!Next(found, object)) return answer;
       answer.value.push_back(RowOf(object));
     }
-  } catch (const TComError& error) {
+  } catch (const TError& error) {
     answer.problem = error.what();
   }
   return answer;
@@ -123,7 +123,7 @@ TAnswer<std::string> TWmi::AskController(std::uint8_t function, std::uint8_t com
     Connect(kDriverSpace, services);
     Select(services, kControllerClass, found);
     if (Next(found, controller)) answer.value = Send(services, controller, function, command);
-  } catch (const TComError& error) {
+  } catch (const TError& error) {
     answer.problem = error.what();
   }
   return answer;

@@ -6,6 +6,7 @@
 #include <windows.h>
 #include <memory>
 
+#include "base/error.h"
 #include "collect/windows/windows_machine.h"
 
 namespace svc::collect {
@@ -34,26 +35,15 @@ class TWmi {
 #include <oleauto.h>
 #include <wbemidl.h>
 
-#include <stdexcept>
 #include <string>
 
 #include "collect/native_text_windows.h"
 
 namespace svc::collect {
 
-// A failed call, told in the system's words.
-class TComError : public std::runtime_error {
- public:
-  explicit TComError(HRESULT result)
-      : std::runtime_error(SystemText(static_cast<unsigned long>(result))), result(result) {}
-  HRESULT Result() const { return result; }
-
- private:
-  HRESULT result;
-};
-
+// Throws TError for a call that failed, in the system's words.
 inline void Check(HRESULT result) {
-  if (FAILED(result)) throw TComError(result);
+  if (FAILED(result)) throw TError(SystemText(static_cast<unsigned long>(result)));
 }
 
 // A reference to an object, counted.

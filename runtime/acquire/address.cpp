@@ -120,9 +120,9 @@ std::string RepositoryAddress(std::string_view text) {
   const bool isHttp =
       boost::istarts_with(address, "http://") || boost::istarts_with(address, "https://");
   if (!isHttp || HostEnd(address) == HostBegin(address) || !IsPlain(address))
-    throw TFailure(EOutcome::kAddressUnusable,
-                   "\"" + ShownAddress(address) +
-                       "\" is no repository's address; it looks like https://server/folder");
+    throw DownloadError(EOutcome::kAddressUnusable,
+                        "\"" + ShownAddress(address) +
+                            "\" is no repository's address; it looks like https://server/folder");
   if (address.ends_with(std::string("/") + kManifestName))
     address.resize(address.size() - std::string_view(kManifestName).size());
   boost::trim_right_if(address, [](char c) { return c == '/'; });
@@ -164,11 +164,11 @@ TProxyChoice Given(const KPLAcquistion::HTTPProxyInfo& proxy) {
     return static_cast<unsigned char>(c) <= ' ' || c == 0x7F;
   });
   if (!isHost)
-    throw TFailure(EOutcome::kProxyUnusable, "the proxy has no host's name; give it one");
+    throw DownloadError(EOutcome::kProxyUnusable, "the proxy has no host's name; give it one");
   if (proxy.port < 1 || proxy.port > kMaxPort)
-    throw TFailure(EOutcome::kProxyUnusable, "the proxy " + proxy.host + " has the port " +
-                                                 std::to_string(proxy.port) +
-                                                 "; give it one from 1 to 65535");
+    throw DownloadError(EOutcome::kProxyUnusable, "the proxy " + proxy.host + " has the port " +
+                                                      std::to_string(proxy.port) +
+                                                      "; give it one from 1 to 65535");
   return {TProxyChoice::EKind::kGiven, proxy.host, proxy.port, proxy.user, proxy.password};
 }
 

@@ -34,7 +34,7 @@ inline std::string ShownAddress(std::string_view address) {
 // The repository's address and those of the files below it. Pure functions.
 
 // The address of the folder, without a slash at its end; that of the manifest is taken for its
-// folder's. Throws TFailure (kAddressUnusable) for what is not http or https.
+// folder's. Throws TError (kAddressUnusable) for what is not http or https.
 std::string RepositoryAddress(std::string_view text);
 
 // The address of a file. The path is plain; what an address cannot hold is written with "%".
@@ -51,7 +51,7 @@ std::string RepositoryKey(std::string_view address);
 
 // Which proxy a download goes through.
 
-// The program's own choice, else the plug-in's, else that of the environment. Throws TFailure
+// The program's own choice, else the plug-in's, else that of the environment. Throws TError
 // (kProxyUnusable).
 TProxyChoice ChooseProxy(const TDownloadJob& job);
 

@@ -67,10 +67,10 @@ TCertificateFile::TCertificateFile(const std::string& path)
   }
   engine.reset(count == 0 ? nullptr : EngineThatTrusts(store.get()));
   if (!engine)
-    throw TFailure(EOutcome::kNotTrusted,
-                   path +
-                       " holds no certificates that can be read; name a file of the PEM form "
-                       "with --ca-file FILE");
+    throw DownloadError(EOutcome::kNotTrusted,
+                        path +
+                            " holds no certificates that can be read; name a file of the PEM form "
+                            "with --ca-file FILE");
 }
 
 void TCertificateFile::Add(std::string_view block) {

@@ -22,7 +22,7 @@ struct TFreeEngine {
 // Immutable; one thread.
 class TCertificateFile {
  public:
-  // Reads a file of PEM blocks (RFC 7468). Throws TFailure (kNotTrusted).
+  // Reads a file of PEM blocks (RFC 7468). Throws TError (kNotTrusted).
   explicit TCertificateFile(const std::string& path);
 
   // Why a server's certificate is not to be trusted for that host; empty when it is.

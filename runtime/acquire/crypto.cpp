@@ -8,8 +8,8 @@
 #include <exception>
 #include <memory>
 #include <mutex>
-#include <stdexcept>
 
+#include "base/error.h"
 #include "base/shown_text.h"
 
 namespace svc::acquire {
@@ -23,14 +23,14 @@ int Algorithm(EHash hash) {
 }
 
 void Check(gcry_error_t error) {
-  if (error != 0) throw std::runtime_error(std::string("libgcrypt: ") + gcry_strerror(error));
+  if (error != 0) throw TError(std::string("libgcrypt: ") + gcry_strerror(error));
 }
 
 // libgcrypt ends the process where it finds no memory. The program shall say so and leave nothing
 // behind, which is what its handler of std::terminate does.
 void EndProcess(void* /*unused*/, int /*error*/, const char* text) noexcept {
   try {
-    throw std::runtime_error(std::string("libgcrypt cannot go on: ") + text);
+    throw TError(std::string("libgcrypt cannot go on: ") + text);
   } catch (...) {
     std::terminate();
   }
@@ -53,7 +53,7 @@ void StartCrypto() {
   std::call_once(once, [] {
     gcry_set_fatalerror_handler(EndProcess, nullptr);
     if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) != 0) return;
-    if (gcry_check_version("1.9.0") == nullptr) throw std::runtime_error("libgcrypt is too old");
+    if (gcry_check_version("1.9.0") == nullptr) throw TError("libgcrypt is too old");
     gcry_set_log_handler(Tell, nullptr);
     gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
     gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
@@ -109,7 +109,7 @@ using TCurve = std::unique_ptr<gcry_context, TRelease>;
 TCurve Edwards25519() {
   gcry_ctx_t curve = nullptr;
   if (gcry_mpi_ec_new(&curve, nullptr, "Ed25519") != 0)
-    throw std::runtime_error("libgcrypt does not offer Ed25519");
+    throw TError("libgcrypt does not offer Ed25519");
   return TCurve(curve);
 }
 
@@ -117,7 +117,7 @@ TNumber FromLittleEndian(std::string_view bytes) {
   const std::string bigEndian(bytes.rbegin(), bytes.rend());
   gcry_mpi_t number = nullptr;
   if (gcry_mpi_scan(&number, GCRYMPI_FMT_USG, bigEndian.data(), bigEndian.size(), nullptr) != 0)
-    throw std::runtime_error("libgcrypt cannot read a number");
+    throw TError("libgcrypt cannot read a number");
   return TNumber(number);
 }
 

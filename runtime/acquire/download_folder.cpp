@@ -67,8 +67,8 @@ void Await(int descriptor, const std::string& path, std::chrono::milliseconds li
   while (!TryLock(descriptor, path)) {
     watch.Check();
     if (watch.Now() > end)
-      throw TFailure(EOutcome::kLocked, "another download into the same folder still holds " +
-                                            path + "; wait for it to end, or end it");
+      throw DownloadError(EOutcome::kLocked, "another download into the same folder still holds " +
+                                                 path + "; wait for it to end, or end it");
     watch.Sleep(kPause);
   }
 }

@@ -16,7 +16,7 @@ namespace svc::acquire {
 // ends in any way. The file itself stays. One thread.
 class TFolderLock {
  public:
-  // Waits for whoever holds it. Throws TFailure (kLocked, kFolderUnwritable, those of the watch).
+  // Waits for whoever holds it. Throws TError (kLocked, kFolderUnwritable, those of the watch).
   TFolderLock(const std::string& path, std::chrono::milliseconds limit, const TWatch& watch);
   ~TFolderLock();
   TFolderLock(const TFolderLock&) = delete;
@@ -30,7 +30,7 @@ class TFolderLock {
 // "F.lock". Nothing but whole, verified files ever stands in the folder itself.
 
 // Belongs to one download from its making to its end: others wait. One thread. Operations throw
-// TFailure.
+// TError.
 class TDownloadFolder {
  public:
   // Makes what is missing, waits for other downloads, and clears what killed ones left.
@@ -58,11 +58,11 @@ class TDownloadFolder {
 
 // A file that stands for a lock, as each system knows it.
 
-// Opens the file, made when it is missing. The caller closes it. Throws TFailure
+// Opens the file, made when it is missing. The caller closes it. Throws TError
 // (kFolderUnwritable).
 int OpenLockFile(const std::string& path);
 
-// False while another process holds the lock. Throws TFailure (kFolderUnwritable).
+// False while another process holds the lock. Throws TError (kFolderUnwritable).
 bool TryLock(int descriptor, const std::string& path);
 
 // Gives the lock back as well.

@@ -14,20 +14,20 @@ struct DownloadManager::Settings : svc::acquire::TDownloadJob {};
 
 namespace {
 
+using svc::acquire::DownloadError;
 using svc::acquire::EOutcome;
 using svc::acquire::TDownloadJob;
-using svc::acquire::TFailure;
 using svc::acquire::TOutcome;
 using svc::acquire::TSettings;
 
 void CheckSettings(const TSettings& settings) {
   if (settings.repository.empty())
-    throw TFailure(EOutcome::kNoRepository,
-                   "no repository to download from; name one with --repository URL");
+    throw DownloadError(EOutcome::kNoRepository,
+                        "no repository to download from; name one with --repository URL");
   if (settings.publicKeyFile.empty() && !settings.allowUnsigned)
-    throw TFailure(EOutcome::kNoKey,
-                   "nothing says whom to trust; name the repository's public key with "
-                   "--repository-key FILE, or say --allow-unsigned");
+    throw DownloadError(EOutcome::kNoKey,
+                        "nothing says whom to trust; name the repository's public key with "
+                        "--repository-key FILE, or say --allow-unsigned");
 }
 
 void Run(const TDownloadJob& job, AcquireCallbackIfc& callback, TOutcome& outcome) {
@@ -42,10 +42,8 @@ TOutcome Download(const TDownloadJob& job, AcquireCallbackIfc& callback) {
   TOutcome outcome;
   try {
     Run(job, callback, outcome);
-  } catch (const TFailure& failure) {
-    outcome = {failure.Outcome(), failure.what()};
   } catch (const std::exception& failure) {
-    outcome = {EOutcome::kFailed, failure.what()};
+    outcome = {svc::acquire::OutcomeOf(failure), failure.what()};
   }
   return outcome;
 }

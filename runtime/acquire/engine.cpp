@@ -102,16 +102,14 @@ class TDownload {
   std::string repository;
 };
 
-TOutcome OutcomeOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback) {
+TOutcome EndOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback) {
   try {
     TProgressReport report(job, callback);
     return {EOutcome::kDone, "", TDownload(job, report).Run()};
-  } catch (const TFailure& failure) {
-    return {failure.Outcome(), failure.what()};
   } catch (const std::bad_alloc&) {
     return {EOutcome::kFailed, "there is not enough memory"};
   } catch (const std::exception& failure) {
-    return {EOutcome::kFailed, failure.what()};
+    return {OutcomeOf(failure), failure.what()};
   } catch (...) {
     return {EOutcome::kFailed, "the callback failed in a way of its own"};
   }
@@ -121,7 +119,7 @@ TOutcome OutcomeOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& c
 
 void RunDownload(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback,
                  TOutcome& outcome) noexcept {
-  outcome = OutcomeOf(job, callback);
+  outcome = EndOf(job, callback);
 }
 
 }  // namespace svc::acquire

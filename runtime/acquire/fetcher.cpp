@@ -48,8 +48,9 @@ class TFetcher::TErrand : public ITransferSink {
     const bool goesOn = response.status == 206 && response.rangeStart == target.Held();
     if (!goesOn && target.Held() != 0) target.StartOver();
     if (response.status == 206 && !goesOn)
-      throw TFailure(EOutcome::kBroken, ShownAddress(transfer.url) +
-                                            ": the server sent another part than it was asked for");
+      throw DownloadError(
+          EOutcome::kBroken,
+          ShownAddress(transfer.url) + ": the server sent another part than it was asked for");
     wasResumed = goesOn;
     if (response.length) target.CheckLength(Sum(target.Held(), *response.length));
     transfer.etag = IsStrong(response.etag) ? response.etag : "";
@@ -84,10 +85,10 @@ class TFetcher::TErrand : public ITransferSink {
     return true;
   }
 
-  TFailure RedirectFailure(const std::string& how) const {
-    return {EOutcome::kRedirected, "the server redirects the request for " +
-                                       ShownAddress(asked.front()) + " " + how +
-                                       "; ask its administrator"};
+  TError RedirectFailure(const std::string& how) const {
+    return DownloadError(EOutcome::kRedirected, "the server redirects the request for " +
+                                                    ShownAddress(asked.front()) + " " + how +
+                                                    "; ask its administrator");
   }
 
   void StartOver() {
@@ -156,11 +157,11 @@ void TFetcher::Settle(TErrand& errand, const TTransferResult& result) {
   if (result.end == ETransferEnd::kAnswered && errand.Follow(result.response)) return;
   try {
     Conclude(errand, result);
-  } catch (const TFailure& failure) {
-    if (!errand.MayTryAgain(result, failure.Outcome())) throw;
+  } catch (const TError& failure) {
+    if (!errand.MayTryAgain(result, OutcomeOf(failure))) throw;
     if (errand.attempts >= limits.attempts)
-      throw TFailure(failure.Outcome(), std::string(failure.what()) + " (tried " +
-                                            std::to_string(errand.attempts) + " times)");
+      throw DownloadError(OutcomeOf(failure), std::string(failure.what()) + " (tried " +
+                                                  std::to_string(errand.attempts) + " times)");
     const std::chrono::milliseconds asked =
         std::clamp(result.response.retryAfter, std::chrono::seconds(0), kLongestPause);
     errand.due = watch.Now() + std::max(PauseAfter(errand.attempts), asked);
@@ -191,39 +192,44 @@ std::string AdviceForStatus(int status) {
   return "try again later, or ask its administrator";
 }
 
-TFailure RefusalOf(const TTransferResult& result, const std::string& address) {
+TError RefusalOf(const TTransferResult& result, const std::string& address) {
   const TResponse& response = result.response;
   if (response.status >= 300 && response.status < 400 && !response.redirect.empty())
-    return {EOutcome::kRedirected, address + " sends to another server, " +
-                                       ShownAddress(response.redirect) +
-                                       "; if that is right, name that one as the repository"};
-  return {EOutcome::kServerRefused, "the server answered for " + address + " with status " +
-                                        std::to_string(response.status) + "; " +
-                                        AdviceForStatus(response.status)};
+    return DownloadError(EOutcome::kRedirected,
+                         address + " sends to another server, " + ShownAddress(response.redirect) +
+                             "; if that is right, name that one as the repository");
+  return DownloadError(EOutcome::kServerRefused, "the server answered for " + address +
+                                                     " with status " +
+                                                     std::to_string(response.status) + "; " +
+                                                     AdviceForStatus(response.status));
 }
 
 }  // namespace
 
-TFailure FailureOf(const TTransferResult& result) {
+TError FailureOf(const TTransferResult& result) {
   const std::string address = ShownAddress(result.transfer->url);
   const std::string reason = " (" + result.reason + ")";
   switch (result.end) {
     case ETransferEnd::kUnreachable:
-      return {EOutcome::kUnreachable, address + " cannot be reached" + reason +
-                                          "; check the network, the address and the proxy"};
+      return DownloadError(EOutcome::kUnreachable,
+                           address + " cannot be reached" + reason +
+                               "; check the network, the address and the proxy");
     case ETransferEnd::kNotTrusted:
-      return {EOutcome::kNotTrusted, "the certificate behind " + address + " cannot be verified" +
-                                         reason + "; name the authority's own with --ca-file FILE"};
+      return DownloadError(EOutcome::kNotTrusted,
+                           "the certificate behind " + address + " cannot be verified" + reason +
+                               "; name the authority's own with --ca-file FILE");
     case ETransferEnd::kProxyRefused:
-      return {EOutcome::kProxyRefused, "the proxy does not let " + address + " through" + reason +
-                                           "; check its address, user and password"};
+      return DownloadError(EOutcome::kProxyRefused, "the proxy does not let " + address +
+                                                        " through" + reason +
+                                                        "; check its address, user and password");
     case ETransferEnd::kTooSlow:
-      return {EOutcome::kTooSlow, address + " took too long" + reason + "; try again later"};
+      return DownloadError(EOutcome::kTooSlow,
+                           address + " took too long" + reason + "; try again later");
     case ETransferEnd::kAnswered:
       return RefusalOf(result, address);
     default:
-      return {EOutcome::kBroken,
-              "the transfer of " + address + " broke off" + reason + "; try again later"};
+      return DownloadError(EOutcome::kBroken, "the transfer of " + address + " broke off" + reason +
+                                                  "; try again later");
   }
 }
 
@@ -247,9 +253,9 @@ std::string FetchSignature(TFetcher& fetcher) {
   TTextTarget signature(std::string(kManifestName) + kSignatureSuffix, kMaxSignatureText);
   try {
     fetcher.Fetch({&signature});
-  } catch (const TFailure& failure) {
-    if (failure.Outcome() != EOutcome::kServerRefused) throw;
-    throw TFailure(
+  } catch (const TError& failure) {
+    if (OutcomeOf(failure) != EOutcome::kServerRefused) throw;
+    throw DownloadError(
         EOutcome::kUnsigned,
         "the repository is not signed, as far as can be seen: " + std::string(failure.what()) +
             "; nothing was taken from it. --allow-unsigned instead of a key takes it");

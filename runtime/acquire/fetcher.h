@@ -20,7 +20,7 @@
 
 namespace svc::acquire {
 
-// What a file's bytes are for. Operations throw TFailure to end the whole download.
+// What a file's bytes are for. Operations throw TError to end the whole download.
 class IFetchTarget {
  public:
   virtual ~IFetchTarget() = default;
@@ -33,7 +33,7 @@ class IFetchTarget {
   // The server says how long the file is.
   virtual void CheckLength(std::uint64_t length) = 0;
   virtual void Append(std::string_view bytes) = 0;
-  // Nothing more comes. Throws TFailure (kBroken) when that was too early.
+  // Nothing more comes. Throws TError (kBroken) when that was too early.
   virtual void Finish() = 0;
 };
 
@@ -44,7 +44,7 @@ class TFetcher {
            const TWatch& watch);
   ~TFetcher();
 
-  // Gets every target or throws TFailure; then nothing is under way any more. The targets before
+  // Gets every target or throws TError; then nothing is under way any more. The targets before
   // the failure are finished or not, each for itself.
   void Fetch(const std::vector<IFetchTarget*>& targets);
 
@@ -68,7 +68,7 @@ class TFetcher {
 // What the end of a transfer means: whether to try again, and what to say when that is no use.
 
 // REQUIRES: the transfer did not bring the file.
-TFailure FailureOf(const TTransferResult& result);
+TError FailureOf(const TTransferResult& result);
 
 // Whether the same request may go well later.
 bool MayPass(const TTransferResult& result);
@@ -76,7 +76,7 @@ bool MayPass(const TTransferResult& result);
 // Getting the manifest of a repository, as its publisher signed it.
 
 // Fetches the manifest; with a key also its signature, which is verified before anything of the
-// manifest is read. Throws TFailure.
+// manifest is read. Throws TError.
 TManifest FetchManifest(TFetcher& fetcher, const TLimits& limits,
                         const std::optional<TPublicKey>& key);
 

@@ -35,7 +35,7 @@ struct TManifest {
   std::vector<TManifestFile> files;
 };
 
-// Throws TFailure (kBadManifest) that names the member at fault. Members that are not known are
+// Throws TError (kBadManifest) that names the member at fault. Members that are not known are
 // passed over.
 TManifest ParseManifest(std::string_view text);
 
@@ -53,20 +53,20 @@ struct TSelection {
 
 bool IsSelected(const TManifestFile& file, const TSelection& selection);
 
-// The files to have, each once, in the manifest's order. Throws TFailure (kBadManifest) where two
+// The files to have, each once, in the manifest's order. Throws TError (kBadManifest) where two
 // different files would have one name, on a system that does not tell "A" from "a" either.
 std::vector<TManifestFile> Select(const TManifest& manifest, const TSelection& selection);
 
 // Which manifest is good enough to go by.
 
-// Reads a file of one public key. Throws TFailure (kKeyUnusable).
+// Reads a file of one public key. Throws TError (kKeyUnusable).
 TPublicKey ReadPublicKey(const std::string& path);
 
-// Throws TFailure (kExpired, kTooLarge) for a manifest that is past its date or has a file beyond
+// Throws TError (kExpired, kTooLarge) for a manifest that is past its date or has a file beyond
 // the limits.
 void CheckManifest(const TManifest& manifest, std::chrono::sys_seconds now, const TLimits& limits);
 
-// Throws TFailure (kRolledBack).
+// Throws TError (kRolledBack).
 void CheckSerial(const TManifest& manifest, std::uint64_t last);
 
 // Which names from outside may become names of files. Pure functions.

@@ -35,17 +35,17 @@ std::optional<std::string> DecodeLine(std::string_view line, std::size_t size) {
   return bytes;
 }
 
-TFailure BadSignature(const std::string& why) {
-  return {EOutcome::kBadSignature, "the manifest's signature " + why};
+TError BadSignature(const std::string& why) {
+  return DownloadError(EOutcome::kBadSignature, "the manifest's signature " + why);
 }
 
 }  // namespace
 
-TPublicKey ParsePublicKey(std::string_view text) {
+TPublicKey ParsePublicKey(std::string_view text, const std::string& place) {
   if (text.starts_with(kUntrusted)) TakeLine(text);
   const auto bytes = DecodeLine(TakeLine(text), 2 + kIdSize + kEd25519KeySize);
   if (!bytes || !bytes->starts_with(kLegacy))
-    throw TFailure(EOutcome::kKeyUnusable, "this is no public key of minisign");
+    throw DownloadError(EOutcome::kKeyUnusable, place + "this is no public key of minisign");
   return {bytes->substr(2, kIdSize), bytes->substr(2 + kIdSize)};
 }
 

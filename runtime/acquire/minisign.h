@@ -26,13 +26,14 @@ struct TSignature {
   std::string globalSignature;  // 64 bytes: of the signature and the trusted comment.
 };
 
-// Reads the text of a key file, or its second line alone. Throws TFailure (kKeyUnusable).
-TPublicKey ParsePublicKey(std::string_view text);
+// Reads the text of a key file, or its second line alone. Throws TError
+// (kKeyUnusable), whose text begins with the place.
+TPublicKey ParsePublicKey(std::string_view text, const std::string& place = {});
 
-// Throws TFailure (kBadSignature).
+// Throws TError (kBadSignature).
 TSignature ParseSignature(std::string_view text);
 
-// Returns when the key's owner signed both the message and the trusted comment; throws TFailure
+// Returns when the key's owner signed both the message and the trusted comment; throws TError
 // (kBadSignature) otherwise.
 void VerifySignature(const TPublicKey& key, const TSignature& signature, std::string_view message);
 

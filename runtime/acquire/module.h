@@ -10,7 +10,7 @@
 namespace svc::acquire {
 
 // The address of a function that the module exports under a C name. The module lies beside this
-// library and stays loaded until the process ends. Throws TFailure (kIncomplete).
+// library and stays loaded until the process ends. Throws TError (kIncomplete).
 ACQUIRE_API void* FindInModule(const std::string& module, const char* function);
 
 }  // namespace svc::acquire

@@ -14,11 +14,12 @@ std::string FolderOfThisLibrary() {
   return slash == std::string::npos ? "." : path.substr(0, slash);
 }
 
-TFailure Missing(const std::string& path) {
+TError Missing(const std::string& path) {
   const char* reason = dlerror();
-  return {EOutcome::kIncomplete, "part of the installation cannot be loaded: " +
-                                     (reason != nullptr ? std::string(reason) : path) +
-                                     "; install the program again, with its libraries"};
+  return DownloadError(EOutcome::kIncomplete,
+                       "part of the installation cannot be loaded: " +
+                           (reason != nullptr ? std::string(reason) : path) +
+                           "; install the program again, with its libraries");
 }
 
 }  // namespace

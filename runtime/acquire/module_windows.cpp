@@ -17,10 +17,11 @@ std::wstring FolderOfThisLibrary() {
   return slash == std::wstring::npos ? L"." : path.substr(0, slash);
 }
 
-TFailure Missing(const std::string& module) {
-  return {EOutcome::kIncomplete, "part of the installation cannot be loaded: " + module +
-                                     ".dll (error " + std::to_string(GetLastError()) +
-                                     "); install the program again, with its libraries"};
+TError Missing(const std::string& module) {
+  return DownloadError(EOutcome::kIncomplete,
+                       "part of the installation cannot be loaded: " + module + ".dll (error " +
+                           std::to_string(GetLastError()) +
+                           "); install the program again, with its libraries");
 }
 
 }  // namespace

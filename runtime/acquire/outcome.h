@@ -2,10 +2,10 @@
 #ifndef RUNTIME_ACQUIRE_OUTCOME_H_
 #define RUNTIME_ACQUIRE_OUTCOME_H_
 
-#include <stdexcept>
+#include <exception>
 #include <string>
 
-#include "host/hskcore/export.h"
+#include "base/error.h"
 
 namespace svc::acquire {
 
@@ -30,6 +30,7 @@ enum class EOutcome : int {
   kTooSlow = 25,        // A time limit passed.
   kBroken = 26,         // Transfers broke off again and again.
 
+  // The repository's own faults.
   kUnsigned = 30,      // The repository has no signature.
   kBadSignature = 31,  // The signature is not that of the key, or not of this manifest.
   kBadManifest = 32,   // The manifest does not say what it must.
@@ -38,6 +39,7 @@ enum class EOutcome : int {
   kBadContent = 35,    // A file is not the one that the manifest describes.
   kTooLarge = 36,      // More than this program takes.
 
+  // This machine's.
   kFolderUnwritable = 40,  // The download folder or its neighbours cannot be written.
   kDiskFull = 41,
   kLocked = 42,         // Another download did not end in time.
@@ -48,15 +50,20 @@ enum class EOutcome : int {
 };
 
 // Ends a download. The text is one line for the administrator: what happened, where, what to do.
-class HOST_INTERFACE TFailure : public std::runtime_error {
- public:
-  TFailure(EOutcome outcome, const std::string& text)
-      : std::runtime_error(text), outcome(outcome) {}
-  EOutcome Outcome() const noexcept { return outcome; }
+inline TError DownloadError(EOutcome outcome, const std::string& text) {
+  const bool isRepositorys =
+      outcome >= EOutcome::kUnsigned && outcome < EOutcome::kFolderUnwritable;
+  return TError(text, isRepositorys ? EErrorKind::kRepository : EErrorKind::kDownload,
+                static_cast<int>(outcome));
+}
 
- private:
-  EOutcome outcome;
-};
+// kFailed for an exception that says nothing of downloads.
+inline EOutcome OutcomeOf(const std::exception& error) noexcept {
+  const auto* own = dynamic_cast<const TError*>(&error);
+  const bool isOurs = own != nullptr && (own->Kind() == EErrorKind::kDownload ||
+                                         own->Kind() == EErrorKind::kRepository);
+  return isOurs ? static_cast<EOutcome>(own->Number()) : EOutcome::kFailed;
+}
 
 }  // namespace svc::acquire
 

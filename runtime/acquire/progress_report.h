@@ -83,14 +83,16 @@ class TWatch {
   TClock::time_point Now() const { return time.Now(); }
   void Sleep(std::chrono::milliseconds pause) const { time.Sleep(pause); }
 
-  // Throws TFailure (kInterrupted, kTooSlow).
+  // Throws TError (kInterrupted, kTooSlow).
   void Check() const {
     if (stopRequested && stopRequested())
-      throw TFailure(EOutcome::kInterrupted, "stopped before it was done; start it again to go on");
+      throw DownloadError(EOutcome::kInterrupted,
+                          "stopped before it was done; start it again to go on");
     if (Now() > end)
-      throw TFailure(EOutcome::kTooSlow,
-                     "the whole download took longer than its time limit; what arrived is kept, "
-                     "start it again to go on");
+      throw DownloadError(
+          EOutcome::kTooSlow,
+          "the whole download took longer than its time limit; what arrived is kept, "
+          "start it again to go on");
   }
 
  private:

@@ -16,8 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TFailure Unusable(const std::string& path, const std::string& why) {
-  return {EOutcome::kStateUnusable, path + ", which says what was accepted last, " + why};
+TError Unusable(const std::string& path, const std::string& why) {
+  return DownloadError(EOutcome::kStateUnusable,
+                       path + ", which says what was accepted last, " + why);
 }
 
 struct TNote {
@@ -95,8 +96,8 @@ void TSerialStore::Accept(std::uint64_t serial) {
     file.Write(state.dump() + "\n");
     file.Publish(path);
     SyncFolder(folder);
-  } catch (const TFailure& failure) {
-    if (failure.Outcome() == EOutcome::kDiskFull) throw;
+  } catch (const TError& failure) {
+    if (OutcomeOf(failure) == EOutcome::kDiskFull) throw;
     throw Unusable(path, std::string("cannot be written: ") + failure.what());
   }
   std::error_code ignored;  // One that stays counts as before, and says no more than the new one.

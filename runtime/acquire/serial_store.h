@@ -12,7 +12,7 @@ namespace svc::acquire {
 // One small file for each repository, in the folder "repositories" of the state folder, named after
 // the one form of its address. Files of other forms, which were once kept for each spelling, count
 // as well until a manifest is accepted; then the one file takes their place. One thread; several
-// processes may use the folder. Operations throw TFailure (kStateUnusable, kDiskFull).
+// processes may use the folder. Operations throw TError (kStateUnusable, kDiskFull).
 class TSerialStore {
  public:
   // REQUIRES: the address is in the form that messages show it in.

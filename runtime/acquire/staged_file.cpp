@@ -8,23 +8,24 @@
 namespace svc::acquire {
 namespace {
 
-[[noreturn]] void Fail(const std::string& path, const files::TFileError& error) {
+[[noreturn]] void Fail(const std::string& path, const TError& error) {
   const std::string text = path + " cannot be written: " + error.what();
   if (IsWantOfRoom(error))
-    throw TFailure(EOutcome::kDiskFull, text + "; make room there and start again");
+    throw DownloadError(EOutcome::kDiskFull, text + "; make room there and start again");
   if (error.Number() == EXDEV)
-    throw TFailure(EOutcome::kFolderUnwritable,
-                   path +
-                       " is a file system of its own; a download needs the same one for the folder "
-                       "and its neighbours: mount the parent folder instead");
-  throw TFailure(EOutcome::kFolderUnwritable, text);
+    throw DownloadError(
+        EOutcome::kFolderUnwritable,
+        path +
+            " is a file system of its own; a download needs the same one for the folder "
+            "and its neighbours: mount the parent folder instead");
+  throw DownloadError(EOutcome::kFolderUnwritable, text);
 }
 
 template <typename TAction>
 void Do(const std::string& path, const TAction& action) {
   try {
     action();
-  } catch (const files::TFileError& error) {
+  } catch (const TError& error) {
     Fail(path, error);
   }
 }

@@ -12,7 +12,7 @@
 namespace svc::acquire {
 
 // A file that is written beside its place and moved there when it is whole. Not published, it is
-// removed with the object. One thread. Every operation throws TFailure (kDiskFull,
+// removed with the object. One thread. Every operation throws TError (kDiskFull,
 // kFolderUnwritable).
 class TStagedFile {
  public:
@@ -36,7 +36,7 @@ class TStagedFile {
 // Makes the names in a folder stable.
 void SyncFolder(const std::string& folder);
 
-// Makes a folder with its parents, their names stable. Throws TFailure.
+// Makes a folder with its parents, their names stable. Throws TError.
 void MakeFolders(const std::string& folder);
 
 // A plain file (not a link to one) that is open for reading.

@@ -18,8 +18,9 @@ namespace svc::acquire {
 namespace {
 
 // REQUIRES: errno is that of the failure.
-TFailure CannotWrite(const std::string& path) {
-  return {EOutcome::kFolderUnwritable, path + " cannot be written: " + std::strerror(errno)};
+TError CannotWrite(const std::string& path) {
+  return DownloadError(EOutcome::kFolderUnwritable,
+                       path + " cannot be written: " + std::strerror(errno));
 }
 
 }  // namespace
@@ -77,15 +78,16 @@ std::string_view TPlainFile::Read(std::string& buffer) {
 int OpenLockFile(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
   if (descriptor < 0)
-    throw TFailure(EOutcome::kFolderUnwritable,
-                   path + " cannot be opened: " + std::strerror(errno));
+    throw DownloadError(EOutcome::kFolderUnwritable,
+                        path + " cannot be opened: " + std::strerror(errno));
   return descriptor;
 }
 
 bool TryLock(int descriptor, const std::string& path) {
   if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) return true;
   if (errno == EWOULDBLOCK || errno == EINTR) return false;
-  throw TFailure(EOutcome::kFolderUnwritable, path + " cannot be locked: " + std::strerror(errno));
+  throw DownloadError(EOutcome::kFolderUnwritable,
+                      path + " cannot be locked: " + std::strerror(errno));
 }
 
 void CloseLockFile(int descriptor) noexcept { close(descriptor); }

@@ -25,7 +25,7 @@ void MakeFolders(const std::string& folder) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
   if (std::filesystem::is_directory(path)) return;
-  throw TFailure(EOutcome::kFolderUnwritable, folder + " cannot be made: " + error.message());
+  throw DownloadError(EOutcome::kFolderUnwritable, folder + " cannot be made: " + error.message());
 }
 
 TPlainFile::TPlainFile(const std::string& path) : descriptor(-1), isMissing(false) {
@@ -65,8 +65,8 @@ int OpenLockFile(const std::string& path) {
   int descriptor = -1;
   if (_wsopen_s(&descriptor, Widen(path).c_str(), _O_RDWR | _O_CREAT | _O_BINARY | _O_NOINHERIT,
                 _SH_DENYNO, _S_IREAD | _S_IWRITE) != 0)
-    throw TFailure(EOutcome::kFolderUnwritable,
-                   path + " cannot be opened: " + SystemText(_doserrno));
+    throw DownloadError(EOutcome::kFolderUnwritable,
+                        path + " cannot be opened: " + SystemText(_doserrno));
   return descriptor;
 }
 
@@ -74,7 +74,8 @@ int OpenLockFile(const std::string& path) {
 bool TryLock(int descriptor, const std::string& path) {
   if (_locking(descriptor, _LK_NBLCK, 1) == 0) return true;
   if (errno == EACCES || errno == EDEADLK) return false;
-  throw TFailure(EOutcome::kFolderUnwritable, path + " cannot be locked: " + SystemText(_doserrno));
+  throw DownloadError(EOutcome::kFolderUnwritable,
+                      path + " cannot be locked: " + SystemText(_doserrno));
 }
 
 void CloseLockFile(int descriptor) noexcept { _close(descriptor); }

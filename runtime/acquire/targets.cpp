@@ -5,18 +5,18 @@
 namespace svc::acquire {
 namespace {
 
-TFailure WrongFile(const TManifestFile& file, const std::string& what) {
-  return {EOutcome::kBadContent, file.path +
-                                     " is not the file that the manifest describes: " + what +
-                                     "; the repository is being changed or was tampered with"};
+TError WrongFile(const TManifestFile& file, const std::string& what) {
+  return DownloadError(EOutcome::kBadContent,
+                       file.path + " is not the file that the manifest describes: " + what +
+                           "; the repository is being changed or was tampered with");
 }
 
 }  // namespace
 
 void TTextTarget::CheckLength(std::uint64_t length) {
   if (length > limit)
-    throw TFailure(EOutcome::kTooLarge, path + " is longer than the " + std::to_string(limit) +
-                                            " bytes that this program takes");
+    throw DownloadError(EOutcome::kTooLarge, path + " is longer than the " + std::to_string(limit) +
+                                                 " bytes that this program takes");
 }
 
 void TTextTarget::Append(std::string_view bytes) {
@@ -60,8 +60,9 @@ void TFileTarget::Append(std::string_view bytes) {
 
 void TFileTarget::Finish() {
   if (held < file.size)
-    throw TFailure(EOutcome::kBroken, file.path + " ended after " + std::to_string(held) + " of " +
-                                          std::to_string(file.size) + " bytes; try again later");
+    throw DownloadError(EOutcome::kBroken, file.path + " ended after " + std::to_string(held) +
+                                               " of " + std::to_string(file.size) +
+                                               " bytes; try again later");
   if (!staged) CheckLength(file.size);
   if (ToHex(hasher.Digest()) != file.sha256) throw WrongFile(file, "its SHA-256 is another");
   staged->Publish(publishedPath);

@@ -4,9 +4,9 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <cstdlib>
 #include <mutex>
-#include <stdexcept>
 #include <vector>
 
+#include "base/error.h"
 #include "runtime/acquire/transport.h"
 #include "runtime/acquire/transport_curl.h"
 
@@ -30,8 +30,7 @@ void StartCurl() {
   static std::once_flag once;
   std::call_once(once, [] {
     for (const char* variable : kDangerousVariables) unsetenv(variable);
-    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
-      throw std::runtime_error("libcurl does not start");
+    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) throw TError("libcurl does not start");
   });
 }
 
@@ -81,7 +80,7 @@ class TExchange {
   template <typename TValue>
   void Set(CURLoption option, TValue value) {
     if (curl_easy_setopt(easy.get(), option, value) != CURLE_OK)
-      throw std::runtime_error("libcurl does not take option " + std::to_string(option));
+      throw TError("libcurl does not take option " + std::to_string(option));
   }
 
   void SetRequest() {
@@ -220,7 +219,7 @@ class TCurlTransport : public ITransport {
   explicit TCurlTransport(const TTransportOptions& options) : options(options) {
     StartCurl();
     multi = curl_multi_init();
-    if (multi == nullptr) throw std::runtime_error("libcurl does not start");
+    if (multi == nullptr) throw TError("libcurl does not start");
     curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, kConnections);
   }
 

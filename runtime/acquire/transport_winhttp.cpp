@@ -4,9 +4,9 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <charconv>
 #include <memory>
-#include <stdexcept>
 #include <vector>
 
+#include "base/error.h"
 #include "runtime/acquire/native_text_windows.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/transport.h"
@@ -50,7 +50,7 @@ TInternet OpenSession(const TTransportOptions& options, TCredentials& credential
                                 WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC));
   if (!session ||
       WinHttpSetStatusCallback(session.get(), OnNews, kTold, 0) == WINHTTP_INVALID_STATUS_CALLBACK)
-    throw std::runtime_error("WinHTTP does not start: " + SystemText(GetLastError()));
+    throw TError("WinHTTP does not start: " + SystemText(GetLastError()));
   return session;
 }
 
@@ -125,9 +125,9 @@ namespace {
 constexpr std::string_view kScheme = "http://";
 constexpr const char* kUsualPort = "1080";  // As the proxy options of other programs have it.
 
-TFailure Unusable(const std::string& address) {
-  return {EOutcome::kProxyUnusable,
-          "\"" + address + "\" is no proxy's address; it looks like http://host:port"};
+TError Unusable(const std::string& address) {
+  return DownloadError(EOutcome::kProxyUnusable,
+                       "\"" + address + "\" is no proxy's address; it looks like http://host:port");
 }
 
 // The part behind the scheme, without what follows the server.

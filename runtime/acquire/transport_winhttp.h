@@ -20,7 +20,7 @@ struct TWinHttpProxy {
   TCredentials credentials;
 };
 
-// REQUIRES: the kind is kGiven. Throws TFailure (kProxyUnusable) for an address that makes no
+// REQUIRES: the kind is kGiven. Throws TError (kProxyUnusable) for an address that makes no
 // sense, or one of a proxy that is none of HTTP. Pure.
 TWinHttpProxy WinHttpProxyOf(const TProxyChoice& choice);
 

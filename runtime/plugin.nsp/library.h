@@ -11,7 +11,7 @@ using TLibrary = void*;
 // Whether the path means the same file whatever the current folder is.
 bool IsAbsolutePath(const std::string& path);
 
-// Throws TPluginLoadError, also where the file, a folder above it or a link on the way to it is
+// Throws TError, also where the file, a folder above it or a link on the way to it is
 // within reach of others.
 TLibrary OpenLibrary(const std::string& path);
 

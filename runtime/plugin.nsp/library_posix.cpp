@@ -7,6 +7,7 @@
 #include <exception>
 #include <system_error>
 
+#include "base/error.h"
 #include "base/path_walk.h"
 #include "base/read_file.h"
 #include "runtime/plugin.nsp/library.h"
@@ -22,7 +23,7 @@ constexpr unsigned long kProcessAttach = 1;
 using files::TDescriptor;
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& cause) {
-  throw TPluginLoadError("The plug-in \"" + path + "\" cannot be loaded: " + cause);
+  throw TError("The plug-in \"" + path + "\" cannot be loaded: " + cause);
 }
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
@@ -91,7 +92,7 @@ files::TPlace FindPlugin(const std::string& path) {
     files::TPlace place = files::Walk(path, rules);
     rules.CheckEnd(place);
     return place;
-  } catch (const files::TFileError& error) {
+  } catch (const TError& error) {
     Refuse(path, error.what());
   }
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <system_error>
 
+#include "base/error.h"
 #include "runtime/plugin.nsp/library.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 
@@ -12,7 +13,7 @@ namespace svc {
 namespace {
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& cause) {
-  throw TPluginLoadError("The plug-in \"" + path + "\" cannot be loaded: " + cause);
+  throw TError("The plug-in \"" + path + "\" cannot be loaded: " + cause);
 }
 
 std::wstring Wide(const std::string& text) {

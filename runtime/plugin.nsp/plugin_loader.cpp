@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "base/error.h"
 #include "runtime/plugin.nsp/library.h"
 
 namespace svc {
@@ -11,7 +12,7 @@ using NQRXHSK20::TPluginManagerProvider;
 
 TPluginManagerProvider* LoadPlugin(const std::string& path, TPluginManagerNamespace& manager) {
   if (!IsAbsolutePath(path)) {
-    throw TPluginLoadError("The plug-in \"" + path + "\" is not named by an absolute path");
+    throw TError("The plug-in \"" + path + "\" is not named by an absolute path");
   }
   const std::size_t before = manager.GetPlugins().size();
   const TLibrary library = OpenLibrary(path);
@@ -24,7 +25,7 @@ TPluginManagerProvider* LoadPlugin(const std::string& path, TPluginManagerNamesp
     CloseLibrary(library);
   }
   if (!failure.empty()) {
-    throw TPluginLoadError("The plug-in \"" + path + "\" cannot be used: " + failure);
+    throw TError("The plug-in \"" + path + "\" cannot be used: " + failure);
   }
   return plugins.back();
 }

@@ -2,19 +2,13 @@
 #ifndef RUNTIME_PLUGIN_NSP_PLUGIN_LOADER_H_
 #define RUNTIME_PLUGIN_NSP_PLUGIN_LOADER_H_
 
-#include <stdexcept>
 #include <string>
 
+#include "base/error.h"
 #include "host/hskcore/export.h"
 #include "host/plugin.nsp/plugin_manager.h"
 
 namespace svc {
-
-// Why a library was not taken as a plug-in: what, where, and what to do.
-class HOST_INTERFACE TPluginLoadError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 // Loads a library, which registers its plug-in with the manager that TRootObject knows, and gives
 // the provider registered last. The library stays loaded until the process ends, for its plug-in's
@@ -28,7 +22,7 @@ class HOST_INTERFACE TPluginLoadError : public std::runtime_error {
 // program's mode, all of it must belong to root. (On Windows the folder's access list is what
 // protects it.)
 //
-// Throws TPluginLoadError. REQUIRES: `manager` is the installed plug-in manager; no other thread
+// Throws TError. REQUIRES: `manager` is the installed plug-in manager; no other thread
 // registers plug-ins.
 PLUGIN_NSP_API NQRXHSK20::TPluginManagerProvider* LoadPlugin(
     const std::string& path, NQRXHSK20::TPluginManagerNamespace& manager);

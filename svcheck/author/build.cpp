@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "base/error.h"
 #include "host/hskcore/exception.h"
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
@@ -25,22 +26,22 @@ namespace {
 
 void CheckCommand(const TCommand& command) {
   if (command.drivers.empty() && command.firmware.empty()) {
-    throw TFailure("there is nothing to build of: give --drivers PATH or --firmware FILE.csv",
-                   kExitUsage);
+    throw TError("there is nothing to build of: give --drivers PATH or --firmware FILE.csv",
+                 EErrorKind::kUsage);
   }
   if (!command.drivers.empty() && command.machineTypes.empty()) {
-    throw TFailure("no machine type: name those that the drivers are for, --machine 4638",
-                   kExitUsage);
+    throw TError("no machine type: name those that the drivers are for, --machine 4638",
+                 EErrorKind::kUsage);
   }
   for (const std::string& type : command.machineTypes) {
     if (IsMachineType(type)) continue;
-    throw TFailure("--machine \"" + type + "\" is no machine type; give it alone, as 4638",
-                   kExitUsage);
+    throw TError("--machine \"" + type + "\" is no machine type; give it alone, as 4638",
+                 EErrorKind::kUsage);
   }
   for (const std::string& system : command.systems) {
     if (IsSystem(system)) continue;
-    throw TFailure(fmt::format("--os \"{}\" is unknown; there are {}", system, KnownSystems()),
-                   kExitUsage);
+    throw TError(fmt::format("--os \"{}\" is unknown; there are {}", system, KnownSystems()),
+                 EErrorKind::kUsage);
   }
 }
 
@@ -78,10 +79,10 @@ void AddFirmware(const TCommand& command, std::vector<TNewElement>& elements) {
       for (TNewElement& element : ReadFirmwareList({file.bytes.get(), file.size}, otherwise)) {
         elements.push_back(std::move(element));
       }
-    } catch (const TCsvError& error) {
-      throw TFailure(fmt::format("{}:{}: {}", path, error.line, error.what()));
+    } catch (const TError& error) {
+      throw TError(fmt::format("{}:{}: {}", path, error.Number(), error.what()));
     } catch (const NQRXHSK20::THSKException& error) {
-      throw TFailure("the list cannot be read: " + error.GetMessageText());
+      throw TError("the list cannot be read: " + error.GetMessageText());
     }
   }
 }
@@ -97,7 +98,7 @@ void CheckCatalogue(const std::string& text, const TCommand& command, const IPro
                                finding.detail));
   });
   if (CountOf(ESeverity::kError, findings) > 0) {
-    throw TFailure("the catalogue would have errors and is not written; mend what it is made of");
+    throw TError("the catalogue would have errors and is not written; mend what it is made of");
   }
 }
 
@@ -105,8 +106,8 @@ void MakeFolder(const std::string& folder) {
   std::error_code error;
   fs::create_directories(PathOf(folder), error);
   if (error) {
-    throw TFailure("cannot make the folder " + folder + ": " + error.message() +
-                   "; name one that can be written");
+    throw TError("cannot make the folder " + folder + ": " + error.message() +
+                 "; name one that can be written");
   }
 }
 
@@ -118,7 +119,7 @@ int BuildCatalogue(const TCommand& command, const IProgram& program) {
   AddFirmware(command, elements);
   AddDrivers(command, program, elements);
   if (elements.empty()) {
-    throw TFailure("nothing with a version was found, and no catalogue is written");
+    throw TError("nothing with a version was found, and no catalogue is written");
   }
   const std::string text = CatalogueText(elements);
   CheckCatalogue(text, command, program);

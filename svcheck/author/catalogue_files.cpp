@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/error.h"
 #include "host/hskcore/exception.h"
 #include "rules/download_files.h"
 #include "rules/names.h"
@@ -54,13 +55,13 @@ class TReading {
     try {
       std::string text = ReadText(path);
       if (const auto problem = Load(text, target)) {
-        throw TFailure(path.string() + ":" + std::to_string(problem->line) + ": " + problem->cause +
-                       "; mend it, or give another --data-dir");
+        throw TError(path.string() + ":" + std::to_string(problem->line) + ": " + problem->cause +
+                     "; mend it, or give another --data-dir");
       }
       WalkDocument(text.data(), text.size(), catalogue.classes);
     } catch (const NQRXHSK20::THSKException& error) {
-      throw TFailure("the definitions cannot be read: " + error.GetMessageText() +
-                     "; install svcheck whole, or give --data-dir DIR");
+      throw TError("the definitions cannot be read: " + error.GetMessageText() +
+                   "; install svcheck whole, or give --data-dir DIR");
     }
   }
 
@@ -106,21 +107,21 @@ std::vector<std::string> NamesIn(const fs::path& folder) {
     if (!entry->is_directory(error)) names.push_back(entry->path().filename().string());
   }
   if (error) {
-    throw TFailure("the catalogue " + folder.string() + " cannot be read: " + error.message() +
-                       "; give the folder of a catalogue",
-                   kExitCatalogue);
+    throw TError("the catalogue " + folder.string() + " cannot be read: " + error.message() +
+                     "; give the folder of a catalogue",
+                 EErrorKind::kCatalogue);
   }
   std::sort(names.begin(), names.end());
   return names;
 }
 
 [[noreturn]] void FailWithout(const fs::path& folder, bool isLive) {
-  throw TFailure(
+  throw TError(
       isLive ? folder.string() +
                    " holds no file with \"xml\" in its name, and live checks load no other"
              : folder.string() + " holds no " + rules::kIndexFile +
                    "; give the folder that does, or --live for a folder of downloaded descriptions",
-      kExitCatalogue);
+      EErrorKind::kCatalogue);
 }
 
 }  // namespace

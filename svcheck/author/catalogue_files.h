@@ -39,7 +39,7 @@ const TFile* FirstUnusable(const TCatalogue& catalogue);
 std::string WhyUnusable(const TFile& file);
 
 // Reads the catalogue of a folder: its index.xml or, for live checks, every file that these load.
-// `dataFolder` holds sv/sv.definitions.xml. Throws TFailure where there is no catalogue.
+// `dataFolder` holds sv/sv.definitions.xml. Throws TError where there is no catalogue.
 TCatalogue ReadCatalogue(const std::filesystem::path& folder, bool isLive,
                          const std::filesystem::path& dataFolder);
 // The same for one document in memory, as an index.xml.

@@ -34,7 +34,7 @@ class IProgram {
  public:
   virtual ~IProgram() = default;
   // "-" is standard output; a file is removed when the process is interrupted before it is whole.
-  // Throws TFailure.
+  // Throws TError.
   virtual std::unique_ptr<TOutput> Open(const std::string& path) const = 0;
   virtual void Report(const std::string& text) const = 0;
 };

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/error.h"
 #include "report/text.h"
 
 namespace svc::catalogue {
@@ -54,7 +55,7 @@ class TCsvReader {
     const std::size_t begin = at;
     while (at < text.size() && !IsAt(separator) && !IsAt('\n') && !IsAt('\r')) ++at;
     const std::string_view field = report::Trim(text.substr(begin, at - begin));
-    if (field.find('"') != field.npos) throw TCsvError(line, "a quote within an unquoted field");
+    if (field.find('"') != field.npos) throw TextError(line, "a quote within an unquoted field");
     return std::string(field);
   }
 
@@ -69,13 +70,13 @@ class TCsvReader {
       }
       field += text[at];
     }
-    throw TCsvError(begin, "a quote is not closed");
+    throw TextError(begin, "a quote is not closed");
   }
 
   std::string EndQuoted(std::string field) {
     while (IsAt(' ') || IsAt('\t')) ++at;
     if (at < text.size() && !IsAt(separator) && !IsAt('\n') && !IsAt('\r')) {
-      throw TCsvError(line, "text behind a quoted field");
+      throw TextError(line, "text behind a quoted field");
     }
     return field;
   }

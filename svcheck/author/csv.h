@@ -3,7 +3,6 @@
 #define SVCHECK_AUTHOR_CSV_H_
 
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,15 +14,9 @@ struct TCsvRow {
   std::vector<std::string> fields;
 };
 
-class TCsvError : public std::runtime_error {
- public:
-  TCsvError(std::size_t line, const std::string& cause) : std::runtime_error(cause), line(line) {}
-  const std::size_t line;
-};
-
 // Every row but the empty ones. Fields are parted by commas, or by semicolons where the first line
 // has no comma, as spreadsheets write it where the comma is the decimal point; blanks around a
-// field that is not quoted are cut. Throws TCsvError for quotes that do not fit.
+// field that is not quoted are cut. Throws TError (kText) for quotes that do not fit.
 std::vector<TCsvRow> ParseCsv(std::string_view text);
 
 }  // namespace svc::catalogue

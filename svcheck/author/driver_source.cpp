@@ -6,9 +6,9 @@
 #include <array>
 #include <cstdint>
 #include <fstream>
-#include <stdexcept>
 #include <system_error>
 
+#include "base/error.h"
 #include "report/text.h"
 #include "report/verdict.h"
 #include "svcheck/author/update.h"
@@ -47,23 +47,23 @@ bool IsPackage(const std::string& name) { return name.ends_with(".deb") || name.
 
 std::string FileName(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
 
-// Empty when the driver states none. Throws std::runtime_error, which says why, when it cannot be
+// Empty when the driver states none. Throws TError, which says why, when it cannot be
 // read.
 std::string StatedVersion(const TEnding& ending, std::string_view bytes) {
   if (ending.platform == EPlatform::kLinux) return ModuleVersion(bytes);
   const std::optional<std::string> stated = FileVersionOf(bytes);
-  if (!stated) throw std::runtime_error("it is no PE file");
+  if (!stated) throw TError("it is no PE file");
   return *stated;
 }
 
 std::string ReadBytes(const fs::path& path) {
   std::ifstream stream(path, std::ios::binary | std::ios::ate);
   const std::streamoff size = stream ? static_cast<std::streamoff>(stream.tellg()) : -1;
-  if (size < 0) throw std::runtime_error("it cannot be read");
-  if (static_cast<std::uintmax_t>(size) > kMaxDriverSize) throw std::runtime_error("too large");
+  if (size < 0) throw TError("it cannot be read");
+  if (static_cast<std::uintmax_t>(size) > kMaxDriverSize) throw TError("too large");
   std::string bytes(static_cast<std::size_t>(size), '\0');
   stream.seekg(0);
-  if (!stream.read(bytes.data(), size)) throw std::runtime_error("it cannot be read");
+  if (!stream.read(bytes.data(), size)) throw TError("it cannot be read");
   return bytes;
 }
 
@@ -156,13 +156,13 @@ void CollectDrivers(const fs::path& path, TDriverList& list) {
     return;
   }
   if (!fs::is_regular_file(path, error)) {
-    throw TFailure(path.string() + " is no file and no folder; give drivers or packages");
+    throw TError(path.string() + " is no file and no folder; give drivers or packages");
   }
   const std::string name = path.filename().string();
   if (!IsDriver(name) && !IsPackage(name)) {
-    throw TFailure(path.string() +
-                   " is no driver and no package by its name; these end in .ko, .ko.xz, .ko.zst, "
-                   ".sys, .deb or .rpm");
+    throw TError(path.string() +
+                 " is no driver and no package by its name; these end in .ko, .ko.xz, .ko.zst, "
+                 ".sys, .deb or .rpm");
   }
   collecting.AddFile(path, name);
 }

@@ -29,19 +29,19 @@ struct TDriverList {
 };
 
 // Reads a folder with all below it, or one file: drivers and the drivers within packages. Throws
-// TFailure when the path cannot be read; what is broken within it becomes a remark.
+// TError when the path cannot be read; what is broken within it becomes a remark.
 void CollectDrivers(const std::filesystem::path& path, TDriverList& list);
 
 // ---- What differs by platform ----
 
-// The version that a kernel module states; empty when it states none. Throws std::runtime_error,
+// The version that a kernel module states; empty when it states none. Throws TError,
 // which says why, when the bytes are no module that can be read here.
 std::string ModuleVersion(std::string_view bytes);
 
 // Receives a file of a package.
 using TTakeMember = std::function<void(const std::string& name, std::string_view bytes)>;
 // Hands on every file of a .deb or .rpm package whose name `isWanted` holds for. Throws
-// std::runtime_error where the package cannot be read.
+// TError where the package cannot be read.
 void ReadPackage(const std::filesystem::path& path,
                  const std::function<bool(const std::string& name)>& isWanted,
                  const TTakeMember& take);

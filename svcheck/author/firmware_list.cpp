@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "base/error.h"
 #include "rules/version_items.h"
 #include "svcheck/author/csv.h"
 #include "svcheck/author/update.h"
@@ -86,7 +87,7 @@ class TListReader {
   std::vector<TRow> Read(std::string_view text) {
     std::vector<TRow> rows;
     const std::vector<TCsvRow> table = ParseCsv(text);
-    if (table.empty()) throw TCsvError(1, "the list is empty; its first row names the columns");
+    if (table.empty()) throw TextError(1, "the list is empty; its first row names the columns");
     ReadHeadings(table.front());
     for (std::size_t i = 1; i < table.size(); ++i) rows.push_back(ReadRow(table[i]));
     return rows;
@@ -102,7 +103,7 @@ class TListReader {
     }
     for (const EColumn column : {kType, kName, kVersion}) {
       if (numbers[column] < row.fields.size()) continue;
-      throw TCsvError(row.line, fmt::format("no column \"{}\"; the first row names the columns: "
+      throw TextError(row.line, fmt::format("no column \"{}\"; the first row names the columns: "
                                             "type, name, version, machine types, operating systems",
                                             kColumns[column]));
     }
@@ -117,9 +118,9 @@ class TListReader {
              Field(source, kName),  Field(source, kVersion),
              Field(source, kBuild), {Parts(Field(source, kMachineTypes), ";,| \t\n"), {}}};
     for (const std::string* text : {&row.name, &row.version}) {
-      if (text->empty()) throw TCsvError(row.line, "name or version is empty");
+      if (text->empty()) throw TextError(row.line, "name or version is empty");
       if (Contains(*text, "-#") || text->find_first_of("\r\n\t") != text->npos) {
-        throw TCsvError(row.line, fmt::format("\"{}\" cannot stand in a catalogue", *text));
+        throw TextError(row.line, fmt::format("\"{}\" cannot stand in a catalogue", *text));
       }
     }
     if (row.whom.machineTypes.empty()) row.whom.machineTypes = otherwise.machineTypes;
@@ -138,7 +139,7 @@ class TListReader {
       known += known.empty() ? "" : ", ";
       known += type.name;
     }
-    throw TCsvError(source.line, fmt::format("unknown type \"{}\"; there are {}", name, known));
+    throw TextError(source.line, fmt::format("unknown type \"{}\"; there are {}", name, known));
   }
 
   std::vector<std::string> SystemsOf(const TCsvRow& source, const TType& type,
@@ -147,7 +148,7 @@ class TListReader {
     if (wanted.empty()) wanted = otherwise.systems;
     for (const std::string& system : wanted) {
       if (IsSystem(system)) continue;
-      throw TCsvError(source.line, fmt::format("unknown operating system \"{}\"; there are {}",
+      throw TextError(source.line, fmt::format("unknown operating system \"{}\"; there are {}",
                                                system, KnownSystems()));
     }
     if (type.form != EForm::kDriver || !wanted.empty()) return WithFamilies(wanted);
@@ -156,11 +157,11 @@ class TListReader {
 
   static void CheckMachineTypes(const TRow& row) {
     if (row.whom.machineTypes.empty()) {
-      throw TCsvError(row.line, "no machine type; fill the column, or give --machine TYPE");
+      throw TextError(row.line, "no machine type; fill the column, or give --machine TYPE");
     }
     for (const std::string& type : row.whom.machineTypes) {
       if (!IsMachineType(type)) {
-        throw TCsvError(row.line, fmt::format("\"{}\" is no machine type", type));
+        throw TextError(row.line, fmt::format("\"{}\" is no machine type", type));
       }
     }
   }
@@ -176,7 +177,7 @@ std::string Marked(const TRow& row, const std::string& text) {
   const auto end = text.find(rules::kCloseMark);
   if (begin == text.npos && end == text.npos) return rules::Marked(text);
   if (begin == text.npos || end == text.npos || end < begin + 3) {
-    throw TCsvError(row.line, fmt::format("the marks of \"{}\" are not a pair", text));
+    throw TextError(row.line, fmt::format("the marks of \"{}\" are not a pair", text));
   }
   return text;
 }
@@ -188,7 +189,7 @@ std::string ModelOf(const TRow& row) {
     const std::string lowered = Lowered(model);
     if (name == lowered || name == "ax" + lowered) return std::string(model);
   }
-  throw TCsvError(row.line,
+  throw TextError(row.line,
                   fmt::format("unknown model \"{}\"; there are AX20i, AX20is, AX20M", row.name));
 }
 
@@ -197,7 +198,7 @@ std::string ChipOf(const TRow& row) {
   const std::string name = Lowered(row.name);
   const auto mark = name.find(rules::kChipMark);
   if (mark == name.npos || mark + rules::kChipMark.size() == name.size()) {
-    throw TCsvError(row.line, "an LSI BIOS goes by the name of its chip, such as SAS1064E");
+    throw TextError(row.line, "an LSI BIOS goes by the name of its chip, such as SAS1064E");
   }
   const auto begin = mark + rules::kChipMark.size();
   return name.substr(begin, name.find(' ', mark) - begin);
@@ -250,7 +251,7 @@ class TElements {
     element.version = Marked(row, row.version);
     element.build = Marked(row, row.build);
     if (rules::IsFirstDiagnostics(OfferedVersion(element.version)) && element.build.empty()) {
-      throw TCsvError(row.line,
+      throw TextError(row.line,
                       fmt::format("diagnostics {} go by their build; fill a column \"build\"",
                                   rules::kFirstDiagnostics));
     }
@@ -297,7 +298,7 @@ class TElements {
   // well: firmware first, then every BIOS, then what other firmware there is.
   static TNewElement ElementOfControllers(const TLsi& lsi) {
     if (lsi.firmware.empty()) {
-      throw TCsvError(lsi.first->line, "an LSI BIOS needs a row of its LSI firmware");
+      throw TextError(lsi.first->line, "an LSI BIOS needs a row of its LSI firmware");
     }
     TNewElement element = Begin(*lsi.first);
     element.driverFiles = lsi.firmware.front();
@@ -311,7 +312,7 @@ class TElements {
   static void RefuseBlanks(const TRow& row, const std::string& key) {
     for (const std::string& text : {key, row.version}) {
       if (!Contains(text, " ")) continue;
-      throw TCsvError(row.line, fmt::format("\"{}\" must not hold a blank", text));
+      throw TextError(row.line, fmt::format("\"{}\" must not hold a blank", text));
     }
   }
 

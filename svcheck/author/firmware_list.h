@@ -13,7 +13,7 @@ namespace svc::catalogue {
 
 // The elements of a list. Its first row names the columns: type, name, version, machine types,
 // operating systems, and perhaps build. Rows of adapters that belong together become one element.
-// `otherwise` stands in where a row names no machine type or no operating system. Throws TCsvError
+// `otherwise` stands in where a row names no machine type or no operating system. Throws TError
 // at the first row that cannot be used.
 std::vector<TNewElement> ReadFirmwareList(std::string_view text, const TFor& otherwise);
 

@@ -6,6 +6,7 @@
 
 #include "base/json_writer.h"
 #include "report/columns.h"
+#include "base/error.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "rules/version_items.h"
@@ -210,7 +211,8 @@ int ListCatalogue(const TCommand& command, const IProgram& program) {
   const TCatalogue catalogue =
       ReadCatalogue(PathOf(command.folder), command.isLive, PathOf(command.dataFolder));
   if (const TFile* const file = FirstUnusable(catalogue)) {
-    throw TFailure(WhyUnusable(*file) + "; `svcheck catalogue lint` tells more", kExitCatalogue);
+    throw TError(WhyUnusable(*file) + "; `svcheck catalogue lint` tells more",
+                 EErrorKind::kCatalogue);
   }
   std::vector<TUpdate> shown = UpdatesOf(catalogue);
   const std::size_t all = shown.size();

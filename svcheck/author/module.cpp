@@ -1,7 +1,7 @@
 // The module that does the work of `svcheck catalogue`.
 #include <exception>
-#include <new>
 
+#include "base/error.h"
 #include "host/hskcore/export.h"
 #include "svcheck/author/module.h"
 #include "svcheck/system/failure.h"
@@ -32,13 +32,8 @@ extern "C" HOST_EXPORT int SvcCatalogue(const svc::catalogue::TCommand& command,
                                         const svc::catalogue::IProgram& program) noexcept {
   try {
     return svc::catalogue::Act(command, program);
-  } catch (const svc::TFailure& failure) {
-    program.Report(failure.what());
-    return failure.Status();
-  } catch (const std::bad_alloc&) {
-    program.Report("out of memory; free some, or give a smaller catalogue");
   } catch (const std::exception& error) {
-    program.Report(error.what());
+    program.Report(svc::ReasonOf(error));
+    return svc::StatusOf(error);
   }
-  return svc::kExitFailure;
 }

@@ -1,5 +1,5 @@
 // What each of the author's verbs does, once its command line is understood. Each returns the exit
-// status and throws TFailure.
+// status and throws TError.
 #ifndef SVCHECK_AUTHOR_MODULE_H_
 #define SVCHECK_AUTHOR_MODULE_H_
 

@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <system_error>
 
+#include "base/error.h"
 #include "collect/archive_filter.h"
 #include "collect/linux/kernel_module.h"
 #include "svcheck/author/driver_source.h"
@@ -38,7 +38,7 @@ struct TFreeArchive {
 using TArchive = std::unique_ptr<archive, TFreeArchive>;
 
 [[noreturn]] void FailBecause(const std::string& cause) {
-  throw std::runtime_error("the package cannot be read: " + cause);
+  throw TError("the package cannot be read: " + cause);
 }
 
 [[noreturn]] void Fail(archive* reader) {
@@ -94,11 +94,11 @@ la_ssize_t ReadBlock(archive* reader, char* to, std::size_t size) {
 
 std::string ReadMember(archive* reader, archive_entry* entry) {
   std::string bytes;
-  if (::archive_entry_size(entry) > kMaxMember) throw std::runtime_error("a driver is too large");
+  if (::archive_entry_size(entry) > kMaxMember) throw TError("a driver is too large");
   std::string block(kBlock, '\0');
   while (const la_ssize_t count = ReadBlock(reader, block.data(), block.size())) {
     if (static_cast<la_int64_t>(bytes.size()) + count > kMaxMember) {
-      throw std::runtime_error("a driver is too large");
+      throw TError("a driver is too large");
     }
     bytes.append(block, 0, static_cast<std::size_t>(count));
   }
@@ -161,7 +161,7 @@ void TakeMembers(TInner& source, int (*addFormat)(archive*),
   try {
     source.Open(files.get());
     TakeEntries(files.get(), isWanted, take);
-  } catch (const std::runtime_error&) {
+  } catch (const TError&) {
     if (source.Failure() == nullptr) throw;
     FailBecause(source.Failure());
   }

@@ -1,6 +1,6 @@
 // A build without libarchive.
-#include <stdexcept>
 
+#include "base/error.h"
 #include "svcheck/author/driver_source.h"
 
 namespace svc::catalogue {
@@ -8,7 +8,7 @@ namespace svc::catalogue {
 void ReadPackage(const std::filesystem::path& /*path*/,
                  const std::function<bool(const std::string& name)>& /*isWanted*/,
                  const TTakeMember& /*take*/) {
-  throw std::runtime_error(
+  throw TError(
       "this svcheck is built without libarchive and reads no packages; unpack it and give the "
       "folder");
 }
@@ -16,7 +16,7 @@ void ReadPackage(const std::filesystem::path& /*path*/,
 // libkmod, which knows kernel modules, is a library of Linux.
 
 std::string ModuleVersion(std::string_view /*bytes*/) {
-  throw std::runtime_error("kernel modules are read by svcheck for Linux alone");
+  throw TError("kernel modules are read by svcheck for Linux alone");
 }
 
 }  // namespace svc::catalogue

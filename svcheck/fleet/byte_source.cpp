@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "base/read_file.h"
+#include "base/error.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/acquire/module.h"
-#include "runtime/acquire/outcome.h"
 #include "runtime/hskcore/host_setup.h"
 
 namespace fs = std::filesystem;
@@ -159,7 +159,7 @@ std::unique_ptr<IByteSource> OpenCompressed(TFile file, const std::string& path)
   TOpen open = nullptr;
   try {
     open = reinterpret_cast<TOpen>(acquire::FindInModule("svcheck-unpack", "SvcOpenCompressed"));
-  } catch (const acquire::TFailure& failure) {
+  } catch (const TError& failure) {
     throw std::runtime_error(path + ": cannot be unpacked: " + failure.what());
   }
   return std::unique_ptr<IByteSource>(open(std::move(file), path));

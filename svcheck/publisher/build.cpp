@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <tuple>
 
+#include "base/error.h"
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/hskcore/host_setup.h"
@@ -39,8 +39,7 @@ std::vector<std::string> Descriptions(const std::string& folder) {
 void CheckNames(const TManifestFile& file) {
   for (const auto why : {acquire::WhyUnsafeName(file.name), acquire::WhyUnsafePath(file.path)})
     if (!why.empty())
-      throw std::runtime_error(file.path + " cannot be published under its name, which " +
-                               std::string(why));
+      throw TError(file.path + " cannot be published under its name, which " + std::string(why));
 }
 
 class TBuilder {
@@ -70,9 +69,9 @@ class TBuilder {
   std::uint64_t Serial() const {
     const std::uint64_t serial = options.serial.value_or(previous.serial + 1);
     if (serial <= previous.serial)
-      throw std::runtime_error("serial " + std::to_string(serial) + " is not above the last one, " +
-                               std::to_string(previous.serial) +
-                               "; those who took that would refuse the new manifest");
+      throw TError("serial " + std::to_string(serial) + " is not above the last one, " +
+                   std::to_string(previous.serial) +
+                   "; those who took that would refuse the new manifest");
     return serial;
   }
 
@@ -107,8 +106,8 @@ class TBuilder {
   void AddUnique(const TManifestFile& file) {
     const auto [known, isNew] = paths.emplace(file.name, file.path);
     if (!isNew && known->second != file.path)
-      throw std::runtime_error(file.path + " and " + known->second +
-                               " have the same name; give one of them another");
+      throw TError(file.path + " and " + known->second +
+                   " have the same name; give one of them another");
     result.manifest.files.push_back(file);
   }
 
@@ -168,16 +167,16 @@ std::string ManifestText(const acquire::TManifest& manifest) {
 
 namespace {
 
+using acquire::DownloadError;
 using acquire::EOutcome;
-using acquire::TFailure;
 
 void CheckFile(const std::string& folder, const acquire::TManifestFile& file) {
   const auto [size, sha256] = SizeAndHash(folder + "/" + file.path);
   if (size != file.size || sha256 != file.sha256)
-    throw TFailure(EOutcome::kBadContent,
-                   file.path +
-                       " is not the file that the manifest describes; build the manifest "
-                       "again and sign it");
+    throw DownloadError(EOutcome::kBadContent,
+                        file.path +
+                            " is not the file that the manifest describes; build the manifest "
+                            "again and sign it");
 }
 
 }  // namespace

@@ -38,7 +38,7 @@ std::string ManifestText(const acquire::TManifest& manifest);
 // Whether a folder would be taken as a repository by those who download from it.
 
 // Checks the signature (with a key), the manifest, its date and every file. Returns the manifest;
-// throws acquire::TFailure or std::exception at the first fault.
+// throws TError or std::exception at the first fault.
 acquire::TManifest Verify(const std::string& folder, const std::optional<acquire::TPublicKey>& key,
                           std::chrono::sys_seconds now);
 

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
-#include <stdexcept>
 
+#include "base/error.h"
 #include "host/hskcore/cim.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/namespace_provider.h"
@@ -50,12 +50,11 @@ shared_ptr<ICIMNamespace> NewNamespace(const std::string& dataFolder) {
 TBlock ReadFile(const std::string& path) {
   std::ifstream file(PathOf(path), std::ios::binary | std::ios::ate);
   const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
-  if (size < 0) throw std::runtime_error(path + " cannot be read: " + std::strerror(errno));
+  if (size < 0) throw TError(path + " cannot be read: " + std::strerror(errno));
   if (size > NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize)
-    throw std::runtime_error(path + " is too large to be loaded by a query");
+    throw TError(path + " is too large to be loaded by a query");
   TBlock block(static_cast<char*>(std::calloc(static_cast<std::size_t>(size) + 1, 1)));
-  if (!block || !file.seekg(0).read(block.get(), size))
-    throw std::runtime_error(path + " cannot be read");
+  if (!block || !file.seekg(0).read(block.get(), size)) throw TError(path + " cannot be read");
   return block;
 }
 

@@ -1,7 +1,6 @@
 #include "svcheck/publisher/files.h"
 
-#include <stdexcept>
-
+#include "base/error.h"
 #include "base/new_file.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/minisign.h"
@@ -13,7 +12,7 @@ namespace {
 template <typename TConsumer>
 void ReadPieces(const std::string& path, TConsumer consume) {
   acquire::TPlainFile file(path);
-  if (!file.IsOpen()) throw std::runtime_error(path + " cannot be read");
+  if (!file.IsOpen()) throw TError(path + " cannot be read");
   std::string buffer;
   for (auto bytes = file.Read(buffer); !bytes.empty(); bytes = file.Read(buffer)) consume(bytes);
 }
@@ -41,8 +40,8 @@ void WriteText(const std::string& path, const std::string& text) {
     files::TNewFile file(path);
     file.Write(text);
     file.Publish();
-  } catch (const files::TFileError& error) {
-    throw std::runtime_error(path + " cannot be written: " + error.what());
+  } catch (const TError& error) {
+    throw TError(path + " cannot be written: " + error.what());
   }
 }
 

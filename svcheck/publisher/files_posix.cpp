@@ -3,8 +3,8 @@
 #include <unistd.h>
 #include <filesystem>
 #include <iostream>
-#include <stdexcept>
 
+#include "base/error.h"
 #include "base/new_file.h"
 #include "base/shown_text.h"
 #include "svcheck/publisher/files.h"
@@ -44,8 +44,8 @@ void WriteSecret(const std::string& path, const std::string& text) {
     files::TNewFile file(path, {}, files::TNewFile::kForOwner);
     file.Write(text);
     file.PublishFirst();
-  } catch (const files::TFileError& error) {
-    throw std::runtime_error(path + " cannot be made: " + error.what());
+  } catch (const TError& error) {
+    throw TError(path + " cannot be made: " + error.what());
   }
 }
 
@@ -53,7 +53,7 @@ std::string AskPassword(const std::string& purpose) {
   const TSilence silence;
   if (silence.IsTerminal()) std::cerr << "Password " << ShownLine(purpose) << ": " << std::flush;
   std::string password;
-  if (!std::getline(std::cin, password)) throw std::runtime_error("no password was given");
+  if (!std::getline(std::cin, password)) throw TError("no password was given");
   return password;
 }
 

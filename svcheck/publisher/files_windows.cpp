@@ -1,6 +1,7 @@
 #include <windows.h>
 #include <filesystem>
 
+#include "base/error.h"
 #include "svcheck/publisher/files.h"
 
 // Needs what windows.h declares.
@@ -9,7 +10,6 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <system_error>
 
 #include "base/shown_text.h"
@@ -30,9 +30,9 @@ struct TFreeLocal {
   void operator()(void* block) const { LocalFree(block); }
 };
 
-std::runtime_error Failure(const std::string& path, const char* what) {
+TError Failure(const std::string& path, const char* what) {
   const int error = static_cast<int>(GetLastError());
-  return std::runtime_error(path + what + std::system_category().message(error));
+  return TError(path + what + std::system_category().message(error));
 }
 
 HANDLE MakeSecretFile(const std::string& path) {
@@ -85,7 +85,7 @@ std::string AskPassword(const std::string& purpose) {
   const TSilence silence;
   if (silence.IsConsole()) std::cerr << "Password " << ShownLine(purpose) << ": " << std::flush;
   std::string password;
-  if (!std::getline(std::cin, password)) throw std::runtime_error("no password was given");
+  if (!std::getline(std::cin, password)) throw TError("no password was given");
   if (password.ends_with('\r')) password.pop_back();
   return password;
 }

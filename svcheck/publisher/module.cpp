@@ -5,6 +5,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "base/error.h"
 #include "base/shown_text.h"
 #include "host/hskcore/export.h"
 #include "runtime/acquire/manifest.h"
@@ -13,24 +14,11 @@
 #include "svcheck/publisher/files.h"
 #include "svcheck/publisher/module.h"
 #include "svcheck/publisher/secret_key.h"
+#include "svcheck/system/failure.h"
 
 namespace svc::repository {
 
 namespace {
-
-constexpr int kFailed = 1;
-constexpr int kNotTrusted = 4;
-
-int Fail(int status, const std::string& text) {
-  ShowLine("svcheck: " + text);
-  return status;
-}
-
-// Faults of the repository have numbers from 30 on, those of this machine from 40 on.
-int StatusOf(acquire::EOutcome outcome) {
-  const int number = static_cast<int>(outcome);
-  return number >= 30 && number < 40 ? kNotTrusted : kFailed;
-}
 
 void Act(TCommand command) {
   if (command.dataFolder.empty()) command.dataFolder = InstalledDataFolder();
@@ -51,11 +39,10 @@ void Act(TCommand command) {
 int Run(const TCommand& command) {
   try {
     Act(command);
-    return 0;
-  } catch (const acquire::TFailure& failure) {
-    return Fail(StatusOf(failure.Outcome()), failure.what());
+    return kExitDone;
   } catch (const std::exception& failure) {
-    return Fail(kFailed, failure.what());
+    ShowLine(std::string("svcheck: ") + failure.what());
+    return StatusOf(failure);
   }
 }
 
@@ -86,7 +73,7 @@ std::chrono::sys_seconds Expiry(const TCommand& command) {
   try {
     return acquire::ParseTime(command.expires);
   } catch (const std::invalid_argument& error) {
-    throw std::runtime_error("--expires " + command.expires + " " + error.what());
+    throw TError("--expires " + command.expires + " " + error.what());
   }
 }
 
@@ -105,8 +92,8 @@ TSecretKey ReadSecretKey(const std::string& path) {
   const TSecret text(ReadText(path));
   try {
     return OpenSecretKey(text.Bytes(), [&path] { return AskPassword("of " + path); });
-  } catch (const std::runtime_error& error) {
-    throw std::runtime_error(path + ": " + error.what());
+  } catch (const TError& error) {
+    throw TError(path + ": " + error.what());
   }
 }
 
@@ -140,7 +127,7 @@ void SignManifest(const TCommand& command) {
                         acquire::FormatTime(manifest.expires), acquire::kManifestName)
           : command.comment;
   if (comment.find_first_of("\r\n") != std::string::npos)
-    throw std::runtime_error("a trusted comment is one line");
+    throw TError("a trusted comment is one line");
   WriteText(ManifestPath(command) + acquire::kSignatureSuffix, SignatureText(key, text, comment));
   fmt::print("{}{}: signed with key {}\n", ManifestPath(command), acquire::kSignatureSuffix,
              acquire::KeyNumber(key.id));

@@ -3,8 +3,8 @@
 #include <gcrypt.h>
 #include <algorithm>
 #include <memory>
-#include <stdexcept>
 
+#include "base/error.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/minisign.h"
 
@@ -71,7 +71,7 @@ std::string Decode(std::string_view text) {
   auto bytes = acquire::FromBase64(line);
   if (!bytes || bytes->size() != kHeadSize + kHiddenSize || !bytes->starts_with(kAlgorithm) ||
       bytes->substr(4, 2) != kChecksum)
-    throw std::runtime_error("this is no secret key of minisign");
+    throw TError("this is no secret key of minisign");
   return *bytes;
 }
 
@@ -85,8 +85,7 @@ std::string Reveal(std::string_view bytes, const std::function<std::string()>& p
   const std::string_view function = head.substr(2, 2);
   std::string hidden(bytes.substr(kHeadSize));
   if (function == kNoPassword) return hidden;
-  if (function != kScrypt)
-    throw std::runtime_error("the secret key is protected in a way that is not known");
+  if (function != kScrypt) throw TError("the secret key is protected in a way that is not known");
   const TPasswordCost cost{FromLittleEndian(head.substr(38)), FromLittleEndian(head.substr(46))};
   return Xor(std::move(hidden), Mask(password(), head.substr(6, kSaltSize), cost));
 }
@@ -113,7 +112,7 @@ TSecretKey OpenSecretKey(std::string_view text, const std::function<std::string(
       checksum == std::string(kChecksumSize, '\0')
           ? Ed25519PublicKey(Part(open, kIdSize, kSeedSize)) == PublicKeyOf(key).key
           : checksum == Checksum(key);
-  if (!isWhole) throw std::runtime_error("the password is wrong, or the secret key is damaged");
+  if (!isWhole) throw TError("the password is wrong, or the secret key is damaged");
   return key;
 }
 
@@ -166,7 +165,7 @@ struct TRelease {
 using TExpression = std::unique_ptr<gcry_sexp, TRelease>;
 
 void Check(gcry_error_t error) {
-  if (error != 0) throw std::runtime_error(std::string("libgcrypt: ") + gcry_strerror(error));
+  if (error != 0) throw TError(std::string("libgcrypt: ") + gcry_strerror(error));
 }
 
 // The form has "%b" in the place of each of the texts: an int and an address.
@@ -183,7 +182,7 @@ std::string Part(const TExpression& expression, const char* name) {
   const TExpression found(gcry_sexp_find_token(expression.get(), name, 0));
   std::size_t size = 0;
   const char* bytes = found ? gcry_sexp_nth_data(found.get(), 1, &size) : nullptr;
-  if (bytes == nullptr) throw std::runtime_error("libgcrypt made no signature");
+  if (bytes == nullptr) throw TError("libgcrypt made no signature");
   return {bytes, size};
 }
 
@@ -206,7 +205,7 @@ std::string Ed25519PublicKey(std::string_view seed) {
   const std::unique_ptr<gcry_mpi, TRelease> point(gcry_mpi_ec_get_mpi("q@eddsa", curve.get(), 0));
   unsigned bits = 0;
   const void* bytes = point ? gcry_mpi_get_opaque(point.get(), &bits) : nullptr;
-  if (bytes == nullptr) throw std::runtime_error("libgcrypt made no public key");
+  if (bytes == nullptr) throw TError("libgcrypt made no public key");
   return {static_cast<const char*>(bytes), bits / 8};
 }
 
@@ -226,7 +225,7 @@ std::string Scrypt(std::string_view password, std::string_view salt, const TScry
                    std::size_t size) {
   acquire::StartCrypto();
   if (cost.logN > 30 || cost.p == 0)
-    throw std::runtime_error("the secret key's password is protected beyond reason");
+    throw TError("the secret key's password is protected beyond reason");
   std::string bytes(size, '\0');
   Check(gcry_kdf_derive(password.data(), password.size(), GCRY_KDF_SCRYPT, 1 << cost.logN,
                         salt.data(), salt.size(), cost.p, bytes.size(), bytes.data()));

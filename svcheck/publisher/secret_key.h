@@ -39,7 +39,7 @@ struct TPasswordCost {
   std::uint64_t memory = 1'073'741'824;
 };
 
-// Throws std::runtime_error where the text is no secret key or the password is wrong. The password
+// Throws TError where the text is no secret key or the password is wrong. The password
 // is asked for only where the key has one.
 TSecretKey OpenSecretKey(std::string_view text, const std::function<std::string()>& password);
 
@@ -72,7 +72,7 @@ struct TScryptCost {
   int logN = 1;
   std::uint32_t p = 1;
 };
-// Throws std::runtime_error where there is not enough memory.
+// Throws TError where there is not enough memory.
 std::string Scrypt(std::string_view password, std::string_view salt, const TScryptCost& cost,
                    std::size_t size);
 

@@ -18,11 +18,6 @@ void NoteMemoryRunOut() {
 
 }  // namespace
 
-std::string ReasonOf(const std::exception& error) {
-  const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
-  return isMemory ? "out of memory; free some, or give a smaller catalogue" : error.what();
-}
-
 void WatchMemory() noexcept {
   hasMemoryRunOut = false;
   std::set_new_handler(NoteMemoryRunOut);

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <initializer_list>
+#include <new>
 #include <string>
 
 #include "base/error.h"
@@ -53,7 +54,10 @@ class TFailure : public TError {
 };
 
 // What an exception says to a person.
-std::string ReasonOf(const std::exception& error);
+inline std::string ReasonOf(const std::exception& error) {
+  const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+  return isMemory ? "out of memory; free some, or give a smaller catalogue" : error.what();
+}
 
 // From the last call on, it is noted when memory runs out: whoever catches the exception may go on
 // without what it was needed for.

@@ -1,7 +1,6 @@
 // `svcheck catalogue`: the author's side of a catalogue. Its work is in a module that is loaded
 // here, so that no other verb pays for it.
 #include "runtime/acquire/module.h"
-#include "runtime/acquire/outcome.h"
 #include "svcheck/author/command.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
@@ -55,13 +54,9 @@ class TCatalogueVerb : public IVerb {
 
   int Run() override {
     if (command.dataFolder.empty()) command.dataFolder = DefaultDataFolder().string();
-    try {
-      const auto act = reinterpret_cast<catalogue::TModuleFunction>(
-          acquire::FindInModule(catalogue::kModule, catalogue::kModuleFunction));
-      return act(command, TProgram());
-    } catch (const acquire::TFailure& failure) {
-      throw TError(failure.what());
-    }
+    const auto act = reinterpret_cast<catalogue::TModuleFunction>(
+        acquire::FindInModule(catalogue::kModule, catalogue::kModuleFunction));
+    return act(command, TProgram());
   }
 
  private:

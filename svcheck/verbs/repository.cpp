@@ -1,7 +1,6 @@
 // `svcheck repository`: the publisher's side of live queries. Its work is in a module that is
 // loaded here, so that no other verb pays for it.
 #include "runtime/acquire/module.h"
-#include "runtime/acquire/outcome.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/publisher/command.h"
@@ -25,13 +24,9 @@ class TRepositoryVerb : public IVerb {
 
   int Run() override {
     DemandTrust();
-    try {
-      const auto act = reinterpret_cast<repository::TModuleFunction>(
-          acquire::FindInModule(repository::kModule, repository::kModuleFunction));
-      return act(command);
-    } catch (const acquire::TFailure& failure) {
-      throw TError(failure.what());
-    }
+    const auto act = reinterpret_cast<repository::TModuleFunction>(
+        acquire::FindInModule(repository::kModule, repository::kModuleFunction));
+    return act(command);
   }
 
  private:

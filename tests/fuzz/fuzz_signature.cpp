@@ -14,7 +14,7 @@ template <typename TRead>
 bool IsTaken(TRead read) {
   try {
     read();
-  } catch (const acquire::TFailure& failure) {
+  } catch (const TError& failure) {
     Require(failure.what()[0] != '\0', "a refusal says why");
     return false;
   }

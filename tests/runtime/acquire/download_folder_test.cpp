@@ -99,8 +99,8 @@ TEST_F(DownloadFolder, WaitsForAnotherDownloadWithinABound) {
   try {
     Open(milliseconds(1000));
     FAIL();
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kLocked);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kLocked);
     EXPECT_NE(std::string(failure.what()).find("SV.lock"), std::string::npos);
   }
   EXPECT_GT(time.Now() - before, milliseconds(1000));
@@ -118,8 +118,8 @@ TEST_F(DownloadFolder, StopsWaitingWhenItIsToldTo) {
   try {
     Open();
     FAIL();
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kInterrupted);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kInterrupted);
   }
 }
 
@@ -128,8 +128,8 @@ TEST_F(DownloadFolder, IsNotTakenWhereAFileStands) {
   try {
     Open();
     FAIL();
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kFolderUnwritable);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kFolderUnwritable);
   }
 }
 

@@ -34,8 +34,8 @@ class Durability : public testing::Test {
     try {
       act();
       return EOutcome::kDone;
-    } catch (const TFailure& failure) {
-      return failure.Outcome();
+    } catch (const TError& failure) {
+      return acquire::OutcomeOf(failure);
     }
   }
 

@@ -226,7 +226,7 @@ TEST_F(Engine, SaysHowACallbackFailed) {
   ExpectEnding(EOutcome::kFailed, "there is not enough memory");
   callback.act = [] { throw 1; };
   ExpectEnding(EOutcome::kFailed, "the callback failed in a way of its own");
-  callback.act = [] { throw TFailure(EOutcome::kTooLarge, "too large"); };
+  callback.act = [] { throw DownloadError(EOutcome::kTooLarge, "too large"); };
   ExpectEnding(EOutcome::kTooLarge, "too large");
 }
 

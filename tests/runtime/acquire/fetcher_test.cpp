@@ -12,13 +12,11 @@ namespace {
 
 using std::chrono::milliseconds;
 
-EOutcome OutcomeOf(const std::optional<TFailure>& failure) {
-  return failure ? failure->Outcome() : EOutcome::kDone;
+EOutcome OutcomeOf(const std::optional<TError>& failure) {
+  return failure ? OutcomeOf(*failure) : EOutcome::kDone;
 }
 
-std::string TextOf(const std::optional<TFailure>& failure) {
-  return failure ? failure->what() : "";
-}
+std::string TextOf(const std::optional<TError>& failure) { return failure ? failure->what() : ""; }
 
 TEST(Fetcher, BringsAFileWithOneRequest) {
   TFetching fetching;
@@ -247,7 +245,7 @@ TEST(Fetcher, TellsTheWholeLengthWhateverTheServerSaysOfTheRest) {
 
 TEST(Fetcher, EndsAtOnceWhereBytesCannotBeKept) {
   TFetching fetching;
-  fetching.one.failure = TFailure(EOutcome::kDiskFull, "no room");
+  fetching.one.failure = DownloadError(EOutcome::kDiskFull, "no room");
   fetching.Script({Whole()});
   TNotingTarget other("other", "0123456789");
   TAnswer slow = Whole();

@@ -30,8 +30,9 @@ class TNotingTarget : public IFetchTarget {
     held += bytes;
   }
   void Finish() override {
-    if (held.size() < content.size()) throw TFailure(EOutcome::kBroken, path + " is too short");
-    if (held != content) throw TFailure(EOutcome::kBadContent, path + " is another file");
+    if (held.size() < content.size())
+      throw DownloadError(EOutcome::kBroken, path + " is too short");
+    if (held != content) throw DownloadError(EOutcome::kBadContent, path + " is another file");
     isFinished = true;
   }
 
@@ -41,7 +42,7 @@ class TNotingTarget : public IFetchTarget {
   std::vector<std::uint64_t> lengths;
   int startsOver = 0;
   bool isFinished = false;
-  std::optional<TFailure> failure;  // Thrown where bytes come.
+  std::optional<TError> failure;  // Thrown where bytes come.
 };
 
 inline constexpr const char* kServer = "http://server/sv";
@@ -57,17 +58,17 @@ struct TFetching {
   void Script(std::vector<TAnswer> answers) { transport.Script(Url("one"), std::move(answers)); }
 
   // How fetching the targets ended.
-  std::optional<TFailure> Fetch(const std::vector<IFetchTarget*>& targets) {
+  std::optional<TError> Fetch(const std::vector<IFetchTarget*>& targets) {
     const TWatch watch(stopRequested, limits.total, time);
     TFetcher fetcher(transport, kServer, limits, watch);
     try {
       fetcher.Fetch(targets);
       return std::nullopt;
-    } catch (const TFailure& failure) {
+    } catch (const TError& failure) {
       return failure;
     }
   }
-  std::optional<TFailure> Fetch() { return Fetch({&one}); }
+  std::optional<TError> Fetch() { return Fetch({&one}); }
 
   // Milliseconds between two requests.
   long long Pause(std::size_t after) const {

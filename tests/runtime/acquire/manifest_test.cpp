@@ -34,8 +34,8 @@ std::string Complaint(const json& document) {
   try {
     ParseManifest(document.dump());
     return "";
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kBadManifest);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kBadManifest);
     return failure.what();
   }
 }
@@ -101,8 +101,8 @@ std::string CauseOf(const std::string& text) {
   try {
     ParseManifest(text);
     return "";
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kBadManifest);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kBadManifest);
     const std::string message = failure.what();
     EXPECT_TRUE(message.starts_with(kBeginning)) << message;
     return message.substr(std::min(kBeginning.size(), message.size()));
@@ -197,8 +197,8 @@ template <typename TRead>
 std::optional<std::uint64_t> Told(const char* name, const char* number, TRead read) {
   try {
     return read(ParseManifest(With(("\"" + std::string(name) + "\":").c_str(), number)));
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kBadManifest);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kBadManifest);
     EXPECT_NE(std::string(failure.what()).find(name), std::string::npos) << failure.what();
     return std::nullopt;
   }
@@ -289,8 +289,8 @@ TEST(Selection, RefusesTwoFilesOfOneName) {
   try {
     Select({1, {}, {File("a"), other}}, kSelection);
     FAIL();
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kBadManifest);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kBadManifest);
     EXPECT_STREQ(failure.what(),
                  "the repository's manifest cannot be used: two different files for this machine "
                  "have the name A");
@@ -303,8 +303,8 @@ EOutcome OutcomeOf(const std::function<void()>& check) {
   try {
     check();
     return EOutcome::kDone;
-  } catch (const TFailure& failure) {
-    return failure.Outcome();
+  } catch (const TError& failure) {
+    return OutcomeOf(failure);
   }
 }
 

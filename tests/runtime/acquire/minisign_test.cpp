@@ -35,8 +35,8 @@ std::string Complaint(const std::string& signature, const std::string& message =
   try {
     VerifySignature(ParsePublicKey(kKeyText), ParseSignature(signature), message);
     return "";
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kBadSignature);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kBadSignature);
     return failure.what();
   }
 }
@@ -58,7 +58,7 @@ TEST(Minisign, RefusesKeysThatAreNone) {
   for (const std::string& text : {std::string(), std::string("untrusted comment: x"),
                                   std::string(kKeyLine).substr(4), std::string(kKeyLine) + "AAAA",
                                   "X" + std::string(kKeyLine).substr(1), std::string(kLegacy)})
-    EXPECT_THROW(ParsePublicKey(text), TFailure) << text;
+    EXPECT_THROW(ParsePublicKey(text), TError) << text;
 }
 
 TEST(Minisign, AcceptsBothKindsOfSignature) {
@@ -112,8 +112,8 @@ TEST(Minisign, SaysWhyItRefuses) {
   try {
     ParsePublicKey("none");
     FAIL();
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kKeyUnusable);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kKeyUnusable);
     EXPECT_STREQ(failure.what(), "this is no public key of minisign");
   }
 }

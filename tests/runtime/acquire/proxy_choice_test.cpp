@@ -19,8 +19,8 @@ TDownloadJob Job(int port, const std::string& host = "proxy") {
 int PortOf(const TDownloadJob& job) {
   try {
     return ChooseProxy(job).port;
-  } catch (const TFailure& failure) {
-    EXPECT_EQ(failure.Outcome(), EOutcome::kProxyUnusable);
+  } catch (const TError& failure) {
+    EXPECT_EQ(OutcomeOf(failure), EOutcome::kProxyUnusable);
     return 0;
   }
 }
@@ -43,7 +43,7 @@ std::string TextOf(const TDownloadJob& job) {
   try {
     ChooseProxy(job);
     return "";
-  } catch (const TFailure& failure) {
+  } catch (const TError& failure) {
     return failure.what();
   }
 }

@@ -44,8 +44,8 @@ class SerialStore : public testing::Test {
   std::optional<std::uint64_t> Last(const std::string& address = kAddress) const {
     try {
       return Store(address).Last();
-    } catch (const TFailure& failure) {
-      EXPECT_EQ(failure.Outcome(), EOutcome::kStateUnusable);
+    } catch (const TError& failure) {
+      EXPECT_EQ(OutcomeOf(failure), EOutcome::kStateUnusable);
       EXPECT_NE(std::string(failure.what()).find(".json"), std::string::npos) << failure.what();
       return std::nullopt;
     }

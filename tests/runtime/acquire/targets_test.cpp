@@ -17,8 +17,8 @@ EOutcome OutcomeOf(TAct act) {
   try {
     act();
     return EOutcome::kDone;
-  } catch (const TFailure& failure) {
-    return failure.Outcome();
+  } catch (const TError& failure) {
+    return OutcomeOf(failure);
   }
 }
 

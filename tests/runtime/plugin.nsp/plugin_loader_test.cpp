@@ -1,4 +1,5 @@
 #include "runtime/plugin.nsp/plugin_loader.h"
+#include "base/error.h"
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
@@ -55,7 +56,7 @@ class PluginLoader : public ::testing::Test {
   std::string FailureOf(const std::string& path) {
     try {
       LoadPlugin(path, *manager);
-    } catch (const TPluginLoadError& error) {
+    } catch (const TError& error) {
       EXPECT_EQ(std::string(error.what()).find("The plug-in \"" + path + "\" "), 0U)
           << error.what();
       return error.what();
@@ -312,7 +313,7 @@ TEST_F(PluginLoader, TakesAGroupOfTheOwnersOwnNumberForTheOwner) {
       try {
         LoadPlugin(library, *manager);
         std::_Exit(isLoaded ? 0 : 1);
-      } catch (const TPluginLoadError&) {
+      } catch (const TError&) {
         std::_Exit(isLoaded ? 1 : 0);
       }
     };
@@ -354,7 +355,7 @@ TEST_F(PluginLoader, TakesAnAccessListForTheUserOfTheProcess) {
     try {
       LoadPlugin(library, *manager);
       std::_Exit(isLoaded ? 0 : 1);
-    } catch (const TPluginLoadError&) {
+    } catch (const TError&) {
       std::_Exit(isLoaded ? 1 : 0);
     }
   };
@@ -422,7 +423,7 @@ TEST_F(PluginLoader, LoadsWhatItLookedAtHoweverALinkIsFlipped) {
     try {
       LoadPlugin((folder / "link" / "plugin.so").string(), *manager);
       ++loaded;
-    } catch (const TPluginLoadError& error) {
+    } catch (const TError& error) {
       ++refused;
       EXPECT_NE(std::string(error.what()).find("another user"), std::string::npos) << error.what();
     }
@@ -446,7 +447,7 @@ TEST_F(PluginLoader, TrustsRootAloneInAProcessWithMoreRightsThanItsUser) {
     try {
       LoadPlugin(library, *manager);
       std::_Exit(isLoaded ? 0 : 1);
-    } catch (const TPluginLoadError& error) {
+    } catch (const TError& error) {
       const bool isOwner = std::string(error.what()).find("another user") != std::string::npos;
       std::_Exit(!isLoaded && isOwner ? 0 : 3);
     }
