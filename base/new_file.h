@@ -40,7 +40,11 @@ class TNewFile {
   TNewFile(const TNewFile&) = delete;
   TNewFile& operator=(const TNewFile&) = delete;
 
-  void Write(std::string_view bytes);
+  void Write(std::string_view bytes) {
+    if (buffer.size() + bytes.size() > kBuffer) PutBuffer();
+    if (bytes.size() > kBuffer) return Put(bytes);
+    buffer += bytes;
+  }
   void StartOver();
   // On stable storage, in its place, and with the mode of the file that was there.
   void Publish();
@@ -50,8 +54,17 @@ class TNewFile {
   void PublishAs(const std::string& path);
 
  private:
+  static constexpr std::size_t kBuffer = std::size_t{1} << 16;
+
+  void Put(std::string_view bytes);
+  void PutBuffer() {
+    Put(buffer);
+    buffer.clear();
+  }
+
   struct TState;
   std::unique_ptr<TState> state;
+  std::string buffer;
 };
 
 // How a file begins that is written in place.

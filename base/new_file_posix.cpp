@@ -13,7 +13,6 @@ namespace svc::files {
 
 namespace {
 
-constexpr std::size_t kBuffer = std::size_t{1} << 16;
 constexpr mode_t kModeBits = 0777;
 
 [[noreturn]] void Fail(int error) { throw FileError(error); }
@@ -42,31 +41,23 @@ struct TNewFile::TState {
   TPlace place;
   std::string part;
   TDescriptor file;
-  std::string buffer;
   bool isThere = false;
 
   ~TState() {
     if (isThere) ::unlinkat(place.folder.Get(), part.c_str(), 0);
   }
-  void Put(std::string_view bytes);
-  void PutBuffer();
   void TakeModeOfOld();
   void Finish();
   void Move(const TPlace& target, unsigned flags);
 };
 
-void TNewFile::TState::Put(std::string_view bytes) {
+void TNewFile::Put(std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = ::write(file.Get(), bytes.data(), bytes.size());
+    const ssize_t written = ::write(state->file.Get(), bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) Fail(errno);
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
-}
-
-void TNewFile::TState::PutBuffer() {
-  Put(buffer);
-  buffer.clear();
 }
 
 void TNewFile::TState::TakeModeOfOld() {
@@ -81,7 +72,6 @@ void TNewFile::TState::TakeModeOfOld() {
 }
 
 void TNewFile::TState::Finish() {
-  PutBuffer();
   if (const int error = SyncDescriptor(file.Get()); error != 0) Fail(error);
   if (::close(file.Release()) != 0 && errno != EINTR) Fail(errno);
 }
@@ -115,14 +105,8 @@ TNewFile::TNewFile(const std::string& target, const TAnnounce& announce, unsigne
 
 TNewFile::~TNewFile() = default;
 
-void TNewFile::Write(std::string_view bytes) {
-  if (state->buffer.size() + bytes.size() > kBuffer) state->PutBuffer();
-  if (bytes.size() > kBuffer) return state->Put(bytes);
-  state->buffer += bytes;
-}
-
 void TNewFile::StartOver() {
-  state->buffer.clear();
+  buffer.clear();
   const int file = state->file.Get();
   if (::ftruncate(file, 0) != 0 || ::lseek(file, 0, SEEK_SET) != 0) Fail(errno);
 }
@@ -130,6 +114,7 @@ void TNewFile::StartOver() {
 void TNewFile::Publish() {
   const TDescriptor folder = OpenForSync(state->place.folder);
   state->TakeModeOfOld();
+  PutBuffer();
   state->Finish();
   state->Move(state->place, 0);
   const int error = folder ? SyncDescriptor(folder.Get()) : 0;
@@ -142,6 +127,7 @@ void TNewFile::Publish() {
 
 void TNewFile::PublishFirst() {
   const TDescriptor folder = OpenForSync(state->place.folder);
+  PutBuffer();
   state->Finish();
   state->Move(state->place, RENAME_NOREPLACE);
   const int error = folder ? SyncDescriptor(folder.Get()) : 0;
@@ -151,6 +137,7 @@ void TNewFile::PublishFirst() {
 void TNewFile::PublishAs(const std::string& path) {
   const TPlace target = FindPlace(path, ELastLink::kKept);
   if (target.name == ".") Fail(EISDIR);
+  PutBuffer();
   state->Finish();
   state->Move(target, 0);
 }

@@ -9,8 +9,6 @@
 
 namespace svc::files {
 
-using TFileError = TError;
-
 // What is taken beside regular files: with kGiven a pipe that the process was started with, as a
 // shell's <(...) or /dev/stdin, and /dev/null.
 enum class EPipes { kNone, kGiven };

@@ -55,6 +55,12 @@ class ICollector {
   virtual std::vector<SourceState> TrySources() const = 0;
 };
 
+// The collector of the module libsvcheck-collect.so, which lies beside the other libraries and is
+// loaded, with the libraries that it needs, at the first call: few programs need it. Valid until
+// the process ends; the same at each call. May be called from any thread. Throws TError when the
+// module cannot be loaded, with what to do.
+const ICollector& LoadCollector();
+
 }  // namespace svc::collect
 
 #endif  // COLLECT_COLLECTOR_H_

@@ -1,5 +1,4 @@
-#include "collect/load.h"
-
+#include "collect/collector.h"
 #include "runtime/acquire/module.h"
 
 namespace svc::collect {
@@ -7,7 +6,7 @@ namespace svc::collect {
 const ICollector& LoadCollector() {
   using TEntry = const ICollector* (*)();
   static const ICollector& collector =
-      *reinterpret_cast<TEntry>(acquire::FindInModule("svcheck-collect", "SvcheckCollector"))();
+      *acquire::FindInModule<TEntry>("svcheck-collect", "SvcheckCollector")();
   return collector;
 }
 

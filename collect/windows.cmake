@@ -3,7 +3,7 @@ find_package(fmt REQUIRED)
 
 svc_folder(collect
   SOURCES
-    cim_xml.cpp ipmi.cpp native_text_windows.cpp product_names.cpp text.cpp
+    cim_xml.cpp ipmi.cpp product_names.cpp text.cpp
     windows/windows_machine.cpp
     windows/windows_sources.cpp windows/wmi.cpp
   LINKS base fmt::fmt ole32 oleaut32 wbemuuid version)

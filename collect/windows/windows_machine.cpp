@@ -1,9 +1,11 @@
 #include "collect/windows/windows_machine.h"
 
+#include <fmt/format.h>
 #include <windows.h>
 #include <array>
 
-#include "collect/native_text_windows.h"
+#include "base/utf16.h"
+#include "collect/text.h"
 #include "collect/windows/windows_sources.h"
 #include "collect/windows/wmi.h"
 
@@ -37,6 +39,13 @@ class TThisWindowsMachine : public IWindowsMachine {
 
 std::unique_ptr<IWindowsMachine> ThisWindowsMachine() {
   return std::make_unique<TThisWindowsMachine>();
+}
+
+std::string SystemProblem(unsigned long code) {
+  const std::string said = CleanText(SystemMessage(code));
+  const std::string number =
+      code > 0xFFFF ? fmt::format("error {:#x}", code) : fmt::format("error {}", code);
+  return said.empty() ? number : fmt::format("{} ({})", said, number);
 }
 
 namespace {

@@ -50,6 +50,9 @@ class IWindowsMachine {
 // The machine that this program runs on.
 std::unique_ptr<IWindowsMachine> ThisWindowsMachine();
 
+// "access is denied (error 5)": an error or result code in the system's words. Any thread.
+std::string SystemProblem(unsigned long code);
+
 }  // namespace svc::collect
 
 #endif  // COLLECT_WINDOWS_WINDOWS_MACHINE_H_

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "base/utf16.h"
 #include "collect/ipmi.h"
-#include "collect/native_text_windows.h"
 #include "collect/product_names.h"
 
 namespace svc::collect {
@@ -226,11 +226,11 @@ DWORD ListDrivers(SC_HANDLE manager, TBlock& block, DWORD& count) {
 TAnswer<std::vector<TDriverService>> DriverServices() {
   const TService manager(
       OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_ENUMERATE_SERVICE));
-  if (!manager) return {{}, SystemText(GetLastError())};
+  if (!manager) return {{}, SystemProblem(GetLastError())};
   TBlock block;
   DWORD count = 0;
   const DWORD error = ListDrivers(manager.get(), block, count);
-  if (error != ERROR_SUCCESS) return {{}, SystemText(error)};
+  if (error != ERROR_SUCCESS) return {{}, SystemProblem(error)};
   const auto* const services = reinterpret_cast<const ENUM_SERVICE_STATUS_PROCESSW*>(block.data());
   TAnswer<std::vector<TDriverService>> answer;
   for (const auto* service = services; service != services + count; ++service) {

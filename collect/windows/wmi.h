@@ -37,13 +37,13 @@ class TWmi {
 
 #include <string>
 
-#include "collect/native_text_windows.h"
+#include "base/utf16.h"
 
 namespace svc::collect {
 
 // Throws TError for a call that failed, in the system's words.
 inline void Check(HRESULT result) {
-  if (FAILED(result)) throw TError(SystemText(static_cast<unsigned long>(result)));
+  if (FAILED(result)) throw TError(SystemProblem(static_cast<unsigned long>(result)));
 }
 
 // A reference to an object, counted.

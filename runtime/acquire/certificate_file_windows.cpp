@@ -6,7 +6,7 @@
 #include <iterator>
 #include <vector>
 
-#include "runtime/acquire/native_text_windows.h"
+#include "base/utf16.h"
 #include "runtime/acquire/outcome.h"
 
 namespace svc::acquire {

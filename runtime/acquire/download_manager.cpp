@@ -4,7 +4,6 @@
 #include "host/acquire/acquire_callback.h"
 #include "host/acquire/download_manager.h"
 #include "host/hskcore/os_specific.h"
-#include "runtime/acquire/download_manager.h"
 #include "runtime/acquire/engine.h"
 #include "runtime/acquire/module.h"
 
@@ -33,8 +32,8 @@ void CheckSettings(const TSettings& settings) {
 void Run(const TDownloadJob& job, AcquireCallbackIfc& callback, TOutcome& outcome) {
   if (job.settings.offline) return;
   CheckSettings(job.settings);
-  const auto engine = reinterpret_cast<svc::acquire::TEngineFunction>(
-      svc::acquire::FindInModule(svc::acquire::kEngineModule, svc::acquire::kEngineFunction));
+  const auto engine = svc::acquire::FindInModule<svc::acquire::TEngineFunction>(
+      svc::acquire::kEngineModule, svc::acquire::kEngineFunction);
   engine(job, callback, outcome);
 }
 

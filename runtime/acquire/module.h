@@ -9,9 +9,15 @@
 
 namespace svc::acquire {
 
-// The address of a function that the module exports under a C name. The module lies beside this
-// library and stays loaded until the process ends. Throws TError (kIncomplete).
-ACQUIRE_API void* FindInModule(const std::string& module, const char* function);
+// The address of what the module exports under a C name. The module lies beside this library, of
+// which there is one wherever the program lies, and stays loaded until the process ends. Throws
+// TError (kIncomplete).
+ACQUIRE_API void* AddressInModule(const std::string& module, const char* name);
+
+template <typename TFunction>
+TFunction FindInModule(const std::string& module, const char* name) {
+  return reinterpret_cast<TFunction>(AddressInModule(module, name));
+}
 
 }  // namespace svc::acquire
 

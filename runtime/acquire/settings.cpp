@@ -3,8 +3,6 @@
 #include <mutex>
 #include <utility>
 
-#include "runtime/acquire/download_manager.h"
-
 namespace svc::acquire {
 namespace {
 

@@ -77,6 +77,8 @@ struct TOutcome {
   std::optional<std::vector<std::string>> offered = {};
 };
 ACQUIRE_API TOutcome LastOutcome();
+// For the download manager alone.
+void SetLastOutcome(TOutcome outcome);
 
 }  // namespace svc::acquire
 

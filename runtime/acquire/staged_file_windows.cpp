@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <string>
 
+#include "base/utf16.h"
 #include "runtime/acquire/download_folder.h"
-#include "runtime/acquire/native_text_windows.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/serial_store.h"
 #include "runtime/acquire/staged_file.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/error.h"
-#include "runtime/acquire/native_text_windows.h"
+#include "base/utf16.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/transport.h"
 #include "runtime/acquire/transport_winhttp.h"

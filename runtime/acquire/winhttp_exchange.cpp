@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/acquire/native_text_windows.h"
+#include "base/utf16.h"
 #include "runtime/acquire/transport.h"
 #include "runtime/acquire/transport_winhttp.h"
 

@@ -58,7 +58,7 @@ char* WriteLine(char* target, int level, std::string_view message) {
 std::FILE* OpenLog(const std::string& path) {
   try {
     return files::OpenInPlace(TOSSpecific::NativePath(path), files::EStart::kEmpty);
-  } catch (const files::TFileError& error) {
+  } catch (const TError& error) {
     throw THSKException("The log \"" + path + "\" cannot be written: " + error.what(),
                         THSKStatusCode::kFailed);
   }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <system_error>
 
+#include "base/utf16.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "runtime/hskcore/os_platform.h"
@@ -12,23 +13,6 @@
 namespace NQRXHSK20 {
 
 namespace {
-
-std::wstring Wide(const std::string& text) {
-  const int given = static_cast<int>(text.size());
-  const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), given, nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(length), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.data(), given, wide.data(), length);
-  return wide;
-}
-
-std::string Narrow(const std::wstring& wide) {
-  const int given = static_cast<int>(wide.size());
-  const int length =
-      WideCharToMultiByte(CP_UTF8, 0, wide.data(), given, nullptr, 0, nullptr, nullptr);
-  std::string text(static_cast<std::size_t>(length), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, wide.data(), given, text.data(), length, nullptr, nullptr);
-  return text;
-}
 
 [[noreturn]] void ThrowUnreadable(const std::string& path, DWORD error) {
   throw THSKException(
@@ -55,12 +39,12 @@ std::string TOSSpecific::GetCurrentDir() {
   if (folder.ends_with(L'\\')) {
     folder.pop_back();
   }
-  return Narrow(folder);
+  return svc::Narrow(folder);
 }
 
 std::uint64_t TOSSpecific::GetFileSize(const std::string& path) {
   WIN32_FILE_ATTRIBUTE_DATA status;
-  if (!GetFileAttributesExW(Wide(path).c_str(), GetFileExInfoStandard, &status)) {
+  if (!GetFileAttributesExW(svc::Widen(path).c_str(), GetFileExInfoStandard, &status)) {
     const DWORD error = GetLastError();
     if (IsMissing(error)) {
       throw THSKException("\"" + path + "\" does not exist", THSKStatusCode::kFileNotFound);
@@ -75,7 +59,7 @@ std::uint64_t TOSSpecific::GetFileSize(const std::string& path) {
 
 std::vector<std::string> TOSSpecific::ListDir(const std::string& path) {
   WIN32_FIND_DATAW found;
-  const HANDLE first = FindFirstFileW((Wide(path) + L"\\*").c_str(), &found);
+  const HANDLE first = FindFirstFileW((svc::Widen(path) + L"\\*").c_str(), &found);
   if (first == INVALID_HANDLE_VALUE) {
     const DWORD error = GetLastError();
     if (IsMissing(error)) {
@@ -86,7 +70,7 @@ std::vector<std::string> TOSSpecific::ListDir(const std::string& path) {
   const std::unique_ptr<HANDLE, TCloseSearch> search(first);
   std::vector<std::string> names;
   do {
-    const std::string name = Narrow(found.cFileName);
+    const std::string name = svc::Narrow(found.cFileName);
     if (name != "." && name != "..") {
       names.push_back(name);
     }
@@ -107,7 +91,7 @@ namespace svc {
 std::string DefaultDriveRoot() { return ""; }
 
 std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
-  return _wfopen(NQRXHSK20::Wide(path).c_str(), NQRXHSK20::Wide(mode).c_str());
+  return _wfopen(Widen(path).c_str(), Widen(mode).c_str());
 }
 
 std::size_t BlockSize(void* block) noexcept { return _msize(block); }

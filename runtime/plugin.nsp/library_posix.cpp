@@ -1,17 +1,13 @@
-#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/algorithm/string/replace.hpp>
 #include <cerrno>
 #include <exception>
-#include <system_error>
 
 #include "base/error.h"
 #include "base/path_walk.h"
-#include "base/read_file.h"
 #include "runtime/plugin.nsp/library.h"
-#include "runtime/plugin.nsp/plugin_loader.h"
 
 namespace svc {
 
@@ -21,12 +17,6 @@ using TLibraryEntry = int(void* module, unsigned long reason, void* reserved);
 constexpr unsigned long kProcessAttach = 1;
 
 using files::TDescriptor;
-
-[[noreturn]] void Refuse(const std::string& path, const std::string& cause) {
-  throw TError("The plug-in \"" + path + "\" cannot be loaded: " + cause);
-}
-
-std::string ErrorText(int error) { return std::generic_category().message(error); }
 
 // Whoever owns the program that runs could have put anything in its place: so runs a build of
 // somebody's own under sudo.
@@ -43,8 +33,6 @@ bool IsTrusted(uid_t user) {
 // Refuses what others than the trusted can change on the way to the plug-in.
 class TReachRules : public files::IWayRules {
  public:
-  explicit TReachRules(const std::string& plugin) : plugin(plugin) {}
-
   // Who can write to a folder can put another in the place of what is below it, unless the folder
   // keeps everybody to their own entries (inode(7), the sticky bit), as /tmp does.
   void Enter(const TDescriptor& folder, const struct stat& status,
@@ -61,41 +49,28 @@ class TReachRules : public files::IWayRules {
   }
 
   void CheckEnd(const files::TPlace& place) const {
-    if (!place.entry && place.name != ".") Refuse(plugin, ErrorText(ENOENT));
-    if (!S_ISREG(place.status.st_mode)) Refuse(plugin, "it is no regular file");
+    if (!place.entry && place.name != ".") throw FileError(ENOENT);
+    if (!S_ISREG(place.status.st_mode)) throw TError("it is no regular file");
     CheckOwner(place.status, place.Path());
     CheckWriters(place.entry, place.status, place.Path());
     struct stat folder;
-    if (fstat(place.folder.Get(), &folder) != 0) Refuse(plugin, ErrorText(errno));
+    if (fstat(place.folder.Get(), &folder) != 0) throw FileError(errno);
     CheckWriters(place.folder, folder, place.folderPath);
   }
 
  private:
   void CheckOwner(const struct stat& status, const std::string& path) const {
     if (IsTrusted(status.st_uid)) return;
-    Refuse(plugin, "\"" + path + "\" belongs to another user than root or you");
+    throw TError("\"" + path + "\" belongs to another user than root or you");
   }
 
   void CheckWriters(const TDescriptor& file, const struct stat& status,
                     const std::string& path) const {
     if (!files::OthersMayWrite(file, status, IsTrusted)) return;
-    Refuse(plugin, "others may write to \"" + path + "\"; take that right away with: chmod go-w '" +
-                       boost::replace_all_copy(path, "'", "'\\''") + "'");
+    throw TError("others may write to \"" + path + "\"; take that right away with: chmod go-w '" +
+                 boost::replace_all_copy(path, "'", "'\\''") + "'");
   }
-
-  const std::string& plugin;
 };
-
-files::TPlace FindPlugin(const std::string& path) {
-  TReachRules rules(path);
-  try {
-    files::TPlace place = files::Walk(path, rules);
-    rules.CheckEnd(place);
-    return place;
-  } catch (const TError& error) {
-    Refuse(path, error.what());
-  }
-}
 
 }  // namespace
 
@@ -103,33 +78,33 @@ bool IsAbsolutePath(const std::string& path) { return path.starts_with('/'); }
 
 // The library is named by the descriptor of its folder, which nobody else can write to: so it is
 // the one that was looked at, whatever became of the path, and what it needs is found from $ORIGIN.
-TLibrary OpenLibrary(const std::string& path) {
-  files::TPlace place = FindPlugin(path);
+TModule OpenLibrary(const std::string& path) {
+  TReachRules rules;
+  files::TPlace place = files::Walk(path, rules);
+  rules.CheckEnd(place);
   const std::string name = place.folder.Path() + "/" + place.name;
-  const TLibrary library = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) {
-    Refuse(path, boost::replace_all_copy(std::string(dlerror()), name, place.Path()));
+  try {
+    TModule library(name);
+    // The dynamic linker takes an equal name for the same library: another folder must not get the
+    // number of this one.
+    place.folder.Release();
+    return library;
+  } catch (const TError& error) {
+    throw TError(boost::replace_all_copy(std::string(error.what()), name, place.Path()));
   }
-  // The dynamic linker takes an equal name for the same library: another folder must not get the
-  // number of this one.
-  place.folder.Release();
-  return library;
 }
 
-std::string RunEntry(TLibrary library) {
-  auto* entry = reinterpret_cast<TLibraryEntry*>(dlsym(library, "LibraryEntry"));
-  if (entry == nullptr) {
-    return "it has no entry \"LibraryEntry\", so it is no plug-in";
-  }
+std::string RunEntry(const TModule& library) {
+  const auto entry = library.Find<TLibraryEntry*>("LibraryEntry");
+  if (entry == nullptr) return "it has no entry \"LibraryEntry\", so it is no plug-in";
   try {
-    return entry(library, kProcessAttach, nullptr) != 0 ? "" : "its entry refused to start";
+    return entry(library.Handle(), kProcessAttach, nullptr) != 0 ? ""
+                                                                 : "its entry refused to start";
   } catch (const std::exception& error) {
     return std::string("its entry failed: ") + error.what();
   } catch (...) {
     return "its entry failed with an exception of an unknown kind";
   }
 }
-
-void CloseLibrary(TLibrary library) noexcept { dlclose(library); }
 
 }  // namespace svc

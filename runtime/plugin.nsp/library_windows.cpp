@@ -4,25 +4,12 @@
 #include <string>
 #include <system_error>
 
-#include "base/error.h"
+#include "base/utf16.h"
 #include "runtime/plugin.nsp/library.h"
-#include "runtime/plugin.nsp/plugin_loader.h"
 
 namespace svc {
 
 namespace {
-
-[[noreturn]] void Refuse(const std::string& path, const std::string& cause) {
-  throw TError("The plug-in \"" + path + "\" cannot be loaded: " + cause);
-}
-
-std::wstring Wide(const std::string& text) {
-  const int given = static_cast<int>(text.size());
-  const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), given, nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(length), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.data(), given, wide.data(), length);
-  return wide;
-}
 
 std::string CauseOf(DWORD error) {
   return error == ERROR_DLL_INIT_FAILED ? "its entry refused to start or failed"
@@ -30,12 +17,12 @@ std::string CauseOf(DWORD error) {
 }
 
 void CheckIsFile(const std::string& path) {
-  const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
+  const DWORD attributes = GetFileAttributesW(Widen(path).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) {
-    Refuse(path, CauseOf(GetLastError()));
+    throw TError(CauseOf(GetLastError()));
   }
   if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
-    Refuse(path, "it is a folder");
+    throw TError("it is a folder");
   }
 }
 
@@ -50,19 +37,15 @@ bool IsAbsolutePath(const std::string& path) {
 }
 
 // The entry, DllMain, runs meanwhile.
-TLibrary OpenLibrary(const std::string& path) {
+TModule OpenLibrary(const std::string& path) {
   CheckIsFile(path);
-  const HMODULE library =
-      LoadLibraryExW(Wide(path).c_str(), nullptr,
-                     LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
-  if (library == nullptr) {
-    Refuse(path, CauseOf(GetLastError()));
+  try {
+    return TModule(path);
+  } catch (const TError& error) {
+    throw TError(CauseOf(static_cast<DWORD>(error.Number())));
   }
-  return library;
 }
 
-std::string RunEntry(TLibrary) { return ""; }
-
-void CloseLibrary(TLibrary library) noexcept { FreeLibrary(static_cast<HMODULE>(library)); }
+std::string RunEntry(const TModule& /*library*/) { return ""; }
 
 }  // namespace svc

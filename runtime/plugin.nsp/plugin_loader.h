@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "base/error.h"
 #include "host/hskcore/export.h"
 #include "host/plugin.nsp/plugin_manager.h"
 
@@ -22,8 +21,8 @@ namespace svc {
 // program's mode, all of it must belong to root. (On Windows the folder's access list is what
 // protects it.)
 //
-// Throws TError. REQUIRES: `manager` is the installed plug-in manager; no other thread
-// registers plug-ins.
+// Throws TError, which says what, where and what to do. REQUIRES: `manager` is the installed
+// plug-in manager; no other thread registers plug-ins.
 PLUGIN_NSP_API NQRXHSK20::TPluginManagerProvider* LoadPlugin(
     const std::string& path, NQRXHSK20::TPluginManagerNamespace& manager);
 

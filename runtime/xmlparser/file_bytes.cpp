@@ -41,7 +41,7 @@ std::atomic<bool> isWaitingAllowed = true;
 TFile OpenRegular(const std::string& path, const std::string& native) {
   try {
     return TFile(files::OpenToRead(native, files::EPipes::kNone));
-  } catch (const files::TFileError& error) {
+  } catch (const TError& error) {
     FailToRead(path, "opened", error.what());
   }
 }

@@ -12,7 +12,6 @@
 #include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/author/csv.h"
 #include "svcheck/author/driver_source.h"
-#include "svcheck/author/firmware_list.h"
 #include "svcheck/author/module.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/rules.h"

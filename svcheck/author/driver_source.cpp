@@ -12,7 +12,6 @@
 #include "report/text.h"
 #include "report/verdict.h"
 #include "svcheck/author/update.h"
-#include "svcheck/author/version_resource.h"
 #include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;

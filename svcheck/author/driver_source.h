@@ -32,6 +32,12 @@ struct TDriverList {
 // TError when the path cannot be read; what is broken within it becomes a remark.
 void CollectDrivers(const std::filesystem::path& path, TDriverList& list);
 
+// The version that a Windows driver states of itself. Of the bytes of a PE file (Microsoft's "PE
+// Format"): the four numbers of the file version in its version resource, as "4.17.0.64". Empty
+// where it has none; nothing where it is no PE file. Reads nothing outside the bytes, whatever they
+// hold. Pure; any thread.
+std::optional<std::string> FileVersionOf(std::string_view bytes);
+
 // ---- What differs by platform ----
 
 // The version that a kernel module states; empty when it states none. Throws TError,

@@ -1,4 +1,4 @@
-#include "svcheck/author/firmware_list.h"
+#include "svcheck/author/new_element.h"
 
 #include <fmt/format.h>
 

@@ -4,6 +4,7 @@
 #define SVCHECK_AUTHOR_NEW_ELEMENT_H_
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "svcheck/author/driver_source.h"
@@ -48,6 +49,13 @@ bool IsMachineType(const std::string& text);
 
 // A driver by itself. What it says must not make it firmware.
 TNewElement ElementOf(const TDriver& driver, const TFor& whom);
+
+// The elements of a list of firmware versions, as an administrator keeps them in a table. Its first
+// row names the columns: type, name, version, machine types, operating systems, and perhaps build.
+// Rows of adapters that belong together become one element. `otherwise` stands in where a row names
+// no machine type or no operating system. Throws TError (kText) at the first row that cannot be
+// used.
+std::vector<TNewElement> ReadFirmwareList(std::string_view text, const TFor& otherwise);
 
 }  // namespace svc::catalogue
 

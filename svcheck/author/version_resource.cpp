@@ -1,4 +1,4 @@
-#include "svcheck/author/version_resource.h"
+#include "svcheck/author/driver_source.h"
 
 #include <cstddef>
 #include <cstdint>

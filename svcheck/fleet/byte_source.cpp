@@ -49,7 +49,7 @@ TFile Open(const std::string& path) {
   if (path == "-") return TFile(stdin);
   try {
     return TFile(files::OpenToRead(path, files::EPipes::kNone));
-  } catch (const files::TFileError& error) {
+  } catch (const TError& error) {
     if (const std::string why = WhyNoFile(path); !why.empty()) throw std::runtime_error(why);
     Fail(path, std::string("cannot be opened: ") + error.what());
   }
@@ -158,7 +158,7 @@ std::unique_ptr<IByteSource> OpenCompressed(TFile file, const std::string& path)
   using TOpen = IByteSource* (*)(TFile, const std::string&);
   TOpen open = nullptr;
   try {
-    open = reinterpret_cast<TOpen>(acquire::FindInModule("svcheck-unpack", "SvcOpenCompressed"));
+    open = acquire::FindInModule<TOpen>("svcheck-unpack", "SvcOpenCompressed");
   } catch (const TError& failure) {
     throw std::runtime_error(path + ": cannot be unpacked: " + failure.what());
   }

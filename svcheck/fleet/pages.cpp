@@ -100,7 +100,7 @@ TPages::TPages(const std::string& folder)
                     .count()) {
   std::error_code error;
   fs::create_directories(this->folder / kMachines, error);
-  if (error) throw TFailure("cannot make the folder " + folder + ": " + error.message());
+  if (error) throw TError("cannot make the folder " + folder + ": " + error.message());
   index = OpenOutput((this->folder / "index.html").string());
   index->Write(Head("Firmware and drivers of the fleet"));
   index->Write(kIndexHead);

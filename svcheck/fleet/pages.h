@@ -16,9 +16,9 @@ namespace svc::fleet {
 
 class TPages {
  public:
-  // Makes the folder. Throws TFailure.
+  // Makes the folder. Throws TError.
   explicit TPages(const std::string& folder);
-  // All lines of a machine. Throws TFailure, and std::runtime_error when they are none.
+  // All lines of a machine. Throws TError, and std::runtime_error when they are none.
   void Add(const std::string& machine, std::string_view lines);
   // Writes the end of the index, and makes it visible.
   void Finish(const TSummary& summary);

@@ -27,10 +27,10 @@ inline THandle Held(HANDLE handle) {
 
 class TProgramStarter {
  public:
-  // Throws TFailure.
+  // Throws TError.
   TProgramStarter();
 
-  // Returns its process. It inherits `channel`, standard error and nothing else. Throws TFailure.
+  // Returns its process. It inherits `channel`, standard error and nothing else. Throws TError.
   THandle Start(HANDLE channel) const;
 
  private:
@@ -48,7 +48,7 @@ class TPipe;
 // Where the system tells what has become of what was begun on the pipes. Outlives them.
 class TPort {
  public:
-  // Throws TFailure.
+  // Throws TError.
   TPort();
   // What closed pipes had begun uses their memory until the system says that it is over.
   ~TPort();
@@ -56,7 +56,7 @@ class TPort {
   TPort& operator=(const TPort&) = delete;
 
   // Waits until something is over that was begun on one of the pipes, and no longer than `most`
-  // where that is given; false when nothing was over by then. Throws TFailure.
+  // where that is given; false when nothing was over by then. Throws TError.
   bool Await(std::optional<std::chrono::milliseconds> most = {});
 
  private:
@@ -69,7 +69,7 @@ class TPort {
 class TPipe : public std::enable_shared_from_this<TPipe> {
  public:
   // `other` receives the end for a process that inherits it, where reading and writing wait. Throws
-  // TFailure.
+  // TError.
   static std::shared_ptr<TPipe> Make(TPort& port, THandle& other);
 
   // Whether Send would take something.

@@ -20,7 +20,7 @@ std::unique_ptr<IByteSource> Open(const std::string& path) {
   try {
     return OpenBytes(path);
   } catch (const std::runtime_error& error) {
-    throw TFailure(std::string("cannot read results: ") + error.what());
+    throw TError(std::string("cannot read results: ") + error.what());
   }
 }
 
@@ -43,7 +43,7 @@ std::optional<TResultReader::TMachine> TResultReader::Next() {
       return machine;
     }
   } catch (const std::runtime_error& error) {
-    throw TFailure(path + ": " + error.what() + "; give a file that `svcheck fleet` wrote");
+    throw TError(path + ": " + error.what() + "; give a file that `svcheck fleet` wrote");
   }
   return {};
 }
@@ -62,7 +62,7 @@ TResultFile::TResultFile(std::string given,
   }
   Open(files::EStart::kBehind);
   if (const int error = files::Truncate(file, whole); error != 0) {
-    throw TFailure("cannot go on with " + path + ": " + std::generic_category().message(error));
+    throw TError("cannot go on with " + path + ": " + std::generic_category().message(error));
   }
 }
 
@@ -77,13 +77,13 @@ void TResultFile::Open(files::EStart start) {
   }
   try {
     file = files::OpenInPlace(path, start);
-  } catch (const files::TFileError& error) {
+  } catch (const TError& error) {
     Fail(error.what());
   }
 }
 
 void TResultFile::Fail(const std::string& reason) const {
-  throw TFailure("cannot write " + (path == "-" ? "standard output" : path) + ": " + reason +
+  throw TError("cannot write " + (path == "-" ? "standard output" : path) + ": " + reason +
                  "; check that there is space and that you may write there");
 }
 
@@ -110,7 +110,7 @@ void MergeResults(const std::vector<std::string>& shards,
     const auto machine = readers[at]->Next();
     if (readers[at]->IsTorn() || (machine && ended)) {
       const std::string& torn = shards[readers[at]->IsTorn() ? at : *ended];
-      throw TFailure("the results " + torn +
+      throw TError("the results " + torn +
                      " are not whole; run that shard again with --resume, then merge");
     }
     if (machine) {

@@ -25,9 +25,9 @@ class TResultReader {
     std::string lines;  // All of them, with their ends.
   };
 
-  // Throws TFailure.
+  // Throws TError.
   explicit TResultReader(const std::string& path);
-  // None at the end, or where the rest is no whole machine. Throws TFailure for lines that no
+  // None at the end, or where the rest is no whole machine. Throws TError for lines that no
   // fleet wrote.
   std::optional<TMachine> Next();
   // Behind the last machine that was read, in bytes from the start.
@@ -46,16 +46,16 @@ class TResultReader {
 // that what is done stays when the run is interrupted, and is on stable storage when it is closed.
 class TResultFile {
  public:
-  // "-" is standard output. Throws TFailure.
+  // "-" is standard output. Throws TError.
   explicit TResultFile(std::string path);
   // Keeps the machines that the file holds and drops what is behind them; hands each to `seen`.
-  // Throws TFailure.
+  // Throws TError.
   TResultFile(std::string path, const std::function<void(const TResultReader::TMachine&)>& seen);
   ~TResultFile();
   TResultFile(const TResultFile&) = delete;
   TResultFile& operator=(const TResultFile&) = delete;
 
-  // Throws TFailure when it cannot be written.
+  // Throws TError when it cannot be written.
   void Write(std::string_view lines);
   void Close();
 
@@ -68,7 +68,7 @@ class TResultFile {
 };
 
 // Puts the results of shards, given in their order, together as one run would have written them.
-// Throws TFailure when a shard is not whole.
+// Throws TError when a shard is not whole.
 void MergeResults(const std::vector<std::string>& shards,
                   const std::function<void(const TResultReader::TMachine&)>& take);
 

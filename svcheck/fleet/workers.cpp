@@ -193,7 +193,7 @@ std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> s
 }
 
 void FailWorker(const char* action, const std::string& why) {
-  throw TFailure(std::string("cannot ") + action + " a worker process: " + why +
+  throw TError(std::string("cannot ") + action + " a worker process: " + why +
                  "; give fewer --jobs");
 }
 

@@ -30,12 +30,12 @@ class IWorkers {
   virtual bool IsIdle() const = 0;
   // REQUIRES: HasRoom().
   virtual void Give(std::uint64_t number, TTask task) = 0;
-  // Waits for the next answer, in whatever order. REQUIRES: !IsIdle(). Throws TFailure.
+  // Waits for the next answer, in whatever order. REQUIRES: !IsIdle(). Throws TError.
   virtual TAnswer Wait() = 0;
 };
 
 // Starts `jobs` of them; when this returns, the catalogue is known to be of use. One that answers
-// no task within `mostTime` (0 for as long as it takes) is ended. Throws TFailure (4 when the
+// no task within `mostTime` (0 for as long as it takes) is ended. Throws TError (4 when the
 // catalogue is of no use).
 std::unique_ptr<IWorkers> StartWorkers(int jobs, std::chrono::seconds mostTime,
                                        const TCheckSettings& settings);
@@ -88,7 +88,7 @@ class IWorkerProcess {
   virtual bool HasBegun() const = 0;
   // Hands over what it can take now, off the front.
   virtual void Send(std::string& bytes) = 0;
-  // Adds what it has answered meanwhile; false when it has ended. Throws TFailure where it says
+  // Adds what it has answered meanwhile; false when it has ended. Throws TError where it says
   // that it cannot begin.
   virtual bool Receive(std::string& bytes) = 0;
   // How it ended, for a person. REQUIRES: Receive has returned false.
@@ -105,10 +105,10 @@ class IWorkerSystem {
   };
 
   virtual ~IWorkerSystem() = default;
-  // Throws TFailure.
+  // Throws TError.
   virtual std::unique_ptr<IWorkerProcess> Start() = 0;
   // Waits until one of them can take something or has answered or ended, and no longer than `most`
-  // where that is given; marks those. It may mark none. Throws TFailure.
+  // where that is given; marks those. It may mark none. Throws TError.
   virtual void Wait(std::vector<TAwaited>& awaited,
                     std::optional<std::chrono::milliseconds> most) = 0;
   virtual std::chrono::steady_clock::time_point Now() const {
@@ -127,7 +127,7 @@ struct TWorkerLimits {
 // An answer that no memory holds.
 inline constexpr std::uint64_t kMostAnswer = std::uint64_t{16} << 30U;
 
-// Throws TFailure.
+// Throws TError.
 std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> system,
                                       const TWorkerLimits& limits);
 

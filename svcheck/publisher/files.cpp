@@ -1,10 +1,12 @@
 #include "svcheck/publisher/files.h"
 
 #include "base/error.h"
+#include "base/module.h"
 #include "base/new_file.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/minisign.h"
 #include "runtime/acquire/staged_file.h"
+#include "runtime/hskcore/host_setup.h"
 
 namespace svc::repository {
 namespace {
@@ -43,6 +45,13 @@ void WriteText(const std::string& path, const std::string& text) {
   } catch (const TError& error) {
     throw TError(path + " cannot be written: " + error.what());
   }
+}
+
+std::string InstalledDataFolder() {
+  const auto here = reinterpret_cast<const void*>(&InstalledDataFolder);
+  const auto folder = PathOf(FolderOfCode(here)).parent_path() / "share" / "svcheck";
+  const auto name = folder.u8string();
+  return {name.begin(), name.end()};
 }
 
 }  // namespace svc::repository

@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <termios.h>
 #include <unistd.h>
 #include <filesystem>
@@ -55,12 +54,6 @@ std::string AskPassword(const std::string& purpose) {
   std::string password;
   if (!std::getline(std::cin, password)) throw TError("no password was given");
   return password;
-}
-
-std::string InstalledDataFolder() {
-  Dl_info info;
-  if (dladdr(reinterpret_cast<const void*>(&InstalledDataFolder), &info) == 0) return "data";
-  return std::filesystem::path(info.dli_fname).parent_path().parent_path() / "share" / "svcheck";
 }
 
 }  // namespace svc::repository

@@ -11,48 +11,10 @@
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/outcome.h"
 #include "svcheck/publisher/build.h"
+#include "svcheck/publisher/command.h"
 #include "svcheck/publisher/files.h"
-#include "svcheck/publisher/module.h"
 #include "svcheck/publisher/secret_key.h"
 #include "svcheck/system/failure.h"
-
-namespace svc::repository {
-
-namespace {
-
-void Act(TCommand command) {
-  if (command.dataFolder.empty()) command.dataFolder = InstalledDataFolder();
-  switch (command.action) {
-    case EAction::kKeygen:
-      return MakeKeys(command);
-    case EAction::kBuild:
-      return BuildManifest(command);
-    case EAction::kSign:
-      return SignManifest(command);
-    case EAction::kVerify:
-      return VerifyRepository(command);
-    case EAction::kNone:
-      break;
-  }
-}
-
-int Run(const TCommand& command) {
-  try {
-    Act(command);
-    return kExitDone;
-  } catch (const std::exception& failure) {
-    ShowLine(std::string("svcheck: ") + failure.what());
-    return StatusOf(failure);
-  }
-}
-
-}  // namespace
-
-}  // namespace svc::repository
-
-extern "C" HOST_EXPORT int SvcRepository(const svc::repository::TCommand& command) noexcept {
-  return svc::repository::Run(command);
-}
 
 namespace svc::repository {
 
@@ -97,8 +59,6 @@ TSecretKey ReadSecretKey(const std::string& path) {
   }
 }
 
-}  // namespace
-
 void MakeKeys(const TCommand& command) {
   const TSecretKey key = NewSecretKey();
   std::optional<std::string> password;
@@ -141,4 +101,36 @@ void VerifyRepository(const TCommand& command) {
              key ? ", signed with key " + acquire::KeyNumber(key->id) : ", not signed");
 }
 
+void Act(TCommand command) {
+  if (command.dataFolder.empty()) command.dataFolder = InstalledDataFolder();
+  switch (command.action) {
+    case EAction::kKeygen:
+      return MakeKeys(command);
+    case EAction::kBuild:
+      return BuildManifest(command);
+    case EAction::kSign:
+      return SignManifest(command);
+    case EAction::kVerify:
+      return VerifyRepository(command);
+    case EAction::kNone:
+      break;
+  }
+}
+
+int Run(const TCommand& command) {
+  try {
+    Act(command);
+    return kExitDone;
+  } catch (const std::exception& failure) {
+    ShowLine(std::string("svcheck: ") + failure.what());
+    return StatusOf(failure);
+  }
+}
+
+}  // namespace
+
 }  // namespace svc::repository
+
+extern "C" HOST_EXPORT int SvcRepository(const svc::repository::TCommand& command) noexcept {
+  return svc::repository::Run(command);
+}

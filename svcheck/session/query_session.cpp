@@ -185,7 +185,7 @@ TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerN
   InstallPluginManager(manager);
   try {
     provider = LoadPlugin(file.string(), *manager);
-  } catch (const TPluginLoadError& error) {
+  } catch (const TError& error) {
     throw TError(std::string(error.what()) + "; without --plugin, the installed one is taken");
   }
   if (provider->GetQueryInterface() != nullptr) return;

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "collect/load.h"
+#include "collect/collector.h"
 #include "rules/names.h"
 #include "runtime/acquire/settings.h"
 #include "runtime/hskcore/host_setup.h"

@@ -38,20 +38,12 @@ inline int StatusOf(const std::exception& error) noexcept {
   return own != nullptr ? StatusOf(own->Kind()) : kExitFailure;
 }
 
-// A TError named by its status.
-class TFailure : public TError {
- public:
-  explicit TFailure(const std::string& text, int status = kExitFailure)
-      : TError(text, KindOf(status)) {}
-  int Status() const noexcept { return StatusOf(Kind()); }
-
- private:
-  static constexpr EErrorKind KindOf(int status) {
-    for (const auto kind : {EErrorKind::kUsage, EErrorKind::kCatalogue, EErrorKind::kUnknown})
-      if (StatusOf(kind) == status) return kind;
-    return EErrorKind::kFailure;
-  }
-};
+// The kind of a failure that another process tells by its status.
+constexpr EErrorKind KindOf(int status) noexcept {
+  for (const auto kind : {EErrorKind::kUsage, EErrorKind::kCatalogue, EErrorKind::kUnknown})
+    if (StatusOf(kind) == status) return kind;
+  return EErrorKind::kFailure;
+}
 
 // What an exception says to a person.
 inline std::string ReasonOf(const std::exception& error) {

@@ -54,8 +54,8 @@ class TCatalogueVerb : public IVerb {
 
   int Run() override {
     if (command.dataFolder.empty()) command.dataFolder = DefaultDataFolder().string();
-    const auto act = reinterpret_cast<catalogue::TModuleFunction>(
-        acquire::FindInModule(catalogue::kModule, catalogue::kModuleFunction));
+    const auto act = acquire::FindInModule<catalogue::TModuleFunction>(catalogue::kModule,
+                                                                       catalogue::kModuleFunction);
     return act(command, TProgram());
   }
 

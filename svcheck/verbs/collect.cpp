@@ -1,6 +1,7 @@
 // `svcheck collect`: writes the inventory of a machine.
+
 #include "base/json_writer.h"
-#include "collect/load.h"
+#include "collect/collector.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/request.h"

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <string>
 
-#include "collect/load.h"
+#include "collect/collector.h"
 #include "host/acquire/acquire_callback.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "report/text.h"
@@ -218,8 +218,8 @@ acquire::TOutcome Fetch(const TQueryOptions& options) {
   job.settings = acquire::GetSettings();
   job.settings.stateFolder = folder.State();
   job.settings.limits.attempts = 1;
-  const auto run = reinterpret_cast<acquire::TEngineFunction>(
-      acquire::FindInModule(acquire::kEngineModule, acquire::kEngineFunction));
+  const auto run = acquire::FindInModule<acquire::TEngineFunction>(acquire::kEngineModule,
+                                                                   acquire::kEngineFunction);
   TSilentCallback callback;
   acquire::TOutcome outcome;
   run(job, callback, outcome);

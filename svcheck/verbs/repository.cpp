@@ -24,8 +24,8 @@ class TRepositoryVerb : public IVerb {
 
   int Run() override {
     DemandTrust();
-    const auto act = reinterpret_cast<repository::TModuleFunction>(
-        acquire::FindInModule(repository::kModule, repository::kModuleFunction));
+    const auto act = acquire::FindInModule<repository::TModuleFunction>(
+        repository::kModule, repository::kModuleFunction);
     return act(command);
   }
 

@@ -63,7 +63,7 @@ class TMadeFolder : public ::testing::Test {
     try {
       action();
       return 0;
-    } catch (const TFileError& error) {
+    } catch (const TError& error) {
       reason = error.what();
       return error.Number();
     }

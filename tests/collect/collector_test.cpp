@@ -15,9 +15,9 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "collect/collector.h"
 #include "collect/linux/linux_collector.h"
 #include "collect/linux/tree.h"
-#include "collect/load.h"
 #include "made_tree.h"
 
 namespace fs = std::filesystem;

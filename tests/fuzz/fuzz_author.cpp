@@ -95,7 +95,7 @@ TAnswer Run(int (*verb)(const TCommand&, const IProgram&), const char* format,
     const int status = verb(command, TProgram(text));
     Require(svc::report::ValidUtf8(text) == text, "what is printed is UTF-8");
     return {text, status, false};
-  } catch (const svc::TFailure& failure) {
+  } catch (const svc::TError& failure) {
     Require(text.empty() && *failure.what() != '\0', "a refusal says why, and nothing else");
     return {failure.what(), failure.Status(), true};
   }

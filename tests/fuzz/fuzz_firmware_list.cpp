@@ -1,6 +1,6 @@
 // Lists of firmware versions, and the catalogues that are made of them.
 #include "svcheck/author/csv.h"
-#include "svcheck/author/firmware_list.h"
+#include "svcheck/author/new_element.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::catalogue;

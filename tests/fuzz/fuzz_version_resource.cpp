@@ -1,7 +1,7 @@
 // Windows drivers, of which the version resource is read.
 #include <algorithm>
 
-#include "svcheck/author/version_resource.h"
+#include "svcheck/author/driver_source.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

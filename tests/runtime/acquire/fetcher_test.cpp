@@ -13,7 +13,7 @@ namespace {
 using std::chrono::milliseconds;
 
 EOutcome OutcomeOf(const std::optional<TError>& failure) {
-  return failure ? OutcomeOf(*failure) : EOutcome::kDone;
+  return failure ? acquire::OutcomeOf(*failure) : EOutcome::kDone;
 }
 
 std::string TextOf(const std::optional<TError>& failure) { return failure ? failure->what() : ""; }

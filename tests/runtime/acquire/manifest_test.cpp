@@ -304,7 +304,7 @@ EOutcome OutcomeOf(const std::function<void()>& check) {
     check();
     return EOutcome::kDone;
   } catch (const TError& failure) {
-    return OutcomeOf(failure);
+    return acquire::OutcomeOf(failure);
   }
 }
 

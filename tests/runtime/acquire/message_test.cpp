@@ -300,14 +300,15 @@ TEST(Message, OfAStateThatIsUnusableNamesItsFile) {
 }
 
 TEST(Message, OfAMissingPartOfTheInstallationNamesItAndTheCure) {
-  const auto [outcome, text] = EndingOf([] { FindInModule("no-such-module", "SvcRunDownload"); });
+  const auto [outcome, text] =
+      EndingOf([] { AddressInModule("no-such-module", "SvcRunDownload"); });
   EXPECT_EQ(outcome, EOutcome::kIncomplete);
   EXPECT_TRUE(text.starts_with("part of the installation cannot be loaded: ")) << text;
   EXPECT_TRUE(
       text.ends_with("/libno-such-module.so: cannot open shared object file: No such file "
                      "or directory; install the program again, with its libraries"))
       << text;
-  const auto missing = EndingOf([] { FindInModule("acquire", "SvcNoSuchFunction"); });
+  const auto missing = EndingOf([] { AddressInModule("acquire", "SvcNoSuchFunction"); });
   EXPECT_EQ(missing.first, EOutcome::kIncomplete);
   EXPECT_TRUE(
       missing.second.ends_with("undefined symbol: SvcNoSuchFunction; install the program "

@@ -334,7 +334,7 @@ TEST_F(PluginLoader, TrustsTheUserOfTheProcessWhateverItsNumber) {
     try {
       LoadPlugin(library, *manager);
       std::_Exit(isLoaded ? 0 : 1);
-    } catch (const TPluginLoadError&) {
+    } catch (const TError&) {
       std::_Exit(isLoaded ? 1 : 0);
     }
   };

@@ -17,7 +17,6 @@ namespace svc::files {
 namespace {
 
 constexpr std::size_t kWriteLimit = std::size_t{1} << 30;
-constexpr std::size_t kBuffer = std::size_t{1} << 16;
 
 std::filesystem::path Native(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());
@@ -69,7 +68,6 @@ ENamed WhatIsNamed(const std::string& path) {
 struct TNewFile::TState {
   std::string target;
   std::string part;
-  std::string buffer;
   int file = -1;
   bool isThere = false;
 
@@ -78,22 +76,7 @@ struct TNewFile::TState {
     if (isThere) _wunlink(Native(part).c_str());
   }
 
-  void Put(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const auto size = static_cast<unsigned>(std::min(bytes.size(), kWriteLimit));
-      const int written = _write(file, bytes.data(), size);
-      if (written <= 0) Fail(errno);
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-  }
-
-  void PutBuffer() {
-    Put(buffer);
-    buffer.clear();
-  }
-
   void Move(const std::string& to, DWORD flags) {
-    PutBuffer();
     if (_commit(file) != 0) Fail(errno);
     if (_close(std::exchange(file, -1)) != 0) Fail(errno);
     if (!MoveFileExW(Native(part).c_str(), Native(to).c_str(), flags | MOVEFILE_WRITE_THROUGH))
@@ -119,21 +102,40 @@ TNewFile::TNewFile(const std::string& target, const TAnnounce& announce, unsigne
 
 TNewFile::~TNewFile() = default;
 
-void TNewFile::Write(std::string_view bytes) {
-  if (state->buffer.size() + bytes.size() > kBuffer) state->PutBuffer();
-  if (bytes.size() > kBuffer) return state->Put(bytes);
-  state->buffer += bytes;
+void TNewFile::Put(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const auto size = static_cast<unsigned>(std::min(bytes.size(), kWriteLimit));
+    const int written = _write(state->file, bytes.data(), size);
+    if (written <= 0) Fail(errno);
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
 }
 
 void TNewFile::StartOver() {
-  state->buffer.clear();
+  buffer.clear();
   if (_chsize_s(state->file, 0) != 0 || _lseeki64(state->file, 0, SEEK_SET) != 0) Fail(errno);
 }
 
 // A rename that was written through is stable, and the system lets nobody sync a folder.
-void TNewFile::Publish() { state->Move(state->target, MOVEFILE_REPLACE_EXISTING); }
-void TNewFile::PublishFirst() { state->Move(state->target, 0); }
-void TNewFile::PublishAs(const std::string& path) { state->Move(path, MOVEFILE_REPLACE_EXISTING); }
+void TNewFile::Publish() { PublishAs(state->target); }
+void TNewFile::PublishFirst() {
+  PutBuffer();
+  state->Move(state->target, 0);
+}
+void TNewFile::PublishAs(const std::string& path) {
+  PutBuffer();
+  state->Move(path, MOVEFILE_REPLACE_EXISTING);
+}
+
+// Folders hold no pipes here.
+std::FILE* OpenToRead(const std::string& path, EPipes /*pipes*/) {
+  const std::filesystem::path native = Native(path);
+  std::error_code ignored;
+  if (std::filesystem::is_directory(native, ignored)) throw FileError(EISDIR, "it is a folder");
+  std::FILE* const file = _wfopen(native.c_str(), L"rb");
+  if (file == nullptr) Fail(errno);
+  return file;
+}
 
 std::FILE* OpenInPlace(const std::string& path, EStart start) {
   std::FILE* const file = _wfopen(Native(path).c_str(), start == EStart::kBehind ? L"ab" : L"wb");
