@@ -9,8 +9,8 @@
 #include <system_error>
 #include <utility>
 
-#include "base/read_file.h"
 #include "base/error.h"
+#include "base/read_file.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/acquire/module.h"
 #include "runtime/hskcore/host_setup.h"

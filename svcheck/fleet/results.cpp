@@ -84,7 +84,7 @@ void TResultFile::Open(files::EStart start) {
 
 void TResultFile::Fail(const std::string& reason) const {
   throw TError("cannot write " + (path == "-" ? "standard output" : path) + ": " + reason +
-                 "; check that there is space and that you may write there");
+               "; check that there is space and that you may write there");
 }
 
 void TResultFile::Write(std::string_view lines) {
@@ -111,7 +111,7 @@ void MergeResults(const std::vector<std::string>& shards,
     if (readers[at]->IsTorn() || (machine && ended)) {
       const std::string& torn = shards[readers[at]->IsTorn() ? at : *ended];
       throw TError("the results " + torn +
-                     " are not whole; run that shard again with --resume, then merge");
+                   " are not whole; run that shard again with --resume, then merge");
     }
     if (machine) {
       take(*machine);

@@ -194,7 +194,7 @@ std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> s
 
 void FailWorker(const char* action, const std::string& why) {
   throw TError(std::string("cannot ") + action + " a worker process: " + why +
-                 "; give fewer --jobs");
+               "; give fewer --jobs");
 }
 
 std::string CauseOf(const std::string& how) {

@@ -97,7 +97,7 @@ TAnswer Run(int (*verb)(const TCommand&, const IProgram&), const char* format,
     return {text, status, false};
   } catch (const svc::TError& failure) {
     Require(text.empty() && *failure.what() != '\0', "a refusal says why, and nothing else");
-    return {failure.what(), failure.Status(), true};
+    return {failure.what(), svc::StatusOf(failure), true};
   }
 }
 
