@@ -91,7 +91,7 @@ void CheckCatalogue(const std::string& text, const TCommand& command, const IPro
   const TCatalogue catalogue = ReadCatalogueText(text, PathOf(command.dataFolder));
   const std::vector<TUpdate> updates = UpdatesOf(catalogue);
   const std::vector<TFinding> findings = Lint(catalogue, updates);
-  TellEach(catalogue, findings, [&](const TToldFinding& finding) {
+  TellEach(catalogue, updates, findings, [&](const TToldFinding& finding) {
     program.Report(fmt::format("{}: {}: {}{}{}", NameOf(finding.rule.severity), finding.element,
                                finding.rule.what, finding.detail.empty() ? "" : ": ",
                                finding.detail));

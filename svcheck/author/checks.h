@@ -59,7 +59,7 @@ void CheckDriverVersionBlanks(const TUpdate& update, TTell& tell);
 void CheckNoElements(const std::vector<TUpdate>& updates, TTell& tell);
 void CheckDuplicateElement(const std::vector<TUpdate>& updates, TTell& tell);
 void CheckDuplicateName(const std::vector<TUpdate>& updates, TTell& tell);
-void CheckDuplicateDriver(const std::vector<TUpdate>& updates, TTell& tell);
+std::unique_ptr<ISeriesCheck> BeginDuplicateDriver();
 void CheckConflictingFirmware(const std::vector<TUpdate>& updates, TTell& tell);
 
 }  // namespace svc::catalogue

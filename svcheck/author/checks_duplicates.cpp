@@ -98,10 +98,12 @@ void CheckDuplicateName(const std::vector<TUpdate>& updates, TTell& tell) {
   }
 }
 
-void CheckDuplicateDriver(const std::vector<TUpdate>& updates, TTell& tell) {
-  TSeen seen;
-  for (const TUpdate& update : updates) {
-    if (update.IsAdapter()) continue;
+namespace {
+
+class TDuplicateDriver : public ISeriesCheck {
+ public:
+  void Look(const TUpdate& update, TTell& tell) override {
+    if (update.IsAdapter()) return;
     for (const TDriverEntry& driver : *update.drivers) {
       const TUpdate* const earlier =
           FindEarlier(seen, ComparedName(driver.name), update, [&](const TUpdate* other) {
@@ -114,6 +116,15 @@ void CheckDuplicateDriver(const std::vector<TUpdate>& updates, TTell& tell) {
       }
     }
   }
+
+ private:
+  TSeen seen;
+};
+
+}  // namespace
+
+std::unique_ptr<ISeriesCheck> BeginDuplicateDriver() {
+  return std::make_unique<TDuplicateDriver>();
 }
 
 void CheckConflictingFirmware(const std::vector<TUpdate>& updates, TTell& tell) {

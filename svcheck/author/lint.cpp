@@ -30,9 +30,10 @@ std::string Line(const TToldFinding& finding) {
   return fmt::format("{} [{}]\n    {}\n", text, finding.rule.id, finding.rule.advice);
 }
 
-void WriteTable(const TCatalogue& catalogue, const std::vector<TFinding>& findings,
-                TOutput& output) {
-  TellEach(catalogue, findings, [&](const TToldFinding& finding) { output.Write(Line(finding)); });
+void WriteTable(const TCatalogue& catalogue, const std::vector<TUpdate>& updates,
+                const std::vector<TFinding>& findings, TOutput& output) {
+  TellEach(catalogue, updates, findings,
+           [&](const TToldFinding& finding) { output.Write(Line(finding)); });
   output.Write(fmt::format("{}: {}, {}.\n", Plural(catalogue.CountElements(), "update element"),
                            Plural(CountOf(ESeverity::kError, findings), "error"),
                            Plural(CountOf(ESeverity::kWarning, findings), "warning")));
@@ -47,12 +48,13 @@ void WriteFinding(const TToldFinding& finding, TJsonWriter& json) {
 }
 
 void WriteJson(const TCommand& command, const TCatalogue& catalogue,
-               const std::vector<TFinding>& findings, TOutput& output) {
+               const std::vector<TUpdate>& updates, const std::vector<TFinding>& findings,
+               TOutput& output) {
   std::string text;
   TJsonWriter json(text);
   json.Object(kJsonDocument).Number("schema", 1).Text("catalogue", command.folder);
   json.Number("elements", catalogue.CountElements()).List("findings", kJsonRows);
-  TellEach(catalogue, findings, [&](const TToldFinding& finding) {
+  TellEach(catalogue, updates, findings, [&](const TToldFinding& finding) {
     WriteFinding(finding, json);
     output.Write(text);
     text.clear();
@@ -82,9 +84,9 @@ int LintCatalogue(const TCommand& command, const IProgram& program) {
   const std::vector<TFinding> findings = Lint(catalogue, updates);
   const auto output = program.Open(command.output);
   if (command.format == "json") {
-    WriteJson(command, catalogue, findings, *output);
+    WriteJson(command, catalogue, updates, findings, *output);
   } else {
-    WriteTable(catalogue, findings, *output);
+    WriteTable(catalogue, updates, findings, *output);
   }
   output->Commit();
   return StatusOf(catalogue, findings);

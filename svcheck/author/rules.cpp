@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <tuple>
 
 #include "report/text.h"
@@ -136,7 +137,7 @@ constexpr auto kRules = std::to_array<TRule>({
      "Give each its own, so that they can be told apart.", CheckDuplicateName},
     {"duplicate-driver", kWarning,
      "the driver is offered more than once, and each offer makes a record",
-     "Offer it once for a machine type and operating system.", CheckDuplicateDriver},
+     "Offer it once for a machine type and operating system.", BeginDuplicateDriver},
     {"conflicting-firmware", kWarning,
      "another version is offered for the same component of the same machine type",
      "Offer one: a check of a folder compares all, whatever their operating systems.",
@@ -156,10 +157,17 @@ struct TRun {
     for (const TUpdate& update : updates) check(update, tell);
   }
   void operator()(TCatalogueCheck check) const { check(updates, tell); }
+  void operator()(TSeriesCheck begin) const {
+    const auto check = begin();
+    for (const TUpdate& update : updates) check->Look(update, tell);
+  }
 };
 
-// Whether it looks at one element alone, and finds the same whenever it is asked.
-bool IsOfElement(const TRule& rule) { return std::holds_alternative<TUpdateCheck>(rule.check); }
+// Whether it finds the same whenever it is asked, so that what it found need not be kept.
+bool FindsAgain(const TRule& rule) {
+  return std::holds_alternative<TUpdateCheck>(rule.check) ||
+         std::holds_alternative<TSeriesCheck>(rule.check);
+}
 
 std::unique_ptr<const std::string> Kept(std::string detail) {
   return detail.empty() ? nullptr : std::make_unique<const std::string>(std::move(detail));
@@ -184,7 +192,7 @@ void TTell::Of(const TFile& file, std::size_t line, std::string detail) {
 void TTell::Of(const TUpdate& update, std::string_view property, std::string detail) {
   const std::size_t line = LineOf(update, property);
   if (take) return take(line, detail);
-  if (IsOfElement(*rule)) return Count(update, line);
+  if (FindsAgain(*rule)) return Count(update, line);
   findings->push_back({rule, update.file, line, &update, 1, Kept(std::move(detail))});
 }
 
@@ -243,19 +251,57 @@ std::size_t CountOf(ESeverity severity, const std::vector<TFinding>& findings) {
   return count;
 }
 
-void TellEach(const TCatalogue& catalogue, const std::vector<TFinding>& findings,
+namespace {
+
+// Looks again at the elements of findings that come in the order of the elements.
+class TSecondLook {
+ public:
+  TSecondLook(const TCatalogue& catalogue, const std::vector<TUpdate>& updates)
+      : catalogue(catalogue), updates(updates) {}
+
+  void At(const TRule& rule, const TUpdate& update, const TTell::TTake& take) {
+    TTell tell(catalogue, take);
+    if (const auto* const check = std::get_if<TUpdateCheck>(&rule.check)) {
+      (*check)(update, tell);
+      return;
+    }
+    TSeries& series = begun[&rule];
+    const auto number = static_cast<std::size_t>(&update - updates.data());
+    if (!series.check || series.next > number) {
+      series = {std::get<TSeriesCheck>(rule.check)(), 0};
+    }
+    TTell unheard(catalogue, [](std::size_t, const std::string&) {});
+    while (series.next < number) series.check->Look(updates[series.next++], unheard);
+    series.check->Look(updates[series.next++], tell);
+  }
+
+ private:
+  struct TSeries {
+    std::unique_ptr<ISeriesCheck> check;
+    std::size_t next = 0;  // Of the elements.
+  };
+
+  const TCatalogue& catalogue;
+  const std::vector<TUpdate>& updates;
+  std::map<const TRule*, TSeries> begun;
+};
+
+}  // namespace
+
+void TellEach(const TCatalogue& catalogue, const std::vector<TUpdate>& updates,
+              const std::vector<TFinding>& findings,
               const std::function<void(const TToldFinding&)>& take) {
+  TSecondLook again(catalogue, updates);
   for (const TFinding& finding : findings) {
     const std::string_view element = finding.update ? finding.update->name : std::string_view();
-    if (!finding.update || !IsOfElement(*finding.rule)) {
+    if (!finding.update || !FindsAgain(*finding.rule)) {
       const std::string detail = finding.detail ? *finding.detail : std::string();
       take({*finding.rule, *finding.file, finding.line, element, detail});
       continue;
     }
-    TTell again(catalogue, [&](std::size_t line, const std::string& detail) {
+    again.At(*finding.rule, *finding.update, [&](std::size_t line, const std::string& detail) {
       if (line == finding.line) take({*finding.rule, *finding.file, line, element, detail});
     });
-    std::get<TUpdateCheck>(finding.rule->check)(*finding.update, again);
   }
 }
 

@@ -29,18 +29,26 @@ class TTell;
 using TFileCheck = void (*)(const TFile&, TTell&);
 using TUpdateCheck = void (*)(const TUpdate&, TTell&);
 using TCatalogueCheck = void (*)(const std::vector<TUpdate>&, TTell&);
+// Goes over the elements in their order and remembers what it saw; finds the same whenever another
+// one is begun.
+class ISeriesCheck {
+ public:
+  virtual ~ISeriesCheck() = default;
+  virtual void Look(const TUpdate& update, TTell& tell) = 0;
+};
+using TSeriesCheck = std::unique_ptr<ISeriesCheck> (*)();
 
 struct TRule {
   std::string_view id;
   ESeverity severity;
   std::string_view what;    // Ends where a detail may follow.
   std::string_view advice;  // A sentence.
-  std::variant<TFileCheck, TUpdateCheck, TCatalogueCheck> check;
+  std::variant<TFileCheck, TUpdateCheck, TCatalogueCheck, TSeriesCheck> check;
 };
 
 std::span<const TRule> Rules();
 
-// What a rule found on one line: once, or several times where it is about one element. A catalogue
+// What a rule found on one line: once, or several times where it can find that again. A catalogue
 // may give far more findings than it has bytes; each is put into words when it is told.
 struct TFinding {
   const TRule* rule;
@@ -48,7 +56,7 @@ struct TFinding {
   std::size_t line;  // 0 for a file as a whole.
   const TUpdate* update = nullptr;
   std::size_t count = 1;
-  std::unique_ptr<const std::string> detail;  // Of a finding that is not about one element alone.
+  std::unique_ptr<const std::string> detail;  // Of what is not found again.
 };
 
 // A finding in words.
@@ -95,7 +103,8 @@ std::string Quoted(std::string_view text);
 std::vector<TFinding> Lint(const TCatalogue& catalogue, const std::vector<TUpdate>& updates);
 std::size_t CountOf(ESeverity severity, const std::vector<TFinding>& findings);
 // Tells the findings one by one, in their order.
-void TellEach(const TCatalogue& catalogue, const std::vector<TFinding>& findings,
+void TellEach(const TCatalogue& catalogue, const std::vector<TUpdate>& updates,
+              const std::vector<TFinding>& findings,
               const std::function<void(const TToldFinding&)>& take);
 
 }  // namespace svc::catalogue

@@ -72,7 +72,11 @@ std::shared_ptr<const T> TCutTexts::Get(TKnown<T>& known, const TProperty* prope
 
 std::shared_ptr<const std::vector<TDriverEntry>> TCutTexts::Drivers(const TProperty* property) {
   return Get(drivers, property, [](const TProperty& list) {
+    std::size_t count = 0;
+    rules::CutDriverList(list.Text(),
+                         [&](const TDriverEntry& entry) { count += entry.IsOffered() ? 1 : 0; });
     std::vector<TDriverEntry> entries;
+    entries.reserve(count);
     rules::CutDriverList(list.Text(), [&](const TDriverEntry& entry) {
       if (entry.IsOffered()) entries.push_back(entry);
     });
