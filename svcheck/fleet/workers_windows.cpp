@@ -135,7 +135,7 @@ class TProgram : public IWorkerProcess {
     std::string_view rest = start;
     const auto text = TakeFrame(rest);
     if (!text) return;
-    if (!text->empty()) throw TError(std::string(text->substr(1)), KindOf(text->front()));
+    if (!text->empty()) throw TError(std::string(text->substr(1)), KindOfStatus(text->front()));
     hasBegun = true;
     bytes += rest;
   }

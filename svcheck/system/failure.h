@@ -39,7 +39,7 @@ inline int StatusOf(const std::exception& error) noexcept {
 }
 
 // The kind of a failure that another process tells by its status.
-constexpr EErrorKind KindOf(int status) noexcept {
+constexpr EErrorKind KindOfStatus(int status) noexcept {
   for (const auto kind : {EErrorKind::kUsage, EErrorKind::kCatalogue, EErrorKind::kUnknown})
     if (StatusOf(kind) == status) return kind;
   return EErrorKind::kFailure;

@@ -44,6 +44,14 @@ TEST(StatusOf, AKindIsWhatManualAndScriptsGoBy) {
   EXPECT_EQ(StatusOf(std::runtime_error("of another's")), 1);
 }
 
+TEST(KindOfStatus, TellsEachFailureThatHasAStatusOfItsOwn) {
+  for (const auto kind :
+       {EErrorKind::kFailure, EErrorKind::kUsage, EErrorKind::kCatalogue, EErrorKind::kUnknown})
+    EXPECT_EQ(KindOfStatus(StatusOf(kind)), kind) << StatusOf(kind);
+  EXPECT_EQ(KindOfStatus(0), EErrorKind::kFailure);
+  EXPECT_EQ(KindOfStatus(5), EErrorKind::kFailure);
+}
+
 TEST(OthersMayWrite, WhereTheFileIsNeitherTheUsersNorRoots) {
   const test::TTemporaryFolder folder;
   folder.Write("settings", "");
