@@ -13,8 +13,8 @@ void TryParse(std::string_view text) {
     for (const TCsvRow& row : ParseCsv(text)) {
       Require(row.line > 0 && !row.fields.empty(), "a row has a place and fields");
     }
-  } catch (const TCsvError& error) {
-    Require(error.line > 0, "an error has a place");
+  } catch (const svc::TError& error) {
+    Require(error.Number() > 0, "an error has a place");
   }
 }
 
@@ -30,8 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(ParseDocument(catalogue, CatalogueText(elements), true), "the catalogue can be loaded");
     Require(ReadAll(catalogue, "QRXPSG_SystemUpdateElement", {"name"}) == elements.size(),
             "every element is in it");
-  } catch (const TCsvError& error) {
-    Require(error.line > 0, "an error has a place");
+  } catch (const svc::TError& error) {
+    Require(error.Number() > 0, "an error has a place");
   }
   return 0;
 }

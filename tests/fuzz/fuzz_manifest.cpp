@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text(AsText(data, size));
   try {
     for (const acquire::TManifestFile& file : acquire::ParseManifest(text).files) CheckFile(file);
-  } catch (const TError& failure) {
+  } catch (const svc::TError& failure) {
     Require(failure.what()[0] != '\0', "a refusal says why");
   }
   return 0;

@@ -50,7 +50,7 @@ void CheckKey(const std::string& address) {
   try {
     const std::string key = RepositoryKey(RepositoryAddress(address));
     Require(RepositoryKey(key) == key, "a key is its own key");
-  } catch (const TError&) {
+  } catch (const svc::TError&) {
     // No repository's address.
   }
 }

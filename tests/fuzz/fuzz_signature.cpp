@@ -14,7 +14,7 @@ template <typename TRead>
 bool IsTaken(TRead read) {
   try {
     read();
-  } catch (const TError& failure) {
+  } catch (const svc::TError& failure) {
     Require(failure.what()[0] != '\0', "a refusal says why");
     return false;
   }

@@ -18,7 +18,7 @@ EOutcome OutcomeOf(TAct act) {
     act();
     return EOutcome::kDone;
   } catch (const TError& failure) {
-    return OutcomeOf(failure);
+    return acquire::OutcomeOf(failure);
   }
 }
 
