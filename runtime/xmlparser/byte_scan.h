@@ -120,9 +120,6 @@ inline const char* SkipBlanks(const char* at, const char* end) {
   return at;
 }
 
-// The number of line ends (LF, CR LF, CR) in [at, end).
-std::size_t CountLineEnds(const char* at, const char* end);
-
 }  // namespace svc::xml
 
 #endif  // RUNTIME_XMLPARSER_BYTE_SCAN_H_

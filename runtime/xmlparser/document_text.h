@@ -75,6 +75,9 @@ class TDocumentText {
   std::ptrdiff_t correction = 0;  // Line ends that the source had and the rewritten text has not.
 };
 
+// The number of line ends (LF, CR LF, CR) in [at, end).
+std::size_t CountLineEnds(const char* at, const char* end);
+
 // The lines of places that follow each other in a document, in time proportional to the document
 // altogether. Borrows the text.
 class TLineCounter {
