@@ -2,9 +2,10 @@
 8 times its documents and 64 MB, and in time that grows as they and what it writes do."""
 
 import re
+import subprocess
 import unittest
 
-from documents import DocumentTest, main
+from documents import PROGRAM, DocumentTest, main
 
 TIMES_THE_DOCUMENTS = 8
 ALLOWANCE = 64 << 20
@@ -58,6 +59,19 @@ def default_of(name, make=scalar):
     return lambda count: shared_default(make(name, "a wordy text " * count))
 
 
+def line_of_classes(count):
+    """Each class derives from the one before it, and each has an instance."""
+    names = ["QRXPSG_SystemUpdateElement"] + [f"C{i}" for i in range(count)]
+    return catalogue("".join(subclass(scalar(f"p{i}", "x"), names[i + 1], names[i])
+                             for i in range(count))
+                     + "".join(element(scalar(f"p{i}", "y"), name) for i, name in enumerate(names)))
+
+
+def many_defaults(count):
+    return catalogue(subclass("".join(scalar(f"p{i}", "x") for i in range(count)))
+                     + element(name="X") * count)
+
+
 def list_of(unit):
     return lambda count: catalogue(element(FOR_ALL + scalar("driverFiles", unit * count)))
 
@@ -86,6 +100,8 @@ AMPLIFIERS = {
     "default machine types": (200, default_of("applicableMachineTypes", array), None),
     "default systems": (200, default_of("applicableOperatingSystems", array), None),
     "default of an array of files": (200, default_of("driverFiles", array), None),
+    "line of classes": (400, line_of_classes, None),
+    "many defaults": (400, many_defaults, None),
     "list without blanks": (600, list_of("a-#"), None),
     "long list without blanks, not written": (6_000, list_of("a-#"), None),
     "list of marks": (8_000, list_of("-#"), None),
@@ -142,14 +158,14 @@ class Amplifiers(DocumentTest):
                              f"{load.peak >> 20} MB for {size >> 10} KB, {arguments}")
         return load.seconds, size + load.written
 
-    def measure(self, amplifier, count, of_catalogue, of_inventory):
-        """By command: the least of some measurements."""
+    def measure(self, amplifier, count, of_catalogue, of_inventory, each=1):
+        """By command; only each so many of them."""
         (self.folder / "index.xml").write_text(of_catalogue(count))
         (self.folder / "inventory.xml").write_text(
             of_inventory(count) if of_inventory else PLAIN, encoding="utf-8")
         size = sum(file.stat().st_size for file in self.folder.iterdir())
         results = {tuple(map(str, command)): self.run_one(command, size)
-                   for command in self.commands(amplifier)}
+                   for command in list(self.commands(amplifier))[::each]}
         written = next(iter(results.values()))[1] - size
         self.assertEqual(written > count, of_inventory is not None and "path" not in amplifier,
                          "records of the query")
@@ -157,14 +173,58 @@ class Amplifiers(DocumentTest):
 
     def test_every_verb_with_every_catalogue(self):
         for name, (count, of_catalogue, of_inventory) in AMPLIFIERS.items():
-            small, _, large = (self.measure(name, n, of_catalogue, of_inventory)
-                               for n in (count, 2 * count, 4 * count))
+            small = self.measure(name, count, of_catalogue, of_inventory)
+            self.measure(name, 2 * count, of_catalogue, of_inventory, 3)
+            large = self.measure(name, 4 * count, of_catalogue, of_inventory)
             # A floor for what a start takes, and for a machine that does much else.
             for command, (seconds, handled) in large.items():
                 with self.subTest(amplifier=name, command=" ".join(command[:4])):
                     before, handled_before = small[command]
                     growth = max(4, handled / handled_before)
                     self.assertLess(seconds, before * growth * 9 / 4 + 0.5)
+
+    def test_lists_that_offer_a_driver_over_and_over(self):
+        seconds = {}
+        for count in (50_000, 100_000, 200_000):
+            (self.folder / "index.xml").write_text(list_of("a-#1 ")(count))
+            size = (self.folder / "index.xml").stat().st_size
+            for form in ("table", "json"):
+                seconds[count, form], _ = self.run_one(
+                    ["catalogue", "lint", "--format", form, self.folder], size)
+                self.assertLess(seconds[count, form], 9 * seconds[50_000, form] + 0.3)
+
+    def test_a_fleet_and_what_differs(self):
+        """The records of one machine, as two reports of it as well."""
+        seconds = {}
+        for count in (1000, 2000, 4000):
+            (self.folder / "index.xml").write_text(list_of("a-#1 ")(count))
+            inventory_file = self.folder / "inventory.xml"
+            inventory_file.write_text(inventory("a.sys"), encoding="utf-8")
+            with (self.folder / "report.json").open("wb") as report:
+                subprocess.run([PROGRAM, "check", "--inventory", inventory_file, "--catalogue",
+                                self.folder, "--format", "json"], stdout=report, check=True)
+            report = self.folder / "report.json"
+            size = (self.folder / "index.xml").stat().st_size
+            for verb, given, arguments in (
+                    ("fleet", size, ["--jobs", 1, "--catalogue", self.folder, "--inventories",
+                                     inventory_file]),
+                    ("diff", 2 * report.stat().st_size, [report, report])):
+                seconds[verb, count], _ = self.run_one([verb, *arguments], given)
+                self.assertLess(seconds[verb, count], 9 * seconds[verb, 1000] + 0.3)
+
+    def test_waivers_without_number(self):
+        (self.folder / "index.xml").write_text(list_of("a-#1 ")(5000))
+        (self.folder / "inventory.xml").write_text(inventory("a.sys"), encoding="utf-8")
+        seconds = {}
+        for count in (5_000, 20_000):
+            waivers = self.folder / "waivers.toml"
+            waivers.write_text("".join(f"[[waiver]]\nname = 'b{i}'\nreason = 'r'\n"
+                                       for i in range(count)))
+            load = self.run_program("check", "--inventory", self.folder / "inventory.xml",
+                                    "--catalogue", self.folder, "--waivers", waivers)
+            self.assertEqual(load.status, 0, load.errors)
+            seconds[count] = load.seconds
+        self.assertLess(seconds[20_000], 9 * seconds[5_000] + 0.3)
 
     def test_references_in_references_with_quotes(self):
         def reference(text, levels):
