@@ -133,6 +133,7 @@ class TFleetVerb : public IVerb {
   int Run() override;
 
  private:
+  void AddOutputs(CLI::App& app);
   void CheckOptions() const;
   fleet::TCheckSettings MakeSettings() const;
   int Jobs() const;
@@ -188,6 +189,11 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
       .Excludes(part)
       .Excludes(resume)
       .CommandLineOnly();
+  AddOutputs(app);
+  AddPluginOptions(app, options.query);
+}
+
+void TFleetVerb::AddOutputs(CLI::App& app) {
   AddText(app, "--json", options.json, "Where a summary for programs goes", "FILE")
       .CommandLineOnly();
   AddText(app, "--table", options.table, "Where a summary for people goes", "FILE")
@@ -201,7 +207,6 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
           "CONDITION")
       .OneOf({"none", "outdated", "different", "failed"})
       .CommandLineOnly();
-  AddPluginOptions(app, options.query);
 }
 
 void TFleetVerb::CheckOptions() const {
