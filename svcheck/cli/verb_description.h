@@ -60,25 +60,26 @@ struct TVerb {
 
 // In the order in which a person meets them.
 inline constexpr std::array kVerbs = {
-    TVerb{"check", "Compare this machine, or an inventory, with a catalogue", MakeCheck,
-          "svcheck check --catalogue /srv/catalogue\n"
-          "svcheck check --catalogue /srv/catalogue --format json --output report.json\n"
-          "svcheck check --catalogue /srv/catalogue --inventory machine.xml --fail-on outdated\n"
-          "svcheck check --catalogue /srv/catalogue --waivers waivers.toml\n"
-          "svcheck check --live --repository https://updates.example/sv "
-          "--repository-key updates.pub\n",
-          "Collects what is installed on this machine, or reads it from --inventory, pairs it with "
-          "what the catalogue offers for it, and shows one record for each pair with a verdict: "
-          "current, outdated, newer or unknown.\n\n"
-          "The catalogue is a folder (--catalogue) or comes from a repository (--live), whose "
-          "manifest is signed: name the publisher's key with --repository-key.\n\n"
-          "With `--format nagios` it ends as a plug-in of Nagios does: 0 OK; 1 WARNING, a record is "
-          "outdated; 2 CRITICAL, the condition of --fail-on holds; 3 UNKNOWN, the check did not "
-          "take place.\n\n"
-          "--waivers names a TOML file of records that are accepted as they are, one `[[waiver]]` "
-          "each, with name = \"MEGARAID_SAS\" (`*` and `?` as in names of files) and reason = "
-          "\"vendor holds it back\"; if wanted type = \"Driver\", offered = \"4.17*\" and "
-          "expires = 2027-01-31, its last day."},
+    TVerb{
+        "check", "Compare this machine, or an inventory, with a catalogue", MakeCheck,
+        "svcheck check --catalogue /srv/catalogue\n"
+        "svcheck check --catalogue /srv/catalogue --format json --output report.json\n"
+        "svcheck check --catalogue /srv/catalogue --inventory machine.xml --fail-on outdated\n"
+        "svcheck check --catalogue /srv/catalogue --waivers waivers.toml\n"
+        "svcheck check --live --repository https://updates.example/sv "
+        "--repository-key updates.pub\n",
+        "Collects what is installed on this machine, or reads it from --inventory, pairs it with "
+        "what the catalogue offers for it, and shows one record for each pair with a verdict: "
+        "current, outdated, newer or unknown.\n\n"
+        "The catalogue is a folder (--catalogue) or comes from a repository (--live), whose "
+        "manifest is signed: name the publisher's key with --repository-key.\n\n"
+        "With `--format nagios` it ends as a plug-in of Nagios does: 0 OK; 1 WARNING, a record is "
+        "outdated; 2 CRITICAL, the condition of --fail-on holds; 3 UNKNOWN, the check did not "
+        "take place.\n\n"
+        "--waivers names a TOML file of records that are accepted as they are, one `[[waiver]]` "
+        "each, with name = \"MEGARAID_SAS\" (`*` and `?` as in names of files) and reason = "
+        "\"vendor holds it back\"; if wanted type = \"Driver\", offered = \"4.17*\" and "
+        "expires = 2027-01-31, its last day."},
     TVerb{"explain", "Tell for each update element why it is, or is not, in the report",
           MakeExplain,
           "svcheck explain --catalogue /srv/catalogue\n"

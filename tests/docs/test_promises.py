@@ -50,6 +50,8 @@ def scripts():
     for path in sorted(BUILD.rglob("CTestTestfile.cmake")):
         for name, command in CTEST.findall(read(path)):
             files = [word for word in re.findall(r'"([^"]+)"', command) if word.endswith(".py")]
+            if files and not pathlib.Path(files[0]).is_file():
+                continue  # Left behind in a build folder by a folder of tests that has moved.
             found[name] = pathlib.Path(files[0]) if files else None
     return found
 
