@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "base/error.h"
 #include "base/json_writer.h"
 #include "report/columns.h"
-#include "base/error.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "rules/version_items.h"
