@@ -7,7 +7,7 @@ import sys
 
 from wine_test import SAMPLE, SOURCE, WineTest, main, windows
 
-sys.path.append(str(SOURCE / "tests" / "svcheck_catalogue"))
+sys.path.append(str(SOURCE / "tests" / "svcheck" / "author"))
 
 from made_files import kernel_module, windows_driver  # noqa: E402 (found by the line above)
 
