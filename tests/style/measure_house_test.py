@@ -100,6 +100,36 @@ class House(unittest.TestCase):
         self.assertEqual(self.figures["longest file"], TREE["svcheck/d.cpp"].count("\n"))
 
 
+# Each is one thing whole that its only user would be too long with.
+HEADERS_OF_ONE = {
+    "base/place_to_write.h", "collect/linux/capture.h", "collect/windows/wmi.h",
+    "runtime/acquire/certificate_file_windows.h", "runtime/acquire/winhttp_exchange.h",
+    "runtime/hskcore/property_finder.h", "runtime/plugin.nsp/library.h", "svcheck/fleet/pages.h",
+    "svcheck/fleet/process_windows.h"}
+
+
+class ThisHouse(unittest.TestCase):
+    """What stays held in the project itself."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.house = measure_house.THouse(pathlib.Path(__file__).resolve().parents[2])
+
+    def test_a_header_has_two_users_or_a_test(self):
+        self.assertEqual({line.split(":")[0] for line in self.house.lonely_headers()},
+                         HEADERS_OF_ONE)
+
+    def test_there_is_one_exception_besides_the_hosts_and_that_of_documents(self):
+        self.assertEqual({line.split()[0] for line in self.house.exception_types()},
+                         {"TAssertionFailed", "THSKException", "TDocumentError", "TError"})
+
+    def test_no_function_is_longer_than_a_page(self):
+        self.assertEqual(self.house.long_functions(), [])
+
+    def test_nothing_of_six_lines_stands_in_two_places(self):
+        self.assertEqual(self.house.repetitions(), [])
+
+
 class Table(unittest.TestCase):
     def test_two_stand_side_by_side_with_their_difference(self):
         rows = measure_house.table([{"lines": 120, "comments": "6.4 %"},
