@@ -16,13 +16,14 @@ extern "C" {
 
 CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
 
-CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+// An enumeration as an int: va_start wants what a variable argument would be passed as.
+CURLcode __wrap_curl_easy_setopt(CURL* handle, int option, ...) {
   va_list list;
   va_start(list, option);
   void* const value = va_arg(list, void*);
   va_end(list);
   if (isTextWithheld && option == CURLOPT_ERRORBUFFER) return CURLE_OK;
-  return __real_curl_easy_setopt(handle, option, value);
+  return __real_curl_easy_setopt(handle, static_cast<CURLoption>(option), value);
 }
 
 }  // extern "C"

@@ -72,7 +72,7 @@ class QuerySession : public testing::Test {
   TProgress progress;
   TReads inventory;
   TReads catalogue;
-  const THost before;
+  const THost before = THost();
 
   TFollowers Followers() {
     return {.log = log,
