@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -190,7 +189,8 @@ std::optional<std::vector<TEntry>> AccessListOf(const TDescriptor& file) {
   constexpr auto kHead = static_cast<ssize_t>(sizeof(posix_acl_xattr_header));
   if (size < kHead) return std::vector{TEntry{ACL_GROUP, ACL_WRITE, 0}};
   std::vector<TEntry> entries(static_cast<std::size_t>(size - kHead) / sizeof(TEntry));
-  std::memcpy(entries.data(), bytes.data() + kHead, entries.size() * sizeof(TEntry));
+  std::copy_n(bytes.data() + kHead, entries.size() * sizeof(TEntry),
+              reinterpret_cast<char*>(entries.data()));
   return entries;
 }
 
