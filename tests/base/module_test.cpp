@@ -4,7 +4,6 @@
 #include <gnu/libc-version.h>
 #include <gtest/gtest.h>
 
-
 namespace svc {
 namespace {
 
