@@ -3,6 +3,7 @@
 import csv
 import io
 import json
+import os
 import subprocess
 from xml.etree import ElementTree
 
@@ -47,6 +48,14 @@ class Report(CheckTest):
                   for verdict in ("outdated", "unknown", "newer", "current")}
         self.assertEqual(report["summary"], counts)
         self.assertTrue(all(counts.values()))
+
+    def test_a_catalogue_is_as_old_as_its_index(self):
+        folder = self.catalogue(element(**OLD_BIOS))
+        self.write("catalogue/newer.xml", "x")
+        os.utime(folder / "index.xml", (86400, 86400))
+        report = json.loads(self.check("--inventory", self.inventory(), "--catalogue", folder,
+                                       "--format", "json").stdout)
+        self.assertEqual(report["catalogue"]["modified"], "1970-01-02T00:00:00Z")
 
     def test_records_are_those_of_a_raw_query(self):
         raw = self.run_program("query", "--inventory", SAMPLE / "inventory.xml", "--context",

@@ -3,8 +3,9 @@
 import csv
 import io
 import json
+import re
 
-from program import MACHINE, SAMPLE, SYSTEM, ProgramTest, document, element, main
+from program import MACHINE, SAMPLE, SOURCE, SYSTEM, ProgramTest, document, element, main
 
 # An element for each way to name a component, and the name of its record.
 WAYS = [
@@ -77,6 +78,22 @@ class ListTest(ProgramTest):
                                  {READS[name]} if name else set())
                 if name and name.startswith("System"):
                     self.assertEqual([record["Name"] for record in records], [name])
+
+    def test_the_page_names_each_test_in_its_order(self):
+        page = (SOURCE / "docs" / "catalogue-format.md").read_text()
+        rows = re.findall(r"(?m)^\| \d+ \| (\w+) \| `(.+)` \| (.+) \|$", page)
+        self.assertEqual(len(rows), 20)
+        named = {"Broadcom network devices": ["Broadcom NetXtreme"], "H8 or BMC, see below": []}
+        both, expected = [], []
+        for i, (first, text, component) in enumerate(rows):
+            for later, other, _ in rows[i:]:
+                # The narrower text would be found in the wider one; in two properties each stands.
+                properties = {later: f"x {other.upper()}"}
+                properties[first] = f"{properties.get(first, '')} and {text.lower()} y"
+                both.append(element(**properties))
+                expected.append(named.get(component, [component]))
+        listed = self.list(self.catalogue(*both))["elements"]
+        self.assertEqual([item["components"] for item in listed], expected)
 
     def test_the_sample(self):
         elements = {item["name"]: item for item in self.list(SAMPLE / "catalogue")["elements"]}
