@@ -1,5 +1,5 @@
-"""Every test that tests/promises.md names exists, and every file that a page links to; the lists of the
-pages hold what there is.
+"""Every test that tests/promises.md names exists, and every file that a page links to; the lists of
+the pages hold what there is.
 
 A name is one of CTest (`svcheck.check`), of GoogleTest (`Suite.Name`, `Suite.*`, `Prefix/*`), a file,
 or a method or class of the script that stands before it in the same row.

@@ -93,6 +93,18 @@ class Program(LiveTest):
         table = self.svcheck("check", "--live", "--offline", *self.live(address)).stdout
         self.assertIn("nothing was verified now", table)
 
+    def test_the_catalogue_is_as_old_as_its_newest_file(self):
+        self.query(self.serve())
+        (self.folder / "older.txt").write_text("no description")
+        for days, name in enumerate(sorted(os.listdir(self.folder)), 1):
+            os.utime(self.folder / name, (days * 86400, days * 86400))
+        newest = self.folder / "sample.xml"
+        os.utime(newest, (31 * 86400, 31 * 86400))
+        process = self.svcheck("check", "--live", "--offline", "--format", "json",
+                               *self.live("http://127.0.0.1:1"))
+        self.assertEqual(read_report(process.stdout)["catalogue"]["modified"],
+                         "1970-02-01T00:00:00Z")
+
     def test_what_the_repository_does_not_offer_any_more_is_said(self):
         address = self.serve()
         self.assertEqual(self.check(address), ([], ""))

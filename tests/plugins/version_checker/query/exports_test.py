@@ -1,6 +1,9 @@
-"""The dynamic symbols that the plug-in library defines are exactly those it is to offer."""
+"""The dynamic symbols that the plug-in library defines are exactly those it is to offer, and it links
+to the host, the language and the system only."""
 
 import argparse
+import os
+import re
 import subprocess
 import sys
 
@@ -17,6 +20,18 @@ EXPECTED = {
     "_ZTVN9NQRXHSK2010TXmlParserE",  # The virtual tables.
     "_ZTVN9NQRXHSK2013TCIMXMLParserE",
 }
+
+
+HOST = {f"lib{name}.so" for name in ("hskcore", "plugin.nsp", "xmlparser", "acquire")}
+# Of the C++ language and the C library, and what a sanitizer adds.
+USUAL = re.compile(r"(lib(stdc\+\+|gcc_s|c|m|asan|ubsan|tsan)|ld-linux[\w-]*)\.so\.\d+")
+
+
+def needed(library):
+    """The libraries that the dynamic linker loads for this one."""
+    lines = subprocess.run(["readelf", "--dynamic", "--wide", library], check=True,
+                           capture_output=True, text=True, env={**os.environ, "LC_ALL": "C"}).stdout
+    return set(re.findall(r"\(NEEDED\).*\[(.+)\]", lines))
 
 
 def exported(nm, library):
@@ -36,6 +51,10 @@ def main():
     problems += [f"exported: {name}" for name in sorted(symbols.keys() - EXPECTED)]
     # A unique symbol keeps the library in memory after its last dlclose.
     problems += [f"unique: {name}" for name, kind in sorted(symbols.items()) if kind == "u"]
+    libraries = needed(arguments.library)
+    problems += [f"not linked to: {name}" for name in sorted(HOST - libraries)]
+    problems += [f"linked to: {name}" for name in sorted(libraries - HOST)
+                 if not USUAL.fullmatch(name)]
     for problem in problems:
         print(problem, file=sys.stderr)
     return 1 if problems else 0
