@@ -1,5 +1,5 @@
-"""The dynamic symbols that the plug-in library defines are exactly those it is to offer, and it links
-to the host, the language and the system only."""
+"""The dynamic symbols that the plug-in library defines are exactly those it is to offer, and it
+links to the host, the language and the system only."""
 
 import argparse
 import os
