@@ -1,5 +1,6 @@
 """`svcheck fleet`: results, summaries, crashes, resumed and sharded runs of many machines."""
 
+import contextlib
 import gzip
 import json
 import os
@@ -9,6 +10,7 @@ import socket
 import subprocess
 import time
 import unittest
+from pathlib import Path
 
 from program import (BUILD, MACHINE, PROGRAM, SANITIZED, SYSTEM, ProgramTest, bios, document,
                      element, main, records_of)
@@ -258,10 +260,14 @@ class Interrupted(FleetTest):
         self.fail(f"{path} has not got {count} lines")
 
     def workers_of(self, process):
-        # Status 1 is that of a process without any, as long as none is started.
-        return [int(pid) for pid in (subprocess.run(
-            ["ps", "-o", "pid=", "--ppid", str(process.pid)], capture_output=True, text=True,
-            check=False).stdout.split())]
+        """The numbers of its child processes (proc(5): what follows the name in parentheses)."""
+        workers = []
+        for stat in Path("/proc").glob("[0-9]*/stat"):
+            with contextlib.suppress(OSError):
+                parent = stat.read_text(errors="replace").rpartition(")")[2].split()[1]
+                if int(parent) == process.pid:
+                    workers.append(int(stat.parent.name))
+        return workers
 
     def test_an_interrupted_run_goes_on_and_counts_nothing_twice(self):
         lines = self.lines_of(40).read_text().splitlines(keepends=True)
