@@ -132,8 +132,18 @@ struct TFound {
   std::uint32_t date = 0;
 };
 
+// Whether a month's name may follow here; told by a look, since most versions hold none.
+bool MayHoldMonth(std::string_view text) noexcept {
+  constexpr std::string_view kShortest = "4Jul2016";
+  if (text.size() < kShortest.size()) return false;
+  const std::size_t digits = !IsDigit(text[0]) ? 0 : !IsDigit(text[1]) ? 1 : 2;
+  const char next = text[digits];
+  return IsLetter(next) || IsBlank(next) || next == '-' || next == ',';
+}
+
 // "22-Dec-2011", "04Jul2016", "Dec 22 2011"
 std::optional<TFound> DateWithName(std::string_view text) noexcept {
+  if (!MayHoldMonth(text)) return {};
   TDateReader reader(text);
   auto day = reader.Number(1, 2);
   reader.SkipSeparators();
@@ -152,6 +162,8 @@ std::optional<TFound> DateWithName(std::string_view text) noexcept {
 
 // Three numbers of the form "1/31/2024" up to a blank, a bracket or the end.
 std::optional<TFound> DateOfNumbers(std::string_view text, char separator) noexcept {
+  constexpr std::string_view kShortest = "1/1/24";
+  if (text.size() < kShortest.size() || (text[1] != separator && text[2] != separator)) return {};
   TDateReader reader(text);
   for (int number = 0; number < 2; ++number) {
     if (!reader.Number(1, 2) || !reader.Skip(separator)) return {};
