@@ -250,6 +250,12 @@ void TRuns::Take(ERun kind, std::size_t length, std::size_t prefix) noexcept {
 }
 
 TDateReadings ReadDate(std::string_view text) noexcept {
+  constexpr std::string_view kShortest = "1.1.2024", kLongest = "31.12.2024";
+  constexpr std::size_t kYear = 4;  // Behind the last separator.
+  if (text.size() < kShortest.size() || text.size() > kLongest.size() ||
+      IsDigit(text[text.size() - kYear - 1])) {
+    return {};
+  }
   TDateReader reader(text);
   const auto first = reader.Number(1, 2);
   const char separator = reader.Rest().empty() ? '\0' : reader.Rest().front();

@@ -19,21 +19,34 @@ std::uint64_t HashOf(TShapeId shape, std::uint32_t other) noexcept {
 }  // namespace
 
 bool TPropertyFinder::Find(const TCimState& state, TRowId rowId, TNameId name, TFound& found) {
+  const TRow& row = state.Row(rowId);
   if (generation != state.Generation()) {
+    recent.fill({});
     inherited.clear();
     generation = state.Generation();
   }
-  const TRow& row = state.Row(rowId);
-  const TShapeId writer = FindWriter(state.Shapes(), row.shape, name);
-  if (writer != kNone) {
-    const TShapeTable::TNode& node = state.Shapes()[writer];
+  TPlace& place = recent[(HashOf(row.shape, name) ^ row.classId) % recent.size()];
+  if (place.shape != row.shape || place.name != name || place.classId != row.classId) {
+    place = Locate(state, row, name);
+  }
+  if (place.writer != kNone) {
+    const TShapeTable::TNode& node = state.Shapes()[place.writer];
     found = {node.form, row.cells[node.depth - 1], node.depth - 1};
     return true;
   }
-  const TDeclaration* const declaration = FindInherited(state, row.classId, name);
-  if (declaration == nullptr) return false;
-  found = {declaration->form, declaration->defaultCell, kNone};
+  if (place.declaration == nullptr) {
+    return false;
+  }
+  found = {place.declaration->form, place.declaration->defaultCell, kNone};
   return true;
+}
+
+TPropertyFinder::TPlace TPropertyFinder::Locate(const TCimState& state, const TRow& row,
+                                                TNameId name) {
+  const TShapeId writer = FindWriter(state.Shapes(), row.shape, name);
+  const TDeclaration* declaration =
+      writer == kNone ? FindInherited(state, row.classId, name) : nullptr;
+  return {row.shape, row.classId, name, writer, declaration};
 }
 
 // The declaration of the class or else of the nearest class above. Leaves what it found at every

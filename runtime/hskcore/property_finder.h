@@ -2,6 +2,7 @@
 #ifndef RUNTIME_HSKCORE_PROPERTY_FINDER_H_
 #define RUNTIME_HSKCORE_PROPERTY_FINDER_H_
 
+#include <array>
 #include <cstdint>
 #include <unordered_map>
 #include <vector>
@@ -11,7 +12,7 @@
 
 namespace svc {
 
-// Remembers what takes long to find: properties of long shapes, and declarations far above a class.
+// Remembers what it found for a shape, a class and a name: instances come in rows of one kind.
 class TPropertyFinder {
  public:
   struct TFound {
@@ -26,6 +27,14 @@ class TPropertyFinder {
   bool Find(const TCimState& state, TRowId row, TNameId name, TFound& found);
 
  private:
+  // Where a property is: the shape whose last property it is, or the declaration, or neither.
+  struct TPlace {
+    TShapeId shape = kNone;
+    TClassId classId = kNoClass;
+    TNameId name = kNone;
+    TShapeId writer = kNone;
+    const TDeclaration* declaration = nullptr;
+  };
   struct TIndexed {
     TShapeId shape = kNone;
     TNameId name = kNone;
@@ -38,11 +47,13 @@ class TPropertyFinder {
     }
   };
 
+  TPlace Locate(const TCimState& state, const TRow& row, TNameId name);
   const TDeclaration* FindInherited(const TCimState& state, TClassId classId, TNameId name);
   TShapeId FindWriter(const TShapeTable& shapes, TShapeId shape, TNameId name);
   void Index(const TShapeTable& shapes, TShapeId shape);
   TIndexed& IndexSlot(TShapeId shape, TNameId name) noexcept;
 
+  std::array<TPlace, 256> recent;
   std::uint32_t generation = 0;
   // What was found for some classes of a long line, by class and name.
   std::unordered_map<std::uint64_t, const TDeclaration*, TMix> inherited;
