@@ -149,9 +149,23 @@ bool IsSafeInPlace(const TPlace& place) {
   return S_ISREG(place.status.st_mode) && place.status.st_nlink == 1;
 }
 
+// The system looks a name up and counts the names of what it found one after the other: who renames
+// in between shows a file as one of a single name that has another. So it is looked at once more
+// from both sides before the first byte is written.
+void RequireAlone(const TDescriptor& file, const TPlace& place) {
+  struct stat opened {
+  }, named{};
+  const bool isTold =
+      ::fstat(file.Get(), &opened) == 0 &&
+      ::fstatat(place.folder.Get(), place.name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0;
+  const bool isSame = opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+  if (!isTold || !isSame || opened.st_nlink != 1 || named.st_nlink != 1) Fail(EBUSY);
+}
+
 TDescriptor OpenFile(const TPlace& place, EStart start, int flags) {
   if (IsSafeInPlace(place)) {
     TDescriptor file = OpenFound(place, flags);
+    RequireAlone(file, place);
     if (start == EStart::kEmpty && ::ftruncate(file.Get(), 0) != 0) Fail(errno);
     return file;
   }
