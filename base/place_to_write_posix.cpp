@@ -153,8 +153,8 @@ bool IsSafeInPlace(const TPlace& place) {
 // in between shows a file as one of a single name that has another. So it is looked at once more
 // from both sides before the first byte is written.
 void RequireAlone(const TDescriptor& file, const TPlace& place) {
-  struct stat opened {
-  }, named{};
+  struct stat opened {};
+  struct stat named {};
   const bool isTold =
       ::fstat(file.Get(), &opened) == 0 &&
       ::fstatat(place.folder.Get(), place.name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0;
