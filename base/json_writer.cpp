@@ -29,10 +29,7 @@ void TJsonWriter::AppendText(std::string_view value) {
 
 TJsonWriter& TJsonWriter::Name(std::string_view name) {
   BeginItem();
-  text += '"';
-  text += name;
-  text += '"';
-  text += levels[depth - 1].layout->colon;
+  text.append(1, '"').append(name).append(1, '"').append(levels[depth - 1].layout->colon);
   isNamed = true;
   return *this;
 }

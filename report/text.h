@@ -62,6 +62,20 @@ constexpr bool IsBlank(char c) noexcept {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
 }
 
+// How many characters a text begins with of which this holds, and whether it holds of all. What is
+// asked is a parameter of the template, so that it is asked in place: versions are compared by the
+// million, and a call for each of their characters took a fifth of that.
+template <auto holds>
+constexpr std::size_t CountWhile(std::string_view text) noexcept {
+  std::size_t count = 0;
+  while (count < text.size() && holds(text[count])) ++count;
+  return count;
+}
+template <auto holds>
+constexpr bool All(std::string_view text) noexcept {
+  return CountWhile<holds>(text) == text.size();
+}
+
 constexpr std::string_view Trim(std::string_view text) noexcept {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
   while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);

@@ -17,7 +17,7 @@ struct TParts {
 };
 
 bool SaysNothing(std::string_view text) noexcept {
-  return std::none_of(text.begin(), text.end(), IsAlphanumeric);
+  return All<[](char c) { return !IsAlphanumeric(c); }>(text);
 }
 
 TParts OnePart(std::string_view text) noexcept {
@@ -27,8 +27,9 @@ TParts OnePart(std::string_view text) noexcept {
 // "1.00 (YUOO99A) "
 std::optional<TParts> SplitParentheses(std::string_view text) noexcept {
   text = Trim(text);
+  if (!text.ends_with(')')) return {};
   const std::size_t open = text.rfind('(');
-  if (open == std::string_view::npos || !text.ends_with(')')) return {};
+  if (open == std::string_view::npos) return {};
   return TParts{Trim(text.substr(0, open)), Trim(text.substr(open + 1, text.size() - open - 2))};
 }
 

@@ -13,7 +13,7 @@ namespace {
 using enum EUnordered;
 
 bool HasDigit(std::string_view text) noexcept {
-  return std::any_of(text.begin(), text.end(), IsDigit);
+  return !All<[](char c) { return !IsDigit(c); }>(text);
 }
 
 std::weak_ordering CompareWords(std::string_view left, std::string_view right) noexcept {
@@ -175,18 +175,12 @@ TVersionOrder CompareRevisions(std::string_view left, std::string_view right) no
   return revision == 0 ? TVersionOrder(kSeries) : revision;
 }
 
-TVersionOrder CompareBuildIds(std::string_view left, std::string_view right) noexcept {
-  const std::size_t length = SeriesLength(left);
-  if (length != SeriesLength(right) ||
-      CompareWords(left.substr(0, length), right.substr(0, length)) != 0) {
-    return kSeries;
-  }
-  const auto digits = [length](std::string_view id) {
-    const auto end =
-        std::find_if_not(id.begin() + static_cast<std::ptrdiff_t>(length), id.end(), IsDigit);
-    return static_cast<std::size_t>(end - id.begin()) - length;
-  };
-  const std::size_t ofLeft = digits(left), ofRight = digits(right);
+// Of one length of their series.
+TVersionOrder CompareBuildIds(std::string_view left, std::string_view right,
+                              std::size_t length) noexcept {
+  if (CompareWords(left.substr(0, length), right.substr(0, length)) != 0) return kSeries;
+  const std::size_t ofLeft = CountWhile<IsDigit>(left.substr(length));
+  const std::size_t ofRight = CountWhile<IsDigit>(right.substr(length));
   const auto number = CompareNumbers(left.substr(length, ofLeft), right.substr(length, ofRight));
   return number != 0
              ? TVersionOrder(number)
@@ -203,7 +197,7 @@ std::string_view WithoutMark(std::string_view text) noexcept {
 bool HasEpoch(std::string_view text) noexcept {
   const std::size_t colon = text.find(':');
   return colon != text.npos && colon > 0 && colon + 1 < text.size() && IsDigit(text[colon + 1]) &&
-         std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), IsDigit);
+         All<IsDigit>(text.substr(0, colon));
 }
 
 enum class EPairs { kNone, kDecimal, kHex };
@@ -242,8 +236,10 @@ TVersionOrder CompareVersions(std::string_view left, std::string_view right) noe
   left = Trim(left);
   right = Trim(right);
   if (CompareWords(left, right) == 0) return std::weak_ordering::equivalent;
-  if (IsBuildId(left) != IsBuildId(right)) return kForms;
-  if (IsBuildId(left)) return CompareBuildIds(left, right);
+  const std::size_t series = SeriesLength(left), ofRight = SeriesLength(right);
+  if ((series == 0) != (ofRight == 0)) return kForms;
+  if (series != ofRight) return kSeries;
+  if (series != 0) return CompareBuildIds(left, right, series);
   if (!HasDigit(left) || !HasDigit(right)) return kWords;
   left = WithoutMark(left);
   right = WithoutMark(right);

@@ -10,27 +10,18 @@ namespace svc::report {
 
 namespace {
 
-std::size_t CountWhile(std::string_view text, bool (*holds)(char)) noexcept {
-  return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), holds) - text.begin());
-}
-
-bool All(std::string_view text, bool (*holds)(char)) noexcept {
-  return std::all_of(text.begin(), text.end(), holds);
-}
-
-bool Any(std::string_view text, bool (*holds)(char)) noexcept {
-  return std::any_of(text.begin(), text.end(), holds);
-}
-
 // "*" stands for any number, as "x" does.
 bool IsOfWord(char c) noexcept { return IsLetter(c) || c == '*'; }
 
+bool IsSeparator(char c) noexcept { return !IsDigit(c) && !IsOfWord(c); }
+bool IsDateSeparator(char c) noexcept { return IsBlank(c) || c == '-' || c == ','; }
+
 // Number and revision behind a series, such as "99A".
 bool IsNumberAndRevision(std::string_view text, std::size_t mostDigits) noexcept {
-  const std::size_t digits = CountWhile(text, IsDigit);
+  const std::size_t digits = CountWhile<IsDigit>(text);
   if (digits < 2 || digits > mostDigits) return false;
   const std::string_view revision = text.substr(digits);
-  return !revision.empty() && revision.size() <= 3 && All(revision, IsLetter);
+  return !revision.empty() && revision.size() <= 3 && All<IsLetter>(revision);
 }
 
 // How often letters and digits take turns.
@@ -47,19 +38,19 @@ std::size_t Turns(std::string_view text) noexcept {
 // ("20240131a") by turns of letters and digits.
 bool IsHash(std::string_view word) noexcept {
   constexpr std::size_t kShortest = 7, kCertain = 12;
-  if (word.starts_with('g') && word.size() > kShortest && All(word.substr(1), IsHexDigit)) {
+  if (word.starts_with('g') && word.size() > kShortest && All<IsHexDigit>(word.substr(1))) {
     return true;  // As `git describe` writes a commit.
   }
   const bool named = word.starts_with("git");
   if (named) word.remove_prefix(3);
-  if (word.size() < kShortest || !All(word, IsHexDigit) || !Any(word, IsLetter) || IsBuildId(word))
+  if (word.size() < kShortest || !All<IsHexDigit>(word) || All<IsDigit>(word) || IsBuildId(word))
     return false;
   return named || word.size() >= kCertain || Turns(word) >= 2;
 }
 
 bool IsHexNumber(std::string_view word) noexcept {
   return word.size() > 2 && word[0] == '0' && ToLower(word[1]) == 'x' &&
-         All(word.substr(2), IsHexDigit);
+         All<IsHexDigit>(word.substr(2));
 }
 
 bool IsPatchLetter(char c) noexcept { return ToLower(c) == 'p' || ToLower(c) == 'r'; }
@@ -87,7 +78,7 @@ class TDateReader {
 
   // A number of at least and at most so many digits.
   std::optional<std::uint32_t> Number(std::size_t least, std::size_t most) noexcept {
-    const std::size_t digits = CountWhile(Rest(), IsDigit);
+    const std::size_t digits = CountWhile<IsDigit>(Rest());
     if (digits < least || digits > most) return {};
     std::uint32_t value = 0;
     for (const char digit : Rest().substr(0, digits)) {
@@ -102,7 +93,7 @@ class TDateReader {
     constexpr std::array<std::string_view, 12> kMonths = {
         "january", "february", "march",     "april",   "may",      "june",
         "july",    "august",   "september", "october", "november", "december"};
-    const std::string_view word = Rest().substr(0, CountWhile(Rest(), IsLetter));
+    const std::string_view word = Rest().substr(0, CountWhile<IsLetter>(Rest()));
     const auto found = std::find_if(kMonths.begin(), kMonths.end(), [&](std::string_view month) {
       return word.size() >= 3 && word.size() <= month.size() &&
              std::equal(word.begin(), word.end(), month.begin(),
@@ -113,9 +104,7 @@ class TDateReader {
     return static_cast<std::uint32_t>(found - kMonths.begin()) + 1;
   }
 
-  void SkipSeparators() noexcept {
-    length += CountWhile(Rest(), [](char c) { return IsBlank(c) || c == '-' || c == ','; });
-  }
+  void SkipSeparators() noexcept { length += CountWhile<IsDateSeparator>(Rest()); }
   bool Skip(char separator) noexcept {
     if (!Rest().starts_with(separator)) return false;
     ++length;
@@ -194,7 +183,7 @@ unsigned MarksOf(std::string_view separators) noexcept {
 }  // namespace
 
 void TRuns::Advance() noexcept {
-  const std::size_t gap = CountWhile(rest, [](char c) { return !IsDigit(c) && !IsOfWord(c); });
+  const std::size_t gap = CountWhile<IsSeparator>(rest);
   const std::string_view separators = rest.substr(0, gap);
   rest.remove_prefix(gap);
   run = TRun{ERun::kEnd, {}, MarksOf(separators)};
@@ -216,7 +205,7 @@ void TRuns::ReadFirstOfWord(std::string_view separators) noexcept {
     run.date = date->date;
     return Take(run.date == 0 ? ERun::kOddDate : ERun::kDate, date->length);
   }
-  const std::string_view word = rest.substr(0, CountWhile(rest, IsAlphanumeric));
+  const std::string_view word = rest.substr(0, CountWhile<IsAlphanumeric>(rest));
   if (IsHexNumber(word) && before != '.') return Take(ERun::kHex, word.size(), 2);
   if (IsHash(word)) return Take(ERun::kHash, word.size());
   ReadPart(separators);
@@ -226,11 +215,11 @@ void TRuns::ReadFirstOfWord(std::string_view separators) noexcept {
 void TRuns::ReadPart(std::string_view separators) noexcept {
   constexpr std::size_t kDigitsOfDay = 8;
   if (IsDigit(rest.front())) {
-    const std::size_t digits = CountWhile(rest, IsDigit);
+    const std::size_t digits = CountWhile<IsDigit>(rest);
     const bool isDay = digits == kDigitsOfDay && IsDay(rest.substr(0, digits));
     return Take(isDay ? ERun::kDay : ERun::kNumber, digits);
   }
-  const std::size_t letters = CountWhile(rest, IsOfWord);
+  const std::size_t letters = CountWhile<IsOfWord>(rest);
   const char letter = ToLower(rest.front());
   if (letters > 1 || letter < 'a' || letter > 'z' || isFirst) return Take(ERun::kWord, letters);
   const bool numbered = rest.size() > 1 && IsDigit(rest[1]);
@@ -271,12 +260,12 @@ TDateReadings ReadDate(std::string_view text) noexcept {
 
 std::size_t SeriesLength(std::string_view text) noexcept {
   constexpr std::size_t kFixedSeries = 4;
-  const std::size_t letters = CountWhile(text, IsLetter);
+  const std::size_t letters = CountWhile<IsLetter>(text);
   if (letters >= 2 && letters <= 5 && IsNumberAndRevision(text.substr(letters), 3)) return letters;
   if (text.size() < kFixedSeries) return 0;
   const std::string_view series = text.substr(0, kFixedSeries);
   const bool mixed =
-      All(series, IsAlphanumeric) && std::count_if(series.begin(), series.end(), IsLetter) >= 2;
+      All<IsAlphanumeric>(series) && std::count_if(series.begin(), series.end(), IsLetter) >= 2;
   return mixed && IsNumberAndRevision(text.substr(kFixedSeries), 2) ? kFixedSeries : 0;
 }
 

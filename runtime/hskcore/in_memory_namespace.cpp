@@ -192,11 +192,8 @@ TCell TInMemoryNamespace::StoreArray(const TCIMValue& value) {
 
 IInstanceSink* TInMemoryNamespace::SinkOf(TClassId id) const noexcept {
   if (sink == nullptr) return nullptr;
-  const TClassId sunk = state->FindClass(sunkClass);
-  for (; id != kNoClass; id = state->SuperclassOf(id)) {
-    if (id == sunk) return sink;
-  }
-  return nullptr;
+  while (id != kNoClass && state->ClassName(id) != sunkClass) id = state->SuperclassOf(id);
+  return id == kNoClass ? nullptr : sink;
 }
 
 boost::shared_ptr<TInMemoryNamespace> InMemoryOf(const boost::shared_ptr<ICIMNamespace>& target) {
