@@ -6,12 +6,25 @@
   const [tools, search, sort, shown, nothing] =
       ['tools', 'search', 'sort', 'shown', 'nothing'].map(byId);
   const heads = [...table.tHead.rows[0].cells];
-  const groups = [...table.tBodies].map((body, place) => ({
-    body, place, type: body.dataset.type,
-    rows: [...body.rows].slice(1).map((row, place) => ({row, place, text: null})),
-  }));
-  const total = groups.reduce((sum, group) => sum + group.rows.length, 0);
   const collator = new Intl.Collator(undefined, {numeric: true});
+
+  // A group's rows stand in bodies of so many; the browser lays out a full one when it is in sight.
+  const most = Number(table.dataset.rows);
+  const groups = [];
+  for (const body of table.tBodies) {
+    if ('type' in body.dataset) {
+      groups.push({place: groups.length, type: body.dataset.type, head: body.rows[0], bodies: []});
+    }
+    groups.at(-1).bodies.push(body);
+  }
+  const total = [...table.tBodies].reduce((sum, body) => sum + body.rows.length, -groups.length);
+
+  // The rows of a group in their order; not looked at before somebody filters or sorts.
+  function itemsOf(group) {
+    group.items ??= group.bodies.flatMap(body => [...body.rows]).slice(1)
+        .map((row, place) => ({row, place, text: null}));
+    return group.items;
+  }
 
   // Of verdicts and of types: none pressed shows all of them.
   const toggles = [...document.querySelectorAll('button[aria-pressed]')];
@@ -21,34 +34,54 @@
           .map(button => button.dataset[kind]));
   const allows = (wanted, value) => wanted.size === 0 || wanted.has(value);
 
-  function filter() {
-    const verdicts = pressed('verdict');
-    const types = pressed('type');
-    const words = search.value.toLowerCase().split(/\s+/).filter(word => word);
-    let count = 0;
-    for (const group of groups) {
-      const before = count;
-      const isWanted = allows(types, group.type);
-      for (const item of group.rows) {
-        item.text ??= (group.type + ' ' + item.row.textContent).toLowerCase();
-        const show = isWanted && allows(verdicts, item.row.dataset.verdict) &&
-            words.every(word => item.text.includes(word));
-        item.row.hidden = !show;
-        if (show) ++count;
-      }
-      group.body.hidden = count === before;
+  // The group with these rows and no others; without any it has no place in the table.
+  function deal(group, rows) {
+    const bodies = [];
+    for (let from = 0; from < rows.length; from += most) {
+      const part = rows.slice(from, from + most);
+      const body = group.bodies[bodies.length] ?? document.createElement('tbody');
+      body.classList.toggle('full', part.length === most);
+      body.replaceChildren(...(from === 0 ? [group.head] : []), ...part);
+      bodies.push(body);
+      group.bodies[bodies.length - 1] = body;
     }
+    return bodies;
+  }
+
+  function tell(count) {
     shown.textContent = count === total ? `${total} shown` : `${count} of ${total} shown`;
     nothing.hidden = count > 0;
     tools.classList.toggle('part', count < total);  // Paper says what it leaves out.
   }
 
-  const keys = {
-    name: item => item.row.cells[0].firstChild?.data ?? '',
-    installed: item => item.row.cells[1].textContent,
-    offered: item => item.row.cells[2].textContent,
-    verdict: item => item.row.dataset.rank,
-  };
+  // Shows what goes by the filters, in the order of the groups and their items.
+  function show() {
+    const verdicts = pressed('verdict');
+    const types = pressed('type');
+    const words = search.value.toLowerCase().split(/\s+/).filter(word => word);
+    const textOf = (group, item) =>
+        item.text ??= (group.type + ' ' + item.row.textContent).toLowerCase();
+    const goes = (group, item) => allows(verdicts, item.row.dataset.verdict) &&
+        (words.length === 0 || words.every(word => textOf(group, item).includes(word)));
+    let count = 0;
+    const bodies = groups.flatMap(group => {
+      const items = allows(types, group.type) ?
+          itemsOf(group).filter(item => goes(group, item)) : [];
+      count += items.length;
+      return deal(group, items.map(item => item.row));
+    });
+    for (const body of [...table.tBodies]) body.remove();
+    table.append(...bodies);
+    tell(count);
+  }
+
+  // The text of a column, without the remarks behind it; of a verdict its rank.
+  function keyOf(by) {
+    const place = heads.findIndex(head => head.dataset.by === by);
+    if (place < 0) return () => '';
+    if (by === 'verdict') return row => row.dataset.rank;
+    return row => row.cells[place].firstChild?.textContent ?? '';
+  }
 
   function order(by, descending) {
     const sign = descending ? -1 : 1;
@@ -61,21 +94,18 @@
     sort.value = by;
     groups.sort((a, b) => by === 'type' ? sign * collator.compare(a.type, b.type)
                                         : a.place - b.place);
-    table.append(...groups.map(group => group.body));
-    const keyOf = keys[by];
+    const key = keyOf(by);
     for (const group of groups) {
-      const sorted = group.rows.map(item => ({item, key: keyOf ? keyOf(item) : ''}));
-      sorted.sort((a, b) => sign * collator.compare(a.key, b.key) || a.item.place - b.item.place);
-      const fragment = document.createDocumentFragment();
-      for (const {item} of sorted) fragment.append(item.row);
-      group.body.append(fragment);
+      for (const item of itemsOf(group)) item.key = key(item.row);
+      group.items.sort((a, b) => sign * collator.compare(a.key, b.key) || a.place - b.place);
     }
+    show();
   }
 
   function showAll() {
     for (const button of toggles) button.setAttribute('aria-pressed', 'false');
     search.value = '';
-    filter();
+    show();
   }
 
   for (const button of toggles) {
@@ -83,7 +113,7 @@
     button.addEventListener('click', () => {
       const on = button.getAttribute('aria-pressed') !== 'true';
       button.setAttribute('aria-pressed', String(on));
-      filter();
+      show();
     });
   }
   for (const head of heads) {
@@ -94,7 +124,7 @@
     });
   }
   sort.addEventListener('change', () => order(sort.value, false));
-  search.addEventListener('input', filter);
+  search.addEventListener('input', show);
   byId('all').addEventListener('click', showAll);
   document.addEventListener('keydown', event => {
     if (event.key === 'Escape') showAll();
@@ -103,5 +133,5 @@
     search.focus();
   });
   tools.hidden = false;
-  filter();
+  tell(total);
 })();

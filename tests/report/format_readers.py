@@ -95,7 +95,7 @@ class Page(HTMLParser):
             self.policy += values.get("content", "") if "http-equiv" in values else ""
             return
         self.open.append((tag, values))
-        if tag == "tbody":
+        if tag == "tbody" and "data-type" in values:  # Further bodies of a group have none.
             self.groups.append({"type": values["data-type"], "head": "", "rows": []})
         if tag == "tr" and "data-verdict" in values:
             self.groups[-1]["rows"].append({"verdict": values["data-verdict"], "Type": "", "Name": "",

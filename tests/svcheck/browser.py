@@ -84,6 +84,17 @@ class Browser:
         self.protocol("Emulation.setEmulatedMedia", media=media,
                       features=[{"name": "prefers-color-scheme", "value": scheme}])
 
+    def measure(self):
+        """From now on figures() counts; also in the process that the next page may get."""
+        self.protocol("Performance.enable", timeDomain="threadTicks")
+
+    def figures(self):
+        """Once everything is drawn, what the page took: its thread's processor time in seconds
+        ("TaskDuration"), and what is laid out of it ("LayoutObjects")."""
+        self.run("return new Promise(done => requestAnimationFrame(() => setTimeout(done)))")
+        return {entry["name"]: entry["value"]
+                for entry in self.protocol("Performance.getMetrics")["metrics"]}
+
     def screenshot(self, path):
         """The whole page, as a PNG."""
         picture = self.protocol("Page.captureScreenshot", captureBeyondViewport=True)
