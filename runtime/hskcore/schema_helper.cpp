@@ -58,19 +58,21 @@ namespace {
 struct TBuiltinProperty {
   std::string_view name;
   ECIMType type = ECIMType::kString;
+  bool isArray = false;
 
   // A name alone stands for a string.
-  constexpr TBuiltinProperty(const char* name = "", ECIMType type = ECIMType::kString)
-      : name(name), type(type) {}
+  constexpr TBuiltinProperty(const char* name = "", ECIMType type = ECIMType::kString,
+                             bool isArray = false)
+      : name(name), type(type), isArray(isArray) {}
 };
 
 struct TBuiltinClass {
   std::string_view name;
   // Ends with the first empty name.
-  std::array<TBuiltinProperty, 5> properties;
+  std::array<TBuiltinProperty, 6> properties;
 };
 
-constexpr std::array<TBuiltinClass, 12> kBuiltinClasses = {{
+constexpr std::array<TBuiltinClass, 13> kBuiltinClasses = {{
     {"QRXSG_ComputerSystem", {"MachineType", "Manufacturer", "Model", "SerialNumber", "UUID"}},
     {"QRXSG_OperatingSystem",
      {"Version", {"OSType", ECIMType::kUint16}, "BuildID", "HardwarePlatform", "Caption"}},
@@ -84,6 +86,14 @@ constexpr std::array<TBuiltinClass, 12> kBuiltinClasses = {{
     {"QRXSG_LSIBIOSElement", {"Name", "ProductID", "Version"}},
     {"QRXSG_DeviceDriverInfo", {"Name", "Path", "Version", "CurrentState"}},
     {"QRXSG_SVResult", {"Type", "Name", "InstalledVersion", "SVVersion"}},
+    // What is installed and none of the classes before tells. The version checker does not read it.
+    {"SVC_FirmwareDevice",
+     {"Name",
+      "Vendor",
+      "Version",
+      "VersionFormat",
+      {"Identifiers", ECIMType::kString, true},
+      "Source"}},
 }};
 
 }  // namespace
@@ -94,7 +104,7 @@ void DeclareBuiltinClasses(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& ta
     writer.BeginClass(builtin.name, "");
     for (const TBuiltinProperty& property : builtin.properties) {
       if (!property.name.empty()) {
-        writer.WriteNull(property.name, property.type, false);
+        writer.WriteNull(property.name, property.type, property.isArray);
       }
     }
     writer.Finish();

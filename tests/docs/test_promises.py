@@ -174,10 +174,11 @@ class Lists(unittest.TestCase):
                  for row in table("inventory-format.md", "class", "properties", "says")]
         source = read(SOURCE / "runtime" / "hskcore" / "schema_helper.cpp")
         built_in = source.split("kBuiltinClasses = {{")[1].split("}};")[0]
-        declared = [(name, [(title, "uint16" if kind == "kUint16" else kind) for title, kind in
-                            re.findall(r'"(\w+)"(?:, ECIMType::(\w+))?', properties)])
+        kinds = {"": "", "kUint16": "uint16", "kString, true": "array"}
+        declared = [(name, [(title, kinds[kind]) for title, kind in
+                            re.findall(r'"(\w+)"(?:, ECIMType::(\w+(?:, true)?))?', properties)])
                     for name, properties in
-                    re.findall(r'\{"(QRXSG_\w+)",\s+\{(.*?)\}\}(?:,\n|$)', built_in, re.S)]
+                    re.findall(r'\{"((?:QRXSG|SVC)_\w+)",\s+\{(.*?)\}\}(?:,\n|$)', built_in, re.S)]
         self.assertEqual(named, declared)
 
     def test_catalogues_to_measure_with_are_what_the_page_says(self):

@@ -121,6 +121,22 @@ class Query(ProgramTest):
         self.assertEqual((result.returncode, result.stdout), (0, ""), result.stderr)
         self.assertIn("Unable to determine machine type", (self.folder / "log.json").read_text())
 
+    def test_devices_of_other_kinds_change_no_record_and_no_line_of_the_log(self):
+        device = ("SVC_FirmwareDevice", {"Name": "System BIOS", "Version": "YUE999A",
+                                         "Identifiers": ["PCI\\VEN_8086"], "Source": "a test"})
+        context = f"svPath={self.catalogue(element(**BIOS_UPDATE, driverFiles='e1000.sys-#1.0'))}"
+        log = self.folder / "log.ndjson"
+        seen = []
+        for more in ([], [device]):
+            result = self.query("--inventory", self.inventory(*more, MACHINE, SYSTEM, bios("A")),
+                                "--context", context, "--log", log)
+            seen.append((result.returncode, result.stdout, result.stderr, log.read_text()))
+        self.assertEqual(seen[0], seen[1])
+        self.assertEqual(len(records_of(seen[0][1])), 1)
+        result = self.query("--no-builtin-classes", "--inventory", self.inventory(device),
+                            "--context", context)
+        self.assert_failed(result, 1, "SVC_FirmwareDevice")
+
     def test_records_that_are_drivers_too_are_read_as_drivers(self):
         derived = ('<VALUE.OBJECT><CLASS NAME="QRXSG_SVResult" '
                    'SUPERCLASS="QRXSG_DeviceDriverInfo"/></VALUE.OBJECT>')

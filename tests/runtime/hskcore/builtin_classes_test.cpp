@@ -23,6 +23,19 @@ TEST(BuiltinClasses, ReadAsNullWhereAnInstanceWritesNothing) {
   }
 }
 
+TEST(BuiltinClasses, TellADeviceOfAnyKindWithItsIdentifiersAsAnArray) {
+  const TNamespaceHandle inventory = MakeInMemoryNamespace();
+  DeclareBuiltinClasses(inventory);
+  Add(inventory, "SVC_FirmwareDevice", "Name", "A disk");
+  const TInstanceHandle device = InstancesOf(inventory, "SVC_FirmwareDevice").at(0);
+  EXPECT_EQ(TextOf(device, "Name"), "A disk");
+  for (const char* name : {"Vendor", "Version", "VersionFormat", "Identifiers", "Source"}) {
+    EXPECT_TRUE(ValueOf(device, name).IsNull()) << name;
+    EXPECT_EQ(ValueOf(device, name).Type(), ECIMType::kString) << name;
+    EXPECT_EQ(ValueOf(device, name).IsArray(), std::string_view(name) == "Identifiers") << name;
+  }
+}
+
 TEST(BuiltinClasses, AddToWhatADocumentDeclared) {
   const TNamespaceHandle inventory = MakeInMemoryNamespace();
   Declare(inventory, "Base");
