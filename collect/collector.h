@@ -15,7 +15,7 @@ struct Options {
   // The system tree to read. Below "/" devices are asked as well; below any other folder, a
   // captured tree, only files are read.
   std::string root = "/";
-  // Leaves serial numbers and UUIDs out.
+  // Leaves serial numbers, UUIDs and the host name out.
   bool redact = false;
 };
 
@@ -48,7 +48,7 @@ class ICollector {
   // Hands over, as a tar archive, exactly the files that Collect reads; Collect takes its unpacked
   // tree as root. Returns the notes of Collect. Throws TError as Collect does, and what
   // `write` throws; then the archive is not whole. With `options.redact` the files that tell serial
-  // numbers or UUIDs are left out.
+  // numbers, UUIDs or the host name are left out.
   virtual std::vector<std::string> Capture(const Options& options, const TWrite& write) const = 0;
 
   // Tries each source of the running system.

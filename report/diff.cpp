@@ -155,8 +155,10 @@ namespace {
 using TChanges = TTable<6>;
 
 std::string Side(std::string_view word, const TReport& report, const std::string& name) {
-  std::string text = fmt::format("{} {}: machine {}, {}", word, PlainLine(name),
-                                 CellOf(report.machine.type), UtcTime(report.generated));
+  const std::string& host = report.machine.host;
+  std::string text =
+      fmt::format("{} {}: machine {}{}, {}", word, PlainLine(name), CellOf(report.machine.type),
+                  host.empty() ? "" : ", host " + PlainLine(host), UtcTime(report.generated));
   if (report.catalogue.elements) {
     text += fmt::format(", {} update elements", *report.catalogue.elements);
   }

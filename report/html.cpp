@@ -43,6 +43,7 @@ std::string Explanation(const TReport& report, const TSummary& summary) {
 }
 
 std::string MachineName(const TMachine& machine) {
+  if (!machine.host.empty()) return machine.host;
   if (!machine.model.empty()) return machine.model;
   return "Machine " + (machine.type.empty() ? "unknown" : machine.type);
 }
@@ -87,7 +88,8 @@ std::string Facts(const TReport& report) {
   const TMachine& machine = report.machine;
   const TCatalogue& catalogue = report.catalogue;
   std::string text = "<div class=\"facts\">\n<section class=\"card\"><h2>Machine</h2>\n<dl>\n";
-  text += Fact("Type", machine.type.empty() ? "unknown" : std::string_view(machine.type)) +
+  text += Fact("Host", machine.host) +
+          Fact("Type", machine.type.empty() ? "unknown" : std::string_view(machine.type)) +
           Fact("Model", machine.model) + Fact("Maker", machine.manufacturer) +
           Fact("Serial number", machine.serialNumber) + Fact("System", report.system.caption) +
           Fact("Kernel", report.system.version) + Fact("Platform", report.system.platform);

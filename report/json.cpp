@@ -101,7 +101,8 @@ void AddVerdict(const TRecord& record, TJsonWriter& json) {
 
 void WriteMachine(const TMachine& machine, TJsonWriter& json) {
   json.Object().Text("type", machine.type).TextIfAny("manufacturer", machine.manufacturer);
-  json.TextIfAny("model", machine.model).TextIfAny("serialNumber", machine.serialNumber).End();
+  json.TextIfAny("model", machine.model).TextIfAny("serialNumber", machine.serialNumber);
+  json.TextIfAny("host", machine.host).End();
 }
 
 void WriteSystem(const TOperatingSystem& system, TJsonWriter& json) {

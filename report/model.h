@@ -92,6 +92,7 @@ struct TMachine {
   std::string manufacturer;
   std::string model;
   std::string serialNumber;
+  std::string host = {};  // Its name in the network.
 };
 
 struct TOperatingSystem {

@@ -45,7 +45,9 @@ int NagiosStatus(const TReport& report, EFailOn critical) {
 void RenderNagios(const TReport& report, const TRenderOptions& options, IOutput& output) {
   constexpr std::array<std::string_view, 4> kNames = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
   const auto status = static_cast<std::size_t>(NagiosStatus(report, options.failOn));
-  std::string line = fmt::format("SVCHECK {} - {}", kNames[status], WithoutBars(Status(report)));
+  const std::string host = report.machine.host.empty() ? "" : PlainLine(report.machine.host) + ": ";
+  std::string line =
+      fmt::format("SVCHECK {} - {}", kNames[status], WithoutBars(host + Status(report)));
   const TSummary summary = Summarize(report);
   line += " |";
   for (const EVerdict verdict : kVerdicts) {
@@ -106,13 +108,14 @@ void RenderJunit(const TReport& report, const TRenderOptions& /*options*/, IOutp
       fmt::format(R"(tests="{}" failures="{}" errors="{}" skipped="{}")",
                   RecordsOf(report).size() + (compared ? 0 : 1), summary.Of(EVerdict::kOutdated),
                   compared ? 0 : 1, summary.Of(EVerdict::kUnknown) + summary.waived);
+  const TMachine& machine = report.machine;
   std::string timestamp = UtcTime(report.generated);
   timestamp.pop_back();  // The schema of this format takes no time zone.
   output.Write(
       fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites {0}>\n"
                   "  <testsuite name=\"svcheck\" hostname=\"{1}\" timestamp=\"{2}\" "
                   "{0}>\n",
-                  counts, Text(report.machine.type), timestamp));
+                  counts, Text(machine.host.empty() ? machine.type : machine.host), timestamp));
   for (const TRecord& record : RecordsOf(report)) output.Write(TestCase(record));
   if (!compared) output.Write(ErrorCase(report));
   output.Write("  </testsuite>\n</testsuites>\n");
@@ -180,9 +183,10 @@ void WriteOutdated(const TReport& report, IOutput& output) {
 void RenderPrometheus(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
   const bool compared = WasCompared(report.outcome);
   WriteHead(output, "svcheck_info", "What checked which machine.");
-  output.Write(fmt::format("svcheck_info{{version=\"{}\",machine=\"{}\",outcome=\"{}\"}} 1\n",
-                           LabelValue(report.toolVersion), LabelValue(report.machine.type),
-                           RowOf(report.outcome).name));
+  output.Write(
+      fmt::format("svcheck_info{{version=\"{}\",machine=\"{}\",outcome=\"{}\",host=\"{}\"}} 1\n",
+                  LabelValue(report.toolVersion), LabelValue(report.machine.type),
+                  RowOf(report.outcome).name, LabelValue(report.machine.host)));
   WriteCounts(report, output);
   WriteOutdated(report, output);
   WriteGauge(output, "svcheck_success", "Whether the last check compared the machine.",

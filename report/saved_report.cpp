@@ -127,7 +127,8 @@ void ReadTool(const TPlace& tool, TReport& report) {
 
 TMachine MachineOf(const TPlace& machine) {
   return {machine["type"].Text(), machine["manufacturer"].TextOrNothing(),
-          machine["model"].TextOrNothing(), machine["serialNumber"].TextOrNothing()};
+          machine["model"].TextOrNothing(), machine["serialNumber"].TextOrNothing(),
+          machine["host"].TextOrNothing()};
 }
 
 TOperatingSystem SystemOf(const TPlace& system) {

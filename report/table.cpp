@@ -15,7 +15,8 @@ namespace svc::report {
 // A check that did not take place is a record of its own: an empty table would look like good news.
 void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const auto field = [&](std::string_view text) { return CsvField(text, options.csv); };
-  output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired\r\n");
+  const std::string behind = ',' + field(report.machine.host) + "\r\n";
+  output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired,Host\r\n");
   for (const TRecord& record : RecordsOf(report)) {
     std::string line;
     for (const std::string* text :
@@ -27,12 +28,12 @@ void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& ou
     if (record.waived) line += field(record.waived->reason);
     line += ',';
     if (record.expiredWaiver) line += field(record.expiredWaiver->expires);
-    output.Write(line + "\r\n");
+    output.Write(line + behind);
   }
   if (WasCompared(report.outcome)) return;
-  output.Write("Error," + field(RowOf(report.outcome).sentence) + ",,,not checked,,\r\n");
+  output.Write("Error," + field(RowOf(report.outcome).sentence) + ",,,not checked,," + behind);
   for (const std::string& error : report.errors) {
-    output.Write("Error," + field(error) + ",,,not checked,,\r\n");
+    output.Write("Error," + field(error) + ",,,not checked,," + behind);
   }
 }
 
@@ -51,6 +52,7 @@ std::string Heading(const TReport& report) {
   std::string text =
       "Machine " + (report.machine.type.empty() ? "unknown" : PlainLine(report.machine.type));
   if (!report.machine.model.empty()) text += " (" + PlainLine(report.machine.model) + ")";
+  if (!report.machine.host.empty()) text += ", host " + PlainLine(report.machine.host);
   if (!report.system.caption.empty()) text += ", " + PlainLine(report.system.caption);
   text += "\nCatalogue " + PlainLine(report.catalogue.path);
   if (const auto elements = report.catalogue.elements)

@@ -73,7 +73,8 @@ class TTarFile {
 };
 
 bool TellsWho(const std::string& path) {
-  return path.ends_with("/product_serial") || path.ends_with("/product_uuid");
+  return path.ends_with("/product_serial") || path.ends_with("/product_uuid") ||
+         path.ends_with("/hostname");
 }
 
 // A captured tree has no uname(2); newer kernels tell the same in a file, which is given here on

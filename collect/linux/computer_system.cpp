@@ -51,12 +51,24 @@ void NoteUnreadable(const TMachine& machine, const std::string& name, TInventory
   if (error != 0 && error != ENOENT) inventory.Note(path + ": " + WhyNot(error) + "; left out");
 }
 
+// As the running kernel knows it, or else as it is set at the next start (hostname(5)).
+std::string HostName(const TMachine& machine) {
+  constexpr const char* kNoName = "(none)";  // What the kernel says before it is set.
+  const std::string running = machine.tree.ReadLine("/proc/sys/kernel/hostname");
+  if (!running.empty() && running != kNoName) return running;
+  const TRead file = machine.tree.Read("/etc/hostname");
+  for (const std::string_view line : Lines(file.bytes)) {
+    if (!Trimmed(line).empty() && !Trimmed(line).starts_with('#')) return CleanText(line);
+  }
+  return {};
+}
+
 void SetIdentity(const TMachine& machine, TInstance& system, TInventory& inventory) {
   const std::string serial = AttributeOr(machine, "product_serial", kSystemInformation, 7);
   const std::string uuid = Uuid(machine);
   if (serial.empty()) NoteUnreadable(machine, "product_serial", inventory);
   if (uuid.empty()) NoteUnreadable(machine, "product_uuid", inventory);
-  system.Set("SerialNumber", serial).Set("UUID", uuid);
+  system.Set("SerialNumber", serial).Set("UUID", uuid).Set("Name", HostName(machine));
 }
 
 }  // namespace

@@ -38,8 +38,10 @@ void AddComputerSystem(const IWindowsMachine& machine, const TRow& bios, bool re
       .Set("Model", model);
   if (!redact) {
     const TRow product = OnlyRow(machine, "Win32_ComputerSystemProduct", inventory);
+    const std::string host = ValueOf(system, "DNSHostName");
     instance.Set("SerialNumber", ValueOf(bios, "SerialNumber"))
-        .Set("UUID", ValueOf(product, "UUID"));
+        .Set("UUID", ValueOf(product, "UUID"))
+        .Set("Name", host.empty() ? ValueOf(system, "Name") : host);
   }
   inventory.Add(instance);
 }

@@ -66,6 +66,11 @@ const TOption& TOption::Within(int low, int high) const {
   return *this;
 }
 
+const TOption& TOption::NotEmpty() const {
+  option->check([](const std::string& text) { return text.empty() ? "it is empty" : ""; });
+  return *this;
+}
+
 const TOption& TOption::ExistingFolder() const {
   option->check(CLI::ExistingDirectory);
   return *this;

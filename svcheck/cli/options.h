@@ -27,6 +27,8 @@ class TOption {
   const TOption& OneOf(const std::vector<std::string>& words) const;
   // Takes a whole number from `low` to `high` only.
   const TOption& Within(int low, int high) const;
+  // Takes no empty text.
+  const TOption& NotEmpty() const;
   // Takes a folder that exists only.
   const TOption& ExistingFolder() const;
   // Shows in the help what holds when the option is not given.

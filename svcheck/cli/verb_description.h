@@ -71,6 +71,8 @@ inline constexpr std::array kVerbs = {
         "Collects what is installed on this machine, or reads it from --inventory, pairs it with "
         "what the catalogue offers for it, and shows one record for each pair with a verdict: "
         "current, outdated, newer or unknown.\n\n"
+        "--machine names the machine type where the machine does not tell it, such as one without "
+        "DMI, or to ask what another type would get.\n\n"
         "The catalogue is a folder (--catalogue) or comes from a repository (--live), whose "
         "manifest is signed: name the publisher's key with --repository-key.\n\n"
         "With `--format nagios` it ends as a plug-in of Nagios does: 0 OK; 1 WARNING, a record is "

@@ -8,11 +8,19 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/schema_helper.h"
 #include "host/xmlparser/xml_parser.h"
+#include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 
 using namespace NQRXHSK20;
 
 namespace svc {
+
+namespace {
+
+constexpr std::string_view kMachineClass = "QRXSG_ComputerSystem";
+constexpr std::string_view kMachineType = "MachineType";
+
+}  // namespace
 
 // The parser reads a block of the C runtime's allocator, zeroed behind the text.
 void ParseDocument(const boost::shared_ptr<ICIMNamespace>& target, const std::string& document,
@@ -47,12 +55,35 @@ std::string TextOf(const ICIMInstance& instance, std::string_view property) {
 
 report::TMachine MachineIn(const boost::shared_ptr<ICIMNamespace>& inventory) {
   report::TMachine machine;
-  for (const auto& instance : InstancesOf(inventory, "QRXSG_ComputerSystem")) {
-    machine = {TextOf(*instance, "MachineType"), TextOf(*instance, "Manufacturer"),
-               TextOf(*instance, "Model"), TextOf(*instance, "SerialNumber")};
+  for (const auto& instance : InstancesOf(inventory, kMachineClass)) {
+    machine = {TextOf(*instance, kMachineType), TextOf(*instance, "Manufacturer"),
+               TextOf(*instance, "Model"), TextOf(*instance, "SerialNumber"),
+               TextOf(*instance, "Name")};
     if (!machine.type.empty()) break;
   }
+  if (!machine.host.empty()) return machine;
+  for (const auto& instance : InstancesOf(inventory, rules::kSystemClass)) {
+    machine.host = TextOf(*instance, "CSName");
+  }
   return machine;
+}
+
+// The first machine that tells a type is the one whose type counts.
+void SetMachineType(const boost::shared_ptr<ICIMNamespace>& inventory, const std::string& type) {
+  ParseDocument(inventory,
+                "<CIM><DECLARATION><DECLGROUP><VALUE.OBJECT><CLASS NAME=\"QRXSG_ComputerSystem\">"
+                "<PROPERTY NAME=\"MachineType\"/></CLASS></VALUE.OBJECT></DECLGROUP></DECLARATION>"
+                "</CIM>");
+  const auto machines = InstancesOf(inventory, kMachineClass);
+  if (!machines.empty()) {
+    return machines.front()->SetPropertyValue(kMachineType, TCIMValue(type), CIMContext());
+  }
+  boost::shared_ptr<ICIMClass> machineClass;
+  inventory->GetClass(machineClass, kMachineClass, CIMContext());
+  boost::shared_ptr<ICIMInstance> machine;
+  machineClass->CreateInstance(machine, CIMContext());
+  machine->SetPropertyValue(kMachineType, TCIMValue(type), CIMContext());
+  machine->Commit(CIMContext());
 }
 
 }  // namespace svc

@@ -25,8 +25,12 @@ std::vector<boost::shared_ptr<NQRXHSK20::ICIMInstance>> InstancesOf(
 // A property as text; empty when it is missing or null.
 std::string TextOf(const NQRXHSK20::ICIMInstance& instance, std::string_view property);
 
-// The machine of an inventory: the first that tells its type, or else the last.
+// The machine of an inventory: the first that tells its type, or else the last. Its host name may
+// be told by the operating system alone.
 report::TMachine MachineIn(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
+// From here on the inventory's machine is of this type. Throws THSKException.
+void SetMachineType(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory,
+                    const std::string& type);
 
 }  // namespace svc
 

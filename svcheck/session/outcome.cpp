@@ -174,7 +174,8 @@ std::string_view AdviceOn(EOutcome outcome) noexcept {
     case EOutcome::kUnsupportedSystem:
       return "give a catalogue for this operating system with --catalogue";
     case EOutcome::kUnknownMachine:
-      return "give an inventory whose QRXSG_ComputerSystem has a MachineType with --inventory";
+      return "name it with --machine, or give an inventory whose QRXSG_ComputerSystem has a "
+             "MachineType with --inventory";
     case EOutcome::kNoDefinitions:
       return "give the folder that holds sv/ with --data-dir";
     case EOutcome::kDone:

@@ -217,6 +217,7 @@ void TQuerySession::ReadInventory() {
     for (const std::string& file : request.inventories) {
       TNamespacePopulator::PopulateFromXMLFile(inventory, file);
     }
+    if (!request.machineType.empty()) SetMachineType(inventory, request.machineType);
   } catch (const THSKException& exception) {
     throw TError("cannot read the inventory: " + exception.GetMessageText() + kAdvice);
   }

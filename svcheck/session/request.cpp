@@ -83,6 +83,12 @@ TOption AddInventoryOption(CLI::App& app, TQueryOptions& options) {
                  "Inventory of a machine, a CIM-XML file; may be given several times", "FILE");
 }
 
+void AddMachineOption(CLI::App& app, TQueryOptions& options) {
+  AddText(app, "--machine", options.machineType,
+          "The machine type, in place of what the inventory says of it", "TYPE")
+      .NotEmpty();
+}
+
 void AddPluginOptions(CLI::App& app, TQueryOptions& options) {
   AddFlag(app, "--no-builtin-classes", options.noBuiltinClasses,
           "Do not declare the host's inventory classes");
@@ -129,6 +135,7 @@ TQueryRequest RequestOf(const TQueryOptions& options) {
   for (const std::string& file : options.inventories) {
     request.inventories.push_back(Absolute(file).string());
   }
+  request.machineType = options.machineType;
   request.builtinClasses = !options.noBuiltinClasses;
   request.context = ContextOf(options.context);
   if (IsLive(request.context)) {

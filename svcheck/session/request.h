@@ -15,6 +15,7 @@ namespace svc {
 struct TQueryRequest {
   std::vector<std::string> inventories;  // Files.
   std::string inventoryDocument;         // CIM-XML in memory; empty for none.
+  std::string machineType;               // Stands for the inventory's; empty to leave that.
   bool builtinClasses = true;
   NQRXHSK20::CIMContext context;
   std::filesystem::path dataFolder;
@@ -23,6 +24,7 @@ struct TQueryRequest {
 
 struct TQueryOptions {
   std::vector<std::string> inventories;
+  std::string machineType;
   bool noBuiltinClasses = false;
   std::vector<std::string> context;  // NAME=VALUE
   std::string dataFolder;
@@ -48,6 +50,7 @@ void AddPluginOptions(CLI::App& app, TQueryOptions& options);
 void AddPlaceOptions(CLI::App& app, TQueryOptions& options);
 void AddRepositoryOptions(CLI::App& app, TQueryOptions& options);
 TOption AddInventoryOption(CLI::App& app, TQueryOptions& options);
+void AddMachineOption(CLI::App& app, TQueryOptions& options);
 
 // Puts the process's settings for downloads in force.
 void ApplyDownloadSettings(const TQueryOptions& options);

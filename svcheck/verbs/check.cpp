@@ -88,6 +88,7 @@ TCheckVerb::TCheckVerb(CLI::App& app) {
   const TOption inventory = AddInventoryOption(app, options);
   AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
       .Excludes(inventory);
+  AddMachineOption(app, options);
   AddReportOptions(app, reportOptions);
   AddWaiversOption(app, reportOptions);
   AddText(app, "--progress", progress, "Show progress on standard error", "WHEN")

@@ -26,7 +26,7 @@ class TCollectVerb : public IVerb {
         .CommandLineOnly();
     AddText(app, "--machine", machine, "The machine's name in that line, not its host name", "NAME")
         .CommandLineOnly();
-    AddFlag(app, "--redact", redact, "Leave serial numbers and UUIDs out");
+    AddFlag(app, "--redact", redact, "Leave serial numbers, UUIDs and the host name out");
     AddText(app, "--capture", captureFile,
             "Write the files that the inventory is made of into a tar archive instead", "FILE")
         .Excludes(output);

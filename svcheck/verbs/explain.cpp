@@ -37,6 +37,7 @@ TExplainVerb::TExplainVerb(CLI::App& app) {
   const TOption inventory = AddInventoryOption(app, options);
   AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
       .Excludes(inventory);
+  AddMachineOption(app, options);
   AddFolderQueryOptions(app, options);
 }
 

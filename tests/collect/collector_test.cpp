@@ -123,9 +123,11 @@ TEST_F(CaptureTest, HoldsNothingThatWasNotRead) {
       << "this machine's architecture says nothing of a tree's";
 }
 
-TEST_F(CaptureTest, HoldsNoSerialNumberWhenRedacted) {
+TEST_F(CaptureTest, HoldsNoSerialNumberAndNoHostNameWhenRedacted) {
+  tree.Write("/proc/sys/kernel/hostname", "web02\n");
+  EXPECT_EQ(Shell("grep -q -a web02 '" + Capture(false) + "'"), 0);
   const std::string file = Capture(true);
-  EXPECT_NE(Shell("grep -q -a KQ12345 '" + file + "'"), 0);
+  EXPECT_NE(Shell("grep -q -a -e KQ12345 -e web02 '" + file + "'"), 0);
   EXPECT_EQ(unpacked.Collect(true).document, tree.Collect(true).document);
 }
 

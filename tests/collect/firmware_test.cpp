@@ -64,12 +64,28 @@ TEST(ComputerSystem, LosesWhatTellsWhoWhenRedacted) {
   TMadeTree tree;
   tree.Write(kDmi + "product_name", "4638\n")
       .Write(kDmi + "product_serial", "KQ12345\n")
-      .Write(kDmi + "product_uuid", "00112233-4455-6677-8899-aabbccddeeff\n");
+      .Write(kDmi + "product_uuid", "00112233-4455-6677-8899-aabbccddeeff\n")
+      .Write("/proc/sys/kernel/hostname", "web02\n")
+      .Write("/etc/hostname", "web02\n");
   const std::string document = tree.Collect(true).document;
+  EXPECT_EQ(document.find("web02"), std::string::npos);
   EXPECT_NE(document.find("4638"), std::string::npos);
   EXPECT_EQ(document.find("KQ12345"), std::string::npos);
   EXPECT_EQ(document.find("00112233"), std::string::npos);
   EXPECT_EQ(document.find("SerialNumber"), std::string::npos);
+}
+
+TEST(ComputerSystem, HasTheHostNameOfTheRunningKernelOrElseOfTheNextStart) {
+  TMadeTree tree;
+  const auto name = [&] { return tree.Instances("QRXSG_ComputerSystem").at(0)["Name"]; };
+  tree.Write(kDmi + "product_name", "4638\n");
+  EXPECT_EQ(tree.Collect().document.find("\"Name\""), std::string::npos);
+  tree.Write("/etc/hostname", "# of the rack\n\n  web01.example \nother\n");
+  EXPECT_EQ(name(), "web01.example");
+  tree.Write("/proc/sys/kernel/hostname", "(none)\n");
+  EXPECT_EQ(name(), "web01.example");
+  tree.Write("/proc/sys/kernel/hostname", "web02\n");
+  EXPECT_EQ(name(), "web02");
 }
 
 TEST(ComputerSystem, IsLeftOutAndNotedWhenNothingTellsIt) {

@@ -83,7 +83,7 @@ def report(records=(), errors=(), outcome="done", with_waivers=False, **more):
         "tool": {"name": "svcheck <b>", "version": "1.0\x9b", "plugin": {"name": '"P"', "version": "\x7f"}},
         "generated": "2027-06-30T00:00:00Z",
         "machine": {"type": "46\x9b38\u202e", "manufacturer": "Q&X", "model": 'R "x" <7>\x1b[2J',
-                    "serialNumber": "=06C"},
+                    "serialNumber": "=06C", "host": "we\x9bb"},
         "operatingSystem": {"caption": "Some | Linux\x07", "version": "2.6\t18", "platform": "x86_64"},
         "catalogue": {"source": "folder", "path": "/srv/\x1b]0;x\x07", "elements": 17,
                       "modified": "2027-06-27T00:00:00Z"},

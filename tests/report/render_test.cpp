@@ -149,11 +149,11 @@ TEST(Ndjson, EndsWithHowTheCheckEnded) {
 
 TEST(Csv, HasARowForEachRecord) {
   EXPECT_EQ(Rendered("csv", SampleReport()),
-            "Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired\r\n"
-            "Firmware,System BIOS,YUE110B,YUE112A,outdated,,\r\n"
-            "Firmware,Remote <Watch> Adapter,\"1.08 (A) \",\"1.08 (B) \",unknown,,\r\n"
-            "Driver,E1000E,1.3.10,1.2.20,newer,,\r\n"
-            "Driver,BNX2,1.7.9,1.7.9,current,,\r\n");
+            "Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired,Host\r\n"
+            "Firmware,System BIOS,YUE110B,YUE112A,outdated,,,\r\n"
+            "Firmware,Remote <Watch> Adapter,\"1.08 (A) \",\"1.08 (B) \",unknown,,,\r\n"
+            "Driver,E1000E,1.3.10,1.2.20,newer,,,\r\n"
+            "Driver,BNX2,1.7.9,1.7.9,current,,,\r\n");
 }
 
 TEST(Junit, FailsForOutdatedAndSkipsUnknown) {
@@ -244,10 +244,10 @@ TEST(Csv, AReasonIsAFieldLikeOthers) {
   report.records.resize(1);
   report.records[0].waived = TAcceptance{"a, \"b\"", "2027-12-31"};
   report.records[0].expiredWaiver = TAcceptance{"c", "=2"};
-  EXPECT_THAT(Rendered("csv", report), testing::EndsWith(",outdated,\"a, \"\"b\"\"\",'=2\r\n"));
+  EXPECT_THAT(Rendered("csv", report), testing::EndsWith(",outdated,\"a, \"\"b\"\"\",'=2,\r\n"));
   TRenderOptions raw;
   raw.csv = ECsvTexts::kRaw;
-  EXPECT_THAT(Rendered("csv", report, raw), testing::EndsWith("\",=2\r\n"));
+  EXPECT_THAT(Rendered("csv", report, raw), testing::EndsWith("\",=2,\r\n"));
 }
 
 TEST(EveryLine, TellsOfWaivers) {
@@ -266,8 +266,8 @@ TEST(EveryLine, TellsOfWaivers) {
   EXPECT_THAT(Rendered("ndjson", report),
               HasSubstr(R"("expiredWaiver":{"reason":"was agreed","expires":"2026-12-31"}})"));
   EXPECT_THAT(Rendered("json", report), HasSubstr(R"("current":1,"waived":1,"expiredWaivers":1})"));
-  EXPECT_THAT(Rendered("csv", report), HasSubstr("outdated,agreed,\r\n"));
-  EXPECT_THAT(Rendered("csv", report), HasSubstr("unknown,,2026-12-31\r\n"));
+  EXPECT_THAT(Rendered("csv", report), HasSubstr("outdated,agreed,,\r\n"));
+  EXPECT_THAT(Rendered("csv", report), HasSubstr("unknown,,2026-12-31,\r\n"));
   EXPECT_THAT(Rendered("junit", report), HasSubstr("<skipped message=\"waived: agreed;"));
   EXPECT_THAT(Rendered("junit", report),
               HasSubstr(R"(tests="4" failures="0" errors="0" skipped="2")"));

@@ -80,13 +80,13 @@ class Formats(FormatTest):
                 self.assertTrue(text.endswith("\r\n"))
                 titles, *rows = csv.reader(io.StringIO(text, newline=""), strict=True)
                 self.assertEqual(titles, ["Type", "Name", "InstalledVersion", "SVVersion", "Verdict",
-                                          "Waived", "WaiverExpired"])
+                                          "Waived", "WaiverExpired", "Host"])
                 records = [[record[name] for name in titles[:4]] +
                            [record["verdict"], waiver(record, "waived", "reason"),
-                            waiver(record, "expiredWaiver", "expires")]
+                            waiver(record, "expiredWaiver", "expires"), "we\x9bb"]
                            for record in expected["records"]]
                 causes = [SENTENCES[expected["outcome"]], *expected["errors"]] if failed else []
-                records += [["Error", cause, "", "", "not checked", "", ""] for cause in causes]
+                records += [["Error", cause, "", "", "not checked", "", "", "we\x9bb"] for cause in causes]
                 self.assertEqual(rows, [[csv_text(text, raw) for text in row] for row in records])
                 if not raw:
                     self.assertNotRegex("\n".join(text for row in rows for text in row if "\n" not in
@@ -101,7 +101,7 @@ class Formats(FormatTest):
             totals = {name: str(count) for name, count in totals.items()}
             self.assertEqual((root.tag, root.attrib, len(root)), ("testsuites", totals, 1))
             self.assertEqual(root[0].attrib, {
-                "name": "svcheck", "hostname": xml_text(expected["machine"]["type"]),
+                "name": "svcheck", "hostname": xml_text(expected["machine"]["host"]),
                 "timestamp": "2027-06-30T00:00:00", **totals})
             cases = [self.case_of(record) for record in records]
             if failed:
@@ -134,7 +134,7 @@ class Formats(FormatTest):
             self.assertEqual(state, "UNKNOWN" if failed else "WARNING" if counts["outdated"] else "OK")
             cause = (SENTENCES["no-catalogue"] + " " + plain_line(expected["errors"][0]) if failed else
                      sentence(counts) if expected["records"] else SENTENCES[expected["outcome"]])
-            self.assertEqual(said, cause.replace("|", "/"))
+            self.assertEqual(said, "we\ufffdb: " + cause.replace("|", "/"))
 
     def test_metrics_have_every_count_and_no_waived_record(self):
         for expected, text, failed in self.each("prometheus"):
@@ -152,7 +152,7 @@ class Formats(FormatTest):
                 single["svcheck_catalogue_age_seconds"] = 3 * 86400
             wanted |= {(name, frozenset()): value for name, value in single.items()}
             about = {"version": label(expected["tool"]["version"]), "outcome": expected["outcome"],
-                     "machine": label(expected["machine"]["type"])}
+                     "machine": label(expected["machine"]["type"]), "host": "we\ufffdb"}
             wanted["svcheck_info", frozenset(about.items())] = 1
             for record in expected["records"]:
                 if record["verdict"] == "outdated" and "waived" not in record:
@@ -177,7 +177,7 @@ class Formats(FormatTest):
             self.assertEqual(behind, ([""] + errors if errors else []) + last + [""])
 
     def test_the_table_says_what_was_compared(self):
-        said = ["Machine 46\ufffd38\ufffd (R \"x\" <7>\ufffd[2J), Some | Linux\ufffd",
+        said = ["Machine 46\ufffd38\ufffd (R \"x\" <7>\ufffd[2J), host we\ufffdb, Some | Linux\ufffd",
                 "Catalogue /srv/\ufffd]0;x\ufffd, 17 update elements, 3 days old", ""]
         self.assertEqual(self.show("plain", "table")[0].split("\n")[:3], said)
         said[1] = "Catalogue /srv/\ufffd]0;x\ufffd"
@@ -216,9 +216,9 @@ class WholePage(FormatTest):
                 digest = hashlib.sha256(page.texts[name].encode()).digest()
                 self.assertIn(f"{name}-src 'sha256-{base64.b64encode(digest).decode()}'", page.policy)
             self.assertEqual(page.texts["h1"], self.lead_of(expected, failed))
-            model = page_text(expected["machine"]["model"])
-            self.assertEqual(page.texts["title"], f"{page.texts['h1']} – {model}")
-            self.assertEqual(page.texts["bdi"][:len(model)], model)
+            host = page_text(expected["machine"]["host"])
+            self.assertEqual(page.texts["title"], f"{page.texts['h1']} – {host}")
+            self.assertEqual(page.texts["bdi"][:len(host)], host)
             said = (SENTENCES[expected["outcome"]] if not expected["records"] else
                     f"{len(expected['records'])} compared: {sentence(counts)}.")
             self.assertEqual(page.texts["p"].split("Nothing goes by")[0].strip(), f". {said}")
@@ -236,7 +236,7 @@ class WholePage(FormatTest):
     @staticmethod
     def facts_of(expected, failed):
         machine, system = expected["machine"], expected["operatingSystem"]
-        facts = {"Type": machine["type"], "Model": machine["model"], "Maker": machine["manufacturer"],
+        facts = {"Host": machine["host"], "Type": machine["type"], "Model": machine["model"], "Maker": machine["manufacturer"],
                  "Serial number": machine["serialNumber"], "System": system["caption"],
                  "Kernel": system["version"], "Platform": system["platform"],
                  "Folder": expected["catalogue"]["path"]}

@@ -32,7 +32,10 @@ class TRecordedMachine : public IWindowsMachine {
          {"SerialNumber", "06ABCDE"},
          {"ReleaseDate", "20090430000000.000000+000"}}}},
       {"root\\cimv2:Win32_ComputerSystem",
-       {{{"Manufacturer", "Arrayon"}, {"Model", "System x3550 -[794652G]-"}}}},
+       {{{"Manufacturer", "Arrayon"},
+         {"Model", "System x3550 -[794652G]-"},
+         {"Name", "WEB02"},
+         {"DNSHostName", "web02"}}}},
       {"root\\cimv2:Win32_ComputerSystemProduct",
        {{{"UUID", "0F2D7C1E-9A53-11DE-8A39-001A64E0B4F2"}}}},
       {"root\\cimv2:Win32_OperatingSystem",
@@ -75,7 +78,8 @@ TEST_F(WindowsInventory, TellsTheMachineAndItsSystem) {
                                 {"Manufacturer", "Arrayon"},
                                 {"Model", "System x3550 -[794652G]-"},
                                 {"SerialNumber", "06ABCDE"},
-                                {"UUID", "0F2D7C1E-9A53-11DE-8A39-001A64E0B4F2"}}}));
+                                {"UUID", "0F2D7C1E-9A53-11DE-8A39-001A64E0B4F2"},
+                                {"Name", "web02"}}}));
   EXPECT_EQ(Of("QRXSG_OperatingSystem"),
             (std::vector<TRow>{{{"Version", "6.1"},
                                 {"OSType", "18"},
@@ -92,7 +96,7 @@ TEST_F(WindowsInventory, TellsTheMachineAndItsSystem) {
 
 TEST_F(WindowsInventory, LeavesOutWhatIdentifiesTheMachineWhenAskedTo) {
   const TRow system = Of("QRXSG_ComputerSystem", true).at(0);
-  EXPECT_EQ(system.count("SerialNumber") + system.count("UUID"), 0u);
+  EXPECT_EQ(system.count("SerialNumber") + system.count("UUID") + system.count("Name"), 0u);
 }
 
 TEST_F(WindowsInventory, SaysWhatCannotBeRead) {
