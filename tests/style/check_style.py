@@ -16,6 +16,7 @@ TEXTS = SOURCES + (".py", ".cmake", ".md", ".sh", ".txt", ".map")
 SKIPPED = ("build", ".git", "tests/fuzz/seeds", "tests/fuzz/dictionaries")
 
 CHECKER = "plugins/version_checker/"
+PUBLIC_FIRMWARE = "plugins/public_firmware/"
 OWN_FOLDERS = ("host/", "rules/", "plugins/", "base/", "runtime/", "collect/", "report/",
                "svcheck/")
 
@@ -29,6 +30,7 @@ WALLS = {
     **{CHECKER + folder: (CHECKER + folder, CHECKER + "inventory/", "rules/", "host/")
        for folder in ("catalogue/", "firmware/", "drivers/")},
     CHECKER + "query/": (CHECKER, "rules/", "host/"),
+    PUBLIC_FIRMWARE: (PUBLIC_FIRMWARE, "host/"),
     "runtime/": ("runtime/", "base/", "host/"),
     "collect/": ("svcheck/", "collect/", "report/", "runtime/", "base/", "host/"),
     "report/": ("svcheck/", "collect/", "report/", "runtime/", "base/", "host/"),
