@@ -10,7 +10,7 @@
 
 namespace svc::catalogue {
 
-enum class EAction { kNone, kLint, kList, kBuild };
+enum class EAction { kNone, kLint, kList, kBuild, kImport };
 
 // What the command line says.
 struct TCommand {
@@ -27,6 +27,11 @@ struct TCommand {
   // build: folders, packages and files of drivers; lists of firmware versions.
   std::vector<std::string> drivers;
   std::vector<std::string> firmware;
+  // import: a file of metadata or a folder of archives, and who vouches for it.
+  std::string metadata;
+  std::string signature;
+  std::string keys = "/etc/pki/fwupd-metadata";
+  bool allowUnsigned = false;
 };
 
 // What the module needs of the program that loads it.
@@ -41,6 +46,9 @@ class IProgram {
 
 inline constexpr const char* kModule = "svcheck-catalogue";
 inline constexpr const char* kModuleFunction = "SvcCatalogue";
+// What imports has a module of its own, which needs other libraries.
+inline constexpr const char* kImportModule = "svcheck-import";
+inline constexpr const char* kImportFunction = "SvcImportOffers";
 
 // Does it, reports a failure and returns the program's exit status.
 using TModuleFunction = int (*)(const TCommand& command, const IProgram& program) noexcept;

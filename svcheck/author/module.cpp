@@ -18,6 +18,7 @@ int Act(const TCommand& command, const IProgram& program) {
       return ListCatalogue(command, program);
     case EAction::kBuild:
       return BuildCatalogue(command, program);
+    case EAction::kImport:
     case EAction::kNone:
       break;
   }

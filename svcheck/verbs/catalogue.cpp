@@ -50,12 +50,15 @@ class TCatalogueVerb : public IVerb {
     AddLint(app);
     AddListing(app);
     AddBuild(app);
+    AddImport(app);
   }
 
   int Run() override {
     if (command.dataFolder.empty()) command.dataFolder = DefaultDataFolder().string();
-    const auto act = acquire::FindInModule<catalogue::TModuleFunction>(catalogue::kModule,
-                                                                       catalogue::kModuleFunction);
+    const bool imports = command.action == EAction::kImport;
+    const auto act = acquire::FindInModule<catalogue::TModuleFunction>(
+        imports ? catalogue::kImportModule : catalogue::kModule,
+        imports ? catalogue::kImportFunction : catalogue::kModuleFunction);
     return act(command, TProgram());
   }
 
@@ -98,6 +101,31 @@ class TCatalogueVerb : public IVerb {
               "Operating-system code that drivers are for; otherwise every one of their kind",
               "CODE");
     AddDataFolder(verb, command);
+  }
+
+  void AddImport(CLI::App& app) {
+    CLI::App& verb =
+        AddAction(app, "import", "Take over what a public firmware service offers for any machine",
+                  EAction::kImport);
+    AddText(verb, "--lvfs", command.metadata,
+            "Metadata of the Linux Vendor Firmware Service (.xml, .xml.gz, .xml.xz, .xml.zst), or "
+            "a folder of .cab archives",
+            "PATH")
+        .Required()
+        .CommandLineOnly();
+    const TOption signature =
+        AddText(verb, "--jcat", command.signature, "Signature file of the metadata", "FILE")
+            .CommandLineOnly();
+    AddText(verb, "--keys", command.keys, "Folder of the certificates that signatures are of",
+            "DIR")
+        .ShowDefault()
+        .CommandLineOnly();
+    AddFlag(verb, "--allow-unsigned", command.allowUnsigned, "Take metadata without a signature")
+        .Excludes(signature)
+        .CommandLineOnly();
+    AddText(verb, "--output", command.folder,
+            "Folder of the catalogue; firmware.xml is written to it, and nothing else", "DIR")
+        .Required();
   }
 
   TCommand command;

@@ -1,0 +1,183 @@
+// The module that does the work of `svcheck catalogue import`: metadata of public firmware services
+// becomes the file of a catalogue that the second plug-in reads.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "base/error.h"
+#include "host/hskcore/exception.h"
+#include "host/hskcore/export.h"
+#include "runtime/hskcore/host_setup.h"
+#include "runtime/xmlparser/file_bytes.h"
+#include "svcheck/author/command.h"
+#include "svcheck/importer/appstream.h"
+#include "svcheck/importer/offer_text.h"
+#include "svcheck/importer/signature.h"
+#include "svcheck/importer/sources.h"
+#include "svcheck/system/failure.h"
+
+namespace fs = std::filesystem;
+
+namespace svc::offers {
+
+namespace {
+
+using catalogue::IProgram;
+using catalogue::TCommand;
+
+// The largest catalogue that can be read back.
+constexpr std::size_t kMostWritten = 500'000'000;
+
+// Writes offers as they are found, and counts them.
+class TWriter {
+ public:
+  explicit TWriter(TOutput& output) : output(output) { Write(FileBegin()); }
+
+  void Add(const TComponent& component) {
+    ++components;
+    for (const TRelease& release : component.releases) Write(InstanceText(component, release));
+    releases += component.releases.size();
+  }
+  // Of an archive that was read: its metadata does not say where it lies.
+  void AddFrom(const std::string& archive, const std::string& size, TComponent component) {
+    for (TRelease& release : component.releases) {
+      release.location = archive;
+      release.size = size;
+    }
+    Add(component);
+  }
+  void End() {
+    if (releases == 0) {
+      throw TError("no firmware with identifiers and releases was found, and nothing is written",
+                   EErrorKind::kCatalogue);
+    }
+    Write(FileEnd());
+  }
+  std::string Summary() const {
+    return fmt::format("{} releases of {} components", releases, components);
+  }
+
+ private:
+  void Write(std::string_view text) {
+    written += text.size();
+    if (written > kMostWritten) {
+      throw TError("the catalogue would be larger than can be read", EErrorKind::kCatalogue);
+    }
+    output.Write(text);
+  }
+
+  TOutput& output;
+  std::size_t written = 0;
+  std::size_t components = 0;
+  std::size_t releases = 0;
+};
+
+void CheckCommand(const TCommand& command) {
+  if (!command.signature.empty() && command.allowUnsigned) {
+    throw TError("--jcat and --allow-unsigned exclude each other", EErrorKind::kUsage);
+  }
+  if (command.signature.empty() && !command.allowUnsigned) {
+    throw TError(
+        "nobody says whom the metadata comes from: give its signature with --jcat FILE, or "
+        "--allow-unsigned",
+        EErrorKind::kUsage);
+  }
+}
+
+// The reader's errors, with the name of what was read.
+template <typename TRead>
+void Named(const std::string& name, const TRead& read) {
+  try {
+    read();
+  } catch (const NQRXHSK20::THSKException& error) {
+    throw TError("the metadata cannot be read: " + error.GetMessageText(), EErrorKind::kCatalogue);
+  } catch (const TError& error) {
+    if (error.Kind() == EErrorKind::kCatalogue) throw;
+    const std::string line =
+        error.Kind() == EErrorKind::kText ? ':' + std::to_string(error.Number()) : std::string();
+    throw TError(fmt::format("{}{}: {}", name, line, error.what()), EErrorKind::kCatalogue);
+  }
+}
+
+// The compressed bytes are let go before the unpacked ones are read.
+std::string ReadMetadata(const TCommand& command) {
+  const xml::TFileBytes file = xml::ReadWholeFile(command.metadata);
+  const std::string_view bytes(file.bytes.get(), file.size);
+  if (!command.signature.empty()) {
+    DemandSignature(bytes, PathOf(command.metadata).filename().string(), command.signature,
+                    command.keys);
+  }
+  return Unpacked(bytes, kMostUnpacked);
+}
+
+void AddFile(const TCommand& command, TWriter& writer) {
+  Named(command.metadata, [&] {
+    std::string metadata = ReadMetadata(command);
+    ReadAppStream(metadata.data(), metadata.size(),
+                  [&](const TComponent& component) { writer.Add(component); });
+  });
+}
+
+std::vector<fs::path> CabinetsIn(const fs::path& folder) {
+  std::vector<fs::path> found;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    if (entry.path().extension() == ".cab" && entry.is_regular_file()) found.push_back(entry);
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
+void AddFolder(const TCommand& command, TWriter& writer) {
+  if (!command.signature.empty()) {
+    throw TError("a folder of archives has no signature; say --allow-unsigned", EErrorKind::kUsage);
+  }
+  for (const fs::path& path : CabinetsIn(PathOf(command.metadata))) {
+    const std::string size = std::to_string(fs::file_size(path));
+    Named(path.string(), [&] {
+      ReadCabinet(path, [&](std::string metadata) {
+        ReadAppStream(metadata.data(), metadata.size(), [&](const TComponent& component) {
+          writer.AddFrom(path.filename().string(), size, component);
+        });
+      });
+    });
+  }
+}
+
+void Import(const TCommand& command, const IProgram& program) {
+  CheckCommand(command);
+  std::error_code error;
+  fs::create_directories(PathOf(command.folder), error);
+  if (error) {
+    throw TError("cannot make the folder " + command.folder + ": " + error.message() +
+                 "; name one that can be written");
+  }
+  const std::string path = (PathOf(command.folder) / kOfferFile).string();
+  const auto file = program.Open(path);
+  TWriter writer(*file);
+  const bool isFolder = fs::is_directory(PathOf(command.metadata));
+  isFolder ? AddFolder(command, writer) : AddFile(command, writer);
+  writer.End();
+  file->Commit();
+  const auto output = program.Open("-");
+  output->Write(fmt::format("{}: {}\n", path, writer.Summary()));
+  output->Commit();
+}
+
+}  // namespace
+
+}  // namespace svc::offers
+
+extern "C" HOST_EXPORT int SvcImportOffers(const svc::catalogue::TCommand& command,
+                                           const svc::catalogue::IProgram& program) noexcept {
+  try {
+    svc::offers::Import(command, program);
+    return svc::kExitDone;
+  } catch (const std::exception& error) {
+    program.Report(svc::ReasonOf(error));
+    return svc::StatusOf(error);
+  }
+}

@@ -1,0 +1,89 @@
+#include <gio/gio.h>
+
+// Some of its headers do not say by themselves that they are C.
+extern "C" {
+#include <jcat.h>
+}
+
+#include <memory>
+
+#include "base/error.h"
+#include "host/hskcore/exception.h"
+#include "runtime/xmlparser/file_bytes.h"
+#include "svcheck/importer/signature.h"
+#include "svcheck/importer/sources.h"
+
+namespace svc::offers {
+
+namespace {
+
+// A signature file has some thousand bytes.
+constexpr std::size_t kMostSignature = 4U << 20U;
+
+struct TRelease {
+  void operator()(gpointer object) const { ::g_object_unref(object); }
+  void operator()(GBytes* bytes) const { ::g_bytes_unref(bytes); }
+  void operator()(GPtrArray* list) const { ::g_ptr_array_unref(list); }
+  void operator()(GError* error) const { ::g_error_free(error); }
+};
+template <typename T>
+using THeld = std::unique_ptr<T, TRelease>;
+
+[[noreturn]] void Fail(const std::string& file, const std::string& cause) {
+  throw TError("the signature " + file + " does not hold: " + cause +
+                   "; get metadata and signature anew, or name the folder of the publisher's "
+                   "certificates with --keys",
+               EErrorKind::kCatalogue);
+}
+
+std::string TextOf(GError* error) {
+  const THeld<GError> held(error);
+  return held ? held->message : "it is broken";
+}
+
+std::string ReadSignature(const std::string& file) {
+  try {
+    const xml::TFileBytes bytes = xml::ReadWholeFile(file);
+    return Unpacked({bytes.bytes.get(), bytes.size}, kMostSignature);
+  } catch (const NQRXHSK20::THSKException& error) {
+    Fail(file, error.GetMessageText());
+  } catch (const TError& error) {
+    Fail(file, error.what());
+  }
+}
+
+// What was signed under this name, or the only thing that was.
+THeld<JcatItem> FindItem(JcatFile* signature, const std::string& name, const std::string& file) {
+  THeld<JcatItem> item(::jcat_file_get_item_by_id(signature, name.c_str(), nullptr));
+  if (item) return item;
+  GError* error = nullptr;
+  item.reset(::jcat_file_get_item_default(signature, &error));
+  if (!item) Fail(file, TextOf(error));
+  return item;
+}
+
+}  // namespace
+
+// Without the engine for OpenPGP, which would make a key ring in the user's home.
+void DemandSignature(std::string_view bytes, const std::string& name,
+                     const std::string& signatureFile, const std::string& keyFolder) {
+  const THeld<JcatFile> signature(::jcat_file_new());
+  GError* error = nullptr;
+  if (!::jcat_file_import_json(signature.get(), ReadSignature(signatureFile).c_str(),
+                               JCAT_IMPORT_FLAG_NONE, &error)) {
+    Fail(signatureFile, TextOf(error));
+  }
+  const THeld<JcatItem> item = FindItem(signature.get(), name, signatureFile);
+  const THeld<JcatContext> context(::jcat_context_new());
+  ::jcat_context_blob_kind_disallow(context.get(), JCAT_BLOB_KIND_GPG);
+  ::jcat_context_add_public_keys(context.get(), keyFolder.c_str());
+  const THeld<GBytes> data(::g_bytes_new_static(bytes.data(), bytes.size()));
+  const auto flags = static_cast<JcatVerifyFlags>(JCAT_VERIFY_FLAG_REQUIRE_CHECKSUM |
+                                                  JCAT_VERIFY_FLAG_REQUIRE_SIGNATURE);
+  error = nullptr;
+  const THeld<GPtrArray> results(
+      ::jcat_context_verify_item(context.get(), data.get(), item.get(), flags, &error));
+  if (!results) Fail(signatureFile, TextOf(error));
+}
+
+}  // namespace svc::offers

@@ -1,0 +1,14 @@
+// Where there is no library for signature files.
+#include "base/error.h"
+#include "svcheck/importer/signature.h"
+
+namespace svc::offers {
+
+void DemandSignature(std::string_view /*bytes*/, const std::string& /*name*/,
+                     const std::string& signatureFile, const std::string& /*keyFolder*/) {
+  throw TError("the signature " + signatureFile +
+                   " cannot be verified by this build; import on Linux, and copy firmware.xml",
+               EErrorKind::kCatalogue);
+}
+
+}  // namespace svc::offers

@@ -1,0 +1,30 @@
+// Where metadata comes from: files, compressed or not, and archives of one firmware each. Any
+// thread.
+#ifndef SVCHECK_IMPORTER_SOURCES_H_
+#define SVCHECK_IMPORTER_SOURCES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace svc::offers {
+
+// The largest metadata that is taken, unpacked.
+inline constexpr std::size_t kMostUnpacked = 512U << 20U;
+
+// The contents of a file's bytes, which may be compressed once by gzip, xz or zstd. What grows out
+// of all proportion, or beyond `most`, is refused. Throws TError.
+std::string Unpacked(std::string_view bytes, std::size_t most);
+
+// Calls `take` with the contents of each metadata file (NAME.metainfo.xml) in a cabinet archive, in
+// the archive's order. Nothing is written anywhere, and no name within is used as a path.
+// Throws TError.
+void ReadCabinet(const std::filesystem::path& path,
+                 const std::function<void(std::string metadata)>& take);
+
+}  // namespace svc::offers
+
+#endif  // SVCHECK_IMPORTER_SOURCES_H_
