@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "base/wording.h"
 #include "report/columns.h"
 #include "report/json.h"
 #include "report/text.h"
@@ -160,7 +161,7 @@ std::string Side(std::string_view word, const TReport& report, const std::string
       fmt::format("{} {}: machine {}{}, {}", word, PlainLine(name), CellOf(report.machine.type),
                   host.empty() ? "" : ", host " + PlainLine(host), UtcTime(report.generated));
   if (report.catalogue.elements) {
-    text += fmt::format(", {} update elements", *report.catalogue.elements);
+    text += ", " + Counted(*report.catalogue.elements, "update element");
   }
   return text + '\n';
 }

@@ -54,7 +54,8 @@ std::string Heading(const TReport& report) {
   if (!report.machine.model.empty()) text += " (" + PlainLine(report.machine.model) + ")";
   if (!report.machine.host.empty()) text += ", host " + PlainLine(report.machine.host);
   if (!report.system.caption.empty()) text += ", " + PlainLine(report.system.caption);
-  text += "\nCatalogue " + PlainLine(report.catalogue.path);
+  text +=
+      "\nCatalogue " + (report.catalogue.path.empty() ? "none" : PlainLine(report.catalogue.path));
   if (const auto elements = report.catalogue.elements)
     text += fmt::format(", {} update element{}", *elements, *elements == 1 ? "" : "s");
   if (report.catalogue.modified) {

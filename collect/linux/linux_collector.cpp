@@ -93,6 +93,13 @@ std::string ModuleList() {
   return std::string("/lib/modules/") + names.release + "/modules.dep";
 }
 
+// A kernel that can load no modules has no list of them either.
+const char* AdviceWithoutModuleList() {
+  return ::access("/proc/self", F_OK) == 0
+             ? "this kernel loads no modules, all drivers are part of it: drivers are left out"
+             : "mount /proc";
+}
+
 }  // namespace
 
 std::vector<SourceState> TLinuxCollector::TrySources() const {
@@ -103,7 +110,7 @@ std::vector<SourceState> TLinuxCollector::TrySources() const {
       Try("management controller", "/dev/ipmi0", O_RDWR,
           "where the machine has one, load its driver: modprobe ipmi_si ipmi_devintf",
           "run svcheck as root: the controller's firmware is left out"),
-      Try("running modules", "/proc/modules", O_RDONLY, "mount /proc",
+      Try("running modules", "/proc/modules", O_RDONLY, AdviceWithoutModuleList(),
           "run svcheck as root: drivers are left out"),
       Try("module files", ModuleList(), O_RDONLY,
           "install the running kernel's modules, or run depmod: versions of drivers are left out",

@@ -74,7 +74,8 @@ int DownloadManager::startDownload(AcquireCallbackIfc& callback) {
   svc::acquire::SetLastOutcome(outcome);
   const int code = static_cast<int>(outcome.code);
   callback.onStatus(kStatus, outcome.text.empty() ? "done" : outcome.text, code);
-  if (code != 0) callback.sendMessage({"svcheck: download", outcome.text}, true);
+  if (code != 0 && !job.settings.isReported)
+    callback.sendMessage({"svcheck: download", outcome.text}, true);
   return code;
 }
 

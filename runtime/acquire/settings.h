@@ -58,6 +58,7 @@ struct TSettings {
   bool allowUnsigned = false;
   std::string caFile;       // Certificates to trust instead of the system's; may be empty.
   bool offline = false;     // Open no socket; what the folder holds has to do.
+  bool isReported = false;  // Somebody shows LastOutcome: nothing is written to standard error.
   std::string proxy;        // An address; wins over what the plug-in sets. "none": go direct.
   std::string stateFolder;  // Where the last accepted serials are kept. Empty: the user's own.
   TLimits limits;

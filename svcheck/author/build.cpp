@@ -6,7 +6,9 @@
 #include <system_error>
 
 #include "base/error.h"
+#include "base/wording.h"
 #include "host/hskcore/exception.h"
+#include "report/text.h"
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/xmlparser/file_bytes.h"
@@ -59,14 +61,14 @@ void AddDrivers(const TCommand& command, const IProgram& program,
   }
   for (const std::string& remark : list.remarks) program.Report(remark);
   if (list.unversioned > 0) {
-    program.Report(
-        fmt::format("{} of {} drivers state no version and are left out: nothing could "
-                    "be compared with them",
-                    list.unversioned, list.read));
+    program.Report(fmt::format("{} of {} {} no version and {} left out: nothing could be compared",
+                               list.unversioned, Counted(list.read, "driver"),
+                               list.unversioned == 1 ? "states" : "state",
+                               list.unversioned == 1 ? "is" : "are"));
   }
   if (passedOver > 0) {
-    program.Report(
-        fmt::format("{} drivers are for none of the operating systems given", passedOver));
+    program.Report(fmt::format("{} {} for none of the operating systems given",
+                               Counted(passedOver, "driver"), passedOver == 1 ? "is" : "are"));
   }
 }
 
@@ -128,7 +130,7 @@ int BuildCatalogue(const TCommand& command, const IProgram& program) {
   file->Write(text);
   file->Commit();
   const auto output = program.Open("-");
-  output->Write(fmt::format("{}: {} update elements\n", path, elements.size()));
+  output->Write(fmt::format("{}: {}\n", path, Counted(elements.size(), "update element")));
   output->Commit();
   return kExitDone;
 }

@@ -6,6 +6,8 @@
 #include <array>
 
 #include "base/error.h"
+#include "base/shown_text.h"
+#include "base/wording.h"
 #include "rules/version_items.h"
 #include "svcheck/author/csv.h"
 #include "svcheck/author/update.h"
@@ -71,6 +73,19 @@ std::vector<std::string> Parts(const std::string& text, std::string_view separat
   return parts;
 }
 
+// A byte of another encoding would come into the catalogue as it is.
+void DemandUtf8(std::string_view text) {
+  std::size_t line = 1;
+  while (!text.empty()) {
+    const TCodePoint character = FirstCodePoint(text);
+    if (!character.valid) {
+      throw TextError(line, "the text is no UTF-8; save the list in that encoding");
+    }
+    if (character.value == '\n') ++line;
+    text.remove_prefix(character.size);
+  }
+}
+
 struct TRow {
   std::size_t line;
   const TType* type;
@@ -85,6 +100,7 @@ class TListReader {
   explicit TListReader(const TFor& otherwise) : otherwise(otherwise) {}
 
   std::vector<TRow> Read(std::string_view text) {
+    DemandUtf8(text);
     std::vector<TRow> rows;
     const std::vector<TCsvRow> table = ParseCsv(text);
     if (table.empty()) throw TextError(1, "the list is empty; its first row names the columns");
@@ -97,9 +113,8 @@ class TListReader {
   void ReadHeadings(const TCsvRow& row) {
     numbers.fill(row.fields.size());
     for (std::size_t i = 0; i < row.fields.size(); ++i) {
-      for (std::size_t column = 0; column < kColumnCount; ++column) {
-        if (Letters(row.fields[i]) == Letters(kColumns[column])) numbers[column] = i;
-      }
+      // A spreadsheet may write a separator behind the last column.
+      if (!row.fields[i].empty()) numbers[ColumnOf(row, i)] = i;
     }
     for (const EColumn column : {kType, kName, kVersion}) {
       if (numbers[column] < row.fields.size()) continue;
@@ -107,6 +122,22 @@ class TListReader {
                                             "type, name, version, machine types, operating systems",
                                             kColumns[column]));
     }
+  }
+
+  std::size_t ColumnOf(const TCsvRow& row, std::size_t i) const {
+    const std::string& heading = row.fields[i];
+    std::size_t column = 0;
+    while (column < kColumnCount && Letters(heading) != Letters(kColumns[column])) ++column;
+    const std::vector<std::string> names(kColumns.begin(), kColumns.end());
+    if (column == kColumnCount) {
+      throw TextError(row.line,
+                      fmt::format("there is no column \"{}\"; {}the columns are {}", heading,
+                                  DidYouMean(Lowered(heading), names), fmt::join(names, ", ")));
+    }
+    if (numbers[column] != row.fields.size()) {
+      throw TextError(row.line, fmt::format("the column \"{}\" is there twice", names[column]));
+    }
+    return column;
   }
 
   std::string Field(const TCsvRow& row, EColumn column) const {

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "base/json_writer.h"
+#include "base/wording.h"
 #include "report/text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/author/module.h"
@@ -11,10 +12,6 @@
 namespace svc::catalogue {
 
 namespace {
-
-std::string Plural(std::size_t count, std::string_view word) {
-  return fmt::format("{} {}{}", count, word, count == 1 ? "" : "s");
-}
 
 std::string PlaceOf(const TToldFinding& finding) {
   const std::string name = report::PlainLine(finding.file.name);
@@ -34,9 +31,9 @@ void WriteTable(const TCatalogue& catalogue, const std::vector<TUpdate>& updates
                 const std::vector<TFinding>& findings, TOutput& output) {
   TellEach(catalogue, updates, findings,
            [&](const TToldFinding& finding) { output.Write(Line(finding)); });
-  output.Write(fmt::format("{}: {}, {}.\n", Plural(catalogue.CountElements(), "update element"),
-                           Plural(CountOf(ESeverity::kError, findings), "error"),
-                           Plural(CountOf(ESeverity::kWarning, findings), "warning")));
+  output.Write(fmt::format("{}: {}, {}.\n", Counted(catalogue.CountElements(), "update element"),
+                           Counted(CountOf(ESeverity::kError, findings), "error"),
+                           Counted(CountOf(ESeverity::kWarning, findings), "warning")));
 }
 
 void WriteFinding(const TToldFinding& finding, TJsonWriter& json) {

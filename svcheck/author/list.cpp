@@ -6,6 +6,7 @@
 
 #include "base/error.h"
 #include "base/json_writer.h"
+#include "base/wording.h"
 #include "report/columns.h"
 #include "report/text.h"
 #include "rules/names.h"
@@ -82,8 +83,8 @@ class TTableWriter : public TWriter {
   }
   void Write(const TUpdate& update) override { output.Write(table.Line(CellsOf(update))); }
   void End(std::size_t shown, std::size_t all) override {
-    output.Write(shown == all ? fmt::format("{} update elements.\n", all)
-                              : fmt::format("{} of {} update elements.\n", shown, all));
+    output.Write((shown == all ? "" : fmt::format("{} of ", shown)) +
+                 Counted(all, "update element") + ".\n");
   }
 
  private:

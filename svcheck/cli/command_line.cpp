@@ -5,7 +5,7 @@
 #include <boost/algorithm/string/replace.hpp>
 #include <string>
 
-#include "svcheck/cli/help.h"
+#include "base/wording.h"
 #include "svcheck/system/failure.h"
 
 namespace svc {

@@ -26,9 +26,10 @@ inline constexpr std::array kExitStatuses = {
     TExitStatus{
         kExitException,
         "query: an exception left the plug-in; --format nagios: the check did not take place"},
-    TExitStatus{
-        kExitCatalogue,
-        "the catalogue is missing, unreadable, too old or not trusted, or the download failed"},
+    TExitStatus{kExitCatalogue,
+                "the catalogue is missing, unreadable, too old or not trusted, or the download "
+                "failed, also "
+                "when something else is wrong as well"},
     TExitStatus{kExitUsage, "the command line or the configuration is wrong"},
 };
 
@@ -39,14 +40,6 @@ int PrintVersion();
 
 // Says that there is no such verb, and which one may have been meant.
 std::string UnknownVerb(std::string_view word);
-
-// "Did you mean …?" Pure functions.
-
-// The one of the names that was most likely meant; empty when none is near.
-std::string_view Nearest(std::string_view word, const std::vector<std::string>& names);
-
-// "did you mean "NAME"? ", or nothing.
-std::string DidYouMean(std::string_view word, const std::vector<std::string>& names);
 
 }  // namespace svc
 

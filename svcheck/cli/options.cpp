@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "svcheck/cli/help.h"
+#include "base/wording.h"
 
 namespace svc {
 

@@ -4,9 +4,9 @@
 #include <boost/algorithm/string.hpp>
 #include <string_view>
 
+#include "base/wording.h"
 #include "runtime/acquire/address.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/cli/help.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"

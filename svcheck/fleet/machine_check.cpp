@@ -71,7 +71,7 @@ void TMachineCheck::LoadCatalogue() {
   report::TReport report = EmptyReport();
   session.Conclude(report);
   elements = report.catalogue.elements;
-  isOwnPlugin = plugin->Name() == rules::kPluginName;
+  isOwnPlugin = session.IsOfOurPlugin();
   if (const auto kind = FailureOf(report.outcome)) throw TError(FailureLine(report), *kind);
 }
 

@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "base/json_writer.h"
+#include "base/wording.h"
 #include "report/columns.h"
 #include "report/model.h"
 #include "report/text.h"
@@ -156,7 +157,8 @@ std::string Heads(std::string_view name, std::size_t width) {
 }
 
 void WriteRest(std::size_t count, std::string_view what, report::IOutput& output) {
-  if (count > kShown) output.Write(fmt::format("... and {} {} more\n", count - kShown, what));
+  if (count <= kShown) return;
+  output.Write(fmt::format("... and {} more\n", Counted(count - kShown, what)));
 }
 
 }  // namespace
@@ -195,13 +197,13 @@ void WriteJson(const TSummary& summary, report::IOutput& output) {
 
 void WriteTable(const TSummary& summary, report::IOutput& output) {
   constexpr std::size_t kWidth = 36;
-  output.Write(fmt::format("{} machines compared, {} with updates to install; {} failed\n",
-                           summary.Machines() - summary.Failed().size(), summary.OutdatedMachines(),
-                           summary.Failed().size()));
+  output.Write(fmt::format("{} compared, {} with updates to install; {} failed\n",
+                           Counted(summary.Machines() - summary.Failed().size(), "machine"),
+                           summary.OutdatedMachines(), summary.Failed().size()));
   output.Write(Heads("Machine type", kWidth));
   for (const auto& [type, counts] : summary.MachineTypes()) {
-    output.Write(
-        Row(fmt::format("{} ({} machines)", type, counts.machines), counts.verdicts, kWidth));
+    output.Write(Row(fmt::format("{} ({})", type, Counted(counts.machines, "machine")),
+                     counts.verdicts, kWidth));
   }
   output.Write(Row("all", summary.Verdicts(), kWidth));
   const auto components = summary.Components();
@@ -210,14 +212,14 @@ void WriteTable(const TSummary& summary, report::IOutput& output) {
     output.Write(
         Row(components[i].type + " " + components[i].name, components[i].verdicts, kWidth));
   }
-  WriteRest(components.size(), "components", output);
+  WriteRest(components.size(), "component", output);
   if (summary.Failed().empty()) return;
   output.Write("\nFailed\n");
   for (std::size_t i = 0; i < std::min(kShown, summary.Failed().size()); ++i) {
     const TFailedMachine& machine = summary.Failed()[i];
     output.Write(PlainLine(machine.machine + ": " + machine.outcome + ": " + machine.cause) + '\n');
   }
-  WriteRest(summary.Failed().size(), "machines", output);
+  WriteRest(summary.Failed().size(), "machine", output);
 }
 
 }  // namespace svc::fleet

@@ -132,35 +132,35 @@ bool Names(const std::vector<std::string>& texts, std::string_view family) {
 }
 
 void WarnOfElement(const TElement& element, const std::set<std::size_t>& systems,
-                   std::vector<std::string>& warnings) {
-  const std::string place = "element \"" + element.name + "\" ";
+                   std::vector<TWarning>& warnings) {
+  const std::string place = "element \"" + element.name + "\"";
   if (MachineTypesOf(element.machineTypes).empty())
-    warnings.push_back(place + "names no machine type in the form -[TYPE]-: no machine takes it");
+    warnings.push_back({place, "names no machine type in the form -[TYPE]-: no machine takes it"});
   if (systems.empty())
-    warnings.push_back(place + "names no operating system that is known: no machine takes it");
+    warnings.push_back({place, "names no operating system that is known: no machine takes it"});
   std::set<std::string_view> missing;
   for (const std::size_t system : systems)
     if (!Names(element.operatingSystems, kSystemCodes[system].family))
       missing.insert(kSystemCodes[system].family);
   for (const std::string_view family : missing)
-    warnings.push_back(place + "is for " + std::string(family) + " systems but does not name \"" +
-                       std::string(family) + "\" itself: live queries look for it");
+    warnings.push_back({place, "is for " + std::string(family) + " systems but does not name \"" +
+                                   std::string(family) + "\" itself: live queries look for it"});
 }
 
 // A downloaded file is loaded or passed over by its name.
 void WarnOfName(std::string_view name, const std::set<std::string_view>& families,
-                std::vector<std::string>& warnings) {
+                std::vector<TWarning>& warnings) {
   const auto has = [name](std::string_view part) {
     return name.find(part) != std::string_view::npos;
   };
   const bool isForWindows = std::ranges::any_of(
       families, [](std::string_view family) { return family.starts_with(rules::kWindows); });
   if (!rules::IsDescription(name))
-    warnings.push_back("the name does not hold \"xml\": no query loads it");
+    warnings.push_back({{}, "the name does not hold \"xml\": no query loads it"});
   if (has(rules::kForWindowsMark) && families.contains(rules::kLinux))
-    warnings.push_back("the name holds \"win\": queries on Linux pass it over");
+    warnings.push_back({{}, "the name holds \"win\": queries on Linux pass it over"});
   if (has(rules::kForLinuxMark) && isForWindows)
-    warnings.push_back("the name holds \"linux\": queries on Windows pass it over");
+    warnings.push_back({{}, "the name holds \"linux\": queries on Windows pass it over"});
 }
 
 }  // namespace
@@ -198,7 +198,7 @@ TApplicability ApplicabilityOf(std::string_view name, const std::vector<TElement
         result.machineTypes[{code.os, code.arch}].insert(types.begin(), types.end());
     }
   }
-  if (elements.empty()) result.warnings.push_back("holds no update element");
+  if (elements.empty()) result.warnings.push_back({{}, "holds no update element"});
   WarnOfName(name, families, result.warnings);
   return result;
 }

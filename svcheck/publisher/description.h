@@ -28,9 +28,15 @@ std::set<std::size_t> SystemsOf(const std::vector<std::string>& texts);
 // Of operating system and architecture.
 using TPlatform = std::pair<std::int32_t, std::int32_t>;
 
+// The same may be wrong in many places.
+struct TWarning {
+  std::string place;  // The element; empty for the whole file.
+  std::string what;
+};
+
 struct TApplicability {
   std::map<TPlatform, std::set<std::string>> machineTypes;
-  std::vector<std::string> warnings;
+  std::vector<TWarning> warnings;
 };
 
 // Of a description that will be downloaded under the name. The warnings say what live queries

@@ -7,6 +7,7 @@
 
 #include "base/error.h"
 #include "base/shown_text.h"
+#include "base/wording.h"
 #include "host/hskcore/export.h"
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/outcome.h"
@@ -46,8 +47,9 @@ std::string Described(const TManifest& manifest) {
     paths.insert(file.path);
     machineTypes.insert(file.machineTypes.begin(), file.machineTypes.end());
   }
-  return fmt::format("serial {}, good until {}, {} files for {} machine types", manifest.serial,
-                     acquire::FormatTime(manifest.expires), paths.size(), machineTypes.size());
+  return fmt::format("serial {}, good until {}, {} for {}", manifest.serial,
+                     acquire::FormatTime(manifest.expires), Counted(paths.size(), "file"),
+                     Counted(machineTypes.size(), "machine type"));
 }
 
 TSecretKey ReadSecretKey(const std::string& path) {
@@ -72,7 +74,7 @@ void MakeKeys(const TCommand& command) {
 void BuildManifest(const TCommand& command) {
   const TBuildResult result =
       Build({command.folder, command.dataFolder, command.serial, Expiry(command)});
-  for (const std::string& warning : result.warnings) ShowLine("svcheck: warning: " + warning);
+  for (const std::string& line : LinesOf(result.warnings)) ShowLine("svcheck: warning: " + line);
   fmt::print("{}: {}; sign it next\n", ManifestPath(command), Described(result.manifest));
 }
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "report/text.h"
@@ -46,6 +48,11 @@ std::vector<std::string> LinesOf(std::string_view text) {
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return lines;
+}
+
+// What is printed of an index that was not loaded is the outcome in other words.
+bool SaysOutcome(std::string_view line) {
+  return line.starts_with(rules::kIndexTooOldStart) || line.starts_with(rules::kIndexNotFoundStart);
 }
 
 EOutcome Refine(EOutcome outcome, std::string_view printed) {
@@ -117,7 +124,9 @@ void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,
                         report::TReport& report) const {
   const std::lock_guard lock(mutex);
   report.errors.insert(report.errors.end(), remarks.begin(), remarks.end());
-  for (std::string& line : LinesOf(printed)) report.errors.push_back(std::move(line));
+  for (std::string& line : LinesOf(printed)) {
+    if (!SaysOutcome(line)) report.errors.push_back(std::move(line));
+  }
   if (!end.returned) {
     report.outcome = EOutcome::kFailed;
     report.errors.insert(report.errors.begin(), end.exceptionText);
@@ -125,6 +134,9 @@ void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,
     report.outcome = Refine(*outcome, printed);
   } else if (walked && lastError.empty()) {
     report.outcome = EOutcome::kDone;
+  } else if (end.isOther) {
+    report.outcome = EOutcome::kDone;
+    if (!lastError.empty()) report.errors.push_back(lastError);
   } else if (report.catalogue.elements.value_or(1) == 0 && lastError.empty()) {
     report.outcome = EOutcome::kEmptyCatalogue;
   } else {
@@ -161,14 +173,26 @@ int ExitStatusOf(EOutcome outcome) noexcept {
   return kind ? StatusOf(*kind) : kExitDone;
 }
 
-std::string_view AdviceOn(EOutcome outcome) noexcept {
-  switch (outcome) {
+namespace {
+
+// The system's own words, which a saved report holds too.
+bool IsForbidden(const report::TReport& report) {
+  const std::string words = std::generic_category().message(EACCES);
+  return std::ranges::any_of(report.errors, [&](const std::string& error) {
+    return error.find(words) != std::string::npos;
+  });
+}
+
+}  // namespace
+
+std::string_view AdviceOn(const report::TReport& report) {
+  switch (report.outcome) {
     case EOutcome::kNoCatalogue:
       return "give the folder that holds index.xml with --catalogue";
     case EOutcome::kUnsupportedCatalogue:
       return "get a catalogue of version 4.02 or later";
     case EOutcome::kUnreadableCatalogue:
-      return "get the catalogue anew";
+      return IsForbidden(report) ? "give this user the right to read it" : "get the catalogue anew";
     case EOutcome::kNoUpdates:
       return "publish descriptions for this machine and system, or give --catalogue DIR";
     case EOutcome::kUnsupportedSystem:
@@ -200,7 +224,7 @@ void NameNumberProperty(report::TReport& report) {
 
 std::string FailureLine(const report::TReport& report) {
   std::string line(report::RowOf(report.outcome).sentence);
-  const std::string_view advice = AdviceOn(report.outcome);
+  const std::string_view advice = AdviceOn(report);
   const bool hasCause = !report.errors.empty() && report.errors.front() != advice;
   if (hasCause) line += ' ' + report.errors.front();
   if (advice.empty()) return line;

@@ -24,6 +24,8 @@ struct TQueryEnd {
   bool returned = true;
   std::string exceptionText;
   std::optional<int> status;  // Of a THSKException.
+  // Of another plug-in than the installed one: it says in words of its own how it went.
+  bool isOther = false;
 };
 
 // The logger of a check. Hands every entry on to a log file, where there is one. May be used from
@@ -64,8 +66,9 @@ class TJournal : public NQRXHSK20::ILogger {
 std::optional<EErrorKind> FailureOf(report::EOutcome outcome) noexcept;
 int ExitStatusOf(report::EOutcome outcome) noexcept;
 
-// What a person can do about a check that did not take place; empty for one that did.
-std::string_view AdviceOn(report::EOutcome outcome) noexcept;
+// What a person can do about a check that did not take place, from its outcome and errors; empty
+// for one that did.
+std::string_view AdviceOn(const report::TReport& report);
 
 // Puts the name of the property before the error of a value that is no number: the comparison asks
 // for one of a single property.

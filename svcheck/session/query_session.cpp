@@ -13,6 +13,7 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
+#include "svcheck/session/catalogue_folder.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/record_spool.h"
 #include "svcheck/system/failure.h"
@@ -159,6 +160,11 @@ TQueryEnd EndBy(const std::exception& exception) {
   return end;
 }
 
+fs::path CatalogueIn(const CIMContext& context) {
+  const auto entry = context.find(rules::kCatalogueEntry);
+  return entry == context.end() ? fs::path() : PathOf(static_cast<std::string>(entry->second));
+}
+
 }  // namespace
 
 TInstalledLogger::TInstalledLogger(const boost::shared_ptr<ILogger>& logger) {
@@ -202,7 +208,7 @@ TQuerySession::TQuerySession(TQueryRequest wanted, std::shared_ptr<TLoadedPlugin
     : request(std::move(wanted)), inventory(MakeInMemoryNamespace()), plugin(std::move(loaded)) {
   ReadInventory();
   if (!plugin) plugin = std::make_shared<TLoadedPlugin>(request.plugin);
-  if (plugin->Name() != rules::kPluginName || HasSuperclass(inventory, rules::kResultClass)) return;
+  if (!IsOfOurPlugin() || HasSuperclass(inventory, rules::kResultClass)) return;
   spool = std::make_shared<TRecordSpool>();
   SetInstanceSink(inventory, rules::kResultClass, spool.get());
 }
@@ -223,6 +229,8 @@ void TQuerySession::ReadInventory() {
   }
   recordsBefore = InstancesOf(inventory, rules::kResultClass).size();
 }
+
+bool TQuerySession::IsOfOurPlugin() const { return plugin->Name() == rules::kPluginName; }
 
 TQueryEnd TQuerySession::Ask() {
   const TQueryEnd reached = RunQuery();
@@ -262,7 +270,13 @@ void TQuerySession::Conclude(report::TReport& report) const {
   if (!report.catalogue.elements) report.catalogue.elements = CountElements();
   report.source = Records();
   report::ChangeEach(report, [](report::TRecord& record) { report::Judge(record); });
-  journal->Conclude(end, printed, report);
+  TQueryEnd told = end;
+  told.isOther = !IsOfOurPlugin();
+  journal->Conclude(told, printed, report);
+  // A query prints the same of an index that is missing and of one that cannot be opened.
+  if (report.outcome == report::EOutcome::kNoCatalogue && HasIndex(CatalogueIn(request.context))) {
+    report.outcome = report::EOutcome::kUnreadableCatalogue;
+  }
 }
 
 std::shared_ptr<const report::IRecordSource> TQuerySession::Records() const {

@@ -110,6 +110,8 @@ class TQuerySession {
   // The namespace that Run saw the catalogue loaded into; empty when there was none.
   const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& Catalogue() const { return catalogue; }
   const TLoadedPlugin& Plugin() const { return *plugin; }
+  // Whether it is the one whose log this program knows.
+  bool IsOfOurPlugin() const;
 
  private:
   void ReadInventory();

@@ -164,6 +164,12 @@ int TReportOutput::Show(report::TReport& report, int status) {
   return report::FailsOn(report, rendering.failOn) ? kExitCondition : kExitDone;
 }
 
+// The metrics alone do not say why a check failed.
+bool TReportOutput::IsOnScreen() const {
+  return options.outputFile == "-" && format->render != report::RenderPrometheus &&
+         StandardOutputIsTerminal() && StandardErrorIsTerminal();
+}
+
 namespace {
 
 struct TKind {

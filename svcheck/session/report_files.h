@@ -47,6 +47,8 @@ class TReportOutput {
   // Renders the report and makes it visible. Returns the exit status: `status` of the check, or
   // what --fail-on or the format makes of it.
   int Show(report::TReport& report, int status);
+  // Whether the report, with its errors, goes to the terminal that standard error goes to.
+  bool IsOnScreen() const;
 
  private:
   const TReportOptions& options;

@@ -3,12 +3,14 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 #include "rules/names.h"
 #include "runtime/acquire/address.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
+#include "svcheck/session/catalogue_folder.h"
 #include "svcheck/session/download.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/query_session.h"
@@ -55,6 +57,7 @@ class TCheckVerb : public IVerb {
   // Returns the exit status; a failure is told in the report and on standard error.
   int CompareOrTell(TQueryRequest request, report::TReport& report);
   void Compare(TQueryRequest request, report::TReport& report);
+  void Tell(const std::string& error) const;
   // Shows what it is at, and sets what the query tells.
   void RunQuery(TQuerySession& session, TStatusLine& status, report::TReport& report);
   TJournal::TOnLoaded OnLoaded(TStatusLine& status);
@@ -77,6 +80,9 @@ class TCheckVerb : public IVerb {
   std::string progress = "auto";
   bool live = false;
   bool timings = false;
+  bool isOfFolder = false;  // Whether a folder's catalogue is what the plug-in goes by.
+  bool isOnScreen = false;  // Whether who reads standard error has the report before their eyes.
+  std::vector<std::string> notes;  // Of the collector.
 
   TClock::time_point phaseStart = TClock::now();
   std::vector<report::TPhase> phases;
@@ -108,19 +114,20 @@ bool TCheckVerb::WantsProgress() const {
 }
 
 void TCheckVerb::DemandCatalogue() const {
-  if (!live && catalogue.empty()) {
-    throw TError("there is nothing to compare with: give --catalogue DIR, or --live",
-                 EErrorKind::kUsage);
-  }
+  if (live || !catalogue.empty()) return;
+  throw TError("there is nothing to compare with: give --catalogue DIR, or --live",
+               EErrorKind::kUsage);
+}
+
+// A plug-in of somebody else may have no use for a catalogue, which is seen when it is loaded.
+TQueryRequest TCheckVerb::MakeRequest() {
+  if (options.plugin.empty()) DemandCatalogue();
   if (live && options.repository.empty() && !options.offline) {
     throw TError("a live check needs --repository URL", EErrorKind::kUsage);
   }
-}
-
-TQueryRequest TCheckVerb::MakeRequest() {
-  DemandCatalogue();
-  options.context.push_back(std::string(rules::kCatalogueEntry) + "=" +
-                            (live ? rules::kLive : Absolute(catalogue).string()));
+  if (live || !catalogue.empty())
+    options.context.push_back(std::string(rules::kCatalogueEntry) + "=" +
+                              (live ? rules::kLive : Absolute(catalogue).string()));
   return RequestOf(options);
 }
 
@@ -134,6 +141,12 @@ int TCheckVerb::Run() {
                          std::chrono::system_clock::now().time_since_epoch())
                          .count();
   DescribeCatalogue(report);
+  isOnScreen = output.IsOnScreen();
+  if (isOnScreen) {
+    acquire::TSettings downloads = acquire::GetSettings();
+    downloads.isReported = true;
+    acquire::SetSettings(std::move(downloads));
+  }
   int status = CompareOrTell(std::move(request), report);
   if (timings) report.timings = phases;
   status = output.Show(report, status);
@@ -144,30 +157,47 @@ int TCheckVerb::Run() {
 
 int TCheckVerb::CompareOrTell(TQueryRequest request, report::TReport& report) {
   int status = kExitDone;
+  const fs::path dataFolder = request.dataFolder;
+  isOfFolder = !live && !catalogue.empty();
   try {
     Compare(std::move(request), report);
     status = ExitStatusOf(report.outcome);
   } catch (const std::exception& error) {
     status = StatusOf(error);
+    if (status == kExitUsage) throw;
     report.outcome = report::EOutcome::kFailed;
     report.errors.push_back(ReasonOf(error));
+  }
+  const bool areNotesShown = report.outcome == report::EOutcome::kUnknownMachine && isOnScreen;
+  if (!areNotesShown) std::ranges::for_each(notes, ReportError);
+  if (isOfFolder && status == kExitFailure && !HasMemoryRunOut() &&
+      TellOfCatalogueToo(Absolute(catalogue), dataFolder, report)) {
+    status = ExitStatusOf(report.outcome);
   }
   // A download has told of its failure already.
   const bool told =
       report.outcome == report::EOutcome::kDownloadFailed && !acquire::LastOutcome().text.empty();
-  if (status != kExitDone && !told) ReportError(FailureLine(report));
+  if (status != kExitDone && !told) Tell(FailureLine(report));
   return status;
+}
+
+// What the report says on the same terminal is not said twice.
+void TCheckVerb::Tell(const std::string& error) const {
+  if (!isOnScreen) ReportError(error);
 }
 
 void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
   const auto waivers = LoadWaivers(reportOptions.waiversFile);
   TStatusLine status(WantsProgress() ? stderr : nullptr);
   status.Show(request.inventories.empty() ? "Collecting the inventory" : "Reading the inventory");
-  std::vector<std::string> notes;
   CompleteInventory(request, root, notes);
   status.Clear();
-  for (const std::string& note : notes) ReportError(note);
   TQuerySession session(std::move(request));
+  if (session.IsOfOurPlugin()) {
+    DemandCatalogue();
+  } else {
+    isOfFolder = false;  // What it makes of a folder is its own affair.
+  }
   EndPhase("inventory");
   Describe(session, report);
   RunQuery(session, status, report);
@@ -175,7 +205,7 @@ void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
   if (report.outcome == report::EOutcome::kUnknownMachine) {
     report.errors.insert(report.errors.end(), notes.begin(), notes.end());
   }
-  if (const std::string_view advice = AdviceOn(report.outcome); !advice.empty()) {
+  if (const std::string_view advice = AdviceOn(report); !advice.empty()) {
     report.errors.emplace_back(advice);
   }
 }
@@ -204,6 +234,7 @@ TJournal::TOnLoaded TCheckVerb::OnLoaded(TStatusLine& status) {
 
 std::string TCheckVerb::CatalogueSize() const {
   std::error_code error;
+  if (catalogue.empty()) return {};
   const auto size = fs::file_size(Absolute(catalogue) / rules::kIndexFile, error);
   return error ? "" : ", " + SizeText(size);
 }
@@ -224,7 +255,7 @@ void TCheckVerb::AddRemarks(report::TReport& report) const {
   const std::vector<std::string> names = FilesNotOffered(acquire::LastOutcome());
   if (names.empty()) return;
   report.errors.push_back(RemarkOnFilesNotOffered(names) + "; " + AdviceOnFilesNotOffered());
-  ReportError(report.errors.back());
+  Tell(report.errors.back());
 }
 
 void TCheckVerb::Describe(const TQuerySession& session, report::TReport& report) {
@@ -239,9 +270,9 @@ void TCheckVerb::Describe(const TQuerySession& session, report::TReport& report)
 
 void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
   report.catalogue.source = live ? "live" : "folder";
-  report.catalogue.path =
-      live ? acquire::ShownAddress(options.repository) : Absolute(catalogue).string();
-  if (live) return;
+  report.catalogue.path = live ? acquire::ShownAddress(options.repository)
+                               : (catalogue.empty() ? std::string() : Absolute(catalogue).string());
+  if (live || catalogue.empty()) return;
   report.catalogue.modified = TimeOf(PathOf(report.catalogue.path) / rules::kIndexFile);
 }
 

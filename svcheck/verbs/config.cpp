@@ -4,10 +4,10 @@
 #include <filesystem>
 
 #include "base/json_writer.h"
+#include "base/wording.h"
 #include "report/columns.h"
 #include "report/text.h"
 #include "svcheck/cli/command_line.h"
-#include "svcheck/cli/help.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/settings.h"
 #include "svcheck/system/failure.h"

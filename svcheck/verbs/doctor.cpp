@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "base/json_writer.h"
+#include "base/wording.h"
 #include "report/columns.h"
 #include "report/text.h"
 #include "svcheck/cli/options.h"
@@ -25,12 +26,6 @@ std::size_t Count(const std::vector<TFinding>& findings, EFinding kind) {
   return static_cast<std::size_t>(std::ranges::count(findings, kind, &TFinding::kind));
 }
 
-// "1 problem", "2 problems".
-std::string Counted(const std::vector<TFinding>& findings, EFinding kind) {
-  const std::size_t count = Count(findings, kind);
-  return std::to_string(count) + ' ' + std::string(NameOf(kind)) + (count == 1 ? "" : "s");
-}
-
 std::string TableOf(const std::vector<TFinding>& findings) {
   constexpr std::size_t kSubject = 23, kKind = 9;
   std::string table;
@@ -41,8 +36,8 @@ std::string TableOf(const std::vector<TFinding>& findings) {
     if (finding.advice.empty()) continue;
     table += std::string(kSubject + kKind, ' ') + "-> " + report::PlainLine(finding.advice) + '\n';
   }
-  return table + '\n' + Counted(findings, EFinding::kProblem) + ", " +
-         Counted(findings, EFinding::kWarning) + ".\n";
+  return table + '\n' + Counted(Count(findings, EFinding::kProblem), NameOf(EFinding::kProblem)) +
+         ", " + Counted(Count(findings, EFinding::kWarning), NameOf(EFinding::kWarning)) + ".\n";
 }
 
 std::string JsonOf(const std::vector<TFinding>& findings) {

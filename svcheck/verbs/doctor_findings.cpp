@@ -2,9 +2,9 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
+#include "base/wording.h"
 #include "collect/collector.h"
 #include "host/acquire/acquire_callback.h"
 #include "host/xmlparser/namespace_populator.h"
@@ -16,8 +16,10 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/cli/settings.h"
+#include "svcheck/session/catalogue_folder.h"
 #include "svcheck/session/download.h"
 #include "svcheck/session/instances.h"
+#include "svcheck/session/outcome.h"
 #include "svcheck/session/query_session.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
@@ -49,12 +51,6 @@ boost::shared_ptr<ICIMNamespace> ReadDefinitions(const fs::path& dataFolder) {
   return target;
 }
 
-std::string TextOfFile(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw TError(file.string() + " cannot be opened");
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 std::int64_t AgeOf(const fs::path& file) {
   std::error_code error;
   const auto time = fs::last_write_time(file, error);
@@ -74,8 +70,8 @@ TFinding GoodCatalogue(const fs::path& index, std::size_t elements) {
   const std::int64_t age = AgeOf(index);
   TFinding finding{"catalogue",
                    EFinding::kGood,
-                   index.parent_path().string() + ", " + std::to_string(elements) +
-                       " update elements, " + report::Age(age) + " old",
+                   index.parent_path().string() + ", " + Counted(elements, "update element") +
+                       ", " + report::Age(age) + " old",
                    {}};
   if (elements == 0) {
     finding.kind = EFinding::kWarning;
@@ -131,14 +127,16 @@ TFinding ExamineCatalogue(const std::string& catalogue, const fs::path& dataFold
     return {"catalogue", EFinding::kUnset, "none is named",
             "give --catalogue DIR, or set catalogue in " + SettingFiles().back().string()};
   }
-  const fs::path index = Absolute(catalogue) / rules::kIndexFile;
-  return Examine({"catalogue", EFinding::kProblem, index.string() + ": ",
-                  "name the folder that holds index.xml, or get the catalogue anew"},
-                 [&] {
-                   const auto target = ReadDefinitions(dataFolder);
-                   ParseDocument(target, TextOfFile(index), EDocument::kCatalogue);
-                   return GoodCatalogue(index, InstancesOf(target, rules::kUpdateClass).size());
-                 });
+  const fs::path folder = Absolute(catalogue);
+  const TCatalogueFolder found = LoadCatalogueFolder(folder, dataFolder);
+  if (found.outcome == report::EOutcome::kDone) {
+    return GoodCatalogue(folder / rules::kIndexFile,
+                         InstancesOf(found.elements, rules::kUpdateClass).size());
+  }
+  report::TReport failed;
+  failed.outcome = found.outcome;
+  failed.errors = {found.cause};
+  return {"catalogue", EFinding::kProblem, found.cause, std::string(AdviceOn(failed))};
 }
 
 TFinding ExamineStateFolder() {

@@ -3,6 +3,8 @@
 #include "rules/names.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
+#include "svcheck/session/catalogue_folder.h"
+#include "svcheck/session/outcome.h"
 #include "svcheck/session/query_session.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
@@ -22,7 +24,8 @@ class TExplainVerb : public IVerb {
 
  private:
   TQueryRequest MakeRequest();
-  static void DemandComparison(const TQuerySession& session);
+  void Explain(TQueryRequest request);
+  void DemandComparison(const TQuerySession& session) const;
 
   TQueryOptions options;
   std::string catalogue;
@@ -52,11 +55,30 @@ TQueryRequest TExplainVerb::MakeRequest() {
 
 int TExplainVerb::Run() {
   TQueryRequest request = MakeRequest();
+  const std::filesystem::path data = request.dataFolder;
+  try {
+    Explain(std::move(request));
+  } catch (const TError& error) {
+    report::TReport failed;
+    failed.errors.emplace_back(error.what());
+    if (StatusOf(error) != kExitFailure || !TellOfCatalogueToo(Absolute(catalogue), data, failed)) {
+      throw;
+    }
+    throw TError(FailureLine(failed), EErrorKind::kCatalogue);
+  }
+  return kExitDone;
+}
+
+void TExplainVerb::Explain(TQueryRequest request) {
   const auto output = OpenOutput("-");
   std::vector<std::string> notes;
   CompleteInventory(request, root, notes);
   for (const std::string& note : notes) ReportError(note);
   TQuerySession session(std::move(request));
+  if (!session.IsOfOurPlugin()) {
+    throw TError("the steps of the plug-in \"" + session.Plugin().Name() +
+                 "\" are not known here; `svcheck query --log FILE` shows what it logs");
+  }
   TLogFile log(options);
   const boost::shared_ptr<TQueryTrace> trace(new TQueryTrace(log.Logger()));
   session.Run({.log = trace, .inventory = trace->OfInventory(), .catalogue = trace->OfCatalogue()});
@@ -67,18 +89,15 @@ int TExplainVerb::Run() {
       *output);
   output->Commit();
   log.DemandWhole();
-  return kExitDone;
 }
 
 // What a query that took place has to say all the same goes to standard error.
-void TExplainVerb::DemandComparison(const TQuerySession& session) {
+void TExplainVerb::DemandComparison(const TQuerySession& session) const {
   report::TReport report;
+  report.catalogue.source = "folder";
+  report.catalogue.path = Absolute(catalogue).string();
   session.Conclude(report);
-  if (const auto kind = FailureOf(report.outcome)) {
-    throw TError(std::string(report::RowOf(report.outcome).sentence) +
-                     (report.errors.empty() ? "" : " " + report.errors.back()),
-                 *kind);
-  }
+  if (const auto kind = FailureOf(report.outcome)) throw TError(FailureLine(report), *kind);
   for (const std::string& error : report.errors) ReportError(error);
 }
 

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/wording.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "svcheck/session/instances.h"
@@ -169,8 +170,8 @@ std::string TExplanation::Verdict(const TElementTrace& element) const {
 std::string TExplanation::WhyNoRecord(const TElementTrace& element) const {
   if (!element.remarks.empty()) return element.remarks.back();
   if (element.reads.empty()) {
-    return fmt::format("its {} was recognised, but none of {} further tests held",
-                       element.held.back().property, element.tests - element.held.back().position);
+    return fmt::format("its {} was recognised, but none of {} held", element.held.back().property,
+                       Counted(element.tests - element.held.back().position, "further test"));
   }
   std::string missing;
   std::map<std::string, bool> isEmpty;  // What was read of a property last counts.
@@ -291,7 +292,7 @@ void TExplanation::WriteSummary() {
   for (const TElementTrace& element : trace.Elements()) {
     ++counts[static_cast<std::size_t>(FateOf(element))];
   }
-  Line("Of {} update elements:", trace.Elements().size());
+  Line("Of {}:", Counted(trace.Elements().size(), "update element"));
   for (std::size_t fate = 0; fate < counts.size(); ++fate) {
     if (counts[fate] > 0) Line("{:>7} {}", counts[fate], kFates[fate]);
   }
@@ -305,8 +306,10 @@ void TExplanation::WriteSummary() {
   } else if (trace.Offered().empty()) {
     Line("No driver is offered for this operating system.");
   } else {
-    Line("Of {} offered drivers {} are in the report; {} of {} installed ones run.",
-         trace.Offered().size(), matched, running, trace.Installed().size());
+    Line("Of {} {} {} in the report; {} of {} {}.",
+         Counted(trace.Offered().size(), "offered driver"), matched, matched == 1 ? "is" : "are",
+         running, Counted(trace.Installed().size(), "installed one"),
+         running == 1 ? "runs" : "run");
   }
 }
 

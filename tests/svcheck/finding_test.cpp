@@ -38,7 +38,7 @@ TEST_F(CatalogueFinding, IsAWarningFromMoreThan180DaysOn) {
     const TFinding finding = Of(kOneElement, age);
     EXPECT_EQ(finding.kind, EFinding::kGood) << age.count();
     EXPECT_EQ(finding.advice, "");
-    EXPECT_NE(finding.text.find(", 1 update elements, "), std::string::npos) << finding.text;
+    EXPECT_NE(finding.text.find(", 1 update element, "), std::string::npos) << finding.text;
   }
   for (const hours age : {180 * kDay + hours(1), 181 * kDay, 1799 * kDay, 1801 * kDay}) {
     const TFinding finding = Of(kOneElement, age);

@@ -71,10 +71,10 @@ TEST(FleetSummary, IsATableWithEachMachineThatFailed) {
   summary.Add(Last("c", "unknownMachine"));
   TTextOutput output;
   WriteTable(summary, output);
-  EXPECT_EQ(output.text, R"(1 machines compared, 1 with updates to install; 2 failed
+  EXPECT_EQ(output.text, R"(1 machine compared, 1 with updates to install; 2 failed
 
 Machine type                           outdated    unknown      newer    current
-4638 (1 machines)                             1          1          0          1
+4638 (1 machine)                              1          1          0          1
 all                                           1          1          0          1
 
 Component                              outdated    unknown      newer    current
@@ -97,7 +97,7 @@ TEST(FleetSummary, IsATableWithTwentyMachinesThatFailedAndTheNumberOfTheOthers) 
     return output.text.substr(output.text.find("\nm20: "));
   };
   EXPECT_EQ(endOf(20), "\nm20: failed: why\n");
-  EXPECT_EQ(endOf(21), "\nm20: failed: why\n... and 1 machines more\n");
+  EXPECT_EQ(endOf(21), "\nm20: failed: why\n... and 1 machine more\n");
 }
 
 TEST(FleetSummary, KeepsTypesAndNamesApartWhereTheirTextsMeet) {

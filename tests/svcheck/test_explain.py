@@ -130,7 +130,7 @@ class Explain(ProgramTest):
                       'with the state "1", is "C:\\drivers\\b.sys".\n', text)
         self.assertIn("offered driver C\n  No record: no driver of that name is installed.\n",
                       text)
-        self.assertIn("Of 3 offered drivers 1 are in the report; 1 of 2 installed ones run.", text)
+        self.assertIn("Of 3 offered drivers 1 is in the report; 1 of 2 installed ones runs.", text)
 
     def test_drivers_for_another_operating_system(self):
         text = self.explain([element(name="d", driverFiles="a.sys-#2",

@@ -102,7 +102,7 @@ class BuildTest(ProgramTest):
         result = self.build("--drivers", "in", *MACHINES, "--os", "RHEL5_64", "--os", "SLES9")
         self.assertEqual([item["operatingSystems"] for item in self.elements().values()],
                          [["RHEL5_64", "Linux", "SLES9"]])
-        self.assertIn("1 drivers are for none of the operating systems", result.stderr)
+        self.assertIn("1 driver is for none of the operating systems", result.stderr)
         self.build("--drivers", "in", *MACHINES, "--os", "Linux")
         self.assertEqual(self.elements()["x"]["operatingSystems"], ["Linux"])
 
@@ -159,6 +159,11 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
         item = self.elements()['B "x"']
         self.assertEqual((item["version"], item["machineTypes"]), ("1;2", ["4620", "4638"]))
 
+    def test_a_list_with_letters_of_all_the_world_and_a_column_without_a_name(self):
+        self.write("list.csv", "type,name,version,\nbios,Größe 機種,1,\n")
+        self.build("--firmware", "list.csv", *MACHINES)
+        self.assertEqual(list(self.elements()), ["Größe 機種"])
+
     def test_rows_that_name_no_machine_are_for_those_of_the_command(self):
         self.write("list.csv", "type,name,version\nbios,b,1\n")
         self.build("--firmware", "list.csv", *MACHINES, "--os", "RHEL5")
@@ -179,7 +184,18 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
                              (head + "megaraid,AX30,1,4638,", "2", "AX20M"),
                              (head + "lsi bios,SAS1064E,1,4638,", "2", "LSI firmware"),
                              (head + "driver,x.ko,1-#2,4638,", "2", "-#"),
-                             (head + "bios,\"b,1,4638,", "2", "not closed")):
+                             (head + "bios,\"b,1,4638,", "2", "not closed"),
+                             ("type,name,versoin\nbios,b,1", "1", 'no column "versoin"',
+                              'did you mean "version"?'),
+                             ("type,name,version,machine type\nbios,b,1,4638", "1",
+                              'no column "machine type"', 'did you mean "machine types"?'),
+                             ("type,name,version,colour\nbios,b,1,red", "1", 'no column "colour"',
+                              "the columns are type, name, version, machine types"),
+                             ("type,name,version,Name\nbios,b,1,c", "1", '"name" is there twice'),
+                             ((head + "bios,b\u00e9,1,4638,").encode("latin-1"), "2", "UTF-8"),
+                             ((head + "bios,b,1,4638,\n\n# \u00e9").encode("latin-1"), "4",
+                              "UTF-8"),
+                             (head.encode("utf-16"), "1", "UTF-8")):
             with self.subTest(text):
                 self.write("list.csv", text)
                 result = self.run_program("catalogue", "build", "--output", "made", "--firmware",

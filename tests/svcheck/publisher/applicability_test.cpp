@@ -42,19 +42,21 @@ TEST(Applicability, JoinsTheElementsOfADescription) {
                                 {"y", {"-[2]-"}, {"RHEL5 for Linux", "VMWARE3", "VMware"}}});
   EXPECT_EQ(result.machineTypes,
             (std::map<TPlatform, TSet>{{{203, 1}, {"1", "2"}}, {{303, 1}, {"2"}}}));
-  EXPECT_EQ(result.warnings, TTexts{});
+  EXPECT_TRUE(result.warnings.empty());
 }
 
 TEST(Applicability, WarnsOnceForEachFamilyThatIsMissing) {
   const auto result =
       ApplicabilityOf("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "SLES9", "VMWARE3", "Windows 2003"}}});
   ASSERT_EQ(result.warnings.size(), 2U);
-  EXPECT_NE(result.warnings[0].find("\"Linux\""), std::string::npos);
-  EXPECT_NE(result.warnings[1].find("\"VMware\""), std::string::npos);
+  EXPECT_NE(result.warnings[0].what.find("\"Linux\""), std::string::npos);
+  EXPECT_NE(result.warnings[1].what.find("\"VMware\""), std::string::npos);
 }
 
 TEST(Applicability, WarnsOfADescriptionWithoutElements) {
-  EXPECT_EQ(ApplicabilityOf("a.xml", {}).warnings, TTexts{"holds no update element"});
+  const auto warnings = ApplicabilityOf("a.xml", {}).warnings;
+  ASSERT_EQ(warnings.size(), 1U);
+  EXPECT_EQ(warnings[0].place + warnings[0].what, "holds no update element");
 }
 
 }  // namespace
