@@ -26,8 +26,9 @@ struct TLead {
 };
 
 TLead LeadOf(const TReport& report, const TSummary& summary) {
-  if (!WasCompared(report.outcome)) return {"Not checked", "error"};
-  if (RecordsOf(report).empty()) return {"Nothing to compare", "unknown"};
+  const EState state = StateOf(report, summary);
+  if (state == EState::kFailed) return {"Not checked", "error"};
+  if (state == EState::kNothingCompared) return {"Nothing was compared", "unknown"};
   const std::size_t updates = summary.Of(EVerdict::kOutdated);
   if (updates > 0) {
     return {fmt::format("{} update{} to install", updates, updates == 1 ? "" : "s"), "outdated"};
@@ -38,8 +39,11 @@ TLead LeadOf(const TReport& report, const TSummary& summary) {
 
 std::string Explanation(const TReport& report, const TSummary& summary) {
   if (!WasCompared(report.outcome)) return PageText(RowOf(report.outcome).sentence);
-  if (RecordsOf(report).empty()) return PageText(ReasonForNothing(report));
-  return fmt::format("{} compared: {}.", RecordsOf(report).size(), Sentence(summary));
+  std::string text;
+  if (summary.compared == 0) text = "Why: " + PageText(StateReason(report, summary)) + ". ";
+  if (RecordsOf(report).empty()) return text + "No records.";
+  const std::size_t count = RecordsOf(report).size();
+  return text + fmt::format("{} record{}: {}.", count, count == 1 ? "" : "s", Sentence(summary));
 }
 
 std::string MachineName(const TMachine& machine) {
@@ -79,9 +83,9 @@ std::string Tiles(const TReport& report, const TSummary& summary) {
 }
 
 std::string CatalogueAge(const TReport& report) {
-  if (!report.catalogue.modified) return {};
-  return fmt::format("{}, from {}", Age(report.generated - *report.catalogue.modified),
-                     UtcTime(*report.catalogue.modified));
+  const auto date = report.catalogue.Date();
+  if (!date) return {};
+  return fmt::format("{}, from {}", Age(report.generated - *date), UtcTime(*date));
 }
 
 std::string Facts(const TReport& report) {
@@ -109,6 +113,36 @@ std::string Errors(const TReport& report) {
   return text + "</ul></section>\n";
 }
 
+std::string NoticesOf(const TReport& report, const TRenderOptions& options) {
+  const std::vector<std::string> notices = Notices(report, options);
+  if (notices.empty()) return {};
+  std::string text = "<section class=\"card messages unknown\"><h2>Please note</h2><ul>\n";
+  for (const std::string& notice : notices) text += "<li>" + PageText(notice) + "</li>\n";
+  return text + "</ul></section>\n";
+}
+
+// Folded: of interest to whoever wonders what the records leave out.
+void WriteNotCompared(const TReport& report, IOutput& output) {
+  if (!report.coverage) return;
+  const std::string sentence = Sentence(*report.coverage);
+  if (report.coverage->notCompared.empty()) {
+    return output.Write(fmt::format("<p class=\"coverage\">{}</p>\n", sentence));
+  }
+  output.Write(
+      fmt::format("<details class=\"card coverage\"><summary>{}</summary>\n<table><thead><tr>"
+                  "<th scope=\"col\">Name</th><th scope=\"col\">Type</th><th scope=\"col\">"
+                  "Installed</th><th scope=\"col\">Why not</th></tr></thead>\n<tbody>\n",
+                  sentence));
+  for (const TPiece& piece : report.coverage->notCompared) {
+    output.Write(
+        fmt::format("<tr><th scope=\"row\">{}</th><td>{}</td><td class=\"version\">{}</td>"
+                    "<td>{}</td></tr>\n",
+                    PageText(piece.name), PageText(piece.type),
+                    piece.version.empty() ? "–" : PageText(piece.version), RowOf(piece.why).one));
+  }
+  output.Write("</tbody></table></details>\n");
+}
+
 // The groups of the page, in the order of their first records.
 std::vector<std::string> GroupsOf(const TReport& report) {
   std::vector<std::string> groups;
@@ -132,6 +166,9 @@ std::string VersionCell(std::string_view name, std::string_view title, std::stri
 std::string VerdictCell(const TRecord& record) {
   const std::string_view verdict = NameOf(record.verdict);
   std::string text = Pill(record.waived ? "waived" : verdict);
+  if (record.verdict == EVerdict::kUnknown && record.why) {
+    text += fmt::format("<small>{}</small>", TextOf(*record.why));
+  }
   if (record.waived) {
     const TAcceptance& waiver = *record.waived;
     const std::string until = waiver.expires.empty() ? "" : " until " + PageText(waiver.expires);
@@ -196,7 +233,7 @@ void WriteRecords(const TReport& report, IOutput& output) {
 
 }  // namespace
 
-void RenderHtml(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
+void RenderHtml(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const TSummary summary = Summarize(report);
   const TLead lead = LeadOf(report, summary);
   const std::string machine = MachineName(report.machine);
@@ -206,8 +243,9 @@ void RenderHtml(const TReport& report, const TRenderOptions& /*options*/, IOutpu
   output.Write("<main>\n" + LeadPart(lead.style, lead.text,
                                      Isolated(machine) + ". " + Explanation(report, summary)));
   if (!isEmpty) output.Write(Parts(summary) + Tiles(report, summary));
-  output.Write(Errors(report) + Facts(report));
+  output.Write(NoticesOf(report, options) + Errors(report) + Facts(report));
   if (!isEmpty) WriteRecords(report, output);
+  WriteNotCompared(report, output);
   WritePageEnd(report.tool, report.toolVersion, output);
 }
 

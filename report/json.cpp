@@ -22,14 +22,20 @@ void WriteTool(const TReport& report, TJsonWriter& json) {
   json.End();
 }
 
-void WriteHead(const TReport& report, TJsonWriter& json) {
+void WriteOsKnown(const TReport& report, TJsonWriter& json) {
+  json.Name("osKnown");
+  report.osKnown ? json.Written(*report.osKnown ? "true" : "false") : json.Null();
+}
+
+void WriteHead(const TReport& report, const TSummary& summary, TJsonWriter& json) {
   json.Object(kJsonDocument).Number("schema", kSchema);
   WriteTool(report, json);
   json.Text("generated", UtcTime(report.generated));
   WriteMachine(report.machine, json.Name("machine"));
   WriteSystem(report.system, json.Name("operatingSystem"));
+  WriteOsKnown(report, json);
   WriteCatalogue(report.catalogue, json.Name("catalogue"));
-  json.Text("outcome", RowOf(report.outcome).name);
+  WriteEnd(report, summary, json);
   if (report.timings.empty()) return;
   json.Object("timings", kJsonSpaced);
   for (const TPhase& phase : report.timings) {
@@ -42,6 +48,25 @@ void WriteRecord(const TRecord& record, TJsonWriter& json) {
   json.Object();
   AddTexts(record, json);
   AddVerdict(record, json);
+  if (record.verdict == EVerdict::kUnknown && record.why) {
+    json.Text("reason", TextOf(*record.why));
+  }
+  json.End();
+}
+
+// `flush` is called behind each piece.
+template <typename TFlush>
+void WriteNotCompared(const TReport& report, const TJsonLayout& layout, TJsonWriter& json,
+                      const TFlush& flush) {
+  if (report.coverage) json.Number("installed", report.coverage->installed);
+  json.List("notCompared", layout);
+  if (report.coverage) {
+    for (const TPiece& piece : report.coverage->notCompared) {
+      json.Object().Text("type", piece.type).Text("name", piece.name);
+      json.TextOrNull("version", piece.version).Text("reason", RowOf(piece.why).name).End();
+      flush();
+    }
+  }
   json.End();
 }
 
@@ -54,36 +79,50 @@ void AddAcceptance(std::string_view name, const std::optional<TAcceptance>& acce
 
 }  // namespace
 
-void RenderJson(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
+void RenderJson(const TReport& report, const TRenderOptions& options, IOutput& output) {
+  const TSummary summary = Summarize(report);
   std::string text;
   TJsonWriter json(text);
-  WriteHead(report, json);
-  json.List("records", kJsonRows);
-  for (const TRecord& record : RecordsOf(report)) {
-    WriteRecord(record, json);
+  const auto flush = [&] {
     output.Write(text);
     text.clear();
+  };
+  WriteHead(report, summary, json);
+  json.Texts("notices", Notices(report, options)).List("records", kJsonRows);
+  for (const TRecord& record : RecordsOf(report)) {
+    WriteRecord(record, json);
+    flush();
   }
   json.End();
-  WriteSummary(Summarize(report), report.hasWaivers, json.Name("summary"));
+  if (report.driversLeftOut) json.Number("driversLeftOut", *report.driversLeftOut);
+  WriteNotCompared(report, kJsonRows, json, flush);
+  WriteSummary(summary, report.hasWaivers, json.Name("summary"));
   json.Texts("errors", report.errors).End();
   output.Write(text + '\n');
 }
 
 // The records, then one line without a "Type" that says how the check ended.
-void RenderNdjson(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
+void RenderNdjson(const TReport& report, const TRenderOptions& options, IOutput& output) {
+  const TSummary summary = Summarize(report);
   std::string text;
   TJsonWriter json(text);
+  const auto flush = [&] {
+    output.Write(text);
+    text.clear();
+  };
   for (const TRecord& record : RecordsOf(report)) {
     WriteRecord(record, json);
     text += '\n';
-    output.Write(text);
-    text.clear();
+    flush();
   }
-  json.Object().Text("outcome", RowOf(report.outcome).name);
+  json.Object();
+  WriteEnd(report, summary, json);
   json.Text("generated", UtcTime(report.generated));
   WriteMachine(report.machine, json.Name("machine"));
-  WriteSummary(Summarize(report), report.hasWaivers, json.Name("summary"));
+  WriteOsKnown(report, json);
+  json.Texts("notices", Notices(report, options));
+  WriteNotCompared(report, kJsonTight, json, flush);
+  WriteSummary(summary, report.hasWaivers, json.Name("summary"));
   json.Texts("errors", report.errors).End();
   output.Write(text + '\n');
 }
@@ -97,6 +136,12 @@ void AddVerdict(const TRecord& record, TJsonWriter& json) {
   json.Text("verdict", NameOf(record.verdict));
   AddAcceptance("waived", record.waived, json);
   AddAcceptance("expiredWaiver", record.expiredWaiver, json);
+}
+
+void WriteEnd(const TReport& report, const TSummary& summary, TJsonWriter& json) {
+  json.Text("outcome", RowOf(report.outcome).name);
+  json.Text("state", NameOf(StateOf(report, summary)));
+  json.TextIfAny("stateReason", StateReason(report, summary));
 }
 
 void WriteMachine(const TMachine& machine, TJsonWriter& json) {
@@ -114,12 +159,14 @@ void WriteCatalogue(const TCatalogue& catalogue, TJsonWriter& json) {
   json.Object().Text("source", catalogue.source).Text("path", catalogue.path).Name("elements");
   catalogue.elements ? json.Number(*catalogue.elements) : json.Null();
   if (catalogue.modified) json.Text("modified", UtcTime(*catalogue.modified));
+  if (catalogue.date) json.Text("date", UtcTime(*catalogue.date));
   json.End();
 }
 
 void WriteSummary(const TSummary& summary, bool withWaived, TJsonWriter& json) {
   json.Object();
   for (const EVerdict verdict : kVerdicts) json.Number(NameOf(verdict), summary.Of(verdict));
+  json.Number("compared", summary.compared);
   if (withWaived) {
     json.Number("waived", summary.waived).Number("expiredWaivers", summary.expiredWaivers);
   }

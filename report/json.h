@@ -14,6 +14,9 @@ namespace svc::report {
 void AddTexts(const TRecord& record, TJsonWriter& json);
 void AddVerdict(const TRecord& record, TJsonWriter& json);
 
+// Members that say how a check ended: outcome, state and, where it has one, the state's reason.
+void WriteEnd(const TReport& report, const TSummary& summary, TJsonWriter& json);
+
 // The next value.
 void WriteMachine(const TMachine& machine, TJsonWriter& json);
 void WriteSystem(const TOperatingSystem& system, TJsonWriter& json);

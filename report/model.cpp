@@ -41,6 +41,21 @@ class TChangedRecords : public IRecordSource {
   std::function<void(TRecord&)> change;
 };
 
+// Some records of a source, by their numbers.
+class TChosenRecords : public IRecordSource {
+ public:
+  TChosenRecords(std::shared_ptr<const IRecordSource> source, std::vector<std::size_t> numbers)
+      : source(std::move(source)), numbers(std::move(numbers)) {}
+  std::size_t Count() const noexcept override { return numbers.size(); }
+  void Read(std::size_t number, TRecord& record) const override {
+    source->Read(numbers[number], record);
+  }
+
+ private:
+  std::shared_ptr<const IRecordSource> source;
+  std::vector<std::size_t> numbers;
+};
+
 }  // namespace
 
 std::size_t TSummary::Total() const noexcept {
@@ -50,6 +65,7 @@ std::size_t TSummary::Total() const noexcept {
 void TSummary::Add(const TRecord& record) noexcept {
   ++(record.waived ? waived : verdicts[IndexOf(record.verdict)]);
   if (record.expiredWaiver) ++expiredWaivers;
+  if (record.verdict != EVerdict::kUnknown) ++compared;
 }
 
 TSummary Summarize(const TReport& report) {
@@ -66,6 +82,21 @@ void ChangeEach(TReport& report, std::function<void(TRecord&)> change) {
   report.source = std::make_shared<TChangedRecords>(std::move(report.source), std::move(change));
 }
 
+std::size_t KeepOnly(TReport& report, const std::function<bool(const TRecord&)>& isWanted) {
+  const std::size_t before = RecordsOf(report).size();
+  std::erase_if(report.records, [&](const TRecord& record) { return !isWanted(record); });
+  if (report.source) {
+    std::vector<std::size_t> numbers;
+    std::size_t number = 0;
+    for (const TRecord& record : RecordsOf(report)) {
+      if (isWanted(record)) numbers.push_back(number);
+      ++number;
+    }
+    report.source = std::make_shared<TChosenRecords>(std::move(report.source), std::move(numbers));
+  }
+  return before - RecordsOf(report).size();
+}
+
 std::string Sentence(const TSummary& summary) {
   std::string sentence;
   for (const EVerdict verdict : kVerdicts) AddCount(sentence, summary.Of(verdict), NameOf(verdict));
@@ -77,28 +108,11 @@ std::string Sentence(const TSummary& summary) {
   return sentence;
 }
 
-std::string_view ReasonForNothing(const TReport& report) noexcept {
-  if (report.outcome != EOutcome::kDone) return RowOf(report.outcome).sentence;
-  return "The catalogue offers updates for this machine, but none for what is installed.";
-}
-
 std::optional<EOutcome> OutcomeOfName(std::string_view name) noexcept {
   const auto found = std::find_if(kOutcomes.begin(), kOutcomes.end(),
                                   [&](const TOutcomeRow& row) { return row.name == name; });
   if (found == kOutcomes.end()) return {};
   return found->outcome;
-}
-
-bool FailsOn(const TRecord& record, EFailOn condition) noexcept {
-  if (condition == EFailOn::kNone || record.waived) return false;
-  return record.verdict == EVerdict::kOutdated ||
-         (condition == EFailOn::kDifferent && record.verdict != EVerdict::kCurrent);
-}
-
-bool FailsOn(const TReport& report, EFailOn condition) {
-  const TRecordRange records = RecordsOf(report);
-  return std::any_of(records.begin(), records.end(),
-                     [&](const TRecord& record) { return FailsOn(record, condition); });
 }
 
 const TFormat* FormatOfName(std::string_view name) noexcept {

@@ -71,6 +71,20 @@ constexpr bool WasCompared(EOutcome outcome) noexcept {
          outcome == EOutcome::kEmptyCatalogue;
 }
 
+// What a check found, in a word: how it ended says nothing of whether anything could be compared.
+enum class EState {
+  kUpdates,          // At least one record is outdated.
+  kCurrent,          // Some record could be ordered, and none is outdated.
+  kNothingCompared,  // There is no record, or none that could be ordered.
+  kFailed            // The check did not take place.
+};
+
+constexpr std::string_view NameOf(EState state) noexcept {
+  constexpr std::array<std::string_view, 4> kNames = {"updates", "current", "nothing-compared",
+                                                      "failed"};
+  return kNames[static_cast<std::size_t>(state)];
+}
+
 // Why a record is accepted as it is.
 struct TAcceptance {
   std::string reason;
@@ -85,6 +99,45 @@ struct TRecord {
   EVerdict verdict = EVerdict::kUnknown;
   std::optional<TAcceptance> waived;
   std::optional<TAcceptance> expiredWaiver = {};  // Accepted up to a day that is past.
+  std::optional<EUnordered> why = {};             // The verdict is kUnknown, where that is known.
+};
+
+// Why what is installed has no record.
+enum class EPassedOver { kNoVersion, kNotOffered, kOtherMachine, kOtherSystem, kNotRunning };
+
+struct TPassedOverRow {
+  EPassedOver why;
+  std::string_view name;
+  std::string_view one;   // Of one piece, behind "1".
+  std::string_view many;  // Of more.
+};
+inline constexpr std::array kPassedOver = {
+    TPassedOverRow{EPassedOver::kNoVersion, "no-version", "states no version", "state no version"},
+    TPassedOverRow{EPassedOver::kNotOffered, "not-offered", "is offered nowhere",
+                   "are offered nowhere"},
+    TPassedOverRow{EPassedOver::kOtherMachine, "other-machine", "is offered for other machines",
+                   "are offered for other machines"},
+    TPassedOverRow{EPassedOver::kOtherSystem, "other-system", "is offered for other systems",
+                   "are offered for other systems"},
+    TPassedOverRow{EPassedOver::kNotRunning, "not-running", "does not run", "do not run"}};
+
+constexpr const TPassedOverRow& RowOf(EPassedOver why) noexcept {
+  return kPassedOver[static_cast<std::size_t>(why)];
+}
+std::optional<EPassedOver> PassedOverOfName(std::string_view name) noexcept;
+
+// Something that is installed and has no record.
+struct TPiece {
+  std::string type;     // As that of records.
+  std::string name;     // So, too.
+  std::string version;  // Empty when none is stated.
+  EPassedOver why = EPassedOver::kNotOffered;
+};
+
+// How much of what is installed was compared.
+struct TCoverage {
+  std::size_t installed = 0;  // All of it.
+  std::vector<TPiece> notCompared;
 };
 
 struct TMachine {
@@ -105,13 +158,26 @@ struct TCatalogue {
   std::string source;  // "folder" or "live"
   std::string path;    // Of the folder, or the address of the repository.
   std::optional<std::uint64_t> elements;
-  std::optional<std::int64_t> modified;  // Seconds since 1970, when the catalogue was written.
+  std::optional<std::int64_t> modified;   // Seconds since 1970, when this copy was written.
+  std::optional<std::int64_t> date = {};  // The catalogue's own, whenever it was copied.
+
+  // The day that its age counts from.
+  std::optional<std::int64_t> Date() const noexcept { return date ? date : modified; }
 };
 
 struct TPhase {
   std::string name;
   double seconds = 0;
 };
+
+// What a file of metrics keeps when the check that would write it anew counts nothing.
+struct TKeptMetrics {
+  std::string counts;  // As they stood there.
+  std::optional<std::int64_t> lastSuccess;
+};
+
+// Of a file that RenderPrometheus wrote; nothing of any other text.
+TKeptMetrics MetricsToKeep(std::string_view file);
 
 class IRecordSource;
 
@@ -129,9 +195,16 @@ struct TReport {
   std::vector<TRecord> records;
   std::shared_ptr<const IRecordSource> source;
   std::vector<std::string> errors;
-  bool hasWaivers = false;                  // Whether waivers were asked for, matching or not.
-  std::optional<std::int64_t> lastSuccess;  // Of an earlier check, where one is known.
-  std::vector<TPhase> timings;              // Empty unless asked for.
+  bool hasWaivers = false;  // Whether waivers were asked for, matching or not.
+  // Why nothing was compared, where more is known of it than the outcome tells.
+  std::string nothingComparedBecause;
+  // Whether catalogues have a code for the system; none where no inventory was read.
+  std::optional<bool> osKnown;
+  // Records of drivers that were left out, where that was asked for, the system having no code.
+  std::optional<std::size_t> driversLeftOut;
+  std::optional<TCoverage> coverage;  // None where it was not looked at.
+  TKeptMetrics kept;                  // Of the file of metrics that the report replaces.
+  std::vector<TPhase> timings;        // Empty unless asked for.
 };
 
 // Records counted by verdict; the waived ones apart.
@@ -139,6 +212,7 @@ struct TSummary {
   std::array<std::size_t, kVerdicts.size()> verdicts{};
   std::size_t waived = 0;
   std::size_t expiredWaivers = 0;  // Of records that are counted by their verdict again.
+  std::size_t compared = 0;        // Could be ordered, waived or not.
 
   std::size_t Of(EVerdict verdict) const noexcept { return verdicts[IndexOf(verdict)]; }
   std::size_t Total() const noexcept;
@@ -149,15 +223,34 @@ TSummary Summarize(const TReport& report);
 
 // "5 outdated, 2 unknown, 1 newer, 12 current, 2 waived; 1 waiver has expired"; only what there is.
 std::string Sentence(const TSummary& summary);
-// What to say when there is no record: why, in a sentence.
-std::string_view ReasonForNothing(const TReport& report) noexcept;
+
+// Waived records are no updates to install, but could be compared.
+EState StateOf(const TReport& report, const TSummary& summary) noexcept;
+// Why nothing was compared, as a clause, or why the check failed; empty for the other states.
+std::string StateReason(const TReport& report, const TSummary& summary);
 
 std::optional<EOutcome> OutcomeOfName(std::string_view name) noexcept;
 
-// Which records make an exit status of 2.
-enum class EFailOn { kNone, kOutdated, kDifferent };
-bool FailsOn(const TRecord& record, EFailOn condition) noexcept;
-bool FailsOn(const TReport& report, EFailOn condition);
+// What makes an exit status of 2: any of these conditions, which add up.
+enum class EFailOn : unsigned {
+  kNone = 0,
+  kOutdated = 1,  // A record has the verdict.
+  kUnknown = 2,
+  kNewer = 4,
+  kNothing = 8,  // Nothing was compared.
+  kDifferent = 15
+};
+constexpr EFailOn operator|(EFailOn one, EFailOn other) noexcept {
+  return static_cast<EFailOn>(static_cast<unsigned>(one) | static_cast<unsigned>(other));
+}
+constexpr bool Includes(EFailOn conditions, EFailOn one) noexcept {
+  return (static_cast<unsigned>(conditions) & static_cast<unsigned>(one)) != 0;
+}
+// Of names parted by commas; nothing for a text that is none.
+std::optional<EFailOn> FailOnOfText(std::string_view text) noexcept;
+
+bool FailsOn(const TRecord& record, EFailOn conditions) noexcept;
+bool FailsOn(const TReport& report, EFailOn conditions);
 
 // From the report model to a report format: one function a format, in a file of its own. They write
 // as they go, so that a long report takes no memory in proportion. May be called from any thread.
@@ -174,7 +267,17 @@ struct TRenderOptions {
   std::size_t width = 0;            // Columns that the table is cut to; 0 for no cut.
   EFailOn failOn = EFailOn::kNone;  // What the nagios line calls critical.
   ECsvTexts csv = ECsvTexts::kSafe;
+  bool csvNotCompared = false;               // Rows of what was not compared as well.
+  std::optional<std::uint64_t> maxAge = {};  // Of the catalogue, in days.
 };
+
+// What a reader has to know of a check that took place, a sentence each: that nothing tells the
+// system, that the catalogue is older than the options allow.
+std::vector<std::string> Notices(const TReport& report, const TRenderOptions& options);
+bool IsCatalogueTooOld(const TReport& report, const TRenderOptions& options) noexcept;
+// "26 installed pieces: 6 compared, 20 not: 20 state no version."
+std::string Sentence(const TCoverage& coverage);
+std::array<std::size_t, kPassedOver.size()> CountsOf(const TCoverage& coverage) noexcept;
 
 void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output);
 // One object; docs/reports.md says which members it has.
@@ -201,7 +304,7 @@ const TFormat* FormatOfName(std::string_view name) noexcept;
 
 inline constexpr int kNagiosUnknown = 3;
 // What a nagios plug-in exits with: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN.
-int NagiosStatus(const TReport& report, EFailOn critical);
+int NagiosStatus(const TReport& report, const TRenderOptions& options);
 
 }  // namespace svc::report
 

@@ -2,10 +2,8 @@
 #include <fmt/format.h>
 #include <algorithm>
 #include <array>
-#include <set>
 #include <string>
 
-#include "base/shown_text.h"
 #include "report/model.h"
 #include "report/records.h"
 #include "report/text.h"
@@ -18,14 +16,15 @@ constexpr int kOk = 0;
 constexpr int kWarning = 1;
 constexpr int kCritical = 2;
 
-std::string Status(const TReport& report) {
-  if (!WasCompared(report.outcome)) {
-    std::string text(RowOf(report.outcome).sentence);
-    if (!report.errors.empty()) text.append(" ").append(PlainLine(report.errors.front()));
-    return text;
+std::string Status(const TReport& report, const TSummary& summary, const TRenderOptions& options) {
+  const EState state = StateOf(report, summary);
+  if (state == EState::kFailed) return PlainLine(StateReason(report, summary));
+  if (state == EState::kNothingCompared) {
+    return "nothing compared: " + PlainLine(StateReason(report, summary));
   }
-  if (RecordsOf(report).empty()) return std::string(ReasonForNothing(report));
-  return Sentence(Summarize(report));
+  std::string text = Sentence(summary);
+  if (IsCatalogueTooOld(report, options)) text += "; the catalogue is too old";
+  return text;
 }
 
 // What stands behind the first "|" would be read as performance data.
@@ -36,28 +35,54 @@ std::string WithoutBars(std::string text) {
 
 }  // namespace
 
-int NagiosStatus(const TReport& report, EFailOn critical) {
-  if (!WasCompared(report.outcome)) return kNagiosUnknown;
-  if (FailsOn(report, critical)) return kCritical;
-  return FailsOn(report, EFailOn::kOutdated) ? kWarning : kOk;
+int NagiosStatus(const TReport& report, const TRenderOptions& options) {
+  switch (StateOf(report, Summarize(report))) {
+    case EState::kFailed:
+    case EState::kNothingCompared:
+      return kNagiosUnknown;
+    case EState::kUpdates:
+      return FailsOn(report, options.failOn) ? kCritical : kWarning;
+    case EState::kCurrent:
+      break;
+  }
+  if (FailsOn(report, options.failOn)) return kCritical;
+  return IsCatalogueTooOld(report, options) ? kWarning : kOk;
 }
+
+namespace {
+
+// Only of what was counted.
+std::string PerformanceData(const TReport& report, const TSummary& summary) {
+  std::string text = " |";
+  for (const EVerdict verdict : kVerdicts) {
+    text += fmt::format(" {}={};;;0", NameOf(verdict), summary.Of(verdict));
+  }
+  if (report.hasWaivers) {
+    text += fmt::format(" waived={};;;0 expired_waivers={};;;0", summary.waived,
+                        summary.expiredWaivers);
+  }
+  return text;
+}
+
+// Shown by a server where there is room for more than a line.
+std::string LongText(const TReport& report, const TRenderOptions& options) {
+  std::string text;
+  for (const std::string& notice : Notices(report, options)) text += WithoutBars(notice) + '\n';
+  if (report.coverage) text += Sentence(*report.coverage) + '\n';
+  return text;
+}
+
+}  // namespace
 
 void RenderNagios(const TReport& report, const TRenderOptions& options, IOutput& output) {
   constexpr std::array<std::string_view, 4> kNames = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
-  const auto status = static_cast<std::size_t>(NagiosStatus(report, options.failOn));
+  const int status = NagiosStatus(report, options);
   const std::string host = report.machine.host.empty() ? "" : PlainLine(report.machine.host) + ": ";
-  std::string line =
-      fmt::format("SVCHECK {} - {}", kNames[status], WithoutBars(host + Status(report)));
   const TSummary summary = Summarize(report);
-  line += " |";
-  for (const EVerdict verdict : kVerdicts) {
-    line += fmt::format(" {}={};;;0", NameOf(verdict), summary.Of(verdict));
-  }
-  if (report.hasWaivers) {
-    line += fmt::format(" waived={};;;0 expired_waivers={};;;0", summary.waived,
-                        summary.expiredWaivers);
-  }
-  output.Write(line + '\n');
+  std::string line = fmt::format("SVCHECK {} - {}", kNames[static_cast<std::size_t>(status)],
+                                 WithoutBars(host + Status(report, summary, options)));
+  if (status != kNagiosUnknown) line += PerformanceData(report, summary);
+  output.Write(line + '\n' + LongText(report, options));
 }
 
 // The records as the test cases that build servers show: outdated is a failure, unknown a skipped
@@ -99,15 +124,46 @@ std::string ErrorCase(const TReport& report) {
       RowOf(report.outcome).name, Text(RowOf(report.outcome).sentence), details);
 }
 
+// Where nothing was compared, no test case would be good news.
+std::string SkippedCase(const TReport& report, const TSummary& summary) {
+  return fmt::format(
+      "    <testcase classname=\"svcheck\" name=\"check\"><skipped message=\"nothing compared: "
+      "{}\"/></testcase>\n",
+      Text(StateReason(report, summary)));
+}
+
+void WriteProperties(const TReport& report, const TSummary& summary, const TRenderOptions& options,
+                     IOutput& output) {
+  const auto write = [&](std::string_view name, std::string_view value) {
+    output.Write(fmt::format("      <property name=\"{}\" value=\"{}\"/>\n", name, Text(value)));
+  };
+  output.Write("    <properties>\n");
+  write("state", NameOf(StateOf(report, summary)));
+  if (report.osKnown) write("osKnown", *report.osKnown ? "true" : "false");
+  if (report.coverage) {
+    write("installed", std::to_string(report.coverage->installed));
+    write("notCompared", std::to_string(report.coverage->notCompared.size()));
+    const auto counts = CountsOf(*report.coverage);
+    for (const TPassedOverRow& row : kPassedOver) {
+      const std::size_t count = counts[static_cast<std::size_t>(row.why)];
+      if (count > 0) write(fmt::format("notCompared.{}", row.name), std::to_string(count));
+    }
+  }
+  for (const std::string& notice : Notices(report, options)) write("notice", notice);
+  output.Write("    </properties>\n");
+}
+
 }  // namespace
 
-void RenderJunit(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
+void RenderJunit(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const TSummary summary = Summarize(report);
-  const bool compared = WasCompared(report.outcome);
+  const EState state = StateOf(report, summary);
+  const std::size_t errors = state == EState::kFailed ? 1 : 0;
+  const std::size_t skips = state == EState::kNothingCompared ? 1 : 0;
   const std::string counts =
       fmt::format(R"(tests="{}" failures="{}" errors="{}" skipped="{}")",
-                  RecordsOf(report).size() + (compared ? 0 : 1), summary.Of(EVerdict::kOutdated),
-                  compared ? 0 : 1, summary.Of(EVerdict::kUnknown) + summary.waived);
+                  RecordsOf(report).size() + errors + skips, summary.Of(EVerdict::kOutdated),
+                  errors, summary.Of(EVerdict::kUnknown) + summary.waived + skips);
   const TMachine& machine = report.machine;
   std::string timestamp = UtcTime(report.generated);
   timestamp.pop_back();  // The schema of this format takes no time zone.
@@ -116,91 +172,11 @@ void RenderJunit(const TReport& report, const TRenderOptions& /*options*/, IOutp
                   "  <testsuite name=\"svcheck\" hostname=\"{1}\" timestamp=\"{2}\" "
                   "{0}>\n",
                   counts, Text(machine.host.empty() ? machine.type : machine.host), timestamp));
+  WriteProperties(report, summary, options, output);
   for (const TRecord& record : RecordsOf(report)) output.Write(TestCase(record));
-  if (!compared) output.Write(ErrorCase(report));
+  if (state == EState::kFailed) output.Write(ErrorCase(report));
+  if (state == EState::kNothingCompared) output.Write(SkippedCase(report, summary));
   output.Write("  </testsuite>\n</testsuites>\n");
-}
-
-// Metrics in the text format 0.0.4 of Prometheus, for the node exporter's textfile folder. Every
-// count is there, also when it is zero: a metric that vanishes raises no alarm.
-
-namespace {
-
-// The format has escapes for three characters. A carriage return, for which it has none, would let
-// what follows it overwrite a line of a terminal.
-std::string LabelValue(std::string_view text) {
-  std::string value;
-  for (const char c : PlainText(text)) {
-    if (c == '\n') {
-      value += "\\n";
-    } else if (c == '\r') {
-      value += kReplacementText;
-    } else {
-      if (c == '\\' || c == '"') value += '\\';
-      value += c;
-    }
-  }
-  return value;
-}
-
-void WriteHead(IOutput& output, std::string_view name, std::string_view help) {
-  output.Write(fmt::format("# HELP {0} {1}\n# TYPE {0} gauge\n", name, help));
-}
-
-template <typename TNumber>
-void WriteGauge(IOutput& output, std::string_view name, std::string_view help, TNumber value) {
-  WriteHead(output, name, help);
-  output.Write(fmt::format("{} {}\n", name, value));
-}
-
-void WriteCounts(const TReport& report, IOutput& output) {
-  const TSummary summary = Summarize(report);
-  WriteHead(output, "svcheck_records", "Compared firmware and drivers by verdict.");
-  for (const EVerdict verdict : kVerdicts) {
-    output.Write(fmt::format("svcheck_records{{verdict=\"{}\"}} {}\n", NameOf(verdict),
-                             summary.Of(verdict)));
-  }
-  WriteGauge(output, "svcheck_records_waived", "Records that a waiver accepts.", summary.waived);
-  WriteGauge(output, "svcheck_records_waiver_expired", "Records whose waiver has expired.",
-             summary.expiredWaivers);
-}
-
-void WriteOutdated(const TReport& report, IOutput& output) {
-  WriteHead(output, "svcheck_outdated", "What is older than the catalogue offers.");
-  std::set<std::string> written;  // The same labels twice would make the file invalid.
-  for (const TRecord& record : RecordsOf(report)) {
-    if (record.verdict != EVerdict::kOutdated || record.waived) continue;
-    const std::string line = fmt::format(
-        "svcheck_outdated{{type=\"{}\",name=\"{}\",installed=\"{}\",offered=\"{}\"}} 1\n",
-        LabelValue(record.type), LabelValue(record.name), LabelValue(record.installed),
-        LabelValue(record.offered));
-    if (written.insert(line).second) output.Write(line);
-  }
-}
-
-}  // namespace
-
-void RenderPrometheus(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
-  const bool compared = WasCompared(report.outcome);
-  WriteHead(output, "svcheck_info", "What checked which machine.");
-  output.Write(
-      fmt::format("svcheck_info{{version=\"{}\",machine=\"{}\",outcome=\"{}\",host=\"{}\"}} 1\n",
-                  LabelValue(report.toolVersion), LabelValue(report.machine.type),
-                  RowOf(report.outcome).name, LabelValue(report.machine.host)));
-  WriteCounts(report, output);
-  WriteOutdated(report, output);
-  WriteGauge(output, "svcheck_success", "Whether the last check compared the machine.",
-             compared ? 1 : 0);
-  WriteGauge(output, "svcheck_last_run_timestamp_seconds", "When the last check ran.",
-             report.generated);
-  WriteGauge(output, "svcheck_last_success_timestamp_seconds",
-             "When a check last compared the machine; 0 for never.",
-             compared ? report.generated : report.lastSuccess.value_or(0));
-  WriteGauge(output, "svcheck_catalogue_elements", "Update elements of the catalogue.",
-             report.catalogue.elements.value_or(0));
-  if (!report.catalogue.modified) return;
-  WriteGauge(output, "svcheck_catalogue_age_seconds", "Age of the catalogue at the last check.",
-             report.generated - *report.catalogue.modified);
 }
 
 }  // namespace svc::report

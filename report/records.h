@@ -69,15 +69,20 @@ class TRecordRange {
   const TReport* report;
 };
 
-// Sets the verdict of a record.
+// Sets the verdict of a record, and why it is unknown.
 inline void Judge(TRecord& record) {
-  record.verdict = JudgeTexts(record.installed, record.offered);
+  const TJudgement judgement = JudgeWithReason(record.installed, record.offered);
+  record.verdict = judgement.verdict;
+  record.why = judgement.why;
 }
 
 inline TRecordRange RecordsOf(const TReport& report) { return TRecordRange(report); }
 
 // Changes every record: at once, or whenever it is read.
 void ChangeEach(TReport& report, std::function<void(TRecord&)> change);
+
+// Leaves out the records that are not wanted. Returns how many that were.
+std::size_t KeepOnly(TReport& report, const std::function<bool(const TRecord&)>& isWanted);
 
 }  // namespace svc::report
 

@@ -36,6 +36,10 @@ class TPlace {
     return value->get<std::string>();
   }
   std::string TextOrNothing() const { return IsNull() ? std::string() : Text(); }
+  bool Truth() const {
+    if (!value->is_boolean()) FailAs("true or false");
+    return value->get<bool>();
+  }
   std::uint64_t Count() const {
     if (!value->is_number_unsigned()) FailAs("a count");
     return value->get<std::uint64_t>();
@@ -114,6 +118,9 @@ TRecord RecordOf(const TPlace& place) {
   record.verdict = place["verdict"].OneOf(VerdictOfName, "a verdict");
   record.waived = AcceptanceOf(place["waived"]);
   record.expiredWaiver = AcceptanceOf(place["expiredWaiver"]);
+  if (const TPlace reason = place["reason"]; !reason.IsNull()) {
+    record.why = UnorderedOfText(reason.Text());
+  }
   return record;
 }
 
@@ -146,7 +153,37 @@ TCatalogue CatalogueOf(const TPlace& place) {
   if (const TPlace modified = place["modified"]; !modified.IsNull()) {
     catalogue.modified = modified.Time();
   }
+  if (const TPlace date = place["date"]; !date.IsNull()) catalogue.date = date.Time();
   return catalogue;
+}
+
+// None in a report of an earlier version.
+std::optional<TCoverage> CoverageOf(const TPlace& root) {
+  const TPlace installed = root["installed"];
+  if (installed.IsNull()) return {};
+  TCoverage coverage;
+  coverage.installed = installed.Count();
+  root["notCompared"].ForEach([&](const TPlace& item) {
+    coverage.notCompared.push_back(
+        {item["type"].Text(), item["name"].Text(), item["version"].TextOrNothing(),
+         item["reason"].OneOf(PassedOverOfName, "why something is not compared")});
+  });
+  if (coverage.notCompared.size() > coverage.installed) {
+    Fail("\"installed\" is less than the pieces of \"notCompared\"");
+  }
+  return coverage;
+}
+
+// The state itself follows from the records.
+void ReadState(const TPlace& root, TReport& report) {
+  if (WasCompared(report.outcome)) {
+    report.nothingComparedBecause = root["stateReason"].TextOrNothing();
+  }
+  if (const TPlace known = root["osKnown"]; !known.IsNull()) report.osKnown = known.Truth();
+  if (const TPlace left = root["driversLeftOut"]; !left.IsNull()) {
+    report.driversLeftOut = left.Count();
+  }
+  report.coverage = CoverageOf(root);
 }
 
 }  // namespace
@@ -164,6 +201,7 @@ TReport ReadSavedReport(std::string_view json) {
   report.outcome = root["outcome"].OneOf(OutcomeOfName, "how a check ends");
   root["records"].ForEach([&](const TPlace& item) { report.records.push_back(RecordOf(item)); });
   root["errors"].ForEach([&](const TPlace& item) { report.errors.push_back(item.Text()); });
+  ReadState(root, report);
   report.hasWaivers = !root["summary"]["waived"].IsNull();
   if (const TPlace timings = root["timings"]; !timings.IsNull()) {
     timings.ForEachMember([&](const std::string& name, const TPlace& item) {

@@ -12,6 +12,23 @@ namespace svc::report {
 
 // The records for a spreadsheet: RFC 4180.
 
+namespace {
+
+// What the other formats say above or below their records.
+void WriteCsvRemarks(const TReport& report, const TRenderOptions& options,
+                     const std::string& behind, IOutput& output) {
+  const auto write = [&](std::string_view text, std::string_view verdict) {
+    output.Write(fmt::format("Notice,{},,,{},,{}", CsvField(text, options.csv), verdict, behind));
+  };
+  const TSummary summary = Summarize(report);
+  if (StateOf(report, summary) == EState::kNothingCompared) {
+    write(StateReason(report, summary), "nothing compared");
+  }
+  for (const std::string& notice : Notices(report, options)) write(notice, "notice");
+}
+
+}  // namespace
+
 // A check that did not take place is a record of its own: an empty table would look like good news.
 void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const auto field = [&](std::string_view text) { return CsvField(text, options.csv); };
@@ -30,6 +47,14 @@ void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& ou
     if (record.expiredWaiver) line += field(record.expiredWaiver->expires);
     output.Write(line + behind);
   }
+  if (options.csvNotCompared && report.coverage) {
+    for (const TPiece& piece : report.coverage->notCompared) {
+      output.Write(fmt::format("{},{},{},,not compared: {},,{}", field(piece.type),
+                               field(piece.name), field(piece.version), RowOf(piece.why).name,
+                               behind));
+    }
+  }
+  WriteCsvRemarks(report, options, behind, output);
   if (WasCompared(report.outcome)) return;
   output.Write("Error," + field(RowOf(report.outcome).sentence) + ",,,not checked,," + behind);
   for (const std::string& error : report.errors) {
@@ -58,27 +83,37 @@ std::string Heading(const TReport& report) {
       "\nCatalogue " + (report.catalogue.path.empty() ? "none" : PlainLine(report.catalogue.path));
   if (const auto elements = report.catalogue.elements)
     text += fmt::format(", {} update element{}", *elements, *elements == 1 ? "" : "s");
-  if (report.catalogue.modified) {
-    text += ", " + Age(report.generated - *report.catalogue.modified) + " old";
+  if (const auto date = report.catalogue.Date()) {
+    text += ", " + Age(report.generated - *date) + " old";
   }
   return text + "\n\n";
 }
 
-std::string Errors(const TReport& report) {
+// Above all else, for whoever reads no further.
+std::string Headline(const TReport& report, const TSummary& summary) {
+  if (StateOf(report, summary) != EState::kNothingCompared) return {};
+  return "NOTHING COMPARED: " + PlainLine(StateReason(report, summary)) + ".\n\n";
+}
+
+std::string Remarks(const TReport& report, const TRenderOptions& options) {
   std::string text;
-  if (!RecordsOf(report).empty() && !report.errors.empty()) text += '\n';
+  const std::vector<std::string> notices = Notices(report, options);
+  if (!RecordsOf(report).empty() && !(notices.empty() && report.errors.empty())) text += '\n';
+  for (const std::string& notice : notices) text += "  " + notice + '\n';
   for (const std::string& error : report.errors) text += "  " + PlainLine(error) + '\n';
   return text;
 }
 
-std::string LastLine(const TReport& report) {
+std::string LastLines(const TReport& report, const TSummary& summary) {
   if (!WasCompared(report.outcome)) {
     return fmt::format("NOT CHECKED: {}\n", RowOf(report.outcome).sentence);
   }
   const std::size_t count = RecordsOf(report).size();
-  if (count == 0) return fmt::format("No records. {}\n", ReasonForNothing(report));
-  return fmt::format("\n{} record{}: {}.\n", count, count == 1 ? "" : "s",
-                     Sentence(Summarize(report)));
+  std::string text = count == 0 ? "No records.\n"
+                                : fmt::format("\n{} record{}: {}.\n", count, count == 1 ? "" : "s",
+                                              Sentence(summary));
+  if (report.coverage) text += Sentence(*report.coverage) + '\n';
+  return text;
 }
 
 void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput& output) {
@@ -95,10 +130,11 @@ void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput&
 }  // namespace
 
 void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output) {
-  output.Write(Heading(report));
+  const TSummary summary = Summarize(report);
+  output.Write(Headline(report, summary) + Heading(report));
   if (!RecordsOf(report).empty()) WriteRecords(report, options, output);
-  output.Write(Errors(report));
-  output.Write(LastLine(report));
+  output.Write(Remarks(report, options));
+  output.Write(LastLines(report, summary));
 }
 
 }  // namespace svc::report

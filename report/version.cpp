@@ -246,4 +246,10 @@ TVersionOrder CompareVersions(std::string_view left, std::string_view right) noe
   return HasEpoch(left) == HasEpoch(right) ? CompareTexts(left, right) : TVersionOrder(kForms);
 }
 
+std::optional<EUnordered> UnorderedOfText(std::string_view text) noexcept {
+  const auto found = std::ranges::find(kUnorderedTexts, text);
+  if (found == kUnorderedTexts.end()) return {};
+  return static_cast<EUnordered>(found - kUnorderedTexts.begin());
+}
+
 }  // namespace svc::report

@@ -24,22 +24,25 @@ enum class EUnordered {
   kHash       // Checksums, commits, hexadecimal numbers that could be something else.
 };
 
+inline constexpr std::array<std::string_view, 10> kUnorderedTexts = {
+    "no installed version was read",
+    "no version is offered",
+    "no build stands beside the version",
+    "version and build contradict each other",
+    "the texts are of different forms",
+    "the build ids are of different series",
+    "the words in them have no order",
+    "one of them has an addition that may be earlier or later",
+    "the dates in them cannot be compared",
+    "checksums and hexadecimal texts have no order"};
+static_assert(kUnorderedTexts.size() == static_cast<std::size_t>(EUnordered::kHash) + 1);
+
 // For a person, behind "unknown: ".
 constexpr std::string_view TextOf(EUnordered why) noexcept {
-  constexpr std::array<std::string_view, 10> kTexts = {
-      "no installed version was read",
-      "no version is offered",
-      "no build stands beside the version",
-      "version and build contradict each other",
-      "the texts are of different forms",
-      "the build ids are of different series",
-      "the words in them have no order",
-      "one of them has an addition that may be earlier or later",
-      "the dates in them cannot be compared",
-      "checksums and hexadecimal texts have no order"};
-  static_assert(kTexts.size() == static_cast<std::size_t>(EUnordered::kHash) + 1);
-  return kTexts[static_cast<std::size_t>(why)];
+  return kUnorderedTexts[static_cast<std::size_t>(why)];
 }
+
+std::optional<EUnordered> UnorderedOfText(std::string_view text) noexcept;
 
 // An order, or why there is none.
 class TVersionOrder {

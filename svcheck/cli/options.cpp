@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/join.hpp>
+#include <boost/algorithm/string/split.hpp>
 #include <charconv>
 #include <cstdint>
 #include <system_error>
@@ -24,6 +26,25 @@ CLI::Validator Choice(const std::vector<std::string>& words) {
     return suggestion.empty() ? text : text + "; " + suggestion.substr(0, suggestion.size() - 1);
   };
   return {complaint, '{' + boost::join(words, ",") + '}'};
+}
+
+// The same for each part of a list.
+CLI::Validator ChoiceOfSome(const std::vector<std::string>& words, const std::string& none) {
+  std::vector<std::string> all = {none};
+  all.insert(all.end(), words.begin(), words.end());
+  const auto complaint = [none, all](const std::string& value) -> std::string {
+    std::vector<std::string> parts;
+    boost::split(parts, value, boost::is_any_of(","));
+    for (std::string& part : parts) {
+      if (part == none && parts.size() > 1) {
+        return '"' + none + "\" stands alone, and here it is one of " +
+               std::to_string(parts.size());
+      }
+      if (std::string text = Choice(all)(part); !text.empty()) return text;
+    }
+    return {};
+  };
+  return {complaint, '{' + boost::join(all, ",") + '}'};
 }
 
 // Numbers in tens alone: the library would read "010" as eight, and take one that is too large, or
@@ -58,6 +79,12 @@ const TOption& TOption::Excludes(const TOption& other) const {
 
 const TOption& TOption::OneOf(const std::vector<std::string>& words) const {
   option->check(Choice(words));
+  return ShowDefault();
+}
+
+const TOption& TOption::ListOf(const std::vector<std::string>& words,
+                               const std::string& none) const {
+  option->check(ChoiceOfSome(words, none));
   return ShowDefault();
 }
 

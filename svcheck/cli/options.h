@@ -25,6 +25,8 @@ class TOption {
   const TOption& Excludes(const TOption& other) const;
   // Takes one of these words only, and shows the one that holds when the option is not given.
   const TOption& OneOf(const std::vector<std::string>& words) const;
+  // Takes some of these words, parted by commas, or the one that stands for none of them.
+  const TOption& ListOf(const std::vector<std::string>& words, const std::string& none) const;
   // Takes a whole number from `low` to `high` only.
   const TOption& Within(int low, int high) const;
   // Takes no empty text.

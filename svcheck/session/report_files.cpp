@@ -19,8 +19,6 @@
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 
-using svc::report::EFailOn;
-
 namespace svc {
 
 namespace {
@@ -29,11 +27,6 @@ std::vector<std::string> FormatNames() {
   std::vector<std::string> names;
   for (const report::TFormat& format : report::kFormats) names.emplace_back(format.name);
   return names;
-}
-
-EFailOn FailOnOfName(const std::string& name) {
-  if (name == "outdated") return EFailOn::kOutdated;
-  return name == "different" ? EFailOn::kDifferent : EFailOn::kNone;
 }
 
 bool IsSet(const char* variable) {
@@ -83,26 +76,36 @@ auto WriteOrTell(const report::TFormat& format, const TWrite& write) {
   }
 }
 
-// A metrics file that is written anew keeps when a check last went well.
-std::optional<std::int64_t> LastSuccessIn(const std::string& file) {
-  constexpr std::string_view kMetric = "svcheck_last_success_timestamp_seconds ";
-  struct TClose {
-    void operator()(std::FILE* stream) const { std::fclose(stream); }
-  };
-  std::unique_ptr<std::FILE, TClose> stream;
+// Closes what is not standard input.
+struct TClose {
+  void operator()(std::FILE* file) const noexcept {
+    if (file != stdin) std::fclose(file);
+  }
+};
+
+std::string ReadWhole(const std::string& file, std::size_t largest, files::EPipes pipes) {
+  const std::unique_ptr<std::FILE, TClose> stream(file == "-" ? stdin
+                                                              : files::OpenToRead(file, pipes));
+  std::string text;
+  std::array<char, 1 << 16> block;
+  while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream.get())) {
+    text.append(block.data(), count);
+    if (text.size() > largest) {
+      throw TError("it has more than " + std::to_string(largest >> 20) + " MiB");
+    }
+  }
+  if (std::ferror(stream.get()) != 0) throw FileError(errno);
+  return text;
+}
+
+// Of the file of metrics that is to be written anew; nothing where it cannot be read.
+report::TKeptMetrics KeptMetricsOf(const std::string& file) {
+  constexpr std::size_t kLargest = std::size_t{64} << 20;
   try {
-    stream.reset(files::OpenToRead(file, files::EPipes::kNone));
+    return report::MetricsToKeep(ReadWhole(file, kLargest, files::EPipes::kNone));
   } catch (const TError&) {
     return {};
   }
-  std::array<char, 256> line;
-  while (std::fgets(line.data(), line.size(), stream.get()) != nullptr) {
-    std::string_view text = line.data();
-    if (!text.starts_with(kMetric)) continue;
-    if (text.ends_with('\n')) text.remove_suffix(1);
-    return WholeNumberIn<std::int64_t>(text.substr(kMetric.size()));
-  }
-  return {};
 }
 
 }  // namespace
@@ -113,8 +116,8 @@ TOption AddOutputOptions(CLI::App& app, TReportOptions& options,
       AddText(app, "--format", options.format, "Format of the report", "FORMAT").OneOf(formats);
   AddText(app, "--output", options.outputFile, "Where the report goes; \"-\" is standard output",
           "FILE");
-  AddText(app, "--fail-on", options.failOn, failOnDescription, "CONDITION")
-      .OneOf({"none", "outdated", "different"});
+  AddText(app, "--fail-on", options.failOn, failOnDescription, "CONDITIONS")
+      .ListOf({"outdated", "unknown", "newer", "nothing", "different"}, "none");
   AddText(app, "--color", options.color, "Colour the table", "WHEN")
       .OneOf({"auto", "always", "never"});
   AddText(app, "--width", options.width,
@@ -131,8 +134,13 @@ TOption AddCsvRawOption(CLI::App& app, bool& raw) {
 
 void AddReportOptions(CLI::App& app, TReportOptions& options) {
   AddOutputOptions(app, options, FormatNames(),
-                   "End with status 2 when a record is outdated, or different: not current");
+                   "End with status 2 when a record has one of these verdicts, or nothing could be "
+                   "compared; \"different\" stands for all four");
   AddCsvRawOption(app, options.csvRaw);
+  AddFlag(app, "--csv-not-compared", options.csvNotCompared,
+          "Rows also of what is installed and was not compared, with the reason");
+  AddCount(app, "--max-age", options.maxAge, "Warn of a catalogue that is older than so many days",
+           "DAYS");
 }
 
 void AddWaiversOption(CLI::App& app, TReportOptions& options) {
@@ -140,8 +148,12 @@ void AddWaiversOption(CLI::App& app, TReportOptions& options) {
 }
 
 report::TRenderOptions RenderingOf(const TReportOptions& options) {
-  return {WantsColor(options), WidthOf(options.width), FailOnOfName(options.failOn),
-          options.csvRaw ? report::ECsvTexts::kRaw : report::ECsvTexts::kSafe};
+  return {WantsColor(options),
+          WidthOf(options.width),
+          report::FailOnOfText(options.failOn).value(),
+          options.csvRaw ? report::ECsvTexts::kRaw : report::ECsvTexts::kSafe,
+          options.csvNotCompared,
+          options.maxAge};
 }
 
 TReportOutput::TReportOutput(const TReportOptions& options)
@@ -153,13 +165,13 @@ TReportOutput::TReportOutput(const TReportOptions& options)
 int TReportOutput::Show(report::TReport& report, int status) {
   const bool isMetrics = format->render == report::RenderPrometheus;
   if (isMetrics && options.outputFile != "-") {
-    report.lastSuccess = LastSuccessIn(options.outputFile);
+    report.kept = KeptMetricsOf(options.outputFile);
   }
   WriteOrTell(*format, [&] {
     format->render(report, rendering, *output);
     output->Commit();
   });
-  if (IsNagios(*format)) return report::NagiosStatus(report, rendering.failOn);
+  if (IsNagios(*format)) return report::NagiosStatus(report, rendering);
   if (status != kExitDone) return status;
   return report::FailsOn(report, rendering.failOn) ? kExitCondition : kExitDone;
 }
@@ -181,32 +193,10 @@ constexpr TKind kReport = {"report", "give what `svcheck check --format json` wr
                            std::size_t{512} << 20};
 constexpr TKind kWaivers = {"waivers", "docs/waivers.md shows one", std::size_t{16} << 20};
 
-// Closes what is not standard input.
-struct TClose {
-  void operator()(std::FILE* file) const noexcept {
-    if (file != stdin) std::fclose(file);
-  }
-};
-
-std::string ReadWhole(const std::string& file, std::size_t largest) {
-  const std::unique_ptr<std::FILE, TClose> stream(
-      file == "-" ? stdin : files::OpenToRead(file, files::EPipes::kGiven));
-  std::string text;
-  std::array<char, 1 << 16> block;
-  while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream.get())) {
-    text.append(block.data(), count);
-    if (text.size() > largest) {
-      throw TError("it has more than " + std::to_string(largest >> 20) + " MiB");
-    }
-  }
-  if (std::ferror(stream.get()) != 0) throw FileError(errno);
-  return text;
-}
-
 template <typename TParse>
 auto Load(const TKind& kind, const std::string& file, const TParse& parse) {
   try {
-    return parse(ReadWhole(file, kind.largest));
+    return parse(ReadWhole(file, kind.largest, files::EPipes::kGiven));
   } catch (const TError& error) {
     if (const int line = error.Number(); line > 0 && error.Kind() == EErrorKind::kText) {
       throw TError(file + ':' + std::to_string(line) + ": " + error.what());

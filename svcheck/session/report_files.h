@@ -2,7 +2,9 @@
 #ifndef SVCHECK_SESSION_REPORT_FILES_H_
 #define SVCHECK_SESSION_REPORT_FILES_H_
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,8 @@ struct TReportOptions {
   std::string width = "0";
   std::string waiversFile;  // Empty for none.
   bool csvRaw = false;
+  bool csvNotCompared = false;
+  std::optional<std::uint64_t> maxAge;  // Of the catalogue, in days.
 };
 
 // Adds them; the options object outlives the parsing.

@@ -20,6 +20,21 @@ TReport FullReport() {
   report.records[2].name = "\"grün\" 版本 \x01 \xFF";
   report.timings = {{"inventory", 0.25}, {"catalogue", 1.5}};
   report.errors = {"one", "two"};
+  report.catalogue.date = report.generated - 1'000'000;
+  report.records[1].why = EUnordered::kWords;
+  report.osKnown = false;
+  report.driversLeftOut = 2;
+  report.coverage = TCoverage{5,
+                              {{"Driver", "x", "", EPassedOver::kNoVersion},
+                               {"Firmware", "y\"", "1", EPassedOver::kOtherSystem}}};
+  return report;
+}
+
+TReport NothingReport() {
+  TReport report = FailedReport();
+  report.errors.clear();
+  report.outcome = EOutcome::kNothingApplicable;
+  report.nothingComparedBecause = "none of the catalogue's 17 elements is for this type";
   return report;
 }
 
@@ -35,7 +50,8 @@ TEST_P(SavedReport, ReadsBackAsItWas) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SavedReport,
-                         testing::Values(SampleReport(), FailedReport(), FullReport()));
+                         testing::Values(SampleReport(), FailedReport(), FullReport(),
+                                         NothingReport()));
 
 TEST(SavedReport, MembersThatAreNotKnownArePassedOver) {
   std::string json = Rendered("json", SampleReport());
