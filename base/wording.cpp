@@ -43,6 +43,20 @@ std::string_view Nearest(std::string_view word, const std::vector<std::string>& 
   return nearest;
 }
 
+std::vector<std::string> MostAlike(std::string_view word, std::vector<std::string> names,
+                                   std::size_t most) {
+  constexpr std::size_t kLongest = 64;  // Of a longer one the beginning counts.
+  const auto distance = [&](const std::string& name) {
+    return std::pair(Distance(word.substr(0, kLongest), std::string_view(name).substr(0, kLongest)),
+                     std::string_view(name));
+  };
+  const std::size_t count = std::min(most, names.size());
+  std::ranges::partial_sort(names, names.begin() + static_cast<std::ptrdiff_t>(count), {},
+                            distance);
+  names.resize(count);
+  return names;
+}
+
 std::string DidYouMean(std::string_view word, const std::vector<std::string>& names) {
   const std::string_view nearest = Nearest(word, names);
   return nearest.empty() ? std::string() : "did you mean \"" + std::string(nearest) + "\"? ";

@@ -3,6 +3,7 @@
 #ifndef BASE_WORDING_H_
 #define BASE_WORDING_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,6 +18,10 @@ inline std::string Counted(std::uint64_t count, std::string_view noun) {
 
 // The one of the names that was most likely meant; empty when none is near.
 std::string_view Nearest(std::string_view word, const std::vector<std::string>& names);
+
+// So many of the names at most, those that are most like the word first.
+std::vector<std::string> MostAlike(std::string_view word, std::vector<std::string> names,
+                                   std::size_t most);
 
 // "did you mean "NAME"? ", or nothing.
 std::string DidYouMean(std::string_view word, const std::vector<std::string>& names);

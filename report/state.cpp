@@ -54,6 +54,8 @@ std::string WhyNothingWasCompared(const TReport& report) {
   if (report.outcome == EOutcome::kEmptyCatalogue) return "the catalogue holds no update elements";
   if (report.outcome == EOutcome::kNothingApplicable) return WhyNothingApplies(report);
   if (!RecordsOf(report).empty()) return WhyNoneIsOrdered(report);
+  if (report.driversLeftOut.value_or(0) > 0)
+    return "all records are of drivers, which are left out";
   return "the catalogue offers updates for this machine, but none for what is installed";
 }
 

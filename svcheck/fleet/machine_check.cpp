@@ -13,6 +13,7 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/logging.h"
 #include "svcheck/fleet/byte_source.h"
+#include "svcheck/session/coverage.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/system/failure.h"
 
@@ -38,9 +39,11 @@ std::string Text(const report::TReport& report, const std::string& machine) {
     json.End();
     lines += '\n';
   }
-  json.Object().Text("machine", machine).Text("outcome", report::RowOf(report.outcome).name);
+  const report::TSummary summary = report::Summarize(report);
+  json.Object().Text("machine", machine);
+  report::WriteEnd(report, summary, json);
   json.Text("machineType", report.machine.type);
-  report::WriteSummary(report::Summarize(report), false, json.Name("summary"));
+  report::WriteSummary(summary, false, json.Name("summary"));
   json.Texts("errors", report.errors).End();
   return lines + '\n';
 }
@@ -71,6 +74,7 @@ void TMachineCheck::LoadCatalogue() {
   report::TReport report = EmptyReport();
   session.Conclude(report);
   elements = report.catalogue.elements;
+  if (session.Catalogue()) machineTypes = MachineTypesIn(session.Catalogue());
   isOwnPlugin = session.IsOfOurPlugin();
   if (const auto kind = FailureOf(report.outcome)) throw TError(FailureLine(report), *kind);
 }
@@ -110,6 +114,9 @@ report::TReport TMachineCheck::Compare(TTask& task) {
   session.Conclude(report);
   if (isFirst && report::WasCompared(report.outcome)) {
     passedOver.Learn(*kind, reads, session.Catalogue());
+  }
+  if (report.outcome == EOutcome::kNothingApplicable) {
+    report.nothingComparedBecause = WhyNothingApplies(report, machineTypes);
   }
   if (log && !log->Flush()) report.errors.emplace_back("the log of this machine is not whole");
   return report;

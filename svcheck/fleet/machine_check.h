@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "report/model.h"
 #include "runtime/xmlparser/shared_documents.h"
@@ -47,7 +48,8 @@ class TMachineCheck {
   TDocumentSharing sharing;
   std::shared_ptr<TLoadedPlugin> plugin;
   std::optional<std::uint64_t> elements;
-  bool isOwnPlugin = false;  // What others choose elements by, nobody knows.
+  std::vector<std::string> machineTypes;  // That the catalogue is for.
+  bool isOwnPlugin = false;               // What others choose elements by, nobody knows.
   TPassedOver passedOver;
 };
 

@@ -276,6 +276,10 @@ report::TReport ReportOf(std::string_view lines) {
     if (!outcome) RefuseLine(*line);
     report.outcome = *outcome;
     report.machine.type = TextOf(*line, "machineType");
+    // Earlier versions wrote none.
+    if (const auto reason = MemberOf(*line, "stateReason"); reason && WasCompared(*outcome)) {
+      report.nothingComparedBecause = Unescaped(*reason);
+    }
     for (const std::string_view error : ErrorsOf(*line)) report.errors.push_back(Unescaped(error));
   }
   return report;

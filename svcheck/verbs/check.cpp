@@ -11,6 +11,7 @@
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/catalogue_folder.h"
+#include "svcheck/session/coverage.h"
 #include "svcheck/session/download.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/query_session.h"
@@ -64,6 +65,8 @@ class TCheckVerb : public IVerb {
   std::string CatalogueSize() const;
   static void Describe(const TQuerySession& session, report::TReport& report);
   void DescribeEnd(report::TReport& report) const;
+  // What the records cover, and why there are none.
+  void DescribeCoverage(const TQuerySession& session, report::TReport& report) const;
   // What is to be known of the download folder.
   void AddRemarks(report::TReport& report) const;
   void DescribeCatalogue(report::TReport& report) const;
@@ -78,6 +81,7 @@ class TCheckVerb : public IVerb {
   std::string catalogue;
   std::string root = "/";
   std::string progress = "auto";
+  std::string osUnknown = "compare";
   bool live = false;
   bool timings = false;
   bool isOfFolder = false;  // Whether a folder's catalogue is what the plug-in goes by.
@@ -97,6 +101,9 @@ TCheckVerb::TCheckVerb(CLI::App& app) {
   AddMachineOption(app, options);
   AddReportOptions(app, reportOptions);
   AddWaiversOption(app, reportOptions);
+  AddText(app, "--os-unknown", osUnknown,
+          "Drivers' records for a system that catalogues have no code for", "WHAT")
+      .OneOf({"compare", "skip-drivers"});
   AddText(app, "--progress", progress, "Show progress on standard error", "WHEN")
       .OneOf({"auto", "always", "never"});
   AddFlag(app, "--timings", timings, "Tell on standard error where the time went");
@@ -219,6 +226,10 @@ void TCheckVerb::RunQuery(TQuerySession& session, TStatusLine& status, report::T
   EndPhase("comparison");
   session.Conclude(report);
   DescribeEnd(report);
+  // What the plug-in of somebody else compares is its own affair.
+  if (session.IsOfOurPlugin() && report::WasCompared(report.outcome)) {
+    DescribeCoverage(session, report);
+  }
   log.DemandWhole();
 }
 
@@ -250,6 +261,19 @@ void TCheckVerb::DescribeEnd(report::TReport& report) const {
   if (live) AddRemarks(report);
 }
 
+void TCheckVerb::DescribeCoverage(const TQuerySession& session, report::TReport& report) const {
+  const bool withoutDrivers = report.osKnown == false && osUnknown == "skip-drivers";
+  report.coverage =
+      CoverageOf({session.Inventory(), session.Catalogue(), *session.Records(), report.machine.type,
+                  SystemCodeIn(session.Inventory()).value_or(""), live, withoutDrivers});
+  if (withoutDrivers) {
+    report.driversLeftOut = report::KeepOnly(
+        report, [](const report::TRecord& record) { return record.type != rules::kDriverType; });
+  }
+  if (report.outcome != report::EOutcome::kNothingApplicable || !session.Catalogue()) return;
+  report.nothingComparedBecause = WhyNothingApplies(report, MachineTypesIn(session.Catalogue()));
+}
+
 void TCheckVerb::AddRemarks(report::TReport& report) const {
   if (options.offline) report.errors.push_back(RemarkOnOffline());
   const std::vector<std::string> names = FilesNotOffered(acquire::LastOutcome());
@@ -266,6 +290,8 @@ void TCheckVerb::Describe(const TQuerySession& session, report::TReport& report)
     report.system = {TextOf(*instance, "Caption"), TextOf(*instance, rules::kSystemVersion),
                      TextOf(*instance, rules::kSystemPlatform)};
   }
+  if (!session.IsOfOurPlugin()) return;
+  if (const auto code = SystemCodeIn(session.Inventory())) report.osKnown = !code->empty();
 }
 
 void TCheckVerb::DescribeCatalogue(report::TReport& report) const {

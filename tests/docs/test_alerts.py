@@ -27,16 +27,19 @@ def rules():
 class Checks:
     """What the file of a machine says, sample by sample, whose check runs at the start of a day."""
 
-    def __init__(self, outdated=lambda day: 3, failing=(), age=lambda day: 1000, first_success=0):
-        success = first_success
+    def __init__(self, outdated=lambda day: 3, failing=(), age=lambda day: 1000, nothing=()):
+        success, counts = "_", ("_", "_")
         self.series = {name: [] for name in (
-            'records{verdict="outdated",', "success{", "last_success_timestamp_seconds{",
-            "catalogue_age_seconds{")}
+            'records{verdict="outdated",', "compared_records{", "success{",
+            "last_success_timestamp_seconds{", "catalogue_age_seconds{")}
         for day in range(DAYS):
+            # As the program writes them: a failed check keeps what was counted before it, and says
+            # no age of what could not be read.
             failed = day in failing
-            success = success if failed else day * 86400
-            # As the program writes them: no count, and no age of what could not be read.
-            values = (0 if failed else outdated(day), 0 if failed else 1, success,
+            if not failed:
+                counts = (0, 0) if day in nothing else (outdated(day), 7)
+                success = success if day in nothing else day * 86400
+            values = (*counts, int(not failed and day not in nothing), success,
                       "_" if failed else age(day))
             for name, value in zip(self.series, values):
                 self.series[name].append(value)
@@ -51,6 +54,8 @@ class Checks:
 SUMMARIES = {
     "UpdatesOutstanding": "web-01: 3 updates outstanding for a week",
     "UpdateCheckFails": "web-01: no check went well for three days, or ever",
+    "UpdateCheckComparesNothing":
+        "web-01: nothing could be compared; is the catalogue for this machine?",
     "UpdateCatalogueOld": "web-01: the catalogue is older than 90 days"}
 
 
@@ -106,12 +111,30 @@ class Alerts(unittest.TestCase):
         self.play(Checks(failing=range(2, 8)), {
             "UpdateCheckFails": {days(2): False, days(4): False, days(4) + STEP: True,
                                  days(8) - STEP: True, days(8): False},
-            "UpdatesOutstanding": {days(10) - STEP: False}})
+            "UpdatesOutstanding": {days(7) - STEP: False, days(7): True, days(10) - STEP: True}})
 
     def test_a_check_that_never_went_well_is_told(self):
         self.play(Checks(failing=range(DAYS)), {
-            "UpdateCheckFails": {days(3): False, days(3) + STEP: True, days(9): True},
+            "UpdateCheckFails": {0: True, days(3): True, days(9): True},
+            "UpdateCheckComparesNothing": {days(9): False},
             "UpdatesOutstanding": {days(9): False}})
+
+    def test_one_that_fails_until_the_third_day_is_told_until_then(self):
+        self.play(Checks(failing=range(2)), {
+            "UpdateCheckFails": {0: True, days(2) - STEP: True, days(2): False, days(5): False}})
+
+    def test_one_that_compares_nothing_is_told_and_is_no_success(self):
+        self.play(Checks(nothing=range(4, 9)), {
+            "UpdateCheckComparesNothing": {days(4) - STEP: False, days(4) + 30: False,
+                                           days(4) + 60: True, days(9) - STEP: True,
+                                           days(9) + STEP: False},
+            "UpdateCheckFails": {days(5): False, days(6): False, days(6) + STEP: True,
+                                 days(9) - STEP: True, days(9): False},
+            "UpdatesOutstanding": {days(7): False, days(10) - STEP: False}})
+
+    def test_a_day_of_failures_does_not_hide_that_nothing_is_compared(self):
+        self.play(Checks(nothing=range(4, 9), failing=(6,)), {
+            "UpdateCheckComparesNothing": {days(6) + 60: True, days(7): True, days(9) + STEP: False}})
 
     def test_an_old_catalogue_is_told_on_a_day_of_failures_too(self):
         self.play(Checks(age=lambda day: OLD + (1 if day >= 4 else 0), failing=(6,)), {

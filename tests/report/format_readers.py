@@ -7,7 +7,7 @@ from html.parser import HTMLParser
 
 SAMPLE = re.compile(r'([a-z_]+)(\{(?:[a-z]+="(?:[^"\\\n]|\\["\\n])*",?)*\})? (-?[0-9]+)')
 LABEL = re.compile(r'([a-z]+)="((?:[^"\\\n]|\\["\\n])*)"')
-NAGIOS = re.compile(r"SVCHECK (OK|WARNING|CRITICAL|UNKNOWN) - ([^|\n]*) \|((?: [a-z_]+=[0-9]+;;;0)+)\n")
+NAGIOS = re.compile(r"SVCHECK (OK|WARNING|CRITICAL|UNKNOWN) - ([^|\n]*?)(?: \|((?: [a-z_]+=[0-9]+;;;0)+))?\n")
 
 
 def read_metrics(text):
@@ -39,7 +39,7 @@ def read_nagios(text):
     """State, text and performance data of one line."""
     match = NAGIOS.fullmatch(text)
     assert match, text
-    return match[1], match[2], {name: int(value) for name, value in re.findall(r"(\w+)=(\d+)", match[3])}
+    return match[1], match[2], {name: int(value) for name, value in re.findall(r"(\w+)=(\d+)", match[3] or "")}
 
 
 def width_of(character):

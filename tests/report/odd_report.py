@@ -2,6 +2,8 @@
 
 import datetime
 
+NOTICE = ("Catalogues have no code for this operating system: drivers are compared with those that are "
+          "offered for any.")
 VERDICTS = ("outdated", "unknown", "newer", "current")
 CONTROLS = [chr(value) for value in (*range(0x20), *range(0x7F, 0xA0))]
 TURNING = [chr(value) for value in (*range(0x202A, 0x202F), *range(0x2066, 0x206A))]
@@ -71,10 +73,26 @@ def record_of(index):
 def counts_of(records, with_waivers):
     counts = {verdict: sum(record["verdict"] == verdict and "waived" not in record
                            for record in records) for verdict in VERDICTS}
+    counts["compared"] = sum(record["verdict"] != "unknown" for record in records)
     if with_waivers:
         counts["waived"] = sum("waived" in record for record in records)
         counts["expiredWaivers"] = sum("expiredWaiver" in record for record in records)
     return counts
+
+
+FAILURES = ("no-catalogue", "failed")
+
+
+def state_of(records, errors, outcome):
+    """State and reason, as the program finds them."""
+    if outcome in FAILURES:
+        sentence = "There is no catalogue at that place." if outcome == "no-catalogue" else "The check failed."
+        return {"state": "failed", "stateReason": " ".join([sentence, *errors[:1]])}
+    if any(record["verdict"] == "outdated" and "waived" not in record for record in records):
+        return {"state": "updates"}
+    if any(record["verdict"] != "unknown" for record in records):
+        return {"state": "current"}
+    return {"state": "nothing-compared", "stateReason": "because of <this> & that"}
 
 
 def report(records=(), errors=(), outcome="done", with_waivers=False, **more):
@@ -85,9 +103,11 @@ def report(records=(), errors=(), outcome="done", with_waivers=False, **more):
         "machine": {"type": "46\x9b38\u202e", "manufacturer": "Q&X", "model": 'R "x" <7>\x1b[2J',
                     "serialNumber": "=06C", "host": "we\x9bb"},
         "operatingSystem": {"caption": "Some | Linux\x07", "version": "2.6\t18", "platform": "x86_64"},
+        "osKnown": None,
         "catalogue": {"source": "folder", "path": "/srv/\x1b]0;x\x07", "elements": 17,
                       "modified": "2027-06-27T00:00:00Z"},
-        "outcome": outcome, **more, "records": list(records),
+        "outcome": outcome, **state_of(records, errors, outcome), **more, "notices": [],
+        "records": list(records), "notCompared": [],
         "summary": counts_of(records, with_waivers), "errors": list(errors)}
 
 
@@ -100,6 +120,19 @@ def plain_report():
     """Every verdict, and no waiver anywhere."""
     return report([{name: value for name, value in record_of(index).items()
                     if name not in ("waived", "expiredWaiver")} for index in range(len(TEXTS))])
+
+
+def covered_report():
+    """A system without a code, and pieces that were not compared."""
+    why = ("no-version", "not-offered", "other-machine", "other-system", "not-running")
+    pieces = [{"type": "Driver", "name": text, "version": text or None, "reason": why[index % 5]}
+              for index, text in enumerate(TEXTS)]
+    found = report([record_of(0)], notices=[NOTICE])
+    found |= {"osKnown": False, "installed": len(TEXTS) + 7, "notCompared": pieces, "notices": [NOTICE]}
+    order = list(found)
+    order.remove("installed")
+    order.insert(order.index("notCompared"), "installed")
+    return {name: found[name] for name in order}
 
 
 def failed_report():

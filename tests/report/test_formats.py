@@ -13,19 +13,21 @@ from xml.etree import ElementTree
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "svcheck"))
 from format_readers import Page, read_metrics, read_nagios, read_table  # noqa: E402
-from odd_report import (VERDICTS, cell, csv_text, empty_report, failed_report, label,  # noqa: E402
+from odd_report import (VERDICTS, cell, covered_report, csv_text, empty_report, failed_report, label,  # noqa: E402
                         page_text, plain_line, plain_report, record_of, report, seconds, sentence,
                         trimmed, waived_report, xml_text)
 from program import ProgramTest, main  # noqa: E402
 
 UNSAFE = re.compile("[\0-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
 SENTENCES = {"no-catalogue": "There is no catalogue at that place.",
-             "nothing-applicable": "The catalogue offers nothing for this machine.",
-             "empty-catalogue": "The catalogue holds no update elements.",
-             "done": "The catalogue offers updates for this machine, but none for what is installed."}
+             "nothing-applicable": "because of <this> & that",
+             "empty-catalogue": "because of <this> & that",
+             "done": "because of <this> & that"}
 REPORTS = {"waived": waived_report(), "plain": plain_report(), "failed": failed_report(),
            "one": report([record_of(1)], with_waivers=True), "none": empty_report(),
-           "nothing": empty_report("nothing-applicable"), "empty": empty_report("empty-catalogue")}
+           "nothing": empty_report("nothing-applicable"), "empty": empty_report("empty-catalogue"), "covered": covered_report()}
+COVERAGE = "{installed} installed pieces: 7 compared, {0} not: ".format(
+    len(REPORTS["covered"]["notCompared"]), **REPORTS["covered"])
 
 
 def waiver(record, name, key):
@@ -72,7 +74,8 @@ class Formats(FormatTest):
             *records, last = [json.loads(line) for line in text[:-1].split("\n")]
             self.assertEqual(records, expected["records"])
             self.assertEqual(last, {name: expected[name] for name in (
-                "outcome", "generated", "machine", "summary", "errors")})
+                "outcome", "state", "stateReason", "generated", "machine", "osKnown", "notices",
+                "installed", "notCompared", "summary", "errors") if name in expected})
 
     def test_csv_is_a_table_without_formulas(self):
         for raw in (False, True):
@@ -86,6 +89,11 @@ class Formats(FormatTest):
                             waiver(record, "expiredWaiver", "expires"), "we\x9bb"]
                            for record in expected["records"]]
                 causes = [SENTENCES[expected["outcome"]], *expected["errors"]] if failed else []
+                if expected["state"] == "nothing-compared":
+                    records.append(["Notice", expected["stateReason"], "", "", "nothing compared", "",
+                                    "", "we\x9bb"])
+                records += [["Notice", notice, "", "", "notice", "", "", "we\x9bb"]
+                            for notice in expected["notices"]]
                 records += [["Error", cause, "", "", "not checked", "", "", "we\x9bb"] for cause in causes]
                 self.assertEqual(rows, [[csv_text(text, raw) for text in row] for row in records])
                 if not raw:
@@ -96,8 +104,10 @@ class Formats(FormatTest):
         for expected, text, failed in self.each("junit"):
             root = ElementTree.fromstring(text)
             records, counts = expected["records"], expected["summary"]
-            totals = {"tests": len(records) + failed, "failures": counts["outdated"],
-                      "errors": int(failed), "skipped": counts["unknown"] + counts.get("waived", 0)}
+            nothing = expected["state"] == "nothing-compared"
+            totals = {"tests": len(records) + failed + nothing, "failures": counts["outdated"],
+                      "errors": int(failed),
+                      "skipped": counts["unknown"] + counts.get("waived", 0) + nothing}
             totals = {name: str(count) for name, count in totals.items()}
             self.assertEqual((root.tag, root.attrib, len(root)), ("testsuites", totals, 1))
             self.assertEqual(root[0].attrib, {
@@ -108,8 +118,25 @@ class Formats(FormatTest):
                 details = "".join(xml_text(error) + "\n" for error in expected["errors"])
                 cases.append(({"classname": "svcheck", "name": "check"}, [(
                     "error", {"type": "no-catalogue", "message": SENTENCES["no-catalogue"]}, details)]))
+            if nothing:
+                cases.append(({"classname": "svcheck", "name": "check"}, [(
+                    "skipped", {"message": "nothing compared: " + expected["stateReason"]}, None)]))
+            properties, *shown = root[0]
             self.assertEqual([(case.attrib, [(part.tag, part.attrib, part.text) for part in case])
-                              for case in root[0]], cases)
+                              for case in shown], cases)
+            self.assertEqual({part.get("name"): part.get("value") for part in properties},
+                             self.properties_of(expected))
+
+    @staticmethod
+    def properties_of(expected):
+        said = {"state": expected["state"], "osKnown": str(expected["osKnown"]).lower()}
+        if expected["osKnown"] is None:
+            del said["osKnown"]
+        if "installed" in expected:
+            reasons = [piece["reason"] for piece in expected["notCompared"]]
+            said |= {"installed": str(expected["installed"]), "notCompared": str(len(reasons))}
+            said |= {f"notCompared.{reason}": str(reasons.count(reason)) for reason in reasons}
+        return said | {"notice": notice for notice in expected["notices"]}
 
     @staticmethod
     def case_of(record):
@@ -124,32 +151,45 @@ class Formats(FormatTest):
             parts = [("skipped", {"message": xml_text(text)}, None)]
         return ({"classname": xml_text(record["Type"]), "name": xml_text(record["Name"])}, parts)
 
-    def test_nagios_is_one_line_with_counts(self):
+    def test_nagios_is_a_line_with_what_was_counted(self):
+        states = {"failed": "UNKNOWN", "nothing-compared": "UNKNOWN", "updates": "WARNING",
+                  "current": "OK"}
         for expected, text, failed in self.each("nagios"):
-            counts = dict(expected["summary"])
-            state, said, data = read_nagios(text)
-            if "waived" in counts:
+            counts = {name: count for name, count in expected["summary"].items() if name != "compared"}
+            line, *more = text[:-1].split("\n")
+            state, said, data = read_nagios(line + "\n")
+            if "expired_waivers" in data:
                 data["expiredWaivers"] = data.pop("expired_waivers")
-            self.assertEqual((data, list(data)), (counts, list(counts)))
-            self.assertEqual(state, "UNKNOWN" if failed else "WARNING" if counts["outdated"] else "OK")
+            wanted = {} if states[expected["state"]] == "UNKNOWN" else counts
+            self.assertEqual((data, list(data)), (wanted, list(wanted)))
+            self.assertEqual(state, states[expected["state"]])
             cause = (SENTENCES["no-catalogue"] + " " + plain_line(expected["errors"][0]) if failed else
-                     sentence(counts) if expected["records"] else SENTENCES[expected["outcome"]])
+                     sentence(counts) if wanted else "nothing compared: " + expected["stateReason"])
             self.assertEqual(said, "we\ufffdb: " + cause.replace("|", "/"))
+            self.assertEqual(more[:-1], expected["notices"])
+            self.assertEqual([line[:len(COVERAGE)] for line in more[len(expected["notices"]):]],
+                             [COVERAGE] * ("installed" in expected))
 
     def test_metrics_have_every_count_and_no_waived_record(self):
         for expected, text, failed in self.each("prometheus"):
             metrics = read_metrics(text)
             counts, generated = expected["summary"], seconds(expected["generated"])
-            wanted = {("svcheck_records", frozenset({("verdict", verdict)})): counts[verdict]
-                      for verdict in VERDICTS}
-            single = {"svcheck_records_waived": counts.get("waived", 0),
-                      "svcheck_records_waiver_expired": counts.get("expiredWaivers", 0),
-                      "svcheck_success": int(not failed),
-                      "svcheck_last_run_timestamp_seconds": generated,
-                      "svcheck_last_success_timestamp_seconds": 0 if failed else generated,
-                      "svcheck_catalogue_elements": expected["catalogue"]["elements"] or 0}
+            success = expected["state"] in ("updates", "current")
+            wanted = {}
+            single = {"svcheck_success": int(success),
+                      "svcheck_last_run_timestamp_seconds": generated}
+            if success:
+                single["svcheck_last_success_timestamp_seconds"] = generated
+            if expected["osKnown"] is not None:
+                single["svcheck_os_known"] = int(expected["osKnown"])
             if not failed:
-                single["svcheck_catalogue_age_seconds"] = 3 * 86400
+                wanted = {("svcheck_records", frozenset({("verdict", verdict)})): counts[verdict]
+                          for verdict in VERDICTS}
+                single |= {"svcheck_compared_records": counts["compared"],
+                           "svcheck_records_waived": counts.get("waived", 0),
+                           "svcheck_records_waiver_expired": counts.get("expiredWaivers", 0),
+                           "svcheck_catalogue_elements": 17,
+                           "svcheck_catalogue_age_seconds": 3 * 86400}
             wanted |= {(name, frozenset()): value for name, value in single.items()}
             about = {"version": label(expected["tool"]["version"]), "outcome": expected["outcome"],
                      "machine": label(expected["machine"]["type"]), "host": "we\ufffdb"}
@@ -165,13 +205,20 @@ class Formats(FormatTest):
         for expected, text, failed in self.each("table"):
             self.assertNotRegex(text, "[\t\r]")
             count = len(expected["records"])
-            errors = ["  " + plain_line(error) for error in expected["errors"]]
+            errors = ["  " + plain_line(error)
+                      for error in expected["notices"] + expected["errors"]]
             last = ([f"NOT CHECKED: {SENTENCES[expected['outcome']]}"] if failed else
                     ["", f"{count} record{'s' * (count != 1)}: {sentence(expected['summary'])}."]
-                    if count else [f"No records. {SENTENCES[expected['outcome']]}"])
+                    if count else ["No records."])
+            if expected["state"] == "nothing-compared":
+                headline, text = text.split("\n\n", 1)
+                self.assertEqual(headline, f"NOTHING COMPARED: {expected['stateReason']}.")
             if not count:
                 self.assertEqual(text.split("\n")[3:], errors + last + [""])
                 continue
+            if "installed" in expected:
+                text, coverage = text[:text.rindex(COVERAGE)], text[text.rindex(COVERAGE):]
+                self.assertRegex(coverage, r"\d+ are offered for other systems, \d+ do not run\.\n$")
             _, rows, behind = read_table(text)
             self.assertEqual(rows, [self.row_of(record) for record in expected["records"]])
             self.assertEqual(behind, ([""] + errors if errors else []) + last + [""])
@@ -199,6 +246,8 @@ class Formats(FormatTest):
 class WholePage(FormatTest):
     def test_the_page_has_a_row_for_each_record(self):
         for expected, text, failed in self.each("html"):
+            if "installed" in expected:
+                continue
             page, counts = Page(text), expected["summary"]
             self.assertEqual([(group["type"], group["head"], group["rows"]) for group in page.groups],
                              self.groups_of(expected))
@@ -219,16 +268,20 @@ class WholePage(FormatTest):
             host = page_text(expected["machine"]["host"])
             self.assertEqual(page.texts["title"], f"{page.texts['h1']} – {host}")
             self.assertEqual(page.texts["bdi"][:len(host)], host)
-            said = (SENTENCES[expected["outcome"]] if not expected["records"] else
-                    f"{len(expected['records'])} compared: {sentence(counts)}.")
+            number = len(expected["records"])
+            said = (SENTENCES[expected["outcome"]] if failed else
+                    f"{number} record{'s' * (number != 1)}: {sentence(counts)}." if number else
+                    "No records.")
+            if expected["state"] == "nothing-compared":
+                said = f"Why: {page_text(expected['stateReason'])}. {said}"
             self.assertEqual(page.texts["p"].split("Nothing goes by")[0].strip(), f". {said}")
             self.assertEqual(page.facts, self.facts_of(expected, failed))
 
     @staticmethod
     def lead_of(expected, failed):
         updates = expected["summary"]["outdated"]
-        if failed or not expected["records"]:
-            return "Not checked" if failed else "Nothing to compare"
+        if failed or expected["state"] == "nothing-compared":
+            return "Not checked" if failed else "Nothing was compared"
         return (f"{updates} update{'s' * (updates != 1)} to install" if updates else
                 "Nothing is known to be outdated" if expected["summary"]["unknown"] else
                 "Nothing to install")

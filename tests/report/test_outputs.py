@@ -16,6 +16,8 @@ from program import (MACHINE, SAMPLE, SOURCE, SYSTEM, ProgramTest, bios, documen
 UNSAFE = re.compile("[\0-\x09\x0b-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
 NAME = "=\x7f\u009b31m\u202eBIOS"
 OFFER = {"name": NAME, "description": "BIOS Update", "Version": "-\x9f1-[YUE112A]-"}
+CURRENT = {"Type": "T", "Name": "N", "InstalledVersion": "1", "SVVersion": "1", "verdict": "current"}
+OUTDATED = {**CURRENT, "Name": "O", "SVVersion": "2", "verdict": "outdated"}
 METRIC = "svcheck_last_success_timestamp_seconds"
 
 
@@ -76,9 +78,9 @@ class Documents(OutputTest):
     """What docs/ tells of the outputs, name by name."""
 
     def test_monitoring_names_every_metric_and_no_other(self):
-        text = self.run_program("report", self.saved(records=[{
+        text = self.run_program("report", self.saved(osKnown=True, records=[{
             "Type": "T", "Name": "N", "InstalledVersion": "1", "SVVersion": "2",
-            "verdict": "outdated"}]), "--format", "prometheus").stdout
+            "verdict": "outdated"}]), "--format", "prometheus", "--max-age", "1").stdout
         page = (SOURCE / "docs" / "monitoring.md").read_text()
         named = set(re.findall(r"svcheck_[a-z_]*[a-z]", page))
         self.assertEqual(named, set(re.findall("(?m)^# TYPE (.*) gauge$", text)))
@@ -137,17 +139,41 @@ class Options(OutputTest):
             self.assert_failed(result, 64, f"--width {width} is no number of columns")
 
     def last_success(self, before, **more):
-        """The one of metrics written over a file that says `before`."""
-        place = self.write("svcheck.prom", f"# x\n{METRIC} {before}\n")
+        """The one of metrics written over a file of ours that says `before`; none where it has none."""
+        place = self.write("svcheck.prom", f'svcheck_info{{x="y"}} 1\n{METRIC} {before}\n')
         self.run_program("report", self.saved(**more), "--format", "prometheus", "--output", place)
-        return re.search(f"(?m)^{METRIC} (.*)$", place.read_text())[1]
+        found = re.search(f"(?m)^{METRIC} (.*)$", place.read_text())
+        return found and found[1]
 
     def test_a_failed_check_keeps_when_one_went_well(self):
-        for value in ("0", "1814000000", "2147483648", "4294967303", "9223372036854775807", "-1"):
+        for value in ("1", "1814000000", "2147483648", "4294967303", "9223372036854775807", "-1"):
             self.assertEqual(self.last_success(value, outcome="failed"), value)
-        for value in ("9223372036854775808", "18446744073709551617", "1e9", "1 2", "x", ""):
-            self.assertEqual(self.last_success(value, outcome="failed"), "0", value)
-        self.assertEqual(self.last_success("17"), "1814313600")
+        for value in ("0", "9223372036854775808", "18446744073709551617", "1e9", "1 2", "x", ""):
+            self.assertIsNone(self.last_success(value, outcome="failed"), value)
+        self.assertEqual(self.last_success("17", records=[CURRENT]), "1814313600")
+        self.assertEqual(self.last_success("17"), "17", "nothing was compared")
+        place = self.write("other.prom", f"{METRIC} 17\n")
+        self.run_program("report", self.saved(outcome="failed"), "--format", "prometheus", "--output",
+                         place)
+        self.assertNotIn(METRIC, place.read_text())
+
+    def test_a_failed_check_keeps_the_counts_of_the_file_that_it_replaces(self):
+        place = self.folder / "svcheck.prom"
+        shown = {}
+        for day, more in enumerate(({"records": [CURRENT, OUTDATED]}, {"outcome": "failed"},
+                                    {"outcome": "no-catalogue"}, {"records": [CURRENT]})):
+            self.run_program("report", self.saved(**more), "--format", "prometheus", "--output", place)
+            shown[day] = dict(re.findall(r"(?m)^(svcheck_[^ ]+|svcheck_outdated\{.*\}) (\d+)$",
+                                         place.read_text()))
+        counted = {name: value for name, value in shown[0].items()
+                   if re.match("svcheck_(records|compared|outdated|last_success)", name)}
+        self.assertEqual(counted['svcheck_records{verdict="outdated"}'], "1")
+        self.assertGreater(len(counted), 8)
+        for day in (1, 2):
+            self.assertEqual({name: shown[day].get(name) for name in counted}, counted)
+            self.assertEqual(shown[day]["svcheck_success"], "0")
+        self.assertEqual(shown[3]["svcheck_success"], "1")
+        self.assertEqual(shown[3]['svcheck_records{verdict="outdated"}'], "0")
 
     def test_conditions_and_states(self):
         def record(verdict, **more):
@@ -168,8 +194,33 @@ class Options(OutputTest):
                 self.assertEqual(line.returncode, status or nagios, (item, condition))
                 self.assertIn(("OK", "WARNING", "CRITICAL")[line.returncode], line.stdout)
 
+    def test_a_condition_is_a_list(self):
+        unknown = {**CURRENT, "verdict": "unknown"}
+        newer = {**CURRENT, "verdict": "newer"}
+        for records, holding in (([CURRENT], ()), ([CURRENT, OUTDATED], ("outdated",)),
+                                 ([CURRENT, unknown], ("unknown",)), ([newer], ("newer",)),
+                                 ([unknown], ("unknown", "nothing")), ([], ("nothing",))):
+            saved = self.saved(records=records)
+            for text in ("outdated", "unknown", "newer", "nothing", "outdated,newer",
+                         "nothing,unknown", "outdated,unknown,newer,nothing", "different"):
+                names = "outdated,unknown,newer,nothing" if text == "different" else text
+                status = 2 if set(names.split(",")) & set(holding) else 0
+                shown = self.run_program("report", saved, "--fail-on", text)
+                self.assertEqual(shown.returncode, status, (records, text))
+        for text, words in (("outdate", '"outdate" is none of'), ("outdated,", '"" is none of'),
+                            ("none,outdated", '"none" stands alone'), ("newer, nothing", "none of")):
+            self.assert_failed(self.run_program("report", saved, "--fail-on", text), 64, words)
+
+    def test_the_greatest_age_can_be_a_setting(self):
+        saved = self.saved(records=[CURRENT])
+        for env, status in (({}, 0), ({"SVCHECK_MAX_AGE": "2"}, 1), ({"SVCHECK_MAX_AGE": "3"}, 0)):
+            line = self.run_program("report", saved, "--format", "nagios", env=env)
+            self.assertEqual(line.returncode, status, line.stdout)
+            self.assertEqual("; the catalogue is too old |" in line.stdout, status == 1)
+        self.assert_failed(self.run_program("report", saved, "--max-age=-1"), 64, "--max-age")
+
     def test_a_later_reader_passes_over_members_that_it_does_not_know(self):
-        saved = self.saved(later={"a": [1]}, osKnown=True)
+        saved = self.saved(later={"a": [1]})
         shown = self.run_program("report", saved, "--format", "json")
         self.assertNotIn("later", json.loads(shown.stdout))
 

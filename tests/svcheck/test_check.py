@@ -11,8 +11,9 @@ from program import (DIALECT, MACHINE, SAMPLE, SYSTEM, ProgramTest, bios, docume
                      records_of)
 
 FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus")
-KEYS = ["schema", "tool", "generated", "machine", "operatingSystem", "catalogue", "outcome",
-        "records", "summary", "errors"]
+KEYS = ["schema", "tool", "generated", "machine", "operatingSystem", "osKnown", "catalogue", "outcome",
+        "state", "notices", "records", "installed", "notCompared", "summary", "errors"]
+FAILED_KEYS = [*KEYS[:9], "stateReason", *KEYS[9:11], *KEYS[12:]]
 OLD_BIOS = {"description": "BIOS Update", "Version": "1.1-[YUE112A]-"}
 FAILURES = {"nagios": 3}  # The others end with the status of the check.
 
@@ -37,17 +38,20 @@ class Report(CheckTest):
         report = json.loads(result.stdout)
         self.assertEqual(list(report), KEYS)
         self.assertEqual((report["schema"], report["outcome"], report["errors"]), (1, "done", []))
+        self.assertEqual((report["state"], report["osKnown"], report["notices"]), ("updates", True, []))
         self.assertEqual(report["machine"]["type"], "4638")
         self.assertEqual(report["catalogue"]["source"], "folder")
         self.assertEqual(report["catalogue"]["path"], str(SAMPLE / "catalogue"))
         self.assertEqual(report["catalogue"]["elements"], 16)
         for record in report["records"]:
             self.assertEqual(list(record),
-                             ["Type", "Name", "InstalledVersion", "SVVersion", "verdict"])
+                             ["Type", "Name", "InstalledVersion", "SVVersion", "verdict"] +
+                             ["reason"] * (record["verdict"] == "unknown"))
         counts = {verdict: sum(record["verdict"] == verdict for record in report["records"])
                   for verdict in ("outdated", "unknown", "newer", "current")}
-        self.assertEqual(report["summary"], counts)
         self.assertTrue(all(counts.values()))
+        compared = len(report["records"]) - counts["unknown"]
+        self.assertEqual(report["summary"], {**counts, "compared": compared})
 
     def test_a_catalogue_is_as_old_as_its_index(self):
         folder = self.catalogue(element(**OLD_BIOS))
@@ -63,6 +67,7 @@ class Report(CheckTest):
         records = json.loads(self.check_sample("--format", "json").stdout)["records"]
         for record in records:
             del record["verdict"]
+            record.pop("reason", None)
         self.assertEqual(records, records_of(raw.stdout))
 
     def test_every_format_shows_every_record(self):
@@ -153,8 +158,9 @@ class Failure(CheckTest):
         result = self.check(*arguments, "--format", "json")
         self.assert_failed(result, status, *words)
         report = json.loads(result.stdout)
-        self.assertEqual(list(report), KEYS)
+        self.assertEqual(list(report), FAILED_KEYS)
         self.assertEqual((report["outcome"], report["records"]), (outcome, []))
+        self.assertEqual((report["state"], report["notCompared"]), ("failed", []))
         self.assertIsNone(report["catalogue"]["elements"])
         for word in words:
             self.assertIn(word, " ".join(report["errors"]))

@@ -17,7 +17,7 @@ from program import (BUILD, MACHINE, PROGRAM, SANITIZED, SYSTEM, ProgramTest, bi
 
 OFFERED = {"description": "BIOS Update", "Version": "1.1-[YUE112A]-"}
 RECORD_KEYS = ["machine", "Type", "Name", "InstalledVersion", "SVVersion", "verdict"]
-LAST_KEYS = ["machine", "outcome", "machineType", "summary", "errors"]
+LAST_KEYS = ["machine", "outcome", "state", "machineType", "summary", "errors"]
 CRASHING = BUILD / "tests/svcheck/crashing_plugin.so"
 
 
@@ -61,7 +61,7 @@ class Results(FleetTest):
         self.assertEqual(list(lines[1]), LAST_KEYS)
         self.assertEqual((lines[1]["outcome"], lines[1]["machineType"]), ("done", "4638"))
         self.assertEqual(lines[3]["summary"],
-                         {"outdated": 0, "unknown": 0, "newer": 0, "current": 1})
+                         {"outdated": 0, "unknown": 0, "newer": 0, "current": 1, "compared": 1})
 
     def test_results_stand_in_the_order_of_the_inventories(self):
         folder = self.machines(60)
@@ -232,7 +232,8 @@ class Failures(FleetTest):
         self.assertEqual([line["machine"] for line in lines], ["m0000", "m0001"])
         for line in lines:
             self.assertEqual([line[key] for key in LAST_KEYS[1:]],
-                             ["empty-catalogue", "4638", told["summary"], []])
+                             ["empty-catalogue", "nothing-compared", "4638", told["summary"], []])
+            self.assertEqual(line["stateReason"], "the catalogue holds no update elements")
 
     def test_fail_on_ends_with_its_status(self):
         folder = self.machines(2)

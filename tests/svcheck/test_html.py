@@ -241,8 +241,9 @@ class Contents(PageTest):
         self.browser.screenshot(PICTURES / "failed.png")
         other = self.catalogue(element(applicableMachineTypes=["-[1111]-"], name="other"))
         self.open("check", "--inventory", self.inventory(), "--catalogue", other)
-        self.assertEqual(self.text("h1"), "Nothing to compare")
-        self.assertIn("offers nothing for this machine", self.text(".lead"))
+        self.assertEqual(self.text("h1"), "Nothing was compared")
+        self.assertIn("the catalogue's only element is not for machine type 4638; its only type is "
+                      "1111", self.text(".lead"))
         self.assertIsNone(self.browser.run("return document.getElementById('records')"))
         self.assertIn("4638", self.text(".facts"))
 

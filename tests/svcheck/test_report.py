@@ -145,8 +145,8 @@ class Waivers(ReportTest):
         self.assert_failed(result, 0, "waivers.toml:9:", "megaraid_sas", "expired on 2020-01-01")
         self.assertIn("outdated (waived: window in January)", result.stdout)
         self.assertIn('outdated (waiver expired 2020-01-01: vendor "hold")', result.stdout)
-        self.assertTrue(result.stdout.endswith(
-            "8 outdated, 3 unknown, 3 newer, 5 current, 2 waived; 1 waiver has expired.\n"))
+        self.assertIn("8 outdated, 3 unknown, 3 newer, 5 current, 2 waived; 1 waiver has expired.\n",
+                      result.stdout)
 
     def test_they_apply_to_a_saved_report_and_stay_in_it(self):
         waivers = self.write("waivers.toml", WAIVERS)

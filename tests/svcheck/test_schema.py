@@ -100,7 +100,7 @@ class Schema(ProgramTest):
             with self.assertRaises(jsonschema.ValidationError):
                 jsonschema.validate(report, SCHEMA)
 
-        for name in good:
+        for name in set(good) - {"installed"}:
             refuse(lambda report: report.pop(name))
         for name in good["records"][0]:
             refuse(lambda report: report["records"][3].pop(name))

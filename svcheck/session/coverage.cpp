@@ -1,0 +1,383 @@
+#include "svcheck/session/coverage.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <array>
+#include <set>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "base/wording.h"
+#include "host/hskcore/exception.h"
+#include "report/text.h"
+#include "rules/components.h"
+#include "rules/driver_list.h"
+#include "rules/folded_text.h"
+#include "rules/names.h"
+#include "rules/system_codes.h"
+#include "rules/version_items.h"
+#include "svcheck/session/instances.h"
+
+using namespace NQRXHSK20;
+using svc::report::EPassedOver;
+
+namespace svc {
+
+std::optional<std::string> SystemCodeIn(const boost::shared_ptr<ICIMNamespace>& inventory) {
+  rules::TOperatingSystem system;
+  try {
+    for (const auto& instance : InstancesOf(inventory, rules::kSystemClass)) {
+      boost::shared_ptr<ICIMProperty> type;
+      instance->GetProperty(type, rules::kSystemType, CIMContext());
+      system = {TextOf(*instance, rules::kSystemVersion),
+                static_cast<std::uint16_t>(type->Value(CIMContext())),
+                TextOf(*instance, rules::kSystemBuild), TextOf(*instance, rules::kSystemPlatform)};
+    }
+  } catch (const THSKException&) {
+    return {};
+  }
+  return rules::CodeOf(system);
+}
+
+std::vector<std::string> MachineTypesIn(const boost::shared_ptr<ICIMNamespace>& catalogue) {
+  std::vector<std::string> types;
+  std::unordered_set<std::string> known;
+  for (const auto& element : InstancesOf(catalogue, rules::kUpdateClass)) {
+    const std::string text = TextOf(*element, rules::kUpdateMachineTypes);
+    for (const std::string_view type : rules::MarkedItems(text)) {
+      if (known.emplace(type).second) types.emplace_back(type);
+    }
+  }
+  return types;
+}
+
+std::string WhyNothingApplies(const report::TReport& report,
+                              const std::vector<std::string>& types) {
+  constexpr std::size_t kShown = 3;
+  const auto isOurs = [&](const std::string& type) {
+    return type.size() == report.machine.type.size() && rules::Mentions(type, report.machine.type);
+  };
+  if (std::ranges::any_of(types, isOurs)) {
+    return fmt::format("none of the catalogue's elements for machine type {} is for this system",
+                       report::PlainLine(report.machine.type));
+  }
+  std::string reason = StateReason(report, Summarize(report));
+  const auto nearest = MostAlike(report.machine.type, types, kShown);
+  if (nearest.empty()) return reason + "; it names no machine type";
+  if (nearest.size() < types.size()) {
+    reason += fmt::format("; the nearest of its {} types are ", types.size());
+  } else {
+    reason += types.size() == 1 ? "; its only type is " : "; its types are ";
+  }
+  for (std::size_t i = 0; i < nearest.size(); ++i) {
+    if (i > 0) reason += i + 1 == nearest.size() ? " and " : ", ";
+    reason += report::PlainLine(nearest[i]);
+  }
+  return reason;
+}
+
+namespace {
+
+// How a class tells what is installed, and by which texts the records of its instances are known.
+enum class EVersionForm { kVersion, kBuild, kBuildAndVersion };
+enum class ERecordName { kComponents, kOwn, kNumbered, kAny };
+
+struct TPieceClass {
+  std::string_view name;
+  EVersionForm form;
+  ERecordName recordName;
+  std::array<rules::EComponent, 4> components;  // That the elements for it update.
+};
+
+constexpr auto kNoComponent = rules::EComponent::kNone;
+
+// A class whose instances no element can be for has no component: nothing is offered for them.
+constexpr std::array kPieceClasses = {
+    TPieceClass{"QRXSG_SystemBIOSElement",
+                EVersionForm::kVersion,
+                ERecordName::kComponents,
+                {rules::EComponent::kBios, rules::EComponent::kUefi}},
+    TPieceClass{"QRXSG_DiagnosticVPD",
+                EVersionForm::kBuildAndVersion,
+                ERecordName::kComponents,
+                {rules::EComponent::kDiagnostics}},
+    TPieceClass{"QRXSG_SPROMFirmwareVPDMain",
+                EVersionForm::kBuild,
+                ERecordName::kOwn,
+                {rules::EComponent::kRwa2, rules::EComponent::kRwa, rules::EComponent::kIscp,
+                 rules::EComponent::kH8}},
+    TPieceClass{"QRXSG_IPMIFirmwareElement",
+                EVersionForm::kVersion,
+                ERecordName::kOwn,
+                {rules::EComponent::kBmc}},
+    TPieceClass{"QRXSG_BcmDeviceFirmwareElement",
+                EVersionForm::kVersion,
+                ERecordName::kNumbered,
+                {rules::EComponent::kBroadcom}},
+    TPieceClass{"QRXSG_MegaLSIFWPackageBuildFirmwareElement",
+                EVersionForm::kVersion,
+                ERecordName::kAny,
+                {rules::EComponent::kMegaRaid}},
+    TPieceClass{"QRXSG_LSIFirmwareElement",
+                EVersionForm::kVersion,
+                ERecordName::kOwn,
+                {rules::EComponent::kLsi}},
+    TPieceClass{"QRXSG_LSIBIOSElement",
+                EVersionForm::kVersion,
+                ERecordName::kOwn,
+                {rules::EComponent::kLsi}},
+    TPieceClass{"SVC_FirmwareDevice", EVersionForm::kVersion, ERecordName::kOwn, {}}};
+
+// Records of these devices are numbered behind it, and not named as the inventory does.
+constexpr std::string_view kNumberedName = "Broadcom NetXtreme Network Device  ";
+
+constexpr std::string_view kFirmwareType = "Firmware";
+constexpr std::string_view kRunning = "4";
+
+struct TInstalledPiece {
+  report::TPiece piece;
+  const TPieceClass* firmware = nullptr;  // Null for a driver.
+  bool isRunning = true;
+  bool hasRecord = false;
+};
+
+// A name and an installed version as one text.
+std::string KeyOf(std::string_view name, std::string_view installed) {
+  return std::string(name).append(1, '\n').append(installed);
+}
+
+// As records name a driver: its file up to the first dot, in capitals.
+std::string DriverName(std::string_view path) {
+  const std::string_view file = path.substr(path.rfind('\\') + 1);
+  std::string name(file.substr(0, file.find('.')));
+  for (char& c : name) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - ('a' - 'A'));
+  }
+  return name;
+}
+
+// How near the catalogue comes to offering something for a piece.
+enum class EOffer { kNone, kOtherMachine, kOtherSystem, kHere };
+
+class TCoverageWalk {
+ public:
+  explicit TCoverageWalk(const TCompared& compared) : compared(compared) {}
+
+  report::TCoverage Walk() {
+    for (const TPieceClass& row : kPieceClasses) AddFirmware(row);
+    AddDrivers();
+    MarkThoseWithRecords();
+    LookForOffers();
+    report::TCoverage coverage;
+    coverage.installed = pieces.size();
+    for (TInstalledPiece& installed : pieces) {
+      if (installed.hasRecord) continue;
+      installed.piece.why = WhyNot(installed);
+      coverage.notCompared.push_back(std::move(installed.piece));
+    }
+    return coverage;
+  }
+
+ private:
+  using TInstance = boost::shared_ptr<ICIMInstance>;
+
+  void AddFirmware(const TPieceClass& row);
+  void AddDrivers();
+  void Index(std::string_view type, std::string_view name, std::string_view installed) {
+    (type == kFirmwareType ? firmware : drivers).emplace(KeyOf(name, installed), pieces.size() - 1);
+  }
+  void MarkThoseWithRecords();
+  bool Mark(const std::unordered_multimap<std::string, std::size_t>& index, std::string_view name,
+            std::string_view installed);
+  void LookForOffers();
+  void LookAt(const ICIMInstance& element);
+  void LookAtDrivers(const ICIMInstance& element, EOffer place);
+  EPassedOver WhyNot(const TInstalledPiece& installed) const;
+  EOffer OfferFor(const TInstalledPiece& installed) const;
+  bool IsSought(const TInstalledPiece& installed) const {
+    return !installed.hasRecord && installed.isRunning && !installed.piece.version.empty();
+  }
+
+  const TCompared& compared;
+  std::vector<TInstalledPiece> pieces;
+  // Numbers of pieces by what their records say.
+  std::unordered_multimap<std::string, std::size_t> firmware;
+  std::unordered_multimap<std::string, std::size_t> drivers;
+  std::array<EOffer, rules::kComponentCount> components{};
+  std::unordered_map<std::string, EOffer> soughtDrivers;
+  bool seeksFirmware = false;
+};
+
+std::string InstalledText(const ICIMInstance& instance, EVersionForm form) {
+  const std::string version = TextOf(instance, "Version");
+  if (form == EVersionForm::kVersion) return version;
+  const std::string build = TextOf(instance, "BuildNumber");
+  return form == EVersionForm::kBuild ? build : build + " - " + version;
+}
+
+void TCoverageWalk::AddFirmware(const TPieceClass& row) {
+  const std::vector<TInstance> instances = InstancesOf(compared.inventory, row.name);
+  for (const TInstance& instance : instances) {
+    const std::string text = InstalledText(*instance, row.form);
+    const bool saysNothing = text.find_first_not_of(" -") == text.npos;
+    std::string name = TextOf(*instance, "Name");
+    const bool isComponent = row.recordName == ERecordName::kComponents;
+    if (isComponent || name.empty()) {
+      name = row.components.front() == kNoComponent ? row.name
+                                                    : rules::RowOf(row.components.front()).name;
+    }
+    pieces.push_back(
+        {{std::string(kFirmwareType), name, saysNothing ? "" : text, {}}, &row, true, false});
+    for (const rules::EComponent component : row.components) {
+      if (isComponent) Index(kFirmwareType, rules::RowOf(component).name, text);
+    }
+    if (row.recordName == ERecordName::kOwn) Index(kFirmwareType, name, text);
+    if (row.recordName == ERecordName::kNumbered) Index(kFirmwareType, kNumberedName, text);
+    if (row.recordName == ERecordName::kAny) Index(kFirmwareType, "", text);
+    // Records of adapters show the build behind the version of the class, that of the last one.
+    if (row.form == EVersionForm::kBuild) {
+      Index(kFirmwareType, name, TextOf(*instances.back(), "Version") + " (" + text + ") ");
+    }
+  }
+}
+
+void TCoverageWalk::AddDrivers() {
+  for (const TInstance& instance : InstancesOf(compared.inventory, rules::kDriverClass)) {
+    const std::string version = TextOf(*instance, rules::kDriverVersion);
+    const std::string name = DriverName(TextOf(*instance, rules::kDriverPath));
+    const bool isRunning = TextOf(*instance, rules::kDriverState) == kRunning;
+    pieces.push_back({{std::string(rules::kDriverType),
+                       name.empty() ? TextOf(*instance, "Name") : name,
+                       version,
+                       {}},
+                      nullptr,
+                      isRunning,
+                      false});
+    if (isRunning && !name.empty()) Index(rules::kDriverType, name, version);
+  }
+}
+
+bool TCoverageWalk::Mark(const std::unordered_multimap<std::string, std::size_t>& index,
+                         std::string_view name, std::string_view installed) {
+  const auto [first, last] = index.equal_range(KeyOf(name, installed));
+  for (auto entry = first; entry != last; ++entry) pieces[entry->second].hasRecord = true;
+  return first != last;
+}
+
+void TCoverageWalk::MarkThoseWithRecords() {
+  report::TRecord record;
+  for (std::size_t number = 0; number < compared.records.Count(); ++number) {
+    compared.records.Read(number, record);
+    if (record.type == rules::kDriverType) {
+      if (!compared.withoutDrivers) Mark(drivers, record.name, record.installed);
+      continue;
+    }
+    const bool isNumbered = record.name.starts_with(kNumberedName);
+    if (Mark(firmware, isNumbered ? kNumberedName : record.name, record.installed)) continue;
+    Mark(firmware, "", record.installed);
+  }
+}
+
+// The catalogue is walked only for what it may explain.
+void TCoverageWalk::LookForOffers() {
+  std::unordered_map<std::string, EOffer> sought;
+  for (const TInstalledPiece& installed : pieces) {
+    if (!IsSought(installed)) continue;
+    if (installed.firmware != nullptr) {
+      seeksFirmware = true;
+    } else {
+      sought.emplace(installed.piece.name, EOffer::kNone);
+    }
+  }
+  soughtDrivers = std::move(sought);
+  if (!compared.catalogue || (!seeksFirmware && soughtDrivers.empty())) return;
+  for (const TInstance& element : InstancesOf(compared.catalogue, rules::kUpdateClass)) {
+    LookAt(*element);
+  }
+}
+
+void Raise(EOffer& offer, EOffer found) { offer = std::max(offer, found); }
+
+// The components by the tests that the comparison makes.
+std::array<rules::EComponent, 2> ComponentsOf(const ICIMInstance& element) {
+  std::array<std::string, rules::kTestedProperties.size()> texts;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    texts[i] = TextOf(element, rules::kTestedProperties[i]);
+    rules::FoldCase(texts[i]);
+  }
+  const auto holds = [&](const rules::TComponentTest& test) {
+    return texts[test.property].find(test.text.Text()) != std::string::npos;
+  };
+  const auto chained = rules::FirstThatHolds(rules::kChainTests, holds);
+  return {rules::FirstThatHolds(rules::kBiosTests, holds),
+          chained == rules::EComponent::kUnnamedProcessor
+              ? rules::FirstThatHolds(rules::kProcessorTests, holds)
+              : chained};
+}
+
+void TCoverageWalk::LookAt(const ICIMInstance& element) {
+  const bool isForMachine = rules::Mentions(TextOf(element, rules::kUpdateMachineTypes),
+                                            rules::Marked(compared.machineType));
+  const std::string systems = TextOf(element, rules::kUpdateSystems);
+  const auto* const system = rules::FindSystem(compared.systemCode);
+  // A live query looks for the family, for firmware too.
+  const std::string_view sought =
+      compared.isLive && system != nullptr ? system->family : std::string_view(compared.systemCode);
+  const bool isForSystem = systems.find(sought) != std::string::npos;
+  const auto place = [&](bool applies) {
+    if (!isForMachine) return EOffer::kOtherMachine;
+    return applies ? EOffer::kHere : EOffer::kOtherSystem;
+  };
+  if (seeksFirmware) {
+    for (const rules::EComponent component : ComponentsOf(element)) {
+      Raise(components[static_cast<std::size_t>(component)],
+            place(isForSystem || !compared.isLive));
+    }
+  }
+  if (!soughtDrivers.empty()) LookAtDrivers(element, place(isForSystem));
+}
+
+void TCoverageWalk::LookAtDrivers(const ICIMInstance& element, EOffer place) {
+  const std::string files = TextOf(element, rules::kUpdateDriverFiles);
+  rules::CutDriverList(files, [&](const rules::TDriverListEntry& offered) {
+    if (!offered.IsOffered()) return;
+    const auto driver = soughtDrivers.find(DriverName(offered.name));
+    if (driver != soughtDrivers.end()) Raise(driver->second, place);
+  });
+}
+
+EOffer TCoverageWalk::OfferFor(const TInstalledPiece& installed) const {
+  if (installed.firmware == nullptr) {
+    const auto driver = soughtDrivers.find(installed.piece.name);
+    return driver == soughtDrivers.end() ? EOffer::kNone : driver->second;
+  }
+  EOffer offer = EOffer::kNone;
+  for (const rules::EComponent component : installed.firmware->components) {
+    if (component != kNoComponent) Raise(offer, components[static_cast<std::size_t>(component)]);
+  }
+  return offer;
+}
+
+EPassedOver TCoverageWalk::WhyNot(const TInstalledPiece& installed) const {
+  if (!installed.isRunning) return EPassedOver::kNotRunning;
+  if (installed.piece.version.empty()) return EPassedOver::kNoVersion;
+  switch (OfferFor(installed)) {
+    case EOffer::kOtherMachine:
+      return EPassedOver::kOtherMachine;
+    case EOffer::kOtherSystem:
+      return EPassedOver::kOtherSystem;
+    case EOffer::kHere:  // For another piece of its kind, unless its record is left out.
+      return compared.withoutDrivers && installed.firmware == nullptr ? EPassedOver::kOtherSystem
+                                                                      : EPassedOver::kNotOffered;
+    case EOffer::kNone:
+      break;
+  }
+  return EPassedOver::kNotOffered;
+}
+
+}  // namespace
+
+report::TCoverage CoverageOf(const TCompared& compared) { return TCoverageWalk(compared).Walk(); }
+
+}  // namespace svc
