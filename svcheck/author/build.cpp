@@ -36,8 +36,11 @@ void CheckCommand(const TCommand& command) {
   }
   for (const std::string& type : command.machineTypes) {
     if (IsMachineType(type)) continue;
-    throw TError("--machine \"" + type + "\" is no machine type; give it alone, as 4638",
-                 EErrorKind::kUsage);
+    throw TError(
+        "--machine \"" + type +
+            "\" is no machine type; give it alone, as `svcheck collect --show machine-type` "
+            "prints it",
+        EErrorKind::kUsage);
   }
   for (const std::string& system : command.systems) {
     if (IsSystem(system)) continue;

@@ -28,7 +28,7 @@ void CheckMachineTypeMarks(const TUpdate& update, TTell& tell);
 void CheckMachineTypeUnreachable(const TUpdate& update, TTell& tell);
 void CheckDriversWithoutSystem(const TUpdate& update, TTell& tell);
 void CheckSystemsMissing(const TUpdate& update, TTell& tell);
-void CheckSystemUnknown(const TUpdate& update, TTell& tell);
+void CheckSystemUnknown(const std::vector<TUpdate>& updates, TTell& tell);
 void CheckSystemCase(const TUpdate& update, TTell& tell);
 void CheckFamilyMissing(const TUpdate& update, TTell& tell);
 // checks_firmware.cpp

@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <ranges>
+#include <set>
 
 #include "rules/download_files.h"
 #include "rules/names.h"
@@ -48,8 +50,8 @@ void CheckMachineTypeMarks(const TUpdate& update, TTell& tell) {
 
 void CheckMachineTypeUnreachable(const TUpdate& update, TTell& tell) {
   for (const std::string& type : *update.machineTypes) {
-    const bool hasBlank = std::any_of(type.begin(), type.end(), report::IsBlank);
-    if (type.empty() || hasBlank) tell.Of(update, kMachineTypes, Quoted(rules::Marked(type)));
+    if (type.empty() || report::Trim(type) != type)
+      tell.Of(update, kMachineTypes, Quoted(rules::Marked(type)));
   }
 }
 
@@ -61,10 +63,25 @@ void CheckSystemsMissing(const TUpdate& update, TTell& tell) {
   if (update.drivers->empty() && update.Values(kSystems).empty()) tell.Of(update, kSystems);
 }
 
-void CheckSystemUnknown(const TUpdate& update, TTell& tell) {
-  for (const std::string& entry : update.Values(kSystems)) {
-    if (!NamesSystem(entry)) tell.Of(update, kSystems, Quoted(entry));
+// Once for the catalogue, at the first such name: a system without a code is no mistake.
+void CheckSystemUnknown(const std::vector<TUpdate>& updates, TTell& tell) {
+  const TUpdate* first = nullptr;
+  std::set<std::string> names;
+  for (const TUpdate& update : updates) {
+    for (const std::string& entry : update.Values(kSystems)) {
+      if (NamesSystem(entry)) continue;
+      if (first == nullptr) first = &update;
+      names.insert(entry);
+    }
   }
+  if (first == nullptr) return;
+  constexpr std::size_t kNamed = 3;
+  std::string detail;
+  for (const std::string& name : names | std::views::take(kNamed)) {
+    detail += (detail.empty() ? "" : ", ") + Quoted(name);
+  }
+  if (names.size() > kNamed) detail += " and " + std::to_string(names.size() - kNamed) + " more";
+  tell.Of(*first, kSystems, detail);
 }
 
 void CheckSystemCase(const TUpdate& update, TTell& tell) {

@@ -61,18 +61,6 @@ std::string Letters(std::string_view heading) {
   return letters;
 }
 
-std::vector<std::string> Parts(const std::string& text, std::string_view separators) {
-  std::vector<std::string> parts;
-  std::string_view rest = text;
-  while (!rest.empty()) {
-    const auto end = rest.find_first_of(separators);
-    const std::string_view part = report::Trim(rest.substr(0, end));
-    if (!part.empty()) parts.emplace_back(part);
-    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
-  }
-  return parts;
-}
-
 // A byte of another encoding would come into the catalogue as it is.
 void DemandUtf8(std::string_view text) {
   std::size_t line = 1;
@@ -84,6 +72,12 @@ void DemandUtf8(std::string_view text) {
     if (character.value == '\n') ++line;
     text.remove_prefix(character.size);
   }
+}
+
+// A column of several may be headed by one: "machine type".
+bool IsHeadingOf(std::string_view heading, std::string_view column) {
+  const std::string letters = Letters(heading);
+  return letters == Letters(column) || letters + 's' == Letters(column);
 }
 
 struct TRow {
@@ -111,13 +105,12 @@ class TListReader {
 
  private:
   void ReadHeadings(const TCsvRow& row) {
-    numbers.fill(row.fields.size());
     for (std::size_t i = 0; i < row.fields.size(); ++i) {
       // A spreadsheet may write a separator behind the last column.
-      if (!row.fields[i].empty()) numbers[ColumnOf(row, i)] = i;
+      if (!row.fields[i].empty()) numbers[ColumnOf(row, i)].push_back(i);
     }
     for (const EColumn column : {kType, kName, kVersion}) {
-      if (numbers[column] < row.fields.size()) continue;
+      if (!numbers[column].empty()) continue;
       throw TextError(row.line, fmt::format("no column \"{}\"; the first row names the columns: "
                                             "type, name, version, machine types, operating systems",
                                             kColumns[column]));
@@ -127,27 +120,44 @@ class TListReader {
   std::size_t ColumnOf(const TCsvRow& row, std::size_t i) const {
     const std::string& heading = row.fields[i];
     std::size_t column = 0;
-    while (column < kColumnCount && Letters(heading) != Letters(kColumns[column])) ++column;
+    while (column < kColumnCount && !IsHeadingOf(heading, kColumns[column])) ++column;
     const std::vector<std::string> names(kColumns.begin(), kColumns.end());
     if (column == kColumnCount) {
       throw TextError(row.line,
                       fmt::format("there is no column \"{}\"; {}the columns are {}", heading,
                                   DidYouMean(Lowered(heading), names), fmt::join(names, ", ")));
     }
-    if (numbers[column] != row.fields.size()) {
+    const bool mayRepeat = column == kMachineTypes || column == kSystems;
+    if (!mayRepeat && !numbers[column].empty()) {
       throw TextError(row.line, fmt::format("the column \"{}\" is there twice", names[column]));
     }
     return column;
   }
 
   std::string Field(const TCsvRow& row, EColumn column) const {
-    return numbers[column] < row.fields.size() ? row.fields[numbers[column]] : std::string();
+    const bool isThere = !numbers[column].empty() && numbers[column].back() < row.fields.size();
+    return isThere ? row.fields[numbers[column].back()] : std::string();
+  }
+
+  // Of a column that may stand there several times.
+  template <typename TCut>
+  std::vector<std::string> Texts(const TCsvRow& row, EColumn column, TCut cut) const {
+    std::vector<std::string> texts;
+    for (const std::size_t number : numbers[column]) {
+      if (number >= row.fields.size()) continue;
+      for (std::string& text : cut(row.fields[number])) {
+        if (std::find(texts.begin(), texts.end(), text) == texts.end()) {
+          texts.push_back(std::move(text));
+        }
+      }
+    }
+    return texts;
   }
 
   TRow ReadRow(const TCsvRow& source) const {
     TRow row{source.line,           &TypeOf(source),
              Field(source, kName),  Field(source, kVersion),
-             Field(source, kBuild), {Parts(Field(source, kMachineTypes), ";,| \t\n"), {}}};
+             Field(source, kBuild), {Texts(source, kMachineTypes, MachineTypesIn), {}}};
     for (const std::string* text : {&row.name, &row.version}) {
       if (text->empty()) throw TextError(row.line, "name or version is empty");
       if (Contains(*text, "-#") || text->find_first_of("\r\n\t") != text->npos) {
@@ -175,7 +185,8 @@ class TListReader {
 
   std::vector<std::string> SystemsOf(const TCsvRow& source, const TType& type,
                                      const std::string& name) const {
-    std::vector<std::string> wanted = Parts(Field(source, kSystems), ";,|");
+    std::vector<std::string> wanted =
+        Texts(source, kSystems, [](const std::string& field) { return Parts(field, ";,|"); });
     if (wanted.empty()) wanted = otherwise.systems;
     for (const std::string& system : wanted) {
       if (IsSystem(system)) continue;
@@ -198,7 +209,7 @@ class TListReader {
   }
 
   const TFor& otherwise;
-  std::array<std::size_t, kColumnCount> numbers{};
+  std::array<std::vector<std::size_t>, kColumnCount> numbers;  // Of the columns with each heading.
 };
 
 // A version that has its marks already stays as it is.

@@ -3,6 +3,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <map>
 
 #include "base/error.h"
 #include "base/json_writer.h"
@@ -10,9 +11,11 @@
 #include "report/columns.h"
 #include "report/text.h"
 #include "rules/names.h"
+#include "rules/system_codes.h"
 #include "rules/version_items.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/author/module.h"
+#include "svcheck/author/new_element.h"
 #include "svcheck/author/update.h"
 #include "svcheck/system/failure.h"
 
@@ -38,10 +41,27 @@ std::string TextOf(const TDriverEntry& driver) {
   return std::string(driver.name).append(" ").append(driver.version);
 }
 
+// Numbers in capitals, as machines have them; names of products as the element spells them.
 std::vector<std::string> TypesOf(const TUpdate& update) {
-  std::vector<std::string> types;
-  for (const std::string& type : *update.machineTypes) types.push_back(Raised(type));
-  return types;
+  std::map<std::string, std::string> types;
+  for (const std::string& text : update.Values(rules::kUpdateMachineTypes)) {
+    for (const std::string_view type : rules::MarkedItems(text)) {
+      const bool isNumber = !type.empty() && report::IsDigit(type.front());
+      types.emplace(Lowered(type), isNumber ? Raised(type) : std::string(type));
+    }
+  }
+  std::vector<std::string> texts;
+  for (auto& [lowered, text] : types) texts.push_back(std::move(text));
+  return texts;
+}
+
+// In a table, where blanks part types that hold none.
+std::string TypesText(const TUpdate& update) {
+  const std::vector<std::string> types = TypesOf(update);
+  const bool areWords = std::none_of(types.begin(), types.end(), [](const std::string& type) {
+    return type.find_first_of(" ,|") != type.npos;
+  });
+  return fmt::format("{}", fmt::join(types, areWords ? " " : " | "));
 }
 
 // The same tests that a live check makes.
@@ -49,13 +69,17 @@ bool IsShown(const TUpdate& update, const TCommand& command) {
   const auto has = [&](std::string_view property, const std::string& wanted) {
     return Mentions(update.element->Text(property), wanted);
   };
+  const auto isFor = [&](const std::string& code) {
+    if (code != kAnySystem) return has(rules::kUpdateSystems, code);
+    return std::all_of(
+        rules::kSystemCodes.begin(), rules::kSystemCodes.end(),
+        [&](const auto& row) { return has(rules::kUpdateSystems, std::string(row.code)); });
+  };
   const bool forMachine = std::all_of(command.machineTypes.begin(), command.machineTypes.end(),
                                       [&](const std::string& type) {
                                         return has(rules::kUpdateMachineTypes, rules::Marked(type));
                                       });
-  return forMachine &&
-         std::all_of(command.systems.begin(), command.systems.end(),
-                     [&](const std::string& code) { return has(rules::kUpdateSystems, code); });
+  return forMachine && std::all_of(command.systems.begin(), command.systems.end(), isFor);
 }
 
 std::string Joined(const std::vector<std::string>& texts, std::string_view separator) {
@@ -102,7 +126,7 @@ class TTableWriter : public TWriter {
     std::string text = Joined(offered, ", ");
     if (all > kShown) text += fmt::format(" and {} more", all - kShown);
     return {report::PlainLine(update.name), Joined(ComponentsOf(update), ", "),
-            report::PlainLine(text), report::PlainLine(Joined(TypesOf(update), " "))};
+            report::PlainLine(text), report::PlainLine(TypesText(update))};
   }
 
   TTable table{{"NAME", "COMPONENT", "OFFERED", "MACHINE TYPES"}};

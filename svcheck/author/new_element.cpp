@@ -79,6 +79,7 @@ std::string CatalogueText(const std::vector<TNewElement>& elements) {
 }
 
 std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted) {
+  if (Has(wanted, kAnySystem)) return WithFamilies({});
   std::vector<std::string> systems;
   for (const auto& row : kSystemCodes) {
     if (!wanted.empty() && !Has(wanted, row.code) && !Has(wanted, row.family)) continue;
@@ -90,6 +91,7 @@ std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted) {
 
 // Drivers for VMware are none of the files that are read here.
 std::vector<std::string> SystemsFor(EPlatform platform, const std::vector<std::string>& wanted) {
+  if (Has(wanted, kAnySystem)) return WithFamilies({});
   std::vector<std::string> systems;
   for (const auto& row : kSystemCodes) {
     const bool isAsked = wanted.empty() ? row.family != rules::kVMware
@@ -103,18 +105,44 @@ std::vector<std::string> SystemsFor(EPlatform platform, const std::vector<std::s
 
 std::string KnownSystems() {
   std::string text;
-  for (const std::string& system : WithFamilies({})) text += (text.empty() ? "" : ", ") + system;
-  return text;
+  for (const std::string& system : WithFamilies({})) text += system + ", ";
+  return text + std::string(kAnySystem);
 }
 
 bool IsSystem(const std::string& text) {
-  return std::any_of(kSystemCodes.begin(), kSystemCodes.end(),
+  return text == kAnySystem ||
+         std::any_of(kSystemCodes.begin(), kSystemCodes.end(),
                      [&](const auto& row) { return row.code == text || row.family == text; });
 }
 
 bool IsMachineType(const std::string& text) {
   return !text.empty() && !Contains(text, rules::kOpenMark) && !Contains(text, rules::kCloseMark) &&
-         std::none_of(text.begin(), text.end(), report::IsBlank);
+         report::Trim(text) == text && report::PlainLine(text) == text;
+}
+
+std::vector<std::string> Parts(const std::string& text, std::string_view separators) {
+  std::vector<std::string> parts;
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const auto end = rest.find_first_of(separators);
+    const std::string_view part = report::Trim(rest.substr(0, end));
+    if (!part.empty()) parts.emplace_back(part);
+    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+  }
+  return parts;
+}
+
+std::vector<std::string> MachineTypesIn(const std::string& field) {
+  if (Contains(field, "|")) return Parts(field, "|");
+  const std::vector<std::string> words = Parts(field, ";, \t\r\n");
+  const auto isNumbered = [](const std::string& word) { return report::IsDigit(word.front()); };
+  if (std::all_of(words.begin(), words.end(), isNumbered)) return words;
+  const auto isOneWord = [](const std::string& part) {
+    return std::none_of(part.begin(), part.end(), report::IsBlank);
+  };
+  std::vector<std::string> parts = Parts(field, ";,\r\n");
+  if (std::all_of(parts.begin(), parts.end(), isOneWord)) return parts;
+  return Parts(field, ";\r\n");
 }
 
 TNewElement ElementOf(const TDriver& driver, const TFor& whom) {

@@ -36,16 +36,26 @@ struct TNewElement {
 std::string CatalogueText(const std::vector<TNewElement>& elements);
 
 // The codes of an operating system's kind, and the families that live checks look for: those of
-// `wanted`, or all where it is empty. Empty when none of `wanted` is of that kind.
+// `wanted`, or all where it is empty. Empty when none of `wanted` is of that kind; "any" is every
+// code of every kind.
 std::vector<std::string> SystemsFor(EPlatform platform, const std::vector<std::string>& wanted);
 // The same for every kind.
 std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted);
 // Every code that there is, for people.
 std::string KnownSystems();
-// Whether the text is a code or a family, in exactly its letters.
+// What stands for every system there is, where codes are given.
+inline constexpr std::string_view kAnySystem = "any";
+// Whether the text is a code or a family, in exactly its letters, or stands for all of them.
 bool IsSystem(const std::string& text);
-// Whether a text can be a machine type: without blanks and marks.
+// Whether a text can be a machine type, which may be a product's whole name: one line without
+// marks, and without blanks at its ends.
 bool IsMachineType(const std::string& text);
+// The machine types of one field of a list, parted by "|". Without one, commas, semicolons and line
+// ends part types that hold no blank, and blanks those that all begin with a digit, as 4638 4620;
+// otherwise the field is one type, as the name of a product: "Standard PC (Q35 + ICH9, 2009)".
+std::vector<std::string> MachineTypesIn(const std::string& field);
+// The texts between the separators, without the blanks around them; empty ones are left out.
+std::vector<std::string> Parts(const std::string& text, std::string_view separators);
 
 // A driver by itself. What it says must not make it firmware.
 TNewElement ElementOf(const TDriver& driver, const TFor& whom);

@@ -137,7 +137,9 @@ void WarnOfElement(const TElement& element, const std::set<std::size_t>& systems
   if (MachineTypesOf(element.machineTypes).empty())
     warnings.push_back({place, "names no machine type in the form -[TYPE]-: no machine takes it"});
   if (systems.empty())
-    warnings.push_back({place, "names no operating system that is known: no machine takes it"});
+    warnings.push_back({place,
+                        "names no operating system that has a code: no live check takes it, only "
+                        "`svcheck catalogue fetch` does"});
   std::set<std::string_view> missing;
   for (const std::size_t system : systems)
     if (!Names(element.operatingSystems, kSystemCodes[system].family))
@@ -191,6 +193,8 @@ TApplicability ApplicabilityOf(std::string_view name, const std::vector<TElement
     const auto types = MachineTypesOf(element.machineTypes);
     const auto systems = SystemsOf(element.operatingSystems);
     WarnOfElement(element, systems, result.warnings);
+    if (systems.empty() && !types.empty())
+      result.machineTypes[kNoPlatform].insert(types.begin(), types.end());
     for (const std::size_t system : systems) {
       const rules::TSystemCode& code = kSystemCodes[system];
       families.insert(code.family);

@@ -28,6 +28,10 @@ std::set<std::size_t> SystemsOf(const std::vector<std::string>& texts);
 // Of operating system and architecture.
 using TPlatform = std::pair<std::int32_t, std::int32_t>;
 
+// Of elements that name no operating system with numbers: live checks ask for no such pair,
+// `svcheck catalogue fetch` takes it with all others.
+inline constexpr TPlatform kNoPlatform = {0, 0};
+
 // The same may be wrong in many places.
 struct TWarning {
   std::string place;  // The element; empty for the whole file.

@@ -1,9 +1,12 @@
 // `svcheck collect`: writes the inventory of a machine.
 
+#include "base/error.h"
 #include "base/json_writer.h"
 #include "collect/collector.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
+#include "svcheck/session/instances.h"
 #include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
@@ -30,6 +33,9 @@ class TCollectVerb : public IVerb {
     AddText(app, "--capture", captureFile,
             "Write the files that the inventory is made of into a tar archive instead", "FILE")
         .Excludes(output);
+    AddText(app, "--show", shown, "Print nothing but this of the inventory", "WHAT")
+        .OneOf({"machine-type"})
+        .CommandLineOnly();
   }
 
   int Run() override {
@@ -42,9 +48,25 @@ class TCollectVerb : public IVerb {
     const auto output = OpenOutput(outputFile);
     std::vector<std::string> notes;
     const std::string document = CollectInventory(root, redact, notes);
-    output->Write(format == "ndjson" ? Line(document) : document);
+    output->Write(!shown.empty()       ? MachineType(document)
+                  : format == "ndjson" ? Line(document)
+                                       : document);
     output->Commit();
     return notes;
+  }
+
+  // As a catalogue, a list and --machine name it.
+  static std::string MachineType(const std::string& document) {
+    const auto inventory = MakeInMemoryNamespace();
+    DeclareBuiltinClasses(inventory);
+    ParseDocument(inventory, document);
+    const std::string type = MachineIn(inventory).type;
+    if (type.empty()) {
+      throw TError(
+          "this machine does not tell its type: its firmware has no product name, as in many "
+          "virtual machines; name one yourself");
+    }
+    return type + '\n';
   }
 
   std::string Line(const std::string& document) const {
@@ -71,6 +93,7 @@ class TCollectVerb : public IVerb {
   std::string outputFile = "-";
   std::string captureFile;
   std::string format = "xml";
+  std::string shown;
   std::string machine;
   std::string root = "/";
   bool redact = false;

@@ -57,6 +57,20 @@ class Collect(ProgramTest):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(len(values(result.stdout, "QRXSG_OperatingSystem")), 1)
 
+    def test_the_machine_type_alone(self):
+        tree = self.tree()
+        result = self.collect("--root", tree, "--show", "machine-type")
+        self.assertEqual((result.returncode, result.stdout), (0, "4638\n"))
+        product = tree / "sys/class/dmi/id/product_name"
+        product.write_text("Standard PC (Q35 + ICH9, 2009)\n")
+        result = self.collect("--root", tree, "--show", "machine-type")
+        self.assertEqual(result.stdout, "Standard PC (Q35 + ICH9, 2009)\n")
+        product.unlink()
+        result = self.collect("--root", tree, "--show", "machine-type")
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertIn("does not tell its type", result.stderr)
+        self.assert_failed(self.collect("--show", "serial"), 64, "machine-type")
+
     def test_bad_places(self):
         self.assert_failed(self.collect("--root", "/none"), 1, "/none")
         self.assert_failed(self.collect("--root", "/etc/passwd"), 1, "/etc/passwd")

@@ -114,13 +114,37 @@ TEST(ClassDefault, HasABlankBehindEachElementOfAnArrayAlsoBehindANull) {
   EXPECT_EQ(textOf("<VALUE.NULL/>"), "");
 }
 
-TEST(MachineType, IsAnyWordWithoutMarks) {
-  for (const char* type : {"4638", "A&B", "x-y", "]", "[", "-", "]x-", "-x["}) {
+TEST(MachineType, IsAnyLineWithoutMarksAndWithoutBlanksAtItsEnds) {
+  for (const char* type :
+       {"4638", "A&B", "x-y", "]", "[", "-", "]x-", "-x[", "46 38", "a, (b) | c", "\xC3\xA9"}) {
     EXPECT_TRUE(IsMachineType(type)) << type;
   }
-  for (const char* type : {"", " ", "46 38", "-[4638]-", "-[", "]-", "a-[b", "a]-b", "a\tb"}) {
+  for (const char* type :
+       {"", " ", "-[4638]-", "-[", "]-", "a-[b", "a]-b", "a\tb", "a\nb", " a", "a ", "a\x7F"}) {
     EXPECT_FALSE(IsMachineType(type)) << type;
   }
+}
+
+TEST(MachineTypes, ArePartedByBarsOrWhereNoneHoldsABlankByOtherMarks) {
+  using TTexts = std::vector<std::string>;
+  const std::vector<std::pair<std::string, TTexts>> cases = {
+      {"", {}},
+      {" | ", {}},
+      {"4638", {"4638"}},
+      {"4638 4620", {"4638", "4620"}},
+      {" 4638, 8871AC1;4620\n2705 ", {"4638", "8871AC1", "4620", "2705"}},
+      {"R650,R750;T5", {"R650", "R750", "T5"}},
+      {"R650 R750", {"R650 R750"}},
+      {"PowerEdge R750", {"PowerEdge R750"}},
+      {"3650 M5", {"3650 M5"}},
+      {"Standard PC (Q35 + ICH9, 2009)", {"Standard PC (Q35 + ICH9, 2009)"}},
+      {"PowerEdge R750; 4638", {"PowerEdge R750", "4638"}},
+      {"PowerEdge R750, 4638", {"PowerEdge R750, 4638"}},
+      {"PowerEdge R750 | Standard PC (Q35 + ICH9, 2009)|4638",
+       {"PowerEdge R750", "Standard PC (Q35 + ICH9, 2009)", "4638"}},
+      {"46 38|", {"46 38"}},
+      {"a;b, c|d", {"a;b, c", "d"}}};
+  for (const auto& [field, types] : cases) EXPECT_EQ(MachineTypesIn(field), types) << field;
 }
 
 TEST(ArchiveFilter, IsAllowedWhereItStartsNoProgram) {

@@ -170,6 +170,51 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
         self.assertEqual(self.elements()["b"]["operatingSystems"], ["RHEL5", "Linux"])
         self.assertEqual(self.elements()["b"]["machineTypes"], ["4620", "4638"])
 
+    def test_machine_types_that_are_names_of_products(self):
+        q35, dell = "Standard PC (Q35 + ICH9, 2009)", "PowerEdge R750"
+        self.write("list.csv", f"""\
+type,name,version,machine types,machine type
+bios,quoted,1,"{q35}",
+bios,barred,2,"{dell}|{q35}|4638",
+bios,plain,3,{dell},
+bios,columns,4,4620 4621,"{q35}"
+bios,numbers,5,4638 4639,
+bios,command,6,,
+""")
+        result = self.run_program("catalogue", "build", "--output", "made", "--firmware",
+                                  "list.csv", "--machine", q35, "--machine", "A [b] & \"c\"")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        types = {name: item["machineTypes"] for name, item in self.elements().items()}
+        self.assertEqual(types, {
+            "quoted": [q35], "barred": ["4638", dell, q35], "plain": [dell],
+            "columns": ["4620", "4621", q35], "numbers": ["4638", "4639"],
+            "command": ['A [b] & "c"', q35]})
+
+    def test_a_machine_whose_type_is_the_name_of_a_product(self):
+        type_ = "Standard PC (Q35 + ICH9, 2009)"
+        self.write("list.csv", "type,name,version,machine types,operating systems\n"
+                               f'bios,b,YUE112A,"{type_}",any\n')
+        self.write("in/x.ko", kernel_module("2"))
+        self.build("--firmware", "list.csv", "--drivers", "in", "--machine", type_, "--os", "any")
+        codes = self.elements()["b"]["operatingSystems"]
+        self.assertEqual(len(codes), 21)
+        self.assertEqual(self.elements()["x"]["operatingSystems"], codes)
+        for system in (SYSTEM[1]["BuildID"], "Debian GNU/Linux 12 (bookworm)"):
+            with self.subTest(system):
+                inventory = self.inventory(
+                    ("QRXSG_ComputerSystem", {"MachineType": type_}),
+                    ("QRXSG_OperatingSystem", {**SYSTEM[1], "BuildID": system}),
+                    ("QRXSG_SystemBIOSElement", {"Version": "YUE110A"}), driver("x.ko", "1"))
+                result = self.run_program("check", "--inventory", inventory, "--catalogue", "made",
+                                          "--format", "json")
+                self.assertEqual([(record["Name"], record["verdict"])
+                                  for record in json.loads(result.stdout)["records"]],
+                                 [("System BIOS", "outdated"), ("X", "outdated")])
+                text = self.run_program("explain", "b", "--inventory", inventory, "--catalogue",
+                                        "made")
+                self.assertEqual(text.returncode, 0, text.stderr)
+                self.assertIn("YUE112A", text.stdout)
+
     def test_lists_that_cannot_be_used(self):
         head = "type,name,version,machine types,operating systems\n"
         for text, *words in (("", "1", "empty"), ("name,version\n", "1", "type"),
@@ -177,7 +222,8 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
                              (head + "bios,b,,4638,", "2", "empty"),
                              (head + "bios,b,1,,", "2", "--machine"),
                              (head + "bios,b,1,-[4638]-,", "2", "-[4638]-"),
-                             (head + "bios,b,1,4638,RHEL9", "2", "RHEL9", "RHEL6_64"),
+                             (head + "bios,b,1,a\x01b,", "2", "machine type"),
+                             (head + "bios,b,1,4638,RHEL9", "2", "RHEL9", "RHEL6_64", "any"),
                              (head + "bios,b,1-[2,4638,", "2", "marks"),
                              (head + "diagnostics,b,fdcp-1.10,4638,", "2", "build"),
                              (head + "broadcom,b,1 2,4638,", "2", "blank"),

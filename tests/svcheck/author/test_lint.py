@@ -2,7 +2,7 @@
 
 import json
 
-from program import DIALECT, SAMPLE, ProgramTest, document, element, main
+from program import DIALECT, MACHINE, SAMPLE, ProgramTest, document, element, main
 
 
 def bios(**more):
@@ -31,6 +31,9 @@ GOOD = [
     drivers("e1000e.ko-#1", applicableOperatingSystems=["for RHEL5_64 and others"]),
     drivers("e1000e.ko-#1", applicableOperatingSystems=["Linux"]),
     drivers("e1000e.ko-#1", applicableMachineTypes=["Rackwell -[4638]-, -[4620]-"]),
+    drivers("e1000e.ko-#1", applicableMachineTypes=["-[PowerEdge R750]-",
+                                                    "-[Standard PC (Q35 + ICH9, 2009)]-",
+                                                    "-[A [b]]-"]),
     adapter(BROADCOM, "nx2fw_bcm5708-#4.6.4"),
     adapter(MEGARAID, "QRX Arrayon AX 20i SAS Controller Firmware-#7.0.1-0056"),
     adapter("LSI 1064", "lsi_fw_sas1064e-#1.27 lsi_bios_1064e-#6.28"),
@@ -107,6 +110,35 @@ class LintTest(ProgramTest):
             with self.subTest(rule, properties=properties):
                 found = self.rules_of(self.catalogue(element(**properties)))
                 self.assertEqual(found, [rule])
+
+    def test_systems_without_a_code_are_told_once_and_are_no_error(self):
+        folder = self.catalogue(*(element(**drivers(f"m{n}.ko-#1", name=f"d{n}",
+                                                    applicableOperatingSystems=[f"SYSTEM{n}"]))
+                                  for n in range(5)))
+        report, status = self.lint(folder)
+        self.assertEqual([(found["rule"], found["severity"], found["element"], found["detail"])
+                          for found in report["findings"]],
+                         [("system-unknown", "warning", "d0",
+                           '"SYSTEM0", "SYSTEM1", "SYSTEM2" and 2 more')])
+        self.assertIn("every driver counts", report["findings"][0]["what"])
+        self.assertEqual(status, 0)
+        # And so it is: on a system without a code they are compared.
+        inventory = self.inventory(
+            MACHINE, ("QRXSG_OperatingSystem", {"Version": "12", "OSType": 36,
+                                                "BuildID": "Debian GNU/Linux 12",
+                                                "HardwarePlatform": "x86_64"}),
+            *(("QRXSG_DeviceDriverInfo", {"Path": f"\\m{n}.ko", "Version": "1",
+                                          "CurrentState": "4"}) for n in range(5)))
+        result = self.run_program("query", "--inventory", inventory, "--context",
+                                  f"svPath={folder}")
+        self.assertEqual(len(result.stdout.splitlines()), 5, result.stdout)
+
+    def test_drivers_for_no_system_are_no_error(self):
+        folder = self.catalogue(element(**drivers("m.ko-#1", applicableOperatingSystems=[])))
+        report, status = self.lint(folder)
+        self.assertEqual([(found["rule"], found["severity"]) for found in report["findings"]],
+                         [("drivers-without-system", "warning")])
+        self.assertEqual(status, 0)
 
     def test_glued_entries_are_told_with_the_name_that_comes_of_them(self):
         found = self.rules_of(self.catalogue(element(**drivers("a.ko-#1b.ko-#2"))))

@@ -119,6 +119,33 @@ class ListTest(ProgramTest):
                 self.assertEqual({item["name"] for item in report["elements"]}, names)
                 self.assertEqual((report["shown"], report["all"]), (len(names), 3))
 
+    def test_machine_types_that_are_names_of_products(self):
+        q35, dell = "Standard PC (Q35 + ICH9, 2009)", "PowerEdge R750"
+        folder = self.catalogue(
+            element(name="a", applicableMachineTypes=[f"-[{q35}]-", f"-[{dell}]-"]),
+            element(name="b", applicableMachineTypes=["-[46a0]-", "-[4638]-"]))
+        both = {item["name"]: item["machineTypes"] for item in self.list(folder)["elements"]}
+        self.assertEqual(both, {"a": [dell, q35], "b": ["4638", "46A0"]})
+        for machine, names in ((q35, ["a"]), (dell.upper(), ["a"]), ("PowerEdge", []),
+                               ("R750", []), ("46a0", ["b"])):
+            with self.subTest(machine):
+                found = self.list(folder, "--machine", machine)["elements"]
+                self.assertEqual([item["name"] for item in found], names)
+        table = self.run_program("catalogue", "list", folder).stdout.splitlines()
+        self.assertTrue(table[1].endswith(f"{dell} | {q35}"), table[1])
+        self.assertTrue(table[2].endswith("4638 46A0"), table[2])
+        text = self.run_program("catalogue", "list", folder, "--format", "csv").stdout
+        rows = list(csv.DictReader(io.StringIO(text)))
+        self.assertEqual(rows[0]["machineTypes"], f"{dell};{q35}")
+
+    def test_elements_for_every_system(self):
+        self.write("list.csv", "type,name,version,machine types,operating systems\n"
+                               "bios,every,1,4638,any\nbios,some,1,4638,RHEL5\n")
+        self.run_program("catalogue", "build", "--output", "made", "--firmware", "list.csv")
+        found = self.list("made", "--os", "any")
+        self.assertEqual([item["name"] for item in found["elements"]], ["every"])
+        self.assertEqual(found["all"], 2)
+
     def test_table_and_csv(self):
         folder = self.catalogue(element(name="é, \"x\"", driverFiles="a.ko-#1 b.ko-#2"),
                                 element(name="bios", category="BIOS", Version="1-[Y]-"))

@@ -20,6 +20,8 @@ using TSet = std::set<std::string>;
 TEST(MachineTypes, StandInBracketsAnywhere) {
   EXPECT_EQ(MachineTypesOf({"-[4620]-", "for -[4621]-and-[4622]-"}),
             (TSet{"4620", "4621", "4622"}));
+  EXPECT_EQ(MachineTypesOf({"-[PowerEdge R750]-, -[Standard PC (Q35 + ICH9, 2009)]-", "-[a[b]]-"}),
+            (TSet{"PowerEdge R750", "Standard PC (Q35 + ICH9, 2009)", "a[b]"}));
   EXPECT_EQ(MachineTypesOf({"", "4620", "[4620]", "-[4620", "-[]-", "]-4620-["}), TSet{});
 }
 
@@ -51,6 +53,16 @@ TEST(Applicability, WarnsOnceForEachFamilyThatIsMissing) {
   ASSERT_EQ(result.warnings.size(), 2U);
   EXPECT_NE(result.warnings[0].what.find("\"Linux\""), std::string::npos);
   EXPECT_NE(result.warnings[1].what.find("\"VMware\""), std::string::npos);
+}
+
+TEST(Applicability, HasElementsForSystemsWithoutACodeUnderNoPlatform) {
+  const auto result = ApplicabilityOf(
+      "a.xml", {{"x", {"-[PowerEdge R750]-"}, {"UBUNTU24", "Linux"}}, {"y", {}, {"UBUNTU24"}}});
+  EXPECT_EQ(result.machineTypes, (std::map<TPlatform, TSet>{{{0, 0}, {"PowerEdge R750"}}}));
+  ASSERT_EQ(result.warnings.size(), 3U);
+  EXPECT_NE(result.warnings[0].what.find("catalogue fetch"), std::string::npos);
+  EXPECT_NE(result.warnings[1].what.find("machine type"), std::string::npos);
+  EXPECT_NE(result.warnings[2].what.find("catalogue fetch"), std::string::npos);
 }
 
 TEST(Applicability, WarnsOfADescriptionWithoutElements) {
