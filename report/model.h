@@ -54,7 +54,7 @@ inline constexpr std::array kOutcomes = {
                 "The catalogue could not be downloaded."},
     TOutcomeRow{EOutcome::kNoUpdates, "no-updates", "The download brought no update information."},
     TOutcomeRow{EOutcome::kUnsupportedSystem, "unsupported-system",
-                "The repository has no catalogues for this operating system."},
+                "Live checks do not know this operating system."},
     TOutcomeRow{EOutcome::kUnknownMachine, "unknown-machine",
                 "The inventory does not tell the machine type."},
     TOutcomeRow{EOutcome::kNoDefinitions, "no-definitions",

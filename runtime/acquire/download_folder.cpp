@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <vector>
 
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/minisign.h"
@@ -53,6 +54,15 @@ bool TDownloadFolder::Has(const TManifestFile& file, const TWatch& watch) const 
 std::string TDownloadFolder::NextStagedPath() {
   if (stagedFiles == 0) MakeFolders(staging);
   return staging + "/" + std::to_string(++stagedFiles);
+}
+
+void TDownloadFolder::Keep(const std::set<std::string>& names) const {
+  std::error_code ignored;
+  std::vector<std::filesystem::path> others;
+  for (std::filesystem::directory_iterator entry(std::filesystem::path(path), ignored), end;
+       !ignored && entry != end; entry.increment(ignored))
+    if (!names.contains(entry->path().filename().string())) others.push_back(entry->path());
+  for (const auto& other : others) std::filesystem::remove(other, ignored);
 }
 
 void TDownloadFolder::Sync() const { SyncFolder(path); }

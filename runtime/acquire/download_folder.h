@@ -5,6 +5,7 @@
 #include <chrono>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "runtime/acquire/manifest.h"
@@ -45,6 +46,8 @@ class TDownloadFolder {
   std::string PathOf(const TManifestFile& file) const { return path + "/" + file.name; }
   // A path that is used once; the folder for it is made with the first.
   std::string NextStagedPath();
+  // Removes every file whose name is none of these; one that cannot be removed stays.
+  void Keep(const std::set<std::string>& names) const;
   // Makes the names of published files stable.
   void Sync() const;
 

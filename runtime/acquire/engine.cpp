@@ -1,9 +1,12 @@
 #include "runtime/acquire/engine.h"
 
+#include <cstdint>
 #include <exception>
 #include <new>
+#include <set>
 
 #include "runtime/acquire/address.h"
+#include "runtime/acquire/crypto.h"
 #include "runtime/acquire/download_folder.h"
 #include "runtime/acquire/fetcher.h"
 #include "runtime/acquire/manifest.h"
@@ -13,6 +16,12 @@
 
 namespace svc::acquire {
 namespace {
+
+// One for each repository, whatever the catalogues that are made of it.
+std::string FolderOfFetched(const std::string& stateFolder, const std::string& address) {
+  const std::string state = stateFolder.empty() ? DefaultStateFolder() : stateFolder;
+  return state + "/fetched/" + ToHex(Hash(EHash::kSha256, RepositoryKey(address))).substr(0, 32);
+}
 
 // One download, from the address to the files in the folder.
 class TDownload {
@@ -39,6 +48,26 @@ class TDownload {
     for (const TManifestFile& file : manifest.files)
       if (file.latest) offered.push_back(file.name);
     return offered;
+  }
+
+  TFetched Fetch() {
+    const std::optional<TPublicKey> key = Key();
+    const auto transport = MakeTransport(TransportOptions());
+    TFetcher fetcher(*transport, repository, Limits(), watch);
+    report.Waiting();
+    TDownloadFolder folder(FolderOfFetched(job.settings.stateFolder, ShownAddress(repository)),
+                           Limits().lock, watch);
+    report.Listing();
+    const TManifest manifest = Accept(fetcher, key);
+    const std::vector<TManifestFile> wanted = SelectDescriptions(manifest, job.machineTypes);
+    Bring(Missing(wanted, folder), folder, fetcher);
+    std::set<std::string> named;
+    for (const TManifestFile& file : manifest.files) named.insert(file.sha256);
+    folder.Keep(named);
+    TFetched fetched{manifest.serial, {}};
+    for (const TManifestFile& file : wanted)
+      fetched.files.push_back({file.path, folder.PathOf(file)});
+    return fetched;
   }
 
  private:
@@ -102,10 +131,13 @@ class TDownload {
   std::string repository;
 };
 
-TOutcome EndOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback) {
+template <typename TAction>
+TOutcome EndOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback,
+               const TAction& action) {
   try {
     TProgressReport report(job, callback);
-    return {EOutcome::kDone, "", TDownload(job, report).Run()};
+    TDownload download(job, report);
+    return action(download);
   } catch (const std::bad_alloc&) {
     return {EOutcome::kFailed, "there is not enough memory"};
   } catch (const std::exception& failure) {
@@ -117,9 +149,22 @@ TOutcome EndOf(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callb
 
 }  // namespace
 
+void FetchDescriptions(const TDownloadJob& job, TFetched& fetched, TOutcome& outcome) noexcept {
+  class TUnheard : public KPLAcquistion::AcquireCallbackIfc {
+    void onStatus(std::int32_t /*kind*/, const std::string& /*text*/,
+                  std::int32_t /*code*/) override {}
+  } unheard;
+  outcome = EndOf(job, unheard, [&](TDownload& download) {
+    fetched = download.Fetch();
+    return TOutcome{};
+  });
+}
+
 void RunDownload(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback,
                  TOutcome& outcome) noexcept {
-  outcome = EndOf(job, callback);
+  outcome = EndOf(job, callback, [](TDownload& download) {
+    return TOutcome{EOutcome::kDone, "", download.Run()};
+  });
 }
 
 }  // namespace svc::acquire

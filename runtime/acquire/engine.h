@@ -2,6 +2,7 @@
 #ifndef RUNTIME_ACQUIRE_ENGINE_H_
 #define RUNTIME_ACQUIRE_ENGINE_H_
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,11 +33,31 @@ using TEngineFunction = void (*)(const TDownloadJob& job,
                                  KPLAcquistion::AcquireCallbackIfc& callback,
                                  TOutcome& outcome) noexcept;
 
-// The engine's one operation, for the module's entry and for tests.
+// What a repository has for the job's machine types, or for all of them where it names none.
+struct TFetched {
+  struct TFile {
+    std::string path;  // In the repository.
+    std::string here;  // Whole and verified.
+  };
+  std::uint64_t serial = 0;
+  std::vector<TFile> files;
+};
+
+inline constexpr const char* kFetchFunction = "SvcFetchDescriptions";
+
+// Brings every latest description, whatever its system, into a folder that the state folder keeps
+// for the repository: files go by their hashes there, and one that is there does not come again.
+// What the manifest no longer names is removed. Takes machine types and settings from the job.
+using TFetchFunction = void (*)(const TDownloadJob& job, TFetched& fetched,
+                                TOutcome& outcome) noexcept;
+
+// The engine's operations, for the module's entries and for tests.
 
 // A TEngineFunction.
 void RunDownload(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& callback,
                  TOutcome& outcome) noexcept;
+// A TFetchFunction.
+void FetchDescriptions(const TDownloadJob& job, TFetched& fetched, TOutcome& outcome) noexcept;
 
 }  // namespace svc::acquire
 

@@ -6,3 +6,9 @@ extern "C" HOST_EXPORT void SvcRunDownload(const svc::acquire::TDownloadJob& job
                                            svc::acquire::TOutcome& outcome) noexcept {
   svc::acquire::RunDownload(job, callback, outcome);
 }
+
+extern "C" HOST_EXPORT void SvcFetchDescriptions(const svc::acquire::TDownloadJob& job,
+                                                 svc::acquire::TFetched& fetched,
+                                                 svc::acquire::TOutcome& outcome) noexcept {
+  svc::acquire::FetchDescriptions(job, fetched, outcome);
+}

@@ -5,8 +5,10 @@
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/predicate.hpp>
 #include <cstdio>
+#include <locale>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <stdexcept>
 
 #include "runtime/acquire/outcome.h"
@@ -141,6 +143,24 @@ std::vector<TManifestFile> Select(const TManifest& manifest, const TSelection& s
       selected.push_back(file);
     else if (known->second != file.sha256)
       throw Bad("two different files", "for this machine have the name " + file.name);
+  }
+  return selected;
+}
+
+std::vector<TManifestFile> SelectDescriptions(const TManifest& manifest,
+                                              const std::vector<std::string>& machineTypes) {
+  const auto isWanted = [&](const std::string& offered) {
+    return std::ranges::any_of(machineTypes, [&](const std::string& asked) {
+      return boost::iequals(offered, asked, std::locale::classic());
+    });
+  };
+  std::vector<TManifestFile> selected;
+  std::set<std::string> hashes;
+  for (const TManifestFile& file : manifest.files) {
+    const bool isForThem = machineTypes.empty() || std::ranges::any_of(file.machineTypes, isWanted);
+    if (file.payload || !file.latest || !isForThem || !hashes.insert(file.sha256).second) continue;
+    selected.push_back(file);
+    selected.back().name = file.sha256;
   }
   return selected;
 }

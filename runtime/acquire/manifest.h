@@ -57,6 +57,12 @@ bool IsSelected(const TManifestFile& file, const TSelection& selection);
 // different files would have one name, on a system that does not tell "A" from "a" either.
 std::vector<TManifestFile> Select(const TManifest& manifest, const TSelection& selection);
 
+// The latest descriptions for any of the machine types, whatever their systems (for every type
+// where none is named; letters match in either case, as in a query): each content once, in the
+// manifest's order, and under a name that is its hash.
+std::vector<TManifestFile> SelectDescriptions(const TManifest& manifest,
+                                              const std::vector<std::string>& machineTypes);
+
 // Which manifest is good enough to go by.
 
 // Reads a file of one public key. Throws TError (kKeyUnusable).

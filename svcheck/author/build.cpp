@@ -26,6 +26,10 @@ namespace svc::catalogue {
 namespace {
 
 void CheckCommand(const TCommand& command) {
+  if (command.folder.empty()) {
+    throw TError("there is nowhere to write to: give --output DIR, or --merge DIR",
+                 EErrorKind::kUsage);
+  }
   if (command.drivers.empty() && command.firmware.empty()) {
     throw TError("there is nothing to build of: give --drivers PATH or --firmware FILE.csv",
                  EErrorKind::kUsage);
@@ -91,8 +95,16 @@ void AddFirmware(const TCommand& command, std::vector<TNewElement>& elements) {
   }
 }
 
-// What was put together is judged as every other catalogue is.
-void CheckCatalogue(const std::string& text, const TCommand& command, const IProgram& program) {
+std::size_t CountErrors(const std::string& text, const TCommand& command) {
+  const TCatalogue catalogue = ReadCatalogueText(text, PathOf(command.dataFolder));
+  const std::vector<TUpdate> updates = UpdatesOf(catalogue);
+  return CountOf(ESeverity::kError, Lint(catalogue, updates));
+}
+
+// What was put together is judged as every other catalogue is; the errors that one had before are
+// no hindrance to add to it.
+void CheckCatalogue(const std::string& text, std::size_t errorsBefore, const TCommand& command,
+                    const IProgram& program) {
   const TCatalogue catalogue = ReadCatalogueText(text, PathOf(command.dataFolder));
   const std::vector<TUpdate> updates = UpdatesOf(catalogue);
   const std::vector<TFinding> findings = Lint(catalogue, updates);
@@ -101,7 +113,7 @@ void CheckCatalogue(const std::string& text, const TCommand& command, const IPro
                                finding.rule.what, finding.detail.empty() ? "" : ": ",
                                finding.detail));
   });
-  if (CountOf(ESeverity::kError, findings) > 0) {
+  if (CountOf(ESeverity::kError, findings) > errorsBefore) {
     throw TError("the catalogue would have errors and is not written; mend what it is made of");
   }
 }
@@ -117,7 +129,55 @@ void MakeFolder(const std::string& folder) {
 
 }  // namespace
 
-int BuildCatalogue(const TCommand& command, const IProgram& program) {
+std::string WriteIndex(const std::string& folder, const std::string& text,
+                       const IProgram& program) {
+  MakeFolder(folder);
+  const std::string path = (PathOf(folder) / rules::kIndexFile).string();
+  const auto file = program.Open(path);
+  file->Write(text);
+  file->Commit();
+  return path;
+}
+
+namespace {
+
+std::string ReadMerged(const std::string& folder) {
+  const std::string path = (PathOf(folder) / rules::kIndexFile).string();
+  try {
+    const xml::TFileBytes file = xml::ReadWholeFile(path);
+    return Utf8Of({file.bytes.get(), file.size});
+  } catch (const NQRXHSK20::THSKException& error) {
+    throw TError("there is no catalogue to add to: " + error.GetMessageText() +
+                     "; make one first, without --merge",
+                 EErrorKind::kCatalogue);
+  }
+}
+
+// Returns what was written, for people.
+std::string Merge(const TCommand& command, const std::vector<TNewElement>& elements,
+                  const IProgram& program) {
+  const std::string older = ReadMerged(command.merged);
+  const TMerged merged = MergeInto(older, elements, PathOf(command.dataFolder));
+  for (const std::string& remark : merged.remarks) program.Report(remark);
+  CheckCatalogue(merged.text, CountErrors(older, command), command, program);
+  return fmt::format("{}: {} added, {} replaced, {} as they were\n",
+                     WriteIndex(command.folder, merged.text, program), merged.added,
+                     merged.replaced, merged.kept);
+}
+
+std::string Build(const TCommand& command, const std::vector<TNewElement>& elements,
+                  const IProgram& program) {
+  const std::string text = CatalogueText(elements);
+  CheckCatalogue(text, 0, command, program);
+  return fmt::format("{}: {}\n", WriteIndex(command.folder, text, program),
+                     Counted(elements.size(), "update element"));
+}
+
+}  // namespace
+
+int BuildCatalogue(const TCommand& given, const IProgram& program) {
+  TCommand command = given;
+  if (command.folder.empty()) command.folder = command.merged;
   CheckCommand(command);
   std::vector<TNewElement> elements;
   AddFirmware(command, elements);
@@ -125,15 +185,10 @@ int BuildCatalogue(const TCommand& command, const IProgram& program) {
   if (elements.empty()) {
     throw TError("nothing with a version was found, and no catalogue is written");
   }
-  const std::string text = CatalogueText(elements);
-  CheckCatalogue(text, command, program);
-  MakeFolder(command.folder);
-  const std::string path = (PathOf(command.folder) / rules::kIndexFile).string();
-  const auto file = program.Open(path);
-  file->Write(text);
-  file->Commit();
+  const std::string told = command.merged.empty() ? Build(command, elements, program)
+                                                  : Merge(command, elements, program);
   const auto output = program.Open("-");
-  output->Write(fmt::format("{}: {}\n", path, Counted(elements.size(), "update element")));
+  output->Write(told);
   output->Commit();
   return kExitDone;
 }

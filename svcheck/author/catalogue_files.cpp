@@ -83,6 +83,9 @@ class TReading {
     file.malformed = std::move(document.malformed);
     if (file.malformed) file.refused.reset();
     file.dialect = std::move(document.dialect);
+    file.classes = std::move(document.classes);
+    file.groupEnd = document.groupEnd;
+    file.rootEnd = document.rootEnd;
     for (TElement& element : document.elements) {
       if (catalogue.classes.Derives(element.className, rules::kUpdateClass)) {
         catalogue.classes.Complete(element);
@@ -170,6 +173,12 @@ TCatalogue ReadCatalogue(const fs::path& folder, bool isLive, const fs::path& da
 TCatalogue ReadCatalogueText(std::string text, const fs::path& dataFolder) {
   TReading reading(dataFolder);
   reading.AddText(rules::kIndexFile, std::move(text));
+  return std::move(reading.catalogue);
+}
+
+TCatalogue ReadCatalogueTexts(const std::vector<TNamedText>& texts, const fs::path& dataFolder) {
+  TReading reading(dataFolder);
+  for (const TNamedText& each : texts) reading.AddText(each.name, each.text);
   return std::move(reading.catalogue);
 }
 

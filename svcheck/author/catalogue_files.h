@@ -22,6 +22,10 @@ struct TFile {
   std::optional<TDialect> dialect;
   std::vector<TElement> elements;  // Update elements, with the defaults of their class.
   std::vector<TElement> others;    // Instances of other classes.
+  // Where the rest of its document is, as a TDocument has it.
+  std::vector<TSpan> classes;
+  std::uint32_t groupEnd = 0;
+  std::uint32_t rootEnd = 0;
 };
 
 struct TCatalogue {
@@ -44,6 +48,14 @@ TCatalogue ReadCatalogue(const std::filesystem::path& folder, bool isLive,
                          const std::filesystem::path& dataFolder);
 // The same for one document in memory, as an index.xml.
 TCatalogue ReadCatalogueText(std::string text, const std::filesystem::path& dataFolder);
+
+struct TNamedText {
+  std::string name;
+  std::string text;
+};
+// The same for several, as a live check loads them, one behind the other.
+TCatalogue ReadCatalogueTexts(const std::vector<TNamedText>& texts,
+                              const std::filesystem::path& dataFolder);
 
 }  // namespace svc::catalogue
 

@@ -2,6 +2,7 @@
 #ifndef SVCHECK_AUTHOR_COMMAND_H_
 #define SVCHECK_AUTHOR_COMMAND_H_
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,7 +11,13 @@
 
 namespace svc::catalogue {
 
-enum class EAction { kNone, kLint, kList, kBuild, kImport };
+enum class EAction { kNone, kLint, kList, kBuild, kImport, kFetch };
+
+// A description that was fetched.
+struct TDescription {
+  std::string path;  // In the repository.
+  std::string file;  // Where it is now.
+};
 
 // What the command line says.
 struct TCommand {
@@ -21,9 +28,12 @@ struct TCommand {
   std::string output = "-";
   bool isLive = false;
   bool csvRaw = false;
-  // list: show only what is for these; build: whom drivers, and rows that name none, are for.
+  // list: show only what is for these; build: whom drivers, and rows that name none, are for;
+  // fetch: take only what is for these.
   std::vector<std::string> machineTypes;
   std::vector<std::string> systems;
+  // build: the folder of the catalogue to add to; empty for none.
+  std::string merged;
   // build: folders, packages and files of drivers; lists of firmware versions.
   std::vector<std::string> drivers;
   std::vector<std::string> firmware;
@@ -32,6 +42,10 @@ struct TCommand {
   std::string signature;
   std::string keys = "/etc/pki/fwupd-metadata";
   bool allowUnsigned = false;
+  // fetch: what came of which manifest, and a line that says what was asked for.
+  std::vector<TDescription> descriptions;
+  std::uint64_t serial = 0;
+  std::string mark;
 };
 
 // What the module needs of the program that loads it.

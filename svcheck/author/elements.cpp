@@ -23,7 +23,12 @@ using xml::EToken;
 class TWalk {
  public:
   TWalk(xml::TDocumentText& text, TDocument& document, TClasses& classes)
-      : reader(text), tokens(reader), lines(text), document(document), classes(classes) {}
+      : reader(text),
+        tokens(reader),
+        lines(text),
+        begin(text.Begin()),
+        document(document),
+        classes(classes) {}
 
   void Run() {
     while (reader.Next() != EToken::kStart) {
@@ -31,11 +36,18 @@ class TWalk {
       document.dialect = TDialect{Line(), std::string(xml::DialectVersion(reader.Text()))};
     }
     ReadChildren();
+    document.rootEnd = EndTag();
     reader.CheckEpilogue();
   }
 
  private:
   std::size_t Line() { return lines.LineAt(reader.Place()); }
+  std::uint32_t At(const char* place) const { return static_cast<std::uint32_t>(place - begin); }
+  std::uint32_t TokenAt() const { return At(reader.Place()); }
+  // Of the element that began there and has just ended.
+  TSpan SpanFrom(std::uint32_t start) const { return {start, At(reader.Here())}; }
+  // Of the element that has just ended; 0 of one that was empty.
+  std::uint32_t EndTag() const { return reader.Place()[1] == '/' ? TokenAt() : 0; }
 
   // Of the open element, up to its end tag.
   void ReadChildren() {
@@ -46,20 +58,26 @@ class TWalk {
       } else if (tokens.Element() == EElement::kClass) {
         ReadClass();
       } else {
+        const bool isGroup = tokens.Element() == EElement::kDeclGroup;
         ReadChildren();
+        if (isGroup) document.groupEnd = EndTag();
       }
     }
   }
 
   void ReadInstance() {
+    const std::uint32_t start = TokenAt();
     TElement element{std::string(tokens.Optional("CLASSNAME")), Line(), ReadProperties(), {}, 0};
+    element.span = SpanFrom(start);
     document.elements.push_back(std::move(element));
   }
 
   void ReadClass() {
+    const std::uint32_t start = TokenAt();
     const std::string name(tokens.Optional("NAME"));
     const std::string superclass(tokens.Optional("SUPERCLASS"));
     classes.Add(name, {superclass, ReadProperties()});
+    document.classes.push_back(SpanFrom(start));
   }
 
   std::vector<std::shared_ptr<const TProperty>> ReadProperties() {
@@ -83,23 +101,27 @@ class TWalk {
     property.type = tokens.Optional("TYPE");
     property.line = Line();
     property.isArray = isArray;
-    ReadValues(property.values, false);
+    const std::uint32_t start = TokenAt();
+    ReadValues(property, false);
+    property.span = SpanFrom(start);
     return property;
   }
 
   // A null is no value of a property, but an element of an array without a text.
-  void ReadValues(std::vector<std::string>& values, bool areElements) {
+  void ReadValues(TProperty& property, bool areElements) {
     for (EToken token = reader.Next(); token != EToken::kEnd; token = reader.Next()) {
       if (token != EToken::kStart) continue;
       switch (tokens.Element()) {
         case EElement::kValue:
-          values.push_back(ReadText());
+          property.value.begin = At(reader.Here());
+          property.values.push_back(ReadText());
+          property.value.end = EndTag();
           break;
         case EElement::kValueArray:
-          ReadValues(values, true);
+          ReadValues(property, true);
           break;
         case EElement::kValueNull:
-          if (areElements) values.emplace_back();
+          if (areElements) property.values.emplace_back();
           tokens.Skip();
           break;
         default:
@@ -120,6 +142,7 @@ class TWalk {
   xml::TXmlReader reader;
   xml::TCimTokens tokens;
   xml::TLineCounter lines;
+  const char* begin;
   TDocument& document;
   TClasses& classes;
 };

@@ -15,12 +15,20 @@
 
 namespace svc::catalogue {
 
+// Bytes of a document in UTF-8 without byte order mark, [begin, end); none where both are 0.
+struct TSpan {
+  std::uint32_t begin = 0;
+  std::uint32_t end = 0;
+};
+
 // Lines count from 1.
 struct TProperty {
   std::string name;
   std::string type;
   std::size_t line = 0;
   bool isArray = false;
+  TSpan span;   // Of its element.
+  TSpan value;  // Of what a scalar's VALUE holds.
   // Empty for null; a scalar has one. A null among an array's is an empty text.
   std::vector<std::string> values;
 
@@ -46,6 +54,7 @@ struct TElement {
   std::shared_ptr<const TInherited> inherited;
   // The sum of the digests of all defaults that it has of its class.
   std::uint64_t inheritedDigest = 0;
+  TSpan span = {};  // Of INSTANCE.
 
   // Without regard to ASCII case. Null when there is none. Of what is inherited only what a query
   // reads is found.
@@ -71,6 +80,10 @@ struct TDocument {
   std::optional<TDialect> dialect;
   std::optional<TProblem> malformed;
   std::vector<TElement> elements;
+  std::vector<TSpan> classes;  // The declarations.
+  // Where the end tags of the last group and of the root begin; 0 where there is none.
+  std::uint32_t groupEnd = 0;
+  std::uint32_t rootEnd = 0;
 };
 
 // Walks over a document in [begin, begin + size), whose bytes it may change. Adds the classes that

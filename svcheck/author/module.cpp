@@ -18,6 +18,8 @@ int Act(const TCommand& command, const IProgram& program) {
       return ListCatalogue(command, program);
     case EAction::kBuild:
       return BuildCatalogue(command, program);
+    case EAction::kFetch:
+      return FetchCatalogue(command, program);
     case EAction::kImport:
     case EAction::kNone:
       break;

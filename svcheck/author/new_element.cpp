@@ -9,6 +9,8 @@
 #include "rules/names.h"
 #include "rules/system_codes.h"
 #include "rules/version_items.h"
+#include "runtime/xmlparser/document_text.h"
+#include "runtime/xmlparser/encoding.h"
 #include "svcheck/author/update.h"
 
 namespace svc::catalogue {
@@ -16,6 +18,8 @@ namespace svc::catalogue {
 namespace {
 
 using rules::kSystemCodes;
+
+constexpr std::string_view kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
 
 void AppendProperty(std::string& text, std::string_view name, const std::string& value) {
   if (value.empty()) return;
@@ -37,22 +41,6 @@ void AppendArray(std::string& text, std::string_view name, const std::vector<std
   text += "            </VALUE.ARRAY>\n          </PROPERTY.ARRAY>\n";
 }
 
-void Append(std::string& text, const TNewElement& element) {
-  text += fmt::format("      <VALUE.OBJECT>\n        <INSTANCE CLASSNAME=\"{}\">\n",
-                      rules::kUpdateClass);
-  AppendProperty(text, rules::kUpdateName, element.name);
-  AppendProperty(text, rules::kUpdateDescription, element.description);
-  AppendProperty(text, rules::kUpdateCategory, element.category);
-  AppendProperty(text, rules::kUpdateDirectory, element.installDirectory);
-  AppendProperty(text, rules::kUpdateVersion, element.version);
-  AppendProperty(text, rules::kUpdateBuild, element.build);
-  AppendProperty(text, rules::kUpdateDriverFiles, element.driverFiles);
-  AppendArray(text, rules::kUpdateMachineTypes, element.whom.machineTypes, rules::kOpenMark,
-              rules::kCloseMark);
-  AppendArray(text, rules::kUpdateSystems, element.whom.systems, "", "");
-  text += "        </INSTANCE>\n      </VALUE.OBJECT>\n";
-}
-
 EPlatform PlatformOf(std::string_view family) {
   return family.starts_with(rules::kWindows) ? EPlatform::kWindows : EPlatform::kLinux;
 }
@@ -67,15 +55,52 @@ void AddOnce(std::vector<std::string>& texts, std::string_view text) {
 
 }  // namespace
 
+std::string InstanceText(const TNewElement& element) {
+  std::string text = fmt::format("<INSTANCE CLASSNAME=\"{}\">\n", rules::kUpdateClass);
+  AppendProperty(text, rules::kUpdateName, element.name);
+  AppendProperty(text, rules::kUpdateDescription, element.description);
+  AppendProperty(text, rules::kUpdateCategory, element.category);
+  AppendProperty(text, rules::kUpdateDirectory, element.installDirectory);
+  AppendProperty(text, rules::kUpdateVersion, element.version);
+  AppendProperty(text, rules::kUpdateBuild, element.build);
+  AppendProperty(text, rules::kUpdateDriverFiles, element.driverFiles);
+  AppendArray(text, rules::kUpdateMachineTypes, element.whom.machineTypes, rules::kOpenMark,
+              rules::kCloseMark);
+  AppendArray(text, rules::kUpdateSystems, element.whom.systems, "", "");
+  return text + "        </INSTANCE>";
+}
+
 std::string CatalogueText(const std::vector<TNewElement>& elements) {
-  std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<?sv-catalogue version=\"4.02\"?>\n"
+  std::string objects;
+  for (const TNewElement& element : elements) AppendObject(InstanceText(element), objects);
+  return CatalogueAround({}, objects);
+}
+
+std::string CatalogueAround(std::string_view remark, std::string_view objects) {
+  std::string text = std::string(kDeclaration) + "\n<?sv-catalogue version=\"4.02\"?>\n";
+  if (!remark.empty()) text += fmt::format("<!-- {} -->\n", remark);
+  text +=
       "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">\n"
       "  <DECLARATION>\n"
       "    <DECLGROUP>\n";
-  for (const TNewElement& element : elements) Append(text, element);
-  return text + "    </DECLGROUP>\n  </DECLARATION>\n</CIM>\n";
+  return text.append(objects) + "    </DECLGROUP>\n  </DECLARATION>\n</CIM>\n";
+}
+
+void AppendObject(std::string_view declared, std::string& objects) {
+  objects.append("      <VALUE.OBJECT>\n        ").append(declared);
+  objects += "\n      </VALUE.OBJECT>\n";
+}
+
+std::string Utf8Of(std::string document) {
+  try {
+    const xml::TUtf8Document utf8 = xml::ToUtf8(document.data(), document.data() + document.size());
+    std::string text(utf8.begin, utf8.end);
+    const std::size_t end = xml::BeginsWithDeclaration(text) ? text.find("?>") : text.npos;
+    if (end != text.npos) text.replace(0, end + 2, kDeclaration);
+    return text;
+  } catch (const xml::TDocumentError&) {
+    return document;  // Those who load it say what is wrong with it.
+  }
 }
 
 std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted) {

@@ -3,6 +3,8 @@
 #ifndef SVCHECK_AUTHOR_NEW_ELEMENT_H_
 #define SVCHECK_AUTHOR_NEW_ELEMENT_H_
 
+#include <cstddef>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +36,30 @@ struct TNewElement {
 
 // As a file index.xml.
 std::string CatalogueText(const std::vector<TNewElement>& elements);
+// The same of objects that are text already; with a remark, which may be empty, before them.
+std::string CatalogueAround(std::string_view remark, std::string_view objects);
+// Its INSTANCE.
+std::string InstanceText(const TNewElement& element);
+// Puts a CLASS or an INSTANCE behind the other objects.
+void AppendObject(std::string_view declared, std::string& objects);
+// A document as UTF-8 without byte order mark, whose declaration says so; as it is where it cannot
+// be converted.
+std::string Utf8Of(std::string document);
+
+// A catalogue that others were added to.
+struct TMerged {
+  std::string text;
+  std::size_t added = 0;     // Offers that it did not have; so for those that follow.
+  std::size_t replaced = 0;  // Those that it had in an older version.
+  std::size_t kept = 0;      // Those that it has so already, or newer.
+  std::vector<std::string> remarks;
+};
+
+// Adds the elements to a catalogue, a document in UTF-8. What it offers in an older version to the
+// same machines and systems, or to some of them, gets the new one; all else stays as it is. Throws
+// TError (kCatalogue) where no check takes the catalogue.
+TMerged MergeInto(std::string_view older, const std::vector<TNewElement>& elements,
+                  const std::filesystem::path& dataFolder);
 
 // The codes of an operating system's kind, and the families that live checks look for: those of
 // `wanted`, or all where it is empty. Empty when none of `wanted` is of that kind; "any" is every

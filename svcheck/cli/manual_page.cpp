@@ -107,7 +107,8 @@ constexpr std::array kFiles = {
     TEntry{"/etc/svcheck/config.toml", "The machine's settings."},
     TEntry{"~/.config/svcheck/config.toml", "The user's settings, which go before those."},
     TEntry{"/var/lib/svcheck, ~/.local/state/svcheck",
-           "Live catalogues that were downloaded, and the last serial of each repository: of root, "
+           "Live catalogues and descriptions that were downloaded, and the last serial of each "
+           "repository: of root, "
            "and of other users."}};
 
 template <std::size_t kSize>

@@ -44,7 +44,8 @@ std::vector<std::pair<std::string, std::string>> OwnVariables() {
 
 // The systemd unit has these for its command line.
 bool IsOfService(const std::string& variable) {
-  return variable == "SVCHECK_ARGUMENTS" || variable == "SVCHECK_METRICS";
+  return variable == "SVCHECK_ARGUMENTS" || variable == "SVCHECK_FETCH_ARGUMENTS" ||
+         variable == "SVCHECK_METRICS";
 }
 
 // Names of the settings of a verb (empty: of all), each once.

@@ -127,11 +127,14 @@ inline constexpr std::array kVerbs = {
           "svcheck catalogue list /srv/catalogue --machine 4638 --os RHEL5_64\n"
           "svcheck catalogue list /srv/catalogue --format csv --output elements.csv\n"
           "svcheck catalogue build --output /srv/catalogue --drivers /srv/packages --machine 4638\n"
-          "svcheck catalogue build --output /srv/catalogue --firmware firmware.csv\n",
+          "svcheck catalogue build --output /srv/catalogue --firmware firmware.csv\n"
+          "svcheck catalogue fetch --repository https://updates.example/sv "
+          "--repository-key updates.pub --output /srv/catalogue\n",
           "Lint tells what would never match or look odd in a report, with file, line and advice; "
           "it ends with status 2 when there are errors, and with 4 when the catalogue cannot be "
           "read. List shows the update elements as a check sees them. Build makes a catalogue of "
-          "driver files, packages and firmware lists."},
+          "driver files, packages and firmware lists. Fetch makes one of what a signed repository "
+          "has, also for systems that live checks do not know."},
     TVerb{"repository", "Publish update descriptions for live queries", MakeRepository,
           "svcheck repository keygen --repository-key publisher.pub --secret-key publisher.sec\n"
           "svcheck repository build /srv/sv\n"

@@ -196,7 +196,8 @@ std::string_view AdviceOn(const report::TReport& report) {
     case EOutcome::kNoUpdates:
       return "publish descriptions for this machine and system, or give --catalogue DIR";
     case EOutcome::kUnsupportedSystem:
-      return "give a catalogue for this operating system with --catalogue";
+      return "`svcheck catalogue fetch --repository URL --output DIR` brings all that a repository "
+             "has, for any system; then check with --catalogue DIR";
     case EOutcome::kUnknownMachine:
       return "name it with --machine, or give an inventory whose QRXSG_ComputerSystem has a "
              "MachineType with --inventory";

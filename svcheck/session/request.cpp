@@ -50,6 +50,12 @@ bool IsLive(const CIMContext& context) {
   return entry != context.end() && static_cast<std::string>(entry->second) == rules::kLive;
 }
 
+std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
+  return path.empty() ? otherwise() : Absolute(path);
+}
+
+}  // namespace
+
 // Without a repository there is nothing to trust: the download fails and says so itself.
 void DemandTrust(const TQueryOptions& options) {
   if (options.repository.empty() || !options.repositoryKey.empty() || options.allowUnsigned) return;
@@ -57,12 +63,6 @@ void DemandTrust(const TQueryOptions& options) {
       "a live catalogue needs somebody to trust: give --repository-key FILE, or --allow-unsigned",
       EErrorKind::kUsage);
 }
-
-std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
-  return path.empty() ? otherwise() : Absolute(path);
-}
-
-}  // namespace
 
 void ApplyDownloadSettings(const TQueryOptions& options) {
   acquire::TSettings settings = acquire::GetSettings();
@@ -108,6 +108,7 @@ void AddFolderQueryOptions(CLI::App& app, TQueryOptions& options) {
 void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
   AddFolderQueryOptions(app, options);
   AddRepositoryOptions(app, options);
+  AddOfflineOption(app, options);
 }
 
 void AddPlaceOptions(CLI::App& app, TQueryOptions& options) {
@@ -127,6 +128,9 @@ void AddRepositoryOptions(CLI::App& app, TQueryOptions& options) {
   AddText(app, "--ca-file", options.caFile, "Certificates to trust instead of the system's",
           "FILE");
   AddText(app, "--proxy", options.proxy, "Proxy of downloads; \"none\" goes direct", "URL");
+}
+
+void AddOfflineOption(CLI::App& app, TQueryOptions& options) {
   AddFlag(app, "--offline", options.offline, "Use what was downloaded before, open no connection");
 }
 

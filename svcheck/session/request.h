@@ -49,6 +49,9 @@ void AddPluginOptions(CLI::App& app, TQueryOptions& options);
 // Parts of them: where the program's own files are, and the repository with whom to trust.
 void AddPlaceOptions(CLI::App& app, TQueryOptions& options);
 void AddRepositoryOptions(CLI::App& app, TQueryOptions& options);
+void AddOfflineOption(CLI::App& app, TQueryOptions& options);
+// Throws TError (kUsage) where a repository is named and nobody to trust.
+void DemandTrust(const TQueryOptions& options);
 TOption AddInventoryOption(CLI::App& app, TQueryOptions& options);
 void AddMachineOption(CLI::App& app, TQueryOptions& options);
 

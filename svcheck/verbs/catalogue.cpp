@@ -1,12 +1,27 @@
 // `svcheck catalogue`: the author's side of a catalogue. Its work is in a module that is loaded
 // here, so that no other verb pays for it.
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "base/error.h"
+#include "report/text.h"
+#include "rules/names.h"
+#include "runtime/acquire/address.h"
+#include "runtime/acquire/engine.h"
 #include "runtime/acquire/module.h"
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/author/command.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
+#include "svcheck/session/download.h"
 #include "svcheck/session/report_files.h"
+#include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
 
 namespace svc {
 
@@ -43,6 +58,28 @@ void AddChoice(CLI::App& app, const char* name, std::vector<std::string>& values
   AddList(app, name, values, what, valueName).CommandLineOnly();
 }
 
+// What a catalogue was fetched for, as a comment of XML may say it.
+std::string MarkOf(const std::string& repository, const std::vector<std::string>& machineTypes) {
+  std::string mark = "svcheck catalogue fetch " + acquire::ShownAddress(repository);
+  for (const std::string& type : machineTypes) mark += " | " + type;
+  mark = report::PlainLine(mark);
+  for (auto at = mark.find("--"); at != mark.npos; at = mark.find("--")) mark.insert(at + 1, " ");
+  return mark;
+}
+
+// Whether the catalogue came so long ago at most, by the same request.
+bool IsFresh(const std::filesystem::path& index, const std::string& mark, int days) {
+  std::error_code error;
+  const auto modified = std::filesystem::last_write_time(index, error);
+  const auto age = std::filesystem::file_time_type::clock::now() - modified;
+  if (error || age < age.zero() || age >= std::chrono::days(days)) return false;
+  constexpr std::size_t kHead = 65536;
+  std::string head(kHead, '\0');
+  std::ifstream file(index, std::ios::binary);
+  file.read(head.data(), static_cast<std::streamsize>(head.size()));
+  return head.find("<!-- " + mark + " -->\n") != head.npos;
+}
+
 class TCatalogueVerb : public IVerb {
  public:
   explicit TCatalogueVerb(CLI::App& app) {
@@ -51,10 +88,12 @@ class TCatalogueVerb : public IVerb {
     AddListing(app);
     AddBuild(app);
     AddImport(app);
+    AddFetch(app);
   }
 
   int Run() override {
     if (command.dataFolder.empty()) command.dataFolder = DefaultDataFolder().string();
+    if (command.action == EAction::kFetch && !Fetch()) return kExitDone;
     const bool imports = command.action == EAction::kImport;
     const auto act = acquire::FindInModule<catalogue::TModuleFunction>(
         imports ? catalogue::kImportModule : catalogue::kModule,
@@ -88,7 +127,12 @@ class TCatalogueVerb : public IVerb {
     CLI::App& verb =
         AddAction(app, "build", "Make a catalogue of driver files, packages and firmware lists",
                   EAction::kBuild);
-    AddText(verb, "--output", command.folder, "Folder of the catalogue to make", "DIR").Required();
+    AddText(verb, "--output", command.folder, "Folder of the catalogue to make", "DIR");
+    AddText(verb, "--merge", command.merged,
+            "Catalogue to add to, and to bring to what is newer; written in its place, or to "
+            "--output",
+            "DIR")
+        .CommandLineOnly();
     AddChoice(verb, "--drivers", command.drivers,
               "Folder of drivers and packages (.ko, .ko.xz, .ko.zst, .sys, .deb, .rpm), or one "
               "such file",
@@ -128,7 +172,72 @@ class TCatalogueVerb : public IVerb {
         .Required();
   }
 
+  void AddFetch(CLI::App& app) {
+    CLI::App& verb = AddAction(
+        app, "fetch", "Make a catalogue of what a repository has, for any system", EAction::kFetch);
+    AddText(verb, "--output", command.folder, "Folder of the catalogue to make", "DIR").Required();
+    AddChoice(verb, "--machine", command.machineTypes,
+              "Take only what is for this machine type; otherwise everything", "TYPE");
+    AddNumber(verb, "--max-age", maxAge,
+              "Do nothing while the catalogue in DIR came by the same command less than so many "
+              "days ago",
+              "DAYS")
+        .Within(0, 36500);
+    AddText(verb, "--progress", progress, "Show progress on standard error", "WHEN")
+        .OneOf({"auto", "always", "never"});
+    AddRepositoryOptions(verb, options);
+    AddDataFolder(verb, command);
+  }
+
+  void CheckFetch() const {
+    if (options.repository.empty()) {
+      throw TError("there is nothing to fetch from: give --repository URL", EErrorKind::kUsage);
+    }
+    DemandTrust(options);
+    if (std::ranges::count(command.machineTypes, "") != 0) {
+      throw TError("--machine \"\" is no machine type; name one, or leave it out for all",
+                   EErrorKind::kUsage);
+    }
+  }
+
+  // False when what is there will do.
+  bool Fetch() {
+    CheckFetch();
+    command.mark = MarkOf(options.repository, command.machineTypes);
+    const std::filesystem::path index = Absolute(command.folder) / rules::kIndexFile;
+    if (IsFresh(index, command.mark, maxAge)) {
+      const auto output = OpenOutput("-");
+      output->Write(index.string() + ": came less than --max-age ago, and stays\n");
+      output->Commit();
+      return false;
+    }
+    Download();
+    return true;
+  }
+
+  void Download() {
+    ApplyDownloadSettings(options);
+    TDownloadWatch watch(progress == "always" || (progress == "auto" && StandardErrorIsTerminal()));
+    acquire::TDownloadJob job;
+    job.machineTypes = command.machineTypes;
+    job.settings = acquire::GetSettings();
+    job.settings.observer = &watch;
+    const auto fetch = acquire::FindInModule<acquire::TFetchFunction>(acquire::kEngineModule,
+                                                                      acquire::kFetchFunction);
+    acquire::TFetched fetched;
+    acquire::TOutcome outcome;
+    fetch(job, fetched, outcome);
+    if (outcome.code != acquire::EOutcome::kDone) {
+      throw TError(outcome.text, EErrorKind::kCatalogue);
+    }
+    command.serial = fetched.serial;
+    for (const auto& file : fetched.files) command.descriptions.push_back({file.path, file.here});
+  }
+
   TCommand command;
+  TQueryOptions options;
+  int maxAge = 0;
+  std::string progress = "auto";
 };
 
 }  // namespace

@@ -59,6 +59,7 @@ class TDoctorVerb : public IVerb {
     AddText(app, "--catalogue", catalogue, "Folder of the catalogue", "DIR");
     AddPlaceOptions(app, options);
     AddRepositoryOptions(app, options);
+    AddOfflineOption(app, options);
     AddText(app, "--format", format, "Format", "FORMAT").OneOf({"table", "json"}).CommandLineOnly();
   }
 

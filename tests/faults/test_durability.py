@@ -112,7 +112,8 @@ class TheOrderOfCalls(FaultTest):
     def key_options(keys):
         return ["--repository-key", keys[0], "--secret-key", keys[1]]
 
-    def test_of_a_download_and_the_serial_that_was_accepted(self):
+    def serve(self):
+        """A repository of two descriptions; its address."""
         repository = self.folder / "repository"
         (repository / "files").mkdir(parents=True)
         for name in ("one.xml", "two.xml"):
@@ -126,9 +127,30 @@ class TheOrderOfCalls(FaultTest):
         self.addCleanup(forget_server, server.server_port)
         self.addCleanup(server.server_close)
         self.addCleanup(server.shutdown)
+        return f"http://127.0.0.1:{server.server_port}"
+
+    def test_of_a_fetched_catalogue_and_what_it_is_made_of(self):
+        place = self.folder / "fetched"
+        command = ("catalogue", "fetch", "--allow-unsigned", "--output", place, "--repository",
+                   self.serve())
+        steps = self.trace(*command)
+        self.assert_moved_in(steps, place / "index.xml")
+        moves = [step[2] for step in steps if step[0] == "move"]
+        kept = [move for move in moves if "/svcheck/fetched/" in move]
+        self.assertEqual(len(kept), 1, "two files of one content are one")
+        serials = [move for move in moves if "/repositories/" in move]
+        self.assertEqual(len(serials), 1, steps)
+        self.assertEqual(moves, serials + kept + [str(place / "index.xml")])
+        for file in kept + serials:
+            self.assert_moved_in(steps, file)
+        # The second replaces the first, and nothing else is written but the catalogue.
+        moves = [step[2] for step in self.trace(*command) if step[0] == "move"]
+        self.assertEqual(moves, [str(place / "index.xml")])
+
+    def test_of_a_download_and_the_serial_that_was_accepted(self):
         steps = self.trace("check", "--live", "--allow-unsigned", "--inventory",
                            SAMPLE / "inventory.xml", "--drive-root", self.folder / "drives",
-                           "--repository", f"http://127.0.0.1:{server.server_port}")
+                           "--repository", self.serve())
         folder = self.folder / "drives" / "c" / "QRX_Support" / "SV"
         for name in ("one.xml", "two.xml"):
             self.assert_moved_in(steps, folder / name)

@@ -87,7 +87,8 @@ class Install(unittest.TestCase):
         """As `systemctl enable` does, which this folder has not."""
         wanted = self.root / "etc/systemd/system/timers.target.wants"
         wanted.mkdir(parents=True, exist_ok=True)
-        (wanted / "svcheck.timer").symlink_to("/lib/systemd/system/svcheck.timer")
+        for name in ("svcheck.timer", "svcheck-fetch.timer"):
+            (wanted / name).symlink_to(f"/lib/systemd/system/{name}")
 
 
 if __name__ == "__main__":

@@ -1,11 +1,18 @@
-"""The serials of servers of the tests in the folder where the system's administrator keeps those of
-repositories: a later server may get the same port, and a live check by root would call its manifest
-an old one."""
+"""The serials of servers of the tests, and what was fetched from them, in the folder where the
+system's administrator keeps those of repositories: a later server may get the same port, and a live
+check by root would call its manifest an old one."""
 
+import hashlib
 import json
+import shutil
 from pathlib import Path
 
 FOLDER = Path("/var/lib/svcheck/repositories")
+
+
+def fetched_folder(address, state=FOLDER.parent):
+    """Where the state folder keeps what was fetched from a repository."""
+    return Path(state) / "fetched" / hashlib.sha256(address.encode()).hexdigest()[:32]
 
 
 def is_of(note, port):
@@ -23,5 +30,9 @@ def forget_server(port):
         for note in FOLDER.glob("*.json"):
             if is_of(note, port):
                 note.unlink(missing_ok=True)
+        for scheme in ("http", "https"):
+            folder = fetched_folder(f"{scheme}://127.0.0.1:{port}")
+            shutil.rmtree(folder, ignore_errors=True)
+            folder.with_suffix(".lock").unlink(missing_ok=True)
     except OSError:
         pass

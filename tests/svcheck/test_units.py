@@ -43,7 +43,7 @@ class Units(ProgramTest):
                     if not line.startswith("#"))
 
     def test_what_is_installed_names_its_own_prefix(self):
-        for file in (self.units / "svcheck.service",
+        for file in (self.units / "svcheck.service", self.units / "svcheck-fetch.service",
                      self.prefix / "share" / "svcheck" / "systemd" / "svcheck.default"):
             text = file.read_text()
             self.assertIn(f"{self.prefix}/", text)
@@ -61,9 +61,27 @@ class Units(ProgramTest):
         self.assertEqual(bad['svcheck_records{verdict="outdated"}'], "0")
         self.assertEqual(bad["svcheck_last_success_timestamp_seconds"], success)
 
+    def test_the_fetch_goes_where_the_check_may_look(self):
+        service = (self.units / "svcheck-fetch.service").read_text()
+        line = re.search(r"^ExecStart=(.*)$", service, re.MULTILINE)[1]
+        program, *rest = shlex.split(line)
+        self.assertEqual(program, str(self.prefix / "bin" / "svcheck"))
+        place = rest[rest.index("--output") + 1]
+        default = (self.prefix / "share/svcheck/systemd/svcheck.default").read_text()
+        self.assertIn(f'"--catalogue {place}"', default)
+        arguments = re.search(r'SVCHECK_FETCH_ARGUMENTS="(.*)"', default)[1].split()
+        words = [self.folder / "fetched" if word == place else word for word in rest[:-1]]
+        self.assertEqual(rest[-1], "$SVCHECK_FETCH_ARGUMENTS")
+        # Understood, up to the key that is not there.
+        self.assert_failed(self.run_program(*words, *arguments), 4, "/etc/svcheck/updates.pub")
+
     @unittest.skipUnless(ANALYZE, "there is no systemd-analyze")
     def test_systemd_takes_them(self):
-        service, timer = (self.units / f"svcheck.{kind}" for kind in ("service", "timer"))
+        for name in ("svcheck", "svcheck-fetch"):
+            with self.subTest(name):
+                self.analyze(*(self.units / f"{name}.{kind}" for kind in ("service", "timer")))
+
+    def analyze(self, service, timer):
         for arguments in (["verify", "--man=no", "--recursive-errors=no", service, timer],
                           ["security", "--offline=true", "--threshold=45", "--no-pager", service]):
             result = subprocess.run([ANALYZE, *map(str, arguments)], capture_output=True, text=True,

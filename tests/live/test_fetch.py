@@ -1,0 +1,305 @@
+"""`svcheck catalogue fetch`: a catalogue of what a repository has, and what keeps an older one."""
+
+import hashlib
+import json
+import os
+import signal
+import subprocess
+import sys
+import time
+import unittest
+from pathlib import Path
+from xml.etree import ElementTree
+
+from fault_server import FaultServer, slow
+from support import LiveTest, Nginx, clean_environment
+from serial_notes import FOLDER, fetched_folder
+
+SOURCE = Path(__file__).resolve().parents[2]
+SVCHECK = os.environ["SVCHECK"]
+SAMPLE = SOURCE / "data" / "sample"
+Q35 = "Standard PC (Q35 + ICH9, 2009)"
+
+
+def update(name, types=("4620",), systems=("RHEL5_64", "Linux"), class_name=None, **more):
+    """An update element as text."""
+    def array(key, values):
+        texts = "".join(f"<VALUE>{value}</VALUE>" for value in values)
+        return (f'<PROPERTY.ARRAY NAME="{key}" TYPE="string"><VALUE.ARRAY>{texts}</VALUE.ARRAY>'
+                "</PROPERTY.ARRAY>")
+    texts = {"name": name, "category": "BIOS", "Version": "-[YUE112A]-", **more}
+    return (f'<INSTANCE CLASSNAME="{class_name or "QRXPSG_SystemUpdateElement"}">'
+            + "".join(f'<PROPERTY NAME="{key}" TYPE="string"><VALUE>{value}</VALUE></PROPERTY>'
+                      for key, value in texts.items())
+            + array("applicableMachineTypes", [f"-[{each}]-" for each in types])
+            + array("applicableOperatingSystems", systems) + "</INSTANCE>")
+
+
+def description(*objects, encoding="UTF-8"):
+    body = "".join(f"<VALUE.OBJECT>{each}</VALUE.OBJECT>" for each in objects)
+    return (f'<?xml version="1.0" encoding="{encoding}"?><?sv-catalogue version="4.02"?>'
+            f"<CIM><DECLARATION><DECLGROUP>{body}</DECLGROUP></DECLARATION></CIM>").encode(encoding)
+
+
+class Fetch(LiveTest):
+    def setUp(self):
+        super().setUp()
+        self.catalogue = self.work / "catalogue"
+        self.repository.add("a.xml", description(update("a"), update("b", ["4638", Q35])))
+        self.repository.add("b.xml", description(update("c", systems=["DEBIAN12"])),
+                            machineTypes=["4620"], os=0, arch=0)
+        self.repository.entries[0]["machineTypes"] = ["4620", "4638", Q35]
+        self.repository.publish()
+
+    def serve(self):
+        server = Nginx(self.server_folder, self.repository.folder)
+        self.addCleanup(server.stop)
+        return server
+
+    def command(self, address, *more):
+        return [SVCHECK, "catalogue", "fetch", "--repository", address, "--repository-key",
+                self.keys.public, "--output", str(self.catalogue), *more]
+
+    def run_command(self, command, status=0):
+        process = subprocess.run(command, capture_output=True, text=True, timeout=60,
+                                 env=self.environment())
+        self.assertEqual(process.returncode, status, process.stderr + process.stdout)
+        if status:
+            self.assertEqual(len(process.stderr.splitlines()), 1, process.stderr)
+        return process
+
+    def environment(self):
+        return clean_environment(HOME=str(self.work), XDG_STATE_HOME=str(self.work / "state"))
+
+    def fetch(self, address, *more, status=0):
+        return self.run_command(self.command(address, *more), status)
+
+    def kept(self, server):
+        """Where what was fetched from the server is kept between runs."""
+        state = FOLDER.parent if os.geteuid() == 0 else self.work / "state" / "svcheck"
+        return fetched_folder(server.address, state)
+
+    def tree(self):
+        return {str(path.relative_to(self.catalogue)): path.read_bytes()
+                for path in self.catalogue.rglob("*") if path.is_file()}
+
+    def listed(self):
+        text = self.run_command([SVCHECK, "catalogue", "list", str(self.catalogue), "--format",
+                                 "json"]).stdout
+        return [item["name"] for item in json.loads(text)["elements"]]
+
+    def test_everything_of_a_repository_becomes_one_catalogue(self):
+        server = self.serve()
+        result = self.fetch(server.address)
+        self.assertEqual(result.stdout, f"{self.catalogue}/index.xml: 3 update elements of 2 "
+                                        "descriptions, serial 7\n")
+        self.assertEqual(result.stderr, "")
+        self.assertEqual(list(self.tree()), ["index.xml"])
+        self.assertEqual(self.listed(), ["a", "b", "c"])
+        self.assertIn(b'<?sv-catalogue version="4.02"?>', self.tree()["index.xml"])
+        report = json.loads(self.run_command(
+            [SVCHECK, "check", "--catalogue", str(self.catalogue), "--format", "json",
+             "--inventory", str(SAMPLE / "inventory.xml")]).stdout)
+        self.assertEqual([record["SVVersion"] for record in report["records"]], ["YUE112A"])
+
+    def test_what_is_there_does_not_come_again(self):
+        server = self.serve()
+        self.fetch(server.address)
+        first = self.tree()
+        asked = len(server.requests())
+        self.assertEqual(asked, 4)
+        self.fetch(server.address)
+        self.assertEqual(self.tree(), first)
+        again = [request.split()[1] for request in server.requests()[asked:]]
+        self.assertEqual(again, ["/sv-repository.json", "/sv-repository.json.minisig"])
+        # Nor by another catalogue of the repository; what changed comes alone.
+        asked = len(server.requests())
+        self.repository.entries.pop()
+        self.repository.add("b.xml", description(update("d")))
+        self.repository.publish(serial=8)
+        self.catalogue = self.work / "second"
+        self.fetch(server.address)
+        self.assertEqual(self.listed(), ["a", "b", "d"])
+        self.assertEqual([request.split()[1] for request in server.requests()[asked:]],
+                         ["/sv-repository.json", "/sv-repository.json.minisig", "/files/b.xml"])
+        kept = [path.name for path in self.kept(server).iterdir()]
+        self.assertEqual(sorted(kept), sorted(entry["sha256"]
+                                              for entry in self.repository.entries))
+
+    def test_a_kept_file_that_was_changed_comes_again(self):
+        server = self.serve()
+        self.fetch(server.address)
+        first = self.tree()
+        for path in self.kept(server).iterdir():
+            path.write_bytes(b" " * path.stat().st_size)
+        self.fetch(server.address)
+        self.assertEqual(self.tree(), first)
+
+    def test_machine_types(self):
+        address = self.serve().address
+        for types, names in (([Q35], ["b"]), ([Q35.upper()], ["b"]), (["4638"], ["b"]),
+                             (["4620"], ["a", "c"]), (["4638", "4620"], ["a", "b", "c"])):
+            with self.subTest(types):
+                self.fetch(address, *(word for each in types for word in ("--machine", each)))
+                self.assertEqual(self.listed(), names)
+        before = self.tree()
+        result = self.fetch(address, "--machine", "462", status=4)
+        self.assertIn("no update element for 462", result.stderr)
+        self.assertEqual(self.tree(), before)
+
+    def test_each_element_comes_once_and_superseded_files_and_payloads_not_at_all(self):
+        self.repository.add("c.xml", description(update("a"), update("e")))
+        self.repository.add("old.xml", description(update("old")), latest=False)
+        self.repository.add("payload.xml", description(update("payload")), payload=True)
+        self.repository.publish()
+        self.fetch(self.serve().address)
+        self.assertEqual(self.listed(), ["a", "b", "c", "e"])
+
+    def test_nothing_is_lost_of_what_a_description_says(self):
+        declared = ('<CLASS NAME="My_Update" SUPERCLASS="QRXPSG_SystemUpdateElement"><PROPERTY '
+                    'NAME="Version" TYPE="string"><VALUE>-[DEF]-</VALUE></PROPERTY></CLASS>')
+        own = update("ä&amp;&lt;", class_name="My_Update", severity="<![CDATA[a & b]]>", Version="x")
+        other = '<INSTANCE CLASSNAME="My_Note"><PROPERTY NAME="n"/></INSTANCE>'
+        self.repository.entries.clear()
+        self.repository.add("one.xml", description(declared, own, encoding="ISO-8859-1"))
+        self.repository.add("two.xml", description(
+            declared, '<CLASS NAME="My_Note"><PROPERTY NAME="n" TYPE="string"/></CLASS>', other,
+            own.replace("ä", "ö"), encoding="UTF-16"))
+        self.repository.publish()
+        self.fetch(self.serve().address)
+        text = self.tree()["index.xml"].decode()
+        for part, times in ((declared, 1), (own, 1), (other, 1), (own.replace("ä", "ö"), 1)):
+            self.assertEqual(text.count(part), times, part)
+        self.assertLess(text.index(declared), text.index(own))
+        ElementTree.fromstring(text)
+        self.assertEqual(self.listed(), ["ä&<", "ö&<"])
+
+    def test_an_older_catalogue_stays_when_something_is_refused(self):
+        server = self.serve()
+        self.fetch(server.address)
+        before = self.tree()
+        entry = self.repository.add("new.xml", description(update("new")))
+        good = dict(entry)
+        for change, publish, *words in (
+                ({}, {"serial": 6}, "serial 6", "serial 7"),
+                ({}, {"expires": "2020-01-01T00:00:00Z"}, "2020-01-01"),
+                ({}, {"schema": 2}, "schema"),
+                ({"name": "../x.xml"}, {}, "plain file name"),
+                ({"path": "../x.xml"}, {}, "below the repository"),
+                ({"sha256": "0" * 64}, {}, "new.xml", "SHA-256"),
+                ({"size": 5}, {}, "new.xml", "bytes"),
+                ({"size": 10**12}, {}, "new.xml", "bytes"),
+                ({"path": "files/gone.xml"}, {}, "404")):
+            with self.subTest(change, publish=publish):
+                entry.update(good, **change)
+                self.repository.publish(**{"serial": 7, **publish})
+                result = self.fetch(server.address, status=4)
+                for word in words:
+                    self.assertIn(word, result.stderr)
+                self.assertEqual(self.tree(), before)
+        entry.update(good)
+        for content, word in ((b"<CIM>", "new.xml:1"), (b"", "new.xml"),
+                              (description('<INSTANCE CLASSNAME="None"/>'), "None"),
+                              (description(update("x")).replace(b"4.02", b"4.01"), "4.02")):
+            with self.subTest(content):
+                self.repository.entries.pop()
+                self.repository.add("new.xml", content)
+                self.repository.publish()
+                self.assertIn(word, self.fetch(server.address, status=4).stderr)
+                self.assertEqual(self.tree(), before)
+
+    def test_signatures(self):
+        server = self.serve()
+        self.repository.signature.write_text(self.repository.signature.read_text()[::-1])
+        self.fetch(server.address, status=4)
+        self.repository.signature.unlink()
+        self.assertIn("not signed", self.fetch(server.address, status=4).stderr)
+        self.assertFalse(self.catalogue.exists())
+        command = self.command(server.address)
+        at = command.index("--repository-key")
+        command[at:at + 2] = ["--allow-unsigned"]
+        self.run_command(command)
+        self.assertEqual(self.listed(), ["a", "b", "c"])
+
+    def test_command_lines(self):
+        self.assertIn("--repository", self.run_command(
+            [SVCHECK, "catalogue", "fetch", "--output", str(self.catalogue)], 64).stderr)
+        self.assertIn("--allow-unsigned", self.run_command(
+            [SVCHECK, "catalogue", "fetch", "--output", str(self.catalogue), "--repository",
+             "http://127.0.0.1:1"], 64).stderr)
+        self.fetch("http://127.0.0.1:1", "--machine", "", status=64)
+        self.fetch("http://127.0.0.1:1", "--max-age", "-1", status=64)
+        self.fetch("http://127.0.0.1:1", status=4)
+        self.fetch("ftp://127.0.0.1:1", status=4)
+        self.assertFalse(self.catalogue.exists())
+
+    def test_a_catalogue_that_is_young_enough_stays(self):
+        server = self.serve()
+        index = self.catalogue / "index.xml"
+        self.fetch(server.address, "--max-age", "2")
+        asked = len(server.requests())
+        self.assertGreater(asked, 0)
+
+        def asks(*more):
+            before = len(server.requests())
+            self.fetch(server.address, *more)
+            return len(server.requests()) > before
+
+        self.assertFalse(asks("--max-age", "2"))
+        for days, more, is_asked in ((1.9, (), False), (2.1, (), True), (-1, (), True),
+                                     (1.9, ("--machine", "4620"), True),
+                                     (1.9, ("--machine", "4620"), False)):
+            with self.subTest(days, more=more):
+                old = time.time() - days * 86400
+                os.utime(index, (old, old))
+                self.assertEqual(asks("--max-age", "2", *more), is_asked)
+        self.assertTrue(asks("--machine", "4620"))
+        index.write_text("a catalogue that was made by hand")
+        self.assertTrue(asks("--machine", "4620", "--max-age", "2"))
+        self.assertEqual(self.listed(), ["a", "c"])
+
+    def test_an_interruption_keeps_the_older_catalogue(self):
+        self.fetch(self.serve().address)
+        before = self.tree()
+        large = description(*(update(f"x{n}") for n in range(2000)))
+        entry = self.repository.add("large.xml", large)
+        self.repository.publish()
+        server = FaultServer(self.repository)
+        self.addCleanup(server.stop)
+        server.faults[entry["path"]] = slow(server)
+        process = subprocess.Popen(self.command(server.address), stderr=subprocess.PIPE, text=True,
+                                   env=self.environment())
+        staged = self.kept(server).with_suffix(".part")
+        while not list(staged.glob("*")):
+            self.assertIsNone(process.poll())
+            time.sleep(0.01)
+        process.send_signal(signal.SIGINT)
+        _, error = process.communicate(timeout=20)
+        self.assertNotEqual(process.returncode, 0, error)
+        self.assertEqual(self.tree(), before)
+        self.assertEqual(list(staged.glob("*")), [])
+        self.assertEqual([path for path in self.work.rglob("*.svcheck-*")], [])
+
+    def test_a_live_check_on_another_system_names_the_command(self):
+        inventory = self.work / "debian.xml"
+        text = (SAMPLE / "inventory.xml").read_text()
+        build = next(line for line in text.splitlines() if 'NAME="BuildID"' in line)
+        inventory.write_text(text.replace(build, '<PROPERTY NAME="BuildID" TYPE="string"><VALUE>'
+                                                 "Debian GNU/Linux 12</VALUE></PROPERTY>"))
+        process = self.run_command(
+            [SVCHECK, "check", "--live", "--repository", "http://127.0.0.1:1", "--repository-key",
+             self.keys.public, "--inventory", str(inventory)], 1)
+        self.assertIn("Live checks do not know this operating system", process.stderr)
+        self.assertIn("svcheck catalogue fetch --repository URL --output DIR", process.stderr)
+
+    def test_hashes_are_those_of_the_manifest(self):
+        server = self.serve()
+        self.fetch(server.address)
+        names = {path.name: hashlib.sha256(path.read_bytes()).hexdigest()
+                 for path in self.kept(server).iterdir()}
+        self.assertEqual(len(names), 2)
+        self.assertEqual(list(names), list(names.values()))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
