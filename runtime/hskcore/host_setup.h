@@ -34,9 +34,21 @@ HSKCORE_API void InstallNamespaceProviderManager(
 HSKCORE_API void SetDriveRoot(const std::string& folder);
 HSKCORE_API std::string DriveRoot();
 
-// Where `path`, in a form that programs of the host name it by, is opened or sized, `native` is
-// taken instead; messages keep the path. An empty path ends that. No effect on Windows.
-HSKCORE_API void SetStandInFile(const std::string& path, const std::string& native);
+// Files that are made ready for who sizes, opens and reads them by the paths of the host, and that
+// gets others in their place; messages keep the path.
+class IFilePreparer {
+ public:
+  virtual ~IFilePreparer() = default;
+  // Somebody is about to ask for the size of a file; `native` is its path on this system.
+  virtual void Prepare(const std::string& path, const std::string& native) noexcept = 0;
+  // The file of the system's that is sized and opened in place of the one at `path`; empty for that
+  // one itself.
+  virtual std::string InPlaceOf(const std::string& path) const = 0;
+};
+
+// Null for none, as from the start; returns the one before. The caller keeps it. No effect on
+// Windows, where plug-ins open files by names of the system's own.
+HSKCORE_API IFilePreparer* SetFilePreparer(IFilePreparer* preparer) noexcept;
 
 // A path of a text as programs pass it on: UTF-8, whatever the system's own encoding. Any thread.
 

@@ -1,5 +1,6 @@
 #include "host/hskcore/os_specific.h"
 
+#include <atomic>
 #include <mutex>
 
 #include "runtime/hskcore/host_setup.h"
@@ -13,14 +14,14 @@ namespace {
 struct TPathSettings {
   std::mutex mutex;
   std::string driveRoot;
-  std::string standInFor;
-  std::string standIn;
 };
 
 TPathSettings& Settings() {
   static TPathSettings& settings = *new TPathSettings;
   return settings;
 }
+
+constinit std::atomic<IFilePreparer*> filePreparer{nullptr};
 
 }  // namespace
 
@@ -34,15 +35,18 @@ std::string DriveRoot() {
   return Settings().driveRoot.empty() ? DefaultDriveRoot() : Settings().driveRoot;
 }
 
-void SetStandInFile(const std::string& path, const std::string& native) {
-  const std::lock_guard lock(Settings().mutex);
-  Settings().standInFor = path;
-  Settings().standIn = native;
+IFilePreparer* SetFilePreparer(IFilePreparer* preparer) noexcept {
+  return filePreparer.exchange(preparer);
 }
 
-std::string StandInFile(const std::string& path) {
-  const std::lock_guard lock(Settings().mutex);
-  return !path.empty() && path == Settings().standInFor ? Settings().standIn : std::string();
+void PrepareFile(const std::string& path, const std::string& native) {
+  if (IFilePreparer* const preparer = filePreparer.load()) preparer->Prepare(path, native);
+}
+
+std::string OpenedFor(const std::string& path, std::string native) {
+  const IFilePreparer* const preparer = filePreparer.load();
+  std::string other = preparer == nullptr ? std::string() : preparer->InPlaceOf(path);
+  return other.empty() ? native : other;
 }
 
 }  // namespace svc

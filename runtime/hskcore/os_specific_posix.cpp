@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -27,6 +28,16 @@ bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 bool StartsWithDrive(const std::string& path) {
   return path.size() >= 2 && IsLetter(path[0]) && path[1] == ':' &&
          (path.size() == 2 || path[2] == '/');
+}
+
+std::string Mapped(const std::string& path) {
+  std::string native = path;
+  std::replace(native.begin(), native.end(), '\\', '/');
+  if (!StartsWithDrive(native)) {
+    return native;
+  }
+  const char drive = static_cast<char>(native[0] | 0x20);
+  return svc::DriveRoot() + "/" + drive + native.substr(2);
 }
 
 [[noreturn]] void ThrowUnreadable(const std::string& path, const std::string& cause) {
@@ -76,6 +87,7 @@ std::string TOSSpecific::GetCurrentDir() {
 }
 
 std::uint64_t TOSSpecific::GetFileSize(const std::string& path) {
+  svc::PrepareFile(path, Mapped(path));
   struct stat status;
   if (stat(NativePath(path).c_str(), &status) != 0) {
     const int error = errno;
@@ -105,14 +117,7 @@ std::vector<std::string> TOSSpecific::ListDir(const std::string& path) {
 }
 
 std::string TOSSpecific::NativePath(const std::string& path) {
-  if (std::string standIn = svc::StandInFile(path); !standIn.empty()) return standIn;
-  std::string native = path;
-  std::replace(native.begin(), native.end(), '\\', '/');
-  if (!StartsWithDrive(native)) {
-    return native;
-  }
-  const char drive = static_cast<char>(native[0] | 0x20);
-  return svc::DriveRoot() + "/" + drive + native.substr(2);
+  return svc::OpenedFor(path, Mapped(path));
 }
 
 }  // namespace NQRXHSK20
@@ -134,6 +139,29 @@ std::string DefaultDriveRoot() {
 
 std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
   return std::fopen(path.c_str(), mode);
+}
+
+std::string FileStamp(const std::string& native) {
+  struct stat status;
+  if (stat(native.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  std::ostringstream stamp;
+  stamp << status.st_dev << ' ' << status.st_ino << ' ' << status.st_size << ' '
+        << status.st_mtim.tv_sec << '.' << status.st_mtim.tv_nsec << ' ' << status.st_ctim.tv_sec
+        << '.' << status.st_ctim.tv_nsec;
+  return stamp.str();
+}
+
+// Nobody else can name it, and it goes with its last descriptor.
+TMemoryFile::TMemoryFile(std::string_view bytes)
+    : file(memfd_create("svcheck-document", MFD_CLOEXEC)) {
+  if (file == -1 || write(file, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+    return;
+  std::string name = "/proc/self/fd/" + std::to_string(file);
+  if (access(name.c_str(), R_OK) == 0) path = std::move(name);
+}
+
+TMemoryFile::~TMemoryFile() {
+  if (file != -1) close(file);
 }
 
 std::size_t BlockSize(void* block) noexcept { return malloc_usable_size(block); }

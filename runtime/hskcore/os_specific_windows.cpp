@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <sstream>
 #include <system_error>
 
 #include "base/utf16.h"
@@ -93,6 +94,24 @@ std::string DefaultDriveRoot() { return ""; }
 std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
   return _wfopen(Widen(path).c_str(), Widen(mode).c_str());
 }
+
+std::string FileStamp(const std::string& native) {
+  WIN32_FILE_ATTRIBUTE_DATA status;
+  constexpr DWORD kNotRegular = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE;
+  if (!GetFileAttributesExW(Widen(native).c_str(), GetFileExInfoStandard, &status) ||
+      (status.dwFileAttributes & kNotRegular) != 0)
+    return {};
+  std::ostringstream stamp;
+  stamp << status.nFileSizeHigh << ' ' << status.nFileSizeLow << ' '
+        << status.ftLastWriteTime.dwHighDateTime << ' ' << status.ftLastWriteTime.dwLowDateTime
+        << ' ' << status.ftCreationTime.dwHighDateTime << ' '
+        << status.ftCreationTime.dwLowDateTime;
+  return stamp.str();
+}
+
+// Plug-ins open files by names of the system's own here, and nothing stands in for one.
+TMemoryFile::TMemoryFile(std::string_view) {}
+TMemoryFile::~TMemoryFile() = default;
 
 std::size_t BlockSize(void* block) noexcept { return _msize(block); }
 

@@ -79,6 +79,10 @@ bool TakesSharedStates(const boost::shared_ptr<ICIMNamespace>& target) {
   return InMemoryOf(target)->TakesSharedStates();
 }
 
+std::size_t WeightOf(const boost::shared_ptr<ICIMNamespace>& target) {
+  return InMemoryOf(target)->State().Weight();
+}
+
 TSharedStateHandle SharedStateOf(const boost::shared_ptr<ICIMNamespace>& target) {
   return InMemoryOf(target)->SharedState();
 }

@@ -32,6 +32,9 @@ SharedStateOf(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
 // Whether it holds nothing but what it shares.
 HSKCORE_API bool TakesSharedStates(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
 
+// How much a copy of it takes, in its instances, classes and names, an instance counted for more.
+HSKCORE_API std::size_t WeightOf(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
+
 // Instances of one shared state that readers can do without.
 class THiddenInstances;
 using THiddenInstancesHandle = boost::shared_ptr<const THiddenInstances>;

@@ -13,13 +13,41 @@ namespace svc::xml {
 using NQRXHSK20::ECIMType;
 using NQRXHSK20::THSKStatusCode;
 
-void TCimBuilder::Build(EDialect dialect) {
+// Takes a step from one token to another, and takes it again where the document is seen through a
+// window that ended on the way: what is half written by then is dropped. A class that was begun
+// stays declared, and is declared the same again.
+template <typename TStep>
+bool TCimBuilder::InWindow(const TStep& step) {
+  TXmlReader& reader = tokens.Reader();
+  reader.MoveWindow();
+  const TXmlReader::TMark mark = reader.Mark();
+  for (;;) {
+    try {
+      return step();
+    } catch (const TDocumentError& error) {
+      if (!error.IsMoreWanted()) throw;
+      writer.Abandon();
+      reader.GoBackTo(mark);
+    }
+  }
+}
+
+void TCimBuilder::Build(EDialect dialect, bool isWholeFile) {
   try {
-    const std::optional<std::string_view> version = ReadPrologue();
+    std::optional<std::string_view> version;
+    InWindow([&] {
+      version = ReadPrologue();
+      return true;
+    });
     if (tokens.Element() != EElement::kCim)
       tokens.Reader().Fail("the root element is " + CutName(tokens.Reader().Name()) + ", not CIM");
     if (dialect == EDialect::kCatalogue402) CheckDialect(version);
     ReadContainer(EElement::kCim);
+    if (!isWholeFile) return;
+    InWindow([&] {
+      tokens.Reader().CheckEpilogue();
+      return true;
+    });
   } catch (const NQRXHSK20::THSKException& refusal) {
     // The namespace knows what is wrong, the reader where.
     tokens.Reader().Fail(refusal.GetMessageText(), refusal.GetStatusCode());
@@ -47,10 +75,12 @@ void TCimBuilder::CheckDialect(std::optional<std::string_view> version) {
 
 void TCimBuilder::ReadContainer(EElement container) {
   spent.Keep(tokens.Reader().Here());  // The tags of the open elements.
-  while (tokens.NextChild()) {
+  const auto readChild = [&] {
+    if (!tokens.NextChild()) return false;
     ReadChild(container);
-    spent.Offer(tokens.Reader().Here());
-  }
+    return true;
+  };
+  while (InWindow(readChild)) spent.Offer(tokens.Reader().Here());
 }
 
 void TCimBuilder::ReadChild(EElement container) {
@@ -75,11 +105,15 @@ void TCimBuilder::ReadChild(EElement container) {
 
 void TCimBuilder::ReadHolder(EElement holder) {
   bool hasObject = false;
-  while (tokens.NextChild()) {
+  const auto readChild = [&] {
+    if (!tokens.NextChild()) return false;
     const bool isPath = TreatmentBelow(holder, tokens.Element()) == ETreatment::kSkip;
     if (!isPath && hasObject) tokens.RefuseElement();
-    hasObject = hasObject || !isPath;
     ReadChild(holder);
+    hasObject = hasObject || !isPath;
+    return true;
+  };
+  while (InWindow(readChild)) {
   }
   if (!hasObject)
     tokens.Reader().Fail(CutName(tokens.Reader().Name()) + " holds no class and no instance");

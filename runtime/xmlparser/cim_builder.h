@@ -26,7 +26,7 @@ class TSpentText {
   void Keep(char* at) { begin = at; }
   // What was read before `at`, and is not kept, is needed no more.
   void Offer(char* at) {
-    if (at - begin >= kPiece && writer.WantsPages()) HandOver(at);
+    if (at - begin >= kPiece && text.Window() == nullptr && writer.WantsPages()) HandOver(at);
   }
 
  private:
@@ -49,11 +49,11 @@ class TCimBuilder {
   TCimBuilder(TXmlReader& reader, TNamespaceWriter& writer)
       : tokens(reader), writer(writer), spent(reader.Document(), writer) {}
 
-  // Reads the document up to the end tag of its root element. Throws TDocumentError; what was
-  // complete before stays in the namespace. What is wrong in several ways is refused for the first
-  // that the order of the text shows; where the root element begins, its name is judged before the
-  // dialect, since only a CIM document has one.
-  void Build(EDialect dialect);
+  // Reads the document up to the end tag of its root element, of a whole file also what follows
+  // it. Throws TDocumentError; what was complete before stays in the namespace. What is wrong in
+  // several ways is refused for the first that the order of the text shows; where the root element
+  // begins, its name is judged before the dialect, since only a CIM document has one.
+  void Build(EDialect dialect, bool isWholeFile = false);
   // The classes that the document declared, in order, each once.
   const std::vector<TClassId>& Classes() const { return classes; }
 
@@ -63,6 +63,8 @@ class TCimBuilder {
     NQRXHSK20::ECIMType type;
   };
 
+  template <typename TStep>
+  bool InWindow(const TStep& step);
   std::optional<std::string_view> ReadPrologue();
   void CheckDialect(std::optional<std::string_view> version);
   void ReadContainer(EElement container);

@@ -77,6 +77,7 @@ void TDocumentText::FailAtByte(const char* at) const {
 }
 
 void TDocumentText::FailAtEnd() const {
+  if (window != nullptr && !window->IsAtEnd()) throw TDocumentError::MoreWanted();
   const char* last = end;
   while (last != begin && last[-1] == 0) --last;
   Fail(last, isCut ? "the document is larger than 524288000 bytes"

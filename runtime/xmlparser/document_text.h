@@ -9,12 +9,18 @@
 #include <string>
 
 #include "host/hskcore/status.h"
+#include "runtime/xmlparser/document_window.h"
 
 namespace svc::xml {
 
 // Why a document is refused. `line` counts from 1 in the document as it was before reading.
 class TDocumentError : public std::exception {
  public:
+  // Of a document that is seen through a window: what is being read does not end within it, and is
+  // to be read again from where it began, with more of the file behind it. Never leaves the parser.
+  static TDocumentError MoreWanted() { return {0, {}, NQRXHSK20::THSKStatusCode::kFailed}; }
+  bool IsMoreWanted() const { return line == 0; }
+
   TDocumentError(std::size_t line, std::string cause, NQRXHSK20::THSKStatusCode status)
       : line(line), status(status), cause(std::move(cause)) {}
   const char* what() const noexcept override { return cause.c_str(); }
@@ -43,9 +49,21 @@ class TDocumentText {
   // `isCut`: the document may go on behind `end`, beyond the largest size that is taken.
   TDocumentText(char* begin, char* end, bool isCut = false)
       : begin(begin), end(end), isCut(isCut) {}
+  // What a window shows of one; lines count from where it begins. Borrows the window.
+  explicit TDocumentText(TDocumentWindow& window)
+      : begin(window.Begin()), end(window.End()), isCut(false), window(&window) {}
 
   char* Begin() const { return begin; }
   char* End() const { return end; }
+
+  // Null where all of the document is there.
+  TDocumentWindow* Window() const { return window; }
+  // Shows what the window does now, nothing of which was read yet.
+  void LookAnew() {
+    begin = window->Begin();
+    end = window->End();
+    open = nullptr;
+  }
 
   // Announces a rewrite, which must live until it is closed.
   void Open(const TRewrite& rewrite) { open = &rewrite; }
@@ -64,13 +82,14 @@ class TDocumentText {
       NQRXHSK20::THSKStatusCode status = NQRXHSK20::THSKStatusCode::kFailed) const;
   // Fails because no document may hold the byte at `at`, or because the text ends there.
   [[noreturn]] void FailAtByte(const char* at) const;
-  // Fails because the document is not complete.
+  // Fails because the document is not complete; wants more where it goes on.
   [[noreturn]] void FailAtEnd() const;
 
  private:
   char* begin;
   char* end;
   bool isCut;
+  TDocumentWindow* window = nullptr;
   const TRewrite* open = nullptr;
   std::ptrdiff_t correction = 0;  // Line ends that the source had and the rewritten text has not.
 };

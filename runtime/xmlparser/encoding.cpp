@@ -145,6 +145,18 @@ TUtf8Document ToUtf8(char* begin, char* end) {
   Refuse("the encoding \"" + CutName(name) + "\" is not supported; save the document as UTF-8");
 }
 
+bool IsPlainUtf8(std::string_view head) {
+  const char* const begin = head.data();
+  const char* const end = begin + head.size();
+  for (const std::string_view mark : {"\xFF\xFE", "\xFE\xFF", "\xEF\xBB\xBF"}) {
+    if (head.starts_with(mark)) return false;
+  }
+  if (IsUnmarkedUtf16(begin, end)) return false;
+  if (!BeginsWithDeclaration(head)) return true;
+  const std::string_view name = DeclaredEncoding(begin, end);
+  return head.find("?>") != head.npos && (name.empty() || EqualsIgnoringCase(name, "UTF-8"));
+}
+
 namespace {
 
 constexpr std::string_view kOpening = "<?xml";

@@ -23,6 +23,10 @@ struct TUtf8Document {
 // Throws TDocumentError for any other encoding, or where mark and declaration contradict.
 TUtf8Document ToUtf8(char* begin, char* end);
 
+// Whether a document that begins with these bytes certainly is UTF-8 without byte order mark, so
+// that it can be read as it is. Pure.
+bool IsPlainUtf8(std::string_view head);
+
 // The XML declaration (XML 1.0, production 23). Stateless; may be used from any thread.
 
 // One NAME="value" of an XML declaration or of a processing instruction written like one.

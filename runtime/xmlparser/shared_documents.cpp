@@ -10,8 +10,7 @@ namespace svc::xml {
 
 namespace {
 
-constexpr std::string_view kStandInStart = "<?svcheck-stand-in ";
-constexpr std::string_view kStandInEnd = "?>";
+constexpr std::string_view kFile = "file ";
 
 constinit std::atomic<int> sharers{0};
 
@@ -37,7 +36,12 @@ TDocumentCache* TDocumentCache::Active() noexcept {
   return sharers.load(std::memory_order_relaxed) == 0 ? nullptr : &Instance();
 }
 
-void TDocumentCache::Activate(bool on) noexcept { sharers += on ? 1 : -1; }
+void TDocumentCache::Activate(bool on) noexcept {
+  const std::lock_guard lock(mutex);
+  sharers += on ? 1 : -1;
+  if (sharers != 0) return;
+  std::erase_if(entries, [](const auto& entry) { return entry.first.document.starts_with(kFile); });
+}
 
 std::optional<TParsedDocument> TDocumentCache::Find(const TKey& key) const {
   const std::lock_guard lock(mutex);
@@ -52,23 +56,8 @@ void TDocumentCache::Add(const TKey& key, TSharedStateHandle before, TParsedDocu
   entries.try_emplace(key, TEntry{std::move(before), std::move(parsed)});
 }
 
-std::string TDocumentCache::AddStandIn(const std::string& path) {
-  std::string text(kStandInStart);
-  AppendHex(text, RandomWord());
-  AppendHex(text, RandomWord());
-  text += kStandInEnd;
-  const std::lock_guard lock(mutex);
-  standIns.emplace(text, path);
-  return text;
-}
-
-const TDocumentCache::TStandIn* TDocumentCache::FindStandIn(std::string_view document) const {
-  if (!document.starts_with(kStandInStart)) return nullptr;
-  const std::size_t end = document.find(kStandInEnd);
-  if (end == std::string_view::npos) return nullptr;
-  const std::lock_guard lock(mutex);
-  const auto found = standIns.find(document.substr(0, end + kStandInEnd.size()));
-  return found == standIns.end() ? nullptr : &*found;
+std::string TDocumentCache::NameOfFile(const std::string& native) {
+  return std::string(kFile) + native;
 }
 
 std::string DigestOf(std::string_view bytes) {
@@ -89,9 +78,5 @@ using xml::TDocumentCache;
 
 TDocumentSharing::TDocumentSharing() noexcept { TDocumentCache::Instance().Activate(true); }
 TDocumentSharing::~TDocumentSharing() { TDocumentCache::Instance().Activate(false); }
-
-std::string MakeStandIn(const std::string& path) {
-  return TDocumentCache::Instance().AddStandIn(path);
-}
 
 }  // namespace svc

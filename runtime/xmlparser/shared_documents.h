@@ -31,10 +31,6 @@ class XMLPARSER_API TDocumentSharing {
   TDocumentSharing& operator=(const TDocumentSharing&) = delete;
 };
 
-// A few bytes that the parser takes for the contents of the file at `path`, a path of the system's,
-// while documents are shared. The file is read when they are parsed first, and never again.
-XMLPARSER_API std::string MakeStandIn(const std::string& path);
-
 }  // namespace svc
 
 namespace svc::xml {
@@ -52,7 +48,7 @@ class TDocumentCache {
   // What the outcome of a parse depends on.
   struct TKey {
     const void* before;    // What the namespace held, null for nothing.
-    std::string document;  // A digest of its bytes, or a stand-in.
+    std::string document;  // A digest of its bytes, or the name of its file.
     EDialect dialect;
     bool isWholeFile;
 
@@ -63,16 +59,16 @@ class TDocumentCache {
   static TDocumentCache* Active() noexcept;
   // The process's, shared or not.
   static TDocumentCache& Instance();
+  // Files are forgotten with the last who shares documents.
   void Activate(bool on) noexcept;
 
   std::optional<TParsedDocument> Find(const TKey& key) const;
   // `before` is kept alive, so that its address stays its own.
   void Add(const TKey& key, TSharedStateHandle before, TParsedDocument parsed);
 
-  std::string AddStandIn(const std::string& path);
-  // A stand-in and the file that it stands for. None for a document that stands for itself.
-  using TStandIn = std::pair<const std::string, std::string>;
-  const TStandIn* FindStandIn(std::string_view document) const;
+  // For a document that counts as the same as long as documents are shared, whatever becomes of
+  // its file: the system's path for it.
+  static std::string NameOfFile(const std::string& native);
 
  private:
   struct TEntry {
@@ -82,7 +78,6 @@ class TDocumentCache {
 
   mutable std::mutex mutex;
   std::map<TKey, TEntry> entries;
-  std::map<std::string, std::string, std::less<>> standIns;  // To their files.
 };
 
 // Tells documents of one process apart: two hashes with seeds that nobody can know.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/hskcore/exception.h"
+#include "host/hskcore/os_specific.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/hskcore/namespace_writer.h"
@@ -13,6 +14,7 @@
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/file_bytes.h"
+#include "runtime/xmlparser/prepared_documents.h"
 #include "runtime/xmlparser/shared_documents.h"
 #include "runtime/xmlparser/xml_parser.h"
 #include "runtime/xmlparser/xml_reader.h"
@@ -56,6 +58,19 @@ char* EndOfText(char* begin, char* end) {
 }  // namespace
 
 void TXmlParserState::Parse(char* text, std::size_t size, bool isWholeFile) {
+  svc::TPreparedDocuments* const prepared = svc::TPreparedDocuments::Active();
+  const std::string file =
+      prepared == nullptr || isWholeFile ? std::string() : prepared->FileOf({text, size});
+  if (file.empty()) return ParsePlainly(text, size, isWholeFile);
+  if (auto known = prepared->Redeem({text, size}, target, dialect)) {
+    classes = *std::move(known);
+    return;
+  }
+  const TFileBytes whole = svc::xml::ReadNativeFile(file);
+  ParsePlainly(whole.bytes.get(), whole.size, isWholeFile);
+}
+
+void TXmlParserState::ParsePlainly(char* text, std::size_t size, bool isWholeFile) {
   TDocumentCache* const cache = TDocumentCache::Active();
   if (cache != nullptr && svc::TakesSharedStates(target)) {
     ParseOnce(*cache, text, size, isWholeFile);
@@ -64,27 +79,29 @@ void TXmlParserState::Parse(char* text, std::size_t size, bool isWholeFile) {
   }
 }
 
+// Where documents are shared, their bytes are wanted, by which they are known again.
+bool TXmlParserState::Stream(const std::string& path) {
+  if (TDocumentCache::Active() != nullptr) return false;
+  auto streamed = svc::xml::Stream(target, TOSSpecific::NativePath(path), dialect, true);
+  if (!streamed) return false;
+  classes = std::move(streamed->classes);
+  return true;
+}
+
 // Shares what an earlier parse of the same document, upon the same contents, has made.
 void TXmlParserState::ParseOnce(TDocumentCache& cache, char* text, std::size_t size,
                                 bool isWholeFile) {
   std::string_view bytes(text, size);
   // What of a block is behind the document is no part of it.
   if (!isWholeFile) bytes = bytes.substr(0, bytes.find_last_not_of('\0') + 1);
-  const auto* const standIn = cache.FindStandIn(bytes);
   const svc::TSharedStateHandle before = svc::SharedStateOf(target);
-  const TDocumentCache::TKey key{before.get(), standIn ? standIn->first : svc::xml::DigestOf(bytes),
-                                 dialect, isWholeFile};
+  const TDocumentCache::TKey key{before.get(), svc::xml::DigestOf(bytes), dialect, isWholeFile};
   if (auto parsed = cache.Find(key)) {
     svc::AdoptState(target, parsed->after);
     classes = std::move(parsed->classes);
     return;
   }
-  if (standIn) {
-    const TFileBytes whole = svc::xml::ReadNativeFile(standIn->second);
-    ParseAnew(whole.bytes.get(), whole.size, isWholeFile);
-  } else {
-    ParseAnew(text, size, isWholeFile);
-  }
+  ParseAnew(text, size, isWholeFile);
   cache.Add(key, before, {svc::ShareState(target), classes});
 }
 
@@ -100,8 +117,7 @@ void TXmlParserState::ParseAnew(char* text, std::size_t size, bool isWholeFile) 
   svc::xml::TXmlReader reader(documentText);
   svc::TNamespaceWriter writer(target);
   svc::xml::TCimBuilder builder(reader, writer);
-  builder.Build(dialect);
-  if (isWholeFile) reader.CheckEpilogue();
+  builder.Build(dialect, isWholeFile);
   classes = builder.Classes();
 }
 
@@ -115,11 +131,14 @@ std::vector<boost::shared_ptr<ICIMClass>> TXmlParserState::ClassesCollected() co
 
 std::vector<boost::shared_ptr<ICIMClass>> TNamespacePopulator::PopulateFromXMLFile(
     boost::shared_ptr<ICIMNamespace> target, const std::string& path) {
-  svc::xml::TFileBytes file = svc::xml::ReadFileOrPipe(path);
   TXmlParserState state;
   state.target = std::move(target);
+  svc::TPreparedDocuments* const prepared = svc::TPreparedDocuments::Active();
+  if (prepared != nullptr) prepared->Follow(state.target);
+  if (state.Stream(path)) return state.ClassesCollected();
+  svc::xml::TFileBytes file = svc::xml::ReadFileOrPipe(path);
   try {
-    state.Parse(file.bytes.get(), file.size, true);
+    state.ParsePlainly(file.bytes.get(), file.size, true);
   } catch (const svc::xml::TDocumentError& error) {
     throw THSKException(path + ":" + std::to_string(error.line) + ": " + error.what(),
                         error.status);

@@ -4,6 +4,7 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "host/hskcore/cim.h"
@@ -20,9 +21,15 @@ struct TXmlParserState {
   svc::xml::EDialect dialect = svc::xml::EDialect::kAny;
   std::vector<svc::TClassId> classes;
 
-  // Parses the document in [text, text + size), whose bytes it may change.
+  // Parses the document in [text, text + size), whose bytes it may change, or the one that they are
+  // the ticket for.
   // Throws svc::xml::TDocumentError, or THSKException where the target takes no documents.
   void Parse(char* text, std::size_t size, bool isWholeFile);
+  // The same for a document that is there.
+  void ParsePlainly(char* text, std::size_t size, bool isWholeFile);
+  // Reads a whole file through a window. False, and the target is as it was, where it is to be
+  // parsed plainly.
+  bool Stream(const std::string& path);
   std::vector<boost::shared_ptr<ICIMClass>> ClassesCollected() const;
 
  private:

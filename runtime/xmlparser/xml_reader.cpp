@@ -26,6 +26,55 @@ std::size_t WholeBlocks(std::size_t length) {
 TXmlReader::TXmlReader(TDocumentText& text)
     : text(text), at(text.Begin()), token(at), tagBytes(at), expected(&unknown.child) {}
 
+TXmlReader::TMark TXmlReader::Mark() const {
+  const TDocumentWindow* const window = text.Window();
+  return {window == nullptr ? 0 : window->OffsetOf(at),
+          depth,
+          expected,
+          isEmptyElement,
+          hasDocumentType,
+          isRootRead};
+}
+
+void TXmlReader::GoBackTo(const TMark& mark) {
+  depth = mark.depth;
+  expected = mark.expected;
+  isEmptyElement = mark.isEmptyElement;
+  hasDocumentType = mark.hasDocumentType;
+  isRootRead = mark.isRootRead;
+  KeepNames();
+  text.Window()->Widen(mark.offset);
+  BeginAnew();
+}
+
+void TXmlReader::MoveWindowOn() {
+  KeepNames();
+  text.Window()->MoveTo(at);
+  BeginAnew();
+}
+
+// They are compared in whole blocks.
+void TXmlReader::KeepNames() {
+  if (keptNames.empty()) keptNames.resize(kMaxDepth);
+  for (std::size_t i = 0; i < depth; ++i) {
+    TOpenElement& element = open[i];
+    if (element.isKept) continue;
+    keptNames[i].assign(element.name, element.length).append(kBlockSize, '\0');
+    element.name = keptNames[i].data();
+    element.isKept = true;
+  }
+}
+
+void TXmlReader::BeginAnew() {
+  text.LookAnew();
+  at = text.Begin();
+  token = at;
+  tagBytes = at;
+  attributes = {};
+  leafBegin = nullptr;
+  leafEnd = nullptr;
+}
+
 EToken TXmlReader::Next() {
   if (isEmptyElement) return EndEmptyElement();
   if (depth == 0) return NextOutside();
@@ -132,7 +181,7 @@ EToken TXmlReader::ReadNewStart() {
 EToken TXmlReader::Open(TKnownTag& tag, const TTagForm& form,
                         std::span<const TAttribute> itsAttributes) {
   if (depth == kMaxDepth) Fail("elements are nested more than 256 deep");
-  open[depth++] = {at + 1, form.nameLength, &tag};
+  open[depth++] = {at + 1, form.nameLength, &tag, false};
   name = {at + 1, form.nameLength};
   tagBytes = at;
   attributes = itsAttributes;

@@ -7,6 +7,7 @@
 #include <array>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -53,6 +54,22 @@ class TXmlReader {
   // the leaf's; the last tag is then its own.
   template <typename TTest>
   bool TakeParentOfLeaf(const TTest& isWanted);
+  // Where a document that is seen through a window can be read again from: before a token.
+  struct TMark {
+    std::size_t offset;
+    std::size_t depth;
+    TKnownTag** expected;
+    bool isEmptyElement;
+    bool hasDocumentType;
+    bool isRootRead;
+  };
+  TMark Mark() const;
+  // Moves the window on where little is left in it. What was handed out is no longer valid.
+  void MoveWindow() {
+    if (text.Window() != nullptr && text.Window()->IsLow(at)) MoveWindowOn();
+  }
+  // Reads on from the mark, and sees more than the last time. REQUIRES: a window.
+  void GoBackTo(const TMark& mark);
   // Checks what follows the root element: white space, comments, processing instructions.
   // REQUIRES: the last token was kFinished.
   void CheckEpilogue();
@@ -89,8 +106,12 @@ class TXmlReader {
     const char* name;
     std::uint32_t length;
     TKnownTag* tag;
+    bool isKept;  // The name is one of `keptNames`.
   };
 
+  void MoveWindowOn();
+  void KeepNames();
+  void BeginAnew();
   EToken NextTagSlowly();
   EToken NextOutside();
   EToken EndEmptyElement();
@@ -127,6 +148,8 @@ class TXmlReader {
   bool isRootRead = false;
   bool hasDocumentType = false;
   std::array<TOpenElement, kMaxDepth> open;
+  // Of open elements whose tags the window no longer shows, by their depth.
+  std::vector<std::string> keptNames;
 
   TTagMemory memory;
   TKnownTag unknown{};   // Stands for every tag that is not remembered.

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "host/hskcore/exception.h"
-#include "host/hskcore/os_specific.h"
 #include "report/json.h"
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
@@ -61,7 +60,6 @@ TMachineCheck::TMachineCheck(TCheckSettings given)
       request(RequestOf(settings.query)),
       plugin(std::make_shared<TLoadedPlugin>(request.plugin)) {
   request.context[rules::kCatalogueEntry] = NQRXHSK20::TCIMValue(settings.catalogue);
-  PutStandIn(settings.catalogue + NQRXHSK20::TOSSpecific::kFileSeparator + rules::kIndexFile);
   LoadCatalogue();
 }
 

@@ -60,13 +60,6 @@ std::string FailedAnswer(const std::string& machine, const std::string& cause);
 // bytes, so that endings have room.
 std::string FileNameOf(std::string_view machine);
 
-// Saves a worker from reading the catalogue for each machine.
-
-// From here on, whoever opens the catalogue's file gets a few bytes that the parser knows for it.
-// Called once, while documents are shared; no effect where the system has no way to do that, or the
-// file cannot be read.
-void PutStandIn(const std::string& catalogueFile);
-
 }  // namespace svc::fleet
 
 #endif  // SVCHECK_FLEET_MACHINE_CHECK_H_

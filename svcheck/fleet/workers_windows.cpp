@@ -275,8 +275,4 @@ std::optional<std::size_t> ReadSome(std::FILE* file, char* block, std::size_t si
 
 bool HasSome(std::FILE* /*file*/) { return true; }
 
-// Plug-ins open files by names of the system's own here: they read the catalogue, and the parser
-// knows its bytes again.
-void PutStandIn(const std::string& /*catalogueFile*/) {}
-
 }  // namespace svc::fleet

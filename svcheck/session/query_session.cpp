@@ -7,12 +7,15 @@
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/namespace_provider.h"
+#include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
 #include "host/xmlparser/namespace_populator.h"
+#include "rules/download_files.h"
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
+#include "runtime/xmlparser/prepared_documents.h"
 #include "svcheck/session/catalogue_folder.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/record_spool.h"
@@ -152,6 +155,20 @@ class TStoredRecords : public report::IRecordSource {
   std::vector<boost::shared_ptr<ICIMInstance>> instances;
 };
 
+// The catalogue's one file, or all that a download may have brought.
+TPreparedDocuments::TIsWanted DocumentsOf(const CIMContext& context) {
+  const auto entry = context.find(rules::kCatalogueEntry);
+  const std::string path = entry == context.end() ? std::string() : entry->second.ToString(10);
+  if (path == rules::kLive) {
+    return [folder = rules::kDownloadFolder + std::string("\\")](const std::string& file) {
+      return file.starts_with(folder);
+    };
+  }
+  return [index = path + TOSSpecific::kFileSeparator + rules::kIndexFile](const std::string& file) {
+    return file == index;
+  };
+}
+
 TQueryEnd EndBy(const std::exception& exception) {
   TQueryEnd end{false, ReasonOf(exception), {}};
   if (const auto* const known = dynamic_cast<const THSKException*>(&exception)) {
@@ -242,6 +259,9 @@ TQueryEnd TQuerySession::Ask() {
 TQueryEnd TQuerySession::RunQuery() {
   const TCurrentFolder folder(request.dataFolder);
   CIMContext context = request.context;
+  // Another plug-in may open files that it does not parse.
+  std::optional<TPreparedDocuments> prepared;
+  if (plugin->Name() == rules::kPluginName) prepared.emplace(DocumentsOf(context));
   try {
     plugin->Query().RunQuery(inventory, nullptr, context);
   } catch (const std::exception& exception) {

@@ -1,5 +1,6 @@
 // The reader against other libraries: what is a document is judged as Expat judges it, and the
-// values are those that pugixml reads.
+// values are those that pugixml reads; and against itself: the same comes of a document that is
+// read through a window.
 #include <boost/algorithm/string/predicate.hpp>
 #include <pugixml.hpp>
 
@@ -82,11 +83,22 @@ void CompareValues(std::string_view document) {
   Require(ValuesOf(target) == walker.values, "the values are those that pugixml reads");
 }
 
+// Through windows of sizes that the input itself varies.
+void CompareWays(std::string_view document) {
+  const std::size_t size = document.size();
+  for (const std::size_t window : {std::size_t{1}, size / 3 + 1, size * 2 / 3 + 1, size + 1}) {
+    const std::string difference = svc::xml::DifferenceOfStreaming(document, window);
+    if (!difference.empty()) std::fprintf(stderr, "window %zu: %s\n", window, difference.c_str());
+    Require(difference.empty(), "a document streamed is the same as one read plainly");
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view document = AsText(data, size);
   CompareVerdicts(document);
   CompareValues(document);
+  CompareWays(document);
   return 0;
 }

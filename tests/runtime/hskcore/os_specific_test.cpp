@@ -50,14 +50,36 @@ class OsSpecific : public ::testing::Test {
   fs::path folder;
 };
 
-TEST_F(OsSpecific, AFileThatStandsInIsTakenForOnePathAlone) {
+// Prepares one file, when its size is asked for.
+class TOneFile : public IFilePreparer {
+ public:
+  explicit TOneFile(std::string other) : other(std::move(other)) {}
+  void Prepare(const std::string& path, const std::string& native) noexcept override {
+    prepared += path + " is " + native + ";";
+  }
+  std::string InPlaceOf(const std::string& path) const override {
+    return path == "c:\\index.xml" && !prepared.empty() ? other : std::string();
+  }
+  std::string prepared;
+
+ private:
+  std::string other;
+};
+
+TEST_F(OsSpecific, AFileIsPreparedWhenItIsSizedAndThenOpenedInItsPlace) {
   Write("small.xml", "12345");
   const std::string small = (folder / "c" / "QRX_Support" / "SV" / "small.xml").string();
-  SetStandInFile("/nowhere/index.xml", small);
-  EXPECT_EQ(TOSSpecific::GetFileSize("/nowhere/index.xml"), 5u);
+  const std::string own = folder.string() + "/c/index.xml";
+  TOneFile preparer(small);
+  EXPECT_EQ(SetFilePreparer(&preparer), nullptr);
+  EXPECT_EQ(TOSSpecific::NativePath("c:\\index.xml"), own);
+  EXPECT_EQ(TOSSpecific::GetFileSize("c:\\index.xml"), 5u);
+  EXPECT_EQ(preparer.prepared, "c:\\index.xml is " + own + ";");
+  EXPECT_EQ(TOSSpecific::NativePath("c:\\index.xml"), small);
   EXPECT_EQ(TOSSpecific::NativePath("/nowhere/other.xml"), "/nowhere/other.xml");
-  SetStandInFile("", "");
-  EXPECT_EQ(StatusOf([] { TOSSpecific::GetFileSize("/nowhere/index.xml"); }),
+  EXPECT_EQ(SetFilePreparer(nullptr), &preparer);
+  EXPECT_EQ(TOSSpecific::NativePath("c:\\index.xml"), own);
+  EXPECT_EQ(StatusOf([] { TOSSpecific::GetFileSize("c:\\index.xml"); }),
             THSKStatusCode::kFileNotFound);
 }
 

@@ -3,8 +3,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "host/hskcore/exception.h"
@@ -105,59 +103,6 @@ TEST(SharedDocuments, ADocumentThatIsRefusedIsRefusedEachTime) {
   for (int round = 0; round < 2; ++round) {
     EXPECT_THROW(Loaded({Document(kInstance)}), THSKException);
   }
-}
-
-class StandIn : public ::testing::Test {
- protected:
-  StandIn()
-      : file(std::filesystem::temp_directory_path() /
-             ("stand-in-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + ".xml")) {
-    Write(Document(kClass + kInstance));
-  }
-  ~StandIn() override { std::filesystem::remove(file); }
-
-  void Write(const std::string& text) const {
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
-  }
-
-  std::filesystem::path file;
-};
-
-TEST_F(StandIn, IsTakenForTheFileItStandsFor) {
-  const svc::TDocumentSharing sharing;
-  const std::string text = svc::MakeStandIn(file.string());
-  EXPECT_LT(text.size(), 100u);
-  EXPECT_EQ(CountInstances(Loaded({text})), 1u);
-}
-
-TEST_F(StandIn, IsReadOnce) {
-  const svc::TDocumentSharing sharing;
-  const std::string text = svc::MakeStandIn(file.string());
-  const auto first = Loaded({text});
-  Write("no longer a document");
-  EXPECT_EQ(svc::SharedStateOf(Loaded({text})), svc::SharedStateOf(first));
-}
-
-TEST_F(StandIn, TellsOfItsFilesErrors) {
-  const svc::TDocumentSharing sharing;
-  Write("<?sv-catalogue version=\"4.02\"?>\n<CIM>\n<OTHER/>\n</CIM>");
-  try {
-    Loaded({svc::MakeStandIn(file.string())});
-    FAIL() << "nothing was thrown";
-  } catch (const THSKException& error) {
-    EXPECT_NE(error.GetMessageText().find("line 3"), std::string::npos) << error.GetMessageText();
-  }
-}
-
-TEST_F(StandIn, IsADocumentOfItsOwnWhereNothingIsShared) {
-  const std::string text = svc::MakeStandIn(file.string());
-  EXPECT_THROW(Loaded({text}), THSKException);
-}
-
-TEST_F(StandIn, ATextOfItsFormThatNobodyMadeStandsForNothing) {
-  const svc::TDocumentSharing sharing;
-  svc::MakeStandIn(file.string());
-  EXPECT_THROW(Loaded({"<?svcheck-stand-in 00000000000000000000000000000000?>"}), THSKException);
 }
 
 }  // namespace

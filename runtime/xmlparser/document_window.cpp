@@ -1,0 +1,86 @@
+#include "runtime/xmlparser/document_window.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "runtime/xmlparser/document_text.h"
+
+namespace svc::xml {
+
+namespace {
+
+[[noreturn]] void FailToRead() {
+  throw TDocumentError(1, std::strerror(errno), NQRXHSK20::THSKStatusCode::kFileUnreadable);
+}
+
+}  // namespace
+
+TDocumentWindow::TDocumentWindow(std::FILE* file, std::size_t size, std::size_t usual)
+    : file(file), size(size), usual(usual) {
+  if (std::fseek(file, 0, SEEK_SET) != 0) FailToRead();
+  Reserve(std::min(usual, size), nullptr, 0);
+  Fill(capacity);
+}
+
+void TDocumentWindow::MoveTo(const char* at) {
+  const std::size_t kept = filled - static_cast<std::size_t>(at - block.get());
+  passed = OffsetOf(at);
+  const std::size_t wanted = std::min(Left(), std::max(usual, kept + usual / 2));
+  if (wanted > capacity) {
+    Reserve(wanted, at, kept);
+  } else {
+    std::memmove(block.get(), at, kept);
+  }
+  filled = kept;
+  Fill(wanted);
+}
+
+// Each time it sees eight times as much. What is read twice by that stays below a sixteenth of the
+// document: where it would not, all that is left of the document is seen at once.
+void TDocumentWindow::Widen(std::size_t offset) {
+  constexpr std::size_t kGrowth = 8;
+  constexpr std::size_t kMostReadTwice = 16;
+  readTwice += filled;
+  std::size_t wanted = std::max(filled, std::size_t{1}) * kGrowth;
+  passed = offset;
+  if (readTwice + wanted > size / kMostReadTwice) wanted = Left();
+  wanted = std::min(wanted, Left());
+  if (wanted > capacity) Reserve(wanted, nullptr, 0);
+  if (std::fseek(file, static_cast<long>(offset), SEEK_SET) != 0) FailToRead();
+  filled = 0;
+  Fill(wanted);
+}
+
+void TDocumentWindow::ReadToEnd() {
+  while (!isAtEnd) {
+    passed += filled;
+    filled = 0;
+    Fill(std::min(Left(), capacity));
+  }
+}
+
+void TDocumentWindow::Reserve(std::size_t wanted, const char* kept, std::size_t keptSize) {
+  // What is not kept is given back before more is taken.
+  if (keptSize == 0) block.reset();
+  auto larger = std::make_unique_for_overwrite<char[]>(wanted);
+  std::copy_n(kept, keptSize, larger.get());
+  block = std::move(larger);
+  capacity = wanted;
+}
+
+// Reads on behind what there is. A file that has become shorter ends where it ends.
+void TDocumentWindow::Fill(std::size_t wanted) {
+  const std::size_t missing = wanted - filled;
+  const std::size_t got = std::fread(block.get() + filled, 1, missing, file);
+  if (got < missing && std::ferror(file) != 0) FailToRead();
+  filled += got;
+  if (got < missing) size = passed + filled;
+  isAtEnd = filled == Left();
+  const std::size_t lastTag = std::string_view(block.get(), filled).rfind('>');
+  end = block.get() + (isAtEnd ? filled : lastTag + 1);
+}
+
+}  // namespace svc::xml

@@ -1,0 +1,64 @@
+// A file that a document is read from a piece at a time, through a window that moves over it: its
+// bytes are met in the processor's cache, and take no fresh pages of the size of the file, which
+// would cost a query a quarter of its time. Used from one thread at a time.
+#ifndef RUNTIME_XMLPARSER_DOCUMENT_WINDOW_H_
+#define RUNTIME_XMLPARSER_DOCUMENT_WINDOW_H_
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+
+namespace svc::xml {
+
+// Throws TDocumentError where the file cannot be read.
+class TDocumentWindow {
+ public:
+  // Large enough for what a catalogue's object takes, small enough for the cache.
+  static constexpr std::size_t kUsual = std::size_t{256} << 10;
+
+  // Borrows a file that can be read again from any place; its first `size` bytes are the document.
+  // REQUIRES: usual != 0
+  TDocumentWindow(std::FILE* file, std::size_t size, std::size_t usual);
+
+  // What is seen of the document, whose bytes may be changed. Unless it is the end of the document
+  // it ends behind a '>', so that no tag, reference or character is cut but in the middle of a
+  // token, which then does not end in it.
+  char* Begin() const { return block.get(); }
+  char* End() const { return end; }
+  bool IsAtEnd() const { return isAtEnd; }
+  // Whether little is left behind `at`.
+  bool IsLow(const char* at) const {
+    return !isAtEnd && static_cast<std::size_t>(end - at) < usual / 8;
+  }
+
+  // Of a place in the window, counted from the start of the document.
+  std::size_t OffsetOf(const char* at) const {
+    return passed + static_cast<std::size_t>(at - block.get());
+  }
+  // Moves on: `at` becomes the beginning.
+  void MoveTo(const char* at);
+  // Goes back to what begins there, as the file has it, and sees more of it than before.
+  void Widen(std::size_t offset);
+  // Reads what is left, which nobody looks at: a file that cannot be read is refused all the same.
+  void ReadToEnd();
+
+ private:
+  void Reserve(std::size_t capacity, const char* kept, std::size_t keptSize);
+  void Fill(std::size_t wanted);
+  std::size_t Left() const { return size - passed; }
+
+  std::FILE* const file;
+  std::size_t size;
+  const std::size_t usual;
+  std::unique_ptr<char[]> block;
+  std::size_t capacity = 0;
+  std::size_t filled = 0;  // Of the block.
+  char* end = nullptr;
+  std::size_t passed = 0;  // Of the document, before the block.
+  std::size_t readTwice = 0;
+  bool isAtEnd = false;
+};
+
+}  // namespace svc::xml
+
+#endif  // RUNTIME_XMLPARSER_DOCUMENT_WINDOW_H_

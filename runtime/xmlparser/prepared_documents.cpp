@@ -1,0 +1,220 @@
+#include "runtime/xmlparser/prepared_documents.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <utility>
+
+#include "base/read_file.h"
+#include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/namespace_writer.h"
+#include "runtime/xmlparser/document_text.h"
+#include "runtime/xmlparser/encoding.h"
+#include "runtime/xmlparser/shared_documents.h"
+#include "runtime/xmlparser/xml_reader.h"
+
+namespace svc {
+
+using NQRXHSK20::ICIMNamespace;
+
+namespace xml {
+
+namespace {
+
+struct TCloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using TFile = std::unique_ptr<std::FILE, TCloseFile>;
+
+using TTarget = boost::shared_ptr<ICIMNamespace>;
+
+// What `target` holds is copied before the document is added. Of a few hundred instances that is
+// nothing, of more it is to be little beside the document.
+bool IsWorthACopy(const TTarget& target, std::size_t size) {
+  constexpr std::size_t kLittle = 4096;
+  constexpr std::size_t kBytesOfAPart = 64;
+  return WeightOf(target) <= kLittle + size / kBytesOfAPart;
+}
+
+bool BeginsPlainly(std::FILE* file) {
+  std::array<char, 1024> head;
+  const std::size_t length = std::fread(head.data(), 1, head.size(), file);
+  return std::ferror(file) == 0 && IsPlainUtf8({head.data(), length});
+}
+
+std::vector<TClassId> Build(TDocumentWindow& window, const TTarget& target, EDialect dialect,
+                            bool isWholeFile) {
+  TDocumentText text(window);
+  TXmlReader reader(text);
+  TNamespaceWriter writer(target);
+  TCimBuilder builder(reader, writer);
+  builder.Build(dialect, isWholeFile);
+  window.ReadToEnd();
+  return builder.Classes();
+}
+
+// None where it is not to be streamed. Throws where it cannot be.
+std::optional<std::vector<TClassId>> BuildFromFile(const TTarget& target, const std::string& native,
+                                                   EDialect dialect, bool isWholeFile,
+                                                   std::size_t usual) {
+  const std::string stamp = FileStamp(native);
+  if (stamp.empty()) return {};
+  const std::uintmax_t size = std::filesystem::file_size(PathOf(native));
+  constexpr std::size_t kMaxSize = NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize;
+  if (size == 0 || size > kMaxSize || !IsWorthACopy(target, size)) return {};
+  const TFile file(files::OpenToRead(native, files::EPipes::kNone));
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  if (!BeginsPlainly(file.get())) return {};
+  TDocumentWindow window(file.get(), static_cast<std::size_t>(size), usual);
+  auto classes = Build(window, target, dialect, isWholeFile);
+  if (FileStamp(native) != stamp) return {};
+  return classes;
+}
+
+}  // namespace
+
+std::optional<TStreamed> Stream(const TTarget& target, const std::string& native, EDialect dialect,
+                                bool isWholeFile, std::size_t window) noexcept {
+  TSharedStateHandle before;
+  try {
+    before = ShareState(target);
+    if (auto classes = BuildFromFile(target, native, dialect, isWholeFile, window)) {
+      return TStreamed{*std::move(classes), std::move(before)};
+    }
+  } catch (...) {
+    // Whatever it is, the plain way meets it again, and tells of it.
+  }
+  if (before) AdoptState(target, before);
+  return {};
+}
+
+}  // namespace xml
+
+namespace {
+
+using xml::TDocumentCache;
+using TTarget = boost::shared_ptr<ICIMNamespace>;
+
+constexpr auto kDialect = xml::EDialect::kCatalogue402;
+constexpr std::string_view kTicketStart = "<?svcheck-ticket ";
+constexpr std::string_view kTicketEnd = "?>";
+
+constinit std::atomic<TPreparedDocuments*> active{nullptr};
+
+// Nobody can guess it, and no document is one.
+std::string MakeTicket() {
+  std::random_device device;
+  std::ostringstream ticket;
+  ticket << kTicketStart << std::hex;
+  for (int word = 0; word < 4; ++word) ticket << '-' << device();
+  ticket << kTicketEnd;
+  return ticket.str();
+}
+
+// The ticket that a text begins with; empty for none.
+std::string_view TicketIn(std::string_view text) {
+  if (!text.starts_with(kTicketStart)) return {};
+  const std::size_t end = text.find(kTicketEnd);
+  return end == text.npos ? std::string_view() : text.substr(0, end + kTicketEnd.size());
+}
+
+}  // namespace
+
+TPreparedDocuments* TPreparedDocuments::Active() noexcept { return active.load(); }
+
+TPreparedDocuments::TPreparedDocuments(TIsWanted isWanted)
+    : isWanted(std::move(isWanted)), before(SetFilePreparer(this)) {
+  active = this;
+}
+
+TPreparedDocuments::~TPreparedDocuments() {
+  TakeBackUnread();
+  active = nullptr;
+  SetFilePreparer(before);
+}
+
+void TPreparedDocuments::Prepare(const std::string& path, const std::string& native) noexcept {
+  try {
+    if (!isWanted(path)) return;
+    TakeBackUnread();
+    std::erase_if(documents, [&](const auto& entry) { return entry.second.path == path; });
+    const std::string ticket = MakeTicket();
+    TDocument& document = documents.try_emplace(ticket, path, native, ticket).first->second;
+    if (document.file.Path().empty() || !Read(document)) documents.erase(ticket);
+  } catch (...) {
+    // It is not prepared then. Where memory has run out, the plain way finds none either.
+  }
+}
+
+// False where it is not to be prepared.
+bool TPreparedDocuments::Read(TDocument& document) const {
+  const TTarget filled = target.lock();
+  if (!filled) return false;
+  TDocumentCache* const cache = TDocumentCache::Active();
+  if (cache != nullptr && !TakesSharedStates(filled)) return false;
+  document.stamp = cache == nullptr ? FileStamp(document.native) : std::string();
+  auto streamed = cache == nullptr ? xml::Stream(filled, document.native, kDialect, false)
+                                   : ReadShared(*cache, filled, document.native);
+  if (!streamed) return false;
+  document.streamed = *std::move(streamed);
+  document.target = filled;
+  return true;
+}
+
+std::optional<xml::TStreamed> TPreparedDocuments::ReadShared(TDocumentCache& cache,
+                                                             const TTarget& filled,
+                                                             const std::string& native) {
+  const TSharedStateHandle held = SharedStateOf(filled);
+  const TDocumentCache::TKey key{held.get(), TDocumentCache::NameOfFile(native), kDialect, false};
+  if (auto parsed = cache.Find(key)) {
+    xml::TStreamed known{std::move(parsed->classes), ShareState(filled)};
+    AdoptState(filled, parsed->after);
+    return known;
+  }
+  auto streamed = xml::Stream(filled, native, kDialect, false);
+  if (streamed) cache.Add(key, held, {ShareState(filled), streamed->classes});
+  return streamed;
+}
+
+void TPreparedDocuments::TakeBackUnread() {
+  for (auto& [ticket, document] : documents) TakeBack(document);
+}
+
+void TPreparedDocuments::TakeBack(TDocument& document) {
+  if (document.target) AdoptState(document.target, document.streamed.before);
+  document.target.reset();
+}
+
+std::string TPreparedDocuments::InPlaceOf(const std::string& path) const {
+  const auto found = std::find_if(documents.begin(), documents.end(),
+                                  [&](const auto& entry) { return entry.second.path == path; });
+  return found == documents.end() ? std::string() : found->second.file.Path();
+}
+
+std::string TPreparedDocuments::FileOf(std::string_view text) const {
+  const auto found = documents.find(TicketIn(text));
+  return found == documents.end() ? std::string() : found->second.native;
+}
+
+std::optional<std::vector<TClassId>> TPreparedDocuments::Redeem(std::string_view text,
+                                                                const TTarget& parsed,
+                                                                xml::EDialect dialect) {
+  const auto found = documents.find(TicketIn(text));
+  if (found == documents.end()) return {};
+  TDocument& document = found->second;
+  const bool isAsRead = document.stamp.empty() || document.stamp == FileStamp(document.native);
+  if (!document.target || document.target != parsed || dialect != kDialect || !isAsRead) {
+    TakeBack(document);
+    return {};
+  }
+  document.target.reset();
+  document.streamed.before.reset();
+  return std::move(document.streamed.classes);
+}
+
+}  // namespace svc

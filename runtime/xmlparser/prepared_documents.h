@@ -1,0 +1,108 @@
+// One way from a file to a namespace, for everybody who loads one: through a small window, straight
+// into the namespace. A plug-in, which sizes, opens, reads and parses a document itself, goes it
+// too: the document is prepared, and the plug-in gets a ticket of a few bytes, which the parser
+// knows. Whatever is doubtful goes the plain way instead, by which all of the file is read first:
+// so what comes of a document, its errors among it, is the same by either. Used by one thread.
+#ifndef RUNTIME_XMLPARSER_PREPARED_DOCUMENTS_H_
+#define RUNTIME_XMLPARSER_PREPARED_DOCUMENTS_H_
+
+#include <boost/shared_ptr.hpp>
+#include <boost/weak_ptr.hpp>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/hskcore/cim.h"
+#include "host/hskcore/export.h"
+#include "runtime/hskcore/host_setup.h"
+#include "runtime/hskcore/os_platform.h"
+#include "runtime/hskcore/shared_state.h"
+#include "runtime/xmlparser/cim_builder.h"
+#include "runtime/xmlparser/document_window.h"
+
+namespace svc {
+
+namespace xml {
+
+class TDocumentCache;
+
+// What came of a document that was read through a window.
+struct TStreamed {
+  std::vector<TClassId> classes;  // That it declares.
+  TSharedStateHandle before;      // What its namespace held without it.
+};
+
+// Reads the regular file at `native` into `target`. None, and `target` is as it was, where the
+// plain way is to be gone: for an error of any kind, an encoding but UTF-8, a byte order mark, a
+// file that changes meanwhile, and where a copy of what `target` holds would cost more than is
+// gained. Throws nothing.
+std::optional<TStreamed> Stream(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
+                                const std::string& native, EDialect dialect, bool isWholeFile,
+                                std::size_t window = TDocumentWindow::kUsual) noexcept;
+
+}  // namespace xml
+
+// While it lives, a plug-in that asks for the size of one of these documents has it prepared: it is
+// read into the namespace that was filled last from a file, as that plug-in's definitions are.
+// Only for a plug-in that then parses it into just this namespace, as a catalogue of dialect 4.02:
+// for another nothing goes wrong, but nothing is gained. One at a time.
+class XMLPARSER_API TPreparedDocuments final : public IFilePreparer {
+ public:
+  // By the path that the plug-in uses.
+  using TIsWanted = std::function<bool(const std::string& path)>;
+
+  explicit TPreparedDocuments(TIsWanted isWanted);
+  ~TPreparedDocuments() override;
+  TPreparedDocuments(const TPreparedDocuments&) = delete;
+  TPreparedDocuments& operator=(const TPreparedDocuments&) = delete;
+
+  void Prepare(const std::string& path, const std::string& native) noexcept override;
+  std::string InPlaceOf(const std::string& path) const override;
+
+  // For the parser. Null while there are none.
+  static TPreparedDocuments* Active() noexcept;
+  // Documents are prepared for this namespace from here on.
+  void Follow(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& filled) { target = filled; }
+  // The file of the system's that a text is the ticket for; empty for any other text.
+  std::string FileOf(std::string_view text) const;
+  // The classes of the document that the text is the ticket for, which `parsed` then holds. None
+  // where it is to be read plainly; `parsed` then holds nothing of it. A ticket counts once.
+  std::optional<std::vector<TClassId>> Redeem(
+      std::string_view text, const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& parsed,
+      xml::EDialect dialect);
+
+ private:
+  struct TDocument {
+    TDocument(std::string path, std::string native, std::string_view ticket)
+        : path(std::move(path)), native(std::move(native)), file(ticket) {}
+
+    std::string path;
+    std::string native;
+    TMemoryFile file;   // With the ticket in it.
+    std::string stamp;  // Of the document when it was read; empty where it is never read again.
+    // That holds it, although nobody has parsed it yet; empty for none.
+    boost::shared_ptr<NQRXHSK20::ICIMNamespace> target;
+    xml::TStreamed streamed;
+  };
+
+  bool Read(TDocument& document) const;
+  static std::optional<xml::TStreamed> ReadShared(
+      xml::TDocumentCache& cache, const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& filled,
+      const std::string& native);
+  void TakeBackUnread();
+  static void TakeBack(TDocument& document);
+
+  TIsWanted isWanted;
+  IFilePreparer* before;
+  boost::weak_ptr<NQRXHSK20::ICIMNamespace> target;
+  std::map<std::string, TDocument, std::less<>> documents;  // By their tickets.
+};
+
+}  // namespace svc
+
+#endif  // RUNTIME_XMLPARSER_PREPARED_DOCUMENTS_H_
