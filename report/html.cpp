@@ -52,56 +52,31 @@ std::string MachineName(const TMachine& machine) {
   return "Machine " + (machine.type.empty() ? "unknown" : machine.type);
 }
 
-// How the records divide, as a bar.
-std::string Parts(const TSummary& summary) {
-  std::string text = fmt::format(
-      "<svg class=\"parts\" viewBox=\"0 0 {} 1\" preserveAspectRatio=\"none\" "
-      "role=\"img\" aria-label=\"{}\">",
-      summary.Total(), Sentence(summary));
-  std::size_t place = 0;
-  const auto add = [&](std::string_view style, std::size_t count) {
-    if (count == 0) return;
-    text +=
-        fmt::format("<rect class=\"{}\" x=\"{}\" width=\"{}\" height=\"1\"/>", style, place, count);
-    place += count;
-  };
-  for (const EVerdict verdict : kVerdicts) add(NameOf(verdict), summary.Of(verdict));
-  add("waived", summary.waived);
-  return text + "</svg>\n";
-}
-
-std::string Tiles(const TReport& report, const TSummary& summary) {
+// How the records divide.
+std::vector<TPart> PartsOf(const TReport& report, const TSummary& summary) {
   constexpr std::array<std::string_view, kVerdicts.size()> kMeanings = {
       "a later version is offered", "could not be compared", "later than what is offered",
       "as the catalogue has it"};
-  std::string text = "<fieldset class=\"tiles\" aria-label=\"Show only\">\n";
+  std::vector<TPart> parts;
   for (const EVerdict verdict : kVerdicts) {
-    text += Tile(NameOf(verdict), summary.Of(verdict), kMeanings[IndexOf(verdict)]);
+    parts.push_back(
+        {NameOf(verdict), NameOf(verdict), summary.Of(verdict), kMeanings[IndexOf(verdict)]});
   }
-  if (report.hasWaivers) text += Tile("waived", summary.waived, "accepted as it is");
-  return text + "</fieldset>\n";
-}
-
-std::string CatalogueAge(const TReport& report) {
-  const auto date = report.catalogue.Date();
-  if (!date) return {};
-  return fmt::format("{}, from {}", Age(report.generated - *date), UtcTime(*date));
+  if (report.hasWaivers || summary.waived > 0) {
+    parts.push_back({"waived", "waived", summary.waived, "accepted as it is"});
+  }
+  return parts;
 }
 
 std::string Facts(const TReport& report) {
   const TMachine& machine = report.machine;
-  const TCatalogue& catalogue = report.catalogue;
   std::string text = "<div class=\"facts\">\n<section class=\"card\"><h2>Machine</h2>\n<dl>\n";
   text += Fact("Host", machine.host) +
           Fact("Type", machine.type.empty() ? "unknown" : std::string_view(machine.type)) +
           Fact("Model", machine.model) + Fact("Maker", machine.manufacturer) +
           Fact("Serial number", machine.serialNumber) + Fact("System", report.system.caption) +
           Fact("Kernel", report.system.version) + Fact("Platform", report.system.platform);
-  text += "</dl></section>\n<section class=\"card\"><h2>Catalogue</h2>\n<dl>\n";
-  text += Fact(catalogue.source == "live" ? "Repository" : "Folder", catalogue.path);
-  if (catalogue.elements) text += Fact("Elements", std::to_string(*catalogue.elements));
-  text += Fact("Age", CatalogueAge(report)) + Fact("Checked", UtcTime(report.generated));
-  return text + "</dl></section>\n</div>\n";
+  return text + "</dl></section>\n" + CatalogueCard(report) + "</div>\n";
 }
 
 std::string Errors(const TReport& report) {
@@ -165,7 +140,7 @@ std::string VersionCell(std::string_view name, std::string_view title, std::stri
 
 std::string VerdictCell(const TRecord& record) {
   const std::string_view verdict = NameOf(record.verdict);
-  std::string text = Pill(record.waived ? "waived" : verdict);
+  std::string text = Pill(record.waived ? "waived" : verdict, record.waived ? "waived" : verdict);
   if (record.verdict == EVerdict::kUnknown && record.why) {
     text += fmt::format("<small>{}</small>", TextOf(*record.why));
   }
@@ -214,8 +189,8 @@ void WriteRecords(const TReport& report, IOutput& output) {
   constexpr std::array kColumns = {TColumn{"Name"}, TColumn{"Installed"}, TColumn{"Offered"},
                                    TColumn{"Verdict"}};
   const std::vector<std::string> groups = GroupsOf(report);
-  output.Write(Tools(groups, "catalogue", kOrders));
-  TPageTable table(kColumns, output);
+  output.Write(Tools("Find by name or version", groups, "catalogue", kOrders));
+  TPageTable table("report", kColumns, output);
   const bool hasOthers = groups.size() == kMostGroups;
   const auto firstOther = groups.end() - (hasOthers ? 1 : 0);
   for (auto group = groups.begin(); group != firstOther; ++group) {
@@ -242,7 +217,10 @@ void RenderHtml(const TReport& report, const TRenderOptions& options, IOutput& o
   if (!isEmpty) output.Write("<a class=\"skip\" href=\"#records\">To the records</a>\n");
   output.Write("<main>\n" + LeadPart(lead.style, lead.text,
                                      Isolated(machine) + ". " + Explanation(report, summary)));
-  if (!isEmpty) output.Write(Parts(summary) + Tiles(report, summary));
+  if (!isEmpty) {
+    const std::vector<TPart> parts = PartsOf(report, summary);
+    output.Write(PartsBar(parts, Sentence(summary)) + Tiles(parts));
+  }
   output.Write(NoticesOf(report, options) + Errors(report) + Facts(report));
   if (!isEmpty) WriteRecords(report, output);
   WriteNotCompared(report, output);

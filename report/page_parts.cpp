@@ -66,15 +66,34 @@ std::string LeadPart(std::string_view style, std::string_view title, std::string
                      style, PageText(title), markup);
 }
 
-std::string Tile(std::string_view style, std::uint64_t count, std::string_view meaning) {
+std::string PartsBar(std::span<const TPart> parts, std::string_view label) {
+  std::string bars;
+  std::uint64_t place = 0;
+  for (const TPart& part : parts) {
+    if (part.count == 0) continue;
+    bars += fmt::format("<rect class=\"{}\" x=\"{}\" width=\"{}\" height=\"1\"/>", part.style,
+                        place, part.count);
+    place += part.count;
+  }
   return fmt::format(
-      "<button type=\"button\" class=\"tile {0}\" data-verdict=\"{0}\" aria-pressed=\"false\" "
-      "disabled><b>{1}</b> <span>{0}</span> <small>{2}</small></button>\n",
-      style, count, meaning);
+      "<svg class=\"parts\" viewBox=\"0 0 {} 1\" preserveAspectRatio=\"none\" "
+      "role=\"img\" aria-label=\"{}\">{}</svg>\n",
+      place, PageText(label), bars);
 }
 
-std::string Pill(std::string_view style) {
-  return fmt::format("<span class=\"pill {0}\">{0}</span>", style);
+std::string Tiles(std::span<const TPart> parts) {
+  std::string text = "<fieldset class=\"tiles\" aria-label=\"Show only\">\n";
+  for (const TPart& part : parts) {
+    text += fmt::format(
+        "<button type=\"button\" class=\"tile {0}\" data-verdict=\"{0}\" aria-pressed=\"false\" "
+        "disabled><b>{1}</b> <span>{2}</span> <small>{3}</small></button>\n",
+        part.style, part.count, part.name, part.meaning);
+  }
+  return text + "</fieldset>\n";
+}
+
+std::string Pill(std::string_view style, std::string_view text) {
+  return fmt::format("<span class=\"pill {}\">{}</span>", style, PageText(text));
 }
 
 std::string Fact(std::string_view name, std::string_view value) {
@@ -82,12 +101,32 @@ std::string Fact(std::string_view name, std::string_view value) {
   return fmt::format("<dt>{}</dt><dd>{}</dd>\n", name, PageText(value));
 }
 
-std::string Tools(std::span<const std::string> types, std::string_view unsorted,
-                  std::span<const std::string_view> orders) {
-  std::string text =
+namespace {
+
+std::string CatalogueAge(const TReport& report) {
+  const auto date = report.catalogue.Date();
+  if (!date) return {};
+  return fmt::format("{}, from {}", Age(report.generated - *date), UtcTime(*date));
+}
+
+}  // namespace
+
+std::string CatalogueCard(const TReport& report) {
+  const TCatalogue& catalogue = report.catalogue;
+  std::string text = "<section class=\"card\"><h2>Catalogue</h2>\n<dl>\n";
+  text += Fact(catalogue.source == "live" ? "Repository" : "Folder", catalogue.path);
+  if (catalogue.elements) text += Fact("Elements", std::to_string(*catalogue.elements));
+  text += Fact("Age", CatalogueAge(report)) + Fact("Checked", UtcTime(report.generated));
+  return text + "</dl></section>\n";
+}
+
+std::string Tools(std::string_view search, std::span<const std::string> types,
+                  std::string_view unsorted, std::span<const std::string_view> orders) {
+  std::string text = fmt::format(
       "<div class=\"tools\" id=\"tools\" role=\"search\" hidden>\n"
-      "<input id=\"search\" type=\"search\" placeholder=\"Find by name or version\" "
-      "aria-label=\"Find by name or version\" autocomplete=\"off\">\n";
+      "<input id=\"search\" type=\"search\" placeholder=\"{0}\" aria-label=\"{0}\" "
+      "autocomplete=\"off\">\n",
+      search);
   for (const std::string& type : types) {
     text += fmt::format(
         "<button type=\"button\" data-type=\"{0}\" aria-pressed=\"false\">{0}</button>\n",
@@ -99,10 +138,12 @@ std::string Tools(std::span<const std::string> types, std::string_view unsorted,
   return text + "</select></label>\n<output id=\"shown\"></output>\n</div>\n";
 }
 
-TPageTable::TPageTable(std::span<const TColumn> columns, IOutput& output)
+TPageTable::TPageTable(std::string_view style, std::span<const TColumn> columns, IOutput& output)
     : output(output), columns(columns.size()) {
-  output.Write(fmt::format(
-      "<div class=\"card records\">\n<table id=\"records\" data-rows=\"{}\"><thead><tr>", kRows));
+  output.Write(
+      fmt::format("<div class=\"card records\">\n<table id=\"records\" class=\"{}\" "
+                  "data-rows=\"{}\"><thead><tr>",
+                  style, kRows));
   for (const TColumn& column : columns) {
     output.Write(
         fmt::format("<th scope=\"col\" data-by=\"{}\"{}><button type=\"button\" disabled>"

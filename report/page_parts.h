@@ -26,16 +26,28 @@ void WritePageEnd(std::string_view tool, std::string_view version, IOutput& outp
 
 // What the page says first; `style` is a class of the style sheet.
 std::string LeadPart(std::string_view style, std::string_view title, std::string_view markup);
-// A count that is a filter of the rows with this style once the script runs.
-std::string Tile(std::string_view style, std::uint64_t count, std::string_view meaning);
-std::string Pill(std::string_view style);
+// Rows of one style: how many, what they are called and what that means.
+struct TPart {
+  std::string_view style;
+  std::string_view name;
+  std::uint64_t count;
+  std::string_view meaning;
+};
+// How the rows divide, as a bar; `label` says the same.
+std::string PartsBar(std::span<const TPart> parts, std::string_view label);
+// The counts; each is a filter once the script runs.
+std::string Tiles(std::span<const TPart> parts);
+
+std::string Pill(std::string_view style, std::string_view text);
 // Nothing for an empty value.
 std::string Fact(std::string_view name, std::string_view value);
+// What was compared with, and when.
+std::string CatalogueCard(const TReport& report);
 
 // What the rows are found, filtered and sorted with; shown by the script, without which it could do
-// nothing. `unsorted` is what the order is called that the rows come in.
-std::string Tools(std::span<const std::string> types, std::string_view unsorted,
-                  std::span<const std::string_view> orders);
+// nothing. `search` says what is found, `unsorted` what the order is called that the rows come in.
+std::string Tools(std::string_view search, std::span<const std::string> types,
+                  std::string_view unsorted, std::span<const std::string_view> orders);
 
 struct TColumn {
   std::string_view title;
@@ -46,7 +58,7 @@ struct TColumn {
 // time: a group has as many bodies as it needs. However many rows there are, none is kept.
 class TPageTable {
  public:
-  TPageTable(std::span<const TColumn> columns, IOutput& output);
+  TPageTable(std::string_view style, std::span<const TColumn> columns, IOutput& output);
 
   // Begins a group of so many rows; `remark` stands behind its name.
   void Group(std::string_view name, std::string_view remark, std::size_t rows);

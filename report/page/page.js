@@ -6,6 +6,7 @@
   const [tools, search, sort, shown, nothing] =
       ['tools', 'search', 'sort', 'shown', 'nothing'].map(byId);
   const heads = [...table.tHead.rows[0].cells];
+  const placeOf = by => heads.findIndex(head => head.dataset.by === by);
   const collator = new Intl.Collator(undefined, {numeric: true});
 
   // A group's rows stand in bodies of so many; the browser lays out a full one when it is in sight.
@@ -33,6 +34,11 @@
                                button.getAttribute('aria-pressed') === 'true')
           .map(button => button.dataset[kind]));
   const allows = (wanted, value) => wanted.size === 0 || wanted.has(value);
+
+  // A row has the type of its group, or where the types have a column what stands there.
+  const typePlace = placeOf('type');
+  const typeOf = (group, item) =>
+      typePlace < 0 ? group.type : item.row.cells[typePlace].textContent;
 
   // The group with these rows and no others; without any it has no place in the table.
   function deal(group, rows) {
@@ -62,11 +68,11 @@
     const textOf = (group, item) =>
         item.text ??= (group.type + ' ' + item.row.textContent).toLowerCase();
     const goes = (group, item) => allows(verdicts, item.row.dataset.verdict) &&
+        (types.size === 0 || types.has(typeOf(group, item))) &&
         (words.length === 0 || words.every(word => textOf(group, item).includes(word)));
     let count = 0;
     const bodies = groups.flatMap(group => {
-      const items = allows(types, group.type) ?
-          itemsOf(group).filter(item => goes(group, item)) : [];
+      const items = itemsOf(group).filter(item => goes(group, item));
       count += items.length;
       return deal(group, items.map(item => item.row));
     });
@@ -77,11 +83,14 @@
 
   // The text of a column, without the remarks behind it; of a verdict its rank.
   function keyOf(by) {
-    const place = heads.findIndex(head => head.dataset.by === by);
+    const place = placeOf(by);
     if (place < 0) return () => '';
     if (by === 'verdict') return row => row.dataset.rank;
     return row => row.cells[place].firstChild?.textContent ?? '';
   }
+
+  // Of counts the largest are asked for.
+  const startsDescending = head => head.classList.contains('number');
 
   function order(by, descending) {
     const sign = descending ? -1 : 1;
@@ -92,8 +101,8 @@
       }
     }
     sort.value = by;
-    groups.sort((a, b) => by === 'type' ? sign * collator.compare(a.type, b.type)
-                                        : a.place - b.place);
+    const byGroup = by === 'type' && typePlace < 0;
+    groups.sort((a, b) => byGroup ? sign * collator.compare(a.type, b.type) : a.place - b.place);
     const key = keyOf(by);
     for (const group of groups) {
       for (const item of itemsOf(group)) item.key = key(item.row);
@@ -120,10 +129,14 @@
     const button = head.firstElementChild;
     button.disabled = false;
     button.addEventListener('click', () => {
-      order(head.dataset.by, head.getAttribute('aria-sort') === 'ascending');
+      const sorted = head.getAttribute('aria-sort');
+      order(head.dataset.by, startsDescending(head) ? sorted !== 'descending'
+                                                    : sorted === 'ascending');
     });
   }
-  sort.addEventListener('change', () => order(sort.value, false));
+  sort.addEventListener('change', () => {
+    order(sort.value, heads.some(head => head.dataset.by === sort.value && startsDescending(head)));
+  });
   search.addEventListener('input', show);
   byId('all').addEventListener('click', showAll);
   document.addEventListener('keydown', event => {

@@ -28,6 +28,16 @@ constexpr const char* kNoMachine =
     "<PROPERTY NAME=\"MachineType\"><VALUE>]-[</VALUE></PROPERTY></INSTANCE></VALUE.OBJECT>"
     "</DECLGROUP></DECLARATION></CIM>";
 
+// What the inventory tells of the machine beside its type.
+void AddDescription(const report::TReport& report, TJsonWriter& json) {
+  json.TextIfAny("manufacturer", report.machine.manufacturer);
+  json.TextIfAny("model", report.machine.model);
+  json.TextIfAny("serialNumber", report.machine.serialNumber);
+  const report::TOperatingSystem& system = report.system;
+  if (system.caption.empty() && system.version.empty() && system.platform.empty()) return;
+  report::WriteSystem(system, json.Name("operatingSystem"));
+}
+
 std::string Text(const report::TReport& report, const std::string& machine) {
   std::string lines;
   TJsonWriter json(lines);
@@ -42,6 +52,7 @@ std::string Text(const report::TReport& report, const std::string& machine) {
   json.Object().Text("machine", machine);
   report::WriteEnd(report, summary, json);
   json.Text("machineType", report.machine.type);
+  AddDescription(report, json);
   report::WriteSummary(summary, false, json.Name("summary"));
   json.Texts("errors", report.errors).End();
   return lines + '\n';
@@ -102,6 +113,7 @@ report::TReport TMachineCheck::Compare(TTask& task) {
   TQuerySession session(RequestFor(task), plugin);
   report::TReport report = EmptyReport();
   report.machine = MachineIn(session.Inventory());
+  report.system = SystemIn(session.Inventory());
   const auto log = OpenLog(settings, task.machine);
   const bool isTraced = log && log->IsLogged(NQRXHSK20::kLogTrace);
   const auto kind = isOwnPlugin && !isTraced ? KindOf(session.Inventory()) : std::nullopt;
@@ -110,6 +122,9 @@ report::TReport TMachineCheck::Compare(TTask& task) {
   const bool isFirst = kind && !known;
   session.Run({.log = log, .catalogue = isFirst ? &reads : nullptr, .hidden = known});
   session.Conclude(report);
+  if (report.outcome == EOutcome::kUnknownMachine) {
+    report.errors.push_back(WhyNoMachineType(session.Inventory()));
+  }
   if (isFirst && report::WasCompared(report.outcome)) {
     passedOver.Learn(*kind, reads, session.Catalogue());
   }

@@ -199,6 +199,11 @@ std::string TextOf(std::string_view line, std::string_view name) {
   return Unescaped(*written);
 }
 
+std::string TextIfAny(std::string_view line, std::string_view name) {
+  const auto written = MemberOf(line, name);
+  return written ? Unescaped(*written) : std::string();
+}
+
 report::TRecord RecordOf(std::string_view line) {
   report::TRecord record;
   record.type = TextOf(line, "Type");
@@ -275,7 +280,10 @@ report::TReport ReportOf(std::string_view lines) {
     const auto outcome = report::OutcomeOfName(TextOf(*line, "outcome"));
     if (!outcome) RefuseLine(*line);
     report.outcome = *outcome;
-    report.machine.type = TextOf(*line, "machineType");
+    report.machine = {TextOf(*line, "machineType"), TextIfAny(*line, "manufacturer"),
+                      TextIfAny(*line, "model"), TextIfAny(*line, "serialNumber")};
+    report.system = {TextIfAny(*line, "caption"), TextIfAny(*line, "version"),
+                     TextIfAny(*line, "platform")};
     // Earlier versions wrote none.
     if (const auto reason = MemberOf(*line, "stateReason"); reason && WasCompared(*outcome)) {
       report.nothingComparedBecause = Unescaped(*reason);

@@ -1,9 +1,11 @@
 #include "svcheck/session/instances.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <system_error>
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/schema_helper.h"
@@ -84,6 +86,35 @@ void SetMachineType(const boost::shared_ptr<ICIMNamespace>& inventory, const std
   machineClass->CreateInstance(machine, CIMContext());
   machine->SetPropertyValue(kMachineType, TCIMValue(type), CIMContext());
   machine->Commit(CIMContext());
+}
+
+report::TOperatingSystem SystemIn(const boost::shared_ptr<ICIMNamespace>& inventory) {
+  report::TOperatingSystem system;
+  for (const auto& instance : InstancesOf(inventory, rules::kSystemClass)) {
+    system = {TextOf(*instance, "Caption"), TextOf(*instance, rules::kSystemVersion),
+              TextOf(*instance, rules::kSystemPlatform)};
+  }
+  return system;
+}
+
+std::string WhyNoMachineType(const boost::shared_ptr<ICIMNamespace>& inventory) {
+  const bool hasMachine = !InstancesOf(inventory, kMachineClass).empty();
+  return std::string("the inventory has no QRXSG_ComputerSystem") +
+         (hasMachine ? " with a MachineType" : "") +
+         "; collect it anew as root, or add the type to it";
+}
+
+std::optional<std::int64_t> TimeOf(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto time = std::filesystem::last_write_time(file, error);
+  if (error) return {};
+  return std::chrono::duration_cast<std::chrono::seconds>(
+             std::filesystem::file_time_type::clock::to_sys(time).time_since_epoch())
+      .count();
+}
+
+report::TCatalogue CatalogueIn(const std::filesystem::path& folder) {
+  return {"folder", folder.string(), {}, TimeOf(folder / rules::kIndexFile)};
 }
 
 }  // namespace svc

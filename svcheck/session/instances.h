@@ -3,6 +3,9 @@
 #define SVCHECK_SESSION_INSTANCES_H_
 
 #include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +34,15 @@ report::TMachine MachineIn(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& in
 // From here on the inventory's machine is of this type. Throws THSKException.
 void SetMachineType(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory,
                     const std::string& type);
+// Its operating system.
+report::TOperatingSystem SystemIn(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
+// Why it has no machine type, and what to do, in a sentence.
+std::string WhyNoMachineType(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
+
+// Seconds since 1970 at which a file was written; none when it cannot be told.
+std::optional<std::int64_t> TimeOf(const std::filesystem::path& file);
+// What is to be said of a catalogue's folder without reading it.
+report::TCatalogue CatalogueIn(const std::filesystem::path& folder);
 
 }  // namespace svc
 

@@ -28,16 +28,6 @@ namespace {
 
 using TClock = std::chrono::steady_clock;
 
-// Seconds since 1970 at which a file was written; none when it cannot be told.
-std::optional<std::int64_t> TimeOf(const fs::path& file) {
-  std::error_code error;
-  const auto time = fs::last_write_time(file, error);
-  if (error) return {};
-  return std::chrono::duration_cast<std::chrono::seconds>(
-             fs::file_time_type::clock::to_sys(time).time_since_epoch())
-      .count();
-}
-
 // Of the files that were downloaded.
 std::optional<std::int64_t> NewestTime() {
   std::optional<std::int64_t> newest;
@@ -286,20 +276,19 @@ void TCheckVerb::Describe(const TQuerySession& session, report::TReport& report)
   report.plugin = session.Plugin().Name();
   report.pluginVersion = session.Plugin().Version();
   report.machine = MachineIn(session.Inventory());
-  for (const auto& instance : InstancesOf(session.Inventory(), rules::kSystemClass)) {
-    report.system = {TextOf(*instance, "Caption"), TextOf(*instance, rules::kSystemVersion),
-                     TextOf(*instance, rules::kSystemPlatform)};
-  }
+  report.system = SystemIn(session.Inventory());
   if (!session.IsOfOurPlugin()) return;
   if (const auto code = SystemCodeIn(session.Inventory())) report.osKnown = !code->empty();
 }
 
 void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
-  report.catalogue.source = live ? "live" : "folder";
-  report.catalogue.path = live ? acquire::ShownAddress(options.repository)
-                               : (catalogue.empty() ? std::string() : Absolute(catalogue).string());
-  if (live || catalogue.empty()) return;
-  report.catalogue.modified = TimeOf(PathOf(report.catalogue.path) / rules::kIndexFile);
+  if (live) {
+    report.catalogue.source = "live";
+    report.catalogue.path = acquire::ShownAddress(options.repository);
+  } else {
+    report.catalogue = catalogue.empty() ? report::TCatalogue{"folder", {}, {}, {}}
+                                         : CatalogueIn(Absolute(catalogue));
+  }
 }
 
 void TCheckVerb::ShowTimings() const {

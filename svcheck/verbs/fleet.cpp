@@ -20,6 +20,7 @@
 #include "svcheck/fleet/results.h"
 #include "svcheck/fleet/summary.h"
 #include "svcheck/fleet/workers.h"
+#include "svcheck/session/instances.h"
 #include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
@@ -85,7 +86,7 @@ TShard ShardOf(const std::string& text) {
 class TReports {
  public:
   explicit TReports(const TFleetOptions& options) : options(options) {
-    if (!options.html.empty()) pages.emplace(Absolute(options.html).string());
+    if (!options.html.empty()) pages.emplace(Absolute(options.html).string(), Catalogue());
     if (!options.json.empty()) json = OpenOutput(options.json);
     if (!options.table.empty()) table = OpenOutput(options.table);
   }
@@ -104,6 +105,12 @@ class TReports {
   }
 
  private:
+  // Results that are merged do not say what they were compared with.
+  report::TCatalogue Catalogue() const {
+    return options.catalogue.empty() ? report::TCatalogue()
+                                     : CatalogueIn(Absolute(options.catalogue));
+  }
+
   using TWrite = void (*)(const fleet::TSummary&, report::IOutput&);
   void Show(const std::unique_ptr<TOutput>& output, TWrite write) {
     if (!output) return;

@@ -20,7 +20,7 @@ import tree
 
 # What a mutant of the program can hardly change or what takes machines, browsers or packages.
 LEFT_OUT = re.compile(r"^(docs|style|packages|mutation|virtual_server|qemu|wine|windows)\b"
-                      r"|^svcheck\.(html|long_pages|units)$|^hardening\.binaries$|\.reference_model$"
+                      r"|^svcheck\.(html|long_pages|fleet_pages|units)$|^hardening\.binaries$|\.reference_model$"
                       r"|_NOT_BUILT")
 GTEST = re.compile(r"--gtest_filter=(.+)")
 MOST_MEMORY = 6 << 30

@@ -17,7 +17,8 @@ from program import (BUILD, MACHINE, PROGRAM, SANITIZED, SYSTEM, ProgramTest, bi
 
 OFFERED = {"description": "BIOS Update", "Version": "1.1-[YUE112A]-"}
 RECORD_KEYS = ["machine", "Type", "Name", "InstalledVersion", "SVVersion", "verdict"]
-LAST_KEYS = ["machine", "outcome", "state", "machineType", "summary", "errors"]
+LAST_KEYS = ["machine", "outcome", "state", "machineType", "operatingSystem", "summary",
+             "errors"]
 CRASHING = BUILD / "tests/svcheck/crashing_plugin.so"
 
 
@@ -60,6 +61,8 @@ class Results(FleetTest):
         self.assertEqual(lines[0]["verdict"], "outdated")
         self.assertEqual(list(lines[1]), LAST_KEYS)
         self.assertEqual((lines[1]["outcome"], lines[1]["machineType"]), ("done", "4638"))
+        self.assertEqual(lines[1]["operatingSystem"],
+                         {"caption": "", "version": "2.6", "platform": "x86_64"})
         self.assertEqual(lines[3]["summary"],
                          {"outdated": 0, "unknown": 0, "newer": 0, "current": 1, "compared": 1})
 
@@ -231,8 +234,9 @@ class Failures(FleetTest):
         lines = records_of(result.stdout)
         self.assertEqual([line["machine"] for line in lines], ["m0000", "m0001"])
         for line in lines:
-            self.assertEqual([line[key] for key in LAST_KEYS[1:]],
-                             ["empty-catalogue", "nothing-compared", "4638", told["summary"], []])
+            self.assertEqual([line[key] for key in LAST_KEYS[1:]], [
+                "empty-catalogue", "nothing-compared", "4638", told["operatingSystem"],
+                told["summary"], []])
             self.assertEqual(line["stateReason"], "the catalogue holds no update elements")
 
     def test_fail_on_ends_with_its_status(self):
@@ -465,10 +469,11 @@ class HostileInputs(FleetTest):
         self.assertEqual([(name, end["outcome"], end["errors"]) for name, end in ends.items()],
                          [(name, "done", []) for name in names])
         index = (pages / "index.html").read_text()
-        addresses = [part.split('"')[0].replace("%25", "%") for part in index.split('href="')[1:]]
+        addresses = ["machines/" + part.split('"')[0].replace("%25", "%")
+                     for part in index.split('href="machines/')[1:]]
         self.assertEqual(len(set(addresses)), len(names))
         for address, name in zip(addresses, names):
-            self.assertIn(f"<dd>{name}, 4638</dd>", (pages / address).read_text())
+            self.assertIn(f"<dt>Host</dt><dd>{name}</dd>\n<dt>Type</dt><dd>4638</dd>", (pages / address).read_text())
         self.assertEqual(len(list((pages / "machines").iterdir())), len(names))
         self.assertEqual(len(list(logs.iterdir())), len(names))
         self.assertEqual(self.leftovers(), [])
@@ -530,7 +535,7 @@ class Summaries(FleetTest):
         index = (self.folder / "pages/index.html").read_text()
         self.assertIn("1 of 1 machines have updates to install", index)
         self.assertIn("&lt;rack&gt; 1%/m0000", index)
-        address = index.split('href="')[1].split('"')[0].replace("%25", "%")
+        address = index.split('href="')[2].split('"')[0].replace("%25", "%")
         page = (self.folder / "pages" / address).read_text()
         self.assertIn("System BIOS", page)
         self.assertEqual(self.leftovers(), [])

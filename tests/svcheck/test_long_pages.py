@@ -2,12 +2,10 @@
 sight is not laid out, and yet every record is there, in order, found, printed and read without a
 script."""
 
-import contextlib
 import json
 import random
-import tempfile
 
-from browser import Browser
+from browser import costs_of
 from program import main
 from test_html import VERDICTS, PageTest
 
@@ -73,26 +71,9 @@ class Time(LongPageTest):
         policy = text[text.index("<meta http-equiv"):text.index("<title>")]
         whole = self.write("whole.html", text.replace(policy, "").replace(
             "content-visibility: auto", "content-visibility: visible"))
-        figures = zip(self.figures_of(whole), self.figures_of(place))
-        for name, (least, (laid_out, found)) in zip(
-                ("load", "objects", "sort"), zip((3, 20, 3), figures)):
-            self.assertGreater(laid_out, least * found, name)
-
-    def figures_of(self, place):
-        """Processor time to load the page, objects that are laid out, processor time to sort."""
-        with tempfile.TemporaryDirectory() as profile, \
-                contextlib.closing(Browser(profile)) as browser:
-            browser.show(1100)
-            browser.measure()
-            browser.open(place)
-            loaded = browser.figures()
-            browser.run("""const sort = document.getElementById('sort'); sort.value = 'name';
-                sort.dispatchEvent(new Event('change'));""")
-            ordered = browser.figures()
-            self.assertEqual(browser.run("return document.getElementById('shown').textContent"),
-                             f"{MANY} shown")
-            return (loaded["TaskDuration"], loaded["LayoutObjects"],
-                    ordered["TaskDuration"] - loaded["TaskDuration"])
+        laid_out, found = costs_of(whole, "name"), costs_of(place, "name")
+        for name, least in (("load", 3), ("sort", 3), ("objects", 20)):
+            self.assertGreater(laid_out[name], least * found[name], name)
 
 
 class Contents(LongPageTest):
