@@ -88,7 +88,7 @@ class TJsonWriter {
   std::string& text;
   bool isNamed = false;
   std::size_t depth = 0;
-  std::array<TLevel, 8> levels{};  // Documents are not deeper.
+  std::array<TLevel, 12> levels{};  // Documents are not deeper.
 };
 
 }  // namespace svc

@@ -288,16 +288,19 @@ void RenderHtml(const TReport& report, const TRenderOptions& options, IOutput& o
 void RenderJunit(const TReport& report, const TRenderOptions& options, IOutput& output);
 void RenderNagios(const TReport& report, const TRenderOptions& options, IOutput& output);
 void RenderPrometheus(const TReport& report, const TRenderOptions& options, IOutput& output);
+void RenderCycloneDx(const TReport& report, const TRenderOptions& options, IOutput& output);
+void RenderSarif(const TReport& report, const TRenderOptions& options, IOutput& output);
 
 struct TFormat {
   std::string_view name;
   void (*render)(const TReport& report, const TRenderOptions& options, IOutput& output);
 };
 inline constexpr std::array kFormats = {
-    TFormat{"table", RenderTable},   TFormat{"json", RenderJson},
-    TFormat{"ndjson", RenderNdjson}, TFormat{"csv", RenderCsv},
-    TFormat{"html", RenderHtml},     TFormat{"junit", RenderJunit},
-    TFormat{"nagios", RenderNagios}, TFormat{"prometheus", RenderPrometheus}};
+    TFormat{"table", RenderTable},         TFormat{"json", RenderJson},
+    TFormat{"ndjson", RenderNdjson},       TFormat{"csv", RenderCsv},
+    TFormat{"html", RenderHtml},           TFormat{"junit", RenderJunit},
+    TFormat{"nagios", RenderNagios},       TFormat{"prometheus", RenderPrometheus},
+    TFormat{"cyclonedx", RenderCycloneDx}, TFormat{"sarif", RenderSarif}};
 
 // Null for an unknown name.
 const TFormat* FormatOfName(std::string_view name) noexcept;

@@ -17,6 +17,7 @@ from odd_report import (VERDICTS, cell, covered_report, csv_text, empty_report, 
                         page_text, plain_line, plain_report, record_of, report, seconds, sentence,
                         trimmed, waived_report, xml_text)
 from program import ProgramTest, main  # noqa: E402
+from standards import check_cyclonedx, check_sarif, text_of_message  # noqa: E402
 
 UNSAFE = re.compile("[\0-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
 SENTENCES = {"no-catalogue": "There is no catalogue at that place.",
@@ -241,6 +242,190 @@ class Formats(FormatTest):
         texts = [record[name] for name in ("Type", "Name", "InstalledVersion", "SVVersion")]
         # The reader cannot tell blanks at the end of a cell from its column.
         return [cell(text).rstrip(" ") for text in texts] + [verdict]
+
+
+KINDS = {"Firmware": "firmware", "Driver": "device-driver"}
+RESULTS = {"outdated": ("fail", "warning"), "unknown": ("open", "none"),
+           "newer": ("informational", "none"), "current": ("pass", "none")}
+
+
+class Standards(FormatTest):
+    """The formats of others, which have a checker of their own."""
+
+    def test_a_bill_of_materials_has_a_component_for_each_record(self):
+        numbers = set()
+        for expected, text, failed in self.each("cyclonedx"):
+            bill = json.loads(text)
+            check_cyclonedx(bill)
+            numbers.add(bill["serialNumber"])
+            machine, system = expected["machine"], expected["operatingSystem"]
+            self.assertEqual(bill["metadata"], {
+                "timestamp": expected["generated"], "tools": {"components": [{
+                    "type": "application", "name": expected["tool"]["name"],
+                    "version": expected["tool"]["version"]}]},
+                "component": {
+                    "type": "device", "bom-ref": "machine",
+                    "name": machine.get("host", machine["model"]),
+                    "manufacturer": {"name": machine["manufacturer"]},
+                    "properties": self.properties(
+                        machineType=machine["type"], model=machine["model"],
+                        serialNumber=machine["serialNumber"])}})
+            self.assertEqual(bill["components"][0], {
+                "type": "operating-system", "bom-ref": "system", "name": system["caption"],
+                "version": system["version"]})
+            self.assertEqual(bill["components"][1:], [
+                self.component_of(record, number)
+                for number, record in enumerate(expected["records"], 1)])
+            said = self.properties(outcome=expected["outcome"], catalogue=expected["catalogue"]["path"])
+            if not failed:
+                said += self.properties(catalogueModified=expected["catalogue"]["modified"])
+            self.assertEqual(bill["properties"], said + [
+                {"name": "svcheck:error", "value": error} for error in expected["errors"]])
+            self.assertEqual(bill["compositions"],
+                             [{"aggregate": "incomplete", "assemblies": ["machine"]}])
+        self.assertEqual(len(numbers), len(REPORTS))
+
+    @staticmethod
+    def properties(**values):
+        return [{"name": f"svcheck:{name}", "value": value} for name, value in values.items()]
+
+    def component_of(self, record, number):
+        version = trimmed(record["InstalledVersion"])[:1024]
+        said = self.properties(type=record["Type"], verdict=record["verdict"],
+                               offered=record["SVVersion"])
+        for name in ("waived", "expiredWaiver"):
+            if name in record:
+                said += self.properties(**{name: record[name]["reason"]})
+            if "expires" in record.get(name, {}):
+                said.append({"name": f"svcheck:{name}:expires", "value": record[name]["expires"]})
+        return ({"type": KINDS.get(record["Type"], "application"), "bom-ref": f"record-{number}",
+                 "name": record["Name"]} | ({"version": version} if version else {}) |
+                {"properties": said})
+
+    def test_versions_are_as_long_as_the_schema_takes(self):
+        for length, kept in ((1023, 1023), (1024, 1024), (1025, 1024)):
+            saved = self.write("long.json", json.dumps(report([
+                record_of(0) | {"Type": "Driver", "InstalledVersion": "\u00fc" * length}])))
+            bill = json.loads(self.run_program("report", saved, "--format", "cyclonedx").stdout)
+            check_cyclonedx(bill)
+            self.assertEqual(bill["components"][1]["version"], "\u00fc" * kept)
+            self.assertEqual(bill["components"][1]["type"], "device-driver")
+
+    def test_an_analysis_has_a_result_for_each_record(self):
+        for expected, text, failed in self.each("sarif"):
+            document = json.loads(text)
+            check_sarif(document)
+            (run,) = document["runs"]
+            self.assertEqual([rule["id"] for rule in run["tool"]["driver"]["rules"]], list(VERDICTS))
+            self.assertEqual(
+                [rule["defaultConfiguration"]["level"] for rule in run["tool"]["driver"]["rules"]],
+                [RESULTS[verdict][1] for verdict in VERDICTS])
+            self.assertEqual(run["originalUriBaseIds"],
+                             {"CATALOGUE": {"uri": "file:///srv/%1B%5D0%3Bx%07/"}})
+            (invocation,) = run["invocations"]
+            self.assertEqual((invocation["executionSuccessful"], invocation["endTimeUtc"]),
+                             (not failed, expected["generated"]))
+            causes = [] if expected["outcome"] == "done" else [SENTENCES[expected["outcome"]]]
+            self.assertEqual([(text_of_message(told["message"]), told["level"], told["descriptor"])
+                              for told in invocation["toolExecutionNotifications"]],
+                             [(cause, "error" if failed else "note", {"id": expected["outcome"]})
+                              for cause in causes + expected["errors"]])
+            self.assertEqual(
+                [self.read_result(result) for result in run["results"]],
+                [self.result_of(record, "waived" in expected["summary"])
+                 for record in expected["records"]])
+            self.assertEqual(run["properties"], {name: expected[name] for name in (
+                "machine", "operatingSystem", "catalogue", "outcome")})
+
+    @staticmethod
+    def read_result(result):
+        return result | {"message": text_of_message(result["message"])}
+
+    @staticmethod
+    def result_of(record, with_waivers):
+        verdict = record["verdict"]
+        kind, level = RESULTS[verdict]
+        texts = {name: record[name] for name in ("Type", "Name", "InstalledVersion", "SVVersion")}
+        kept = [trimmed(text) or "nothing" for text in texts.values()][2:]
+        said = f"{record['Type']} {record['Name']} is {verdict}: installed {kept[0]}, offered {kept[1]}"
+        if "expiredWaiver" in record:
+            said += "; waiver expired {expires}: {reason}".format(**record["expiredWaiver"])
+        result = {"ruleId": verdict, "ruleIndex": VERDICTS.index(verdict), "kind": kind,
+                  "level": level, "message": said + ".", "locations": [{
+                      "physicalLocation": {"artifactLocation": {
+                          "uri": "index.xml", "uriBaseId": "CATALOGUE"}},
+                      "logicalLocations": [{
+                          "name": record["Name"], "kind": "resource",
+                          "fullyQualifiedName": f"{record['Type']}/{record['Name']}"}]}],
+                  "properties": texts}
+        if with_waivers:
+            result["suppressions"] = []
+        if "waived" in record:
+            waiver = {"kind": "external", "status": "accepted",
+                      "justification": record["waived"]["reason"]}
+            if "expires" in record["waived"]:
+                waiver["properties"] = {"expires": record["waived"]["expires"]}
+            result["suppressions"] = [waiver]
+        return result
+
+    def test_without_a_folder_a_result_has_no_file(self):
+        live = report([record_of(0)])
+        live["catalogue"] |= {"source": "live", "path": "https://updates.example.org/"}
+        text = self.run_program("report", self.write("live.json", json.dumps(live)), "--format",
+                                "sarif").stdout
+        (run,) = json.loads(text)["runs"]
+        check_sarif(json.loads(text))
+        self.assertNotIn("originalUriBaseIds", run)
+        self.assertEqual(list(run["results"][0]["locations"][0]), ["logicalLocations"])
+
+
+class Checkers(FormatTest):
+    """What the checkers of the standards refuse, each in a document that is right otherwise."""
+
+    def assert_refused(self, form, check, change):
+        document = json.loads(self.show("waived", form)[0])
+        check(document)
+        change(document)
+        with self.assertRaises(AssertionError):
+            check(document)
+
+    def test_a_bill_of_materials_that_breaks_a_rule_is_refused(self):
+        for change in (
+                lambda bill: bill.pop("bomFormat"), lambda bill: bill.update(specVersion="1.5"),
+                lambda bill: bill.update(version="1"), lambda bill: bill.update(more=1),
+                lambda bill: bill.update(serialNumber=bill["serialNumber"].upper()),
+                lambda bill: bill["metadata"].update(timestamp="2027-06-30 00:00"),
+                lambda bill: bill["components"][1].update(type="driver"),
+                lambda bill: bill["components"][1].pop("name"),
+                lambda bill: bill["components"][1].update(version="1" * 1025),
+                lambda bill: bill["components"][1].update({"bom-ref": "record-2"}),
+                lambda bill: bill["components"][1]["properties"][0].update(value=1),
+                lambda bill: bill["compositions"][0].update(assemblies=["nothing"]),
+                lambda bill: bill["compositions"][0].update(aggregate="whole")):
+            self.assert_refused("cyclonedx", check_cyclonedx, change)
+
+    def test_an_analysis_that_breaks_a_rule_is_refused(self):
+        def first(document):
+            return document["runs"][0]["results"][0]
+
+        for change in (
+                lambda log: log.update(version="2.0.0"), lambda log: log["runs"][0].pop("tool"),
+                lambda log: log["runs"][0]["tool"]["driver"]["rules"][0].update(id="unknown"),
+                lambda log: log["runs"][0]["invocations"][0].pop("executionSuccessful"),
+                lambda log: log["runs"][0]["originalUriBaseIds"]["CATALOGUE"].update(uri="file:///x"),
+                lambda log: first(log).update(ruleIndex=1), lambda log: first(log).update(more=1),
+                lambda log: first(log).update(kind="pass"), lambda log: first(log).pop("message"),
+                lambda log: first(log).pop("suppressions"),
+                lambda log: first(log).update(level="fatal"),
+                lambda log: first(log)["message"].update(text="a {0}"),
+                lambda log: first(log)["message"].update(text="a [link](1)"),
+                lambda log: first(log)["locations"][0]["physicalLocation"]["artifactLocation"]
+                .update(uriBaseId="OTHER"),
+                lambda log: first(log)["locations"][0]["physicalLocation"]["artifactLocation"]
+                .update(uri="a b"),
+                lambda log: first(log)["locations"][0]["physicalLocation"]
+                .update(region={"startLine": 0})):
+            self.assert_refused("sarif", check_sarif, change)
 
 
 class WholePage(FormatTest):

@@ -10,7 +10,8 @@ from xml.etree import ElementTree
 from program import (DIALECT, MACHINE, SAMPLE, SYSTEM, ProgramTest, bios, document, element, main,
                      records_of)
 
-FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus")
+FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus",
+           "cyclonedx", "sarif")
 KEYS = ["schema", "tool", "generated", "machine", "operatingSystem", "osKnown", "catalogue", "outcome",
         "state", "notices", "records", "installed", "notCompared", "summary", "errors"]
 FAILED_KEYS = [*KEYS[:9], "stateReason", *KEYS[9:11], *KEYS[12:]]
@@ -84,6 +85,10 @@ class Report(CheckTest):
         self.assertNotIn("http://", output["html"])
         self.assertTrue(output["nagios"].startswith("SVCHECK WARNING - 10 outdated"))
         self.assertIn('svcheck_records{verdict="outdated"} 10\n', output["prometheus"])
+        self.assertEqual([component["name"] for component in
+                          json.loads(output["cyclonedx"])["components"][1:]], names)
+        self.assertEqual([result["properties"]["Name"] for result in
+                          json.loads(output["sarif"])["runs"][0]["results"]], names)
 
     def test_wide_characters_keep_the_columns(self):
         wide = ("QRXSG_ComputerSystem", {"MachineType": "4638", "Model": "機種"})
@@ -187,7 +192,8 @@ class Failure(CheckTest):
     def test_in_every_format_a_failure_looks_like_one(self):
         for form, word in zip(FORMATS, ("NOT CHECKED", "no-catalogue", "no-catalogue",
                                         "not checked", "Not checked", "<error", "UNKNOWN",
-                                        "svcheck_success 0")):
+                                        "svcheck_success 0", "no-catalogue",
+                                        '"executionSuccessful":false')):
             with self.subTest(form):
                 result = self.check("--inventory", self.inventory(), "--catalogue", "none",
                                     "--format", form, "--fail-on", "different")

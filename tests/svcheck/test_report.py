@@ -6,7 +6,8 @@ import tomllib
 
 from program import SAMPLE, MACHINE, SYSTEM, ProgramTest, bios, element, main
 
-FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus")
+FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus",
+           "cyclonedx", "sarif")
 WAIVERS = """# Until the next window.
 [[waiver]]
 type = "firmware"

@@ -7,7 +7,8 @@ import xml.etree.ElementTree as ElementTree
 
 from wine_test import SAMPLE, WineTest, main, windows
 
-FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus")
+FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus",
+           "cyclonedx", "sarif")
 
 
 class ProgramTest(WineTest):
