@@ -4,6 +4,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "svcheck/cli/command_line.h"
 #include "svcheck/cli/help.h"
@@ -42,13 +43,25 @@ int RunVerb(const TVerb& verb, int argc, char** argv) {
   return commandLine.Verb().Run();
 }
 
+// `svcheck help VERB` is `svcheck VERB --help`, of a command below a verb as well.
+int ShowHelpOf(int count, char** words) {
+  if (count == 0) return PrintProgramHelp(stdout);
+  const TVerb* const verb = FindVerb(words[0]);
+  if (verb == nullptr) throw TError(UnknownVerb(words[0]), EErrorKind::kUsage);
+  std::string help = "--help";
+  std::vector<char*> line(words, words + count);
+  line.push_back(help.data());
+  return RunVerb(*verb, static_cast<int>(line.size()), line.data());
+}
+
 int RunProgram(int argc, char** argv) {
   if (argc < 2) {
     PrintProgramHelp(stderr);
     return kExitUsage;
   }
   const std::string_view word = argv[1];
-  if (word == "--help" || word == "-h" || word == "help") return PrintProgramHelp(stdout);
+  if (word == "--help" || word == "-h") return PrintProgramHelp(stdout);
+  if (word == "help") return ShowHelpOf(argc - 2, argv + 2);
   if (word == "--version") return PrintVersion();
   if (const TVerb* const verb = FindVerb(word)) return RunVerb(*verb, argc - 1, argv + 1);
   throw TError(UnknownVerb(word), EErrorKind::kUsage);

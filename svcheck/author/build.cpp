@@ -66,16 +66,16 @@ void AddDrivers(const TCommand& command, const IProgram& program,
       elements.push_back(ElementOf(driver, whom));
     }
   }
-  for (const std::string& remark : list.remarks) program.Report(remark);
+  for (const std::string& remark : list.remarks) program.Note(remark);
   if (list.unversioned > 0) {
-    program.Report(fmt::format("{} of {} {} no version and {} left out: nothing could be compared",
-                               list.unversioned, Counted(list.read, "driver"),
-                               list.unversioned == 1 ? "states" : "state",
-                               list.unversioned == 1 ? "is" : "are"));
+    program.Note(fmt::format("{} of {} {} no version and {} left out: nothing could be compared",
+                             list.unversioned, Counted(list.read, "driver"),
+                             list.unversioned == 1 ? "states" : "state",
+                             list.unversioned == 1 ? "is" : "are"));
   }
   if (passedOver > 0) {
-    program.Report(fmt::format("{} {} for none of the operating systems given",
-                               Counted(passedOver, "driver"), passedOver == 1 ? "is" : "are"));
+    program.Note(fmt::format("{} {} for none of the operating systems given",
+                             Counted(passedOver, "driver"), passedOver == 1 ? "is" : "are"));
   }
 }
 
@@ -109,9 +109,11 @@ void CheckCatalogue(const std::string& text, std::size_t errorsBefore, const TCo
   const std::vector<TUpdate> updates = UpdatesOf(catalogue);
   const std::vector<TFinding> findings = Lint(catalogue, updates);
   TellEach(catalogue, updates, findings, [&](const TToldFinding& finding) {
-    program.Report(fmt::format("{}: {}: {}{}{}", NameOf(finding.rule.severity), finding.element,
-                               finding.rule.what, finding.detail.empty() ? "" : ": ",
-                               finding.detail));
+    const bool isError = finding.rule.severity == ESeverity::kError;
+    const std::string told =
+        fmt::format("{}: {}: {}{}{}", NameOf(finding.rule.severity), finding.element,
+                    finding.rule.what, finding.detail.empty() ? "" : ": ", finding.detail);
+    isError ? program.Report(told) : program.Note(told);
   });
   if (CountOf(ESeverity::kError, findings) > errorsBefore) {
     throw TError("the catalogue would have errors and is not written; mend what it is made of");

@@ -56,6 +56,8 @@ class IProgram {
   // Throws TError.
   virtual std::unique_ptr<TOutput> Open(const std::string& path) const = 0;
   virtual void Report(const std::string& text) const = 0;
+  // What is good to know beside a result; nobody sees it who asked for quiet.
+  virtual void Note(const std::string& text) const = 0;
 };
 
 inline constexpr const char* kModule = "svcheck-catalogue";

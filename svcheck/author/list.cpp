@@ -230,9 +230,24 @@ std::unique_ptr<TWriter> WriterOf(const TCommand& command, TOutput& output) {
   return std::make_unique<TTableWriter>(output);
 }
 
+// What is mistyped shows nothing, which would look like an answer.
+void DemandChoices(const TCommand& command) {
+  for (const std::string& type : command.machineTypes) {
+    if (IsMachineType(type)) continue;
+    throw TError(fmt::format("--machine \"{}\" is no machine type; give it alone, as 4638", type),
+                 EErrorKind::kUsage);
+  }
+  for (const std::string& system : command.systems) {
+    if (IsSystem(system)) continue;
+    throw TError(fmt::format("--os \"{}\" is unknown; there are {}", system, KnownSystems()),
+                 EErrorKind::kUsage);
+  }
+}
+
 }  // namespace
 
 int ListCatalogue(const TCommand& command, const IProgram& program) {
+  DemandChoices(command);
   const TCatalogue catalogue =
       ReadCatalogue(PathOf(command.folder), command.isLive, PathOf(command.dataFolder));
   if (const TFile* const file = FirstUnusable(catalogue)) {

@@ -64,8 +64,12 @@ std::string ValueCases(const TCommandDescription& command) {
   for (const TOptionDescription& option : command.options) {
     if (option.value.empty()) continue;
     const std::string offer = Offer(KindOf(option), option.choices);
-    cases += fmt::format("        '{} {}') {} ;;\n", WordsOf(command), option.names.back(),
-                         offer.empty() ? "return" : offer + "; return");
+    std::string words;
+    for (const std::string& name : option.names) {
+      words += fmt::format("{}'{} {}'", words.empty() ? "" : " | ", WordsOf(command), name);
+    }
+    cases +=
+        fmt::format("        {}) {} ;;\n", words, offer.empty() ? "return" : offer + "; return");
   }
   return cases;
 }
@@ -103,8 +107,8 @@ std::string BashCompletion(const std::vector<TCommandDescription>& verbs) {
   for (const TCommandDescription& verb : verbs) first += LastWordOf(verb) + ' ';
   return kHead + names + ") command=$word ;;\n        esac\n    done\n    COMPREPLY=()\n" +
          "    case \"$command $previous\" in\n" + values + "    esac\n" +
-         "    case $command in\n        '') _svcheck_words '" + first + "--help --version' ;;\n" +
-         commands + kTail;
+         "    case $command in\n        '') _svcheck_words '" + first +
+         "help --help --version' ;;\n" + commands + kTail;
 }
 
 namespace {
@@ -147,13 +151,18 @@ std::string Offer(const std::string& condition, const TCommandDescription& comma
   return Line(condition, " -a " + LastWordOf(command) + " -d " + Quoted(command.summary));
 }
 
+std::string LetterOf(const TOptionDescription& option) {
+  const std::string& first = option.names.front();
+  return first.starts_with("--") ? std::string() : " -s " + first.substr(1);
+}
+
 std::string LinesOf(const TCommandDescription& command) {
   const std::string condition = Condition(command);
   std::string lines;
   for (const TCommandDescription& inner : command.commands) lines += Offer(condition, inner);
   for (const TOptionDescription& option : command.options) {
     lines +=
-        Line(condition, " -l " + option.names.back().substr(2) +
+        Line(condition, LetterOf(option) + " -l " + option.names.back().substr(2) +
                             Values(KindOf(option), option.choices) + " -d " + Quoted(option.text));
   }
   if (command.positionals.empty()) return lines;
@@ -171,6 +180,7 @@ std::string FishCompletion(const std::vector<TCommandDescription>& verbs) {
       "# Completion of svcheck for fish, made by `svcheck completion fish`.\n\n"
       "complete -c svcheck -f\n";
   for (const TCommandDescription& verb : verbs) script += Offer("__fish_use_subcommand", verb);
+  script += Line("__fish_use_subcommand", " -a help -d 'Show the options of a verb'");
   script += Line("__fish_use_subcommand", " -l help -d 'List the verbs'");
   script += Line("__fish_use_subcommand", " -l version -d 'Show the versions'");
   for (const TCommandDescription* command : Flattened(verbs)) script += LinesOf(*command);
@@ -202,10 +212,10 @@ std::string Action(EValueKind kind, const std::vector<std::string>& choices) {
   return {};
 }
 
-std::string Argument(const TOptionDescription& option) {
-  const std::string& name = option.names.back();
+std::string Argument(const TOptionDescription& option, const std::string& name) {
   std::string argument = option.repeatable ? "*" : "";
-  argument += name + (option.value.empty() ? "" : "=") + '[' + Plain(option.text) + ']';
+  const char* const behind = name.starts_with("--") ? "=" : "+";
+  argument += name + (option.value.empty() ? "" : behind) + '[' + Plain(option.text) + ']';
   if (!option.value.empty()) {
     argument += ':' + Plain(option.value) + ':' + Action(KindOf(option), option.choices);
   }
@@ -239,7 +249,9 @@ std::string Choice(const std::vector<TCommandDescription>& commands) {
 std::string Arguments(const TCommandDescription& command) {
   std::string text = "    _arguments";
   for (const TOptionDescription& option : command.options) {
-    text += " \\\n        " + Argument(option);
+    for (const std::string& name : option.names) {
+      text += " \\\n        " + Argument(option, name);
+    }
   }
   for (const TOptionDescription& positional : command.positionals) {
     text += " \\\n        " + Quoted("*:" + Plain(positional.names.front()) + ':' +

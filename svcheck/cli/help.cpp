@@ -67,7 +67,7 @@ int PrintProgramHelp(std::FILE* file) {
     if (verb.kind != EVerbKind::kHidden)
       text += fmt::format("  {:<12} {}\n", verb.name, verb.summary);
   }
-  text += "\n`svcheck VERB --help` tells the options of a verb, `svcheck --version` the version.\n";
+  text += "\n`svcheck help VERB` tells the options of a verb, `svcheck --version` the version.\n";
   Print(file, text);
   if (file == stdout) FlushStandardOutput();
   return kExitDone;

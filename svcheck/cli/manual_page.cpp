@@ -165,7 +165,7 @@ std::string ProgramPage(const std::vector<TCommandDescription>& verbs, const std
   page +=
       ".SH OPTIONS\n.TP\n\\fB\\-\\-version\\fR\nShow the versions of the program and of the "
       "installed plug\\-in.\n.TP\n\\fB\\-h\\fR, \\fB\\-\\-help\\fR\nShow a list of the verbs; "
-      "after a verb, its options.\n";
+      "after a verb, its options, as \\fBsvcheck help\\fR \\fIVERB\\fR does.\n";
   return page + Entries("ENVIRONMENT", kVariables) + Entries("FILES", kFiles) + ExitStatuses() +
          ".SH SEE ALSO\n" + others + '\n';
 }

@@ -2,16 +2,19 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/join.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <charconv>
 #include <cstdint>
+#include <string_view>
 #include <system_error>
 #include <type_traits>
 #include <utility>
 
 #include "base/wording.h"
+#include "svcheck/system/failure.h"
 
 namespace svc {
 
@@ -65,6 +68,23 @@ CLI::Validator WholeNumber() {
   return {check, ""};
 }
 
+// What is typed most has a letter as well, the same one wherever a verb has the option.
+struct TShort {
+  std::string_view name;
+  std::string_view letter;
+};
+constexpr std::array kShorts = {TShort{"--catalogue", "-c"},   TShort{"--inventory", "-i"},
+                                TShort{"--inventories", "-i"}, TShort{"--format", "-f"},
+                                TShort{"--output", "-o"},      TShort{"--quiet", "-q"},
+                                TShort{"--verbose", "-v"}};
+
+// "-c,--catalogue" of "--catalogue".
+std::string Names(std::string_view name) {
+  const auto* const found = std::ranges::find(kShorts, name, &TShort::name);
+  if (found == kShorts.end()) return std::string(name);
+  return std::string(found->letter) + ',' + std::string(name);
+}
+
 }  // namespace
 
 const TOption& TOption::Required() const {
@@ -98,11 +118,6 @@ const TOption& TOption::NotEmpty() const {
   return *this;
 }
 
-const TOption& TOption::ExistingFolder() const {
-  option->check(CLI::ExistingDirectory);
-  return *this;
-}
-
 const TOption& TOption::CommandLineOnly() const {
   option->configurable(false);
   return *this;
@@ -115,38 +130,46 @@ const TOption& TOption::ShowDefault() const {
 
 TOption AddText(CLI::App& app, const char* name, std::string& value, const char* description,
                 const char* valueName) {
-  return TOption(app.add_option(name, value, description)->option_text(valueName));
+  return TOption(app.add_option(Names(name), value, description)->option_text(valueName));
 }
 
 TOption AddList(CLI::App& app, const char* name, std::vector<std::string>& values,
                 const char* description, const char* valueName) {
-  return TOption(
-      app.add_option_function<std::string>(
-             name, [&values](const std::string& value) { values.push_back(value); }, description)
-          ->option_text(valueName)
-          ->trigger_on_parse()
-          ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast));
+  return TOption(app.add_option_function<std::string>(
+                        Names(name),
+                        [&values](const std::string& value) { values.push_back(value); },
+                        description)
+                     ->option_text(valueName)
+                     ->trigger_on_parse()
+                     ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast));
 }
 
 TOption AddTexts(CLI::App& app, const char* name, std::vector<std::string>& values,
                  const char* description, const char* valueName) {
-  return TOption(app.add_option(name, values, description)->option_text(valueName));
+  return TOption(app.add_option(Names(name), values, description)->option_text(valueName));
 }
 
 TOption AddNumber(CLI::App& app, const char* name, int& value, const char* description,
                   const char* valueName) {
-  CLI::Option* const option = app.add_option(name, value, description)->option_text(valueName);
+  CLI::Option* const option =
+      app.add_option(Names(name), value, description)->option_text(valueName);
   return TOption(option->transform(WholeNumber<std::int64_t>()));
 }
 
 TOption AddCount(CLI::App& app, const char* name, std::optional<std::uint64_t>& value,
                  const char* description, const char* valueName) {
-  CLI::Option* const option = app.add_option(name, value, description)->option_text(valueName);
+  CLI::Option* const option =
+      app.add_option(Names(name), value, description)->option_text(valueName);
   return TOption(option->transform(WholeNumber<std::uint64_t>()));
 }
 
 TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* description) {
-  return TOption(app.add_flag(name, value, description));
+  return TOption(app.add_flag(Names(name), value, description));
+}
+
+TOption AddQuiet(CLI::App& app) {
+  return TOption(app.add_flag_callback(Names("--quiet"), BeQuiet,
+                                       "Tell nothing on standard error but what went wrong"));
 }
 
 TOption AddWord(CLI::App& app, const char* name, std::string& value, const char* description) {

@@ -31,8 +31,6 @@ class TOption {
   const TOption& Within(int low, int high) const;
   // Takes no empty text.
   const TOption& NotEmpty() const;
-  // Takes a folder that exists only.
-  const TOption& ExistingFolder() const;
   // Shows in the help what holds when the option is not given.
   const TOption& ShowDefault() const;
   // Is not set by environment and configuration files: said anew for each run.
@@ -42,8 +40,8 @@ class TOption {
   CLI::Option* option;
 };
 
-// Each adds an option to `app`. `value` outlives the parsing; `valueName` stands for it in the
-// help.
+// Each adds an option to `app`, with the letter for it where it has one. `value` outlives the
+// parsing; `valueName` stands for it in the help.
 
 // A text taken as it is.
 TOption AddText(CLI::App& app, const char* name, std::string& value, const char* description,
@@ -60,6 +58,8 @@ TOption AddNumber(CLI::App& app, const char* name, int& value, const char* descr
 TOption AddCount(CLI::App& app, const char* name, std::optional<std::uint64_t>& value,
                  const char* description, const char* valueName);
 TOption AddFlag(CLI::App& app, const char* name, bool& value, const char* description);
+// --quiet: from its parsing on ReportNote says nothing.
+TOption AddQuiet(CLI::App& app);
 // A word that stands without an option's name; `name` is in capitals.
 TOption AddWord(CLI::App& app, const char* name, std::string& value, const char* description);
 

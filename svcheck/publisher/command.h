@@ -23,6 +23,7 @@ struct TCommand {
   std::string comment;
   bool allowUnsigned = false;
   bool noPassword = false;
+  bool isQuiet = false;  // Nothing is told on standard error but what went wrong.
 };
 
 inline constexpr const char* kModule = "svcheck-repository";

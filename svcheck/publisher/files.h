@@ -24,6 +24,8 @@ void WriteSecret(const std::string& path, const std::string& text);
 // A password for the purpose, from the terminal without showing it; where standard input is no
 // terminal, its next line.
 std::string AskPassword(const std::string& purpose);
+// Whether a person types what AskPassword returns, without seeing it.
+bool IsTypedBlindly();
 
 // Where the installation's own files are.
 

@@ -56,4 +56,6 @@ std::string AskPassword(const std::string& purpose) {
   return password;
 }
 
+bool IsTypedBlindly() { return isatty(STDIN_FILENO) != 0; }
+
 }  // namespace svc::repository

@@ -90,4 +90,9 @@ std::string AskPassword(const std::string& purpose) {
   return password;
 }
 
+bool IsTypedBlindly() {
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
 }  // namespace svc::repository

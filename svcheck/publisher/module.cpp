@@ -36,7 +36,7 @@ std::chrono::sys_seconds Expiry(const TCommand& command) {
   try {
     return acquire::ParseTime(command.expires);
   } catch (const std::invalid_argument& error) {
-    throw TError("--expires " + command.expires + " " + error.what());
+    throw TError("--expires " + command.expires + " " + error.what(), EErrorKind::kUsage);
   }
 }
 
@@ -61,10 +61,17 @@ TSecretKey ReadSecretKey(const std::string& path) {
   }
 }
 
+// What was mistyped would be seen when the first manifest is to be signed.
+std::string AskNewPassword(const std::string& file) {
+  std::string password = AskPassword("for the new " + file);
+  if (!IsTypedBlindly() || AskPassword("once more") == password) return password;
+  throw TError("the two passwords differ, and no key was made; begin again");
+}
+
 void MakeKeys(const TCommand& command) {
   const TSecretKey key = NewSecretKey();
   std::optional<std::string> password;
-  if (!command.noPassword) password = AskPassword("for the new " + command.secretKeyFile);
+  if (!command.noPassword) password = AskNewPassword(command.secretKeyFile);
   WriteSecret(command.secretKeyFile, SecretKeyText(key, password));
   WriteText(command.publicKeyFile, PublicKeyText(PublicKeyOf(key)));
   fmt::print("{}: key {}, to be given to those who download; {} stays here\n",
@@ -72,13 +79,17 @@ void MakeKeys(const TCommand& command) {
 }
 
 void BuildManifest(const TCommand& command) {
-  const TBuildResult result =
+  TBuildResult result =
       Build({command.folder, command.dataFolder, command.serial, Expiry(command)});
+  if (command.isQuiet) result.warnings.clear();
   for (const std::string& line : LinesOf(result.warnings)) ShowLine("svcheck: warning: " + line);
   fmt::print("{}: {}; sign it next\n", ManifestPath(command), Described(result.manifest));
 }
 
 void SignManifest(const TCommand& command) {
+  if (command.comment.find_first_of("\r\n") != std::string::npos)
+    throw TError("a trusted comment is one line; give --comment without a line end",
+                 EErrorKind::kUsage);
   const std::string text = ReadText(ManifestPath(command));
   const TManifest manifest = acquire::ParseManifest(text);
   acquire::CheckManifest(manifest, Now(), {});
@@ -88,8 +99,6 @@ void SignManifest(const TCommand& command) {
           ? fmt::format("serial:{}\texpires:{}\tfile:{}\thashed", manifest.serial,
                         acquire::FormatTime(manifest.expires), acquire::kManifestName)
           : command.comment;
-  if (comment.find_first_of("\r\n") != std::string::npos)
-    throw TError("a trusted comment is one line");
   WriteText(ManifestPath(command) + acquire::kSignatureSuffix, SignatureText(key, text, comment));
   fmt::print("{}{}: signed with key {}\n", ManifestPath(command), acquire::kSignatureSuffix,
              acquire::KeyNumber(key.id));

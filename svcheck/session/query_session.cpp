@@ -1,8 +1,11 @@
 #include "svcheck/session/query_session.h"
 
+#include <array>
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "host/hskcore/exception.h"
@@ -10,6 +13,7 @@
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
 #include "host/xmlparser/namespace_populator.h"
+#include "host/xmlparser/xml_parser.h"
 #include "rules/download_files.h"
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
@@ -177,6 +181,31 @@ TQueryEnd EndBy(const std::exception& exception) {
   return end;
 }
 
+// The parser's texts name the line alone.
+void ReadStandardInput(const boost::shared_ptr<ICIMNamespace>& target) {
+  constexpr std::string_view kLine = "line ", kPlace = "standard input:";
+  std::string text;
+  std::array<char, 1 << 16> block;
+  while (const std::size_t count = std::fread(block.data(), 1, block.size(), stdin)) {
+    text.append(block.data(), count);
+    // One byte more than is taken: the parser refuses it.
+    if (text.size() > TCIMXMLParser::kMaxSpecificationDocumentSize) break;
+  }
+  if (std::ferror(stdin) != 0) {
+    throw THSKException(std::string(kPlace) + ' ' + FileError(errno).what(),
+                        THSKStatusCode::kFileUnreadable);
+  }
+  try {
+    ParseDocument(target, text);
+  } catch (const THSKException& exception) {
+    std::string cause = exception.GetMessageText();
+    const bool namesLine = cause.starts_with(kLine);
+    throw THSKException(
+        std::string(kPlace) + (namesLine ? "" : " ") + cause.substr(namesLine ? kLine.size() : 0),
+        exception.GetStatusCode());
+  }
+}
+
 fs::path CatalogueIn(const CIMContext& context) {
   const auto entry = context.find(rules::kCatalogueEntry);
   return entry == context.end() ? fs::path() : PathOf(static_cast<std::string>(entry->second));
@@ -238,7 +267,11 @@ void TQuerySession::ReadInventory() {
     if (request.builtinClasses) DeclareBuiltinClasses(inventory);
     if (!request.inventoryDocument.empty()) ParseDocument(inventory, request.inventoryDocument);
     for (const std::string& file : request.inventories) {
-      TNamespacePopulator::PopulateFromXMLFile(inventory, file);
+      if (file == kStandardInput) {
+        ReadStandardInput(inventory);
+      } else {
+        TNamespacePopulator::PopulateFromXMLFile(inventory, file);
+      }
     }
     if (!request.machineType.empty()) SetMachineType(inventory, request.machineType);
   } catch (const THSKException& exception) {

@@ -223,9 +223,9 @@ void UseWaivers(const std::string& file, const std::vector<report::TWaiver>& wai
   report::ApplyWaivers(waivers, report);
   for (const report::TWaiver& waiver : waivers) {
     if (!report::HasExpired(waiver, report.generated)) continue;
-    ReportError(file + ':' + std::to_string(waiver.line) + ": the waiver for \"" + waiver.name +
-                "\" expired on " + waiver.acceptance.expires +
-                " and no longer holds; renew it or remove it");
+    ReportNote(file + ':' + std::to_string(waiver.line) + ": the waiver for \"" + waiver.name +
+               "\" expired on " + waiver.acceptance.expires +
+               " and no longer holds; renew it or remove it");
   }
 }
 

@@ -1,5 +1,6 @@
 #include "svcheck/session/request.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "collect/collector.h"
@@ -80,7 +81,9 @@ void ApplyDownloadSettings(const TQueryOptions& options) {
 
 TOption AddInventoryOption(CLI::App& app, TQueryOptions& options) {
   return AddList(app, "--inventory", options.inventories,
-                 "Inventory of a machine, a CIM-XML file; may be given several times", "FILE");
+                 "Inventory of a machine, a CIM-XML file; \"-\" is standard input; may be given "
+                 "several times",
+                 "FILE");
 }
 
 void AddMachineOption(CLI::App& app, TQueryOptions& options) {
@@ -136,8 +139,11 @@ void AddOfflineOption(CLI::App& app, TQueryOptions& options) {
 
 TQueryRequest RequestOf(const TQueryOptions& options) {
   TQueryRequest request;
+  if (std::ranges::count(options.inventories, kStandardInput) > 1) {
+    throw TError("standard input can be read once: give --inventory - once", EErrorKind::kUsage);
+  }
   for (const std::string& file : options.inventories) {
-    request.inventories.push_back(Absolute(file).string());
+    request.inventories.push_back(file == kStandardInput ? file : Absolute(file).string());
   }
   request.machineType = options.machineType;
   request.builtinClasses = !options.noBuiltinClasses;

@@ -12,8 +12,11 @@
 
 namespace svc {
 
+// In place of the name of an inventory.
+inline constexpr const char* kStandardInput = "-";
+
 struct TQueryRequest {
-  std::vector<std::string> inventories;  // Files.
+  std::vector<std::string> inventories;  // Files, and kStandardInput.
   std::string inventoryDocument;         // CIM-XML in memory; empty for none.
   std::string machineType;               // Stands for the inventory's; empty to leave that.
   bool builtinClasses = true;

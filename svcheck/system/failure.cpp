@@ -10,6 +10,7 @@ namespace svc {
 namespace {
 
 std::atomic<bool> hasMemoryRunOut{false};
+std::atomic<bool> isQuiet{false};
 
 void NoteMemoryRunOut() {
   hasMemoryRunOut = true;
@@ -32,5 +33,13 @@ void ReportError(const std::string& text) noexcept {
     ShowLine("svcheck: out of memory");
   }
 }
+
+void ReportNote(const std::string& text) noexcept {
+  if (!IsQuiet()) ReportError(text);
+}
+
+void BeQuiet() noexcept { isQuiet = true; }
+
+bool IsQuiet() noexcept { return isQuiet; }
 
 }  // namespace svc

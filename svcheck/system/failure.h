@@ -59,6 +59,11 @@ bool HasMemoryRunOut() noexcept;
 // Writes "svcheck: ", the text on one line, to standard error.
 void ReportError(const std::string& text) noexcept;
 
+// The same for what is good to know beside a result, and says nothing once BeQuiet was called.
+void ReportNote(const std::string& text) noexcept;
+void BeQuiet() noexcept;
+bool IsQuiet() noexcept;
+
 }  // namespace svc
 
 #endif  // SVCHECK_SYSTEM_FAILURE_H_

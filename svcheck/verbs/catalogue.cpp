@@ -34,6 +34,7 @@ class TProgram : public catalogue::IProgram {
  public:
   std::unique_ptr<TOutput> Open(const std::string& path) const override { return OpenOutput(path); }
   void Report(const std::string& text) const override { ReportError(text); }
+  void Note(const std::string& text) const override { ReportNote(text); }
 };
 
 // What holds for checks (--live, --format) means something else here: the data folder alone may be
@@ -144,6 +145,7 @@ class TCatalogueVerb : public IVerb {
     AddChoice(verb, "--os", command.systems,
               "Operating-system code that drivers are for; otherwise every one of their kind",
               "CODE");
+    AddQuiet(verb);
     AddDataFolder(verb, command);
   }
 

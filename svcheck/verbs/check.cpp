@@ -9,6 +9,7 @@
 #include "runtime/acquire/address.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
+#include "svcheck/cli/settings.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/catalogue_folder.h"
 #include "svcheck/session/coverage.h"
@@ -60,6 +61,7 @@ class TCheckVerb : public IVerb {
   // What is to be known of the download folder.
   void AddRemarks(report::TReport& report) const;
   void DescribeCatalogue(report::TReport& report) const;
+  void ShowRequest(const TQueryRequest& request) const;
   void ShowTimings() const;
   bool WantsProgress() const;
 
@@ -74,6 +76,7 @@ class TCheckVerb : public IVerb {
   std::string osUnknown = "compare";
   bool live = false;
   bool timings = false;
+  bool verbose = false;
   bool isOfFolder = false;  // Whether a folder's catalogue is what the plug-in goes by.
   bool isOnScreen = false;  // Whether who reads standard error has the report before their eyes.
   std::vector<std::string> notes;  // Of the collector.
@@ -97,6 +100,9 @@ TCheckVerb::TCheckVerb(CLI::App& app) {
   AddText(app, "--progress", progress, "Show progress on standard error", "WHEN")
       .OneOf({"auto", "always", "never"});
   AddFlag(app, "--timings", timings, "Tell on standard error where the time went");
+  AddFlag(app, "--verbose", verbose,
+          "Tell on standard error what is compared by which plug-in, and where the time went")
+      .Excludes(AddQuiet(app));
   AddQueryOptions(app, options);
 }
 
@@ -107,7 +113,7 @@ void TCheckVerb::EndPhase(const char* name) {
 }
 
 bool TCheckVerb::WantsProgress() const {
-  return progress == "always" || (progress == "auto" && StandardErrorIsTerminal());
+  return progress == "always" || (progress == "auto" && !IsQuiet() && StandardErrorIsTerminal());
 }
 
 void TCheckVerb::DemandCatalogue() const {
@@ -118,6 +124,11 @@ void TCheckVerb::DemandCatalogue() const {
 
 // A plug-in of somebody else may have no use for a catalogue, which is seen when it is loaded.
 TQueryRequest TCheckVerb::MakeRequest() {
+  if (reportOptions.waiversFile == kStandardInput &&
+      std::ranges::count(options.inventories, kStandardInput) > 0) {
+    throw TError("standard input is either the inventory or the waivers: give a file for one",
+                 EErrorKind::kUsage);
+  }
   if (options.plugin.empty()) DemandCatalogue();
   if (live && options.repository.empty() && !options.offline) {
     throw TError("a live check needs --repository URL", EErrorKind::kUsage);
@@ -145,6 +156,7 @@ int TCheckVerb::Run() {
     acquire::SetSettings(std::move(downloads));
   }
   int status = CompareOrTell(std::move(request), report);
+  timings = timings || verbose;
   if (timings) report.timings = phases;
   status = output.Show(report, status);
   EndPhase("report");
@@ -166,7 +178,7 @@ int TCheckVerb::CompareOrTell(TQueryRequest request, report::TReport& report) {
     report.errors.push_back(ReasonOf(error));
   }
   const bool areNotesShown = report.outcome == report::EOutcome::kUnknownMachine && isOnScreen;
-  if (!areNotesShown) std::ranges::for_each(notes, ReportError);
+  if (!areNotesShown) std::ranges::for_each(notes, ReportNote);
   if (isOfFolder && status == kExitFailure && !HasMemoryRunOut() &&
       TellOfCatalogueToo(Absolute(catalogue), dataFolder, report)) {
     status = ExitStatusOf(report.outcome);
@@ -189,6 +201,7 @@ void TCheckVerb::Compare(TQueryRequest request, report::TReport& report) {
   status.Show(request.inventories.empty() ? "Collecting the inventory" : "Reading the inventory");
   CompleteInventory(request, root, notes);
   status.Clear();
+  if (verbose) ShowRequest(request);
   TQuerySession session(std::move(request));
   if (session.IsOfOurPlugin()) {
     DemandCatalogue();
@@ -269,7 +282,7 @@ void TCheckVerb::AddRemarks(report::TReport& report) const {
   const std::vector<std::string> names = FilesNotOffered(acquire::LastOutcome());
   if (names.empty()) return;
   report.errors.push_back(RemarkOnFilesNotOffered(names) + "; " + AdviceOnFilesNotOffered());
-  Tell(report.errors.back());
+  if (!IsQuiet()) Tell(report.errors.back());
 }
 
 void TCheckVerb::Describe(const TQuerySession& session, report::TReport& report) {
@@ -289,6 +302,19 @@ void TCheckVerb::DescribeCatalogue(report::TReport& report) const {
     report.catalogue = catalogue.empty() ? report::TCatalogue{"folder", {}, {}, {}}
                                          : CatalogueIn(Absolute(catalogue));
   }
+}
+
+void TCheckVerb::ShowRequest(const TQueryRequest& request) const {
+  ReportNote("the plug-in is " + request.plugin.string());
+  ReportNote("the data folder is " + request.dataFolder.string());
+  for (const fs::path& file : SettingFiles()) {
+    std::error_code error;
+    if (fs::exists(file, error)) ReportNote("settings are in " + file.string());
+  }
+  if (isOfFolder) ReportNote("the catalogue is " + Absolute(catalogue).string());
+  if (live) ReportNote("the repository is " + acquire::ShownAddress(options.repository));
+  if (request.inventories.empty()) ReportNote("the inventory is that of " + root);
+  for (const std::string& file : request.inventories) ReportNote("the inventory is in " + file);
 }
 
 void TCheckVerb::ShowTimings() const {

@@ -36,6 +36,7 @@ class TCollectVerb : public IVerb {
     AddText(app, "--show", shown, "Print nothing but this of the inventory", "WHAT")
         .OneOf({"machine-type"})
         .CommandLineOnly();
+    AddQuiet(app);
   }
 
   int Run() override {
@@ -87,7 +88,7 @@ class TCollectVerb : public IVerb {
   }
 
   static void ShowNotes(const std::vector<std::string>& notes) {
-    for (const std::string& note : notes) ReportError(note);
+    for (const std::string& note : notes) ReportNote(note);
   }
 
   std::string outputFile = "-";

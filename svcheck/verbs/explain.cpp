@@ -41,6 +41,7 @@ TExplainVerb::TExplainVerb(CLI::App& app) {
   AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
       .Excludes(inventory);
   AddMachineOption(app, options);
+  AddQuiet(app);
   AddFolderQueryOptions(app, options);
 }
 
@@ -73,7 +74,7 @@ void TExplainVerb::Explain(TQueryRequest request) {
   const auto output = OpenOutput("-");
   std::vector<std::string> notes;
   CompleteInventory(request, root, notes);
-  for (const std::string& note : notes) ReportError(note);
+  for (const std::string& note : notes) ReportNote(note);
   TQuerySession session(std::move(request));
   if (!session.IsOfOurPlugin()) {
     throw TError("the steps of the plug-in \"" + session.Plugin().Name() +
@@ -98,7 +99,7 @@ void TExplainVerb::DemandComparison(const TQuerySession& session) const {
   report.catalogue.path = Absolute(catalogue).string();
   session.Conclude(report);
   if (const auto kind = FailureOf(report.outcome)) throw TError(FailureLine(report), *kind);
-  for (const std::string& error : report.errors) ReportError(error);
+  for (const std::string& error : report.errors) ReportNote(error);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ class TReportVerb : public IVerb {
         .Required();
     AddReportOptions(app, options);
     AddWaiversOption(app, options);
+    AddQuiet(app);
   }
 
   // Ends as the check did.

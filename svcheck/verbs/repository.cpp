@@ -1,6 +1,10 @@
 // `svcheck repository`: the publisher's side of live queries. Its work is in a module that is
 // loaded here, so that no other verb pays for it.
+#include <filesystem>
+#include <system_error>
+
 #include "runtime/acquire/module.h"
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/publisher/command.h"
@@ -24,6 +28,8 @@ class TRepositoryVerb : public IVerb {
 
   int Run() override {
     DemandTrust();
+    DemandFolder();
+    command.isQuiet = IsQuiet();
     const auto act = acquire::FindInModule<repository::TModuleFunction>(
         repository::kModule, repository::kModuleFunction);
     return act(command);
@@ -35,7 +41,7 @@ class TRepositoryVerb : public IVerb {
   }
 
   void AddFolder(CLI::App& verb) {
-    AddWord(verb, "DIR", command.folder, "Folder of the repository").Required().ExistingFolder();
+    AddWord(verb, "DIR", command.folder, "Folder of the repository").Required();
   }
 
   void AddKeygen(CLI::App& app) {
@@ -66,6 +72,7 @@ class TRepositoryVerb : public IVerb {
         .Excludes(expires);
     AddText(verb, "--data-dir", command.dataFolder,
             "Folder that holds sv/; the installed one if not given", "DIR");
+    AddQuiet(verb);
   }
 
   void AddSign(CLI::App& app) {
@@ -91,6 +98,14 @@ class TRepositoryVerb : public IVerb {
     if (!command.publicKeyFile.empty() || command.allowUnsigned) return;
     throw TError("say whom to trust: give --repository-key FILE, or --allow-unsigned",
                  EErrorKind::kUsage);
+  }
+
+  void DemandFolder() const {
+    std::error_code error;
+    if (command.action == EAction::kKeygen ||
+        std::filesystem::is_directory(PathOf(command.folder), error))
+      return;
+    throw TError("there is no folder " + command.folder + "; name that of a repository");
   }
 
   repository::TCommand command;

@@ -67,6 +67,7 @@ class TProgram : public IProgram {
     return std::make_unique<TText>(text);
   }
   void Report(const std::string&) const override {}
+  void Note(const std::string&) const override {}
 
  private:
   std::string& text;

@@ -170,37 +170,47 @@ class Publishing(LiveTest):
                        cwd=self.root, capture_output=True)
         self.svcheck("verify", "sv", "--repository-key", "k.pub")
 
-    def on_terminal(self, typed, *arguments):
-        """What stands on a terminal where `typed` is typed once something is asked for."""
+    def on_terminal(self, typed, *arguments, status=0):
+        """What stands on a terminal where each of `typed` is typed once something is asked for."""
         ours, theirs = pty.openpty()
         process = subprocess.Popen([SVCHECK, "repository", *arguments], cwd=self.root, stdin=theirs,
                                    stdout=theirs, stderr=theirs, start_new_session=True)
         os.close(theirs)
         shown = b""
-        while not shown.endswith(b": "):
-            shown += os.read(ours, 1000)
-        os.write(ours, typed)
+        for count, line in enumerate(typed, 1):
+            while shown.count(b": ") < count:
+                shown += os.read(ours, 1000)
+            os.write(ours, line)
         try:
             while part := os.read(ours, 1000):
                 shown += part
         except OSError:  # The end of a terminal.
             pass
         os.close(ours)
-        self.assertEqual(process.wait(timeout=60), 0, shown)
+        self.assertEqual(process.wait(timeout=60), status, shown)
         return shown.decode()
 
     def test_a_password_is_asked_for_and_not_shown(self):
-        shown = self.on_terminal(b"a secret\n", "keygen", "--repository-key", "k.pub",
+        shown = self.on_terminal([b"a secret\n"] * 2, "keygen", "--repository-key", "k.pub",
                                  "--secret-key", "k.sec")
         self.assertTrue(shown.startswith("Password for the new k.sec: "), shown)
         self.assertNotIn("secret\r", shown)
+        self.assertIn("\nPassword once more: ", shown)
         self.build()
+        self.assertEqual(self.on_terminal([b"a secret\n"], "sign", "sv", "--secret-key",
+                                          "k.sec").count("Password"), 1)
         sign = ("sign", "sv", "--secret-key", "k.sec")
         self.assertIn("no password was given", self.svcheck(*sign, status=1, input="").stderr)
         self.svcheck(*sign, input="a secret\nmore\n")
         self.svcheck("verify", "sv", "--repository-key", "k.pub")
         self.svcheck("keygen", "--password", "x", "--repository-key", "l.pub", "--secret-key",
                      "l.sec", status=64)
+
+    def test_a_new_password_that_is_mistyped_makes_no_key(self):
+        shown = self.on_terminal([b"a secret\n", b"a secert\n"], "keygen", "--repository-key",
+                                 "k.pub", "--secret-key", "k.sec", status=1)
+        self.assertIn("the two passwords differ", shown)
+        self.assertEqual([file for file in self.root.iterdir() if file.name.startswith("k.")], [])
 
     def test_keys_are_never_written_over(self):
         self.make_keys()

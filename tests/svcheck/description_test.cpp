@@ -78,10 +78,11 @@ TEST(FishCompletion, OffersWhatBelongsToTheWordsThatStandThere) {
 
 complete -c svcheck -f
 complete -c svcheck -n '__fish_use_subcommand' -a made -d 'Makes - it'"'"'s all'
+complete -c svcheck -n '__fish_use_subcommand' -a help -d 'Show the options of a verb'
 complete -c svcheck -n '__fish_use_subcommand' -l help -d 'List the verbs'
 complete -c svcheck -n '__fish_use_subcommand' -l version -d 'Show the versions'
 complete -c svcheck -n '__fish_seen_subcommand_from made; and not __fish_seen_subcommand_from build' -a build -d '.Builds it'
-complete -c svcheck -n '__fish_seen_subcommand_from made; and not __fish_seen_subcommand_from build' -l dotted -r -F -d '.deb or '"'"'rpm'"'"', in C:\new'
+complete -c svcheck -n '__fish_seen_subcommand_from made; and not __fish_seen_subcommand_from build' -s d -l dotted -r -F -d '.deb or '"'"'rpm'"'"', in C:\new'
 complete -c svcheck -n '__fish_seen_subcommand_from made; and __fish_seen_subcommand_from build' -l quoted -d ''"'"'rpm'"'"' first.
 .deb
 '"'"'rpm'"'"' next, `.typed` and `a-b`'

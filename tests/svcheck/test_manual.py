@@ -145,7 +145,8 @@ class Completion(HelpTest):
     CASES = (("svcheck che", "check"), ("svcheck check --cata", "--catalogue"),
              ("svcheck check --format js", "json"), ("svcheck repository bu", "build"),
              ("svcheck repository build --day", "--days"), ("svcheck check --catalogue fo", "folder"),
-             ("svcheck check --inventory fi", "file"), ("svcheck repository build fo", "folder"))
+             ("svcheck check --inventory fi", "file"), ("svcheck repository build fo", "folder"),
+             ("svcheck check -f js", "json"), ("svcheck check -c fo", "folder"))
 
     def setUp(self):
         super().setUp()
