@@ -21,14 +21,21 @@ char* TArena::AllocateSlowly(std::size_t size) {
   if (size > nextSize / kOwnBlockPart) {
     return blocks.emplace_back(std::make_unique_for_overwrite<char[]>(size)).get();
   }
-  if (spare) {
+  MakeRoom(size);
+  return Allocate(size);
+}
+
+void TArena::MakeRoom(std::size_t size) {
+  std::size_t nextSize = spare ? spare.get_deleter().size
+                               : std::min(std::max(blockSize * 2, kFirstBlock), kLargestBlock);
+  if (spare && size <= nextSize) {
     next = pageBlocks.emplace_back(std::move(spare)).get();
   } else {
+    nextSize = std::max(nextSize, size);
     next = blocks.emplace_back(std::make_unique_for_overwrite<char[]>(nextSize)).get();
-    blockSize = nextSize;
+    blockSize = std::min(nextSize, kLargestBlock);
   }
   end = next + nextSize;
-  return Allocate(size);
 }
 
 }  // namespace svc

@@ -35,6 +35,13 @@ class TArena {
     return piece;
   }
 
+  // Where so many bytes can be written; what was then is kept by Take, up to its end.
+  char* Room(std::size_t size) {
+    if (size > static_cast<std::size_t>(end - next)) MakeRoom(size);
+    return next;
+  }
+  void Take(char* writtenEnd) noexcept { next = writtenEnd; }
+
   // Whether it stores so much that pages are of use, and has none left for its next block.
   bool WantsPages() const noexcept { return !spare && blockSize >= kSmallestForPages; }
   // Takes them for its next block.
@@ -44,6 +51,7 @@ class TArena {
   static constexpr std::size_t kSmallestForPages = 1 << 16;
 
   char* AllocateSlowly(std::size_t size);
+  void MakeRoom(std::size_t size);
 
   boost::shared_ptr<const TArena> below;
   std::vector<std::unique_ptr<char[]>> blocks;

@@ -1,5 +1,6 @@
 #include "runtime/hskcore/namespace_writer.h"
 
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -58,6 +59,8 @@ struct TNamespaceWriter::State {
   void KeepText(TNameId name, TForm form, std::string_view text) {
     Keep(name, form, cim->StoreTextCell(text));
   }
+  char* Room(TNameId name, std::size_t before);
+  void KeepRoom(TNameId name, TForm form, std::size_t length);
   std::uint64_t Number(std::string_view name, ECIMType type, std::string_view text);
   void CheckText(std::string_view name, ECIMType type, std::string_view text);
 
@@ -119,12 +122,18 @@ TClassId TNamespaceWriter::BeginClass(std::string_view name, std::string_view su
   return id;
 }
 
-void TNamespaceWriter::BeginInstance(std::string_view className) {
+TClassId TNamespaceWriter::BeginInstance(std::string_view className) {
   const TClassId id = state->Open().FindClass(className);
   if (id == kNoClass) {
     throw THSKException("INSTANCE of class " + Shown(className) + ", which is not declared",
                         THSKStatusCode::kClassNotFound);
   }
+  state->Begin(id, false);
+  return id;
+}
+
+void TNamespaceWriter::BeginInstance(TClassId id) {
+  state->Open();
   state->Begin(id, false);
 }
 
@@ -143,6 +152,46 @@ void TNamespaceWriter::WriteValue(const TPropertyName& name, ECIMType type, std:
   if (!TakesAnyText(type)) state->CheckText(name.text, type, text);
   state->EnterProperty(name);
   state->KeepText(name.number, form, text);
+}
+
+namespace {
+
+// A length of two bytes, whatever it is: it is known only when the text behind it is copied.
+constexpr std::size_t kLengthSize = 2;
+constexpr std::size_t kCountSize = sizeof(std::uint32_t);
+static_assert(TNamespaceWriter::kRoom + kCountSize < 1 << 14);
+
+}  // namespace
+
+char* TNamespaceWriter::State::Room(TNameId name, std::size_t before) {
+  if (cim->Name(name).writtenIn == serial) return nullptr;
+  return cim->Texts()->Room(before + kRoom) + before;
+}
+
+void TNamespaceWriter::State::KeepRoom(TNameId name, TForm form, std::size_t length) {
+  TArena& texts = *cim->Texts();
+  char* const stored = texts.Room(0);
+  stored[0] = static_cast<char>(length | 0x80);
+  stored[1] = static_cast<char>(length >> 7);
+  texts.Take(stored + kLengthSize + length);
+  cim->Name(name).writtenIn = serial;
+  Keep(name, form, CellOf(stored));
+}
+
+char* TNamespaceWriter::RoomForText(TNameId name) { return state->Room(name, kLengthSize); }
+
+void TNamespaceWriter::KeepText(TNameId name, ECIMType type, std::size_t length) {
+  state->KeepRoom(name, {type, false, false}, length);
+}
+
+char* TNamespaceWriter::RoomForArray(TNameId name) {
+  return state->Room(name, kLengthSize + kCountSize);
+}
+
+void TNamespaceWriter::KeepArray(TNameId name, ECIMType type, std::uint32_t count,
+                                 std::size_t length) {
+  std::memcpy(state->cim->Texts()->Room(0) + kLengthSize, &count, kCountSize);
+  state->KeepRoom(name, {type, true, false}, kCountSize + length);
 }
 
 void TNamespaceWriter::WriteNull(const TPropertyName& name, ECIMType type, bool isArray) {

@@ -13,6 +13,7 @@
 #include "host/hskcore/export.h"
 #include "host/hskcore/value.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/name_table.h"
 
 namespace svc {
 
@@ -43,7 +44,9 @@ class HSKCORE_API TNamespaceWriter {
   // is another than before, is not declared or derives from this class.
   TClassId BeginClass(std::string_view name, std::string_view superclass);
   // Opens a new instance. Throws kClassNotFound when the class is not declared.
-  void BeginInstance(std::string_view className);
+  TClassId BeginInstance(std::string_view className);
+  // The same for a class whose id was given before.
+  void BeginInstance(TClassId id);
 
   // REQUIRES: a class or an instance is open.
   TPropertyName NameOf(std::string_view name);
@@ -52,6 +55,15 @@ class HSKCORE_API TNamespaceWriter {
   //
   // A scalar, from its text, which must fit the type: no blanks around it.
   void WriteValue(const TPropertyName& name, NQRXHSK20::ECIMType type, std::string_view text);
+  // A text of a type that takes any, or an array of such texts, copied by the caller while it reads
+  // it: first a place for the bytes of the text, or of TArrayText behind its number of elements,
+  // where kRoom bytes may be written, then how many there are. Null where the open instance has the
+  // property already. REQUIRES: an instance is open, and nothing else is written in between.
+  static constexpr std::size_t kRoom = std::size_t{8} << 10;
+  char* RoomForText(TNameId name);
+  void KeepText(TNameId name, NQRXHSK20::ECIMType type, std::size_t length);
+  char* RoomForArray(TNameId name);
+  void KeepArray(TNameId name, NQRXHSK20::ECIMType type, std::uint32_t count, std::size_t length);
   void WriteNull(const TPropertyName& name, NQRXHSK20::ECIMType type, bool isArray);
   // An array: BeginArray, its elements in order, EndArray.
   void BeginArray(const TPropertyName& name, NQRXHSK20::ECIMType type);

@@ -3,6 +3,7 @@
 #ifndef RUNTIME_XMLPARSER_BYTE_SCAN_H_
 #define RUNTIME_XMLPARSER_BYTE_SCAN_H_
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -107,6 +108,19 @@ inline const char* FindTextStop(const char* at, const char* end) {
   }
   while (at != end && !IsTextStop(*at)) ++at;
   return at;
+}
+
+// Copies a plain text to `to` and returns where it ends, as FindTextStop would say. Null where it
+// does not end at least a block before `end`, or its whole blocks do not fit up to `toEnd`.
+inline const char* CopyText(const char* at, const char* end, char* to, const char* toEnd) {
+  constexpr auto kBlock = static_cast<std::ptrdiff_t>(kBlockSize);
+  const std::ptrdiff_t most = std::min(end - at, toEnd - to) - kBlock;
+  for (std::ptrdiff_t done = 0; done <= most; done += kBlock) {
+    const TByteBlock block(at + done);
+    std::memcpy(to + done, at + done, kBlockSize);
+    if (const TByteMask stops = block.TextStops()) return at + done + std::countr_zero(stops);
+  }
+  return nullptr;
 }
 
 // The first byte in [at, end) that is no white space, or `end`.

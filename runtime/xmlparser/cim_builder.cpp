@@ -13,25 +13,6 @@ namespace svc::xml {
 using NQRXHSK20::ECIMType;
 using NQRXHSK20::THSKStatusCode;
 
-// Takes a step from one token to another, and takes it again where the document is seen through a
-// window that ended on the way: what is half written by then is dropped. A class that was begun
-// stays declared, and is declared the same again.
-template <typename TStep>
-bool TCimBuilder::InWindow(const TStep& step) {
-  TXmlReader& reader = tokens.Reader();
-  reader.MoveWindow();
-  const TXmlReader::TMark mark = reader.Mark();
-  for (;;) {
-    try {
-      return step();
-    } catch (const TDocumentError& error) {
-      if (!error.IsMoreWanted()) throw;
-      writer.Abandon();
-      reader.GoBackTo(mark);
-    }
-  }
-}
-
 void TCimBuilder::Build(EDialect dialect, bool isWholeFile) {
   try {
     std::optional<std::string_view> version;
@@ -128,13 +109,8 @@ void TCimBuilder::FailWithError() {
 
 void TCimBuilder::ReadClass() {
   Collect(writer.BeginClass(tokens.Required("NAME"), tokens.Optional("SUPERCLASS")));
-  ReadMembers(true);
-  writer.Finish();
-}
-
-void TCimBuilder::ReadInstance() {
-  writer.BeginInstance(tokens.Required("CLASSNAME"));
-  ReadMembers(false);
+  while (ReadMember(true)) {
+  }
   writer.Finish();
 }
 
@@ -143,13 +119,6 @@ inline TCimBuilder::TProperty TCimBuilder::PropertyOfTag() {
   TTagNote& note = tokens.Note();
   if (!note.isProperty) NoteProperty(note);
   return {{tokens.Reader().AttributeValue(note.nameAttribute), note.nameNumber}, note.type};
-}
-
-void TCimBuilder::ReadMembers(bool isClass) {
-  do {
-    while (TakeProperty()) {
-    }
-  } while (ReadMember(isClass));
 }
 
 // False at the end of the class or instance.
@@ -177,17 +146,9 @@ bool TCimBuilder::ReadMember(bool isClass) {
   return true;
 }
 
-// A property that is written as most are: nothing but one plain value in it. False, and nothing is
-// read, when the next is none of those.
-bool TCimBuilder::TakeProperty() {
-  return tokens.TakeTextBelow(EElement::kProperty, EElement::kValue, [&](std::string_view text) {
-    const TProperty property = PropertyOfTag();
-    writer.WriteValue(property.name, property.type, text);
-  });
-}
-
 void TCimBuilder::ReadProperty() {
   const TProperty property = PropertyOfTag();
+  NoteMember(property, false);
   const auto write = [&](std::string_view text) {
     writer.WriteValue(property.name, property.type, text);
   };
@@ -205,6 +166,7 @@ void TCimBuilder::ReadProperty() {
 
 void TCimBuilder::ReadPropertyArray() {
   const TProperty property = PropertyOfTag();
+  NoteMember(property, true);
   bool hasValue = false;
   while (NextValue(property, hasValue)) {
     hasValue = true;
@@ -288,6 +250,12 @@ void TCimBuilder::NoteProperty(TTagNote& note) {
   note.nameNumber = writer.NameOf(name).number;
   note.type = *type;
   note.isProperty = true;
+}
+
+void TCimBuilder::NoteMember(const TProperty& property, bool isArray) {
+  newMember = {
+      {},           tokens.Reader().OpenTag(), isArray, property.name.text, property.name.number,
+      property.type};
 }
 
 void TCimBuilder::Collect(TClassId id) {

@@ -4,6 +4,7 @@
 #define RUNTIME_XMLPARSER_CIM_BUILDER_H_
 
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "runtime/hskcore/namespace_writer.h"
 #include "runtime/xmlparser/cim_elements.h"
 #include "runtime/xmlparser/document_text.h"
+#include "runtime/xmlparser/member_plan.h"
 
 namespace svc::xml {
 
@@ -74,9 +76,15 @@ class TCimBuilder {
 
   void ReadClass();
   void ReadInstance();
-  void ReadMembers(bool isClass);
+  bool ReadInstanceMembers();
+  void TakeKnownMembers();
+  const char* TakeValue(const TMember& member, const char* words);
+  const char* TakeArray(const TMember& member, const char* words);
+  bool TakeGap();
+  bool ReadNewMember();
+  void LearnGap();
   bool ReadMember(bool isClass);
-  bool TakeProperty();
+  void NoteMember(const TProperty& property, bool isArray);
   void ReadProperty();
   void ReadPropertyArray();
   void ReadPropertyReference();
@@ -91,9 +99,38 @@ class TCimBuilder {
   TCimTokens tokens;
   TNamespaceWriter& writer;
   TSpentText spent;
+  TMemberPlan plan;
+  TClassId instanceClass = kNoClass;  // Of the open instance.
+  // Of the member that is read token by token: what the plan may learn.
+  std::optional<TMemberPlan::TRead> newMember;
+  std::size_t memberEnd = 0;  // Of the last member before it, or of the last one of all.
+  // Of the instance that the gap of the plan leads to.
+  TKnownTag* gapTag = nullptr;
+  std::string gapHolder;
+  TClassId gapClass = kNoClass;
+  bool isGapUsable = false;  // Below the holder that is open.
   std::vector<TClassId> classes;
   std::vector<bool> isCollected;
 };
+
+// Takes a step from one token to another, and takes it again where the document is seen through a
+// window that ended on the way: what is half written by then is dropped. A class that was begun
+// stays declared, and is declared the same again.
+template <typename TStep>
+bool TCimBuilder::InWindow(const TStep& step) {
+  TXmlReader& reader = tokens.Reader();
+  reader.MoveWindow();
+  const TXmlReader::TMark mark = reader.Mark();
+  for (;;) {
+    try {
+      return step();
+    } catch (const TDocumentError& error) {
+      if (!error.IsMoreWanted()) throw;
+      writer.Abandon();
+      reader.GoBackTo(mark);
+    }
+  }
+}
 
 }  // namespace svc::xml
 

@@ -113,10 +113,6 @@ class TCimTokens {
   // before and holds nothing but plain text. False, and nothing is read, when it is not.
   template <typename TTake>
   bool TakeText(EElement element, TTake take);
-  // The same for an element of the kind `parent` whose only child is such an element: the note and
-  // the attributes are the parent's.
-  template <typename TTake>
-  bool TakeTextBelow(EElement parent, EElement element, TTake take);
   // As a text of its own.
   std::string TextOf();
 
@@ -160,16 +156,6 @@ void TCimTokens::ReadText(TTake take) {
 template <typename TTake>
 bool TCimTokens::TakeText(EElement element, TTake take) {
   if (!reader.TakeLeaf([&](std::uint32_t tag) { return Is(tag, element); })) return false;
-  take(reader.Text());
-  return true;
-}
-
-template <typename TTake>
-bool TCimTokens::TakeTextBelow(EElement parent, EElement element, TTake take) {
-  const auto isWanted = [&](std::uint32_t outer, std::uint32_t inner) {
-    return Is(outer, parent) && Is(inner, element);
-  };
-  if (!reader.TakeParentOfLeaf(isWanted)) return false;
   take(reader.Text());
   return true;
 }

@@ -151,11 +151,10 @@ const TAttribute* FindDuplicate(std::span<const TAttribute> attributes, const ch
   return nullptr;
 }
 
-void TWrapping::Learn(std::string_view newLead, std::string_view newTrail, std::uint32_t newChild) {
+void TWrapping::Learn(std::string_view newLead, std::string_view newTrail) {
   if (newLead.size() > kMaxLead || newTrail.size() > kMaxTrail) return;
   leadLength = static_cast<std::uint32_t>(newLead.copy(lead, kMaxLead));
   trailLength = static_cast<std::uint32_t>(newTrail.copy(trail, kMaxTrail));
-  child = newChild;
 }
 
 std::size_t TTagMemory::SlotOf(const char* at, std::size_t length) const {

@@ -71,8 +71,6 @@ void TXmlReader::BeginAnew() {
   token = at;
   tagBytes = at;
   attributes = {};
-  leafBegin = nullptr;
-  leafEnd = nullptr;
 }
 
 EToken TXmlReader::Next() {
@@ -206,18 +204,7 @@ EToken TXmlReader::ReadEnd() {
   if (at == text.End()) text.FailAtEnd();
   if (*at != '>') FailAtEndTag();
   ++at;
-  if (leafBegin == top.name - 1 + top.tag->form.length) LearnWrapping(top);
   return Close();
-}
-
-// Of an element whose end tag was just read, and whose only child is the last leaf.
-void TXmlReader::LearnWrapping(const TOpenElement& element) const {
-  const char* begin = element.name - 1;
-  if (SkipBlanks(leafEnd, text.End()) != token || !element.tag->Begins(begin, text.End())) return;
-  const char* const words = content.data();
-  while (begin != text.Begin() && IsBlank(begin[-1])) --begin;
-  const char* const stop = words + content.size();
-  element.tag->wrapping.Learn({begin, words}, {stop, at}, leafTag);
 }
 
 bool TXmlReader::TakeLikelyLeaf(TKnownTag& leaf) {
@@ -234,7 +221,7 @@ bool TXmlReader::TakeLikelyLeaf(TKnownTag& leaf) {
   name = {tag + 1, leaf.form.nameLength};
   MoveTo(stop + leaf.form.nameLength + 3);
   expected = &leaf.sibling;
-  leaf.wrapping.Learn({begin, words}, {stop, at}, 0);
+  leaf.wrapping.Learn({begin, words}, {stop, at});
   return true;
 }
 

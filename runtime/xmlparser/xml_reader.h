@@ -49,11 +49,6 @@ class TXmlReader {
   // tag's number. False, and nothing is read, where it cannot be read at a stroke.
   template <typename TTest>
   bool TakeLeaf(const TTest& isWanted);
-  // The same for an element whose only child is a leaf, where blanks and tags stand as they did
-  // the last time: <A> <B>text</B> </A>. `isWanted` is asked with the number of its own tag and of
-  // the leaf's; the last tag is then its own.
-  template <typename TTest>
-  bool TakeParentOfLeaf(const TTest& isWanted);
   // Where a document that is seen through a window can be read again from: before a token.
   struct TMark {
     std::size_t offset;
@@ -91,8 +86,31 @@ class TXmlReader {
   std::uint32_t Tag() const { return tagNumber; }
 
   TDocumentText& Document() { return text; }
-  // Where reading goes on.
+  // Where reading goes on; the same as a number, which stays the same when the window moves.
   char* Here() const { return at; }
+  std::size_t Offset() const {
+    return text.Window() == nullptr ? static_cast<std::size_t>(at - text.Begin())
+                                    : text.Window()->OffsetOf(at);
+  }
+  // Whether the open element is an empty one, whose end comes next.
+  bool IsEmptyElement() const { return isEmptyElement; }
+  // The tag of the open element, or null where it is none that is remembered; the name of the
+  // element around it, empty where that is the root or none.
+  TKnownTag* OpenTag() {
+    TKnownTag* const tag = open[depth - 1].tag;
+    return tag == &unknown ? nullptr : tag;
+  }
+  std::string_view Holder() const {
+    return depth < 3 ? std::string_view()
+                     : std::string_view(open[depth - 2].name, open[depth - 2].length);
+  }
+  // For who reads what it knows by its markup. Goes on behind that, where `next` remembers what
+  // comes; the last token is then at `place`.
+  void GoOnAt(const char* behind, TKnownTag** next) {
+    MoveTo(behind);
+    expected = next;
+  }
+  void PutTokenAt(const char* place) { token = at + (place - at); }
   // Where the last token begins; behind an empty element's end, where the element does.
   const char* Place() const { return token; }
   // Fails where the last token begins.
@@ -126,7 +144,6 @@ class TXmlReader {
   EToken Close();
   bool TakeWrapped(TKnownTag& tag);
   bool TakeLikelyLeaf(TKnownTag& leaf);
-  void LearnWrapping(const TOpenElement& element) const;
   [[noreturn]] void FailAtEndTag() const;
   bool IsEndOf(const TOpenElement& element) const;
   std::size_t Left() const { return static_cast<std::size_t>(text.End() - at); }
@@ -154,17 +171,13 @@ class TXmlReader {
   TTagMemory memory;
   TKnownTag unknown{};   // Stands for every tag that is not remembered.
   TKnownTag** expected;  // Where the tag is remembered that came here last; never null.
-  // Of the last leaf: its tag's number, where the token before it ended, and where it did.
-  std::uint32_t leafTag = 0;
-  const char* leafBegin = nullptr;
-  const char* leafEnd = nullptr;
   std::vector<TAttribute> readAttributes;
 };
 
 // An element with the text in it, where all the markup stands as it did before.
 inline bool TXmlReader::TakeWrapped(TKnownTag& tag) {
   const TWrapping& known = tag.wrapping;
-  if (!known.BeginsAt(at, text.End())) return false;
+  if (known.leadLength == 0 || !known.BeginsAt(at, text.End())) return false;
   char* const words = at + known.leadLength;
   const char* const stop = FindTextStop(words, text.End());
   if (!known.EndsAt(stop, text.End())) return false;
@@ -180,26 +193,7 @@ template <typename TTest>
 bool TXmlReader::TakeLeaf(const TTest& isWanted) {
   TKnownTag* const leaf = *expected;
   if (!leaf || isEmptyElement || depth == kMaxDepth || !isWanted(leaf->number)) return false;
-  const char* const begin = at;
-  const TWrapping& known = leaf->wrapping;
-  const bool isTaken = known.leadLength != 0 && known.child == 0 && TakeWrapped(*leaf);
-  if (!isTaken && !TakeLikelyLeaf(*leaf)) return false;
-  leafTag = leaf->number;
-  leafBegin = begin;
-  leafEnd = at;
-  return true;
-}
-
-template <typename TTest>
-bool TXmlReader::TakeParentOfLeaf(const TTest& isWanted) {
-  TKnownTag* const tag = *expected;
-  if (!tag || isEmptyElement || depth + 1 >= kMaxDepth) return false;
-  const std::uint32_t leaf = tag->wrapping.child;
-  if (leaf == 0 || !isWanted(tag->number, leaf) || !TakeWrapped(*tag)) return false;
-  tagBytes = tag->bytes;
-  attributes = {tag->attributes, tag->attributeCount};
-  tagNumber = tag->number;
-  return true;
+  return TakeWrapped(*leaf) || TakeLikelyLeaf(*leaf);
 }
 
 }  // namespace svc::xml
