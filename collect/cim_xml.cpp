@@ -31,11 +31,24 @@ std::string Escaped(std::string_view text) {
   return escaped;
 }
 
+void AppendArray(std::string& document, const TProperty& property) {
+  auto out = std::back_inserter(document);
+  fmt::format_to(out, "        <PROPERTY.ARRAY NAME=\"{}\" TYPE=\"{}\"><VALUE.ARRAY>\n",
+                 Escaped(property.name), property.type);
+  for (const std::string& element : property.elements)
+    fmt::format_to(out, "          <VALUE>{}</VALUE>\n", Escaped(element));
+  document += "        </VALUE.ARRAY></PROPERTY.ARRAY>\n";
+}
+
 void Append(std::string& document, const TInstance& instance) {
   auto out = std::back_inserter(document);
   fmt::format_to(out, "      <VALUE.OBJECT><INSTANCE CLASSNAME=\"{}\">\n",
                  Escaped(instance.ClassName()));
   for (const TProperty& property : instance.Properties()) {
+    if (!property.elements.empty()) {
+      AppendArray(document, property);
+      continue;
+    }
     fmt::format_to(out, "        <PROPERTY NAME=\"{}\" TYPE=\"{}\"><VALUE>{}</VALUE></PROPERTY>\n",
                    Escaped(property.name), property.type, Escaped(property.value));
   }

@@ -15,6 +15,7 @@ struct TProperty {
   std::string name;
   std::string value;
   std::string_view type;
+  std::vector<std::string> elements = {};  // Of an array, which has no value of its own.
 };
 
 // One instance to be. A property without a value is no property: what the machine does not tell is
@@ -28,6 +29,16 @@ class TInstance {
     if (std::string value = CleanText(bytes); !value.empty()) {
       properties.push_back({std::move(name), std::move(value), type});
     }
+    return *this;
+  }
+
+  // An array of texts, those without any left out; no property where none is left.
+  TInstance& SetList(std::string name, const std::vector<std::string>& texts) {
+    TProperty list{std::move(name), "", "string"};
+    for (const std::string& text : texts) {
+      if (std::string value = CleanText(text); !value.empty()) list.elements.push_back(value);
+    }
+    if (!list.elements.empty()) properties.push_back(std::move(list));
     return *this;
   }
 

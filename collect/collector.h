@@ -61,6 +61,23 @@ class ICollector {
 // module cannot be loaded, with what to do.
 const ICollector& LoadCollector();
 
+// Where a management controller tells of its server (DMTF DSP0266, Redfish).
+struct ServiceOptions {
+  std::string url;   // https://host[:port]
+  std::string user;  // Empty: nobody logs in.
+  std::string password;
+  std::string caFile;  // Certificates to trust instead of the system's; may be empty.
+  std::string system;  // The id of one of several systems; empty: the first.
+  bool redact = false;
+  std::function<bool()> stopRequested = {};  // Asked several times a second.
+};
+
+// Reads a server through its management controller, by the module libsvcheck-redfish.so, loaded at
+// the first call. What a service that answers does not tell is left out and noted. Throws TError
+// (kUsage) for an address that is none, and TError, on one line, where the service cannot be
+// reached, refuses, or has no such system. Any thread.
+Outcome CollectFromService(const ServiceOptions& options);
+
 }  // namespace svc::collect
 
 #endif  // COLLECT_COLLECTOR_H_

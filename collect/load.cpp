@@ -10,4 +10,13 @@ const ICollector& LoadCollector() {
   return collector;
 }
 
+Outcome CollectFromService(const ServiceOptions& options) {
+  using TEntry = void (*)(const ServiceOptions&, Outcome&);
+  static const auto collect =
+      acquire::FindInModule<TEntry>("svcheck-redfish", "SvcheckCollectRedfish");
+  Outcome outcome;
+  collect(options, outcome);
+  return outcome;
+}
+
 }  // namespace svc::collect

@@ -1,12 +1,10 @@
 # What reads a Windows machine: the same loader and forms, other sources.
-find_package(fmt REQUIRED)
-
 svc_folder(collect
   SOURCES
-    cim_xml.cpp ipmi.cpp product_names.cpp text.cpp
+    ipmi.cpp
     windows/windows_machine.cpp
     windows/windows_sources.cpp windows/wmi.cpp
-  LINKS base fmt::fmt ole32 oleaut32 wbemuuid version)
+  LINKS collect_forms base ole32 oleaut32 wbemuuid version)
 
 add_library(svcheck-collect MODULE windows/windows_collector.cpp)
 target_link_libraries(svcheck-collect PRIVATE collect)
@@ -15,4 +13,4 @@ install(TARGETS svcheck-collect LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 add_library(collect_load STATIC load.cpp)
 svc_wall(collect_load collect)
 target_link_libraries(collect_load PUBLIC acquire)
-add_dependencies(collect_load svcheck-collect)
+add_dependencies(collect_load svcheck-collect svcheck-redfish)

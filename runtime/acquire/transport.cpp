@@ -46,6 +46,7 @@ void ReadHeaderLine(std::string_view line, TResponse& response) {
   const std::string_view value = Trimmed(line.substr(colon + 1));
   if (boost::iequals(name, "etag")) response.etag = value;
   if (boost::iequals(name, "location")) response.redirect = value;
+  if (boost::iequals(name, "x-auth-token")) response.sessionToken = value;
   if (boost::iequals(name, "content-range")) response.rangeStart = RangeStart(value);
 }
 

@@ -1,5 +1,6 @@
-// Getting one file over HTTP: what differs between the systems' libraries, and nothing else. When
-// to try again, what to accept and where to put it is the caller's business.
+// One request over HTTP, for a file or whatever else a server answers with: what differs between
+// the systems' libraries, and nothing else. When to try again, what to accept and where to put it
+// is the caller's business.
 #ifndef RUNTIME_ACQUIRE_TRANSPORT_H_
 #define RUNTIME_ACQUIRE_TRANSPORT_H_
 
@@ -10,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace svc::acquire {
 
@@ -19,11 +21,13 @@ struct TResponse {
   std::string etag;                         // As written; empty without one.
   std::optional<std::uint64_t> length;      // Of what follows.
   std::optional<std::uint64_t> rangeStart;  // Where in the file it begins, with status 206.
-  std::string redirect;                     // An absolute address, with status 3xx.
+  std::string redirect;                     // An absolute address, with status 3xx and 201.
   std::chrono::seconds retryAfter{0};
+  std::string sessionToken = {};  // X-Auth-Token, by which the server knows a session.
 };
 
-// Receives a response with status 200 or 206. What it throws breaks the transfer off.
+// Receives a response with status 200 or 206, or 201 to a request with a method. What it throws
+// breaks the transfer off.
 class ITransferSink {
  public:
   virtual ~ITransferSink() = default;
@@ -37,10 +41,15 @@ struct TTransfer {
   std::uint64_t offset = 0;  // Bytes at the beginning that are not wanted again.
   std::string etag;          // Of the file that they are from; empty where it is not known.
   ITransferSink* sink = nullptr;
+  // What makes it another request than one for a file. The headers, each "Name: value", go to the
+  // server alone, never to a proxy that tunnels; they may hold secrets.
+  std::string method = {};  // Empty: GET.
+  std::vector<std::string> headers = {};
+  std::string body = {};
 };
 
 enum class ETransferEnd {
-  kAnswered,  // The response is complete, or has a status other than 200 and 206.
+  kAnswered,  // The response is complete, or has a status that the sink is not told of.
   kUnreachable,
   kNotTrusted,
   kProxyRefused,
@@ -87,6 +96,10 @@ class ITransport {
 
 std::unique_ptr<ITransport> MakeTransport(const TTransportOptions& options);
 
+// Whether a server's certificate is verified before any part of a request goes out, so that a
+// request may hold secrets.
+bool VerifiesBeforeSending(const TTransportOptions& options);
+
 // Reading what a server says before the content, which may be anything: what is not understood
 // counts as not said. Pure functions.
 
@@ -96,7 +109,7 @@ std::optional<std::uint64_t> WholeNumber(std::string_view text);
 // Where the part begins that a Content-Range header describes (RFC 9110, section 14.4).
 std::optional<std::uint64_t> RangeStart(std::string_view value);
 
-// Takes an entity tag, a place to go to or a range from one line, "Name: value".
+// Takes an entity tag, a place to go to, a range or a session's token from one line, "Name: value".
 void ReadHeaderLine(std::string_view line, TResponse& response);
 
 // The absolute form of a place to go to, which may be relative to the address that names it; the

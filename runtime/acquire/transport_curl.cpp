@@ -4,6 +4,7 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "base/error.h"
@@ -41,10 +42,6 @@ struct TRelease {
 };
 using TEasy = std::unique_ptr<CURL, TRelease>;
 using TList = std::unique_ptr<curl_slist, TRelease>;
-
-bool HasContent(const TResponse& response) {
-  return response.status == 200 || response.status == 206;
-}
 
 // One transfer under way.
 class TExchange {
@@ -90,11 +87,32 @@ class TExchange {
     Set(CURLOPT_HTTPAUTH, kAuthentication);
     Set(CURLOPT_NOSIGNAL, 1L);
     Set(CURLOPT_QUICK_EXIT, 1L);  // To be told to stop must not mean to wait for a name server.
-    if (transfer.offset == 0) return;
-    Set(CURLOPT_RANGE, (std::to_string(transfer.offset) + "-").c_str());
-    if (transfer.etag.empty()) return;
-    headers.reset(curl_slist_append(nullptr, ("If-Range: " + transfer.etag).c_str()));
+    SetMethod();
+    for (const std::string& header : transfer.headers) AddHeader(header);
+    if (transfer.offset != 0) SetRange();
     Set(CURLOPT_HTTPHEADER, headers.get());
+    Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));
+  }
+
+  void SetMethod() {
+    if (transfer.method.empty()) return;
+    if (!transfer.body.empty()) {
+      Set(CURLOPT_POSTFIELDSIZE, static_cast<long>(transfer.body.size()));
+      Set(CURLOPT_POSTFIELDS, transfer.body.c_str());
+    }
+    Set(CURLOPT_CUSTOMREQUEST, transfer.method.c_str());
+  }
+
+  void SetRange() {
+    Set(CURLOPT_RANGE, (std::to_string(transfer.offset) + "-").c_str());
+    if (!transfer.etag.empty()) AddHeader("If-Range: " + transfer.etag);
+  }
+
+  void AddHeader(const std::string& header) {
+    curl_slist* const longer = curl_slist_append(headers.get(), header.c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    (void)headers.release();  // The longer list begins with it.
+    headers.reset(longer);
   }
 
   void SetLimits(const TTransportOptions& options) {
@@ -171,7 +189,7 @@ class TExchange {
 
   bool Receive(std::string_view bytes) {
     if (!isAnnounced) Announce();
-    isRefused = !HasContent(response);
+    isRefused = !HasContent();
     return !isRefused && !thrown && Guard([&] { transfer.sink->OnData(bytes); });
   }
 
@@ -179,7 +197,7 @@ class TExchange {
     isAnnounced = true;
     Guard([&] {
       CompleteResponse();
-      if (HasContent(response)) transfer.sink->OnResponse(response);
+      if (HasContent()) transfer.sink->OnResponse(response);
     });
   }
 
@@ -195,6 +213,11 @@ class TExchange {
     response.retryAfter = std::chrono::seconds(retryAfter);
     if (!response.redirect.empty())
       response.redirect = AbsoluteAddress(transfer.url, response.redirect);
+  }
+
+  bool HasContent() const {
+    return response.status == 200 || response.status == 206 ||
+           (response.status == 201 && !transfer.method.empty());
   }
 
   // The proxy's own answer: to CONNECT, or in the server's place.
@@ -282,5 +305,7 @@ std::string AbsoluteAddress(const std::string& base, const std::string& location
 std::unique_ptr<ITransport> MakeTransport(const TTransportOptions& options) {
   return std::make_unique<TCurlTransport>(options);
 }
+
+bool VerifiesBeforeSending(const TTransportOptions& /*options*/) { return true; }
 
 }  // namespace svc::acquire

@@ -120,6 +120,9 @@ std::unique_ptr<ITransport> MakeTransport(const TTransportOptions& options) {
   return std::make_unique<TWinHttpTransport>(options);
 }
 
+// A chain up to a named certificate is built only when the request has been sent.
+bool VerifiesBeforeSending(const TTransportOptions& options) { return options.caFile.empty(); }
+
 namespace {
 
 constexpr std::string_view kScheme = "http://";

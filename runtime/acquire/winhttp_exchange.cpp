@@ -72,7 +72,8 @@ bool TWinHttpExchange::Open() {
   if (!connection) return false;
   const std::wstring path = Part(parts.lpszUrlPath, parts.dwUrlPathLength) +
                             Part(parts.lpszExtraInfo, parts.dwExtraInfoLength);
-  request.reset(WinHttpOpenRequest(connection.get(), L"GET", path.c_str(), nullptr,
+  const std::wstring method = transfer.method.empty() ? L"GET" : Widen(transfer.method);
+  request.reset(WinHttpOpenRequest(connection.get(), method.c_str(), path.c_str(), nullptr,
                                    WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
                                    WINHTTP_FLAG_ESCAPE_DISABLE | WINHTTP_FLAG_ESCAPE_DISABLE_QUERY |
                                        (isSecure ? WINHTTP_FLAG_SECURE : 0)));
@@ -100,16 +101,22 @@ bool TWinHttpExchange::SetOptions() {
 }
 
 bool TWinHttpExchange::AddHeaders() {
-  if (transfer.offset == 0) return true;
-  std::wstring headers = L"Range: bytes=" + std::to_wstring(transfer.offset) + L"-";
-  if (!transfer.etag.empty()) headers += L"\r\nIf-Range: " + Widen(transfer.etag);
+  std::wstring headers;
+  for (const std::string& header : transfer.headers) headers += Widen(header) + L"\r\n";
+  if (transfer.offset != 0) {
+    headers += L"Range: bytes=" + std::to_wstring(transfer.offset) + L"-\r\n";
+    if (!transfer.etag.empty()) headers += L"If-Range: " + Widen(transfer.etag) + L"\r\n";
+  }
+  if (headers.empty()) return true;
   return WinHttpAddRequestHeaders(request.get(), headers.c_str(), static_cast<DWORD>(-1),
                                   WINHTTP_ADDREQ_FLAG_ADD);
 }
 
 bool TWinHttpExchange::Send() {
+  const auto size = static_cast<DWORD>(transfer.body.size());
   return WinHttpSendRequest(request.get(), WINHTTP_NO_ADDITIONAL_HEADERS, 0,
-                            WINHTTP_NO_REQUEST_DATA, 0, 0, reinterpret_cast<DWORD_PTR>(context));
+                            size == 0 ? WINHTTP_NO_REQUEST_DATA : transfer.body.data(), size, size,
+                            reinterpret_cast<DWORD_PTR>(context));
 }
 
 bool TWinHttpExchange::Read() {
@@ -160,7 +167,9 @@ std::optional<TTransferResult> TWinHttpExchange::OnHeaders() {
   if (AnswerWithCredentials()) return GoOn(Send());
   if (response.status == kProxyAsks)
     return End(ETransferEnd::kProxyRefused, "the proxy answered with status 407");
-  if (response.status != 200 && response.status != 206) return End(ETransferEnd::kAnswered);
+  const bool hasContent = response.status == 200 || response.status == 206 ||
+                          (response.status == 201 && !transfer.method.empty());
+  if (!hasContent) return End(ETransferEnd::kAnswered);
   try {
     transfer.sink->OnResponse(response);
   } catch (...) {
@@ -206,13 +215,11 @@ std::string TWinHttpExchange::WhyNotTrusted() const {
   return reason;
 }
 
-std::wstring TWinHttpExchange::Header(DWORD which) const {
+std::wstring TWinHttpExchange::Header(DWORD which, const wchar_t* name) const {
   DWORD size = 0;
-  WinHttpQueryHeaders(request.get(), which, WINHTTP_HEADER_NAME_BY_INDEX, nullptr, &size,
-                      WINHTTP_NO_HEADER_INDEX);
+  WinHttpQueryHeaders(request.get(), which, name, nullptr, &size, WINHTTP_NO_HEADER_INDEX);
   std::wstring text(size / sizeof(wchar_t), L'\0');
-  if (!WinHttpQueryHeaders(request.get(), which, WINHTTP_HEADER_NAME_BY_INDEX, text.data(), &size,
-                           WINHTTP_NO_HEADER_INDEX))
+  if (!WinHttpQueryHeaders(request.get(), which, name, text.data(), &size, WINHTTP_NO_HEADER_INDEX))
     return {};
   text.resize(size / sizeof(wchar_t));
   return text;
@@ -226,8 +233,11 @@ void TWinHttpExchange::ReadResponse() {
     response.length = WholeNumber(Narrow(length));
   response.rangeStart = RangeStart(Narrow(Header(WINHTTP_QUERY_CONTENT_RANGE)));
   response.retryAfter = SecondsOf(NumberIn(Header(WINHTTP_QUERY_RETRY_AFTER)));
+  response.sessionToken = Narrow(Header(WINHTTP_QUERY_CUSTOM, L"X-Auth-Token"));
   const std::wstring location = Header(WINHTTP_QUERY_LOCATION);
-  if (response.status >= 300 && response.status < 400 && !location.empty())
+  const bool tellsPlace =
+      (response.status >= 300 && response.status < 400) || response.status == 201;
+  if (tellsPlace && !location.empty())
     response.redirect = AbsoluteAddress(transfer.url, Narrow(location));
 }
 

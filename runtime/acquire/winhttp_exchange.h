@@ -109,7 +109,8 @@ class TWinHttpExchange {
   std::string WhyNotTrusted() const;
   void ReadResponse();
   bool AnswerWithCredentials();
-  std::wstring Header(DWORD which) const;
+  // By its number, or by its name where that is WINHTTP_QUERY_CUSTOM.
+  std::wstring Header(DWORD which, const wchar_t* name = WINHTTP_HEADER_NAME_BY_INDEX) const;
   TTransferResult End(ETransferEnd end, std::string reason = "") const;
 
   TTransfer& transfer;

@@ -30,6 +30,9 @@ void GuardStandardStreams() noexcept;
 // end the process without a word. Called before anything is written.
 void GuardFileSizes() noexcept;
 
+// No file of the process's memory is written when it crashes. Called before it holds a password.
+void ForbidCoreFiles() noexcept;
+
 // Forgets every variable that is not let in (svcheck/system/environment.h). Called by the only
 // thread, before any library is loaded that might read one.
 void GuardEnvironment();

@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <array>
 #include <cerrno>
@@ -49,6 +50,13 @@ void GuardStandardStreams() noexcept {
 }
 
 void GuardFileSizes() noexcept { ::signal(SIGXFSZ, SIG_IGN); }
+
+// With no room at all a crash is still handed to a program that the system names for it (core(5));
+// a single byte means that it is not.
+void ForbidCoreFiles() noexcept {
+  constexpr rlimit kNone{1, 1};
+  ::setrlimit(RLIMIT_CORE, &kNone);
+}
 
 void GuardEnvironment() {
   if (environ == nullptr) return;

@@ -151,6 +151,9 @@ void GuardEnvironment() {
 
 void GuardFileSizes() noexcept {}
 
+// The system writes none where its administrator did not ask for them.
+void ForbidCoreFiles() noexcept {}
+
 bool StandardOutputIsTerminal() noexcept { return IsConsole(STD_OUTPUT_HANDLE); }
 bool StandardErrorIsTerminal() noexcept { return IsConsole(STD_ERROR_HANDLE); }
 

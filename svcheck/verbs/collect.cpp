@@ -1,7 +1,11 @@
 // `svcheck collect`: writes the inventory of a machine.
 
+#include <array>
+#include <memory>
+
 #include "base/error.h"
 #include "base/json_writer.h"
+#include "base/read_file.h"
 #include "collect/collector.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/cli/options.h"
@@ -9,6 +13,7 @@
 #include "svcheck/session/instances.h"
 #include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
+#include "svcheck/system/interruption.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"
@@ -16,6 +21,47 @@
 namespace svc {
 
 namespace {
+
+constexpr std::size_t kLongestPassword = 4096;
+
+std::string ReadUpTo(std::size_t most, const std::string& path) {
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(
+      files::OpenToRead(path, files::EPipes::kGiven), &std::fclose);
+  std::string bytes(most, '\0');
+  bytes.resize(std::fread(bytes.data(), 1, most, file.get()));
+  return bytes;
+}
+
+TError BadPassword(const std::string& path, const std::string& reason) {
+  return TError("--password-file " + path + ": " + reason +
+                "; give a file with the password on its one line");
+}
+
+// The one line of a file.
+std::string ReadPassword(const std::string& path) {
+  std::string password;
+  try {
+    password = ReadUpTo(kLongestPassword + 2, path);
+  } catch (const TError& error) {
+    throw BadPassword(path, error.what());
+  }
+  if (password.ends_with('\n')) password.pop_back();
+  if (password.ends_with('\r')) password.pop_back();
+  if (password.empty()) throw BadPassword(path, "it is empty");
+  if (password.size() > kLongestPassword) throw BadPassword(path, "it is too long");
+  if (password.find_first_of(std::string_view("\n\r\0", 3)) != std::string::npos)
+    throw BadPassword(path, "it has more than one line");
+  return password;
+}
+
+// An interruption ends a session with a server before it ends the process.
+class TPoliteStop {
+ public:
+  TPoliteStop() { StartPoliteStop(); }
+  ~TPoliteStop() { EndPoliteStop(); }
+  TPoliteStop(const TPoliteStop&) = delete;
+  TPoliteStop& operator=(const TPoliteStop&) = delete;
+};
 
 class TCollectVerb : public IVerb {
  public:
@@ -37,9 +83,11 @@ class TCollectVerb : public IVerb {
         .OneOf({"machine-type"})
         .CommandLineOnly();
     AddQuiet(app);
+    AddServiceOptions(app);
   }
 
   int Run() override {
+    CheckServiceOptions();
     ShowNotes(captureFile.empty() ? WriteInventory() : Capture());
     return kExitDone;
   }
@@ -48,7 +96,8 @@ class TCollectVerb : public IVerb {
   std::vector<std::string> WriteInventory() const {
     const auto output = OpenOutput(outputFile);
     std::vector<std::string> notes;
-    const std::string document = CollectInventory(root, redact, notes);
+    const std::string document =
+        service.url.empty() ? CollectInventory(root, redact, notes) : AskService(notes);
     output->Write(!shown.empty()       ? MachineType(document)
                   : format == "ndjson" ? Line(document)
                                        : document);
@@ -71,7 +120,8 @@ class TCollectVerb : public IVerb {
   }
 
   std::string Line(const std::string& document) const {
-    const std::string name = machine.empty() ? HostName(Absolute(root)) : machine;
+    std::string name = machine;
+    if (name.empty()) name = service.url.empty() ? HostName(Absolute(root)) : ServiceHost();
     std::string line;
     TJsonWriter(line).Object().Text("machine", name).Text("inventory", document).End();
     return line + '\n';
@@ -87,12 +137,61 @@ class TCollectVerb : public IVerb {
     return notes;
   }
 
+  void AddServiceOptions(CLI::App& app) {
+    AddText(app, "--redfish", service.url,
+            "Ask a server's management controller instead of this machine", "URL")
+        .CommandLineOnly();
+    AddText(app, "--user", service.user, "Who logs in there", "NAME").CommandLineOnly();
+    AddText(app, "--password-file", passwordFile, "File with the password on its one line", "FILE")
+        .CommandLineOnly();
+    AddText(app, "--ca-file", service.caFile, "Certificates to trust instead of the system's",
+            "FILE");
+    AddText(app, "--system", service.system, "One of several systems there, by its id", "ID")
+        .CommandLineOnly();
+  }
+
+  void CheckServiceOptions() const {
+    const auto demand = [](bool isRight, const char* text) {
+      if (!isRight) throw TError(text, EErrorKind::kUsage);
+    };
+    const bool isService = !service.url.empty();
+    demand(isService || (service.user.empty() && passwordFile.empty() && service.system.empty()),
+           "--user, --password-file and --system say how to ask a management controller; give its "
+           "address with --redfish URL");
+    demand(service.user.empty() == passwordFile.empty(),
+           "--user and --password-file go together; give both");
+    demand(service.user.find(':') == std::string::npos, "--user: a user has no colon in his name");
+    demand(!isService || (captureFile.empty() && root == "/"),
+           "--redfish asks another machine: it goes with neither --root nor --capture");
+  }
+
+  std::string AskService(std::vector<std::string>& notes) const {
+    collect::ServiceOptions options = service;
+    ForbidCoreFiles();
+    if (!passwordFile.empty()) options.password = ReadPassword(Absolute(passwordFile).string());
+    if (!options.caFile.empty()) options.caFile = Absolute(options.caFile).string();
+    options.redact = redact;
+    options.stopRequested = &StopRequested;
+    const TPoliteStop polite;
+    collect::Outcome outcome = collect::CollectFromService(options);
+    notes = std::move(outcome.notes);
+    return std::move(outcome.document);
+  }
+
+  // "bmc.example.com:8443" of "https://bmc.example.com:8443/".
+  std::string ServiceHost() const {
+    const std::size_t begin = service.url.find("://") + 3;
+    return service.url.substr(begin, service.url.find('/', begin) - begin);
+  }
+
   static void ShowNotes(const std::vector<std::string>& notes) {
     for (const std::string& note : notes) ReportNote(note);
   }
 
   std::string outputFile = "-";
   std::string captureFile;
+  std::string passwordFile;
+  collect::ServiceOptions service;
   std::string format = "xml";
   std::string shown;
   std::string machine;

@@ -9,7 +9,7 @@ from elf import Elf
 
 BUILD = Path(sys.argv[1]).resolve()
 LIBRARIES = ["svchecker", "hskcore", "plugin.nsp", "xmlparser", "acquire"]
-MODULES = ["libacquire-engine.so", "libsvcheck-collect.so"]
+MODULES = ["libacquire-engine.so", "libsvcheck-collect.so", "libsvcheck-redfish.so"]
 OWN_FOLDERS = {"$ORIGIN", "$ORIGIN/../lib"}
 
 # PE: the optional header's DllCharacteristics.

@@ -5,11 +5,14 @@
 namespace svc::acquire {
 namespace {
 
-bool HasContent(const TAnswer& answer) { return answer.status == 200 || answer.status == 206; }
+bool HasContent(const TAnswer& answer, const TTransfer& transfer) {
+  return answer.status == 200 || answer.status == 206 ||
+         (answer.status == 201 && !transfer.method.empty());
+}
 
 TResponse ResponseOf(const TAnswer& answer) {
-  return {answer.status,     answer.etag,     answer.length,
-          answer.rangeStart, answer.redirect, answer.retryAfter};
+  return {answer.status,   answer.etag,       answer.length,      answer.rangeStart,
+          answer.redirect, answer.retryAfter, answer.sessionToken};
 }
 
 }  // namespace
@@ -19,7 +22,8 @@ void TFakeTransport::Script(const std::string& url, std::vector<TAnswer> answers
 }
 
 void TFakeTransport::Start(TTransfer& transfer) {
-  requests.push_back({transfer.url, transfer.offset, transfer.etag, time.Now()});
+  requests.push_back({transfer.url, transfer.offset, transfer.etag, time.Now(), transfer.method,
+                      transfer.headers, transfer.body});
   TAnswer answer;
   answer.status = 404;
   if (const auto script = scripts.find(transfer.url); script != scripts.end()) {
@@ -49,7 +53,7 @@ std::optional<TTransferResult> TFakeTransport::Wait(std::chrono::milliseconds li
 bool TFakeTransport::Advance(TExchange& exchange) {
   const TAnswer& answer = exchange.answer;
   time.Sleep(answer.pause);
-  if (!HasContent(answer)) return true;
+  if (!HasContent(answer, *exchange.transfer)) return true;
   if (!exchange.isAnnounced) exchange.transfer->sink->OnResponse(ResponseOf(answer));
   exchange.isAnnounced = true;
   const std::size_t left = answer.body.size() - exchange.sent;

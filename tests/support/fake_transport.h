@@ -37,6 +37,7 @@ struct TAnswer {
   ETransferEnd end = ETransferEnd::kAnswered;  // Any other: breaks off after the body.
   std::size_t piece = 0;                       // Bytes that come at once; 0: all.
   std::chrono::milliseconds pause{0};          // Before each piece.
+  std::string sessionToken = {};
 };
 
 struct TRequest {
@@ -44,6 +45,9 @@ struct TRequest {
   std::uint64_t offset = 0;
   std::string etag;
   ITime::TClock::time_point at;
+  std::string method = {};
+  std::vector<std::string> headers = {};
+  std::string body = {};
 };
 
 // Borrows the time. One thread.
@@ -51,8 +55,8 @@ class TFakeTransport : public ITransport {
  public:
   explicit TFakeTransport(TFakeTime& time) : time(time) {}
 
-  // What requests for the address get, one after the other; the last also from then on. An address
-  // without a script is not found (404).
+  // What requests for the address get, whatever their method, one after the other; the last also
+  // from then on. An address without a script is not found (404).
   void Script(const std::string& url, std::vector<TAnswer> answers);
 
   void Start(TTransfer& transfer) override;

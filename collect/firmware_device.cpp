@@ -1,0 +1,78 @@
+#include "collect/firmware_device.h"
+
+#include <fmt/format.h>
+
+#include <cstddef>
+
+#include "collect/text.h"
+
+namespace svc::collect {
+namespace {
+
+constexpr std::string_view kHexDigits = "0123456789abcdef";
+
+// Four digits in capitals; empty for what is no number of 16 bits, and for those that stand for no
+// number.
+std::string Digits(std::string_view number) {
+  std::string digits = Lowered(Trimmed(number));
+  if (digits.starts_with("0x")) digits.erase(0, 2);
+  const bool isNumber = !digits.empty() && digits.find_first_not_of(kHexDigits) == digits.npos;
+  const std::size_t begin = digits.find_first_not_of('0');
+  if (!isNumber || begin == digits.npos || digits.size() - begin > 4) return {};
+  digits = std::string(4 - (digits.size() - begin), '0') + digits.substr(begin);
+  for (char& digit : digits) {
+    if (digit >= 'a') digit = static_cast<char>(digit - 'a' + 'A');
+  }
+  return digits == "FFFF" ? std::string() : digits;
+}
+
+}  // namespace
+
+void AddDevice(const TFirmwareDevice& device, TInventory& inventory) {
+  if (device.name.empty() && device.version.empty() && device.identifiers.empty()) return;
+  inventory.Add(TInstance(kFirmwareDevice)
+                    .Set("Name", device.name)
+                    .Set("Vendor", device.vendor)
+                    .Set("Version", device.version)
+                    .Set("VersionFormat", device.version.empty() ? "" : device.versionFormat)
+                    .SetList("Identifiers", device.identifiers)
+                    .Set("Source", device.source));
+}
+
+std::vector<std::string> PciIdentifiers(std::string_view bus, const TPciNumbers& numbers) {
+  const std::string vendor = Digits(numbers.vendor);
+  const std::string device = Digits(numbers.device);
+  if (vendor.empty() || device.empty()) return {};
+  const std::string plain = fmt::format("{}\\VEN_{}&DEV_{}", bus, vendor, device);
+  const std::string subsystemVendor = Digits(numbers.subsystemVendor);
+  const std::string subsystemDevice = Digits(numbers.subsystemDevice);
+  if (subsystemVendor.empty() || subsystemDevice.empty()) return {plain};
+  return {fmt::format("{}&SUBSYS_{}{}", plain, subsystemVendor, subsystemDevice), plain};
+}
+
+std::string IdPart(std::string_view text) {
+  std::string part;
+  for (const char c : Trimmed(text)) {
+    const bool isMark = c <= ' ' || c >= 0x7F || std::string_view("_&/\\").find(c) != text.npos;
+    if (!isMark)
+      part += c;
+    else if (!part.empty() && !part.ends_with('-'))
+      part += '-';
+  }
+  while (part.ends_with('-')) part.pop_back();
+  return part;
+}
+
+std::string Guid(std::string_view text) {
+  constexpr std::string_view kForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+  std::string guid = Lowered(Trimmed(text));
+  if (guid.starts_with('{') && guid.ends_with('}')) guid = guid.substr(1, guid.size() - 2);
+  if (guid.size() != kForm.size()) return {};
+  for (std::size_t i = 0; i < guid.size(); ++i) {
+    const bool isRight = kForm[i] == '-' ? guid[i] == '-' : kHexDigits.find(guid[i]) != guid.npos;
+    if (!isRight) return {};
+  }
+  return guid;
+}
+
+}  // namespace svc::collect

@@ -1,0 +1,49 @@
+// Devices of any kind, with the ids by which catalogues know them. Pure; any thread.
+#ifndef COLLECT_FIRMWARE_DEVICE_H_
+#define COLLECT_FIRMWARE_DEVICE_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collect/cim_xml.h"
+
+namespace svc::collect {
+
+inline constexpr const char* kFirmwareDevice = "SVC_FirmwareDevice";
+
+// What is known of a device. A text that nobody told is empty.
+struct TFirmwareDevice {
+  std::string name;
+  std::string vendor;
+  std::string version;
+  std::string versionFormat;
+  std::vector<std::string> identifiers;
+  std::string source;
+};
+
+// Adds the device, unless nothing but its source is known.
+void AddDevice(const TFirmwareDevice& device, TInventory& inventory);
+
+// The numbers of a PCI device as sysfs and Redfish write them, such as "0x8086".
+struct TPciNumbers {
+  std::string vendor;
+  std::string device;
+  std::string subsystemVendor;
+  std::string subsystemDevice;
+};
+
+// "PCI\VEN_8086&DEV_1572&SUBSYS_80860002", vendor before device in both halves, and below it the
+// ids that say less. `bus` is "PCI" or the kind of device that is known by these numbers, such as
+// "NVME". None where the numbers are none.
+std::vector<std::string> PciIdentifiers(std::string_view bus, const TPciNumbers& numbers);
+
+// A text as a part of an id: blanks and the marks that part ids become a "-".
+std::string IdPart(std::string_view text);
+
+// In small letters where the text is a GUID (RFC 9562); empty where it is none.
+std::string Guid(std::string_view text);
+
+}  // namespace svc::collect
+
+#endif  // COLLECT_FIRMWARE_DEVICE_H_

@@ -1,0 +1,219 @@
+#include "collect/redfish/client.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "base/error.h"
+#include "tests/support/fake_transport.h"
+
+namespace svc::collect {
+namespace {
+
+using acquire::ETransferEnd;
+using acquire::TAnswer;
+using acquire::TFakeTime;
+using acquire::TFakeTransport;
+using acquire::TWatch;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr const char* kOrigin = "https://bmc";
+constexpr const char* kThing = "https://bmc/redfish/v1/Thing";
+constexpr const char* kSessions = "/redfish/v1/SessionService/Sessions";
+
+// A service in memory.
+class TClientTest : public ::testing::Test {
+ protected:
+  TResource GetThing() {
+    TClient client(transport, watch, kOrigin, limits);
+    return client.Get("/redfish/v1/Thing");
+  }
+  std::vector<acquire::TRequest> Requests(const std::string& method) const {
+    std::vector<acquire::TRequest> found = transport.Requests();
+    std::erase_if(found, [&](const auto& request) { return request.method != method; });
+    return found;
+  }
+  static bool Has(const acquire::TRequest& request, const std::string& header) {
+    return std::ranges::count(request.headers, header) != 0;
+  }
+
+  TFakeTime time;
+  TFakeTransport transport{time};
+  bool isStopped = false;
+  TWatch watch{[this] { return isStopped; }, seconds(600), time};
+  TClientLimits limits;
+};
+
+TEST_F(TClientTest, GivesAResourceAndItsStatus) {
+  transport.Script(kThing, {{.body = R"({"Name":"x"})"}});
+  const TResource thing = GetThing();
+  EXPECT_TRUE(thing) << thing.problem;
+  EXPECT_EQ(thing.content["Name"], "x");
+  EXPECT_EQ(thing.status, 200);
+  EXPECT_TRUE(Has(transport.Requests().at(0), "OData-Version: 4.0"));
+}
+
+TEST_F(TClientTest, AsksABusyServiceAgainAfterThePauseThatItWantsWithinReason) {
+  for (const auto& [asked, least, most] :
+       {std::tuple{seconds(0), milliseconds(500), milliseconds(700)},
+        std::tuple{seconds(7), milliseconds(7000), milliseconds(7200)},
+        std::tuple{seconds(86400), milliseconds(30000), milliseconds(30200)}}) {
+    TFakeTransport busy(time);
+    busy.Script(kThing, {{.status = 503, .retryAfter = asked}, {.body = "{}"}});
+    const TWatch patient([] { return false; }, seconds(600), time);
+    TClient client(busy, patient, kOrigin, limits);
+    EXPECT_TRUE(client.Get("/redfish/v1/Thing"));
+    ASSERT_EQ(busy.Requests().size(), 2u);
+    const auto pause = busy.Requests()[1].at - busy.Requests()[0].at;
+    EXPECT_GE(pause, least);
+    EXPECT_LE(pause, most);
+  }
+}
+
+TEST_F(TClientTest, AsksAgainOnlyWhereThatMayHelpAndNotForever) {
+  for (const int status : {408, 429, 502, 503, 504, 400, 401, 403, 404, 500, 501, 505}) {
+    TFakeTransport server(time);
+    server.Script(kThing, {{.status = status}});
+    const TWatch patient([] { return false; }, seconds(600), time);
+    TClient client(server, patient, kOrigin, limits);
+    const TResource thing = client.Get("/redfish/v1/Thing");
+    EXPECT_NE(thing.problem.find("status " + std::to_string(status)), std::string::npos);
+    EXPECT_EQ(thing.status, status);
+    const bool mayPass = status == 408 || status == 429 || (status >= 502 && status <= 504);
+    EXPECT_EQ(server.Requests().size(), mayPass ? 3u : 1u) << status;
+  }
+}
+
+TEST_F(TClientTest, LeavesOutWhatNeverAnswersAndGoesOn) {
+  for (const auto& [end, count] :
+       {std::pair{ETransferEnd::kTooSlow, 1u}, std::pair{ETransferEnd::kBroken, 3u},
+        std::pair{ETransferEnd::kUnreachable, 3u}, std::pair{ETransferEnd::kNotTrusted, 1u}}) {
+    TFakeTransport server(time);
+    server.Script(kThing, {{.status = 0, .end = end}});
+    server.Script("https://bmc/next", {{.body = "{}"}});
+    const TWatch patient([] { return false; }, seconds(600), time);
+    TClient client(server, patient, kOrigin, limits);
+    EXPECT_FALSE(client.Get("/redfish/v1/Thing"));
+    EXPECT_EQ(server.Requests().size(), count);
+    EXPECT_TRUE(client.Get("/next"));
+    EXPECT_EQ(client.Exhausted(), "");
+  }
+}
+
+TEST_F(TClientTest, EndsWhenTheTimeForOneServerIsOver) {
+  TAnswer slow{.body = R"({"a":12345})", .piece = 1, .pause = seconds(100)};
+  transport.Script(kThing, {slow});
+  TClient client(transport, watch, kOrigin, limits);
+  EXPECT_FALSE(client.Get("/redfish/v1/Thing"));
+  EXPECT_EQ(client.Exhausted(), "the time for one server is over");
+  EXPECT_EQ(client.Get("/redfish/v1/Other").problem, client.Exhausted());
+  EXPECT_EQ(transport.Requests().size(), 1u);
+}
+
+TEST_F(TClientTest, StopsAtOnceWhenItIsToldTo) {
+  isStopped = true;
+  EXPECT_THROW(GetThing(), TError);
+}
+
+TEST_F(TClientTest, TakesNoMoreBytesThanItsBounds) {
+  limits.resource = 10;
+  limits.total = 15;
+  TClient client(transport, watch, kOrigin, limits);
+  transport.Script("https://bmc/ten", {{.body = R"({"a": 123})"}});
+  transport.Script("https://bmc/eleven", {{.body = R"({"a": 1234})"}});
+  transport.Script("https://bmc/told", {{.body = "{}", .length = 11}});
+  EXPECT_TRUE(client.Get("/ten"));
+  EXPECT_EQ(client.Get("/eleven").problem, "https://bmc/eleven: the answer has more than 5 bytes");
+  EXPECT_EQ(client.Get("/told").problem, "https://bmc/told: the answer has more than 5 bytes");
+  EXPECT_EQ(client.Exhausted(), "");
+  transport.Script("https://bmc/five", {{.body = "{   }"}});
+  EXPECT_TRUE(client.Get("/five"));
+  EXPECT_EQ(client.Exhausted(), "it sent 15 bytes");
+}
+
+TEST_F(TClientTest, MakesNoMoreRequestsThanItsBound) {
+  limits.requests = 2;
+  transport.Script(kThing, {{.body = "{}"}});
+  TClient client(transport, watch, kOrigin, limits);
+  EXPECT_TRUE(client.Get("/redfish/v1/Thing"));
+  EXPECT_TRUE(client.Get("/redfish/v1/Thing"));
+  EXPECT_EQ(client.Get("/redfish/v1/Thing").problem, "2 requests were made");
+  EXPECT_EQ(transport.Requests().size(), 2u);
+}
+
+TEST_F(TClientTest, NestsAsDeepAsItsBound) {
+  for (const auto& [depth, isTaken] : {std::pair{63, true}, std::pair{64, false}}) {
+    const std::string body = R"({"a":)" + std::string(depth, '[') + std::string(depth, ']') + "}";
+    transport.Script(kThing, {{.body = body}});
+    EXPECT_EQ(static_cast<bool>(GetThing()), isTaken) << depth;
+  }
+}
+
+TEST_F(TClientTest, ClosesItsSessionAlsoWhenItWasStopped) {
+  transport.Script(std::string(kOrigin) + kSessions,
+                   {{.status = 201, .redirect = "https://bmc/sessions/1", .sessionToken = "t1"}});
+  {
+    TClient client(transport, watch, kOrigin, limits);
+    client.LogIn(kSessions, "root", "secret");
+    isStopped = true;
+    EXPECT_THROW(client.Get("/redfish/v1/Thing"), TError);
+  }
+  ASSERT_EQ(Requests("POST").size(), 1u);
+  EXPECT_EQ(Requests("POST")[0].body, R"({"Password":"secret","UserName":"root"})");
+  ASSERT_EQ(Requests("DELETE").size(), 1u);
+  EXPECT_EQ(Requests("DELETE")[0].url, "https://bmc/sessions/1");
+  EXPECT_TRUE(Has(Requests("DELETE")[0], "X-Auth-Token: t1"));
+}
+
+TEST_F(TClientTest, FindsItsSessionInTheAnswerWhereNoHeaderNamesIt) {
+  transport.Script(std::string(kOrigin) + kSessions,
+                   {{.status = 201, .body = R"({"@odata.id":"/s/2"})", .sessionToken = "t2"}});
+  { TClient(transport, watch, kOrigin, limits).LogIn(kSessions, "root", "secret"); }
+  ASSERT_EQ(Requests("DELETE").size(), 1u);
+  EXPECT_EQ(Requests("DELETE")[0].url, "https://bmc/s/2");
+}
+
+TEST_F(TClientTest, NamesTheUserItselfWhereNoSessionComesAbout) {
+  const std::string basic = "Authorization: Basic cm9vdDpzZWNyZXQ=";
+  for (const TAnswer& answer :
+       {TAnswer{.status = 404}, TAnswer{.status = 503}, TAnswer{.status = 201, .body = "{}"},
+        TAnswer{.status = 0, .end = ETransferEnd::kBroken}}) {
+    TFakeTransport server(time);
+    server.Script(std::string(kOrigin) + kSessions, {answer});
+    server.Script(kThing, {{.body = "{}"}});
+    TClient client(server, watch, kOrigin, limits);
+    client.LogIn(kSessions, "root", "secret");
+    EXPECT_TRUE(client.Get("/redfish/v1/Thing"));
+    ASSERT_EQ(server.Requests().size(), 2u) << answer.status;
+    EXPECT_FALSE(Has(server.Requests()[0], basic));
+    EXPECT_TRUE(Has(server.Requests()[1], basic));
+  }
+}
+
+TEST_F(TClientTest, SaysNothingOfItsPasswordWhereItIsRefused) {
+  for (const int status : {401, 403}) {
+    transport.Script(std::string(kOrigin) + kSessions, {{.status = status}});
+    TClient client(transport, watch, kOrigin, limits);
+    try {
+      client.LogIn(kSessions, "root", "secret");
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (const TError& error) {
+      const std::string text = error.what();
+      EXPECT_NE(text.find("status " + std::to_string(status)), std::string::npos) << text;
+      EXPECT_EQ(text.find("secret"), std::string::npos) << text;
+    }
+  }
+}
+
+TEST_F(TClientTest, SendsAPasswordThatIsNoTextAllTheSame) {
+  transport.Script(kThing, {{.body = "{}"}});
+  TClient client(transport, watch, kOrigin, limits);
+  client.LogIn(kSessions, "root", "\xFF");
+  EXPECT_TRUE(client.Get("/redfish/v1/Thing"));
+  ASSERT_EQ(transport.Requests().size(), 1u);
+  EXPECT_TRUE(Has(transport.Requests()[0], "Authorization: Basic cm9vdDr/"));
+}
+
+}  // namespace
+}  // namespace svc::collect
