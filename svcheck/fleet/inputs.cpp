@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/error.h"
 #include "base/json_text.h"
 #include "base/shown_text.h"
 #include "runtime/hskcore/host_setup.h"
@@ -206,11 +208,60 @@ std::string CauseOfCompression(std::string_view path) {
                      : "it is compressed; let its name end in .gz or .zst";
 }
 
+std::vector<fs::path> InventoriesBelow(const fs::path& root) {
+  std::vector<fs::path> paths;
+  try {
+    paths = FilesBelow(root);
+  } catch (const std::system_error& error) {
+    throw TError("cannot list the inventories below " + root.string() + ": " +
+                     error.code().message() + "; give this user the right to read there",
+                 EErrorKind::kCatalogue);
+  }
+  std::erase_if(paths, [](const fs::path& path) {
+    const std::string name = path.filename().string();
+    return !HoldsOneMachine(name) && !HoldsLines(name);
+  });
+  return paths;
+}
+
 }  // namespace
+
+void DemandInventories(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    if (path == "-") continue;
+    const fs::path place = Absolute(path);
+    std::error_code error;
+    const fs::file_type type = fs::status(place, error).type();
+    if (type == fs::file_type::not_found) {
+      throw TError("there are no inventories at " + place.string() +
+                       ", which does not exist; name a file or a folder of them with --inventories",
+                   EErrorKind::kCatalogue);
+    }
+    if (type == fs::file_type::directory && InventoriesBelow(place).empty()) {
+      throw TError("there are no inventories in " + place.string() +
+                       "; name a folder of .xml, .ndjson or .jsonl files with --inventories",
+                   EErrorKind::kCatalogue);
+    }
+  }
+}
 
 TInputs::TInputs(std::vector<std::string> paths) : paths(std::move(paths)) {}
 
 std::optional<TTask> TInputs::Next() {
+  auto task = Find();
+  if (task) {
+    isBarren = false;
+  } else {
+    EndPath();
+  }
+  return task;
+}
+
+void TInputs::EndPath() {
+  if (std::exchange(isBarren, false)) barren.push_back(paths[next - 1]);
+}
+
+std::optional<TTask> TInputs::Find() {
   for (;;) {
     if (lines) {
       if (auto task = NextLine()) return task;
@@ -262,7 +313,9 @@ std::optional<TTask> TInputs::OpenFile(const TPlace& place) {
 }
 
 void TInputs::OpenNextPath() {
+  EndPath();
   const std::string& path = paths[next++];
+  isBarren = path != "-";
   files.clear();
   nextFile = 0;
   std::error_code ignored;
@@ -277,18 +330,8 @@ void TInputs::OpenNextPath() {
 // Machines below a folder are named by their way from it.
 void TInputs::ListFolder(const std::string& folder) {
   const fs::path root = Absolute(folder);
-  std::vector<fs::path> paths;
-  try {
-    paths = FilesBelow(root);
-  } catch (const std::system_error& error) {
-    throw std::runtime_error("cannot list the inventories below " + root.string() + ": " +
-                             error.code().message());
-  }
-  for (const fs::path& path : paths) {
-    const std::string name = path.filename().string();
-    if (HoldsOneMachine(name) || HoldsLines(name))
-      files.push_back(
-          {path.string(), MachineOfFile(path.lexically_relative(root).generic_string())});
+  for (const fs::path& path : InventoriesBelow(root)) {
+    files.push_back({path.string(), MachineOfFile(path.lexically_relative(root).generic_string())});
   }
   std::sort(files.begin(), files.end(),
             [](const TPlace& a, const TPlace& b) { return a.path < b.path; });
@@ -316,6 +359,21 @@ TTask TInputs::NextOfLines(std::string line) {
     return WithoutInventory(*found.machine, place + ": the line has no text \"inventory\"");
   }
   return {*std::move(found.machine), TTask::EInventory::kDocument, *std::move(found.text)};
+}
+
+TShard ShardOf(const std::string& text) {
+  TShard shard;
+  if (text.empty()) return shard;
+  const char* const end = text.data() + text.size();
+  const auto first = std::from_chars(text.data(), end, shard.number);
+  const bool hasSlash = first.ec == std::errc() && first.ptr != end && *first.ptr == '/';
+  const auto second = std::from_chars(hasSlash ? first.ptr + 1 : end, end, shard.count);
+  if (second.ec == std::errc() && second.ptr == end && shard.number >= 1 &&
+      shard.number <= shard.count) {
+    return shard;
+  }
+  throw TError("--shard " + text + " is no shard; write I/N, the first of four is 1/4",
+               EErrorKind::kUsage);
 }
 
 }  // namespace svc::fleet

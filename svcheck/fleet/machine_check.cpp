@@ -2,6 +2,7 @@
 
 #include <boost/uuid/name_generator_sha1.hpp>
 #include <boost/uuid/uuid_io.hpp>
+#include <chrono>
 #include <exception>
 #include <filesystem>
 #include <utility>
@@ -14,6 +15,7 @@
 #include "svcheck/fleet/byte_source.h"
 #include "svcheck/session/coverage.h"
 #include "svcheck/session/instances.h"
+#include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
 
 using svc::report::EOutcome;
@@ -53,7 +55,7 @@ std::string Text(const report::TReport& report, const std::string& machine) {
   report::WriteEnd(report, summary, json);
   json.Text("machineType", report.machine.type);
   AddDescription(report, json);
-  report::WriteSummary(summary, false, json.Name("summary"));
+  report::WriteSummary(summary, report.hasWaivers, json.Name("summary"));
   json.Texts("errors", report.errors).End();
   return lines + '\n';
 }
@@ -72,6 +74,10 @@ TMachineCheck::TMachineCheck(TCheckSettings given)
       plugin(std::make_shared<TLoadedPlugin>(request.plugin)) {
   request.context[rules::kCatalogueEntry] = NQRXHSK20::TCIMValue(settings.catalogue);
   LoadCatalogue();
+  waivers = LoadWaivers(settings.waivers);
+  began = std::chrono::duration_cast<std::chrono::seconds>(
+              std::chrono::system_clock::now().time_since_epoch())
+              .count();
 }
 
 void TMachineCheck::LoadCatalogue() {
@@ -122,6 +128,8 @@ report::TReport TMachineCheck::Compare(TTask& task) {
   const bool isFirst = kind && !known;
   session.Run({.log = log, .catalogue = isFirst ? &reads : nullptr, .hidden = known});
   session.Conclude(report);
+  report.generated = began;
+  if (!settings.waivers.empty()) report::ApplyWaivers(waivers, report);
   if (report.outcome == EOutcome::kUnknownMachine) {
     report.errors.push_back(WhyNoMachineType(session.Inventory()));
   }

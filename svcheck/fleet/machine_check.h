@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "report/model.h"
+#include "report/waivers.h"
 #include "runtime/xmlparser/shared_documents.h"
 #include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/passed_over.h"
@@ -21,6 +22,7 @@ struct TCheckSettings {
   TQueryOptions query;    // Without an inventory.
   std::string catalogue;  // The folder.
   std::string logFolder;  // One log a machine; empty for none.
+  std::string waivers;    // The file of those that hold for each machine; empty for none.
 };
 
 // Used by one thread; one at a time.
@@ -51,6 +53,8 @@ class TMachineCheck {
   std::vector<std::string> machineTypes;  // That the catalogue is for.
   bool isOwnPlugin = false;               // What others choose elements by, nobody knows.
   TPassedOver passedOver;
+  std::vector<report::TWaiver> waivers;
+  std::int64_t began = 0;  // Seconds since 1970; waivers end by it.
 };
 
 // The last line of a machine that has no answer, and why.

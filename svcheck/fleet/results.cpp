@@ -204,6 +204,18 @@ std::string TextIfAny(std::string_view line, std::string_view name) {
   return written ? Unescaped(*written) : std::string();
 }
 
+std::optional<report::TAcceptance> AcceptanceOf(std::string_view line, std::string_view name) {
+  const std::size_t at = FindMember(line, name);
+  if (at == std::string_view::npos || at >= line.size() || line[at] != '{') return {};
+  report::TAcceptance acceptance;
+  TTextMembers members(line.substr(at));
+  while (const auto member = members.Next()) {
+    if (member->name == "reason") acceptance.reason = Unescaped(member->written);
+    if (member->name == "expires") acceptance.expires = Unescaped(member->written);
+  }
+  return acceptance;
+}
+
 report::TRecord RecordOf(std::string_view line) {
   report::TRecord record;
   record.type = TextOf(line, "Type");
@@ -213,6 +225,8 @@ report::TRecord RecordOf(std::string_view line) {
   const auto verdict = report::VerdictOfName(TextOf(line, "verdict"));
   if (!verdict) RefuseLine(line);
   record.verdict = *verdict;
+  record.waived = AcceptanceOf(line, "waived");
+  record.expiredWaiver = AcceptanceOf(line, "expiredWaiver");
   return record;
 }
 
@@ -275,6 +289,7 @@ report::TReport ReportOf(std::string_view lines) {
   while (const auto line = TakeLine(lines)) {
     if (!IsLast(*line)) {
       report.records.push_back(RecordOf(*line));
+      report.hasWaivers = report.hasWaivers || report.records.back().waived.has_value();
       continue;
     }
     const auto outcome = report::OutcomeOfName(TextOf(*line, "outcome"));
@@ -291,6 +306,11 @@ report::TReport ReportOf(std::string_view lines) {
     for (const std::string_view error : ErrorsOf(*line)) report.errors.push_back(Unescaped(error));
   }
   return report;
+}
+
+bool IsWaived(std::string_view record) {
+  const std::size_t at = FindMember(record, "waived");
+  return at < record.size() && record[at] == '{';
 }
 
 std::string MachineOf(std::string_view line) {

@@ -94,6 +94,8 @@ class TTextMembers {
  private:
   std::string_view rest;  // From the brace or comma before the next one.
 };
+// Whether the line of a record says that it is accepted as it is.
+bool IsWaived(std::string_view record);
 // Whether it is the last line of a machine.
 bool IsLast(std::string_view line);
 // The text that is written so in JSON.

@@ -71,6 +71,10 @@ void TSummary::Add(std::string_view lines) {
 }
 
 TVerdictCounts TSummary::AddRecord(std::string_view line) {
+  if (IsWaived(line)) {
+    ++waived;
+    return {};
+  }
   const TWrittenRecord record = WrittenRecordOf(line);
   const auto verdict = report::VerdictOfName(*record.verdict);
   if (!verdict) throw std::runtime_error("an unknown verdict: " + std::string(line.substr(0, 60)));
@@ -140,6 +144,7 @@ void WriteHead(const TSummary& summary, TJsonWriter& json) {
   json.Number("checked", summary.Machines() - summary.Failed().size());
   json.Number("failed", summary.Failed().size()).Number("withUpdates", summary.OutdatedMachines());
   WriteCounts(summary.Verdicts(), json.Name("verdicts"));
+  if (summary.Waived() > 0) json.Number("waived", summary.Waived());
 }
 
 std::string Row(const std::string& name, const TVerdictCounts& counts, std::size_t width) {
@@ -197,9 +202,11 @@ void WriteJson(const TSummary& summary, report::IOutput& output) {
 
 void WriteTable(const TSummary& summary, report::IOutput& output) {
   constexpr std::size_t kWidth = 36;
-  output.Write(fmt::format("{} compared, {} with updates to install; {} failed\n",
-                           Counted(summary.Machines() - summary.Failed().size(), "machine"),
-                           summary.OutdatedMachines(), summary.Failed().size()));
+  output.Write(fmt::format(
+      "{} compared, {} with updates to install; {} failed{}\n",
+      Counted(summary.Machines() - summary.Failed().size(), "machine"), summary.OutdatedMachines(),
+      summary.Failed().size(),
+      summary.Waived() == 0 ? "" : "; " + Counted(summary.Waived(), "record") + " waived"));
   output.Write(Heads("Machine type", kWidth));
   for (const auto& [type, counts] : summary.MachineTypes()) {
     output.Write(Row(fmt::format("{} ({})", type, Counted(counts.machines, "machine")),

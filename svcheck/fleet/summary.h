@@ -41,6 +41,8 @@ class TSummary {
   std::uint64_t OutdatedMachines() const noexcept { return outdatedMachines; }
   const std::vector<TFailedMachine>& Failed() const noexcept { return failed; }
   const TVerdictCounts& Verdicts() const noexcept { return verdicts; }
+  // Records that are accepted as they are; they count nowhere else.
+  std::uint64_t Waived() const noexcept { return waived; }
 
   // A component is a type and a name. Those with the most outdated records first.
   struct TComponent {
@@ -60,6 +62,7 @@ class TSummary {
   std::uint64_t machines = 0;
   std::uint64_t outdatedMachines = 0;
   TVerdictCounts verdicts{};
+  std::uint64_t waived = 0;
   std::unordered_map<std::string, TVerdictCounts> components;  // By both members as written.
   std::map<std::string, TTypeCounts, std::less<>> machineTypes;
   std::vector<TFailedMachine> failed;

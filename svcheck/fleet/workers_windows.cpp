@@ -33,6 +33,7 @@ std::string FrameOfSettings(const TCheckSettings& settings) {
   std::vector<std::string> texts = {kGreeting,
                                     settings.catalogue,
                                     settings.logFolder,
+                                    settings.waivers,
                                     query.dataFolder,
                                     query.plugin,
                                     std::to_string(query.logLevel),
@@ -50,15 +51,16 @@ std::optional<TCheckSettings> SettingsOfBody(std::string_view body) {
   if (TakeFrame(body) != kGreeting) return {};
   std::vector<std::string> texts;
   while (const auto text = TakeFrame(body)) texts.emplace_back(*text);
-  constexpr std::size_t kAlways = 6;
+  constexpr std::size_t kAlways = 7;
   if (texts.size() < kAlways) return {};
   TCheckSettings settings;
   settings.catalogue = texts[0];
   settings.logFolder = texts[1];
-  settings.query.dataFolder = texts[2];
-  settings.query.plugin = texts[3];
-  settings.query.logLevel = std::stoi(texts[4]);
-  settings.query.noBuiltinClasses = !texts[5].empty();
+  settings.waivers = texts[2];
+  settings.query.dataFolder = texts[3];
+  settings.query.plugin = texts[4];
+  settings.query.logLevel = std::stoi(texts[5]);
+  settings.query.noBuiltinClasses = !texts[6].empty();
   settings.query.context.assign(texts.begin() + kAlways, texts.end());
   return settings;
 }

@@ -27,6 +27,9 @@ class TTemporaryFile {
   std::size_t slot;
 };
 
+// What this process alone tells on standard error, in one line, when it is interrupted from now on.
+void SetInterruptionHint(const std::string& text) noexcept;
+
 // For who ends the process without leaving the scopes of these files.
 void RemoveTemporaryFiles() noexcept;
 

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "base/shown_text.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/interruption.h"
 
@@ -22,11 +23,19 @@ std::array<TSlot, 8> slots;
 std::atomic<bool> polite{false};
 std::atomic<int> noted{0};
 
+// Likewise a fixed place. Copies of the process, which a terminal interrupts as well, say nothing.
+std::array<char, 4096> hint;
+std::atomic<std::size_t> hintSize{0};
+std::atomic<pid_t> hinting{0};
+
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
 
 // Ends the process as the signal alone would have, so that a shell sees it.
 void EndBy(int signal) noexcept {
   RemoveTemporaryFiles();
+  if (hintSize != 0 && hinting == ::getpid()) {
+    [[maybe_unused]] const ssize_t told = ::write(STDERR_FILENO, hint.data(), hintSize);
+  }
   ::signal(signal, SIG_DFL);
   sigset_t set;
   ::sigemptyset(&set);
@@ -64,6 +73,14 @@ void HandleInterruption() noexcept {
     action.sa_flags = SA_RESTART;
     ::sigaction(signal, &action, nullptr);
   }
+}
+
+void SetInterruptionHint(const std::string& text) noexcept {
+  hintSize = 0;
+  const std::string line = ShownLine("svcheck: " + text, hint.size() - 2) + '\n';
+  std::memcpy(hint.data(), line.data(), line.size());
+  hinting = ::getpid();
+  hintSize = line.size();
 }
 
 void RemoveTemporaryFiles() noexcept {

@@ -4,10 +4,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "runtime/hskcore/host_setup.h"
+#include "svcheck/system/failure.h"
 #include "svcheck/system/interruption.h"
 
 namespace svc {
@@ -18,6 +20,7 @@ namespace {
 struct TState {
   std::mutex mutex;
   std::vector<std::filesystem::path> files;  // An empty one is free.
+  std::string hint;
 };
 
 TState& State() {
@@ -33,6 +36,10 @@ constexpr UINT kInterrupted = 0xC000013A;
 
 [[noreturn]] void EndNow() {
   RemoveTemporaryFiles();
+  {
+    const std::scoped_lock lock(State().mutex);
+    if (!State().hint.empty()) ReportError(State().hint);
+  }
   TerminateProcess(GetCurrentProcess(), kInterrupted);
   std::abort();
 }
@@ -47,6 +54,11 @@ BOOL WINAPI Handle(DWORD /*event*/) {
 }  // namespace
 
 void HandleInterruption() noexcept { SetConsoleCtrlHandler(Handle, TRUE); }
+
+void SetInterruptionHint(const std::string& text) noexcept {
+  const std::scoped_lock lock(State().mutex);
+  State().hint = text;
+}
 
 void RemoveTemporaryFiles() noexcept {
   const std::scoped_lock lock(State().mutex);

@@ -1,6 +1,5 @@
 // `svcheck fleet`: the comparison of many machines with one catalogue.
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -11,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "base/wording.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
@@ -20,9 +20,12 @@
 #include "svcheck/fleet/results.h"
 #include "svcheck/fleet/summary.h"
 #include "svcheck/fleet/workers.h"
+#include "svcheck/session/download.h"
 #include "svcheck/session/instances.h"
+#include "svcheck/session/report_files.h"
 #include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
+#include "svcheck/system/interruption.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"
@@ -54,33 +57,12 @@ struct TFleetOptions {
   std::string table;
   std::string html;
   std::string failOn = "none";
+  std::string waivers;
+  std::string progress = "auto";
   int jobs = 0;
   int machineTimeout = kUsualTime;
   bool resume = false;
 };
-
-// Which machines of all are this run's: number I of every N.
-struct TShard {
-  std::uint64_t number = 1;
-  std::uint64_t count = 1;
-
-  bool Has(std::uint64_t machine) const noexcept { return machine % count == number - 1; }
-};
-
-TShard ShardOf(const std::string& text) {
-  TShard shard;
-  if (text.empty()) return shard;
-  const char* const end = text.data() + text.size();
-  const auto first = std::from_chars(text.data(), end, shard.number);
-  const bool hasSlash = first.ec == std::errc() && first.ptr != end && *first.ptr == '/';
-  const auto second = std::from_chars(hasSlash ? first.ptr + 1 : end, end, shard.count);
-  if (second.ec == std::errc() && second.ptr == end && shard.number >= 1 &&
-      shard.number <= shard.count) {
-    return shard;
-  }
-  throw TError("--shard " + text + " is no shard; write I/N, the first of four is 1/4",
-               EErrorKind::kUsage);
-}
 
 // What is made of the results beside their lines.
 class TReports {
@@ -95,6 +77,8 @@ class TReports {
     summary.Add(lines);
     if (pages) pages->Add(machine, lines);
   }
+
+  const fleet::TSummary& Summary() const noexcept { return summary; }
 
   // Returns the exit status.
   int Finish() {
@@ -151,9 +135,14 @@ class TFleetVerb : public IVerb {
   std::optional<TTask> NextTask();
   void CompareAll(fleet::IWorkers& workers, TReports& reports);
   void Deliver(TAnswer answer, TReports& reports);
+  void TellOfExpiredWaivers() const;
+  // Throws TError where a path held none.
+  void DemandMachines() const;
+  bool WantsProgress() const;
+  void ShowProgress(const TReports& reports);
 
   TFleetOptions options;
-  TShard shard;
+  fleet::TShard shard;
   std::optional<fleet::TInputs> inputs;
   std::uint64_t machines = 0;  // Of all, read so far.
   std::deque<std::string> done;
@@ -164,6 +153,8 @@ class TFleetVerb : public IVerb {
     std::string machine;
     std::optional<std::string> answer;
   };
+  std::optional<TStatusLine> status;
+  std::chrono::steady_clock::time_point shown{};  // The status line, last.
   std::deque<TWaiting> waiting;  // Machines in their order, from `written` to `given`.
 };
 
@@ -214,9 +205,18 @@ void TFleetVerb::AddOutputs(CLI::App& app) {
           "CONDITION")
       .OneOf({"none", "outdated", "different", "failed"})
       .CommandLineOnly();
+  AddText(app, "--waivers", options.waivers,
+          "Records that are accepted as they are, whichever machine has them", "FILE");
+  AddText(app, "--progress", options.progress,
+          "Show on standard error how many machines are compared", "WHEN")
+      .OneOf({"auto", "always", "never"});
+  AddQuiet(app);
 }
 
 void TFleetVerb::CheckOptions() const {
+  if (options.output.empty()) {
+    throw TError("the name of the output is empty; name a file", EErrorKind::kUsage);
+  }
   if (!options.merged.empty()) return;
   if (options.catalogue.empty()) {
     throw TError("there is nothing to compare with: give --catalogue DIR", EErrorKind::kUsage);
@@ -239,6 +239,7 @@ fleet::TCheckSettings TFleetVerb::MakeSettings() const {
   fleet::TCheckSettings settings;
   settings.query = options.query;
   settings.catalogue = Absolute(options.catalogue).string();
+  if (!options.waivers.empty()) settings.waivers = Absolute(options.waivers).string();
   if (!options.logFolder.empty()) {
     settings.logFolder = Absolute(options.logFolder).string();
     std::error_code error;
@@ -255,11 +256,11 @@ int TFleetVerb::Jobs() const {
 
 int TFleetVerb::Run() {
   CheckOptions();
-  shard = ShardOf(options.shard);
+  shard = fleet::ShardOf(options.shard);
   // What a person runs by hand ends with something to read.
   const bool isSummaryAsked =
       !options.json.empty() || !options.table.empty() || !options.html.empty();
-  if (!isSummaryAsked && options.output != "-") options.table = "-";
+  if (!isSummaryAsked && options.output != "-" && !IsQuiet()) options.table = "-";
   TReports reports(options);
   if (!options.merged.empty()) {
     results.emplace(options.output);
@@ -270,13 +271,56 @@ int TFleetVerb::Run() {
     results->Close();
     return reports.Finish();
   }
+  fleet::DemandInventories(options.inventories);
+  TellOfExpiredWaivers();
   const auto workers =
       fleet::StartWorkers(Jobs(), std::chrono::seconds(options.machineTimeout), MakeSettings());
   inputs.emplace(options.inventories);
   done = OpenResults(reports);
+  if (options.output != "-") {
+    SetInterruptionHint("interrupted; what was compared is in " + options.output +
+                        ": the same command goes on behind it with --resume");
+  }
+  status.emplace(WantsProgress() ? stderr : nullptr);
   CompareAll(*workers, reports);
+  status->Clear();
   results->Close();
-  return reports.Finish();
+  const int ended = reports.Finish();
+  DemandMachines();
+  return ended;
+}
+
+void TFleetVerb::TellOfExpiredWaivers() const {
+  report::TReport none;
+  none.generated = std::chrono::duration_cast<std::chrono::seconds>(
+                       std::chrono::system_clock::now().time_since_epoch())
+                       .count();
+  UseWaivers(options.waivers, LoadWaivers(options.waivers), none);
+}
+
+// A file of lines that has none says so at its end.
+void TFleetVerb::DemandMachines() const {
+  if (inputs->Barren().empty()) return;
+  throw TError("there are no inventories in " + inputs->Barren().front() +
+                   "; name files that hold some with --inventories",
+               EErrorKind::kCatalogue);
+}
+
+bool TFleetVerb::WantsProgress() const {
+  if (options.progress != "auto") return options.progress == "always";
+  // On one terminal the results would stand in the line's place.
+  const bool isMixed = options.output == "-" && StandardOutputIsTerminal();
+  return !IsQuiet() && !isMixed && StandardErrorIsTerminal();
+}
+
+void TFleetVerb::ShowProgress(const TReports& reports) {
+  constexpr std::chrono::milliseconds kBetween{200};
+  const auto now = std::chrono::steady_clock::now();
+  if (now - shown < kBetween) return;
+  shown = now;
+  const std::size_t failed = reports.Summary().Failed().size();
+  status->Show(Counted(reports.Summary().Machines(), "machine") + " compared" +
+               (failed == 0 ? "" : ", " + std::to_string(failed) + " failed"));
 }
 
 std::deque<std::string> TFleetVerb::OpenResults(TReports& reports) {
@@ -338,6 +382,7 @@ void TFleetVerb::Deliver(TAnswer answer, TReports& reports) {
     waiting.pop_front();
     ++written;
   }
+  ShowProgress(reports);
 }
 
 }  // namespace
