@@ -65,11 +65,9 @@ std::string AddressOf(const std::string& page) {
   return address;
 }
 
-// Why there is nothing to count, in a sentence.
-std::string WhyNothing(const report::TReport& report) {
-  if (!report.errors.empty()) return report.errors.front();
-  return std::string(report::WasCompared(report.outcome) ? report::ReasonForNothing(report)
-                                                         : report::RowOf(report.outcome).sentence);
+// Why there is nothing to count.
+std::string WhyNothing(const report::TReport& report, const report::TSummary& summary) {
+  return report.errors.empty() ? report::StateReason(report, summary) : report.errors.front();
 }
 
 std::string RowOf(const std::string& machine, const std::string& page,
