@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <algorithm>
+#include <boost/algorithm/string.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -98,6 +99,9 @@ void TSummary::AddLast(std::string_view line, const TVerdictCounts& found) {
                       errors.empty() ? std::string() : Unescaped(errors.front())});
     return;
   }
+  // Earlier versions wrote no state.
+  if (MemberOf(line, "state") == report::NameOf(report::EState::kNothingCompared))
+    ++nothingCompared;
   const bool isOutdated = found[IndexOf(EVerdict::kOutdated)] > 0;
   outdatedMachines += isOutdated ? 1 : 0;
   TTypeCounts& type = machineTypes[Unescaped(Demand(line, "machineType"))];
@@ -119,6 +123,33 @@ std::vector<TSummary::TComponent> TSummary::Components() const {
            std::tie(a.verdicts[outdated], b.type, b.name);
   });
   return list;
+}
+
+TCondition ConditionOf(const std::string& text) {
+  TCondition condition;
+  std::vector<std::string> words;
+  boost::split(words, text, boost::is_any_of(","));
+  for (const std::string& word : words) {
+    if (word == "failed") {
+      condition.failed = true;
+    } else {
+      condition.records = condition.records | report::FailOnOfText(word).value();
+    }
+  }
+  return condition;
+}
+
+bool Holds(const TCondition& condition, const TSummary& summary) {
+  using report::EFailOn;
+  const auto holds = [&](EFailOn one, std::uint64_t found) {
+    return found > 0 && report::Includes(condition.records, one);
+  };
+  const TVerdictCounts& counts = summary.Verdicts();
+  return (condition.failed && !summary.Failed().empty()) ||
+         holds(EFailOn::kOutdated, counts[IndexOf(EVerdict::kOutdated)]) ||
+         holds(EFailOn::kUnknown, counts[IndexOf(EVerdict::kUnknown)]) ||
+         holds(EFailOn::kNewer, counts[IndexOf(EVerdict::kNewer)]) ||
+         holds(EFailOn::kNothing, summary.NothingCompared());
 }
 
 // A fleet's summary for programs and for people.
@@ -144,6 +175,7 @@ void WriteHead(const TSummary& summary, TJsonWriter& json) {
   json.Number("checked", summary.Machines() - summary.Failed().size());
   json.Number("failed", summary.Failed().size()).Number("withUpdates", summary.OutdatedMachines());
   WriteCounts(summary.Verdicts(), json.Name("verdicts"));
+  json.Number("nothingCompared", summary.NothingCompared());
   if (summary.Waived() > 0) json.Number("waived", summary.Waived());
 }
 

@@ -40,6 +40,8 @@ class TSummary {
   // Machines that have an update to install.
   std::uint64_t OutdatedMachines() const noexcept { return outdatedMachines; }
   const std::vector<TFailedMachine>& Failed() const noexcept { return failed; }
+  // Machines that were checked, and of which no record could be ordered.
+  std::uint64_t NothingCompared() const noexcept { return nothingCompared; }
   const TVerdictCounts& Verdicts() const noexcept { return verdicts; }
   // Records that are accepted as they are; they count nowhere else.
   std::uint64_t Waived() const noexcept { return waived; }
@@ -63,11 +65,22 @@ class TSummary {
   std::uint64_t outdatedMachines = 0;
   TVerdictCounts verdicts{};
   std::uint64_t waived = 0;
+  std::uint64_t nothingCompared = 0;
   std::unordered_map<std::string, TVerdictCounts> components;  // By both members as written.
   std::map<std::string, TTypeCounts, std::less<>> machineTypes;
   std::vector<TFailedMachine> failed;
   std::string key;  // Reused.
 };
+
+// What makes an exit status of 2.
+struct TCondition {
+  report::EFailOn records = report::EFailOn::kNone;
+  bool failed = false;  // A machine that could not be compared.
+};
+// REQUIRES: names parted by commas, those of report::FailOnOfText and "failed".
+TCondition ConditionOf(const std::string& text);
+// Whether a machine is such a one, or has such a record that is not waived.
+bool Holds(const TCondition& condition, const TSummary& summary);
 
 // One object.
 void WriteJson(const TSummary& summary, report::IOutput& output);

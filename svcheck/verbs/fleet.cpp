@@ -67,7 +67,8 @@ struct TFleetOptions {
 // What is made of the results beside their lines.
 class TReports {
  public:
-  explicit TReports(const TFleetOptions& options) : options(options) {
+  explicit TReports(const TFleetOptions& options)
+      : options(options), condition(fleet::ConditionOf(options.failOn)) {
     if (!options.html.empty()) pages.emplace(Absolute(options.html).string(), Catalogue());
     if (!options.json.empty()) json = OpenOutput(options.json);
     if (!options.table.empty()) table = OpenOutput(options.table);
@@ -85,7 +86,7 @@ class TReports {
     if (pages) pages->Finish(summary);
     Show(json, fleet::WriteJson);
     Show(table, fleet::WriteTable);
-    return FailsOn() ? kExitCondition : kExitDone;
+    return fleet::Holds(condition, summary) ? kExitCondition : kExitDone;
   }
 
  private:
@@ -102,16 +103,8 @@ class TReports {
     output->Commit();
   }
 
-  bool FailsOn() const {
-    const auto& verdicts = summary.Verdicts();
-    const std::uint64_t outdated = verdicts[report::IndexOf(report::EVerdict::kOutdated)];
-    const std::uint64_t newer = verdicts[report::IndexOf(report::EVerdict::kNewer)];
-    if (options.failOn == "failed") return !summary.Failed().empty();
-    if (options.failOn == "outdated") return outdated > 0;
-    return options.failOn == "different" && outdated + newer > 0;
-  }
-
   const TFleetOptions& options;
+  fleet::TCondition condition;
   fleet::TSummary summary;
   std::optional<fleet::TPages> pages;
   std::unique_ptr<TOutput> json;
@@ -201,9 +194,10 @@ void TFleetVerb::AddOutputs(CLI::App& app) {
   AddText(app, "--logs", options.logFolder, "Folder for the plug-in's logs, one a machine", "DIR")
       .CommandLineOnly();
   AddText(app, "--fail-on", options.failOn,
-          "End with status 2 when a record is outdated, or different, or a machine failed",
-          "CONDITION")
-      .OneOf({"none", "outdated", "different", "failed"})
+          "End with status 2 when a record of some machine is outdated, unknown or newer, when "
+          "nothing of one was compared, or different: any of these; or when a machine failed",
+          "CONDITIONS")
+      .ListOf({"outdated", "unknown", "newer", "nothing", "different", "failed"}, "none")
       .CommandLineOnly();
   AddText(app, "--waivers", options.waivers,
           "Records that are accepted as they are, whichever machine has them", "FILE");

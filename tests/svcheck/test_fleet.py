@@ -242,9 +242,22 @@ class Failures(FleetTest):
 
     def test_fail_on_ends_with_its_status(self):
         folder = self.machines(2)
-        for condition, status in (("outdated", 2), ("different", 2), ("failed", 0)):
+        for condition, status in (("outdated", 2), ("different", 2), ("failed", 0), ("none", 0),
+                                  ("unknown,newer,nothing", 0), ("failed,outdated", 2),
+                                  ("newer,outdated", 2)):
             result = self.fleet("--inventories", folder, "--fail-on", condition)
             self.assertEqual(result.returncode, status, condition)
+        self.write("inventories/x.xml", document((MACHINE, SYSTEM, bios("ABC110A"))))
+        for condition, status in (("unknown", 2), ("nothing", 2), ("newer", 0), ("failed", 0),
+                                  ("newer,failed", 0)):
+            result = self.fleet("--inventories", folder, "--fail-on", condition)
+            self.assertEqual(result.returncode, status, condition)
+        self.write("inventories/x.xml", document((MACHINE, SYSTEM, bios("YUE114A"))))
+        for condition, status in (("newer", 2), ("unknown,nothing", 0)):
+            result = self.fleet("--inventories", folder, "--fail-on", condition)
+            self.assertEqual(result.returncode, status, condition)
+        for condition in ("x", "outdated,", "none,failed", "failed,x"):
+            self.assert_failed(self.fleet("--inventories", folder, "--fail-on", condition), 64)
         self.write("inventories/x.xml", "")
         self.assertEqual(self.fleet("--inventories", folder, "--fail-on", "failed").returncode, 2)
 
