@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <string_view>
 #include <tuple>
 
 #include "base/error.h"
@@ -82,11 +81,10 @@ class TBuilder {
     file.path = path;
     CheckNames(file);
     Measure(file);
-    const auto elements = ReadDescription(options.folder + "/" + path, options.dataFolder);
-    const TApplicability applicability = ApplicabilityOf(file.name, elements);
-    for (const TWarning& warning : applicability.warnings)
-      result.warnings.push_back(
-          {path + ": " + warning.place + (warning.place.empty() ? "" : " "), warning.what});
+    const TApplicability applicability = ApplicabilityOf(file.name, [&](const TTakeElement& take) {
+      ReadDescription(options.folder + "/" + path, options.dataFolder, take);
+    });
+    result.warnings.Add(path, applicability.warnings);
     for (const auto& [platform, machineTypes] : applicability.machineTypes) {
       std::tie(file.os, file.arch) = platform;
       file.machineTypes.assign(machineTypes.begin(), machineTypes.end());
@@ -97,7 +95,7 @@ class TBuilder {
 
   void AddPayload(TManifestFile file) {
     if (!fs::exists(PathOf(options.folder + "/" + file.path))) {
-      result.warnings.push_back({file.path + ": ", "the payload is gone and no longer listed"});
+      result.warnings.Add(file.path + ": ", "the payload is gone and no longer listed");
       return;
     }
     Measure(file);
@@ -137,20 +135,6 @@ TBuildResult Build(const TBuildOptions& options) {
   TBuildResult result = TBuilder(options).Run();
   WriteText(options.folder + "/" + acquire::kManifestName, ManifestText(result.manifest));
   return result;
-}
-
-std::vector<std::string> LinesOf(const std::vector<TWarning>& warnings) {
-  constexpr std::size_t kShown = 5;
-  std::map<std::string_view, std::size_t> counts;
-  std::vector<std::string> lines;
-  for (const TWarning& warning : warnings) {
-    if (++counts[warning.what] <= kShown) lines.push_back(warning.place + warning.what);
-  }
-  for (const auto& [what, count] : counts) {
-    if (count <= kShown) continue;
-    lines.push_back("and " + std::to_string(count - kShown) + " more of: " + std::string(what));
-  }
-  return lines;
 }
 
 namespace {

@@ -23,17 +23,13 @@ struct TBuildOptions {
 
 struct TBuildResult {
   acquire::TManifest manifest;
-  std::vector<TWarning> warnings;  // In the order of the files, which the places name.
+  TWarnings warnings;
 };
 
 // Reads every description below the folder and writes the manifest into it. An older manifest
 // there gives the serial to count on from, what is superseded, and the payloads, which are
 // described nowhere else. Throws std::exception with a text for people; then nothing is changed.
 TBuildResult Build(const TBuildOptions& options);
-
-// What a person is told of them, a line each: of those that say the same the first few with their
-// places, and how many more there are.
-std::vector<std::string> LinesOf(const std::vector<TWarning>& warnings);
 
 // A manifest as the text that is published.
 

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "base/error.h"
+#include "base/shown_text.h"
 #include "host/hskcore/cim.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/namespace_provider.h"
@@ -93,18 +94,53 @@ TElement ElementOf(const ICIMInstance& instance) {
 
 }  // namespace
 
-std::vector<TElement> ReadDescription(const std::string& path, const std::string& dataFolder) {
+void ReadDescription(const std::string& path, const std::string& dataFolder,
+                     const TTakeElement& take) {
   const auto target = NewNamespace(dataFolder);
   Load(target, path);
   shared_ptr<ICIMClass> updates;
   target->GetClass(updates, rules::kUpdateClass, {});
-  std::vector<TElement> elements;
   updates->EnumerateInstances(
-      [&elements](const shared_ptr<ICIMInstance>& instance) {
-        elements.push_back(ElementOf(*instance));
-      },
-      true, {});
-  return elements;
+      [&take](const shared_ptr<ICIMInstance>& instance) { take(ElementOf(*instance)); }, true, {});
+}
+
+TWarnings::TThing& TWarnings::Find(const std::string& what) {
+  const auto found = std::ranges::find(things, what, &TThing::what);
+  if (found != things.end()) return *found;
+  things.push_back({what, {}, 0});
+  return things.back();
+}
+
+namespace {
+
+constexpr std::size_t kShownPlaces = 5;
+
+}  // namespace
+
+void TWarnings::Add(const std::string& place, const std::string& what) {
+  TThing& thing = Find(what);
+  if (++thing.count <= kShownPlaces) thing.places.push_back(place);
+}
+
+void TWarnings::Add(const std::string& file, const TWarnings& warnings) {
+  for (const TThing& added : warnings.things) {
+    TThing& thing = Find(added.what);
+    thing.count += added.count;
+    for (const std::string& place : added.places) {
+      if (thing.places.size() < kShownPlaces) thing.places.push_back(file + ": " + place);
+    }
+  }
+}
+
+std::vector<std::string> TWarnings::Lines() const {
+  std::vector<std::string> lines;
+  for (const TThing& thing : things) {
+    for (const std::string& place : thing.places) lines.push_back(place + thing.what);
+    if (thing.count == thing.places.size()) continue;
+    lines.push_back("and " + std::to_string(thing.count - thing.places.size()) +
+                    " more of: " + thing.what);
+  }
+  return lines;
 }
 
 namespace {
@@ -132,37 +168,37 @@ bool Names(const std::vector<std::string>& texts, std::string_view family) {
 }
 
 void WarnOfElement(const TElement& element, const std::set<std::size_t>& systems,
-                   std::vector<TWarning>& warnings) {
-  const std::string place = "element \"" + element.name + "\"";
+                   TWarnings& warnings) {
+  const std::string place = "element \"" + CutName(element.name) + "\" ";
   if (MachineTypesOf(element.machineTypes).empty())
-    warnings.push_back({place, "names no machine type in the form -[TYPE]-: no machine takes it"});
+    warnings.Add(place, "names no machine type in the form -[TYPE]-: no machine takes it");
   if (systems.empty())
-    warnings.push_back({place,
-                        "names no operating system that has a code: no live check takes it, only "
-                        "`svcheck catalogue fetch` does"});
+    warnings.Add(place,
+                 "names no operating system that has a code: no live check takes it, only "
+                 "`svcheck catalogue fetch` does");
   std::set<std::string_view> missing;
   for (const std::size_t system : systems)
     if (!Names(element.operatingSystems, kSystemCodes[system].family))
       missing.insert(kSystemCodes[system].family);
   for (const std::string_view family : missing)
-    warnings.push_back({place, "is for " + std::string(family) + " systems but does not name \"" +
-                                   std::string(family) + "\" itself: live queries look for it"});
+    warnings.Add(place, "is for " + std::string(family) + " systems but does not name \"" +
+                            std::string(family) + "\" itself: live queries look for it");
 }
 
 // A downloaded file is loaded or passed over by its name.
 void WarnOfName(std::string_view name, const std::set<std::string_view>& families,
-                std::vector<TWarning>& warnings) {
+                TWarnings& warnings) {
   const auto has = [name](std::string_view part) {
     return name.find(part) != std::string_view::npos;
   };
   const bool isForWindows = std::ranges::any_of(
       families, [](std::string_view family) { return family.starts_with(rules::kWindows); });
   if (!rules::IsDescription(name))
-    warnings.push_back({{}, "the name does not hold \"xml\": no query loads it"});
+    warnings.Add("", "the name does not hold \"xml\": no query loads it");
   if (has(rules::kForWindowsMark) && families.contains(rules::kLinux))
-    warnings.push_back({{}, "the name holds \"win\": queries on Linux pass it over"});
+    warnings.Add("", "the name holds \"win\": queries on Linux pass it over");
   if (has(rules::kForLinuxMark) && isForWindows)
-    warnings.push_back({{}, "the name holds \"linux\": queries on Windows pass it over"});
+    warnings.Add("", "the name holds \"linux\": queries on Windows pass it over");
 }
 
 }  // namespace
@@ -186,10 +222,12 @@ std::set<std::size_t> SystemsOf(const std::vector<std::string>& texts) {
   return systems;
 }
 
-TApplicability ApplicabilityOf(std::string_view name, const std::vector<TElement>& elements) {
+TApplicability ApplicabilityOf(std::string_view name, const TForEachElement& elements) {
   TApplicability result;
   std::set<std::string_view> families;
-  for (const TElement& element : elements) {
+  bool isEmpty = true;
+  elements([&](const TElement& element) {
+    isEmpty = false;
     const auto types = MachineTypesOf(element.machineTypes);
     const auto systems = SystemsOf(element.operatingSystems);
     WarnOfElement(element, systems, result.warnings);
@@ -201,8 +239,8 @@ TApplicability ApplicabilityOf(std::string_view name, const std::vector<TElement
       if (!types.empty())
         result.machineTypes[{code.os, code.arch}].insert(types.begin(), types.end());
     }
-  }
-  if (elements.empty()) result.warnings.push_back({{}, "holds no update element"});
+  });
+  if (isEmpty) result.warnings.Add("", "holds no update element");
   WarnOfName(name, families, result.warnings);
   return result;
 }

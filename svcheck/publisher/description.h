@@ -3,6 +3,8 @@
 #ifndef SVCHECK_PUBLISHER_DESCRIPTION_H_
 #define SVCHECK_PUBLISHER_DESCRIPTION_H_
 
+#include <cstddef>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -32,26 +34,47 @@ using TPlatform = std::pair<std::int32_t, std::int32_t>;
 // `svcheck catalogue fetch` takes it with all others.
 inline constexpr TPlatform kNoPlatform = {0, 0};
 
-// The same may be wrong in many places.
-struct TWarning {
-  std::string place;  // The element; empty for the whole file.
-  std::string what;
+// What live queries would pass over. The same may be wrong with each of a million elements: of
+// every such thing the first places are kept, and how many there are. One thread.
+class TWarnings {
+ public:
+  // `place` goes before what is wrong there: "a.xml: element "e1000e" ".
+  void Add(const std::string& place, const std::string& what);
+  // Those of a file, whose name goes before their places.
+  void Add(const std::string& file, const TWarnings& warnings);
+  // A line for each place that was kept and, behind those of a thing, one that counts the others.
+  std::vector<std::string> Lines() const;
+
+ private:
+  struct TThing {
+    std::string what;
+    std::vector<std::string> places;
+    std::size_t count = 0;
+  };
+  TThing& Find(const std::string& what);
+
+  std::vector<TThing> things;  // In the order in which they came up; there are few.
 };
 
 struct TApplicability {
   std::map<TPlatform, std::set<std::string>> machineTypes;
-  std::vector<TWarning> warnings;
+  TWarnings warnings;
 };
 
-// Of a description that will be downloaded under the name. The warnings say what live queries
-// would pass over.
-TApplicability ApplicabilityOf(std::string_view name, const std::vector<TElement>& elements);
+using TTakeElement = std::function<void(const TElement&)>;
+// Hands over each element of a description; what is handed over lives for the call alone.
+using TForEachElement = std::function<void(const TTakeElement&)>;
+
+// Of a description that will be downloaded under the name.
+TApplicability ApplicabilityOf(std::string_view name, const TForEachElement& elements);
 
 // Reading a description as a query does: what cannot be read here, no query can load.
 
-// The update elements of a file. `dataFolder` holds sv/sv.definitions.xml. One thread.
-// Throws NQRXHSK20::THSKException or std::exception with a text that names the file.
-std::vector<TElement> ReadDescription(const std::string& path, const std::string& dataFolder);
+// The update elements of a file, one by one: many may share a long list that their class declares.
+// `dataFolder` holds sv/sv.definitions.xml. One thread. Throws NQRXHSK20::THSKException or
+// std::exception with a text that names the file.
+void ReadDescription(const std::string& path, const std::string& dataFolder,
+                     const TTakeElement& take);
 
 }  // namespace svc::repository
 

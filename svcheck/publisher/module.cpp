@@ -79,10 +79,11 @@ void MakeKeys(const TCommand& command) {
 }
 
 void BuildManifest(const TCommand& command) {
-  TBuildResult result =
+  const TBuildResult result =
       Build({command.folder, command.dataFolder, command.serial, Expiry(command)});
-  if (command.isQuiet) result.warnings.clear();
-  for (const std::string& line : LinesOf(result.warnings)) ShowLine("svcheck: warning: " + line);
+  if (!command.isQuiet) {
+    for (const std::string& line : result.warnings.Lines()) ShowLine("svcheck: warning: " + line);
+  }
   fmt::print("{}: {}; sign it next\n", ManifestPath(command), Described(result.manifest));
 }
 

@@ -187,6 +187,7 @@ class TCatalogueVerb : public IVerb {
         .Within(0, 36500);
     AddText(verb, "--progress", progress, "Show progress on standard error", "WHEN")
         .OneOf({"auto", "always", "never"});
+    AddQuiet(verb);
     AddRepositoryOptions(verb, options);
     AddDataFolder(verb, command);
   }
@@ -219,7 +220,8 @@ class TCatalogueVerb : public IVerb {
 
   void Download() {
     ApplyDownloadSettings(options);
-    TDownloadWatch watch(progress == "always" || (progress == "auto" && StandardErrorIsTerminal()));
+    TDownloadWatch watch(progress == "always" ||
+                         (progress == "auto" && !IsQuiet() && StandardErrorIsTerminal()));
     acquire::TDownloadJob job;
     job.machineTypes = command.machineTypes;
     job.settings = acquire::GetSettings();

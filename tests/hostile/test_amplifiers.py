@@ -2,6 +2,7 @@
 8 times its documents and 64 MB, and in time that grows as they and what it writes do."""
 
 import re
+import shutil
 import subprocess
 import unittest
 
@@ -182,6 +183,30 @@ class Amplifiers(DocumentTest):
                     before, handled_before = small[command]
                     growth = max(4, handled / handled_before)
                     self.assertLess(seconds, before * growth * 9 / 4 + 0.5)
+
+    def build_repository(self, text):
+        """Of one description; the processor time, and the bytes that were read and written."""
+        folder = self.folder / "sv"
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir()
+        (folder / "a.xml").write_text(text)
+        size = len(text)
+        seconds, _ = self.run_one(["repository", "build", folder], size)
+        return seconds, size + (folder / "sv-repository.json").stat().st_size
+
+    def test_a_repository_of_every_catalogue(self):
+        for name, (count, of_catalogue, _) in AMPLIFIERS.items():
+            with self.subTest(name):
+                seconds, handled = self.build_repository(of_catalogue(count))
+                after, handled_after = self.build_repository(of_catalogue(4 * count))
+                growth = max(4, handled_after / handled)
+                self.assertLess(after, seconds * growth * 9 / 4 + 0.5)
+
+    def test_a_repository_whose_elements_share_long_lists(self):
+        """What a class declares once, each of its elements has, and each is warned of."""
+        for property_name in ("applicableMachineTypes", "applicableOperatingSystems"):
+            self.build_repository(shared_default(array(property_name, "wordy " * 4_000)))
+        self.build_repository(shared_default(scalar("name", "wordy " * 4_000)))
 
     def test_lists_that_offer_a_driver_over_and_over(self):
         seconds = {}

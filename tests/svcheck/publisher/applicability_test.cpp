@@ -17,6 +17,12 @@ std::set<std::string> Codes(const TTexts& texts) {
 
 using TSet = std::set<std::string>;
 
+TApplicability Of(std::string_view name, const std::vector<TElement>& elements) {
+  return ApplicabilityOf(name, [&](const TTakeElement& take) {
+    for (const TElement& element : elements) take(element);
+  });
+}
+
 TEST(MachineTypes, StandInBracketsAnywhere) {
   EXPECT_EQ(MachineTypesOf({"-[4620]-", "for -[4621]-and-[4622]-"}),
             (TSet{"4620", "4621", "4622"}));
@@ -39,20 +45,20 @@ TEST(Systems, AreAllNineteen) {
 }
 
 TEST(Applicability, JoinsTheElementsOfADescription) {
-  const auto result =
-      ApplicabilityOf("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "Linux"}},
-                                {"y", {"-[2]-"}, {"RHEL5 for Linux", "VMWARE3", "VMware"}}});
+  const auto result = Of("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "Linux"}},
+                                   {"y", {"-[2]-"}, {"RHEL5 for Linux", "VMWARE3", "VMware"}}});
   EXPECT_EQ(result.machineTypes,
             (std::map<TPlatform, TSet>{{{203, 1}, {"1", "2"}}, {{303, 1}, {"2"}}}));
-  EXPECT_TRUE(result.warnings.empty());
+  EXPECT_EQ(result.warnings.Lines(), TTexts{});
 }
 
 TEST(Applicability, WarnsOnceForEachFamilyThatIsMissing) {
   const auto result =
-      ApplicabilityOf("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "SLES9", "VMWARE3", "Windows 2003"}}});
-  ASSERT_EQ(result.warnings.size(), 2U);
-  EXPECT_NE(result.warnings[0].what.find("\"Linux\""), std::string::npos);
-  EXPECT_NE(result.warnings[1].what.find("\"VMware\""), std::string::npos);
+      Of("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "SLES9", "VMWARE3", "Windows 2003"}}});
+  const TTexts lines = result.warnings.Lines();
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_NE(lines[0].find("\"Linux\""), std::string::npos);
+  EXPECT_NE(lines[1].find("\"VMware\""), std::string::npos);
 }
 
 TEST(Applicability, HasElementsForSystemsWithoutACodeUnderNoPlatform) {
@@ -60,15 +66,13 @@ TEST(Applicability, HasElementsForSystemsWithoutACodeUnderNoPlatform) {
       "a.xml", {{"x", {"-[PowerEdge R750]-"}, {"UBUNTU24", "Linux"}}, {"y", {}, {"UBUNTU24"}}});
   EXPECT_EQ(result.machineTypes, (std::map<TPlatform, TSet>{{{0, 0}, {"PowerEdge R750"}}}));
   ASSERT_EQ(result.warnings.size(), 3U);
-  EXPECT_NE(result.warnings[0].what.find("catalogue fetch"), std::string::npos);
-  EXPECT_NE(result.warnings[1].what.find("machine type"), std::string::npos);
+  EXPECT_NE(lines[0].find("catalogue fetch"), std::string::npos);
+  EXPECT_NE(lines[1].find("machine type"), std::string::npos);
   EXPECT_NE(result.warnings[2].what.find("catalogue fetch"), std::string::npos);
 }
 
 TEST(Applicability, WarnsOfADescriptionWithoutElements) {
-  const auto warnings = ApplicabilityOf("a.xml", {}).warnings;
-  ASSERT_EQ(warnings.size(), 1U);
-  EXPECT_EQ(warnings[0].place + warnings[0].what, "holds no update element");
+  EXPECT_EQ(Of("a.xml", {}).warnings.Lines(), TTexts{"holds no update element"});
 }
 
 }  // namespace

@@ -23,44 +23,44 @@ TEST(Build, WarnsInTheOrderOfTheDescriptionsWhateverThatOfTheirFolders) {
   std::vector<std::string> expected;
   for (const char* name : {"B.xml", "a.xml", "b/a.xml", "b/z.xml", "c.xml", "m.xml", "x.xml"})
     expected.push_back(std::string(name) + ": holds no update element");
-  ASSERT_EQ(result.warnings.size(), expected.size());
-  for (std::size_t i = 0; i < expected.size(); ++i)
-    EXPECT_EQ(result.warnings[i].place + result.warnings[i].what, expected[i]);
+  expected.resize(5);
+  expected.push_back("and 2 more of: holds no update element");
+  EXPECT_EQ(result.warnings.Lines(), expected);
   EXPECT_TRUE(result.manifest.files.empty());
   EXPECT_EQ(result.manifest.serial, 1U);
   EXPECT_TRUE(folder.Holds(acquire::kManifestName));
 }
 
-std::vector<TWarning> Warnings(std::size_t count, const std::string& what) {
-  std::vector<TWarning> warnings;
+TWarnings Warnings(std::size_t count, const std::string& what) {
+  TWarnings warnings;
   for (std::size_t i = 0; i < count; ++i)
-    warnings.push_back({"a.xml: element \"" + std::to_string(i) + "\" ", what});
+    warnings.Add("element \"" + std::to_string(i) + "\" ", what);
   return warnings;
 }
 
-TEST(Build, NamesTheFirstFiveOfTheSameWarningsAndCountsTheOthers) {
-  EXPECT_TRUE(LinesOf({}).empty());
-  const std::vector<std::string> five = LinesOf(Warnings(5, "is odd"));
-  ASSERT_EQ(five.size(), 5U);
-  EXPECT_EQ(five.back(), "a.xml: element \"4\" is odd");
-  std::vector<std::string> six = LinesOf(Warnings(6, "is odd"));
-  ASSERT_EQ(six.size(), 6U);
-  EXPECT_EQ(six.back(), "and 1 more of: is odd");
-  six.pop_back();
-  EXPECT_EQ(six, five);
+using TLines = std::vector<std::string>;
+
+TEST(Warnings, NameTheFirstFivePlacesAndCountTheOthers) {
+  EXPECT_EQ(TWarnings().Lines(), TLines());
+  TLines lines = Warnings(5, "is odd").Lines();
+  ASSERT_EQ(lines.size(), 5U);
+  EXPECT_EQ(lines.back(), "element \"4\" is odd");
+  lines.push_back("and 1 more of: is odd");
+  EXPECT_EQ(Warnings(6, "is odd").Lines(), lines);
+  lines.back() = "and 7995 more of: is odd";
+  EXPECT_EQ(Warnings(8000, "is odd").Lines(), lines);
 }
 
-TEST(Build, CountsEachWarningByItself) {
-  std::vector<TWarning> warnings = Warnings(8000, "is odd");
-  for (const TWarning& other : Warnings(300, "is wrong")) warnings.push_back(other);
-  warnings.push_back({"b.xml: ", "is empty"});
-  const std::vector<std::string> lines = LinesOf(warnings);
-  ASSERT_EQ(lines.size(), 13U);
-  EXPECT_EQ(lines[4], "a.xml: element \"4\" is odd");
-  EXPECT_EQ(lines[5], "a.xml: element \"0\" is wrong");
-  EXPECT_EQ(lines[10], "b.xml: is empty");
-  EXPECT_EQ(lines[11], "and 7995 more of: is odd");
-  EXPECT_EQ(lines[12], "and 295 more of: is wrong");
+TEST(Warnings, OfSeveralFilesCountTogether) {
+  TWarnings all;
+  all.Add("a.xml", Warnings(3, "is odd"));
+  all.Add("b.xml", Warnings(1, "is wrong"));
+  all.Add("c.xml", Warnings(9, "is odd"));
+  all.Add("d.bin: ", "is gone");
+  EXPECT_EQ(all.Lines(), (TLines{"a.xml: element \"0\" is odd", "a.xml: element \"1\" is odd",
+                                 "a.xml: element \"2\" is odd", "c.xml: element \"0\" is odd",
+                                 "c.xml: element \"1\" is odd", "and 7 more of: is odd",
+                                 "b.xml: element \"0\" is wrong", "d.bin: is gone"}));
 }
 
 }  // namespace
