@@ -74,12 +74,6 @@ void DemandUtf8(std::string_view text) {
   }
 }
 
-// A column of several may be headed by one: "machine type".
-bool IsHeadingOf(std::string_view heading, std::string_view column) {
-  const std::string letters = Letters(heading);
-  return letters == Letters(column) || letters + 's' == Letters(column);
-}
-
 struct TRow {
   std::size_t line;
   const TType* type;
@@ -120,7 +114,7 @@ class TListReader {
   std::size_t ColumnOf(const TCsvRow& row, std::size_t i) const {
     const std::string& heading = row.fields[i];
     std::size_t column = 0;
-    while (column < kColumnCount && !IsHeadingOf(heading, kColumns[column])) ++column;
+    while (column < kColumnCount && Letters(heading) != Letters(kColumns[column])) ++column;
     const std::vector<std::string> names(kColumns.begin(), kColumns.end());
     if (column == kColumnCount) {
       throw TextError(row.line,

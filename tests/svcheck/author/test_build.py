@@ -173,7 +173,7 @@ driver,e1000e.ko,3.8.7,4638,SLES10_64
     def test_machine_types_that_are_names_of_products(self):
         q35, dell = "Standard PC (Q35 + ICH9, 2009)", "PowerEdge R750"
         self.write("list.csv", f"""\
-type,name,version,machine types,machine type
+type,name,version,machine types,Machine_Types
 bios,quoted,1,"{q35}",
 bios,barred,2,"{dell}|{q35}|4638",
 bios,plain,3,{dell},
