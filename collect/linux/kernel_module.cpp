@@ -189,6 +189,24 @@ void CheckHeader(const TCopy& copy) {
 
 // ---- libkmod ----
 
+// What a module states of itself, the first of each.
+struct TStated {
+  std::string version;
+  std::string vermagic;
+  std::string intree;
+};
+
+void Note(std::string& stated, const char* value) {
+  if (stated.empty()) stated = value;
+}
+
+// A module that belongs to its kernel goes by the kernel's release, where it has no version of its
+// own: it begins the text by which the kernel knows its modules.
+std::string VersionOf(const TStated& stated) {
+  if (!stated.version.empty() || stated.intree != "Y") return stated.version;
+  return stated.vermagic.substr(0, stated.vermagic.find(' '));
+}
+
 std::string VersionInChecked(kmod_ctx* context, const TDescriptor& file) {
   kmod_module* found = nullptr;
   const int error = ::kmod_module_new_from_path(context, file.Path().c_str(), &found);
@@ -198,11 +216,15 @@ std::string VersionInChecked(kmod_ctx* context, const TDescriptor& file) {
   const int status = ::kmod_module_get_info(module.get(), &first);
   if (status < 0) FailBy(-status);
   const std::unique_ptr<kmod_list, TFreeInformation> list(first);
+  TStated stated;
   for (kmod_list* item = first; item != nullptr; item = ::kmod_list_next(first, item)) {
-    if (std::string_view("version") == ::kmod_module_info_get_key(item))
-      return ::kmod_module_info_get_value(item);
+    const std::string_view key = ::kmod_module_info_get_key(item);
+    const char* const value = ::kmod_module_info_get_value(item);
+    if (key == "version") Note(stated.version, value);
+    if (key == "vermagic") Note(stated.vermagic, value);
+    if (key == "intree") Note(stated.intree, value);
   }
-  return {};
+  return VersionOf(stated);
 }
 
 }  // namespace

@@ -21,8 +21,9 @@ class TModuleReader {
  public:
   TModuleReader();
 
-  // The version that the module in an open file states first, compressed or not; empty when it
-  // states none. Throws TError, which says why, where it is no module that can be read.
+  // The version that the module in an open file states first, compressed or not; where it states
+  // none and belongs to its kernel (modinfo's "intree"), that kernel's release; otherwise empty.
+  // Throws TError, which says why, where it is no module that can be read.
   std::string VersionIn(const TDescriptor& file) const;
 
  private:

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <fstream>
+#include <set>
 #include <system_error>
 
 #include "base/error.h"
@@ -34,17 +35,32 @@ constexpr std::array<TEnding, 5> kEndings = {{{".ko", EPlatform::kLinux, ""},
 // Larger than any driver.
 constexpr std::uintmax_t kMaxDriverSize = 256u << 20;
 
+// Windows, and the archives that are made there, do not tell "X.SYS" from "x.sys".
 const TEnding* EndingOf(const std::string& name) {
+  const std::string lowered = Lowered(name);
   const auto found = std::find_if(kEndings.begin(), kEndings.end(), [&](const TEnding& ending) {
-    return name.size() > ending.text.size() && name.ends_with(ending.text);
+    const std::string& text = ending.platform == EPlatform::kWindows ? lowered : name;
+    return text.size() > ending.text.size() && text.ends_with(ending.text);
   });
   return found == kEndings.end() ? nullptr : &*found;
 }
 
 bool IsDriver(const std::string& name) { return EndingOf(name) != nullptr; }
-bool IsPackage(const std::string& name) { return name.ends_with(".deb") || name.ends_with(".rpm"); }
+bool IsPackage(const std::string& name) {
+  constexpr std::array<std::string_view, 5> kPackages = {".deb", ".rpm", ".zip", ".cab", ".iso"};
+  const std::string lowered = Lowered(name);
+  return std::any_of(kPackages.begin(), kPackages.end(),
+                     [&](std::string_view ending) { return lowered.ends_with(ending); });
+}
 
 std::string FileName(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
+
+bool IsDkms(const std::string& name) { return name == "dkms.conf"; }
+bool IsInf(const std::string& name) { return Lowered(name).ends_with(".inf"); }
+bool IsRead(const std::string& path) {
+  const std::string name = FileName(path);
+  return IsDriver(name) || IsDkms(name) || IsInf(name);
+}
 
 // Empty when the driver states none. Throws TError, which says why, when it cannot be
 // read.
@@ -74,18 +90,51 @@ class TCollecting {
     const std::string name = path.filename().string();
     try {
       if (IsPackage(name)) {
-        ReadPackage(path, IsDriver, [&](const std::string& member, std::string_view bytes) {
-          AddDriver(FileName(member), bytes, name);
+        ReadPackage(path, IsRead, [&](const std::string& member, std::string_view bytes) {
+          Add(FileName(member), bytes, name);
         });
-      } else if (IsDriver(name)) {
-        AddDriver(name, ReadBytes(path), origin);
+      } else if (IsRead(name)) {
+        Add(name, ReadBytes(path), origin);
       }
     } catch (const std::runtime_error& error) {
       Remark(path.string() + ": " + error.what());
     }
   }
 
+  // What an .inf file says counts for drivers that say nothing of themselves.
+  void AddStated() {
+    for (const TDriver& driver : stated) {
+      if (std::none_of(list.drivers.begin(), list.drivers.end(),
+                       [&](const TDriver& other) { return AreOne(other, driver); })) {
+        list.unversioned -= silent.erase(ComparedName(driver.file));
+        Keep(driver);
+      }
+    }
+  }
+
  private:
+  static bool AreOne(const TDriver& one, const TDriver& other) {
+    return one.platform == other.platform && ComparedName(one.file) == ComparedName(other.file);
+  }
+
+  void Add(const std::string& name, std::string_view bytes, const std::string& origin) {
+    if (IsDriver(name)) return AddDriver(name, bytes, origin);
+    if (IsInf(name)) {
+      for (const TStatedDriver& driver : DriversOfInf(bytes)) {
+        stated.push_back({driver.file, driver.version, EPlatform::kWindows, origin});
+      }
+      return;
+    }
+    try {
+      for (const TStatedDriver& driver : DriversOfDkms(bytes)) {
+        ++list.read;
+        AddVersion(driver.file, *EndingOf(driver.file), driver.version, origin);
+      }
+    } catch (const std::runtime_error& error) {
+      Remark(fmt::format("{}: {} cannot be used: {}", origin, name, error.what()));
+    }
+  }
+
   void Remark(std::string text) { list.remarks.push_back(std::move(text)); }
 
   void AddDriver(const std::string& name, std::string_view bytes, const std::string& origin) {
@@ -104,6 +153,7 @@ class TCollecting {
     const std::string version(report::Trim(line));
     if (version.empty()) {
       ++list.unversioned;
+      if (ending.platform == EPlatform::kWindows) silent.insert(ComparedName(name));
       return;
     }
     const std::string file = name.substr(0, name.size() - ending.compression.size());
@@ -116,11 +166,8 @@ class TCollecting {
 
   // Of two drivers of one name the later one.
   void Keep(TDriver driver) {
-    const auto known =
-        std::find_if(list.drivers.begin(), list.drivers.end(), [&](const TDriver& other) {
-          return other.platform == driver.platform &&
-                 ComparedName(other.file) == ComparedName(driver.file);
-        });
+    const auto known = std::find_if(list.drivers.begin(), list.drivers.end(),
+                                    [&](const TDriver& other) { return AreOne(other, driver); });
     if (known == list.drivers.end()) return list.drivers.push_back(std::move(driver));
     const auto order = report::CompareVersions(known->version, driver.version);
     if (!order) {
@@ -132,6 +179,8 @@ class TCollecting {
   }
 
   TDriverList& list;
+  std::vector<TDriver> stated;        // By .inf files.
+  std::multiset<std::string> silent;  // Drivers of Windows that state no version.
 };
 
 std::vector<fs::path> FilesBelow(const fs::path& folder) {
@@ -152,18 +201,19 @@ void CollectDrivers(const fs::path& path, TDriverList& list) {
   std::error_code error;
   if (fs::is_directory(path, error)) {
     for (const fs::path& file : FilesBelow(path)) collecting.AddFile(file, path.string());
-    return;
+    return collecting.AddStated();
   }
   if (!fs::is_regular_file(path, error)) {
     throw TError(path.string() + " is no file and no folder; give drivers or packages");
   }
   const std::string name = path.filename().string();
-  if (!IsDriver(name) && !IsPackage(name)) {
+  if (!IsRead(name) && !IsPackage(name)) {
     throw TError(path.string() +
                  " is no driver and no package by its name; these end in .ko, .ko.xz, .ko.zst, "
-                 ".sys, .deb or .rpm");
+                 ".sys, .inf, .deb, .rpm, .zip, .cab or .iso, or are called dkms.conf");
   }
   collecting.AddFile(path, name);
+  collecting.AddStated();
 }
 
 }  // namespace svc::catalogue

@@ -32,6 +32,18 @@ struct TDriverList {
 // TError when the path cannot be read; what is broken within it becomes a remark.
 void CollectDrivers(const std::filesystem::path& path, TDriverList& list);
 
+// What a text beside drivers says of them.
+struct TStatedDriver {
+  std::string file;
+  std::string version;
+};
+// Of a dkms.conf: the modules that are built of it, in the version of the package. Throws TError,
+// which says why, where only a shell could tell.
+std::vector<TStatedDriver> DriversOfDkms(std::string_view text);
+// Of an .inf file: the .sys files that it installs, in the version of its DriverVer; none without
+// one.
+std::vector<TStatedDriver> DriversOfInf(std::string_view bytes);
+
 // The version that a Windows driver states of itself. Of the bytes of a PE file (Microsoft's "PE
 // Format"): the four numbers of the file version in its version resource, as "4.17.0.64". Empty
 // where it has none; nothing where it is no PE file. Reads nothing outside the bytes, whatever they
@@ -40,13 +52,15 @@ std::optional<std::string> FileVersionOf(std::string_view bytes);
 
 // ---- What differs by platform ----
 
-// The version that a kernel module states; empty when it states none. Throws TError,
-// which says why, when the bytes are no module that can be read here.
+// The version that a kernel module states, or the release of the kernel that it belongs to; empty
+// when there is neither. Throws TError, which says why, when the bytes are no module that can be
+// read here.
 std::string ModuleVersion(std::string_view bytes);
 
 // Receives a file of a package.
 using TTakeMember = std::function<void(const std::string& name, std::string_view bytes)>;
-// Hands on every file of a .deb or .rpm package whose name `isWanted` holds for. Throws
+// Hands on every file of a .deb or .rpm package, or of a .zip, .cab or .iso archive, whose name
+// `isWanted` holds for. Throws
 // TError where the package cannot be read.
 void ReadPackage(const std::filesystem::path& path,
                  const std::function<bool(const std::string& name)>& isWanted,

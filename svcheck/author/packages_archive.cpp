@@ -14,6 +14,7 @@
 #include "base/error.h"
 #include "collect/archive_filter.h"
 #include "collect/linux/kernel_module.h"
+#include "report/text.h"
 #include "svcheck/author/driver_source.h"
 
 namespace svc::catalogue {
@@ -211,13 +212,34 @@ void ReadDeb(const std::filesystem::path& path,
   FailBecause("it holds no files");
 }
 
+// An archive in which each file is compressed by itself, if at all.
+void ReadArchive(const std::filesystem::path& path, int (*addFormat)(archive*),
+                 const std::function<bool(const std::string& name)>& isWanted,
+                 const TTakeMember& take) {
+  const TArchive files = NewReader(addFormat);
+  OpenFile(files.get(), path);
+  const std::uint64_t limit = LimitOf(path);
+  std::uint64_t taken = 0;
+  TakeEntries(files.get(), isWanted, [&](const std::string& name, std::string_view bytes) {
+    taken += bytes.size();
+    if (taken > limit) FailBecause("unpacked it is out of proportion to its size");
+    take(name, bytes);
+  });
+}
+
 }  // namespace
 
 void ReadPackage(const std::filesystem::path& path,
                  const std::function<bool(const std::string& name)>& isWanted,
                  const TTakeMember& take) {
-  const auto read = path.extension() == ".rpm" ? ReadRpm : ReadDeb;
-  read(path, isWanted, take);
+  std::string kind = path.extension().string();
+  for (char& c : kind) c = report::ToLower(c);
+  if (kind == ".rpm") return ReadRpm(path, isWanted, take);
+  if (kind == ".deb") return ReadDeb(path, isWanted, take);
+  const auto format = kind == ".zip"   ? ::archive_read_support_format_zip
+                      : kind == ".cab" ? ::archive_read_support_format_cab
+                                       : ::archive_read_support_format_iso9660;
+  ReadArchive(path, format, isWanted, take);
 }
 
 std::string ModuleVersion(std::string_view bytes) {

@@ -135,8 +135,8 @@ class TCatalogueVerb : public IVerb {
             "DIR")
         .CommandLineOnly();
     AddChoice(verb, "--drivers", command.drivers,
-              "Folder of drivers and packages (.ko, .ko.xz, .ko.zst, .sys, .deb, .rpm), or one "
-              "such file",
+              "Folder of drivers and packages (.ko, .ko.xz, .ko.zst, .sys, .inf, dkms.conf, .deb, "
+              ".rpm, .zip, .cab, .iso), or one such file",
               "PATH");
     AddChoice(verb, "--firmware", command.firmware,
               "List with the columns type, name, version, machine types, operating systems",

@@ -1,8 +1,13 @@
 """`svcheck collect`: the inventory that it writes, and what bad places get."""
 
+import pathlib
+import sys
 from xml.etree import ElementTree
 
 from program import ProgramTest, main
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parent / "author"))
+from made_files import kernel_module, module_of_kernel  # noqa: E402
 
 OS_RELEASE = 'NAME="Debian GNU/Linux"\nPRETTY_NAME="Debian GNU/Linux 12 (bookworm)"\nID=debian\n'
 
@@ -56,6 +61,23 @@ class Collect(ProgramTest):
         result = self.collect()
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(len(values(result.stdout, "QRXSG_OperatingSystem")), 1)
+
+    def test_a_driver_of_the_kernel_has_its_release_for_its_version(self):
+        tree = self.tree()
+        release = "6.1.0-47-amd64"
+        self.write("tree/proc/sys/kernel/osrelease", release + "\n")
+        modules = {"plain": module_of_kernel(release), "other": kernel_module(vermagic=release),
+                   "own": module_of_kernel(release, version="2.1")}
+        self.write("tree/proc/modules", "".join(f"{name} 1 0 - Live 0x0\n" for name in modules))
+        for name, content in modules.items():
+            self.write(f"tree/lib/modules/{release}/kernel/{name}.ko", content)
+        self.write(f"tree/lib/modules/{release}/modules.dep",
+                   "".join(f"kernel/{name}.ko:\n" for name in modules))
+        result = self.collect("--root", tree)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        found = {each["Name"]: each.get("Version")
+                 for each in values(result.stdout, "QRXSG_DeviceDriverInfo")}
+        self.assertEqual(found, {"other": None, "own": "2.1", "plain": release})
 
     def test_the_machine_type_alone(self):
         tree = self.tree()

@@ -93,7 +93,7 @@ class Help(HelpTest):
                                  "--catalogue may be given once only;"),
                                 (("check", "--live", "--catalogue", "x"),
                                  "--catalogue does not go together with --live;"),
-                                (("catalogue",), "say what to do: lint, list, build, fetch;"),
+                                (("catalogue",), "say what to do: lint, list, build, import, fetch;"),
                                 (("check", "--format", "pdf"),
                                  '--format: "pdf" is none of table, json, ndjson, ')):
             with self.subTest(arguments):

@@ -1,5 +1,6 @@
 // What a catalogue is made of, and what packages are unpacked with.
 #include <archive.h>
+#include <archive_entry.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 
 #include "collect/archive_filter.h"
 #include "svcheck/author/catalogue_files.h"
+#include "svcheck/author/driver_source.h"
 #include "svcheck/author/new_element.h"
 
 namespace svc::catalogue {
@@ -145,6 +147,46 @@ TEST(MachineTypes, ArePartedByBarsOrWhereNoneHoldsABlankByOtherMarks) {
       {"46 38|", {"46 38"}},
       {"a;b, c|d", {"a;b, c", "d"}}};
   for (const auto& [field, types] : cases) EXPECT_EQ(MachineTypesIn(field), types) << field;
+}
+
+// An archive with what is said of one driver of Windows.
+void WriteArchive(const std::string& path, int (*setFormat)(archive*)) {
+  archive* const writer = ::archive_write_new();
+  ASSERT_EQ(setFormat(writer), ARCHIVE_OK);
+  ASSERT_EQ(::archive_write_open_filename(writer, path.c_str()), ARCHIVE_OK);
+  archive_entry* const entry = ::archive_entry_new();
+  ::archive_entry_set_pathname(entry, "drivers/one.inf");
+  ::archive_entry_set_filetype(entry, AE_IFREG);
+  constexpr std::string_view kText =
+      "[Version]\nDriverVer=1/1/2024,1.2.3.4\n[SourceDisksFiles]\n"
+      "one.sys=1\n";
+  ::archive_entry_set_size(entry, kText.size());
+  ASSERT_EQ(::archive_write_header(writer, entry), ARCHIVE_OK);
+  ASSERT_EQ(::archive_write_data(writer, kText.data(), kText.size()),
+            static_cast<la_ssize_t>(kText.size()));
+  ::archive_entry_free(entry);
+  ASSERT_EQ(::archive_write_free(writer), ARCHIVE_OK);
+}
+
+TEST(Archives, AreReadByTheirNames) {
+  const std::string folder = ::testing::TempDir() + "svcheck-archive-";
+  for (const auto& [name, setFormat] : {std::pair("a.zip", &::archive_write_set_format_zip),
+                                        std::pair("b.ISO", &::archive_write_set_format_iso9660)}) {
+    const std::string path = folder + name;
+    WriteArchive(path, setFormat);
+    TDriverList list;
+    CollectDrivers(path, list);
+    EXPECT_TRUE(list.remarks.empty()) << (list.remarks.empty() ? "" : list.remarks.front());
+    ASSERT_EQ(list.drivers.size(), 1U) << name;
+    EXPECT_EQ(list.drivers.front().file, "one.sys") << name;
+    EXPECT_EQ(list.drivers.front().version, "1.2.3.4") << name;
+  }
+  // The name says what it is.
+  WriteArchive(folder + "c.cab", &::archive_write_set_format_zip);
+  TDriverList list;
+  CollectDrivers(folder + "c.cab", list);
+  EXPECT_TRUE(list.drivers.empty());
+  EXPECT_EQ(list.remarks.size(), 1U);
 }
 
 TEST(ArchiveFilter, IsAllowedWhereItStartsNoProgram) {

@@ -53,6 +53,26 @@ def windows_driver(version, wide=True):
     return image + bytes(raw - len(image)) + resources
 
 
+def module_of_kernel(release, **more):
+    """One that states no version and belongs to that kernel."""
+    return kernel_module(intree="Y", vermagic=f"{release} SMP preempt mod_unload modversions ", **more)
+
+
+def cab(files):
+    """A cabinet without compression ([MS-CAB])."""
+    data = b"".join(files.values())
+    entries, offset = b"", 0
+    for name, content in files.items():
+        entries += struct.pack("<IIHHHH", len(content), offset, 0, 0x21, 0, 0x20) + name.encode() + b"\0"
+        offset += len(content)
+    blocks = [data[at:at + 32768] for at in range(0, len(data), 32768)]
+    begin = 36 + 8 + len(entries)
+    body = b"".join(struct.pack("<IHH", 0, len(block), len(block)) + block for block in blocks)
+    return (struct.pack("<4sIIIIIBBHHHHH", b"MSCF", 0, begin + len(body), 0, 44, 0, 3, 1, 1,
+                        len(files), 0, 0, 0)
+            + struct.pack("<IHH", begin, len(blocks), 0) + entries + body)
+
+
 def tar(files):
     out = io.BytesIO()
     with tarfile.open(fileobj=out, mode="w") as archive:

@@ -8,7 +8,8 @@ import signal
 import subprocess
 import time
 
-from made_files import deb, endless_deb, kernel_module, rpm, windows_driver, zstd
+from made_files import (cab, deb, endless_deb, kernel_module, module_of_kernel, rpm, windows_driver,
+                        zstd)
 from program import BUILD, MACHINE, PROGRAM, SYSTEM, ProgramTest, main, usual_signals
 
 MACHINES = ("--machine", "4638", "--machine", "4620")
@@ -80,6 +81,70 @@ class BuildTest(ProgramTest):
                     self.assertEqual(self.offered(), {"e1000e.ko": "3.8.7", "bnx2.ko": "2.2.6"})
         self.assertEqual(self.records(driver("e1000e.ko", "3.8.8")),
                          [("E1000E", "3.8.8", "3.8.7", "newer")])
+
+    def test_modules_of_a_kernel_go_by_its_release(self):
+        release = "6.12.117+deb12-amd64"
+        self.write("in/plain.ko", module_of_kernel(release))
+        self.write("in/own.ko", module_of_kernel(release, version="2.1"))
+        self.write("in/first.ko", module_of_kernel(release, srcversion="ABC"))
+        self.write("in/other.ko", kernel_module(vermagic=release + " SMP"))
+        self.write("in/not.ko", kernel_module(intree="N", vermagic=release + " SMP"))
+        self.write("in/mute.ko", kernel_module(intree="Y"))
+        result = self.build("--drivers", "in", *MACHINES)
+        self.assertEqual(self.offered(), {"plain.ko": release, "first.ko": release, "own.ko": "2.1"})
+        self.assertIn("3 of 6 drivers state no version", result.stderr)
+        self.assertEqual(self.records(driver("plain.ko", "6.1.0-47-amd64"), driver("own.ko", "2.1"),
+                                      driver("first.ko", release)),
+                         [("FIRST", release, release, "current"), ("OWN", "2.1", "2.1", "current"),
+                          ("PLAIN", "6.1.0-47-amd64", release, "outdated")])
+
+    def test_sources_that_dkms_builds(self):
+        texts = {
+            "one": ('PACKAGE_NAME="mlnx"\nPACKAGE_VERSION="5.8"\n', {"mlnx.ko": "5.8"}),
+            "two": ("PACKAGE_NAME=x # a\n PACKAGE_VERSION='1.2' \nBUILT_MODULE_NAME[0]=\"$PACKAGE_NAME"
+                    "-a\"\nBUILT_MODULE_NAME[1]=b\nDEST_MODULE_NAME[1]=\"${PACKAGE_NAME}_c\"\n"
+                    "#BUILT_MODULE_NAME[2]=d\nMAKE[0]=\"make V=1\"\n", {"x-a.ko": "1.2", "x_c.ko": "1.2"}),
+            "old": ("PACKAGE_NAME=y\r\nPACKAGE_VERSION=7\r\nBUILT_MODULE_NAME=z\r\n", {"z.ko": "7"})}
+        for name, (text, offered) in texts.items():
+            for place in (self.write("in/dkms.conf", text),
+                          self.write("in.deb", deb({f"usr/src/{name}-1/dkms.conf": text.encode()})),
+                          self.write("in.rpm", rpm({f"usr/src/{name}-1/dkms.conf": text.encode()}))):
+                with self.subTest(name, place=place.name):
+                    self.build("--drivers", place, *MACHINES)
+                    self.assertEqual(self.offered(), offered)
+        self.write("in/good.ko", kernel_module("1"))
+        for text, word in (("PACKAGE_NAME=x\n", "PACKAGE_VERSION"), ("PACKAGE_VERSION=1\n", "PACKAGE_NAME"),
+                           ("PACKAGE_NAME=x\nPACKAGE_VERSION=$(date)\n", "shell"),
+                           ("PACKAGE_NAME=x\nPACKAGE_VERSION=#MODULE_VERSION#\n", "PACKAGE_VERSION"),
+                           ("PACKAGE_NAME=$PACKAGE_NAME\nPACKAGE_VERSION=1\n", "shell"),
+                           ("PACKAGE_NAME=../x\nPACKAGE_VERSION=1\n", "shell")):
+            with self.subTest(text):
+                self.write("in/dkms.conf", text)
+                result = self.build("--drivers", "in", *MACHINES)
+                self.assertEqual(self.offered(), {"good.ko": "1"})
+                self.assertIn("dkms.conf cannot be used", result.stderr)
+                self.assertIn(word, result.stderr)
+
+    def test_drivers_of_windows_and_what_their_inf_file_says(self):
+        inf = ("; a comment\r\n[Version]\r\ndriverver = 06/21/2006, 5.1.2600.1 ; b\r\n[Other]\r\nx=1\r\n"
+               "[SourceDisksFiles.amd64]\r\nsilent.sys = 1\r\nLOUD.SYS=1,,\r\nread.txt=1\r\n")
+        files = {"drv/SILENT.SYS": windows_driver(None), "drv/loud.sys": windows_driver("4.17.0.64"),
+                 "drv/x.inf": inf.encode(), "drv/readme": b"x" * 70000}
+        offered = {"silent.sys": "5.1.2600.1", "loud.sys": "4.17.0.64"}
+        for name, content in files.items():
+            self.write(name, content)
+        wide = {**files, "drv/x.inf": b"\xff\xfe" + inf.encode("utf-16-le")}
+        for path in (self.folder / "drv", self.write("drivers.CAB", cab(files)),
+                     self.write("wide.cab", cab(wide))):
+            with self.subTest(path.name):
+                result = self.build("--drivers", path, *MACHINES)
+                self.assertEqual(self.offered(), offered)
+                self.assertEqual(result.stderr, "")
+        for text in (inf.replace(", 5.1.2600.1", ""), inf.replace("5.1.2600.1", "%v%"), ""):
+            self.write("drv/x.inf", text)
+            result = self.build("--drivers", "drv", *MACHINES)
+            self.assertEqual(self.offered(), {"loud.sys": "4.17.0.64"})
+            self.assertIn("1 of 2 drivers states no version", result.stderr)
 
     def test_the_latest_of_a_name_is_offered(self):
         self.write("in/a/x.ko", kernel_module("1.9"))

@@ -1,0 +1,159 @@
+// What texts beside drivers say of them: dkms.conf (dkms(8)) of modules that are built on the
+// machine, and .inf files (Microsoft's "INF Version Section") of Windows drivers.
+#include <algorithm>
+#include <map>
+
+#include "base/error.h"
+#include "report/text.h"
+#include "svcheck/author/driver_source.h"
+#include "svcheck/author/update.h"
+
+namespace svc::catalogue {
+
+namespace {
+
+// Takes the next line off the text, without its end.
+std::string_view TakeLine(std::string_view& text) {
+  const std::size_t end = std::min(text.find('\n'), text.size());
+  const std::string_view line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return report::Trim(line);
+}
+
+// ---- dkms.conf ----
+
+// Reads assignments and nothing else of the shell's language, which the file is written in.
+class TDkms {
+ public:
+  explicit TDkms(std::string_view text) {
+    while (!text.empty()) Take(TakeLine(text));
+  }
+
+  std::vector<TStatedDriver> Drivers() const {
+    const std::string version = Demand("PACKAGE_VERSION");
+    std::vector<TStatedDriver> drivers;
+    for (const auto& [name, value] : values) {
+      constexpr std::string_view kBuilt = "BUILT_MODULE_NAME";
+      if (!name.starts_with(kBuilt)) continue;
+      const std::string number = name.substr(kBuilt.size());
+      const std::string installed = Resolved(Find("DEST_MODULE_NAME" + number, value));
+      drivers.push_back({installed + ".ko", version});
+    }
+    // Of one module the name is that of the package unless it is said.
+    if (drivers.empty()) drivers.push_back({Demand("PACKAGE_NAME") + ".ko", version});
+    return drivers;
+  }
+
+ private:
+  void Take(std::string_view line) {
+    const std::size_t equals = line.find('=');
+    if (equals == line.npos || line.starts_with('#')) return;
+    std::string name(line.substr(0, equals));
+    if (name.ends_with("[0]")) name.resize(name.size() - 3);
+    values[name] = Unquoted(line.substr(equals + 1));
+  }
+
+  static std::string Unquoted(std::string_view value) {
+    if (value.starts_with('"') || value.starts_with('\'')) {
+      return std::string(value.substr(1, value.find(value.front(), 1) - 1));
+    }
+    return std::string(value.substr(0, value.find_first_of(" \t;#")));
+  }
+
+  std::string Find(const std::string& name, const std::string& otherwise) const {
+    const auto found = values.find(name);
+    return found == values.end() ? otherwise : found->second;
+  }
+
+  std::string Demand(const std::string& name) const {
+    const std::string value = Resolved(Find(name, ""));
+    if (value.empty()) throw TError("it says no " + name);
+    return value;
+  }
+
+  // With the two names that stand for something already said.
+  std::string Resolved(std::string value) const {
+    for (const std::string name : {"PACKAGE_NAME", "PACKAGE_VERSION"}) {
+      const std::string said = Find(name, "");
+      for (const std::string& form : {"${" + name + "}", "$" + name}) {
+        if (Contains(said, "$")) break;
+        for (auto at = value.find(form); at != value.npos; at = value.find(form, at)) {
+          value.replace(at, form.size(), said);
+          at += said.size();
+        }
+      }
+    }
+    if (value.find_first_of("$`#\\/ ") != value.npos) {
+      throw TError("what \"" + report::PlainLine(value) +
+                   "\" stands for is known to a shell alone");
+    }
+    return value;
+  }
+
+  std::map<std::string, std::string> values;
+};
+
+// ---- .inf ----
+
+constexpr std::string_view kUtf16Mark = "\xFF\xFE";
+
+// UTF-16 with its mark, or one byte a character. What is not ASCII becomes a question mark: nothing
+// that is looked for has it.
+std::string PlainText(std::string_view bytes) {
+  if (!bytes.starts_with(kUtf16Mark)) return std::string(bytes);
+  std::string text;
+  for (std::size_t i = kUtf16Mark.size(); i + 1 < bytes.size(); i += 2) {
+    text += bytes[i + 1] == '\0' ? bytes[i] : '?';
+  }
+  return text;
+}
+
+struct TAssignment {
+  std::string_view key;
+  std::string_view value;
+};
+
+TAssignment AssignmentIn(std::string_view line) {
+  line = line.substr(0, line.find(';'));
+  const std::size_t equals = line.find('=');
+  if (equals == line.npos) return {report::Trim(line), {}};
+  return {report::Trim(line.substr(0, equals)), report::Trim(line.substr(equals + 1))};
+}
+
+// "06/21/2006, 5.1.2600.1" has a date and a version; the version may be missing.
+std::string VersionIn(std::string_view value) {
+  const std::size_t comma = value.find(',');
+  if (comma == value.npos) return {};
+  const std::string_view version = report::Trim(value.substr(comma + 1));
+  const bool isVersion = std::all_of(version.begin(), version.end(),
+                                     [](char c) { return report::IsDigit(c) || c == '.'; });
+  return isVersion ? std::string(version) : std::string();
+}
+
+}  // namespace
+
+std::vector<TStatedDriver> DriversOfDkms(std::string_view text) { return TDkms(text).Drivers(); }
+
+std::vector<TStatedDriver> DriversOfInf(std::string_view bytes) {
+  const std::string plain = PlainText(bytes);
+  std::string_view text = plain;
+  std::string section;
+  std::string version;
+  std::vector<TStatedDriver> drivers;
+  while (!text.empty()) {
+    const std::string_view line = TakeLine(text);
+    const auto [key, value] = AssignmentIn(line);
+    if (line.starts_with('[')) {
+      section = Lowered(line.substr(1, line.find(']') - 1));
+    } else if (section == "version" && EqualWords(key, "DriverVer")) {
+      version = VersionIn(value);
+    } else if (section.starts_with("sourcedisksfiles") && Lowered(key).ends_with(".sys")) {
+      drivers.push_back({std::string(key), {}});
+    }
+  }
+  if (version.empty()) return {};
+  for (TStatedDriver& driver : drivers) driver.version = version;
+  return drivers;
+}
+
+}  // namespace svc::catalogue
