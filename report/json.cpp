@@ -54,17 +54,27 @@ void WriteRecord(const TRecord& record, TJsonWriter& json) {
   json.End();
 }
 
-// `flush` is called behind each piece.
-template <typename TFlush>
-void WriteNotCompared(const TReport& report, const TJsonLayout& layout, TJsonWriter& json,
-                      const TFlush& flush) {
+// A document that goes out as it is written.
+struct TStream {
+  IOutput& output;
+  std::string text = {};
+  TJsonWriter json{text};
+
+  void Flush() {
+    output.Write(text);
+    text.clear();
+  }
+};
+
+void WriteNotCompared(const TReport& report, const TJsonLayout& layout, TStream& stream) {
+  TJsonWriter& json = stream.json;
   if (report.coverage) json.Number("installed", report.coverage->installed);
   json.List("notCompared", layout);
   if (report.coverage) {
     for (const TPiece& piece : report.coverage->notCompared) {
       json.Object().Text("type", piece.type).Text("name", piece.name);
       json.TextOrNull("version", piece.version).Text("reason", RowOf(piece.why).name).End();
-      flush();
+      stream.Flush();
     }
   }
   json.End();
@@ -81,39 +91,32 @@ void AddAcceptance(std::string_view name, const std::optional<TAcceptance>& acce
 
 void RenderJson(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const TSummary summary = Summarize(report);
-  std::string text;
-  TJsonWriter json(text);
-  const auto flush = [&] {
-    output.Write(text);
-    text.clear();
-  };
+  TStream stream{output};
+  TJsonWriter& json = stream.json;
   WriteHead(report, summary, json);
   json.Texts("notices", Notices(report, options)).List("records", kJsonRows);
   for (const TRecord& record : RecordsOf(report)) {
     WriteRecord(record, json);
-    flush();
+    stream.Flush();
   }
   json.End();
   if (report.driversLeftOut) json.Number("driversLeftOut", *report.driversLeftOut);
-  WriteNotCompared(report, kJsonRows, json, flush);
+  WriteNotCompared(report, kJsonRows, stream);
   WriteSummary(summary, report.hasWaivers, json.Name("summary"));
   json.Texts("errors", report.errors).End();
-  output.Write(text + '\n');
+  stream.text += '\n';
+  stream.Flush();
 }
 
 // The records, then one line without a "Type" that says how the check ended.
 void RenderNdjson(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const TSummary summary = Summarize(report);
-  std::string text;
-  TJsonWriter json(text);
-  const auto flush = [&] {
-    output.Write(text);
-    text.clear();
-  };
+  TStream stream{output};
+  TJsonWriter& json = stream.json;
   for (const TRecord& record : RecordsOf(report)) {
     WriteRecord(record, json);
-    text += '\n';
-    flush();
+    stream.text += '\n';
+    stream.Flush();
   }
   json.Object();
   WriteEnd(report, summary, json);
@@ -121,10 +124,11 @@ void RenderNdjson(const TReport& report, const TRenderOptions& options, IOutput&
   WriteMachine(report.machine, json.Name("machine"));
   WriteOsKnown(report, json);
   json.Texts("notices", Notices(report, options));
-  WriteNotCompared(report, kJsonTight, json, flush);
+  WriteNotCompared(report, kJsonTight, stream);
   WriteSummary(summary, report.hasWaivers, json.Name("summary"));
   json.Texts("errors", report.errors).End();
-  output.Write(text + '\n');
+  stream.text += '\n';
+  stream.Flush();
 }
 
 void AddTexts(const TRecord& record, TJsonWriter& json) {

@@ -25,7 +25,8 @@ inline constexpr std::array kExitStatuses = {
                 "the condition of --fail-on holds; catalogue lint: there are errors"},
     TExitStatus{
         kExitException,
-        "query: an exception left the plug-in; --format nagios: the check did not take place"},
+        "query: an exception left the plug-in; --format nagios: the check did not take place, or "
+        "nothing could be compared"},
     TExitStatus{kExitCatalogue,
                 "the catalogue is missing, unreadable, too old or not trusted, or the download "
                 "failed, also "

@@ -99,9 +99,8 @@ void TSummary::AddLast(std::string_view line, const TVerdictCounts& found) {
                       errors.empty() ? std::string() : Unescaped(errors.front())});
     return;
   }
-  // Earlier versions wrote no state.
-  if (MemberOf(line, "state") == report::NameOf(report::EState::kNothingCompared))
-    ++nothingCompared;
+  const auto state = MemberOf(line, "state");  // Earlier versions wrote none.
+  nothingCompared += state == report::NameOf(report::EState::kNothingCompared) ? 1 : 0;
   const bool isOutdated = found[IndexOf(EVerdict::kOutdated)] > 0;
   outdatedMachines += isOutdated ? 1 : 0;
   TTypeCounts& type = machineTypes[Unescaped(Demand(line, "machineType"))];
@@ -239,6 +238,10 @@ void WriteTable(const TSummary& summary, report::IOutput& output) {
       Counted(summary.Machines() - summary.Failed().size(), "machine"), summary.OutdatedMachines(),
       summary.Failed().size(),
       summary.Waived() == 0 ? "" : "; " + Counted(summary.Waived(), "record") + " waived"));
+  if (summary.NothingCompared() > 0) {
+    output.Write(fmt::format("NOTHING COMPARED: of {} no record could be ordered\n",
+                             Counted(summary.NothingCompared(), "machine")));
+  }
   output.Write(Heads("Machine type", kWidth));
   for (const auto& [type, counts] : summary.MachineTypes()) {
     output.Write(Row(fmt::format("{} ({})", type, Counted(counts.machines, "machine")),

@@ -1,16 +1,10 @@
 #include "svcheck/session/coverage.h"
 
-#include <fmt/format.h>
 #include <algorithm>
 #include <array>
-#include <set>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 
-#include "base/wording.h"
-#include "host/hskcore/exception.h"
-#include "report/text.h"
 #include "rules/components.h"
 #include "rules/driver_list.h"
 #include "rules/folded_text.h"
@@ -23,59 +17,6 @@ using namespace NQRXHSK20;
 using svc::report::EPassedOver;
 
 namespace svc {
-
-std::optional<std::string> SystemCodeIn(const boost::shared_ptr<ICIMNamespace>& inventory) {
-  rules::TOperatingSystem system;
-  try {
-    for (const auto& instance : InstancesOf(inventory, rules::kSystemClass)) {
-      boost::shared_ptr<ICIMProperty> type;
-      instance->GetProperty(type, rules::kSystemType, CIMContext());
-      system = {TextOf(*instance, rules::kSystemVersion),
-                static_cast<std::uint16_t>(type->Value(CIMContext())),
-                TextOf(*instance, rules::kSystemBuild), TextOf(*instance, rules::kSystemPlatform)};
-    }
-  } catch (const THSKException&) {
-    return {};
-  }
-  return rules::CodeOf(system);
-}
-
-std::vector<std::string> MachineTypesIn(const boost::shared_ptr<ICIMNamespace>& catalogue) {
-  std::vector<std::string> types;
-  std::unordered_set<std::string> known;
-  for (const auto& element : InstancesOf(catalogue, rules::kUpdateClass)) {
-    const std::string text = TextOf(*element, rules::kUpdateMachineTypes);
-    for (const std::string_view type : rules::MarkedItems(text)) {
-      if (known.emplace(type).second) types.emplace_back(type);
-    }
-  }
-  return types;
-}
-
-std::string WhyNothingApplies(const report::TReport& report,
-                              const std::vector<std::string>& types) {
-  constexpr std::size_t kShown = 3;
-  const auto isOurs = [&](const std::string& type) {
-    return type.size() == report.machine.type.size() && rules::Mentions(type, report.machine.type);
-  };
-  if (std::ranges::any_of(types, isOurs)) {
-    return fmt::format("none of the catalogue's elements for machine type {} is for this system",
-                       report::PlainLine(report.machine.type));
-  }
-  std::string reason = StateReason(report, Summarize(report));
-  const auto nearest = MostAlike(report.machine.type, types, kShown);
-  if (nearest.empty()) return reason + "; it names no machine type";
-  if (nearest.size() < types.size()) {
-    reason += fmt::format("; the nearest of its {} types are ", types.size());
-  } else {
-    reason += types.size() == 1 ? "; its only type is " : "; its types are ";
-  }
-  for (std::size_t i = 0; i < nearest.size(); ++i) {
-    if (i > 0) reason += i + 1 == nearest.size() ? " and " : ", ";
-    reason += report::PlainLine(nearest[i]);
-  }
-  return reason;
-}
 
 namespace {
 

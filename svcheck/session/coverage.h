@@ -5,6 +5,7 @@
 #define SVCHECK_SESSION_COVERAGE_H_
 
 #include <boost/shared_ptr.hpp>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,11 @@ std::optional<std::string> SystemCodeIn(
 // Those that a catalogue's update elements name, each once, in the order of their first elements.
 std::vector<std::string> MachineTypesIn(
     const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue);
+
+// The catalogue's own date: the newest `ReleaseDate` of its elements that is not after `now`, both
+// in seconds since 1970. None where no element tells one.
+std::optional<std::int64_t> DateOf(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue,
+                                   std::int64_t now);
 
 // Why nothing applies to a machine, of a catalogue for these types: none of its elements is for the
 // machine's, and which ones are nearest, or none of those is for its system.

@@ -229,6 +229,9 @@ void TCheckVerb::RunQuery(TQuerySession& session, TStatusLine& status, report::T
   EndPhase("comparison");
   session.Conclude(report);
   DescribeEnd(report);
+  if (report::WasCompared(report.outcome) && session.Catalogue()) {
+    report.catalogue.date = DateOf(session.Catalogue(), report.generated);
+  }
   // What the plug-in of somebody else compares is its own affair.
   if (session.IsOfOurPlugin() && report::WasCompared(report.outcome)) {
     DescribeCoverage(session, report);

@@ -1,6 +1,7 @@
 // `svcheck doctor`: what this machine can and cannot do, and how to mend it.
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <string_view>
 
 #include "base/json_writer.h"
@@ -57,6 +58,8 @@ class TDoctorVerb : public IVerb {
  public:
   explicit TDoctorVerb(CLI::App& app) {
     AddText(app, "--catalogue", catalogue, "Folder of the catalogue", "DIR");
+    AddInventoryOption(app, options);
+    AddMachineOption(app, options);
     AddPlaceOptions(app, options);
     AddRepositoryOptions(app, options);
     AddOfflineOption(app, options);
@@ -79,9 +82,12 @@ class TDoctorVerb : public IVerb {
     std::vector<TFinding> findings = {ExamineSettings(),          ExaminePlugin(plugin),
                                       ExamineDataFolder(data),    ExamineCatalogue(catalogue, data),
                                       ExamineRepository(options), ExamineStateFolder()};
-    for (auto* examine : {ExamineSources, ExamineInventory}) {
-      for (TFinding& finding : examine()) findings.push_back(std::move(finding));
-    }
+    const auto add = [&](std::vector<TFinding> more) {
+      std::ranges::move(more, std::back_inserter(findings));
+    };
+    add(ExamineSources());
+    if (options.inventories.empty()) add(ExamineInventory());
+    if (!catalogue.empty()) add(ExamineComparison(options, catalogue));
     return findings;
   }
 

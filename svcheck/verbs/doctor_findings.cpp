@@ -17,6 +17,7 @@
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/cli/settings.h"
 #include "svcheck/session/catalogue_folder.h"
+#include "svcheck/session/coverage.h"
 #include "svcheck/session/download.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/outcome.h"
@@ -66,8 +67,18 @@ fs::path NearestFolder(fs::path folder) {
   return folder;
 }
 
-TFinding GoodCatalogue(const fs::path& index, std::size_t elements) {
-  const std::int64_t age = AgeOf(index);
+// In seconds: of the catalogue's own date where it has one, or else of the copy.
+std::int64_t AgeOf(const fs::path& index, const boost::shared_ptr<ICIMNamespace>& catalogue) {
+  const std::int64_t now = std::chrono::duration_cast<std::chrono::seconds>(
+                               std::chrono::system_clock::now().time_since_epoch())
+                               .count();
+  const auto date = DateOf(catalogue, now);
+  return date ? now - *date : AgeOf(index);
+}
+
+TFinding GoodCatalogue(const fs::path& index, const boost::shared_ptr<ICIMNamespace>& catalogue) {
+  const std::size_t elements = InstancesOf(catalogue, rules::kUpdateClass).size();
+  const std::int64_t age = AgeOf(index, catalogue);
   TFinding finding{"catalogue",
                    EFinding::kGood,
                    index.parent_path().string() + ", " + Counted(elements, "update element") +
@@ -130,8 +141,7 @@ TFinding ExamineCatalogue(const std::string& catalogue, const fs::path& dataFold
   const fs::path folder = Absolute(catalogue);
   const TCatalogueFolder found = LoadCatalogueFolder(folder, dataFolder);
   if (found.outcome == report::EOutcome::kDone) {
-    return GoodCatalogue(folder / rules::kIndexFile,
-                         InstancesOf(found.elements, rules::kUpdateClass).size());
+    return GoodCatalogue(folder / rules::kIndexFile, found.elements);
   }
   report::TReport failed;
   failed.outcome = found.outcome;
@@ -261,6 +271,79 @@ TFinding ExamineRepository(const TQueryOptions& options) {
                      SetDriveRoot(Absolute(options.driveRoot).string());
                    return RepositoryOf(options, shown, Fetch(options));
                  });
+}
+
+// What the comparison itself says.
+
+namespace {
+
+TFinding SystemOf(const TQuerySession& session) {
+  constexpr const char* kSubject = "operating system";
+  const auto code = SystemCodeIn(session.Inventory());
+  if (!code) {
+    return {kSubject, EFinding::kWarning, "the inventory does not tell it",
+            "collect the inventory anew"};
+  }
+  if (!code->empty()) return {kSubject, EFinding::kGood, "known to catalogues as " + *code, {}};
+  return {
+      kSubject, EFinding::kWarning,
+      "catalogues have no code for it: drivers are compared with those that are offered for any",
+      "to leave the drivers out, give `svcheck check` the option --os-unknown skip-drivers"};
+}
+
+TFinding ComparisonOf(const report::TReport& report) {
+  const report::TSummary summary = report::Summarize(report);
+  const std::string reason = report::StateReason(report, summary);
+  TFinding finding{"comparison", EFinding::kWarning, reason, {}};
+  switch (report::StateOf(report, summary)) {
+    case report::EState::kUpdates:
+    case report::EState::kCurrent:
+      finding.kind = EFinding::kGood;
+      finding.text = std::to_string(summary.compared) + " of " +
+                     Counted(report::RecordsOf(report).size(), "record") + " could be ordered";
+      break;
+    case report::EState::kNothingCompared:
+      finding.text = "nothing can be compared: " + reason;
+      finding.advice = "get a catalogue for this machine, or name its type with --machine";
+      break;
+    case report::EState::kFailed:
+      finding.advice = AdviceOn(report);
+      if (finding.advice.empty()) finding.advice = "mend what is told above";
+  }
+  return finding;
+}
+
+TQueryRequest RequestFor(TQueryOptions options, const std::string& catalogue) {
+  options.context.push_back(std::string(rules::kCatalogueEntry) + '=' +
+                            Absolute(catalogue).string());
+  TQueryRequest request = RequestOf(options);
+  std::vector<std::string> told;  // Of the inventory.
+  CompleteInventory(request, "/", told);
+  return request;
+}
+
+}  // namespace
+
+std::vector<TFinding> ExamineComparison(const TQueryOptions& options,
+                                        const std::string& catalogue) {
+  std::vector<TFinding> findings;
+  TFinding last = Examine({"comparison", EFinding::kWarning, "", "mend what is told above"}, [&] {
+    TQuerySession session(RequestFor(options, catalogue));
+    if (session.IsOfOurPlugin()) findings.push_back(SystemOf(session));
+    report::TReport report;
+    report.machine = MachineIn(session.Inventory());
+    report.catalogue.source = "folder";
+    report.catalogue.path = Absolute(catalogue).string();
+    session.Run();
+    session.Conclude(report);
+    if (report.outcome == report::EOutcome::kNothingApplicable && session.Catalogue()) {
+      report.nothingComparedBecause =
+          WhyNothingApplies(report, MachineTypesIn(session.Catalogue()));
+    }
+    return ComparisonOf(report);
+  });
+  findings.push_back(std::move(last));
+  return findings;
 }
 
 }  // namespace svc

@@ -38,6 +38,10 @@ std::vector<TFinding> ExamineSources();
 // What they give together: whether the machine is known, and what its inventory lacks.
 std::vector<TFinding> ExamineInventory();
 
+// What a check with the catalogue comes to: whether catalogues know the system, and whether
+// anything can be compared.
+std::vector<TFinding> ExamineComparison(const TQueryOptions& options, const std::string& catalogue);
+
 }  // namespace svc
 
 #endif  // SVCHECK_VERBS_DOCTOR_FINDINGS_H_

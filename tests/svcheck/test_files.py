@@ -299,9 +299,12 @@ class Read(ProgramTest):
                      if line.startswith("svcheck_last_success_timestamp_seconds ")]
             return [line.split()[1] for line in lines]
 
-        self.assertEqual(write("missing"), ["0"])
+        self.assertEqual(write("missing"), [])
         self.assertEqual(len(write(CATALOGUE[1])), 1)
         metrics.write_text("x" * 300 + "\nsvcheck_last_success_timestamp_seconds 1234\n")
+        self.assertEqual(write("missing"), [], "it is not of this program")
+        metrics.write_text("x" * 300 + '\nsvcheck_info{version="1"} 1\n'
+                           "svcheck_last_success_timestamp_seconds 1234\n")
         self.assertEqual([int(float(time)) for time in write("missing")], [1234])
 
     def test_the_metrics_that_are_replaced_are_a_file(self):

@@ -4,6 +4,7 @@ installed pieces without a record, and the age of the catalogue."""
 import csv
 import io
 import json
+import os
 import re
 
 from program import (MACHINE, SAMPLE, SYSTEM, ProgramTest, bios, document, element, main, records_of)
@@ -209,6 +210,106 @@ class Coverage(StateTest):
         for arguments, count in ([], 0), (["--csv-not-compared"], 20):
             rows = csv.DictReader(io.StringIO(self.check("--format", "csv", *arguments).stdout))
             self.assertEqual(sum(row["Verdict"] == "not compared: no-version" for row in rows), count)
+
+    def test_the_page_folds_it(self):
+        self.machine(bios("YUE112A"), driver("&lt;b&gt;", ""))
+        self.catalogue(element(**BIOS))
+        page = self.check("--format", "html").stdout
+        self.assertIn("<summary>2 installed pieces: 1 compared, 1 not: 1 states no version.</summary>",
+                      page)
+        self.assertIn("<th scope=\"row\">&lt;B&gt;</th><td>Driver</td>", page)
+
+
+class Age(StateTest):
+    def dated(self, *days):
+        self.machine(bios("YUE112A"))
+        folder = self.catalogue(*(element(**BIOS, **({"releaseDate": day} if day else {}))
+                                  for day in days))
+        return folder / "index.xml"
+
+    def test_it_is_of_the_newest_element_whenever_the_copy_was_made(self):
+        for days, date in (((None,), None), (("2020-02-29",), "2020-02-29"),
+                           (("2020-02-29", "2021-03-01", "2019-01-01", None), "2021-03-01"),
+                           (("20210301",), "2021-03-01"), (("2021-03-01T10:00:00Z",), "2021-03-01"),
+                           (("20210301100000.000000+000",), "2021-03-01"),
+                           (("2021-02-29",), None), (("soon", "2021", "2021-3-1"), None),
+                           (("2999-01-01", "2021-03-01"), "2021-03-01"), (("2999-01-01",), None)):
+            self.dated(*days)
+            report = self.report()
+            self.assertEqual(report["catalogue"].get("date"), date and f"{date}T00:00:00Z", days)
+
+    def test_too_old_a_one_is_a_warning(self):
+        for days, age, status in ((("2020-02-29",), 365, 1), (("2020-02-29",), 99999, 0),
+                                  ((None,), 1, 0)):
+            self.dated(*days)
+            more = ["--max-age", age]
+            self.assertEqual(self.check("--format", "nagios", *more).returncode, status)
+            self.assertEqual(self.check(*more).returncode, 0)
+            for form in FORMATS:
+                text = self.check("--format", form, *more).stdout
+                said = "catalogue_too_old 1" if form == "prometheus" else "The catalogue is "
+                self.assertEqual(said in text, status == 1, form)
+        index = self.dated(None)
+        os.utime(index, (86400, 86400))
+        self.assertEqual(self.check("--format", "nagios", "--max-age", 1).returncode, 1)
+
+    def test_it_is_a_setting_and_a_whole_number(self):
+        self.dated("2020-02-29")
+        for env, status in ({"SVCHECK_MAX_AGE": "30"}, 1), ({}, 0):
+            result = self.run_program("check", "--inventory", "inventory.xml", "--catalogue", "catalogue",
+                                      "--format", "nagios", env=env)
+            self.assertEqual(result.returncode, status)
+        for text in ("-1", "x", "1.5", ""):
+            self.assertEqual(self.check("--max-age=" + text).returncode, 64, text)
+
+
+class Doctor(StateTest):
+    def findings(self, *arguments):
+        result = self.run_program("doctor", "--format", "json", "--inventory", "inventory.xml",
+                                  "--catalogue", "catalogue", *arguments)
+        return {row["subject"]: row for row in json.loads(result.stdout)["findings"]}
+
+    def test_nothing_compared_is_not_good(self):
+        self.machine(bios("YUE110B"))
+        for elements, installed, state, words in (
+                ([element(**BIOS)], "YUE110B", "good", "1 of 1 record could be ordered"),
+                ([element(**BIOS)], "ABC110B", "warning", "the only record could not be ordered"),
+                ([element(**BIOS | {"applicableMachineTypes": OTHER})], "YUE110B", "warning",
+                 "not for machine type 4638"),
+                ([], "YUE110B", "warning", "no update elements")):
+            self.machine(bios(installed))
+            self.catalogue(*elements)
+            found = self.findings()["comparison"]
+            self.assertEqual(found["state"], state, found)
+            self.assertIn(words, found["text"])
+            self.assertEqual(found["advice"] is None, state == "good")
+
+    def test_a_catalogue_for_another_type_is_told(self):
+        self.machine(bios("YUE110B"))
+        self.catalogue(element(**BIOS))
+        self.assertIn("machine type 9999; its only type is 4638",
+                      self.findings("--machine", "9999")["comparison"]["text"])
+
+    def test_a_system_without_a_code_is_told(self):
+        self.catalogue(element(**BIOS))
+        for system, state, words in ((SYSTEM, "good", "SLES10_64"), (DEBIAN, "warning", "no code")):
+            self.machine(bios("YUE110B"), system=system)
+            found = self.findings()["operating system"]
+            self.assertEqual(found["state"], state)
+            self.assertIn(words, found["text"])
+
+    def test_a_catalogue_that_cannot_be_read_is_no_comparison(self):
+        self.machine(bios("YUE110B"))
+        self.write("catalogue/index.xml", "<CIM>")
+        found = self.findings()
+        self.assertEqual((found["catalogue"]["state"], found["comparison"]["state"]),
+                         ("problem", "warning"))
+
+    def test_an_old_catalogue_is_old_whenever_it_was_copied(self):
+        self.machine(bios("YUE110B"))
+        for day, state in (("2020-01-01", "warning"), (None, "good")):
+            self.catalogue(element(**BIOS, **({"ReleaseDate": day} if day else {})))
+            self.assertEqual(self.findings()["catalogue"]["state"], state)
 
 
 if __name__ == "__main__":

@@ -58,7 +58,7 @@ class Units(ProgramTest):
         success = good["svcheck_last_success_timestamp_seconds"]
         bad = self.metrics_of(4, "--catalogue", "none")
         self.assertEqual(bad["svcheck_success"], "0")
-        self.assertEqual(bad['svcheck_records{verdict="outdated"}'], "0")
+        self.assertEqual(bad['svcheck_records{verdict="outdated"}'], "10")
         self.assertEqual(bad["svcheck_last_success_timestamp_seconds"], success)
 
     def test_the_fetch_goes_where_the_check_may_look(self):
