@@ -39,8 +39,6 @@ class TSummary {
   std::uint64_t Machines() const noexcept { return machines; }
   // Machines that have an update to install.
   std::uint64_t OutdatedMachines() const noexcept { return outdatedMachines; }
-  // Machines of which no record could be ordered.
-  std::uint64_t NothingCompared() const noexcept { return nothingCompared; }
   const std::vector<TFailedMachine>& Failed() const noexcept { return failed; }
   // Machines that were checked, and of which no record could be ordered.
   std::uint64_t NothingCompared() const noexcept { return nothingCompared; }
@@ -68,7 +66,6 @@ class TSummary {
   std::uint64_t nothingCompared = 0;
   TVerdictCounts verdicts{};
   std::uint64_t waived = 0;
-  std::uint64_t nothingCompared = 0;
   std::unordered_map<std::string, TVerdictCounts> components;  // By both members as written.
   std::map<std::string, TTypeCounts, std::less<>> machineTypes;
   std::vector<TFailedMachine> failed;
