@@ -39,6 +39,8 @@ class TSummary {
   std::uint64_t Machines() const noexcept { return machines; }
   // Machines that have an update to install.
   std::uint64_t OutdatedMachines() const noexcept { return outdatedMachines; }
+  // Machines of which no record could be ordered.
+  std::uint64_t NothingCompared() const noexcept { return nothingCompared; }
   const std::vector<TFailedMachine>& Failed() const noexcept { return failed; }
   // Machines that were checked, and of which no record could be ordered.
   std::uint64_t NothingCompared() const noexcept { return nothingCompared; }
