@@ -92,9 +92,13 @@ void AddMetadata(const TReport& report, TJsonWriter& json) {
 }
 
 // What the report says of the check, and whether it took place.
-void AddProperties(const TReport& report, TJsonWriter& json) {
+void AddProperties(const TReport& report, const TRenderOptions& options, TJsonWriter& json) {
+  const TSummary summary = Summarize(report);
   json.List("properties", kJsonRows);
   AddProperty("outcome", RowOf(report.outcome).name, json);
+  AddProperty("state", NameOf(StateOf(report, summary)), json);
+  AddPropertyIfAny("stateReason", StateReason(report, summary), json);
+  for (const std::string& notice : Notices(report, options)) AddProperty("notice", notice, json);
   AddPropertyIfAny("catalogue", report.catalogue.path, json);
   if (report.catalogue.modified) {
     AddProperty("catalogueModified", UtcTime(*report.catalogue.modified), json);
@@ -131,7 +135,7 @@ void AddCompositions(TJsonWriter& json) {
 
 }  // namespace
 
-void RenderCycloneDx(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
+void RenderCycloneDx(const TReport& report, const TRenderOptions& options, IOutput& output) {
   std::string text;
   TJsonWriter json(text);
   WriteHead(report, json);
@@ -149,7 +153,7 @@ void RenderCycloneDx(const TReport& report, const TRenderOptions& /*options*/, I
   }
   json.End();
   AddCompositions(json);
-  AddProperties(report, json);
+  AddProperties(report, options, json);
   json.End();
   output.Write(text + '\n');
 }

@@ -18,7 +18,11 @@ constexpr int kCritical = 2;
 
 std::string Status(const TReport& report, const TSummary& summary, const TRenderOptions& options) {
   const EState state = StateOf(report, summary);
-  if (state == EState::kFailed) return PlainLine(StateReason(report, summary));
+  if (state == EState::kFailed) {
+    std::string text(RowOf(report.outcome).sentence);
+    if (!report.errors.empty()) text.append(" ").append(PlainLine(report.errors.front()));
+    return text;
+  }
   if (state == EState::kNothingCompared) {
     return "nothing compared: " + PlainLine(StateReason(report, summary));
   }

@@ -97,7 +97,7 @@ void AddNotification(std::string_view level, std::string_view outcome, std::stri
 }
 
 // Whether the check took place, and why it did not.
-void AddInvocation(const TReport& report, TJsonWriter& json) {
+void AddInvocation(const TReport& report, const TRenderOptions& options, TJsonWriter& json) {
   const bool compared = WasCompared(report.outcome);
   const TOutcomeRow& row = RowOf(report.outcome);
   json.List("invocations")
@@ -106,8 +106,13 @@ void AddInvocation(const TReport& report, TJsonWriter& json) {
       .Written(compared ? "true" : "false");
   json.Text("endTimeUtc", UtcTime(report.generated)).TextIfAny("machine", report.machine.host);
   json.List("toolExecutionNotifications");
-  if (report.outcome != EOutcome::kDone) {
-    AddNotification(compared ? "note" : "error", row.name, row.sentence, json);
+  if (!compared) AddNotification("error", row.name, row.sentence, json);
+  const TSummary summary = Summarize(report);
+  if (StateOf(report, summary) == EState::kNothingCompared) {
+    AddNotification("warning", row.name, StateReason(report, summary), json);
+  }
+  for (const std::string& notice : Notices(report, options)) {
+    AddNotification("warning", row.name, notice, json);
   }
   for (const std::string& error : report.errors) {
     AddNotification(compared ? "note" : "error", row.name, error, json);
@@ -178,13 +183,13 @@ void AddMachine(const TReport& report, TJsonWriter& json) {
 
 }  // namespace
 
-void RenderSarif(const TReport& report, const TRenderOptions& /*options*/, IOutput& output) {
+void RenderSarif(const TReport& report, const TRenderOptions& options, IOutput& output) {
   std::string text;
   TJsonWriter json(text);
   json.Object(kJsonDocument).Text("$schema", "https://json.schemastore.org/sarif-2.1.0.json");
   json.Text("version", "2.1.0").List("runs").Object(kJsonLines);
   AddTool(report, json);
-  AddInvocation(report, json);
+  AddInvocation(report, options, json);
   if (HasFolder(report)) {
     json.Object("originalUriBaseIds").Object(kBase);
     json.Text("uri", FolderAddress(report.catalogue.path)).End().End();

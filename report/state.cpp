@@ -77,9 +77,10 @@ std::string StateReason(const TReport& report, const TSummary& summary) {
     case EState::kFailed:
       break;
   }
-  std::string reason(RowOf(report.outcome).sentence);
-  if (!report.errors.empty()) reason += ' ' + report.errors.front();
-  return reason;
+  // The cause is the first error, which every format shows: only where the outcome says nothing of
+  // it is it the reason as well.
+  const bool saysWhy = report.outcome != EOutcome::kFailed || report.errors.empty();
+  return saysWhy ? std::string(RowOf(report.outcome).sentence) : report.errors.front();
 }
 
 // What is installed.

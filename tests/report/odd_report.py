@@ -87,7 +87,8 @@ def state_of(records, errors, outcome):
     """State and reason, as the program finds them."""
     if outcome in FAILURES:
         sentence = "There is no catalogue at that place." if outcome == "no-catalogue" else "The check failed."
-        return {"state": "failed", "stateReason": " ".join([sentence, *errors[:1]])}
+        return {"state": "failed",
+                "stateReason": errors[0] if errors and outcome == "failed" else sentence}
     if any(record["verdict"] == "outdated" and "waived" not in record for record in records):
         return {"state": "updates"}
     if any(record["verdict"] != "unknown" for record in records):

@@ -52,8 +52,12 @@ TEST(State, AWaivedRecordIsNoUpdateButWasCompared) {
 TEST(State, TheReasonNamesTheCause) {
   EXPECT_EQ(ReasonOf(SampleReport()), "");
   EXPECT_EQ(ReasonOf(ReportOf({kCurrent})), "");
-  EXPECT_EQ(ReasonOf(FailedReport()),
-            "There is no catalogue at that place. index.xml: \"no\" such file | really");
+  EXPECT_EQ(ReasonOf(FailedReport()), "There is no catalogue at that place.");
+  TReport failed = FailedReport();
+  failed.outcome = EOutcome::kFailed;
+  EXPECT_EQ(ReasonOf(failed), failed.errors.front());
+  failed.errors.clear();
+  EXPECT_EQ(ReasonOf(failed), "The check failed.");
   TReport report = ReportOf({});
   EXPECT_EQ(ReasonOf(report),
             "the catalogue offers updates for this machine, but none for what is installed");

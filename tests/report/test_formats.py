@@ -276,7 +276,10 @@ class Standards(FormatTest):
             self.assertEqual(bill["components"][1:], [
                 self.component_of(record, number)
                 for number, record in enumerate(expected["records"], 1)])
-            said = self.properties(outcome=expected["outcome"], catalogue=expected["catalogue"]["path"])
+            said = self.properties(**{name: expected[name] for name in (
+                "outcome", "state", "stateReason") if name in expected})
+            said += self.properties(**{"notice": notice for notice in expected["notices"]},
+                                    catalogue=expected["catalogue"]["path"])
             if not failed:
                 said += self.properties(catalogueModified=expected["catalogue"]["modified"])
             self.assertEqual(bill["properties"], said + [
@@ -325,11 +328,14 @@ class Standards(FormatTest):
             (invocation,) = run["invocations"]
             self.assertEqual((invocation["executionSuccessful"], invocation["endTimeUtc"]),
                              (not failed, expected["generated"]))
-            causes = [] if expected["outcome"] == "done" else [SENTENCES[expected["outcome"]]]
+            said = [(SENTENCES[expected["outcome"]], "error")] if failed else []
+            if expected["state"] == "nothing-compared":
+                said.append((expected["stateReason"], "warning"))
+            said += [(notice, "warning") for notice in expected["notices"]]
+            said += [(error, "error" if failed else "note") for error in expected["errors"]]
             self.assertEqual([(text_of_message(told["message"]), told["level"], told["descriptor"])
                               for told in invocation["toolExecutionNotifications"]],
-                             [(cause, "error" if failed else "note", {"id": expected["outcome"]})
-                              for cause in causes + expected["errors"]])
+                             [(*told, {"id": expected["outcome"]}) for told in said])
             self.assertEqual(
                 [self.read_result(result) for result in run["results"]],
                 [self.result_of(record, "waived" in expected["summary"])
