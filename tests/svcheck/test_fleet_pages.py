@@ -66,7 +66,8 @@ class Index(FleetPagesTest):
         self.assertRegex(rows[1][2], rf"^unknown-machine\n{UNTYPED}; collect it anew")
         self.assertEqual(rows[2][1:], ["4638", "outdated", "1", "0", "0", "0"])
         self.assertEqual(rows[4][1:3], [
-            "9999", "unknown\nThe catalogue offers nothing for this machine."])
+            "9999", "unknown\nthe catalogue's only element is not for machine type 9999; its only "
+                    "type is 4638"])
         self.assertEqual(rows[5][1:], ["4638", "current", "0", "0", "0", "1"])
         self.assertEqual(self.text("h1"), "2 of 6 machines have updates to install")
         self.assertIn("2 could not be compared", self.text(".lead"))
