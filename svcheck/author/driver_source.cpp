@@ -107,7 +107,7 @@ class TCollecting {
       if (std::none_of(list.drivers.begin(), list.drivers.end(),
                        [&](const TDriver& other) { return AreOne(other, driver); })) {
         list.unversioned -= silent.erase(ComparedName(driver.file));
-        Keep(driver);
+        KeepUsable(driver);
       }
     }
   }
@@ -157,11 +157,18 @@ class TCollecting {
       return;
     }
     const std::string file = name.substr(0, name.size() - ending.compression.size());
+    KeepUsable({file, version, ending.platform, origin});
+  }
+
+  // Where name and version can stand in a catalogue.
+  void KeepUsable(const TDriver& driver) {
+    const auto& [file, version, platform, origin] = driver;
     if (version.find("-#") != version.npos || file.find("-#") != file.npos ||
         report::PlainLine(file) != file || report::Trim(file) != file) {
-      return Remark(fmt::format("{}: {} {} cannot stand in a catalogue", origin, file, version));
+      return Remark(fmt::format("{}: {} {} cannot stand in a catalogue", origin,
+                                report::PlainLine(file), version));
     }
-    Keep({file, version, ending.platform, origin});
+    Keep(driver);
   }
 
   // Of two drivers of one name the later one.

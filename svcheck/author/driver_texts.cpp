@@ -37,6 +37,7 @@ class TDkms {
       if (!name.starts_with(kBuilt)) continue;
       const std::string number = name.substr(kBuilt.size());
       const std::string installed = Resolved(Find("DEST_MODULE_NAME" + number, value));
+      if (installed.empty()) throw TError("it says no name of a module");
       drivers.push_back({installed + ".ko", version});
     }
     // Of one module the name is that of the package unless it is said.

@@ -23,6 +23,7 @@ namespace {
 
 constexpr la_int64_t kMaxMember = 256 << 20;
 constexpr std::size_t kBlock = 1 << 16;
+constexpr const char* kOutOfProportion = "unpacked it is out of proportion to its size";
 
 // What packages of kernels and drivers become is 3 to 10 times their size.
 constexpr std::uint64_t kAlways = 64U << 20U;
@@ -93,7 +94,8 @@ la_ssize_t ReadBlock(archive* reader, char* to, std::size_t size) {
   return count;
 }
 
-std::string ReadMember(archive* reader, archive_entry* entry) {
+// Of `left` bytes at most.
+std::string ReadMember(archive* reader, archive_entry* entry, std::uint64_t left) {
   std::string bytes;
   if (::archive_entry_size(entry) > kMaxMember) throw TError("a driver is too large");
   std::string block(kBlock, '\0');
@@ -101,6 +103,7 @@ std::string ReadMember(archive* reader, archive_entry* entry) {
     if (static_cast<la_int64_t>(bytes.size()) + count > kMaxMember) {
       throw TError("a driver is too large");
     }
+    if (bytes.size() + static_cast<std::uint64_t>(count) > left) FailBecause(kOutOfProportion);
     bytes.append(block, 0, static_cast<std::size_t>(count));
   }
   return bytes;
@@ -125,7 +128,7 @@ class TInner {
     const la_ssize_t count = ::archive_read_data(self.outer, self.block.data(), self.block.size());
     if (count < 0) return self.FailRead(inner, ::archive_error_string(self.outer));
     if (static_cast<std::uint64_t>(count) > self.left) {
-      return self.FailRead(inner, "unpacked it is out of proportion to its size");
+      return self.FailRead(inner, kOutOfProportion);
     }
     self.left -= static_cast<std::uint64_t>(count);
     return count;
@@ -144,14 +147,16 @@ class TInner {
 };
 
 void TakeEntries(archive* reader, const std::function<bool(const std::string&)>& isWanted,
-                 const TTakeMember& take) {
+                 const TTakeMember& take, std::uint64_t left = kMost) {
   archive_entry* entry = nullptr;
   while (NextEntry(reader, entry)) {
     const std::string name = NameOf(entry);
     if (::archive_entry_filetype(entry) != AE_IFREG || !isWanted(name)) continue;
     // A second name of a file that was read before has no bytes of its own.
     if (::archive_entry_hardlink(entry) != nullptr) continue;
-    take(name, ReadMember(reader, entry));
+    const std::string bytes = ReadMember(reader, entry, left);
+    left -= bytes.size();
+    take(name, bytes);
   }
 }
 
@@ -218,13 +223,7 @@ void ReadArchive(const std::filesystem::path& path, int (*addFormat)(archive*),
                  const TTakeMember& take) {
   const TArchive files = NewReader(addFormat);
   OpenFile(files.get(), path);
-  const std::uint64_t limit = LimitOf(path);
-  std::uint64_t taken = 0;
-  TakeEntries(files.get(), isWanted, [&](const std::string& name, std::string_view bytes) {
-    taken += bytes.size();
-    if (taken > limit) FailBecause("unpacked it is out of proportion to its size");
-    take(name, bytes);
-  });
+  TakeEntries(files.get(), isWanted, take, LimitOf(path));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Packages of drivers: the first byte tells a .deb from an .rpm.
 #include <sys/resource.h>
+#include <array>
 
 #include <filesystem>
 #include <stdexcept>
@@ -25,7 +26,9 @@ bool HasStartedProcesses() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const TScratchFolder folder;
   if (size == 0) return 0;
-  const char* const name = data[0] % 2 == 0 ? "package.deb" : "package.rpm";
+  constexpr std::array kArchives = {"archive.zip", "archive.cab", "archive.iso"};
+  const char* const package = data[0] % 2 == 0 ? "package.deb" : "package.rpm";
+  const char* const name = data[0] < 0x80 ? package : kArchives[data[0] % kArchives.size()];
   folder.Write(name, AsText(data + 1, size - 1));
   std::size_t taken = 0;
   try {

@@ -117,7 +117,8 @@ class BuildTest(ProgramTest):
                            ("PACKAGE_NAME=x\nPACKAGE_VERSION=$(date)\n", "shell"),
                            ("PACKAGE_NAME=x\nPACKAGE_VERSION=#MODULE_VERSION#\n", "PACKAGE_VERSION"),
                            ("PACKAGE_NAME=$PACKAGE_NAME\nPACKAGE_VERSION=1\n", "shell"),
-                           ("PACKAGE_NAME=../x\nPACKAGE_VERSION=1\n", "shell")):
+                           ("PACKAGE_NAME=../x\nPACKAGE_VERSION=1\n", "shell"),
+                           ("PACKAGE_NAME=x\nPACKAGE_VERSION=1\nBUILT_MODULE_NAME=\n", "module")):
             with self.subTest(text):
                 self.write("in/dkms.conf", text)
                 result = self.build("--drivers", "in", *MACHINES)
@@ -140,6 +141,10 @@ class BuildTest(ProgramTest):
                 result = self.build("--drivers", path, *MACHINES)
                 self.assertEqual(self.offered(), offered)
                 self.assertEqual(result.stderr, "")
+        self.write("drv/x.inf", inf + "a-#b.sys=1\nc\x01.sys=1\n")
+        result = self.build("--drivers", "drv", *MACHINES)
+        self.assertEqual(self.offered(), offered)
+        self.assertEqual(result.stderr.count("cannot stand in a catalogue"), 2)
         for text in (inf.replace(", 5.1.2600.1", ""), inf.replace("5.1.2600.1", "%v%"), ""):
             self.write("drv/x.inf", text)
             result = self.build("--drivers", "drv", *MACHINES)
