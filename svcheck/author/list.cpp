@@ -231,14 +231,23 @@ std::unique_ptr<TWriter> WriterOf(const TCommand& command, TOutput& output) {
 }
 
 // What is mistyped shows nothing, which would look like an answer.
-void DemandChoices(const TCommand& command) {
+void DemandMachineTypes(const TCommand& command) {
   for (const std::string& type : command.machineTypes) {
     if (IsMachineType(type)) continue;
     throw TError(fmt::format("--machine \"{}\" is no machine type; give it alone, as 4638", type),
                  EErrorKind::kUsage);
   }
+}
+
+// The same of a system: a code that there is, or one that the catalogue names.
+void DemandSystems(const TCommand& command, const std::vector<TUpdate>& updates) {
   for (const std::string& system : command.systems) {
-    if (IsSystem(system)) continue;
+    const bool isNamed = std::any_of(updates.begin(), updates.end(), [&](const TUpdate& update) {
+      const auto& names = update.Values(rules::kUpdateSystems);
+      return std::any_of(names.begin(), names.end(),
+                         [&](const std::string& name) { return EqualWords(name, system); });
+    });
+    if (isNamed || IsSystem(system)) continue;
     throw TError(fmt::format("--os \"{}\" is unknown; there are {}", system, KnownSystems()),
                  EErrorKind::kUsage);
   }
@@ -247,7 +256,7 @@ void DemandChoices(const TCommand& command) {
 }  // namespace
 
 int ListCatalogue(const TCommand& command, const IProgram& program) {
-  DemandChoices(command);
+  DemandMachineTypes(command);
   const TCatalogue catalogue =
       ReadCatalogue(PathOf(command.folder), command.isLive, PathOf(command.dataFolder));
   if (const TFile* const file = FirstUnusable(catalogue)) {
@@ -255,6 +264,7 @@ int ListCatalogue(const TCommand& command, const IProgram& program) {
                  EErrorKind::kCatalogue);
   }
   std::vector<TUpdate> shown = UpdatesOf(catalogue);
+  DemandSystems(command, shown);
   const std::size_t all = shown.size();
   std::erase_if(shown, [&](const TUpdate& update) { return !IsShown(update, command); });
   const auto output = program.Open(command.output);

@@ -108,16 +108,22 @@ class ListTest(ProgramTest):
     def test_filters(self):
         for options, names in ((("--machine", "4638"), {"a", "c"}), (("--machine", "463"), set()),
                                (("--os", "RHEL5"), {"a", "b"}), (("--os", "windows 2003"), {"c"}),
+                               (("--os", "debian12"), {"d"}), (("--os", "RHEL6"), set()),
                                (("--machine", "4638", "--os", "RHEL5_64"), {"a"})):
             folder = self.catalogue(
                 element(name="a", applicableOperatingSystems=["RHEL5_64"]),
                 element(name="b", applicableMachineTypes=["-[4620]-"],
                         applicableOperatingSystems=["RHEL5"]),
-                element(name="c", applicableOperatingSystems=["Windows 2003"]))
+                element(name="c", applicableOperatingSystems=["Windows 2003"]),
+                element(name="d", applicableOperatingSystems=["DEBIAN12"],
+                        applicableMachineTypes=["-[4620]-"]))
             with self.subTest(options):
                 report = self.list(folder, *options)
                 self.assertEqual({item["name"] for item in report["elements"]}, names)
-                self.assertEqual((report["shown"], report["all"]), (len(names), 3))
+                self.assertEqual((report["shown"], report["all"]), (len(names), 4))
+                result = self.run_program("catalogue", "list", folder, "--os", "UBUNTU")
+                self.assertEqual(result.returncode, 64)
+                self.assertIn('--os "UBUNTU" is unknown', result.stderr)
 
     def test_machine_types_that_are_names_of_products(self):
         q35, dell = "Standard PC (Q35 + ICH9, 2009)", "PowerEdge R750"
