@@ -6,8 +6,6 @@
 
 #include "host/hskcore/exception.h"
 #include "host/xmlparser/namespace_populator.h"
-#include "host/xmlparser/xml_parser.h"
-#include "rivals/whole_file.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 
 int main(int count, char** arguments) {
@@ -15,11 +13,8 @@ int main(int count, char** arguments) {
   try {
     const auto objects = svc::MakeInMemoryNamespace();
     NQRXHSK20::TNamespacePopulator::PopulateFromXMLFile(objects, arguments[1]);
-    const TWholeFile file = ReadWholeFile(arguments[2]);
-    NQRXHSK20::TCIMXMLParser parser(objects);
-    parser.SetSV402Mode();
-    parser.Parse(file.bytes);
-    std::free(file.bytes);
+    // The way that a prepared document goes, too.
+    NQRXHSK20::TNamespacePopulator::PopulateFromXMLFile(objects, arguments[2]);
     return 0;
   } catch (const NQRXHSK20::THSKException& error) {
     std::fprintf(stderr, "%s\n", error.what());

@@ -15,10 +15,7 @@ constexpr std::size_t kOwnBlockPart = 8;
 }  // namespace
 
 char* TArena::AllocateSlowly(std::size_t size) {
-  const std::size_t nextSize = spare
-                                   ? spare.get_deleter().size
-                                   : std::min(std::max(blockSize * 2, kFirstBlock), kLargestBlock);
-  if (size > nextSize / kOwnBlockPart) {
+  if (size > NextBlockSize() / kOwnBlockPart) {
     return blocks.emplace_back(std::make_unique_for_overwrite<char[]>(size)).get();
   }
   MakeRoom(size);
@@ -26,16 +23,14 @@ char* TArena::AllocateSlowly(std::size_t size) {
 }
 
 void TArena::MakeRoom(std::size_t size) {
-  std::size_t nextSize = spare ? spare.get_deleter().size
-                               : std::min(std::max(blockSize * 2, kFirstBlock), kLargestBlock);
-  if (spare && size <= nextSize) {
-    next = pageBlocks.emplace_back(std::move(spare)).get();
-  } else {
-    nextSize = std::max(nextSize, size);
-    next = blocks.emplace_back(std::make_unique_for_overwrite<char[]>(nextSize)).get();
-    blockSize = std::min(nextSize, kLargestBlock);
-  }
-  end = next + nextSize;
+  blockSize = NextBlockSize();
+  const std::size_t thisSize = std::max(blockSize, size);
+  next = blocks.emplace_back(std::make_unique_for_overwrite<char[]>(thisSize)).get();
+  end = next + thisSize;
+}
+
+std::size_t TArena::NextBlockSize() const noexcept {
+  return std::min(std::max(blockSize * 2, kFirstBlock), kLargestBlock);
 }
 
 }  // namespace svc

@@ -12,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/hskcore/os_platform.h"
-
 namespace svc {
 
 // Pieces never move and live as long as the arena. Blocks grow with what was asked for; a piece
@@ -42,21 +40,13 @@ class TArena {
   }
   void Take(char* writtenEnd) noexcept { next = writtenEnd; }
 
-  // Whether it stores so much that pages are of use, and has none left for its next block.
-  bool WantsPages() const noexcept { return !spare && blockSize >= kSmallestForPages; }
-  // Takes them for its next block.
-  void Give(TPages pages) noexcept { spare = std::move(pages); }
-
  private:
-  static constexpr std::size_t kSmallestForPages = 1 << 16;
-
   char* AllocateSlowly(std::size_t size);
   void MakeRoom(std::size_t size);
+  std::size_t NextBlockSize() const noexcept;
 
   boost::shared_ptr<const TArena> below;
   std::vector<std::unique_ptr<char[]>> blocks;
-  std::vector<TPages> pageBlocks;
-  TPages spare;
   char* next = nullptr;
   char* end = nullptr;
   std::size_t blockSize = 0;

@@ -91,11 +91,6 @@ class TCimState {
   const TShapeTable& Shapes() const noexcept { return shapes; }
   const TRow& Row(TRowId id) const noexcept { return rows[id]; }
   TRowId RowCount() const noexcept { return rows.size(); }
-  // What has use for pages now; null when nothing has.
-  TArena* TakerOfPages() noexcept {
-    if (texts->WantsPages()) return texts.get();
-    return cellMemory.WantsPages() ? &cellMemory : nullptr;
-  }
   // The memory of every text, which lives as long as a holder.
   const boost::shared_ptr<TArena>& Texts() const noexcept { return texts; }
 

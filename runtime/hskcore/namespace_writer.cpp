@@ -8,7 +8,6 @@
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/in_memory_objects.h"
-#include "runtime/hskcore/os_platform.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace svc {
@@ -236,17 +235,6 @@ void TNamespaceWriter::Finish() {
 }
 
 void TNamespaceWriter::Abandon() noexcept { state->Drop(); }
-
-bool TNamespaceWriter::WantsPages() const noexcept {
-  return state->cim != nullptr && state->cim->TakerOfPages() != nullptr;
-}
-
-bool TNamespaceWriter::TakePages(std::span<char> pages) noexcept {
-  TPages taken = svc::TakePages(pages);
-  if (!taken) return false;
-  state->cim->TakerOfPages()->Give(std::move(taken));
-  return true;
-}
 
 TClassId TNamespaceWriter::FindClass(std::string_view name) const noexcept {
   return state->target->State().FindClass(name);

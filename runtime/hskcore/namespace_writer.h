@@ -6,7 +6,6 @@
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string_view>
 
 #include "host/hskcore/cim.h"
@@ -83,12 +82,6 @@ class HSKCORE_API TNamespaceWriter {
 
   void Finish();
   void Abandon() noexcept;
-
-  // Whether it has use for memory that the caller needs no more.
-  bool WantsPages() const noexcept;
-  // Takes whole pages for what is stored from here on: zeros are read where they were. False where
-  // that cannot be done.
-  bool TakePages(std::span<char> pages) noexcept;
 
   // kNoClass when there is no class of that name.
   TClassId FindClass(std::string_view name) const noexcept;

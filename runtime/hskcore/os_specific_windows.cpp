@@ -115,9 +115,4 @@ TMemoryFile::~TMemoryFile() = default;
 
 std::size_t BlockSize(void* block) noexcept { return _msize(block); }
 
-// Windows moves no pages of a heap.
-std::span<char> WholePages(std::span<char>) noexcept { return {}; }
-void TUnmap::operator()(char*) const noexcept {}
-TPages TakePages(std::span<char>) noexcept { return {}; }
-
 }  // namespace svc

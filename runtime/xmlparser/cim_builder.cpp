@@ -4,7 +4,6 @@
 
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/os_platform.h"
 #include "runtime/hskcore/value_text.h"
 #include "runtime/xmlparser/cim_elements.h"
 
@@ -55,13 +54,13 @@ void TCimBuilder::CheckDialect(std::optional<std::string_view> version) {
 }
 
 void TCimBuilder::ReadContainer(EElement container) {
-  spent.Keep(tokens.Reader().Here());  // The tags of the open elements.
   const auto readChild = [&] {
     if (!tokens.NextChild()) return false;
     ReadChild(container);
     return true;
   };
-  while (InWindow(readChild)) spent.Offer(tokens.Reader().Here());
+  while (InWindow(readChild)) {
+  }
 }
 
 void TCimBuilder::ReadChild(EElement container) {
@@ -263,15 +262,6 @@ void TCimBuilder::Collect(TClassId id) {
   if (isCollected[id]) return;
   isCollected[id] = true;
   classes.push_back(id);
-}
-
-void TSpentText::HandOver(char* at) {
-  const std::span<char> pages = WholePages({at - kPiece, at - 1});
-  begin = at;
-  if (isRefused || pages.empty()) return;
-  const std::size_t lineEnds = text.LineEndsWithin(pages);
-  isRefused = !writer.TakePages(pages);
-  if (!isRefused) text.Lose(lineEnds);
 }
 
 }  // namespace svc::xml

@@ -16,40 +16,13 @@
 
 namespace svc::xml {
 
-// Hands the memory of what was read to the namespace, which stores texts in it: fresh pages, which
-// the system has to find and to clear, cost more than reading the document that fills them. With
-// fresh ones a catalogue takes 1.17 times as long to load, and a third of the file more at the
-// peak. Borrows both.
-class TSpentText {
- public:
-  TSpentText(TDocumentText& text, TNamespaceWriter& writer) : text(text), writer(writer) {}
-
-  // What stands before `at` is still needed.
-  void Keep(char* at) { begin = at; }
-  // What was read before `at`, and is not kept, is needed no more.
-  void Offer(char* at) {
-    if (at - begin >= kPiece && text.Window() == nullptr && writer.WantsPages()) HandOver(at);
-  }
-
- private:
-  // Small enough for what was read last to be in a cache of the processor's own.
-  static constexpr std::ptrdiff_t kPiece = 1 << 18;
-
-  void HandOver(char* at);
-
-  TDocumentText& text;
-  TNamespaceWriter& writer;
-  char* begin = nullptr;
-  bool isRefused = false;
-};
-
 enum class EDialect : std::uint8_t { kAny, kCatalogue402 };
 
 class TCimBuilder {
  public:
   // Borrows both.
   TCimBuilder(TXmlReader& reader, TNamespaceWriter& writer)
-      : tokens(reader), writer(writer), spent(reader.Document(), writer) {}
+      : tokens(reader), writer(writer) {}
 
   // Reads the document up to the end tag of its root element, of a whole file also what follows
   // it. Throws TDocumentError; what was complete before stays in the namespace. What is wrong in
@@ -98,7 +71,6 @@ class TCimBuilder {
 
   TCimTokens tokens;
   TNamespaceWriter& writer;
-  TSpentText spent;
   TMemberPlan plan;
   TClassId instanceClass = kNoClass;  // Of the open instance.
   // Of the member that is read token by token: what the plan may learn.

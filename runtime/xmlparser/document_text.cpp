@@ -46,14 +46,6 @@ std::size_t TDocumentText::LineAt(const char* at) const {
   return static_cast<std::size_t>(std::max<std::ptrdiff_t>(line, 1));
 }
 
-// A pair that an edge divides is counted on the outer side of the edge.
-std::size_t TDocumentText::LineEndsWithin(std::span<const char> bytes) const {
-  const char* const first = bytes.data();
-  const char* const last = first + bytes.size();
-  const auto divides = [](const char* edge) { return edge[-1] == '\r' && edge[0] == '\n'; };
-  return CountLineEnds(first, last) - (divides(first) ? 1 : 0) - (divides(last) ? 1 : 0);
-}
-
 std::size_t TLineCounter::LineAt(const char* at) {
   lineEnds += CountLineEnds(last, at);
   last = at;

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <exception>
-#include <span>
 #include <string>
 
 #include "host/hskcore/status.h"
@@ -70,10 +69,6 @@ class TDocumentText {
   // Fills what the rewritten text leaves of the stretch.
   void Close();
   std::size_t LineAt(const char* at) const;
-  // The line ends of the source within bytes that were read, neither the first nor the last ones.
-  std::size_t LineEndsWithin(std::span<const char> bytes) const;
-  // So many line ends, of bytes that were read, are no longer in the text.
-  void Lose(std::size_t lineEnds) { correction += static_cast<std::ptrdiff_t>(lineEnds); }
   // Line ends that were in the source so far and no longer are in the text.
   std::ptrdiff_t LostLineEnds() const { return correction; }
 

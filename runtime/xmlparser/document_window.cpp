@@ -16,6 +16,10 @@ namespace {
   throw TDocumentError(1, std::strerror(errno), NQRXHSK20::THSKStatusCode::kFileUnreadable);
 }
 
+[[noreturn]] void FailAsTooLarge() {
+  throw TDocumentError(1, "an object as large as the document", NQRXHSK20::THSKStatusCode::kFailed);
+}
+
 }  // namespace
 
 TDocumentWindow::TDocumentWindow(std::FILE* file, std::size_t size, std::size_t usual)
@@ -39,14 +43,20 @@ void TDocumentWindow::MoveTo(const char* at) {
 }
 
 // Each time it sees eight times as much. What is read twice by that stays below a sixteenth of the
-// document: where it would not, all that is left of the document is seen at once.
+// document: where it would not, all that is left of the document is seen at once. Where that is
+// nearly all of a large one, it is refused: the plain way reads it as well, and nothing is read
+// twice.
 void TDocumentWindow::Widen(std::size_t offset) {
   constexpr std::size_t kGrowth = 8;
   constexpr std::size_t kMostReadTwice = 16;
+  constexpr std::size_t kLarge = std::size_t{1} << 20;
   readTwice += filled;
   std::size_t wanted = std::max(filled, std::size_t{1}) * kGrowth;
   passed = offset;
-  if (readTwice + wanted > size / kMostReadTwice) wanted = Left();
+  if (readTwice + wanted > size / kMostReadTwice) {
+    if (Left() > kLarge && offset < size / kMostReadTwice) FailAsTooLarge();
+    wanted = Left();
+  }
   wanted = std::min(wanted, Left());
   if (wanted > capacity) Reserve(wanted, nullptr, 0);
   if (std::fseek(file, static_cast<long>(offset), SEEK_SET) != 0) FailToRead();

@@ -10,7 +10,7 @@
 
 namespace svc::xml {
 
-// Throws TDocumentError where the file cannot be read.
+// Throws TDocumentError where the file cannot be read, or is to be seen as a whole.
 class TDocumentWindow {
  public:
   // Large enough for what a catalogue's object takes, small enough for the cache.

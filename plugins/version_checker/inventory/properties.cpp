@@ -94,7 +94,11 @@ std::string& TInventoryOperations::GetValue(const TCIMValue& value, std::string&
   output.reserve(elements.size() * kUsualLength);
   // Deliberate: see "A blank ends an array, too" in docs/one-query.md.
   for (const TCIMValue& element : elements) {
-    output += element.ToString(10);
+    if (const auto text = element.TextView()) {
+      output += *text;
+    } else {
+      output += element.ToString(10);
+    }
     output += ' ';
   }
   return output;

@@ -1,4 +1,4 @@
-// Documents so large that the memory of what was read of them is used again while they are read.
+// Documents of the size that catalogues have, read from one block.
 #include <gtest/gtest.h>
 
 #include "loading.h"
@@ -48,7 +48,6 @@ TEST(LargeDocument, KeepsEveryTextOfSeveralGroups) {
     ASSERT_EQ(ValueOf(instances[i], "P").ToString(10), TextOf(i % kInstances));
 }
 
-// With a pad of one byte or two, pages end within pairs of line ends as well as between them.
 TEST(LargeDocument, IsRefusedForTheRightLine) {
   for (const std::string lineEnd : {"\n", "\r\n", "\r"}) {
     const std::string instances = Instances(lineEnd);

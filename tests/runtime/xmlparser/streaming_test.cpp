@@ -180,6 +180,24 @@ TEST_F(Window, SeesAllBeforeMuchIsReadTwice) {
   EXPECT_EQ(window.End() - window.Begin(), kSize);
 }
 
+// Seen as a whole by a window, it would only be read twice.
+TEST_F(Window, LeavesALargeDocumentOfOneObjectToThePlainWay) {
+  constexpr std::size_t kSize = 2 << 20;
+  Make(kSize, {});
+  const auto widen = [this](std::size_t offset) {
+    TDocumentWindow window(file.get(), kSize, 4000);
+    while (!window.IsAtEnd()) window.Widen(offset);
+    return window.End() - window.Begin();
+  };
+  EXPECT_THROW(widen(0), TDocumentError);
+  EXPECT_THROW(widen(kSize / 16 - 1), TDocumentError);
+  EXPECT_EQ(widen(kSize / 16), kSize - kSize / 16);
+  const TDocumentFile large("<CIM a='" + std::string(kSize, 'x') + "'/>");
+  EXPECT_FALSE(Stream(MakeInMemoryNamespace(), large.Path(), EDialect::kAny, true));
+  EXPECT_EQ(TNamespacePopulator::PopulateFromXMLFile(MakeInMemoryNamespace(), large.Path()).size(),
+            0u);
+}
+
 TEST_F(Window, EndsWithAFileThatHasBecomeShorter) {
   Make(100, {20});
   TDocumentWindow window(file.get(), 150, 60);
