@@ -192,7 +192,10 @@ TCell TInMemoryNamespace::StoreArray(const TCIMValue& value) {
 
 IInstanceSink* TInMemoryNamespace::SinkOf(TClassId id) const noexcept {
   if (sink == nullptr) return nullptr;
-  while (id != kNoClass && state->ClassName(id) != sunkClass) id = state->SuperclassOf(id);
+  // Nearly always it is the class itself, written just so.
+  if (state->ClassName(id) == sunkClass) return sink;
+  const TClassId sunk = state->FindClass(sunkClass);
+  while (id != kNoClass && id != sunk) id = state->SuperclassOf(id);
   return id == kNoClass ? nullptr : sink;
 }
 
