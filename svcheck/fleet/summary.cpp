@@ -177,6 +177,7 @@ void WriteHead(const TSummary& summary, TJsonWriter& json) {
   WriteCounts(summary.Verdicts(), json.Name("verdicts"));
   json.Number("nothingCompared", summary.NothingCompared());
   if (summary.Waived() > 0) json.Number("waived", summary.Waived());
+  if (!summary.Notices().empty()) json.Texts("notices", summary.Notices());
 }
 
 std::string Row(const std::string& name, const TVerdictCounts& counts, std::size_t width) {
@@ -243,6 +244,7 @@ void WriteTable(const TSummary& summary, report::IOutput& output) {
     output.Write(fmt::format("NOTHING COMPARED: of {} no record could be ordered\n",
                              Counted(summary.NothingCompared(), "machine")));
   }
+  for (const std::string& notice : summary.Notices()) output.Write(notice + '\n');
   output.Write(Heads("Machine type", kWidth));
   for (const auto& [type, counts] : summary.MachineTypes()) {
     output.Write(Row(fmt::format("{} ({})", type, Counted(counts.machines, "machine")),

@@ -36,6 +36,12 @@ class TSummary {
   // All lines of one machine. Throws std::runtime_error when they are none of a fleet's results.
   void Add(std::string_view lines);
 
+  // What a reader has to know of all of them, a sentence each.
+  void AddNotices(const std::vector<std::string>& sentences) {
+    notices.insert(notices.end(), sentences.begin(), sentences.end());
+  }
+  const std::vector<std::string>& Notices() const noexcept { return notices; }
+
   std::uint64_t Machines() const noexcept { return machines; }
   // Machines that have an update to install.
   std::uint64_t OutdatedMachines() const noexcept { return outdatedMachines; }
@@ -71,6 +77,7 @@ class TSummary {
   std::unordered_map<std::string, TVerdictCounts> components;  // By both members as written.
   std::map<std::string, TTypeCounts, std::less<>> machineTypes;
   std::vector<TFailedMachine> failed;
+  std::vector<std::string> notices;
   std::string key;  // Reused.
 };
 

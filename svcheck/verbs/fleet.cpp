@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
-#include <map>
 #include <optional>
 #include <string>
 #include <thread>
@@ -20,6 +19,8 @@
 #include "svcheck/fleet/results.h"
 #include "svcheck/fleet/summary.h"
 #include "svcheck/fleet/workers.h"
+#include "svcheck/session/catalogue_folder.h"
+#include "svcheck/session/coverage.h"
 #include "svcheck/session/download.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/report_files.h"
@@ -59,6 +60,7 @@ struct TFleetOptions {
   std::string failOn = "none";
   std::string waivers;
   std::string progress = "auto";
+  std::optional<std::uint64_t> maxAge;  // Of the catalogue, in days.
   int jobs = 0;
   int machineTimeout = kUsualTime;
   bool resume = false;
@@ -80,6 +82,7 @@ class TReports {
   }
 
   const fleet::TSummary& Summary() const noexcept { return summary; }
+  void AddNotices(const std::vector<std::string>& notices) { summary.AddNotices(notices); }
 
   // Returns the exit status.
   int Finish() {
@@ -128,7 +131,7 @@ class TFleetVerb : public IVerb {
   std::optional<TTask> NextTask();
   void CompareAll(fleet::IWorkers& workers, TReports& reports);
   void Deliver(TAnswer answer, TReports& reports);
-  void TellOfExpiredWaivers() const;
+  void TellOfTime(TReports& reports) const;
   // Throws TError where a path held none.
   void DemandMachines() const;
   bool WantsProgress() const;
@@ -201,6 +204,8 @@ void TFleetVerb::AddOutputs(CLI::App& app) {
       .CommandLineOnly();
   AddText(app, "--waivers", options.waivers,
           "Records that are accepted as they are, whichever machine has them", "FILE");
+  AddCount(app, "--max-age", options.maxAge, "Warn of a catalogue that is older than so many days",
+           "DAYS");
   AddText(app, "--progress", options.progress,
           "Show on standard error how many machines are compared", "WHEN")
       .OneOf({"auto", "always", "never"});
@@ -266,9 +271,9 @@ int TFleetVerb::Run() {
     return reports.Finish();
   }
   fleet::DemandInventories(options.inventories);
-  TellOfExpiredWaivers();
   const auto workers =
       fleet::StartWorkers(Jobs(), std::chrono::seconds(options.machineTimeout), MakeSettings());
+  TellOfTime(reports);
   inputs.emplace(options.inventories);
   done = OpenResults(reports);
   if (options.output != "-") {
@@ -284,12 +289,21 @@ int TFleetVerb::Run() {
   return ended;
 }
 
-void TFleetVerb::TellOfExpiredWaivers() const {
+// Of what is the same for every machine: waivers that have expired, and a catalogue that is too
+// old.
+void TFleetVerb::TellOfTime(TReports& reports) const {
   report::TReport none;
-  none.generated = std::chrono::duration_cast<std::chrono::seconds>(
-                       std::chrono::system_clock::now().time_since_epoch())
-                       .count();
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  none.generated = std::chrono::duration_cast<std::chrono::seconds>(now).count();
   UseWaivers(options.waivers, LoadWaivers(options.waivers), none);
+  if (!options.maxAge) return;
+  const auto folder = Absolute(options.catalogue);
+  none.catalogue = CatalogueIn(folder);
+  const TCatalogueFolder loaded = LoadCatalogueFolder(folder, RequestOf(options.query).dataFolder);
+  if (loaded.elements) none.catalogue.date = DateOf(loaded.elements, none.generated);
+  const auto notices = report::Notices(none, {.maxAge = options.maxAge});
+  std::ranges::for_each(notices, ReportNote);
+  reports.AddNotices(notices);
 }
 
 // A file of lines that has none says so at its end.

@@ -173,7 +173,9 @@ class OnATerminal(CauseTest):
         check = ["check", "--catalogue", "none", "--inventory", SAMPLE / "inventory.xml"]
         shown = self.assert_once(4, words, *check)
         self.assertNotIn("ERROR", shown)
-        self.assert_once(4, words[:2], *check, "--format", "json")
+        _, report = self.on_terminal(*check, "--format", "json")
+        self.assertNotIn("svcheck: ", report)
+        self.assertEqual(json.loads(report[report.index("{"):])["outcome"], "no-catalogue")
         self.assert_once(4, words[:2], *check, "--format", "prometheus")
         self.assert_once(4, words, *check, "--output", "report.txt")
         self.assertIn(words[0], (self.folder / "report.txt").read_text())

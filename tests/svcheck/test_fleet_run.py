@@ -168,6 +168,36 @@ class Interruption(RunTest):
         self.assertEqual((process.returncode, told), (-signal.SIGINT, ""))
 
 
+class Age(RunTest):
+    def run_aged(self, days, *arguments):
+        """A run with a catalogue that was written so many days ago."""
+        then = time.time() - days * 86400 - 3600
+        os.utime(self.folder / "catalogue/index.xml", (then, then))
+        self.machine("in/m.xml")
+        result = self.fleet("--inventories", "in", "--output", "results.ndjson", "--table", "-",
+                            "--json", "summary.json", *arguments)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return result, json.loads((self.folder / "summary.json").read_text()).get("notices")
+
+    def test_of_a_catalogue_is_told_beyond_the_days_allowed(self):
+        result, notices = self.run_aged(4, "--max-age", 3)
+        self.assertEqual(len(notices), 1)
+        self.assertIn("4 days old", notices[0])
+        self.assertEqual(result.stderr, f"svcheck: {notices[0]}\n")
+        self.assertIn(f"\n{notices[0]}\n", result.stdout)
+        quiet, notices = self.run_aged(4, "--max-age", 3, "--quiet")
+        self.assertEqual((quiet.stderr, len(notices)), ("", 1))
+
+    def test_of_a_catalogue_within_them_is_not(self):
+        for arguments in (["--max-age", 5], ["--max-age", 4], []):
+            result, notices = self.run_aged(4 if arguments != ["--max-age", 4] else 3, *arguments)
+            self.assertEqual((result.stderr, notices), ("", None), arguments)
+
+    def test_counts_from_the_catalogues_own_date(self):
+        self.catalogue(element(**OFFERED, ReleaseDate="2001-02-03"))
+        self.assertEqual(len(self.run_aged(0, "--max-age", 3)[1]), 1)
+
+
 class Progress(RunTest):
     def test_is_shown_when_asked_for_and_cleared(self):
         for name in range(3):
