@@ -25,6 +25,11 @@ constexpr void (*kSources[])(const TMachine&, TInventory&) = {
     ReadMegaRaid,
     ReadMpt,
     ReadDrivers,
+    ReadDisks,
+    ReadNetworkDevices,
+    ReadTpms,
+    ReadMicrocode,
+    ReadResourceTable,
 };
 
 // Where there is no table at all, nothing is missing that the machine could have told.

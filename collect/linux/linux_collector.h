@@ -6,6 +6,7 @@
 
 #include "collect/cim_xml.h"
 #include "collect/collector.h"
+#include "collect/firmware_device.h"
 #include "collect/linux/tree.h"
 #include "collect/smbios.h"
 
@@ -48,6 +49,15 @@ void ReadBroadcom(const TMachine& machine, TInventory& inventory);
 void ReadMegaRaid(const TMachine& machine, TInventory& inventory);
 void ReadMpt(const TMachine& machine, TInventory& inventory);
 void ReadDrivers(const TMachine& machine, TInventory& inventory);
+// Into the class for firmware of any kind.
+void ReadDisks(const TMachine& machine, TInventory& inventory);
+void ReadTpms(const TMachine& machine, TInventory& inventory);
+void ReadMicrocode(const TMachine& machine, TInventory& inventory);
+void ReadResourceTable(const TMachine& machine, TInventory& inventory);
+void ReadNetworkDevices(const TMachine& machine, TInventory& inventory);
+
+// The numbers of a PCI device by its folder.
+TPciNumbers ReadPciNumbers(const TTree& tree, const std::string& device);
 
 }  // namespace svc::collect
 

@@ -13,8 +13,10 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <set>
 #include <utility>
 
+#include "collect/firmware_device.h"
 #include "collect/linux/linux_collector.h"
 #include "collect/linux/network.h"
 #include "collect/linux/tree.h"
@@ -151,7 +153,8 @@ std::string EthtoolFirmwareVersion(const std::string& interfaceName) {
   return version == "N/A" ? std::string() : version;
 }
 
-// Broadcom network devices: found by their PCI ids, their firmware asked of the driver.
+// Network devices: found by their PCI ids, their firmware asked of the driver. Those of Broadcom
+// have a class of their own.
 
 namespace {
 
@@ -161,33 +164,43 @@ constexpr std::string_view kNetworkClass = "0x02";
 
 struct TNetworkDevice {
   std::string address;        // "0000:01:00.0"
-  std::string id;             // vendor and device, "14e41657"
   std::string interfaceName;  // empty without a driver
+  TPciNumbers numbers;
+
+  bool IsBroadcom() const { return numbers.vendor == kBroadcom; }
+  // Vendor and device, "14e41657".
+  std::string Id() const {
+    return std::string(kBroadcom.substr(2)) + numbers.device.substr(numbers.device.find('x') + 1);
+  }
+  const std::string& Name() const { return interfaceName.empty() ? address : interfaceName; }
 };
 
 std::vector<TNetworkDevice> NetworkDevices(const TTree& tree) {
   std::vector<TNetworkDevice> devices;
   for (const std::string& address : tree.List(kPciDevices)) {
     const std::string folder = std::string(kPciDevices) + "/" + address;
-    if (tree.ReadLine(folder + "/vendor") != kBroadcom) continue;
     if (!tree.ReadLine(folder + "/class").starts_with(kNetworkClass)) continue;
-    const std::string device = tree.ReadLine(folder + "/device");
     const std::vector<std::string> interfaces = tree.List(folder + "/net");
-    devices.push_back({address,
-                       std::string(kBroadcom.substr(2)) + device.substr(device.find('x') + 1),
-                       interfaces.empty() ? std::string() : interfaces.front()});
+    devices.push_back({address, interfaces.empty() ? std::string() : interfaces.front(),
+                       ReadPciNumbers(tree, folder)});
   }
   return devices;
 }
 
 // The firmware as a whole where the driver tells of it, else the part that others know it by.
-std::string FirmwareVersion(const TNetworkDevice& device) {
+struct TToldVersion {
+  std::string version;  // Empty where nobody tells one.
+  const char* source;
+};
+
+TToldVersion FirmwareVersion(const TNetworkDevice& device) {
   const auto versions = DevlinkRunningVersions("pci", device.address);
   for (const char* name : {"fw", "fw.mgmt", "fw.app"}) {
-    if (const auto found = versions.find(name); found != versions.end()) return found->second;
+    if (const auto found = versions.find(name); found != versions.end())
+      return {found->second, "devlink"};
   }
-  return device.interfaceName.empty() ? std::string()
-                                      : EthtoolFirmwareVersion(device.interfaceName);
+  if (device.interfaceName.empty()) return {};
+  return {EthtoolFirmwareVersion(device.interfaceName), "ethtool"};
 }
 
 std::string WhyMissing(const TMachine& machine, const TNetworkDevice& device) {
@@ -200,17 +213,34 @@ std::string WhyMissing(const TMachine& machine, const TNetworkDevice& device) {
 
 void ReadBroadcom(const TMachine& machine, TInventory& inventory) {
   for (const TNetworkDevice& device : NetworkDevices(machine.tree)) {
-    const std::string version = machine.tree.IsLive() ? FirmwareVersion(device) : std::string();
+    if (!device.IsBroadcom()) continue;
+    const std::string version =
+        machine.tree.IsLive() ? FirmwareVersion(device).version : std::string();
     if (version.empty()) {
       inventory.Note(fmt::format("{}/{}: Broadcom network device: {}; left out", kPciDevices,
                                  device.address, WhyMissing(machine, device)));
       continue;
     }
-    const std::string& name = device.interfaceName.empty() ? device.address : device.interfaceName;
     inventory.Add(TInstance("QRXSG_BcmDeviceFirmwareElement")
-                      .Set("Name", name)
-                      .Set("SoftwareElementID", device.id)
+                      .Set("Name", device.Name())
+                      .Set("SoftwareElementID", device.Id())
                       .Set("Version", version));
+  }
+}
+
+// Many drivers, such as those of virtual machines, have no firmware to tell of, and a captured tree
+// has none of it: nothing is missing then.
+void ReadNetworkDevices(const TMachine& machine, TInventory& inventory) {
+  if (!machine.tree.IsLive()) return;
+  std::set<std::pair<std::string, std::string>> told;  // Ports of one adapter run one firmware.
+  for (const TNetworkDevice& device : NetworkDevices(machine.tree)) {
+    if (device.IsBroadcom()) continue;
+    const TToldVersion firmware = FirmwareVersion(device);
+    const std::string adapter = device.address.substr(0, device.address.rfind('.'));
+    if (firmware.version.empty() || !told.emplace(adapter, firmware.version).second) continue;
+    AddDevice({device.Name(), "", firmware.version, "", PciIdentifiers("PCI", device.numbers),
+               firmware.source},
+              inventory);
   }
 }
 

@@ -128,6 +128,36 @@ TEST_F(NetworkDevices, HaveTheVersionThatTheirDriverTellsOfTheWholeElseOfAPart) 
   EXPECT_EQ(Tell(script), Element("5719-v1.46"));
 }
 
+TEST_F(NetworkDevices, OfOtherMakersAreFirmwareOfAnyKind) {
+  SKIP_WITHOUT_A_ROOT();
+  TScript script;
+  script.ethtool = "1";
+  script.running = {{"fw", "1"}};
+  source = ReadNetworkDevices;
+  EXPECT_EQ(Tell(script), "") << "Broadcom's have a class of their own";
+  for (const std::string port : {"0000:01:00.0/", "0000:01:00.1/"}) {
+    tree.Write("/sys/bus/pci/devices/" + port + "vendor", "0x8086\n")
+        .Write("/sys/bus/pci/devices/" + port + "device", "0x1572\n")
+        .Write("/sys/bus/pci/devices/" + port + "subsystem_vendor", "0x8086\n")
+        .Write("/sys/bus/pci/devices/" + port + "subsystem_device", "0x0002\n")
+        .Write("/sys/bus/pci/devices/" + port + "class", "0x020000\n")
+        .Write("/sys/bus/pci/devices/" + port + "net/eth0/mtu", "1500\n");
+  }
+  const auto device = [](const std::string& version, const std::string& told) {
+    return "Identifiers=PCI\\VEN_8086&DEV_1572&SUBSYS_80860002 | PCI\\VEN_8086&DEV_1572\n"
+           "Name=eth0\nSource=" +
+           told + "\nVersion=" + version + "\n";
+  };
+  EXPECT_EQ(Tell(script), device("1", "devlink")) << "both ports run one firmware";
+  script.running = {};
+  script.ethtool = "9.20 0x8000d95e";
+  EXPECT_EQ(Tell(script), device("9.20 0x8000d95e", "ethtool"));
+  script.ethtool = "";
+  EXPECT_EQ(Tell(script), "") << "a driver without firmware lacks nothing";
+  source = ReadBroadcom;
+  EXPECT_EQ(Tell(script), "") << "they are not Broadcom's";
+}
+
 TEST_F(NetworkDevices, AreAskedNoLongerThanTheKernelAnswers) {
   SKIP_WITHOUT_A_ROOT();
   TScript script;

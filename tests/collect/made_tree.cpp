@@ -33,6 +33,11 @@ std::vector<TReadInstance> ReadDocument(const std::string& document) {
     for (const pugi::xml_node property : node.node().children("PROPERTY")) {
       instance.properties[property.attribute("NAME").value()] = property.child_value("VALUE");
     }
+    for (const pugi::xml_node property : node.node().children("PROPERTY.ARRAY")) {
+      std::string& elements = instance.properties[property.attribute("NAME").value()];
+      for (const pugi::xml_node value : property.child("VALUE.ARRAY").children("VALUE"))
+        elements += (elements.empty() ? "" : " | ") + std::string(value.child_value());
+    }
     instances.push_back(std::move(instance));
   }
   return instances;

@@ -14,7 +14,8 @@
 
 namespace svc::collect {
 
-// A class name and the properties of one instance, as an independent XML reader finds them.
+// A class name and the properties of one instance, as an independent XML reader finds them;
+// elements of an array are parted by " | ".
 struct TReadInstance {
   std::string className;
   std::map<std::string, std::string> properties;

@@ -136,6 +136,13 @@ class VirtualServer(unittest.TestCase):
     def test_network_driver_tells_its_firmware(self):
         self.assertRegex(self.read("devices.out"), r"(?m)^ethtool=\d+\.\d+")
 
+    def test_disk_and_network_adapter_are_firmware_of_any_kind(self):
+        devices = {values["Source"]: values for name, values in self.inventory()
+                   if name == "SVC_FirmwareDevice"}
+        self.assertEqual(devices["nvme"]["Name"], "QEMU NVMe Ctrl")
+        self.assertRegex(devices["nvme"]["Version"], r"^\d+\.\d")
+        self.assertIn(f"ethtool={devices['ethtool']['Version']}\n", self.read("devices.out"))
+
     def test_raid_controller_tells_its_package(self):
         controller = self.the("QRXSG_MegaLSIFWPackageBuildFirmwareElement")
         self.assertEqual(controller["Description"], "LSI MegaRAID SAS 8708EM2")
@@ -176,9 +183,10 @@ class VirtualServer(unittest.TestCase):
                 capture.extractall(tree)
             captured = subprocess.run([options.svcheck, "collect", "--root", tree],
                                       check=True, capture_output=True, text=True)
-        asked = "QRXSG_MegaLSIFWPackageBuildFirmwareElement"
         self.assertEqual(instances(captured.stdout),
-                         [each for each in self.inventory() if each[0] != asked])
+                         [(name, values) for name, values in self.inventory()
+                          if name != "QRXSG_MegaLSIFWPackageBuildFirmwareElement"
+                          and values.get("Source") != "ethtool"])
         self.assertIn("MegaRAID controller", captured.stderr)
 
     def check_records(self, name):
