@@ -60,9 +60,21 @@ void AddRecord(const TRecord& record, std::size_t number, TJsonWriter& json) {
   json.List("properties");
   AddProperty("type", record.type, json);
   AddProperty("verdict", NameOf(record.verdict), json);
+  if (record.verdict == EVerdict::kUnknown && record.why) {
+    AddProperty("reason", TextOf(*record.why), json);
+  }
   AddProperty("offered", record.offered, json);
   AddAcceptance("waived", record.waived, json);
   AddAcceptance("expiredWaiver", record.expiredWaiver, json);
+  json.End().End();
+}
+
+void AddPiece(const TPiece& piece, std::size_t number, TJsonWriter& json) {
+  AddComponent(KindOf(piece.type), "installed-" + std::to_string(number), piece.name,
+               Trim(piece.version), json);
+  json.List("properties");
+  AddProperty("type", piece.type, json);
+  AddProperty("notCompared", RowOf(piece.why).name, json);
   json.End().End();
 }
 
@@ -127,10 +139,37 @@ void WriteHead(const TReport& report, TJsonWriter& json) {
   AddMetadata(report, json);
 }
 
-// Nobody says that nothing else is installed.
-void AddCompositions(TJsonWriter& json) {
-  json.List("compositions").Object().Text("aggregate", "incomplete");
+// Without a look at what was not compared there is more than the records; with one nobody knows
+// what the inventory leaves out.
+void AddCompositions(const TReport& report, TJsonWriter& json) {
+  json.List("compositions").Object();
+  json.Text("aggregate", report.coverage ? "unknown" : "incomplete");
   json.Texts("assemblies", {std::string(kMachine)}).End().End();
+}
+
+void WriteComponents(const TReport& report, std::string& text, TJsonWriter& json, IOutput& output) {
+  const auto flush = [&] {
+    output.Write(text);
+    text.clear();
+  };
+  json.List("components", kJsonRows);
+  if (!report.system.caption.empty()) {
+    AddComponent("operating-system", "system", report.system.caption, report.system.version, json);
+    json.End();
+  }
+  std::size_t number = 0;
+  for (const TRecord& record : RecordsOf(report)) {
+    AddRecord(record, ++number, json);
+    flush();
+  }
+  if (report.coverage) {
+    number = 0;
+    for (const TPiece& piece : report.coverage->notCompared) {
+      AddPiece(piece, ++number, json);
+      flush();
+    }
+  }
+  json.End();
 }
 
 }  // namespace
@@ -139,20 +178,8 @@ void RenderCycloneDx(const TReport& report, const TRenderOptions& options, IOutp
   std::string text;
   TJsonWriter json(text);
   WriteHead(report, json);
-  json.List("components", kJsonRows);
-  const TOperatingSystem& system = report.system;
-  if (!system.caption.empty()) {
-    AddComponent("operating-system", "system", system.caption, system.version, json);
-    json.End();
-  }
-  std::size_t number = 0;
-  for (const TRecord& record : RecordsOf(report)) {
-    AddRecord(record, ++number, json);
-    output.Write(text);
-    text.clear();
-  }
-  json.End();
-  AddCompositions(json);
+  WriteComponents(report, text, json, output);
+  AddCompositions(report, json);
   AddProperties(report, options, json);
   json.End();
   output.Write(text + '\n');

@@ -89,35 +89,35 @@ void AddTool(const TReport& report, TJsonWriter& json) {
   json.End().End().End();
 }
 
-void AddNotification(std::string_view level, std::string_view outcome, std::string_view text,
-                     TJsonWriter& json) {
-  json.Object().Text("level", level);
-  AddMessage("message", MessageText(text), json);
-  json.Object("descriptor").Text("id", outcome).End().End();
+void AddNotifications(const TReport& report, const TRenderOptions& options, TJsonWriter& json) {
+  const auto add = [&](std::string_view level, std::string_view id, std::string_view text) {
+    json.Object().Text("level", level);
+    AddMessage("message", MessageText(text), json);
+    json.Object("descriptor").Text("id", id).End().End();
+  };
+  const TSummary summary = Summarize(report);
+  const EState state = StateOf(report, summary);
+  const std::string_view level = state == EState::kFailed ? "error" : "note";
+  const TOutcomeRow& row = RowOf(report.outcome);
+  json.List("toolExecutionNotifications");
+  if (state == EState::kFailed) add(level, row.name, row.sentence);
+  if (state == EState::kNothingCompared) add(level, NameOf(state), StateReason(report, summary));
+  for (const std::string& error : report.errors) add(level, row.name, error);
+  for (const std::string& notice : Notices(report, options)) add("warning", "notice", notice);
+  if (report.coverage) add("note", "coverage", Sentence(*report.coverage));
+  json.End();
 }
 
-// Whether the check took place, and why it did not.
+// Whether the check took place, and what is to be known of it.
 void AddInvocation(const TReport& report, const TRenderOptions& options, TJsonWriter& json) {
   const bool compared = WasCompared(report.outcome);
-  const TOutcomeRow& row = RowOf(report.outcome);
   json.List("invocations")
       .Object()
       .Name("executionSuccessful")
       .Written(compared ? "true" : "false");
   json.Text("endTimeUtc", UtcTime(report.generated)).TextIfAny("machine", report.machine.host);
-  json.List("toolExecutionNotifications");
-  if (!compared) AddNotification("error", row.name, row.sentence, json);
-  const TSummary summary = Summarize(report);
-  if (StateOf(report, summary) == EState::kNothingCompared) {
-    AddNotification("warning", row.name, StateReason(report, summary), json);
-  }
-  for (const std::string& notice : Notices(report, options)) {
-    AddNotification("warning", row.name, notice, json);
-  }
-  for (const std::string& error : report.errors) {
-    AddNotification(compared ? "note" : "error", row.name, error, json);
-  }
-  json.End().End().End();
+  AddNotifications(report, options, json);
+  json.End().End();
 }
 
 void AddLocation(const TReport& report, const TRecord& record, TJsonWriter& json) {
@@ -131,7 +131,7 @@ void AddLocation(const TReport& report, const TRecord& record, TJsonWriter& json
   json.End().End().End().End();
 }
 
-std::string Sentence(const TRecord& record) {
+std::string SentenceOn(const TRecord& record) {
   const auto shown = [](std::string_view text) {
     const std::string_view trimmed = Trim(text);
     return trimmed.empty() ? std::string_view("nothing") : trimmed;
@@ -139,6 +139,9 @@ std::string Sentence(const TRecord& record) {
   std::string text =
       fmt::format("{} {} is {}: installed {}, offered {}", record.type, record.name,
                   NameOf(record.verdict), shown(record.installed), shown(record.offered));
+  if (record.verdict == EVerdict::kUnknown && record.why) {
+    text += "; " + std::string(TextOf(*record.why));
+  }
   if (record.expiredWaiver) {
     text += fmt::format("; waiver expired {}: {}", record.expiredWaiver->expires,
                         record.expiredWaiver->reason);
@@ -165,7 +168,7 @@ void AddResult(const TReport& report, const TRecord& record, TJsonWriter& json) 
   const TRule& rule = kRules[index];
   json.Object().Text("ruleId", NameOf(rule.verdict)).Number("ruleIndex", index);
   json.Text("kind", rule.kind).Text("level", rule.level);
-  AddMessage("message", MessageText(Sentence(record)), json);
+  AddMessage("message", MessageText(SentenceOn(record)), json);
   AddLocation(report, record, json);
   if (report.hasWaivers) AddSuppressions(record, json);
   json.Object("properties");

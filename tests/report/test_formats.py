@@ -275,22 +275,33 @@ class Standards(FormatTest):
                 "version": system["version"]})
             self.assertEqual(bill["components"][1:], [
                 self.component_of(record, number)
-                for number, record in enumerate(expected["records"], 1)])
-            said = self.properties(**{name: expected[name] for name in (
-                "outcome", "state", "stateReason") if name in expected})
-            said += self.properties(**{"notice": notice for notice in expected["notices"]},
-                                    catalogue=expected["catalogue"]["path"])
-            if not failed:
-                said += self.properties(catalogueModified=expected["catalogue"]["modified"])
-            self.assertEqual(bill["properties"], said + [
-                {"name": "svcheck:error", "value": error} for error in expected["errors"]])
-            self.assertEqual(bill["compositions"],
-                             [{"aggregate": "incomplete", "assemblies": ["machine"]}])
+                for number, record in enumerate(expected["records"], 1)] + [
+                self.piece_of(piece, number)
+                for number, piece in enumerate(expected["notCompared"], 1)])
+            self.assertEqual(bill["properties"], self.end_of(expected))
+            self.assertEqual(bill["compositions"], [{
+                "aggregate": "unknown" if "installed" in expected else "incomplete",
+                "assemblies": ["machine"]}])
         self.assertEqual(len(numbers), len(REPORTS))
 
     @staticmethod
     def properties(**values):
         return [{"name": f"svcheck:{name}", "value": value} for name, value in values.items()]
+
+    def end_of(self, expected):
+        said = {name: expected[name] for name in ("outcome", "state", "stateReason") if name in expected}
+        notices = [{"name": "svcheck:notice", "value": notice} for notice in expected["notices"]]
+        catalogue = {"catalogue": expected["catalogue"]["path"]}
+        if "modified" in expected["catalogue"]:
+            catalogue["catalogueModified"] = expected["catalogue"]["modified"]
+        return (self.properties(**said) + notices + self.properties(**catalogue) +
+                [{"name": "svcheck:error", "value": error} for error in expected["errors"]])
+
+    def piece_of(self, piece, number):
+        version = trimmed(piece["version"] or "")
+        return ({"type": KINDS.get(piece["type"], "application"), "bom-ref": f"installed-{number}",
+                 "name": piece["name"]} | ({"version": version} if version else {}) |
+                {"properties": self.properties(type=piece["type"], notCompared=piece["reason"])})
 
     def component_of(self, record, number):
         version = trimmed(record["InstalledVersion"])[:1024]
@@ -328,20 +339,30 @@ class Standards(FormatTest):
             (invocation,) = run["invocations"]
             self.assertEqual((invocation["executionSuccessful"], invocation["endTimeUtc"]),
                              (not failed, expected["generated"]))
-            said = [(SENTENCES[expected["outcome"]], "error")] if failed else []
-            if expected["state"] == "nothing-compared":
-                said.append((expected["stateReason"], "warning"))
-            said += [(notice, "warning") for notice in expected["notices"]]
-            said += [(error, "error" if failed else "note") for error in expected["errors"]]
-            self.assertEqual([(text_of_message(told["message"]), told["level"], told["descriptor"])
+            self.assertEqual([self.read_notification(told)
                               for told in invocation["toolExecutionNotifications"]],
-                             [(*told, {"id": expected["outcome"]}) for told in said])
+                             self.notifications_of(expected, failed))
             self.assertEqual(
                 [self.read_result(result) for result in run["results"]],
                 [self.result_of(record, "waived" in expected["summary"])
                  for record in expected["records"]])
             self.assertEqual(run["properties"], {name: expected[name] for name in (
                 "machine", "operatingSystem", "catalogue", "outcome")})
+
+    @staticmethod
+    def read_notification(told):
+        text, about = text_of_message(told["message"]), told["descriptor"]["id"]
+        return text[:len(COVERAGE)] if about == "coverage" else text, told["level"], about
+
+    @staticmethod
+    def notifications_of(expected, failed):
+        outcome, level = expected["outcome"], "error" if failed else "note"
+        told = [(SENTENCES[outcome], level, outcome)] if failed else []
+        if expected["state"] == "nothing-compared":
+            told.append((expected["stateReason"], level, "nothing-compared"))
+        told += [(error, level, outcome) for error in expected["errors"]]
+        told += [(notice, "warning", "notice") for notice in expected["notices"]]
+        return told + ([(COVERAGE, "note", "coverage")] if "installed" in expected else [])
 
     @staticmethod
     def read_result(result):
