@@ -173,7 +173,6 @@ void WriteHead(const TSummary& summary, TJsonWriter& json) {
   json.Object(kJsonDocument).Number("schema", 1).Number("machines", summary.Machines());
   json.Number("checked", summary.Machines() - summary.Failed().size());
   json.Number("failed", summary.Failed().size()).Number("withUpdates", summary.OutdatedMachines());
-  json.Number("nothingCompared", summary.NothingCompared());
   WriteCounts(summary.Verdicts(), json.Name("verdicts"));
   json.Number("nothingCompared", summary.NothingCompared());
   if (summary.Waived() > 0) json.Number("waived", summary.Waived());

@@ -48,8 +48,6 @@ class TSummary {
   // Machines of which no record could be ordered.
   std::uint64_t NothingCompared() const noexcept { return nothingCompared; }
   const std::vector<TFailedMachine>& Failed() const noexcept { return failed; }
-  // Machines that were checked, and of which no record could be ordered.
-  std::uint64_t NothingCompared() const noexcept { return nothingCompared; }
   const TVerdictCounts& Verdicts() const noexcept { return verdicts; }
   // Records that are accepted as they are; they count nowhere else.
   std::uint64_t Waived() const noexcept { return waived; }
