@@ -167,10 +167,10 @@ bool Names(const std::vector<std::string>& texts, std::string_view family) {
       texts, [family](const std::string& text) { return text.find(family) != std::string::npos; });
 }
 
-void WarnOfElement(const TElement& element, const std::set<std::size_t>& systems,
+void WarnOfElement(const TElement& element, bool isForNobody, const std::set<std::size_t>& systems,
                    TWarnings& warnings) {
   const std::string place = "element \"" + CutName(element.name) + "\" ";
-  if (MachineTypesOf(element.machineTypes).empty())
+  if (isForNobody)
     warnings.Add(place, "names no machine type in the form -[TYPE]-: no machine takes it");
   if (systems.empty())
     warnings.Add(place,
@@ -226,11 +226,21 @@ TApplicability ApplicabilityOf(std::string_view name, const TForEachElement& ele
   TApplicability result;
   std::set<std::string_view> families;
   bool isEmpty = true;
+  std::vector<std::string> typeTexts, systemTexts;  // Of the element before.
+  std::set<std::string> types;
+  std::set<std::size_t> systems;
   elements([&](const TElement& element) {
     isEmpty = false;
-    const auto types = MachineTypesOf(element.machineTypes);
-    const auto systems = SystemsOf(element.operatingSystems);
-    WarnOfElement(element, systems, result.warnings);
+    // What a class declares is the same for one element after the other.
+    if (element.machineTypes != typeTexts) {
+      typeTexts = element.machineTypes;
+      types = MachineTypesOf(typeTexts);
+    }
+    if (element.operatingSystems != systemTexts) {
+      systemTexts = element.operatingSystems;
+      systems = SystemsOf(systemTexts);
+    }
+    WarnOfElement(element, types.empty(), systems, result.warnings);
     if (systems.empty() && !types.empty())
       result.machineTypes[kNoPlatform].insert(types.begin(), types.end());
     for (const std::size_t system : systems) {

@@ -62,13 +62,14 @@ TEST(Applicability, WarnsOnceForEachFamilyThatIsMissing) {
 }
 
 TEST(Applicability, HasElementsForSystemsWithoutACodeUnderNoPlatform) {
-  const auto result = ApplicabilityOf(
-      "a.xml", {{"x", {"-[PowerEdge R750]-"}, {"UBUNTU24", "Linux"}}, {"y", {}, {"UBUNTU24"}}});
+  const auto result =
+      Of("a.xml", {{"x", {"-[PowerEdge R750]-"}, {"UBUNTU24", "Linux"}}, {"y", {}, {"UBUNTU24"}}});
   EXPECT_EQ(result.machineTypes, (std::map<TPlatform, TSet>{{{0, 0}, {"PowerEdge R750"}}}));
-  ASSERT_EQ(result.warnings.size(), 3U);
+  const TTexts lines = result.warnings.Lines();
+  ASSERT_EQ(lines.size(), 3U);
   EXPECT_NE(lines[0].find("catalogue fetch"), std::string::npos);
-  EXPECT_NE(lines[1].find("machine type"), std::string::npos);
-  EXPECT_NE(result.warnings[2].what.find("catalogue fetch"), std::string::npos);
+  EXPECT_NE(lines[1].find("catalogue fetch"), std::string::npos);
+  EXPECT_NE(lines[2].find("machine type"), std::string::npos);
 }
 
 TEST(Applicability, WarnsOfADescriptionWithoutElements) {
