@@ -28,6 +28,12 @@ void Log(const std::string& device, const std::string& text) {
 }
 
 void LogAnswer(const TDevice& device, const TAnswer& answer) {
+  if (answer.choice) {
+    Log(device.name,
+        answer.choice->offered + " is offered, " + answer.choice->installed + " is installed");
+  } else {
+    Log(device.name, "nothing is offered");
+  }
   const std::size_t told = std::min(answer.heldBack.size(), kMostTold);
   for (std::size_t i = 0; i < told; ++i) {
     Log(device.name, answer.heldBack[i].version + " is held back: " + answer.heldBack[i].why);
@@ -88,10 +94,14 @@ void TPublicFirmware::RunQuery(TNamespaceHandle inventory, void* /*reserved*/,
   const std::string folder = CatalogueIn(context);
   if (folder == kLive) return;
   const TOfferIndex& index = OffersIn(folder);
+  if (index.Count() == 0) return;
   const TMachine machine = ReadMachine(inventory);
   for (const TDevice& device : machine.devices) {
     const std::vector<TOffer> found = index.For(device.guids);
-    if (found.empty()) continue;
+    if (found.empty()) {
+      Log(device.name, "the catalogue has no release for it");
+      continue;
+    }
     const TAnswer answer = Choose(device, machine, found);
     LogAnswer(device, answer);
     if (!answer.choice) continue;

@@ -8,8 +8,9 @@ from pathlib import Path
 from elf import Elf
 
 BUILD = Path(sys.argv[1]).resolve()
-LIBRARIES = ["svchecker", "hskcore", "plugin.nsp", "xmlparser", "acquire"]
-MODULES = ["libacquire-engine.so", "libsvcheck-collect.so", "libsvcheck-redfish.so"]
+LIBRARIES = ["svchecker", "publicfirmware", "hskcore", "plugin.nsp", "xmlparser", "acquire"]
+MODULES = ["libacquire-engine.so", "libsvcheck-collect.so", "libsvcheck-redfish.so",
+           "libsvcheck-import.so"]
 OWN_FOLDERS = {"$ORIGIN", "$ORIGIN/../lib"}
 
 # PE: the optional header's DllCharacteristics.

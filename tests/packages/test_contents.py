@@ -46,7 +46,7 @@ class Contents(unittest.TestCase):
              "/usr/share/zsh/vendor-completions/_svcheck",
              "/usr/share/fish/vendor_completions.d/svcheck.fish"}, self.files["svcheck"])
         self.assertLessEqual({f"/usr/lib/svcheck/lib/lib{name}.so" for name in
-                              ("svchecker", "hskcore", "plugin.nsp", "xmlparser", "acquire")},
+                              ("svchecker", "publicfirmware", "hskcore", "plugin.nsp", "xmlparser", "acquire")},
                              self.files["libsvchecker"])
         self.assertLessEqual({"/usr/include/svcheck/host/hskcore/cim.h",
                               "/usr/lib/cmake/svcheck/svcheck-config.cmake",

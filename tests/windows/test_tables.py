@@ -45,13 +45,18 @@ class Plugin(unittest.TestCase):
         self.assertLessEqual(HOST, found)
         self.assertEqual(set(), found - HOST - COMPILER - SYSTEM)
 
+    def test_the_one_for_public_firmware_imports_no_more_and_exports_nothing(self):
+        found = imports("publicfirmware.dll")
+        self.assertEqual(set(), found - HOST - COMPILER - SYSTEM)
+        self.assertEqual(set(), exports("publicfirmware.dll"))
+
     def test_exports_the_parsers_members_only(self):
         self.assertEqual(EXPORTS, exports("svchecker.dll"))
 
 
 class Start(unittest.TestCase):
     def test_needs_no_network_or_signature_library(self):
-        for name in sorted(HOST | {"svchecker.dll"}):
+        for name in sorted(HOST | {"svchecker.dll", "publicfirmware.dll"}):
             heavy = {dll for dll in imports(name)
                      if re.match(r"(winhttp|ws2_32|crypt32|libgcrypt|ole32)", dll)}
             self.assertEqual(set(), heavy, name)

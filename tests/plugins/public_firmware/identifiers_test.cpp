@@ -1,0 +1,80 @@
+#include "plugins/public_firmware/identifiers.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/uuid/uuid_io.hpp>
+#include <string>
+#include <vector>
+
+namespace svc::publicfirmware {
+namespace {
+
+std::string TextOfGuid(const TGuid& guid) { return boost::uuids::to_string(guid); }
+
+// As Python's uuid.uuid5(uuid.NAMESPACE_DNS, text) gives them.
+TEST(Guid, OfAnInstanceIdIsItsUuidOfVersionFive) {
+  EXPECT_EQ(TextOfGuid(GuidOf("NVME\\VEN_144D&DEV_A808")), "47335265-a509-51f7-841e-1c94911af66b");
+  EXPECT_EQ(TextOfGuid(GuidOf("USB\\VID_273F&PID_1004")), "2fa8891f-3ece-53a4-adc4-0dd875685f30");
+  EXPECT_EQ(TextOfGuid(GuidOf("")), "4ebd0208-8328-5d69-8c44-ec50939c0967");
+}
+
+TEST(Guid, IsTakenAsItIsInEitherCase) {
+  constexpr const char* kText = "5b92717b-2cad-4a96-a13b-9d65781df8bf";
+  EXPECT_EQ(TextOfGuid(GuidOf(kText)), kText);
+  EXPECT_EQ(GuidOf("5B92717B-2CAD-4A96-A13B-9D65781DF8BF"), GuidOf(kText));
+}
+
+TEST(Guid, IsNoOtherText) {
+  for (const char* const text :
+       {"", "5b92717b-2cad-4a96-a13b-9d65781df8b", "5b92717b-2cad-4a96-a13b-9d65781df8bf0",
+        "5b92717b-2cad-4a96-a13b-9d65781df8bg", "5b92717b02cad-4a96-a13b-9d65781df8bf",
+        "{b92717b-2cad-4a96-a13b-9d65781df8b}", "5b9271-b-2cad-4a96-a13b-9d65781df8bf"}) {
+    EXPECT_EQ(GuidOfText(text), std::nullopt) << text;
+  }
+}
+
+TEST(Vendor, IsThatOfTheInstanceId) {
+  using TTexts = std::vector<std::string>;
+  EXPECT_EQ(VendorsOf("USB\\VID_273F&PID_1004"), TTexts({"USB:0x273F"}));
+  EXPECT_EQ(VendorsOf("PCI\\VEN_8086"), TTexts({"PCI:0x8086"}));
+  EXPECT_EQ(VendorsOf("NVME\\VEN_144D&DEV_A808"), TTexts({"NVME:0x144D", "PCI:0x144D"}));
+  for (const char* const text : {"", "USB", "USB\\", "USB\\PID_1004", "USB\\VID_27", "VID_273F",
+                                 "USB\\VID_273F0", "5b92717b-2cad-4a96-a13b-9d65781df8bf"}) {
+    EXPECT_EQ(VendorsOf(text), TTexts()) << text;
+  }
+}
+
+// As the client gives them for these fields.
+TEST(HardwareIds, AreThoseOfTheFieldsThatAreKnown) {
+  const auto texts = [](const TMachineFields& fields) {
+    std::vector<std::string> ids;
+    for (const TGuid& guid : HardwareIdsOf(fields)) ids.push_back(TextOfGuid(guid));
+    return ids;
+  };
+  EXPECT_EQ(texts({"LENOVO", "ThinkPad T1", "20AB", "LENOVO_MT", "LENOVO", "20AC"}),
+            std::vector<std::string>(
+                {"03eefbf4-1f64-5d9f-a561-db1c04d182be", "029e7af7-159c-562b-ab22-550cfe3a81e8",
+                 "ac53f8c1-03a2-56b5-bc86-a312fba5f5a9", "3005effb-8bab-5db5-947e-9fa2b767ac30",
+                 "c0e81754-c568-56da-a2b4-1f058536e0c2", "9f809c6a-dd1e-52bd-b3e6-861e779cf178",
+                 "8f03ea56-0724-55e7-bcd3-c2d7f5c062e7", "e1acdcd6-a489-595a-add8-c0e8d478161b",
+                 "a979147f-817d-5bde-b7e9-bbe4a7bdb528", "7d2c14eb-eaca-5335-86ee-d8b3ee13d17f",
+                 "6de5d951-d755-576b-bd09-c5cf66b27234"}));
+  EXPECT_EQ(texts({"LENOVO", "", "20AB", "", "", ""}),
+            std::vector<std::string>(
+                {"8f03ea56-0724-55e7-bcd3-c2d7f5c062e7", "6de5d951-d755-576b-bd09-c5cf66b27234"}));
+  EXPECT_TRUE(texts({"", "ThinkPad T1", "20AB", "LENOVO_MT", "LENOVO", "20AC"}).empty());
+}
+
+TEST(HardwareIds, TakeTextsBeyondAsciiAndBrokenOnes) {
+  const auto first = [](const std::string& maker) {
+    return TextOfGuid(HardwareIdsOf({maker, "", "", "", "", ""}).at(0));
+  };
+  EXPECT_EQ(first("M\xC3\xBCller"), "d577a3b6-566b-55c5-af54-f824176175bf");
+  EXPECT_EQ(first("\xE2\x82\xAC \xF0\x9F\x98\x80"), "50003f06-5000-57c2-967f-fea1eb9d5a12");
+  for (const std::string bytes : {"\xFF", "\x80", "\xC3", "\xF0\x9F"}) {
+    EXPECT_EQ(HardwareIdsOf({bytes, "", "", "", "", ""}).size(), 1U);
+  }
+}
+
+}  // namespace
+}  // namespace svc::publicfirmware
