@@ -9,6 +9,7 @@ extern "C" {
 
 #include "base/error.h"
 #include "host/hskcore/exception.h"
+#include "report/text.h"
 #include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/importer/signature.h"
 #include "svcheck/importer/sources.h"
@@ -41,10 +42,30 @@ std::string TextOf(GError* error) {
   return held ? held->message : "it is broken";
 }
 
+// The library takes an object for granted, and each level of nesting for a call of its own.
+bool IsShallowObject(std::string_view json) {
+  constexpr int kMostLevels = 16;
+  if (!report::Trim(json).starts_with('{')) return false;
+  int level = 0;
+  bool isText = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (c == '"') isText = !isText;
+    if (isText && c == '\\') ++i;
+    if (isText) continue;
+    if (c == '{' || c == '[') ++level;
+    if (c == '}' || c == ']') --level;
+    if (level > kMostLevels) return false;
+  }
+  return true;
+}
+
 std::string ReadSignature(const std::string& file) {
   try {
     const xml::TFileBytes bytes = xml::ReadWholeFile(file);
-    return Unpacked({bytes.bytes.get(), bytes.size}, kMostSignature);
+    std::string json = Unpacked({bytes.bytes.get(), bytes.size}, kMostSignature);
+    if (!IsShallowObject(json)) throw TError("it is no signature file");
+    return json;
   } catch (const NQRXHSK20::THSKException& error) {
     Fail(file, error.GetMessageText());
   } catch (const TError& error) {
