@@ -138,6 +138,24 @@ std::string VersionCell(std::string_view name, std::string_view title, std::stri
                      trimmed.empty() ? "–" : PageText(trimmed));
 }
 
+// What is told of the offered release, the notes folded away.
+std::string ReleaseText(const TRelease& release) {
+  std::string text;
+  const std::string urgency = release.urgency.empty() ? "" : "urgency " + release.urgency;
+  const std::string between = urgency.empty() || release.date.empty() ? "" : ", ";
+  const std::string told = urgency + between + release.date;
+  if (!told.empty()) text = "<small>" + PageText(told) + "</small>";
+  if (release.notes.empty()) return text;
+  text += "<details><summary>Release notes</summary>";
+  std::string_view rest = release.notes;
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    text += "<small>" + PageText(rest.substr(0, end)) + "</small>";
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return text + "</details>";
+}
+
 std::string VerdictCell(const TRecord& record) {
   const std::string_view verdict = NameOf(record.verdict);
   std::string text = Pill(record.waived ? "waived" : verdict, record.waived ? "waived" : verdict);
@@ -155,6 +173,7 @@ std::string VerdictCell(const TRecord& record) {
         fmt::format("<small>waiver expired {}: {}</small>", PageText(record.expiredWaiver->expires),
                     PageText(record.expiredWaiver->reason));
   }
+  if (record.release) text += ReleaseText(*record.release);
   return "<td class=\"verdict\">" + text + "</td>";
 }
 

@@ -138,6 +138,11 @@ void AddTexts(const TRecord& record, TJsonWriter& json) {
 
 void AddVerdict(const TRecord& record, TJsonWriter& json) {
   json.Text("verdict", NameOf(record.verdict));
+  if (record.release) {
+    json.TextIfAny("urgency", record.release->urgency);
+    json.TextIfAny("releaseDate", record.release->date);
+    json.TextIfAny("releaseNotes", record.release->notes);
+  }
   AddAcceptance("waived", record.waived, json);
   AddAcceptance("expiredWaiver", record.expiredWaiver, json);
 }

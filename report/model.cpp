@@ -56,7 +56,30 @@ class TChosenRecords : public IRecordSource {
   std::vector<std::size_t> numbers;
 };
 
+class TJoinedRecords : public IRecordSource {
+ public:
+  TJoinedRecords(std::shared_ptr<const IRecordSource> first,
+                 std::shared_ptr<const IRecordSource> second)
+      : first(std::move(first)), second(std::move(second)) {}
+  std::size_t Count() const noexcept override { return first->Count() + second->Count(); }
+  void Read(std::size_t number, TRecord& record) const override {
+    const std::size_t before = first->Count();
+    number < before ? first->Read(number, record) : second->Read(number - before, record);
+  }
+
+ private:
+  std::shared_ptr<const IRecordSource> first;
+  std::shared_ptr<const IRecordSource> second;
+};
+
+constexpr std::array<std::string_view, 4> kUrgencies = {"low", "medium", "high", "critical"};
+
 }  // namespace
+
+bool IsUrgent(const TRelease& release, std::string_view atLeast) noexcept {
+  const auto* const has = std::find(kUrgencies.begin(), kUrgencies.end(), release.urgency);
+  return has != kUrgencies.end() && has >= std::find(kUrgencies.begin(), kUrgencies.end(), atLeast);
+}
 
 std::size_t TSummary::Total() const noexcept {
   return std::accumulate(verdicts.begin(), verdicts.end(), waived);
@@ -95,6 +118,11 @@ std::size_t KeepOnly(TReport& report, const std::function<bool(const TRecord&)>&
     report.source = std::make_shared<TChosenRecords>(std::move(report.source), std::move(numbers));
   }
   return before - RecordsOf(report).size();
+}
+
+std::shared_ptr<const IRecordSource> Joined(std::shared_ptr<const IRecordSource> first,
+                                            std::shared_ptr<const IRecordSource> second) {
+  return std::make_shared<TJoinedRecords>(std::move(first), std::move(second));
 }
 
 std::string Sentence(const TSummary& summary) {

@@ -91,6 +91,16 @@ struct TAcceptance {
   std::string expires;  // A day, 2027-06-30; empty for never.
 };
 
+// What a public catalogue tells of an offered release; what it does not tell is empty.
+struct TRelease {
+  std::string urgency;  // "low", "medium", "high", "critical"
+  std::string date;     // 2027-06-30
+  std::string notes;    // Lines of plain text.
+};
+
+// Whether the urgency is that much or more; one that is not told is less than each.
+bool IsUrgent(const TRelease& release, std::string_view atLeast) noexcept;
+
 struct TRecord {
   std::string type;
   std::string name;
@@ -100,6 +110,9 @@ struct TRecord {
   std::optional<TAcceptance> waived;
   std::optional<TAcceptance> expiredWaiver = {};  // Accepted up to a day that is past.
   std::optional<EUnordered> why = {};             // The verdict is kUnknown, where that is known.
+  std::optional<TRelease> release = {};
+  // Where whoever wrote the record compared the two texts as their maker counts.
+  std::optional<EVerdict> compared = {};
 };
 
 // Why what is installed has no record.

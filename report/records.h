@@ -71,6 +71,11 @@ class TRecordRange {
 
 // Sets the verdict of a record, and why it is unknown.
 inline void Judge(TRecord& record) {
+  if (record.compared) {
+    record.verdict = *record.compared;
+    record.why.reset();
+    return;
+  }
   const TJudgement judgement = JudgeWithReason(record.installed, record.offered);
   record.verdict = judgement.verdict;
   record.why = judgement.why;
@@ -83,6 +88,10 @@ void ChangeEach(TReport& report, std::function<void(TRecord&)> change);
 
 // Leaves out the records that are not wanted. Returns how many that were.
 std::size_t KeepOnly(TReport& report, const std::function<bool(const TRecord&)>& isWanted);
+
+// The records of one source, and behind them those of another.
+std::shared_ptr<const IRecordSource> Joined(std::shared_ptr<const IRecordSource> first,
+                                            std::shared_ptr<const IRecordSource> second);
 
 }  // namespace svc::report
 

@@ -116,6 +116,11 @@ TRecord RecordOf(const TPlace& place) {
   record.installed = place["InstalledVersion"].Text();
   record.offered = place["SVVersion"].Text();
   record.verdict = place["verdict"].OneOf(VerdictOfName, "a verdict");
+  TRelease release = {place["urgency"].TextOrNothing(), place["releaseDate"].TextOrNothing(),
+                      place["releaseNotes"].TextOrNothing()};
+  const bool hasRelease =
+      !release.urgency.empty() || !release.date.empty() || !release.notes.empty();
+  if (hasRelease) record.release = std::move(release);
   record.waived = AcceptanceOf(place["waived"]);
   record.expiredWaiver = AcceptanceOf(place["expiredWaiver"]);
   if (const TPlace reason = place["reason"]; !reason.IsNull()) {

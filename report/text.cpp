@@ -196,4 +196,9 @@ std::string Age(std::int64_t seconds) {
   return "less than a minute";
 }
 
+bool ContainsAnyCase(std::string_view text, std::string_view part) noexcept {
+  return std::search(text.begin(), text.end(), part.begin(), part.end(),
+                     [](char a, char b) { return ToLower(a) == ToLower(b); }) != text.end();
+}
+
 }  // namespace svc::report

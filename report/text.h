@@ -58,6 +58,8 @@ constexpr bool IsAlphanumeric(char c) noexcept { return IsDigit(c) || IsLetter(c
 constexpr bool IsHexDigit(char c) noexcept {
   return IsDigit(c) || (ToLower(c) >= 'a' && ToLower(c) <= 'f');
 }
+// Whether the part stands in the text, by ASCII letters of either case.
+bool ContainsAnyCase(std::string_view text, std::string_view part) noexcept;
 constexpr bool IsBlank(char c) noexcept {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
 }

@@ -69,10 +69,10 @@ boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std
 }  // namespace
 
 TMachineCheck::TMachineCheck(TCheckSettings given)
-    : settings(std::move(given)),
-      request(RequestOf(settings.query)),
-      plugin(std::make_shared<TLoadedPlugin>(request.plugin)) {
+    : settings(std::move(given)), request(RequestOf(settings.query)) {
   request.context[rules::kCatalogueEntry] = NQRXHSK20::TCIMValue(settings.catalogue);
+  ChoosePlugins(settings.query, request);
+  plugin = std::make_shared<TLoadedPlugin>(request.plugin, request.companion);
   LoadCatalogue();
   waivers = LoadWaivers(settings.waivers);
   began = std::chrono::duration_cast<std::chrono::seconds>(

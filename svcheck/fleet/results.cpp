@@ -225,6 +225,14 @@ report::TRecord RecordOf(std::string_view line) {
   const auto verdict = report::VerdictOfName(TextOf(line, "verdict"));
   if (!verdict) RefuseLine(line);
   record.verdict = *verdict;
+  const auto ifAny = [&](std::string_view name) {
+    const auto written = MemberOf(line, name);
+    return written ? Unescaped(*written) : std::string();
+  };
+  report::TRelease release = {ifAny("urgency"), ifAny("releaseDate"), ifAny("releaseNotes")};
+  if (!release.urgency.empty() || !release.date.empty() || !release.notes.empty()) {
+    record.release = std::move(release);
+  }
   record.waived = AcceptanceOf(line, "waived");
   record.expiredWaiver = AcceptanceOf(line, "expiredWaiver");
   return record;

@@ -37,7 +37,8 @@ std::string FrameOfSettings(const TCheckSettings& settings) {
                                     query.dataFolder,
                                     query.plugin,
                                     std::to_string(query.logLevel),
-                                    query.noBuiltinClasses ? "bare" : ""};
+                                    query.noBuiltinClasses ? "bare" : "",
+                                    query.onlyUrgency};
   texts.insert(texts.end(), query.context.begin(), query.context.end());
   std::string body;
   for (const std::string& text : texts) AppendFrame(body, text);
@@ -51,7 +52,7 @@ std::optional<TCheckSettings> SettingsOfBody(std::string_view body) {
   if (TakeFrame(body) != kGreeting) return {};
   std::vector<std::string> texts;
   while (const auto text = TakeFrame(body)) texts.emplace_back(*text);
-  constexpr std::size_t kAlways = 7;
+  constexpr std::size_t kAlways = 8;
   if (texts.size() < kAlways) return {};
   TCheckSettings settings;
   settings.catalogue = texts[0];
@@ -61,6 +62,7 @@ std::optional<TCheckSettings> SettingsOfBody(std::string_view body) {
   settings.query.plugin = texts[4];
   settings.query.logLevel = std::stoi(texts[5]);
   settings.query.noBuiltinClasses = !texts[6].empty();
+  settings.query.onlyUrgency = texts[7];
   settings.query.context.assign(texts.begin() + kAlways, texts.end());
   return settings;
 }

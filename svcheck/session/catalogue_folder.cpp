@@ -17,6 +17,7 @@
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/outcome.h"
+#include "svcheck/session/request.h"
 
 using namespace NQRXHSK20;
 namespace fs = std::filesystem;
@@ -93,6 +94,8 @@ TCatalogueFolder LoadCatalogueFolder(const fs::path& folder, const fs::path& dat
 
 bool TellOfCatalogueToo(const fs::path& folder, const fs::path& dataFolder,
                         report::TReport& report) {
+  std::error_code none;
+  if (!HasIndex(folder) && fs::exists(folder / kOfferFile, none)) return false;
   const TCatalogueFolder found = LoadCatalogueFolder(folder, dataFolder);
   if (FailureOf(found.outcome) != EErrorKind::kCatalogue) return false;
   if (report.outcome != EOutcome::kFailed) {

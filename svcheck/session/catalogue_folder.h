@@ -29,7 +29,8 @@ TCatalogueFolder LoadCatalogueFolder(const std::filesystem::path& folder,
                                      const std::filesystem::path& dataFolder);
 
 // For a report of a check that failed for a cause of its own: where the catalogue of the folder is
-// of no use either, that becomes the outcome, and its cause the first error. Returns whether it is.
+// of no use either, that becomes the outcome, and its cause the first error. Returns whether it is;
+// of a folder for public firmware alone it is not.
 bool TellOfCatalogueToo(const std::filesystem::path& folder,
                         const std::filesystem::path& dataFolder, report::TReport& report);
 

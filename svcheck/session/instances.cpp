@@ -12,6 +12,7 @@
 #include "host/xmlparser/xml_parser.h"
 #include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "svcheck/session/request.h"
 
 using namespace NQRXHSK20;
 
@@ -114,7 +115,8 @@ std::optional<std::int64_t> TimeOf(const std::filesystem::path& file) {
 }
 
 report::TCatalogue CatalogueIn(const std::filesystem::path& folder) {
-  return {"folder", folder.string(), {}, TimeOf(folder / rules::kIndexFile)};
+  const auto written = TimeOf(folder / rules::kIndexFile);
+  return {"folder", folder.string(), {}, written ? written : TimeOf(folder / kOfferFile)};
 }
 
 }  // namespace svc

@@ -7,6 +7,8 @@
 #include <system_error>
 #include <utility>
 
+#include "host/hskcore/exception.h"
+#include "report/records.h"
 #include "report/text.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
@@ -145,6 +147,19 @@ void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,
     if (!walked && !lastError.empty()) report.errors.insert(report.errors.begin(), lastError);
   }
   NameCatalogueFile(report);
+}
+
+void ConcludePublicFirmware(const TQueryEnd& end, report::TReport& report) {
+  constexpr auto kNoFile = static_cast<int>(THSKStatusCode::kFileNotFound);
+  if (end.returned) {
+    const bool isNothing = report::RecordsOf(report).empty();
+    report.outcome = isNothing ? EOutcome::kNothingApplicable : EOutcome::kDone;
+    return;
+  }
+  report.errors.insert(report.errors.begin(), end.exceptionText);
+  report.outcome = EOutcome::kUnreadableCatalogue;
+  if (end.status == kNoFile) report.outcome = EOutcome::kNoCatalogue;
+  if (!end.status) report.outcome = EOutcome::kFailed;
 }
 
 std::optional<EErrorKind> FailureOf(EOutcome outcome) noexcept {

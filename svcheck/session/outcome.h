@@ -62,6 +62,16 @@ class TJournal : public NQRXHSK20::ILogger {
   std::vector<std::string> remarks;
 };
 
+// The plug-in for public firmware by its name, and the class of what its catalogues hold.
+inline constexpr std::string_view kPublicFirmwareName = "Public Firmware";
+// What its entries in the log begin with.
+inline constexpr std::string_view kPublicFirmwareEntry = "Public firmware: ";
+inline constexpr std::string_view kOfferClass = "SVC_FirmwareOffer";
+
+// The same for the plug-in for public firmware, which tells by an exception what went wrong.
+// REQUIRES: the report has its records.
+void ConcludePublicFirmware(const TQueryEnd& end, report::TReport& report);
+
 // What kind of failure a check is that ended so; none when it took place.
 std::optional<EErrorKind> FailureOf(report::EOutcome outcome) noexcept;
 int ExitStatusOf(report::EOutcome outcome) noexcept;

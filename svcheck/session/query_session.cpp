@@ -140,25 +140,6 @@ class TObservedDownloads {
   acquire::TSettings before;
 };
 
-// Records that stay in a namespace.
-class TStoredRecords : public report::IRecordSource {
- public:
-  explicit TStoredRecords(std::vector<boost::shared_ptr<ICIMInstance>> instances)
-      : instances(std::move(instances)) {}
-  std::size_t Count() const noexcept override { return instances.size(); }
-  void Read(std::size_t number, report::TRecord& record) const override {
-    const ICIMInstance& instance = *instances[number];
-    record = report::TRecord();
-    record.type = TextOf(instance, rules::kResultType);
-    record.name = TextOf(instance, rules::kResultName);
-    record.installed = TextOf(instance, rules::kResultInstalled);
-    record.offered = TextOf(instance, rules::kResultOffered);
-  }
-
- private:
-  std::vector<boost::shared_ptr<ICIMInstance>> instances;
-};
-
 // The catalogue's one file, or all that a download may have brought.
 TPreparedDocuments::TIsWanted DocumentsOf(const CIMContext& context) {
   const auto entry = context.find(rules::kCatalogueEntry);
@@ -233,14 +214,21 @@ void TLogFile::DemandWhole() {
   throw TError("the log " + file + " is not whole; make room, or name another file with --log");
 }
 
-TLoadedPlugin::TLoadedPlugin(const fs::path& file) : manager(new TPluginManagerNamespace) {
+TLoadedPlugin::TLoadedPlugin(const fs::path& file, const fs::path& companionFile)
+    : manager(new TPluginManagerNamespace) {
   InstallPluginManager(manager);
+  provider = Load(file);
+  if (!companionFile.empty()) companion = Load(companionFile);
+}
+
+TPluginManagerProvider* TLoadedPlugin::Load(const fs::path& file) {
+  TPluginManagerProvider* loaded = nullptr;
   try {
-    provider = LoadPlugin(file.string(), *manager);
+    loaded = LoadPlugin(file.string(), *manager);
   } catch (const TError& error) {
     throw TError(std::string(error.what()) + "; without --plugin, the installed one is taken");
   }
-  if (provider->GetQueryInterface() != nullptr) return;
+  if (loaded->GetQueryInterface() != nullptr) return loaded;
   throw TError("the plug-in " + file.string() +
                " answers no queries; give a query plug-in with --plugin");
 }
@@ -253,7 +241,7 @@ TLoadedPlugin::~TLoadedPlugin() { InstallPluginManager({}); }
 TQuerySession::TQuerySession(TQueryRequest wanted, std::shared_ptr<TLoadedPlugin> loaded)
     : request(std::move(wanted)), inventory(MakeInMemoryNamespace()), plugin(std::move(loaded)) {
   ReadInventory();
-  if (!plugin) plugin = std::make_shared<TLoadedPlugin>(request.plugin);
+  if (!plugin) plugin = std::make_shared<TLoadedPlugin>(request.plugin, request.companion);
   if (!IsOfOurPlugin() || HasSuperclass(inventory, rules::kResultClass)) return;
   spool = std::make_shared<TRecordSpool>();
   SetInstanceSink(inventory, rules::kResultClass, spool.get());
@@ -283,20 +271,31 @@ void TQuerySession::ReadInventory() {
 bool TQuerySession::IsOfOurPlugin() const { return plugin->Name() == rules::kPluginName; }
 
 TQueryEnd TQuerySession::Ask() {
-  const TQueryEnd reached = RunQuery();
+  const TQueryEnd reached = AskFirst();
+  return reached.returned ? AskCompanion() : reached;
+}
+
+TQueryEnd TQuerySession::AskFirst() {
+  const TQueryEnd reached = RunQuery(plugin->Query());
   if (spool) spool->DemandWhole();
   return reached;
 }
 
+TQueryEnd TQuerySession::AskCompanion() {
+  if (plugin->Companion() == nullptr) return {};
+  SetInstanceSink(inventory, rules::kResultClass, nullptr);
+  return RunQuery(*plugin->Companion());
+}
+
 // Whatever leaves the plug-in is an end of the query, and for whoever asked to judge.
-TQueryEnd TQuerySession::RunQuery() {
+TQueryEnd TQuerySession::RunQuery(IPluginAdvancedQueryCallbacks& query) {
   const TCurrentFolder folder(request.dataFolder);
   CIMContext context = request.context;
   // Another plug-in may open files that it does not parse.
   std::optional<TPreparedDocuments> prepared;
   if (plugin->Name() == rules::kPluginName) prepared.emplace(DocumentsOf(context));
   try {
-    plugin->Query().RunQuery(inventory, nullptr, context);
+    query.RunQuery(inventory, nullptr, context);
   } catch (const std::exception& exception) {
     return EndBy(exception);
   } catch (...) {
@@ -307,22 +306,37 @@ TQueryEnd TQuerySession::RunQuery() {
   return {};
 }
 
+// What follows the query follows the first plug-in alone: it knows how that one works.
 void TQuerySession::Run(const TFollowers& followers) {
   journal.reset(new TJournal(followers.log, followers.onLoaded));
   const TInstalledLogger logging(journal);
-  std::optional<TObservedDownloads> downloads;
-  if (followers.download != nullptr) downloads.emplace(followers.download);
-  const TReading reading(inventory, followers.inventory);
-  const TCatalogueWatch watch(followers, catalogue);
-  TCapturedOutput captured;
-  end = Ask();
-  printed = captured.Take();
+  {
+    std::optional<TObservedDownloads> downloads;
+    if (followers.download != nullptr) downloads.emplace(followers.download);
+    const TReading reading(inventory, followers.inventory);
+    const TCatalogueWatch watch(followers, catalogue);
+    TCapturedOutput captured;
+    end = AskFirst();
+    printed = captured.Take();
+  }
+  if (!end.returned) return;
+  InstallLogger(followers.companionLog ? followers.companionLog : followers.log);
+  companionEnd = AskCompanion();
 }
 
 void TQuerySession::Conclude(report::TReport& report) const {
   if (!report.catalogue.elements) report.catalogue.elements = CountElements();
   report.source = Records();
+  if (request.onlyUrgency != kAnyUrgency) {
+    report::KeepOnly(report, [&](const report::TRecord& record) {
+      return record.release && report::IsUrgent(*record.release, request.onlyUrgency);
+    });
+  }
   report::ChangeEach(report, [](report::TRecord& record) { report::Judge(record); });
+  if (IsForPublicFirmware()) {
+    ConcludePublicFirmware(end, report);
+    return;
+  }
   TQueryEnd told = end;
   told.isOther = !IsOfOurPlugin();
   journal->Conclude(told, printed, report);
@@ -330,19 +344,40 @@ void TQuerySession::Conclude(report::TReport& report) const {
   if (report.outcome == report::EOutcome::kNoCatalogue && HasIndex(CatalogueIn(request.context))) {
     report.outcome = report::EOutcome::kUnreadableCatalogue;
   }
+  if (plugin->Companion() != nullptr) ConcludeCompanion(report);
+}
+
+bool TQuerySession::IsForPublicFirmware() const { return plugin->Name() == kPublicFirmwareName; }
+
+// A failure of the first plug-in stays what it is; what the companion found is found all the same.
+void TQuerySession::ConcludeCompanion(report::TReport& report) const {
+  if (!report::WasCompared(report.outcome)) return;
+  report::TReport own;
+  own.catalogue = report.catalogue;
+  own.source = StoredRecords();
+  ConcludePublicFirmware(companionEnd, own);
+  if (report::WasCompared(own.outcome) && own.outcome != report::EOutcome::kDone) return;
+  report.outcome = own.outcome;
+  report.errors.insert(report.errors.begin(), own.errors.begin(), own.errors.end());
 }
 
 std::shared_ptr<const report::IRecordSource> TQuerySession::Records() const {
-  if (spool) return spool;
+  if (!spool) return StoredRecords();
+  const auto stored = StoredRecords();
+  if (stored->Count() == 0) return spool;
+  return report::Joined(spool, stored);
+}
+
+std::shared_ptr<const report::IRecordSource> TQuerySession::StoredRecords() const {
   auto instances = InstancesOf(inventory, rules::kResultClass);
   instances.erase(instances.begin(),
                   instances.begin() + static_cast<std::ptrdiff_t>(recordsBefore));
-  return std::make_shared<TStoredRecords>(std::move(instances));
+  return RecordsOfInstances(std::move(instances));
 }
 
 std::optional<std::uint64_t> TQuerySession::CountElements() const {
   if (!catalogue) return {};
-  return InstancesOf(catalogue, rules::kUpdateClass).size();
+  return InstancesOf(catalogue, IsForPublicFirmware() ? kOfferClass : rules::kUpdateClass).size();
 }
 
 }  // namespace svc

@@ -55,11 +55,13 @@ class TLogFile {
   boost::shared_ptr<TJsonLogger> logger;
 };
 
-// A query plug-in, loaded as long as this lives. One at a time.
+// A query plug-in, and the one that is asked behind it, if any; loaded as long as this lives. One
+// at a time.
 class TLoadedPlugin {
  public:
   // Throws TError.
-  explicit TLoadedPlugin(const std::filesystem::path& file);
+  explicit TLoadedPlugin(const std::filesystem::path& file,
+                         const std::filesystem::path& companion = {});
   ~TLoadedPlugin();
   TLoadedPlugin(const TLoadedPlugin&) = delete;
   TLoadedPlugin& operator=(const TLoadedPlugin&) = delete;
@@ -67,15 +69,25 @@ class TLoadedPlugin {
   std::string Name() const { return provider->GetPlugin()->GetName(); }
   std::string Version() const { return provider->GetPlugin()->GetVersion(); }
   NQRXHSK20::IPluginAdvancedQueryCallbacks& Query() const { return *provider->GetQueryInterface(); }
+  // Null without one.
+  NQRXHSK20::IPluginAdvancedQueryCallbacks* Companion() const {
+    return companion == nullptr ? nullptr : companion->GetQueryInterface();
+  }
 
  private:
+  NQRXHSK20::TPluginManagerProvider* Load(const std::filesystem::path& file);
+
   boost::shared_ptr<NQRXHSK20::TPluginManagerNamespace> manager;
-  NQRXHSK20::TPluginManagerProvider* provider = nullptr;  // Owned by the manager.
+  // Owned by the manager.
+  NQRXHSK20::TPluginManagerProvider* provider = nullptr;
+  NQRXHSK20::TPluginManagerProvider* companion = nullptr;
 };
 
 // Who follows a query while it runs. All may be left out; the borrowed ones outlive the query.
 struct TFollowers {
   boost::shared_ptr<NQRXHSK20::ILogger> log = {};  // Gets every entry.
+  // Gets the entries of the companion in its place, where there is one.
+  boost::shared_ptr<NQRXHSK20::ILogger> companionLog = {};
   TJournal::TOnLoaded onLoaded = {};
   acquire::IProgressObserver* download = nullptr;
   // See what is read of inventory and catalogue.
@@ -104,7 +116,8 @@ class TQuerySession {
   // update elements that Run saw. REQUIRES: Run.
   void Conclude(report::TReport& report) const;
 
-  // The records that the query added, in the order of their commit; the verdicts are not set.
+  // The records that the query added, in the order of their commit, those of the companion last;
+  // the verdicts are not set.
   std::shared_ptr<const report::IRecordSource> Records() const;
   const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& Inventory() const { return inventory; }
   // The namespace that Run saw the catalogue loaded into; empty when there was none.
@@ -112,11 +125,18 @@ class TQuerySession {
   const TLoadedPlugin& Plugin() const { return *plugin; }
   // Whether it is the one whose log this program knows.
   bool IsOfOurPlugin() const;
+  // Whether the plug-in for public firmware is the first, and alone.
+  bool IsForPublicFirmware() const;
 
  private:
   void ReadInventory();
   std::optional<std::uint64_t> CountElements() const;
-  TQueryEnd RunQuery();
+  TQueryEnd AskFirst();
+  // Its records stay in the inventory. Nothing where there is none.
+  TQueryEnd AskCompanion();
+  TQueryEnd RunQuery(NQRXHSK20::IPluginAdvancedQueryCallbacks& query);
+  void ConcludeCompanion(report::TReport& report) const;
+  std::shared_ptr<const report::IRecordSource> StoredRecords() const;
 
   TQueryRequest request;
   boost::shared_ptr<NQRXHSK20::ICIMNamespace> inventory;
@@ -126,6 +146,7 @@ class TQuerySession {
   std::size_t recordsBefore = 0;
   boost::shared_ptr<TJournal> journal;
   TQueryEnd end;
+  TQueryEnd companionEnd;
   std::string printed;
 };
 

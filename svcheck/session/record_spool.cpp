@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "rules/names.h"
+#include "svcheck/session/instances.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 
+using NQRXHSK20::ICIMInstance;
 using NQRXHSK20::TSharedText;
 
 namespace svc {
@@ -23,6 +26,40 @@ std::string WhyNotPutAside() {
   return "the records cannot be put aside: " + std::generic_category().message(errno) +
          "; make space in the folder for temporary files, or name another with TMPDIR";
 }
+
+// Records that stay in a namespace.
+class TStoredRecords : public report::IRecordSource {
+ public:
+  explicit TStoredRecords(std::vector<boost::shared_ptr<ICIMInstance>> instances)
+      : instances(std::move(instances)) {}
+  std::size_t Count() const noexcept override { return instances.size(); }
+  void Read(std::size_t number, report::TRecord& record) const override {
+    const ICIMInstance& instance = *instances[number];
+    record = report::TRecord();
+    record.type = TextOf(instance, rules::kResultType);
+    record.name = TextOf(instance, rules::kResultName);
+    record.installed = TextOf(instance, rules::kResultInstalled);
+    record.offered = TextOf(instance, rules::kResultOffered);
+    AddRelease(instance, record);
+  }
+
+ private:
+  // What the plug-in for public firmware tells beyond the four texts.
+  static void AddRelease(const ICIMInstance& instance, report::TRecord& record) {
+    report::TRelease release = {TextOf(instance, "Urgency"), TextOf(instance, "ReleaseDate"),
+                                TextOf(instance, "Description")};
+    if (!release.urgency.empty() || !release.date.empty() || !release.notes.empty()) {
+      record.release = std::move(release);
+    }
+    using enum report::EVerdict;
+    const std::string installedIs = TextOf(instance, "InstalledIs");
+    if (installedIs == "older") record.compared = kOutdated;
+    if (installedIs == "newer") record.compared = kNewer;
+    if (installedIs == "same") record.compared = kCurrent;
+  }
+
+  std::vector<boost::shared_ptr<ICIMInstance>> instances;
+};
 
 }  // namespace
 
@@ -129,6 +166,13 @@ void TRecordSpool::Read(std::size_t number, report::TRecord& record) const {
   record.verdict = report::EVerdict::kUnknown;
   record.waived.reset();
   record.expiredWaiver.reset();
+  record.release.reset();
+  record.compared.reset();
+}
+
+std::shared_ptr<const report::IRecordSource> RecordsOfInstances(
+    std::vector<boost::shared_ptr<ICIMInstance>> instances) {
+  return std::make_shared<TStoredRecords>(std::move(instances));
 }
 
 }  // namespace svc

@@ -12,6 +12,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "host/hskcore/cim.h"
 #include "report/records.h"
 #include "runtime/hskcore/namespace_watch.h"
 
@@ -76,6 +77,11 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
   mutable std::size_t windowBegin = 0;
   std::string failure;
 };
+
+// Records that stay in a namespace, with what the plug-in for public firmware tells beside their
+// texts.
+std::shared_ptr<const report::IRecordSource> RecordsOfInstances(
+    std::vector<boost::shared_ptr<NQRXHSK20::ICIMInstance>> instances);
 
 }  // namespace svc
 

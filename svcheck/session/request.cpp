@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "collect/collector.h"
+#include "host/hskcore/os_specific.h"
 #include "rules/names.h"
 #include "runtime/acquire/settings.h"
 #include "runtime/hskcore/host_setup.h"
@@ -51,6 +52,17 @@ bool IsLive(const CIMContext& context) {
   return entry != context.end() && static_cast<std::string>(entry->second) == rules::kLive;
 }
 
+// Words that --plugin takes in place of a file.
+constexpr const char* kVersionChecker = "version-checker";
+constexpr const char* kPublicFirmware = "public-firmware";
+
+// As a query sees it, which works in the data folder.
+bool HoldsFile(const TQueryRequest& request, const std::string& folder, const char* name) {
+  std::error_code none;
+  const std::string path = folder + TOSSpecific::kFileSeparator + name;
+  return std::filesystem::exists(request.dataFolder / PathOf(TOSSpecific::NativePath(path)), none);
+}
+
 std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
   return path.empty() ? otherwise() : Absolute(path);
 }
@@ -92,6 +104,17 @@ void AddMachineOption(CLI::App& app, TQueryOptions& options) {
       .NotEmpty();
 }
 
+void AddUrgencyOption(CLI::App& app, TQueryOptions& options) {
+  AddText(app, "--only-urgency", options.onlyUrgency,
+          "Only public firmware whose release is at least so urgent", "URGENCY")
+      .OneOf({kAnyUrgency, "low", "medium", "high", "critical"});
+}
+
+void AddJudgedPluginOptions(CLI::App& app, TQueryOptions& options) {
+  AddUrgencyOption(app, options);
+  AddPluginOptions(app, options);
+}
+
 void AddPluginOptions(CLI::App& app, TQueryOptions& options) {
   AddFlag(app, "--no-builtin-classes", options.noBuiltinClasses,
           "Do not declare the host's inventory classes");
@@ -117,7 +140,10 @@ void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
 void AddPlaceOptions(CLI::App& app, TQueryOptions& options) {
   AddText(app, "--data-dir", options.dataFolder,
           "Folder that holds sv/; the installed one if not given", "DIR");
-  AddText(app, "--plugin", options.plugin, "The plug-in; the installed one if not given", "FILE");
+  AddText(app, "--plugin", options.plugin,
+          "The plug-in, a file, or \"version-checker\" or \"public-firmware\" alone; the installed "
+          "ones that the catalogue is for if not given",
+          "FILE");
   AddText(app, "--drive-root", options.driveRoot, "Folder below which drive letters lie", "DIR");
 }
 
@@ -137,6 +163,20 @@ void AddOfflineOption(CLI::App& app, TQueryOptions& options) {
   AddFlag(app, "--offline", options.offline, "Use what was downloaded before, open no connection");
 }
 
+void ChoosePlugins(const TQueryOptions& options, TQueryRequest& request) {
+  request.companion.clear();
+  request.plugin = DefaultPlugin();
+  if (options.plugin == kPublicFirmware) request.plugin = PublicFirmwarePlugin();
+  const bool isWord = options.plugin == kPublicFirmware || options.plugin == kVersionChecker;
+  if (!options.plugin.empty() && !isWord) request.plugin = Absolute(options.plugin);
+  const auto catalogue = request.context.find(rules::kCatalogueEntry);
+  if (!options.plugin.empty() || catalogue == request.context.end()) return;
+  const auto folder = static_cast<std::string>(catalogue->second);
+  if (IsLive(request.context) || !HoldsFile(request, folder, kOfferFile)) return;
+  const bool isForBoth = HoldsFile(request, folder, rules::kIndexFile);
+  (isForBoth ? request.companion : request.plugin) = PublicFirmwarePlugin();
+}
+
 TQueryRequest RequestOf(const TQueryOptions& options) {
   TQueryRequest request;
   if (std::ranges::count(options.inventories, kStandardInput) > 1) {
@@ -146,6 +186,7 @@ TQueryRequest RequestOf(const TQueryOptions& options) {
     request.inventories.push_back(file == kStandardInput ? file : Absolute(file).string());
   }
   request.machineType = options.machineType;
+  request.onlyUrgency = options.onlyUrgency;
   request.builtinClasses = !options.noBuiltinClasses;
   request.context = ContextOf(options.context);
   if (IsLive(request.context)) {
@@ -153,8 +194,8 @@ TQueryRequest RequestOf(const TQueryOptions& options) {
     ApplyDownloadSettings(options);
   }
   request.dataFolder = AbsoluteOr(options.dataFolder, DefaultDataFolder);
-  request.plugin = AbsoluteOr(options.plugin, DefaultPlugin);
   SetDriveRoot(options.driveRoot.empty() ? std::string() : Absolute(options.driveRoot).string());
+  ChoosePlugins(options, request);
   return request;
 }
 

@@ -15,6 +15,12 @@ namespace svc {
 // In place of the name of an inventory.
 inline constexpr const char* kStandardInput = "-";
 
+// The file of a catalogue's folder that is for the plug-in for public firmware.
+inline constexpr const char* kOfferFile = "firmware.xml";
+
+// All records, not only those of a release that is urgent.
+inline constexpr const char* kAnyUrgency = "any";
+
 struct TQueryRequest {
   std::vector<std::string> inventories;  // Files, and kStandardInput.
   std::string inventoryDocument;         // CIM-XML in memory; empty for none.
@@ -23,6 +29,9 @@ struct TQueryRequest {
   NQRXHSK20::CIMContext context;
   std::filesystem::path dataFolder;
   std::filesystem::path plugin;
+  // Asked behind it, where the catalogue has something for it; empty for none.
+  std::filesystem::path companion;
+  std::string onlyUrgency = kAnyUrgency;
 };
 
 struct TQueryOptions {
@@ -41,6 +50,7 @@ struct TQueryOptions {
   std::string caFile;
   std::string proxy;
   bool offline = false;
+  std::string onlyUrgency = kAnyUrgency;
 };
 
 // Adds them; the options object outlives the parsing.
@@ -55,6 +65,9 @@ void AddRepositoryOptions(CLI::App& app, TQueryOptions& options);
 void AddOfflineOption(CLI::App& app, TQueryOptions& options);
 // Throws TError (kUsage) where a repository is named and nobody to trust.
 void DemandTrust(const TQueryOptions& options);
+// For a verb that judges what it finds; and this with those of the plug-in.
+void AddUrgencyOption(CLI::App& app, TQueryOptions& options);
+void AddJudgedPluginOptions(CLI::App& app, TQueryOptions& options);
 TOption AddInventoryOption(CLI::App& app, TQueryOptions& options);
 void AddMachineOption(CLI::App& app, TQueryOptions& options);
 
@@ -67,6 +80,12 @@ void ApplyDownloadSettings(const TQueryOptions& options);
 // without
 // "=", and for a live query that trusts nobody.
 TQueryRequest RequestOf(const TQueryOptions& options);
+
+// Which plug-ins a request's catalogue is for: those of --plugin, or else the installed ones. That
+// for public firmware is asked where the folder holds firmware.xml, and alone where there is no
+// index.xml beside it; other folders do not know of it. Part of RequestOf; anew for a request whose
+// context names its catalogue later.
+void ChoosePlugins(const TQueryOptions& options, TQueryRequest& request);
 
 // The inventory of the machine below `root` as a CIM-XML document. `notes` receives what is missing
 // and why. Throws what the collector does.

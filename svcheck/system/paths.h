@@ -15,6 +15,8 @@ std::filesystem::path ProgramFolder();
 std::filesystem::path DefaultDataFolder();
 // The plug-in as it is built and installed with the program.
 std::filesystem::path DefaultPlugin();
+// The one beside it, for catalogues of public firmware.
+std::filesystem::path PublicFirmwarePlugin();
 // Seen from the folder in which the program was started, without "." and "..".
 // Throws TError for an empty one.
 std::filesystem::path Absolute(const std::string& path);

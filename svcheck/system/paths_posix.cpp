@@ -37,6 +37,8 @@ fs::path DefaultDataFolder() { return ProgramFolder().parent_path() / "share" / 
 
 fs::path DefaultPlugin() { return ProgramFolder().parent_path() / "lib" / "libsvchecker.so"; }
 
+fs::path PublicFirmwarePlugin() { return DefaultPlugin().replace_filename("libpublicfirmware.so"); }
+
 fs::path Absolute(const std::string& path) {
   if (path.empty()) throw TError("a path is empty; name a file or a folder", EErrorKind::kUsage);
   return fs::absolute(path).lexically_normal();

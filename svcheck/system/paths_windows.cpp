@@ -34,6 +34,8 @@ fs::path DefaultDataFolder() { return ProgramFolder().parent_path() / "share" / 
 
 fs::path DefaultPlugin() { return ProgramFolder() / "svchecker.dll"; }
 
+fs::path PublicFirmwarePlugin() { return DefaultPlugin().replace_filename("publicfirmware.dll"); }
+
 fs::path Absolute(const std::string& path) {
   if (path.empty()) throw TError("a path is empty; name a file or a folder", EErrorKind::kUsage);
   return fs::absolute(PathOf(path)).lexically_normal();

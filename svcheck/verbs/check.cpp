@@ -100,6 +100,7 @@ TCheckVerb::TCheckVerb(CLI::App& app) {
   AddText(app, "--progress", progress, "Show progress on standard error", "WHEN")
       .OneOf({"auto", "always", "never"});
   AddFlag(app, "--timings", timings, "Tell on standard error where the time went");
+  AddUrgencyOption(app, options);
   AddFlag(app, "--verbose", verbose,
           "Tell on standard error what is compared by which plug-in, and where the time went")
       .Excludes(AddQuiet(app));

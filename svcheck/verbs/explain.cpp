@@ -1,5 +1,8 @@
 // `svcheck explain`: why something is, or is not, in the report.
+#include <utility>
+
 #include "host/hskcore/schema_helper.h"
+#include "report/text.h"
 #include "rules/names.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
@@ -17,6 +20,32 @@ namespace svc {
 
 namespace {
 
+// Takes down what the plug-in for public firmware says of each device.
+class TPublicFirmwareTrace : public ILogger {
+ public:
+  explicit TPublicFirmwareTrace(boost::shared_ptr<ILogger> next) : next(std::move(next)) {}
+
+  void Log(int level, std::string_view message) override {
+    if (next && next->IsLogged(level)) next->Log(level, message);
+    if (!message.starts_with(kPublicFirmwareEntry)) return;
+    lines.emplace_back(message.substr(kPublicFirmwareEntry.size()));
+  }
+  bool IsLogged(int /*level*/) const noexcept override { return true; }
+
+  void Write(const std::string& component, report::IOutput& output) const {
+    bool isFirst = true;
+    for (const std::string& line : lines) {
+      if (!report::ContainsAnyCase(line, component)) continue;
+      if (std::exchange(isFirst, false)) output.Write("\nPublic firmware\n");
+      output.Write("  " + report::PlainLine(line) + '\n');
+    }
+  }
+
+ private:
+  boost::shared_ptr<ILogger> next;
+  std::vector<std::string> lines;
+};
+
 class TExplainVerb : public IVerb {
  public:
   explicit TExplainVerb(CLI::App& app);
@@ -25,6 +54,9 @@ class TExplainVerb : public IVerb {
  private:
   TQueryRequest MakeRequest();
   void Explain(TQueryRequest request);
+  void ExplainElements(TQuerySession& session, const TLogFile& log,
+                       const boost::shared_ptr<ILogger>& companionLog,
+                       report::IOutput& output) const;
   void DemandComparison(const TQuerySession& session) const;
 
   TQueryOptions options;
@@ -76,20 +108,35 @@ void TExplainVerb::Explain(TQueryRequest request) {
   CompleteInventory(request, root, notes);
   for (const std::string& note : notes) ReportNote(note);
   TQuerySession session(std::move(request));
-  if (!session.IsOfOurPlugin()) {
+  if (!session.IsOfOurPlugin() && !session.IsForPublicFirmware()) {
     throw TError("the steps of the plug-in \"" + session.Plugin().Name() +
                  "\" are not known here; `svcheck query --log FILE` shows what it logs");
   }
   TLogFile log(options);
+  const boost::shared_ptr<TPublicFirmwareTrace> devices(new TPublicFirmwareTrace(log.Logger()));
+  if (session.IsForPublicFirmware()) {
+    session.Run({.log = devices});
+    DemandComparison(session);
+  } else {
+    ExplainElements(session, log, devices, *output);
+  }
+  devices->Write(component, *output);
+  output->Commit();
+  log.DemandWhole();
+}
+
+void TExplainVerb::ExplainElements(TQuerySession& session, const TLogFile& log,
+                                   const boost::shared_ptr<ILogger>& companionLog,
+                                   report::IOutput& output) const {
   const boost::shared_ptr<TQueryTrace> trace(new TQueryTrace(log.Logger()));
-  session.Run({.log = trace, .inventory = trace->OfInventory(), .catalogue = trace->OfCatalogue()});
+  session.Run({.log = trace,
+               .companionLog = companionLog,
+               .inventory = trace->OfInventory(),
+               .catalogue = trace->OfCatalogue()});
   DemandComparison(session);
   const auto records = session.Records();
   WriteExplanation(
-      {*trace, *records, TCIMSchemaHelper::GetMachineType(session.Inventory()), component},
-      *output);
-  output->Commit();
-  log.DemandWhole();
+      {*trace, *records, TCIMSchemaHelper::GetMachineType(session.Inventory()), component}, output);
 }
 
 // What a query that took place has to say all the same goes to standard error.

@@ -26,16 +26,10 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(EFate::kCount)> 
 
 std::string Quoted(std::string_view text) { return '"' + report::PlainLine(text) + '"'; }
 
-bool Contains(std::string_view text, std::string_view part) {
-  return std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
-           return report::ToLower(a) == report::ToLower(b);
-         }) != text.end();
-}
-
 // Whether a path leads to a file of that name, with or without an ending.
 bool LeadsTo(std::string_view path, std::string_view name) {
   const std::string_view file = path.substr(path.find_last_of("/\\") + 1);
-  return Contains(file.substr(0, name.size()), name) &&
+  return report::ContainsAnyCase(file.substr(0, name.size()), name) &&
          (file.size() == name.size() || file[name.size()] == '.');
 }
 
@@ -87,7 +81,9 @@ class TExplanation {
     explained.records.Read(number, current);
     return &current;
   }
-  bool IsWanted(std::string_view text) const { return Contains(text, explained.component); }
+  bool IsWanted(std::string_view text) const {
+    return report::ContainsAnyCase(text, explained.component);
+  }
   bool IsWanted(const TElementTrace& element) const;
   bool IsWanted(const TOfferedTrace& driver) const;
 
@@ -176,7 +172,7 @@ std::string TExplanation::WhyNoRecord(const TElementTrace& element) const {
   std::string missing;
   std::map<std::string, bool> isEmpty;  // What was read of a property last counts.
   for (const TInventoryRead& read : element.reads) {
-    if (read.properties.empty() && !Contains(missing, read.className)) {
+    if (read.properties.empty() && !report::ContainsAnyCase(missing, read.className)) {
       missing += " " + read.className;
     }
     for (const auto& [instance, property] : read.properties) {
@@ -225,7 +221,7 @@ bool TExplanation::IsInstalledText(const TElementTrace& element,
   if (record.offered.empty() || record.offered != record.installed) return false;
   bool fromDriverFiles = false;
   for (const std::string& property : element.texts) {
-    if (Contains(TextOf(*element.instance, property), record.offered)) return false;
+    if (report::ContainsAnyCase(TextOf(*element.instance, property), record.offered)) return false;
     fromDriverFiles = fromDriverFiles || property == rules::kUpdateDriverFiles;
   }
   return fromDriverFiles;

@@ -184,7 +184,7 @@ TFleetVerb::TFleetVerb(CLI::App& app) {
       .Excludes(resume)
       .CommandLineOnly();
   AddOutputs(app);
-  AddPluginOptions(app, options.query);
+  AddJudgedPluginOptions(app, options.query);
 }
 
 void TFleetVerb::AddOutputs(CLI::App& app) {
