@@ -8,7 +8,13 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
+from functools import partial
+from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from serial_notes import forget_server  # noqa: E402
 
 parser = argparse.ArgumentParser()
 parser.add_argument("--svcheck", required=True, type=pathlib.Path)
@@ -67,6 +73,38 @@ class Role(unittest.TestCase):
         self.assertEqual([end["machine"] for end in ends], list(HOSTS))
         self.assertEqual({end["summary"]["outdated"] for end in ends},
                          {report["summary"]["outdated"]})
+
+    def serve(self):
+        """A signed repository of the sample's catalogue; its address and the public key."""
+        folder, keys = self.folder / "repository", [self.folder / "k.pub", self.folder / "k.sec"]
+        folder.mkdir()
+        shutil.copy(SAMPLE / "catalogue" / "index.xml", folder / "sample.xml")
+        secret = ["--secret-key", keys[1]]
+        for command in (["keygen", "--no-password", "--repository-key", keys[0], *secret],
+                        ["build", folder], ["sign", folder, *secret]):
+            subprocess.run([OPTIONS.svcheck.resolve(), "repository", *command], check=True,
+                           capture_output=True)
+        server = ThreadingHTTPServer(("127.0.0.1", 0),
+                                     partial(SimpleHTTPRequestHandler, directory=str(folder)))
+        threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
+        forget_server(server.server_port)
+        self.addCleanup(forget_server, server.server_port)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        return f"http://127.0.0.1:{server.server_port}", str(keys[0])
+
+    def test_the_catalogue_is_fetched_once_for_all_machines(self):
+        address, key = self.serve()
+        fetched = self.folder / "fetched"
+        result = self.play(svcheck_repository=address, svcheck_repository_key=key,
+                           svcheck_fetcher=str(OPTIONS.svcheck.resolve()),
+                           svcheck_catalogue=str(fetched))
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+        for host in HOSTS:
+            self.assertEqual((self.folder / host / "catalogue" / "index.xml").read_bytes(),
+                             (fetched / "index.xml").read_bytes())
+            report = json.loads((self.folder / "gathered/reports" / f"{host}.json").read_text())
+            self.assertGreater(report["summary"]["outdated"], 0)
 
     def test_a_program_that_is_missing_fails_the_play(self):
         result = self.play(svcheck_program="/nonexistent/svcheck")

@@ -9,7 +9,13 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
+from functools import partial
+from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from serial_notes import forget_server  # noqa: E402
 
 parser = argparse.ArgumentParser()
 parser.add_argument("--svcheck", required=True, type=pathlib.Path)
@@ -24,6 +30,11 @@ SETTINGS = """fail-on = "outdated"
 catalogue = "/nonexistent"
 format = "csv"
 """
+
+
+class Quiet(SimpleHTTPRequestHandler):
+    def log_message(self, *_):
+        pass
 
 
 class Jobs(unittest.TestCase):
@@ -46,13 +57,41 @@ class Jobs(unittest.TestCase):
             self.assertEqual(count, 1, name)
         (self.folder / "fleet.conf").write_text(example)
 
-    def run_job(self, name, **variables):
+    def run_job(self, name, printed="", **variables):
         environment = {"PATH": os.environ["PATH"], "HOME": str(self.folder), "LC_ALL": "C.UTF-8",
                        "SVCHECK_FLEET": str(self.folder / "fleet.conf"),
                        "SVCHECK_FAIL_ON": "outdated", **variables}
         result = subprocess.run(["bash", JOBS / name], cwd=self.folder, text=True,
                                 env=environment, capture_output=True, check=False, timeout=300)
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", ""))
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, printed, ""))
+
+    def serve(self):
+        """A repository of the sample's catalogue; its address."""
+        folder = self.folder / "repository"
+        folder.mkdir()
+        shutil.copy(SAMPLE / "catalogue" / "index.xml", folder / "sample.xml")
+        subprocess.run([SVCHECK, "repository", "build", folder], check=True, capture_output=True)
+        server = ThreadingHTTPServer(("127.0.0.1", 0), partial(Quiet, directory=str(folder)))
+        threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
+        forget_server(server.server_port)
+        self.addCleanup(forget_server, server.server_port)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        return f"http://127.0.0.1:{server.server_port}"
+
+    def test_one_fetch_brings_the_catalogue_of_all(self):
+        place = self.folder / "the catalogue"
+        settings = self.folder / "fleet.conf"
+        settings.write_text(settings.read_text() + f'CATALOGUE="{place}"\nREPOSITORY="{self.serve()}"\n'
+                            "REPOSITORY_KEY=none\n")
+        self.run_job("fleet-fetch.sbatch", f"{place}/index.xml: 16 update elements of 1 description, "
+                                           "serial 1\n")
+        answers = [subprocess.run([SVCHECK, "fleet", "--catalogue", catalogue, "--inventories",
+                                   self.folder / "inventories"], check=True, capture_output=True,
+                                  env={"HOME": "/nonexistent"}).stdout.count(b'"Type"')
+                   for catalogue in (place, SAMPLE / "catalogue")]
+        self.assertEqual(answers[0], answers[1])
+        self.assertGreater(answers[0], MACHINES)
 
     def test_shards_and_their_merger_give_what_one_run_gives(self):
         for shard in range(1, SHARDS + 1):
