@@ -83,6 +83,9 @@ class Example(unittest.TestCase):
                           printed)
 
     def test_a_check_ends_with_1_where_an_exception_leaves_it(self):
+        bare = self.folder / "bare.xml"
+        bare.write_text("<CIM><DECLARATION><DECLGROUP/></DECLARATION></CIM>")
+        self.asked[1] = bare
         status, printed = self.svcheck("check", "--no-builtin-classes", "--catalogue",
                                        self.folder / "none")
         self.assertEqual(status, 1, printed)
