@@ -29,8 +29,7 @@ TLead LeadOf(const TReport& report, const TSummary& summary) {
   const EState state = StateOf(report, summary);
   if (state == EState::kFailed) return {"Not checked", "error"};
   if (state == EState::kNothingCompared) return {"Nothing was compared", "unknown"};
-  const std::size_t updates = summary.Of(EVerdict::kOutdated);
-  if (updates > 0) {
+  if (const std::size_t updates = CountUpdates(report); updates > 0) {
     return {fmt::format("{} update{} to install", updates, updates == 1 ? "" : "s"), "outdated"};
   }
   if (summary.Of(EVerdict::kUnknown) > 0) return {"Nothing is known to be outdated", "unknown"};
@@ -177,14 +176,22 @@ std::string VerdictCell(const TRecord& record) {
   return "<td class=\"verdict\">" + text + "</td>";
 }
 
+std::string UpdateNote(const TRecord& record) {
+  if (!record.update) return {};
+  const TUpdate& update = *record.update;
+  return fmt::format("<small class=\"update\" title=\"{}{}:{}\">{}</small>",
+                     update.package.empty() ? "" : PageText(update.package) + ", ",
+                     PageText(update.file), update.line, PageText(TitleOf(update)));
+}
+
 std::string Row(const TRecord& record, bool withType) {
   const std::string type =
       withType ? fmt::format("<small>{}</small>", PageText(record.type)) : std::string();
   return fmt::format(
-      "<tr data-verdict=\"{}\" data-rank=\"{}\"><th scope=\"row\">{}{}</th>{}{}{}</tr>\n",
+      "<tr data-verdict=\"{}\" data-rank=\"{}\"><th scope=\"row\">{}{}{}</th>{}{}{}</tr>\n",
       record.waived ? "waived" : NameOf(record.verdict),
       record.waived ? kVerdicts.size() : IndexOf(record.verdict), PageText(record.name), type,
-      VersionCell("installed", "Installed", record.installed),
+      UpdateNote(record), VersionCell("installed", "Installed", record.installed),
       VersionCell("offered", "Offered", record.offered), VerdictCell(record));
 }
 

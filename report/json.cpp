@@ -44,6 +44,13 @@ void WriteHead(const TReport& report, const TSummary& summary, TJsonWriter& json
   json.End();
 }
 
+void AddUpdate(const TRecord& record, TJsonWriter& json) {
+  if (!record.update) return;
+  const TUpdate& update = *record.update;
+  json.Object("update").Text("name", update.name).TextOrNull("package", update.package);
+  json.Text("file", update.file).Number("line", update.line).End();
+}
+
 void WriteRecord(const TRecord& record, TJsonWriter& json) {
   json.Object();
   AddTexts(record, json);
@@ -51,6 +58,7 @@ void WriteRecord(const TRecord& record, TJsonWriter& json) {
   if (record.verdict == EVerdict::kUnknown && record.why) {
     json.Text("reason", TextOf(*record.why));
   }
+  AddUpdate(record, json);
   json.End();
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 #include <utility>
 
 #include "report/records.h"
@@ -93,10 +94,44 @@ void TSummary::Add(const TRecord& record) noexcept {
 
 TSummary Summarize(const TReport& report) {
   TSummary summary;
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : RecordsOf(WholeOf(report))) {
     summary.Add(record);
   }
   return summary;
+}
+
+namespace {
+
+// The places of update elements that were met, each once.
+class TPlaces {
+ public:
+  // Whether it is met for the first time. Records of one element mostly follow each other.
+  bool Add(const std::shared_ptr<const TUpdate>& update) {
+    if (update == last) return false;
+    last = update;
+    return places.emplace(update->file, update->line).second;
+  }
+
+ private:
+  std::shared_ptr<const TUpdate> last;
+  std::set<std::pair<std::string, std::size_t>> places;
+};
+
+}  // namespace
+
+std::size_t CountUpdates(const TReport& report) {
+  std::size_t count = 0;
+  TPlaces places;
+  for (const TRecord& record : RecordsOf(WholeOf(report))) {
+    if (!FailsOn(record, EFailOn::kOutdated)) continue;
+    if (!record.update || places.Add(record.update)) ++count;
+  }
+  return count;
+}
+
+std::string TitleOf(const TUpdate& update) {
+  const std::string_view name = Trim(update.name);
+  return name.empty() ? update.file + ':' + std::to_string(update.line) : std::string(name);
 }
 
 void ChangeEach(TReport& report, std::function<void(TRecord&)> change) {

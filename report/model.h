@@ -101,6 +101,14 @@ struct TRelease {
 // Whether the urgency is that much or more; one that is not told is less than each.
 bool IsUrgent(const TRelease& release, std::string_view atLeast) noexcept;
 
+// The element of the catalogue that brings what a record offers; it may bring more than that.
+struct TUpdate {
+  std::string name;
+  std::string package;   // Its folder among the packages; empty where the catalogue names none.
+  std::string file;      // Of the catalogue.
+  std::size_t line = 0;  // Of that file, from 1.
+};
+
 struct TRecord {
   std::string type;
   std::string name;
@@ -113,6 +121,8 @@ struct TRecord {
   std::optional<TRelease> release = {};
   // Where whoever wrote the record compared the two texts as their maker counts.
   std::optional<EVerdict> compared = {};
+  // Null where it is not known. Records of one element may share it.
+  std::shared_ptr<const TUpdate> update = {};
 };
 
 // Why what is installed has no record.
@@ -218,6 +228,9 @@ struct TReport {
   std::optional<TCoverage> coverage;  // None where it was not looked at.
   TKeptMetrics kept;                  // Of the file of metrics that the report replaces.
   std::vector<TPhase> timings;        // Empty unless asked for.
+  // What it was before records were hidden; null where all are shown. Counts and conditions are of
+  // the whole.
+  std::shared_ptr<const TReport> whole;
 };
 
 // Records counted by verdict; the waived ones apart.
@@ -233,6 +246,12 @@ struct TSummary {
 };
 
 TSummary Summarize(const TReport& report);
+
+// What there is to install: the update elements of what is outdated and not waived, each once; of
+// records whose element is not known, each counts.
+std::size_t CountUpdates(const TReport& report);
+// The name of an update element, or else its place.
+std::string TitleOf(const TUpdate& update);
 
 // "5 outdated, 2 unknown, 1 newer, 12 current, 2 waived; 1 waiver has expired"; only what there is.
 std::string Sentence(const TSummary& summary);

@@ -82,6 +82,9 @@ inline void Judge(TRecord& record) {
 }
 
 inline TRecordRange RecordsOf(const TReport& report) { return TRecordRange(report); }
+inline const TReport& WholeOf(const TReport& report) {
+  return report.whole ? *report.whole : report;
+}
 
 // Changes every record: at once, or whenever it is read.
 void ChangeEach(TReport& report, std::function<void(TRecord&)> change);

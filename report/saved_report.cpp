@@ -109,6 +109,14 @@ std::optional<TAcceptance> AcceptanceOf(const TPlace& place) {
   return TAcceptance{place["reason"].Text(), place["expires"].TextOrNothing()};
 }
 
+// Reports of earlier versions name none.
+std::shared_ptr<const TUpdate> UpdateOf(const TPlace& place) {
+  if (place.IsNull()) return nullptr;
+  return std::make_shared<const TUpdate>(
+      TUpdate{place["name"].Text(), place["package"].TextOrNothing(), place["file"].Text(),
+              static_cast<std::size_t>(place["line"].Count())});
+}
+
 TRecord RecordOf(const TPlace& place) {
   TRecord record;
   record.type = place["Type"].Text();
@@ -126,6 +134,7 @@ TRecord RecordOf(const TPlace& place) {
   if (const TPlace reason = place["reason"]; !reason.IsNull()) {
     record.why = UnorderedOfText(reason.Text());
   }
+  record.update = UpdateOf(place["update"]);
   return record;
 }
 

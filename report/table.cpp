@@ -14,6 +14,11 @@ namespace svc::report {
 
 namespace {
 
+std::string UpdateFields(const TUpdate& update, ECsvTexts texts) {
+  return CsvField(update.name, texts) + ',' + CsvField(update.package, texts) + ',' +
+         CsvField(update.file, texts) + ',' + std::to_string(update.line) + "\r\n";
+}
+
 // What the other formats say above or below their records.
 void WriteCsvRemarks(const TReport& report, const TRenderOptions& options,
                      const std::string& behind, IOutput& output) {
@@ -32,8 +37,11 @@ void WriteCsvRemarks(const TReport& report, const TRenderOptions& options,
 // A check that did not take place is a record of its own: an empty table would look like good news.
 void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const auto field = [&](std::string_view text) { return CsvField(text, options.csv); };
-  const std::string behind = ',' + field(report.machine.host) + "\r\n";
-  output.Write("Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired,Host\r\n");
+  const std::string host = ',' + field(report.machine.host) + ',';
+  const std::string behind = host + ",,,\r\n";
+  output.Write(
+      "Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired,Host,"
+      "Update,Package,File,Line\r\n");
   for (const TRecord& record : RecordsOf(report)) {
     std::string line;
     for (const std::string* text :
@@ -45,7 +53,8 @@ void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& ou
     if (record.waived) line += field(record.waived->reason);
     line += ',';
     if (record.expiredWaiver) line += field(record.expiredWaiver->expires);
-    output.Write(line + behind);
+    output.Write(line +
+                 (record.update ? host + UpdateFields(*record.update, options.csv) : behind));
   }
   if (options.csvNotCompared && report.coverage) {
     for (const TPiece& piece : report.coverage->notCompared) {
@@ -66,11 +75,17 @@ void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& ou
 
 namespace {
 
-using TRecords = TTable<5>;
+// A line of so many columns has room for the update of each record.
+constexpr std::size_t kWide = 120;
 
-TRecords::TRow RowOfRecord(const TRecord& record) {
-  return {CellOf(record.type), CellOf(record.name), CellOf(record.installed),
-          CellOf(record.offered), VerdictCell(record)};
+// Of a narrow table the update is not a column.
+template <std::size_t kCount>
+typename TTable<kCount>::TRow RowOfRecord(const TRecord& record) {
+  typename TTable<kCount>::TRow row = {CellOf(record.type), CellOf(record.name),
+                                       CellOf(record.installed), CellOf(record.offered)};
+  if constexpr (kCount == 6) row[4] = record.update ? CellOf(TitleOf(*record.update)) : "-";
+  row[kCount - 1] = VerdictCell(record);
+  return row;
 }
 
 std::string Heading(const TReport& report) {
@@ -116,14 +131,25 @@ std::string LastLines(const TReport& report, const TSummary& summary) {
   return text;
 }
 
-void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput& output) {
-  TRecords table({"TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"});
-  for (const TRecord& record : RecordsOf(report)) table.Measure(RowOfRecord(record));
+template <std::size_t kCount>
+void WriteRecords(const TReport& report, const TRenderOptions& options,
+                  const typename TTable<kCount>::TRow& titles, IOutput& output) {
+  TTable<kCount> table(titles);
+  for (const TRecord& record : RecordsOf(report)) table.Measure(RowOfRecord<kCount>(record));
   if (options.width != 0) table.Narrow(options.width);
   output.Write(table.Heads());
   for (const TRecord& record : RecordsOf(report)) {
-    output.Write(
-        table.Line(RowOfRecord(record), options.color ? ColorOf(record) : std::string_view()));
+    output.Write(table.Line(RowOfRecord<kCount>(record),
+                            options.color ? ColorOf(record) : std::string_view()));
+  }
+}
+
+void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput& output) {
+  if (options.width < kWide) {
+    WriteRecords<5>(report, options, {"TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"}, output);
+  } else {
+    WriteRecords<6>(report, options, {"TYPE", "NAME", "INSTALLED", "OFFERED", "UPDATE", "VERDICT"},
+                    output);
   }
 }
 

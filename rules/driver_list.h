@@ -1,9 +1,12 @@
-// How a list of driver files is cut: entries of a name, "-#" and a version, separated by one blank.
-// A pure function; any thread.
+// How a list of driver files is cut: entries of a name, "-#" and a version, separated by one blank
+// (a pure function; any thread), and the form in which drivers' names are compared.
 #ifndef RULES_DRIVER_LIST_H_
 #define RULES_DRIVER_LIST_H_
 
+#include <array>
+#include <cctype>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace svc::rules {
@@ -51,6 +54,31 @@ constexpr void CutDriverList(std::string_view list, TTake&& take) {
     }
   }
 }
+
+// Brings drivers' names into the form in which they are compared, and in which records name them:
+// upper case, cut before the first ".". What upper case is says the C library's locale, which is
+// asked once. Used by one thread.
+class TDriverNameForm {
+ public:
+  TDriverNameForm() {
+    for (std::size_t i = 0; i < upperCase.size(); ++i) {
+      upperCase[i] = static_cast<char>(std::toupper(static_cast<int>(i)));
+    }
+  }
+
+  // Valid until the next call.
+  std::string_view Of(std::string_view name) {
+    normalised = name.substr(0, name.find('.'));
+    for (char& character : normalised) {
+      character = upperCase[static_cast<unsigned char>(character)];
+    }
+    return normalised;
+  }
+
+ private:
+  std::array<char, 256> upperCase;
+  std::string normalised;
+};
 
 }  // namespace svc::rules
 

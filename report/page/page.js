@@ -11,20 +11,40 @@
 
   // A group's rows stand in bodies of so many; the browser lays out a full one when it is in sight.
   const most = Number(table.dataset.rows);
-  const groups = [];
+  const ofTypes = [];
   for (const body of table.tBodies) {
     if ('type' in body.dataset) {
-      groups.push({place: groups.length, type: body.dataset.type, head: body.rows[0], bodies: []});
+      ofTypes.push({place: ofTypes.length, type: body.dataset.type, head: body.rows[0], bodies: []});
     }
-    groups.at(-1).bodies.push(body);
+    ofTypes.at(-1).bodies.push(body);
   }
-  const total = [...table.tBodies].reduce((sum, body) => sum + body.rows.length, -groups.length);
+  const total = [...table.tBodies].reduce((sum, body) => sum + body.rows.length, -ofTypes.length);
+  let groups = ofTypes;
+  let ofUpdates = null;  // Made when they are asked for.
 
   // The rows of a group in their order; not looked at before somebody filters or sorts.
   function itemsOf(group) {
     group.items ??= group.bodies.flatMap(body => [...body.rows]).slice(1)
-        .map((row, place) => ({row, place, text: null}));
+        .map((row, place) => ({row, place, type: group.type, text: null}));
     return group.items;
+  }
+
+  // A group for each update element, in the order of their first rows; its name leads its rows.
+  function groupByUpdate() {
+    const made = new Map();
+    for (const item of ofTypes.flatMap(itemsOf)) {
+      const note = item.row.querySelector('.update');
+      const key = note?.title ?? '';
+      if (!made.has(key)) {
+        const head = ofTypes[0].head.cloneNode(true);
+        head.querySelector('bdi').textContent = note?.textContent ?? 'No update known';
+        head.querySelector('small').textContent = key;
+        made.set(key, {place: made.size, type: '', head, bodies: [], items: []});
+      }
+      const {items} = made.get(key);
+      items.push({...item, place: items.length});
+    }
+    return [...made.values()];
   }
 
   // Of verdicts and of types: none pressed shows all of them.
@@ -37,8 +57,8 @@
 
   // A row has the type of its group, or where the types have a column what stands there.
   const typePlace = placeOf('type');
-  const typeOf = (group, item) =>
-      typePlace < 0 ? group.type : item.row.cells[typePlace].textContent;
+  const typeOf = item =>
+      typePlace < 0 ? item.type : item.row.cells[typePlace].textContent;
 
   // The group with these rows and no others; without any it has no place in the table.
   function deal(group, rows) {
@@ -65,14 +85,13 @@
     const verdicts = pressed('verdict');
     const types = pressed('type');
     const words = search.value.toLowerCase().split(/\s+/).filter(word => word);
-    const textOf = (group, item) =>
-        item.text ??= (group.type + ' ' + item.row.textContent).toLowerCase();
-    const goes = (group, item) => allows(verdicts, item.row.dataset.verdict) &&
-        (types.size === 0 || types.has(typeOf(group, item))) &&
-        (words.length === 0 || words.every(word => textOf(group, item).includes(word)));
+    const textOf = item => item.text ??= (item.type + ' ' + item.row.textContent).toLowerCase();
+    const goes = item => allows(types, typeOf(item)) &&
+        allows(verdicts, item.row.dataset.verdict) &&
+        (words.length === 0 || words.every(word => textOf(item).includes(word)));
     let count = 0;
     const bodies = groups.flatMap(group => {
-      const items = itemsOf(group).filter(item => goes(group, item));
+      const items = itemsOf(group).filter(goes);
       count += items.length;
       return deal(group, items.map(item => item.row));
     });
@@ -111,6 +130,21 @@
     show();
   }
 
+  // Where rows name their updates.
+  function addGrouping() {
+    const choice = document.createElement('select');
+    choice.id = 'group';
+    choice.append(new Option('type', ''), new Option('update'));
+    const label = document.createElement('label');
+    label.append('Group by ', choice);
+    shown.before(label);
+    choice.addEventListener('change', () => {
+      groups = choice.value ? ofUpdates ??= groupByUpdate() : ofTypes;
+      const head = heads.find(column => column.dataset.by === sort.value);
+      order(sort.value, head?.getAttribute('aria-sort') === 'descending');
+    });
+  }
+
   function showAll() {
     for (const button of toggles) button.setAttribute('aria-pressed', 'false');
     search.value = '';
@@ -145,6 +179,7 @@
     event.preventDefault();
     search.focus();
   });
+  if (table.querySelector('.update')) addGrouping();
   tools.hidden = false;
   tell(total);
 })();

@@ -35,6 +35,8 @@ TCimState::TCimState(const TCimState& other)
       declarations(other.declarations),
       declarationSlots(other.declarationSlots),
       rows(other.rows),
+      offsets(other.offsets),
+      documents(other.documents),
       generation(other.generation),
       written(other.written) {
   for (TRowId row = 0; row < rows.size(); ++row) {
@@ -150,6 +152,11 @@ TRowId TCimState::AddRow(TClassId classId, TShapeId shape, std::span<const TCell
   (owner.firstInstance == kNone ? owner.firstInstance : rows[owner.lastInstance].nextOfClass) = id;
   owner.lastInstance = id;
   return id;
+}
+
+void TCimState::SetOffset(TRowId row, std::uint32_t offset) {
+  if (offsets.size() <= row) offsets.resize(row + std::size_t{1});
+  offsets[row] = offset;
 }
 
 // Writes the instance anew with the property's form changed, or with the property added, unless

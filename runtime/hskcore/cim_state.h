@@ -75,6 +75,15 @@ class TCimState {
   // Stores a new instance, which takes a copy of the cells.
   // REQUIRES: as many cells as the shape has properties.
   TRowId AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells);
+  // What is added from here on is of another document.
+  void BeginDocument() { documents.push_back(rows.size()); }
+  // Where in its document an instance stands; 0 where nobody kept it.
+  void SetOffset(TRowId row, std::uint32_t offset);
+  std::uint32_t OffsetOf(TRowId row) const noexcept {
+    return row < offsets.size() ? offsets[row] : 0;
+  }
+  // The first row of each document, or of one behind it.
+  const std::vector<TRowId>& Documents() const noexcept { return documents; }
   // Writes a property of a stored instance, which may change its shape.
   void SetCell(TRowId row, TNameId name, TForm form, TCell cell);
   // In order of creation.
@@ -111,6 +120,8 @@ class TCimState {
   TStableVector<TDeclaration> declarations;
   std::vector<std::uint32_t> declarationSlots;
   TStableVector<TRow> rows;
+  std::vector<std::uint32_t> offsets;  // By row; shorter where nobody keeps them.
+  std::vector<TRowId> documents;
   std::uint32_t generation = 0;
   std::uint32_t written = 0;
 };

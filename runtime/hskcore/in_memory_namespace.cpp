@@ -190,6 +190,14 @@ TCell TInMemoryNamespace::StoreArray(const TCIMValue& value) {
   return state->StoreTextCell(arrayText.Finish());
 }
 
+std::optional<TPlace> TInMemoryNamespace::PlaceOf(TRowId row) const {
+  const std::uint32_t offset = state->OffsetOf(row);
+  const std::vector<TRowId>& documents = state->Documents();
+  const auto behind = std::upper_bound(documents.begin(), documents.end(), row);
+  if (offset == 0 || behind == documents.begin()) return {};
+  return TPlace{static_cast<std::size_t>(behind - documents.begin()) - 1, offset};
+}
+
 IInstanceSink* TInMemoryNamespace::SinkOf(TClassId id) const noexcept {
   if (sink == nullptr) return nullptr;
   // Nearly always it is the class itself, written just so.
@@ -229,6 +237,15 @@ bool HasSuperclass(const boost::shared_ptr<ICIMNamespace>& source, std::string_v
 std::optional<std::string> StoredText(const ICIMInstance& instance, std::string_view name) {
   if (typeid(instance) != typeid(TStoredInstance)) return {};
   return static_cast<const TStoredInstance&>(instance).Text(name);
+}
+
+void KeepPlaces(const boost::shared_ptr<ICIMNamespace>& target) {
+  InMemoryOf(target)->KeepPlaces();
+}
+
+std::optional<TPlace> PlaceOf(const ICIMInstance& instance) {
+  if (typeid(instance) != typeid(TStoredInstance)) return {};
+  return static_cast<const TStoredInstance&>(instance).Place();
 }
 
 TRowId NumberOf(const ICIMInstance& instance) noexcept {

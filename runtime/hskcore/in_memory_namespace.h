@@ -4,6 +4,7 @@
 #define RUNTIME_HSKCORE_IN_MEMORY_NAMESPACE_H_
 
 #include <boost/shared_ptr.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -38,6 +39,18 @@ HSKCORE_API bool HasSuperclass(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>
 // no observer. None when the instance has no such property, or is stored in no in-memory namespace.
 HSKCORE_API std::optional<std::string> StoredText(const NQRXHSK20::ICIMInstance& instance,
                                                   std::string_view name);
+
+// Where an instance stands in the documents that its namespace was read from.
+struct TPlace {
+  std::size_t document;  // Its number, from 0 in the order in which they were read.
+  std::size_t offset;    // Behind the instance's start tag, in bytes of UTF-8 without its mark.
+};
+
+// Of the documents that are read from here on, instances know their places, for which a query has
+// no use. Throws as DeclareBuiltinClasses does.
+HSKCORE_API void KeepPlaces(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
+// None for an instance whose place is not kept, or that is stored in no in-memory namespace.
+HSKCORE_API std::optional<TPlace> PlaceOf(const NQRXHSK20::ICIMInstance& instance);
 
 }  // namespace svc
 

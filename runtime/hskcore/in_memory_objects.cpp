@@ -58,6 +58,8 @@ std::optional<std::string> TStoredInstance::Text(std::string_view name) const {
   return owner->TextOf(row, name);
 }
 
+std::optional<TPlace> TStoredInstance::Place() const { return owner->PlaceOf(row); }
+
 void TStoredInstance::SetPropertyValue(std::string_view name, const TCIMValue& value,
                                        const CIMContext&) {
   owner->SetProperty(row, name, value);

@@ -112,6 +112,8 @@ class TStoredInstance final : public NQRXHSK20::ICIMInstance {
   TRowId Number() const noexcept { return row; }
   // None when there is no such property.
   std::optional<std::string> Text(std::string_view name) const;
+  // None where it is not kept.
+  std::optional<TPlace> Place() const;
   // Throws THSKException (kFailed): it is stored already.
   void Commit(const NQRXHSK20::CIMContext& context) override;
   void GetProperty(boost::shared_ptr<NQRXHSK20::ICIMProperty>& property, std::string_view name,
@@ -175,6 +177,11 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   TRowId Store(TClassId id, const TProperties& properties);
   void SetProperty(TRowId row, std::string_view name, const NQRXHSK20::TCIMValue& value);
 
+  void KeepPlaces() noexcept { keepsPlaces = true; }
+  bool KeepsPlaces() const noexcept { return keepsPlaces; }
+  // None where it is not kept.
+  std::optional<TPlace> PlaceOf(TRowId row) const;
+
   void SetObserver(IReadObserver* newObserver) noexcept { observer = newObserver; }
   IReadObserver* Observer() const noexcept { return observer; }
   void Hide(THiddenInstancesHandle instances) { hidden.swap(instances); }
@@ -218,6 +225,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   boost::shared_ptr<TCimState> state;
   // What `state` belongs to, unless it is this namespace's own.
   TSharedStateHandle shared;
+  bool keepsPlaces = false;
   IReadObserver* observer = nullptr;  // Not owned.
   IInstanceSink* sink = nullptr;      // Not owned.
   std::string sunkClass;

@@ -69,6 +69,7 @@ struct TNamespaceWriter::State {
   // What is being written: kNoClass for nothing.
   TClassId classId = kNoClass;
   bool isClass = false;
+  std::uint32_t place = 0;  // Of the instance; 0 where it is not kept.
   // Numbers it, so that a name knows whether it was written in it.
   std::uint32_t serial = 0;
   // The properties of the instance so far.
@@ -88,6 +89,7 @@ TCimState& TNamespaceWriter::State::Open() {
 void TNamespaceWriter::State::Begin(TClassId id, bool asClass) {
   classId = id;
   isClass = asClass;
+  place = 0;
   serial = cim->NextWritten();
   shape = TShapeTable::kEmpty;
   cells.clear();
@@ -134,6 +136,14 @@ TClassId TNamespaceWriter::BeginInstance(std::string_view className) {
 void TNamespaceWriter::BeginInstance(TClassId id) {
   state->Open();
   state->Begin(id, false);
+}
+
+void TNamespaceWriter::BeginDocument() {
+  if (state->target->KeepsPlaces()) state->Open().BeginDocument();
+}
+
+void TNamespaceWriter::KeepPlace(std::size_t offset) {
+  if (state->target->KeepsPlaces()) state->place = static_cast<std::uint32_t>(offset);
 }
 
 TPropertyName TNamespaceWriter::NameOf(std::string_view name) {
@@ -229,7 +239,8 @@ void TNamespaceWriter::EndArray() {
 
 void TNamespaceWriter::Finish() {
   if (!state->isClass && state->classId != kNoClass) {
-    state->cim->AddRow(state->classId, state->shape, state->cells);
+    const TRowId row = state->cim->AddRow(state->classId, state->shape, state->cells);
+    if (state->place != 0) state->cim->SetOffset(row, state->place);
   }
   state->Drop();
 }

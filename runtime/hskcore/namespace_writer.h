@@ -46,6 +46,10 @@ class HSKCORE_API TNamespaceWriter {
   TClassId BeginInstance(std::string_view className);
   // The same for a class whose id was given before.
   void BeginInstance(TClassId id);
+  // From here on a document is written. Instances know where they stand in it, if somebody keeps
+  // places: that of the instance that is open, in bytes from the start of the document.
+  void BeginDocument();
+  void KeepPlace(std::size_t offset);
 
   // REQUIRES: a class or an instance is open.
   TPropertyName NameOf(std::string_view name);

@@ -14,6 +14,7 @@ using NQRXHSK20::THSKStatusCode;
 
 void TCimBuilder::Build(EDialect dialect, bool isWholeFile) {
   try {
+    writer.BeginDocument();
     std::optional<std::string_view> version;
     InWindow([&] {
       version = ReadPrologue();

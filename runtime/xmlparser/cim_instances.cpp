@@ -20,6 +20,7 @@ void TCimBuilder::ReadInstance() {
 // True where the next instance begins behind this one as ever.
 bool TCimBuilder::ReadInstanceMembers() {
   writer.BeginInstance(instanceClass);
+  writer.KeepPlace(tokens.Reader().Offset());
   plan.Begin();
   const bool isEmpty = tokens.Reader().IsEmptyElement();
   for (;;) {

@@ -10,6 +10,7 @@
 #include "host/hskcore/exception.h"
 #include "report/records.h"
 #include "report/text.h"
+#include "rules/download_files.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
@@ -40,6 +41,10 @@ constexpr std::array kEnds = {
     TEnd{kLogWarning, rules::kNothingApplicable, EOutcome::kNothingApplicable},
     TEnd{kLogProgress, rules::kDownloadFailed, EOutcome::kDownloadFailed},
     TEnd{kLogProgress, rules::kNoDownload, EOutcome::kNoUpdates}};
+
+// How the name of a file in the download folder begins.
+constexpr std::string_view kDownloaded = "C:\\QRX_Support\\SV\\";
+static_assert(kDownloaded.substr(0, kDownloaded.size() - 1) == rules::kDownloadFolder);
 
 std::vector<std::string> LinesOf(std::string_view text) {
   std::vector<std::string> lines;
@@ -118,8 +123,17 @@ void TJournal::Note(int level, std::string_view message) {
     lastError.clear();
   }
   if (level == kLogError) lastError = message;
+  // A file of the download folder is named before it is loaded.
+  if (level == kLogProgress && message.starts_with(kDownloaded)) {
+    loadedFiles.emplace_back(message.substr(kDownloaded.size()));
+  }
   // The firmware comparison uses the error level for progress as well.
   if (level <= kLogWarning && (outcome || walked)) remarks.emplace_back(message);
+}
+
+std::vector<std::string> TJournal::LoadedFiles() const {
+  const std::lock_guard lock(mutex);
+  return loadedFiles;
 }
 
 void TJournal::Conclude(const TQueryEnd& end, const std::string& printed,

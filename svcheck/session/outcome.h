@@ -41,6 +41,8 @@ class TJournal : public NQRXHSK20::ILogger {
   void Log(int level, std::string_view message) override;
   bool IsLogged(int level) const noexcept override;
 
+  // The files of the download folder that were loaded, in their order.
+  std::vector<std::string> LoadedFiles() const;
   // What became of a query that has ended, from its log, what it printed and the number of update
   // elements that it saw (none when it had no catalogue). Sets outcome and errors of the report;
   // errors that name only a line of the catalogue name its file as well, as
@@ -60,6 +62,7 @@ class TJournal : public NQRXHSK20::ILogger {
   bool walked = false;                      // Whether the firmware was compared to its end.
   std::string lastError;
   std::vector<std::string> remarks;
+  std::vector<std::string> loadedFiles;
 };
 
 // The plug-in for public firmware by its name, and the class of what its catalogues hold.

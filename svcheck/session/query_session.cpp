@@ -24,6 +24,7 @@
 #include "svcheck/session/instances.h"
 #include "svcheck/session/record_spool.h"
 #include "svcheck/system/failure.h"
+#include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"
 
 using namespace NQRXHSK20;
@@ -72,12 +73,16 @@ class TReading {
 class TWatchingProvider : public INamespaceProvider {
  public:
   TWatchingProvider(boost::shared_ptr<INamespaceProvider> watched, const TFollowers& followers)
-      : watched(std::move(watched)), observer(followers.catalogue), hidden(followers.hidden) {}
+      : watched(std::move(watched)),
+        observer(followers.catalogue),
+        hidden(followers.hidden),
+        keepsPlaces(followers.wantsUpdates) {}
 
   std::string GetName() const override { return watched->GetName(); }
   boost::shared_ptr<ICIMNamespace> CreateNamespace(const CIMContext& context, int flags,
                                                    const std::string& name) override {
     last = watched->CreateNamespace(context, flags, name);
+    if (keepsPlaces) KeepPlaces(last);
     if (observer != nullptr) reading.emplace(last, observer);
     if (hidden) HideInstances(last, hidden);
     return last;
@@ -95,6 +100,7 @@ class TWatchingProvider : public INamespaceProvider {
   boost::shared_ptr<INamespaceProvider> watched;
   IReadObserver* observer;
   THiddenInstancesHandle hidden;
+  const bool keepsPlaces;
   boost::shared_ptr<ICIMNamespace> last;
   std::optional<TReading> reading;
 };
@@ -313,8 +319,16 @@ void TQuerySession::Run(const TFollowers& followers) {
   {
     std::optional<TObservedDownloads> downloads;
     if (followers.download != nullptr) downloads.emplace(followers.download);
-    const TReading reading(inventory, followers.inventory);
-    const TCatalogueWatch watch(followers, catalogue);
+    TFollowers seeing = followers;
+    std::optional<TRecordOrigins::TInventoryReads> inventoryReads;
+    std::optional<TRecordOrigins::TCatalogueReads> catalogueReads;
+    if (followers.wantsUpdates && IsOfOurPlugin()) {
+      origins = std::make_unique<TRecordOrigins>();
+      seeing.inventory = &inventoryReads.emplace(*origins, followers.inventory);
+      seeing.catalogue = &catalogueReads.emplace(*origins, followers.catalogue);
+    }
+    const TReading reading(inventory, seeing.inventory);
+    const TCatalogueWatch watch(seeing, catalogue);
     TCapturedOutput captured;
     end = AskFirst();
     printed = captured.Take();
@@ -326,7 +340,7 @@ void TQuerySession::Run(const TFollowers& followers) {
 
 void TQuerySession::Conclude(report::TReport& report) const {
   if (!report.catalogue.elements) report.catalogue.elements = CountElements();
-  report.source = Records();
+  report.source = NamedRecords();
   if (request.onlyUrgency != kAnyUrgency) {
     report::KeepOnly(report, [&](const report::TRecord& record) {
       return record.release && report::IsUrgent(*record.release, request.onlyUrgency);
@@ -373,6 +387,23 @@ std::shared_ptr<const report::IRecordSource> TQuerySession::StoredRecords() cons
   instances.erase(instances.begin(),
                   instances.begin() + static_cast<std::ptrdiff_t>(recordsBefore));
   return RecordsOfInstances(std::move(instances));
+}
+
+std::shared_ptr<const report::IRecordSource> TQuerySession::NamedRecords() const {
+  if (!origins) return Records();
+  const fs::path data = request.dataFolder / "sv";
+  std::vector<TRecordOrigins::TDocument> documents;
+  const auto add = [&](const std::string& name, const fs::path& folder) {
+    documents.push_back({name, (folder / PathOf(name)).string()});
+  };
+  add("sv.definitions.xml", data);
+  if (IsLive(request.context)) {
+    add("header.xml", data);
+    for (const std::string& name : journal->LoadedFiles()) add(name, DownloadFolder());
+  } else {
+    add(rules::kIndexFile, CatalogueIn(request.context));
+  }
+  return origins->With(Records(), catalogue, documents);
 }
 
 std::optional<std::uint64_t> TQuerySession::CountElements() const {

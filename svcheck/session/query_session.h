@@ -22,6 +22,7 @@
 #include "runtime/hskcore/namespace_watch.h"
 #include "runtime/hskcore/shared_state.h"
 #include "svcheck/session/outcome.h"
+#include "svcheck/session/record_origins.h"
 #include "svcheck/session/request.h"
 
 namespace svc {
@@ -93,6 +94,8 @@ struct TFollowers {
   // See what is read of inventory and catalogue.
   IReadObserver* inventory = nullptr;
   IReadObserver* catalogue = nullptr;
+  // Whether the records of the report are to name their update elements.
+  bool wantsUpdates = false;
   // What cannot be seen of the catalogue.
   THiddenInstancesHandle hidden = {};
 };
@@ -137,6 +140,8 @@ class TQuerySession {
   TQueryEnd RunQuery(NQRXHSK20::IPluginAdvancedQueryCallbacks& query);
   void ConcludeCompanion(report::TReport& report) const;
   std::shared_ptr<const report::IRecordSource> StoredRecords() const;
+  // Each with its update element, where the plug-in is the one whose order of work is known.
+  std::shared_ptr<const report::IRecordSource> NamedRecords() const;
 
   TQueryRequest request;
   boost::shared_ptr<NQRXHSK20::ICIMNamespace> inventory;
@@ -144,6 +149,7 @@ class TQuerySession {
   std::shared_ptr<TLoadedPlugin> plugin;
   std::shared_ptr<TRecordSpool> spool;  // Null for a plug-in of somebody else.
   std::size_t recordsBefore = 0;
+  std::unique_ptr<TRecordOrigins> origins;  // Null where nobody wants to know them.
   boost::shared_ptr<TJournal> journal;
   TQueryEnd end;
   TQueryEnd companionEnd;

@@ -47,11 +47,6 @@ CIMContext ContextOf(const std::vector<std::string>& entries) {
   return context;
 }
 
-bool IsLive(const CIMContext& context) {
-  const auto entry = context.find(rules::kCatalogueEntry);
-  return entry != context.end() && static_cast<std::string>(entry->second) == rules::kLive;
-}
-
 // Words that --plugin takes in place of a file.
 constexpr const char* kVersionChecker = "version-checker";
 constexpr const char* kPublicFirmware = "public-firmware";
@@ -68,6 +63,11 @@ std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path 
 }
 
 }  // namespace
+
+bool IsLive(const CIMContext& context) {
+  const auto entry = context.find(rules::kCatalogueEntry);
+  return entry != context.end() && static_cast<std::string>(entry->second) == rules::kLive;
+}
 
 // Without a repository there is nothing to trust: the download fails and says so itself.
 void DemandTrust(const TQueryOptions& options) {

@@ -71,6 +71,9 @@ void AddJudgedPluginOptions(CLI::App& app, TQueryOptions& options);
 TOption AddInventoryOption(CLI::App& app, TQueryOptions& options);
 void AddMachineOption(CLI::App& app, TQueryOptions& options);
 
+// Whether the query of that context downloads its catalogue.
+bool IsLive(const NQRXHSK20::CIMContext& context);
+
 // Puts the process's settings for downloads in force.
 void ApplyDownloadSettings(const TQueryOptions& options);
 

@@ -225,7 +225,10 @@ void TCheckVerb::RunQuery(TQuerySession& session, TStatusLine& status, report::T
   TLogFile log(options);
   TDownloadWatch download(WantsProgress());
   if (!live) status.Show("Loading the catalogue" + CatalogueSize());
-  session.Run({.log = log.Logger(), .onLoaded = OnLoaded(status), .download = &download});
+  session.Run({.log = log.Logger(),
+               .onLoaded = OnLoaded(status),
+               .download = &download,
+               .wantsUpdates = true});
   status.Clear();
   EndPhase("comparison");
   session.Conclude(report);

@@ -68,7 +68,8 @@ def read_table(text):
     """The lines before the table, its rows without the titles, and the lines behind it."""
     head, titles, rows = text.split("\n")[:3], text.split("\n")[3], text.split("\n")[4:]
     columns = [match.start() for match in re.finditer(r"\w+", titles)]
-    assert titles.split() == ["TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"]
+    assert titles.split() in (["TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"],
+                              ["TYPE", "NAME", "INSTALLED", "OFFERED", "UPDATE", "VERDICT"])
     end = rows.index("")
     return head, [cut_at(row, columns) for row in rows[:end]], rows[end:]
 
@@ -99,7 +100,7 @@ class Page(HTMLParser):
             self.groups.append({"type": values["data-type"], "head": "", "rows": []})
         if tag == "tr" and "data-verdict" in values:
             self.groups[-1]["rows"].append({"verdict": values["data-verdict"], "Type": "", "Name": "",
-                                            "cells": [], "small": []})
+                                            "update": "", "place": "", "cells": [], "small": []})
         if tag == "td" and self.groups:
             self.groups[-1]["rows"][-1]["cells"].append("")
         if tag == "small" and self.is_in("td"):
@@ -128,7 +129,9 @@ class Page(HTMLParser):
         if self.is_in("tbody", "td"):
             row["small" if tag == "small" else "cells"][-1] += data
         elif self.is_in("tbody", "th") and self.is_in_record():
-            row["Type" if tag == "small" else "Name"] += data
+            row["Name" if tag != "small" else values.get("class", "Type")] += data
+            if "title" in values:
+                row["place"] = values["title"]
         elif self.is_in("tbody", "th"):
             self.groups[-1]["head"] += data
         elif tag in ("b", "span") and "data-verdict" in self.open[-2][1]:

@@ -67,6 +67,10 @@ def record_of(index):
         record["expiredWaiver"] = {"reason": reason, "expires": "2026-12-31"}
     if index % 35 == 2:
         record["expiredWaiver"] = {"reason": "earlier " + reason, "expires": "2025-01-01"}
+    if index % 3:
+        record["update"] = {"name": TEXTS[(index * 19 + 3) % len(TEXTS)],
+                            "package": TEXTS[(index * 23 + 9) % len(TEXTS)] or None if index % 3 == 1
+                            else None, "file": "index.xml", "line": index // 2 + 1}
     return record
 
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -156,11 +157,57 @@ TEST(Ndjson, EndsWithHowTheCheckEnded) {
 
 TEST(Csv, HasARowForEachRecord) {
   EXPECT_EQ(Rendered("csv", SampleReport()),
-            "Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired,Host\r\n"
-            "Firmware,System BIOS,YUE110B,YUE112A,outdated,,,\r\n"
-            "Firmware,Remote <Watch> Adapter,\"1.08 (A) \",\"1.08 (B) \",unknown,,,\r\n"
-            "Driver,E1000E,1.3.10,1.2.20,newer,,,\r\n"
-            "Driver,BNX2,1.7.9,1.7.9,current,,,\r\n");
+            "Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired,Host,Update,Package,"
+            "File,Line\r\n"
+            "Firmware,System BIOS,YUE110B,YUE112A,outdated,,,,,,,\r\n"
+            "Firmware,Remote <Watch> Adapter,\"1.08 (A) \",\"1.08 (B) \",unknown,,,,,,,\r\n"
+            "Driver,E1000E,1.3.10,1.2.20,newer,,,,,,,\r\n"
+            "Driver,BNX2,1.7.9,1.7.9,current,,,,,,,\r\n");
+}
+
+TReport ReportOfUpdates() {
+  TReport report = SampleReport();
+  const auto both = std::make_shared<const TUpdate>(TUpdate{"fw <1>", "/PKGS/\"A\"", "i.xml", 7});
+  report.records[0].update = both;
+  report.records[1].update = std::make_shared<const TUpdate>(*both);
+  report.records[1].verdict = EVerdict::kOutdated;
+  report.records[2].update = std::make_shared<const TUpdate>(TUpdate{"", "", "i.xml", 9});
+  return report;
+}
+
+TEST(Update, OfARecordStandsInEachTable) {
+  const TReport report = ReportOfUpdates();
+  EXPECT_THAT(Rendered("csv", report),
+              HasSubstr("YUE112A,outdated,,,,fw <1>,\"/PKGS/\"\"A\"\"\",i.xml,7\r\n"));
+  EXPECT_THAT(Rendered("csv", report), HasSubstr("newer,,,,,,i.xml,9\r\n"));
+  EXPECT_THAT(Rendered("json", report),
+              HasSubstr(R"("update":{"name":"fw <1>","package":"/PKGS/\"A\"","file":"i.xml",)"
+                        R"("line":7}})"));
+  EXPECT_THAT(Rendered("ndjson", report),
+              HasSubstr(R"("update":{"name":"","package":null,"file":"i.xml","line":9}})"));
+  TRenderOptions wide;
+  wide.width = 120;
+  EXPECT_THAT(Rendered("table", report, wide), HasSubstr("OFFERED   UPDATE   VERDICT\n"));
+  EXPECT_THAT(Rendered("table", report, wide), HasSubstr("YUE112A   fw <1>   outdated\n"));
+  EXPECT_THAT(Rendered("table", report, wide), HasSubstr("1.2.20    i.xml:9  newer\n"));
+  EXPECT_THAT(Rendered("table", report, wide), HasSubstr("1.7.9     -        current\n"));
+  wide.width = 119;
+  EXPECT_THAT(Rendered("table", report, wide), Not(HasSubstr("UPDATE")));
+  EXPECT_THAT(Rendered("table", report), Not(HasSubstr("UPDATE")));
+}
+
+TEST(Updates, ToInstallAreElementsEachOnce) {
+  TReport report = ReportOfUpdates();
+  EXPECT_EQ(CountUpdates(report), 1u);
+  EXPECT_THAT(Rendered("html", report), HasSubstr("<h1>1 update to install</h1>"));
+  report.records[2].verdict = EVerdict::kOutdated;
+  report.records[3].verdict = EVerdict::kOutdated;  // Of an element that nobody knows.
+  EXPECT_EQ(CountUpdates(report), 3u);
+  report.records.push_back(report.records[3]);
+  report.records.push_back(report.records[0]);
+  EXPECT_EQ(CountUpdates(report), 4u);
+  for (TRecord& record : report.records) record.waived = TAcceptance{"r", ""};
+  EXPECT_EQ(CountUpdates(report), 0u);
 }
 
 TEST(Junit, FailsForOutdatedAndSkipsUnknown) {
@@ -250,10 +297,11 @@ TEST(Csv, AReasonIsAFieldLikeOthers) {
   report.records.resize(1);
   report.records[0].waived = TAcceptance{"a, \"b\"", "2027-12-31"};
   report.records[0].expiredWaiver = TAcceptance{"c", "=2"};
-  EXPECT_THAT(Rendered("csv", report), testing::EndsWith(",outdated,\"a, \"\"b\"\"\",'=2,\r\n"));
+  EXPECT_THAT(Rendered("csv", report),
+              testing::EndsWith(",outdated,\"a, \"\"b\"\"\",'=2,,,,,\r\n"));
   TRenderOptions raw;
   raw.csv = ECsvTexts::kRaw;
-  EXPECT_THAT(Rendered("csv", report, raw), testing::EndsWith("\",=2,\r\n"));
+  EXPECT_THAT(Rendered("csv", report, raw), testing::EndsWith("\",=2,,,,,\r\n"));
 }
 
 TEST(EveryLine, TellsOfWaivers) {
@@ -273,8 +321,8 @@ TEST(EveryLine, TellsOfWaivers) {
               HasSubstr(R"("expiredWaiver":{"reason":"was agreed","expires":"2026-12-31"}})"));
   EXPECT_THAT(Rendered("json", report),
               HasSubstr(R"("current":1,"compared":3,"waived":1,"expiredWaivers":1})"));
-  EXPECT_THAT(Rendered("csv", report), HasSubstr("outdated,agreed,,\r\n"));
-  EXPECT_THAT(Rendered("csv", report), HasSubstr("unknown,,2026-12-31,\r\n"));
+  EXPECT_THAT(Rendered("csv", report), HasSubstr("outdated,agreed,,,,,,\r\n"));
+  EXPECT_THAT(Rendered("csv", report), HasSubstr("unknown,,2026-12-31,,,,,\r\n"));
   EXPECT_THAT(Rendered("junit", report), HasSubstr("<skipped message=\"waived: agreed;"));
   EXPECT_THAT(Rendered("junit", report),
               HasSubstr(R"(tests="4" failures="0" errors="0" skipped="2")"));

@@ -84,22 +84,31 @@ class Formats(FormatTest):
                 self.assertTrue(text.endswith("\r\n"))
                 titles, *rows = csv.reader(io.StringIO(text, newline=""), strict=True)
                 self.assertEqual(titles, ["Type", "Name", "InstalledVersion", "SVVersion", "Verdict",
-                                          "Waived", "WaiverExpired", "Host"])
+                                          "Waived", "WaiverExpired", "Host", "Update", "Package",
+                                          "File", "Line"])
                 records = [[record[name] for name in titles[:4]] +
                            [record["verdict"], waiver(record, "waived", "reason"),
-                            waiver(record, "expiredWaiver", "expires"), "we\x9bb"]
+                            waiver(record, "expiredWaiver", "expires"), "we\x9bb",
+                            *self.update_of(record)]
                            for record in expected["records"]]
                 causes = [SENTENCES[expected["outcome"]], *expected["errors"]] if failed else []
                 if expected["state"] == "nothing-compared":
                     records.append(["Notice", expected["stateReason"], "", "", "nothing compared", "",
-                                    "", "we\x9bb"])
-                records += [["Notice", notice, "", "", "notice", "", "", "we\x9bb"]
+                                    "", "we\x9bb", "", "", "", ""])
+                records += [["Notice", notice, "", "", "notice", "", "", "we\x9bb", "", "", "", ""]
                             for notice in expected["notices"]]
-                records += [["Error", cause, "", "", "not checked", "", "", "we\x9bb"] for cause in causes]
+                records += [["Error", cause, "", "", "not checked", "", "", "we\x9bb", "", "", "", ""]
+                            for cause in causes]
                 self.assertEqual(rows, [[csv_text(text, raw) for text in row] for row in records])
                 if not raw:
                     self.assertNotRegex("\n".join(text for row in rows for text in row if "\n" not in
                                                   text), r"(?m)^[=+\-@\t\r]")
+
+    @staticmethod
+    def update_of(record):
+        if "update" not in record:
+            return [""] * 4
+        return [str(value or "") for value in record["update"].values()]
 
     def test_junit_has_a_case_for_each_record(self):
         for expected, text, failed in self.each("junit"):
@@ -223,6 +232,16 @@ class Formats(FormatTest):
             _, rows, behind = read_table(text)
             self.assertEqual(rows, [self.row_of(record) for record in expected["records"]])
             self.assertEqual(behind, ([""] + errors if errors else []) + last + [""])
+
+    def test_a_wide_table_names_the_update_of_each_record(self):
+        for expected, text, _ in self.each("table", "--width", "99999"):
+            if expected["records"]:
+                updates = [record.get("update") for record in expected["records"]]
+                names = ["-" if update is None else
+                         cell(update["name"]) if trimmed(update["name"]) else
+                         f"index.xml:{update['line']}" for update in updates]
+                self.assertEqual([row[4] for row in read_table(text)[1]],
+                                 [name.rstrip(" ") for name in names])
 
     def test_the_table_says_what_was_compared(self):
         said = ["Machine 46\ufffd38\ufffd (R \"x\" <7>\ufffd[2J), host we\ufffdb, Some | Linux\ufffd",
@@ -490,8 +509,15 @@ class WholePage(FormatTest):
             self.assertEqual(page.facts, self.facts_of(expected, failed))
 
     @staticmethod
-    def lead_of(expected, failed):
-        updates = expected["summary"]["outdated"]
+    def updates_of(records):
+        """Update elements to install, each once; a record that names none counts."""
+        install = [record for record in records
+                   if record["verdict"] == "outdated" and "waived" not in record]
+        known = {record["update"]["line"] for record in install if "update" in record}
+        return len(known) + sum("update" not in record for record in install)
+
+    def lead_of(self, expected, failed):
+        updates = self.updates_of(expected["records"])
         if failed or expected["state"] == "nothing-compared":
             return "Not checked" if failed else "Nothing was compared"
         return (f"{updates} update{'s' * (updates != 1)} to install" if updates else
@@ -501,8 +527,8 @@ class WholePage(FormatTest):
     @staticmethod
     def facts_of(expected, failed):
         machine, system = expected["machine"], expected["operatingSystem"]
-        facts = {"Host": machine["host"], "Type": machine["type"], "Model": machine["model"], "Maker": machine["manufacturer"],
-                 "Serial number": machine["serialNumber"], "System": system["caption"],
+        facts = {"Host": machine["host"], "Type": machine["type"], "Model": machine["model"],
+                 "Maker": machine["manufacturer"], "Serial number": machine["serialNumber"], "System": system["caption"],
                  "Kernel": system["version"], "Platform": system["platform"],
                  "Folder": expected["catalogue"]["path"]}
         if not failed:
@@ -541,9 +567,15 @@ class WholePage(FormatTest):
         if "expiredWaiver" in record:
             said = {name: page_text(text) for name, text in record["expiredWaiver"].items()}
             small.append("waiver expired {expires}: {reason}".format(**said))
+        update = record.get("update")
+        name, place = "", ""
+        if update:
+            name = page_text(trimmed(update["name"])) or f"index.xml:{update['line']}"
+            place = f"{page_text(update['package'])}, " if update["package"] else ""
+            place += f"index.xml:{update['line']}"
         versions = [page_text(trimmed(record[name])) or "–" for name in ("InstalledVersion", "SVVersion")]
         return {"verdict": state, "Type": page_text(record["Type"]) if has_type else "",
-                "Name": page_text(record["Name"]), "cells": [*versions, state], "small": small}
+                "Name": page_text(record["Name"]), "update": name, "place": place, "cells": [*versions, state], "small": small}
 
 
 if __name__ == "__main__":

@@ -22,7 +22,7 @@ expires = 2020-01-01
 """
 VISIBLE = """return [...document.querySelectorAll('#records tbody tr:not(.group)')]
   .filter(row => row.checkVisibility())
-  .map(row => [row.closest('tbody').dataset.type, row.cells[0].textContent,
+  .map(row => [row.closest('tbody').dataset.type, row.cells[0].firstChild?.data ?? '',
                row.dataset.verdict]);"""
 FOCUSED = """const focused = document.activeElement, style = getComputedStyle(focused);
 return [focused.textContent || focused.id || focused.localName,
@@ -85,6 +85,66 @@ class PageTest(ProgramTest):
         return groups
 
 
+class Groups(PageTest):
+    """Of update elements, once somebody asks for them."""
+
+    ROWS = """return [...document.querySelectorAll('#records tr')].slice(1)
+      .filter(row => row.checkVisibility())
+      .map(row => row.matches('.group') ? [row.querySelector('bdi').textContent]
+                                        : row.cells[0].firstChild.data);"""
+
+    def group(self, by):
+        self.browser.run("""const choice = document.getElementById('group');
+            choice.value = arguments[0];
+            choice.dispatchEvent(new Event('change'));""", by)
+        return self.browser.run(self.ROWS)
+
+    def by_update(self):
+        """What a check of the sample says."""
+        report = json.loads(self.run_program(
+            "check", "--inventory", SAMPLE / "inventory.xml", "--catalogue", SAMPLE / "catalogue",
+            "--format", "json").stdout)
+        groups = {}
+        for record in report["records"]:
+            groups.setdefault(record["update"]["name"], []).append(record)
+        return groups
+
+    def test_hold_the_records_of_one_element_each(self):
+        self.open_sample()
+        before = self.browser.run(self.ROWS)
+        groups = self.by_update()
+        self.assertGreater(max(map(len, groups.values())), 1)
+        expected = [part for name, records in groups.items()
+                    for part in ([name], *[record["Name"] for record in records])]
+        self.assertEqual(self.group("update"), expected)
+        self.assertEqual(self.group(""), before)
+        self.assertEqual(self.group("update"), expected)
+
+    def test_go_by_filters_and_orders_too(self):
+        self.open_sample()
+        self.group("update")
+        self.browser.click("th[data-by=verdict] button")
+        self.browser.click(".tile.current")
+        shown = [part for name, records in self.by_update().items()
+                 for part in ([name], *[record["Name"] for record in records
+                                        if record["verdict"] == "current"])]
+        wanted = [part for part, behind in zip(shown, [*shown[1:], []])
+                  if isinstance(part, str) or isinstance(behind, str)]
+        self.assertEqual(self.browser.run(self.ROWS), wanted)
+
+    def test_are_not_offered_where_no_record_names_its_update(self):
+        self.write("report.json", json.dumps({
+            "schema": 1, "tool": {"name": "t", "version": "1"}, "generated": "2027-06-30T00:00:00Z",
+            "machine": {"type": "1"}, "operatingSystem": {"caption": ""},
+            "catalogue": {"source": "folder", "path": "/c", "elements": 1}, "outcome": "done",
+            "records": [{"Type": "T", "Name": "N", "InstalledVersion": "1", "SVVersion": "2",
+                         "verdict": "outdated"}],
+            "summary": {"outdated": 1, "unknown": 0, "newer": 0, "current": 0}, "errors": []}))
+        self.open("report", self.folder / "report.json")
+        self.assertEqual(self.names(), ["N"])
+        self.assertFalse(self.browser.run("return !!document.getElementById('group')"))
+
+
 class Filters(PageTest):
     def test_they_show_what_goes_by_them(self):
         browser = self.browser
@@ -142,14 +202,14 @@ class Keyboard(PageTest):
     def test_everything_is_reached_in_order_and_seen_to_be(self):
         self.open_sample()
         reached = []
-        for _ in range(14):
+        for _ in range(15):
             self.browser.press(TAB)
             name, has_outline = self.browser.run(FOCUSED)
             self.assertTrue(has_outline, name)
             reached.append(name)
         self.assertEqual([name.split()[-1] if name[0].isdigit() else name for name in reached[1:6]],
                          ["offered", "compared", "offered", "it", "is"])
-        self.assertEqual((reached[0], reached[6:9], reached[10:]),
+        self.assertEqual((reached[0], reached[6:9], reached[11:]),
                          ("To the records", ["search", "Firmware", "Driver"],
                           ["Name", "Installed", "Offered", "Verdict"]))
 
@@ -178,7 +238,7 @@ class Keyboard(PageTest):
         press(TAB, TAB, TAB, DOWN)  # The types, then what to sort by.
         for verdicts in self.in_groups(2).values():
             self.assertEqual(verdicts, sorted(verdicts, key=VERDICTS.index))
-        press(TAB, ENTER, ENTER)
+        press(TAB, TAB, ENTER, ENTER)
         self.assertEqual(self.in_groups(1)["Driver"][0], "TG3")
 
     def test_a_screen_reader_is_told_what_is_seen(self):

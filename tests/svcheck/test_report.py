@@ -85,7 +85,7 @@ class SavedReport(ReportTest):
                                  ("foreign", '{"schema":"x"}', 'schema "x"'), ("empty", "", "JSON"),
                                  ("later", whole.replace('"schema": 1', '"schema": 2'), "schema 2"),
                                  ("bytes", b"\xff\x00" * 50, "JSON"),
-                                 ("record", whole.replace('"outdated"}', "7}", 1),
+                                 ("record", whole.replace('"verdict":"outdated"', '"verdict":7', 1),
                                   "records[0].verdict")):
             with self.subTest(name):
                 path = self.write(f"{name}.json", text)

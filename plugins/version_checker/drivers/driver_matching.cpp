@@ -3,7 +3,6 @@
 // Each pair owes the trace its lines. Where the trace is kept every pair is visited; where it is
 // not, only those that match, found by name, so that the work grows with the lists' lengths.
 #include <algorithm>
-#include <cctype>
 #include <deque>
 #include <string_view>
 #include <unordered_map>
@@ -20,20 +19,6 @@
 using namespace NQRXHSK20;
 
 namespace svc::checker {
-
-TDriverNameForm::TDriverNameForm() {
-  for (std::size_t i = 0; i < upperCase.size(); ++i) {
-    upperCase[i] = static_cast<char>(std::toupper(static_cast<int>(i)));
-  }
-}
-
-std::string_view TDriverNameForm::Of(std::string_view name) {
-  normalised = name.substr(0, name.find('.'));
-  for (char& character : normalised) {
-    character = upperCase[static_cast<unsigned char>(character)];
-  }
-  return normalised;
-}
 
 namespace {
 
@@ -62,7 +47,7 @@ class TNames {
     return numbers.emplace(name, names.size() - 1).first->second;
   }
 
-  TDriverNameForm form;
+  rules::TDriverNameForm form;
   TKnownTexts<std::size_t> known;
   std::deque<std::string> names;
   std::unordered_map<std::string_view, std::size_t> numbers;
@@ -99,7 +84,7 @@ class TMatching {
 
   ILogger& logger;
   const TNamespaceHandle& results;
-  TDriverNameForm form;
+  rules::TDriverNameForm form;
   TNames names;
   std::vector<TInstalled> installed;    // All of them: those that do not take part are traced too.
   std::vector<std::size_t> firstNamed;  // By name.

@@ -2,7 +2,6 @@
 #ifndef PLUGINS_VERSION_CHECKER_DRIVERS_DRIVER_OPERATIONS_H_
 #define PLUGINS_VERSION_CHECKER_DRIVERS_DRIVER_OPERATIONS_H_
 
-#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,19 +47,6 @@ inline constexpr std::string_view kOfferedMarker = "NaN";
 
 // The text after the last backslash of a path; the whole text when it has none.
 std::string_view FileNameOfPath(std::string_view pathText);
-
-// Brings names into the form in which they are compared: upper case, cut before the first ".". What
-// upper case is says the C library's locale, which is asked once. Used by one thread.
-class TDriverNameForm {
- public:
-  TDriverNameForm();
-  // Valid until the next call.
-  std::string_view Of(std::string_view name);
-
- private:
-  std::array<char, 256> upperCase;
-  std::string normalised;
-};
 
 }  // namespace svc::checker
 

@@ -157,7 +157,7 @@ void PrintTo(const TName& name, std::ostream* stream) { *stream << name.text; }
 class TNormalisedName : public testing::TestWithParam<TName> {};
 
 TEST_P(TNormalisedName, IsUpperCaseAndCutBeforeTheFirstDot) {
-  TDriverNameForm form;
+  rules::TDriverNameForm form;
   EXPECT_EQ(form.Of(GetParam().text), GetParam().normalised);
   EXPECT_EQ(form.Of(GetParam().normalised), GetParam().normalised);
 }
