@@ -36,12 +36,16 @@ class TFoldedText {
   template <std::size_t N>
   consteval TFoldedText(const char (&text)[N]) : size(N - 1) {
     for (std::size_t i = 0; i < size; ++i) folded[i] = Folded(text[i]);
+    written = text;
   }
   constexpr std::string_view Text() const { return {folded.data(), size}; }
+  // For a person.
+  constexpr std::string_view Written() const { return {written, size}; }
 
  private:
   std::array<char, 80> folded{};
   std::size_t size;
+  const char* written;
 };
 
 }  // namespace svc::rules

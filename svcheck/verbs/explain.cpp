@@ -7,6 +7,7 @@
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/catalogue_folder.h"
+#include "svcheck/session/coverage.h"
 #include "svcheck/session/outcome.h"
 #include "svcheck/session/query_session.h"
 #include "svcheck/system/failure.h"
@@ -63,6 +64,7 @@ class TExplainVerb : public IVerb {
   std::string catalogue;
   std::string root = "/";
   std::string component;
+  std::string format = "text";
 };
 
 TExplainVerb::TExplainVerb(CLI::App& app) {
@@ -73,6 +75,10 @@ TExplainVerb::TExplainVerb(CLI::App& app) {
   AddText(app, "--root", root, "Collect the inventory of another system tree", "DIR")
       .Excludes(inventory);
   AddMachineOption(app, options);
+  // The formats of reports are others.
+  AddText(app, "--format", format, "How it is told", "FORMAT")
+      .OneOf({"text", "json"})
+      .CommandLineOnly();
   AddQuiet(app);
   AddFolderQueryOptions(app, options);
 }
@@ -115,12 +121,16 @@ void TExplainVerb::Explain(TQueryRequest request) {
   TLogFile log(options);
   const boost::shared_ptr<TPublicFirmwareTrace> devices(new TPublicFirmwareTrace(log.Logger()));
   if (session.IsForPublicFirmware()) {
+    if (format != "text") {
+      throw TError("public firmware is explained as text alone; leave --format out",
+                   EErrorKind::kUsage);
+    }
     session.Run({.log = devices});
     DemandComparison(session);
   } else {
     ExplainElements(session, log, devices, *output);
   }
-  devices->Write(component, *output);
+  if (format == "text") devices->Write(component, *output);
   output->Commit();
   log.DemandWhole();
 }
@@ -135,8 +145,10 @@ void TExplainVerb::ExplainElements(TQuerySession& session, const TLogFile& log,
                .catalogue = trace->OfCatalogue()});
   DemandComparison(session);
   const auto records = session.Records();
-  WriteExplanation(
-      {*trace, *records, TCIMSchemaHelper::GetMachineType(session.Inventory()), component}, output);
+  const TExplained explained{*trace, *records,
+                             TCIMSchemaHelper::GetMachineType(session.Inventory()),
+                             SystemCodeIn(session.Inventory()).value_or(""), component};
+  format == "json" ? WriteExplanationJson(explained, output) : WriteExplanation(explained, output);
 }
 
 // What a query that took place has to say all the same goes to standard error.

@@ -2,6 +2,7 @@
 #ifndef SVCHECK_VERBS_EXPLANATION_H_
 #define SVCHECK_VERBS_EXPLANATION_H_
 
+#include <array>
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <string>
@@ -19,10 +20,19 @@ namespace svc {
 
 using TInstance = const NQRXHSK20::ICIMInstance*;  // Of a namespace that outlives the trace.
 
+// The lists of tests, in the order in which they are made of an element.
+enum class ETests { kBios, kChain, kProcessor };
+
 struct THeldTest {
   std::size_t position;  // From 1, among the tests of the element.
   std::string property;
+  ETests list = ETests::kBios;
+  std::size_t number = 0;  // From 0, in its list.
 };
+// By which docs/catalogue-format.md names it: "B1", "13", "13a".
+std::string LabelOf(const THeldTest& test);
+// What it looked for.
+std::string_view WantedBy(const THeldTest& test);
 
 // The inventory class that a comparison asked for, with what it read of it, in order.
 struct TInventoryRead {
@@ -35,6 +45,9 @@ struct TElementTrace {
   TInstance instance = nullptr;
   bool systemTested = false;
   std::size_t tests = 0;             // That looked for its firmware component.
+  ETests list = ETests::kBios;       // Of the last of them,
+  std::size_t made = 0;              // so many of which were made,
+  bool isDecided = false;            // and whether the last of these led to a comparison.
   std::vector<THeldTest> held;       // Those of them that led to a comparison.
   std::vector<std::string> asked;    // The properties that the tests read, each once.
   std::vector<std::string> texts;    // The properties that the comparisons read of it.
@@ -130,14 +143,77 @@ class TQueryTrace : public NQRXHSK20::ILogger {
 
 struct TExplained {
   const TQueryTrace& trace;
-  const report::IRecordSource& records;  // In the order of their commit.
+  const report::IRecordSource& records;  // In the order of their commit, judged.
   std::string machineType;
-  std::string component;  // Show only what goes by this, without regard to case; empty for all.
+  std::string systemCode;  // The system's in catalogues; empty for one that they do not know.
+  std::string component;   // Show only what goes by this, without regard to case; empty for all.
+};
+
+// What became of an element, in the order of the summary.
+enum class EFate { kRecord, kNoRecord, kNoComponent, kOtherSystem, kOtherMachine };
+struct TFateRow {
+  std::string_view name;
+  std::string_view counted;  // Behind a number of elements.
+};
+inline constexpr std::array kFates = {TFateRow{"record", "with firmware in the report"},
+                                      TFateRow{"no-record", "with firmware that gave no record"},
+                                      TFateRow{"no-component", "without firmware"},
+                                      TFateRow{"other-system", "for other operating systems"},
+                                      TFateRow{"other-machine", "for other machine types"}};
+
+// What a comparison of an adapter looked for in the driver files of an element.
+struct TKey {
+  std::string wanted;
+  std::string files;
+  bool isThere;
+};
+
+struct TCounts {
+  std::array<std::size_t, kFates.size()> elements{};  // By their fates.
+  std::size_t drivers = 0;                            // Offered ones,
+  std::size_t matched = 0;                            // so many of which gave a record.
+  std::size_t installed = 0;                          // Drivers,
+  std::size_t running = 0;                            // so many of which run.
+};
+
+// What a trace comes to, in words and in parts. REQUIRES: what is explained outlives it, and the
+// namespaces that the trace saw are still there.
+class TFindings {
+ public:
+  explicit TFindings(const TExplained& explained) : explained(explained) {}
+
+  static EFate FateOf(const TElementTrace& element);
+  // A sentence.
+  std::string SaidOf(const TElementTrace& element) const;
+  std::string SaidOf(const TOfferedTrace& driver) const;
+  static std::string SaidOf(const TInstalledTrace& driver);
+  // Of an element whose drivers are not for the system: why, as a clause.
+  std::string WhyNoDrivers(const TElementTrace& element) const;
+  // Adapters' versions come out of the driver files, or else from what is installed.
+  static bool IsInstalledText(const TElementTrace& element, const report::TRecord& record);
+  static std::vector<TKey> KeysOf(const TElementTrace& element);
+  TCounts Count() const;
+
+  bool IsWanted(const TElementTrace& element) const;
+  bool IsWanted(const TOfferedTrace& driver) const;
+  // Installed drivers show only where they are asked for by name, and gave no record.
+  bool IsWanted(const TInstalledTrace& driver) const;
+
+  // Valid until the next call; null when there is no such record.
+  const report::TRecord* RecordOf(std::size_t number) const;
+
+ private:
+  bool IsWanted(std::string_view text) const;
+  std::string WhyNoRecord(const TElementTrace& element) const;
+
+  const TExplained& explained;
+  mutable report::TRecord current;
 };
 
 // For each update element the test that decided, for each offered driver whether it is installed.
-// REQUIRES: the namespaces that the trace saw are still there.
 void WriteExplanation(const TExplained& explained, report::IOutput& output);
+// The same for programs: one object.
+void WriteExplanationJson(const TExplained& explained, report::IOutput& output);
 
 }  // namespace svc
 

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <array>
+#include <span>
 #include <utility>
 
+#include "rules/components.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 #include "svcheck/verbs/explanation.h"
@@ -25,7 +27,45 @@ constexpr std::array kRemarks = {
             "its driver files do not name the installed firmware: what is installed is shown as "
             "offered"}};
 
+std::span<const rules::TComponentTest> TestsOf(ETests list) {
+  switch (list) {
+    case ETests::kBios:
+      return rules::kBiosTests;
+    case ETests::kChain:
+      return rules::kChainTests;
+    case ETests::kProcessor:
+      break;
+  }
+  return rules::kProcessorTests;
+}
+
+// The row of the chain behind which the tests for a processor are made.
+std::size_t RowOfProcessors() {
+  const auto* const row = std::find_if(
+      rules::kChainTests.begin(), rules::kChainTests.end(), [](const rules::TComponentTest& test) {
+        return test.component == rules::EComponent::kUnnamedProcessor;
+      });
+  return static_cast<std::size_t>(row - rules::kChainTests.begin());
+}
+
 }  // namespace
+
+std::string LabelOf(const THeldTest& test) {
+  switch (test.list) {
+    case ETests::kBios:
+      return 'B' + std::to_string(test.number + 1);
+    case ETests::kChain:
+      return std::to_string(test.number + 1);
+    case ETests::kProcessor:
+      break;
+  }
+  return std::to_string(RowOfProcessors() + 1) + static_cast<char>('a' + test.number);
+}
+
+std::string_view WantedBy(const THeldTest& test) {
+  const auto tests = TestsOf(test.list);
+  return test.number < tests.size() ? tests[test.number].text.Written() : std::string_view();
+}
 
 TQueryTrace::TQueryTrace(boost::shared_ptr<ILogger> next) : next(std::move(next)) {}
 
@@ -82,6 +122,13 @@ void TQueryTrace::Select(TInstance instance) {
 
 void TQueryTrace::TestFirmware(TElementTrace& element, std::string_view property) {
   ++element.tests;
+  const bool isOver = element.isDecided || element.made == TestsOf(element.list).size();
+  if (isOver && element.list != ETests::kProcessor) {
+    element.list = element.list == ETests::kBios ? ETests::kChain : ETests::kProcessor;
+    element.made = 0;
+    element.isDecided = false;
+  }
+  ++element.made;
   lastTested = property;
   AddOnce(element.asked, property);
 }
@@ -93,7 +140,8 @@ void TQueryTrace::AddOnce(std::vector<std::string>& names, std::string_view name
 void TQueryTrace::HoldLastTest() {
   TElementTrace& element = Current();
   if (!element.held.empty() && element.held.back().position == element.tests) return;
-  element.held.push_back({element.tests, lastTested});
+  element.isDecided = true;
+  element.held.push_back({element.tests, lastTested, element.list, element.made - 1});
 }
 
 void TQueryTrace::AskForClass(std::string_view className) {

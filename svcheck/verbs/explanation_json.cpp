@@ -1,0 +1,168 @@
+// An explanation for programs.
+#include <set>
+#include <utility>
+
+#include "base/json_writer.h"
+#include "report/json.h"
+#include "rules/names.h"
+#include "svcheck/session/instances.h"
+#include "svcheck/verbs/explanation.h"
+
+namespace svc {
+
+namespace {
+
+class TExplanationJson {
+ public:
+  TExplanationJson(const TExplained& explained, report::IOutput& output)
+      : explained(explained), findings(explained), output(output) {}
+
+  void Write() {
+    json.Object(kJsonDocument).Number("schema", report::kSchema);
+    json.Object("machine").Text("type", explained.machineType).End();
+    json.Object("operatingSystem").Text("code", explained.systemCode).End();
+    WriteEach("elements", explained.trace.Elements());
+    WriteEach("drivers", explained.trace.Offered());
+    WriteEach("notOffered", explained.trace.Installed());
+    WriteSummary();
+    json.End();
+    output.Write(text + '\n');
+  }
+
+ private:
+  template <typename TItem>
+  void WriteEach(std::string_view name, const std::vector<TItem>& items) {
+    json.List(name, kJsonRows);
+    for (const TItem& item : items) {
+      if (!findings.IsWanted(item)) continue;
+      WriteItem(item);
+      output.Write(text);
+      text.clear();
+    }
+    json.End();
+  }
+
+  void WriteItem(const TElementTrace& element);
+  void WriteItem(const TOfferedTrace& driver);
+  void WriteItem(const TInstalledTrace& driver);
+  void WriteTests(const TElementTrace& element);
+  void WriteReads(const TElementTrace& element);
+  void WriteKeys(const TElementTrace& element);
+  void WriteTexts(std::string_view name, const std::vector<std::string>& properties,
+                  const TElementTrace& element);
+  void WriteRecords(const std::vector<std::size_t>& numbers);
+  void WriteSummary();
+
+  const TExplained& explained;
+  TFindings findings;
+  report::IOutput& output;
+  std::string text;
+  TJsonWriter json{text};
+};
+
+void TExplanationJson::WriteItem(const TElementTrace& element) {
+  json.Object().Text("name", TextOf(*element.instance, rules::kUpdateName));
+  json.Text("description", TextOf(*element.instance, rules::kUpdateDescription));
+  json.Text("fate", kFates[static_cast<std::size_t>(TFindings::FateOf(element))].name);
+  json.Text("said", findings.SaidOf(element)).Number("testsMade", element.tests);
+  WriteTests(element);
+  WriteTexts("tested", element.asked, element);
+  WriteReads(element);
+  WriteKeys(element);
+  WriteTexts("offered", element.texts, element);
+  json.Texts("notes", element.remarks);
+  WriteRecords(element.records);
+  const std::string files = TextOf(*element.instance, rules::kUpdateDriverFiles);
+  if (!files.empty() && element.driverReads > 0) {
+    json.Object("drivers").Text("files", files);
+    json.Name("isForSystem").Written(element.driverReads > 1 ? "true" : "false").End();
+  }
+  json.End();
+}
+
+void TExplanationJson::WriteTests(const TElementTrace& element) {
+  json.List("held");
+  for (const THeldTest& test : element.held) {
+    json.Object().Text("test", LabelOf(test)).Text("property", test.property);
+    json.Text("wanted", WantedBy(test));
+    json.Text("found", TextOf(*element.instance, test.property)).End();
+  }
+  json.End();
+}
+
+void TExplanationJson::WriteTexts(std::string_view name, const std::vector<std::string>& properties,
+                                  const TElementTrace& element) {
+  json.Object(name);
+  for (const std::string& property : properties) {
+    json.AnyName(property).Text(TextOf(*element.instance, property));
+  }
+  json.End();
+}
+
+void TExplanationJson::WriteReads(const TElementTrace& element) {
+  std::set<std::pair<TInstance, std::string>> told;
+  json.List("installed");
+  for (const TInventoryRead& read : element.reads) {
+    if (read.properties.empty()) json.Object().Text("class", read.className).End();
+    for (const auto& [instance, property] : read.properties) {
+      if (!told.emplace(instance, property).second) continue;
+      json.Object().Text("class", read.className).Text("property", property);
+      json.Text("text", TextOf(*instance, property)).End();
+    }
+  }
+  json.End();
+}
+
+void TExplanationJson::WriteKeys(const TElementTrace& element) {
+  json.List("keys");
+  for (const TKey& key : TFindings::KeysOf(element)) {
+    json.Object().Text("wanted", key.wanted).Text("files", key.files);
+    json.Name("isThere").Written(key.isThere ? "true" : "false").End();
+  }
+  json.End();
+}
+
+void TExplanationJson::WriteRecords(const std::vector<std::size_t>& numbers) {
+  json.List("records");
+  for (const std::size_t number : numbers) {
+    const report::TRecord* const record = findings.RecordOf(number);
+    if (record == nullptr) continue;
+    const report::TJudgement judgement =
+        report::JudgeWithReason(record->installed, record->offered);
+    json.Object();
+    report::AddTexts(*record, json);
+    json.Text("verdict", report::NameOf(judgement.verdict));
+    if (judgement.why) json.Text("reason", report::TextOf(*judgement.why));
+    json.End();
+  }
+  json.End();
+}
+
+void TExplanationJson::WriteItem(const TOfferedTrace& driver) {
+  json.Object().Text("name", driver.name).Text("said", findings.SaidOf(driver));
+  WriteRecords(driver.records);
+  json.End();
+}
+
+void TExplanationJson::WriteItem(const TInstalledTrace& driver) {
+  json.Object().Text("path", TextOf(*driver.instance, rules::kDriverPath));
+  json.Text("said", TFindings::SaidOf(driver)).End();
+}
+
+void TExplanationJson::WriteSummary() {
+  const TCounts counts = findings.Count();
+  json.Object("summary").Number("elements", explained.trace.Elements().size());
+  for (std::size_t fate = 0; fate < kFates.size(); ++fate) {
+    json.Number(kFates[fate].name, counts.elements[fate]);
+  }
+  json.Number("offeredDrivers", counts.drivers).Number("matchedDrivers", counts.matched);
+  json.Number("installedDrivers", counts.installed).Number("runningDrivers", counts.running).End();
+}
+
+}  // namespace
+
+void WriteExplanationJson(const TExplained& explained, report::IOutput& output) {
+  TExplanationJson(explained, output).Write();
+}
+
+}  // namespace svc
