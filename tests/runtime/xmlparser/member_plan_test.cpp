@@ -117,6 +117,12 @@ TEST(MemberPlan, ASecondPropertyOfTheNameIsRefusedOnItsLine) {
       "NAME='P'>\n<VALUE.ARRAY>\n<VALUE>r</VALUE></VALUE.ARRAY></PROPERTY.ARRAY>";
   ExpectRefused(Known(Property("x")) + Held(Property("x") + Property("y")), "32", "written twice");
   ExpectRefused(Known(array) + Held(array + array), "45", "written twice");
+  // Each step of which the plan knows.
+  const std::string q = "\n <PROPERTY NAME='Q'><VALUE>q</VALUE></PROPERTY>";
+  const std::string p = Property("p");
+  ExpectRefused(Known(p + q) + Known(q + p) + Held(p + q + p), "68", "written twice");
+  ExpectRefused(Known(array + q) + Known(q + array) + Held(array + q + array), "91",
+                "written twice");
 }
 
 TEST(MemberPlan, ANumberThatIsNoneIsRefusedOnItsLine) {
@@ -138,9 +144,11 @@ TEST(MemberPlan, NoMemberIsTakenIntoAnEmptyInstance) {
 }
 
 TEST(MemberPlan, AnInstanceEndsWithTheHolderItBeganIn) {
-  ExpectRefused(Known(Property("x")) + "\n<VALUE.NAMEDOBJECT>\n<INSTANCE CLASSNAME='K'>" +
-                    Property("y") + "\n</INSTANCE>\n</VALUE.OBJECT>" + Held(Property("z")),
-                "33", "VALUE.NAMEDOBJECT");
+  const std::string other = "\n<VALUE.NAMEDOBJECT>\n<INSTANCE CLASSNAME='K'>" + Property("y") +
+                            "\n</INSTANCE>\n</VALUE.OBJECT>" + Held(Property("z"));
+  // Directly behind the others, and so far from them that the way there is not learned.
+  for (const std::string& between : {std::string(), kBehind})
+    ExpectRefused(Known(Property("x")) + between + other, "33", "VALUE.NAMEDOBJECT");
   const TLoaded loaded = Load(Known(Property("x")) + Held(Property("y"), "VALUE.NAMEDOBJECT") +
                               Held(Property("z"), "VALUE.NAMEDOBJECT") + Known(Property("u")));
   EXPECT_EQ(loaded.message, "");
