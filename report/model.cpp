@@ -42,6 +42,39 @@ class TChangedRecords : public IRecordSource {
   std::function<void(TRecord&)> change;
 };
 
+struct TKeptJudgement {
+  bool isKnown = false;
+  bool hasReason = false;
+  std::uint8_t verdict = 0;
+  std::uint8_t why = 0;
+};
+
+// A report is read once for its counts, once for its state, once for its records: each record is
+// judged when it is read first, and what came of it is kept in four bytes.
+class TJudgedRecords : public IRecordSource {
+ public:
+  explicit TJudgedRecords(std::shared_ptr<const IRecordSource> source)
+      : source(std::move(source)), judged(this->source->Count()) {}
+  std::size_t Count() const noexcept override { return source->Count(); }
+  void Read(std::size_t number, TRecord& record) const override {
+    source->Read(number, record);
+    TKeptJudgement& kept = judged[number];
+    if (kept.isKnown) {
+      record.verdict = static_cast<EVerdict>(kept.verdict);
+      record.why.reset();
+      if (kept.hasReason) record.why = static_cast<EUnordered>(kept.why);
+      return;
+    }
+    Judge(record);
+    const auto why = static_cast<std::uint8_t>(record.why.value_or(EUnordered()));
+    kept = {true, record.why.has_value(), static_cast<std::uint8_t>(record.verdict), why};
+  }
+
+ private:
+  std::shared_ptr<const IRecordSource> source;
+  mutable std::vector<TKeptJudgement> judged;
+};
+
 // Some records of a source, by their numbers.
 class TChosenRecords : public IRecordSource {
  public:
@@ -132,6 +165,11 @@ std::size_t CountUpdates(const TReport& report) {
 std::string TitleOf(const TUpdate& update) {
   const std::string_view name = Trim(update.name);
   return name.empty() ? update.file + ':' + std::to_string(update.line) : std::string(name);
+}
+
+void JudgeEach(TReport& report) {
+  for (TRecord& record : report.records) Judge(record);
+  if (report.source) report.source = std::make_shared<TJudgedRecords>(std::move(report.source));
 }
 
 void ChangeEach(TReport& report, std::function<void(TRecord&)> change) {

@@ -86,6 +86,9 @@ inline const TReport& WholeOf(const TReport& report) {
   return report.whole ? *report.whole : report;
 }
 
+// Sets the verdict of each record: at once, or when it is first read. REQUIRES: from then on the
+// source has the same records.
+void JudgeEach(TReport& report);
 // Changes every record: at once, or whenever it is read.
 void ChangeEach(TReport& report, std::function<void(TRecord&)> change);
 

@@ -346,7 +346,7 @@ void TQuerySession::Conclude(report::TReport& report) const {
       return record.release && report::IsUrgent(*record.release, request.onlyUrgency);
     });
   }
-  report::ChangeEach(report, [](report::TRecord& record) { report::Judge(record); });
+  report::JudgeEach(report);
   if (IsForPublicFirmware()) {
     ConcludePublicFirmware(end, report);
     return;
