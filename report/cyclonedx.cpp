@@ -64,6 +64,10 @@ void AddRecord(const TRecord& record, std::size_t number, TJsonWriter& json) {
     AddProperty("reason", TextOf(*record.why), json);
   }
   AddProperty("offered", record.offered, json);
+  if (record.update) {
+    AddPropertyIfAny("update", record.update->name, json);
+    AddPropertyIfAny("package", record.update->package, json);
+  }
   AddAcceptance("waived", record.waived, json);
   AddAcceptance("expiredWaiver", record.expiredWaiver, json);
   json.End().End();

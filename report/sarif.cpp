@@ -121,10 +121,18 @@ void AddInvocation(const TReport& report, const TRenderOptions& options, TJsonWr
 }
 
 void AddLocation(const TReport& report, const TRecord& record, TJsonWriter& json) {
+  const TUpdate* const update = record.update.get();
+  std::string_view file = HasFolder(report) ? "index.xml" : "";
+  if (update != nullptr && !update->file.empty()) file = update->file;
   json.List("locations").Object();
-  if (HasFolder(report)) {
-    json.Object("physicalLocation").Object("artifactLocation").Text("uri", "index.xml");
-    json.Text("uriBaseId", kBase).End().End();
+  if (!file.empty()) {
+    json.Object("physicalLocation").Object("artifactLocation").Text("uri", AddressOf(file));
+    if (HasFolder(report)) json.Text("uriBaseId", kBase);
+    json.End();
+    if (update != nullptr && update->line > 0) {
+      json.Object("region").Number("startLine", update->line).End();
+    }
+    json.End();
   }
   json.List("logicalLocations").Object().Text("name", record.name);
   json.Text("fullyQualifiedName", record.type + "/" + record.name).Text("kind", "resource");

@@ -328,6 +328,9 @@ class Standards(FormatTest):
         version = trimmed(record["InstalledVersion"])[:1024]
         said = self.properties(type=record["Type"], verdict=record["verdict"],
                                offered=record["SVVersion"])
+        update = record.get("update", {})
+        said += self.properties(**{name: update[key] for name, key in (
+            ("update", "name"), ("package", "package")) if update.get(key)})
         for name in ("waived", "expiredWaiver"):
             if name in record:
                 said += self.properties(**{name: record[name]["reason"]})
@@ -398,10 +401,12 @@ class Standards(FormatTest):
         said = f"{record['Type']} {record['Name']} is {verdict}: installed {kept[0]}, offered {kept[1]}"
         if "expiredWaiver" in record:
             said += "; waiver expired {expires}: {reason}".format(**record["expiredWaiver"])
+        place = {"artifactLocation": {"uri": "index.xml", "uriBaseId": "CATALOGUE"}}
+        if "update" in record:
+            place["region"] = {"startLine": record["update"]["line"]}
         result = {"ruleId": verdict, "ruleIndex": VERDICTS.index(verdict), "kind": kind,
                   "level": level, "message": said + ".", "locations": [{
-                      "physicalLocation": {"artifactLocation": {
-                          "uri": "index.xml", "uriBaseId": "CATALOGUE"}},
+                      "physicalLocation": place,
                       "logicalLocations": [{
                           "name": record["Name"], "kind": "resource",
                           "fullyQualifiedName": f"{record['Type']}/{record['Name']}"}]}],
@@ -425,6 +430,20 @@ class Standards(FormatTest):
         check_sarif(json.loads(text))
         self.assertNotIn("originalUriBaseIds", run)
         self.assertEqual(list(run["results"][0]["locations"][0]), ["logicalLocations"])
+
+    def test_a_place_in_the_catalogue_is_an_address_and_a_line(self):
+        for source, base in (("folder", {"uriBaseId": "CATALOGUE"}), ("live", {})):
+            for line in (0, 1, 2):
+                found = report([record_of(0) | {"update": {
+                    "name": "n", "package": None, "file": "a b\\c:d[1]\u00fc.xml", "line": line}}])
+                found["catalogue"]["source"] = source
+                text = self.run_program("report", self.write("place.json", json.dumps(found)),
+                                        "--format", "sarif").stdout
+                check_sarif(json.loads(text))
+                place = json.loads(text)["runs"][0]["results"][0]["locations"][0]["physicalLocation"]
+                self.assertEqual(place, {
+                    "artifactLocation": {"uri": "a%20b/c%3Ad%5B1%5D%C3%BC.xml"} | base} |
+                    ({"region": {"startLine": line}} if line else {}))
 
 
 class Checkers(FormatTest):
