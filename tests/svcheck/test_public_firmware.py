@@ -2,9 +2,11 @@
 
 import json
 import os
+import re
 import shutil
 
-from program import BUILD, MACHINE, SYSTEM, ProgramTest, bios, document, element, main, records_of
+from program import (BUILD, MACHINE, SOURCE, SYSTEM, ProgramTest, bios, document, element, main,
+                     records_of)
 from public_metadata import DOCK, GUID, component, metadata, release
 
 OTHER = "11111111-2222-3333-4444-555555555555"
@@ -42,7 +44,8 @@ class PublicFirmwareTest(ProgramTest):
                           requires='<firmware compare="ge" version="1.0.5"/>'),
                 component(release("1.0.5", "high", "1690000000", "<p>First step.</p>"),
                           name="Step"),
-                component(release("9.0.0"), name="Others", requires=f"<hardware>{OTHER}</hardware>")]
+                component(release("9.0.0"), name="Others",
+                          requires=f"<hardware>{OTHER}</hardware>")]
 
     def query(self, catalogue, *options, inventory=None):
         return self.run_program("query", "--inventory", inventory or self.folder / "inventory.xml",
@@ -202,6 +205,17 @@ class PublicFirmwareTest(ProgramTest):
         alone = self.run_program("explain", "held back", "--inventory", "inventory.xml",
                                  "--catalogue", "alone")
         self.assertEqual("\n" + "\n".join([told[0], *told[2:4]]) + "\n", alone.stdout)
+
+    def test_the_commands_of_the_page_do_what_it_says(self):
+        page = (SOURCE / "docs/public-firmware.md").read_text()
+        block, = re.findall(r"(?ms)^<!-- tried -->\n```sh\n(.*?)^```$", page)
+        shutil.copytree(BUILD / "share/svcheck/sample", self.folder / "sample")
+        (self.folder / "docs").symlink_to(SOURCE / "docs")
+        for line in block.splitlines():
+            result = self.run_program(*line.split()[1:])
+            self.assertEqual((0, ""), (result.returncode, result.stderr), line)
+        self.assertEqual(3, len(block.splitlines()))
+        self.assertTrue((self.folder / "public/firmware.xml").is_file())
 
     def test_a_broken_file_of_offers_is_named(self):
         catalogue = self.with_elements()
