@@ -21,8 +21,7 @@ enum class EDialect : std::uint8_t { kAny, kCatalogue402 };
 class TCimBuilder {
  public:
   // Borrows both.
-  TCimBuilder(TXmlReader& reader, TNamespaceWriter& writer)
-      : tokens(reader), writer(writer) {}
+  TCimBuilder(TXmlReader& reader, TNamespaceWriter& writer) : tokens(reader), writer(writer) {}
 
   // Reads the document up to the end tag of its root element, of a whole file also what follows
   // it. Throws TDocumentError; what was complete before stays in the namespace. What is wrong in

@@ -84,8 +84,8 @@ TEST_P(StreamedFormat, TakesNoMemoryForItsRecords) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, StreamedFormat,
-                         testing::Values("html", "table", "json", "ndjson", "csv", "junit", "cyclonedx",
-                                         "sarif"));
+                         testing::Values("html", "table", "json", "ndjson", "csv", "junit",
+                                         "cyclonedx", "sarif"));
 
 }  // namespace
 }  // namespace svc::report

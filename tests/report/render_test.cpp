@@ -144,15 +144,14 @@ TEST(Json, HasTheMembersInOrder) {
 }
 
 TEST(Ndjson, EndsWithHowTheCheckEnded) {
-  EXPECT_EQ(
-      Rendered("ndjson", FailedReport()),
-      R"({"outcome":"no-catalogue","state":"failed","stateReason":"There is no catalogue at )"
-      R"(that place.","generated":"2027-06-30T00:00:00Z",)"
-      R"("machine":{"type":"4638","manufacturer":"QRX","model":"QRX Rackwell 4638",)"
-      R"("serialNumber":"06C4638"},"osKnown":null,"notices":[],"notCompared":[],)"
-      R"("summary":{"outdated":0,"unknown":0,"newer":0,)"
-      R"("current":0,"compared":0},"errors":["index.xml: \"no\" such file | really"]})"
-      "\n");
+  EXPECT_EQ(Rendered("ndjson", FailedReport()),
+            R"({"outcome":"no-catalogue","state":"failed","stateReason":"There is no catalogue at )"
+            R"(that place.","generated":"2027-06-30T00:00:00Z",)"
+            R"("machine":{"type":"4638","manufacturer":"QRX","model":"QRX Rackwell 4638",)"
+            R"("serialNumber":"06C4638"},"osKnown":null,"notices":[],"notCompared":[],)"
+            R"("summary":{"outdated":0,"unknown":0,"newer":0,)"
+            R"("current":0,"compared":0},"errors":["index.xml: \"no\" such file | really"]})"
+            "\n");
 }
 
 TEST(Csv, HasARowForEachRecord) {

@@ -13,30 +13,27 @@ from xml.etree import ElementTree
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "svcheck"))
 from format_readers import Page, read_metrics, read_nagios, read_table  # noqa: E402
-from odd_report import (VERDICTS, cell, covered_report, csv_text, empty_report, failed_report, label,  # noqa: E402
-                        page_text, plain_line, plain_report, record_of, report, seconds, sentence,
-                        trimmed, waived_report, xml_text)
+from odd_report import (VERDICTS, cell, covered_report, csv_text, empty_report,  # noqa: E402
+                        failed_report, label, page_text, plain_line, plain_report, record_of,
+                        report, seconds, sentence, trimmed, waived_report, xml_text)
 from program import ProgramTest, main  # noqa: E402
 from standards import check_cyclonedx, check_sarif, text_of_message  # noqa: E402
 
 UNSAFE = re.compile("[\0-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
-SENTENCES = {"no-catalogue": "There is no catalogue at that place.",
-             "nothing-applicable": "because of <this> & that",
-             "empty-catalogue": "because of <this> & that",
-             "done": "because of <this> & that"}
+SENTENCES = {"no-catalogue": "There is no catalogue at that place.", **dict.fromkeys(
+    ("nothing-applicable", "empty-catalogue", "done"), "because of <this> & that")}
 REPORTS = {"waived": waived_report(), "plain": plain_report(), "failed": failed_report(),
            "one": report([record_of(1)], with_waivers=True), "none": empty_report(),
-           "nothing": empty_report("nothing-applicable"), "empty": empty_report("empty-catalogue"), "covered": covered_report()}
-COVERAGE = "{installed} installed pieces: 7 compared, {0} not: ".format(
-    len(REPORTS["covered"]["notCompared"]), **REPORTS["covered"])
-
-
-def waiver(record, name, key):
-    return record.get(name, {}).get(key, "")
+           "nothing": empty_report("nothing-applicable"), "empty": empty_report("empty-catalogue"),
+           "covered": covered_report()}
+VERSIONS = ("InstalledVersion", "SVVersion")
+COVERED = REPORTS["covered"]
+COVERAGE = f"{COVERED['installed']} installed pieces: 7 compared, {len(COVERED['notCompared'])} not: "
 
 
 class FormatTest(ProgramTest):
     """Shows each report in one format, and compares it."""
+    maxDiff = 3000
 
     def show(self, name, form, *arguments):
         saved = self.write(f"{name}.json", json.dumps(REPORTS[name]))
@@ -44,8 +41,6 @@ class FormatTest(ProgramTest):
         text = result.stdout.decode()
         self.assertNotRegex(text, UNSAFE)
         return text, result.returncode
-
-    maxDiff = 3000
 
     def each(self, form, *arguments):
         """Each report, what the program shows of it, and whether its check failed."""
@@ -87,8 +82,8 @@ class Formats(FormatTest):
                                           "Waived", "WaiverExpired", "Host", "Update", "Package",
                                           "File", "Line"])
                 records = [[record[name] for name in titles[:4]] +
-                           [record["verdict"], waiver(record, "waived", "reason"),
-                            waiver(record, "expiredWaiver", "expires"), "we\x9bb",
+                           [record["verdict"], record.get("waived", {}).get("reason", ""),
+                            record.get("expiredWaiver", {}).get("expires", ""), "we\x9bb",
                             *self.update_of(record)]
                            for record in expected["records"]]
                 causes = [SENTENCES[expected["outcome"]], *expected["errors"]] if failed else []
@@ -588,15 +583,15 @@ class WholePage(FormatTest):
         if "expiredWaiver" in record:
             said = {name: page_text(text) for name, text in record["expiredWaiver"].items()}
             small.append("waiver expired {expires}: {reason}".format(**said))
-        update = record.get("update")
-        name, place = "", ""
-        if update:
-            name = page_text(trimmed(update["name"])) or f"index.xml:{update['line']}"
-            place = f"{page_text(update['package'])}, " if update["package"] else ""
-            place += f"index.xml:{update['line']}"
-        versions = [page_text(trimmed(record[name])) or "–" for name in ("InstalledVersion", "SVVersion")]
+        name = place = ""
+        if update := record.get("update"):
+            place = f"index.xml:{update['line']}"
+            name = page_text(trimmed(update["name"])) or place
+            place = (f"{page_text(update['package'])}, " if update["package"] else "") + place
+        versions = [page_text(trimmed(record[key])) or "–" for key in VERSIONS]
         return {"verdict": state, "Type": page_text(record["Type"]) if has_type else "",
-                "Name": page_text(record["Name"]), "update": name, "place": place, "cells": [*versions, state], "small": small}
+                "Name": page_text(record["Name"]), "small": small, "update": name,
+                "place": place, "cells": [*versions, state]}
 
 
 if __name__ == "__main__":

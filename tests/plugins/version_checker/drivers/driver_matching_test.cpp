@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "plugins/version_checker/drivers/driver_operations.h"
+#include "rules/driver_list.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
 #include "tests/support/fake_host.h"
