@@ -13,4 +13,4 @@ foreach(page IN LISTS documents ITEMS README.md SECURITY.md CHANGELOG.md)
 endforeach()
 install(DIRECTORY "${pages}/" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-        FILES_MATCHING PATTERN "*.csv" PATTERN "*.json" PATTERN "*.png" PATTERN "*.svg")
+        FILES_MATCHING PATTERN "*.csv" PATTERN "*.xml" PATTERN "*.json" PATTERN "*.png" PATTERN "*.svg")

@@ -153,7 +153,8 @@ class Amplifiers(DocumentTest):
     def run_one(self, arguments, size):
         """The processor time, and the bytes that were read and written."""
         load = self.run_program(*arguments)
-        self.assertIn(load.status, (0, 2), load.errors[:500])
+        # 3 from a monitor's format: nothing could be ordered.
+        self.assertIn(load.status, (0, 2, 3), load.errors[:500])
         self.assertLess(len(load.errors), 10_000)
         self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE,
                              f"{load.peak >> 20} MB for {size >> 10} KB, {arguments}")
@@ -297,8 +298,8 @@ class Amplifiers(DocumentTest):
             waivers.write_text(f'[[waiver]]\nname = "*"\noffered = "{pattern}"\nreason = "r"\n')
             load = self.run_program("check", "--inventory", self.folder / "inventory.xml",
                                     "--catalogue", self.folder, "--waivers", waivers,
-                                    "--format", "nagios")
-            self.assertEqual(load.status in (0, 1, 2), status == 0, load.errors)
+                                    "--format", "json")
+            self.assertEqual(load.status, status, load.errors)
             self.assertLess(load.seconds, 60)
 
     def test_lists_of_firmware(self):

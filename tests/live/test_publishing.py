@@ -234,10 +234,11 @@ class Publishing(LiveTest):
 
     def test_command_lines_that_are_wrong(self):
         self.build()
-        for arguments in ([], ["build"], ["build", "no such folder"], ["verify", "sv"],
+        for arguments in ([], ["build"], ["verify", "sv"],
                           ["sign", "sv"], ["nothing"], ["build", "sv", "--serial", "x"]):
             process = self.svcheck(*arguments, status=64)
             self.assertEqual(len(process.stderr.splitlines()), 1, process.stderr)
+        self.assertIn("no such folder", self.svcheck("build", "no such folder", status=1).stderr)
 
 
 if __name__ == "__main__":

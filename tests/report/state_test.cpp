@@ -103,7 +103,7 @@ TEST(State, EveryFormatSaysThatNothingWasCompared) {
   EXPECT_THAT(Rendered("prometheus", report), HasSubstr("\nsvcheck_compared_records 0\n"));
   EXPECT_THAT(Rendered("prometheus", report), HasSubstr("\nsvcheck_success 0\n"));
   EXPECT_THAT(Rendered("csv", report),
-              testing::EndsWith("\r\nNotice,\"" + reason + "\",,,nothing compared,,,\r\n"));
+              testing::EndsWith("\r\nNotice,\"" + reason + "\",,,nothing compared,,,,,,,\r\n"));
 }
 
 TEST(State, NothingComparedIsUnknownToAMonitorWhateverTheCondition) {
@@ -165,12 +165,12 @@ TEST(Coverage, IsInCsvOnDemand) {
   EXPECT_THAT(Rendered("csv", WithCoverage(), options), Not(HasSubstr("not compared")));
   options.csvNotCompared = true;
   EXPECT_THAT(Rendered("csv", WithCoverage(), options),
-              testing::EndsWith("Driver,A,,,not compared: no-version,,,\r\n"
-                                "Driver,B,,,not compared: no-version,,,\r\n"
-                                "Firmware,C|<c>,'=1,,not compared: not-offered,,,\r\n"
-                                "Firmware,D,1,,not compared: other-machine,,,\r\n"
-                                "Driver,E,1,,not compared: other-system,,,\r\n"
-                                "Driver,F,1,,not compared: not-running,,,\r\n"));
+              testing::EndsWith("Driver,A,,,not compared: no-version,,,,,,,\r\n"
+                                "Driver,B,,,not compared: no-version,,,,,,,\r\n"
+                                "Firmware,C|<c>,'=1,,not compared: not-offered,,,,,,,\r\n"
+                                "Firmware,D,1,,not compared: other-machine,,,,,,,\r\n"
+                                "Driver,E,1,,not compared: other-system,,,,,,,\r\n"
+                                "Driver,F,1,,not compared: not-running,,,,,,,\r\n"));
 }
 
 TEST(Notices, EveryFormatTellsOfASystemWithoutACode) {

@@ -118,6 +118,18 @@ INSTANTIATE_TEST_SUITE_P(Epochs, VersionOrder,
                                          TCase{"1:", '<', "2"}, TCase{"1: 2", '<', "2"}));
 
 INSTANTIATE_TEST_SUITE_P(
+    Kernels, VersionOrder,
+    testing::Values(TCase{"6.1.0-47-amd64", '<', "6.12.117+deb13-amd64"},
+                    TCase{"6.1.0-47-amd64", '=', "6.1.0-47-amd64"},
+                    TCase{"6.1.0-47-amd64", '?', "3.8.4"}, TCase{"6.1.0-47-amd64", '?', "6.1.0-47"},
+                    TCase{"5.14.0-70.el9.x86_64", '<', "5.14.0-362.el9.x86_64"},
+                    TCase{"5.14.0-70.el9.x86_64", '?', "6.2"},
+                    TCase{"5.15.0-91-generic", '?', "7.0"}, TCase{"5.14.21-default", '?', "6.0"},
+                    TCase{"5.15.0-91generic", '<', "7.0"}, TCase{"5.15.0.amd64", '<', "7.0"},
+                    TCase{"5-amd64", '<', "7.0"}, TCase{"5.15-amd64", '?', "7.0"},
+                    TCase{"amd64", '?', "7.0"}, TCase{"-amd64", '?', "7.0"}));
+
+INSTANTIATE_TEST_SUITE_P(
     Hexadecimal, VersionOrder,
     testing::Values(
         TCase{"0x2b000461", '<', "0x2b0004d0"}, TCase{"0x2b", '<', "0xa0"},
