@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "svcheck/cli/documents.h"
+#include "svcheck/cli/help.h"
 
 namespace svc {
 namespace {
@@ -72,6 +73,39 @@ svcheck made build a\eb
 )");
 }
 
+std::string HelpOf(const TCommandDescription& command) {
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(PrintHelp(command), kExitDone);
+  return testing::internal::GetCapturedStdout();
+}
+
+TEST(Help, HasHeadingsForWhatACommandHasAndForNothingElse) {
+  TCommandDescription verb = MadeVerb();
+  verb.details.clear();
+  verb.commands.front().options.clear();
+  EXPECT_EQ(HelpOf(verb), R"(Makes - it's all
+
+Usage: svcheck made COMMAND [OPTIONS]
+
+Commands:
+  build                     .Builds it
+
+Options:
+  -d, --dotted FILE         .deb or 'rpm', in C:\new
+
+Examples:
+  svcheck made build a\b
+  .hidden
+)");
+  EXPECT_EQ(HelpOf(verb.commands.front()), R"(.Builds it
+
+Usage: svcheck made build [OPTIONS] DIR
+
+Arguments:
+  DIR                       Folder (required)
+)");
+}
+
 TEST(FishCompletion, OffersWhatBelongsToTheWordsThatStandThere) {
   EXPECT_EQ(FishCompletion({MadeVerb()}),
             R"(# Completion of svcheck for fish, made by `svcheck completion fish`.
@@ -88,6 +122,22 @@ complete -c svcheck -n '__fish_seen_subcommand_from made; and __fish_seen_subcom
 '"'"'rpm'"'"' next, `.typed` and `a-b`'
 complete -c svcheck -n '__fish_seen_subcommand_from made; and __fish_seen_subcommand_from build' -a '(__fish_complete_directories)'
 )");
+}
+
+TEST(FishCompletion, OffersFilesWhereACommandTakesThem) {
+  const auto lastLine = [](const char* positional) {
+    TCommandDescription verb = MadeVerb();
+    verb.commands.front().positionals.front().names = {positional};
+    std::string text = FishCompletion({verb});
+    text.pop_back();
+    return text.substr(text.rfind('\n') + 1);
+  };
+  const std::string build =
+      "complete -c svcheck -n '__fish_seen_subcommand_from made; and __fish_seen_subcommand_from "
+      "build' ";
+  EXPECT_EQ(lastLine("FILE"), build + "-F");
+  EXPECT_EQ(lastLine("DIR"), build + "-a '(__fish_complete_directories)'");
+  EXPECT_EQ(lastLine("NAME"), "'\"'\"'rpm'\"'\"' next, `.typed` and `a-b`'") << "the option before";
 }
 
 }  // namespace

@@ -185,6 +185,19 @@ TEST_F(SettingsFile, IsAtMostAMebibyteLarge) {
   EXPECT_EQ(Read("").size(), 0U);
 }
 
+// The memory of the process is a file whose first byte cannot be read.
+TEST_F(SettingsFile, ThatBreaksOffWhileItIsReadIsRefused) {
+  try {
+    ReadSettingsFile("/proc/self/mem", ELayer::kUserFile);
+    ADD_FAILURE() << "it was read";
+  } catch (const TError& failure) {
+    EXPECT_EQ(StatusOf(failure), kExitUsage);
+    EXPECT_STREQ(failure.what(),
+                 "cannot read /proc/self/mem: Input/output error; make it a file that you may "
+                 "read, or remove it");
+  }
+}
+
 TEST_F(SettingsFile, HasWholeNumbersThatFitAndNoOthers) {
   for (const char* number :
        {"-1", "0", "2147483647", "2147483648", "4294967296", "4294967297", "9223372036854775807"}) {

@@ -1,9 +1,11 @@
 // What the program asks of its system, and what it does where the system refuses.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
 
+#include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"
@@ -30,6 +32,22 @@ namespace {
 TEST(CapturedOutput, ThatCannotBeGivenBackIsAFailure) {
   EXPECT_EXIT(LoseStandardOutput(), testing::ExitedWithCode(0),
               "^standard output cannot be given back: Bad file descriptor; start the check again$");
+}
+
+TEST(FilesOfPersons, AreLetGoOfOnceTheyAreRead) {
+  const test::TTemporaryFolder folder;
+  folder.Write("waivers.toml", "[[waiver]]\nname = \"X\"\nreason = \"held back\"\n");
+  folder.Write("broken.json", "{");
+  const auto lowestFree = [] {
+    const int file = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(file);
+    return file;
+  };
+  const int before = lowestFree();
+  EXPECT_EQ(LoadWaivers(folder.Path() + "/waivers.toml").size(), 1U);
+  EXPECT_EQ(lowestFree(), before);
+  EXPECT_THROW(LoadReport(folder.Path() + "/broken.json"), TError);
+  EXPECT_EQ(lowestFree(), before);
 }
 
 TEST(StatusOf, AKindIsWhatManualAndScriptsGoBy) {

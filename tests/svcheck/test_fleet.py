@@ -184,6 +184,11 @@ class Failures(FleetTest):
                          ["done", "failed", "failed", "failed", "failed", "done"])
         self.assertEqual([line["machine"] for line in ends],
                          ["m0000", "-:2", "x", "-:5", "-:6", "m0000"])
+        self.assertEqual([line["errors"] for line in ends[1:5]],
+                         [["-:2: the line is no JSON object"],
+                          ['-:3: the line has no text "inventory"'],
+                          ["-:5: the line is no JSON object"],
+                          ['-:6: the line has no text "machine"']])
 
     def test_bytes_that_are_no_utf_8_cost_one_answer(self):
         lines = self.lines_of(1)
@@ -325,7 +330,8 @@ class Interrupted(FleetTest):
         self.fleet("--inventories", self.machines(3), "--output", output)
         other = self.lines_of(3, first=1)
         self.assert_failed(self.fleet("--inventories", other, "--output", output, "--resume"), 1,
-                           "m0000", "m0001")
+                           "are of other inventories: they go on with m0000, the inventories with "
+                           "m0001; give those that the run began with")
 
     def test_a_worker_that_ends_costs_one_answer(self):
         lines = self.lines_of(6).read_text().splitlines(keepends=True)

@@ -116,6 +116,94 @@ TEST(ClassDefault, HasABlankBehindEachElementOfAnArrayAlsoBehindANull) {
   EXPECT_EQ(textOf("<VALUE.NULL/>"), "");
 }
 
+// What a class hands down is summed up while the classes are walked through, one behind the other.
+TEST(ClassDefault, CountsForItsOwnClassAndThoseBelowAlone) {
+  const std::string update = " SUPERCLASS=\"QRXPSG_SystemUpdateElement\"";
+  const auto sumOf = [](const std::string& classes) {
+    const TCatalogue catalogue = CatalogueOfB(classes);
+    EXPECT_EQ(WhyUnusable(catalogue.files.at(0)), "");
+    return catalogue.files.at(0).elements.at(0).inheritedDigest;
+  };
+  const std::string plain = ClassText(kUpdateB, kOther);
+  const std::string beside =
+      ClassText("NAME=\"A\"" + update, kOne) + ClassText("NAME=\"C\"" + update, kOne);
+  EXPECT_EQ(sumOf(plain), 0U);
+  EXPECT_EQ(sumOf(beside + plain), 0U);
+  EXPECT_EQ(sumOf(beside + ClassText(kUpdateB, kOne)), sumOf(ClassText(kUpdateB, kOne)));
+  EXPECT_NE(sumOf(ClassText(kUpdateB, kOne)), 0U);
+}
+
+TEST(ElementOfADriver, SaysWhereItIsFromUnlessThatMadeItFirmware) {
+  const auto elementOf = [](const std::string& origin) {
+    return ElementOf({"e1000e.ko", "3.8.7", EPlatform::kLinux, origin}, {{"4638"}, {"RHEL5"}});
+  };
+  const TNewElement element = elementOf("net.rpm");
+  EXPECT_EQ(element.name, "e1000e");
+  EXPECT_EQ(element.driverFiles, "e1000e.ko-#3.8.7");
+  EXPECT_EQ(element.description, "Driver of net.rpm");
+  EXPECT_EQ(element.whom, (TFor{{"4638"}, {"RHEL5"}}));
+  EXPECT_EQ(elementOf("BIOS Update").description, "");
+  EXPECT_EQ(elementOf("Remote Watch Adapter").description, "");
+}
+
+// A file in the form of a Windows driver: one section with a version resource at its end.
+class TDriverFile {
+ public:
+  TDriverFile() : bytes(0x290, '\0') {
+    Put(0, 0x5A4D);
+    Put(0x3C, kHeader);
+    Put(kHeader, 0x4550);
+    Put(kHeader + 6, 1);                        // Sections.
+    Put(kHeader + 20, kSection - kOptional);    // The size of the optional header.
+    Put(kOptional, 0x20B);                      // For 64 bits.
+    Put(kOptional + 108, 16);                   // Directories.
+    Put(kOptional + 112 + 2 * 8, kAddress);     // That of the resources.
+    Put(kSection + 12, kAddress);               // In memory,
+    Put(kSection + 16, 0x290 - kResources);     // so large,
+    Put(kSection + 20, kResources);             // and here in the file.
+    PutDirectory(0, 16, 0x80000000U | 0x18);    // By type,
+    PutDirectory(0x18, 1, 0x80000000U | 0x30);  // name
+    PutDirectory(0x30, 1033, 0x48);             // and language.
+    Put(kData, kAddress + kInformation - kResources);
+    Put(kSignature, 0xFEEF04BD);
+    const int numbers[] = {2, 1, 4, 3};
+    for (std::size_t i = 0; i < 4; ++i)
+      bytes[kSignature + 8 + 2 * i] = static_cast<char>(numbers[i]);
+  }
+  void Put(std::size_t at, std::uint32_t number) {
+    for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(number >> (8 * i));
+  }
+  std::optional<std::string> Version(std::size_t less = 0) const {
+    return FileVersionOf(std::string_view(bytes).substr(0, bytes.size() - less));
+  }
+
+  static constexpr std::size_t kHeader = 0x40, kOptional = kHeader + 24;
+  static constexpr std::size_t kSection = kOptional + 240, kResources = 0x200;
+  static constexpr std::size_t kData = kResources + 0x48, kInformation = kResources + 0x58;
+  static constexpr std::size_t kSignature = kInformation + 40;
+  static constexpr std::uint32_t kAddress = 0x1000;
+
+ private:
+  void PutDirectory(std::size_t at, std::uint32_t id, std::uint32_t entry) {
+    bytes[kResources + at + 14] = 1;
+    Put(kResources + at + 16, id);
+    Put(kResources + at + 20, entry);
+  }
+  std::string bytes;
+};
+
+TEST(FileVersion, IsThatOfAWholeAndMarkedVersionResource) {
+  const TDriverFile driver;
+  EXPECT_EQ(driver.Version(), "1.2.3.4");
+  EXPECT_EQ(driver.Version(1), "") << "cut within its numbers";
+  TDriverFile unmarked;
+  unmarked.Put(TDriverFile::kSignature, 0xFEEF04BC);
+  EXPECT_EQ(unmarked.Version(), "");
+  TDriverFile nowhere;
+  nowhere.Put(TDriverFile::kData, 0x290);
+  EXPECT_EQ(nowhere.Version(), "") << "no section holds it";
+}
+
 TEST(MachineType, IsAnyLineWithoutMarksAndWithoutBlanksAtItsEnds) {
   for (const char* type :
        {"4638", "A&B", "x-y", "]", "[", "-", "]x-", "-x[", "46 38", "a, (b) | c", "\xC3\xA9"}) {

@@ -24,6 +24,8 @@ FIRST = "-[fdcp-1.10]-"
 # Elements that are good, each with what makes it worth a test.
 GOOD = [
     bios(),
+    bios(colour="blue"),
+    bios(Versionxyz="1"),
     bios(description="BIOS Update (uEFI)"),
     drivers("e1000e.ko-#1.0 bnx2.ko-#1.9.20"),
     drivers("e1000e.ko-#1.0 with words"),
@@ -48,6 +50,7 @@ GOOD = [
 BAD = [
     ("name-missing", bios(name="")),
     ("property-mistyped", bios(driverFile="e1000e.ko-#1")),
+    ("property-mistyped", bios(Versionxy="1")),
     ("property-form", drivers("e1000e.ko-#1", applicableMachineTypes="-[4638]-")),
     ("property-type", bios(BuildNumber=7)),
     ("machine-types-missing", bios(applicableMachineTypes=[])),

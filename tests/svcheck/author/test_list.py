@@ -161,10 +161,12 @@ class ListTest(ProgramTest):
         self.assertEqual({line.index("4638") for line in table[1:3]}, {table[0].index("MACHINE")})
         self.assertEqual(table[3], "2 update elements.")
         text = self.run_program("catalogue", "list", folder, "--format", "csv").stdout
+        lines = ["name,components,version,drivers,machineTypes,operatingSystems,file,line",
+                 '"é, ""x""",Driver,,a.ko 1;b.ko 2,4638,SLES10_64,index.xml,3',
+                 "bios,System BIOS,Y,,4638,SLES10_64,index.xml,9", ""]
+        self.assertEqual(text.split("\n"), lines)
         rows = list(csv.DictReader(io.StringIO(text)))
-        self.assertEqual(rows[0]["name"], 'é, "x"')
-        self.assertEqual(rows[0]["drivers"], "a.ko 1;b.ko 2")
-        self.assertEqual(rows[1]["version"], "Y")
+        self.assertEqual((rows[0]["name"], rows[1]["version"]), ('é, "x"', "Y"))
 
     def test_output_file(self):
         folder = self.catalogue(element(name="a"))

@@ -36,6 +36,13 @@ TEST(Systems, AreWordsOfTheirOwn) {
   EXPECT_EQ(Codes({"RHEL5", "rhel5_64"}), (TSet{"RHEL5", "RHEL5_64"}));
   EXPECT_EQ(Codes({"SLES10,SLES11_64; Windows 2008 R2"}),
             (TSet{"SLES10", "SLES11_64", "Windows 2008"}));
+  for (const char* mark : {"/", ":", "@", "[", "^", "`", "{", " "}) {
+    EXPECT_EQ(Codes({std::string(mark) + "RHEL5" + mark}), TSet{"RHEL5"}) << mark;
+  }
+  for (const char* letter : {"0", "9", "A", "Z", "_", "a", "z"}) {
+    EXPECT_EQ(Codes({std::string("RHEL5") + letter, letter + std::string("RHEL5")}), TSet{})
+        << letter;
+  }
   EXPECT_EQ(Codes({"XRHEL5", "RHEL55", "RHEL5_6", "Windows", "Linux", "VMWARE"}), TSet{});
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/temporary_folder.h"
+
 namespace svc {
 namespace {
 
@@ -29,6 +31,23 @@ TEST(DownloadLine, GuessesNoRateAtTheBeginning) {
 TEST(DownloadLine, NamesTheOtherPhases) {
   EXPECT_EQ(DownloadLine({EPhase::kListing, 0, 0, 0, 0}, {}), "Asking the repository");
   EXPECT_EQ(DownloadLine({EPhase::kEnded, 1, 1, 1, 1}, {}), "");
+}
+
+TEST(FilesNotOffered, AreTheDescriptionsThatStillLieThere) {
+  using TNames = std::vector<std::string>;
+  const test::TTemporaryFolder folder;
+  acquire::TOutcome outcome;
+  outcome.offered = {"new.xml"};
+  EXPECT_EQ(FilesNotOffered(outcome), TNames()) << "there is no folder";
+  for (const char* name : {"new.xml", "old.xml", "older.xml.sig", "readme.txt", ".lock"})
+    folder.Write("c/QRX_Support/SV/" + std::string(name), "x");
+  TNames found = FilesNotOffered(outcome);
+  std::ranges::sort(found);
+  EXPECT_EQ(found, (TNames{"old.xml", "older.xml.sig"}));
+  outcome.offered = TNames();
+  EXPECT_EQ(FilesNotOffered(outcome).size(), 3U);
+  outcome.offered.reset();
+  EXPECT_EQ(FilesNotOffered(outcome), TNames()) << "nothing was downloaded";
 }
 
 TEST(DownloadDisplay, LeavesAnEmptyLine) {
