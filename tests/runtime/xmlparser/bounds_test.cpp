@@ -195,6 +195,24 @@ TEST(RememberedTag, OfAnyNumberOfAttributesReadsTheSameAgain) {
   }
 }
 
+TEST(RememberedTag, IsFoundAmongTheOthers) {
+  TTagMemory memory;
+  std::vector<std::pair<std::string, const TKnownTag*>> tags;
+  for (const char* name : {"A", "B", "C", "D", "E", "F"}) {
+    const std::string bytes = "<" + std::string(name) + ">";
+    EXPECT_EQ(memory.Find(bytes.data(), bytes.data() + 3), nullptr) << name;
+    tags.emplace_back(bytes, memory.Add(bytes.data(), {3, 1, false, true}, {}));
+  }
+  for (const auto& [bytes, tag] : tags) {
+    const std::string text = bytes + "text>";
+    EXPECT_NE(tag, nullptr);
+    EXPECT_EQ(memory.Find(text.data(), text.data() + text.size()), tag) << bytes;
+    EXPECT_EQ(memory.Find(text.data(), text.data() + 3), tag) << bytes;
+    EXPECT_EQ(memory.Find(text.data(), text.data() + 2), nullptr) << bytes;
+    EXPECT_EQ(memory.Add(bytes.data(), {3, 1, false, true}, {}), tag) << bytes;
+  }
+}
+
 TEST(RememberedTag, HoldsNoMoreAttributesThanItHasRoomFor) {
   const std::string bytes = "<a b='' c='' d='' e='' f='' g=''>";
   const TTagForm form{static_cast<std::uint32_t>(bytes.size()), 1, false, true};

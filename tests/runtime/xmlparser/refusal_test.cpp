@@ -101,10 +101,13 @@ TEST(Refusal, SaysOfAByteWhyItIsNone) {
 }
 
 TEST(Refusal, SaysWhichEncodingsThereAre) {
-  EXPECT_EQ(LoadBlock("<?xml version='1.0' encoding='KOI8-R'?><CIM/>").message,
+  const TLoaded named = LoadBlock("<?xml version='1.0' encoding='KOI8-R'?><CIM/>");
+  EXPECT_EQ(named.message,
             "line 1: the encoding \"KOI8-R\" is not supported; save the document as UTF-8");
-  EXPECT_EQ(LoadBlock("<\0C\0I\0M\0/\0>\0"s).message,
-            "line 1: UTF-16 without a byte order mark is not supported");
+  EXPECT_EQ(named.status, 1);
+  const TLoaded unmarked = LoadBlock("<\0C\0I\0M\0/\0>\0"s);
+  EXPECT_EQ(unmarked.message, "line 1: UTF-16 without a byte order mark is not supported");
+  EXPECT_EQ(unmarked.status, 1);
 }
 
 TEST(Refusal, NamesTheFile) {

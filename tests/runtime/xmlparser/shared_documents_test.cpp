@@ -98,6 +98,31 @@ TEST(SharedDocuments, TheClassesCollectedAreThoseOfTheDocument) {
   }
 }
 
+TEST(ClassesCollected, AreThoseOfTheDocumentEachOnceHoweverTheyAreRepeated) {
+  const auto declared = [](const std::string& names) {
+    std::string objects;
+    for (const char name : names) {
+      objects += "<VALUE.OBJECT><CLASS NAME=\"" + std::string(1, name) + "\"/></VALUE.OBJECT>";
+    }
+    return Load(svc::MakeInMemoryNamespace(), Document(objects));
+  };
+  EXPECT_EQ(declared("A"), 1U);
+  EXPECT_EQ(declared("AA"), 1U);
+  EXPECT_EQ(declared("ABABCACBDDABCD"), 4U);
+}
+
+// Whoever finds a document of the same digest has to guess two seeds.
+TEST(DigestOf, IsTwoHashesAndTheLength) {
+  const std::string digest = svc::xml::DigestOf("a document");
+  ASSERT_EQ(digest.size(), 48U);
+  EXPECT_NE(digest.substr(0, 16), digest.substr(16, 16));
+  EXPECT_EQ(digest.substr(32), "000000000000000a");
+  EXPECT_EQ(svc::xml::DigestOf("a document"), digest);
+  const std::string other = svc::xml::DigestOf("b document");
+  EXPECT_NE(other.substr(0, 16), digest.substr(0, 16));
+  EXPECT_NE(other.substr(16, 16), digest.substr(16, 16));
+}
+
 TEST(SharedDocuments, ADocumentThatIsRefusedIsRefusedEachTime) {
   const svc::TDocumentSharing sharing;
   for (int round = 0; round < 2; ++round) {
