@@ -10,6 +10,7 @@
 namespace {
 
 int interruptions = 0;  // How many of the next calls of write(2) a signal interrupts.
+int renamingError = 0;  // Of renameat2(2), where it is not 0.
 
 }  // namespace
 
@@ -21,6 +22,14 @@ ssize_t __wrap_write(int file, const void* bytes, size_t size) {
   if (interruptions == 0) return __real_write(file, bytes, size);
   --interruptions;
   errno = EINTR;
+  return -1;
+}
+
+int __real_renameat2(int from, const char* name, int to, const char* target, unsigned flags);
+
+int __wrap_renameat2(int from, const char* name, int to, const char* target, unsigned flags) {
+  if (renamingError == 0) return __real_renameat2(from, name, to, target, flags);
+  errno = renamingError;
   return -1;
 }
 
@@ -211,6 +220,23 @@ TEST_F(NewFile, GoesThroughAnotherUsersLinkOnlyIntoThatUsersFolders) {
   EXPECT_EQ(ErrorOf([&] { Make("detour/report", "x"); }), EACCES);
 }
 
+TEST_F(NewFile, GoesThroughRootsLinkIntoAnyFolder) {
+  if (!IsRoot()) GTEST_SKIP() << "only root gives files away";
+  fs::create_directory(In("given"));
+  Give("given");
+  fs::create_directory_symlink("given", In("to-given"));
+  Make("to-given/report", "x");
+  EXPECT_EQ(Text("given/report"), "x");
+  // Also before the link of another user into that user's folder.
+  fs::create_directory(In("third"));
+  Give("third", 4321);
+  fs::create_directory_symlink("third", In("to-third"));
+  Give("to-third", 4321);
+  fs::create_directory_symlink("to-third", In("detour"));
+  Make("detour/report", "y");
+  EXPECT_EQ(Text("third/report"), "y");
+}
+
 TEST_F(NewFile, StaysInTheFolderInWhichItWasMade) {
   fs::create_directory(In("folder"));
   fs::create_directory(In("victim"));
@@ -251,6 +277,40 @@ TEST_F(NewFile, PublishedFirstLeavesWhatIsThere) {
   first.Write("new");
   first.PublishFirst();
   EXPECT_EQ(Text("other"), "new");
+}
+
+// Not all file systems can rename without taking what is there away.
+TEST_F(NewFile, PublishedFirstLeavesWhatIsThereAlsoWhereTheFileSystemCannotTell) {
+  for (const int error : {EINVAL, ENOSYS}) {
+    Put("key", "old");
+    fs::remove(In("other"));
+    renamingError = error;
+    EXPECT_EQ(ErrorOf([&] {
+                TNewFile second(In("key"));
+                second.Write("new");
+                second.PublishFirst();
+              }),
+              EEXIST);
+    EXPECT_EQ(ErrorOf([&] {
+                TNewFile first(In("other"));
+                first.Write("new");
+                first.PublishFirst();
+              }),
+              0)
+        << reason;
+    renamingError = 0;
+    EXPECT_EQ(Text("key"), "old");
+    EXPECT_EQ(Text("other"), "new");
+    EXPECT_EQ(Names(), (std::set<std::string>{"key", "other"}));
+  }
+  renamingError = EIO;
+  EXPECT_EQ(ErrorOf([&] {
+              TNewFile file(In("third"));
+              file.PublishFirst();
+            }),
+            EIO);
+  renamingError = 0;
+  EXPECT_EQ(Names(), (std::set<std::string>{"key", "other"}));
 }
 
 TEST_F(NewFile, PublishedElsewhereReplacesALinkThere) {

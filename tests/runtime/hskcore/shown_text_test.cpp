@@ -79,6 +79,13 @@ TEST(ShownLine, HasRoomForTwoLongPathsAndNoMore) {
   EXPECT_GE(cut, 10'240U - 4);
 }
 
+TEST(ShowLine, SaysThatItsTextIsTooMuchForMemory) {
+  const std::size_t more = std::string().max_size() + 1;  // No byte of it is looked at.
+  ::testing::internal::CaptureStderr();
+  ShowLine({"text", more});
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "svcheck: out of memory\n");
+}
+
 TEST(ShowLine, WritesOneLineToStandardError) {
   testing::internal::CaptureStderr();
   ShowLine("a\033b\nc");
