@@ -8,6 +8,7 @@
 #include "base/shown_text.h"
 #include "report/model.h"
 #include "report/records.h"
+#include "report/selection.h"
 #include "report/text.h"
 
 namespace svc::report {
@@ -125,8 +126,8 @@ void AddProperties(const TReport& report, const TRenderOptions& options, TJsonWr
 
 // The same report has the same number, another one another.
 std::string SerialNumber(const TReport& report, const std::string& metadata) {
-  const std::string about =
-      metadata + std::string(RowOf(report.outcome).name) + Sentence(Summarize(report));
+  const std::string about = metadata + std::string(RowOf(report.outcome).name) +
+                            Sentence(Summarize(report)) + HiddenNotice(report);
   const boost::uuids::name_generator_sha1 hash(boost::uuids::ns::oid());
   return "urn:uuid:" + boost::uuids::to_string(hash(about));
 }
@@ -143,11 +144,12 @@ void WriteHead(const TReport& report, TJsonWriter& json) {
   AddMetadata(report, json);
 }
 
-// Without a look at what was not compared there is more than the records; with one nobody knows
-// what the inventory leaves out.
+// Without a look at what was not compared there is more than the records, and so where some are
+// hidden; else nobody knows what the inventory leaves out.
 void AddCompositions(const TReport& report, TJsonWriter& json) {
   json.List("compositions").Object();
-  json.Text("aggregate", report.coverage ? "unknown" : "incomplete");
+  const bool isWhole = report.coverage && CountHidden(report).value_or(0) == 0;
+  json.Text("aggregate", isWhole ? "unknown" : "incomplete");
   json.Texts("assemblies", {std::string(kMachine)}).End().End();
 }
 
@@ -161,13 +163,14 @@ void WriteComponents(const TReport& report, std::string& text, TJsonWriter& json
     AddComponent("operating-system", "system", report.system.caption, report.system.version, json);
     json.End();
   }
-  std::size_t number = 0;
-  for (const TRecord& record : RecordsOf(report)) {
-    AddRecord(record, ++number, json);
+  // A component has the same reference whatever is shown beside it.
+  const TRecordRange records = ShownIn(report);
+  for (auto record = records.begin(); record != records.end(); ++record) {
+    AddRecord(*record, record.Number() + 1, json);
     flush();
   }
   if (report.coverage) {
-    number = 0;
+    std::size_t number = 0;
     for (const TPiece& piece : report.coverage->notCompared) {
       AddPiece(piece, ++number, json);
       flush();

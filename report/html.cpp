@@ -120,7 +120,7 @@ void WriteNotCompared(const TReport& report, IOutput& output) {
 // The groups of the page, in the order of their first records.
 std::vector<std::string> GroupsOf(const TReport& report) {
   std::vector<std::string> groups;
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : ShownIn(report)) {
     if (std::find(groups.begin(), groups.end(), record.type) != groups.end()) continue;
     if (groups.size() + 1 == kMostGroups) {
       groups.emplace_back(kOtherTypes);
@@ -200,11 +200,11 @@ template <typename TBelongs>
 void WriteGroup(const TReport& report, std::string_view name, bool withType,
                 const TBelongs& belongs, TPageTable& table) {
   TSummary summary;
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : ShownIn(report)) {
     if (belongs(record)) summary.Add(record);
   }
   table.Group(name, Sentence(summary), summary.Total());
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : ShownIn(report)) {
     if (belongs(record)) table.Row(Row(record, withType));
   }
 }
@@ -215,7 +215,9 @@ void WriteRecords(const TReport& report, IOutput& output) {
   constexpr std::array kColumns = {TColumn{"Name"}, TColumn{"Installed"}, TColumn{"Offered"},
                                    TColumn{"Verdict"}};
   const std::vector<std::string> groups = GroupsOf(report);
-  output.Write(Tools("Find by name or version", groups, "catalogue", kOrders));
+  const bool isSorted = report.shown && !std::ranges::is_sorted(report.shown->numbers);
+  output.Write(
+      Tools("Find by name or version", groups, isSorted ? "as given" : "catalogue", kOrders));
   TPageTable table("report", kColumns, output);
   const bool hasOthers = groups.size() == kMostGroups;
   const auto firstOther = groups.end() - (hasOthers ? 1 : 0);
@@ -238,14 +240,14 @@ void RenderHtml(const TReport& report, const TRenderOptions& options, IOutput& o
   const TSummary summary = Summarize(report);
   const TLead lead = LeadOf(report, summary);
   const std::string machine = MachineName(report.machine);
-  const bool isEmpty = RecordsOf(report).empty();
+  const bool isEmpty = ShownIn(report).empty();
   WritePageHead(lead.text + " – " + machine, output);
   if (!isEmpty) output.Write("<a class=\"skip\" href=\"#records\">To the records</a>\n");
   output.Write("<main>\n" + LeadPart(lead.style, lead.text,
                                      Isolated(machine) + ". " + Explanation(report, summary)));
-  if (!isEmpty) {
+  if (summary.Total() > 0) {
     const std::vector<TPart> parts = PartsOf(report, summary);
-    output.Write(PartsBar(parts, Sentence(summary)) + Tiles(parts));
+    output.Write(PartsBar(parts, Sentence(summary)) + (isEmpty ? "" : Tiles(parts)));
   }
   output.Write(NoticesOf(report, options) + Errors(report) + Facts(report));
   if (!isEmpty) WriteRecords(report, output);

@@ -8,6 +8,7 @@
 
 #include "report/model.h"
 #include "report/records.h"
+#include "report/selection.h"
 #include "report/text.h"
 
 namespace svc::report {
@@ -88,6 +89,10 @@ void WriteNotCompared(const TReport& report, const TJsonLayout& layout, TStream&
   json.End();
 }
 
+void WriteHidden(const TReport& report, TJsonWriter& json) {
+  if (const auto hidden = CountHidden(report)) json.Number("hidden", *hidden);
+}
+
 void AddAcceptance(std::string_view name, const std::optional<TAcceptance>& acceptance,
                    TJsonWriter& json) {
   if (!acceptance) return;
@@ -103,11 +108,12 @@ void RenderJson(const TReport& report, const TRenderOptions& options, IOutput& o
   TJsonWriter& json = stream.json;
   WriteHead(report, summary, json);
   json.Texts("notices", Notices(report, options)).List("records", kJsonRows);
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : ShownIn(report)) {
     WriteRecord(record, json);
     stream.Flush();
   }
   json.End();
+  WriteHidden(report, json);
   if (report.driversLeftOut) json.Number("driversLeftOut", *report.driversLeftOut);
   WriteNotCompared(report, kJsonRows, stream);
   WriteSummary(summary, report.hasWaivers, json.Name("summary"));
@@ -121,7 +127,7 @@ void RenderNdjson(const TReport& report, const TRenderOptions& options, IOutput&
   const TSummary summary = Summarize(report);
   TStream stream{output};
   TJsonWriter& json = stream.json;
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : ShownIn(report)) {
     WriteRecord(record, json);
     stream.text += '\n';
     stream.Flush();
@@ -132,6 +138,7 @@ void RenderNdjson(const TReport& report, const TRenderOptions& options, IOutput&
   WriteMachine(report.machine, json.Name("machine"));
   WriteOsKnown(report, json);
   json.Texts("notices", Notices(report, options));
+  WriteHidden(report, json);
   WriteNotCompared(report, kJsonTight, stream);
   WriteSummary(summary, report.hasWaivers, json.Name("summary"));
   json.Texts("errors", report.errors).End();

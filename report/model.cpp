@@ -127,7 +127,7 @@ void TSummary::Add(const TRecord& record) noexcept {
 
 TSummary Summarize(const TReport& report) {
   TSummary summary;
-  for (const TRecord& record : RecordsOf(WholeOf(report))) {
+  for (const TRecord& record : RecordsOf(report)) {
     summary.Add(record);
   }
   return summary;
@@ -155,7 +155,7 @@ class TPlaces {
 std::size_t CountUpdates(const TReport& report) {
   std::size_t count = 0;
   TPlaces places;
-  for (const TRecord& record : RecordsOf(WholeOf(report))) {
+  for (const TRecord& record : RecordsOf(report)) {
     if (!FailsOn(record, EFailOn::kOutdated)) continue;
     if (!record.update || places.Add(record.update)) ++count;
   }

@@ -204,6 +204,12 @@ TKeptMetrics MetricsToKeep(std::string_view file);
 
 class IRecordSource;
 
+// Which records are shown.
+struct TShownRecords {
+  std::vector<std::size_t> numbers;  // Of the records, in the order in which they are shown.
+  std::string only;  // The verdicts that were asked for, parted by commas; empty for all.
+};
+
 struct TReport {
   std::string tool;
   std::string toolVersion;
@@ -228,9 +234,8 @@ struct TReport {
   std::optional<TCoverage> coverage;  // None where it was not looked at.
   TKeptMetrics kept;                  // Of the file of metrics that the report replaces.
   std::vector<TPhase> timings;        // Empty unless asked for.
-  // What it was before records were hidden; null where all are shown. Counts and conditions are of
-  // the whole.
-  std::shared_ptr<const TReport> whole;
+  // None where all records are shown, as they come. Counts and conditions are always of all.
+  std::optional<TShownRecords> shown;
 };
 
 // Records counted by verdict; the waived ones apart.
@@ -326,12 +331,13 @@ void RenderSarif(const TReport& report, const TRenderOptions& options, IOutput& 
 struct TFormat {
   std::string_view name;
   void (*render)(const TReport& report, const TRenderOptions& options, IOutput& output);
+  bool isOfAll = false;  // For a monitoring server: no record is left out of it or moved.
 };
 inline constexpr std::array kFormats = {
     TFormat{"table", RenderTable},         TFormat{"json", RenderJson},
     TFormat{"ndjson", RenderNdjson},       TFormat{"csv", RenderCsv},
     TFormat{"html", RenderHtml},           TFormat{"junit", RenderJunit},
-    TFormat{"nagios", RenderNagios},       TFormat{"prometheus", RenderPrometheus},
+    TFormat{"nagios", RenderNagios, true}, TFormat{"prometheus", RenderPrometheus, true},
     TFormat{"cyclonedx", RenderCycloneDx}, TFormat{"sarif", RenderSarif}};
 
 // Null for an unknown name.

@@ -164,10 +164,12 @@ void RenderJunit(const TReport& report, const TRenderOptions& options, IOutput& 
   const EState state = StateOf(report, summary);
   const std::size_t errors = state == EState::kFailed ? 1 : 0;
   const std::size_t skips = state == EState::kNothingCompared ? 1 : 0;
-  const std::string counts =
-      fmt::format(R"(tests="{}" failures="{}" errors="{}" skipped="{}")",
-                  RecordsOf(report).size() + errors + skips, summary.Of(EVerdict::kOutdated),
-                  errors, summary.Of(EVerdict::kUnknown) + summary.waived + skips);
+  // Readers hold them against the test cases that are there.
+  TSummary shown;
+  for (const TRecord& record : ShownIn(report)) shown.Add(record);
+  const std::string counts = fmt::format(
+      R"(tests="{}" failures="{}" errors="{}" skipped="{}")", shown.Total() + errors + skips,
+      shown.Of(EVerdict::kOutdated), errors, shown.Of(EVerdict::kUnknown) + shown.waived + skips);
   const TMachine& machine = report.machine;
   std::string timestamp = UtcTime(report.generated);
   timestamp.pop_back();  // The schema of this format takes no time zone.
@@ -177,7 +179,7 @@ void RenderJunit(const TReport& report, const TRenderOptions& options, IOutput& 
                   "{0}>\n",
                   counts, Text(machine.host.empty() ? machine.type : machine.host), timestamp));
   WriteProperties(report, summary, options, output);
-  for (const TRecord& record : RecordsOf(report)) output.Write(TestCase(record));
+  for (const TRecord& record : ShownIn(report)) output.Write(TestCase(record));
   if (state == EState::kFailed) output.Write(ErrorCase(report));
   if (state == EState::kNothingCompared) output.Write(SkippedCase(report, summary));
   output.Write("  </testsuite>\n</testsuites>\n");

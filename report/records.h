@@ -21,11 +21,12 @@ class IRecordSource {
   virtual void Read(std::size_t number, TRecord& record) const = 0;
 };
 
-// The records of a report, in order. What its iterators point to is valid until they move.
-// REQUIRES: the report outlives it and keeps its records.
+// Records of a report: all in order, or those of some numbers in theirs. What its iterators point
+// to is valid until they move. REQUIRES: report and numbers outlive it and stay as they are.
 class TRecordRange {
  public:
-  explicit TRecordRange(const TReport& report) : report(&report) {}
+  explicit TRecordRange(const TReport& report, const std::vector<std::size_t>* numbers = nullptr)
+      : report(&report), numbers(numbers) {}
 
   class TIterator {
    public:
@@ -35,38 +36,50 @@ class TRecordRange {
     using pointer = const TRecord*;
     using reference = const TRecord&;
 
-    TIterator(const TReport& report, std::size_t number) : report(&report), number(number) {
+    TIterator(const TReport& report, const std::vector<std::size_t>* numbers, std::size_t place)
+        : report(&report), numbers(numbers), place(place) {
       ReadIfAny();
     }
-    const TRecord& operator*() const { return report->source ? current : report->records[number]; }
+    const TRecord& operator*() const {
+      return report->source ? current : report->records[Number()];
+    }
     const TRecord* operator->() const { return &**this; }
     TIterator& operator++() {
-      ++number;
+      ++place;
       ReadIfAny();
       return *this;
     }
     void operator++(int) { ++*this; }
-    bool operator==(const TIterator& other) const noexcept { return number == other.number; }
+    bool operator==(const TIterator& other) const noexcept { return place == other.place; }
+    // Of the record among all of the report.
+    std::size_t Number() const noexcept { return numbers == nullptr ? place : (*numbers)[place]; }
 
    private:
     void ReadIfAny() {
-      if (report->source && number < report->source->Count()) report->source->Read(number, current);
+      const std::size_t count = numbers == nullptr ? CountOf(*report) : numbers->size();
+      if (report->source && place < count) report->source->Read(Number(), current);
     }
 
     const TReport* report;
-    std::size_t number;
+    const std::vector<std::size_t>* numbers;
+    std::size_t place;
     TRecord current;
   };
 
-  TIterator begin() const { return {*report, 0}; }
-  TIterator end() const { return {*report, size()}; }
+  TIterator begin() const { return {*report, numbers, 0}; }
+  TIterator end() const { return {*report, numbers, size()}; }
   std::size_t size() const noexcept {
-    return report->source ? report->source->Count() : report->records.size();
+    return numbers == nullptr ? CountOf(*report) : numbers->size();
   }
   bool empty() const noexcept { return size() == 0; }
 
  private:
+  static std::size_t CountOf(const TReport& report) noexcept {
+    return report.source ? report.source->Count() : report.records.size();
+  }
+
   const TReport* report;
+  const std::vector<std::size_t>* numbers;  // Null for all.
 };
 
 // Sets the verdict of a record, and why it is unknown.
@@ -81,9 +94,11 @@ inline void Judge(TRecord& record) {
   record.why = judgement.why;
 }
 
+// All of them, for whatever they come to.
 inline TRecordRange RecordsOf(const TReport& report) { return TRecordRange(report); }
-inline const TReport& WholeOf(const TReport& report) {
-  return report.whole ? *report.whole : report;
+// Those that a format shows.
+inline TRecordRange ShownIn(const TReport& report) {
+  return TRecordRange(report, report.shown ? &report.shown->numbers : nullptr);
 }
 
 // Sets the verdict of each record: at once, or when it is first read. REQUIRES: from then on the

@@ -206,7 +206,7 @@ void RenderSarif(const TReport& report, const TRenderOptions& options, IOutput& 
     json.Text("uri", FolderAddress(report.catalogue.path)).End().End();
   }
   json.List("results", kJsonRows);
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : ShownIn(report)) {
     AddResult(report, record, json);
     output.Write(text);
     text.clear();

@@ -188,6 +188,17 @@ std::optional<TCoverage> CoverageOf(const TPlace& root) {
   return coverage;
 }
 
+// What a report comes to follows from its records: of some it would be another report.
+void DemandAllRecords(const TPlace& root) {
+  const TPlace hidden = root["hidden"];
+  const std::uint64_t count = hidden.IsNull() ? 0 : hidden.Count();
+  if (count == 0) return;
+  Fail(
+      fmt::format("a report without {} of its records, which --only left out: save it with "
+                  "`--only all`, and choose when it is shown",
+                  count));
+}
+
 // The state itself follows from the records.
 void ReadState(const TPlace& root, TReport& report) {
   if (WasCompared(report.outcome)) {
@@ -213,6 +224,7 @@ TReport ReadSavedReport(std::string_view json) {
   report.system = SystemOf(root["operatingSystem"]);
   report.catalogue = CatalogueOf(root["catalogue"]);
   report.outcome = root["outcome"].OneOf(OutcomeOfName, "how a check ends");
+  DemandAllRecords(root);
   root["records"].ForEach([&](const TPlace& item) { report.records.push_back(RecordOf(item)); });
   root["errors"].ForEach([&](const TPlace& item) { report.errors.push_back(item.Text()); });
   ReadState(root, report);

@@ -8,6 +8,7 @@
 
 #include "report/model.h"
 #include "report/records.h"
+#include "report/selection.h"
 #include "report/text.h"
 
 namespace svc::report {
@@ -146,6 +147,7 @@ std::vector<std::string> Notices(const TReport& report, const TRenderOptions& op
                                   Age(report.generated - *report.catalogue.Date()), *options.maxAge,
                                   *options.maxAge == 1 ? "" : "s"));
   }
+  if (std::string text = HiddenNotice(report); !text.empty()) notices.push_back(std::move(text));
   return notices;
 }
 

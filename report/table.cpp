@@ -42,7 +42,7 @@ void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& ou
   output.Write(
       "Type,Name,InstalledVersion,SVVersion,Verdict,Waived,WaiverExpired,Host,"
       "Update,Package,File,Line\r\n");
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : ShownIn(report)) {
     std::string line;
     for (const std::string* text :
          {&record.type, &record.name, &record.installed, &record.offered}) {
@@ -113,7 +113,7 @@ std::string Headline(const TReport& report, const TSummary& summary) {
 std::string Remarks(const TReport& report, const TRenderOptions& options) {
   std::string text;
   const std::vector<std::string> notices = Notices(report, options);
-  if (!RecordsOf(report).empty() && !(notices.empty() && report.errors.empty())) text += '\n';
+  if (!ShownIn(report).empty() && !(notices.empty() && report.errors.empty())) text += '\n';
   for (const std::string& notice : notices) text += "  " + notice + '\n';
   for (const std::string& error : report.errors) text += "  " + PlainLine(error) + '\n';
   return text;
@@ -135,10 +135,10 @@ template <std::size_t kCount>
 void WriteRecords(const TReport& report, const TRenderOptions& options,
                   const typename TTable<kCount>::TRow& titles, IOutput& output) {
   TTable<kCount> table(titles);
-  for (const TRecord& record : RecordsOf(report)) table.Measure(RowOfRecord<kCount>(record));
+  for (const TRecord& record : ShownIn(report)) table.Measure(RowOfRecord<kCount>(record));
   if (options.width != 0) table.Narrow(options.width);
   output.Write(table.Heads());
-  for (const TRecord& record : RecordsOf(report)) {
+  for (const TRecord& record : ShownIn(report)) {
     output.Write(table.Line(RowOfRecord<kCount>(record),
                             options.color ? ColorOf(record) : std::string_view()));
   }
@@ -158,7 +158,7 @@ void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput&
 void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const TSummary summary = Summarize(report);
   output.Write(Headline(report, summary) + Heading(report));
-  if (!RecordsOf(report).empty()) WriteRecords(report, options, output);
+  if (!ShownIn(report).empty()) WriteRecords(report, options, output);
   output.Write(Remarks(report, options));
   output.Write(LastLines(report, summary));
 }

@@ -29,6 +29,20 @@ std::vector<std::string> FormatNames() {
   return names;
 }
 
+void AddSelectionOptions(CLI::App& app, TReportOptions& options) {
+  std::vector<std::string> verdicts;
+  for (const report::EVerdict verdict : report::kVerdicts) verdicts.emplace_back(NameOf(verdict));
+  AddText(app, "--only", options.only,
+          "Show records of these verdicts alone; counts and conditions stay those of all",
+          "VERDICTS")
+      .ListOf(verdicts, std::string(report::kAllVerdicts));
+  std::vector<std::string> keys(report::kSortKeys.begin(), report::kSortKeys.end());
+  for (const std::string_view key : report::kSortKeys) keys.push_back('-' + std::string(key));
+  AddText(app, "--sort", options.sort,
+          "Sort the records by these; \"-\" in front turns the order round", "KEYS")
+      .ListOf(keys, std::string(report::kQueryOrder));
+}
+
 bool IsSet(const char* variable) {
   const char* const value = std::getenv(variable);
   return value != nullptr && value[0] != '\0';
@@ -139,6 +153,7 @@ void AddReportOptions(CLI::App& app, TReportOptions& options) {
   AddCsvRawOption(app, options.csvRaw);
   AddFlag(app, "--csv-not-compared", options.csvNotCompared,
           "Rows also of what is installed and was not compared, with the reason");
+  AddSelectionOptions(app, options);
   AddCount(app, "--max-age", options.maxAge, "Warn of a catalogue that is older than so many days",
            "DAYS");
 }
@@ -166,6 +181,10 @@ int TReportOutput::Show(report::TReport& report, int status) {
   const bool isMetrics = format->render == report::RenderPrometheus;
   if (isMetrics && options.outputFile != "-") {
     report.kept = KeptMetricsOf(options.outputFile);
+  }
+  if (!format->isOfAll) {
+    report::ShowOnly(report, options.only);
+    report::Sort(report, options.sort);
   }
   WriteOrTell(*format, [&] {
     format->render(report, rendering, *output);

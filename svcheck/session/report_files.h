@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "report/model.h"
+#include "report/selection.h"
 #include "report/waivers.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/system/output.h"
@@ -21,6 +22,8 @@ struct TReportOptions {
   std::string failOn = "none";
   std::string color = "auto";
   std::string width = "0";
+  std::string only{report::kAllVerdicts};
+  std::string sort{report::kQueryOrder};
   std::string waiversFile;  // Empty for none.
   bool csvRaw = false;
   bool csvNotCompared = false;
