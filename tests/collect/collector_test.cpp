@@ -16,6 +16,7 @@
 #include <stdexcept>
 
 #include "collect/collector.h"
+#include "collect/linux/capture.h"
 #include "collect/linux/linux_collector.h"
 #include "collect/linux/tree.h"
 #include "made_tree.h"
@@ -129,6 +130,29 @@ TEST_F(CaptureTest, HoldsNoSerialNumberAndNoHostNameWhenRedacted) {
   const std::string file = Capture(true);
   EXPECT_NE(Shell("grep -q -a -e KQ12345 -e web02 '" + file + "'"), 0);
   EXPECT_EQ(unpacked.Collect(true).document, tree.Collect(true).document);
+}
+
+TEST_F(CaptureTest, HoldsNothingThatTellsWhoWhenRedactedThoughItWasRead) {
+  const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
+  tree.Write("/sys/class/dmi/id/product_uuid", uuid + "\n").Write("/etc/hostname", "web02\n");
+  const TTree read(tree.Root().string());
+  for (const char* path : {"/sys/class/dmi/id/product_serial", "/sys/class/dmi/id/product_uuid",
+                           "/etc/hostname", "/sys/class/dmi/id/bios_version"}) {
+    EXPECT_EQ(read.Read(path).error, 0) << path;
+  }
+  const auto captured = [&](bool redact) {
+    std::string tar;
+    WriteCapture(read, redact, [&tar](std::string_view bytes) { tar += bytes; });
+    return tar;
+  };
+  const std::string whole = captured(false);
+  const std::string redacted = captured(true);
+  for (const std::string& text :
+       {"KQ12345"s, "product_serial"s, uuid, "product_uuid"s, "web02"s, "hostname"s}) {
+    EXPECT_NE(whole.find(text), std::string::npos) << text;
+    EXPECT_EQ(redacted.find(text), std::string::npos) << text;
+  }
+  EXPECT_NE(redacted.find("QKL118A"), std::string::npos);
 }
 
 TEST_F(CaptureTest, EndsWithTheFailureToWriteIt) {
@@ -252,6 +276,26 @@ TEST(Sources, AreTriedWithoutAFileLeftOpen) {
 }
 
 TEST(Tree, OfTheRunningSystemIsLive) { EXPECT_TRUE(TTree("/").IsLive()); }
+
+// The roots of the kernel's own file systems have one number.
+TEST(Tree, OfAnotherFileSystemIsNotLiveThoughItsNumberIsThatOfTheRoot) {
+  struct stat proc {};
+  struct stat sys {};
+  if (::stat("/proc", &proc) != 0 || ::stat("/sys", &sys) != 0 || proc.st_ino != sys.st_ino ||
+      proc.st_dev == sys.st_dev) {
+    GTEST_SKIP() << "no two such file systems here";
+  }
+  const int folder = ::open("/sys", O_PATH | O_DIRECTORY | O_CLOEXEC);
+  const auto told = WithRoot("/proc", [folder] {
+    const auto kind = [](const std::string& path) {
+      return TTree(path).IsLive() ? "live"s : "another"s;
+    };
+    return kind("/") + ", " + kind("/self/fd/" + std::to_string(folder));
+  });
+  ::close(folder);
+  if (!told) GTEST_SKIP() << "a process may not have a root of its own here";
+  EXPECT_EQ(*told, "live, another");
+}
 
 TEST(Module, GivesTheCollectorOfThisMachine) {
   const Outcome outcome = LoadCollector().Collect({});

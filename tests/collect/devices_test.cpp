@@ -93,6 +93,17 @@ TEST_F(Devices, AManagementControllerThatTellsNothingIsNotedWithTheCause) {
   EXPECT_EQ(Tell(script), note("the answer cannot be read: Message too long"));
 }
 
+TEST_F(Devices, TheKernelTellsThePlatformWhereNoFileDoes) {
+  SKIP_WITHOUT_A_ROOT();
+  utsname names{};
+  ASSERT_EQ(::uname(&names), 0);
+  source = ReadOperatingSystem;
+  const std::string note = "note: /etc/os-release: no name of the operating system\n";
+  EXPECT_EQ(Tell({}), note + "HardwarePlatform=" + names.machine + "\nOSType=36\n");
+  tree.Write("/proc/sys/kernel/arch", "of the file\n");
+  EXPECT_EQ(Tell({}), note + "HardwarePlatform=of the file\nOSType=36\n");
+}
+
 class NetworkDevices : public Devices {
  protected:
   NetworkDevices() {

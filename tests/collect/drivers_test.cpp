@@ -1,5 +1,6 @@
 #include <archive.h>
 #include <archive_entry.h>
+#include <elf.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
@@ -10,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <thread>
 
@@ -130,6 +132,17 @@ TEST_F(DriversTest, WithoutAFileKeepTheRunningVersionAndAreNoted) {
   EXPECT_EQ(tree.Notes(folder), std::vector{folder + ": no file known of the loaded driver: gone"});
 }
 
+TEST_F(DriversTest, WhoseFileHasGoneSinceItWasListedKeepTheRunningVersionWithoutANote) {
+  InstallBeside("", "");
+  std::filesystem::remove(tree.Root() / "lib/modules" / kRelease / "e1000e.ko");
+  tree.Write("/sys/module/e1000e/version", "1.2\n");
+  const auto drivers = tree.Instances("QRXSG_DeviceDriverInfo");
+  ASSERT_EQ(drivers.size(), 2U);
+  EXPECT_EQ(drivers[0]["Version"], "1.2");
+  EXPECT_EQ(drivers[0]["Path"], "\\lib\\modules\\2.6.32-358.el6.x86_64\\e1000e.ko");
+  EXPECT_EQ(tree.Notes("e1000e"), std::vector<std::string>());
+}
+
 TEST_F(DriversTest, ThatRunInAnOlderVersionThanInstalledAreNoted) {
   Install("e1000e.ko");
   Index();
@@ -236,6 +249,56 @@ TEST_F(DriversTest, AreReadWhereTheirSectionsJustLieInTheFileAndNotOneByteOrNumb
     EXPECT_EQ(tree.Notes(note).size(), one.isRead ? 0U : 1U) << one.what;
     EXPECT_EQ(drivers.at(1)["Version"], "3.8.7-NAPI") << one.what;
   }
+}
+
+// A module for 32 bits that states a version: its header, two sections and the table of them.
+std::string ModuleOf32Bits(const std::string& version) {
+  const std::string stated = "license=GPL" + std::string(1, '\0') + "version=" + version + '\0';
+  const std::string names("\0.modinfo\0.names", 17);
+  Elf32_Ehdr header{};
+  std::memcpy(header.e_ident, "\177ELF\1\1\1", 7);
+  header.e_type = ET_REL;
+  header.e_machine = EM_386;
+  header.e_version = EV_CURRENT;
+  header.e_ehsize = sizeof header;
+  header.e_shoff = static_cast<Elf32_Off>(sizeof header + stated.size() + names.size());
+  header.e_shentsize = sizeof(Elf32_Shdr);
+  header.e_shnum = 3;
+  header.e_shstrndx = 2;
+  std::array<Elf32_Shdr, 3> table{};
+  table[1].sh_name = 1;
+  table[1].sh_type = SHT_PROGBITS;
+  table[1].sh_offset = sizeof header;
+  table[1].sh_size = static_cast<Elf32_Word>(stated.size());
+  table[2].sh_name = 10;
+  table[2].sh_type = SHT_STRTAB;
+  table[2].sh_offset = static_cast<Elf32_Off>(sizeof header + stated.size());
+  table[2].sh_size = static_cast<Elf32_Word>(names.size());
+  const auto bytes = [](const auto& value) {
+    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+  };
+  return bytes(header) + stated + names + bytes(table);
+}
+
+TEST_F(DriversTest, MayBeOf32Bits) {
+  const std::string whole = ModuleOf32Bits("7.3.21-k8");
+  InstallBeside("", whole);
+  EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "7.3.21-k8");
+  EXPECT_TRUE(tree.Notes("e1000e").empty());
+  InstallBeside("", whole.substr(0, whole.size() - 1));
+  EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "(none)");
+  EXPECT_EQ(tree.Notes("e1000e.ko: no version can be read: its header tells of sections").size(),
+            1U);
+}
+
+// What a file lacks of its header is no number that it tells.
+TEST_F(DriversTest, ThatEndWithinTheirHeaderAreNoted) {
+  std::string head("\177ELF\2\1\1", 7);
+  head.resize(62);
+  head.replace(60, 2, "\xff\xff");  // How many sections; which has the names stood behind it.
+  InstallBeside("", head);
+  EXPECT_EQ(tree.Notes("e1000e.ko: no version can be read: its header tells of sections").size(),
+            1U);
 }
 
 // A file that is mapped and then cut ends the process that looks at it.

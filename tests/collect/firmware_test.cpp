@@ -60,6 +60,33 @@ TEST(ComputerSystem, IsReadFromTheSmbiosTableWhereAttributesLack) {
   EXPECT_EQ(bios["ReleaseDate"], "03/07/2010");
 }
 
+TEST(ComputerSystem, HasTheByteOrderOfItsUuidByTheVersionOfTheTable) {
+  const std::string uuid = "\x33\x22\x11\x00\x55\x44\x77\x66\x88\x99\xAA\xBB\xCC\xDD\xEE\xFF"s;
+  TMadeTree tree;
+  tree.Write(kTable, SmbiosStructure(1, "\x01\x02\0\x03"s + uuid, {"QRX", "4638", "KQ1"}));
+  const auto read = [&] { return tree.Instances("QRXSG_ComputerSystem").at(0)["UUID"]; };
+  const std::string little = "00112233-4455-6677-8899-aabbccddeeff";
+  const std::string big = "33221100-5544-7766-8899-aabbccddeeff";
+  EXPECT_EQ(read(), big) << "no entry point";
+  struct TCase {
+    std::string entryPoint;
+    std::string uuid;
+  };
+  const TCase cases[] = {{"_SM_\0\0\x02\x05"s, big},
+                         {"_SM_\0\0\x02\x06"s, little},
+                         {"_SM_\0\0\x01\x09"s, big},
+                         {"_SM_\0\0\x03\x00"s, little},
+                         {"_SM_\0\0\x03"s, big},
+                         {"_SM3_\0\0\0"s, little},
+                         {"_SM3_"s, little},
+                         {"_DMI_\0\x03\x03"s, big},
+                         {"_SM3"s, big}};
+  for (const TCase& one : cases) {
+    tree.Write("/sys/firmware/dmi/tables/smbios_entry_point", one.entryPoint);
+    EXPECT_EQ(read(), one.uuid) << testing::PrintToString(one.entryPoint);
+  }
+}
+
 TEST(ComputerSystem, LosesWhatTellsWhoWhenRedacted) {
   TMadeTree tree;
   tree.Write(kDmi + "product_name", "4638\n")
@@ -323,7 +350,10 @@ TEST(MptController, WithoutABiosGivesNone) {
       .Write("/sys/class/scsi_host/host0/version_bios", "00.00.00.00\n");
   EXPECT_EQ(tree.Instances("QRXSG_LSIFirmwareElement").size(), 1U);
   EXPECT_TRUE(tree.Instances("QRXSG_LSIBIOSElement").empty());
-  EXPECT_EQ(tree.Notes("version_bios").size(), 1U);
+  EXPECT_EQ(
+      tree.Notes("version_bios"),
+      std::vector<std::string>{"/sys/class/scsi_host/host0/version_bios: the controller tells "
+                               "no version; left out"});
 }
 
 TEST(LiveDevices, OfACapturedTreeAreNotedAndNeverAskedHere) {
@@ -332,9 +362,12 @@ TEST(LiveDevices, OfACapturedTreeAreNotedAndNeverAskedHere) {
   tree.Write(device + "vendor", "0x14e4\n")
       .Write(device + "class", "0x020000\n")
       .Write(device + "device", "0x1639\n")
+      .Write("/sys/bus/pci/devices/0000:02:00.0/vendor", "0x14e4\n")
+      .Write("/sys/bus/pci/devices/0000:02:00.0/class", "0x010700\n")
       .Write("/sys/class/scsi_host/host1/proc_name", "megaraid_sas\n");
   EXPECT_TRUE(tree.Instances("QRXSG_BcmDeviceFirmwareElement").empty());
   EXPECT_EQ(tree.Notes("0000:01:00.0: Broadcom").size(), 1U);
+  EXPECT_TRUE(tree.Notes("0000:02:00.0").empty()) << "it is no network device";
   EXPECT_EQ(tree.Notes("host1: MegaRAID").size(), 1U);
 }
 

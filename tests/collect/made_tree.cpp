@@ -121,12 +121,12 @@ std::string AllOf(int file) {
 
 }  // namespace
 
-std::optional<std::string> TMadeTree::AsRunning(
-    const std::function<std::string()>& function) const {
+std::optional<std::string> WithRoot(const fs::path& folder,
+                                    const std::function<std::string()>& function) {
   int ends[2];
   if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
   const pid_t process = ::fork();
-  if (process == 0) RunAsSystem(root, function, ends[1]);
+  if (process == 0) RunAsSystem(folder, function, ends[1]);
   ::close(ends[1]);
   std::string text = AllOf(ends[0]);
   int status = 0;

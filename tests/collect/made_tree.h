@@ -26,6 +26,11 @@ struct TReadInstance {
 // Throws std::runtime_error where the document is not well-formed.
 std::vector<TReadInstance> ReadDocument(const std::string& document);
 
+// What the function gives in a process whose root that folder is; nothing where the process may not
+// be given one.
+std::optional<std::string> WithRoot(const std::filesystem::path& folder,
+                                    const std::function<std::string()>& function);
+
 // A folder of its own, removed at the end of the test.
 class TMadeTree {
  public:
@@ -47,7 +52,9 @@ class TMadeTree {
 
   // What the function gives in a process for which this tree is the running system, with its
   // devices; nothing where the process may not be given one.
-  std::optional<std::string> AsRunning(const std::function<std::string()>& function) const;
+  std::optional<std::string> AsRunning(const std::function<std::string()>& function) const {
+    return WithRoot(root, function);
+  }
 
  private:
   std::filesystem::path root;

@@ -124,6 +124,8 @@ TEST(BuildId, NamesTheReleaseOfTheRedHatFamily) {
             "Rocky Linux release 9.3 (Blue Onyx)");
   EXPECT_EQ(buildId("ID=fedora\nVERSION_ID=40\nPRETTY_NAME=\"Fedora Linux\""),
             "Fedora Linux release 40");
+  EXPECT_EQ(buildId("ID=centos\nVERSION_ID=6.10\nPRETTY_NAME=\"CentOS release 6.10 (Final)\""),
+            "CentOS release 6.10 (Final)");
   EXPECT_EQ(buildId("ID=debian\nVERSION_ID=12\nPRETTY_NAME=\"Debian GNU/Linux 12\""),
             "Debian GNU/Linux 12");
 }
