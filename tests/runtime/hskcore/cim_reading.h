@@ -78,6 +78,19 @@ THSKStatusCode StatusOf(TAction action) {
   return THSKStatusCode{};
 }
 
+// What a call that fails for good says of it.
+template <typename TAction>
+std::string CauseOf(TAction action) {
+  try {
+    action();
+  } catch (const THSKException& error) {
+    EXPECT_EQ(error.GetStatusCode(), THSKStatusCode::kFailed);
+    return error.GetMessageText();
+  }
+  ADD_FAILURE() << "nothing was thrown";
+  return {};
+}
+
 // A class of that name without properties of its own.
 inline void Declare(const TNamespaceHandle& space, const std::string& name,
                     const std::string& superclass = "") {

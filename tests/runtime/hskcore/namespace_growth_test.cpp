@@ -157,6 +157,23 @@ TEST(Text, CostsLittleBesideItself) {
   EXPECT_LE(cost.memory.peakBytes, 100000 * (kRow + kText) * 4 / 3);
 }
 
+TEST(Instances, TakeNoMoreMemoryForAValueThatTakesAnothersPlace) {
+  const TNamespaceHandle space = MakeInMemoryNamespace();
+  Declare(space, "A");
+  TNamespaceWriter writer(space);
+  writer.BeginInstance("A");
+  for (const char* name : {"a", "b", "c", "d"}) writer.WriteValue(name, ECIMType::kUint8, "1");
+  writer.Finish();
+  const TInstanceHandle instance = InstancesOf(space, "A").at(0);
+  constexpr unsigned kTimes = 100000;
+  StartCounting();
+  for (unsigned i = 0; i < kTimes; ++i) {
+    instance->SetPropertyValue("b", TCIMValue::Unsigned(ECIMType::kUint8, i % 2), {});
+  }
+  EXPECT_LE(Counted().peakBytes, 4096U);
+  EXPECT_EQ(TextOf(instance, "b"), "1");
+}
+
 TEST(Instances, AreNotAllocatedOneByOne) {
   const auto alike = [](TNamespaceWriter& writer, int count) {
     for (int i = 0; i < count; ++i) {

@@ -105,8 +105,16 @@ TEST_F(NamespaceWriter, RefusesAPropertyWrittenTwice) {
     writer.BeginInstance("A");
     writer.WriteValue("Version", ECIMType::kString, "1");
     writer.WriteValue("name", ECIMType::kString, "n");
-    EXPECT_EQ(StatusOf([&] { writer.WriteValue(second, ECIMType::kString, "2"); }),
-              THSKStatusCode::kFailed);
+    EXPECT_EQ(CauseOf([&] { writer.WriteValue(second, ECIMType::kString, "2"); }),
+              "PROPERTY \"" + std::string(second) + "\" written twice");
+    writer.Abandon();
+  }
+  const std::string shown(60, 'n');
+  for (const char* rest : {"", "n"}) {
+    writer.BeginInstance("A");
+    writer.WriteValue(shown + rest, ECIMType::kString, "1");
+    EXPECT_EQ(CauseOf([&] { writer.WriteValue(shown + rest, ECIMType::kString, "2"); }),
+              "PROPERTY \"" + shown + (*rest == 0 ? "\"" : "\"...") + " written twice");
     writer.Abandon();
   }
   writer.BeginInstance("A");

@@ -129,6 +129,23 @@ TEST_F(OsSpecific, TellsSizes) {
             THSKStatusCode::kFileUnreadable);
 }
 
+TEST_F(OsSpecific, SaysOfWhichFileItCannotTellTheSizeAndWhy) {
+  fs::create_symlink("loop.xml", folder / "c" / "QRX_Support" / "SV" / "loop.xml");
+  const auto causeOf = [](const std::string& path) -> std::string {
+    try {
+      TOSSpecific::GetFileSize(path);
+    } catch (const THSKException& error) {
+      EXPECT_EQ(error.GetStatusCode(), THSKStatusCode::kFileUnreadable);
+      return error.GetMessageText();
+    }
+    return "none";
+  };
+  EXPECT_EQ(causeOf("C:\\QRX_Support\\SV\\loop.xml"),
+            "\"C:\\QRX_Support\\SV\\loop.xml\": Too many levels of symbolic links");
+  EXPECT_EQ(causeOf("C:\\QRX_Support\\SV"), "\"C:\\QRX_Support\\SV\": is a folder");
+  EXPECT_EQ(causeOf("/dev/null"), "\"/dev/null\": is no regular file");
+}
+
 TEST_F(OsSpecific, ListsNamesByTheirBytes) {
   for (const char* name : {"b.xml", "B.xml", "a.xml", "\xc3\xa9.xml", ".hidden"}) {
     Write(name, "");

@@ -119,7 +119,13 @@ TEST(InstanceSink, TakesAnInstanceOnce) {
   ClassOf(space, "A")->CreateInstance(instance, {});
   EXPECT_EQ(StatusOf([&] { PropertyOf(instance, "p"); }), THSKStatusCode::kNoSuchProperty);
   instance->Commit({});
-  EXPECT_EQ(StatusOf([&] { instance->Commit({}); }), THSKStatusCode::kFailed);
+  constexpr const char* kCause =
+      "This instance of class \"A\" is committed already, or nobody takes it";
+  EXPECT_EQ(CauseOf([&] { instance->Commit({}); }), kCause);
+  EXPECT_EQ(sink.taken.size(), 1U);
+  ClassOf(space, "A")->CreateInstance(instance, {});
+  SetInstanceSink(space, "A", nullptr);
+  EXPECT_EQ(CauseOf([&] { instance->Commit({}); }), kCause) << "it was made for the sink";
   EXPECT_EQ(sink.taken.size(), 1U);
 }
 
