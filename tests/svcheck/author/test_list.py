@@ -168,6 +168,17 @@ class ListTest(ProgramTest):
         rows = list(csv.DictReader(io.StringIO(text)))
         self.assertEqual((rows[0]["name"], rows[1]["version"]), ('é, "x"', "Y"))
 
+    def test_a_long_list_of_drivers_is_one_field_of_csv(self):
+        for size in (1000, 60_000):  # Below a mebibyte altogether, and above.
+            names = [f"{letter * size}.ko" for letter in "abcdefghijklmnopqrst"]
+            folder = self.catalogue(element(name="many",
+                                            driverFiles=" ".join(f"{name}-#1" for name in names)))
+            text = self.run_program("catalogue", "list", folder, "--format", "csv").stdout
+            field = ";".join(f"{name} 1" for name in names)
+            quote = '"' if size > 1000 else ""
+            self.assertEqual(text.split("\n")[1],
+                             f"many,Driver,,{quote}{field}{quote},4638,SLES10_64,index.xml,3")
+
     def test_output_file(self):
         folder = self.catalogue(element(name="a"))
         result = self.run_program("catalogue", "list", folder, "--format", "json",
