@@ -149,11 +149,26 @@ constexpr const TPassedOverRow& RowOf(EPassedOver why) noexcept {
 }
 std::optional<EPassedOver> PassedOverOfName(std::string_view name) noexcept;
 
+// A text that many may hold: there is one copy of it. An inventory may state a long one once for
+// all its drivers.
+class TOneText {
+ public:
+  TOneText() = default;
+  TOneText(std::string text) : text(std::make_shared<const std::string>(std::move(text))) {}
+  TOneText(const char* text) : TOneText(std::string(text)) {}
+
+  operator std::string_view() const noexcept { return text ? *text : std::string_view(); }
+  bool empty() const noexcept { return !text || text->empty(); }
+
+ private:
+  std::shared_ptr<const std::string> text;
+};
+
 // Something that is installed and has no record.
 struct TPiece {
-  std::string type;     // As that of records.
-  std::string name;     // So, too.
-  std::string version;  // Empty when none is stated.
+  std::string type;  // As that of records.
+  TOneText name;     // So, too.
+  TOneText version;  // Empty when none is stated.
   EPassedOver why = EPassedOver::kNotOffered;
 };
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <random>
 #include <unordered_map>
 #include <utility>
 
@@ -11,6 +13,7 @@
 #include "rules/names.h"
 #include "rules/system_codes.h"
 #include "rules/version_items.h"
+#include "runtime/hskcore/name_table.h"
 #include "svcheck/session/instances.h"
 
 using namespace NQRXHSK20;
@@ -83,9 +86,10 @@ struct TInstalledPiece {
   bool hasRecord = false;
 };
 
-// A name and an installed version as one text.
-std::string KeyOf(std::string_view name, std::string_view installed) {
-  return std::string(name).append(1, '\n').append(installed);
+// A name and an installed version as a number: either may be long, and there may be many.
+std::uint64_t KeyOf(std::string_view name, std::string_view installed) {
+  static const std::uint64_t seed = std::random_device()();
+  return HashText(installed, HashText(name, seed));
 }
 
 // As records name a driver: its file up to the first dot, in capitals.
@@ -129,8 +133,15 @@ class TCoverageWalk {
     (type == kFirmwareType ? firmware : drivers).emplace(KeyOf(name, installed), pieces.size() - 1);
   }
   void MarkThoseWithRecords();
-  bool Mark(const std::unordered_multimap<std::string, std::size_t>& index, std::string_view name,
-            std::string_view installed);
+  using TIndex = std::unordered_multimap<std::uint64_t, std::size_t>;
+  bool Mark(const TIndex& index, std::string_view name, std::string_view installed);
+  report::TOneText One(const std::string& text) {
+    const auto known = texts.find(text);
+    if (known != texts.end()) return known->second;
+    const report::TOneText one(text);
+    texts.emplace(one, one);
+    return one;
+  }
   void LookForOffers();
   void LookAt(const ICIMInstance& element);
   void LookAtDrivers(const ICIMInstance& element, EOffer place);
@@ -143,8 +154,9 @@ class TCoverageWalk {
   const TCompared& compared;
   std::vector<TInstalledPiece> pieces;
   // Numbers of pieces by what their records say.
-  std::unordered_multimap<std::string, std::size_t> firmware;
-  std::unordered_multimap<std::string, std::size_t> drivers;
+  TIndex firmware;
+  TIndex drivers;
+  std::unordered_map<std::string_view, report::TOneText> texts;  // Each once.
   std::array<EOffer, rules::kComponentCount> components{};
   std::unordered_map<std::string, EOffer> soughtDrivers;
   bool seeksFirmware = false;
@@ -168,8 +180,10 @@ void TCoverageWalk::AddFirmware(const TPieceClass& row) {
       name = row.components.front() == kNoComponent ? row.name
                                                     : rules::RowOf(row.components.front()).name;
     }
-    pieces.push_back(
-        {{std::string(kFirmwareType), name, saysNothing ? "" : text, {}}, &row, true, false});
+    pieces.push_back({{std::string(kFirmwareType), One(name), One(saysNothing ? "" : text), {}},
+                      &row,
+                      true,
+                      false});
     for (const rules::EComponent component : row.components) {
       if (isComponent) Index(kFirmwareType, rules::RowOf(component).name, text);
     }
@@ -189,8 +203,8 @@ void TCoverageWalk::AddDrivers() {
     const std::string name = DriverName(TextOf(*instance, rules::kDriverPath));
     const bool isRunning = TextOf(*instance, rules::kDriverState) == kRunning;
     pieces.push_back({{std::string(rules::kDriverType),
-                       name.empty() ? TextOf(*instance, "Name") : name,
-                       version,
+                       One(name.empty() ? TextOf(*instance, "Name") : name),
+                       One(version),
                        {}},
                       nullptr,
                       isRunning,
@@ -199,8 +213,7 @@ void TCoverageWalk::AddDrivers() {
   }
 }
 
-bool TCoverageWalk::Mark(const std::unordered_multimap<std::string, std::size_t>& index,
-                         std::string_view name, std::string_view installed) {
+bool TCoverageWalk::Mark(const TIndex& index, std::string_view name, std::string_view installed) {
   const auto [first, last] = index.equal_range(KeyOf(name, installed));
   for (auto entry = first; entry != last; ++entry) pieces[entry->second].hasRecord = true;
   return first != last;
@@ -228,7 +241,7 @@ void TCoverageWalk::LookForOffers() {
     if (installed.firmware != nullptr) {
       seeksFirmware = true;
     } else {
-      sought.emplace(installed.piece.name, EOffer::kNone);
+      sought.emplace(std::string_view(installed.piece.name), EOffer::kNone);
     }
   }
   soughtDrivers = std::move(sought);
@@ -290,7 +303,7 @@ void TCoverageWalk::LookAtDrivers(const ICIMInstance& element, EOffer place) {
 
 EOffer TCoverageWalk::OfferFor(const TInstalledPiece& installed) const {
   if (installed.firmware == nullptr) {
-    const auto driver = soughtDrivers.find(installed.piece.name);
+    const auto driver = soughtDrivers.find(std::string(std::string_view(installed.piece.name)));
     return driver == soughtDrivers.end() ? EOffer::kNone : driver->second;
   }
   EOffer offer = EOffer::kNone;
