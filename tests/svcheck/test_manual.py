@@ -46,7 +46,7 @@ class Help(HelpTest):
                 self.assertIn("--help", self.options(*words))
                 head = shown.partition("\nExamples:\n")[0]
                 self.assertLessEqual(max(map(len, head.splitlines())), 100)
-                self.assertNotRegex(shown, r"(?m) $|   \(", "a row without a text")
+                self.assertNotRegex(shown, r"(?m) $|^  \S.*   \(", "a row without a text")
 
     def test_a_verb_lists_its_commands(self):
         self.assertEqual(self.help("repository").partition("\nCommands:\n")[2].partition("\n\n")[0],
