@@ -33,7 +33,7 @@ class Explain(ProgramTest):
     def test_braces_that_are_not_those_of_a_list_are_shown(self):
         for text in ("{-[4639]-", "-[4639]-}"):
             block = self.reason(description="BIOS Update", applicableMachineTypes=text)
-            self.assertIn(f"Not for machine type 4638: it is for {text}.", block)
+            self.assertIn(f'"-[4638]-" is not in its machine types "{text}".', block)
 
     def test_only_elements_for_other_machine_types(self):
         text = self.explain([element(name="a", applicableMachineTypes=["4638"]),
