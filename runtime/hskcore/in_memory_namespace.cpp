@@ -114,8 +114,16 @@ std::optional<std::string> TInMemoryNamespace::TextOf(TRowId row, std::string_vi
   TPropertyFinder::TFound found;
   if (!Find(row, name, found)) return {};
   const bool isText = IsStoredAsText(found.form) && !found.form.isArray && found.cell != 0;
-  return isText ? std::string(ViewOf(svc::TextOf(found.cell)))
+  return isText ? std::string(svc::ViewOf(svc::TextOf(found.cell)))
                 : ValueOfCell(found.form, found.cell).ToString(10);
+}
+
+std::optional<std::string_view> TInMemoryNamespace::ViewOf(TRowId row, std::string_view name) {
+  TPropertyFinder::TFound found;
+  if (!Find(row, name, found)) return {};
+  const bool isText = IsStoredAsText(found.form) && !found.form.isArray && found.cell != 0;
+  if (!isText) return {};
+  return svc::ViewOf(svc::TextOf(found.cell));
 }
 
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::PropertyOf(TRowId row,
@@ -232,6 +240,11 @@ bool HasSuperclass(const boost::shared_ptr<ICIMNamespace>& source, std::string_v
   const TCimState& state = InMemoryOf(source)->State();
   const TClassId id = state.FindClass(className);
   return id != kNoClass && state.SuperclassOf(id) != kNoClass;
+}
+
+std::optional<std::string_view> StoredView(const ICIMInstance& instance, std::string_view name) {
+  if (typeid(instance) != typeid(TStoredInstance)) return {};
+  return static_cast<const TStoredInstance&>(instance).View(name);
 }
 
 std::optional<std::string> StoredText(const ICIMInstance& instance, std::string_view name) {

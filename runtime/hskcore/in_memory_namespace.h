@@ -39,6 +39,10 @@ HSKCORE_API bool HasSuperclass(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>
 // no observer. None when the instance has no such property, or is stored in no in-memory namespace.
 HSKCORE_API std::optional<std::string> StoredText(const NQRXHSK20::ICIMInstance& instance,
                                                   std::string_view name);
+// The same without a copy, of what is stored as a text and is no array: the same place for a text
+// that many instances inherit. Valid until the instance is written to.
+HSKCORE_API std::optional<std::string_view> StoredView(const NQRXHSK20::ICIMInstance& instance,
+                                                       std::string_view name);
 
 // Where an instance stands in the documents that its namespace was read from.
 struct TPlace {

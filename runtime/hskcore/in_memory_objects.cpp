@@ -54,6 +54,9 @@ void TStoredInstance::GetProperty(boost::shared_ptr<ICIMProperty>& property, std
   property = owner->PropertyOf(row, name);
 }
 
+std::optional<std::string_view> TStoredInstance::View(std::string_view name) const {
+  return owner->ViewOf(row, name);
+}
 std::optional<std::string> TStoredInstance::Text(std::string_view name) const {
   return owner->TextOf(row, name);
 }

@@ -112,6 +112,7 @@ class TStoredInstance final : public NQRXHSK20::ICIMInstance {
   TRowId Number() const noexcept { return row; }
   // None when there is no such property.
   std::optional<std::string> Text(std::string_view name) const;
+  std::optional<std::string_view> View(std::string_view name) const;
   // None where it is not kept.
   std::optional<TPlace> Place() const;
   // Throws THSKException (kFailed): it is stored already.
@@ -170,6 +171,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   TPropertyHandle PropertyOf(TRowId row, std::string_view name);
   // None where PropertyOf throws.
   std::optional<std::string> TextOf(TRowId row, std::string_view name);
+  std::optional<std::string_view> ViewOf(TRowId row, std::string_view name);
   // The property of an instance that does not write it. Throws the same.
   TPropertyHandle DeclaredProperty(TClassId id, std::string_view name);
   TPropertyHandle MakeProperty(TForm form, TCell cell) const;

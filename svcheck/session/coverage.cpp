@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <map>
 #include <random>
 #include <unordered_map>
 #include <utility>
@@ -13,6 +15,7 @@
 #include "rules/names.h"
 #include "rules/system_codes.h"
 #include "rules/version_items.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
 #include "svcheck/session/instances.h"
 
@@ -87,9 +90,12 @@ struct TInstalledPiece {
 };
 
 // A name and an installed version as a number: either may be long, and there may be many.
-std::uint64_t KeyOf(std::string_view name, std::string_view installed) {
+std::uint64_t HashOf(std::string_view text) {
   static const std::uint64_t seed = std::random_device()();
-  return HashText(installed, HashText(name, seed));
+  return HashText(text, seed);
+}
+constexpr std::uint64_t KeyOf(std::uint64_t name, std::uint64_t installed) noexcept {
+  return std::rotl(name, 1) ^ installed;
 }
 
 // As records name a driver: its file up to the first dot, in capitals.
@@ -106,6 +112,8 @@ std::string DriverName(std::string_view path) {
 enum class EOffer { kNone, kOtherMachine, kOtherSystem, kHere };
 
 class TCoverageWalk {
+  static constexpr std::size_t kLong = 1024;  // Of texts that many instances may inherit.
+
  public:
   explicit TCoverageWalk(const TCompared& compared) : compared(compared) {}
 
@@ -129,8 +137,14 @@ class TCoverageWalk {
 
   void AddFirmware(const TPieceClass& row);
   void AddDrivers();
+  // What is made of a property's text. Of a long one that many instances inherit it is made once.
+  report::TOneText Made(const ICIMInstance& instance, std::string_view property,
+                        std::string (*make)(std::string_view));
   void Index(std::string_view type, std::string_view name, std::string_view installed) {
-    (type == kFirmwareType ? firmware : drivers).emplace(KeyOf(name, installed), pieces.size() - 1);
+    const bool isDriver = type != kFirmwareType;  // Whose texts are those of its piece, and stay.
+    const std::uint64_t key = isDriver ? KeyOf(HashOfOne(name), HashOfOne(installed))
+                                       : KeyOf(HashOf(name), HashOf(installed));
+    (isDriver ? drivers : firmware).emplace(key, pieces.size() - 1);
   }
   void MarkThoseWithRecords();
   using TIndex = std::unordered_multimap<std::uint64_t, std::size_t>;
@@ -154,12 +168,23 @@ class TCoverageWalk {
   const TCompared& compared;
   std::vector<TInstalledPiece> pieces;
   // Numbers of pieces by what their records say.
+  std::map<std::pair<const char*, std::string (*)(std::string_view)>, report::TOneText> made;
+  // Of a long text that stays, once.
+  std::uint64_t HashOfOne(std::string_view text) {
+    if (text.size() < kLong) return HashOf(text);
+    const auto [known, isNew] = hashes.try_emplace(text.data());
+    if (isNew) known->second = HashOf(text);
+    return known->second;
+  }
+  std::unordered_map<const char*, std::uint64_t> hashes;
   TIndex firmware;
   TIndex drivers;
   std::unordered_map<std::string_view, report::TOneText> texts;  // Each once.
   std::array<EOffer, rules::kComponentCount> components{};
   std::unordered_map<std::string, EOffer> soughtDrivers;
   bool seeksFirmware = false;
+  mutable std::string_view lastName;  // What was looked for last: neighbours often share a name.
+  mutable EOffer lastOffer = EOffer::kNone;
 };
 
 std::string InstalledText(const ICIMInstance& instance, EVersionForm form) {
@@ -197,14 +222,25 @@ void TCoverageWalk::AddFirmware(const TPieceClass& row) {
   }
 }
 
+report::TOneText TCoverageWalk::Made(const ICIMInstance& instance, std::string_view property,
+                                     std::string (*make)(std::string_view)) {
+  const auto view = StoredView(instance, property);
+  if (!view || view->size() < kLong) return One(make(TextOf(instance, property)));
+  const auto known = made.find({view->data(), make});
+  if (known != made.end()) return known->second;
+  return made[{view->data(), make}] = One(make(*view));
+}
+
+std::string AsItIs(std::string_view text) { return std::string(text); }
+
 void TCoverageWalk::AddDrivers() {
   for (const TInstance& instance : InstancesOf(compared.inventory, rules::kDriverClass)) {
-    const std::string version = TextOf(*instance, rules::kDriverVersion);
-    const std::string name = DriverName(TextOf(*instance, rules::kDriverPath));
+    const report::TOneText version = Made(*instance, rules::kDriverVersion, AsItIs);
+    const report::TOneText name = Made(*instance, rules::kDriverPath, DriverName);
     const bool isRunning = TextOf(*instance, rules::kDriverState) == kRunning;
     pieces.push_back({{std::string(rules::kDriverType),
-                       One(name.empty() ? TextOf(*instance, "Name") : name),
-                       One(version),
+                       name.empty() ? One(TextOf(*instance, "Name")) : name,
+                       version,
                        {}},
                       nullptr,
                       isRunning,
@@ -214,7 +250,7 @@ void TCoverageWalk::AddDrivers() {
 }
 
 bool TCoverageWalk::Mark(const TIndex& index, std::string_view name, std::string_view installed) {
-  const auto [first, last] = index.equal_range(KeyOf(name, installed));
+  const auto [first, last] = index.equal_range(KeyOf(HashOf(name), HashOf(installed)));
   for (auto entry = first; entry != last; ++entry) pieces[entry->second].hasRecord = true;
   return first != last;
 }
@@ -236,12 +272,15 @@ void TCoverageWalk::MarkThoseWithRecords() {
 // The catalogue is walked only for what it may explain.
 void TCoverageWalk::LookForOffers() {
   std::unordered_map<std::string, EOffer> sought;
+  std::string_view last;
   for (const TInstalledPiece& installed : pieces) {
     if (!IsSought(installed)) continue;
     if (installed.firmware != nullptr) {
       seeksFirmware = true;
     } else {
-      sought.emplace(std::string_view(installed.piece.name), EOffer::kNone);
+      const std::string_view name = installed.piece.name;
+      if (name.data() != last.data()) sought.emplace(name, EOffer::kNone);
+      last = name;
     }
   }
   soughtDrivers = std::move(sought);
@@ -303,8 +342,11 @@ void TCoverageWalk::LookAtDrivers(const ICIMInstance& element, EOffer place) {
 
 EOffer TCoverageWalk::OfferFor(const TInstalledPiece& installed) const {
   if (installed.firmware == nullptr) {
-    const auto driver = soughtDrivers.find(std::string(std::string_view(installed.piece.name)));
-    return driver == soughtDrivers.end() ? EOffer::kNone : driver->second;
+    const std::string_view name = installed.piece.name;
+    if (name.data() == lastName.data()) return lastOffer;
+    const auto driver = soughtDrivers.find(std::string(name));
+    lastName = name;
+    return lastOffer = driver == soughtDrivers.end() ? EOffer::kNone : driver->second;
   }
   EOffer offer = EOffer::kNone;
   for (const rules::EComponent component : installed.firmware->components) {
