@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <compare>
 #include <numeric>
-#include <ranges>
 #include <span>
 #include <utility>
 #include <vector>
@@ -22,7 +21,11 @@ using TNumbers = std::vector<std::size_t>;
 
 std::vector<std::string_view> PartsOf(std::string_view list) {
   std::vector<std::string_view> parts;
-  for (const auto part : std::views::split(list, ',')) parts.emplace_back(part.begin(), part.end());
+  for (std::size_t begin = 0; !list.empty() && begin <= list.size();) {
+    const std::size_t end = std::min(list.find(',', begin), list.size());
+    parts.push_back(list.substr(begin, end - begin));
+    begin = end + 1;
+  }
   return parts;
 }
 
@@ -131,7 +134,8 @@ void Sort(TReport& report, std::string_view keys) {
     report.shown->numbers.resize(RecordsOf(report).size());
     std::iota(report.shown->numbers.begin(), report.shown->numbers.end(), std::size_t{0});
   }
-  for (const std::string_view key : PartsOf(keys) | std::views::reverse) SortBy(report, key);
+  const std::vector<std::string_view> parts = PartsOf(keys);
+  for (auto key = parts.rbegin(); key != parts.rend(); ++key) SortBy(report, *key);
 }
 
 std::optional<std::size_t> CountHidden(const TReport& report) {

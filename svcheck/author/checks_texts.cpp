@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <ranges>
 #include <set>
 
 #include "rules/download_files.h"
@@ -77,7 +76,9 @@ void CheckSystemUnknown(const std::vector<TUpdate>& updates, TTell& tell) {
   if (first == nullptr) return;
   constexpr std::size_t kNamed = 3;
   std::string detail;
-  for (const std::string& name : names | std::views::take(kNamed)) {
+  std::size_t named = 0;
+  for (const std::string& name : names) {
+    if (named++ == kNamed) break;
     detail += (detail.empty() ? "" : ", ") + Quoted(name);
   }
   if (names.size() > kNamed) detail += " and " + std::to_string(names.size() - kNamed) + " more";
