@@ -156,6 +156,13 @@ class TCoverageWalk {
     texts.emplace(one, one);
     return one;
   }
+  // Of a long text that stays, once.
+  std::uint64_t HashOfOne(std::string_view text) {
+    if (text.size() < kLong) return HashOf(text);
+    const auto [known, isNew] = hashes.try_emplace(text.data());
+    if (isNew) known->second = HashOf(text);
+    return known->second;
+  }
   void LookForOffers();
   void LookAt(const ICIMInstance& element);
   void LookAtDrivers(const ICIMInstance& element, EOffer place);
@@ -168,18 +175,12 @@ class TCoverageWalk {
   const TCompared& compared;
   std::vector<TInstalledPiece> pieces;
   // Numbers of pieces by what their records say.
-  std::map<std::pair<const char*, std::string (*)(std::string_view)>, report::TOneText> made;
-  // Of a long text that stays, once.
-  std::uint64_t HashOfOne(std::string_view text) {
-    if (text.size() < kLong) return HashOf(text);
-    const auto [known, isNew] = hashes.try_emplace(text.data());
-    if (isNew) known->second = HashOf(text);
-    return known->second;
-  }
-  std::unordered_map<const char*, std::uint64_t> hashes;
   TIndex firmware;
   TIndex drivers;
   std::unordered_map<std::string_view, report::TOneText> texts;  // Each once.
+  // By the places of long texts: what was made of them, and their hashes.
+  std::map<std::pair<const char*, std::string (*)(std::string_view)>, report::TOneText> made;
+  std::unordered_map<const char*, std::uint64_t> hashes;
   std::array<EOffer, rules::kComponentCount> components{};
   std::unordered_map<std::string, EOffer> soughtDrivers;
   bool seeksFirmware = false;
