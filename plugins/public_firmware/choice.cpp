@@ -34,8 +34,8 @@ class TSearch {
   TAnswer Answer();
 
  private:
-  std::string WhyNotFrom(const TCandidate& candidate, const std::string& installed) const;
-  const TCandidate* HighestFrom(const std::string& installed) const;
+  std::string WhyNotFrom(const TCandidate& candidate, const std::string& from) const;
+  const TCandidate* HighestFrom(const std::string& from) const;
   int Compare(const std::string& first, const std::string& second) const {
     return CompareVersions(first, second, format);
   }
