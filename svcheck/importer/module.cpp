@@ -38,6 +38,7 @@ class TWriter {
   explicit TWriter(TOutput& output) : output(output) { Write(FileBegin()); }
 
   void Add(const TComponent& component) {
+    DemandRoom(component);
     ++components;
     for (const TRelease& release : component.releases) Write(InstanceText(component, release));
     releases += component.releases.size();
@@ -62,11 +63,22 @@ class TWriter {
   }
 
  private:
-  void Write(std::string_view text) {
-    written += text.size();
-    if (written > kMostWritten) {
-      throw TError("the catalogue would be larger than can be read", EErrorKind::kCatalogue);
+  // Each release repeats the lists of its component: a short file can ask for very much, and is
+  // told so before the first of it is written.
+  void DemandRoom(const TComponent& component) const {
+    std::size_t repeated = 0;
+    for (const auto* list : {&component.identifiers, &component.requirements}) {
+      for (const std::string& text : *list) repeated += text.size();
     }
+    DemandRoom(repeated * component.releases.size());
+  }
+  void DemandRoom(std::size_t size) const {
+    if (size <= kMostWritten - written) return;
+    throw TError("the catalogue would be larger than can be read", EErrorKind::kCatalogue);
+  }
+  void Write(std::string_view text) {
+    DemandRoom(text.size());
+    written += text.size();
     output.Write(text);
   }
 
