@@ -63,7 +63,9 @@ class Install(unittest.TestCase):
         for user in ("root", "nobody"):
             shown = self.inside("svcheck", "check", *sample, user=user)
             self.assertTrue(shown.endswith(
-                "21 records: 10 outdated, 3 unknown, 3 newer, 5 current.\n"), shown)
+                "\n21 records: 10 outdated, 3 unknown, 3 newer, 5 current.\n"
+                "17 installed pieces: 15 compared, 2 not: 1 is offered nowhere, 1 does not run.\n"),
+                shown)
 
     def try_each_module(self):
         """What is loaded only when it is needed: each finds the libraries that it links to."""
