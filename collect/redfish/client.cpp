@@ -23,6 +23,8 @@ using acquire::TTransferResult;
 constexpr std::chrono::milliseconds kTurn{100};
 constexpr int kLastTurns = 50;  // For the end of a session, also when everything else was stopped.
 constexpr std::size_t kMaxRedirects = 5;
+constexpr std::size_t kLongestPlace = 2048;  // As far as any server is asked.
+constexpr std::size_t kLongestShown = 200;
 constexpr int kMaxDepth = 64;  // Of objects and lists in each other; DMTF's need a dozen.
 
 // Keeps what a server answers with, up to a number of bytes.
@@ -71,13 +73,6 @@ bool MayAnswerSoon(const TTransferResult& result) {
   return result.end == ETransferEnd::kUnreachable || result.end == ETransferEnd::kBroken;
 }
 
-TJson ParseResource(std::string_view text) {
-  return TJson::parse(text, [](int depth, TJson::parse_event_t, const TJson&) {
-    if (depth >= kMaxDepth) throw TError("it is nested too deeply");
-    return true;
-  });
-}
-
 std::string AdviceFor(int status) {
   if (status == 401) return "; check user and password";
   if (status == 403) return "; the user may not read it";
@@ -105,6 +100,7 @@ TClient::~TClient() {
 
 std::optional<std::string> TClient::AddressOf(const std::string& place) const {
   if (place.find('#') != std::string::npos) return std::nullopt;  // A part of a resource.
+  if (place.size() > kLongestPlace) return std::nullopt;
   const std::string escaped = Escaped(place);
   const bool isPath = escaped.starts_with('/') && !escaped.starts_with("//");
   const std::string address = isPath ? origin + escaped : escaped;
@@ -166,7 +162,15 @@ TClient::TReply TClient::Follow(TTransfer& transfer) {
   }
 }
 
-TResource TClient::Answer(const TReply& reply, const std::string& address) const {
+TJson TClient::Parse(std::string_view text) {
+  return TJson::parse(text, [this](int depth, TJson::parse_event_t, const TJson&) {
+    if (depth >= kMaxDepth) throw TError("it is nested too deeply");
+    if (++values > limits.values) throw TError("it has too many values");
+    return true;
+  });
+}
+
+TResource TClient::Answer(const TReply& reply, const std::string& address) {
   const TTransferResult& result = reply.result;
   TResource resource{nullptr, "", result.response.status};
   try {
@@ -177,11 +181,11 @@ TResource TClient::Answer(const TReply& reply, const std::string& address) const
     } else if (result.response.status >= 300 && result.response.status < 400) {
       resource.problem = address + ": the server sends on in a way that is not followed: to " +
                          CleanText(acquire::ShownAddress(result.response.redirect));
-    } else if (result.response.status != 200) {
+    } else if (result.response.status != 200 && result.response.status != 201) {
       resource.problem = fmt::format("{}: the server answered with status {}{}", address,
                                      result.response.status, AdviceFor(result.response.status));
     } else {
-      resource.content = ParseResource(reply.body);
+      resource.content = Parse(reply.body);
       if (!resource.content.is_object()) resource.problem = address + ": it is no JSON object";
     }
   } catch (const TJson::exception&) {
@@ -192,16 +196,24 @@ TResource TClient::Answer(const TReply& reply, const std::string& address) const
   return resource;
 }
 
+void TClient::NoteBounds() {
+  if (bytes >= limits.total) exhausted = fmt::format("it sent {} bytes", bytes);
+  if (values > limits.values) exhausted = fmt::format("it sent more than {} values", limits.values);
+}
+
 TResource TClient::Get(const std::string& place) {
   if (!exhausted.empty()) return {nullptr, exhausted, 0};
   const auto address = AddressOf(place);
   if (!address)
-    return {nullptr, origin + ": names a place that is not its own: " + CleanText(place), 0};
+    return {nullptr,
+            origin + ": names a place that is not its own: " +
+                CleanText(std::string_view(place).substr(0, kLongestShown)),
+            0};
   TTransfer transfer;
   transfer.url = *address;
   try {
     TResource resource = Answer(Follow(transfer), *address);
-    if (bytes >= limits.total) exhausted = fmt::format("it sent {} bytes", bytes);
+    NoteBounds();
     return resource;
   } catch (const TError& error) {
     if (acquire::OutcomeOf(error) != EOutcome::kTooSlow) throw;
@@ -224,7 +236,7 @@ bool TClient::OpenSession(const std::string& address, std::string body) {
   secret = "X-Auth-Token: " + response.sessionToken;
   std::string place = response.redirect;
   if (place.empty()) {  // Then the session itself tells where it is.
-    const TJson made = TJson::parse(reply.body, nullptr, false);
+    const TJson& made = resource.content;
     if (made.is_object() && made.contains("@odata.id") && made["@odata.id"].is_string())
       place = made["@odata.id"];
   }

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "runtime/acquire/progress_report.h"
@@ -25,6 +26,7 @@ struct TClientLimits {
   std::size_t resource = std::size_t{4} << 20;
   std::size_t total = std::size_t{64} << 20;
   std::size_t requests = 4000;
+  std::size_t values = 250'000;  // Of JSON, in all answers; a short one takes most memory.
 };
 
 // What became of a request for a resource: its content, a JSON object, or the problem on one line.
@@ -70,7 +72,9 @@ class TClient {
   TReply Send(acquire::TTransfer& transfer);
   TReply SendPatiently(acquire::TTransfer& transfer);
   TReply Follow(acquire::TTransfer& transfer);
-  TResource Answer(const TReply& reply, const std::string& address) const;
+  TJson Parse(std::string_view text);
+  TResource Answer(const TReply& reply, const std::string& address);
+  void NoteBounds();
   bool OpenSession(const std::string& address, std::string body);
   void LogOut();
 
@@ -83,6 +87,7 @@ class TClient {
   std::string exhausted;
   std::size_t bytes = 0;
   std::size_t requests = 0;
+  std::size_t values = 0;
 };
 
 // Scheme, host and port of the address of a service, which may name its root as well. Throws TError

@@ -52,7 +52,7 @@ TPciNumbers LinkedNumbers(TService& service, const TJson& resource) {
 }
 
 void Tell(const TJson& resource, const std::string& version, TServer& server) {
-  server.told.push_back({PlaceOf(resource), version, ""});
+  server.Tell({PlaceOf(resource), version, ""});
 }
 
 // Storage.

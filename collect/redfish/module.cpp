@@ -29,8 +29,16 @@ void ReadService(const ServiceOptions& options, const acquire::TWatch& watch,
   ReadServer(options.system, server);
 }
 
+// What goes to this machine without TLS goes by no other: a proxy would read it.
+acquire::TProxyChoice ProxyFor(const std::string& origin) {
+  acquire::TProxyChoice proxy;
+  if (origin.starts_with("http://")) proxy.kind = acquire::TProxyChoice::EKind::kDirect;
+  return proxy;
+}
+
 Outcome CollectFrom(const ServiceOptions& options) {
-  const acquire::TTransportOptions transport{{}, options.caFile, kConnect, kStall};
+  const acquire::TTransportOptions transport{ProxyFor(ServiceOrigin(options.url)), options.caFile,
+                                             kConnect, kStall};
   if (!options.user.empty() && !acquire::VerifiesBeforeSending(transport))
     throw TError(
         "on this system a password is not sent to a server that --ca-file vouches for; "

@@ -12,7 +12,8 @@
 namespace svc::collect {
 namespace {
 
-constexpr std::size_t kMaxNamed = 20;  // Systems in one line for a person.
+constexpr std::size_t kMaxNamed = 20;    // Systems in one line for a person.
+constexpr std::size_t kMaxRelated = 32;  // Resources that an item of firmware is told to be for.
 
 std::vector<std::string> PlacesOfAll(const std::vector<TJson>& references) {
   std::vector<std::string> places;
@@ -147,7 +148,7 @@ void AddBios(TServer& server) {
   server.inventory.Add(SystemBios(version)
                            .Set("Manufacturer", isSame ? TextOf(item, "Manufacturer") : "")
                            .Set("ReleaseDate", isSame ? TextOf(item, "ReleaseDate") : ""));
-  server.told.push_back({PlaceOf(server.system) + "/Bios", version, "bios uefi"});
+  server.Tell({PlaceOf(server.system) + "/Bios", version, "bios uefi"});
 }
 
 // The managers that the system names as its own; where it names none, those that name it or no
@@ -193,19 +194,40 @@ void AddManager(const TJson& manager, TServer& server) {
   } else {
     AddDevice({name, TextOf(manager, "Manufacturer"), version, "", {}, kRedfish}, server.inventory);
   }
-  server.told.push_back({PlaceOf(manager), version, "bmc manage"});
+  server.Tell({PlaceOf(manager), version, "bmc manage"});
 }
 
-bool IsToldAs(const TJson& item, const TServer::TTold& told) {
-  if (!IsSameVersion(told.version, TextOf(item, "Version"))) return false;
-  if (IsRelated(item, told.place)) return true;
-  const std::string name = Lowered(TextOf(item, "Name") + " " + TextOf(item, "Id"));
-  return std::ranges::any_of(Words(told.words),
-                             [&name](const std::string& word) { return Contains(name, word); });
-}
+// Of an item of the inventory, what tells whether a resource has said it already. The resources may
+// be many, and so may be the items.
+class TItem {
+ public:
+  explicit TItem(const TJson& item)
+      : version(TextOf(item, "Version")),
+        name(Lowered(TextOf(item, "Name") + " " + TextOf(item, "Id"))) {
+    for (const std::string& place : PlacesOf(item, "RelatedItem")) {
+      if (related.size() < kMaxRelated) related.push_back(Lowered(place));
+    }
+  }
+
+  bool IsToldAs(const TServer::TTold& told) const {
+    if (!IsSameVersion(told.version, version)) return false;
+    const std::string place = Lowered(told.place);
+    const bool isRelated = std::ranges::any_of(
+        related, [&place](const std::string& one) { return IsWithin(one, place); });
+    return isRelated || std::ranges::any_of(Words(told.words), [this](const std::string& word) {
+             return Contains(name, word);
+           });
+  }
+
+ private:
+  std::string version;
+  std::string name;
+  std::vector<std::string> related;
+};
 
 bool IsOfOtherSystem(const TJson& item, const TServer& server) {
-  const auto related = PlacesOf(item, "RelatedItem");
+  auto related = PlacesOf(item, "RelatedItem");
+  related.resize(std::min(related.size(), kMaxRelated));
   return !related.empty() && std::ranges::all_of(related, [&server](const std::string& place) {
     return std::ranges::any_of(server.otherSystems, [&place](const std::string& system) {
       return IsWithin(place, system);
@@ -226,9 +248,10 @@ std::vector<std::string> SoftwareIdentifiers(const TJson& item) {
 void ReadFirmwareInventory(TServer& server) {
   for (const TJson& item : server.firmware) {
     const std::vector<std::string> identifiers = SoftwareIdentifiers(item);
+    const TItem own(item);
     const bool isTold =
         identifiers.empty() &&
-        std::ranges::any_of(server.told, [&](const auto& told) { return IsToldAs(item, told); });
+        std::ranges::any_of(server.told, [&own](const auto& told) { return own.IsToldAs(told); });
     const bool isAbsent = TextOf(PartOf(item, "Status"), "State") == "Absent";
     if (isTold || isAbsent || IsOfOtherSystem(item, server)) continue;
     // Some services call each of them "Software Inventory".

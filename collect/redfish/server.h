@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "collect/cim_xml.h"
@@ -30,6 +31,11 @@ struct TServer {
     std::string_view words;  // By which texts name it, parted by blanks.
   };
   std::vector<TTold> told = {};
+  // Each is compared with each item of the firmware inventory: no server has so many.
+  void Tell(TTold one) {
+    constexpr std::size_t kMaxTold = 2000;
+    if (told.size() < kMaxTold) told.push_back(std::move(one));
+  }
 };
 
 // Reads the server with an open service: of several systems the one that `id` names by its id or

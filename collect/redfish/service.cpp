@@ -13,7 +13,8 @@ namespace {
 
 constexpr const char* kRoot = "/redfish/v1/";
 constexpr const char* kNextPage = "Members@odata.nextLink";
-constexpr std::size_t kMaxMembers = 2000;  // Of one collection.
+constexpr std::size_t kMaxMembers = 2000;  // Of one collection or list.
+constexpr std::size_t kMaxNotes = 1000;
 
 bool IsTrue(const TJson& resource, const char* name) {
   const TJson& value = PartOf(resource, name);
@@ -51,14 +52,18 @@ std::string TextOf(const TJson& resource, const char* name) {
 std::vector<TJson> ListOf(const TJson& resource, const char* name) {
   const TJson& list = PartOf(resource, name);
   if (!list.is_array()) return {};
-  return {list.begin(), list.end()};
+  const std::size_t count = std::min(list.size(), kMaxMembers);
+  return {list.begin(), list.begin() + static_cast<std::ptrdiff_t>(count)};
 }
 
 std::string PlaceOf(const TJson& reference) { return TextOf(reference, "@odata.id"); }
 
 std::vector<std::string> PlacesOf(const TJson& resource, const char* name) {
   std::vector<std::string> places;
-  for (const TJson& reference : ListOf(resource, name)) {
+  const TJson& list = PartOf(resource, name);
+  if (!list.is_array()) return places;
+  for (const TJson& reference : list) {
+    if (places.size() == kMaxMembers) break;
     if (std::string place = PlaceOf(reference); !place.empty()) places.push_back(std::move(place));
   }
   return places;
@@ -88,6 +93,11 @@ std::string LastName(std::string_view place) {
 void TService::Note(const std::string& problem) {
   const bool isExhausted = problem == client.Exhausted() && !problem.empty();
   if (isExhausted && std::exchange(isExhaustionNoted, true)) return;
+  if (!isExhausted && ++notes >= kMaxNotes) {
+    if (notes == kMaxNotes)
+      inventory.Note(client.Origin() + ": more is left out than is told here");
+    return;
+  }
   inventory.Note(isExhausted
                      ? client.Origin() + ": " + problem + "; all that is missing is left out"
                      : problem + "; left out");

@@ -16,7 +16,7 @@ namespace svc::collect {
 std::string TextOf(const TJson& resource, const char* name);
 // An object or a list in it; null where there is none.
 const TJson& PartOf(const TJson& resource, const char* name);
-// The elements of a list in it; none where there is none.
+// The elements of a list in it, the first 2000 at most; none where there is none.
 std::vector<TJson> ListOf(const TJson& resource, const char* name);
 // Where a reference such as {"@odata.id": "/redfish/v1/Systems/1"} leads, and where a resource is;
 // empty where it does not say.
@@ -57,6 +57,7 @@ class TService {
   TJson root;
   std::string expand;  // The query that asks for the members as well; empty where none is known.
   bool isExhaustionNoted = false;
+  std::size_t notes = 0;
 };
 
 }  // namespace svc::collect

@@ -150,6 +150,42 @@ TEST_F(TClientTest, NestsAsDeepAsItsBound) {
   }
 }
 
+TEST_F(TClientTest, TakesNoMoreValuesThanItsBoundInAllAnswers) {
+  for (const auto& [bound, isTaken] : {std::pair{8u, true}, std::pair{7u, false}}) {
+    limits.values = bound;
+    // The beginning and the end of an object count as well, and so does a name.
+    transport.Script(kThing, {{.body = R"({"a":7})"}});
+    transport.Script("https://bmc/next", {{.body = R"({"a":7})"}});
+    TClient client(transport, watch, kOrigin, limits);
+    EXPECT_TRUE(client.Get("/redfish/v1/Thing"));
+    const TResource next = client.Get("/next");
+    EXPECT_EQ(static_cast<bool>(next), isTaken) << next.problem;
+    EXPECT_EQ(client.Exhausted(), isTaken ? "" : "it sent more than 7 values");
+  }
+}
+
+TEST_F(TClientTest, AsksForNoPlaceThatIsLongerThanAnyServersAndShowsItsBegin) {
+  TClient client(transport, watch, kOrigin, limits);
+  const std::string longest = '/' + std::string(2047, 'a');
+  EXPECT_EQ(client.Get(longest).status, 404);
+  EXPECT_EQ(client.Get(longest + 'a').problem,
+            "https://bmc: names a place that is not its own: " + longest.substr(0, 200));
+  EXPECT_EQ(transport.Requests().size(), 1u);
+}
+
+TEST_F(TClientTest, LooksNoDeeperIntoTheAnswerOfASessionThanIntoOthers) {
+  for (const auto& [depth, isClosed] : {std::pair{62, true}, std::pair{63, false}}) {
+    TFakeTransport server(time);
+    const std::string deep = std::string(depth, '[') + std::string(depth, ']');
+    server.Script(std::string(kOrigin) + kSessions,
+                  {{.status = 201,
+                    .body = R"({"@odata.id":"/s/2","a":[)" + deep + "]}",
+                    .sessionToken = "t2"}});
+    { TClient(server, watch, kOrigin, limits).LogIn(kSessions, "root", "secret"); }
+    EXPECT_EQ(server.Requests().size(), isClosed ? 2u : 1u) << depth;
+  }
+}
+
 TEST_F(TClientTest, ClosesItsSessionAlsoWhenItWasStopped) {
   transport.Script(std::string(kOrigin) + kSessions,
                    {{.status = 201, .redirect = "https://bmc/sessions/1", .sessionToken = "t1"}});

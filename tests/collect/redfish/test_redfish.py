@@ -292,7 +292,27 @@ class Trust(RedfishTest):
         self.assertEqual(result.stderr.count("\n"), 3, result.stderr)
 
 
+    def test_what_goes_to_this_machine_goes_by_no_proxy(self):
+        proxy, server = self.serve(), self.serve(user=USER)
+        result = self.collect(server, *self.login(), env={"http_proxy": proxy.address,
+                                                          "all_proxy": proxy.address})
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(proxy.requests, [])
+
+
 class BadServers(RedfishTest):
+    def test_of_many_problems_a_thousand_are_told(self):
+        for count, lines in ((999, 999), (1000, 1000), (1500, 1000)):
+            resources = rack_server()
+            resources["Systems/437XR1138R2"]["Storage"] = link("Storage")
+            resources["Storage"] = {"Members": [link("Storage/1")]}
+            resources["Storage/1"] = {"Drives": [{"@odata.id": f"//other/{i}"}
+                                                 for i in range(count)]}
+            result = self.collect(self.serve(resources))
+            self.assertEqual(result.returncode, 0)
+            self.assertEqual(result.stderr.count("\n"), lines)
+            self.assertEqual("more is left out than is told here" in result.stderr, count > 999)
+
     def test_what_cannot_be_read_is_a_line_and_leaves_out_only_that(self):
         server = self.serve()
         faults = {"Power": status(500), "CPLD": status(404), "BMC": lambda handler, _: send(
