@@ -32,21 +32,28 @@ struct TDevice {
   // is shown in the form that a release has.
   std::string format;
   std::vector<TGuid> guids;
-  std::vector<std::string> vendors;
+  std::vector<std::string> vendors;  // Sorted.
 };
 
 // Everything of a machine that a release may ask for.
 struct TMachine {
+  TMachine(std::vector<TDevice> devices, std::vector<TGuid> hardwareIds);
+  // The first that is known by the GUID; null where none is.
+  const TDevice* DeviceOf(const TGuid& guid) const;
+
   std::vector<TDevice> devices;
-  std::vector<TGuid> hardwareIds;  // Sorted.
+  std::vector<TGuid> hardwareIds;                         // Sorted.
+  std::vector<std::pair<TGuid, std::uint32_t>> byDevice;  // Numbers of devices. Sorted.
 };
 
-// Throws THSKException.
+// Throws THSKException, and std::length_error where the devices are more than any machine has.
 TMachine ReadMachine(const TNamespaceHandle& inventory);
 
 // A release, read whole when a device asks for it.
 struct TOffer {
   explicit TOffer(TInstanceHandle offer);
+  // Bytes in memory.
+  std::size_t Size() const;
 
   TInstanceHandle instance;
   std::string version;
@@ -59,13 +66,18 @@ struct TOffer {
 class TOfferIndex {
  public:
   // Reads the file of the folder. Throws THSKException, whose text names file and line.
-  explicit TOfferIndex(const std::string& file);
+  explicit TOfferIndex(const std::string& path);
 
   std::size_t Count() const noexcept { return offers.size(); }
-  // Those for any of the GUIDs, each once, in the order of the catalogue.
+  // Those for any of the GUIDs, each once, in the order of the catalogue. Throws THSKException
+  // where defaults of classes make far more of the file than it holds.
   std::vector<TOffer> For(const std::vector<TGuid>& guids) const;
 
  private:
+  [[noreturn]] void RefuseDefaults() const;
+
+  std::string file;
+  std::uint64_t size = 0;  // Of the file.
   std::vector<TInstanceHandle> offers;
   std::vector<std::pair<TGuid, std::uint32_t>> byGuid;  // Sorted.
 };

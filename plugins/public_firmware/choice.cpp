@@ -36,6 +36,7 @@ class TSearch {
  private:
   std::string WhyNotFrom(const TCandidate& candidate, const std::string& from) const;
   const TCandidate* HighestFrom(const std::string& from) const;
+  const TCandidate* NextStep(const std::string& from) const;
   int Compare(const std::string& first, const std::string& second) const {
     return CompareVersions(first, second, format);
   }
@@ -81,6 +82,15 @@ const TCandidate* TSearch::HighestFrom(const std::string& from) const {
   return nullptr;
 }
 
+// The highest above a version that may be installed from it; null where there is none.
+const TCandidate* TSearch::NextStep(const std::string& from) const {
+  for (const TCandidate& candidate : candidates) {
+    if (Compare(candidate.version, from) <= 0) break;
+    if (WhyNotFrom(candidate, from).empty()) return &candidate;
+  }
+  return nullptr;
+}
+
 void TSearch::TellHeldBack(const std::string& above, TAnswer& answer) const {
   for (const TCandidate& candidate : candidates) {
     if (Compare(candidate.version, above) <= 0) break;
@@ -94,8 +104,8 @@ void TSearch::FindWay(const TCandidate& first, TAnswer& answer) const {
   constexpr std::size_t kMostSteps = 64;
   std::vector<std::string> way = {first.version};
   while (way.size() < kMostSteps) {
-    const TCandidate* const next = HighestFrom(way.back());
-    if (next == nullptr || Compare(next->version, way.back()) <= 0) break;
+    const TCandidate* const next = NextStep(way.back());
+    if (next == nullptr) break;
     way.push_back(next->version);
   }
   if (way.size() > 1) answer.way = std::move(way);

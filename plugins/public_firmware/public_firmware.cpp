@@ -23,6 +23,13 @@ constexpr const char* kLive = "_live_";
 // Of releases that one device cannot get. What a catalogue lists more of says nothing new.
 constexpr std::size_t kMostTold = 16;
 
+// Releases and requirements that are looked at for all devices of a machine. Real ones come to some
+// thousand; without a bound many devices of the same kind would take time in proportion to their
+// number and to that of the releases as well.
+constexpr std::size_t kMostLookedAt = 1'000'000;
+// Of the releases' texts in all records of a machine, each of which may repeat a long one.
+constexpr std::size_t kMostDelivered = std::size_t{4} << 20;
+
 void Log(const std::string& device, const std::string& text) {
   TRootObject::GetCoreLogger().Log(kLogProgress, "Public firmware: " + device + ": " + text);
 }
@@ -51,8 +58,9 @@ const char* OrderText(int order) {
   return order < 0 ? "older" : "newer";
 }
 
-void Deliver(const TNamespaceHandle& inventory, const TDevice& device, const TChoice& choice,
-             const TInstanceHandle& offer) {
+// The bytes of the release's texts in the record.
+std::size_t Deliver(const TNamespaceHandle& inventory, const TDevice& device, const TChoice& choice,
+                    const TInstanceHandle& offer) {
   const CIMContext none;
   boost::shared_ptr<ICIMClass> results;
   inventory->GetClass(results, "QRXSG_SVResult", none);
@@ -67,10 +75,22 @@ void Deliver(const TNamespaceHandle& inventory, const TDevice& device, const TCh
   set("SVVersion", choice.offered);
   // For whoever shows more than the four: how the maker counts, the installed one is so.
   set("InstalledIs", OrderText(choice.order));
+  std::size_t told = choice.offered.size();
   for (const char* const name : {"Urgency", "ReleaseDate", "Description"}) {
-    if (const std::string text = TextOf(offer, name); !text.empty()) set(name, text);
+    const std::string text = TextOf(offer, name);
+    if (!text.empty()) set(name, text);
+    told += text.size();
   }
   record->Commit(none);
+  return told;
+}
+
+[[noreturn]] void RefuseTooMuch() {
+  throw THSKException(
+      "Public firmware: the catalogue has more releases for the machine's devices, or asks and "
+      "tells "
+      "more of them, than any that is published",
+      THSKStatusCode::kFailed);
 }
 
 std::string CatalogueIn(const CIMContext& context) {
@@ -96,8 +116,12 @@ void TPublicFirmware::RunQuery(TNamespaceHandle inventory, void* /*reserved*/,
   const TOfferIndex& index = OffersIn(folder);
   if (index.Count() == 0) return;
   const TMachine machine = ReadMachine(inventory);
+  std::size_t lookedAt = 0;
+  std::size_t delivered = 0;
   for (const TDevice& device : machine.devices) {
     const std::vector<TOffer> found = index.For(device.guids);
+    for (const TOffer& offer : found) lookedAt += 1 + offer.requirements.size();
+    if (lookedAt > kMostLookedAt) RefuseTooMuch();
     if (found.empty()) {
       Log(device.name, "the catalogue has no release for it");
       continue;
@@ -105,7 +129,8 @@ void TPublicFirmware::RunQuery(TNamespaceHandle inventory, void* /*reserved*/,
     const TAnswer answer = Choose(device, machine, found);
     LogAnswer(device, answer);
     if (!answer.choice) continue;
-    Deliver(inventory, device, *answer.choice, found[answer.choice->offer].instance);
+    delivered += Deliver(inventory, device, *answer.choice, found[answer.choice->offer].instance);
+    if (delivered > kMostDelivered) RefuseTooMuch();
   }
 }
 

@@ -32,6 +32,9 @@ TRequirement Parse(std::string_view text) {
   return parsed;
 }
 
+// Of a pattern and of a version that is matched with it: the work grows as the product of the two.
+constexpr std::size_t kLongestMatched = 256;
+
 // Whether a pattern of "*" (anything) and "?" (one character) is the text, in one walk: where a
 // star's rest does not fit, the star takes one character more.
 bool MatchesPattern(std::string_view pattern, std::string_view text) {
@@ -82,6 +85,9 @@ std::string UnknownRequirement(const TRequirement& asked) {
 std::string WhyNotVersion(const TRequirement& asked, std::string_view version,
                           EVersionFormat format) {
   if (asked.compare == "glob") {
+    if (std::max(asked.version.size(), version.size()) > kLongestMatched) {
+      return UnknownRequirement(asked);
+    }
     if (MatchesPattern(asked.version, version)) return {};
     return "needs " + std::string(asked.version) + " installed first";
   }
@@ -128,7 +134,7 @@ std::string WhyNotVendor(const TRequirement& asked, const TDevice& device) {
     while (!vendor.empty() && kMarks.find(vendor.back()) != std::string_view::npos) {
       vendor.remove_suffix(1);
     }
-    return std::find(device.vendors.begin(), device.vendors.end(), vendor) != device.vendors.end();
+    return std::binary_search(device.vendors.begin(), device.vendors.end(), vendor);
   });
   return isOne ? std::string() : "for devices of another vendor";
 }
@@ -136,13 +142,7 @@ std::string WhyNotVendor(const TRequirement& asked, const TDevice& device) {
 const TDevice* FindDevice(std::string_view guids, const TMachine& machine) {
   const TDevice* found = nullptr;
   AnyOf(guids, [&](std::string_view text) {
-    const auto guid = GuidOfText(text);
-    if (!guid) return false;
-    const auto has = [&](const TDevice& device) {
-      return std::find(device.guids.begin(), device.guids.end(), *guid) != device.guids.end();
-    };
-    const auto device = std::find_if(machine.devices.begin(), machine.devices.end(), has);
-    if (device != machine.devices.end()) found = &*device;
+    if (const auto guid = GuidOfText(text)) found = machine.DeviceOf(*guid);
     return found != nullptr;
   });
   return found;

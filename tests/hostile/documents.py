@@ -106,4 +106,4 @@ class DocumentTest(unittest.TestCase):
 
 
 def main():
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1] + sys.argv[2:])

@@ -67,6 +67,27 @@ TEST_F(Requirement, OfAPatternHoldsForWhatTheStarsAndMarksLeaveOpen) {
   EXPECT_NE(Why("firmware glob " + stars + 'x', std::string(20000, '1')), "");
 }
 
+TEST_F(Requirement, OfAPatternIsMatchedUpToALengthOfPatternAndVersion) {
+  const auto why = [&](std::size_t pattern, std::size_t version) {
+    return Why("firmware glob *" + std::string(pattern - 1, '1'), std::string(version, '1'));
+  };
+  EXPECT_EQ(why(256, 256), "");
+  EXPECT_NE(why(257, 256).find("a requirement that is not known"), std::string::npos);
+  EXPECT_NE(why(256, 257).find("a requirement that is not known"), std::string::npos);
+}
+
+TEST_F(Requirement, OfAnotherDeviceIsOneOfTheFirstThatIsKnownByTheGuid) {
+  const TMachine twins({Device("Dock", "1.2.0", kOther), Device("First", "2.0.0", kGuid),
+                        Device("Second", "1.0.0", kGuid)},
+                       {});
+  const auto why = [&](const std::string& asked) {
+    return WhyNot("firmware ge " + asked + ' ' + kGuid, twins.devices[0], "1.2.0",
+                  EVersionFormat::kTriplet, twins);
+  };
+  EXPECT_EQ(why("2.0.0"), "");
+  EXPECT_EQ(why("2.0.1"), "First: needs 2.0.1 installed first");
+}
+
 TEST_F(Requirement, OfAnotherDeviceAsksForItAndItsVersion) {
   const std::string hub = kGuid;
   EXPECT_EQ(Why("firmware ge 2.0.0 " + hub), "");
