@@ -10,6 +10,7 @@
 #include "svcheck/session/coverage.h"
 #include "svcheck/session/outcome.h"
 #include "svcheck/session/query_session.h"
+#include "svcheck/session/text_spool.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
@@ -29,22 +30,22 @@ class TPublicFirmwareTrace : public ILogger {
   void Log(int level, std::string_view message) override {
     if (next && next->IsLogged(level)) next->Log(level, message);
     if (!message.starts_with(kPublicFirmwareEntry)) return;
-    lines.emplace_back(message.substr(kPublicFirmwareEntry.size()));
+    lines.Add(message.substr(kPublicFirmwareEntry.size()));
   }
   bool IsLogged(int /*level*/) const noexcept override { return true; }
 
   void Write(const std::string& component, report::IOutput& output) const {
     bool isFirst = true;
-    for (const std::string& line : lines) {
-      if (!report::ContainsAnyCase(line, component)) continue;
+    lines.ForEach([&](std::string_view line) {
+      if (!report::ContainsAnyCase(line, component)) return;
       if (std::exchange(isFirst, false)) output.Write("\nPublic firmware\n");
       output.Write("  " + report::PlainLine(line) + '\n');
-    }
+    });
   }
 
  private:
   boost::shared_ptr<ILogger> next;
-  std::vector<std::string> lines;
+  TTextSpool lines;
 };
 
 class TExplainVerb : public IVerb {

@@ -133,7 +133,7 @@ bool TFindings::IsInstalledText(const TElementTrace& element, const report::TRec
 }
 
 std::string TFindings::SaidOf(const TOfferedTrace& driver) const {
-  if (!driver.records.empty()) return "In the report.";
+  if (driver.records > 0) return "In the report.";
   for (const TInstalledTrace& candidate : explained.trace.Installed()) {
     if (candidate.running) continue;
     const std::string path = TextOf(*candidate.instance, rules::kDriverPath);
@@ -181,13 +181,13 @@ TCounts TFindings::Count() const {
     ++counts.elements[static_cast<std::size_t>(FateOf(element))];
   }
   const auto& installed = explained.trace.Installed();
-  const auto& offered = explained.trace.Offered();
   counts.installed = installed.size();
   counts.running = static_cast<std::size_t>(std::count_if(
       installed.begin(), installed.end(), [](const auto& driver) { return driver.running; }));
-  counts.drivers = offered.size();
-  counts.matched = static_cast<std::size_t>(std::count_if(
-      offered.begin(), offered.end(), [](const auto& driver) { return !driver.records.empty(); }));
+  explained.trace.ForEachOffered([&](const TOfferedTrace& driver) {
+    ++counts.drivers;
+    if (driver.records > 0) ++counts.matched;
+  });
   return counts;
 }
 

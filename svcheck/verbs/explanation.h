@@ -5,6 +5,8 @@
 #include <array>
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -15,6 +17,7 @@
 #include "report/model.h"
 #include "report/records.h"
 #include "runtime/hskcore/namespace_watch.h"
+#include "svcheck/session/text_spool.h"
 
 namespace svc {
 
@@ -64,8 +67,9 @@ struct TInstalledTrace {
 };
 
 struct TOfferedTrace {
-  std::string name;                  // Empty when there was nothing to compare it with.
-  std::vector<std::size_t> records;  // Numbers of the records that it gave.
+  std::string name;         // Empty when there was nothing to compare it with.
+  std::size_t records = 0;  // That it gave, one after the other,
+  std::size_t first = 0;    // from this number on.
 };
 
 // What a query did with each update element, from the entries of its log and from what it reads of
@@ -84,7 +88,9 @@ class TQueryTrace : public NQRXHSK20::ILogger {
 
   const std::vector<TElementTrace>& Elements() const noexcept { return elements; }
   const std::vector<TInstalledTrace>& Installed() const noexcept { return installed; }
-  const std::vector<TOfferedTrace>& Offered() const noexcept { return offered; }
+  // Calls `use` with each offered driver, which may be many more than anything else: they are put
+  // aside. Throws TError.
+  void ForEachOffered(const std::function<void(const TOfferedTrace& driver)>& use) const;
 
  private:
   enum class EPhase { kLoading, kMachine, kSystem, kFirmware, kOffered, kInstalled };
@@ -119,6 +125,7 @@ class TQueryTrace : public NQRXHSK20::ILogger {
   void ReadInventory(TInstance instance, std::string_view property);
   void NoteDriver(std::string_view message);
   TInstalledTrace& NextCandidate();
+  void PutOfferedAside();
   // The last test of the current element led to what happens now.
   void HoldLastTest();
   static void AddOnce(std::vector<std::string>& names, std::string_view name);
@@ -138,7 +145,8 @@ class TQueryTrace : public NQRXHSK20::ILogger {
   std::vector<TElementTrace> elements;
   std::unordered_map<TInstance, std::size_t> numbers;
   std::vector<TInstalledTrace> installed;
-  std::vector<TOfferedTrace> offered;
+  std::optional<TOfferedTrace> offered;  // The one that is compared.
+  TTextSpool offeredBefore;
 };
 
 struct TExplained {

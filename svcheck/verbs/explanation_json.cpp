@@ -22,7 +22,9 @@ class TExplanationJson {
     json.Object("machine").Text("type", explained.machineType).End();
     json.Object("operatingSystem").Text("code", explained.systemCode).End();
     WriteEach("elements", explained.trace.Elements());
-    WriteEach("drivers", explained.trace.Offered());
+    json.List("drivers", kJsonRows);
+    explained.trace.ForEachOffered([this](const TOfferedTrace& driver) { WriteIfWanted(driver); });
+    json.End();
     WriteEach("notOffered", explained.trace.Installed());
     WriteSummary();
     json.End();
@@ -33,13 +35,16 @@ class TExplanationJson {
   template <typename TItem>
   void WriteEach(std::string_view name, const std::vector<TItem>& items) {
     json.List(name, kJsonRows);
-    for (const TItem& item : items) {
-      if (!findings.IsWanted(item)) continue;
-      WriteItem(item);
-      output.Write(text);
-      text.clear();
-    }
+    for (const TItem& item : items) WriteIfWanted(item);
     json.End();
+  }
+
+  template <typename TItem>
+  void WriteIfWanted(const TItem& item) {
+    if (!findings.IsWanted(item)) return;
+    WriteItem(item);
+    output.Write(text);
+    text.clear();
   }
 
   void WriteItem(const TElementTrace& element);
@@ -50,7 +55,7 @@ class TExplanationJson {
   void WriteKeys(const TElementTrace& element);
   void WriteTexts(std::string_view name, const std::vector<std::string>& properties,
                   const TElementTrace& element);
-  void WriteRecords(const std::vector<std::size_t>& numbers);
+  void WriteRecord(std::size_t number);
   void WriteSummary();
 
   const TExplained& explained;
@@ -71,7 +76,9 @@ void TExplanationJson::WriteItem(const TElementTrace& element) {
   WriteKeys(element);
   WriteTexts("offered", element.texts, element);
   json.Texts("notes", element.remarks);
-  WriteRecords(element.records);
+  json.List("records");
+  for (const std::size_t number : element.records) WriteRecord(number);
+  json.End();
   const std::string files = TextOf(*element.instance, rules::kUpdateDriverFiles);
   if (!files.empty() && element.driverReads > 0) {
     json.Object("drivers").Text("files", files);
@@ -122,26 +129,22 @@ void TExplanationJson::WriteKeys(const TElementTrace& element) {
   json.End();
 }
 
-void TExplanationJson::WriteRecords(const std::vector<std::size_t>& numbers) {
-  json.List("records");
-  for (const std::size_t number : numbers) {
-    const report::TRecord* const record = findings.RecordOf(number);
-    if (record == nullptr) continue;
-    const report::TJudgement judgement =
-        report::JudgeWithReason(record->installed, record->offered);
-    json.Object();
-    report::AddTexts(*record, json);
-    json.Text("verdict", report::NameOf(judgement.verdict));
-    if (judgement.why) json.Text("reason", report::TextOf(*judgement.why));
-    json.End();
-  }
+void TExplanationJson::WriteRecord(std::size_t number) {
+  const report::TRecord* const record = findings.RecordOf(number);
+  if (record == nullptr) return;
+  const report::TJudgement judgement = report::JudgeWithReason(record->installed, record->offered);
+  json.Object();
+  report::AddTexts(*record, json);
+  json.Text("verdict", report::NameOf(judgement.verdict));
+  if (judgement.why) json.Text("reason", report::TextOf(*judgement.why));
   json.End();
 }
 
 void TExplanationJson::WriteItem(const TOfferedTrace& driver) {
   json.Object().Text("name", driver.name).Text("said", findings.SaidOf(driver));
-  WriteRecords(driver.records);
-  json.End();
+  json.List("records");
+  for (std::size_t i = 0; i < driver.records; ++i) WriteRecord(driver.first + i);
+  json.End().End();
 }
 
 void TExplanationJson::WriteItem(const TInstalledTrace& driver) {

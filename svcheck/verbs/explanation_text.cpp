@@ -133,9 +133,9 @@ void TExplanation::WriteDriverFiles(const TElementTrace& element) {
 }
 
 void TExplanation::WriteDrivers() {
-  for (const TOfferedTrace& driver : trace.Offered()) {
+  trace.ForEachOffered([this](const TOfferedTrace& driver) {
     if (findings.IsWanted(driver)) WriteOffered(driver);
-  }
+  });
   for (const TInstalledTrace& driver : trace.Installed()) {
     if (!findings.IsWanted(driver)) continue;
     shown = true;
@@ -148,8 +148,9 @@ void TExplanation::WriteOffered(const TOfferedTrace& driver) {
   shown = true;
   Line("offered driver {}", report::PlainLine(driver.name));
   Line("  {}", findings.SaidOf(driver));
-  for (const std::size_t number : driver.records) {
-    if (const report::TRecord* const record = findings.RecordOf(number)) WriteRecord(*record);
+  for (std::size_t i = 0; i < driver.records; ++i) {
+    const report::TRecord* const record = findings.RecordOf(driver.first + i);
+    if (record != nullptr) WriteRecord(*record);
   }
   Line("");
 }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <span>
 #include <utility>
 
@@ -158,8 +159,8 @@ void TQueryTrace::CountRecord() {
   if (phase == EPhase::kFirmware) {
     HoldLastTest();
     Current().records.push_back(number);
-  } else if (!offered.empty() && candidate > 0) {
-    offered.back().records.push_back(number);
+  } else if (offered && candidate > 0) {
+    if (offered->records++ == 0) offered->first = number;
     installed[candidate - 1].matched = true;
   }
 }
@@ -175,11 +176,34 @@ void TQueryTrace::ReadInventory(TInstance instance, std::string_view property) {
 
 // Each offered driver is compared with each installed one, in order.
 TInstalledTrace& TQueryTrace::NextCandidate() {
-  if (offered.empty() || candidate == installed.size()) {
-    offered.emplace_back();
+  if (!offered || candidate == installed.size()) {
+    if (offered) PutOfferedAside();
+    offered.emplace();
     candidate = 0;
   }
   return installed[candidate++];
+}
+
+void TQueryTrace::PutOfferedAside() {
+  std::string text;
+  for (const std::size_t number : {offered->records, offered->first}) {
+    text.append(reinterpret_cast<const char*>(&number), sizeof number);
+  }
+  offeredBefore.Add(text + offered->name);
+}
+
+void TQueryTrace::ForEachOffered(
+    const std::function<void(const TOfferedTrace& driver)>& use) const {
+  TOfferedTrace driver;
+  offeredBefore.ForEach([&](std::string_view text) {
+    for (std::size_t* const number : {&driver.records, &driver.first}) {
+      std::memcpy(number, text.data(), sizeof *number);
+      text.remove_prefix(sizeof *number);
+    }
+    driver.name = text;
+    use(driver);
+  });
+  if (offered) use(*offered);
 }
 
 void TQueryTrace::NoteDriver(std::string_view message) {
@@ -188,9 +212,8 @@ void TQueryTrace::NoteDriver(std::string_view message) {
     NextCandidate().running = false;
   } else if (message == rules::kNameless || message.starts_with(rules::kInstalledName)) {
     NextCandidate();
-  } else if (message.starts_with(rules::kOfferedName) && !offered.empty() &&
-             offered.back().name.empty()) {
-    offered.back().name = message.substr(rules::kOfferedName.size());
+  } else if (message.starts_with(rules::kOfferedName) && offered && offered->name.empty()) {
+    offered->name = message.substr(rules::kOfferedName.size());
   }
 }
 

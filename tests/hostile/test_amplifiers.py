@@ -219,6 +219,14 @@ class Amplifiers(DocumentTest):
                     ["catalogue", "lint", "--format", form, self.folder], size)
                 self.assertLess(seconds[count, form], 9 * seconds[50_000, form] + 0.3)
 
+    def test_an_explanation_of_a_million_offered_drivers(self):
+        (self.folder / "index.xml").write_text(list_of("a-#1 ")(1_000_000))
+        (self.folder / "inventory.xml").write_text(inventory("a.sys"), encoding="utf-8")
+        size = sum(file.stat().st_size for file in self.folder.iterdir())
+        for form in ("text", "json"):
+            self.run_one(["explain", "--inventory", self.folder / "inventory.xml", "--catalogue",
+                          self.folder, "--format", form, "nothing goes by this"], size)
+
     def test_a_fleet_and_what_differs(self):
         """The records of one machine, as two reports of it as well."""
         seconds = {}
