@@ -2,11 +2,13 @@
 #ifndef HOST_HSKCORE_VALUE_H_
 #define HOST_HSKCORE_VALUE_H_
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -60,6 +62,9 @@ class HSKCORE_API TCIMValue {
   static TCIMValue Array(ECIMType type, std::vector<TCIMValue> elements);
   // As Text, without copying: the bytes must outlive this value. A copy of it owns its bytes.
   static TCIMValue BorrowedText(ECIMType type, std::string_view text);
+  // As Array, of elements as the host stores them, whose bytes must outlive this value: they are
+  // made when somebody asks for them. A copy of it owns its elements.
+  static TCIMValue BorrowedArray(ECIMType type, std::string_view stored);
 
   ECIMType Type() const noexcept { return type; }
   bool IsNull() const noexcept { return std::holds_alternative<std::monostate>(data); }
@@ -83,10 +88,35 @@ class HSKCORE_API TCIMValue {
   // The elements of an array that is not null; valid until the value changes.
   // Throws THSKException (kTypeMismatch) on anything else.
   explicit operator const std::vector<TCIMValue>&() const;
+  // Adds the ToString(10) of each of these elements to `text`, and a character behind each; makes
+  // none of them. Throws the same.
+  void AppendElements(std::string& text, char behindEach) const;
 
  private:
+  class TStoredArray {
+   public:
+    explicit TStoredArray(std::string_view stored) noexcept : stored(stored) {}
+    TStoredArray(TStoredArray&& other) noexcept
+        : stored(other.stored), made(other.made.exchange(nullptr)) {}
+    TStoredArray& operator=(TStoredArray&& other) noexcept {
+      stored = other.stored;
+      delete made.exchange(other.made.exchange(nullptr));
+      return *this;
+    }
+    ~TStoredArray() { delete made.load(); }
+
+    std::string_view Stored() const noexcept { return stored; }
+    const std::vector<TCIMValue>& Elements(ECIMType type) const;
+
+   private:
+    std::string_view stored;
+    // Null until they are asked for, which several threads may do at once.
+    mutable std::atomic<const std::vector<TCIMValue>*> made{nullptr};
+  };
   using Data = std::variant<std::monostate, bool, std::uint64_t, std::int64_t, double, std::string,
-                            std::string_view, TSharedText, std::vector<TCIMValue>>;
+                            std::string_view, TSharedText, std::vector<TCIMValue>, TStoredArray>;
+  struct TTextOf;
+  static Data CopyOf(ECIMType type, const Data& data);
   TCIMValue(ECIMType type, bool array, Data data) noexcept;
 
   Data data;

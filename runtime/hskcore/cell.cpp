@@ -116,18 +116,53 @@ struct TNextElement {
   }  // NOLINT(google-explicit-constructor)
 };
 
-TCIMValue ArrayValue(ECIMType type, std::string_view text) {
-  const char* at = text.data();
+// Copies to `to` and returns where it ends there. Where a whole block can be read, up to `end`, one
+// is written.
+char* CopyShort(const char* text, std::size_t length, const char* end, char* to) {
+  constexpr std::size_t kBlock = 16;
+  const bool isShort = length <= kBlock && static_cast<std::size_t>(end - text) >= kBlock;
+  std::memcpy(to, text, isShort ? kBlock : length);
+  return to + length;
+}
+
+}  // namespace
+
+std::vector<TCIMValue> ElementsOf(ECIMType type, std::string_view stored) {
+  const char* at = stored.data();
   const auto count = Take<std::uint32_t>(at);
   std::vector<TCIMValue> elements;
   elements.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     elements.emplace_back(TNextElement{type, at});
   }
-  return TCIMValue::Array(type, std::move(elements));
+  return elements;
 }
 
-}  // namespace
+// Texts take as many bytes as before: a mark, of one byte or more, becomes the byte behind the
+// text.
+void AppendElements(ECIMType type, std::string_view stored, std::string& text, char behindEach) {
+  const char* at = stored.data();
+  const char* const end = at + stored.size();
+  const auto count = Take<std::uint32_t>(at);
+  if (!IsTextType(type)) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+      text += TakeElement(type, at).ToString(10);
+      text += behindEach;
+    }
+    return;
+  }
+  const std::size_t before = text.size();
+  text.resize(before + stored.size());
+  char* to = text.data() + before;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::uint64_t mark = ReadLength(at);
+    const std::size_t length = mark == kNullMark ? 0 : mark - 1;
+    to = CopyShort(at, length, end, to);
+    *to++ = behindEach;
+    at += length;
+  }
+  text.resize(static_cast<std::size_t>(to - text.data()));
+}
 
 TCIMValue ValueOfCell(TForm form, TCell cell) {
   if (!IsStoredAsText(form)) {
@@ -137,7 +172,8 @@ TCIMValue ValueOfCell(TForm form, TCell cell) {
     return TCIMValue::Null(form.type, form.isArray);
   }
   const std::string_view text = ViewOf(TextOf(cell));
-  return form.isArray ? ArrayValue(form.type, text) : TCIMValue::BorrowedText(form.type, text);
+  return form.isArray ? TCIMValue::BorrowedArray(form.type, text)
+                      : TCIMValue::BorrowedText(form.type, text);
 }
 
 void TArrayText::Begin() {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -86,7 +87,7 @@ inline TStoredText TextOf(TCell cell) noexcept {
 // Whether cells of the form are addresses of stored texts.
 constexpr bool IsStoredAsText(TForm form) noexcept { return form.isArray || IsTextType(form.type); }
 
-// The value of a cell. Its texts are borrowed: they must outlive it.
+// The value of a cell. Its texts and arrays are borrowed: they must outlive it.
 NQRXHSK20::TCIMValue ValueOfCell(TForm form, TCell cell);
 
 // The bytes that stand for an array: the number of its elements in four bytes, then for each a
@@ -120,6 +121,12 @@ class TArrayText {
   std::size_t capacity = 0;
   std::uint32_t count = 0;
 };
+
+// The elements of an array that these bytes stand for, whose texts are borrowed.
+std::vector<NQRXHSK20::TCIMValue> ElementsOf(NQRXHSK20::ECIMType type, std::string_view stored);
+// Adds the ToString(10) of each to `text`, and a character behind it.
+void AppendElements(NQRXHSK20::ECIMType type, std::string_view stored, std::string& text,
+                    char behindEach);
 
 // A property as an in-memory namespace hands it out. Immutable; may be used from any thread.
 

@@ -3,12 +3,14 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <system_error>
 #include <type_traits>
 #include <utility>
 
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
+#include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/value_text.h"
 
 namespace NQRXHSK20 {
@@ -55,8 +57,10 @@ std::string ArrayText(const std::vector<TCIMValue>& elements, std::uint8_t radix
   return text + (elements.empty() ? "}" : " }");
 }
 
+}  // namespace
+
 // Writes each kind of value.
-struct TTextOf {
+struct TCIMValue::TTextOf {
   ECIMType type;
   std::uint8_t radix;
 
@@ -73,24 +77,40 @@ struct TTextOf {
   std::string operator()(const std::vector<TCIMValue>& value) const {
     return ArrayText(value, radix);
   }
+  std::string operator()(const TStoredArray& value) const {
+    return ArrayText(value.Elements(type), radix);
+  }
 };
+
+const std::vector<TCIMValue>& TCIMValue::TStoredArray::Elements(ECIMType type) const {
+  const std::vector<TCIMValue>* elements = made.load(std::memory_order_acquire);
+  if (elements == nullptr) {
+    auto mine = std::make_unique<const std::vector<TCIMValue>>(svc::ElementsOf(type, stored));
+    // Another thread may have been faster: its elements are taken then.
+    if (made.compare_exchange_strong(elements, mine.get(), std::memory_order_acq_rel)) {
+      elements = mine.release();
+    }
+  }
+  return *elements;
+}
 
 // Copies the alternative and moves it into place; a borrowed text becomes one of its own. Copied as
 // a whole, a variant of these types crashes in GCC 12's library when there is no memory: it is
 // taken for one that is never without a value, and destroyed before it has one.
-template <typename... T>
-std::variant<T...> CopyOf(const std::variant<T...>& data) {
+TCIMValue::Data TCIMValue::CopyOf(ECIMType type, const Data& data) {
   return std::visit(
-      [](const auto& value) -> std::variant<T...> {
+      [type](const auto& value) -> Data {
         using TValue = std::decay_t<decltype(value)>;
-        using TOwner =
-            std::conditional_t<std::is_same_v<TValue, std::string_view>, std::string, TValue>;
-        return TOwner(value);
+        if constexpr (std::is_same_v<TValue, TStoredArray>) {
+          return std::vector<TCIMValue>(value.Elements(type));
+        } else {
+          using TOwner =
+              std::conditional_t<std::is_same_v<TValue, std::string_view>, std::string, TValue>;
+          return TOwner(value);
+        }
       },
       data);
 }
-
-}  // namespace
 
 TCIMValue::TCIMValue() : type(ECIMType::kString), array(false) {}
 TCIMValue::TCIMValue(const char* text) : TCIMValue(std::string(text)) {}
@@ -103,7 +123,7 @@ TCIMValue::TCIMValue(ECIMType type, bool array, Data data) noexcept
     : data(std::move(data)), type(type), array(array) {}
 
 TCIMValue::TCIMValue(const TCIMValue& other)
-    : TCIMValue(other.type, other.array, CopyOf(other.data)) {}
+    : TCIMValue(other.type, other.array, CopyOf(other.type, other.data)) {}
 
 // Most values are texts that others keep: their move needs no look at what else there may be.
 TCIMValue::TCIMValue(TCIMValue&& other) noexcept : type(other.type), array(other.array) {
@@ -140,6 +160,13 @@ TCIMValue TCIMValue::BorrowedText(ECIMType type, std::string_view text) {
   value.type = type;
   return value;
 }
+TCIMValue TCIMValue::BorrowedArray(ECIMType type, std::string_view stored) {
+  TCIMValue value;
+  value.data.emplace<TStoredArray>(stored);
+  value.type = type;
+  value.array = true;
+  return value;
+}
 
 std::string TCIMValue::ToString(std::uint8_t radix) const {
   if (const auto* borrowed = std::get_if<std::string_view>(&data)) return std::string(*borrowed);
@@ -173,11 +200,22 @@ TCIMValue::operator std::uint16_t() const {
 }
 
 TCIMValue::operator const std::vector<TCIMValue>&() const {
+  if (const auto* stored = std::get_if<TStoredArray>(&data)) return stored->Elements(type);
   const auto* elements = std::get_if<std::vector<TCIMValue>>(&data);
   if (elements == nullptr) {
     ThrowMismatch(*this, "array");
   }
   return *elements;
+}
+
+void TCIMValue::AppendElements(std::string& text, char behindEach) const {
+  if (const auto* stored = std::get_if<TStoredArray>(&data)) {
+    return svc::AppendElements(type, stored->Stored(), text, behindEach);
+  }
+  for (const TCIMValue& element : static_cast<const std::vector<TCIMValue>&>(*this)) {
+    text += element.ToString(10);
+    text += behindEach;
+  }
 }
 
 }  // namespace NQRXHSK20

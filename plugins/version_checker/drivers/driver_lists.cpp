@@ -59,7 +59,7 @@ void TDriverOperations::CollectCatalogueDrivers(TDriverFiles& lists,
   TPropertyReader driverFiles;
   TKnownTexts<bool> known;
   for (const TInstanceHandle& element : updateElements) {
-    const TSharedText text = systems.Read(element, rules::kUpdateSystems);
+    const TSharedText text = systems.Look(element, rules::kUpdateSystems);
     if (!known.Get(text, [&] { return AppliesToOS(text, osType); })) continue;
     TSharedText files = driverFiles.Read(element, rules::kUpdateDriverFiles);
     if (!files.empty()) lists.push_back(std::move(files));

@@ -43,7 +43,7 @@ TInstanceList Select(const TInstanceList& instances, std::string_view property,
   std::copy_if(instances.begin(), instances.end(), std::back_inserter(selected),
                [&](const TInstanceHandle& instance) {
                  LogTrace(rules::kTests);
-                 const TSharedText text = reader.Read(instance, property);
+                 const TSharedText text = reader.Look(instance, property);
                  return known.Get(text, [&] {
                    folded = text.View();
                    rules::FoldCase(folded);

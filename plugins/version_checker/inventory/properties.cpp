@@ -4,7 +4,6 @@
 #include <boost/make_shared.hpp>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "host/hskcore/schema_helper.h"
 #include "plugins/version_checker/inventory/reporting.h"
@@ -61,6 +60,33 @@ TSharedText TPropertyReader::Read(const TInstanceHandle& instance, std::string_v
   return text;
 }
 
+TSharedText TPropertyReader::Look(const TInstanceHandle& instance, std::string_view property) {
+  TSharedText text;
+  ReadValue(instance, property, [&](const auto& handle, const TCIMValue& value) {
+    text = handle ? LookAt(handle, value) : TSharedText();
+  });
+  return text;
+}
+
+TSharedText TPropertyReader::LookAt(const boost::shared_ptr<ICIMProperty>& handle,
+                                    const TCIMValue& value) {
+  if (const auto view = value.TextView()) {
+    LogTrace("In GetValue");
+    return {handle, *view};
+  }
+  if (!value.IsArray() || lastArray == handle) return TextOf(handle, value);
+  TInventoryOperations::GetValue(value, looked);
+  if (looked.size() < kLongText) return {nullptr, looked};
+  return Keep(handle, std::move(looked));
+}
+
+// An array that is long is kept, for who reads it again.
+TSharedText TPropertyReader::Keep(const boost::shared_ptr<ICIMProperty>& handle, std::string text) {
+  const auto kept = boost::make_shared<const std::string>(std::move(text));
+  lastArray = handle;
+  return lastText = TSharedText(kept, *kept);
+}
+
 TSharedText TPropertyReader::TextOf(const boost::shared_ptr<ICIMProperty>& handle,
                                     const TCIMValue& value) {
   const auto view = value.TextView();
@@ -75,9 +101,7 @@ TSharedText TPropertyReader::TextOf(const boost::shared_ptr<ICIMProperty>& handl
   std::string text;
   TInventoryOperations::GetValue(value, text);
   if (!value.IsArray() || text.size() < kShared) return text;
-  const auto kept = boost::make_shared<const std::string>(std::move(text));
-  lastArray = handle;
-  return lastText = TSharedText(kept, *kept);
+  return Keep(handle, std::move(text));
 }
 
 std::string& TInventoryOperations::GetValue(const TCIMValue& value, std::string& output) {
@@ -89,18 +113,8 @@ std::string& TInventoryOperations::GetValue(const TCIMValue& value, std::string&
     output.swap(text);
     return output;
   }
-  const auto& elements = static_cast<const std::vector<TCIMValue>&>(value);
-  constexpr std::size_t kUsualLength = 16;
-  output.reserve(elements.size() * kUsualLength);
   // Deliberate: see "A blank ends an array, too" in docs/one-query.md.
-  for (const TCIMValue& element : elements) {
-    if (const auto text = element.TextView()) {
-      output += *text;
-    } else {
-      output += element.ToString(10);
-    }
-    output += ' ';
-  }
+  value.AppendElements(output, ' ');
   return output;
 }
 

@@ -6,6 +6,7 @@
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -30,20 +31,30 @@ void AppendInstances(TInstanceList& instances,
                      const boost::shared_ptr<NQRXHSK20::ICIMClass>& cimClass,
                      const NQRXHSK20::CIMContext& context);
 
+// Texts from this length on are long: it pays to know them again.
+inline constexpr std::size_t kLongText = 1024;
+
 // Reads as TInventoryOperations::GetPropertyValue does, to the same log entries and calls of the
 // host. Instances that share a value, such as the default of their class, get one text. Used by one
 // thread.
 class TPropertyReader {
  public:
   NQRXHSK20::TSharedText Read(const TInstanceHandle& instance, std::string_view property);
+  // The same for a text that is only looked at: one that is not long is valid until the next call.
+  NQRXHSK20::TSharedText Look(const TInstanceHandle& instance, std::string_view property);
 
  private:
   NQRXHSK20::TSharedText TextOf(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
                                 const NQRXHSK20::TCIMValue& value);
+  NQRXHSK20::TSharedText LookAt(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
+                                const NQRXHSK20::TCIMValue& value);
+  NQRXHSK20::TSharedText Keep(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
+                              std::string text);
 
   // The last array that was long: arrays become texts when they are read.
   boost::shared_ptr<NQRXHSK20::ICIMProperty> lastArray;
   NQRXHSK20::TSharedText lastText;
+  std::string looked;  // The array that was looked at last.
 };
 
 // What was found out about long texts that many instances share: a default in the class would
@@ -53,7 +64,7 @@ class TKnownTexts {
  public:
   // What is known of the text, which the caller completes. Valid until the next call.
   std::optional<T>& Of(const NQRXHSK20::TSharedText& text) {
-    if (text.size() >= kLong) {
+    if (text.size() >= kLongText) {
       auto& [kept, found] = texts.try_emplace(text.View().data(), text, std::nullopt).first->second;
       if (kept.size() == text.size()) return found;
     }
@@ -68,7 +79,6 @@ class TKnownTexts {
   }
 
  private:
-  static constexpr std::size_t kLong = 1024;
   // By the place of their bytes, which the texts kept here hold.
   std::unordered_map<const char*, std::pair<NQRXHSK20::TSharedText, std::optional<T>>> texts;
   std::optional<T> unknown;

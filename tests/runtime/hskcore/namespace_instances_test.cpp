@@ -2,8 +2,10 @@
 
 #include <ctime>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/runtime/hskcore/cim_reading.h"
@@ -286,6 +288,86 @@ TEST_F(NamespaceInstances, OfALongLineOfClassesInheritFromItsStart) {
     ASSERT_EQ(TextOf(*instance, "TOP"), "here");
     ASSERT_EQ(StatusOf([&] { PropertyOf(*instance, "bottom"); }), THSKStatusCode::kNoSuchProperty);
   }
+}
+
+// An instance of class A with an array of each of these texts and of null; none is kept elsewhere.
+TCIMValue StoredArray(const TNamespaceHandle& space, ECIMType type,
+                      const std::vector<std::string>& texts) {
+  Declare(space, "A");
+  TNamespaceWriter writer(space);
+  writer.BeginInstance("A");
+  writer.BeginArray("p", type);
+  for (const std::string& text : texts) writer.AddElement(text);
+  writer.AddNullElement();
+  writer.EndArray();
+  writer.Finish();
+  return ValueOf(InstancesOf(space, "A").back(), "p");
+}
+
+// The elements one by one, with a stroke behind each.
+std::string ElementByElement(const TCIMValue& array) {
+  std::string text;
+  for (const TCIMValue& element : static_cast<const std::vector<TCIMValue>&>(array)) {
+    text += element.ToString(10) + "|";
+  }
+  return text;
+}
+
+// Lengths on both sides of a block of sixteen, and of what a mark of one byte or two can tell.
+TEST_F(NamespaceInstances, StoredArraysAddTheTextsThatTheirElementsHave) {
+  std::vector<std::string> texts;
+  for (const std::size_t length : {0, 1, 15, 16, 17, 125, 126, 127, 128, 16382, 16383, 16384, 3}) {
+    texts.emplace_back(length, static_cast<char>('a' + length % 26));
+    std::string expected;
+    for (const std::string& text : texts) expected += text + "|";
+    const TCIMValue value = StoredArray(space, ECIMType::kString, texts);
+    const auto property = PropertyOf(InstancesOf(space, "A").back(), "p");
+    std::string text = "before ";
+    property->Value({}).AppendElements(text, '|');
+    EXPECT_EQ(text, "before " + expected + "|");
+    EXPECT_EQ(ElementByElement(property->Value({})), expected + "|");
+    EXPECT_EQ(ElementByElement(value), expected + "|");
+  }
+}
+
+TEST_F(NamespaceInstances, StoredArraysOfNumbersAddTheirTexts) {
+  for (const ECIMType type : {ECIMType::kSint8, ECIMType::kUint64, ECIMType::kReal64}) {
+    StoredArray(space, type, {"7", "100"});
+    const auto property = PropertyOf(InstancesOf(space, "A").back(), "p");
+    std::string text;
+    property->Value({}).AppendElements(text, ' ');
+    EXPECT_EQ(text, "7 100  ");
+    EXPECT_EQ(property->Value({}).ToString(10), "{ 7, 100,  }");
+  }
+  StoredArray(space, ECIMType::kBoolean, {"true"});
+  std::string text;
+  ValueOf(InstancesOf(space, "A").back(), "p").AppendElements(text, ' ');
+  EXPECT_EQ(text, "TRUE  ");
+}
+
+TEST_F(NamespaceInstances, ACopyOfAStoredArrayOutlivesTheNamespace) {
+  TCIMValue copy = StoredArray(space, ECIMType::kString, {std::string(40, 'x')});
+  TCIMValue moved = std::move(copy);
+  space.reset();
+  TCIMValue assigned;
+  assigned = moved;
+  EXPECT_EQ(moved.ToString(10), "{ " + std::string(40, 'x') + ",  }");
+  EXPECT_EQ(assigned.ToString(10), moved.ToString(10));
+}
+
+TEST_F(NamespaceInstances, TheElementsOfAStoredArrayMayBeAskedForInSeveralThreads) {
+  StoredArray(space, ECIMType::kString, {"a", "b"});
+  const auto property = PropertyOf(InstancesOf(space, "A").back(), "p");
+  std::vector<const std::vector<TCIMValue>*> seen(4);
+  std::vector<std::thread> threads;
+  for (auto& place : seen) {
+    threads.emplace_back([&] {
+      place = &static_cast<const std::vector<TCIMValue>&>(property->Value({}));
+      EXPECT_EQ(ElementByElement(property->Value({})), "a|b||");
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(std::set(seen.begin(), seen.end()).size(), 1u);
 }
 
 TEST(IndependentNamespaces, MayBeUsedInDifferentThreads) {

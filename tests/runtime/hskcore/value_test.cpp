@@ -149,6 +149,18 @@ TEST(ValueOfArray, IsAskedOfNothingElse) {
   }
 }
 
+TEST(ValueOfArray, AddsTheTextsOfItsElements) {
+  std::string text = "before:";
+  TCIMValue::Array(ECIMType::kSint8,
+                   {TCIMValue::Signed(ECIMType::kSint8, -1), TCIMValue::Null(ECIMType::kSint8)})
+      .AppendElements(text, ';');
+  EXPECT_EQ(text, "before:-1;;");
+  TCIMValue::Array(ECIMType::kString, {}).AppendElements(text, ';');
+  EXPECT_EQ(text, "before:-1;;");
+  EXPECT_THROW(TCIMValue("a").AppendElements(text, ';'), THSKException);
+  EXPECT_THROW(TCIMValue::Null(ECIMType::kString, true).AppendElements(text, ';'), THSKException);
+}
+
 TEST(BorrowedValue, IsOwnedByItsCopy) {
   std::string bytes = "1.00";
   const TCIMValue borrowed = TCIMValue::BorrowedText(ECIMType::kString, bytes);

@@ -188,6 +188,36 @@ TEST_F(TSharedReading, ArrayOfAnotherInstanceIsReadAfresh) {
   EXPECT_EQ(Read(Holding("short")), "short");
 }
 
+// What is looked at is what is read, and leaves the same in the log.
+TEST_F(TSharedReading, WhatIsLookedAtIsWhatIsRead) {
+  for (const std::size_t length :
+       {std::size_t{2}, kShared - 1, kShared, kLongText - 1, kLongText, kLongText + 1}) {
+    for (const TCIMValue& value : {TCIMValue(std::string(length, 'x')), ArrayOfLength(length),
+                                   TCIMValue::Null(ECIMType::kString)}) {
+      const auto instance = Holding(value);
+      host.logger.Forget();
+      const TSharedText read = TPropertyReader().Read(instance, "Version");
+      const auto log = host.logger.Entries();
+      host.logger.Forget();
+      TPropertyReader looking;
+      EXPECT_EQ(looking.Look(instance, "Version"), read) << length;
+      EXPECT_EQ(host.logger.Entries(), log);
+    }
+  }
+}
+
+TEST_F(TSharedReading, ALongArrayThatIsLookedAtIsMadeATextOnceForThoseThatShareIt) {
+  for (const std::size_t length : {kLongText - 1, kLongText, kLongText + 1}) {
+    const auto instance = Holding(ArrayOfLength(length));
+    const TSharedText first = reader.Look(instance, "Version");
+    EXPECT_EQ(first.Owner() != nullptr, length >= kLongText) << length;
+    reader.Look(Holding("short"), "Version");
+    EXPECT_EQ(reader.Look(instance, "Version").View().data() == first.View().data() &&
+                  first.Owner() != nullptr,
+              length >= kLongText);
+  }
+}
+
 TEST(ValueReading, NullIsEmptyAndTraced) {
   TFakeHost host;
   std::string text = "what was there before";
