@@ -22,6 +22,7 @@ import tempfile
 HERE = pathlib.Path(__file__).resolve().parent
 BASE = "pugixml, document only"
 OURS = "svcheck query"
+IN_HALVES = "svcheck query, two threads"
 LOAD = "our load alone"
 STORE = "xb-tool compile and query"
 # The drivers among the elements. A machine type cannot be asked for: its brackets end the query.
@@ -58,7 +59,8 @@ class Bench:
         file = folder / "index.xml"
         found = {
             BASE: [self.bin / "rival_pugixml_dom", file],
-            OURS: self.query(folder),
+            OURS: self.query(folder, "--threads", "1"),
+            IN_HALVES: self.query(folder, "--threads", "2"),
             LOAD: self.load(folder),
             "read alone": [self.bin / "rival_read_only", file],
             "libxml2, events": [self.bin / "rival_libxml2_events", file],
@@ -118,7 +120,7 @@ def compare_sizes(bench, sizes, rivals_up_to):
         folder = bench.catalogue(f"catalogue-{size}", "--elements", str(size))
         file_size = (folder / "index.xml").stat().st_size
         programs = bench.programs(folder)
-        quick = {name: programs[name] for name in (BASE, OURS, LOAD, "read alone")
+        quick = {name: programs[name] for name in (BASE, OURS, IN_HALVES, LOAD, "read alone")
                  if name in programs}
         rest = {name: command for name, command in programs.items() if name not in quick or
                 name == BASE}

@@ -1,6 +1,7 @@
 #include "runtime/hskcore/arena.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace svc {
 
@@ -27,6 +28,15 @@ void TArena::MakeRoom(std::size_t size) {
   const std::size_t thisSize = std::max(blockSize, size);
   next = blocks.emplace_back(std::make_unique_for_overwrite<char[]>(thisSize)).get();
   end = next + thisSize;
+}
+
+void TArena::TakeOver(TArena& other) {
+  blocks.insert(blocks.end(), std::make_move_iterator(other.blocks.begin()),
+                std::make_move_iterator(other.blocks.end()));
+  other.blocks.clear();
+  other.next = other.end = nullptr;
+  other.blockSize = 0;
+  other.below.reset();
 }
 
 std::size_t TArena::NextBlockSize() const noexcept {

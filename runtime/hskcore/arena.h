@@ -39,6 +39,9 @@ class TArena {
     return next;
   }
   void Take(char* writtenEnd) noexcept { next = writtenEnd; }
+  // Takes over what another arena handed out, which is as new then. It may have kept this one
+  // alive.
+  void TakeOver(TArena& other);
 
  private:
   char* AllocateSlowly(std::size_t size);

@@ -60,6 +60,7 @@ class TShapeTable {
         likely != kNone && nodes[likely].name == name && nodes[likely].form == form;
     return isLikely ? likely : FindOrAdd(parent, name, form);
   }
+  std::uint32_t size() const noexcept { return nodes.size(); }
   TNode& operator[](TShapeId id) noexcept { return nodes[id]; }
   const TNode& operator[](TShapeId id) const noexcept { return nodes[id]; }
 

@@ -147,11 +147,37 @@ TCell* TCimState::StoreCells(std::span<const TCell> cells) {
 }
 
 TRowId TCimState::AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells) {
-  const TRowId id = rows.Append({StoreCells(cells), shape, classId, kNone});
-  TClassEntry& owner = classes[classId];
+  return Append({StoreCells(cells), shape, classId, kNone});
+}
+
+TRowId TCimState::Append(const TRow& row) {
+  const TRowId id = rows.Append(row);
+  TClassEntry& owner = classes[row.classId];
   (owner.firstInstance == kNone ? owner.firstInstance : rows[owner.lastInstance].nextOfClass) = id;
   owner.lastInstance = id;
   return id;
+}
+
+// Names and shapes that both have got since may have other numbers here.
+void TCimState::TakeOver(TCimState& copy, const TExtent& copied) {
+  std::vector<TNameId> namesHere(copy.names.size());
+  std::vector<TShapeId> shapesHere(copy.shapes.size());
+  for (TNameId id = 0; id < namesHere.size(); ++id) {
+    namesHere[id] = id < copied.names ? id : FindOrAddName(copy.NameText(id));
+  }
+  for (TShapeId id = 0; id < shapesHere.size(); ++id) {
+    const TShapeTable::TNode& node = copy.shapes[id];
+    shapesHere[id] = id < copied.shapes
+                         ? id
+                         : shapes.Extend(shapesHere[node.parent], namesHere[node.name], node.form);
+  }
+  for (TRowId id = copied.rows; id < copy.rows.size(); ++id) {
+    const TRow& row = copy.rows[id];
+    const TRowId here = Append({row.cells, shapesHere[row.shape], row.classId, kNone});
+    if (const std::uint32_t offset = copy.OffsetOf(id)) SetOffset(here, offset);
+  }
+  texts->TakeOver(*copy.texts);
+  cellMemory.TakeOver(copy.cellMemory);
 }
 
 void TCimState::SetOffset(TRowId row, std::uint32_t offset) {

@@ -75,6 +75,17 @@ class TCimState {
   // Stores a new instance, which takes a copy of the cells.
   // REQUIRES: as many cells as the shape has properties.
   TRowId AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells);
+  // How much a state holds of what is only ever added.
+  struct TExtent {
+    TRowId rows;
+    std::uint32_t names;
+    std::uint32_t shapes;
+  };
+  TExtent Extent() const noexcept { return {rows.size(), names.size(), shapes.size()}; }
+  // Adds the instances that `copy`, a copy of this state, got since it had this extent, and takes
+  // over its memory; it may only be destroyed then. REQUIRES: no class was declared in it, and no
+  // older instance changed.
+  void TakeOver(TCimState& copy, const TExtent& copied);
   // What is added from here on is of another document.
   void BeginDocument() { documents.push_back(rows.size()); }
   // Where in its document an instance stands; 0 where nobody kept it.
@@ -110,6 +121,7 @@ class TCimState {
   std::size_t DeclarationSlot(TClassId classId, TNameId name) const noexcept;
   void GrowDeclarations();
   TCell* StoreCells(std::span<const TCell> cells);
+  TRowId Append(const TRow& row);
 
   boost::shared_ptr<TArena> texts;
   // Holds multiples of a cell only, so that each is aligned.

@@ -50,6 +50,11 @@ void TInMemoryNamespace::Adopt(const TSharedStateHandle& other) {
   shared = other;
 }
 
+void TInMemoryNamespace::HoldCopyOf(const TInMemoryNamespace& other) {
+  Hold(boost::make_shared<TCimState>(*other.state));
+  keepsPlaces = other.keepsPlaces;
+}
+
 void TInMemoryNamespace::Unshare() {
   Hold(boost::make_shared<TCimState>(*state));
   shared.reset();

@@ -200,6 +200,8 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
     if (shared) Unshare();
     return *state;
   }
+  // From here on it holds a copy of what the other one does.
+  void HoldCopyOf(const TInMemoryNamespace& other);
   TSharedStateHandle Share();
   void Adopt(const TSharedStateHandle& other);
   // Null when it shares nothing.

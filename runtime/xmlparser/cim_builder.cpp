@@ -24,15 +24,29 @@ void TCimBuilder::Build(EDialect dialect, bool isWholeFile) {
       tokens.Reader().Fail("the root element is " + CutName(tokens.Reader().Name()) + ", not CIM");
     if (dialect == EDialect::kCatalogue402) CheckDialect(version);
     ReadContainer(EElement::kCim);
-    if (!isWholeFile) return;
-    InWindow([&] {
-      tokens.Reader().CheckEpilogue();
-      return true;
-    });
+    ReadEpilogue(isWholeFile);
   } catch (const NQRXHSK20::THSKException& refusal) {
     // The namespace knows what is wrong, the reader where.
     tokens.Reader().Fail(refusal.GetMessageText(), refusal.GetStatusCode());
   }
+}
+
+void TCimBuilder::BuildFrom(const TOutset& where, bool isWholeFile) {
+  outset = where;
+  containers = where.containers;
+  tokens.Reader().BeginWithin(where.names);
+  for (; !containers.empty() && !isReadByOthers; containers.pop_back()) {
+    ReadChildren(containers.back());
+  }
+  ReadEpilogue(isWholeFile);
+}
+
+void TCimBuilder::ReadEpilogue(bool isWholeFile) {
+  if (!isWholeFile || isReadByOthers) return;
+  InWindow([&] {
+    tokens.Reader().CheckEpilogue();
+    return true;
+  });
 }
 
 // Up to the start tag of the root element. What the first instruction that is for the dialect says;
@@ -55,13 +69,37 @@ void TCimBuilder::CheckDialect(std::optional<std::string_view> version) {
 }
 
 void TCimBuilder::ReadContainer(EElement container) {
+  containers.push_back(container);
+  ReadChildren(container);
+  containers.pop_back();
+}
+
+void TCimBuilder::ReadChildren(EElement container) {
   const auto readChild = [&] {
     if (!tokens.NextChild()) return false;
     ReadChild(container);
     return true;
   };
-  while (InWindow(readChild)) {
+  while (!isReadByOthers && !MeetsLaterParts() && InWindow(readChild)) {
   }
+}
+
+// True where all that is left of the document is read.
+bool TCimBuilder::MeetsLaterParts() {
+  if (later == nullptr || instanceClass == kNoClass) return false;
+  TXmlReader& reader = tokens.Reader();
+  TDocumentText& document = reader.Document();
+  if (outset.containers.empty()) {
+    outset = {containers, reader.OpenNames(), std::string(reader.Name()), reader.Offset()};
+    later->Begin(outset);
+    document.LookAtEnd();
+  }
+  const bool isThere =
+      document.Window()->EndsAtLimit(reader.Here()) && containers == outset.containers;
+  if (!isThere) return false;
+  isReadByOthers = later->Take();
+  document.LookAtEnd();
+  return isReadByOthers;
 }
 
 void TCimBuilder::ReadChild(EElement container) {

@@ -3,6 +3,7 @@
 #ifndef RUNTIME_XMLPARSER_CIM_BUILDER_H_
 #define RUNTIME_XMLPARSER_CIM_BUILDER_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,28 @@ namespace svc::xml {
 
 enum class EDialect : std::uint8_t { kAny, kCatalogue402 };
 
+// Where a builder is that reads what stands in its innermost container.
+struct TOutset {
+  std::vector<EElement> containers;  // That are open, the root first ...
+  std::vector<std::string> names;    // ... and what they are called.
+  std::string child;                 // What the child is called that was read last.
+  std::size_t offset = 0;            // Behind it.
+};
+
+// The parts of a document behind the one that a builder reads, which others read meanwhile. The
+// builder's document is seen through a window.
+class ILaterParts {
+ public:
+  virtual ~ILaterParts() = default;
+  // The builder has read an instance, and has no more to tell of the way to the next ones. Where
+  // others are to read on from somewhere, the window is limited to that place.
+  virtual void Begin(const TOutset& outset) = 0;
+  // The builder has come to that place just as was thought, between two children of that container.
+  // Whether all that is left of the document is read; otherwise the window has no limit any more,
+  // and the builder reads on.
+  virtual bool Take() = 0;
+};
+
 class TCimBuilder {
  public:
   // Borrows both.
@@ -28,6 +51,13 @@ class TCimBuilder {
   // several ways is refused for the first that the order of the text shows; where the root element
   // begins, its name is judged before the dialect, since only a CIM document has one.
   void Build(EDialect dialect, bool isWholeFile = false);
+  // Borrows them. REQUIRES: nothing was read yet.
+  void LeaveTo(ILaterParts& parts) { later = &parts; }
+  // Reads the part of a document that begins behind this outset, up to where others do or to the
+  // end. Throws as Build does.
+  void BuildFrom(const TOutset& where, bool isWholeFile);
+  // Whether others have read the end of the document.
+  bool IsReadByOthers() const { return isReadByOthers; }
   // The classes that the document declared, in order, each once.
   const std::vector<TClassId>& Classes() const { return classes; }
 
@@ -42,6 +72,9 @@ class TCimBuilder {
   std::optional<std::string_view> ReadPrologue();
   void CheckDialect(std::optional<std::string_view> version);
   void ReadContainer(EElement container);
+  void ReadChildren(EElement container);
+  bool MeetsLaterParts();
+  void ReadEpilogue(bool isWholeFile);
   void ReadChild(EElement container);
   void ReadHolder(EElement holder);
   [[noreturn]] void FailWithError();
@@ -82,6 +115,10 @@ class TCimBuilder {
   bool isGapUsable = false;  // Below the holder that is open.
   std::vector<TClassId> classes;
   std::vector<bool> isCollected;
+  std::vector<EElement> containers;  // That are open, the root first.
+  ILaterParts* later = nullptr;      // Null for none.
+  TOutset outset;                    // That they begin with, once they have begun.
+  bool isReadByOthers = false;
 };
 
 // Takes a step from one token to another, and takes it again where the document is seen through a

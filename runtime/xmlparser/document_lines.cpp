@@ -18,11 +18,6 @@ namespace svc::xml {
 
 namespace {
 
-struct TCloseFile {
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-using TFile = std::unique_ptr<std::FILE, TCloseFile>;
-
 // A stretch of the text that moves over it, and the lines up to a place in it.
 class TStretch {
  public:

@@ -64,6 +64,9 @@ class TDocumentText {
     open = nullptr;
   }
 
+  // The same where the window shows less of the same.
+  void LookAtEnd() { end = window->End(); }
+
   // Announces a rewrite, which must live until it is closed.
   void Open(const TRewrite& rewrite) { open = &rewrite; }
   // Fills what the rewritten text leaves of the stretch.

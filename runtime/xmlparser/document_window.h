@@ -4,6 +4,8 @@
 #ifndef RUNTIME_XMLPARSER_DOCUMENT_WINDOW_H_
 #define RUNTIME_XMLPARSER_DOCUMENT_WINDOW_H_
 
+#include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdio>
 #include <memory>
@@ -19,6 +21,10 @@ class TDocumentWindow {
   // Borrows a file that can be read again from any place; its first `size` bytes are the document.
   // REQUIRES: usual != 0
   TDocumentWindow(std::FILE* file, std::size_t size, std::size_t usual);
+  // The same for the part of the document that begins at `begin`. Once it is cancelled, the window
+  // shows no more and throws.
+  TDocumentWindow(std::FILE* file, std::size_t size, std::size_t usual, std::size_t begin,
+                  const std::atomic<bool>& isCancelled);
 
   // What is seen of the document, whose bytes may be changed. Unless it is the end of the document
   // it ends behind a '>', so that no tag, reference or character is cut but in the middle of a
@@ -28,8 +34,17 @@ class TDocumentWindow {
   bool IsAtEnd() const { return isAtEnd; }
   // Whether little is left behind `at`.
   bool IsLow(const char* at) const {
-    return !isAtEnd && static_cast<std::size_t>(end - at) < usual / 8;
+    return !isAll && static_cast<std::size_t>(end - at) < usual / 8;
   }
+
+  std::size_t Size() const { return size; }
+  // From here on it shows what stands before this place. What is read beyond it goes on as if there
+  // were no limit: when it is lifted, or when something does not end before it. REQUIRES: a place
+  // behind what is shown at the front.
+  void LimitTo(std::size_t place);
+  void LiftLimit();
+  // Whether nothing but white space is between `at` and the limit.
+  bool EndsAtLimit(const char* at) const;
 
   // Of a place in the window, counted from the start of the document.
   std::size_t OffsetOf(const char* at) const {
@@ -43,9 +58,13 @@ class TDocumentWindow {
   void ReadToEnd();
 
  private:
+  static constexpr std::size_t kUnlimited = static_cast<std::size_t>(-1);
+
+  void Seek(std::size_t place);
   void Reserve(std::size_t capacity, const char* kept, std::size_t keptSize);
   void Fill(std::size_t wanted);
-  std::size_t Left() const { return size - passed; }
+  void Show();
+  std::size_t Left() const { return std::min(limit, size) - passed; }
 
   std::FILE* const file;
   std::size_t size;
@@ -57,6 +76,10 @@ class TDocumentWindow {
   std::size_t passed = 0;  // Of the document, before the block.
   std::size_t readTwice = 0;
   bool isAtEnd = false;
+  // Whether there is nothing more to show up to the limit, or else the end of the document.
+  bool isAll = false;
+  std::size_t limit = kUnlimited;
+  const std::atomic<bool>* isCancelled = nullptr;
 };
 
 }  // namespace svc::xml

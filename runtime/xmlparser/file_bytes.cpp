@@ -26,11 +26,6 @@ namespace {
 constexpr std::size_t kMostBytes = NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize + 1u;
 constexpr std::size_t kSmallestBuffer = 4096;
 
-struct TCloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using TFile = std::unique_ptr<std::FILE, TCloseFile>;
-
 std::atomic<bool> isWaitingAllowed = true;
 
 [[noreturn]] void FailToRead(const std::string& path, const char* doing, const std::string& why) {
@@ -79,6 +74,12 @@ TFileBytes ReadAll(const TFile& file, std::uint64_t told, const std::string& pat
 }  // namespace
 
 void AllowWaiting(bool isAllowed) noexcept { isWaitingAllowed = isAllowed; }
+
+TFile OpenForBlocks(const std::string& native) {
+  TFile file(files::OpenToRead(native, files::EPipes::kNone));
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  return file;
+}
 
 TFileBytes ReadWholeFile(const std::string& path) {
   const std::uint64_t told = TOSSpecific::GetFileSize(path);

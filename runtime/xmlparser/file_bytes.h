@@ -3,6 +3,7 @@
 #define RUNTIME_XMLPARSER_FILE_BYTES_H_
 
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -18,6 +19,14 @@ struct TFileBytes {
   std::unique_ptr<char[], TFree> bytes;
   std::size_t size = 0;
 };
+
+struct TCloseFile {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+using TFile = std::unique_ptr<std::FILE, TCloseFile>;
+
+// Opens a regular file of the system's, to be read in blocks of the caller's. Throws TError.
+TFile OpenForBlocks(const std::string& native);
 
 // Reads a regular file to its end, and stops behind the largest document that is taken.
 // Throws THSKException: kFileNotFound, kFileUnreadable, kNoBuffer.

@@ -10,11 +10,11 @@
 #include <sstream>
 #include <utility>
 
-#include "base/read_file.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/hskcore/namespace_writer.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
+#include "runtime/xmlparser/file_bytes.h"
 #include "runtime/xmlparser/shared_documents.h"
 #include "runtime/xmlparser/xml_reader.h"
 
@@ -26,20 +26,7 @@ namespace xml {
 
 namespace {
 
-struct TCloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using TFile = std::unique_ptr<std::FILE, TCloseFile>;
-
 using TTarget = boost::shared_ptr<ICIMNamespace>;
-
-// What `target` holds is copied before the document is added. Of a few hundred instances that is
-// nothing, of more it is to be little beside the document.
-bool IsWorthACopy(const TTarget& target, std::size_t size) {
-  constexpr std::size_t kLittle = 4096;
-  constexpr std::size_t kBytesOfAPart = 64;
-  return WeightOf(target) <= kLittle + size / kBytesOfAPart;
-}
 
 bool BeginsPlainly(std::FILE* file) {
   std::array<char, 1024> head;
@@ -47,31 +34,32 @@ bool BeginsPlainly(std::FILE* file) {
   return std::ferror(file) == 0 && IsPlainUtf8({head.data(), length});
 }
 
-std::vector<TClassId> Build(TDocumentWindow& window, const TTarget& target, EDialect dialect,
-                            bool isWholeFile) {
+std::vector<TClassId> Build(TDocumentWindow& window, TDocumentParts& parts, const TTarget& target,
+                            EDialect dialect, bool isWholeFile) {
   TDocumentText text(window);
   TXmlReader reader(text);
   TNamespaceWriter writer(target);
   TCimBuilder builder(reader, writer);
+  builder.LeaveTo(parts);
   builder.Build(dialect, isWholeFile);
-  window.ReadToEnd();
+  if (!builder.IsReadByOthers()) window.ReadToEnd();
   return builder.Classes();
 }
 
 // None where it is not to be streamed. Throws where it cannot be.
 std::optional<std::vector<TClassId>> BuildFromFile(const TTarget& target, const std::string& native,
                                                    EDialect dialect, bool isWholeFile,
-                                                   std::size_t usual) {
+                                                   const TStreaming& how) {
   const std::string stamp = FileStamp(native);
   if (stamp.empty()) return {};
   const std::uintmax_t size = std::filesystem::file_size(PathOf(native));
   constexpr std::size_t kMaxSize = NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize;
   if (size == 0 || size > kMaxSize || !IsWorthACopy(target, size)) return {};
-  const TFile file(files::OpenToRead(native, files::EPipes::kNone));
-  std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  const TFile file = OpenForBlocks(native);
   if (!BeginsPlainly(file.get())) return {};
-  TDocumentWindow window(file.get(), static_cast<std::size_t>(size), usual);
-  auto classes = Build(window, target, dialect, isWholeFile);
+  TDocumentWindow window(file.get(), static_cast<std::size_t>(size), how.window);
+  TDocumentParts parts(native, window, target, how, isWholeFile);
+  auto classes = Build(window, parts, target, dialect, isWholeFile);
   if (FileStamp(native) != stamp) return {};
   return classes;
 }
@@ -79,11 +67,11 @@ std::optional<std::vector<TClassId>> BuildFromFile(const TTarget& target, const 
 }  // namespace
 
 std::optional<TStreamed> Stream(const TTarget& target, const std::string& native, EDialect dialect,
-                                bool isWholeFile, std::size_t window) noexcept {
+                                bool isWholeFile, const TStreaming& how) noexcept {
   TSharedStateHandle before;
   try {
     before = ShareState(target);
-    if (auto classes = BuildFromFile(target, native, dialect, isWholeFile, window)) {
+    if (auto classes = BuildFromFile(target, native, dialect, isWholeFile, how)) {
       return TStreamed{*std::move(classes), std::move(before)};
     }
   } catch (...) {
@@ -127,8 +115,8 @@ std::string_view TicketIn(std::string_view text) {
 
 TPreparedDocuments* TPreparedDocuments::Active() noexcept { return active.load(); }
 
-TPreparedDocuments::TPreparedDocuments(TIsWanted isWanted)
-    : isWanted(std::move(isWanted)), before(SetFilePreparer(this)) {
+TPreparedDocuments::TPreparedDocuments(TIsWanted isWanted, unsigned threads)
+    : isWanted(std::move(isWanted)), how{.threads = threads}, before(SetFilePreparer(this)) {
   active = this;
 }
 
@@ -158,7 +146,7 @@ bool TPreparedDocuments::Read(TDocument& document) const {
   TDocumentCache* const cache = TDocumentCache::Active();
   if (cache != nullptr && !TakesSharedStates(filled)) return false;
   document.stamp = cache == nullptr ? FileStamp(document.native) : std::string();
-  auto streamed = cache == nullptr ? xml::Stream(filled, document.native, kDialect, false)
+  auto streamed = cache == nullptr ? xml::Stream(filled, document.native, kDialect, false, how)
                                    : ReadShared(*cache, filled, document.native);
   if (!streamed) return false;
   document.streamed = *std::move(streamed);
@@ -168,7 +156,7 @@ bool TPreparedDocuments::Read(TDocument& document) const {
 
 std::optional<xml::TStreamed> TPreparedDocuments::ReadShared(TDocumentCache& cache,
                                                              const TTarget& filled,
-                                                             const std::string& native) {
+                                                             const std::string& native) const {
   const TSharedStateHandle held = SharedStateOf(filled);
   const TDocumentCache::TKey key{held.get(), TDocumentCache::NameOfFile(native), kDialect, false};
   if (auto parsed = cache.Find(key)) {
@@ -176,7 +164,7 @@ std::optional<xml::TStreamed> TPreparedDocuments::ReadShared(TDocumentCache& cac
     AdoptState(filled, parsed->after);
     return known;
   }
-  auto streamed = xml::Stream(filled, native, kDialect, false);
+  auto streamed = xml::Stream(filled, native, kDialect, false, how);
   if (streamed) cache.Add(key, held, {ShareState(filled), streamed->classes});
   return streamed;
 }

@@ -23,7 +23,7 @@
 #include "runtime/hskcore/os_platform.h"
 #include "runtime/hskcore/shared_state.h"
 #include "runtime/xmlparser/cim_builder.h"
-#include "runtime/xmlparser/document_window.h"
+#include "runtime/xmlparser/document_parts.h"
 
 namespace svc {
 
@@ -43,7 +43,7 @@ struct TStreamed {
 // gained. Throws nothing.
 std::optional<TStreamed> Stream(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
                                 const std::string& native, EDialect dialect, bool isWholeFile,
-                                std::size_t window = TDocumentWindow::kUsual) noexcept;
+                                const TStreaming& how = {}) noexcept;
 
 }  // namespace xml
 
@@ -56,7 +56,8 @@ class XMLPARSER_API TPreparedDocuments final : public IFilePreparer {
   // By the path that the plug-in uses.
   using TIsWanted = std::function<bool(const std::string& path)>;
 
-  explicit TPreparedDocuments(TIsWanted isWanted);
+  // `threads` as in TStreaming, for these documents and for files that the host loads itself.
+  explicit TPreparedDocuments(TIsWanted isWanted, unsigned threads = 1);
   ~TPreparedDocuments() override;
   TPreparedDocuments(const TPreparedDocuments&) = delete;
   TPreparedDocuments& operator=(const TPreparedDocuments&) = delete;
@@ -66,6 +67,7 @@ class XMLPARSER_API TPreparedDocuments final : public IFilePreparer {
 
   // For the parser. Null while there are none.
   static TPreparedDocuments* Active() noexcept;
+  const xml::TStreaming& How() const noexcept { return how; }
   // Documents are prepared for this namespace from here on.
   void Follow(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& filled) { target = filled; }
   // The file of the system's that a text is the ticket for; empty for any other text.
@@ -91,13 +93,14 @@ class XMLPARSER_API TPreparedDocuments final : public IFilePreparer {
   };
 
   bool Read(TDocument& document) const;
-  static std::optional<xml::TStreamed> ReadShared(
+  std::optional<xml::TStreamed> ReadShared(
       xml::TDocumentCache& cache, const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& filled,
-      const std::string& native);
+      const std::string& native) const;
   void TakeBackUnread();
   static void TakeBack(TDocument& document);
 
   TIsWanted isWanted;
+  xml::TStreaming how;
   IFilePreparer* before;
   boost::weak_ptr<NQRXHSK20::ICIMNamespace> target;
   std::map<std::string, TDocument, std::less<>> documents;  // By their tickets.

@@ -82,7 +82,9 @@ void TXmlParserState::ParsePlainly(char* text, std::size_t size, bool isWholeFil
 // Where documents are shared, their bytes are wanted, by which they are known again.
 bool TXmlParserState::Stream(const std::string& path) {
   if (TDocumentCache::Active() != nullptr) return false;
-  auto streamed = svc::xml::Stream(target, TOSSpecific::NativePath(path), dialect, true);
+  const svc::TPreparedDocuments* const prepared = svc::TPreparedDocuments::Active();
+  const svc::xml::TStreaming how = prepared == nullptr ? svc::xml::TStreaming() : prepared->How();
+  auto streamed = svc::xml::Stream(target, TOSSpecific::NativePath(path), dialect, true, how);
   if (!streamed) return false;
   classes = std::move(streamed->classes);
   return true;

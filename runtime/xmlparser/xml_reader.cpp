@@ -53,16 +53,32 @@ void TXmlReader::MoveWindowOn() {
   BeginAnew();
 }
 
-// They are compared in whole blocks.
+void TXmlReader::BeginWithin(std::span<const std::string> names) {
+  for (const std::string& openName : names) {
+    open[depth++] = {openName.data(), static_cast<std::uint32_t>(openName.size()), &unknown, false};
+  }
+  KeepNames();
+}
+
+std::vector<std::string> TXmlReader::OpenNames() const {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < depth; ++i) names.emplace_back(open[i].name, open[i].length);
+  return names;
+}
+
 void TXmlReader::KeepNames() {
   if (keptNames.empty()) keptNames.resize(kMaxDepth);
   for (std::size_t i = 0; i < depth; ++i) {
-    TOpenElement& element = open[i];
-    if (element.isKept) continue;
-    keptNames[i].assign(element.name, element.length).append(kBlockSize, '\0');
-    element.name = keptNames[i].data();
-    element.isKept = true;
+    if (!open[i].isKept) KeepName(i);
   }
+}
+
+// Names are compared in whole blocks.
+void TXmlReader::KeepName(std::size_t place) {
+  TOpenElement& element = open[place];
+  keptNames[place].assign(element.name, element.length).append(kBlockSize, '\0');
+  element.name = keptNames[place].data();
+  element.isKept = true;
 }
 
 void TXmlReader::BeginAnew() {

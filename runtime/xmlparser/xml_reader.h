@@ -65,6 +65,11 @@ class TXmlReader {
   }
   // Reads on from the mark, and sees more than the last time. REQUIRES: a window.
   void GoBackTo(const TMark& mark);
+  // The names of the open elements, the root's first.
+  std::vector<std::string> OpenNames() const;
+  // For a document that is read from its middle: these elements are open, the root first.
+  // REQUIRES: nothing was read yet.
+  void BeginWithin(std::span<const std::string> names);
   // Checks what follows the root element: white space, comments, processing instructions.
   // REQUIRES: the last token was kFinished.
   void CheckEpilogue();
@@ -128,6 +133,7 @@ class TXmlReader {
   };
 
   void MoveWindowOn();
+  void KeepName(std::size_t place);
   void KeepNames();
   void BeginAnew();
   EToken NextTagSlowly();

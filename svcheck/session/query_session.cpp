@@ -294,7 +294,8 @@ TQueryEnd TQuerySession::RunQuery(IPluginAdvancedQueryCallbacks& query) {
   CIMContext context = request.context;
   // Another plug-in may open files that it does not parse.
   std::optional<TPreparedDocuments> prepared;
-  if (plugin->Name() == rules::kPluginName) prepared.emplace(DocumentsOf(context));
+  const bool isOurs = plugin->Name() == rules::kPluginName;
+  if (isOurs) prepared.emplace(DocumentsOf(context), request.threads);
   try {
     query.RunQuery(inventory, nullptr, context);
   } catch (const std::exception& exception) {

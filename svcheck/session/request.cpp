@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "collect/collector.h"
+#include "host/hskcore/logger.h"
 #include "host/hskcore/os_specific.h"
 #include "rules/names.h"
 #include "runtime/acquire/settings.h"
@@ -56,6 +57,13 @@ bool HoldsFile(const TQueryRequest& request, const std::string& folder, const ch
   std::error_code none;
   const std::string path = folder + TOSSpecific::kFileSeparator + name;
   return std::filesystem::exists(request.dataFolder / PathOf(TOSSpecific::NativePath(path)), none);
+}
+
+// The trace is written without a lock as long as the process has one thread, which gains more than
+// another one that reads.
+unsigned ThreadsOf(const TQueryOptions& options) {
+  const bool isTraced = !options.logFile.empty() && options.logLevel >= kLogTrace;
+  return options.threads == 0 && isTraced ? 1 : static_cast<unsigned>(options.threads);
 }
 
 std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
@@ -129,6 +137,15 @@ void AddPluginOptions(CLI::App& app, TQueryOptions& options) {
 void AddFolderQueryOptions(CLI::App& app, TQueryOptions& options) {
   AddPluginOptions(app, options);
   AddText(app, "--log", options.logFile, "Write the plug-in's log, one JSON object a line", "FILE");
+  constexpr int kMostThreads = 64;
+  options.threads = 0;
+  AddNumber(
+      app, "--threads", options.threads,
+      "Read a catalogue of more than 8 MiB by so many threads; 0 for one a processor, at most "
+      "4, but for one in all where --log keeps every level",
+      "N")
+      .Within(0, kMostThreads)
+      .ShowDefault();
 }
 
 void AddQueryOptions(CLI::App& app, TQueryOptions& options) {
@@ -187,6 +204,7 @@ TQueryRequest RequestOf(const TQueryOptions& options) {
   }
   request.machineType = options.machineType;
   request.onlyUrgency = options.onlyUrgency;
+  request.threads = ThreadsOf(options);
   request.builtinClasses = !options.noBuiltinClasses;
   request.context = ContextOf(options.context);
   if (IsLive(request.context)) {

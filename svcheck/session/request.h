@@ -32,6 +32,7 @@ struct TQueryRequest {
   // Asked behind it, where the catalogue has something for it; empty for none.
   std::filesystem::path companion;
   std::string onlyUrgency = kAnyUrgency;
+  unsigned threads = 1;  // That read a large catalogue; 0 for what the machine gives, up to four.
 };
 
 struct TQueryOptions {
@@ -51,6 +52,7 @@ struct TQueryOptions {
   std::string proxy;
   bool offline = false;
   std::string onlyUrgency = kAnyUrgency;
+  int threads = 1;
 };
 
 // Adds them; the options object outlives the parsing.

@@ -83,11 +83,13 @@ void CompareValues(std::string_view document) {
   Require(ValuesOf(target) == walker.values, "the values are those that pugixml reads");
 }
 
-// Through windows of sizes that the input itself varies.
+// Through windows of sizes that the input itself varies, and by one thread or several.
 void CompareWays(std::string_view document) {
+  unsigned threads = 1;
   const std::size_t size = document.size();
   for (const std::size_t window : {std::size_t{1}, size / 3 + 1, size * 2 / 3 + 1, size + 1}) {
-    const std::string difference = svc::xml::DifferenceOfStreaming(document, window);
+    const std::string difference = svc::xml::DifferenceOfStreaming(
+        document, {.window = window, .threads = threads++, .smallestPart = 1});
     if (!difference.empty()) std::fprintf(stderr, "window %zu: %s\n", window, difference.c_str());
     Require(difference.empty(), "a document streamed is the same as one read plainly");
   }

@@ -167,6 +167,7 @@ class Mistakes(OptionTest):
                 (*check, "--progress", "x"), (*check, "--width", "x"), (*check, "--width", "-1"),
                 (*check, "--context", "x"), (*check, "--log-level", "5"), (*check, "--output", ""),
                 (*check, "--live"), (*check, "--root", "/"), (*check, "--log-level", "x"),
+                (*check, "--threads", "65"), (*query, "--threads", "-1"),
                 (*query, "--context", "x"), (*query, "--log-level", "-1"), (*query, "--records", ""),
                 (*fleet, "--jobs", "x"), (*fleet, "--shard", "0/1"), (*fleet, "--fail-on", "x"),
                 (*fleet, "--machine-timeout", "-1"), (*fleet, "--progress", "x"), (*fleet, "--resume"),

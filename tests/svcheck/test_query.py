@@ -96,6 +96,32 @@ class Query(ProgramTest):
                    f"svPath={catalogue}")
         self.assertEqual(records_of(log.read_text()), full)
 
+    def test_a_large_catalogue_is_the_same_whatever_the_number_of_threads(self):
+        words = "words " * 400
+        elements = [element(**BIOS_UPDATE, releaseNotes=f"{number} {words}")
+                    for number in range(4200)]
+        whole = self.catalogue(*elements) / "index.xml"
+        text = whole.read_text()
+        self.assertGreater(len(text), 10 << 20)
+        middle = text.index("<VALUE.OBJECT>", len(text) * 3 // 4)
+        self.same_by_all_threads(whole.parent, 0)
+        for wrong in ("<WRONG/>", "<!--" + text[middle:middle + 9000] + "-->", "</DECLGROUP>"):
+            whole.write_text(text[:middle] + wrong + text[middle:])
+            self.same_by_all_threads(whole.parent, 0)
+        whole.write_text(text[:middle])
+        self.same_by_all_threads(whole.parent, 0)
+
+    def same_by_all_threads(self, catalogue, status):
+        """Records, log, output and status of queries that read it by one thread and by several."""
+        found = set()
+        for threads in (1, 2, 4):
+            log = self.folder / f"log-{threads}.json"
+            result = self.query("--inventory", self.machine(), "--threads", threads, "--log", log,
+                                "--context", f"svPath={catalogue}")
+            self.assertEqual(result.returncode, status, result.stderr)
+            found.add((result.stdout, result.stderr, log.read_text()))
+        self.assertEqual(len(found), 1)
+
     def test_without_a_catalogue_an_exception_leaves_the_query(self):
         records = self.folder / "records.json"
         result = self.query("--inventory", self.machine(), "--records", records)

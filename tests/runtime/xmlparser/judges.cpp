@@ -162,12 +162,12 @@ std::string AllIn(const boost::shared_ptr<ICIMNamespace>& source) {
   return all;
 }
 
-std::string DifferenceOfStreaming(std::string_view document, std::size_t window) {
+std::string DifferenceOfStreaming(std::string_view document, const TStreaming& how) {
   const TDocumentFile file(document);
   TOutcome plain = ReadPlainly(std::string(document), file.Path());
   const auto target = FilledNamespace();
   const std::string before = AllIn(target);
-  const auto streamed = Stream(target, file.Path(), EDialect::kAny, true, window);
+  const auto streamed = Stream(target, file.Path(), EDialect::kAny, true, how);
   if (streamed) {
     const TOutcome outcome{{}, 0, streamed->classes, AllIn(target)};
     if (outcome != plain) return "streamed: " + Shown(outcome) + "\nplain: " + Shown(plain);

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "host/hskcore/cim.h"
+#include "runtime/xmlparser/document_parts.h"
 
 namespace svc::xml {
 
@@ -34,10 +35,10 @@ class TDocumentFile {
 // All that is in the classes A, B and K of a namespace, as far as made documents fill them.
 std::string AllIn(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& source);
 
-// Reads the document through windows that begin at this size, and plainly, each into a namespace
+// Reads the document through windows, as is told, and plainly, each into a namespace
 // that holds an instance already. Empty where the same comes of both: what is in the namespaces,
 // the classes collected, the status and the text of an error; else what differs.
-std::string DifferenceOfStreaming(std::string_view document, std::size_t window);
+std::string DifferenceOfStreaming(std::string_view document, const TStreaming& how);
 
 }  // namespace svc::xml
 

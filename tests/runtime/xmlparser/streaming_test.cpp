@@ -42,7 +42,7 @@ const std::string kAllTokens =
     "<!-- behind > --><?p > ?>\r\n";
 
 void ExpectSame(const std::string& document, std::size_t window) {
-  const std::string difference = DifferenceOfStreaming(document, window);
+  const std::string difference = DifferenceOfStreaming(document, {.window = window});
   ASSERT_EQ(difference, "") << "window " << window << " of\n" << document;
 }
 
