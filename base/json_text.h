@@ -29,15 +29,6 @@ constexpr std::uint64_t OddBytes(std::uint64_t word) noexcept {
   return (word | (word + kEach) | control | quote | backslash) & (0x80 * kEach);
 }
 
-// How many of the eight bytes come before the first odd one, as they stand in memory. Where the
-// processor puts the highest byte first, none of a word with an odd byte are told to.
-constexpr std::size_t PlainBytes(std::uint64_t word) noexcept {
-  const std::uint64_t odd = OddBytes(word);
-  if (odd == 0) return sizeof word;
-  const bool isFirstLowest = std::endian::native == std::endian::little;
-  return isFirstLowest ? static_cast<std::size_t>(std::countr_zero(odd)) / 8 : 0;
-}
-
 // Sixteen bytes at a time, in a vector where the processor has such. As signed numbers, so that all
 // that is no ASCII is below the first character that is written as it is.
 using TSixteenBytes [[gnu::vector_size(16)]] = signed char;
@@ -52,6 +43,19 @@ inline TSixteenBytes OddBytes(TSixteenBytes bytes) noexcept {
   using TUnsigned [[gnu::vector_size(16)]] = unsigned char;
   const auto next = reinterpret_cast<TSixteenBytes>(reinterpret_cast<TUnsigned>(bytes) + 1);
   return (next < SixteenTimes('!')) | (bytes == SixteenTimes('"')) | (bytes == SixteenTimes('\\'));
+}
+
+// How many of them come before the first odd one, as they stand in memory.
+inline std::size_t PlainBytes(TSixteenBytes bytes) noexcept {
+  using TTwoWords [[gnu::vector_size(16)]] = std::uint64_t;
+  const auto odd = reinterpret_cast<TTwoWords>(OddBytes(bytes));
+  constexpr std::size_t kHalf = sizeof(std::uint64_t);
+  const auto first = [](std::uint64_t word) {
+    const bool isFirstLowest = std::endian::native == std::endian::little;
+    const int bits = isFirstLowest ? std::countr_zero(word) : std::countl_zero(word);
+    return static_cast<std::size_t>(bits) / 8;
+  };
+  return odd[0] != 0 ? first(odd[0]) : kHalf + first(odd[1]);
 }
 
 inline std::uint64_t AnyOf(std::uint64_t odd) noexcept { return odd; }

@@ -49,13 +49,17 @@ TTask WithoutInventory(std::string machine, std::string cause) {
   return {std::move(machine), TTask::EInventory::kNone, std::move(cause)};
 }
 
-// What a JSON escape of two characters stands for; 0 for others.
-char Unescaped(char letter) {
+// What a JSON escape of two characters stands for, by its second one; 0 for others.
+constexpr auto kEscaped = [] {
+  std::array<char, 256> characters{};
   constexpr std::string_view kLetters = "\"\\/bfnrt";
-  constexpr std::string_view kCharacters = "\"\\/\b\f\n\r\t";
-  const std::size_t at = kLetters.find(letter);
-  return at == kLetters.npos ? '\0' : kCharacters[at];
-}
+  constexpr std::string_view kMeant = "\"\\/\b\f\n\r\t";
+  for (std::size_t i = 0; i < kLetters.size(); ++i) {
+    characters[static_cast<unsigned char>(kLetters[i])] = kMeant[i];
+  }
+  return characters;
+}();
+char Unescaped(char letter) { return kEscaped[static_cast<unsigned char>(letter)]; }
 
 bool TakePunctuation(std::string_view& rest, char wanted) {
   rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
@@ -69,16 +73,27 @@ bool IsPlain(char c) {
   return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
 }
 
-// Copies what JSON writes as it is, up to something else.
-void CopyPlainText(std::string_view& rest, char*& target) {
-  std::size_t plain = sizeof(std::uint64_t);
-  while (plain == sizeof(std::uint64_t) && rest.size() >= sizeof(std::uint64_t)) {
-    const std::uint64_t word = LoadWord(rest.data());
-    std::memcpy(target, &word, sizeof word);
-    plain = PlainBytes(word);
-    target += plain;
-    rest.remove_prefix(plain);
+// Copies what JSON writes as it is and escapes of two characters, up to something else. There is
+// room for as many bytes as it takes.
+void CopyUsualText(std::string_view& rest, char*& target) {
+  const char* from = rest.data();
+  const char* const end = from + rest.size();
+  char* to = target;
+  while (end - from >= static_cast<std::ptrdiff_t>(sizeof(TSixteenBytes))) {
+    TSixteenBytes block;
+    std::memcpy(&block, from, sizeof block);
+    std::memcpy(to, &block, sizeof block);
+    const std::size_t plain = PlainBytes(block);
+    from += plain;
+    to += plain;
+    if (plain == sizeof block) continue;
+    const char meant = end - from >= 2 && *from == '\\' ? Unescaped(from[1]) : '\0';
+    if (meant == '\0') break;
+    *to++ = meant;
+    from += 2;
   }
+  target = to;
+  rest.remove_prefix(static_cast<std::size_t>(from - rest.data()));
 }
 
 // Takes a character off a JSON string as it is written there, and writes it. False at the end, and
@@ -103,7 +118,7 @@ bool TakeString(std::string_view& rest, std::string& text) {
   text.resize(rest.size());
   char* end = text.data();
   do {
-    CopyPlainText(rest, end);
+    CopyUsualText(rest, end);
   } while (!rest.empty() && TakeCharacter(rest, end));
   text.resize(static_cast<std::size_t>(end - text.data()));
   return TakePunctuation(rest, '"');

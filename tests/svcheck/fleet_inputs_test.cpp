@@ -74,6 +74,20 @@ TEST_F(FleetInputs, HaveEachCharacterThatALineWritesWhateverItsForm) {
   }
 }
 
+TEST_F(FleetInputs, AreTheSameWhereverAnEscapeStandsInTheText) {
+  for (std::size_t at = 0; at < 20; ++at) {
+    for (const TEscape& escape : kEscapes) {
+      const std::string text(at, '~');
+      for (const std::size_t rest : {0U, 15U, 16U}) {
+        const std::string behind(rest, ' ');
+        const std::string line =
+            R"({"machine":"m","inventory":")" + text + escape.written + behind + "\"}";
+        EXPECT_EQ(OfLine(line).text, text + escape.meant + behind) << line;
+      }
+    }
+  }
+}
+
 TEST_F(FleetInputs, AreLongTextsWholeWhereverALineEndsInABlock) {
   for (const std::size_t size : {std::size_t{1} << 18, (std::size_t{1} << 18) - 1,
                                  (std::size_t{1} << 18) + 1, std::size_t{3} << 18}) {
