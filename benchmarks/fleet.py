@@ -4,7 +4,8 @@
     fleet.py --build build/bench [--most 100000] [--json FILE]
 
 The catalogue has 10,000 elements of about 3.6 KB; a machine has 300 drivers, and some 350 elements
-are for its type. Growth is measured with machines of 30 drivers, of 20 types. What is compared with
+are for its type. No two machines read alike, but for those that are measured for it: they differ in
+their serial numbers and names. Growth is measured with machines of 30 drivers, of 20 types. What is compared with
 bare pugixml, which parses the catalogue in place, takes turns with it. Memory is the proportional
 set size of the program and its workers: what they share counts once.
 """
@@ -25,7 +26,7 @@ import time
 HERE = pathlib.Path(__file__).resolve().parent
 ELEMENTS = 10_000
 DRIVERS, FEW_DRIVERS = 300, 30
-DIFFERENT = 100  # Machines that differ; more are the same under other names.
+DIFFERENT = 100  # Machines that differ; more differ from these in the version of one driver.
 TYPES = 20
 MIB = 1 << 20
 ROUNDS = 9
@@ -52,8 +53,13 @@ def memory_of(pid):
     return total
 
 
+VERSION = re.compile(r'(NAME="Version" TYPE="string"><VALUE>)[^<]*')
+OWN = ('<PROPERTY NAME="SerialNumber" TYPE="string"><VALUE>@</VALUE></PROPERTY>'
+       '<PROPERTY NAME="Name" TYPE="string"><VALUE>host-@</VALUE></PROPERTY>')
+
+
 class Machines:
-    """Lines of inventories, for ever the same ones under new names."""
+    """Lines of inventories, each another one."""
 
     def __init__(self, inventory, types, drivers):
         rng = random.Random(drivers)
@@ -63,12 +69,25 @@ class Machines:
         self.inventories = []
         for number in range(DIFFERENT):
             chosen = rng.sample(found, drivers)
+            chosen[0] = VERSION.sub(r"\1@", chosen[0], count=1)
             text = "".join(chosen).join(frame).replace("4620", types[number % len(types)])
             self.inventories.append(json.dumps(text))
 
     def line(self, number):
-        return (f'{{"machine":"m{number}","inventory":'
-                f"{self.inventories[number % DIFFERENT]}}}\n").encode()
+        inventory = self.inventories[number % DIFFERENT].replace("@", str(number))
+        return f'{{"machine":"m{number}","inventory":{inventory}}}\n'.encode()
+
+
+class Alike:
+    """Machines of one model, set up alike: the first of others."""
+
+    def __init__(self, machines):
+        self.inventory = machines.inventories[0].replace("@", "7").replace(
+            "</INSTANCE>", json.dumps(OWN)[1:-1] + "</INSTANCE>", 1)
+
+    def line(self, number):
+        inventory = self.inventory.replace("@", str(number))
+        return f'{{"machine":"m{number}","inventory":{inventory}}}\n'.encode()
 
 
 class Fleet:
@@ -83,6 +102,7 @@ class Fleet:
         with open(folder / "index.xml", encoding="utf-8") as catalogue:
             types = sorted(set(re.findall(r"-\[(\d+)\]-</VALUE>", catalogue.read(8 * MIB))))
         self.large = Machines(inventory, ["4620"], DRIVERS)
+        self.alike = Alike(self.large)
         self.small = Machines(inventory, types[:TYPES], FEW_DRIVERS)
 
     def query(self):
@@ -90,7 +110,7 @@ class Fleet:
                 f"svPath={self.folder}"]
 
     def file(self, machines, count):
-        path = self.folder / f"{count}.ndjson"
+        path = self.folder / f"{type(machines).__name__}{count}.ndjson"
         path.write_bytes(b"".join(map(machines.line, range(count))))
         return path
 
@@ -125,18 +145,23 @@ class Fleet:
 def further_machine(fleet, pugixml):
     """What a machine more costs, beside one query and beside pugixml; rounds take turns."""
     rows = []
-    few_file, many_file = (fleet.file(fleet.large, count) for count in (1, 101))
+    files = [fleet.file(fleet.large, 1), fleet.file(fleet.large, 101),
+             fleet.file(fleet.alike, 101), fleet.file(fleet.alike, 1101)]
     for _ in range(ROUNDS):
-        one, many = (seconds([*fleet.command(1), "--inventories", path])
-                     for path in (few_file, many_file))
+        one, many, few_alike, many_alike = (seconds([*fleet.command(1), "--inventories", path])
+                                            for path in files)
         rows.append(((many - one) / 100, many, seconds(fleet.query()),
-                     seconds([pugixml, fleet.folder / "index.xml"])))
-    further, many, query, bare = (statistics.median(column) for column in zip(*rows))
+                     seconds([pugixml, fleet.folder / "index.xml"]),
+                     (many_alike - few_alike) / 1000))
+    further, many, query, bare, alike = (statistics.median(column) for column in zip(*rows))
     print(f"one query: {query:.3f} s; 101 machines in one process: {many:.3f} s, "
           f"{many / query:.1f} times that")
     print(f"bare pugixml: {bare:.3f} s; a machine more: {further * 1000:.2f} ms, 1/"
-          f"{statistics.median(row[3] / row[0] for row in rows):.0f} of that")
-    return {"query": query, "machines101": many, "further": further, "pugixml": bare}
+          f"{statistics.median(row[3] / row[0] for row in rows):.0f} of that; one that reads like "
+          f"another: {alike * 1000:.3f} ms, 1/"
+          f"{statistics.median(row[3] / row[4] for row in rows):.0f}")
+    return {"query": query, "machines101": many, "further": further, "pugixml": bare,
+            "alike": alike}
 
 
 def throughput(fleet, most):

@@ -21,6 +21,7 @@ struct TTask {
   std::string machine;
   EInventory inventory = EInventory::kFile;
   std::string text;
+  bool wantsReads = false;  // Whether the answer says what of the inventory was read.
 };
 
 // What passes between a fleet's program and its workers: texts, each behind its length. Pure
@@ -56,11 +57,12 @@ inline TLength AnnouncedLength(std::string_view bytes) {
 }
 
 inline std::string FrameOfTask(const TTask& task) {
-  const std::size_t body = 1 + 2 * sizeof(TLength) + task.machine.size() + task.text.size();
+  const std::size_t body = 2 + 2 * sizeof(TLength) + task.machine.size() + task.text.size();
   std::string frame;
   frame.reserve(sizeof(TLength) + body);
   AppendLength(frame, body);
   frame += static_cast<char>(task.inventory);
+  frame += static_cast<char>(task.wantsReads);
   AppendFrame(frame, task.machine);
   AppendFrame(frame, task.text);
   return frame;
@@ -70,10 +72,26 @@ inline std::string FrameOfTask(const TTask& task) {
 inline TTask TaskOfBody(std::string_view body) {
   TTask task;
   task.inventory = static_cast<TTask::EInventory>(body[0]);
-  body.remove_prefix(1);
+  task.wantsReads = body[1] != 0;
+  body.remove_prefix(2);
   task.machine = TakeFrame(body).value();
   task.text = TakeFrame(body).value();
   return task;
+}
+
+// An answer is lines, which hold no null character, and behind one, where they were wanted, the
+// bytes of TInventoryReads.
+inline constexpr char kBeforeReads = '\0';
+
+struct TAnswerParts {
+  std::string_view lines;
+  std::string_view reads;  // Empty for none.
+};
+
+inline TAnswerParts PartsOf(std::string_view answer) {
+  const std::size_t end = answer.find(kBeforeReads);
+  if (end == answer.npos) return {answer, {}};
+  return {answer.substr(0, end), answer.substr(end + 1)};
 }
 
 }  // namespace svc::fleet

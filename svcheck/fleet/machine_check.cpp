@@ -13,6 +13,7 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/logging.h"
 #include "svcheck/fleet/byte_source.h"
+#include "svcheck/fleet/unread_texts.h"
 #include "svcheck/session/coverage.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/report_files.h"
@@ -104,6 +105,7 @@ report::TReport TMachineCheck::EmptyReport() const {
 
 TQueryRequest TMachineCheck::RequestFor(TTask& task) const {
   TQueryRequest whole = request;
+  whole.keepsPlaces = task.wantsReads;
   if (task.inventory == TTask::EInventory::kNone) throw TError(task.text);
   if (task.inventory == TTask::EInventory::kDocument) {
     whole.inventoryDocument = std::move(task.text);
@@ -115,7 +117,7 @@ TQueryRequest TMachineCheck::RequestFor(TTask& task) const {
   return whole;
 }
 
-report::TReport TMachineCheck::Compare(TTask& task) {
+report::TReport TMachineCheck::Compare(TTask& task, std::string& told) {
   TQuerySession session(RequestFor(task), plugin);
   report::TReport report = EmptyReport();
   report.machine = MachineIn(session.Inventory());
@@ -125,8 +127,12 @@ report::TReport TMachineCheck::Compare(TTask& task) {
   const auto kind = isOwnPlugin && !isTraced ? KindOf(session.Inventory()) : std::nullopt;
   const auto known = kind ? passedOver.Of(*kind) : nullptr;
   TElementReads reads;
+  TInventoryReads inventoryReads;
   const bool isFirst = kind && !known;
-  session.Run({.log = log, .catalogue = isFirst ? &reads : nullptr, .hidden = known});
+  session.Run({.log = log,
+               .inventory = task.wantsReads ? &inventoryReads : nullptr,
+               .catalogue = isFirst ? &reads : nullptr,
+               .hidden = known});
   session.Conclude(report);
   report.generated = began;
   if (!settings.waivers.empty()) report::ApplyWaivers(waivers, report);
@@ -140,17 +146,29 @@ report::TReport TMachineCheck::Compare(TTask& task) {
     report.nothingComparedBecause = WhyNothingApplies(report, machineTypes);
   }
   if (log && !log->Flush()) report.errors.emplace_back("the log of this machine is not whole");
+  if (task.wantsReads && IsShared(report)) {
+    inventoryReads.AddTold(session.Inventory());
+    told = kBeforeReads + inventoryReads.Bytes();
+  }
   return report;
+}
+
+// Whether it holds for all machines of which the same is read. What another plug-in makes of an
+// inventory, nobody sees; a log and an error are one machine's.
+bool TMachineCheck::IsShared(const report::TReport& report) const {
+  return isOwnPlugin && plugin->Companion() == nullptr && settings.logFolder.empty() &&
+         report::WasCompared(report.outcome) && report.errors.empty();
 }
 
 std::string TMachineCheck::Answer(TTask task) {
   report::TReport report;
+  std::string told;
   try {
-    report = Compare(task);
+    report = Compare(task, told);
   } catch (const std::exception& error) {
     return FailedAnswer(task.machine, error.what());
   }
-  return Text(report, task.machine);
+  return Text(report, task.machine) + told;
 }
 
 std::string FailedAnswer(const std::string& machine, const std::string& cause) {

@@ -32,7 +32,9 @@ class TMachineCheck {
   // Throws TError (kCatalogue when the catalogue cannot be used).
   explicit TMachineCheck(TCheckSettings settings);
 
-  // A line for each record, then one without a "Type" that says how the comparison ended.
+  // A line for each record, then one without a "Type" that says how the comparison ended. Behind
+  // them, where the task wants it and the answer is that of every machine of which the same is
+  // read, what was read.
   std::string Answer(TTask task);
 
  private:
@@ -41,7 +43,9 @@ class TMachineCheck {
   report::TReport EmptyReport() const;
   // Takes the task's text. The elements that are known to make no difference to machines of the
   // same kind are left out.
-  report::TReport Compare(TTask& task);
+  // `told` gets what was read, where the task wants it.
+  report::TReport Compare(TTask& task, std::string& told);
+  bool IsShared(const report::TReport& report) const;
   // Takes the task's text.
   TQueryRequest RequestFor(TTask& task) const;
 

@@ -60,21 +60,35 @@ TWrittenRecord WrittenRecordOf(std::string_view line) {
 }  // namespace
 
 void TSummary::Add(std::string_view lines) {
-  TVerdictCounts found{};
+  one.records.clear();
+  one.found = {};
+  one.waived = 0;
+  one.isNothingCompared = false;
+  one.type = nullptr;
+  Count(lines, one);
+  AddCounted(one);
+}
+
+void TSummary::Add(std::string_view lines, TCounted& counted) {
+  if (!counted.isKnown) Count(lines, counted);
+  counted.isKnown = true;
+  AddCounted(counted);
+}
+
+void TSummary::Count(std::string_view lines, TCounted& counted) {
   while (const auto line = TakeLine(lines)) {
     if (IsLast(*line)) {
-      AddLast(*line, found);
-      continue;
+      CountLast(*line, counted);
+    } else {
+      CountRecord(*line, counted);
     }
-    const TVerdictCounts one = AddRecord(*line);
-    for (std::size_t i = 0; i < found.size(); ++i) found[i] += one[i];
   }
 }
 
-TVerdictCounts TSummary::AddRecord(std::string_view line) {
+void TSummary::CountRecord(std::string_view line, TCounted& counted) {
   if (IsWaived(line)) {
-    ++waived;
-    return {};
+    ++counted.waived;
+    return;
   }
   const TWrittenRecord record = WrittenRecordOf(line);
   const auto verdict = report::VerdictOfName(*record.verdict);
@@ -82,15 +96,11 @@ TVerdictCounts TSummary::AddRecord(std::string_view line) {
   key = *record.type;
   key += kBetween;
   key += *record.name;
-  ++components[key][IndexOf(*verdict)];
-  ++verdicts[IndexOf(*verdict)];
-  TVerdictCounts one{};
-  one[IndexOf(*verdict)] = 1;
-  return one;
+  counted.records.push_back({&components[key], IndexOf(*verdict)});
+  ++counted.found[IndexOf(*verdict)];
 }
 
-void TSummary::AddLast(std::string_view line, const TVerdictCounts& found) {
-  ++machines;
+void TSummary::CountLast(std::string_view line, TCounted& counted) {
   const std::string_view outcome = Demand(line, "outcome");
   const auto known = report::OutcomeOfName(outcome);
   if (!known || !report::WasCompared(*known)) {
@@ -100,13 +110,25 @@ void TSummary::AddLast(std::string_view line, const TVerdictCounts& found) {
     return;
   }
   const auto state = MemberOf(line, "state");  // Earlier versions wrote none.
-  nothingCompared += state == report::NameOf(report::EState::kNothingCompared) ? 1 : 0;
-  const bool isOutdated = found[IndexOf(EVerdict::kOutdated)] > 0;
-  outdatedMachines += isOutdated ? 1 : 0;
-  TTypeCounts& type = machineTypes[Unescaped(Demand(line, "machineType"))];
-  ++type.machines;
-  type.outdatedMachines += isOutdated ? 1 : 0;
-  for (std::size_t i = 0; i < found.size(); ++i) type.verdicts[i] += found[i];
+  counted.isNothingCompared = state == report::NameOf(report::EState::kNothingCompared);
+  counted.type = &machineTypes[Unescaped(Demand(line, "machineType"))];
+}
+
+// Failures count their records, and not the machine's type.
+void TSummary::AddCounted(const TCounted& counted) {
+  ++machines;
+  waived += counted.waived;
+  for (const TCounted::TOne& record : counted.records) ++(*record.component)[record.verdict];
+  for (std::size_t i = 0; i < verdicts.size(); ++i) verdicts[i] += counted.found[i];
+  if (counted.type == nullptr) return;
+  nothingCompared += counted.isNothingCompared ? 1 : 0;
+  const std::uint64_t isOutdated = counted.found[IndexOf(EVerdict::kOutdated)] > 0 ? 1 : 0;
+  outdatedMachines += isOutdated;
+  counted.type->machines += 1;
+  counted.type->outdatedMachines += isOutdated;
+  for (std::size_t i = 0; i < counted.found.size(); ++i) {
+    counted.type->verdicts[i] += counted.found[i];
+  }
 }
 
 std::vector<TSummary::TComponent> TSummary::Components() const {

@@ -33,8 +33,27 @@ struct TFailedMachine {
 
 class TSummary {
  public:
+  // What the lines of a machine come to, wherever it was counted. Valid as long as the summary.
+  class TCounted {
+    friend class TSummary;
+    struct TOne {
+      TVerdictCounts* component;
+      std::size_t verdict;
+    };
+    std::vector<TOne> records;
+    TVerdictCounts found{};
+    std::uint64_t waived = 0;
+    bool isNothingCompared = false;
+    TTypeCounts* type = nullptr;  // Null for a machine that failed.
+    bool isKnown = false;
+  };
+
   // All lines of one machine. Throws std::runtime_error when they are none of a fleet's results.
   void Add(std::string_view lines);
+  // The same of a machine whose lines differ from another's by its name and serial number only.
+  // `counted` is what the other's came to; filled by the first of them. REQUIRES: it has not
+  // failed.
+  void Add(std::string_view lines, TCounted& counted);
 
   // What a reader has to know of all of them, a sentence each.
   void AddNotices(const std::vector<std::string>& sentences) {
@@ -64,8 +83,10 @@ class TSummary {
   }
 
  private:
-  TVerdictCounts AddRecord(std::string_view line);
-  void AddLast(std::string_view line, const TVerdictCounts& found);
+  void Count(std::string_view lines, TCounted& counted);
+  void CountRecord(std::string_view line, TCounted& counted);
+  void CountLast(std::string_view line, TCounted& counted);
+  void AddCounted(const TCounted& counted);
 
   std::uint64_t machines = 0;
   std::uint64_t outdatedMachines = 0;
@@ -77,6 +98,7 @@ class TSummary {
   std::vector<TFailedMachine> failed;
   std::vector<std::string> notices;
   std::string key;  // Reused.
+  TCounted one;     // Reused.
 };
 
 // What makes an exit status of 2.

@@ -253,6 +253,7 @@ TQuerySession::~TQuerySession() { SetInstanceSink(inventory, rules::kResultClass
 void TQuerySession::ReadInventory() {
   constexpr const char* kAdvice = "; give a CIM-XML inventory, such as `svcheck collect` writes";
   try {
+    if (request.keepsPlaces) KeepPlaces(inventory);
     if (request.builtinClasses) DeclareBuiltinClasses(inventory);
     if (!request.inventoryDocument.empty()) ParseDocument(inventory, request.inventoryDocument);
     for (const std::string& file : request.inventories) {

@@ -26,6 +26,7 @@ struct TQueryRequest {
   std::string inventoryDocument;         // CIM-XML in memory; empty for none.
   std::string machineType;               // Stands for the inventory's; empty to leave that.
   bool builtinClasses = true;
+  bool keepsPlaces = false;  // Whether the inventory's instances know theirs.
   NQRXHSK20::CIMContext context;
   std::filesystem::path dataFolder;
   std::filesystem::path plugin;

@@ -13,6 +13,7 @@
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
+#include "svcheck/fleet/comparison.h"
 #include "svcheck/fleet/inputs.h"
 #include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/pages.h"
@@ -35,7 +36,6 @@ namespace svc {
 
 namespace {
 
-using fleet::TAnswer;
 using fleet::TResultReader;
 using fleet::TTask;
 
@@ -76,8 +76,14 @@ class TReports {
     if (!options.table.empty()) table = OpenOutput(options.table);
   }
 
-  void Add(const std::string& machine, std::string_view lines) {
-    summary.Add(lines);
+  // `counted` is as the comparison's; null where nothing is known.
+  void Add(const std::string& machine, std::string_view lines,
+           fleet::TSummary::TCounted* counted = nullptr) {
+    if (counted != nullptr) {
+      summary.Add(lines, *counted);
+    } else {
+      summary.Add(lines);
+    }
     if (pages) pages->Add(machine, lines);
   }
 
@@ -114,7 +120,7 @@ class TReports {
   std::unique_ptr<TOutput> table;
 };
 
-class TFleetVerb : public IVerb {
+class TFleetVerb : public IVerb, private fleet::IComparedMachines {
  public:
   explicit TFleetVerb(CLI::App& app);
   int Run() override;
@@ -126,16 +132,17 @@ class TFleetVerb : public IVerb {
   int Jobs() const;
   int Merge();
   // The machines that the output holds already.
-  std::deque<std::string> OpenResults(TReports& reports);
-  // The next machine of this run; none at the end.
-  std::optional<TTask> NextTask();
-  void CompareAll(fleet::IWorkers& workers, TReports& reports);
-  void Deliver(TAnswer answer, TReports& reports);
-  void TellOfTime(TReports& reports) const;
+  std::deque<std::string> OpenResults();
+  // The next machine of this run.
+  std::optional<TTask> Next() override;
+  bool IsReady() override { return inputs->IsReady(); }
+  void Take(const std::string& machine, std::string_view lines,
+            fleet::TSummary::TCounted* counted) override;
+  void TellOfTime();
   // Throws TError where a path held none.
   void DemandMachines() const;
   bool WantsProgress() const;
-  void ShowProgress(const TReports& reports);
+  void ShowProgress();
 
   TFleetOptions options;
   fleet::TShard shard;
@@ -143,15 +150,9 @@ class TFleetVerb : public IVerb {
   std::uint64_t machines = 0;  // Of all, read so far.
   std::deque<std::string> done;
   std::optional<fleet::TResultFile> results;
-  std::uint64_t given = 0;
-  std::uint64_t written = 0;
-  struct TWaiting {
-    std::string machine;
-    std::optional<std::string> answer;
-  };
+  std::optional<TReports> reports;
   std::optional<TStatusLine> status;
   std::chrono::steady_clock::time_point shown{};  // The status line, last.
-  std::deque<TWaiting> waiting;  // Machines in their order, from `written` to `given`.
 };
 
 TFleetVerb::TFleetVerb(CLI::App& app) {
@@ -260,38 +261,40 @@ int TFleetVerb::Run() {
   const bool isSummaryAsked =
       !options.json.empty() || !options.table.empty() || !options.html.empty();
   if (!isSummaryAsked && options.output != "-" && !IsQuiet()) options.table = "-";
-  TReports reports(options);
+  reports.emplace(options);
   if (!options.merged.empty()) {
     results.emplace(options.output);
     fleet::MergeResults(options.merged, [&](const TResultReader::TMachine& machine) {
       results->Write(machine.lines);
-      reports.Add(machine.name, machine.lines);
+      reports->Add(machine.name, machine.lines);
     });
     results->Close();
-    return reports.Finish();
+    return reports->Finish();
   }
   fleet::DemandInventories(options.inventories);
   const auto workers =
       fleet::StartWorkers(Jobs(), std::chrono::seconds(options.machineTimeout), MakeSettings());
-  TellOfTime(reports);
+  TellOfTime();
   inputs.emplace(options.inventories);
-  done = OpenResults(reports);
+  done = OpenResults();
   if (options.output != "-") {
     SetInterruptionHint("interrupted; what was compared is in " + options.output +
                         ": the same command goes on behind it with --resume");
   }
   status.emplace(WantsProgress() ? stderr : nullptr);
-  CompareAll(*workers, reports);
+  // A machine's log is its own.
+  const std::uint64_t ahead = kAhead * static_cast<std::uint64_t>(Jobs());
+  fleet::TComparison(*workers, *this, ahead, options.logFolder.empty()).Run();
   status->Clear();
   results->Close();
-  const int ended = reports.Finish();
+  const int ended = reports->Finish();
   DemandMachines();
   return ended;
 }
 
 // Of what is the same for every machine: waivers that have expired, and a catalogue that is too
 // old.
-void TFleetVerb::TellOfTime(TReports& reports) const {
+void TFleetVerb::TellOfTime() {
   report::TReport none;
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   none.generated = std::chrono::duration_cast<std::chrono::seconds>(now).count();
@@ -303,7 +306,7 @@ void TFleetVerb::TellOfTime(TReports& reports) const {
   if (loaded.elements) none.catalogue.date = DateOf(loaded.elements, none.generated);
   const auto notices = report::Notices(none, {.maxAge = options.maxAge});
   std::ranges::for_each(notices, ReportNote);
-  reports.AddNotices(notices);
+  reports->AddNotices(notices);
 }
 
 // A file of lines that has none says so at its end.
@@ -321,22 +324,22 @@ bool TFleetVerb::WantsProgress() const {
   return !IsQuiet() && !isMixed && StandardErrorIsTerminal();
 }
 
-void TFleetVerb::ShowProgress(const TReports& reports) {
+void TFleetVerb::ShowProgress() {
   constexpr std::chrono::milliseconds kBetween{200};
   const auto now = std::chrono::steady_clock::now();
   if (now - shown < kBetween) return;
   shown = now;
-  const std::size_t failed = reports.Summary().Failed().size();
-  status->Show(Counted(reports.Summary().Machines(), "machine") + " compared" +
+  const std::size_t failed = reports->Summary().Failed().size();
+  status->Show(Counted(reports->Summary().Machines(), "machine") + " compared" +
                (failed == 0 ? "" : ", " + std::to_string(failed) + " failed"));
 }
 
-std::deque<std::string> TFleetVerb::OpenResults(TReports& reports) {
+std::deque<std::string> TFleetVerb::OpenResults() {
   std::deque<std::string> names;
   if (options.resume) {
     results.emplace(options.output, [&](const TResultReader::TMachine& machine) {
       names.push_back(machine.name);
-      reports.Add(machine.name, machine.lines);
+      reports->Add(machine.name, machine.lines);
     });
   } else {
     results.emplace(options.output);
@@ -344,7 +347,7 @@ std::deque<std::string> TFleetVerb::OpenResults(TReports& reports) {
   return names;
 }
 
-std::optional<TTask> TFleetVerb::NextTask() {
+std::optional<TTask> TFleetVerb::Next() {
   while (auto task = inputs->Next()) {
     if (!shard.Has(machines++)) continue;
     if (done.empty()) return task;
@@ -363,34 +366,11 @@ std::optional<TTask> TFleetVerb::NextTask() {
                "inventories; give those that the run began with");
 }
 
-void TFleetVerb::CompareAll(fleet::IWorkers& workers, TReports& reports) {
-  const std::uint64_t most = kAhead * static_cast<std::uint64_t>(Jobs());
-  bool isMore = true;
-  while (isMore || !workers.IsIdle()) {
-    while (isMore && workers.HasRoom() && given - written < most) {
-      // Whoever writes slowly gets each answer before the next machine is there.
-      if (!workers.IsIdle() && !inputs->IsReady()) break;
-      auto task = NextTask();
-      isMore = task.has_value();
-      if (!task) break;
-      waiting.push_back({task->machine, {}});
-      workers.Give(given++, *std::move(task));
-    }
-    if (!workers.IsIdle()) Deliver(workers.Wait(), reports);
-  }
-}
-
-// Answers come in any order and go out in that of the inventories.
-void TFleetVerb::Deliver(TAnswer answer, TReports& reports) {
-  waiting[answer.number - written].answer = std::move(answer.text);
-  while (!waiting.empty() && waiting.front().answer) {
-    const TWaiting& first = waiting.front();
-    results->Write(*first.answer);
-    reports.Add(first.machine, *first.answer);
-    waiting.pop_front();
-    ++written;
-  }
-  ShowProgress(reports);
+void TFleetVerb::Take(const std::string& machine, std::string_view lines,
+                      fleet::TSummary::TCounted* counted) {
+  results->Write(lines);
+  reports->Add(machine, lines, counted);
+  ShowProgress();
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 """Each machine of a fleet has the records and the log that `svcheck query` has of it alone, whether
-the log is kept whole, in part, or not at all."""
+the log is kept whole, in part, or not at all; so as a line, and whatever machines are like it."""
 
 import argparse
 import collections
@@ -59,6 +59,22 @@ def without_trace(log):
                     if json.loads(line)["level"] <= PROGRESS)
 
 
+def write_lines(path, files, answers):
+    """The machines that can be compared and that a line of JSON holds. Returns their names."""
+    names = []
+    with open(path, "w", encoding="utf-8") as lines:
+        for file in files:
+            ends = answers[file.stem][1]
+            try:
+                inventory = file.read_bytes().decode()
+            except UnicodeDecodeError:
+                continue
+            if inventory.startswith("<") and ends and ends[0]["outcome"] != "failed":
+                print(json.dumps({"machine": file.stem, "inventory": inventory}), file=lines)
+                names.append(file.stem)
+    return names
+
+
 class Fleet:
     """The results and logs of `svcheck fleet` with the log that its options ask for."""
 
@@ -89,10 +105,15 @@ def main():
         bare = Fleet(folder, "bare", command)
         answers = answers_of(whole.results)
         files = sorted(inventories.iterdir())
+        lines = folder / "machines.ndjson"
+        named = write_lines(lines, files, answers)
+        told = answers_of(Fleet(folder, "lines", [lines if part == inventories else part
+                                                  for part in command]).results)
         with concurrent.futures.ThreadPoolExecutor(2) as pool:
             queries = pool.map(lambda file: alone(svcheck, file, catalogue, work), files)
             differing = sum(run.results.read_bytes() != whole.results.read_bytes()
                             for run in (part, bare))
+            differing += sum(told[name] != answers[name] for name in named)
             records = 0
             for file, query in zip(files, queries):
                 log = whole.log_of(file.stem)
