@@ -3,6 +3,7 @@
 // the kernel takes it.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "collect/linux/linux_collector.h"
@@ -14,6 +15,8 @@ namespace {
 
 constexpr std::uint8_t kBiosInformation = 0;
 constexpr std::uint8_t kSystemInformation = 1;
+constexpr std::uint8_t kBaseboard = 2;
+constexpr std::uint8_t kEnclosure = 3;
 
 std::string Attribute(const TMachine& machine, const std::string& name) {
   return machine.tree.ReadLine(std::string(kDmiFolder) + "/" + name);
@@ -71,6 +74,42 @@ void SetIdentity(const TMachine& machine, TInstance& system, TInventory& invento
   system.Set("SerialNumber", serial).Set("UUID", uuid).Set("Name", HostName(machine));
 }
 
+// A byte of a structure as a decimal number; empty where there is no such structure.
+std::string Number(const TMachine& machine, std::uint8_t type, std::size_t offset) {
+  const TSmbiosStructure* const structure = machine.smbios.First(type);
+  if (structure == nullptr || structure->Bytes(offset, 1).empty()) return {};
+  return std::to_string(structure->Byte(offset));
+}
+
+// The kind of enclosure: the structure has a bit for its lock as well, which counts in the public
+// scheme of hardware ids and which the kernel takes away.
+std::string EnclosureType(const TMachine& machine) {
+  std::string type = Attribute(machine, "chassis_type");
+  std::string own = Number(machine, kEnclosure, 5);
+  return own.empty() ? type : own;
+}
+
+// What hardware ids are made of beside maker and model.
+void SetHardwareFields(const TMachine& machine, TInstance& system) {
+  const std::string release = Attribute(machine, "bios_release");  // "1.15"
+  const std::size_t dot = std::min(release.find('.'), release.size());
+  const auto either = [](std::string told, std::string_view kernels) {
+    return told.empty() ? std::string(kernels) : told;
+  };
+  const std::string_view minor =
+      std::string_view(release).substr(std::min(dot + 1, release.size()));
+  system.Set("Family", AttributeOr(machine, "product_family", kSystemInformation, 0x1A))
+      .Set("SKUNumber", AttributeOr(machine, "product_sku", kSystemInformation, 0x19))
+      .Set("BaseboardManufacturer", AttributeOr(machine, "board_vendor", kBaseboard, 4))
+      .Set("BaseboardProduct", AttributeOr(machine, "board_name", kBaseboard, 5))
+      .Set("BIOSVendor", AttributeOr(machine, "bios_vendor", kBiosInformation, 4))
+      .Set("BIOSVersion", AttributeOr(machine, "bios_version", kBiosInformation, 5))
+      .Set("BIOSMajorRelease",
+           either(Number(machine, kBiosInformation, 0x14), release.substr(0, dot)))
+      .Set("BIOSMinorRelease", either(Number(machine, kBiosInformation, 0x15), minor))
+      .Set("EnclosureType", EnclosureType(machine));
+}
+
 }  // namespace
 
 void ReadComputerSystem(const TMachine& machine, TInventory& inventory) {
@@ -84,6 +123,7 @@ void ReadComputerSystem(const TMachine& machine, TInventory& inventory) {
   system.Set("MachineType", MachineTypeOf(product))
       .Set("Manufacturer", AttributeOr(machine, "sys_vendor", kSystemInformation, 4))
       .Set("Model", product);
+  SetHardwareFields(machine, system);
   if (!machine.redact) SetIdentity(machine, system, inventory);
   inventory.Add(system);
 }

@@ -28,6 +28,21 @@ TRow OnlyRow(const IWindowsMachine& machine, const std::string& className, TInve
   return {};
 }
 
+// What hardware ids are made of beside maker and model.
+void SetHardwareFields(const IWindowsMachine& machine, const TRow& system, const TRow& bios,
+                       TInstance& instance) {
+  const auto boards = machine.Instances(kCimSpace, "Win32_BaseBoard").value;
+  const TRow board = boards.empty() ? TRow() : boards.front();
+  instance.Set("Family", ValueOf(system, "SystemFamily"))
+      .Set("SKUNumber", ValueOf(system, "SystemSKUNumber"))
+      .Set("BaseboardManufacturer", ValueOf(board, "Manufacturer"))
+      .Set("BaseboardProduct", ValueOf(board, "Product"))
+      .Set("BIOSVendor", ValueOf(bios, "Manufacturer"))
+      .Set("BIOSVersion", ValueOf(bios, "SMBIOSBIOSVersion"))
+      .Set("BIOSMajorRelease", ValueOf(bios, "SystemBiosMajorVersion"))
+      .Set("BIOSMinorRelease", ValueOf(bios, "SystemBiosMinorVersion"));
+}
+
 void AddComputerSystem(const IWindowsMachine& machine, const TRow& bios, bool redact,
                        TInventory& inventory) {
   const TRow system = OnlyRow(machine, "Win32_ComputerSystem", inventory);
@@ -36,6 +51,7 @@ void AddComputerSystem(const IWindowsMachine& machine, const TRow& bios, bool re
   instance.Set("MachineType", MachineTypeOf(model))
       .Set("Manufacturer", ValueOf(system, "Manufacturer"))
       .Set("Model", model);
+  SetHardwareFields(machine, system, bios, instance);
   if (!redact) {
     const TRow product = OnlyRow(machine, "Win32_ComputerSystemProduct", inventory);
     const std::string host = ValueOf(system, "DNSHostName");

@@ -102,10 +102,14 @@ TDevice ReadDevice(const TInstanceHandle& instance, TDevicesSize& size) {
                  TextOf(instance, "Version"),
                  TextOf(instance, "VersionFormat"),
                  {},
-                 {}};
-  for (const std::string* const text : {&device.name, &device.version, &device.format}) {
+                 TextsOf(instance, "VendorIds"),
+                 TextOf(instance, "Branch"),
+                 TextOf(instance, "BootloaderVersion")};
+  for (const std::string* const text :
+       {&device.name, &device.version, &device.format, &device.branch, &device.bootloaderVersion}) {
     size.Add(*text);
   }
+  for (const std::string& vendor : device.vendors) size.AddIdentifier(vendor);
   for (const std::string& identifier : TextsOf(instance, "Identifiers")) {
     size.AddIdentifier(identifier);
     device.guids.push_back(GuidOf(identifier));
@@ -117,15 +121,33 @@ TDevice ReadDevice(const TInstanceHandle& instance, TDevicesSize& size) {
   return device;
 }
 
+// The decimal number of a byte; empty where it is none.
+std::string HexadecimalOf(const std::string& decimal, std::size_t digits) {
+  constexpr std::uint32_t kMost = 0xFF;
+  const auto number = NumberOf(decimal);
+  if (!number || *number > kMost) return {};
+  std::string text;
+  for (std::uint32_t rest = *number; rest > 0 || text.size() < digits; rest >>= 4) {
+    text.insert(text.begin(), "0123456789abcdef"[rest & 0xF]);
+  }
+  return text;
+}
+
 void AddHardwareIds(const TInstanceHandle& system, TDevicesSize& size, std::vector<TGuid>& ids) {
   const TMachineFields fields = {TextOf(system, "Manufacturer"),
                                  TextOf(system, "Family"),
                                  TextOf(system, "Model"),
                                  TextOf(system, "SKUNumber"),
                                  TextOf(system, "BaseboardManufacturer"),
-                                 TextOf(system, "BaseboardProduct")};
-  for (const std::string* const text : {&fields.manufacturer, &fields.family, &fields.product,
-                                        &fields.sku, &fields.boardManufacturer, &fields.board}) {
+                                 TextOf(system, "BaseboardProduct"),
+                                 TextOf(system, "BIOSVendor"),
+                                 TextOf(system, "BIOSVersion"),
+                                 HexadecimalOf(TextOf(system, "BIOSMajorRelease"), 2),
+                                 HexadecimalOf(TextOf(system, "BIOSMinorRelease"), 2),
+                                 HexadecimalOf(TextOf(system, "EnclosureType"), 1)};
+  for (const std::string* const text :
+       {&fields.manufacturer, &fields.family, &fields.product, &fields.sku,
+        &fields.boardManufacturer, &fields.board, &fields.biosVendor, &fields.biosVersion}) {
     size.Add(*text);
   }
   const std::vector<TGuid> made = HardwareIdsOf(fields);

@@ -33,6 +33,8 @@ struct TDevice {
   std::string format;
   std::vector<TGuid> guids;
   std::vector<std::string> vendors;  // Sorted.
+  std::string branch = {};
+  std::string bootloaderVersion = {};  // Empty where it is not known.
 };
 
 // Everything of a machine that a release may ask for.

@@ -66,7 +66,10 @@ void TSearch::Add(const TOffer& offer, std::size_t number) {
 }
 
 std::string TSearch::WhyNotFrom(const TCandidate& candidate, const std::string& from) const {
-  if (!candidate.offer->branch.empty()) return "on the branch " + candidate.offer->branch;
+  if (candidate.offer->branch != device.branch) {
+    return candidate.offer->branch.empty() ? "not on the device's branch, " + device.branch
+                                           : "on the branch " + candidate.offer->branch;
+  }
   for (const std::string& requirement : candidate.offer->requirements) {
     std::string why = WhyNot(requirement, device, from, format, machine);
     if (!why.empty()) return why;

@@ -1,5 +1,6 @@
 #include "plugins/public_firmware/identifiers.h"
 
+#include <algorithm>
 #include <array>
 #include <boost/uuid/name_generator_sha1.hpp>
 #include <cstdint>
@@ -42,8 +43,7 @@ std::string Utf16Of(std::string_view text) {
   return bytes;
 }
 
-// The hardware ids that Windows makes of SMBIOS and that ask for nothing of the BIOS itself, by the
-// fields that each joins.
+// The hardware ids of the public scheme, by the fields that each joins.
 using TField = std::string TMachineFields::*;
 constexpr TField kMaker = &TMachineFields::manufacturer;
 constexpr TField kFamily = &TMachineFields::family;
@@ -51,7 +51,16 @@ constexpr TField kProduct = &TMachineFields::product;
 constexpr TField kSku = &TMachineFields::sku;
 constexpr TField kBoardMaker = &TMachineFields::boardManufacturer;
 constexpr TField kBoard = &TMachineFields::board;
-constexpr std::array<std::array<TField, 6>, 11> kHardwareIds = {{
+constexpr TField kBiosMaker = &TMachineFields::biosVendor;
+constexpr TField kBios = &TMachineFields::biosVersion;
+constexpr TField kMajor = &TMachineFields::biosMajor;
+constexpr TField kMinor = &TMachineFields::biosMinor;
+constexpr TField kEnclosure = &TMachineFields::enclosure;
+constexpr std::size_t kMostFields = 8;
+constexpr std::array<std::array<TField, kMostFields>, 18> kHardwareIds = {{
+    {kMaker, kFamily, kProduct, kSku, kBiosMaker, kBios, kMajor, kMinor},
+    {kMaker, kFamily, kProduct, kBiosMaker, kBios, kMajor, kMinor},
+    {kMaker, kProduct, kBiosMaker, kBios, kMajor, kMinor},
     {kMaker, kFamily, kProduct, kSku, kBoardMaker, kBoard},
     {kMaker, kFamily, kProduct, kSku},
     {kMaker, kFamily, kProduct},
@@ -61,17 +70,30 @@ constexpr std::array<std::array<TField, 6>, 11> kHardwareIds = {{
     {kMaker, kProduct},
     {kMaker, kFamily, kBoardMaker, kBoard},
     {kMaker, kFamily},
+    {kMaker, kEnclosure},
     {kMaker, kBoardMaker, kBoard},
     {kMaker},
+    {kMaker, kFamily, kProduct, kSku, kBiosMaker},
+    {kMaker, kFamily, kProduct, kBiosMaker},
+    {kMaker, kBiosMaker},
 }};
 
+// A field without the zeros and blanks before it, as fwupd takes it from SMBIOS.
+std::string_view Significant(std::string_view field) {
+  field.remove_prefix(std::min(field.find_first_not_of("0 "), field.size()));
+  return field;
+}
+
 // Empty where a field is not known.
-std::string JoinedFields(const TMachineFields& fields, const std::array<TField, 6>& wanted) {
+std::string JoinedFields(const TMachineFields& fields,
+                         const std::array<TField, kMostFields>& wanted) {
   std::string text;
   for (const TField field : wanted) {
     if (field == nullptr) break;
     if ((fields.*field).empty()) return {};
-    text += (text.empty() ? "" : "&") + fields.*field;
+    if (field != wanted.front()) text += '&';
+    // The numbers of a release have two digits each.
+    text += field == kMajor || field == kMinor ? fields.*field : Significant(fields.*field);
   }
   return text;
 }

@@ -29,6 +29,9 @@ std::vector<std::string> VendorsOf(std::string_view identifier);
 // and the ids that need it are left out.
 struct TMachineFields {
   std::string manufacturer, family, product, sku, boardManufacturer, board;
+  std::string biosVendor = {}, biosVersion = {};
+  std::string biosMajor = {}, biosMinor = {};  // Two hexadecimal digits each.
+  std::string enclosure = {};                  // A hexadecimal number.
 };
 std::vector<TGuid> HardwareIdsOf(const TMachineFields& fields);
 

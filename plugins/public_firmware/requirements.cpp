@@ -156,12 +156,21 @@ std::string WhyNotOther(const TRequirement& asked, const TMachine& machine) {
   return why.empty() ? why : other->name + ": " + why;
 }
 
+std::string WhyNotBootloader(const TRequirement& asked, const TDevice& device,
+                             EVersionFormat format) {
+  if (device.bootloaderVersion.empty()) {
+    return "depends on its bootloader's version, which is not known";
+  }
+  const std::string why = WhyNotVersion(asked, device.bootloaderVersion, format);
+  return why.empty() ? why : "its bootloader: " + why;
+}
+
 std::string WhyNotFirmware(const TRequirement& asked, const TDevice& device,
                            std::string_view installed, EVersionFormat format,
                            const TMachine& machine) {
   if (asked.about.empty()) return WhyNotVersion(asked, installed, format);
   if (asked.about == "vendor-id") return WhyNotVendor(asked, device);
-  if (asked.about == "bootloader") return "depends on its bootloader's version, which is not known";
+  if (asked.about == "bootloader") return WhyNotBootloader(asked, device, format);
   if (asked.about == "parent" || asked.about == "not-child") {
     return "depends on devices above or below it, which are not known";
   }

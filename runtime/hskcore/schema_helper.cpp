@@ -69,7 +69,7 @@ struct TBuiltinProperty {
 struct TBuiltinClass {
   std::string_view name;
   // Ends with the first empty name.
-  std::array<TBuiltinProperty, 6> properties;
+  std::array<TBuiltinProperty, 9> properties;
 };
 
 constexpr std::array<TBuiltinClass, 13> kBuiltinClasses = {{
@@ -93,7 +93,10 @@ constexpr std::array<TBuiltinClass, 13> kBuiltinClasses = {{
       "Version",
       "VersionFormat",
       {"Identifiers", ECIMType::kString, true},
-      "Source"}},
+      "Source",
+      {"VendorIds", ECIMType::kString, true},
+      "Branch",
+      "BootloaderVersion"}},
 }};
 
 }  // namespace

@@ -35,6 +35,48 @@ TEST(ComputerSystem, HasTheMachineTypeBetweenItsMarks) {
   EXPECT_EQ(system["UUID"], "00112233-4455-6677-8899-aabbccddeeff");
 }
 
+std::string HardwareFields(const TMadeTree& tree) {
+  const auto system = tree.Instances("QRXSG_ComputerSystem").at(0);
+  std::string text;
+  for (const char* name :
+       {"Family", "SKUNumber", "BaseboardManufacturer", "BaseboardProduct", "BIOSVendor",
+        "BIOSVersion", "BIOSMajorRelease", "BIOSMinorRelease", "EnclosureType"})
+    text += system[name] + ",";
+  return text;
+}
+
+TEST(ComputerSystem, TellsWhatHardwareIdsAreMadeOf) {
+  TMadeTree tree;
+  tree.Write(kDmi + "product_family", "Rackwell\n")
+      .Write(kDmi + "product_sku", "0815\n")
+      .Write(kDmi + "board_vendor", "Boards\n")
+      .Write(kDmi + "board_name", "B1\n")
+      .Write(kDmi + "bios_vendor", "QRX\n")
+      .Write(kDmi + "bios_version", "QKL118A\n")
+      .Write(kDmi + "bios_release", "1.18\n")
+      .Write(kDmi + "chassis_type", "23\n");
+  EXPECT_EQ(HardwareFields(tree), "Rackwell,0815,Boards,B1,QRX,QKL118A,1,18,23,");
+  tree.Write(kDmi + "bios_release", "none\n");
+  EXPECT_EQ(HardwareFields(tree), "Rackwell,0815,Boards,B1,QRX,QKL118A,none,(none),23,");
+}
+
+TEST(ComputerSystem, TakesWhatHardwareIdsAreMadeOfFromTheSmbiosTable) {
+  TMadeTree tree;
+  tree.Write(
+          kTable,
+          SmbiosStructure(0, "\x01\x02\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x05\x28"s, {"QRX", "QKL118A"}) +
+              SmbiosStructure(1, "\x01\x02\0\0"s + std::string(17, '\0') + "\x03\x04"s,
+                              {"QRX", "4638", "0815", "Rackwell"}) +
+              SmbiosStructure(2, "\x01\x02"s, {"Boards", "B1"}) + SmbiosStructure(3, "\0\x97"s, {}))
+      .Write(kDmi + "chassis_type", "23\n")
+      .Write(kDmi + "bios_release", "1.18\n");
+  // 0x97 is 23 with the bit of a lock, which the kernel leaves out.
+  EXPECT_EQ(HardwareFields(tree), "Rackwell,0815,Boards,B1,QRX,QKL118A,5,40,151,");
+  tree.Write(kTable,
+             SmbiosStructure(0, "\x01\x02"s, {"QRX", "QKL118A"}) + SmbiosStructure(3, "", {}));
+  EXPECT_EQ(HardwareFields(tree), "(none),(none),(none),(none),QRX,QKL118A,1,18,23,");
+}
+
 TEST(ComputerSystem, HasTheProductNameAsTypeWithoutMarks) {
   TMadeTree tree;
   tree.Write(kDmi + "product_name", "Standard PC (Q35 + ICH9, 2009)\n");

@@ -122,6 +122,18 @@ TEST_F(Choice, LeavesOtherBranchesOut) {
   EXPECT_EQ(Held(answer), TTexts({"2.0.0: on the branch coreboot"}));
 }
 
+TEST_F(Choice, StaysOnTheBranchOfTheDevice) {
+  folder.Write("firmware.xml", Document({{"2.0.0", {}, "triplet", "coreboot"},
+                                         {"3.0.0"},
+                                         {"4.0.0", {}, "triplet", "other"}}));
+  const TOfferIndex index(folder.Path() + "/firmware.xml");
+  TMachine machine{{{"Dock", "1.0.0", "", {GuidOf(kGuid)}, {}, "coreboot"}}, {}};
+  const TAnswer answer = Choose(machine.devices[0], machine, index.For(machine.devices[0].guids));
+  EXPECT_EQ(answer.choice->offered, "2.0.0");
+  EXPECT_EQ(Held(answer),
+            TTexts({"4.0.0: on the branch other", "3.0.0: not on the device's branch, coreboot"}));
+}
+
 TEST_F(Choice, ShowsANumberAsTheReleaseDoes) {
   const TAnswer number = Ask({{"1.2.4"}}, "16908291", "number");
   EXPECT_EQ(number.choice->installed, "1.2.3");

@@ -44,14 +44,40 @@ TEST(Vendor, IsThatOfTheInstanceId) {
   }
 }
 
+std::vector<std::string> IdsOf(const TMachineFields& fields) {
+  std::vector<std::string> ids;
+  for (const TGuid& guid : HardwareIdsOf(fields)) ids.push_back(TextOfGuid(guid));
+  return ids;
+}
+
+// These, too, as the client gives them for these fields of SMBIOS.
+TEST(HardwareIds, AreAllThatTheSchemeKnows) {
+  EXPECT_EQ(IdsOf({"Ex", "F", "R", "S", "BM", "BP", "BV", "1.2.3", "01", "0f", "3"}),
+            (std::vector<std::string>{
+                "92638e0f-95e8-53e2-9714-a3de3f21ab16", "8bc7d71e-3f4a-54f4-a9d7-f396c75eb83b",
+                "09dd244e-63c4-5504-9c7f-c9c520fd1c13", "13fc8401-4dee-56b6-bec8-5a6d28555222",
+                "7acf1f73-43be-5d4b-a5d9-4890ee2488bf", "e2feca11-adec-5186-be58-3f080dcb24f7",
+                "58790fc0-e9c3-5ce8-89f0-18967992f8e6", "12dbe208-2606-5172-af3a-3cf58146f1f7",
+                "b640ebd1-ff48-53a0-961a-308c4a6e5610", "e480b80c-5c86-5039-8b34-0dd605f468b2",
+                "1c19089e-b7f7-5b0c-a53c-ae820e6ebb00", "6b29d28a-5a28-53a6-8c99-bd52b45be032",
+                "ec93efd0-8a6c-582b-898a-a2951655f0dd", "1d95baeb-2479-5f2c-95dd-9f2ad9dc9daf",
+                "679c7c76-ed71-5d98-8adb-ca778d3dc386", "6c24cf83-e2b7-5be4-bcf1-9aaddd788112",
+                "b8a815f2-c497-573d-b67d-68ef9cffe429", "295624c6-e908-5999-9da4-34f174348ab7"}));
+}
+
+TEST(HardwareIds, PassOverZerosAndBlanksBeforeAField) {
+  EXPECT_EQ(IdsOf({"Ex", " 00F", "0R0", "", "", ""}),
+            (std::vector<std::string>{
+                "ca7c32b9-6ec6-5637-8505-b9441a8b3beb", "b6e1c3ce-4624-5ae0-9891-3631942a4ae9",
+                "6b29d28a-5a28-53a6-8c99-bd52b45be032", "679c7c76-ed71-5d98-8adb-ca778d3dc386"}));
+  EXPECT_EQ(IdsOf({"Ex", "", "", "000", "", ""}),
+            (std::vector<std::string>{"5ec19337-90e3-5268-a16e-c6d28899bb91",
+                                      "679c7c76-ed71-5d98-8adb-ca778d3dc386"}));
+}
+
 // As the client gives them for these fields.
 TEST(HardwareIds, AreThoseOfTheFieldsThatAreKnown) {
-  const auto texts = [](const TMachineFields& fields) {
-    std::vector<std::string> ids;
-    for (const TGuid& guid : HardwareIdsOf(fields)) ids.push_back(TextOfGuid(guid));
-    return ids;
-  };
-  EXPECT_EQ(texts({"LENOVO", "ThinkPad T1", "20AB", "LENOVO_MT", "LENOVO", "20AC"}),
+  EXPECT_EQ(IdsOf({"LENOVO", "ThinkPad T1", "20AB", "LENOVO_MT", "LENOVO", "20AC"}),
             std::vector<std::string>(
                 {"03eefbf4-1f64-5d9f-a561-db1c04d182be", "029e7af7-159c-562b-ab22-550cfe3a81e8",
                  "ac53f8c1-03a2-56b5-bc86-a312fba5f5a9", "3005effb-8bab-5db5-947e-9fa2b767ac30",
@@ -59,10 +85,10 @@ TEST(HardwareIds, AreThoseOfTheFieldsThatAreKnown) {
                  "8f03ea56-0724-55e7-bcd3-c2d7f5c062e7", "e1acdcd6-a489-595a-add8-c0e8d478161b",
                  "a979147f-817d-5bde-b7e9-bbe4a7bdb528", "7d2c14eb-eaca-5335-86ee-d8b3ee13d17f",
                  "6de5d951-d755-576b-bd09-c5cf66b27234"}));
-  EXPECT_EQ(texts({"LENOVO", "", "20AB", "", "", ""}),
+  EXPECT_EQ(IdsOf({"LENOVO", "", "20AB", "", "", ""}),
             std::vector<std::string>(
                 {"8f03ea56-0724-55e7-bcd3-c2d7f5c062e7", "6de5d951-d755-576b-bd09-c5cf66b27234"}));
-  EXPECT_TRUE(texts({"", "ThinkPad T1", "20AB", "LENOVO_MT", "LENOVO", "20AC"}).empty());
+  EXPECT_TRUE(IdsOf({"", "ThinkPad T1", "20AB", "LENOVO_MT", "LENOVO", "20AC"}).empty());
 }
 
 TEST(HardwareIds, TakeTextsBeyondAsciiAndBrokenOnes) {

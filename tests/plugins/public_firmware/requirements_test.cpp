@@ -137,5 +137,22 @@ TEST_F(Requirement, ThatIsNotKnownHoldsTheReleaseBack) {
             "depends on devices above or below it, which are not known");
 }
 
+TEST_F(Requirement, OfTheBootloaderIsTestedWhereItsVersionIsKnown) {
+  machine.devices[0].bootloaderVersion = "1.2.0";
+  for (const char* const text : {"firmware ge 1.2.0 bootloader", "firmware lt 1.2.1 bootloader",
+                                 "firmware glob 1.?.0 bootloader"}) {
+    EXPECT_EQ(Why(text, "0.1.0"), "") << text;
+  }
+  EXPECT_EQ(Why("firmware ge 1.2.1 bootloader", "9.9.9"),
+            "its bootloader: needs 1.2.1 installed first");
+}
+
+TEST_F(Requirement, OfAVendorHoldsForOneThatTheInventoryTells) {
+  machine.devices[0].vendors = {"HIDRAW:0x046D", "USB:0x046D"};
+  EXPECT_EQ(Why("firmware regex USB:0x046D vendor-id"), "");
+  EXPECT_EQ(Why("firmware regex ^HIDRAW:0x046D$ vendor-id"), "");
+  EXPECT_EQ(Why("firmware regex USB:0x273F vendor-id"), "for devices of another vendor");
+}
+
 }  // namespace
 }  // namespace svc::publicfirmware

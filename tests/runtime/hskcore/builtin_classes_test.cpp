@@ -29,10 +29,12 @@ TEST(BuiltinClasses, TellADeviceOfAnyKindWithItsIdentifiersAsAnArray) {
   Add(inventory, "SVC_FirmwareDevice", "Name", "A disk");
   const TInstanceHandle device = InstancesOf(inventory, "SVC_FirmwareDevice").at(0);
   EXPECT_EQ(TextOf(device, "Name"), "A disk");
-  for (const char* name : {"Vendor", "Version", "VersionFormat", "Identifiers", "Source"}) {
+  for (const std::string_view name : {"Vendor", "Version", "VersionFormat", "Identifiers", "Source",
+                                      "VendorIds", "Branch", "BootloaderVersion"}) {
     EXPECT_TRUE(ValueOf(device, name).IsNull()) << name;
     EXPECT_EQ(ValueOf(device, name).Type(), ECIMType::kString) << name;
-    EXPECT_EQ(ValueOf(device, name).IsArray(), std::string_view(name) == "Identifiers") << name;
+    EXPECT_EQ(ValueOf(device, name).IsArray(), name == "Identifiers" || name == "VendorIds")
+        << name;
   }
 }
 
