@@ -2,6 +2,7 @@
 #ifndef COLLECT_CIM_XML_H_
 #define COLLECT_CIM_XML_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -57,6 +58,7 @@ class TInventory {
   void Add(TInstance instance) {
     if (!instance.Properties().empty()) instances.push_back(std::move(instance));
   }
+  void Replace(std::size_t number, TInstance instance) { instances[number] = std::move(instance); }
   // `text` may hold texts of the machine, of any bytes.
   void Note(std::string_view text) { notes.push_back(CleanText(text)); }
 

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "collect/firmware_device.h"
+
 namespace svc::collect {
 
 struct Options {
@@ -17,6 +19,8 @@ struct Options {
   std::string root = "/";
   // Leaves serial numbers, UUIDs and the host name out.
   bool redact = false;
+  // What somebody else told of the same machine; it is merged into what is read.
+  std::vector<TFirmwareDevice> devices = {};
 };
 
 struct Outcome {
@@ -69,7 +73,8 @@ struct ServiceOptions {
   std::string caFile;  // Certificates to trust instead of the system's; may be empty.
   std::string system;  // The id of one of several systems; empty: the first.
   bool redact = false;
-  std::function<bool()> stopRequested = {};  // Asked several times a second.
+  std::vector<TFirmwareDevice> devices = {};  // As in Options.
+  std::function<bool()> stopRequested = {};   // Asked several times a second.
 };
 
 // Reads a server through its management controller, by the module libsvcheck-redfish.so, loaded at

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstddef>
 
 #include "collect/text.h"
@@ -26,17 +27,90 @@ std::string Digits(std::string_view number) {
   return digits == "FFFF" ? std::string() : digits;
 }
 
+TInstance InstanceOf(const TFirmwareDevice& device) {
+  TInstance instance(kFirmwareDevice);
+  instance.Set("Name", device.name)
+      .Set("Vendor", device.vendor)
+      .Set("Version", device.version)
+      .Set("VersionFormat", device.version.empty() ? "" : device.versionFormat)
+      .SetList("Identifiers", device.identifiers)
+      .Set("Source", device.source)
+      .SetList("VendorIds", device.vendorIds)
+      .Set("Branch", device.branch)
+      .Set("BootloaderVersion", device.bootloaderVersion);
+  return instance;
+}
+
+TFirmwareDevice DeviceOf(const TInstance& instance) {
+  TFirmwareDevice device;
+  for (const TProperty& property : instance.Properties()) {
+    if (property.name == "Name") device.name = property.value;
+    if (property.name == "Vendor") device.vendor = property.value;
+    if (property.name == "Version") device.version = property.value;
+    if (property.name == "VersionFormat") device.versionFormat = property.value;
+    if (property.name == "Identifiers") device.identifiers = property.elements;
+  }
+  return device;
+}
+
+bool Has(const std::vector<std::string>& texts, const std::string& text) {
+  return std::ranges::find(texts, text) != texts.end();
+}
+
+bool HaveOneInCommon(const TFirmwareDevice& one, const TFirmwareDevice& other) {
+  return std::ranges::any_of(
+      one.identifiers, [&other](const std::string& text) { return Has(other.identifiers, text); });
+}
+
+std::vector<TFirmwareDevice>::iterator FindSame(const TFirmwareDevice& device,
+                                                std::vector<TFirmwareDevice>& there) {
+  const auto exact = std::ranges::find_if(there, [&device](const TFirmwareDevice& other) {
+    return other.version == device.version && HaveOneInCommon(device, other);
+  });
+  if (exact != there.end()) return exact;
+  return std::ranges::find_if(
+      there, [&device](const TFirmwareDevice& other) { return HaveOneInCommon(device, other); });
+}
+
+TFirmwareDevice Merged(TFirmwareDevice device, const TFirmwareDevice& known) {
+  if (device.name.empty()) device.name = known.name;
+  if (device.vendor.empty()) device.vendor = known.vendor;
+  if (device.version.empty()) {
+    device.version = known.version;
+    device.versionFormat = known.versionFormat;
+  }
+  for (const std::string& identifier : known.identifiers) {
+    if (!Has(device.identifiers, identifier)) device.identifiers.push_back(identifier);
+  }
+  return device;
+}
+
 }  // namespace
 
 void AddDevice(const TFirmwareDevice& device, TInventory& inventory) {
   if (device.name.empty() && device.version.empty() && device.identifiers.empty()) return;
-  inventory.Add(TInstance(kFirmwareDevice)
-                    .Set("Name", device.name)
-                    .Set("Vendor", device.vendor)
-                    .Set("Version", device.version)
-                    .Set("VersionFormat", device.version.empty() ? "" : device.versionFormat)
-                    .SetList("Identifiers", device.identifiers)
-                    .Set("Source", device.source));
+  inventory.Add(InstanceOf(device));
+}
+
+void MergeDevices(const std::vector<TFirmwareDevice>& devices, TInventory& inventory) {
+  std::vector<TFirmwareDevice> there;
+  std::vector<std::size_t> places;
+  for (std::size_t i = 0; i < inventory.Instances().size(); ++i) {
+    if (inventory.Instances()[i].ClassName() != kFirmwareDevice) continue;
+    there.push_back(DeviceOf(inventory.Instances()[i]));
+    places.push_back(i);
+  }
+  for (const TFirmwareDevice& device : devices) {
+    const auto same = FindSame(device, there);
+    if (same == there.end()) {
+      AddDevice(device, inventory);
+      continue;
+    }
+    const auto number = same - there.begin();
+    inventory.Replace(places[static_cast<std::size_t>(number)], InstanceOf(Merged(device, *same)));
+    there.erase(same);
+    places.erase(places.begin() + number);
+  }
 }
 
 std::vector<std::string> PciIdentifiers(std::string_view bus, const TPciNumbers& numbers) {

@@ -20,10 +20,19 @@ struct TFirmwareDevice {
   std::string versionFormat;
   std::vector<std::string> identifiers;
   std::string source;
+  std::vector<std::string> vendorIds = {};  // "USB:0x046D", as catalogues name vendors.
+  std::string branch = {};
+  std::string bootloaderVersion = {};
 };
 
 // Adds the device, unless nothing but its source is known.
 void AddDevice(const TFirmwareDevice& device, TInventory& inventory);
+
+// Adds devices that somebody else told of the same machine. One of them that has an identifier of a
+// device which is there already is that device: it takes its place, and what only the inventory
+// knew of it stays. Each of several of one kind takes another place, the one that has its version
+// first.
+void MergeDevices(const std::vector<TFirmwareDevice>& devices, TInventory& inventory);
 
 // The numbers of a PCI device as sysfs and Redfish write them, such as "0x8086".
 struct TPciNumbers {

@@ -10,7 +10,4 @@ add_library(svcheck-collect MODULE windows/windows_collector.cpp)
 target_link_libraries(svcheck-collect PRIVATE collect)
 install(TARGETS svcheck-collect LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
-add_library(collect_load STATIC load.cpp)
-svc_wall(collect_load collect)
-target_link_libraries(collect_load PUBLIC acquire)
 add_dependencies(collect_load svcheck-collect svcheck-redfish)

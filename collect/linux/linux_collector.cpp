@@ -60,7 +60,8 @@ std::string WhyNot(int error) {
 
 Outcome TLinuxCollector::Collect(const Options& options) const {
   const TTree tree(options.root);
-  const TInventory inventory = ReadAll(tree, options);
+  TInventory inventory = ReadAll(tree, options);
+  MergeDevices(options.devices, inventory);
   return {ToCimXml(inventory.Instances()), inventory.Notes()};
 }
 

@@ -48,6 +48,7 @@ Outcome CollectFrom(const ServiceOptions& options) {
   const acquire::TWatch watch(options.stopRequested, kTotal, time);
   TInventory inventory;
   ReadService(options, watch, *acquire::MakeTransport(transport), inventory);
+  MergeDevices(options.devices, inventory);
   return {ToCimXml(inventory.Instances()), inventory.Notes()};
 }
 

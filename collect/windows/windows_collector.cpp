@@ -18,7 +18,8 @@ class TWindowsCollector : public ICollector {
                    ": on Windows only the running system is read; run svcheck on Linux "
                    "for a captured tree");
     }
-    const TInventory inventory = ReadWindowsMachine(*ThisWindowsMachine(), options.redact);
+    TInventory inventory = ReadWindowsMachine(*ThisWindowsMachine(), options.redact);
+    MergeDevices(options.devices, inventory);
     return {ToCimXml(inventory.Instances()), inventory.Notes()};
   }
 

@@ -6,6 +6,7 @@
 #include "base/error.h"
 #include "base/json_writer.h"
 #include "base/read_file.h"
+#include "collect/client_devices.h"
 #include "collect/collector.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/cli/options.h"
@@ -24,12 +25,16 @@ namespace {
 
 constexpr std::size_t kLongestPassword = 4096;
 
+std::string ReadUpTo(std::size_t most, std::FILE* file) {
+  std::string bytes(most, '\0');
+  bytes.resize(std::fread(bytes.data(), 1, most, file));
+  return bytes;
+}
+
 std::string ReadUpTo(std::size_t most, const std::string& path) {
   const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(
       files::OpenToRead(path, files::EPipes::kGiven), &std::fclose);
-  std::string bytes(most, '\0');
-  bytes.resize(std::fread(bytes.data(), 1, most, file.get()));
-  return bytes;
+  return ReadUpTo(most, file.get());
 }
 
 TError BadPassword(const std::string& path, const std::string& reason) {
@@ -52,6 +57,27 @@ std::string ReadPassword(const std::string& path) {
   if (password.find_first_of(std::string_view("\n\r\0", 3)) != std::string::npos)
     throw BadPassword(path, "it has more than one line");
   return password;
+}
+
+std::vector<collect::TFirmwareDevice> ReadClientFile(const std::string& path) {
+  constexpr std::size_t kMost = collect::kMostClientBytes + 1;
+  try {
+    return collect::ReadClientDevices(path == "-" ? ReadUpTo(kMost, stdin)
+                                                  : ReadUpTo(kMost, Absolute(path).string()));
+  } catch (const TError& error) {
+    throw TError("--fwupd " + path + ": " + error.what() +
+                 "; give what `fwupdmgr get-devices --json` prints");
+  }
+}
+
+std::string DocumentOf(const std::vector<collect::TFirmwareDevice>& devices) {
+  collect::TInventory inventory;
+  collect::MergeDevices(devices, inventory);
+  return collect::ToCimXml(inventory.Instances());
+}
+
+void Demand(bool isRight, const char* text) {
+  if (!isRight) throw TError(text, EErrorKind::kUsage);
 }
 
 // An interruption ends a session with a server before it ends the process.
@@ -84,25 +110,38 @@ class TCollectVerb : public IVerb {
         .CommandLineOnly();
     AddQuiet(app);
     AddServiceOptions(app);
+    AddClientOptions(app);
   }
 
   int Run() override {
     CheckServiceOptions();
+    CheckClientOptions();
     ShowNotes(captureFile.empty() ? WriteInventory() : Capture());
     return kExitDone;
   }
 
  private:
   std::vector<std::string> WriteInventory() const {
+    std::vector<collect::TFirmwareDevice> devices;
+    if (!clientFile.empty()) devices = ReadClientFile(clientFile);
     const auto output = OpenOutput(outputFile);
     std::vector<std::string> notes;
-    const std::string document =
-        service.url.empty() ? CollectInventory(root, redact, notes) : AskService(notes);
+    const std::string document = isClientAlone ? DocumentOf(devices) : Read(devices, notes);
     output->Write(!shown.empty()       ? MachineType(document)
                   : format == "ndjson" ? Line(document)
                                        : document);
     output->Commit();
     return notes;
+  }
+
+  std::string Read(const std::vector<collect::TFirmwareDevice>& devices,
+                   std::vector<std::string>& notes) const {
+    collect::Outcome outcome =
+        service.url.empty()
+            ? collect::LoadCollector().Collect({Absolute(root).string(), redact, devices})
+            : AskService(devices);
+    notes = std::move(outcome.notes);
+    return std::move(outcome.document);
   }
 
   // As a catalogue, a list and --machine name it.
@@ -151,31 +190,46 @@ class TCollectVerb : public IVerb {
   }
 
   void CheckServiceOptions() const {
-    const auto demand = [](bool isRight, const char* text) {
-      if (!isRight) throw TError(text, EErrorKind::kUsage);
-    };
     const bool isService = !service.url.empty();
-    demand(isService || (service.user.empty() && passwordFile.empty() && service.system.empty()),
+    Demand(isService || (service.user.empty() && passwordFile.empty() && service.system.empty()),
            "--user, --password-file and --system say how to ask a management controller; give its "
            "address with --redfish URL");
-    demand(service.user.empty() == passwordFile.empty(),
+    Demand(service.user.empty() == passwordFile.empty(),
            "--user and --password-file go together; give both");
-    demand(service.user.find(':') == std::string::npos, "--user: a user has no colon in his name");
-    demand(!isService || (captureFile.empty() && root == "/"),
+    Demand(service.user.find(':') == std::string::npos, "--user: a user has no colon in his name");
+    Demand(!isService || (captureFile.empty() && root == "/"),
            "--redfish asks another machine: it goes with neither --root nor --capture");
   }
 
-  std::string AskService(std::vector<std::string>& notes) const {
+  void AddClientOptions(CLI::App& app) {
+    AddText(app, "--fwupd", clientFile,
+            "Merge the devices in that `fwupdmgr get-devices --json` told; \"-\" is standard input",
+            "FILE")
+        .CommandLineOnly();
+    AddFlag(app, "--only-fwupd", isClientAlone, "Nothing but those devices, as of another machine");
+  }
+
+  void CheckClientOptions() const {
+    Demand(clientFile.empty() || captureFile.empty(),
+           "--fwupd is merged into an inventory: it does not go with --capture");
+    if (!isClientAlone) return;
+    Demand(!clientFile.empty(), "--only-fwupd says what to take of --fwupd; give its FILE");
+    Demand(service.url.empty() && root == "/",
+           "--only-fwupd reads no machine: it goes with neither --root nor --redfish");
+    Demand(format != "ndjson" || !machine.empty(),
+           "--only-fwupd does not know the machine's name; give it with --machine NAME");
+  }
+
+  collect::Outcome AskService(const std::vector<collect::TFirmwareDevice>& devices) const {
     collect::ServiceOptions options = service;
+    options.devices = devices;
     ForbidCoreFiles();
     if (!passwordFile.empty()) options.password = ReadPassword(Absolute(passwordFile).string());
     if (!options.caFile.empty()) options.caFile = Absolute(options.caFile).string();
     options.redact = redact;
     options.stopRequested = &StopRequested;
     const TPoliteStop polite;
-    collect::Outcome outcome = collect::CollectFromService(options);
-    notes = std::move(outcome.notes);
-    return std::move(outcome.document);
+    return collect::CollectFromService(options);
   }
 
   // "bmc.example.com:8443" of "https://bmc.example.com:8443/".
@@ -191,6 +245,8 @@ class TCollectVerb : public IVerb {
   std::string outputFile = "-";
   std::string captureFile;
   std::string passwordFile;
+  std::string clientFile;
+  bool isClientAlone = false;
   collect::ServiceOptions service;
   std::string format = "xml";
   std::string shown;

@@ -25,6 +25,47 @@ std::vector<std::string> Devices(const TMadeTree& tree) {
 
 using TTexts = std::vector<std::string>;
 
+// As Devices tells them, of an inventory that these were merged into.
+std::vector<std::string> Merged(const std::vector<TFirmwareDevice>& there,
+                                const std::vector<TFirmwareDevice>& told) {
+  TInventory inventory;
+  inventory.Add(TInstance("Other").Set("Identifiers", "A"));
+  for (const TFirmwareDevice& device : there) AddDevice(device, inventory);
+  MergeDevices(told, inventory);
+  std::vector<std::string> texts;
+  for (const TReadInstance& one : ReadDocument(ToCimXml(inventory.Instances()))) {
+    if (one.className == kFirmwareDevice)
+      texts.push_back(one["Name"] + " " + one["Version"] + " " + one["Source"] + ": " +
+                      one["Identifiers"]);
+  }
+  return texts;
+}
+
+TEST(MergedDevices, TakeThePlaceOfThoseThatTheyAre) {
+  EXPECT_EQ(
+      Merged({{"Disk", "", "1", "", {"A", "B"}, "nvme"}, {"Tpm", "", "2", "", {"T"}, "tpm"}},
+             {{"Dock", "", "3", "", {"D"}, "told"}, {"SSD", "", "9", "", {"B", "C"}, "told"}}),
+      (TTexts{"SSD 9 told: B | C | A", "Tpm 2 tpm: T", "Dock 3 told: D"}));
+}
+
+TEST(MergedDevices, TakeAPlaceEachThatOfTheirVersionFirst) {
+  const std::vector<TFirmwareDevice> two = {{"One", "", "1", "", {"A"}, "nvme"},
+                                            {"Two", "", "2", "", {"A"}, "nvme"}};
+  EXPECT_EQ(Merged(two, {{"T", "", "2", "", {"A"}, "told"}}),
+            (TTexts{"One 1 nvme: A", "T 2 told: A"}));
+  EXPECT_EQ(Merged(two, {{"T", "", "7", "", {"A"}, "told"}, {"U", "", "2", "", {"A"}, "told"}}),
+            (TTexts{"T 7 told: A", "U 2 told: A"}));
+  EXPECT_EQ(
+      Merged({two[0]}, {{"T", "", "1", "", {"A"}, "told"}, {"U", "", "1", "", {"A"}, "told"}}),
+      (TTexts{"T 1 told: A", "U 1 told: A"}));
+}
+
+TEST(MergedDevices, KeepWhatOnlyTheInventoryKnew) {
+  EXPECT_EQ(
+      Merged({{"Disk", "Maker", "1", "number", {"A"}, "nvme"}}, {{"", "", "", "", {"A"}, "told"}}),
+      TTexts{"Disk 1 told: A"});
+}
+
 TEST(PciIdentifiers, SayTheMoreExactFirst) {
   EXPECT_EQ(PciIdentifiers("PCI", {"0x8086", "0x1572", "0x1028", "0x0002"}),
             (TTexts{"PCI\\VEN_8086&DEV_1572&SUBSYS_10280002", "PCI\\VEN_8086&DEV_1572"}));
