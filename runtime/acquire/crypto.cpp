@@ -18,7 +18,7 @@ namespace {
 
 int Algorithm(EHash hash) {
   constexpr std::array kAlgorithms = {GCRY_MD_SHA256, GCRY_MD_SHA512, GCRY_MD_BLAKE2B_256,
-                                      GCRY_MD_BLAKE2B_512};
+                                      GCRY_MD_BLAKE2B_512, GCRY_MD_SHA1};
   return kAlgorithms[static_cast<std::size_t>(hash)];
 }
 

@@ -9,7 +9,7 @@
 
 namespace svc::acquire {
 
-enum class EHash { kSha256, kSha512, kBlake2b256, kBlake2b512 };
+enum class EHash { kSha256, kSha512, kBlake2b256, kBlake2b512, kSha1 };
 
 // A hash of bytes that arrive in pieces.
 class THasher {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <string_view>
@@ -37,7 +38,8 @@ class TAppStreamReader {
   std::string Text() { return TextWithin(kLongestText); }
   std::string Attribute(std::string_view name) const;
   bool IsTranslation() const { return reader.Attribute("xml:lang").has_value(); }
-  void Append(std::vector<std::string>& list, std::string text);
+  template <typename TItem>
+  void Append(std::vector<TItem>& list, TItem item);
 
   void ReadComponent();
   void ReadDeveloper(TComponent& component);
@@ -101,10 +103,11 @@ std::string TAppStreamReader::Attribute(std::string_view name) const {
   return std::string(Trim(*value));
 }
 
-void TAppStreamReader::Append(std::vector<std::string>& list, std::string text) {
-  if (text.empty()) return;
+template <typename TItem>
+void TAppStreamReader::Append(std::vector<TItem>& list, TItem item) {
+  if (item == TItem()) return;
   if (list.size() == kMostItems) reader.Fail("a component has more items than any published");
-  list.push_back(std::move(text));
+  list.push_back(std::move(item));
 }
 
 void TAppStreamReader::Read() {
@@ -276,6 +279,14 @@ bool TAppStreamReader::ReadArchive(std::string_view name, bool isArtifact, TRele
     release.size = Text();
   } else if (name == "checksum" && (isArtifact || Attribute("target") == "container")) {
     Append(release.hashes, type + ':' + Text());
+  } else if (name == "checksum" && Attribute("target") == "content") {
+    const std::string file = Attribute("filename");
+    std::string value = Text();
+    if (value.empty()) return true;
+    for (char& digit : value)
+      digit = static_cast<char>(std::tolower(static_cast<unsigned char>(digit)));
+    Append(release.contents,
+           TContentHash{type, std::move(value), file.empty() ? "firmware.bin" : file});
   } else {
     return false;
   }

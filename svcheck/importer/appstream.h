@@ -10,6 +10,14 @@
 
 namespace svc::offers {
 
+// A checksum of a file that an archive holds.
+struct TContentHash {
+  std::string kind;  // "sha256"
+  std::string value;
+  std::string file;
+  auto operator<=>(const TContentHash&) const = default;
+};
+
 // A release as the metadata tells it; what is not told is empty.
 struct TRelease {
   std::string version;
@@ -20,6 +28,7 @@ struct TRelease {
   std::string description;          // Plain text: a line for each paragraph and item.
   std::vector<std::string> hashes;  // Of the archive: "sha256:…"
   std::vector<std::string> issues;  // What it mends: "CVE-2027-1234"
+  std::vector<TContentHash> contents;
 };
 
 struct TComponent {

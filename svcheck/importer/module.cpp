@@ -3,14 +3,20 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "base/error.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/export.h"
+#include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/author/command.h"
@@ -42,14 +48,6 @@ class TWriter {
     ++components;
     for (const TRelease& release : component.releases) Write(InstanceText(component, release));
     releases += component.releases.size();
-  }
-  // Of an archive that was read: its metadata does not say where it lies.
-  void AddFrom(const std::string& archive, const std::string& size, TComponent component) {
-    for (TRelease& release : component.releases) {
-      release.location = archive;
-      release.size = size;
-    }
-    Add(component);
   }
   void End() {
     if (releases == 0) {
@@ -143,19 +141,90 @@ std::vector<fs::path> CabinetsIn(const fs::path& folder) {
   return found;
 }
 
-void AddFolder(const TCommand& command, TWriter& writer) {
+// Keeps the releases whose content, as far as the metadata tells of it, is in the archive; older
+// ones that it tells of as well are in others. Empty, or why none is.
+std::string KeepWhatIsThere(const std::vector<TContentHash>& there, TComponent& component) {
+  std::string why;
+  const auto isMissing = [&](const TContentHash& told) {
+    constexpr std::array<std::string_view, 3> kKnown = {"sha1", "sha256", "sha512"};
+    return std::ranges::find(kKnown, told.kind) != kKnown.end() &&
+           std::ranges::find(there, told) == there.end();
+  };
+  std::erase_if(component.releases, [&](const TRelease& release) {
+    const auto missing = std::ranges::find_if(release.contents, isMissing);
+    if (missing == release.contents.end()) return false;
+    if (why.empty()) {
+      why = fmt::format(
+          "{} of {} {} is not what its metadata says: its {} is another, or it is not there once",
+          missing->file, component.name, release.version, missing->kind);
+    }
+    return true;
+  });
+  const bool isAny = std::ranges::any_of(
+      component.releases, [](const TRelease& release) { return !release.contents.empty(); });
+  return isAny ? std::string() : why;
+}
+
+std::pair<std::uint64_t, std::string> SizeAndHash(const fs::path& path) {
+  constexpr std::size_t kBlock = 1U << 16U;
+  std::ifstream file(path, std::ios::binary);
+  acquire::THasher hasher(acquire::EHash::kSha256);
+  std::uint64_t size = 0;
+  for (std::string block(kBlock, '\0'); file;) {
+    file.read(block.data(), static_cast<std::streamsize>(block.size()));
+    const auto count = static_cast<std::size_t>(file.gcount());
+    hasher.Update(std::string_view(block).substr(0, count));
+    size += count;
+  }
+  if (!file.eof()) throw TError("it cannot be read to its end");
+  return {size, acquire::ToHex(hasher.Digest())};
+}
+
+// What the metadata in an archive cannot say of it itself.
+void TellOfArchive(const fs::path& path, std::vector<TComponent>& components) {
+  const auto [size, hash] = SizeAndHash(path);
+  for (TComponent& component : components) {
+    for (TRelease& release : component.releases) {
+      release.location = path.filename().string();
+      release.size = std::to_string(size);
+      std::erase_if(release.hashes,
+                    [](const std::string& text) { return text.starts_with("sha256:"); });
+      release.hashes.push_back("sha256:" + hash);
+    }
+  }
+}
+
+// An archive is taken whole, or refused with a line that says why.
+void AddArchive(const fs::path& path, const IProgram& program, TWriter& writer) {
+  std::vector<TComponent> components;
+  ReadCabinet(path, [&components](std::string metadata) {
+    ReadAppStream(metadata.data(), metadata.size(),
+                  [&components](const TComponent& one) { components.push_back(one); });
+  });
+  std::vector<TContentHash> asked;
+  for (const TComponent& component : components) {
+    for (const TRelease& release : component.releases) {
+      asked.insert(asked.end(), release.contents.begin(), release.contents.end());
+    }
+  }
+  std::vector<TContentHash> there;
+  if (!asked.empty()) there = HashesIn(path, asked);
+  for (TComponent& component : components) {
+    const std::string why = KeepWhatIsThere(there, component);
+    if (why.empty()) continue;
+    program.Report(path.string() + " is refused: " + why);
+    return;
+  }
+  TellOfArchive(path, components);
+  for (const TComponent& component : components) writer.Add(component);
+}
+
+void AddFolder(const TCommand& command, const IProgram& program, TWriter& writer) {
   if (!command.signature.empty()) {
     throw TError("a folder of archives has no signature; say --allow-unsigned", EErrorKind::kUsage);
   }
   for (const fs::path& path : CabinetsIn(PathOf(command.metadata))) {
-    const std::string size = std::to_string(fs::file_size(path));
-    Named(path.string(), [&] {
-      ReadCabinet(path, [&](std::string metadata) {
-        ReadAppStream(metadata.data(), metadata.size(), [&](const TComponent& component) {
-          writer.AddFrom(path.filename().string(), size, component);
-        });
-      });
-    });
+    Named(path.string(), [&] { AddArchive(path, program, writer); });
   }
 }
 
@@ -171,7 +240,7 @@ void Import(const TCommand& command, const IProgram& program) {
   const auto file = program.Open(path);
   TWriter writer(*file);
   const bool isFolder = fs::is_directory(PathOf(command.metadata));
-  isFolder ? AddFolder(command, writer) : AddFile(command, writer);
+  isFolder ? AddFolder(command, program, writer) : AddFile(command, writer);
   writer.End();
   file->Commit();
   const auto output = program.Open("-");

@@ -9,6 +9,9 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "svcheck/importer/appstream.h"
 
 namespace svc::offers {
 
@@ -24,6 +27,12 @@ std::string Unpacked(std::string_view bytes, std::size_t most);
 // Throws TError.
 void ReadCabinet(const std::filesystem::path& path,
                  const std::function<void(std::string metadata)>& take);
+
+// The checksums of the files that these name, each where the archive has the file and the kind is
+// known ("sha1", "sha256", "sha512"); none where it has the name twice. A file is known by the last
+// part of its path. Throws TError, also for an archive that holds more than kMostUnpacked.
+std::vector<TContentHash> HashesIn(const std::filesystem::path& path,
+                                   const std::vector<TContentHash>& asked);
 
 }  // namespace svc::offers
 

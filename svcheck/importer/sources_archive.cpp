@@ -3,11 +3,16 @@
 #include <archive_entry.h>
 
 #include <algorithm>
+#include <array>
+#include <functional>
 #include <memory>
 #include <new>
+#include <set>
 
 #include "base/error.h"
 #include "collect/archive_filter.h"
+#include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 #include "svcheck/importer/sources.h"
 
 namespace svc::offers {
@@ -40,19 +45,65 @@ TArchive NewReader() {
   return reader;
 }
 
-// What is left of the entry, which is to be no more than `most`.
-std::string ReadEntry(archive* reader, std::size_t most) {
-  std::string bytes;
+// Hands over what is left of the entry, which is to be no more than `most`; returns how much it
+// was.
+template <typename TUse>
+std::size_t ReadBlocks(archive* reader, std::size_t most, const TUse& use) {
+  std::size_t size = 0;
   std::string block(kBlock, '\0');
   while (true) {
     const la_ssize_t count = ::archive_read_data(reader, block.data(), block.size());
     Check(reader, count);
-    if (count <= 0) return bytes;
-    if (bytes.size() + static_cast<std::size_t>(count) > most) {
-      Fail("unpacked it is larger than any that is published");
-    }
-    bytes.append(block, 0, static_cast<std::size_t>(count));
+    if (count <= 0) return size;
+    size += static_cast<std::size_t>(count);
+    if (size > most) Fail("unpacked it is larger than any that is published");
+    use(std::string_view(block).substr(0, static_cast<std::size_t>(count)));
   }
+}
+
+std::string ReadEntry(archive* reader, std::size_t most) {
+  std::string bytes;
+  ReadBlocks(reader, most, [&bytes](std::string_view block) { bytes += block; });
+  return bytes;
+}
+
+// Calls `use` with each entry's name.
+template <typename TUse>
+void ForEachEntry(const std::filesystem::path& path, const TUse& use) {
+  const TArchive reader = NewReader();
+  Check(reader.get(), ::archive_read_support_format_cab(reader.get()));
+  Check(reader.get(), ::archive_read_open_filename(reader.get(), path.string().c_str(), kBlock));
+  archive_entry* entry = nullptr;
+  while (true) {
+    const int found = ::archive_read_next_header(reader.get(), &entry);
+    if (found == ARCHIVE_EOF) return;
+    Check(reader.get(), found);
+    const char* const name = ::archive_entry_pathname(entry);
+    if (name != nullptr) use(reader.get(), std::string_view(name));
+  }
+}
+
+std::string_view LastPart(std::string_view path) {
+  return path.substr(path.find_last_of("/\\") + 1);
+}
+
+struct THashKind {
+  std::string_view name;
+  acquire::EHash hash;
+};
+constexpr std::array kHashKinds = {THashKind{"sha1", acquire::EHash::kSha1},
+                                   THashKind{"sha256", acquire::EHash::kSha256},
+                                   THashKind{"sha512", acquire::EHash::kSha512}};
+
+// The kinds that are asked for of a file.
+std::vector<THashKind> KindsFor(std::string_view file, const std::vector<TContentHash>& asked) {
+  std::vector<THashKind> kinds;
+  for (const THashKind& kind : kHashKinds) {
+    const bool isAsked = std::ranges::any_of(
+        asked, [&](const TContentHash& one) { return one.kind == kind.name && one.file == file; });
+    if (isAsked) kinds.push_back(kind);
+  }
+  return kinds;
 }
 
 }  // namespace
@@ -78,21 +129,38 @@ std::string Unpacked(std::string_view bytes, std::size_t most) {
 
 void ReadCabinet(const std::filesystem::path& path,
                  const std::function<void(std::string metadata)>& take) {
-  const TArchive reader = NewReader();
-  Check(reader.get(), ::archive_read_support_format_cab(reader.get()));
-  Check(reader.get(), ::archive_read_open_filename(reader.get(), path.string().c_str(), kBlock));
-  archive_entry* entry = nullptr;
   std::size_t left = kMostMetainfo;
-  while (true) {
-    const int found = ::archive_read_next_header(reader.get(), &entry);
-    if (found == ARCHIVE_EOF) return;
-    Check(reader.get(), found);
-    const char* const name = ::archive_entry_pathname(entry);
-    if (name == nullptr || !std::string_view(name).ends_with(".metainfo.xml")) continue;
-    std::string metadata = ReadEntry(reader.get(), left);
+  ForEachEntry(path, [&](archive* reader, std::string_view name) {
+    if (!name.ends_with(".metainfo.xml")) return;
+    std::string metadata = ReadEntry(reader, left);
     left -= metadata.size();
     take(std::move(metadata));
-  }
+  });
+}
+
+std::vector<TContentHash> HashesIn(const std::filesystem::path& path,
+                                   const std::vector<TContentHash>& asked) {
+  std::vector<TContentHash> found;
+  std::set<std::string, std::less<>> names;
+  std::size_t left = kMostUnpacked;
+  ForEachEntry(path, [&](archive* reader, std::string_view name) {
+    const std::string file(LastPart(name));
+    const std::vector<THashKind> kinds = KindsFor(file, asked);
+    if (kinds.empty()) return;
+    if (!names.insert(file).second) {
+      std::erase_if(found, [&file](const TContentHash& one) { return one.file == file; });
+      return;
+    }
+    std::vector<acquire::THasher> hashers;
+    for (const THashKind& kind : kinds) hashers.emplace_back(kind.hash);
+    left -= ReadBlocks(reader, left, [&hashers](std::string_view block) {
+      for (acquire::THasher& hasher : hashers) hasher.Update(block);
+    });
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      found.push_back({std::string(kinds[i].name), acquire::ToHex(hashers[i].Digest()), file});
+    }
+  });
+  return found;
 }
 
 }  // namespace svc::offers
