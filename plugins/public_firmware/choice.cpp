@@ -11,6 +11,7 @@ namespace {
 // The version that a text stands for: some releases give the number that the format takes apart.
 std::string AsShown(const std::string& version, EVersionFormat format) {
   const auto number = NumberOf(version);
+  if (format == EVersionFormat::kHex && version.starts_with("0x")) return version;
   if (format == EVersionFormat::kUnknown || format == EVersionFormat::kPlain || !number ||
       *number == 0) {
     return version;

