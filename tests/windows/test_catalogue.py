@@ -8,8 +8,10 @@ import sys
 from wine_test import SAMPLE, SOURCE, WineTest, main, windows
 
 sys.path.append(str(SOURCE / "tests" / "svcheck" / "author"))
+sys.path.append(str(SOURCE / "tests" / "svcheck"))
 
-from made_files import kernel_module, windows_driver  # noqa: E402 (found by the line above)
+from made_files import kernel_module, windows_driver  # noqa: E402 (found by the lines above)
+from public_metadata import component, metadata, release  # noqa: E402
 
 
 class Catalogue(WineTest):
@@ -43,6 +45,28 @@ class Catalogue(WineTest):
         shutil.copy(SAMPLE / "inventory.xml", self.work)
         self.run_program("check", "--inventory", "inventory.xml", "--catalogue",
                          windows(self.work / "новый"))
+
+    def test_public_firmware_is_offered_what_fwupd_knows(self):
+        public = "публичный"
+        shutil.copy(SOURCE / "docs/examples/devices.json", self.work)
+        (self.work / "made.xml").write_text(metadata(component(
+            release("MPR06.00_B0001", "high"), version_format="plain",
+            identifiers=("1a6daa47-6506-55db-8eaa-d25b1b4b1e4b",),
+            requires='<firmware compare="ge" version="BOT30">bootloader</firmware>')))
+        self.run_program("catalogue", "import", "--lvfs", "made.xml", "--allow-unsigned",
+                         "--output", public)
+        self.run_program("collect", "--fwupd", "devices.json", "--only-fwupd", "--output",
+                         "devices.xml")
+        checked, _ = self.run_program("check", "--inventory", "devices.xml", "--catalogue", public,
+                                      "--format", "json", "--fail-on", "outdated", status=2)
+        found = [(record["Name"], record["InstalledVersion"], record["SVVersion"],
+                  record["verdict"]) for record in json.loads(checked)["records"]]
+        self.assertEqual(found, [("Bolt Receiver", "MPR05.00_B0008", "MPR06.00_B0001",
+                                  "outdated")])
+        explained, _ = self.run_program("explain", "--inventory", "devices.xml", "--catalogue",
+                                        public)
+        self.assertIn("  Bolt Receiver: MPR06.00_B0001 is offered, MPR05.00_B0008 is installed",
+                      explained)
 
 
 if __name__ == "__main__":
