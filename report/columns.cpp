@@ -84,3 +84,6 @@ std::string_view ColorOf(const TRecord& record) noexcept {
 }
 
 }  // namespace svc::report
+  if (record.hasSameSource && Trim(record.installed) != Trim(record.offered)) {
+    cell += " (same source)";
+  }

@@ -162,6 +162,9 @@ std::string VerdictCell(const TRecord& record) {
     text += fmt::format("<small>{}</small>", TextOf(*record.why));
   }
   if (record.waived) {
+  if (record.hasSameSource && Trim(record.installed) != Trim(record.offered)) {
+    text += "<small>built of the same source</small>";
+  }
     const TAcceptance& waiver = *record.waived;
     const std::string until = waiver.expires.empty() ? "" : " until " + PageText(waiver.expires);
     text +=

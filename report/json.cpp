@@ -59,6 +59,7 @@ void WriteRecord(const TRecord& record, TJsonWriter& json) {
   if (record.verdict == EVerdict::kUnknown && record.why) {
     json.Text("reason", TextOf(*record.why));
   }
+  if (record.hasSameSource) json.Name("sameSource").Written("true");
   AddUpdate(record, json);
   json.End();
 }

@@ -121,6 +121,8 @@ struct TRecord {
   std::optional<TRelease> release = {};
   // Where whoever wrote the record compared the two texts as their maker counts.
   std::optional<EVerdict> compared = {};
+  // It is the same driver built anew: what it was built of is the same on both sides.
+  bool hasSameSource = false;
   // Null where it is not known. Records of one element may share it.
   std::shared_ptr<const TUpdate> update = {};
 };

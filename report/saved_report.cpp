@@ -134,6 +134,7 @@ TRecord RecordOf(const TPlace& place) {
   if (const TPlace reason = place["reason"]; !reason.IsNull()) {
     record.why = UnorderedOfText(reason.Text());
   }
+  if (const TPlace same = place["sameSource"]; !same.IsNull()) record.hasSameSource = same.Truth();
   record.update = UpdateOf(place["update"]);
   return record;
 }

@@ -33,6 +33,10 @@ inline constexpr std::string_view kUpdateDirectory = "installDirectory";
 inline constexpr std::string_view kUpdateVersion = "Version";
 inline constexpr std::string_view kUpdateBuild = "BuildNumber";
 inline constexpr std::string_view kUpdateDriverFiles = "driverFiles";
+// What kernel modules among the driver files were built of: a list in the form of these, in which
+// before each name stand the checksum that the module states as its "srcversion" and a colon,
+// "0123ABCDEF:e1000e.ko-#3.8.4". A query does not read it; reports do.
+inline constexpr std::string_view kUpdateDriverSources = "driverSources";
 inline constexpr std::string_view kUpdateMachineTypes = "applicableMachineTypes";
 inline constexpr std::string_view kUpdateSystems = "applicableOperatingSystems";
 
@@ -69,6 +73,7 @@ inline constexpr std::string_view kDriverClass = "QRXSG_DeviceDriverInfo";
 inline constexpr std::string_view kDriverPath = "Path";
 inline constexpr std::string_view kDriverVersion = "Version";
 inline constexpr std::string_view kDriverState = "CurrentState";
+inline constexpr std::string_view kDriverSource = "SourceVersion";  // Read by reports alone.
 
 }  // namespace svc::rules
 

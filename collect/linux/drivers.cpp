@@ -88,17 +88,17 @@ class TModuleFolder {
     return found->second.starts_with('/') ? found->second : path + "/" + found->second;
   }
 
-  // The version that the file states; empty when it states none. Throws TError, which
-  // says why, when it cannot be read.
-  std::string VersionIn(const std::string& file) const {
+  // What the file states; nothing when there is none. Throws TError, which says why, when it cannot
+  // be read.
+  TModuleStatement StatementIn(const std::string& file) const {
     const TDescriptor content = tree.Open(file, O_RDONLY);
     if (!content) {
       if (errno == ENOENT) return {};
       throw TError(WhyNot(errno));
     }
-    std::string version = reader.VersionIn(content);
+    TModuleStatement stated = reader.StatementIn(content);
     tree.Remember(file);
-    return version;
+    return stated;
   }
 
  private:
@@ -114,11 +114,11 @@ std::string WithBackslashes(std::string path) {
   return path;
 }
 
-std::string InstalledVersion(const TModuleFolder& modules, const std::string& file,
-                             TInventory& inventory) {
+TModuleStatement Installed(const TModuleFolder& modules, const std::string& file,
+                           TInventory& inventory) {
   if (file.empty()) return {};
   try {
-    return modules.VersionIn(file);
+    return modules.StatementIn(file);
   } catch (const std::runtime_error& error) {
     inventory.Note(fmt::format("{}: no version can be read: {}", file, error.what()));
     return {};
@@ -128,20 +128,22 @@ std::string InstalledVersion(const TModuleFolder& modules, const std::string& fi
 void AddDriver(const TTree& tree, const TModuleFolder& modules, const TDriver& driver,
                std::vector<std::string>& homeless, TInventory& inventory) {
   const std::string file = modules.FileOf(driver.name);
-  std::string version = InstalledVersion(modules, file, inventory);
-  const std::string running = tree.ReadLine(std::string(kModules) + "/" + driver.name + "/version");
-  if (version.empty()) version = running;
-  if (!running.empty() && version != running) {
+  TModuleStatement stated = Installed(modules, file, inventory);
+  const std::string folder = std::string(kModules) + "/" + driver.name;
+  const std::string running = tree.ReadLine(folder + "/version");
+  if (stated.version.empty()) stated = {running, tree.ReadLine(folder + "/srcversion")};
+  if (!running.empty() && stated.version != running) {
     inventory.Note(
         fmt::format("{}: version {} is installed, {} is running until the driver is "
                     "loaded anew",
-                    file, version, running));
+                    file, stated.version, running));
   }
   if (file.empty()) homeless.push_back(driver.name);
   inventory.Add(TInstance("QRXSG_DeviceDriverInfo")
                     .Set("Name", driver.name)
                     .Set("Path", WithBackslashes(file))
-                    .Set("Version", version)
+                    .Set("Version", stated.version)
+                    .Set("SourceVersion", stated.source)
                     .Set("CurrentState", driver.state));
 }
 

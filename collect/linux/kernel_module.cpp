@@ -189,11 +189,11 @@ void CheckHeader(const TCopy& copy) {
 
 // ---- libkmod ----
 
-// What a module states of itself, the first of each.
 struct TStated {
   std::string version;
   std::string vermagic;
   std::string intree;
+  std::string source;
 };
 
 void Note(std::string& stated, const char* value) {
@@ -207,7 +207,7 @@ std::string VersionOf(const TStated& stated) {
   return stated.vermagic.substr(0, stated.vermagic.find(' '));
 }
 
-std::string VersionInChecked(kmod_ctx* context, const TDescriptor& file) {
+TModuleStatement StatementInChecked(kmod_ctx* context, const TDescriptor& file) {
   kmod_module* found = nullptr;
   const int error = ::kmod_module_new_from_path(context, file.Path().c_str(), &found);
   if (error < 0) FailBy(-error);
@@ -223,8 +223,9 @@ std::string VersionInChecked(kmod_ctx* context, const TDescriptor& file) {
     if (key == "version") Note(stated.version, value);
     if (key == "vermagic") Note(stated.vermagic, value);
     if (key == "intree") Note(stated.intree, value);
+    if (key == "srcversion") Note(stated.source, value);
   }
-  return VersionOf(stated);
+  return {VersionOf(stated), stated.source};
 }
 
 }  // namespace
@@ -242,7 +243,7 @@ TModuleReader::TModuleReader() {
   ::kmod_set_log_priority(context.get(), 0);
 }
 
-std::string TModuleReader::VersionIn(const TDescriptor& file) const {
+TModuleStatement TModuleReader::StatementIn(const TDescriptor& file) const {
   const std::string head = HeadOf(file);
   TCopy copy;
   if (const TCompression* const compression = CompressionOf(head)) {
@@ -252,7 +253,7 @@ std::string TModuleReader::VersionIn(const TDescriptor& file) const {
     CopyPlain(file, copy);
   }
   CheckHeader(copy);
-  return VersionInChecked(context.get(), copy.File());
+  return StatementInChecked(context.get(), copy.File());
 }
 
 TDescriptor FileInMemory(std::string_view bytes) {

@@ -14,6 +14,14 @@ namespace svc::collect {
 
 using files::TDescriptor;
 
+// What a module says of itself, the first of each; empty where it says nothing.
+struct TModuleStatement {
+  // Where it states none and belongs to its kernel (modinfo's "intree"), that kernel's release.
+  std::string version;
+  // The checksum of what it was built of (modinfo's "srcversion"), the same in every build of it.
+  std::string source;
+};
+
 // libkmod believes some of what a module's header says, and ends the process where it lies. So it
 // is shown plain modules alone, unpacked if need be, and none before its header is checked. What it
 // is shown is a copy in memory: a file that is cut while it is mapped ends the process as well.
@@ -21,10 +29,9 @@ class TModuleReader {
  public:
   TModuleReader();
 
-  // The version that the module in an open file states first, compressed or not; where it states
-  // none and belongs to its kernel (modinfo's "intree"), that kernel's release; otherwise empty.
-  // Throws TError, which says why, where it is no module that can be read.
-  std::string VersionIn(const TDescriptor& file) const;
+  // What the module in an open file states, compressed or not. Throws TError, which says why, where
+  // it is no module that can be read.
+  TModuleStatement StatementIn(const TDescriptor& file) const;
 
  private:
   struct TFree {

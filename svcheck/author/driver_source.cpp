@@ -62,13 +62,12 @@ bool IsRead(const std::string& path) {
   return IsDriver(name) || IsDkms(name) || IsInf(name);
 }
 
-// Empty when the driver states none. Throws TError, which says why, when it cannot be
-// read.
-std::string StatedVersion(const TEnding& ending, std::string_view bytes) {
-  if (ending.platform == EPlatform::kLinux) return ModuleVersion(bytes);
+// Throws TError, which says why, when the driver cannot be read.
+TStatement StatementOf(const TEnding& ending, std::string_view bytes) {
+  if (ending.platform == EPlatform::kLinux) return StatementOfModule(bytes);
   const std::optional<std::string> stated = FileVersionOf(bytes);
   if (!stated) throw TError("it is no PE file");
-  return *stated;
+  return {*stated};
 }
 
 std::string ReadBytes(const fs::path& path) {
@@ -128,7 +127,7 @@ class TCollecting {
     try {
       for (const TStatedDriver& driver : DriversOfDkms(bytes)) {
         ++list.read;
-        AddVersion(driver.file, *EndingOf(driver.file), driver.version, origin);
+        AddStatement(driver.file, *EndingOf(driver.file), {driver.version}, origin);
       }
     } catch (const std::runtime_error& error) {
       Remark(fmt::format("{}: {} cannot be used: {}", origin, name, error.what()));
@@ -141,15 +140,15 @@ class TCollecting {
     ++list.read;
     const TEnding& ending = *EndingOf(name);
     try {
-      AddVersion(name, ending, StatedVersion(ending, bytes), origin);
+      AddStatement(name, ending, StatementOf(ending, bytes), origin);
     } catch (const std::runtime_error& error) {
       Remark(fmt::format("{}: {} is no driver that can be read: {}", origin, name, error.what()));
     }
   }
 
-  void AddVersion(const std::string& name, const TEnding& ending, const std::string& stated,
-                  const std::string& origin) {
-    const std::string line = report::PlainLine(stated);
+  void AddStatement(const std::string& name, const TEnding& ending, const TStatement& stated,
+                    const std::string& origin) {
+    const std::string line = report::PlainLine(stated.version);
     const std::string version(report::Trim(line));
     if (version.empty()) {
       ++list.unversioned;
@@ -157,12 +156,17 @@ class TCollecting {
       return;
     }
     const std::string file = name.substr(0, name.size() - ending.compression.size());
-    KeepUsable({file, version, ending.platform, origin});
+    KeepUsable({file, version, ending.platform, origin, UsableSource(stated.source)});
+  }
+
+  // A checksum of another form than the kernel's build writes is none.
+  static std::string UsableSource(const std::string& source) {
+    return report::All<report::IsHexDigit>(source) ? source : std::string();
   }
 
   // Where name and version can stand in a catalogue.
   void KeepUsable(const TDriver& driver) {
-    const auto& [file, version, platform, origin] = driver;
+    const auto& [file, version, platform, origin, source] = driver;
     if (version.find("-#") != version.npos || file.find("-#") != file.npos ||
         report::PlainLine(file) != file || report::Trim(file) != file) {
       return Remark(fmt::format("{}: {} {} cannot stand in a catalogue", origin,

@@ -18,7 +18,8 @@ struct TDriver {
   std::string file;  // Its name as it is installed, without the ending of a compression.
   std::string version;
   EPlatform platform;
-  std::string origin;  // The folder or package, for people.
+  std::string origin;       // The folder or package, for people.
+  std::string source = {};  // The checksum of what a module was built of, where it states one.
 };
 
 struct TDriverList {
@@ -52,10 +53,13 @@ std::optional<std::string> FileVersionOf(std::string_view bytes);
 
 // ---- What differs by platform ----
 
-// The version that a kernel module states, or the release of the kernel that it belongs to; empty
-// when there is neither. Throws TError, which says why, when the bytes are no module that can be
-// read here.
-std::string ModuleVersion(std::string_view bytes);
+// What a driver says of itself; empty where it says nothing.
+struct TStatement {
+  std::string version;  // Of a kernel module that states none: the release of its kernel.
+  std::string source = {};
+};
+// Of a kernel module. Throws TError, which says why, when the bytes are none that can be read here.
+TStatement StatementOfModule(std::string_view bytes);
 
 // Receives a file of a package.
 using TTakeMember = std::function<void(const std::string& name, std::string_view bytes)>;

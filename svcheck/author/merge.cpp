@@ -52,6 +52,14 @@ const TProperty* OwnText(const TUpdate& update, std::string_view name) {
 
 bool IsWindows(std::string_view driver) { return Lowered(driver).ends_with(".sys"); }
 
+// What changes in an element's list of driver files.
+struct TList {
+  std::vector<TEdit> versions;
+  std::string behind;
+  std::set<std::string> replaced;  // The drivers that have a new version,
+  TTextSet sources;                // and what these were built of.
+};
+
 class TMerging {
  public:
   TMerging(std::string_view older, const std::filesystem::path& dataFolder)
@@ -156,6 +164,8 @@ class TMerging {
         const auto at = static_cast<std::uint32_t>(known.version.data() - own->Text().data());
         const auto end = static_cast<std::uint32_t>(at + known.version.size());
         lists[&older].versions.push_back({{at, end}, std::string(entry.version)});
+        lists[&older].replaced.insert(ComparedName(entry.name));
+        lists[&older].sources.insert(offered.element->Text(rules::kUpdateDriverSources));
       }
     }
     return isKnown;
@@ -170,7 +180,23 @@ class TMerging {
     for (const auto& [update, list] : lists) {
       const std::string before(OwnText(*update, rules::kUpdateDriverFiles)->Text());
       Set(*update, rules::kUpdateDriverFiles, Apply(before, list.versions) + list.behind);
+      if (!list.replaced.empty()) EditDriverSources(*update, list);
     }
+  }
+
+  void EditDriverSources(const TUpdate& update, const TList& list) {
+    const TProperty* const own = OwnText(update, rules::kUpdateDriverSources);
+    std::string after;
+    const auto add = [&](std::string_view text) {
+      if (!text.empty()) after.append(after.empty() ? "" : " ").append(text);
+    };
+    rules::CutDriverList(own ? own->Text() : std::string_view(), [&](const TDriverEntry& entry) {
+      const std::string name = ComparedName(entry.name.substr(entry.name.find(':') + 1));
+      if (list.replaced.count(name) > 0) return;
+      add(std::string(entry.name).append("-#").append(entry.version));
+    });
+    for (const std::string_view source : list.sources) add(source);
+    Set(update, rules::kUpdateDriverSources, after);
   }
 
   void Set(const TUpdate& update, std::string_view name, const std::string& value) {
@@ -213,11 +239,6 @@ class TMerging {
     }
     return after.append(before.substr(at));
   }
-
-  struct TList {
-    std::vector<TEdit> versions;
-    std::string behind;
-  };
 
   std::string_view text;
   TCatalogue catalogue;

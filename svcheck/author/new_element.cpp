@@ -64,6 +64,7 @@ std::string InstanceText(const TNewElement& element) {
   AppendProperty(text, rules::kUpdateVersion, element.version);
   AppendProperty(text, rules::kUpdateBuild, element.build);
   AppendProperty(text, rules::kUpdateDriverFiles, element.driverFiles);
+  AppendProperty(text, rules::kUpdateDriverSources, element.driverSources);
   AppendArray(text, rules::kUpdateMachineTypes, element.whom.machineTypes, rules::kOpenMark,
               rules::kCloseMark);
   AppendArray(text, rules::kUpdateSystems, element.whom.systems, "", "");
@@ -174,6 +175,7 @@ TNewElement ElementOf(const TDriver& driver, const TFor& whom) {
   TNewElement element;
   element.name = driver.file.substr(0, driver.file.rfind('.'));
   element.driverFiles = driver.file + "-#" + driver.version;
+  if (!driver.source.empty()) element.driverSources = driver.source + ':' + element.driverFiles;
   element.whom = whom;
   const std::string description = fmt::format("Driver of {}", driver.origin);
   TProperty property;

@@ -31,6 +31,7 @@ struct TNewElement {
   std::string version;
   std::string build;
   std::string driverFiles;
+  std::string driverSources;
   TFor whom;
 };
 

@@ -241,9 +241,10 @@ void ReadPackage(const std::filesystem::path& path,
   ReadArchive(path, format, isWanted, take);
 }
 
-std::string ModuleVersion(std::string_view bytes) {
+TStatement StatementOfModule(std::string_view bytes) {
   static const collect::TModuleReader reader;
-  return reader.VersionIn(collect::FileInMemory(bytes));
+  const auto [version, source] = reader.StatementIn(collect::FileInMemory(bytes));
+  return {version, source};
 }
 
 }  // namespace svc::catalogue

@@ -15,7 +15,7 @@ void ReadPackage(const std::filesystem::path& /*path*/,
 
 // libkmod, which knows kernel modules, is a library of Linux.
 
-std::string ModuleVersion(std::string_view /*bytes*/) {
+TStatement StatementOfModule(std::string_view /*bytes*/) {
   throw TError("kernel modules are read by svcheck for Linux alone");
 }
 

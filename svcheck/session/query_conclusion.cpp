@@ -8,6 +8,7 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/session/catalogue_folder.h"
+#include "svcheck/session/driver_sources.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/query_session.h"
 #include "svcheck/session/record_origins.h"
@@ -29,7 +30,7 @@ fs::path CatalogueIn(const CIMContext& context) {
 
 void TQuerySession::Conclude(report::TReport& report) const {
   if (!report.catalogue.elements) report.catalogue.elements = CountElements();
-  report.source = NamedRecords();
+  report.source = WithSources(NamedRecords(), inventory, catalogue);
   if (request.onlyUrgency != kAnyUrgency) {
     report::KeepOnly(report, [&](const report::TRecord& record) {
       return record.release && report::IsUrgent(*record.release, request.onlyUrgency);

@@ -168,6 +168,7 @@ void TRecordSpool::Read(std::size_t number, report::TRecord& record) const {
   record.expiredWaiver.reset();
   record.release.reset();
   record.compared.reset();
+  record.hasSameSource = false;
 }
 
 std::shared_ptr<const report::IRecordSource> RecordsOfInstances(

@@ -8,6 +8,7 @@
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/catalogue_folder.h"
 #include "svcheck/session/coverage.h"
+#include "svcheck/session/driver_sources.h"
 #include "svcheck/session/outcome.h"
 #include "svcheck/session/query_session.h"
 #include "svcheck/session/text_spool.h"
@@ -145,7 +146,7 @@ void TExplainVerb::ExplainElements(TQuerySession& session, const TLogFile& log,
                .inventory = trace->OfInventory(),
                .catalogue = trace->OfCatalogue()});
   DemandComparison(session);
-  const auto records = session.Records();
+  const auto records = WithSources(session.Records(), session.Inventory(), session.Catalogue());
   const TExplained explained{*trace, *records,
                              TCIMSchemaHelper::GetMachineType(session.Inventory()),
                              SystemCodeIn(session.Inventory()).value_or(""), component};

@@ -132,11 +132,11 @@ void TExplanationJson::WriteKeys(const TElementTrace& element) {
 void TExplanationJson::WriteRecord(std::size_t number) {
   const report::TRecord* const record = findings.RecordOf(number);
   if (record == nullptr) return;
-  const report::TJudgement judgement = report::JudgeWithReason(record->installed, record->offered);
   json.Object();
   report::AddTexts(*record, json);
-  json.Text("verdict", report::NameOf(judgement.verdict));
-  if (judgement.why) json.Text("reason", report::TextOf(*judgement.why));
+  json.Text("verdict", report::NameOf(record->verdict));
+  if (record->why) json.Text("reason", report::TextOf(*record->why));
+  if (record->hasSameSource) json.Name("sameSource").Written("true");
   json.End();
 }
 

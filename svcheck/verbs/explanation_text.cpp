@@ -116,10 +116,12 @@ void TExplanation::WriteRecords(const TElementTrace& element) {
 }
 
 void TExplanation::WriteRecord(const report::TRecord& record) {
-  const report::TJudgement judgement = report::JudgeWithReason(record.installed, record.offered);
+  const std::string why = record.hasSameSource
+                              ? ", both are built of the same source, by their srcversion"
+                          : record.why ? fmt::format(", {}", report::TextOf(*record.why))
+                                       : "";
   Line("    record: {}, installed {}, offered {}: {}{}", Quoted(record.name),
-       Quoted(record.installed), Quoted(record.offered), report::NameOf(judgement.verdict),
-       judgement.why ? fmt::format(", {}", report::TextOf(*judgement.why)) : "");
+       Quoted(record.installed), Quoted(record.offered), report::NameOf(record.verdict), why);
 }
 
 void TExplanation::WriteDriverFiles(const TElementTrace& element) {

@@ -79,6 +79,25 @@ class Collect(ProgramTest):
                  for each in values(result.stdout, "QRXSG_DeviceDriverInfo")}
         self.assertEqual(found, {"other": None, "own": "2.1", "plain": release})
 
+    def test_a_driver_states_what_it_was_built_of(self):
+        tree = self.tree()
+        release = "6.1.0-47-amd64"
+        self.write("tree/proc/sys/kernel/osrelease", release + "\n")
+        self.write("tree/proc/modules", "".join(f"{name} 1 0 - Live 0x0\n"
+                                                for name in ("file", "lost", "mute")))
+        self.write(f"tree/lib/modules/{release}/file.ko",
+                   module_of_kernel(release, srcversion="AB12"))
+        self.write(f"tree/lib/modules/{release}/mute.ko", module_of_kernel(release))
+        self.write(f"tree/lib/modules/{release}/modules.dep", "file.ko:\nmute.ko:\n")
+        for name in ("file", "lost", "mute"):  # Of what runs, which may not be what is installed.
+            self.write(f"tree/sys/module/{name}/srcversion", "CD34\n")
+        self.write("tree/sys/module/lost/version", "1.0\n")
+        result = self.collect("--root", tree)
+        self.assertEqual({each["Name"]: (each.get("Version"), each.get("SourceVersion"))
+                          for each in values(result.stdout, "QRXSG_DeviceDriverInfo")},
+                         {"file": (release, "AB12"), "lost": ("1.0", "CD34"),
+                          "mute": (release, None)})
+
     def test_the_machine_type_alone(self):
         tree = self.tree()
         result = self.collect("--root", tree, "--show", "machine-type")

@@ -15,9 +15,9 @@ from program import BUILD, MACHINE, PROGRAM, SYSTEM, ProgramTest, main, usual_si
 MACHINES = ("--machine", "4638", "--machine", "4620")
 
 
-def driver(file, version):
+def driver(file, version, **more):
     return ("QRXSG_DeviceDriverInfo",
-            {"Path": f"\\lib\\modules\\{file}", "Version": version, "CurrentState": "4"})
+            {"Path": f"\\lib\\modules\\{file}", "Version": version, "CurrentState": "4", **more})
 
 
 class BuildTest(ProgramTest):
@@ -97,6 +97,60 @@ class BuildTest(ProgramTest):
                                       driver("first.ko", release)),
                          [("FIRST", release, release, "current"), ("OWN", "2.1", "2.1", "current"),
                           ("PLAIN", "6.1.0-47-amd64", release, "outdated")])
+
+    def test_modules_that_are_built_of_the_same_source_are_current(self):
+        old, new = "6.1.0-47-amd64", "6.12.117+deb12-amd64"
+        self.write("in/same.ko", module_of_kernel(new, srcversion="AB12"))
+        self.write("in/other.ko", module_of_kernel(new, srcversion="AB12"))
+        self.write("in/own.ko", kernel_module("2.0", srcversion="CD34"))
+        self.write("in/silent.ko", module_of_kernel(new))
+        self.write("in/strange.ko", module_of_kernel(new, srcversion="no checksum"))
+        self.build("--drivers", "in", *MACHINES)
+        index = (self.folder / "made" / "index.xml").read_text()
+        self.assertIn(f"<VALUE>AB12:same.ko-#{new}</VALUE>", index)
+        self.assertEqual(index.count('NAME="driverSources"'), 3)
+        machine = [driver(f"{name}.ko", old, SourceVersion=source)
+                   for name, source in (("same", "AB12"), ("other", "AB13"), ("silent", "AB12"),
+                                        ("strange", "no checksum"))]
+        self.assertEqual(self.records(*machine, driver("own.ko", "1.0", SourceVersion="CD34")),
+                         [("OTHER", old, new, "outdated"), ("OWN", "1.0", "2.0", "current"),
+                          ("SAME", old, new, "current"), ("SILENT", old, new, "outdated"),
+                          ("STRANGE", old, new, "outdated")])
+        arguments = ["--inventory", self.inventory(MACHINE, SYSTEM, *machine), "--catalogue", "made"]
+        for form, text in (("ndjson", '"verdict":"current","sameSource":true'),
+                           ("csv", f"SAME,{old},{new},current"),
+                           ("table", "current (same source)"), ("nagios", "current=1"),
+                           ("prometheus", 'verdict="current"} 1\n'), ("junit", 'failures="3"'),
+                           ("html", "built of the same source")):
+            with self.subTest(form):
+                self.assertIn(text, self.run_program("check", *arguments, "--format", form).stdout)
+        told = self.run_program("explain", *arguments, "same").stdout
+        self.assertIn(f'record: "SAME", installed "{old}", offered "{new}": current, both are built '
+                      "of the same source, by their srcversion\n", told)
+        told = json.loads(self.run_program("explain", *arguments, "--format", "json").stdout)
+        self.assertEqual([record["verdict"] for each in told["drivers"] for record in each["records"]
+                          if "sameSource" in record], ["current"])
+        # A machine of a fleet goes by the same rule.
+        (self.folder / "machines").mkdir()
+        (self.folder / "inventory.xml").rename(self.folder / "machines" / "one.xml")
+        told = self.run_program("fleet", "--inventories", "machines", "--catalogue", "made").stdout
+        self.assertIn('"current":1', told)
+
+    def test_what_leaves_open_of_which_source_a_driver_is_says_nothing(self):
+        new = "6.12.117-amd64"
+        self.write("in/e.ko", module_of_kernel(new, srcversion="AB12"))
+        self.build("--drivers", "in", *MACHINES)
+        one = driver("e.ko", "6.1.0-amd64", SourceVersion="AB12")
+        for other in (driver("e.ko", "6.1.0-amd64", SourceVersion="CD34"),
+                      driver("e.ko", "6.1.0-amd64")):
+            for machine in ((one, other), (other, one)):
+                self.assertEqual([record[-1] for record in self.records(*machine)],
+                                 ["outdated", "outdated"])
+        self.assertEqual([record[-1] for record in self.records(one, one)], ["current", "current"])
+        # A version that somebody changed by hand is not the one that the source was told of.
+        index = self.folder / "made" / "index.xml"
+        index.write_text(index.read_text().replace(f"<VALUE>e.ko-#{new}", "<VALUE>e.ko-#6.13-amd64"))
+        self.assertEqual(self.records(one), [("E", "6.1.0-amd64", "6.13-amd64", "outdated")])
 
     def test_sources_that_dkms_builds(self):
         texts = {

@@ -111,6 +111,22 @@ class MergeTest(ProgramTest):
         self.assertIn('NAME="note" TYPE="string"><VALUE>kept</VALUE>', self.index())
         self.merge("", "--drivers", "in", "--machine", "4638", "--os", "Linux", told=(0, 0, 4))
 
+    def test_sources_of_drivers_go_with_their_versions(self):
+        self.catalogue(element(name="set", driverFiles="a.ko-#1 b.ko-#1 c.ko-#1",
+                               driverSources="AA:a.ko-#1 BB:b.ko-#1 CC:c.ko-#1",
+                               applicableOperatingSystems=["Linux"]),
+                       element(name="d", driverFiles="d.ko-#1",
+                               applicableOperatingSystems=["Linux"]))
+        for name, version, more in (("a", "2", {"srcversion": "A2"}), ("b", "2", {}),
+                                    ("c", "1", {"srcversion": "C2"}),
+                                    ("d", "2", {"srcversion": "D2"})):
+            self.write(f"in/{name}.ko", kernel_module(version, **more))
+        self.merge("", "--drivers", "in", "--machine", "4638", "--os", "Linux", told=(0, 3, 1))
+        self.assertIn("<VALUE>CC:c.ko-#1 A2:a.ko-#2</VALUE>", self.index())
+        self.assertIn("<VALUE>D2:d.ko-#2</VALUE>", self.index())
+        self.assertNotIn("BB:", self.index())
+        self.assertEqual(self.offered(), [("set", "a.ko 2 b.ko 2 c.ko 1"), ("d", "d.ko 2")])
+
     def test_adapters(self):
         self.catalogue(bios())
         rows = ("broadcom,nx2fw_bcm5708,{},4638,RHEL5,\nMegaRAID,AX20i,7.0.{},4638,RHEL5,\n"
