@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <vector>
 
 #include "report/text.h"
 
@@ -53,6 +54,37 @@ std::string LineOfCells(std::span<const std::string> cells, std::span<const std:
   return line + '\n';
 }
 
+namespace {
+
+std::size_t MergedWidth(std::span<const std::size_t> widths, TMerged merged) noexcept {
+  const auto columns = widths.subspan(merged.from, merged.to - merged.from + 1);
+  return std::accumulate(columns.begin(), columns.end(), kGap.size() * (columns.size() - 1));
+}
+
+}  // namespace
+
+void MeasureMerged(std::span<const std::string> cells, TMerged merged,
+                   std::span<std::size_t> widths) noexcept {
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    if (i < merged.from || i > merged.to) widths[i] = std::max(widths[i], DisplayWidth(cells[i]));
+  }
+  const std::size_t needed = DisplayWidth(cells[merged.from]);
+  const std::size_t has = MergedWidth(widths, merged);
+  if (needed > has) widths[merged.from] += needed - has;
+}
+
+std::string LineOfMerged(std::span<const std::string> cells, TMerged merged,
+                         std::span<const std::size_t> widths, std::string_view color) {
+  std::vector<std::string> left;
+  std::vector<std::size_t> leftWidths;
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    if (i > merged.from && i <= merged.to) continue;
+    left.push_back(cells[i]);
+    leftWidths.push_back(i == merged.from ? MergedWidth(widths, merged) : widths[i]);
+  }
+  return LineOfCells(left, leftWidths, color);
+}
+
 std::string CellOf(std::string_view text) {
   const std::string_view trimmed = Trim(text);
   return trimmed.empty() ? "-" : PlainLine(trimmed);
@@ -60,6 +92,9 @@ std::string CellOf(std::string_view text) {
 
 std::string VerdictCell(const TRecord& record) {
   std::string cell(NameOf(record.verdict));
+  if (record.hasSameSource && Trim(record.installed) != Trim(record.offered)) {
+    cell += " (same source)";
+  }
   if (record.waived) cell += fmt::format(" (waived: {})", PlainLine(record.waived->reason));
   if (record.expiredWaiver) {
     cell += fmt::format(" (waiver expired {}: {})", PlainLine(record.expiredWaiver->expires),
@@ -84,6 +119,3 @@ std::string_view ColorOf(const TRecord& record) noexcept {
 }
 
 }  // namespace svc::report
-  if (record.hasSameSource && Trim(record.installed) != Trim(record.offered)) {
-    cell += " (same source)";
-  }

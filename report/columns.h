@@ -22,6 +22,15 @@ void MeasureCells(std::span<const std::string> cells, std::span<std::size_t> wid
 void NarrowColumns(std::span<std::size_t> widths, std::size_t width) noexcept;
 std::string LineOfCells(std::span<const std::string> cells, std::span<const std::size_t> widths,
                         std::string_view color);
+// Cells of which that of column `from` stands in the columns up to `to`, whose own are empty.
+struct TMerged {
+  std::size_t from;
+  std::size_t to;
+};
+void MeasureMerged(std::span<const std::string> cells, TMerged merged,
+                   std::span<std::size_t> widths) noexcept;
+std::string LineOfMerged(std::span<const std::string> cells, TMerged merged,
+                         std::span<const std::size_t> widths, std::string_view color);
 
 // Each column but the last, which ends the line, is as wide as its widest cell.
 template <std::size_t kCount>
@@ -40,6 +49,12 @@ class TTable {
   // With a line end. The last cell is in `color`, a sequence of ECMA-48, where there is one.
   std::string Line(const TRow& row, std::string_view color = {}) const {
     return LineOfCells(row, widths, color);
+  }
+  // The same for a row with merged columns. It makes the first of them wider where need be: such
+  // rows are measured behind all others.
+  void Measure(const TRow& row, TMerged merged) noexcept { MeasureMerged(row, merged, widths); }
+  std::string Line(const TRow& row, TMerged merged, std::string_view color = {}) const {
+    return LineOfMerged(row, merged, widths, color);
   }
 
  private:

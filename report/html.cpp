@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "report/kernel_rows.h"
 #include "report/model.h"
 #include "report/page_parts.h"
 #include "report/records.h"
@@ -161,10 +162,10 @@ std::string VerdictCell(const TRecord& record) {
   if (record.verdict == EVerdict::kUnknown && record.why) {
     text += fmt::format("<small>{}</small>", TextOf(*record.why));
   }
-  if (record.waived) {
   if (record.hasSameSource && Trim(record.installed) != Trim(record.offered)) {
     text += "<small>built of the same source</small>";
   }
+  if (record.waived) {
     const TAcceptance& waiver = *record.waived;
     const std::string until = waiver.expires.empty() ? "" : " until " + PageText(waiver.expires);
     text +=
@@ -187,29 +188,65 @@ std::string UpdateNote(const TRecord& record) {
                      PageText(update.file), update.line, PageText(TitleOf(update)));
 }
 
-std::string Row(const TRecord& record, bool withType) {
+// What a row begins with, up to its name; `attributes` stand among its own.
+std::string RowBegin(const TRecord& record, std::string_view attributes) {
+  return fmt::format("<tr data-verdict=\"{}\" data-rank=\"{}\"{}><th scope=\"row\">",
+                     record.waived ? "waived" : NameOf(record.verdict),
+                     record.waived ? kVerdicts.size() : IndexOf(record.verdict), attributes);
+}
+
+// What follows the name.
+std::string RowEnd(const TRecord& record, bool withType, std::string_view update) {
   const std::string type =
       withType ? fmt::format("<small>{}</small>", PageText(record.type)) : std::string();
-  return fmt::format(
-      "<tr data-verdict=\"{}\" data-rank=\"{}\"><th scope=\"row\">{}{}{}</th>{}{}{}</tr>\n",
-      record.waived ? "waived" : NameOf(record.verdict),
-      record.waived ? kVerdicts.size() : IndexOf(record.verdict), PageText(record.name), type,
-      UpdateNote(record), VersionCell("installed", "Installed", record.installed),
-      VersionCell("offered", "Offered", record.offered), VerdictCell(record));
+  return fmt::format("{}{}</th>{}{}{}</tr>\n", type, update,
+                     VersionCell("installed", "Installed", record.installed),
+                     VersionCell("offered", "Offered", record.offered), VerdictCell(record));
+}
+
+std::string Row(const TRecord& record, bool withType) {
+  return RowBegin(record, {}) + PageText(record.name) +
+         RowEnd(record, withType, UpdateNote(record));
+}
+
+// Several elements that bring the drivers of one kernel go by the place of the first.
+std::string UpdateNote(const TKernelRow& kernel) {
+  if (kernel.isOneUpdate || !kernel.first.update) return UpdateNote(kernel.first);
+  return fmt::format("<small class=\"update\" title=\"from {}:{}\">several update elements</small>",
+                     PageText(kernel.first.update->file), kernel.first.update->line);
+}
+
+// The drivers of a kernel: a row that unfolds into their names. All else that it says holds for
+// each of them.
+void WriteKernel(const TReport& report, const TKernelRows& kernels, const TKernelRow& kernel,
+                 bool withType, TPageTable& table, IOutput& output) {
+  table.Row(RowBegin(kernel.first, fmt::format(" data-records=\"{}\"", kernel.records)) +
+            fmt::format("<details><summary>{}</summary><ul>", PageText(TitleOf(kernel))));
+  for (const TRecord& record : ShownIn(report)) {
+    if (kernels.Of(record) != &kernel) continue;
+    output.Write(fmt::format("<li>{}</li>", PageText(record.name)));
+  }
+  output.Write("</ul></details>" + RowEnd(kernel.first, withType, UpdateNote(kernel)));
 }
 
 // A walk over all records for each group, so that none of them is kept.
 template <typename TBelongs>
-void WriteGroup(const TReport& report, std::string_view name, bool withType,
-                const TBelongs& belongs, TPageTable& table) {
+void WriteGroup(const TReport& report, const TKernelRows& kernels, std::string_view name,
+                bool withType, const TBelongs& belongs, TPageTable& table, IOutput& output) {
   TSummary summary;
   for (const TRecord& record : ShownIn(report)) {
     if (belongs(record)) summary.Add(record);
   }
-  table.Group(name, Sentence(summary), summary.Total());
-  for (const TRecord& record : ShownIn(report)) {
-    if (belongs(record)) table.Row(Row(record, withType));
+  std::size_t rows = summary.Total();
+  for (const TKernelRow& kernel : kernels.All()) {
+    if (belongs(kernel.first)) rows -= kernel.records - 1;
   }
+  table.Group(name, Sentence(summary), rows);
+  ForEachRow(ShownIn(report), kernels, [&](const TRecord& record, const TKernelRow* kernel) {
+    if (!belongs(record)) return;
+    if (kernel == nullptr) return table.Row(Row(record, withType));
+    WriteKernel(report, kernels, *kernel, withType, table, output);
+  });
 }
 
 void WriteRecords(const TReport& report, IOutput& output) {
@@ -222,17 +259,18 @@ void WriteRecords(const TReport& report, IOutput& output) {
   output.Write(
       Tools("Find by name or version", groups, isSorted ? "as given" : "catalogue", kOrders));
   TPageTable table("report", kColumns, output);
+  const TKernelRows kernels(ShownIn(report));
   const bool hasOthers = groups.size() == kMostGroups;
   const auto firstOther = groups.end() - (hasOthers ? 1 : 0);
   for (auto group = groups.begin(); group != firstOther; ++group) {
     const auto belongs = [&](const TRecord& record) { return record.type == *group; };
-    WriteGroup(report, *group, false, belongs, table);
+    WriteGroup(report, kernels, *group, false, belongs, table, output);
   }
   if (hasOthers) {
     const auto belongs = [&](const TRecord& record) {
       return std::find(groups.begin(), firstOther, record.type) == firstOther;
     };
-    WriteGroup(report, kOtherTypes, true, belongs, table);
+    WriteGroup(report, kernels, kOtherTypes, true, belongs, table, output);
   }
   table.End();
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <set>
 #include <utility>
 
 #include "report/records.h"
@@ -131,35 +130,6 @@ TSummary Summarize(const TReport& report) {
     summary.Add(record);
   }
   return summary;
-}
-
-namespace {
-
-// The places of update elements that were met, each once.
-class TPlaces {
- public:
-  // Whether it is met for the first time. Records of one element mostly follow each other.
-  bool Add(const std::shared_ptr<const TUpdate>& update) {
-    if (update == last) return false;
-    last = update;
-    return places.emplace(update->file, update->line).second;
-  }
-
- private:
-  std::shared_ptr<const TUpdate> last;
-  std::set<std::pair<std::string, std::size_t>> places;
-};
-
-}  // namespace
-
-std::size_t CountUpdates(const TReport& report) {
-  std::size_t count = 0;
-  TPlaces places;
-  for (const TRecord& record : RecordsOf(report)) {
-    if (!FailsOn(record, EFailOn::kOutdated)) continue;
-    if (!record.update || places.Add(record.update)) ++count;
-  }
-  return count;
 }
 
 std::string TitleOf(const TUpdate& update) {

@@ -269,8 +269,9 @@ struct TSummary {
 
 TSummary Summarize(const TReport& report);
 
-// What there is to install: the update elements of what is outdated and not waived, each once; of
-// records whose element is not known, each counts.
+// What there is to install: the update elements of what is outdated and not waived, each once, and
+// those that bring the drivers of one kernel (report/kernel_rows.h) once together; of other records
+// whose element is not known, each counts.
 std::size_t CountUpdates(const TReport& report);
 // The name of an update element, or else its place.
 std::string TitleOf(const TUpdate& update);
@@ -323,6 +324,7 @@ struct TRenderOptions {
   ECsvTexts csv = ECsvTexts::kSafe;
   bool csvNotCompared = false;               // Rows of what was not compared as well.
   std::optional<std::uint64_t> maxAge = {};  // Of the catalogue, in days.
+  bool unfold = false;                       // A line of the table for each driver of a kernel.
 };
 
 // What a reader has to know of a check that took place, a sentence each: that nothing tells the

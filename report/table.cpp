@@ -4,6 +4,7 @@
 #include <string>
 
 #include "report/columns.h"
+#include "report/kernel_rows.h"
 #include "report/model.h"
 #include "report/records.h"
 #include "report/text.h"
@@ -88,6 +89,17 @@ typename TTable<kCount>::TRow RowOfRecord(const TRecord& record) {
   return row;
 }
 
+// The title of a kernel's row names both releases, and takes the columns up to the offered one.
+constexpr TMerged kNameToOffered = {1, 3};
+
+template <std::size_t kCount>
+typename TTable<kCount>::TRow RowOfKernel(const TKernelRow& kernel) {
+  typename TTable<kCount>::TRow row = RowOfRecord<kCount>(kernel.first);
+  row[kNameToOffered.from] = TitleOf(kernel);
+  if (kCount == 6 && !kernel.isOneUpdate) row[4] = "several";
+  return row;
+}
+
 std::string Heading(const TReport& report) {
   std::string text =
       "Machine " + (report.machine.type.empty() ? "unknown" : PlainLine(report.machine.type));
@@ -134,14 +146,23 @@ std::string LastLines(const TReport& report, const TSummary& summary) {
 template <std::size_t kCount>
 void WriteRecords(const TReport& report, const TRenderOptions& options,
                   const typename TTable<kCount>::TRow& titles, IOutput& output) {
+  const TRecordRange shown = ShownIn(report);
+  const TKernelRows kernels = options.unfold ? TKernelRows() : TKernelRows(shown);
   TTable<kCount> table(titles);
-  for (const TRecord& record : ShownIn(report)) table.Measure(RowOfRecord<kCount>(record));
+  ForEachRow(shown, kernels, [&](const TRecord& record, const TKernelRow* kernel) {
+    if (kernel == nullptr) table.Measure(RowOfRecord<kCount>(record));
+  });
+  for (const TKernelRow& kernel : kernels.All()) {
+    table.Measure(RowOfKernel<kCount>(kernel), kNameToOffered);
+  }
   if (options.width != 0) table.Narrow(options.width);
   output.Write(table.Heads());
-  for (const TRecord& record : ShownIn(report)) {
-    output.Write(table.Line(RowOfRecord<kCount>(record),
-                            options.color ? ColorOf(record) : std::string_view()));
-  }
+  ForEachRow(shown, kernels, [&](const TRecord& record, const TKernelRow* kernel) {
+    const std::string_view color = options.color ? ColorOf(record) : std::string_view();
+    output.Write(kernel == nullptr
+                     ? table.Line(RowOfRecord<kCount>(record), color)
+                     : table.Line(RowOfKernel<kCount>(*kernel), kNameToOffered, color));
+  });
 }
 
 void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput& output) {

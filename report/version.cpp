@@ -193,24 +193,6 @@ std::string_view WithoutMark(std::string_view text) noexcept {
   return text;
 }
 
-// "6.1.0-47-amd64": the release of a kernel, which drivers of its tree go by. A driver that counts
-// for itself cannot be told from it as newer or older.
-bool IsKernelRelease(std::string_view text) noexcept {
-  constexpr std::array<std::string_view, 18> kFlavours = {
-      "amd64", "arm64",   "x86_64",  "aarch64", "i386",  "i686", "686", "686-pae", "ppc64le",
-      "s390x", "riscv64", "generic", "default", "azure", "aws",  "gcp", "kvm",     "lowlatency"};
-  const std::size_t dash = text.find('-');
-  if (dash == text.npos || dash == 0 || !IsDigit(text[0]) ||
-      text.substr(0, dash).find('.') == text.npos) {
-    return false;
-  }
-  return std::any_of(kFlavours.begin(), kFlavours.end(), [&](std::string_view flavour) {
-    const std::size_t before = text.size() - std::min(text.size(), flavour.size() + 1);
-    return before >= dash && text.ends_with(flavour) &&
-           (text[before] == '-' || text[before] == '.');
-  });
-}
-
 // "1:2.0": what stands before the colon counts before everything else, where it stands.
 bool HasEpoch(std::string_view text) noexcept {
   const std::size_t colon = text.find(':');
@@ -249,6 +231,22 @@ TVersionOrder CompareTexts(std::string_view left, std::string_view right) noexce
 }
 
 }  // namespace
+
+bool IsKernelRelease(std::string_view text) noexcept {
+  constexpr std::array<std::string_view, 18> kFlavours = {
+      "amd64", "arm64",   "x86_64",  "aarch64", "i386",  "i686", "686", "686-pae", "ppc64le",
+      "s390x", "riscv64", "generic", "default", "azure", "aws",  "gcp", "kvm",     "lowlatency"};
+  const std::size_t dash = text.find('-');
+  if (dash == text.npos || dash == 0 || !IsDigit(text[0]) ||
+      text.substr(0, dash).find('.') == text.npos) {
+    return false;
+  }
+  return std::any_of(kFlavours.begin(), kFlavours.end(), [&](std::string_view flavour) {
+    const std::size_t before = text.size() - std::min(text.size(), flavour.size() + 1);
+    return before >= dash && text.ends_with(flavour) &&
+           (text[before] == '-' || text[before] == '.');
+  });
+}
 
 TVersionOrder CompareVersions(std::string_view left, std::string_view right) noexcept {
   left = Trim(left);

@@ -67,6 +67,10 @@ class TVersionOrder {
 // compares with, are listed in docs/reports.md.
 TVersionOrder CompareVersions(std::string_view left, std::string_view right) noexcept;
 
+// "6.1.0-47-amd64": the release of a kernel, which drivers of its tree go by. A driver that counts
+// for itself cannot be told from it as newer or older.
+bool IsKernelRelease(std::string_view text) noexcept;
+
 }  // namespace svc::report
 
 #endif  // REPORT_VERSION_H_

@@ -18,14 +18,19 @@
     }
     ofTypes.at(-1).bodies.push(body);
   }
-  const total = [...table.tBodies].reduce((sum, body) => sum + body.rows.length, -ofTypes.length);
+  // A row may stand for many records that differ in their names alone: it unfolds into these.
+  const total = [...table.querySelectorAll('[data-records]')].reduce(
+      (sum, row) => sum + Number(row.dataset.records) - 1,
+      [...table.tBodies].reduce((sum, body) => sum + body.rows.length, -ofTypes.length));
   let groups = ofTypes;
   let ofUpdates = null;  // Made when they are asked for.
+
+  const namesIn = row => 'records' in row.dataset ? [...row.querySelectorAll('li')] : null;
 
   // The rows of a group in their order; not looked at before somebody filters or sorts.
   function itemsOf(group) {
     group.items ??= group.bodies.flatMap(body => [...body.rows]).slice(1)
-        .map((row, place) => ({row, place, type: group.type, text: null}));
+        .map((row, place) => ({row, place, type: group.type, text: null, names: namesIn(row)}));
     return group.items;
   }
 
@@ -80,19 +85,42 @@
     tools.classList.toggle('part', count < total);  // Paper says what it leaves out.
   }
 
+  // How many records of a row go by the words that are searched. Of many those that do are shown,
+  // and the row is unfolded as long as some of them do not.
+  function find(item, words) {
+    if (words.length === 0 && !item.names) return 1;
+    const {row, names} = item;
+    const list = names ? row.querySelector('ul').textContent : '';
+    item.text ??= (item.type + ' ' + row.textContent.replace(list, ' ')).toLowerCase();
+    const left = words.filter(word => !item.text.includes(word));
+    if (!names) return left.length === 0 ? 1 : 0;
+    let found = 0;
+    for (const name of names) {
+      const text = name.textContent.toLowerCase();
+      name.hidden = !left.every(word => text.includes(word));
+      if (!name.hidden) ++found;
+    }
+    const details = row.querySelector('details');
+    if (found < names.length) item.wasOpen ??= details.open;
+    details.open = found < names.length || (item.wasOpen ?? details.open);
+    if (found === names.length) item.wasOpen = null;
+    return found;
+  }
+
   // Shows what goes by the filters, in the order of the groups and their items.
   function show() {
     const verdicts = pressed('verdict');
     const types = pressed('type');
     const words = search.value.toLowerCase().split(/\s+/).filter(word => word);
-    const textOf = item => item.text ??= (item.type + ' ' + item.row.textContent).toLowerCase();
-    const goes = item => allows(types, typeOf(item)) &&
-        allows(verdicts, item.row.dataset.verdict) &&
-        (words.length === 0 || words.every(word => textOf(item).includes(word)));
     let count = 0;
+    const goes = item => {
+      if (!allows(types, typeOf(item)) || !allows(verdicts, item.row.dataset.verdict)) return false;
+      const found = find(item, words);
+      count += found;
+      return found > 0;
+    };
     const bodies = groups.flatMap(group => {
       const items = itemsOf(group).filter(goes);
-      count += items.length;
       return deal(group, items.map(item => item.row));
     });
     for (const body of [...table.tBodies]) body.remove();
@@ -105,7 +133,8 @@
     const place = placeOf(by);
     if (place < 0) return () => '';
     if (by === 'verdict') return row => row.dataset.rank;
-    return row => row.cells[place].firstChild?.textContent ?? '';
+    const textOf = cell => (cell.querySelector('summary') ?? cell.firstChild)?.textContent ?? '';
+    return row => textOf(row.cells[place]);
   }
 
   // Of counts the largest are asked for.

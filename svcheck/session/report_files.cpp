@@ -153,6 +153,9 @@ void AddReportOptions(CLI::App& app, TReportOptions& options) {
   AddCsvRawOption(app, options.csvRaw);
   AddFlag(app, "--csv-not-compared", options.csvNotCompared,
           "Rows also of what is installed and was not compared, with the reason");
+  AddFlag(
+      app, "--unfold", options.unfold,
+      "Of the table: a line for each driver that goes by its kernel's release, not one for all");
   AddSelectionOptions(app, options);
   AddCount(app, "--max-age", options.maxAge, "Warn of a catalogue that is older than so many days",
            "DAYS");
@@ -168,7 +171,8 @@ report::TRenderOptions RenderingOf(const TReportOptions& options) {
           report::FailOnOfText(options.failOn).value(),
           options.csvRaw ? report::ECsvTexts::kRaw : report::ECsvTexts::kSafe,
           options.csvNotCompared,
-          options.maxAge};
+          options.maxAge,
+          options.unfold};
 }
 
 TReportOutput::TReportOutput(const TReportOptions& options)

@@ -27,6 +27,7 @@ struct TReportOptions {
   std::string waiversFile;  // Empty for none.
   bool csvRaw = false;
   bool csvNotCompared = false;
+  bool unfold = false;
   std::optional<std::uint64_t> maxAge;  // Of the catalogue, in days.
 };
 

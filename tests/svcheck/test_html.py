@@ -198,6 +198,86 @@ class Filters(PageTest):
                                 f"[data-by={name}]")
 
 
+class Kernels(PageTest):
+    """The drivers of one kernel are one row."""
+
+    NAMES = "return [...document.querySelectorAll('tr[data-records] li')]"
+    SEEN = NAMES + ".filter(name => name.checkVisibility()).map(name => name.textContent);"
+    TITLE = "kernel 6.1.0-47-amd64 → 6.12.117-amd64: 3 drivers"
+
+    def open_kernel(self, **how):
+        def record(name, old, new, verdict="outdated", kind="Driver", line=1):
+            return {"Type": kind, "Name": name, "InstalledVersion": old, "SVVersion": new,
+                    "verdict": verdict, "update": {"name": f"e{line}", "package": None,
+                                                   "file": "index.xml", "line": line}}
+        kernel = ("6.1.0-47-amd64", "6.12.117-amd64")
+        records = [record("BIOS", "1", "1", "current", "Firmware", 1),
+                   record("ZZZ", *kernel, line=2), record("OWN", "1", "2", line=3),
+                   record("E1000E", *kernel, line=4), record("TG3", *kernel, line=5)]
+        self.write("report.json", json.dumps({
+            "schema": 1, "tool": {"name": "t", "version": "1"}, "generated": "2027-06-30T00:00:00Z",
+            "machine": {"type": "1"}, "operatingSystem": {"caption": ""},
+            "catalogue": {"source": "folder", "path": "/c", "elements": 5}, "outcome": "done",
+            "records": records,
+            "summary": {"outdated": 4, "unknown": 0, "newer": 0, "current": 1}, "errors": []}))
+        self.open("report", self.folder / "report.json", **how)
+
+    def names(self):
+        return self.browser.run("""return [...document.querySelectorAll('#records th[scope=row]')]
+            .filter(cell => cell.checkVisibility())
+            .map(cell => (cell.querySelector('summary') ?? cell.firstChild).textContent);""")
+
+    def seen(self):
+        return self.browser.run(self.SEEN)
+
+    def test_unfold_into_their_names(self):
+        for width in (1100, 360):
+            self.open_kernel(width=width)
+            self.assertEqual(self.text("h1"), "2 updates to install")
+            self.assertEqual(self.names(), ["BIOS", self.TITLE, "OWN"])
+            self.assertEqual(self.seen(), [])
+            self.browser.click("tr[data-records] summary")
+            self.assertEqual(self.seen(), ["ZZZ", "E1000E", "TG3"])
+            self.assert_fits()
+
+    def test_are_counted_filtered_and_found_each(self):
+        self.open_kernel()
+        self.assertEqual(self.shown(), "5 shown")
+        self.browser.click("[data-verdict=outdated].tile")
+        self.assertEqual((self.names(), self.shown()), ([self.TITLE, "OWN"], "4 of 5 shown"))
+        self.browser.click("button[data-type=Firmware]")
+        self.assertEqual((self.names(), self.shown()), ([], "0 of 5 shown"))
+        self.browser.click("#all")
+        self.browser.type("#search", "driver e1000")
+        self.assertEqual((self.names(), self.shown(), self.seen()),
+                         ([self.TITLE], "1 of 5 shown", ["E1000E"]))
+        self.browser.type("#search", " nothing")
+        self.assertEqual((self.names(), self.shown()), ([], "0 of 5 shown"))
+        self.browser.click("#all")
+        self.assertEqual((self.names(), self.shown(), self.seen()),
+                         (["BIOS", self.TITLE, "OWN"], "5 shown", []))
+        self.browser.type("#search", "6.12.117")
+        self.assertEqual((self.names(), self.shown(), self.seen()),
+                         ([self.TITLE], "3 of 5 shown", []))
+
+    def test_are_sorted_by_what_leads_the_row(self):
+        self.open_kernel()
+        self.browser.click("[data-by=name] button")
+        self.assertEqual(self.names(), ["BIOS", self.TITLE, "OWN"])
+        self.browser.click("[data-by=name] button")
+        self.assertEqual(self.names(), ["BIOS", "OWN", self.TITLE])
+
+    def test_are_a_group_where_updates_are(self):
+        self.open_kernel()
+        self.browser.run("""const choice = document.getElementById('group');
+            choice.value = 'update';
+            choice.dispatchEvent(new Event('change'));""")
+        self.assertEqual(self.browser.run(
+            "return [...document.querySelectorAll('.group bdi')].map(name => name.textContent);"),
+            ["e1", "several update elements", "e3"])
+        self.assertEqual(self.shown(), "5 shown")
+
+
 class Keyboard(PageTest):
     def test_everything_is_reached_in_order_and_seen_to_be(self):
         self.open_sample()
