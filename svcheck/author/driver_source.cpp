@@ -53,6 +53,11 @@ bool IsPackage(const std::string& name) {
                      [&](std::string_view ending) { return lowered.ends_with(ending); });
 }
 
+// An installer of Windows holds its files in a database of its own; libarchive does not read it.
+bool IsInstaller(const std::string& name) { return Lowered(name).ends_with(".msi"); }
+constexpr const char* kOnInstallers =
+    "an installer is not read; unpack it first, with msiexec /a or msiextract, and give the folder";
+
 std::string FileName(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
 
 bool IsDkms(const std::string& name) { return name == "dkms.conf"; }
@@ -94,6 +99,8 @@ class TCollecting {
         });
       } else if (IsRead(name)) {
         Add(name, ReadBytes(path), origin);
+      } else if (IsInstaller(name)) {
+        Remark(path.string() + ": " + kOnInstallers);
       }
     } catch (const std::runtime_error& error) {
       Remark(path.string() + ": " + error.what());
@@ -218,6 +225,7 @@ void CollectDrivers(const fs::path& path, TDriverList& list) {
     throw TError(path.string() + " is no file and no folder; give drivers or packages");
   }
   const std::string name = path.filename().string();
+  if (IsInstaller(name)) throw TError(path.string() + ": " + kOnInstallers);
   if (!IsRead(name) && !IsPackage(name)) {
     throw TError(path.string() +
                  " is no driver and no package by its name; these end in .ko, .ko.xz, .ko.zst, "

@@ -215,6 +215,20 @@ class BuildTest(ProgramTest):
         self.assertEqual(self.offered(), {"X.ko": "1.10", "x.sys": "1.0.0.0"})
         self.assertIn("x.ko alpha is passed over", result.stderr)
 
+    def test_an_installer_of_windows_is_to_be_unpacked_first(self):
+        content = b"\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1" + bytes(504)  # [MS-CFB]
+        path = self.write("drivers/setup.MSI", content)
+        self.assert_failed(self.run_program("catalogue", "build", "--output", "made", "--drivers",
+                                            path, *MACHINES), 1, str(path), "unpack it first",
+                           "msiextract", "msiexec /a")
+        self.assertFalse((self.folder / "made").exists())
+        self.write("drivers/good.sys", windows_driver("1.2.3.4"))
+        result = self.build("--drivers", "drivers", *MACHINES)
+        self.assertEqual(self.offered(), {"good.sys": "1.2.3.4"})
+        self.assertEqual(result.stderr.count("\n"), 1, result.stderr)
+        self.assertIn("setup.MSI: ", result.stderr)
+        self.assertIn("msiextract", result.stderr)
+
     def test_operating_systems(self):
         self.write("in/x.ko", kernel_module("1"))
         self.write("in/y.sys", windows_driver("1.0.0.0"))
