@@ -62,6 +62,10 @@ void TInventoryReads::AddTold(const boost::shared_ptr<ICIMNamespace>& inventory)
   for (const auto& system : InstancesOf(inventory, rules::kSystemClass)) {
     for (const std::string_view name : kToldOfSystem) OnGetProperty(*system, name);
   }
+  // Their verdicts go by it.
+  for (const auto& driver : InstancesOf(inventory, rules::kDriverClass)) {
+    OnGetProperty(*driver, rules::kDriverSource);
+  }
 }
 
 std::string TInventoryReads::TextOf(TNames read) const {

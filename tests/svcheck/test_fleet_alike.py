@@ -10,7 +10,8 @@ import time
 import unittest
 from pathlib import Path
 
-from program import BUILD, PROGRAM, ProgramTest, main, records_of
+from program import (BUILD, MACHINE, PROGRAM, SYSTEM, ProgramTest, document, element, main,
+                     records_of)
 
 SAMPLE = BUILD / "share/svcheck/sample"
 VALUE = re.compile(r"<VALUE>([^<>]*)</VALUE>")
@@ -48,6 +49,19 @@ class Alike(ProgramTest):
         ends = [line for line in records_of(alone) if "outcome" in line]
         self.assertGreater(len({json.dumps({**end, "machine": ""}) for end in ends}), 20)
         self.assertEqual(self.fleet(machines).splitlines(), alone.splitlines())
+
+    def test_what_a_driver_is_built_of_counts_too(self):
+        catalogue = self.catalogue(element(name="d", driverFiles="e.ko-#6.12.1-amd64",
+                                           driverSources="AB12:e.ko-#6.12.1-amd64"))
+        sources = ["CD34"] * (AHEAD + 2) + ["AB12", "CD34", "AB12", "AB12", "CD34"]
+        lines = "".join(json.dumps({"machine": f"m{number}", "inventory": document([
+            MACHINE, SYSTEM, ("QRXSG_DeviceDriverInfo", {
+                "Path": "\\e.ko", "Version": "6.1.0-amd64", "CurrentState": "4",
+                "SourceVersion": source})])}) + "\n" for number, source in enumerate(sources))
+        result = self.run_program("fleet", "--catalogue", catalogue, "--jobs", 1, "--inventories",
+                                  "-", input=lines)
+        self.assertEqual([line["verdict"] for line in records_of(result.stdout) if "verdict" in line],
+                         ["current" if source == "AB12" else "outdated" for source in sources])
 
     def test_summaries_count_each_of_them(self):
         machines = [self.own(number) for number in range(1, 12)]
