@@ -2,8 +2,10 @@
 // count is there, also when it is zero: a metric that vanishes raises no alarm. A check that failed
 // has counted nothing, and writes no zeros of its own: those of the file that it replaces stay.
 #include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
+#include <boost/uuid/name_generator_sha1.hpp>
 #include <charconv>
 #include <set>
 #include <string>
@@ -64,14 +66,16 @@ void WriteGauge(IOutput& output, const TMetric& metric, TNumber value) {
 
 void WriteOutdated(const TReport& report, IOutput& output) {
   output.Write(Head(kCounted[kOutdated]));
-  std::set<std::string> written;  // The same labels twice would make the file invalid.
+  // The same labels twice would make the file invalid. Lines may be long and many.
+  const boost::uuids::name_generator_sha1 hash(boost::uuids::ns::oid());
+  std::set<boost::uuids::uuid> written;
   for (const TRecord& record : RecordsOf(report)) {
     if (record.verdict != EVerdict::kOutdated || record.waived) continue;
     const std::string line = fmt::format(
         "svcheck_outdated{{type=\"{}\",name=\"{}\",installed=\"{}\",offered=\"{}\"}} 1\n",
         LabelValue(record.type), LabelValue(record.name), LabelValue(record.installed),
         LabelValue(record.offered));
-    if (written.insert(line).second) output.Write(line);
+    if (written.insert(hash(line)).second) output.Write(line);
   }
 }
 

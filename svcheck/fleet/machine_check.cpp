@@ -41,6 +41,10 @@ void AddDescription(const report::TReport& report, TJsonWriter& json) {
   report::WriteSystem(system, json.Name("operatingSystem"));
 }
 
+// An answer goes to the results whole or not at all; one of so many records tells a person nothing.
+constexpr std::size_t kLongestAnswer = std::size_t{16} << 20;
+
+// Throws TError where it is longer than any that is taken.
 std::string Text(const report::TReport& report, const std::string& machine) {
   std::string lines;
   TJsonWriter json(lines);
@@ -50,6 +54,11 @@ std::string Text(const report::TReport& report, const std::string& machine) {
     report::AddVerdict(record, json);
     json.End();
     lines += '\n';
+    if (lines.size() > kLongestAnswer) {
+      throw TError(
+          "its records are more than 16 MiB, which a fleet does not keep; check it by itself with "
+          "`svcheck check`");
+    }
   }
   const report::TSummary summary = report::Summarize(report);
   json.Object().Text("machine", machine);
@@ -161,14 +170,13 @@ bool TMachineCheck::IsShared(const report::TReport& report) const {
 }
 
 std::string TMachineCheck::Answer(TTask task) {
-  report::TReport report;
-  std::string told;
   try {
-    report = Compare(task, told);
+    std::string told;
+    const report::TReport report = Compare(task, told);
+    return Text(report, task.machine) + told;
   } catch (const std::exception& error) {
     return FailedAnswer(task.machine, error.what());
   }
-  return Text(report, task.machine) + told;
 }
 
 std::string FailedAnswer(const std::string& machine, const std::string& cause) {

@@ -246,6 +246,29 @@ class Amplifiers(DocumentTest):
                 seconds[verb, count], _ = self.run_one([verb, *arguments], given)
                 self.assertLess(seconds[verb, count], 9 * seconds[verb, 1000] + 0.3)
 
+    def test_an_answer_of_a_fleet_that_is_longer_than_any(self):
+        (self.folder / "inventory.xml").write_text(inventory("a.sys"), encoding="utf-8")
+        for count, is_refused in ((90_000, False), (400_000, True)):
+            (self.folder / "index.xml").write_text(list_of("a-#1 ")(count))
+            load = self.run_program("fleet", "--jobs", 1, "--catalogue", self.folder,
+                                    "--inventories", self.folder / "inventory.xml",
+                                    "--output", self.folder / "results.ndjson")
+            lines = (self.folder / "results.ndjson").read_text().splitlines()
+            size = sum((self.folder / name).stat().st_size
+                       for name in ("index.xml", "inventory.xml"))
+            self.assertEqual(len(lines), 1 if is_refused else count + 1)
+            self.assertEqual("more than 16 MiB" in lines[-1], is_refused, lines[-1][:300])
+            self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE)
+
+    def test_metrics_of_a_million_lines(self):
+        (self.folder / "index.xml").write_text(catalogue(element(FOR_ALL + scalar(
+            "driverFiles", " ".join(f"a-#{i}" for i in range(2, 700_000))))))
+        (self.folder / "inventory.xml").write_text(catalogue(drivers(
+            "a.sys", properties=scalar("Version", "1"))), encoding="utf-8")
+        size = sum(file.stat().st_size for file in self.folder.iterdir())
+        self.run_one(["check", "--inventory", self.folder / "inventory.xml", "--catalogue",
+                      self.folder, "--format", "prometheus"], size)
+
     def test_waivers_without_number(self):
         (self.folder / "index.xml").write_text(list_of("a-#1 ")(5000))
         (self.folder / "inventory.xml").write_text(inventory("a.sys"), encoding="utf-8")
