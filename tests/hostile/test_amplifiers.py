@@ -269,6 +269,17 @@ class Amplifiers(DocumentTest):
         self.run_one(["check", "--inventory", self.folder / "inventory.xml", "--catalogue",
                       self.folder, "--format", "prometheus"], size)
 
+    def test_documents_of_many_records_for_other_programs(self):
+        """Beside drivers that are compared with nothing, which the coverage tells of."""
+        (self.folder / "index.xml").write_text(list_of("a-#1 ")(100_000))
+        (self.folder / "inventory.xml").write_text(inventory(
+            "a.sys", *(f"b{i}.sys" for i in range(100))), encoding="utf-8")
+        size = sum(file.stat().st_size for file in self.folder.iterdir())
+        for form in (["--format", "cyclonedx"], ["--format", "sarif"],
+                     ["--sort", "name", "--only", "unknown"]):
+            self.run_one(["check", "--inventory", self.folder / "inventory.xml", "--catalogue",
+                          self.folder, *form], size)
+
     def test_waivers_without_number(self):
         (self.folder / "index.xml").write_text(list_of("a-#1 ")(5000))
         (self.folder / "inventory.xml").write_text(inventory("a.sys"), encoding="utf-8")
