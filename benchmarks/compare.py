@@ -46,10 +46,10 @@ class Bench:
                            check=True)
         return folder
 
-    def query(self, folder, *more):
+    def query(self, folder, *more, threads=1):
         return [self.bin / "svcheck", "query", "--inventory", folder / "inventory.xml",
                 "--data-dir", self.data, "--context", f"svPath={folder}",
-                "--records", os.devnull, *more]
+                "--records", os.devnull, "--threads", str(threads), *more]
 
     def load(self, folder):
         return [self.bin / "load_catalogue", self.data / "sv" / "sv.definitions.xml",
@@ -59,8 +59,8 @@ class Bench:
         file = folder / "index.xml"
         found = {
             BASE: [self.bin / "rival_pugixml_dom", file],
-            OURS: self.query(folder, "--threads", "1"),
-            IN_HALVES: self.query(folder, "--threads", "2"),
+            OURS: self.query(folder),
+            IN_HALVES: self.query(folder, threads=2),
             LOAD: self.load(folder),
             "read alone": [self.bin / "rival_read_only", file],
             "libxml2, events": [self.bin / "rival_libxml2_events", file],
