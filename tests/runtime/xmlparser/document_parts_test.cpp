@@ -192,11 +192,13 @@ TEST(DocumentParts, AreRefusedForWhatIsWrongInAnyOfThem) {
        {std::string("<WRONG/>"), std::string("text"), std::string("<VALUE.OBJECT/>"),
         InstanceOf("Unknown", ""), InstanceOf("A", PropertyOf("P", "1") + PropertyOf("p", "2")),
         std::string("</DECLGROUP>"), InstanceOf("A", PropertyOf("P", "\x01"))}) {
-    for (int place = 0; place <= 20; place += 2) {
+    for (int place = 0; place <= 20; ++place) {
       const std::string document =
           InFrame(ClassOf("A") + Instances(0, place) + "\n" + wrong + Instances(place, 20 - place));
       ExpectSame(document, InParts(2));
       ExpectSame(document, InParts(3, 100));
+      // One instance in each: where it is wrong, another part begins.
+      ExpectSame(document, InParts(40));
     }
   }
 }
