@@ -27,9 +27,9 @@ BUILD = TREE / "build" / "release"
 HEADER = TREE / "tests" / "mutation" / "mutant_switch.h"
 CHECKER = "plugins/version_checker/"
 FOLDERS = ("rules", CHECKER + "query", CHECKER + "catalogue", CHECKER + "inventory",
-           CHECKER + "firmware", CHECKER + "drivers", "base", "runtime/hskcore",
-           "runtime/xmlparser", "runtime/acquire", "runtime/plugin.nsp", "collect", "report",
-           "svcheck")
+           CHECKER + "firmware", CHECKER + "drivers", "plugins/public_firmware", "base",
+           "runtime/hskcore", "runtime/xmlparser", "runtime/acquire", "runtime/plugin.nsp",
+           "collect", "report", "svcheck")
 MAKERS = tuple(pathlib.Path(module.__file__).read_bytes()
                for module in (finding, operators, rewriting))
 ROUNDS = 25
