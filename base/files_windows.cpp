@@ -10,7 +10,7 @@
 #include <random>
 #include <utility>
 
-#include "base/new_file.h"
+#include "base/files.h"
 
 namespace svc::files {
 

@@ -1,8 +1,9 @@
 #include "base/json_writer.h"
 
 #include <charconv>
+#include <cstring>
 
-#include "base/json_text.h"
+#include "base/shown_text.h"
 
 namespace svc {
 
@@ -80,6 +81,72 @@ TJsonWriter& TJsonWriter::Texts(std::string_view name, const std::vector<std::st
   List(name, layout);
   for (const std::string& value : values) Text(value);
   return End();
+}
+
+namespace {
+
+constexpr unsigned char kDelete = 0x7f;
+
+bool IsPlain(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 0x20 && byte < kDelete && byte != '"' && byte != '\\';
+}
+
+char* Write(char* target, std::string_view text) {
+  text.copy(target, text.size());
+  return target + text.size();
+}
+
+char* WriteEscape(char* target, char32_t value) {
+  constexpr std::string_view kHex = "0123456789abcdef";
+  target = Write(target, "\\u");
+  for (const int shift : {12, 8, 4, 0}) *target++ = kHex[value >> shift & 0xf];
+  return target;
+}
+
+// What is ASCII and not plain.
+char* WriteAscii(char* target, char c) {
+  constexpr std::string_view kShort = "\"\\\b\f\n\r\t";
+  constexpr std::string_view kLetters = "\"\\bfnrt";
+  const std::size_t at = kShort.find(c);
+  if (at != kShort.npos) {
+    *target++ = '\\';
+    *target++ = kLetters[at];
+    return target;
+  }
+  return WriteEscape(target, static_cast<unsigned char>(c));
+}
+
+// The first character of a text that does not begin with ASCII.
+char* WriteCharacter(char* target, std::string_view text, const TCodePoint& character) {
+  if (!character.valid) return Write(target, kReplacementText);
+  if (!MayBeShown(character.value)) return WriteEscape(target, character.value);
+  return Write(target, text.substr(0, character.size));
+}
+
+}  // namespace
+
+char* WriteAnyJsonText(char* target, std::string_view text) noexcept {
+  while (!text.empty()) {
+    std::uint64_t word = ~std::uint64_t{0};  // Odd, as a text of fewer bytes is taken.
+    if (text.size() >= sizeof word) std::memcpy(&word, text.data(), sizeof word);
+    if (OddBytes(word) == 0) {
+      std::memcpy(target, &word, sizeof word);
+      target += sizeof word;
+      text.remove_prefix(sizeof word);
+    } else if (IsPlain(text[0])) {
+      *target++ = text[0];
+      text.remove_prefix(1);
+    } else if (static_cast<unsigned char>(text[0]) < 0x80) {
+      target = WriteAscii(target, text[0]);
+      text.remove_prefix(1);
+    } else {
+      const TCodePoint character = FirstCodePointBeyondAscii(text);
+      target = WriteCharacter(target, text, character);
+      text.remove_prefix(character.size);
+    }
+  }
+  return target;
 }
 
 }  // namespace svc

@@ -1,15 +1,18 @@
-// An open file or folder of a POSIX system. One thread.
+// Open files and folders of a POSIX system, the way to them, and who may write to them.
 #ifndef BASE_PATH_WALK_H_
 #define BASE_PATH_WALK_H_
 
 #include <sys/stat.h>
 #include <sys/types.h>
+
 #include <string>
 #include <utility>
 
+#include "base/files.h"
+
 namespace svc::files {
 
-// Closed with its holder.
+// An open file or folder, closed with its holder. One thread.
 class TDescriptor {
  public:
   explicit TDescriptor(int number = -1) : number(number) {}
@@ -70,6 +73,17 @@ TPlace Walk(const std::string& path, IWayRules& rules);
 
 // Begins in the folder `root`, which stands for "/": neither a link nor ".." leads out of it.
 TPlace WalkBelow(int root, const std::string& path, IWayRules& rules);
+
+// Where a file that is written goes, by the rules of base/files.h. POSIX. One thread.
+
+// What is done with a link that the path ends in, where it is one that is followed.
+enum class ELastLink { kFollowed, kKept };
+
+// Throws TError. A place that is a link is one to be replaced, but for those of /proc that lead
+// to a pipe or a device: these have no other name, and are opened through the link.
+TPlace FindPlace(const std::string& path, ELastLink last = ELastLink::kFollowed);
+
+ENamed KindOf(const TPlace& place);
 
 // Who else may write to a file or a folder. POSIX. Any thread.
 

@@ -1,11 +1,14 @@
-// Texts of others (names of files, answers of servers, certificates) on their way to a terminal,
-// where some characters are commands: the one rule for what may pass. Any thread.
+// Texts in messages: those of others (names of files, answers of servers, certificates) on their
+// way to a terminal, where some characters are commands, with the one rule for what may pass; and
+// the words that follow from what a message is about. Any thread.
 #ifndef BASE_SHOWN_TEXT_H_
 #define BASE_SHOWN_TEXT_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace svc {
 
@@ -25,7 +28,7 @@ std::string ShownLine(std::string_view text, std::size_t most = kLongestShownLin
 // Writes the line to standard error.
 void ShowLine(std::string_view text) noexcept;
 
-// Reading UTF-8 (RFC 3629) that may be broken. May be called from any thread.
+// --- Reading UTF-8 (RFC 3629) that may be broken ---
 
 inline constexpr char32_t kReplacement = 0xFFFD;
 inline constexpr std::string_view kReplacementText = "\xEF\xBF\xBD";
@@ -44,7 +47,7 @@ inline TCodePoint FirstCodePoint(std::string_view text) noexcept {
   return first < 0x80 ? TCodePoint{first, 1, true} : FirstCodePointBeyondAscii(text);
 }
 
-// Names and other texts of documents, as messages show them. A pure function; any thread.
+// --- Names in documents ---
 
 // Longer than any name or number that somebody wrote on purpose.
 inline constexpr std::size_t kLongestName = 200;
@@ -59,6 +62,23 @@ inline std::string CutName(std::string_view text) {
   while (size > least && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
   return std::string(text.substr(0, size)) + "...";
 }
+
+// --- How many there are, and which name was meant by one that is unknown ---
+
+// "1 machine", "2 machines".
+inline std::string Counted(std::uint64_t count, std::string_view noun) {
+  return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+// The one of the names that was most likely meant; empty when none is near.
+std::string_view Nearest(std::string_view word, const std::vector<std::string>& names);
+
+// So many of the names at most, those that are most like the word first.
+std::vector<std::string> MostAlike(std::string_view word, std::vector<std::string> names,
+                                   std::size_t most);
+
+// "did you mean "NAME"? ", or nothing.
+std::string DidYouMean(std::string_view word, const std::vector<std::string>& names);
 
 }  // namespace svc
 

@@ -8,7 +8,7 @@
 #include <tuple>
 #include <utility>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "report/columns.h"
 #include "report/json.h"
 #include "report/text.h"

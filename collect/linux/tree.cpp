@@ -11,8 +11,8 @@
 #include <memory>
 
 #include "base/error.h"
+#include "base/files.h"
 #include "base/path_walk.h"
-#include "base/read_file.h"
 #include "collect/linux/tree.h"
 
 namespace svc::collect {

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "base/new_file.h"
+#include "base/files.h"
 
 namespace svc::acquire {
 

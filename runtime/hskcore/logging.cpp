@@ -7,8 +7,8 @@
 #include <system_error>
 #include <utility>
 
-#include "base/json_text.h"
-#include "base/new_file.h"
+#include "base/files.h"
+#include "base/json_writer.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "runtime/hskcore/logging.h"

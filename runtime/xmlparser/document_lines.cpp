@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "base/read_file.h"
+#include "base/files.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/file_bytes.h"

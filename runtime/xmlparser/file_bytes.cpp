@@ -8,7 +8,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "base/read_file.h"
+#include "base/files.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "host/xmlparser/xml_parser.h"

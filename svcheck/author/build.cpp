@@ -6,7 +6,7 @@
 #include <system_error>
 
 #include "base/error.h"
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "report/text.h"
 #include "rules/names.h"

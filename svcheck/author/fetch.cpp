@@ -8,7 +8,7 @@
 #include <unordered_set>
 
 #include "base/error.h"
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "host/xmlparser/xml_parser.h"
 #include "report/text.h"

@@ -2,7 +2,7 @@
 #include <fmt/format.h>
 
 #include "base/json_writer.h"
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "report/text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/author/module.h"

@@ -7,7 +7,7 @@
 
 #include "base/error.h"
 #include "base/json_writer.h"
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "report/columns.h"
 #include "report/text.h"
 #include "rules/names.h"

@@ -5,7 +5,7 @@
 #include <boost/algorithm/string/replace.hpp>
 #include <string>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "svcheck/system/failure.h"
 
 namespace svc {

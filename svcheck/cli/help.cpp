@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "svcheck/session/query_session.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"

@@ -13,7 +13,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "svcheck/system/failure.h"
 
 namespace svc {

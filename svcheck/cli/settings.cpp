@@ -4,7 +4,7 @@
 #include <boost/algorithm/string.hpp>
 #include <string_view>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "runtime/acquire/address.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/system/failure.h"

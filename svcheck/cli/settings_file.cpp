@@ -21,7 +21,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "base/read_file.h"
+#include "base/files.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 

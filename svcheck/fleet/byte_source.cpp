@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "base/error.h"
-#include "base/read_file.h"
+#include "base/files.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/acquire/module.h"
 #include "runtime/hskcore/host_setup.h"

@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "base/error.h"
-#include "base/json_text.h"
+#include "base/json_writer.h"
 #include "base/shown_text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/name_table.h"

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/new_file.h"
+#include "base/files.h"
 #include "report/model.h"
 #include "svcheck/fleet/byte_source.h"
 

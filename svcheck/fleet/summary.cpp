@@ -9,7 +9,7 @@
 #include <tuple>
 
 #include "base/json_writer.h"
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "report/columns.h"
 #include "report/model.h"
 #include "report/text.h"

@@ -1,8 +1,8 @@
 #include "svcheck/publisher/files.h"
 
 #include "base/error.h"
+#include "base/files.h"
 #include "base/module.h"
-#include "base/new_file.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/minisign.h"
 #include "runtime/acquire/staged_file.h"

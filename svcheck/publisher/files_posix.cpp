@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "base/error.h"
-#include "base/new_file.h"
+#include "base/files.h"
 #include "base/shown_text.h"
 #include "svcheck/publisher/files.h"
 

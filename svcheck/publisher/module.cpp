@@ -7,7 +7,6 @@
 
 #include "base/error.h"
 #include "base/shown_text.h"
-#include "base/wording.h"
 #include "host/hskcore/export.h"
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/outcome.h"

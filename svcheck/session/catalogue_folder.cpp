@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "base/error.h"
-#include "base/read_file.h"
+#include "base/files.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "host/xmlparser/namespace_populator.h"

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "base/error.h"
-#include "base/read_file.h"
+#include "base/files.h"
 #include "report/json.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "report/text.h"
 #include "rules/folded_text.h"

@@ -5,7 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#include "base/new_file.h"
+#include "base/files.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/interruption.h"
 #include "svcheck/system/paths.h"

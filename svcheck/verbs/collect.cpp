@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "base/error.h"
+#include "base/files.h"
 #include "base/json_writer.h"
-#include "base/read_file.h"
 #include "collect/client_devices.h"
 #include "collect/collector.h"
 #include "runtime/hskcore/in_memory_namespace.h"

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "base/json_writer.h"
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "report/columns.h"
 #include "report/text.h"
 #include "svcheck/cli/command_line.h"

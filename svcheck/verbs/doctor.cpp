@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "base/json_writer.h"
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "report/columns.h"
 #include "report/text.h"
 #include "svcheck/cli/options.h"

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "collect/collector.h"
 #include "host/acquire/acquire_callback.h"
 #include "host/xmlparser/namespace_populator.h"

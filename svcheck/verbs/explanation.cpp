@@ -6,7 +6,7 @@
 #include <iterator>
 #include <map>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "rules/version_items.h"

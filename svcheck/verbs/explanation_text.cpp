@@ -4,7 +4,7 @@
 #include <set>
 #include <utility>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "svcheck/session/instances.h"

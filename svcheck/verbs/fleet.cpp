@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "base/wording.h"
+#include "base/shown_text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <thread>
 
-#include "base/new_file.h"
+#include "base/files.h"
 #include "made_folder.h"
 
 namespace svc::files {

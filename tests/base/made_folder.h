@@ -11,7 +11,7 @@
 #include <set>
 #include <string>
 
-#include "base/read_file.h"
+#include "base/files.h"
 
 namespace svc::files {
 

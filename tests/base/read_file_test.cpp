@@ -1,4 +1,4 @@
-#include "base/read_file.h"
+#include "base/files.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>

@@ -1,7 +1,8 @@
 // Files that the program writes for others to find: whole or not at all, also after a power cut,
-// and never through a link that somebody else laid. One thread.
-#ifndef BASE_NEW_FILE_H_
-#define BASE_NEW_FILE_H_
+// and never through a link that somebody else laid (one thread); and files that somebody named for
+// it to read (any thread). Paths are UTF-8.
+#ifndef BASE_FILES_H_
+#define BASE_FILES_H_
 
 #include <cstdint>
 #include <cstdio>
@@ -10,9 +11,11 @@
 #include <string>
 #include <string_view>
 
-#include "base/read_file.h"
+#include "base/error.h"
 
 namespace svc::files {
+
+// --- Writing ---
 
 // What the name of a file leads to. A link is followed where it belongs to root or to the user of
 // the process; another's is a file like others, which a new one takes the place of. On the way to
@@ -79,6 +82,16 @@ std::FILE* OpenInPlace(const std::string& path, EStart start);
 int Truncate(std::FILE* file, std::uint64_t size) noexcept;
 int Sync(std::FILE* file) noexcept;
 
+// --- Reading ---
+
+// What is taken beside regular files: with kGiven a pipe that the process was started with, as a
+// shell's <(...) or /dev/stdin, and /dev/null.
+enum class EPipes { kNone, kGiven };
+
+// Never waits for somebody to write: a pipe with a name, a device and a socket are refused. The
+// caller closes the file. Throws TError (kFile).
+std::FILE* OpenToRead(const std::string& path, EPipes pipes);
+
 }  // namespace svc::files
 
-#endif  // BASE_NEW_FILE_H_
+#endif  // BASE_FILES_H_
