@@ -12,7 +12,6 @@
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/progress_report.h"
 #include "runtime/acquire/serial_store.h"
-#include "runtime/acquire/targets.h"
 
 namespace svc::acquire {
 namespace {

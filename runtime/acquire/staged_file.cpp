@@ -8,7 +8,7 @@
 namespace svc::acquire {
 namespace {
 
-[[noreturn]] void Fail(const std::string& path, const TError& error) {
+[[noreturn]] void Refuse(const std::string& path, const TError& error) {
   const std::string text = path + " cannot be written: " + error.what();
   if (IsWantOfRoom(error))
     throw DownloadError(EOutcome::kDiskFull, text + "; make room there and start again");
@@ -26,7 +26,7 @@ void Do(const std::string& path, const TAction& action) {
   try {
     action();
   } catch (const TError& error) {
-    Fail(path, error);
+    Refuse(path, error);
   }
 }
 

@@ -9,7 +9,6 @@
 
 #include "base/error.h"
 #include "runtime/acquire/transport.h"
-#include "runtime/acquire/transport_curl.h"
 
 namespace svc::acquire {
 namespace {
@@ -42,6 +41,32 @@ struct TRelease {
 };
 using TEasy = std::unique_ptr<CURL, TRelease>;
 using TList = std::unique_ptr<curl_slist, TRelease>;
+
+// What an error of the library means for a transfer.
+constexpr ETransferEnd TransferEndOf(CURLcode code) {
+  switch (code) {
+    case CURLE_OK:
+      return ETransferEnd::kAnswered;
+    case CURLE_URL_MALFORMAT:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_SSL_CONNECT_ERROR:
+      return ETransferEnd::kUnreachable;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+      return ETransferEnd::kNotTrusted;
+    case CURLE_PROXY:
+      return ETransferEnd::kProxyRefused;
+    case CURLE_OPERATION_TIMEDOUT:
+      return ETransferEnd::kTooSlow;
+    default:
+      return ETransferEnd::kBroken;
+  }
+}
 
 // One transfer under way.
 class TExchange {

@@ -9,9 +9,7 @@
 #include "base/error.h"
 #include "base/utf16.h"
 #include "runtime/acquire/outcome.h"
-#include "runtime/acquire/transport.h"
 #include "runtime/acquire/transport_winhttp.h"
-#include "runtime/acquire/winhttp_exchange.h"
 
 namespace svc::acquire {
 

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "runtime/plugin.nsp/library.h"
+#include "base/module.h"
 
 namespace svc {
 

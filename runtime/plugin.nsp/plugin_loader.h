@@ -9,6 +9,8 @@
 
 namespace svc {
 
+class TModule;
+
 // Loads a library, which registers its plug-in with the manager that TRootObject knows, and gives
 // the provider registered last. The library stays loaded until the process ends, for its plug-in's
 // code lies in it.
@@ -25,6 +27,19 @@ namespace svc {
 // plug-in manager; no other thread registers plug-ins.
 PLUGIN_NSP_API NQRXHSK20::TPluginManagerProvider* LoadPlugin(
     const std::string& path, NQRXHSK20::TPluginManagerNamespace& manager);
+
+// --- What differs by operating system. Used by one thread at a time. ---
+
+// Whether the path means the same file whatever the current folder is.
+bool IsAbsolutePath(const std::string& path);
+
+// Throws TError, whose text is the cause alone, also where the file, a folder above it or a link on
+// the way to it is within reach of others.
+TModule OpenLibrary(const std::string& path);
+
+// Calls the library's entry where loading it has not done so. Gives what went wrong, empty when
+// nothing did.
+std::string RunEntry(const TModule& library);
 
 }  // namespace svc
 

@@ -103,8 +103,8 @@ class House(unittest.TestCase):
 # Each is one thing whole that its only user would be too long with.
 HEADERS_OF_ONE = {
     "collect/windows/wmi.h",
-    "runtime/acquire/certificate_file_windows.h", "runtime/acquire/winhttp_exchange.h",
-    "runtime/hskcore/property_finder.h", "runtime/plugin.nsp/library.h", "svcheck/fleet/pages.h",
+    "runtime/acquire/transport_winhttp.h",
+    "runtime/hskcore/property_finder.h", "svcheck/fleet/pages.h",
     "svcheck/fleet/process_windows.h"}
 
 

@@ -7,9 +7,9 @@
 #include "recorded_calls.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/download_folder.h"
+#include "runtime/acquire/fetcher.h"
 #include "runtime/acquire/minisign.h"
 #include "runtime/acquire/serial_store.h"
-#include "runtime/acquire/targets.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::acquire {

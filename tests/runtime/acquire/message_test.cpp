@@ -10,7 +10,6 @@
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/module.h"
 #include "runtime/acquire/serial_store.h"
-#include "runtime/acquire/targets.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::acquire {

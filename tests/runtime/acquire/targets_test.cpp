@@ -1,4 +1,4 @@
-#include "runtime/acquire/targets.h"
+#include "runtime/acquire/fetcher.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,9 @@
 #include <exception>
 
 #include "base/error.h"
+#include "base/module.h"
 #include "base/path_walk.h"
-#include "runtime/plugin.nsp/library.h"
+#include "runtime/plugin.nsp/plugin_loader.h"
 
 namespace svc {
 

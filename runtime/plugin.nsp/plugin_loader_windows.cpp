@@ -4,8 +4,9 @@
 #include <string>
 #include <system_error>
 
+#include "base/module.h"
 #include "base/utf16.h"
-#include "runtime/plugin.nsp/library.h"
+#include "runtime/plugin.nsp/plugin_loader.h"
 
 namespace svc {
 
