@@ -28,6 +28,22 @@ function(svc_folder name)
   target_link_libraries(${name} PUBLIC ${arg_LINKS})
 endfunction()
 
+# svc_install_for_hosts(NAME): a library that hosts of plug-ins need besides the program.
+function(svc_install_for_hosts name)
+  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libsvchecker
+                          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT libsvchecker)
+endfunction()
+
+# svc_exports(NAME): of a plug-in's library others see what exports.map beside it names.
+function(svc_exports name)
+  set(exports "${CMAKE_CURRENT_SOURCE_DIR}/exports.map")
+  # The sanitizers compare the host's types by address, which needs them to be one.
+  if(NOT SVC_SANITIZE)
+    target_link_options(${name} PRIVATE "LINKER:--version-script=${exports}")
+  endif()
+  set_target_properties(${name} PROPERTIES LINK_DEPENDS "${exports}")
+endfunction()
+
 # svc_host_library(NAME MACRO ... SOURCES ... LINKS ... PRIVATE_LINKS ...): a shared library of the
 # runtime, which implements the declarations of host/NAME.
 function(svc_host_library name)
@@ -36,6 +52,5 @@ function(svc_host_library name)
   svc_wall(${name} runtime/${name})
   target_compile_definitions(${name} PRIVATE ${arg_MACRO})
   target_link_libraries(${name} PUBLIC host ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
-  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libsvchecker
-                          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT libsvchecker)
+  svc_install_for_hosts(${name})
 endfunction()

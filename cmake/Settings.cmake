@@ -6,6 +6,13 @@ option(SVC_WERROR "Treat warnings as errors" ON)
 set(SVC_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined")
 option(SVC_FUZZ "Link the fuzz targets to libFuzzer; needs Clang" OFF)
 
+# What the names of files end in that one kind of system has to itself: files_posix.cpp.
+if(WIN32)
+  set(SVC_PLATFORM windows)
+else()
+  set(SVC_PLATFORM posix)
+endif()
+
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
