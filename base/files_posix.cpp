@@ -27,7 +27,7 @@ int SyncDescriptor(int file) noexcept {
   return ::fsync(file) == 0 || errno == EINVAL ? 0 : errno;
 }
 
-// For syncing its names; none where it cannot be read, only written to.
+// The folder opened so that its names can be synced; none where it may be written to but not read.
 TDescriptor OpenForSync(const TDescriptor& folder) {
   TDescriptor opened(::openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened && errno != EACCES) Fail(errno);
@@ -47,7 +47,7 @@ std::string UnforeseeableName(const std::string& name) {
   return name.substr(0, kLongestName - suffix.size()) + suffix;
 }
 
-// A pipe or a device is not made a file of.
+// Refuses what a file must not take the place of.
 void CheckIsReplaceable(ENamed kind) {
   if (kind == ENamed::kFolder) Fail(EISDIR);
   if (kind == ENamed::kOther) throw FileError(EINVAL, "it is a pipe or a device and no file");
@@ -189,7 +189,7 @@ void LetWait(const TDescriptor& file) {
 
 std::FILE* OpenToRead(const std::string& path, EPipes pipes) {
   TDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  // The system's own way to say that it is a socket.
+  // ENXIO is how the system says that the name is a socket's.
   if (!file && errno == ENXIO) throw FileError(ENXIO, "it is a socket and no file");
   struct stat status {};
   if (!file || ::fstat(file.Get(), &status) != 0) throw FileError(errno);

@@ -104,7 +104,7 @@ char* WriteEscape(char* target, char32_t value) {
   return target;
 }
 
-// What is ASCII and not plain.
+// Writes a character of ASCII that is not plain: as a short escape where JSON has one.
 char* WriteAscii(char* target, char c) {
   constexpr std::string_view kShort = "\"\\\b\f\n\r\t";
   constexpr std::string_view kLetters = "\"\\bfnrt";
@@ -117,7 +117,7 @@ char* WriteAscii(char* target, char c) {
   return WriteEscape(target, static_cast<unsigned char>(c));
 }
 
-// The first character of a text that does not begin with ASCII.
+// Writes the first character of a text, which is not of ASCII.
 char* WriteCharacter(char* target, std::string_view text, const TCodePoint& character) {
   if (!character.valid) return Write(target, kReplacementText);
   if (!MayBeShown(character.value)) return WriteEscape(target, character.value);

@@ -35,7 +35,7 @@ TModule::~TModule() {
 
 void* TModule::Address(const char* name) const noexcept { return dlsym(handle, name); }
 
-// The dynamic linker still says it of the search before.
+// The dynamic linker still has the reason of the search that found nothing.
 TError TModule::Missing(const char* /*name*/) const { return LastError(); }
 
 }  // namespace svc

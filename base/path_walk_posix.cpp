@@ -86,7 +86,8 @@ class TWalk {
     Enter(root ? Open(*root, ".") : Open(AT_FDCWD, "/"), "/");
   }
 
-  // The last name of the path is the first one of the list.
+  // Puts the names of a path behind those that are left, in reverse: the next one is taken off the
+  // end.
   void Queue(const std::string& path) {
     std::vector<std::string> parts;
     for (std::size_t begin = 0; begin <= path.size();) {
@@ -241,7 +242,7 @@ namespace {
 
 bool IsOwn(uid_t user) { return user == 0 || user == ::geteuid(); }
 
-// The way to a file that is going to be written.
+// Follows the links on the way to a file that is going to be written, as base/files.h says.
 class TWriterRules : public IWayRules {
  public:
   explicit TWriterRules(bool followsLast) : followsLast(followsLast) {}
@@ -288,7 +289,7 @@ TPlace WayTo(const std::string& path, bool followsLast) {
 
 bool IsLink(const TPlace& place) { return place.entry && S_ISLNK(place.status.st_mode); }
 
-// What a link of /proc leads to has a name of its own where it is a file.
+// The name of what a link of /proc leads to; empty for a pipe or a device, which has none.
 std::string NameBehind(const TPlace& place) {
   struct stat behind {};
   std::array<char, PATH_MAX> name;

@@ -15,7 +15,7 @@ constexpr std::string_view kOmission = " [...] ";
 
 bool IsControl(char32_t value) noexcept { return value < 0x20 || (value >= 0x7F && value < 0xA0); }
 
-// Of all that stands behind it.
+// Whether the character turns the direction of all the text behind it.
 bool TurnsDirection(char32_t value) noexcept {
   return (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
 }

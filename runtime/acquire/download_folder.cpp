@@ -87,13 +87,8 @@ void Await(int descriptor, const std::string& path, std::chrono::milliseconds li
 
 TFolderLock::TFolderLock(const std::string& path, std::chrono::milliseconds limit,
                          const TWatch& watch)
-    : descriptor(OpenLockFile(path)) {
-  try {
-    Await(descriptor, path, limit, watch);
-  } catch (...) {
-    CloseLockFile(descriptor);
-    throw;
-  }
+    : TFolderLock(path) {
+  Await(descriptor, path, limit, watch);  // What it throws closes the file, which is held now.
 }
 
 TFolderLock::~TFolderLock() { CloseLockFile(descriptor); }

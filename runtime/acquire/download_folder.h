@@ -13,6 +13,20 @@
 
 namespace svc::acquire {
 
+// --- A file that stands for a lock, as each system knows it ---
+
+// Opens the file, made when it is missing. The caller closes it. Throws TError
+// (kFolderUnwritable).
+int OpenLockFile(const std::string& path);
+
+// False while another process holds the lock. Throws TError (kFolderUnwritable).
+bool TryLock(int descriptor, const std::string& path);
+
+// Gives the lock back as well.
+void CloseLockFile(int descriptor) noexcept;
+
+// --- One download at a time ---
+
 // Holds the lock of a file for as long as it lives; the system gives it back when the process
 // ends in any way. The file itself stays. One thread.
 class TFolderLock {
@@ -24,6 +38,8 @@ class TFolderLock {
   TFolderLock& operator=(const TFolderLock&) = delete;
 
  private:
+  explicit TFolderLock(const std::string& path) : descriptor(OpenLockFile(path)) {}
+
   int descriptor;
 };
 
@@ -58,18 +74,6 @@ class TDownloadFolder {
   std::optional<TFolderLock> lock;
   int stagedFiles = 0;
 };
-
-// A file that stands for a lock, as each system knows it.
-
-// Opens the file, made when it is missing. The caller closes it. Throws TError
-// (kFolderUnwritable).
-int OpenLockFile(const std::string& path);
-
-// False while another process holds the lock. Throws TError (kFolderUnwritable).
-bool TryLock(int descriptor, const std::string& path);
-
-// Gives the lock back as well.
-void CloseLockFile(int descriptor) noexcept;
 
 }  // namespace svc::acquire
 

@@ -17,7 +17,7 @@ constexpr std::size_t kMaxRedirects = 5;
 // A tag that promises equal bytes (RFC 9110, section 8.8.1) lets a transfer go on safely.
 bool IsStrong(const std::string& etag) { return etag.starts_with('"'); }
 
-// As far as a number goes: a server may name any length.
+// The sum, or the largest number there is: a server may name any length.
 std::uint64_t Sum(std::uint64_t held, std::uint64_t more) {
   return held + std::min(more, std::numeric_limits<std::uint64_t>::max() - held);
 }
