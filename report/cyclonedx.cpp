@@ -144,8 +144,8 @@ void WriteHead(const TReport& report, TJsonWriter& json) {
   AddMetadata(report, json);
 }
 
-// Without a look at what was not compared there is more than the records, and so where some are
-// hidden; else nobody knows what the inventory leaves out.
+// Whether the components are all there are. "incomplete" where pieces without a record were not
+// looked at, or records are hidden; otherwise "unknown", for an inventory may leave things out.
 void AddCompositions(const TReport& report, TJsonWriter& json) {
   json.List("compositions").Object();
   const bool isWhole = report.coverage && CountHidden(report).value_or(0) == 0;

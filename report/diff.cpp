@@ -96,7 +96,7 @@ bool FailsOn(const TDiff& diff, EFailOn condition) noexcept {
   });
 }
 
-// What changed, for programs.
+// --- What changed, for programs ---
 
 namespace {
 
@@ -149,7 +149,7 @@ void RenderDiffJson(const TDiff& diff, const TRenderOptions& /*options*/, IOutpu
   output.Write(text + '\n');
 }
 
-// What changed, for a person at a terminal.
+// --- What changed, for a person at a terminal ---
 
 namespace {
 

@@ -135,7 +135,7 @@ void RenderPrometheus(const TReport& report, const TRenderOptions& options, IOut
   WriteCatalogueAge(report, options, output);
 }
 
-// A file that is to be replaced.
+// --- What is kept of a file that is to be replaced ---
 
 namespace {
 
@@ -146,7 +146,7 @@ struct TSample {
   std::int64_t value = 0;
 };
 
-// None for a comment, and for what this program would not have written.
+// A line that this program could have written; nothing for a comment or any other line.
 std::optional<TSample> SampleOf(std::string_view line) {
   const std::size_t blank = line.rfind(' ');
   if (blank == std::string_view::npos || PlainText(line) != line) return {};

@@ -189,7 +189,8 @@ std::optional<TCoverage> CoverageOf(const TPlace& root) {
   return coverage;
 }
 
-// What a report comes to follows from its records: of some it would be another report.
+// Refuses a report with hidden records: what it comes to follows from its records, and some of them
+// would make another report.
 void DemandAllRecords(const TPlace& root) {
   const TPlace hidden = root["hidden"];
   const std::uint64_t count = hidden.IsNull() ? 0 : hidden.Count();
@@ -200,7 +201,7 @@ void DemandAllRecords(const TPlace& root) {
                   count));
 }
 
-// The state itself follows from the records.
+// Reads what belongs to the state. The state itself follows from the records.
 void ReadState(const TPlace& root, TReport& report) {
   if (WasCompared(report.outcome)) {
     report.nothingComparedBecause = root["stateReason"].TextOrNothing();

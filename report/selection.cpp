@@ -61,7 +61,8 @@ std::weak_ordering OrderOfVersions(std::string_view left, std::string_view right
   return OrderOfTexts(left, right);
 }
 
-std::string TextOf(const TRecord& record, std::string_view key) {
+// What a record is sorted by.
+std::string KeyOf(const TRecord& record, std::string_view key) {
   if (key == "verdict") {
     return std::to_string(record.waived ? kVerdicts.size() : IndexOf(record.verdict));
   }
@@ -99,7 +100,7 @@ void SortBy(TReport& report, std::string_view key) {
   if (isReversed) key.remove_prefix(1);
   const bool isVersion = key == "installed" || key == "offered";
   std::vector<std::string> texts;
-  for (const TRecord& record : ShownIn(report)) texts.push_back(TextOf(record, key));
+  for (const TRecord& record : ShownIn(report)) texts.push_back(KeyOf(record, key));
   TNumbers places(texts.size());
   std::iota(places.begin(), places.end(), std::size_t{0});
   MergeSort(std::span(places), [&](std::size_t left, std::size_t right) {

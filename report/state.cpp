@@ -84,7 +84,7 @@ std::string StateReason(const TReport& report, const TSummary& summary) {
   return saysWhy ? std::string(RowOf(report.outcome).sentence) : report.errors.front();
 }
 
-// What is installed.
+// --- Coverage: how much of what is installed was compared ---
 
 std::optional<EPassedOver> PassedOverOfName(std::string_view name) noexcept {
   const auto found = std::ranges::find(kPassedOver, name, &TPassedOverRow::name);
@@ -114,7 +114,7 @@ std::string Sentence(const TCoverage& coverage) {
   return text + '.';
 }
 
-// What is to be known.
+// --- What a reader has to know of a check that took place ---
 
 namespace {
 
@@ -151,7 +151,7 @@ std::vector<std::string> Notices(const TReport& report, const TRenderOptions& op
   return notices;
 }
 
-// Conditions.
+// --- Conditions of --fail-on ---
 
 namespace {
 

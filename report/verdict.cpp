@@ -68,8 +68,8 @@ TParts InstalledParts(std::string_view text) noexcept {
   return pair ? TParts{pair->second, pair->first} : SplitMarks(text);
 }
 
-// What the offered side says has the order that the installed side leaves; where the build ids tell
-// that it has not, they decide.
+// On the offered side "A - B" is a version and a build, the reverse of the installed side; unless a
+// build id stands first and no other behind it.
 TParts OfferedParts(std::string_view text) noexcept {
   const auto pair = SplitSpacedDash(text);
   if (!pair) return SplitMarks(text);
@@ -92,14 +92,14 @@ std::optional<EUnordered> Silence(std::string_view installed, std::string_view o
   return {};
 }
 
-// None when one side is silent.
+// Compares the versions, or the builds, of both sides; nothing where one side has none.
 std::optional<TJudgement> JudgePart(std::string_view installed, std::string_view offered) noexcept {
   if (Silence(installed, offered)) return {};
   return JudgementOf(CompareVersions(installed, offered));
 }
 
-// The version speaks first; equal versions leave it to the build, and so do those without an order.
-// Two answers that contradict each other are none.
+// The version decides; the build does where the versions are equal or have no order. Where the two
+// contradict each other nothing is known.
 TJudgement Combine(const TJudgement& version, const TJudgement& build) noexcept {
   using enum EVerdict;
   if (version.verdict == kCurrent || version.verdict == kUnknown) return build;

@@ -24,7 +24,8 @@ std::weak_ordering CompareWords(std::string_view left, std::string_view right) n
       });
 }
 
-// Of any length, decimal or hexadecimal: digits come before letters.
+// Orders numbers of any length, decimal or hexadecimal, by value: as texts of one length, since
+// digits come before letters.
 std::weak_ordering CompareNumbers(std::string_view left, std::string_view right) noexcept {
   left.remove_prefix(std::min(left.find_first_not_of('0'), left.size()));
   right.remove_prefix(std::min(right.find_first_not_of('0'), right.size()));
@@ -36,12 +37,12 @@ TVersionOrder Reverse(TVersionOrder order) noexcept {
   return order ? TVersionOrder(0 <=> *order) : order;
 }
 
-// One text, two readings: there is an order where both give the same.
+// The order of texts that can be read in two ways: none unless both readings give the same.
 TVersionOrder Agreed(TVersionOrder one, TVersionOrder other, EUnordered why) noexcept {
   return one && other && *one == *other ? one : TVersionOrder(why);
 }
 
-// The words of which one is known to come before the other.
+// Orders the words for stages before a release; other words have no order.
 TVersionOrder ComparePhases(std::string_view left, std::string_view right) noexcept {
   constexpr std::array<std::string_view, 3> kPhases = {"alpha", "beta", "rc"};
   const auto phase = [&](std::string_view word) {
@@ -53,7 +54,7 @@ TVersionOrder ComparePhases(std::string_view left, std::string_view right) noexc
   return std::weak_ordering(one <=> other);
 }
 
-// What says that two runs of different kinds have no order.
+// Why two runs of different kinds have no order.
 EUnordered WhyNot(const TRun& one, const TRun& other) noexcept {
   const auto has = [&](ERun kind) { return one.kind == kind || other.kind == kind; };
   if (has(ERun::kHash)) return kHash;
@@ -175,7 +176,7 @@ TVersionOrder CompareRevisions(std::string_view left, std::string_view right) no
   return revision == 0 ? TVersionOrder(kSeries) : revision;
 }
 
-// Of one length of their series.
+// REQUIRES: both are build ids, whose series are `length` characters long.
 TVersionOrder CompareBuildIds(std::string_view left, std::string_view right,
                               std::size_t length) noexcept {
   if (CompareWords(left.substr(0, length), right.substr(0, length)) != 0) return kSeries;
