@@ -4,7 +4,10 @@
 
 #include <iterator>
 
+#include "collect/text.h"
+
 namespace svc::collect {
+
 namespace {
 
 std::string Escaped(std::string_view text) {
@@ -68,6 +71,22 @@ std::string ToCimXml(const std::vector<TInstance>& instances) {
          "    </DECLGROUP>\n"
          "  </DECLARATION>\n"
          "</CIM>\n";
+}
+
+std::string MachineTypeOf(const std::string& product) {
+  constexpr std::size_t kTypeLength = 4;
+  const std::string_view marked = Trimmed(Bracketed(product));
+  return marked.empty() ? product : std::string(marked.substr(0, kTypeLength));
+}
+
+TInstance SystemBios(const std::string& version) {
+  const std::string_view marked = Bracketed(version);
+  TInstance bios("QRXSG_SystemBIOSElement");
+  bios.Set("Name", "System BIOS").Set("Version", marked.empty() ? version : marked);
+  if (const std::size_t dash = marked.find('-'); dash != std::string_view::npos) {
+    bios.Set("BuildNumber", marked.substr(0, dash));
+  }
+  return bios;
 }
 
 }  // namespace svc::collect

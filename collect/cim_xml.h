@@ -77,10 +77,17 @@ class TInventory {
   std::vector<std::string> notes;
 };
 
-// Instances as a CIM-XML document (DMTF DSP0201).
-
-// One document, UTF-8, with the instances in their order. Pure; any thread.
+// One CIM-XML document (DMTF DSP0201), UTF-8, with the instances in their order. Pure; any thread.
 std::string ToCimXml(const std::vector<TInstance>& instances);
+
+// --- How makers write machine types and versions into the texts of their products ---
+
+// "-[46201AB]-" holds the machine type, four characters, and the model; without the marks the
+// product's name is its type.
+std::string MachineTypeOf(const std::string& product);
+
+// The BIOS with its version: one such as "-[QKL120AUS-1.10]-" is a build id and a version.
+TInstance SystemBios(const std::string& version);
 
 }  // namespace svc::collect
 

@@ -1,8 +1,12 @@
-// The collector of a Linux machine.
+// The collector of a Linux machine, its sources, and what these make of the answers of kernel and
+// devices, for tests too.
 #ifndef COLLECT_LINUX_LINUX_COLLECTOR_H_
 #define COLLECT_LINUX_LINUX_COLLECTOR_H_
 
+#include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "collect/cim_xml.h"
 #include "collect/collector.h"
@@ -19,7 +23,7 @@ class TLinuxCollector : public ICollector {
   std::vector<SourceState> TrySources() const override;
 };
 
-// The machine as the sources see it, and the list of the sources.
+// --- The machine as the sources see it, and the list of the sources ---
 
 // Paths that more than one source or the capture names.
 inline constexpr const char* kDmiFolder = "/sys/class/dmi/id";
@@ -58,6 +62,72 @@ void ReadNetworkDevices(const TMachine& machine, TInventory& inventory);
 
 // The numbers of a PCI device by its folder.
 TPciNumbers ReadPciNumbers(const TTree& tree, const std::string& device);
+
+// Writes the files that were read of `tree` so far as a tar archive, under the paths by which they
+// were read, so that no symbolic link is needed. With `redact` the files that tell serial numbers
+// or UUIDs are left out, and the SMBIOS table loses them. Throws what `write` throws, and
+// TError.
+void WriteCapture(const TTree& tree, bool redact, const TWrite& write);
+
+// --- What network drivers tell of the firmware that runs on their devices ---
+
+// The running versions of a device by their names ("fw", "fw.mgmt", ...), asked of the kernel's
+// devlink interface (linux/devlink.h; Linux, Documentation/networking/devlink/devlink-info.rst).
+// Empty where the device, its driver or the kernel knows no devlink.
+std::map<std::string, std::string> DevlinkRunningVersions(const std::string& bus,
+                                                          const std::string& device);
+
+// The firmware version of a network interface (ETHTOOL_GDRVINFO, linux/ethtool.h); empty where its
+// driver tells none.
+std::string EthtoolFirmwareVersion(const std::string& interfaceName);
+
+// --- What a trusted platform module answers. Pure; any thread. ---
+
+// From the answer to TPM2_GetCapability for its properties (TCG, TPM 2.0 Library, Part 3); nothing
+// where that is an error or cut short.
+std::optional<TFirmwareDevice> ParseTpm2Properties(std::string_view answer);
+
+// From the file "caps" of a TPM 1.2 (Linux, Documentation/ABI/stable/sysfs-class-tpm); nothing
+// where it tells no firmware version.
+std::optional<TFirmwareDevice> ParseTpm1Capabilities(std::string_view text);
+
+// --- What a MegaRAID SAS controller tells of itself ---
+
+struct TRaidController {
+  std::string product;
+  std::string package;  // the version of its firmware package
+};
+
+// From the answer to MR_DCMD_CTRL_GET_INFO (struct megasas_ctrl_info in Linux, drivers/scsi/
+// megaraid/megaraid_sas.h); nothing when it is too short.
+std::optional<TRaidController> ParseControllerInfo(std::string_view info);
+
+// Asks the controller behind SCSI host number `host` of this machine through the driver's control
+// device. Where it gives none, `problem` says why.
+std::optional<TRaidController> AskRaidController(const TTree& tree, unsigned host,
+                                                 std::string& problem);
+
+// --- How the operating system's own texts become the inventory's. Pure; any thread. ---
+
+// What a distribution says of itself, each as its file holds it, empty where there is none.
+struct TReleaseTexts {
+  std::map<std::string, std::string> osRelease;  // os-release(5)
+  std::string redHat;                            // /etc/redhat-release
+  std::string suse;                              // /etc/SuSE-release
+  std::string vmware;                            // /etc/vmware-release
+};
+
+// The text in which a release is looked for: a Red Hat release has "release N" in it; a SUSE text
+// names its own release alone, and neither a service pack nor a platform (such as s390x) that
+// could be taken for another.
+std::string BuildId(const TReleaseTexts& texts);
+
+// OSType as the inventory numbers it: 36 for every Linux distribution, 78 and 81 for ESX 3 and 4.
+unsigned OsType(const TReleaseTexts& texts);
+
+// The name of a hardware platform at the end of a kernel release such as "2.6.32-71.el6.x86_64" or
+// "6.1.0-18-amd64"; empty where there is none.
+std::string PlatformOfRelease(std::string_view kernelRelease);
 
 }  // namespace svc::collect
 

@@ -16,7 +16,6 @@
 #include <cstring>
 
 #include "collect/linux/linux_collector.h"
-#include "collect/linux/storage.h"
 
 namespace svc::collect {
 namespace {

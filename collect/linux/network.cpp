@@ -18,7 +18,6 @@
 
 #include "collect/firmware_device.h"
 #include "collect/linux/linux_collector.h"
-#include "collect/linux/network.h"
 #include "collect/linux/tree.h"
 
 namespace svc::collect {
@@ -98,7 +97,7 @@ std::uint16_t DevlinkFamily(TGenericSocket& socket) {
   return family;
 }
 
-std::string TextOf(const nlattr& attribute) {
+std::string AttributeText(const nlattr& attribute) {
   if (::mnl_attr_validate(&attribute, MNL_TYPE_NUL_STRING) < 0) return {};
   return ::mnl_attr_get_str(&attribute);
 }
@@ -108,8 +107,8 @@ using TVersion = std::pair<std::string, std::string>;
 int ReadVersionPart(const nlattr* attribute, void* version) {
   auto& [name, value] = *static_cast<TVersion*>(version);
   const auto type = ::mnl_attr_get_type(attribute);
-  if (type == DEVLINK_ATTR_INFO_VERSION_NAME) name = TextOf(*attribute);
-  if (type == DEVLINK_ATTR_INFO_VERSION_VALUE) value = TextOf(*attribute);
+  if (type == DEVLINK_ATTR_INFO_VERSION_NAME) name = AttributeText(*attribute);
+  if (type == DEVLINK_ATTR_INFO_VERSION_VALUE) value = AttributeText(*attribute);
   return MNL_CB_OK;
 }
 

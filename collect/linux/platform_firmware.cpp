@@ -1,6 +1,6 @@
 // Firmware of the platform beside its BIOS: trusted platform modules, the processors' microcode,
 // and the EFI system resource table.
-#include "collect/linux/platform_firmware.h"
+#include "collect/linux/linux_collector.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -12,8 +12,6 @@
 #include <cstdint>
 #include <map>
 #include <set>
-
-#include "collect/linux/linux_collector.h"
 
 namespace svc::collect {
 namespace {

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "base/error.h"
-#include "collect/product_names.h"
+#include "collect/cim_xml.h"
 #include "collect/text.h"
 
 namespace svc::collect {

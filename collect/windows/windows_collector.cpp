@@ -4,7 +4,7 @@
 #include "base/error.h"
 #include "collect/cim_xml.h"
 #include "collect/collector.h"
-#include "collect/windows/windows_sources.h"
+#include "collect/windows/windows_machine.h"
 
 namespace svc::collect {
 namespace {

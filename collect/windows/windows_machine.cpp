@@ -1,17 +1,248 @@
 #include "collect/windows/windows_machine.h"
 
-#include <fmt/format.h>
 #include <windows.h>
-#include <array>
 
+// Both need what windows.h declares.
+#include <oleauto.h>
+#include <wbemidl.h>
+
+#include <fmt/format.h>
+
+#include "base/error.h"
 #include "base/utf16.h"
 #include "collect/text.h"
-#include "collect/windows/windows_sources.h"
-#include "collect/windows/wmi.h"
 
 namespace svc::collect {
 
+std::string SystemProblem(unsigned long code) {
+  const std::string said = CleanText(SystemMessage(code));
+  const std::string number =
+      code > 0xFFFF ? fmt::format("error {:#x}", code) : fmt::format("error {}", code);
+  return said.empty() ? number : fmt::format("{} ({})", said, number);
+}
+
 namespace {
+
+// --- Holders of what COM hands out ---
+
+// Throws TError for a call that failed, in the system's words.
+void Check(HRESULT result) {
+  if (FAILED(result)) throw TError(SystemProblem(static_cast<unsigned long>(result)));
+}
+
+// A reference to an object, counted.
+template <typename TInterface>
+class TCom {
+ public:
+  TCom() = default;
+  ~TCom() {
+    if (object != nullptr) object->Release();
+  }
+  TCom(const TCom&) = delete;
+  TCom& operator=(const TCom&) = delete;
+
+  TInterface* operator->() const { return object; }
+  TInterface* Get() const { return object; }
+  // For a call that fills it. REQUIRES: it is empty.
+  TInterface** Place() { return &object; }
+  explicit operator bool() const { return object != nullptr; }
+
+ private:
+  TInterface* object = nullptr;
+};
+
+class TText {
+ public:
+  explicit TText(const std::string& text) : text(SysAllocString(Widen(text).c_str())) {}
+  ~TText() { SysFreeString(text); }
+  TText(const TText&) = delete;
+  TText& operator=(const TText&) = delete;
+
+  BSTR Get() const { return text; }
+
+ private:
+  BSTR text;
+};
+
+class TVariant {
+ public:
+  TVariant() { VariantInit(&variant); }
+  ~TVariant() { VariantClear(&variant); }
+  TVariant(const TVariant&) = delete;
+  TVariant& operator=(const TVariant&) = delete;
+
+  VARIANT* Get() { return &variant; }
+
+  // Empty for null, for an array and for an object.
+  std::string Text() {
+    if (variant.vt == VT_NULL || variant.vt == VT_EMPTY || (variant.vt & VT_ARRAY) != 0) return {};
+    TVariant text;
+    if (FAILED(VariantChangeTypeEx(text.Get(), &variant, LOCALE_INVARIANT, VARIANT_ALPHABOOL,
+                                   VT_BSTR)))
+      return {};
+    return Narrow({text.variant.bstrVal, SysStringLen(text.variant.bstrVal)});
+  }
+
+  // The bytes of an array of bytes; empty for anything else.
+  std::string Bytes() {
+    if (variant.vt != (VT_ARRAY | VT_UI1)) return {};
+    void* first = nullptr;
+    LONG lower = 0, upper = -1;
+    SafeArrayGetLBound(variant.parray, 1, &lower);
+    SafeArrayGetUBound(variant.parray, 1, &upper);
+    if (upper < lower || FAILED(SafeArrayAccessData(variant.parray, &first))) return {};
+    const std::string bytes(static_cast<const char*>(first),
+                            static_cast<std::size_t>(upper - lower + 1));
+    SafeArrayUnaccessData(variant.parray);
+    return bytes;
+  }
+
+ private:
+  VARIANT variant;
+};
+
+// --- The management service of the running system (WMI) ---
+
+constexpr const char* kControllerClass = "Microsoft_IPMI";
+
+void Connect(const std::string& space, TCom<IWbemServices>& services) {
+  TCom<IWbemLocator> locator;
+  Check(CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator,
+                         reinterpret_cast<void**>(locator.Place())));
+  Check(locator->ConnectServer(TText(space).Get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr,
+                               services.Place()));
+  Check(CoSetProxyBlanket(services.Get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
+                          RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE));
+}
+
+void Select(const TCom<IWbemServices>& services, const std::string& className,
+            TCom<IEnumWbemClassObject>& found) {
+  Check(services->ExecQuery(TText("WQL").Get(), TText("SELECT * FROM " + className).Get(),
+                            WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
+                            found.Place()));
+}
+
+// The next object; false behind the last. A provider that hangs is not waited for.
+bool Next(const TCom<IEnumWbemClassObject>& found, TCom<IWbemClassObject>& object) {
+  constexpr LONG kMilliseconds = 20'000;
+  ULONG count = 0;
+  const HRESULT result = found->Next(kMilliseconds, 1, object.Place(), &count);
+  Check(result == WBEM_S_TIMEDOUT ? RPC_E_TIMEOUT : result);
+  return count == 1;
+}
+
+TRow RowOf(const TCom<IWbemClassObject>& object) {
+  TRow row;
+  Check(object->BeginEnumeration(WBEM_FLAG_NONSYSTEM_ONLY));
+  for (;;) {
+    BSTR name = nullptr;
+    TVariant value;
+    if (object->Next(0, &name, value.Get(), nullptr, nullptr) != WBEM_S_NO_ERROR) return row;
+    const std::string text = value.Text();
+    if (!text.empty()) row[Narrow(name)] = text;
+    SysFreeString(name);
+  }
+}
+
+void Put(const TCom<IWbemClassObject>& object, const wchar_t* name, long number, VARTYPE type) {
+  TVariant value;
+  value.Get()->vt = type;
+  if (type == VT_UI1)
+    value.Get()->bVal = static_cast<BYTE>(number);
+  else
+    value.Get()->lVal = number;
+  Check(object->Put(name, 0, value.Get(), 0));
+}
+
+// The arguments of RequestResponse (Windows, ipmidrv.mof). A controller's own address on its bus
+// is 20h (IPMI 2.0, 5.1).
+void MakeRequest(const TCom<IWbemServices>& services, std::uint8_t function, std::uint8_t command,
+                 TCom<IWbemClassObject>& request) {
+  constexpr long kControllerAddress = 0x20;
+  TCom<IWbemClassObject> type, signature;
+  Check(services->GetObject(TText(kControllerClass).Get(), 0, nullptr, type.Place(), nullptr));
+  Check(type->GetMethod(L"RequestResponse", 0, signature.Place(), nullptr));
+  if (!signature) Check(static_cast<HRESULT>(WBEM_E_INVALID_METHOD));
+  Check(signature->SpawnInstance(0, request.Place()));
+  Put(request, L"NetworkFunction", function, VT_UI1);
+  Put(request, L"Lun", 0, VT_UI1);
+  Put(request, L"ResponderAddress", kControllerAddress, VT_UI1);
+  Put(request, L"Command", command, VT_UI1);
+  Put(request, L"RequestDataSize", 0, VT_I4);
+}
+
+std::string Send(const TCom<IWbemServices>& services, const TCom<IWbemClassObject>& controller,
+                 std::uint8_t function, std::uint8_t command) {
+  TCom<IWbemClassObject> request, response;
+  TVariant path, data;
+  MakeRequest(services, function, command, request);
+  Check(controller->Get(L"__RELPATH", 0, path.Get(), nullptr, nullptr));
+  Check(services->ExecMethod(TText(path.Text()).Get(), TText("RequestResponse").Get(), 0, nullptr,
+                             request.Get(), response.Place(), nullptr));
+  if (!response) Check(static_cast<HRESULT>(WBEM_E_PROVIDER_FAILURE));
+  Check(response->Get(L"ResponseData", 0, data.Get(), nullptr, nullptr));
+  return data.Bytes();
+}
+
+// A connection belongs to the thread that made it.
+class TWmi {
+ public:
+  TWmi();
+  ~TWmi();
+  TWmi(const TWmi&) = delete;
+  TWmi& operator=(const TWmi&) = delete;
+
+  // As IWindowsMachine says of its operations.
+  TAnswer<std::vector<TRow>> Instances(const std::string& space,
+                                       const std::string& className) const;
+  TAnswer<std::string> AskController(std::uint8_t function, std::uint8_t command) const;
+
+ private:
+  bool initialised;
+};
+
+// A thread that has an apartment of another kind keeps it.
+TWmi::TWmi() : initialised(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
+
+TWmi::~TWmi() {
+  if (initialised) CoUninitialize();
+}
+
+TAnswer<std::vector<TRow>> TWmi::Instances(const std::string& space,
+                                           const std::string& className) const {
+  TAnswer<std::vector<TRow>> answer;
+  try {
+    TCom<IWbemServices> services;
+    TCom<IEnumWbemClassObject> found;
+    Connect(space, services);
+    Select(services, className, found);
+    for (;;) {
+      TCom<IWbemClassObject> object;
+      if (!Next(found, object)) return answer;
+      answer.value.push_back(RowOf(object));
+    }
+  } catch (const TError& error) {
+    answer.problem = error.what();
+  }
+  return answer;
+}
+
+TAnswer<std::string> TWmi::AskController(std::uint8_t function, std::uint8_t command) const {
+  TAnswer<std::string> answer;
+  try {
+    TCom<IWbemServices> services;
+    TCom<IEnumWbemClassObject> found;
+    TCom<IWbemClassObject> controller;
+    Connect(kDriverSpace, services);
+    Select(services, kControllerClass, found);
+    if (Next(found, controller)) answer.value = Send(services, controller, function, command);
+  } catch (const TError& error) {
+    answer.problem = error.what();
+  }
+  return answer;
+}
+
+// --- The machine ---
 
 class TThisWindowsMachine : public IWindowsMachine {
  public:
@@ -39,67 +270,6 @@ class TThisWindowsMachine : public IWindowsMachine {
 
 std::unique_ptr<IWindowsMachine> ThisWindowsMachine() {
   return std::make_unique<TThisWindowsMachine>();
-}
-
-std::string SystemProblem(unsigned long code) {
-  const std::string said = CleanText(SystemMessage(code));
-  const std::string number =
-      code > 0xFFFF ? fmt::format("error {:#x}", code) : fmt::format("error {}", code);
-  return said.empty() ? number : fmt::format("{} ({})", said, number);
-}
-
-namespace {
-
-constexpr const char* kMendService =
-    "start the service Winmgmt; where it runs, mend what it knows: winmgmt /salvagerepository";
-
-struct TAsked {
-  const char* subject;
-  const char* space;
-  const char* className;
-  const char* advice;
-  bool isOnEveryMachine;
-};
-constexpr std::array kAsked = {
-    TAsked{"machine type", kCimSpace, "Win32_ComputerSystem", kMendService, true},
-    TAsked{"machine UUID", kCimSpace, "Win32_ComputerSystemProduct", kMendService, true},
-    TAsked{"system firmware", kCimSpace, "Win32_BIOS", kMendService, true},
-    TAsked{"operating system", kCimSpace, "Win32_OperatingSystem", kMendService, true},
-    TAsked{"management controller", kDriverSpace, "Microsoft_IPMI",
-           "run svcheck as an administrator; where the machine has one, start its driver: sc start "
-           "IPMIDRV",
-           false},
-    TAsked{
-        "storage adapters", kDriverSpace, "MS_SM_AdapterInformationQuery",
-        "run svcheck as an administrator; where the machine has one, its driver may tell nothing "
-        "of its firmware",
-        false},
-};
-
-SourceState Try(const IWindowsMachine& machine, const TAsked& asked) {
-  const auto answer = machine.Instances(asked.space, asked.className);
-  SourceState state{
-      asked.subject, std::string(asked.className) + " in " + asked.space, answer.problem, {}};
-  if (answer.value.empty() && state.problem.empty()) {
-    if (asked.isOnEveryMachine) {
-      state.problem = "the machine tells nothing";
-    } else {
-      state.place += ", which tells of none";
-    }
-  }
-  if (!state.problem.empty()) state.advice = asked.advice;
-  return state;
-}
-
-}  // namespace
-
-std::vector<SourceState> TryWindowsSources(const IWindowsMachine& machine) {
-  std::vector<SourceState> states;
-  for (const TAsked& asked : kAsked) states.push_back(Try(machine, asked));
-  const std::string problem = machine.Drivers().problem;
-  states.push_back({"drivers", "service control manager", problem,
-                    problem.empty() ? "" : "run svcheck as an administrator"});
-  return states;
 }
 
 }  // namespace svc::collect

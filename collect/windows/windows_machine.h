@@ -11,6 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "collect/cim_xml.h"
+#include "collect/collector.h"
+
 namespace svc::collect {
 
 // What was asked for; `problem` says why it could not be had and is empty when it could.
@@ -52,6 +55,28 @@ std::unique_ptr<IWindowsMachine> ThisWindowsMachine();
 
 // "access is denied (error 5)": an error or result code in the system's words. Any thread.
 std::string SystemProblem(unsigned long code);
+
+// --- Its answers as instances of the host's classes. Pure but for what they ask the machine; one
+// thread. ---
+
+// Namespaces of the management service: what every system has, and what drivers add.
+inline constexpr const char* kCimSpace = "root\\cimv2";
+inline constexpr const char* kDriverSpace = "root\\WMI";
+
+// Reads everything. With `redact`, serial number and UUID are left out.
+TInventory ReadWindowsMachine(const IWindowsMachine& machine, bool redact);
+
+// Asks for each thing that ReadWindowsMachine reads.
+std::vector<SourceState> TryWindowsSources(const IWindowsMachine& machine);
+
+// Where the file of a driver lies: "\SystemRoot\…", "\??\C:\…", "system32\…" and "C:\…" are forms
+// of a service's path; one without a path is "system32\drivers\NAME.sys".
+std::string DriverFile(const TDriverService& driver, const std::string& systemRoot);
+
+// As IWindowsMachine says of its operations: the drivers of the running system by its service
+// control manager, and the versions of their files. Any thread.
+TAnswer<std::vector<TDriverService>> DriverServices();
+std::string VersionOfFile(const std::string& path);
 
 }  // namespace svc::collect
 

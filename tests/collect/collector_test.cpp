@@ -16,7 +16,6 @@
 #include <stdexcept>
 
 #include "collect/collector.h"
-#include "collect/linux/capture.h"
 #include "collect/linux/linux_collector.h"
 #include "collect/linux/tree.h"
 #include "made_tree.h"

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "collect/linux/platform_firmware.h"
+#include "collect/linux/linux_collector.h"
 #include "made_tree.h"
 
 namespace svc::collect {

@@ -5,7 +5,6 @@
 
 #include "collect/ipmi.h"
 #include "collect/linux/linux_collector.h"
-#include "collect/linux/storage.h"
 #include "made_tree.h"
 
 namespace svc::collect {

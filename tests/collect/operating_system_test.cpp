@@ -1,4 +1,4 @@
-#include "collect/linux/operating_system.h"
+#include "collect/linux/linux_collector.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "collect/ipmi.h"
-#include "collect/linux/network.h"
+#include "collect/linux/linux_collector.h"
 
 int main() {
   std::string problem;

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "collect/windows/windows_sources.h"
+#include "collect/windows/windows_machine.h"
 
 namespace svc::collect {
 namespace {
