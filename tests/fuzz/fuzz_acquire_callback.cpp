@@ -1,7 +1,7 @@
 // Messages of the acquisition library: each line is a kind's character, a code's and the text.
 #include <algorithm>
 
-#include "plugins/version_checker/catalogue/acquire_callback.h"
+#include "plugins/version_checker/catalogue/live_acquisition.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::checker;

@@ -2,15 +2,64 @@
 #ifndef PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_
 #define PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "host/acquire/acquire_callback.h"
 #include "host/acquire/download_manager.h"
 #include "host/plugin.nsp/plugin_callbacks.h"
-#include "plugins/version_checker/catalogue/acquire_callback.h"
 #include "plugins/version_checker/inventory/inventory_operations.h"
 
 namespace svc::checker {
+
+// Keeps track of a download from the messages that the acquisition library sends. Shows and logs
+// nothing: the lines that it composes are dropped. Called by the library, one call at a time; owned
+// by the query, which lends it for the length of one download.
+class OITAcquireCallback : public KPLAcquistion::AcquireCallbackIfc {
+ public:
+  // `text` is a list of fields joined by ":". A message with fewer fields than its kind needs
+  // changes nothing, or no more than its kind resets.
+  void onStatus(std::int32_t kind, const std::string& text, std::int32_t code) override;
+
+  const std::string& GetCurrentItem() const { return currentItem; }
+  bool IsItemActive() const { return itemActive; }
+  const std::string& GetCurrentReport() const { return currentReport; }
+  bool IsReportActive() const { return reportActive; }
+  std::int32_t GetTotalItems() const { return totalItems; }
+  std::int32_t GetStartedItems() const { return startedItems; }
+  std::int32_t GetLastCode() const { return lastCode; }
+
+ private:
+  struct TMessage;
+  struct TKindRow;
+  static const TKindRow kKinds[];
+
+  void OnItemStarted(const TMessage& message);
+  void OnItemNamed(const TMessage& message);
+  void OnItemEnded(const TMessage& message);
+  void OnListing(const TMessage& message);
+  void OnTotal(const TMessage& message);
+  void OnStatusCode(const TMessage& message);
+  void OnReport(const TMessage& message);
+  void OnReportTotal(const TMessage& message);
+  void OnReportItem(const TMessage& message);
+
+  std::string currentItem;
+  bool itemActive = false;
+  std::string currentReport;
+  bool reportActive = false;
+  std::int32_t totalItems = 0;
+  std::int32_t startedItems = 0;
+  std::int32_t lastCode = 0;
+};
+
+// The lines of the progress, composed in these words and dropped: nobody sees them.
+// Deliberate: see "Progress lines are composed and dropped" in docs/one-query.md.
+std::string ProgressPrefix(std::int32_t startedItems, std::int32_t totalItems);
+std::string ListingLine(const std::string& machineType, const std::string& operatingSystem);
+std::string ReportLine(const std::string& machineType, const std::string& operatingSystem);
 
 // One live download; kept until the query ends.
 class TLiveAcquisition {

@@ -1,4 +1,4 @@
-#include "plugins/version_checker/catalogue/acquire_callback.h"
+#include "plugins/version_checker/catalogue/live_acquisition.h"
 
 #include <gtest/gtest.h>
 
