@@ -98,16 +98,6 @@ constexpr std::uint64_t KeyOf(std::uint64_t name, std::uint64_t installed) noexc
   return std::rotl(name, 1) ^ installed;
 }
 
-// As records name a driver: its file up to the first dot, in capitals.
-std::string DriverName(std::string_view path) {
-  const std::string_view file = path.substr(path.rfind('\\') + 1);
-  std::string name(file.substr(0, file.find('.')));
-  for (char& c : name) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - ('a' - 'A'));
-  }
-  return name;
-}
-
 // How near the catalogue comes to offering something for a piece.
 enum class EOffer { kNone, kOtherMachine, kOtherSystem, kHere };
 
@@ -137,9 +127,13 @@ class TCoverageWalk {
 
   void AddFirmware(const TPieceClass& row);
   void AddDrivers();
+  enum class EMade { kAsItIs, kDriverName };
   // What is made of a property's text. Of a long one that many instances inherit it is made once.
-  report::TOneText Made(const ICIMInstance& instance, std::string_view property,
-                        std::string (*make)(std::string_view));
+  report::TOneText Made(const ICIMInstance& instance, std::string_view property, EMade what);
+  // As records name the driver of a file.
+  std::string DriverName(std::string_view path) {
+    return std::string(driverNames.Of(path.substr(path.rfind('\\') + 1)));
+  }
   void Index(std::string_view type, std::string_view name, std::string_view installed) {
     const bool isDriver = type != kFirmwareType;  // Whose texts are those of its piece, and stay.
     const std::uint64_t key = isDriver ? KeyOf(HashOfOne(name), HashOfOne(installed))
@@ -179,11 +173,12 @@ class TCoverageWalk {
   TIndex drivers;
   std::unordered_map<std::string_view, report::TOneText> texts;  // Each once.
   // By the places of long texts: what was made of them, and their hashes.
-  std::map<std::pair<const char*, std::string (*)(std::string_view)>, report::TOneText> made;
+  std::map<std::pair<const char*, EMade>, report::TOneText> made;
   std::unordered_map<const char*, std::uint64_t> hashes;
   std::array<EOffer, rules::kComponentCount> components{};
   std::unordered_map<std::string, EOffer> soughtDrivers;
   bool seeksFirmware = false;
+  rules::TDriverNameForm driverNames;
   mutable std::string_view lastName;  // What was looked for last: neighbours often share a name.
   mutable EOffer lastOffer = EOffer::kNone;
 };
@@ -224,20 +219,21 @@ void TCoverageWalk::AddFirmware(const TPieceClass& row) {
 }
 
 report::TOneText TCoverageWalk::Made(const ICIMInstance& instance, std::string_view property,
-                                     std::string (*make)(std::string_view)) {
+                                     EMade what) {
+  const auto make = [&](std::string_view text) {
+    return One(what == EMade::kDriverName ? DriverName(text) : std::string(text));
+  };
   const auto view = StoredView(instance, property);
-  if (!view || view->size() < kLong) return One(make(TextOf(instance, property)));
-  const auto known = made.find({view->data(), make});
+  if (!view || view->size() < kLong) return make(TextOf(instance, property));
+  const auto known = made.find({view->data(), what});
   if (known != made.end()) return known->second;
-  return made[{view->data(), make}] = One(make(*view));
+  return made[{view->data(), what}] = make(*view);
 }
-
-std::string AsItIs(std::string_view text) { return std::string(text); }
 
 void TCoverageWalk::AddDrivers() {
   for (const TInstance& instance : InstancesOf(compared.inventory, rules::kDriverClass)) {
-    const report::TOneText version = Made(*instance, rules::kDriverVersion, AsItIs);
-    const report::TOneText name = Made(*instance, rules::kDriverPath, DriverName);
+    const report::TOneText version = Made(*instance, rules::kDriverVersion, EMade::kAsItIs);
+    const report::TOneText name = Made(*instance, rules::kDriverPath, EMade::kDriverName);
     const bool isRunning = TextOf(*instance, rules::kDriverState) == kRunning;
     pieces.push_back({{std::string(rules::kDriverType),
                        name.empty() ? One(TextOf(*instance, "Name")) : name,
