@@ -7,7 +7,7 @@
 
 namespace svc::catalogue {
 
-// checks_files.cpp
+// Files: checks_texts.cpp
 void CheckUnreadable(const TFile& file, TTell& tell);
 void CheckMalformed(const TFile& file, TTell& tell);
 void CheckRefused(const TFile& file, TTell& tell);
@@ -17,12 +17,12 @@ void CheckNotLoaded(const TFile& file, TTell& tell);
 void CheckPassedOverOnLinux(const TFile& file, TTell& tell);
 void CheckPassedOverOnWindows(const TFile& file, TTell& tell);
 void CheckOtherClass(const TFile& file, TTell& tell);
-// checks_properties.cpp
+// Properties
 void CheckNameMissing(const TUpdate& update, TTell& tell);
 void CheckPropertyMistyped(const TUpdate& update, TTell& tell);
 void CheckPropertyForm(const TUpdate& update, TTell& tell);
 void CheckPropertyType(const TUpdate& update, TTell& tell);
-// checks_applicability.cpp
+// Machine types and operating systems
 void CheckMachineTypesMissing(const TUpdate& update, TTell& tell);
 void CheckMachineTypeMarks(const TUpdate& update, TTell& tell);
 void CheckMachineTypeUnreachable(const TUpdate& update, TTell& tell);
@@ -31,7 +31,7 @@ void CheckSystemsMissing(const TUpdate& update, TTell& tell);
 void CheckSystemUnknown(const std::vector<TUpdate>& updates, TTell& tell);
 void CheckSystemCase(const TUpdate& update, TTell& tell);
 void CheckFamilyMissing(const TUpdate& update, TTell& tell);
-// checks_firmware.cpp
+// Firmware: checks_components.cpp
 void CheckUpdatesNothing(const TUpdate& update, TTell& tell);
 void CheckProcessorUnnamed(const TUpdate& update, TTell& tell);
 void CheckAlsoBios(const TUpdate& update, TTell& tell);
@@ -42,20 +42,20 @@ void CheckVersionHalfMarked(const TUpdate& update, TTell& tell);
 void CheckVersionBlanks(const TUpdate& update, TTell& tell);
 void CheckBuildMissing(const TUpdate& update, TTell& tell);
 void CheckDiagnosticsSkipped(const TUpdate& update, TTell& tell);
-// checks_adapters.cpp
+// Adapters
 void CheckAdapterFilesMissing(const TUpdate& update, TTell& tell);
 void CheckBroadcomCase(const TUpdate& update, TTell& tell);
 void CheckMegaRaidKey(const TUpdate& update, TTell& tell);
 void CheckMegaRaidModel(const TUpdate& update, TTell& tell);
 void CheckLsiBiosMissing(const TUpdate& update, TTell& tell);
-// checks_drivers.cpp
+// Drivers
 void CheckDriversUnversioned(const TUpdate& update, TTell& tell);
 void CheckDriversGlued(const TUpdate& update, TTell& tell);
 void CheckDriverEntryEmpty(const TUpdate& update, TTell& tell);
 void CheckDriverUnreachable(const TUpdate& update, TTell& tell);
 void CheckDriverNameBlanks(const TUpdate& update, TTell& tell);
 void CheckDriverVersionBlanks(const TUpdate& update, TTell& tell);
-// checks_duplicates.cpp
+// Elements beside each other: checks_duplicates.cpp
 void CheckNoElements(const std::vector<TUpdate>& updates, TTell& tell);
 void CheckDuplicateElement(const std::vector<TUpdate>& updates, TTell& tell);
 void CheckDuplicateName(const std::vector<TUpdate>& updates, TTell& tell);

@@ -1,4 +1,6 @@
-// Checks of adapters, whose offered versions stand in the list of driver files.
+// Checks of what an element updates: adapters, whose offered versions stand in the list of driver
+// files, other firmware, and drivers.
+
 #include <algorithm>
 
 #include "rules/names.h"
@@ -162,6 +164,76 @@ void CheckDiagnosticsSkipped(const TUpdate& update, TTell& tell) {
       std::all_of(update.machineTypes->begin(), update.machineTypes->end(),
                   [](const std::string& type) { return rules::SkipsFirstDiagnostics(type); });
   if (isSkipped) tell.Of(update, rules::kUpdateVersion);
+}
+
+// Checks of the list of driver files.
+
+namespace {
+
+constexpr std::string_view kDriverFiles = rules::kUpdateDriverFiles;
+
+// Whether an installed driver can have the name, once both are brought to the compared form.
+bool IsReachable(std::string_view name) {
+  const std::string compared = ComparedName(name);
+  return !compared.empty() && !BeginsOrEndsBlank(compared) &&
+         name.find_first_of("/\\\r\n\t") == name.npos;
+}
+
+// The list of an adapter holds identifiers of devices, which are no names of drivers.
+bool ListsDrivers(const TUpdate& update) { return !update.IsAdapter(); }
+
+// The entry as it is written in the list.
+std::string_view Whole(const TDriverEntry& entry) {
+  return {entry.name.data(), static_cast<std::size_t>(entry.version.data() - entry.name.data()) +
+                                 entry.version.size()};
+}
+
+}  // namespace
+
+void CheckDriversUnversioned(const TUpdate& update, TTell& tell) {
+  if (!report::Trim(update.driverFiles).empty() && !Contains(update.driverFiles, "-#")) {
+    tell.Of(update, kDriverFiles, Quoted(update.driverFiles));
+  }
+}
+
+// Entries that no blank parts are glued: the version of the one runs on over the next entry.
+void CheckDriversGlued(const TUpdate& update, TTell& tell) {
+  // Up to the end of the list at most: what was found for one version holds for those within it.
+  std::size_t mark = 0;
+  rules::CutDriverList(update.driverFiles, [&](const TDriverEntry& entry) {
+    const auto begin = static_cast<std::size_t>(entry.version.data() - update.driverFiles.data());
+    if (mark < begin) mark = update.driverFiles.find("-#", begin);
+    if (mark != std::string_view::npos && mark + 2 <= begin + entry.version.size()) {
+      tell.OfText(update, kDriverFiles, Whole(entry));
+    }
+  });
+}
+
+void CheckDriverEntryEmpty(const TUpdate& update, TTell& tell) {
+  rules::CutDriverList(update.driverFiles, [&](const TDriverEntry& entry) {
+    if (!entry.IsOffered()) tell.OfText(update, kDriverFiles, Whole(entry));
+  });
+}
+
+void CheckDriverUnreachable(const TUpdate& update, TTell& tell) {
+  if (!ListsDrivers(update)) return;
+  for (const TDriverEntry& entry : *update.drivers) {
+    if (!IsReachable(entry.name)) tell.OfText(update, kDriverFiles, entry.name);
+  }
+}
+
+void CheckDriverNameBlanks(const TUpdate& update, TTell& tell) {
+  if (!ListsDrivers(update)) return;
+  for (const TDriverEntry& entry : *update.drivers) {
+    const bool hasBlank = Contains(report::Trim(entry.name), " ");
+    if (hasBlank && IsReachable(entry.name)) tell.OfText(update, kDriverFiles, entry.name);
+  }
+}
+
+void CheckDriverVersionBlanks(const TUpdate& update, TTell& tell) {
+  for (const TDriverEntry& entry : *update.drivers) {
+    if (BeginsOrEndsBlank(entry.version)) tell.OfText(update, kDriverFiles, entry.version);
+  }
 }
 
 }  // namespace svc::catalogue

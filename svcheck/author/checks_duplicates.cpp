@@ -13,8 +13,8 @@ namespace svc::catalogue {
 
 namespace {
 
-// Of elements that share a text so many are looked at, so that the time stays in proportion to the
-// catalogue.
+// So many at most of the elements that share a text are looked at, so that the time stays in
+// proportion to the catalogue.
 constexpr std::size_t kCompared = 64;
 
 using TSeen = std::unordered_map<std::string, std::vector<const TUpdate*>>;

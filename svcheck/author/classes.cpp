@@ -1,4 +1,4 @@
-#include "svcheck/author/classes.h"
+#include "svcheck/author/catalogue_files.h"
 
 #include <algorithm>
 #include <optional>
@@ -14,7 +14,8 @@ void TClasses::Add(const std::string& name, const TClass& added) {
   current.reset();
   auto& [known, places] = classes[Lowered(name)];
   if (known.superclass.empty()) known.superclass = added.superclass;
-  // What one declaration says twice stays so: the first one counts that has a default.
+  // A property that one declaration writes twice is kept twice: the first that has a default
+  // counts.
   const bool isNew = known.properties.empty();
   for (const auto& property : added.properties) {
     const auto [place, isFirst] = places.emplace(Lowered(property->name), known.properties.size());

@@ -1,4 +1,4 @@
-#include "svcheck/author/elements.h"
+#include "svcheck/author/catalogue_files.h"
 
 #include <algorithm>
 
@@ -8,7 +8,6 @@
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/xml_reader.h"
-#include "svcheck/author/classes.h"
 #include "svcheck/author/update.h"
 
 namespace svc::catalogue {
@@ -44,12 +43,12 @@ class TWalk {
   std::size_t Line() { return lines.LineAt(reader.Place()); }
   std::uint32_t At(const char* place) const { return static_cast<std::uint32_t>(place - begin); }
   std::uint32_t TokenAt() const { return At(reader.Place()); }
-  // Of the element that began there and has just ended.
+  // The span of the element that began at `start` and has just ended.
   TSpan SpanFrom(std::uint32_t start) const { return {start, At(reader.Here())}; }
-  // Of the element that has just ended; 0 of one that was empty.
+  // Where the end tag of the element begins that has just ended; 0 for <ELEMENT/>, which has none.
   std::uint32_t EndTag() const { return reader.Place()[1] == '/' ? TokenAt() : 0; }
 
-  // Of the open element, up to its end tag.
+  // Reads what the open element holds, up to its end tag.
   void ReadChildren() {
     for (EToken token = reader.Next(); token != EToken::kEnd; token = reader.Next()) {
       if (token != EToken::kStart) continue;

@@ -18,7 +18,7 @@
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/file_bytes.h"
-#include "svcheck/author/module.h"
+#include "svcheck/author/command.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/update.h"
 #include "svcheck/system/failure.h"

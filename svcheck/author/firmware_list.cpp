@@ -60,7 +60,7 @@ std::string Letters(std::string_view heading) {
   return letters;
 }
 
-// A byte of another encoding would come into the catalogue as it is.
+// Refuses another encoding, whose bytes would come into the catalogue as they are.
 void DemandUtf8(std::string_view text) {
   std::size_t line = 1;
   while (!text.empty()) {

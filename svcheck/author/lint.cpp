@@ -5,7 +5,7 @@
 #include "base/shown_text.h"
 #include "report/text.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/author/module.h"
+#include "svcheck/author/command.h"
 #include "svcheck/author/rules.h"
 #include "svcheck/system/failure.h"
 

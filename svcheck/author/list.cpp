@@ -14,7 +14,7 @@
 #include "rules/system_codes.h"
 #include "rules/version_items.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/author/module.h"
+#include "svcheck/author/command.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/update.h"
 #include "svcheck/system/failure.h"
@@ -41,7 +41,8 @@ std::string TextOf(const TDriverEntry& driver) {
   return std::string(driver.name).append(" ").append(driver.version);
 }
 
-// Numbers in capitals, as machines have them; names of products as the element spells them.
+// The machine types of an element, each once: numbers in capitals, as machines have them, names of
+// products as the element spells them.
 std::vector<std::string> TypesOf(const TUpdate& update) {
   std::map<std::string, std::string> types;
   for (const std::string& text : update.Values(rules::kUpdateMachineTypes)) {
@@ -55,7 +56,7 @@ std::vector<std::string> TypesOf(const TUpdate& update) {
   return texts;
 }
 
-// In a table, where blanks part types that hold none.
+// The types in one cell of a table: parted by blanks, or by "|" where a type holds a blank.
 std::string TypesText(const TUpdate& update) {
   const std::vector<std::string> types = TypesOf(update);
   const bool areWords = std::none_of(types.begin(), types.end(), [](const std::string& type) {
@@ -230,7 +231,7 @@ std::unique_ptr<TWriter> WriterOf(const TCommand& command, TOutput& output) {
   return std::make_unique<TTableWriter>(output);
 }
 
-// What is mistyped shows nothing, which would look like an answer.
+// A machine type that was mistyped would show an empty list, which looks like an answer.
 void DemandMachineTypes(const TCommand& command) {
   for (const std::string& type : command.machineTypes) {
     if (IsMachineType(type)) continue;
@@ -239,7 +240,7 @@ void DemandMachineTypes(const TCommand& command) {
   }
 }
 
-// The same of a system: a code that there is, or one that the catalogue names.
+// The same for systems: each has to be a code that there is, or one that the catalogue names.
 void DemandSystems(const TCommand& command, const std::vector<TUpdate>& updates) {
   for (const std::string& system : command.systems) {
     const bool isNamed = std::any_of(updates.begin(), updates.end(), [&](const TUpdate& update) {

@@ -3,7 +3,7 @@
 
 #include "base/error.h"
 #include "host/hskcore/export.h"
-#include "svcheck/author/module.h"
+#include "svcheck/author/command.h"
 #include "svcheck/system/failure.h"
 
 namespace svc::catalogue {

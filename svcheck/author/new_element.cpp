@@ -115,7 +115,8 @@ std::vector<std::string> WithFamilies(const std::vector<std::string>& wanted) {
   return systems;
 }
 
-// Drivers for VMware are none of the files that are read here.
+// Every system of the platform where none is asked for, but for VMware: no driver file that is read
+// here is for it.
 std::vector<std::string> SystemsFor(EPlatform platform, const std::vector<std::string>& wanted) {
   if (Has(wanted, kAnySystem)) return WithFamilies({});
   std::vector<std::string> systems;

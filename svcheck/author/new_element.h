@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "svcheck/author/catalogue_files.h"
 #include "svcheck/author/driver_source.h"
-#include "svcheck/author/elements.h"
 
 namespace svc::catalogue {
 

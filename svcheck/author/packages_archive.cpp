@@ -43,7 +43,7 @@ using TArchive = std::unique_ptr<archive, TFreeArchive>;
   throw TError("the package cannot be read: " + cause);
 }
 
-[[noreturn]] void Fail(archive* reader) {
+[[noreturn]] void FailAs(archive* reader) {
   const char* const cause = ::archive_error_string(reader);
   FailBecause(cause != nullptr ? cause : "it is broken");
 }
@@ -51,7 +51,7 @@ using TArchive = std::unique_ptr<archive, TFreeArchive>;
 TArchive NewReader(int (*addFormat)(archive*)) {
   TArchive reader(::archive_read_new());
   if (!reader) throw std::bad_alloc();
-  if (addFormat(reader.get()) != ARCHIVE_OK) Fail(reader.get());
+  if (addFormat(reader.get()) != ARCHIVE_OK) FailAs(reader.get());
   return reader;
 }
 
@@ -66,7 +66,7 @@ TArchive NewUnpacker() {
 bool NextEntry(archive* reader, archive_entry*& entry) {
   const int status = ::archive_read_next_header(reader, &entry);
   if (status == ARCHIVE_EOF) return false;
-  if (status < ARCHIVE_WARN) Fail(reader);
+  if (status < ARCHIVE_WARN) FailAs(reader);
   return true;
 }
 
@@ -90,7 +90,7 @@ std::string NameOf(archive_entry* entry) {
 // The number of bytes in a block that an archive is read in.
 la_ssize_t ReadBlock(archive* reader, char* to, std::size_t size) {
   const la_ssize_t count = ::archive_read_data(reader, to, size);
-  if (count < 0) Fail(reader);
+  if (count < 0) FailAs(reader);
   return count;
 }
 
@@ -116,7 +116,7 @@ class TInner {
   TInner(archive* outer, std::uint64_t limit) : outer(outer), left(limit) {}
 
   void Open(archive* inner) {
-    if (::archive_read_open(inner, this, nullptr, Read, nullptr) != ARCHIVE_OK) Fail(inner);
+    if (::archive_read_open(inner, this, nullptr, Read, nullptr) != ARCHIVE_OK) FailAs(inner);
   }
   // Why there were no more bytes; null when all is well. Whoever was fed says only that it is cut.
   const char* Failure() const { return failure; }
@@ -175,7 +175,7 @@ void TakeMembers(TInner& source, int (*addFormat)(archive*),
 
 void OpenFile(archive* reader, const std::filesystem::path& path) {
   if (::archive_read_open_filename(reader, path.string().c_str(), kBlock) != ARCHIVE_OK) {
-    Fail(reader);
+    FailAs(reader);
   }
 }
 

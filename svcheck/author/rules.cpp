@@ -169,7 +169,8 @@ struct TRun {
   }
 };
 
-// Whether it finds the same whenever it is asked, so that what it found need not be kept.
+// Whether the check of a rule can be run again for one element, so that its findings are counted
+// and their details need no memory.
 bool FindsAgain(const TRule& rule) {
   return std::holds_alternative<TUpdateCheck>(rule.check) ||
          std::holds_alternative<TSeriesCheck>(rule.check);

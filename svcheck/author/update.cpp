@@ -26,8 +26,9 @@ std::set<std::size_t> SystemsOf(std::string_view text) {
   return systems;
 }
 
-// Of all its properties, in whatever order they stand; of two of one name the first counts. Of what
-// it does not write the defaults are part of it.
+// A number that elements share which say the same: the sum over their properties, in whatever order
+// they stand; of two of one name the first counts. What an element does not write counts by the
+// default of its class.
 std::uint64_t DigestOf(const TElement& element) {
   std::unordered_set<std::string> names;
   std::uint64_t digest = element.inheritedDigest;

@@ -18,7 +18,6 @@
 #include "rules/driver_list.h"
 #include "rules/folded_text.h"
 #include "svcheck/author/catalogue_files.h"
-#include "svcheck/author/elements.h"
 
 namespace svc::catalogue {
 

@@ -53,7 +53,7 @@ const TCommandDescription& Find(const TCommandDescription& command, const std::s
   return command;
 }
 
-[[noreturn]] void Fail(const CLI::App& app, const std::string& text) {
+[[noreturn]] void Refuse(const CLI::App& app, const std::string& text) {
   const bool isQuestion = text.ends_with('?');
   throw TError(text + (isQuestion ? " See `" : "; see `") + NameOf(app) + " --help`",
                EErrorKind::kUsage);
@@ -81,17 +81,18 @@ std::string InPlainWords(CLI::App& app, const CLI::ParseError& error) {
   return std::string(text);
 }
 
-// What the library could not place is the cause of whatever it says.
+// Says what is wrong with the command line. A word that the library could not place is the cause,
+// whatever the library says.
 [[noreturn]] void Explain(CLI::App& root, const CLI::ParseError& error) {
   CLI::App& app = Reached(root);
   const std::vector<std::string> unknown = root.remaining(true);
-  if (unknown.empty()) Fail(app, InPlainWords(app, error));
+  if (unknown.empty()) Refuse(app, InPlainWords(app, error));
   std::string word = unknown.front();
   if (word.starts_with('-')) word.resize(std::min(word.find('='), word.size()));
   std::string text = "there is no \"" + word + "\" here";
   const std::string suggestion = DidYouMean(word, WordsOf(app));
   if (!suggestion.empty()) text += "; " + suggestion.substr(0, suggestion.size() - 1);
-  Fail(app, text);
+  Refuse(app, text);
 }
 
 void Apply(CLI::App& app, const THolding& holding) {
@@ -156,7 +157,7 @@ void TCommandLine::DemandRequired() const {
   for (const CLI::Option* option : demanded) {
     if (option->count() != 0) continue;
     if (std::find(options.begin(), options.end(), option) == options.end()) continue;
-    Fail(reached, option->get_name() + " is missing");
+    Refuse(reached, option->get_name() + " is missing");
   }
 }
 

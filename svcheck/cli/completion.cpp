@@ -1,7 +1,7 @@
 #include <fmt/format.h>
 #include <boost/algorithm/string.hpp>
 
-#include "svcheck/cli/documents.h"
+#include "svcheck/cli/help.h"
 
 namespace svc {
 
@@ -113,7 +113,7 @@ std::string BashCompletion(const std::vector<TCommandDescription>& verbs) {
 
 namespace {
 
-// Holds when the words of the command stand on the line and none of those below it.
+// A test of the shell: the words of the command stand on the line, and none of a command below it.
 std::string Condition(const TCommandDescription& command) {
   std::vector<std::string> words;
   boost::split(words, WordsOf(command), [](char c) { return c == ' '; });

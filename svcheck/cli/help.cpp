@@ -1,7 +1,10 @@
 #include "svcheck/cli/help.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
+#include <array>
+#include <boost/algorithm/string.hpp>
 #include <cstddef>
 #include <vector>
 
@@ -108,6 +111,167 @@ const TVerb* FindVerb(std::string_view name) noexcept {
   const auto found = std::find_if(kVerbs.begin(), kVerbs.end(),
                                   [&](const TVerb& verb) { return verb.name == name; });
   return found == kVerbs.end() ? nullptr : &*found;
+}
+
+namespace {
+
+// A text as roff shows it: what it takes for a command is escaped, and a minus can be copied.
+std::string Escaped(std::string_view text) {
+  std::string escaped;
+  for (const char c : text) {
+    if (c == '\\') {
+      escaped += "\\e";
+    } else if (c == '-') {
+      escaped += "\\-";
+    } else if ((c == '.' || c == '\'') && (escaped.empty() || escaped.back() == '\n')) {
+      escaped += std::string("\\&") + c;
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
+// What stands between backquotes is to be typed.
+std::string Prose(std::string_view text) {
+  std::string prose;
+  bool typed = false;
+  for (std::size_t begin = 0; begin <= text.size(); typed = !typed) {
+    const std::size_t end = std::min(text.find('`', begin), text.size());
+    const std::string part = Escaped(text.substr(begin, end - begin));
+    prose += typed ? "\\fB" + part + "\\fR" : part;
+    begin = end + 1;
+  }
+  return prose;
+}
+
+std::string Head(const std::string& name, const std::string& summary, const std::string& date) {
+  return fmt::format(
+      ".TH \"{}\" \"1\" \"{}\" \"svcheck {}\" \"User Commands\"\n.SH NAME\n{} \\- {}\n",
+      boost::to_upper_copy(name), date, SVCHECK_VERSION, Escaped(name), Escaped(summary));
+}
+
+std::string Paragraphs(std::string_view text) {
+  std::string roff;
+  while (!text.empty()) {
+    const std::size_t end = text.find("\n\n");
+    if (!roff.empty()) roff += ".PP\n";
+    roff += Prose(text.substr(0, end)) + '\n';
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 2);
+  }
+  return roff;
+}
+
+std::string OptionHead(const TOptionDescription& option) {
+  std::string head;
+  for (const std::string& name : option.names) {
+    head += (head.empty() ? "\\fB" : ", \\fB") + Escaped(name) + "\\fR";
+  }
+  return option.value.empty() ? head : head + " \\fI" + Escaped(option.value) + "\\fR";
+}
+
+std::string Options(const std::vector<TOptionDescription>& options) {
+  std::string roff;
+  for (const TOptionDescription& option : options) {
+    roff += ".TP\n" + OptionHead(option) + '\n' + Prose(TextOf(option)) + ".\n";
+  }
+  return roff;
+}
+
+std::string Examples(const std::vector<std::string>& examples) {
+  if (examples.empty()) return {};
+  std::string roff = ".SH EXAMPLES\n.nf\n";
+  for (const std::string& example : examples) roff += Escaped(example) + '\n';
+  return roff + ".fi\n";
+}
+
+std::string ExitStatuses() {
+  std::string roff = ".SH EXIT STATUS\n";
+  for (const TExitStatus& row : kExitStatuses) {
+    roff += fmt::format(".TP\n\\fB{}\\fR\n{}.\n", row.status, Prose(row.meaning));
+  }
+  return roff;
+}
+
+struct TEntry {
+  std::string_view name;
+  std::string_view meaning;
+};
+
+constexpr std::array kVariables = {
+    TEntry{"SVCHECK_…",
+           "The option of that name, for every verb that has it: SVCHECK_FAIL_ON for "
+           "`--fail-on`. See svcheck-config(1)."},
+    TEntry{"NO_COLOR", "When it is set, nothing is coloured unless `--color` asks for it."},
+    TEntry{"TERM", "When it is dumb, likewise."},
+    TEntry{"XDG_CONFIG_HOME, XDG_STATE_HOME",
+           "Where the user's settings and what is kept between runs lie."}};
+
+constexpr std::array kFiles = {
+    TEntry{"/etc/svcheck/config.toml", "The machine's settings."},
+    TEntry{"~/.config/svcheck/config.toml", "The user's settings, which go before those."},
+    TEntry{"/var/lib/svcheck, ~/.local/state/svcheck",
+           "Live catalogues and descriptions that were downloaded, and the last serial of each "
+           "repository: of root, "
+           "and of other users."}};
+
+template <std::size_t kSize>
+std::string Entries(std::string_view title, const std::array<TEntry, kSize>& entries) {
+  std::string roff = ".SH " + std::string(title) + '\n';
+  for (const TEntry& entry : entries) {
+    roff += ".TP\n\\fB" + Escaped(entry.name) + "\\fR\n" + Prose(entry.meaning) + '\n';
+  }
+  return roff;
+}
+
+std::string Usage(const TCommandDescription& command) {
+  const std::string usage = UsageOf(command);
+  return "\\fB" + Escaped(command.name) + "\\fR" + Escaped(usage.substr(command.name.size())) +
+         '\n';
+}
+
+// Of a subcommand, as a section of the verb's page.
+std::string Section(const TCommandDescription& command) {
+  return ".SS \"" + Escaped(command.name) + "\"\n" + Usage(command) + ".PP\n" +
+         Prose(command.summary) + ".\n" + Options(command.positionals) + Options(command.options);
+}
+
+}  // namespace
+
+std::string PageName(const TCommandDescription& command) {
+  return boost::replace_all_copy(command.name, " ", "-");
+}
+
+std::string VerbPage(const TCommandDescription& verb, const std::string& date) {
+  std::string page = Head(PageName(verb), verb.summary, date) + ".SH SYNOPSIS\n" + Usage(verb) +
+                     ".SH DESCRIPTION\n" +
+                     Paragraphs(verb.details.empty() ? verb.summary + '.' : verb.details) +
+                     ".SH OPTIONS\n" + Options(verb.positionals) + Options(verb.options);
+  if (!verb.commands.empty()) page += ".SH COMMANDS\n";
+  for (const TCommandDescription& command : verb.commands) page += Section(command);
+  return page + Examples(verb.examples) + ExitStatuses() + ".SH SEE ALSO\n.BR svcheck (1)\n";
+}
+
+std::string ProgramPage(const std::vector<TCommandDescription>& verbs, const std::string& date) {
+  std::string page =
+      Head("svcheck", "tell which firmware and drivers an update catalogue offers", date) +
+      ".SH SYNOPSIS\n\\fBsvcheck\\fR \\fIVERB\\fR [OPTIONS]\n.SH DESCRIPTION\n" +
+      Paragraphs(
+          "Reads what is installed on a machine (system firmware, management "
+          "processors, network and storage adapters, drivers), loads an update "
+          "catalogue, keeps what is for this machine and pairs both sides.") +
+      ".SH VERBS\n";
+  std::string others;
+  for (const TCommandDescription& verb : verbs) {
+    page += ".TP\n\\fB" + Escaped(verb.name) + "\\fR\n" + Prose(verb.summary) + ".\n";
+    others += (others.empty() ? "" : ",\n") + (".BR " + Escaped(PageName(verb)) + " (1)");
+  }
+  page +=
+      ".SH OPTIONS\n.TP\n\\fB\\-\\-version\\fR\nShow the versions of the program and of the "
+      "installed plug\\-in.\n.TP\n\\fB\\-h\\fR, \\fB\\-\\-help\\fR\nShow a list of the verbs; "
+      "after a verb, its options, as \\fBsvcheck help\\fR \\fIVERB\\fR does.\n";
+  return page + Entries("ENVIRONMENT", kVariables) + Entries("FILES", kFiles) + ExitStatuses() +
+         ".SH SEE ALSO\n" + others + '\n';
 }
 
 }  // namespace svc

@@ -139,7 +139,7 @@ bool Excludes(const TOptionDescription& option, const std::string& other) {
   return std::count(option.excludes.begin(), option.excludes.end(), other) != 0;
 }
 
-// False when a stronger one has the word already.
+// Whether the setting counts: neither the command line nor a stronger setting has the word already.
 bool Holds(const TSetting& setting, const TOptionDescription& option,
            const std::vector<THolding>& holding, const std::vector<std::string>& given) {
   for (const std::string& name : given) {

@@ -3,8 +3,8 @@
 #define TOML_ENABLE_FORMATTERS 0
 // Its assertions fail on dates without a time, which its own checks then refuse.
 #define TOML_ASSERT(expr) static_cast<void>(0)
-// Nor are all characters known that its look for blanks takes for out of reach, such as "é": they
-// are none.
+// Its test for blanks says "unreachable" of characters that do come, such as "é": they are no
+// blanks.
 #include <toml++/impl/preprocessor.h>
 #pragma push_macro("TOML_UNREACHABLE")
 #undef TOML_UNREACHABLE

@@ -10,7 +10,6 @@
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/publisher/description.h"
 #include "svcheck/publisher/files.h"
 
 namespace svc::repository {

@@ -1,4 +1,4 @@
-#include "svcheck/publisher/description.h"
+#include "svcheck/publisher/build.h"
 
 #include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
@@ -47,7 +47,7 @@ shared_ptr<ICIMNamespace> NewNamespace(const std::string& dataFolder) {
   return result;
 }
 
-// The parser wants a block of the C library's.
+// The text in a block of the C library's allocator, which the parser asks where the text ends.
 TBlock ReadFile(const std::string& path) {
   std::ifstream file(PathOf(path), std::ios::binary | std::ios::ate);
   const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
@@ -161,7 +161,8 @@ bool HasWord(const std::string& text, const std::string& word) {
   return false;
 }
 
-// One of the two places that look for the family tells capital letters apart.
+// A query looks for the family in two places, one of which tells capital letters apart: so does
+// this.
 bool Names(const std::vector<std::string>& texts, std::string_view family) {
   return std::ranges::any_of(
       texts, [family](const std::string& text) { return text.find(family) != std::string::npos; });

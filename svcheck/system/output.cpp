@@ -22,7 +22,7 @@ namespace {
   FailToWrite(place, std::generic_category().message(error));
 }
 
-// What a file refuses is a failure to write to the place.
+// Does something with a file, and says of a failure that the place cannot be written.
 template <typename TAction>
 auto Do(const std::string& place, const TAction& action) {
   try {
@@ -91,7 +91,7 @@ class TFileOutput : public TOutput {
 
 void FlushStandardOutput() {
   if (std::fflush(stdout) != 0) FailToWrite("standard output", errno);
-  // An earlier failure, of the plug-in's writing for one, has left no more than its mark.
+  // Of an earlier failure, such as one of the plug-in's own writing, nothing but this mark is left.
   if (std::ferror(stdout) != 0) FailToWrite("standard output", EIO);
 }
 

@@ -11,7 +11,6 @@
 #include <fstream>
 #include <system_error>
 
-#include "svcheck/system/environment.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 

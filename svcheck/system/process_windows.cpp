@@ -16,7 +16,6 @@
 #include <system_error>
 #include <vector>
 
-#include "svcheck/system/environment.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 

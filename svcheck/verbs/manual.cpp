@@ -2,7 +2,7 @@
 #include <vector>
 
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/cli/documents.h"
+#include "svcheck/cli/help.h"
 #include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"

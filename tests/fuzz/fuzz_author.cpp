@@ -9,8 +9,8 @@
 
 #include "report/text.h"
 #include "rules/names.h"
+#include "svcheck/author/command.h"
 #include "svcheck/author/csv.h"
-#include "svcheck/author/module.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/rules.h"
 #include "svcheck/system/failure.h"

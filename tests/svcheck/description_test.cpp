@@ -1,7 +1,6 @@
 // What is made of the description of a verb: its manual page and what a shell completes.
 #include <gtest/gtest.h>
 
-#include "svcheck/cli/documents.h"
 #include "svcheck/cli/help.h"
 
 namespace svc {

@@ -1,4 +1,4 @@
-#include "svcheck/publisher/description.h"
+#include "svcheck/publisher/build.h"
 
 #include <gtest/gtest.h>
 
