@@ -162,6 +162,8 @@ void TNewFile::PublishAs(const std::string& path) {
   state->Move(target, 0);
 }
 
+// --- Reading ---
+
 namespace {
 
 // Pipes without a name lie in a file system of their own.
@@ -203,6 +205,8 @@ std::FILE* OpenToRead(const std::string& path, EPipes pipes) {
   file.Release();
   return stream;
 }
+
+// --- Writing in place ---
 
 namespace {
 

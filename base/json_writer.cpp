@@ -83,6 +83,8 @@ TJsonWriter& TJsonWriter::Texts(std::string_view name, const std::vector<std::st
   return End();
 }
 
+// --- Texts ---
+
 namespace {
 
 constexpr unsigned char kDelete = 0x7f;

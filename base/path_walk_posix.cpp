@@ -176,6 +176,8 @@ TDescriptor::~TDescriptor() {
 
 std::string TDescriptor::Path() const { return "/proc/self/fd/" + std::to_string(number); }
 
+// --- Who may write ---
+
 namespace {
 
 constexpr std::size_t kLargestList = std::size_t{1} << 16;  // XATTR_SIZE_MAX
@@ -237,6 +239,8 @@ bool OthersMayWrite(const TDescriptor& file, const struct stat& status, TIsTrust
 bool HasMoreRightsThanItsUser() {
   return ::geteuid() != 0 && (::getauxval(AT_SECURE) != 0 || HasCapabilities());
 }
+
+// --- Where a file is written ---
 
 namespace {
 

@@ -74,6 +74,8 @@ void ShowLine(std::string_view text) noexcept {
   std::fflush(stderr);
 }
 
+// --- UTF-8 ---
+
 namespace {
 
 // The well-formed lead bytes, how long their characters are and what the second byte may be
@@ -107,6 +109,8 @@ TCodePoint FirstCodePointBeyondAscii(std::string_view text) noexcept {
   }
   return {value, lead->size, true};
 }
+
+// --- Which name was meant ---
 
 namespace {
 

@@ -155,7 +155,7 @@ void ReadDiagnostics(const TMachine& machine, TInventory& inventory) {
   }
 }
 
-// The operating system: os-release(5), the release files from before its time, and uname(2).
+// --- The operating system: os-release(5), the release files from before its time, uname(2) ---
 
 namespace {
 

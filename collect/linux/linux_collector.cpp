@@ -79,7 +79,7 @@ std::vector<std::string> TLinuxCollector::Capture(const Options& options,
   return inventory.Notes();
 }
 
-// Which sources the running Linux system lets us read.
+// --- Which sources the running system lets us read ---
 
 namespace {
 
@@ -129,6 +129,8 @@ std::vector<SourceState> TLinuxCollector::TrySources() const {
           "run svcheck as root: versions of drivers are left out"),
   };
 }
+
+// --- The archive of what was read ---
 
 namespace {
 

@@ -273,6 +273,8 @@ TManifest FetchManifest(TFetcher& fetcher, const TLimits& limits,
   return ParseManifest(manifest.Text());
 }
 
+// --- Where the bytes go ---
+
 namespace {
 
 TError WrongFile(const TManifestFile& file, const std::string& what) {

@@ -267,6 +267,8 @@ TTransferResult TWinHttpExchange::End(ETransferEnd end, std::string reason) cons
   return {&transfer, end, response, std::move(reason), thrown};
 }
 
+// --- Certificates from a file ---
+
 namespace {
 
 constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";

@@ -64,7 +64,7 @@ void CheckLsiBiosMissing(const TUpdate& update, TTell& tell) {
   }
 }
 
-// Checks of what an element updates and of the version that it offers.
+// --- What an element updates, and the version that it offers ---
 
 namespace {
 
@@ -166,7 +166,7 @@ void CheckDiagnosticsSkipped(const TUpdate& update, TTell& tell) {
   if (isSkipped) tell.Of(update, rules::kUpdateVersion);
 }
 
-// Checks of the list of driver files.
+// --- The list of driver files ---
 
 namespace {
 

@@ -107,7 +107,7 @@ void CheckFamilyMissing(const TUpdate& update, TTell& tell) {
   if (!missing.empty()) tell.Of(update, kSystems, missing);
 }
 
-// Checks of how an element's properties are written.
+// --- How an element's properties are written ---
 
 namespace {
 
@@ -160,7 +160,7 @@ void CheckPropertyType(const TUpdate& update, TTell& tell) {
   }
 }
 
-// Checks of files as a whole.
+// --- Files as a whole ---
 
 namespace {
 

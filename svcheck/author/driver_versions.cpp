@@ -24,7 +24,7 @@ std::string_view TakeLine(std::string_view& text) {
   return report::Trim(line);
 }
 
-// ---- dkms.conf ----
+// --- dkms.conf ---
 
 // Reads assignments and nothing else of the shell's language, which the file is written in.
 class TDkms {
@@ -98,7 +98,7 @@ class TDkms {
   std::map<std::string, std::string> values;
 };
 
-// ---- .inf ----
+// --- .inf ---
 
 constexpr std::string_view kUtf16Mark = "\xFF\xFE";
 
@@ -160,6 +160,8 @@ std::vector<TStatedDriver> DriversOfInf(std::string_view bytes) {
   for (TStatedDriver& driver : drivers) driver.version = version;
   return drivers;
 }
+
+// --- Version resources ---
 
 namespace {
 

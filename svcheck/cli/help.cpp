@@ -113,6 +113,8 @@ const TVerb* FindVerb(std::string_view name) noexcept {
   return found == kVerbs.end() ? nullptr : &*found;
 }
 
+// --- Manual pages ---
+
 namespace {
 
 // A text as roff shows it: what it takes for a command is escaped, and a minus can be copied.
