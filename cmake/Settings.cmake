@@ -29,10 +29,11 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/archive")
 
-# Programs and libraries find each other from wherever the folder lies.
-set(CMAKE_BUILD_RPATH "$ORIGIN/../lib")  # also for what is loaded while the program runs
-set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+# Programs and libraries find each other from wherever the folder lies, also what is loaded while the
+# program runs. Built as installed: room for another path would be filled up with empty folders, for
+# which the loader takes the current one, and the program would load what lies there.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib;$ORIGIN")
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 
 include(CheckPIESupported)
 check_pie_supported()
