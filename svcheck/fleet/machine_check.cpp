@@ -48,6 +48,7 @@ constexpr std::size_t kLongestAnswer = std::size_t{16} << 20;
 std::string Text(const report::TReport& report, const std::string& machine) {
   std::string lines;
   TJsonWriter json(lines);
+  report::TSummary summary;
   for (const report::TRecord& record : report::RecordsOf(report)) {
     json.Object().Text("machine", machine);
     report::AddTexts(record, json);
@@ -59,8 +60,8 @@ std::string Text(const report::TReport& report, const std::string& machine) {
           "its records are more than 16 MiB, which a fleet does not keep; check it by itself with "
           "`svcheck check`");
     }
+    summary.Add(record);
   }
-  const report::TSummary summary = report::Summarize(report);
   json.Object().Text("machine", machine);
   report::WriteEnd(report, summary, json);
   json.Text("machineType", report.machine.type);

@@ -153,8 +153,11 @@ class TUnreadSearch {
   }
 
  private:
+  // Other words nearly always have another last character.
   bool StandsAt(std::size_t at, std::string_view words) const {
-    return document.compare(at, words.size(), words) == 0;
+    return document.size() - at >= words.size() &&
+           document[at + words.size() - 1] == words.back() &&
+           document.compare(at, words.size(), words) == 0;
   }
 
   // Returns where the markup ends that begins here.
