@@ -9,7 +9,10 @@ DT_STRTAB, DT_RPATH, DT_TEXTREL, DT_FLAGS, DT_RUNPATH, DT_FLAGS_1 = 5, 15, 22, 3
 DF_TEXTREL, DF_BIND_NOW = 4, 8
 DF_1_NOW, DF_1_PIE = 1, 0x08000000
 X86_FEATURES, SHADOW_STACK = 0xC0000002, 2
+EM_AARCH64 = 183
 LANDING_MARK = b"\xf3\x0f\x1e\xfa"  # endbr64
+ARM_LANDING_MARK = b"\x5f\x24\x03\xd5"  # bti c
+ARM_SIGNATURE, ARM_CHECK = b"\x3f\x23\x03\xd5", b"\xbf\x23\x03\xd5"  # paciasp, autiasp
 WRITABLE, EXECUTABLE = 2, 1
 
 
@@ -17,6 +20,7 @@ class Elf:
     def __init__(self, path):
         self.data = Path(path).read_bytes()
         start, = struct.unpack_from("<Q", self.data, 32)
+        self.machine, = struct.unpack_from("<H", self.data, 18)
         size, count = struct.unpack_from("<HH", self.data, 54)
         self.segments = [struct.unpack_from("<IIQQQQQQ", self.data, start + number * size)
                          for number in range(count)]
@@ -53,11 +57,15 @@ class Elf:
         return bool(text) or any(segment[0] == PT_LOAD and segment[1] & both == both
                                  for segment in self.segments)
 
-    def allows_a_shadow_stack(self):
+    def guards_where_functions_return(self):
+        """By a shadow stack of the system, or by signatures of the addresses on the stack."""
+        if self.machine == EM_AARCH64:
+            return min(self.data.count(ARM_SIGNATURE), self.data.count(ARM_CHECK)) > 10
         return bool(self._x86_features() & SHADOW_STACK)
 
     def marks_where_calls_may_land(self):
-        return self.data.count(LANDING_MARK) > 10
+        mark = ARM_LANDING_MARK if self.machine == EM_AARCH64 else LANDING_MARK
+        return self.data.count(mark) > 10
 
     def _x86_features(self):
         for kind, _, offset, _, _, size, _, _ in self.segments:

@@ -56,7 +56,7 @@ class ElfFiles(unittest.TestCase):
 
     def test_jump_and_return_only_where_they_may(self):
         self.expect(Elf.marks_where_calls_may_land)
-        self.expect(Elf.allows_a_shadow_stack)
+        self.expect(Elf.guards_where_functions_return)
 
     def test_find_libraries_only_beside_themselves(self):
         self.expect(lambda file: not file.search_path() or
