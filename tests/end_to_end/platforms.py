@@ -13,11 +13,13 @@ class Native:
     files = Files
     jobs_at_most = None
 
-    def __init__(self, svcheck):
+    def __init__(self, svcheck, emulator=None):
+        """The emulator is a program that runs one for another processor."""
         self.svcheck = svcheck
+        self.before = [emulator] if emulator else []
 
     def command(self):
-        return [self.svcheck]
+        return self.before + [self.svcheck]
 
     def environment(self, folder):
         return dict(os.environ, XDG_STATE_HOME=os.path.join(folder, "state"))

@@ -9,6 +9,7 @@ value of a failed download) are compared by their level and place only.
   run_cases.py --svcheck build/release/bin/svcheck --replay /tmp/cases/case-0017
 
 With --wine the program is one for Windows. It is to say the same, but for its line ends and paths.
+With --emulator it is one for another processor, and is to say the same.
 """
 
 import argparse
@@ -221,9 +222,11 @@ def parse_arguments():
     parser.add_argument("--replay", type=os.path.abspath, metavar="DIR", help="one kept case")
     parser.add_argument("--wine", type=os.path.abspath, metavar="PROGRAM",
                         help="what runs the program, where that is one for Windows")
+    parser.add_argument("--emulator", type=os.path.abspath, metavar="PROGRAM",
+                        help="what runs the program, where that is one for another processor")
     arguments = parser.parse_args()
     arguments.platform = (Wine(arguments.svcheck, arguments.wine) if arguments.wine
-                          else Native(arguments.svcheck))
+                          else Native(arguments.svcheck, arguments.emulator))
     arguments.jobs = arguments.platform.jobs_at_most or arguments.jobs
     return arguments
 
