@@ -77,14 +77,10 @@ TFunction Slot(void* object, int slot) {
   return reinterpret_cast<TFunction>((*static_cast<void***>(object))[slot]);
 }
 
-// A text that is returned by value is built where a hidden first argument points.
+// A function that takes the object first and returns a text by value is called as the method is, by
+// whichever register a processor's convention tells it where the text is to be built.
 std::string CallText(void* object, int slot) {
-  alignas(std::string) unsigned char place[sizeof(std::string)];
-  Slot<void* (*)(void*, void*)>(object, slot)(place, object);
-  auto* text = std::launder(reinterpret_cast<std::string*>(place));
-  const std::string result = *text;
-  text->~basic_string();
-  return result;
+  return Slot<std::string (*)(void*)>(object, slot)(object);
 }
 
 class TPluginObject : public testing::Test {
