@@ -37,8 +37,9 @@ endfunction()
 # svc_exports(NAME): of a plug-in's library others see what exports.map beside it names.
 function(svc_exports name)
   set(exports "${CMAKE_CURRENT_SOURCE_DIR}/exports.map")
-  # The sanitizers compare the host's types by address, which needs them to be one.
-  if(NOT SVC_SANITIZE)
+  # The sanitizers and LLVM's C++ library compare the host's types by address, which needs them to be
+  # one.
+  if(NOT SVC_SANITIZE AND NOT SVC_TYPES_BY_ADDRESS)
     target_link_options(${name} PRIVATE "LINKER:--version-script=${exports}")
   endif()
   set_target_properties(${name} PROPERTIES LINK_DEPENDS "${exports}")

@@ -3,6 +3,7 @@
 option(SVC_TESTS "Build the tests" ON)
 option(SVC_BENCHMARKS "Build the benchmarks" OFF)
 option(SVC_WERROR "Treat warnings as errors" ON)
+option(SVC_SIGNED_METADATA "Verify signatures of public metadata; needs libjcat, not on Windows" ON)
 set(SVC_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined")
 option(SVC_FUZZ "Link the fuzz targets to libFuzzer; needs Clang" OFF)
 
@@ -39,6 +40,12 @@ include(CheckPIESupported)
 check_pie_supported()
 
 add_compile_options(-Wall -Wextra -Wpedantic)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_FLAGS MATCHES "-stdlib=libc\\+\\+")
+  # GCC's library knows a type by its name, this one by where it is described: one description for
+  # all libraries.
+  add_compile_options(-fvisibility-ms-compat)
+  set(SVC_TYPES_BY_ADDRESS ON)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # GCC 12 takes a concatenation of std::string for an overlap (GCC bug 105651).
   add_compile_options(-Wshadow=local -Wno-restrict)

@@ -9,7 +9,13 @@ foreach(page IN LISTS documents ITEMS README.md SECURITY.md CHANGELOG.md)
   string(REGEX REPLACE
     "\\[([^]]+)\\]\\((\\.\\./)?(CONTRIBUTING|data|examples/plugin|plugins|rules|runtime|tests)[^)]*\\)"
     "\\1" text "${text}")
-  file(CONFIGURE OUTPUT "${pages}/${page}" CONTENT "${text}" @ONLY)
+  set(before "")
+  if(EXISTS "${pages}/${page}")
+    file(READ "${pages}/${page}" before)
+  endif()
+  if(NOT text STREQUAL before)
+    file(WRITE "${pages}/${page}" "${text}")
+  endif()
 endforeach()
 install(DIRECTORY "${pages}/" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}"

@@ -16,12 +16,15 @@ bool HasDigit(std::string_view text) noexcept {
   return !All<[](char c) { return !IsDigit(c); }>(text);
 }
 
+// By hand: LLVM's library has std::lexicographical_compare_three_way from version 17 on.
 std::weak_ordering CompareWords(std::string_view left, std::string_view right) noexcept {
-  return std::lexicographical_compare_three_way(
-      left.begin(), left.end(), right.begin(), right.end(),
-      [](char a, char b) -> std::weak_ordering {
-        return static_cast<unsigned char>(ToLower(a)) <=> static_cast<unsigned char>(ToLower(b));
-      });
+  const std::size_t shorter = std::min(left.size(), right.size());
+  for (std::size_t at = 0; at < shorter; ++at) {
+    const auto order = static_cast<unsigned char>(ToLower(left[at])) <=>
+                       static_cast<unsigned char>(ToLower(right[at]));
+    if (order != 0) return order;
+  }
+  return left.size() <=> right.size();
 }
 
 // Orders numbers of any length, decimal or hexadecimal, by value: as texts of one length, since

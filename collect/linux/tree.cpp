@@ -44,13 +44,13 @@ int WalkInRoot(int root, const std::string& path, int flags) {
   }
 }
 
-// openat2(2) has no wrapper in the C library. It came with Linux 5.6; filters of system calls that
-// are older than it say EPERM.
+// openat2(2) has no wrapper in the C library, and in older ones no name of its own either. It came
+// with Linux 5.6; filters of system calls that are older than it say EPERM.
 int OpenInRoot(int root, const std::string& path, int flags) {
   open_how how{};
   how.flags = static_cast<unsigned>(flags);
   how.resolve = RESOLVE_IN_ROOT;
-  const long file = ::syscall(SYS_openat2, root, path.c_str(), &how, sizeof how);
+  const long file = ::syscall(__NR_openat2, root, path.c_str(), &how, sizeof how);
   const bool isMissing = file < 0 && (errno == ENOSYS || errno == EPERM);
   return isMissing ? WalkInRoot(root, path, flags) : static_cast<int>(file);
 }

@@ -53,7 +53,7 @@ void StartCrypto() {
   std::call_once(once, [] {
     gcry_set_fatalerror_handler(EndProcess, nullptr);
     if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) != 0) return;
-    if (gcry_check_version("1.9.0") == nullptr) throw TError("libgcrypt is too old");
+    if (gcry_check_version("1.8.0") == nullptr) throw TError("libgcrypt is too old");
     gcry_set_log_handler(Tell, nullptr);
     gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
     gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);

@@ -1,6 +1,8 @@
 #include <curl/curl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <boost/algorithm/string/predicate.hpp>
 #include <cstdlib>
 #include <mutex>
@@ -107,11 +109,10 @@ class TExchange {
 
   void SetRequest() {
     Set(CURLOPT_URL, transfer.url.c_str());
-    Set(CURLOPT_PROTOCOLS_STR, "http,https");
+    SetProtocols();
     Set(CURLOPT_USERAGENT, "svcheck");
     Set(CURLOPT_HTTPAUTH, kAuthentication);
     Set(CURLOPT_NOSIGNAL, 1L);
-    Set(CURLOPT_QUICK_EXIT, 1L);  // To be told to stop must not mean to wait for a name server.
     SetMethod();
     for (const std::string& header : transfer.headers) AddHeader(header);
     if (transfer.offset != 0) SetRange();
@@ -140,6 +141,16 @@ class TExchange {
     headers.reset(longer);
   }
 
+  // Older libraries, such as Debian 11's, know neither these names nor a way out of a look-up.
+  void SetProtocols() {
+#if LIBCURL_VERSION_NUM >= 0x075700
+    Set(CURLOPT_PROTOCOLS_STR, "http,https");
+    Set(CURLOPT_QUICK_EXIT, 1L);  // To be told to stop must not mean to wait for a name server.
+#else
+    Set(CURLOPT_PROTOCOLS, static_cast<long>(CURLPROTO_HTTP | CURLPROTO_HTTPS));
+#endif
+  }
+
   void SetLimits(const TTransportOptions& options) {
     Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.connect.count()));
     Set(CURLOPT_LOW_SPEED_LIMIT, kSlowBytesPerSecond);
@@ -151,11 +162,25 @@ class TExchange {
     Set(CURLOPT_SSL_VERIFYHOST, 2L);
     Set(CURLOPT_PROXY_SSL_VERIFYPEER, 1L);
     Set(CURLOPT_PROXY_SSL_VERIFYHOST, 2L);
-    if (options.caFile.empty()) return;
-    Set(CURLOPT_CAINFO, options.caFile.c_str());
+    const char* const file =
+        options.caFile.empty() ? OtherSystemsAuthorities() : options.caFile.c_str();
+    if (file == nullptr) return;
+    Set(CURLOPT_CAINFO, file);
     Set(CURLOPT_CAPATH, nullptr);
-    Set(CURLOPT_PROXY_CAINFO, options.caFile.c_str());
+    Set(CURLOPT_PROXY_CAINFO, file);
     Set(CURLOPT_PROXY_CAPATH, nullptr);
+  }
+
+  // The library was built for one system and may run on another, which keeps its authorities
+  // elsewhere; null where they lie in the library's own place.
+  static const char* OtherSystemsAuthorities() {
+    constexpr std::array kPlaces = {"/etc/ssl/certs/ca-certificates.crt",
+                                    "/etc/pki/tls/certs/ca-bundle.crt", "/etc/ssl/ca-bundle.pem"};
+    const char* const own = curl_version_info(CURLVERSION_NOW)->cainfo;
+    if (own == nullptr || ::access(own, R_OK) == 0) return nullptr;
+    const auto found = std::find_if(kPlaces.begin(), kPlaces.end(),
+                                    [](const char* place) { return ::access(place, R_OK) == 0; });
+    return found == kPlaces.end() ? nullptr : *found;
   }
 
   // Without a choice the library reads the usual environment variables itself.

@@ -2,7 +2,9 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#if __has_include(<ext/atomicity.h>)
 #include <ext/atomicity.h>
+#endif
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -122,6 +124,15 @@ boost::shared_ptr<TJsonLogger> TJsonLogger::Open(const std::string& path, int hi
   return boost::shared_ptr<TJsonLogger>(new TJsonLogger(std::move(sink), highestLevel));
 }
 
+// Whether no other thread was ever started; false where the C++ library does not say.
+static bool IsAlone() noexcept {
+#if __has_include(<ext/atomicity.h>)
+  return __gnu_cxx::__is_single_threaded();
+#else
+  return false;
+#endif
+}
+
 TJsonLogger::TJsonLogger(std::unique_ptr<TSink> sink, int highestLevel)
     : sink(std::move(sink)), highestLevel(highestLevel) {}
 
@@ -135,7 +146,7 @@ void TJsonLogger::Log(int level, std::string_view message) {
     return;
   }
   // A lock costs as much as a line: none is taken where no other thread was ever started.
-  if (__gnu_cxx::__is_single_threaded()) return sink->Append(level, message);
+  if (IsAlone()) return sink->Append(level, message);
   const std::lock_guard lock(sink->mutex);
   sink->Append(level, message);
 }

@@ -3,8 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cerrno>
 #include <charconv>
+#include <clocale>
+#include <cmath>
+#include <cstdlib>
 #include <limits>
+#include <string>
 
 namespace svc {
 
@@ -97,8 +102,36 @@ std::optional<double> SpecialReal(std::string_view text) noexcept {
                           : std::nullopt;
 }
 
+// Whether the whole text is a number that the type can hold, whatever the locale.
+#ifdef __cpp_lib_to_chars
 template <typename T>
-std::optional<std::uint64_t> Real(std::string_view text) noexcept {
+bool ReadReal(std::string_view text, T& value) noexcept {
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  return error == std::errc() && stop == end;
+}
+#else
+// LLVM's C++ library reads integers alone so.
+double ReadWith(const char* text, char** end, locale_t locale, double) noexcept {
+  return ::strtod_l(text, end, locale);
+}
+float ReadWith(const char* text, char** end, locale_t locale, float) noexcept {
+  return ::strtof_l(text, end, locale);
+}
+template <typename T>
+bool ReadReal(std::string_view text, T& value) {
+  static const locale_t plain = ::newlocale(LC_ALL_MASK, "C", nullptr);
+  const std::string whole(text);
+  char* stop = nullptr;
+  errno = 0;
+  value = ReadWith(whole.c_str(), &stop, plain, T());
+  const bool isOutOfRange = errno == ERANGE && (value == 0 || std::isinf(value));
+  return !whole.empty() && whole[0] != '+' && *stop == '\0' && !isOutOfRange;
+}
+#endif
+
+template <typename T>
+std::optional<std::uint64_t> Real(std::string_view text) {
   if (const auto special = SpecialReal(text)) {
     return RealBits(*special);
   }
@@ -109,9 +142,8 @@ std::optional<std::uint64_t> Real(std::string_view text) noexcept {
     return std::nullopt;
   }
   T value;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  return error == std::errc() && stop == end ? RealBits(value) : std::nullopt;
+  if (!ReadReal(text, value)) return {};
+  return RealBits(value);
 }
 
 std::optional<std::uint64_t> Boolean(std::string_view text) noexcept {
@@ -199,7 +231,7 @@ bool IsTextOfType(ECIMType type, std::string_view text) noexcept {
   }
 }
 
-std::optional<std::uint64_t> NumberFromText(ECIMType type, std::string_view text) noexcept {
+std::optional<std::uint64_t> NumberFromText(ECIMType type, std::string_view text) {
   switch (type) {
     case ECIMType::kBoolean:
       return Boolean(text);

@@ -37,9 +37,9 @@ HSKCORE_API bool IsTextOfType(NQRXHSK20::ECIMType type, std::string_view text) n
 
 // The value of a boolean (0 or 1), an unsigned or signed integer (two's complement) or a real (the
 // bits of a double) in 64 bits; none when the text is no value of the type. Strict: no blanks.
-// REQUIRES: !IsTextType(type).
+// REQUIRES: !IsTextType(type). Throws std::bad_alloc alone, where the C library reads reals.
 HSKCORE_API std::optional<std::uint64_t> NumberFromText(NQRXHSK20::ECIMType type,
-                                                        std::string_view text) noexcept;
+                                                        std::string_view text);
 
 }  // namespace svc
 

@@ -7,7 +7,8 @@ namespace svc::offers {
 void DemandSignature(std::string_view /*bytes*/, const std::string& /*name*/,
                      const std::string& signatureFile, const std::string& /*keyFolder*/) {
   throw TError("the signature " + signatureFile +
-                   " cannot be verified by this build; import on Linux, and copy firmware.xml",
+                   " cannot be verified by this build; import with the Debian package, and copy "
+                   "firmware.xml",
                EErrorKind::kCatalogue);
 }
 
