@@ -1,4 +1,4 @@
-"""A fresh Debian 12 in a folder, from Debian's mirror, and commands inside it. Only root makes one."""
+"""A fresh Debian in a folder, from Debian's mirror, and commands inside it. Only root makes one."""
 
 import os
 import urllib.error
@@ -26,10 +26,10 @@ class FreshSystem:
                 *words]
 
 
-def make(root, *packages):
+def make(root, *packages, suite=SUITE):
     """With packages of the mirror beside the least that there is."""
     more = [f"--include={','.join(packages)}"] if packages else []
-    succeed("debootstrap", "--variant=minbase", *more, SUITE, root, MIRROR)
+    succeed("debootstrap", "--variant=minbase", *more, suite, root, MIRROR)
     return FreshSystem(root)
 
 
