@@ -29,8 +29,8 @@ TEST(BuiltinClasses, TellADeviceOfAnyKindWithItsIdentifiersAsAnArray) {
   Add(inventory, "SVC_FirmwareDevice", "Name", "A disk");
   const TInstanceHandle device = InstancesOf(inventory, "SVC_FirmwareDevice").at(0);
   EXPECT_EQ(TextOf(device, "Name"), "A disk");
-  for (const std::string_view name : {"Vendor", "Version", "VersionFormat", "Identifiers", "Source",
-                                      "VendorIds", "Branch", "BootloaderVersion"}) {
+  for (const std::string name : {"Vendor", "Version", "VersionFormat", "Identifiers", "Source",
+                                 "VendorIds", "Branch", "BootloaderVersion"}) {
     EXPECT_TRUE(ValueOf(device, name).IsNull()) << name;
     EXPECT_EQ(ValueOf(device, name).Type(), ECIMType::kString) << name;
     EXPECT_EQ(ValueOf(device, name).IsArray(), name == "Identifiers" || name == "VendorIds")
