@@ -190,10 +190,16 @@ int TReportOutput::Show(report::TReport& report, int status) {
     report::ShowOnly(report, options.only);
     report::Sort(report, options.sort);
   }
+  const int condition = ConditionOf(report, status);
   WriteOrTell(*format, [&] {
     format->render(report, rendering, *output);
     output->Commit();
   });
+  return condition;
+}
+
+// Found out before the report is written: nothing may fail once it is there.
+int TReportOutput::ConditionOf(const report::TReport& report, int status) const {
   if (IsNagios(*format)) return report::NagiosStatus(report, rendering);
   if (status != kExitDone) return status;
   return report::FailsOn(report, rendering.failOn) ? kExitCondition : kExitDone;

@@ -59,6 +59,8 @@ class TReportOutput {
   bool IsOnScreen() const;
 
  private:
+  int ConditionOf(const report::TReport& report, int status) const;
+
   const TReportOptions& options;
   report::TRenderOptions rendering;
   const report::TFormat* format;
