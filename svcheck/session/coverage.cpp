@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "base/shown_text.h"
 #include "rules/components.h"
 #include "rules/driver_list.h"
 #include "rules/folded_text.h"
@@ -117,6 +118,8 @@ class TCoverageWalk {
     for (TInstalledPiece& installed : pieces) {
       if (installed.hasRecord) continue;
       installed.piece.why = WhyNot(installed);
+      Cut(installed.piece.name);
+      Cut(installed.piece.version);
       coverage.notCompared.push_back(std::move(installed.piece));
     }
     return coverage;
@@ -125,6 +128,11 @@ class TCoverageWalk {
  private:
   using TInstance = boost::shared_ptr<ICIMInstance>;
 
+  // A report repeats the text for each piece: a long one that all inherit would fill the disk.
+  static void Cut(report::TOneText& text) {
+    const std::string_view whole = text;
+    if (whole.size() > kLongestName) text = CutName(whole);
+  }
   void AddFirmware(const TPieceClass& row);
   void AddDrivers();
   enum class EMade { kAsItIs, kDriverName };

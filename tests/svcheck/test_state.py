@@ -164,6 +164,13 @@ class Coverage(StateTest):
             "STOPPED": ("1.0", "not-running"), "BOTH": ("1.0", "other-system")})
         self.assertEqual(self.report()["installed"], 8)
 
+    def test_a_text_longer_than_any_name_is_cut(self):
+        self.catalogue(drivers("none.ko-#1"))
+        self.machine(driver("n" * 200, "1" * 200), driver("m" * 201, "2" * 201))
+        self.assertEqual(
+            [(piece["name"], piece["version"]) for piece in self.report()["notCompared"]],
+            [("N" * 200, "1" * 200), ("M" * 200 + "...", "2" * 200 + "...")])
+
     def test_each_class_of_firmware_that_is_compared_counts(self):
         pieces = [bios("YUE110B"), ("QRXSG_DiagnosticVPD", {"BuildNumber": "D1", "Version": "V1"}),
                   ("QRXSG_SPROMFirmwareVPDMain", {"Name": "SP", "BuildNumber": "B1", "Version": "1"}),
