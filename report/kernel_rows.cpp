@@ -110,6 +110,7 @@ class TOnes {
 // element, whatever it brings.
 std::size_t CountUpdates(const TReport& report) {
   const TKernelRows kernels(RecordsOf(report));
+  std::size_t alone = 0;  // Of which nobody knows an element: each is an update.
   TOnes updates;
   std::map<std::pair<std::string, std::size_t>, std::size_t> elements;  // By their places.
   std::map<const TKernelRow*, std::size_t> rows;
@@ -126,14 +127,14 @@ std::size_t CountUpdates(const TReport& report) {
       return entry->second;
     };
     if (!record.update) {
-      row == nullptr ? updates.Add() : known(rows, row);
+      row == nullptr ? ++alone : known(rows, row);
       continue;
     }
     const std::size_t element =
         known(elements, std::pair(record.update->file, record.update->line));
     if (row != nullptr) updates.Join(element, known(rows, row));
   }
-  return updates.Count();
+  return alone + updates.Count();
 }
 
 }  // namespace svc::report
