@@ -76,7 +76,7 @@ class Commands(unittest.TestCase):
         for page in PAGES:
             with tempfile.TemporaryDirectory() as folder, self.subTest(page.name):
                 left_out += self.try_page(page, Session(folder))
-        self.assertLess(left_out, 20, "too much is left out")
+        self.assertLess(left_out, 25, "too much is left out")
 
     def try_page(self, page, session):
         left_out = 0
