@@ -211,8 +211,9 @@ void TOfferIndex::RefuseDefaults() const {
 
 std::size_t TOffer::Size() const {
   std::size_t bytes = sizeof(TOffer) + version.size() + branch.size();
-  for (const std::string& requirement : requirements)
-    bytes += sizeof(requirement) + requirement.size();
+  for (const std::string& requirement : requirements) {
+    bytes += sizeof(std::string) + requirement.size();
+  }
   return bytes;
 }
 

@@ -39,7 +39,7 @@ struct TDevice {
 
 // Everything of a machine that a release may ask for.
 struct TMachine {
-  TMachine(std::vector<TDevice> devices, std::vector<TGuid> hardwareIds);
+  TMachine(std::vector<TDevice> itsDevices, std::vector<TGuid> itsIds);
   // The first that is known by the GUID; null where none is.
   const TDevice* DeviceOf(const TGuid& guid) const;
 
