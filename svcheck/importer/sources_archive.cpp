@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <new>
 #include <set>
 
 #include "base/error.h"
+#include "base/files.h"
 #include "collect/archive_filter.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/minisign.h"
@@ -67,17 +70,52 @@ std::string ReadEntry(archive* reader, std::size_t most) {
   return bytes;
 }
 
-// Calls `use` with each entry's name.
+struct TCloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using TFile = std::unique_ptr<std::FILE, TCloseFile>;
+
+std::size_t SizeOf(std::FILE* file) {
+  const bool isAtEnd = std::fseek(file, 0, SEEK_END) == 0;
+  const long size = isAtEnd ? std::ftell(file) : -1;
+  if (size < 0) Fail("it cannot be read from its end");
+  std::rewind(file);
+  return static_cast<std::size_t>(size);
+}
+
+// Counts what the archive's entries become. What is not wanted is unpacked, too, on the way to the
+// next entry.
+class TUnpackedSize {
+ public:
+  explicit TUnpackedSize(std::size_t packed)
+      : left(std::min(kMostUnpacked, kAlways + kRatio * std::min(packed, kMostUnpacked))) {}
+
+  void Add(std::int64_t size) {
+    if (size < 0 || static_cast<std::uint64_t>(size) > left) {
+      Fail("unpacked it is larger than any that is published");
+    }
+    left -= static_cast<std::size_t>(size);
+  }
+
+ private:
+  std::size_t left;
+};
+
+// Calls `use` with each entry's name. What took the archive's place since it was found, such as a
+// pipe, is refused.
 template <typename TUse>
 void ForEachEntry(const std::filesystem::path& path, const TUse& use) {
+  const TFile file(files::OpenToRead(path.string(), files::EPipes::kNone));
+  TUnpackedSize size(SizeOf(file.get()));
   const TArchive reader = NewReader();
   Check(reader.get(), ::archive_read_support_format_cab(reader.get()));
-  Check(reader.get(), ::archive_read_open_filename(reader.get(), path.string().c_str(), kBlock));
+  Check(reader.get(), ::archive_read_open_FILE(reader.get(), file.get()));
   archive_entry* entry = nullptr;
   while (true) {
     const int found = ::archive_read_next_header(reader.get(), &entry);
     if (found == ARCHIVE_EOF) return;
     Check(reader.get(), found);
+    size.Add(::archive_entry_size(entry));
     const char* const name = ::archive_entry_pathname(entry);
     if (name != nullptr) use(reader.get(), std::string_view(name));
   }

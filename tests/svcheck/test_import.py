@@ -4,8 +4,10 @@ import gzip
 import hashlib
 import json
 import lzma
+import os
 import pathlib
 import resource
+import struct
 import subprocess
 import time
 import xml.etree.ElementTree as ElementTree
@@ -205,6 +207,26 @@ class ImportTest(Importing):
         result = self.run_program("catalogue", "import", "--lvfs", "cabs", "--output", "made",
                                   "--allow-unsigned")
         self.assert_failed(result, 4, "cabs/a.cab", "cannot be unpacked")
+
+    def test_an_archive_holds_no_more_than_firmware_becomes(self):
+        archive = cabinet({"a.metainfo.xml": component(release("1")).encode(), "b.bin": b""})
+        others = len(component(release("1")))
+        most = (16 << 20) + 256 * len(archive) - others
+        place = archive.index(b"b.bin\0") - 16  # The size that the archive tells of this file.
+        for size, is_refused in ((most, False), (most + 1, True)):
+            self.write("cabs/a.cab",
+                       archive[:place] + struct.pack("<I", size) + archive[place + 4:])
+            result = self.run_program("catalogue", "import", "--lvfs", "cabs", "--output", "made",
+                                      "--allow-unsigned")
+            self.assert_failed(result, 4, "cabs/a.cab", "cannot be unpacked")
+            self.assertEqual("larger than any" in result.stderr, is_refused, result.stderr)
+
+    def test_a_pipe_in_an_archives_place_is_not_waited_for(self):
+        (self.folder / "cabs").mkdir()
+        os.mkfifo(self.folder / "cabs/a.cab")
+        result = self.run_program("catalogue", "import", "--lvfs", "cabs", "--output", "made",
+                                  "--allow-unsigned")
+        self.assert_failed(result, 4, "no firmware with identifiers and releases")
 
     def test_whom_it_comes_from_must_be_said(self):
         file = self.write("firmware.xml", metadata(component(release("1"))))
