@@ -9,12 +9,18 @@ namespace svc::publicfirmware {
 
 namespace {
 
-int DigitOf(char c) noexcept {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
+// The value of each character as a hexadecimal digit; -1 for what is none. A catalogue has 60,000
+// identifiers, and comparing took a seventh of its time.
+constexpr auto kDigits = [] {
+  std::array<std::int8_t, 256> values{};
+  values.fill(-1);
+  for (int i = 0; i < 10; ++i) values['0' + i] = static_cast<std::int8_t>(i);
+  for (int i = 0; i < 6; ++i) {
+    values['a' + i] = values['A' + i] = static_cast<std::int8_t>(10 + i);
+  }
+  return values;
+}();
+int DigitOf(char c) noexcept { return kDigits[static_cast<unsigned char>(c)]; }
 
 // The bytes of a text in UTF-16, the lower one first. What is no UTF-8 stands for itself, byte by
 // byte: an id of it matches nothing.
@@ -107,16 +113,16 @@ constexpr TGuid kHardwareNamespace = {
 std::optional<TGuid> GuidOfText(std::string_view text) noexcept {
   constexpr std::size_t kLength = 36;
   if (text.size() != kLength) return {};
+  if (text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') return {};
+  // Where the two digits of each byte begin.
+  constexpr std::array<std::uint8_t, 16> kPlaces = {0,  2,  4,  6,  9,  11, 14, 16,
+                                                    19, 21, 24, 26, 28, 30, 32, 34};
   TGuid guid{};
-  std::size_t digits = 0;
-  for (std::size_t i = 0; i < kLength; ++i) {
-    const bool isDash = i == 8 || i == 13 || i == 18 || i == 23;
-    if (isDash != (text[i] == '-')) return {};
-    if (isDash) continue;
-    const int digit = DigitOf(text[i]);
-    if (digit < 0) return {};
-    guid.data[digits / 2] = static_cast<std::uint8_t>(guid.data[digits / 2] << 4 | digit);
-    ++digits;
+  for (std::size_t i = 0; i < kPlaces.size(); ++i) {
+    const int high = DigitOf(text[kPlaces[i]]);
+    const int low = DigitOf(text[kPlaces[i] + 1U]);
+    if ((high | low) < 0) return {};
+    guid.data[i] = static_cast<std::uint8_t>(high << 4 | low);
   }
   return guid;
 }
