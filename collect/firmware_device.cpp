@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <set>
+#include <utility>
 
 #include "collect/text.h"
 
@@ -122,6 +124,72 @@ std::vector<std::string> PciIdentifiers(std::string_view bus, const TPciNumbers&
   const std::string subsystemDevice = Digits(numbers.subsystemDevice);
   if (subsystemVendor.empty() || subsystemDevice.empty()) return {plain};
   return {fmt::format("{}&SUBSYS_{}{}", plain, subsystemVendor, subsystemDevice), plain};
+}
+
+namespace {
+
+// A text of a fixed number of letters, as ids of IDE devices have them.
+std::string Padded(std::string text, std::size_t size) {
+  for (char& letter : text) {
+    if (letter == ' ') letter = '_';
+  }
+  text.resize(size, '_');
+  return text;
+}
+
+std::string ResourceName(std::string_view type) {
+  if (type == "1") return "System Firmware";
+  if (type == "2") return "Device Firmware";
+  return type == "3" ? "UEFI Driver" : "Firmware";
+}
+
+std::vector<std::string> ProcessorIdentifiers(const TProcessorNumbers& numbers) {
+  const std::string family = fmt::format("CPUID\\PRO_0&FAM_{:02X}", numbers.family);
+  const std::string model = fmt::format("{}&MOD_{:02X}", family, numbers.model);
+  return {fmt::format("{}&STP_{:X}", model, numbers.stepping), model, family};
+}
+
+// A hypervisor that hides the revision says that all its bits are set.
+bool IsRevision(const std::string& text) {
+  return text.starts_with("0x") && text != "0xffffffff" && text != "0x0";
+}
+
+}  // namespace
+
+TFirmwareDevice NvmeDisk(const std::string& model, const std::string& revision,
+                         const TPciNumbers& controller) {
+  auto identifiers = PciIdentifiers("NVME", controller);
+  if (!model.empty()) identifiers.push_back(model);
+  return {model, "", revision, "", std::move(identifiers), "nvme"};
+}
+
+TFirmwareDevice AtaDisk(const std::string& model, const std::string& revision) {
+  const std::string padded = Padded(model, 40);
+  return {
+      model, "", revision, "", {"IDE\\" + padded + Padded(revision, 8), "IDE\\0" + padded, model},
+      "scsi"};
+}
+
+TFirmwareDevice ScsiDisk(const std::string& vendor, const std::string& model,
+                         const std::string& revision) {
+  const std::string id = "SCSI\\VEN_" + IdPart(vendor) + "&DEV_" + IdPart(model);
+  return {model, vendor == kAtaVendor ? "" : vendor,    revision,
+          "",    {id + "&REV_" + IdPart(revision), id}, "scsi"};
+}
+
+TFirmwareDevice FirmwareResource(const std::string& guid, std::string_view type,
+                                 const std::string& version) {
+  return {ResourceName(type), "", version, "number", {guid}, "esrt"};
+}
+
+void AddMicrocode(const std::vector<TProcessor>& processors, TInventory& inventory) {
+  std::set<std::pair<std::string, std::string>> told;  // By name and revision.
+  for (const TProcessor& processor : processors) {
+    const auto& [name, vendor, revision, numbers] = processor;
+    if (!IsRevision(revision) || !told.emplace(name, revision).second) continue;
+    auto identifiers = numbers ? ProcessorIdentifiers(*numbers) : std::vector<std::string>();
+    AddDevice({name, vendor, revision, "hex", std::move(identifiers), "microcode"}, inventory);
+  }
 }
 
 std::string IdPart(std::string_view text) {

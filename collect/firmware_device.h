@@ -2,6 +2,7 @@
 #ifndef COLLECT_FIRMWARE_DEVICE_H_
 #define COLLECT_FIRMWARE_DEVICE_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,6 +47,40 @@ struct TPciNumbers {
 // ids that say less. `bus` is "PCI" or the kind of device that is known by these numbers, such as
 // "NVME". None where the numbers are none.
 std::vector<std::string> PciIdentifiers(std::string_view bus, const TPciNumbers& numbers);
+
+// --- Devices as the sources of every system tell them ---
+
+// A disk, and the ids by which catalogues know one that speaks NVMe, ATA or SCSI. Of NVMe the
+// numbers are those of its controller on PCI. What SCSI tells of an ATA disk names `kAtaVendor`.
+inline constexpr std::string_view kAtaVendor = "ATA";
+TFirmwareDevice NvmeDisk(const std::string& model, const std::string& revision,
+                         const TPciNumbers& controller);
+TFirmwareDevice AtaDisk(const std::string& model, const std::string& revision);
+TFirmwareDevice ScsiDisk(const std::string& vendor, const std::string& model,
+                         const std::string& revision);
+
+// An entry of the EFI system resource table (UEFI, 23.4): type and version are its numbers, in
+// decimal.
+TFirmwareDevice FirmwareResource(const std::string& guid, std::string_view type,
+                                 const std::string& version);
+
+struct TProcessorNumbers {
+  unsigned family = 0;
+  unsigned model = 0;
+  unsigned stepping = 0;
+};
+
+struct TProcessor {
+  std::string name;
+  std::string vendor;
+  std::string revision;  // Of its microcode, "0xde".
+  std::optional<TProcessorNumbers> numbers = {};
+};
+
+// The microcode of each kind of processor once. A revision that a hypervisor hides is none.
+void AddMicrocode(const std::vector<TProcessor>& processors, TInventory& inventory);
+
+// --- Parts of ids ---
 
 // A text as a part of an id: blanks and the marks that part ids become a "-".
 std::string IdPart(std::string_view text);

@@ -11,7 +11,7 @@
 #include <charconv>
 #include <cstdint>
 #include <map>
-#include <set>
+#include <optional>
 
 namespace svc::collect {
 namespace {
@@ -155,7 +155,7 @@ std::vector<TValues> Processors(std::string_view text) {
   return processors;
 }
 
-std::vector<std::string> ProcessorIdentifiers(const TValues& values) {
+std::optional<TProcessorNumbers> NumbersOf(const TValues& values) {
   std::array<unsigned, 3> numbers{};
   constexpr std::array<const char*, 3> kNames = {"cpu family", "model", "stepping"};
   for (std::size_t i = 0; i < kNames.size(); ++i) {
@@ -165,43 +165,23 @@ std::vector<std::string> ProcessorIdentifiers(const TValues& values) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), numbers[i]);
     if (error != std::errc() || end != text.data() + text.size()) return {};
   }
-  const std::string family = fmt::format("CPUID\\PRO_0&FAM_{:02X}", numbers[0]);
-  const std::string model = fmt::format("{}&MOD_{:02X}", family, numbers[1]);
-  return {fmt::format("{}&STP_{:X}", model, numbers[2]), model, family};
-}
-
-// A hypervisor that hides the revision says that all its bits are set.
-bool IsRevision(const std::string& text) {
-  return text.starts_with("0x") && text != "0xffffffff" && text != "0x0";
+  return TProcessorNumbers{numbers[0], numbers[1], numbers[2]};
 }
 
 }  // namespace
 
 void ReadMicrocode(const TMachine& machine, TInventory& inventory) {
   const TRead file = machine.tree.Read(kProcessors);
-  std::set<std::pair<std::string, std::string>> told;  // By model and revision.
-  for (TValues& processor : Processors(file.bytes)) {
-    const std::string& revision = processor["microcode"];
-    const std::string& name = processor["model name"];
-    if (!IsRevision(revision) || !told.emplace(name, revision).second) continue;
-    AddDevice({name, processor["vendor_id"], revision, "hex", ProcessorIdentifiers(processor),
-               "microcode"},
-              inventory);
+  std::vector<TProcessor> processors;
+  for (TValues& values : Processors(file.bytes)) {
+    processors.push_back(
+        {values["model name"], values["vendor_id"], values["microcode"], NumbersOf(values)});
   }
+  AddMicrocode(processors, inventory);
 }
 
 // The EFI system resource table (Linux, Documentation/ABI/testing/sysfs-firmware-efi-esrt; UEFI,
 // 23.4): what firmware can be updated by capsules, by its class.
-
-namespace {
-
-std::string ResourceName(std::string_view type) {
-  if (type == "1") return "System Firmware";
-  if (type == "2") return "Device Firmware";
-  return type == "3" ? "UEFI Driver" : "Firmware";
-}
-
-}  // namespace
 
 void ReadResourceTable(const TMachine& machine, TInventory& inventory) {
   for (const std::string& name : machine.tree.List(kResources)) {
@@ -213,12 +193,8 @@ void ReadResourceTable(const TMachine& machine, TInventory& inventory) {
     }
     const std::string guid = Guid(FirstLine(identity.bytes));
     if (guid.empty()) continue;
-    AddDevice({ResourceName(machine.tree.ReadLine(entry + "/fw_type")),
-               "",
-               machine.tree.ReadLine(entry + "/fw_version"),
-               "number",
-               {guid},
-               "esrt"},
+    AddDevice(FirmwareResource(guid, machine.tree.ReadLine(entry + "/fw_type"),
+                               machine.tree.ReadLine(entry + "/fw_version")),
               inventory);
   }
 }

@@ -126,7 +126,6 @@ namespace {
 
 constexpr const char* kNvme = "/sys/class/nvme";
 constexpr const char* kScsiDisks = "/sys/class/scsi_disk";
-constexpr std::string_view kAta = "ATA";
 
 // A text of the IDENTIFY DEVICE data (ATA, ACS-4, 7.13.6): two letters a word, the second one
 // first.
@@ -154,43 +153,15 @@ TAtaIdentity AtaIdentity(const TTree& tree, const std::string& device) {
   return {AtaText(identity, 27, 20), AtaText(identity, 23, 4)};
 }
 
-// A text of a fixed number of letters, as ids of IDE devices have them.
-std::string Padded(std::string text, std::size_t size) {
-  for (char& letter : text) {
-    if (letter == ' ') letter = '_';
-  }
-  text.resize(size, '_');
-  return text;
-}
-
-void AddAtaDisk(const TAtaIdentity& identity, TInventory& inventory) {
-  const std::string model = Padded(identity.model, 40);
-  AddDevice({identity.model,
-             "",
-             identity.revision,
-             "",
-             {"IDE\\" + model + Padded(identity.revision, 8), "IDE\\0" + model, identity.model},
-             "scsi"},
-            inventory);
-}
-
 void AddScsiDisk(const TTree& tree, const std::string& device, TInventory& inventory) {
   const std::string vendor = tree.ReadLine(device + "/vendor");
   const std::string model = tree.ReadLine(device + "/model");
   const std::string revision = tree.ReadLine(device + "/rev");
-  if (vendor == kAta) {
+  if (vendor == kAtaVendor) {
     if (const TAtaIdentity identity = AtaIdentity(tree, device); !identity.model.empty())
-      return AddAtaDisk(identity, inventory);
+      return AddDevice(AtaDisk(identity.model, identity.revision), inventory);
   }
-  if (revision.empty()) return;
-  const std::string id = "SCSI\\VEN_" + IdPart(vendor) + "&DEV_" + IdPart(model);
-  AddDevice({model,
-             vendor == kAta ? "" : vendor,
-             revision,
-             "",
-             {id + "&REV_" + IdPart(revision), id},
-             "scsi"},
-            inventory);
+  if (!revision.empty()) AddDevice(ScsiDisk(vendor, model, revision), inventory);
 }
 
 }  // namespace
@@ -204,12 +175,11 @@ void ReadDisks(const TMachine& machine, TInventory& inventory) {
   const TTree& tree = machine.tree;
   for (const std::string& name : tree.List(kNvme)) {
     const std::string controller = std::string(kNvme) + "/" + name;
-    const std::string model = tree.ReadLine(controller + "/model");
     const std::string revision = tree.ReadLine(controller + "/firmware_rev");
     if (revision.empty()) continue;
-    auto identifiers = PciIdentifiers("NVME", ReadPciNumbers(tree, controller + "/device"));
-    if (!model.empty()) identifiers.push_back(model);
-    AddDevice({model, "", revision, "", std::move(identifiers), "nvme"}, inventory);
+    AddDevice(NvmeDisk(tree.ReadLine(controller + "/model"), revision,
+                       ReadPciNumbers(tree, controller + "/device")),
+              inventory);
   }
   for (const std::string& name : tree.List(kScsiDisks))
     AddScsiDisk(tree, std::string(kScsiDisks) + "/" + name + "/device", inventory);

@@ -8,6 +8,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cstring>
+
 #include "base/error.h"
 #include "base/utf16.h"
 #include "collect/text.h"
@@ -242,6 +245,75 @@ TAnswer<std::string> TWmi::AskController(std::uint8_t function, std::uint8_t com
   return answer;
 }
 
+// --- The registry of the running system ---
+
+struct TCloseKey {
+  using pointer = HKEY;
+  void operator()(HKEY key) const { RegCloseKey(key); }
+};
+using TKey = std::unique_ptr<HKEY, TCloseKey>;
+
+// Empty, with the system's reason in `error`, where the key cannot be read.
+TKey OpenKey(HKEY above, const std::wstring& name, LSTATUS& error) {
+  HKEY key = nullptr;
+  error = RegOpenKeyExW(above, name.c_str(), 0, KEY_READ, &key);
+  return TKey(error == ERROR_SUCCESS ? key : nullptr);
+}
+
+template <typename TNumber>
+std::string Decimal(const std::string& bytes) {
+  TNumber number = 0;
+  if (bytes.size() != sizeof(number)) return {};
+  std::memcpy(&number, bytes.data(), sizeof(number));
+  return std::to_string(number);
+}
+
+// A NUL ends a text, and may lack; of several texts each has one.
+std::string Characters(const std::string& bytes, bool areSeveral) {
+  std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
+  std::memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
+  if (!areSeveral) return Narrow(text.substr(0, text.find(L'\0')));
+  while (text.ends_with(L'\0')) text.pop_back();
+  std::replace(text.begin(), text.end(), L'\0', L'\n');
+  return Narrow(text);
+}
+
+std::string ValueAsText(DWORD type, const std::string& bytes) {
+  switch (type) {
+    case REG_DWORD:
+      return Decimal<std::uint32_t>(bytes);
+    case REG_QWORD:
+      return Decimal<std::uint64_t>(bytes);
+    case REG_SZ:
+    case REG_EXPAND_SZ:
+      return Characters(bytes, false);
+    case REG_MULTI_SZ:
+      return Characters(bytes, true);
+    default:
+      return bytes;
+  }
+}
+
+// Names have up to 255 letters in keys (Windows, Registry Element Size Limits). A value with a
+// longer name, or more data than any text of a device, is passed by.
+TRow ValuesOf(HKEY key) {
+  constexpr DWORD kMostValues = 256, kMostBytes = 4096, kLongestName = 256;
+  TRow values;
+  for (DWORD number = 0; number < kMostValues; ++number) {
+    wchar_t name[kLongestName];
+    std::string bytes(kMostBytes, '\0');
+    DWORD nameSize = kLongestName, size = kMostBytes, type = 0;
+    const LSTATUS error = RegEnumValueW(key, number, name, &nameSize, nullptr, &type,
+                                        reinterpret_cast<BYTE*>(bytes.data()), &size);
+    if (error == ERROR_MORE_DATA) continue;
+    if (error != ERROR_SUCCESS) break;
+    bytes.resize(size);
+    if (std::string text = ValueAsText(type, bytes); !text.empty())
+      values[Narrow({name, nameSize})] = std::move(text);
+  }
+  return values;
+}
+
 // --- The machine ---
 
 class TThisWindowsMachine : public IWindowsMachine {
@@ -253,6 +325,7 @@ class TThisWindowsMachine : public IWindowsMachine {
   TAnswer<std::string> AskController(std::uint8_t function, std::uint8_t command) const override {
     return wmi.AskController(function, command);
   }
+  TAnswer<TKeys> Keys(const std::string& path) const override { return RegistryKeys(path); }
   TAnswer<std::vector<TDriverService>> Drivers() const override { return DriverServices(); }
   std::string FileVersion(const std::string& path) const override { return VersionOfFile(path); }
 
@@ -267,6 +340,27 @@ class TThisWindowsMachine : public IWindowsMachine {
 };
 
 }  // namespace
+
+TAnswer<TKeys> RegistryKeys(const std::string& path) {
+  constexpr DWORD kLongestName = 256;
+  LSTATUS error = ERROR_SUCCESS;
+  const TKey key = OpenKey(HKEY_LOCAL_MACHINE, Widen(path), error);
+  if (error == ERROR_FILE_NOT_FOUND) return {};
+  if (!key) return {{}, SystemProblem(static_cast<unsigned long>(error))};
+  TAnswer<TKeys> answer;
+  for (DWORD number = 0; number <= kMostDevices; ++number) {
+    wchar_t name[kLongestName];
+    DWORD size = kLongestName;
+    error = RegEnumKeyExW(key.get(), number, name, &size, nullptr, nullptr, nullptr, nullptr);
+    if (error == ERROR_NO_MORE_ITEMS) break;
+    const TKey below = error == ERROR_SUCCESS ? OpenKey(key.get(), name, error) : TKey();
+    if (below)
+      answer.value[Narrow({name, size})] = ValuesOf(below.get());
+    else
+      answer.problem = SystemProblem(static_cast<unsigned long>(error));
+  }
+  return answer;
+}
 
 std::unique_ptr<IWindowsMachine> ThisWindowsMachine() {
   return std::make_unique<TThisWindowsMachine>();

@@ -5,6 +5,7 @@
 #ifndef COLLECT_WINDOWS_WINDOWS_MACHINE_H_
 #define COLLECT_WINDOWS_WINDOWS_MACHINE_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -26,11 +27,18 @@ struct TAnswer {
 // The properties of an instance that have a value, by their names, as UTF-8.
 using TRow = std::map<std::string, std::string>;
 
+// Keys of the registry by their names, each with its values as texts: numbers in decimal, of
+// several texts one a line, binary data as they are.
+using TKeys = std::map<std::string, TRow>;
+
 struct TDriverService {
   std::string name;
   std::string path;    // As the service was registered; empty where it takes the default.
   unsigned state = 0;  // SERVICE_STATUS.dwCurrentState: 1 stopped, 4 running.
 };
+
+// More devices of a kind than any machine has; what is told of more is left out.
+inline constexpr std::size_t kMostDevices = 4096;
 
 class IWindowsMachine {
  public:
@@ -42,6 +50,9 @@ class IWindowsMachine {
   // The response of the management controller to an IPMI command without data, its completion code
   // first. Empty, without a problem, where the machine has no controller.
   virtual TAnswer<std::string> AskController(std::uint8_t function, std::uint8_t command) const = 0;
+  // The keys directly below a key of HKEY_LOCAL_MACHINE; none, without a problem, where it lacks.
+  // Not more than one above kMostDevices, and without values of more than 4,096 bytes.
+  virtual TAnswer<TKeys> Keys(const std::string& path) const = 0;
   // The services of type SERVICE_DRIVER, running or not.
   virtual TAnswer<std::vector<TDriverService>> Drivers() const = 0;
   // The version that the resources of a file state, such as "6.1.7601.17514"; empty without one.
@@ -63,8 +74,20 @@ std::string SystemProblem(unsigned long code);
 inline constexpr const char* kCimSpace = "root\\cimv2";
 inline constexpr const char* kDriverSpace = "root\\WMI";
 
+// What tells of firmware in general: a class, and keys of HKEY_LOCAL_MACHINE.
+inline constexpr const char* kDisks = "Win32_DiskDrive";
+inline constexpr const char* kResourceTable = "HARDWARE\\UEFI\\ESRT";
+inline constexpr const char* kProcessorKeys = "HARDWARE\\DESCRIPTION\\System\\CentralProcessor";
+
+// A key of HKEY_LOCAL_MACHINE as people write it.
+std::string RegistryPlace(const std::string& path);
+
 // Reads everything. With `redact`, serial number and UUID are left out.
 TInventory ReadWindowsMachine(const IWindowsMachine& machine, bool redact);
+
+// Adds firmware of disks, of processors and of the EFI system resource table, each as an
+// SVC_FirmwareDevice of the form that it has on Linux.
+void AddWindowsFirmware(const IWindowsMachine& machine, TInventory& inventory);
 
 // Asks for each thing that ReadWindowsMachine reads.
 std::vector<SourceState> TryWindowsSources(const IWindowsMachine& machine);
@@ -77,6 +100,7 @@ std::string DriverFile(const TDriverService& driver, const std::string& systemRo
 // control manager, and the versions of their files. Any thread.
 TAnswer<std::vector<TDriverService>> DriverServices();
 std::string VersionOfFile(const std::string& path);
+TAnswer<TKeys> RegistryKeys(const std::string& path);
 
 }  // namespace svc::collect
 

@@ -195,6 +195,7 @@ TInventory ReadWindowsMachine(const IWindowsMachine& machine, bool redact) {
   AddBios(bios, inventory);
   AddManagementController(machine, inventory);
   AddAdapters(machine, inventory);
+  AddWindowsFirmware(machine, inventory);
   AddDrivers(machine, inventory);
   return inventory;
 }
@@ -302,7 +303,25 @@ constexpr std::array kAsked = {
         "run svcheck as an administrator; where the machine has one, its driver may tell nothing "
         "of its firmware",
         false},
+    TAsked{"disks", kCimSpace, kDisks, kMendService, false},
 };
+
+// Keys of HKEY_LOCAL_MACHINE, which not every machine has.
+struct TAskedKey {
+  const char* subject;
+  const char* path;
+};
+constexpr std::array kAskedKeys = {TAskedKey{"firmware resources", kResourceTable},
+                                   TAskedKey{"microcode", kProcessorKeys}};
+
+constexpr const char* kTellsOfNone = ", which tells of none";
+
+SourceState TryKey(const IWindowsMachine& machine, const TAskedKey& asked) {
+  const auto answer = machine.Keys(asked.path);
+  const bool isEmpty = answer.value.empty() && answer.problem.empty();
+  return {asked.subject, RegistryPlace(asked.path) + (isEmpty ? kTellsOfNone : ""), answer.problem,
+          answer.problem.empty() ? "" : "run svcheck as an administrator"};
+}
 
 SourceState Try(const IWindowsMachine& machine, const TAsked& asked) {
   const auto answer = machine.Instances(asked.space, asked.className);
@@ -312,7 +331,7 @@ SourceState Try(const IWindowsMachine& machine, const TAsked& asked) {
     if (asked.isOnEveryMachine) {
       state.problem = "the machine tells nothing";
     } else {
-      state.place += ", which tells of none";
+      state.place += kTellsOfNone;
     }
   }
   if (!state.problem.empty()) state.advice = asked.advice;
@@ -324,6 +343,7 @@ SourceState Try(const IWindowsMachine& machine, const TAsked& asked) {
 std::vector<SourceState> TryWindowsSources(const IWindowsMachine& machine) {
   std::vector<SourceState> states;
   for (const TAsked& asked : kAsked) states.push_back(Try(machine, asked));
+  for (const TAskedKey& asked : kAskedKeys) states.push_back(TryKey(machine, asked));
   const std::string problem = machine.Drivers().problem;
   states.push_back({"drivers", "service control manager", problem,
                     problem.empty() ? "" : "run svcheck as an administrator"});

@@ -1,81 +1,8 @@
 // What becomes of a machine's answers. The answers here were recorded.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
-#include "collect/windows/windows_machine.h"
+#include "recorded_machine.h"
 
 namespace svc::collect {
 namespace {
-
-class TRecordedMachine : public IWindowsMachine {
- public:
-  TAnswer<std::vector<TRow>> Instances(const std::string& space,
-                                       const std::string& className) const override {
-    const auto found = answers.find(space + ":" + className);
-    if (found == answers.end()) return {{}, "invalid class (error 0x80041010)"};
-    return {found->second, ""};
-  }
-  TAnswer<std::string> AskController(std::uint8_t, std::uint8_t) const override {
-    return controller;
-  }
-  TAnswer<std::vector<TDriverService>> Drivers() const override { return drivers; }
-  std::string FileVersion(const std::string& path) const override {
-    return path == "C:\\Windows\\system32\\drivers\\e1000.sys" ? "8.4.1.0" : "";
-  }
-  std::string SystemRoot() const override { return "C:\\Windows"; }
-
-  std::map<std::string, std::vector<TRow>> answers = {
-      {"root\\cimv2:Win32_BIOS",
-       {{{"SMBIOSBIOSVersion", "-[D6E124AUS-1.01]-"},
-         {"Manufacturer", "Arrayon"},
-         {"SerialNumber", "06ABCDE"},
-         {"SystemBiosMajorVersion", "1"},
-         {"SystemBiosMinorVersion", "26"},
-         {"ReleaseDate", "20090430000000.000000+000"}}}},
-      {"root\\cimv2:Win32_ComputerSystem",
-       {{{"Manufacturer", "Arrayon"},
-         {"Model", "System x3550 -[794652G]-"},
-         {"SystemFamily", "System x"},
-         {"SystemSKUNumber", "794652G"},
-         {"Name", "WEB02"},
-         {"DNSHostName", "web02"}}}},
-      {"root\\cimv2:Win32_BaseBoard", {{{"Manufacturer", "Boards"}, {"Product", "49Y6512"}}}},
-      {"root\\cimv2:Win32_ComputerSystemProduct",
-       {{{"UUID", "0F2D7C1E-9A53-11DE-8A39-001A64E0B4F2"}}}},
-      {"root\\cimv2:Win32_OperatingSystem",
-       {{{"Version", "6.1.7601"},
-         {"OSType", "18"},
-         {"BuildNumber", "7601"},
-         {"OSArchitecture", "64-bit"},
-         {"Caption", "Microsoft Windows Server 2008 R2 Standard "}}}},
-      {"root\\WMI:MS_SM_AdapterInformationQuery", {}},
-  };
-  TAnswer<std::string> controller;
-  TAnswer<std::vector<TDriverService>> drivers;
-};
-
-class WindowsInventory : public ::testing::Test {
- protected:
-  // The properties of the instances of a class.
-  std::vector<TRow> Of(const std::string& className, bool redact = false) {
-    inventory = ReadWindowsMachine(machine, redact);
-    std::vector<TRow> rows;
-    for (const TInstance& instance : inventory.Instances()) {
-      if (instance.ClassName() != className) continue;
-      TRow& row = rows.emplace_back();
-      for (const TProperty& property : instance.Properties()) row[property.name] = property.value;
-    }
-    return rows;
-  }
-  bool IsNoted(const std::string& words) const {
-    return std::any_of(inventory.Notes().begin(), inventory.Notes().end(),
-                       [&](const std::string& note) { return Contains(note, words); });
-  }
-
-  TRecordedMachine machine;
-  TInventory inventory;
-};
 
 TEST_F(WindowsInventory, TellsTheMachineAndItsSystem) {
   EXPECT_EQ(Of("QRXSG_ComputerSystem"),
@@ -104,6 +31,7 @@ TEST_F(WindowsInventory, TellsTheMachineAndItsSystem) {
                                                                {"BuildNumber", "D6E124AUS"},
                                                                {"Manufacturer", "Arrayon"},
                                                                {"ReleaseDate", "04/30/2009"}}}));
+  EXPECT_TRUE(Of(kFirmwareDevice).empty());
   EXPECT_TRUE(inventory.Notes().empty()) << inventory.Notes().front();
 }
 
@@ -116,30 +44,38 @@ TEST_F(WindowsInventory, SaysWhatCannotBeRead) {
   machine.answers.clear();
   machine.drivers.problem = "access is denied (error 5)";
   machine.controller.problem = "access is denied (error 0x80041003)";
+  machine.keys[kResourceTable].problem = "access is denied (error 5)";
   EXPECT_EQ(Of("QRXSG_OperatingSystem"), (std::vector<TRow>{{{"OSType", "18"}}}));
   EXPECT_EQ(inventory.Instances().size(), 1u);
   EXPECT_TRUE(IsNoted("Win32_BIOS: invalid class (error 0x80041010)"));
   EXPECT_TRUE(IsNoted("Microsoft_IPMI: access is denied"));
   EXPECT_TRUE(IsNoted("MS_SM_AdapterInformationQuery: invalid class"));
+  EXPECT_TRUE(IsNoted("Win32_DiskDrive: invalid class (error 0x80041010); what it tells is left"));
+  EXPECT_TRUE(IsNoted("HKLM\\HARDWARE\\UEFI\\ESRT: access is denied (error 5); what it tells"));
   EXPECT_TRUE(IsNoted("service control manager: access is denied (error 5)"));
 }
 
 TEST_F(WindowsInventory, TellsWhichSourcesCanBeRead) {
   machine.answers["root\\cimv2:Win32_ComputerSystemProduct"].clear();
+  machine.keys[kProcessorKeys].problem = "access is denied (error 5)";
   std::map<std::string, std::string> problems;
   for (const SourceState& source : TryWindowsSources(machine)) {
     problems[source.place] = source.problem;
     EXPECT_EQ(source.advice.empty(), source.problem.empty()) << source.subject;
   }
-  EXPECT_EQ(problems,
-            (std::map<std::string, std::string>{
-                {"Win32_BIOS in root\\cimv2", ""},
-                {"Win32_ComputerSystem in root\\cimv2", ""},
-                {"Win32_ComputerSystemProduct in root\\cimv2", "the machine tells nothing"},
-                {"Win32_OperatingSystem in root\\cimv2", ""},
-                {"Microsoft_IPMI in root\\WMI", "invalid class (error 0x80041010)"},
-                {"MS_SM_AdapterInformationQuery in root\\WMI, which tells of none", ""},
-                {"service control manager", ""}}));
+  EXPECT_EQ(
+      problems,
+      (std::map<std::string, std::string>{
+          {"Win32_BIOS in root\\cimv2", ""},
+          {"Win32_ComputerSystem in root\\cimv2", ""},
+          {"Win32_ComputerSystemProduct in root\\cimv2", "the machine tells nothing"},
+          {"Win32_OperatingSystem in root\\cimv2", ""},
+          {"Microsoft_IPMI in root\\WMI", "invalid class (error 0x80041010)"},
+          {"MS_SM_AdapterInformationQuery in root\\WMI, which tells of none", ""},
+          {"Win32_DiskDrive in root\\cimv2, which tells of none", ""},
+          {"HKLM\\HARDWARE\\UEFI\\ESRT, which tells of none", ""},
+          {"HKLM\\HARDWARE\\DESCRIPTION\\System\\CentralProcessor", "access is denied (error 5)"},
+          {"service control manager", ""}}));
 }
 
 TEST_F(WindowsInventory, TellsTheManagementController) {

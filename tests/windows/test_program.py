@@ -5,7 +5,7 @@ import json
 import shutil
 import xml.etree.ElementTree as ElementTree
 
-from wine_test import SAMPLE, WineTest, main, windows
+from wine_test import SAMPLE, WineTest, main, run, windows
 
 FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus",
            "cyclonedx", "sarif")
@@ -121,6 +121,11 @@ class Installation(ProgramTest):
         self.assertIn("Win32_BIOS in root\\cimv2", found["system firmware"]["text"])
         for source in ("management controller", "storage adapters"):
             self.assertIn("in root\\WMI, which tells of none", found[source]["text"])
+        self.assertEqual(found["disks"]["state"], "good", found["disks"])
+        self.assertIn("HKLM\\HARDWARE\\UEFI\\ESRT, which tells of none",
+                      found["firmware resources"]["text"])
+        self.assertIn("HKLM\\HARDWARE\\DESCRIPTION\\System\\CentralProcessor",
+                      found["microcode"]["text"])
         table, _ = self.run_program("doctor", "--catalogue", "нет", status=1)
         self.assertRegex(table, r"(?m)^catalogue +problem +.*нет\\index.xml.*\n +-> ")
 
@@ -131,12 +136,26 @@ class Installation(ProgramTest):
 
 
 class ThisMachine(ProgramTest):
-    def test_collect_tells_what_it_answers(self):
+    PROCESSOR = "HKLM\\HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0"
+
+    def collect(self):
+        """The properties of the instances by their classes; of an array its elements."""
         self.run_program("collect", "--output", "ž.xml")
         found = {}
         for instance in ElementTree.parse(self.work / "ž.xml").getroot().iter("INSTANCE"):
-            found.setdefault(instance.get("CLASSNAME"), []).append(
-                {prop.get("NAME"): prop.findtext("VALUE") for prop in instance.iter("PROPERTY")})
+            properties = {prop.get("NAME"): prop.findtext("VALUE")
+                          for prop in instance.iter("PROPERTY")}
+            for prop in instance.iter("PROPERTY.ARRAY"):
+                properties[prop.get("NAME")] = [value.text for value in prop.iter("VALUE")]
+            found.setdefault(instance.get("CLASSNAME"), []).append(properties)
+        return found
+
+    def registry(self, verb, *arguments):
+        process = run("reg", verb, self.PROCESSOR, "/v", "Update Revision", *arguments, "/f")
+        self.assertEqual(process.returncode, 0, process)
+
+    def test_collect_tells_what_it_answers(self):
+        found = self.collect()
         system = found["QRXSG_OperatingSystem"][0]
         self.assertEqual(system["OSType"], "18")
         self.assertRegex(system["Version"], r"^\d+\.\d+$")
@@ -145,6 +164,17 @@ class ThisMachine(ProgramTest):
         self.assertEqual(drivers["mountmgr"]["CurrentState"], "4")
         self.assertRegex(drivers["mountmgr"]["Path"].lower(),
                          r"^c:\\windows\\.*\\mountmgr\.sys$")
+
+    def test_collect_tells_the_microcode_that_the_registry_keeps(self):
+        self.assertNotIn("SVC_FirmwareDevice", self.collect())
+        self.registry("add", "/t", "REG_BINARY", "/d", "3712A00800000000")
+        self.addCleanup(self.registry, "delete")
+        device, = self.collect()["SVC_FirmwareDevice"]
+        self.assertEqual((device["Version"], device["VersionFormat"], device["Source"]),
+                         ("0x8a01237", "hex", "microcode"))
+        self.assertRegex(device["Identifiers"][0],
+                         r"^CPUID\\PRO_0&FAM_[0-9A-F]{2}&MOD_[0-9A-F]{2}&STP_[0-9A-F]$")
+        self.assertEqual(len(device["Identifiers"]), 3)
 
     def test_collect_reads_the_running_system_only(self):
         self.assert_failed(1, "collect", "--root", "C:\\windows",
