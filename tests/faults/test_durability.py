@@ -3,18 +3,11 @@ A file that is moved into its place was synced after the last byte, and its fold
 
 import errno
 import json
-import threading
 import unittest
-from functools import partial
-from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 from pathlib import Path
 
-from faults import CALLS, LIBRARY, SAMPLE, FaultTest, forget_server, main
-
-
-class Handler(SimpleHTTPRequestHandler):
-    def log_message(self, *_):
-        pass
+from faults import CALLS, LIBRARY, SAMPLE, FaultTest, main
+from serial_notes import serve_folder
 
 
 class TheOrderOfCalls(FaultTest):
@@ -122,13 +115,7 @@ class TheOrderOfCalls(FaultTest):
                 (SAMPLE / "catalogue" / "index.xml").read_bytes())
         built = self.run_program("repository", "build", repository)
         self.assertEqual(built.returncode, 0, built.stderr)
-        server = ThreadingHTTPServer(("127.0.0.1", 0), partial(Handler, directory=str(repository)))
-        threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
-        forget_server(server.server_port)
-        self.addCleanup(forget_server, server.server_port)
-        self.addCleanup(server.server_close)
-        self.addCleanup(server.shutdown)
-        return f"http://127.0.0.1:{server.server_port}"
+        return serve_folder(self, repository)
 
     def test_of_a_fetched_catalogue_and_what_it_is_made_of(self):
         place = self.folder / "fetched"

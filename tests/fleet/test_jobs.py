@@ -9,13 +9,10 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import threading
 import unittest
-from functools import partial
-from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from serial_notes import forget_server  # noqa: E402
+from serial_notes import serve_folder  # noqa: E402
 
 parser = argparse.ArgumentParser()
 parser.add_argument("--svcheck", required=True, type=pathlib.Path)
@@ -30,11 +27,6 @@ SETTINGS = """fail-on = "outdated"
 catalogue = "/nonexistent"
 format = "csv"
 """
-
-
-class Quiet(SimpleHTTPRequestHandler):
-    def log_message(self, *_):
-        pass
 
 
 class Jobs(unittest.TestCase):
@@ -71,13 +63,7 @@ class Jobs(unittest.TestCase):
         folder.mkdir()
         shutil.copy(SAMPLE / "catalogue" / "index.xml", folder / "sample.xml")
         subprocess.run([SVCHECK, "repository", "build", folder], check=True, capture_output=True)
-        server = ThreadingHTTPServer(("127.0.0.1", 0), partial(Quiet, directory=str(folder)))
-        threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
-        forget_server(server.server_port)
-        self.addCleanup(forget_server, server.server_port)
-        self.addCleanup(server.server_close)
-        self.addCleanup(server.shutdown)
-        return f"http://127.0.0.1:{server.server_port}"
+        return serve_folder(self, folder)
 
     def test_one_fetch_brings_the_catalogue_of_all(self):
         place = self.folder / "the catalogue"

@@ -5,6 +5,9 @@ check by root would call its manifest an old one."""
 import hashlib
 import json
 import shutil
+import threading
+from functools import partial
+from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 from pathlib import Path
 
 FOLDER = Path("/var/lib/svcheck/repositories")
@@ -36,3 +39,19 @@ def forget_server(port):
             folder.with_suffix(".lock").unlink(missing_ok=True)
     except OSError:
         pass
+
+
+class Silent(SimpleHTTPRequestHandler):
+    def log_message(self, *_):
+        pass
+
+
+def serve_folder(test, folder):
+    """The address of a server of the folder's files, which ends with the test."""
+    server = ThreadingHTTPServer(("127.0.0.1", 0), partial(Silent, directory=str(folder)))
+    threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
+    forget_server(server.server_port)
+    test.addCleanup(forget_server, server.server_port)
+    test.addCleanup(server.server_close)
+    test.addCleanup(server.shutdown)
+    return f"http://127.0.0.1:{server.server_port}"

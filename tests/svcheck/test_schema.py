@@ -3,22 +3,14 @@ by it is refused. The other tests of the program give each report to it as well.
 
 import copy
 import json
-import threading
-from functools import partial
-from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 
 import jsonschema
 from program import (DIALECT, MACHINE, SAMPLE, SYSTEM, ProgramTest, bios, document, element, main)
 from report_schema import SCHEMA
-from serial_notes import forget_server
+from serial_notes import serve_folder
 
 OUTCOMES = SCHEMA["properties"]["outcome"]["enum"]
 OTHER = {"name": "other", "applicableMachineTypes": ["-[1111]-"]}
-
-
-class Silent(SimpleHTTPRequestHandler):
-    def log_message(self, *_):
-        pass
 
 
 class Outcomes(ProgramTest):
@@ -31,13 +23,7 @@ class Outcomes(ProgramTest):
         folder = self.folder / "repository"
         self.write("repository/files/updates.xml", document(elements, DIALECT))
         self.assertEqual(self.run_program("repository", "build", folder).returncode, 0)
-        server = ThreadingHTTPServer(("127.0.0.1", 0), partial(Silent, directory=str(folder)))
-        threading.Thread(target=server.serve_forever, args=(0.05,), daemon=True).start()
-        forget_server(server.server_port)
-        self.addCleanup(forget_server, server.server_port)
-        self.addCleanup(server.server_close)
-        self.addCleanup(server.shutdown)
-        return f"http://127.0.0.1:{server.server_port}"
+        return serve_folder(self, folder)
 
     def live(self, address):
         return ["--live", "--allow-unsigned", "--drive-root", self.folder / "drives",
