@@ -153,7 +153,7 @@ inline std::uint64_t AnyOf(TSixteenBytes odd) noexcept {
 // Copies a text of at least a block and tells whether JSON takes it as it is. The last block
 // overlaps the one before.
 template <typename TBlock>
-bool CopyPlain(char* target, std::string_view text) noexcept {
+[[gnu::always_inline]] inline bool CopyPlain(char* target, std::string_view text) noexcept {
   TBlock odd{};
   const auto copyBlock = [&](std::size_t at) {
     TBlock block;

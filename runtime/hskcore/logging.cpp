@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -14,6 +15,7 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "runtime/hskcore/logging.h"
+#include "runtime/hskcore/os_platform.h"
 
 namespace svc {
 
@@ -29,7 +31,7 @@ constexpr std::string_view kEnd = "\"}\n";
 constexpr std::size_t kLongestLevel = 11;
 constexpr std::size_t kFrame =
     kBeforeLevel.size() + kLongestLevel + kBeforeMessage.size() + kEnd.size();
-constexpr std::size_t kBufferSize = 1 << 18;
+constexpr std::size_t kBufferSize = 1 << 19;
 
 std::size_t LongestLine(std::string_view message) {
   return kFrame + message.size() * kLongestJsonByte;
@@ -75,9 +77,16 @@ struct TJsonLogger::TSink {
     std::setvbuf(file, nullptr, _IONBF, 0);
   }
 
-  void Append(int level, std::string_view message);
+  void Append(int level, std::string_view message) {
+    if (!AppendUsual(level, message)) AppendAny(level, message);
+  }
+  bool AppendUsual(int level, std::string_view message) noexcept;
+  void AppendAny(int level, std::string_view message);
+  [[gnu::noinline]] void AppendLocked(int level, std::string_view message);
   void WriteOut();
+  void Flush();
   void Put(const char* bytes, std::size_t size);
+  void Reserve();
 
   std::FILE* file;
   std::string path;
@@ -85,13 +94,33 @@ struct TJsonLogger::TSink {
   std::mutex mutex;
   std::unique_ptr<char[]> buffer = std::make_unique_for_overwrite<char[]>(kBufferSize);
   std::size_t used = 0;
+  std::uint64_t written = 0;
+  std::uint64_t reserved = 0;  // Up to this place of the file.
+  bool canReserve = true;
   bool hasFailed = false;
 };
 
-void TJsonLogger::TSink::Append(int level, std::string_view message) {
+// Nearly every line of a trace, without a call: a message of some length that is written as it is.
+inline bool TJsonLogger::TSink::AppendUsual(int level, std::string_view message) noexcept {
+  constexpr std::size_t kShortest = sizeof(TSixteenBytes);
+  constexpr std::size_t kLongest = 128;
+  const bool isUsual = message.size() - kShortest <= kLongest - kShortest && level >= 0 &&
+                       level <= 9 && kBufferSize - used >= kFrame + kLongest;
+  if (!isUsual) return false;
+  char* const start = buffer.get() + used;
+  char* const text = Write(start, kUsualStart);
+  start[kBeforeLevel.size()] = static_cast<char>('0' + level);
+  if (!CopyPlain<TSixteenBytes>(text, message)) return false;
+  Write(text + message.size(), kEnd);
+  used += kUsualStart.size() + message.size() + kEnd.size();
+  return true;
+}
+
+void TJsonLogger::TSink::AppendAny(int level, std::string_view message) {
   const std::size_t longest = LongestLine(message);
   if (longest > kBufferSize - used) {
     WriteOut();
+    Reserve();
   }
   if (longest <= kBufferSize) {
     used = static_cast<std::size_t>(WriteLine(buffer.get() + used, level, message) - buffer.get());
@@ -101,12 +130,34 @@ void TJsonLogger::TSink::Append(int level, std::string_view message) {
   Put(large.get(), static_cast<std::size_t>(WriteLine(large.get(), level, message) - large.get()));
 }
 
+void TJsonLogger::TSink::AppendLocked(int level, std::string_view message) {
+  const std::lock_guard lock(mutex);
+  Append(level, message);
+}
+
 void TJsonLogger::TSink::WriteOut() {
   Put(buffer.get(), used);
   used = 0;
 }
 
+// Finding room for each block by itself is a third of what the system does for it. As much is asked
+// for as there is already, up to a limit: a crash leaves it to the file.
+void TJsonLogger::TSink::Reserve() {
+  constexpr std::uint64_t kMost = 1 << 24;
+  if (!canReserve || written + kBufferSize <= reserved) return;
+  const std::uint64_t size = std::min(written, kMost);
+  canReserve = ReserveRoom(file, std::max(written, reserved), size);
+  if (canReserve) reserved = std::max(written, reserved) + size;
+}
+
+// What was reserved and not used goes back.
+void TJsonLogger::TSink::Flush() {
+  WriteOut();
+  if (std::exchange(reserved, 0) > written) ReleaseRoom(file);
+}
+
 void TJsonLogger::TSink::Put(const char* bytes, std::size_t size) {
+  written += size;
   if (hasFailed || std::fwrite(bytes, 1, size, file) == size) {
     return;
   }
@@ -137,7 +188,7 @@ TJsonLogger::TJsonLogger(std::unique_ptr<TSink> sink, int highestLevel)
     : sink(std::move(sink)), highestLevel(highestLevel) {}
 
 TJsonLogger::~TJsonLogger() {
-  sink->WriteOut();
+  sink->Flush();
   std::fclose(sink->file);
 }
 
@@ -147,13 +198,12 @@ void TJsonLogger::Log(int level, std::string_view message) {
   }
   // A lock costs as much as a line: none is taken where no other thread was ever started.
   if (IsAlone()) return sink->Append(level, message);
-  const std::lock_guard lock(sink->mutex);
-  sink->Append(level, message);
+  sink->AppendLocked(level, message);
 }
 
 bool TJsonLogger::Flush() {
   const std::lock_guard lock(sink->mutex);
-  sink->WriteOut();
+  sink->Flush();
   return !sink->hasFailed;
 }
 

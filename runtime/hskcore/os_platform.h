@@ -4,6 +4,7 @@
 #define RUNTIME_HSKCORE_OS_PLATFORM_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -24,6 +25,13 @@ void PrepareFile(const std::string& path, const std::string& native);
 // Opens a file by a path of the system's own, in UTF-8 and of any length, with a mode of the C
 // library; null with errno set when it cannot be opened. The caller closes it.
 HSKCORE_API std::FILE* OpenNativeFile(const std::string& path, const char* mode);
+
+// Takes room on the disk for bytes that will be written behind the end of a file, which stays as
+// long as it is. False where the system cannot, and where there is none: writing them then finds
+// its own, or fails.
+bool ReserveRoom(std::FILE* file, std::uint64_t from, std::uint64_t size) noexcept;
+// Gives back what there is of such room behind the end.
+void ReleaseRoom(std::FILE* file) noexcept;
 
 // Tells by a file's path, as the system knows it, whether it is the same file and was not written
 // to; empty when it is no regular file.

@@ -1,4 +1,5 @@
 #include <dirent.h>
+#include <fcntl.h>
 #include <malloc.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -139,6 +140,18 @@ std::string DefaultDriveRoot() {
 
 std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
   return std::fopen(path.c_str(), mode);
+}
+
+bool ReserveRoom(std::FILE* file, std::uint64_t from, std::uint64_t size) noexcept {
+  return fallocate(fileno(file), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(from),
+                   static_cast<off_t>(size)) == 0;
+}
+
+// To its own size: another process may have made it longer.
+void ReleaseRoom(std::FILE* file) noexcept {
+  struct stat status;
+  if (fstat(fileno(file), &status) != 0) return;
+  [[maybe_unused]] const int kept = ftruncate(fileno(file), status.st_size);
 }
 
 std::string FileStamp(const std::string& native) {

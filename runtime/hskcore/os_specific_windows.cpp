@@ -95,6 +95,10 @@ std::FILE* OpenNativeFile(const std::string& path, const char* mode) {
   return _wfopen(Widen(path).c_str(), Widen(mode).c_str());
 }
 
+// The system takes room for larger pieces itself.
+bool ReserveRoom(std::FILE*, std::uint64_t, std::uint64_t) noexcept { return false; }
+void ReleaseRoom(std::FILE*) noexcept {}
+
 std::string FileStamp(const std::string& native) {
   WIN32_FILE_ATTRIBUTE_DATA status;
   constexpr DWORD kNotRegular = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE;

@@ -2,6 +2,7 @@
 
 import json
 import os
+import resource
 import shutil
 import signal
 import socket
@@ -95,6 +96,29 @@ class Query(ProgramTest):
         self.query("--inventory", self.machine(), "--log", log, "--log-level", 1, "--context",
                    f"svPath={catalogue}")
         self.assertEqual(records_of(log.read_text()), full)
+
+    def long_log(self, **more):
+        """A query whose log takes some MiB, and the log."""
+        catalogue = self.catalogue(*[element(**BIOS_UPDATE)] * 3000)
+        log = self.folder / "log.json"
+        return self.query("--inventory", self.machine(), "--log", log, "--context",
+                          f"svPath={catalogue}", "--records", "records.json", **more), log
+
+    def test_a_long_log_takes_no_more_of_the_disk_than_it_holds(self):
+        result, log = self.long_log()
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        state = log.stat()
+        self.assertGreater(state.st_size, 3 << 20)
+        self.assertLess(state.st_blocks * 512, state.st_size + (64 << 10))
+
+    def test_a_long_log_that_finds_no_room_holds_what_it_found_room_for(self):
+        room = 2_500_001
+        whole = self.long_log()[1].read_bytes()
+        result, log = self.long_log(
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (room, room)))
+        self.assert_failed(result, 1, f"{log}", "File too large")
+        self.assertEqual(result.stderr.count(str(log)), 1)
+        self.assertEqual(log.read_bytes(), whole[:room])
 
     def test_a_large_catalogue_is_the_same_whatever_the_number_of_threads(self):
         words = "words " * 400

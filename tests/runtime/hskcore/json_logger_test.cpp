@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -116,6 +117,51 @@ TEST_F(JsonLogger, TakesEveryByteAtEveryPlace) {
     ASSERT_TRUE((static_cast<unsigned char>(c) >= 0x20 && c != 0x7f) || c == '\n');
   }
   EXPECT_EQ(static_cast<std::size_t>(std::count(written.begin(), written.end(), '\n')), lines);
+}
+
+TEST_F(JsonLogger, WritesEveryLengthAtEveryLevel) {
+  auto logger = Open(10);
+  std::string expected;
+  for (const int level : {-10, -1, 0, 4, 9, 10}) {
+    for (std::size_t length = 0; length <= 300; ++length) {
+      const std::string message(length, static_cast<char>('a' + length % 26));
+      logger->Log(level, message);
+      expected += "{\"level\":" + std::to_string(level) + ",\"message\":\"" + message + "\"}\n";
+    }
+  }
+  logger.reset();
+  EXPECT_EQ(Written(), expected);
+}
+
+// Some fill the buffer to its end, all but a few bytes of it, or a little less.
+TEST_F(JsonLogger, KeepsEveryLineOfALongLogInOrder) {
+  auto logger = Open(4);
+  std::string expected;
+  for (std::size_t i = 0; i < 60000; ++i) {
+    const std::string number = std::to_string(i);
+    const std::string message = number + std::string(i * 7 % 150, i % 11 == 0 ? '\n' : '.');
+    logger->Log(4, message);
+    expected += "{\"level\":4,\"message\":\"" + number;
+    for (const char c : message.substr(number.size())) expected += c == '\n' ? "\\n" : ".";
+    expected += "\"}\n";
+    if (i % 20011 == 0) {
+      ASSERT_TRUE(logger->Flush());
+      ASSERT_TRUE(Written() == expected) << i;
+    }
+  }
+  logger.reset();
+  ASSERT_GT(expected.size(), 4U << 20);
+  EXPECT_TRUE(Written() == expected);
+}
+
+TEST_F(JsonLogger, LeavesAFileThatSomebodyMadeLongerAsLongAsItIs) {
+  constexpr std::size_t kLength = 3 << 20;
+  auto logger = Open(4);
+  for (int i = 0; i < 12000; ++i) logger->Log(4, std::string(50, 'x'));
+  ASSERT_GT(std::filesystem::file_size(path), 0U);
+  std::filesystem::resize_file(path, kLength);
+  EXPECT_TRUE(logger->Flush());
+  EXPECT_EQ(std::filesystem::file_size(path), kLength);
 }
 
 TEST_F(JsonLogger, KeepsLinesLongerThanItsBuffer) {
