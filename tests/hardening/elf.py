@@ -5,7 +5,8 @@ from pathlib import Path
 
 PT_LOAD, PT_DYNAMIC, PT_INTERP = 1, 2, 3
 PT_GNU_STACK, PT_GNU_RELRO, PT_GNU_PROPERTY = 0x6474E551, 0x6474E552, 0x6474E553
-DT_STRTAB, DT_RPATH, DT_TEXTREL, DT_FLAGS, DT_RUNPATH, DT_FLAGS_1 = 5, 15, 22, 30, 29, 0x6FFFFFFB
+DT_NEEDED, DT_STRTAB, DT_RPATH, DT_TEXTREL, DT_FLAGS, DT_RUNPATH, DT_FLAGS_1 = (
+    1, 5, 15, 22, 30, 29, 0x6FFFFFFB)
 DF_TEXTREL, DF_BIND_NOW = 4, 8
 DF_1_NOW, DF_1_PIE = 1, 0x08000000
 X86_FEATURES, SHADOW_STACK = 0xC0000002, 2
@@ -28,11 +29,14 @@ class Elf:
 
     def _dynamic(self):
         entries = {}
+        for tag, value in self._dynamic_entries():
+            entries.setdefault(tag, value)
+        return entries
+
+    def _dynamic_entries(self):
         for kind, _, offset, _, _, size, _, _ in self.segments:
             if kind == PT_DYNAMIC:
-                for tag, value in struct.iter_unpack("<QQ", self.data[offset:offset + size]):
-                    entries.setdefault(tag, value)
-        return entries
+                yield from struct.iter_unpack("<QQ", self.data[offset:offset + size])
 
     def _has(self, kind):
         return any(segment[0] == kind for segment in self.segments)
@@ -79,14 +83,20 @@ class Elf:
         return 0
 
     def _text(self, tag):
-        if tag not in self.dynamic:
-            return ""
+        return self._text_at(self.dynamic[tag]) if tag in self.dynamic else ""
+
+    def _text_at(self, place):
         address = self.dynamic[DT_STRTAB]
         for kind, _, offset, start, _, size, _, _ in self.segments:
             if kind == PT_LOAD and start <= address < start + size:
-                at = offset + address - start + self.dynamic[tag]
+                at = offset + address - start + place
                 return self.data[at:self.data.index(b"\0", at)].decode()
         return ""
+
+    def needed(self):
+        """The libraries, in the order in which a name is looked for in them."""
+        return [self._text_at(value) for tag, value in self._dynamic_entries()
+                if tag == DT_NEEDED]
 
     def search_path(self):
         return self._text(DT_RPATH) + self._text(DT_RUNPATH)

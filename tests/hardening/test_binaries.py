@@ -58,9 +58,18 @@ class ElfFiles(unittest.TestCase):
         self.expect(Elf.marks_where_calls_may_land)
         self.expect(Elf.guards_where_functions_return)
 
+    def test_look_names_up_in_the_systems_libraries_first(self):
+        """Nearly all of them are there, and each library before costs a look-up of each."""
+        needed = self.files["svcheck"].needed()
+        if "libstdc++.so.6" not in needed:
+            self.skipTest("built with another C++ library")
+        self.assertEqual(needed[:2], ["libstdc++.so.6", "libc.so.6"])
+        self.assertLessEqual({"libhskcore.so", "libxmlparser.so"}, set(needed[2:]))
+
     def test_find_libraries_only_beside_themselves(self):
         self.expect(lambda file: not file.search_path() or
                     set(file.search_path().split(":")) <= OWN_FOLDERS)
+        self.assertEqual(self.files["svcheck"].search_path(), "$ORIGIN/../lib")
 
 
 @unittest.skipUnless(is_for_windows(), "of PE files")
