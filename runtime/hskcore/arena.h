@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/hskcore/export.h"
+
 namespace svc {
 
 // Pieces never move and live as long as the arena. Blocks grow with what was asked for; a piece
@@ -45,7 +47,7 @@ class TArena {
 
  private:
   char* AllocateSlowly(std::size_t size);
-  void MakeRoom(std::size_t size);
+  HSKCORE_API void MakeRoom(std::size_t size);
   std::size_t NextBlockSize() const noexcept;
 
   boost::shared_ptr<const TArena> below;

@@ -55,10 +55,15 @@ class TShapeTable {
   // The shape that extends `parent` by a property.
   // REQUIRES: the parent has no property of that name.
   TShapeId Extend(TShapeId parent, TNameId name, TForm form) {
+    const TShapeId likely = LikelyChild(parent, name, form);
+    return likely != kNone ? likely : FindOrAdd(parent, name, form);
+  }
+  // The same, where it is the one that the parent was extended to last; else kNone.
+  TShapeId LikelyChild(TShapeId parent, TNameId name, TForm form) const noexcept {
     const TShapeId likely = nodes[parent].likelyChild;
     const bool isLikely =
         likely != kNone && nodes[likely].name == name && nodes[likely].form == form;
-    return isLikely ? likely : FindOrAdd(parent, name, form);
+    return isLikely ? likely : kNone;
   }
   std::uint32_t size() const noexcept { return nodes.size(); }
   TNode& operator[](TShapeId id) noexcept { return nodes[id]; }

@@ -5,22 +5,38 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
-#include <memory>
+#include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "host/hskcore/cim.h"
 #include "host/hskcore/export.h"
 #include "host/hskcore/value.h"
+#include "runtime/hskcore/arena.h"
+#include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
 
 namespace svc {
+
+class TCimState;
+class TInMemoryNamespace;
 
 // The name of a property as a document writes it, looked up once for all the times that it occurs.
 // Means something to the writer that gave it only, as long as the text lives.
 struct TPropertyName {
   std::string_view text;
   std::uint32_t number;
+};
+
+// A property of a known form, for who writes it to one instance after the other: the writer keeps
+// here what it found out about it the last time. Means something to one writer only.
+struct TPropertyStep {
+  TNameId name;
+  TForm form;
+  // The instance before the property was written and with it.
+  TShapeId before = kNone;
+  TShapeId with = kNone;
 };
 
 // Writes one class or instance at a time: Begin..., its properties, then Finish or Abandon. A class
@@ -60,13 +76,26 @@ class HSKCORE_API TNamespaceWriter {
   void WriteValue(const TPropertyName& name, NQRXHSK20::ECIMType type, std::string_view text);
   // A text of a type that takes any, or an array of such texts, copied by the caller while it reads
   // it: first a place for the bytes of the text, or of TArrayText behind its number of elements,
-  // where kRoom bytes may be written, then how many there are. Null where the open instance has the
-  // property already. REQUIRES: an instance is open, and nothing else is written in between.
+  // where kRoom bytes may be written, then how many there are. Nothing is written, and false
+  // returned, where the open instance has the property already. REQUIRES: an instance is open, and
+  // nothing else is written in between.
   static constexpr std::size_t kRoom = std::size_t{8} << 10;
-  char* RoomForText(TNameId name);
-  void KeepText(TNameId name, NQRXHSK20::ECIMType type, std::size_t length);
-  char* RoomForArray(TNameId name);
-  void KeepArray(TNameId name, NQRXHSK20::ECIMType type, std::uint32_t count, std::size_t length);
+  char* RoomForText() { return texts->Room(kLengthSize + kRoom) + kLengthSize; }
+  bool KeepText(TPropertyStep& step, std::size_t length) {
+    if (!Take(step)) return false;
+    KeepRoom(length);
+    return true;
+  }
+  char* RoomForArray() { return texts->Room(kArrayHead + kRoom) + kArrayHead; }
+  bool KeepArray(TPropertyStep& step, std::uint32_t count, std::size_t length) {
+    if (!Take(step)) return false;
+    std::memcpy(texts->Room(0) + kLengthSize, &count, sizeof count);
+    KeepRoom(sizeof count + length);
+    return true;
+  }
+  // The same for a scalar of any type from its text, which is not written either where it does not
+  // fit the type.
+  bool KeepValue(TPropertyStep& step, std::string_view text);
   void WriteNull(const TPropertyName& name, NQRXHSK20::ECIMType type, bool isArray);
   // An array: BeginArray, its elements in order, EndArray.
   void BeginArray(const TPropertyName& name, NQRXHSK20::ECIMType type);
@@ -93,8 +122,50 @@ class HSKCORE_API TNamespaceWriter {
   boost::shared_ptr<NQRXHSK20::ICIMClass> ClassHandle(TClassId id) const;
 
  private:
-  struct State;
-  std::unique_ptr<State> state;
+  // A length of two bytes, whatever it is: it is known only when the text behind it is copied.
+  static constexpr std::size_t kLengthSize = 2;
+  static constexpr std::size_t kArrayHead = kLengthSize + sizeof(std::uint32_t);
+  static_assert(kArrayHead + kRoom < 1 << 14);
+
+  TCimState& Open();
+  void Begin(TClassId id, bool asClass);
+  // Extends the open instance; false where it has the property already.
+  bool Take(TPropertyStep& step) {
+    if (step.before != shape && !FindStep(step)) return false;
+    shape = step.with;
+    return true;
+  }
+  bool FindStep(TPropertyStep& step);
+  void KeepRoom(std::size_t length) {
+    char* const stored = texts->Room(0);
+    stored[0] = static_cast<char>(length | 0x80);
+    stored[1] = static_cast<char>(length >> 7);
+    texts->Take(stored + kLengthSize + length);
+    cells.push_back(CellOf(stored));
+  }
+  bool IsWritten(TNameId name);
+  void EnterProperty(const TPropertyName& name);
+  void Keep(TNameId name, TForm form, TCell cell);
+  std::uint64_t Number(std::string_view name, NQRXHSK20::ECIMType type, std::string_view text);
+  void CheckText(std::string_view name, NQRXHSK20::ECIMType type, std::string_view text);
+
+  boost::shared_ptr<TInMemoryNamespace> target;
+  // Null until something is written.
+  TCimState* cim = nullptr;
+  TArena* texts = nullptr;
+  // What is being written: kNoClass for nothing.
+  TClassId classId = kNoClass;
+  bool isClass = false;
+  std::uint32_t place = 0;  // Of the instance; 0 where it is not kept.
+  // Numbers it, so that a name knows whether it was written in it.
+  std::uint32_t serial = 0;
+  // The properties of the instance so far, and those whose names know of it.
+  TShapeId shape = TShapeTable::kEmpty;
+  TShapeId marked = TShapeTable::kEmpty;
+  std::vector<TCell> cells;
+  TArrayText array;
+  TForm arrayForm{};
+  TNameId arrayName = kNone;
 };
 
 }  // namespace svc

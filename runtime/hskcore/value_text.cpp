@@ -169,20 +169,30 @@ bool IsUcs2Character(std::string_view text) noexcept {
   }
 }
 
-// A field of a datetime: digits up to `most`, or asterisks for a field that does not matter.
-bool IsField(std::string_view text, std::size_t at, std::size_t length, int least,
-             int most) noexcept {
-  const std::string_view field = text.substr(at, length);
-  int value = 0;
+// A field of a datetime: digits, or asterisks for a field that does not matter.
+template <std::size_t kLength>
+bool IsField(const char* at) noexcept {
+  const std::string_view field(at, kLength);
+  std::size_t digits = 0;
+  std::size_t asterisks = 0;
   for (const char c : field) {
-    if (c < '0' || c > '9') return field.find_first_not_of('*') == field.npos;
-    value = value * 10 + (c - '0');
+    digits += static_cast<std::size_t>(c >= '0' && c <= '9');
+    asterisks += static_cast<std::size_t>(c == '*');
   }
+  return digits == kLength || asterisks == kLength;
+}
+
+// One of two digits.
+bool IsField(const char* at, int least, int most) noexcept {
+  const int tens = at[0] - '0';
+  const int units = at[1] - '0';
+  if (tens < 0 || tens > 9 || units < 0 || units > 9) return at[0] == '*' && at[1] == '*';
+  const int value = tens * 10 + units;
   return value >= least && value <= most;
 }
 
-bool IsTimeOfDay(std::string_view text) noexcept {
-  return IsField(text, 8, 2, 0, 23) && IsField(text, 10, 2, 0, 59) && IsField(text, 12, 2, 0, 59);
+bool IsTimeOfDay(const char* at) noexcept {
+  return IsField(at, 0, 23) && IsField(at + 2, 0, 59) && IsField(at + 4, 0, 59);
 }
 
 // Digits, the last of which may be asterisks where less is known.
@@ -194,15 +204,16 @@ bool IsFraction(std::string_view field) noexcept {
 
 // A point in time, "yyyymmddhhmmss.mmmmmm+utc", or an interval, "ddddddddhhmmss.mmmmmm:000".
 bool IsDateTime(std::string_view text) noexcept {
-  if (text.size() != 25 || text[14] != '.' || !IsTimeOfDay(text) ||
+  const char* const at = text.data();
+  if (text.size() != 25 || at[14] != '.' || !IsTimeOfDay(at + 8) ||
       !IsFraction(text.substr(15, 6))) {
     return false;
   }
-  if (text[21] == ':') {
-    return text.substr(22) == "000" && IsField(text, 0, 8, 0, 99999999);
+  if (at[21] == ':') {
+    return text.substr(22) == "000" && IsField<8>(at);
   }
-  return (text[21] == '+' || text[21] == '-') && IsField(text, 22, 3, 0, 999) &&
-         IsField(text, 0, 4, 0, 9999) && IsField(text, 4, 2, 1, 12) && IsField(text, 6, 2, 1, 31);
+  return (at[21] == '+' || at[21] == '-') && IsField<3>(at + 22) && IsField<4>(at) &&
+         IsField(at + 4, 1, 12) && IsField(at + 6, 1, 31);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #ifndef RUNTIME_XMLPARSER_BYTE_SCAN_H_
 #define RUNTIME_XMLPARSER_BYTE_SCAN_H_
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -35,6 +34,7 @@ class TByteBlock {
   explicit TByteBlock(const char* at)
       : bytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at))) {}
 
+  void CopyTo(char* to) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes); }
   TByteMask Equal(char byte) const { return Mask(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte))); }
   TByteMask Equal(const TByteBlock& other) const {
     return Mask(_mm_cmpeq_epi8(bytes, other.bytes));
@@ -43,10 +43,15 @@ class TByteBlock {
     return Mask(_mm_or_si128(_mm_or_si128(Is(' '), Is('\n')), _mm_or_si128(Is('\t'), Is('\r'))));
   }
   // As IsTextStop.
-  TByteMask TextStops() const {
-    const __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(0x20));
-    const __m128i odd = _mm_andnot_si128(_mm_or_si128(Is('\n'), Is('\t')), low);
-    return Mask(_mm_or_si128(_mm_or_si128(odd, Is('<')), _mm_or_si128(Is('&'), Is('>'))));
+  TByteMask TextStops() const { return SeemingStops() & ~(Equal('\n') | Equal('\t')); }
+  // The same and, for two thirds of the work, tabs and line feeds.
+  TByteMask SeemingStops() const {
+    // '<' and '>' differ in one bit. A byte below 0x20 or above 0x7F gets the sign that the mask
+    // collects.
+    const __m128i angles =
+        _mm_cmpeq_epi8(_mm_or_si128(bytes, _mm_set1_epi8(2)), _mm_set1_epi8('>'));
+    const __m128i odd = _mm_subs_epi8(bytes, _mm_set1_epi8(0x20));
+    return Mask(_mm_or_si128(_mm_or_si128(angles, odd), Is('&')));
   }
 
  private:
@@ -61,6 +66,7 @@ class TByteBlock {
  public:
   explicit TByteBlock(const char* at) { std::memcpy(bytes, at, kBlockSize); }
 
+  void CopyTo(char* to) const { std::memcpy(to, bytes, kBlockSize); }
   TByteMask Equal(char byte) const {
     return Collect([byte](char c) { return c == byte; });
   }
@@ -72,6 +78,7 @@ class TByteBlock {
   }
   TByteMask Blanks() const { return Collect(IsBlank); }
   TByteMask TextStops() const { return Collect(IsTextStop); }
+  TByteMask SeemingStops() const { return TextStops(); }
 
  private:
   template <typename TTest>
@@ -99,26 +106,32 @@ inline bool EqualBlocks(const char* left, const char* right, std::size_t length)
   return (TByteBlock(left).Equal(TByteBlock(right)) & wanted) == wanted;
 }
 
+// What ends a plain text in the block at `at`; null where nothing does. Most often it is a '<'.
+inline const char* FindTextStopIn(const TByteBlock& block, const char* at) {
+  const TByteMask seeming = block.SeemingStops();
+  if (!seeming) return nullptr;
+  const char* const stop = at + std::countr_zero(seeming);
+  if (*stop == '<') return stop;
+  const TByteMask stops = block.TextStops();
+  return stops ? at + std::countr_zero(stops) : nullptr;
+}
+
 // The first byte in [at, end) that ends a plain text, or `end`.
 inline const char* FindTextStop(const char* at, const char* end) {
-  while (static_cast<std::size_t>(end - at) >= kBlockSize) {
-    const TByteMask stops = TByteBlock(at).TextStops();
-    if (stops) return at + std::countr_zero(stops);
-    at += kBlockSize;
+  for (; static_cast<std::size_t>(end - at) >= kBlockSize; at += kBlockSize) {
+    if (const char* const stop = FindTextStopIn(TByteBlock(at), at)) return stop;
   }
   while (at != end && !IsTextStop(*at)) ++at;
   return at;
 }
 
-// Copies a plain text to `to` and returns where it ends, as FindTextStop would say. Null where it
-// does not end at least a block before `end`, or its whole blocks do not fit up to `toEnd`.
-inline const char* CopyText(const char* at, const char* end, char* to, const char* toEnd) {
-  constexpr auto kBlock = static_cast<std::ptrdiff_t>(kBlockSize);
-  const std::ptrdiff_t most = std::min(end - at, toEnd - to) - kBlock;
-  for (std::ptrdiff_t done = 0; done <= most; done += kBlock) {
+// Copies a plain text, in blocks of which at most `most` bytes come before the last, to `to` and
+// returns where it ends, as FindTextStop would say. Null where it does not end in these.
+inline const char* CopyText(const char* at, std::ptrdiff_t most, char* to) {
+  for (std::ptrdiff_t done = 0; done <= most; done += std::ptrdiff_t{kBlockSize}) {
     const TByteBlock block(at + done);
-    std::memcpy(to + done, at + done, kBlockSize);
-    if (const TByteMask stops = block.TextStops()) return at + done + std::countr_zero(stops);
+    block.CopyTo(to + done);
+    if (const char* const stop = FindTextStopIn(block, at + done)) return stop;
   }
   return nullptr;
 }

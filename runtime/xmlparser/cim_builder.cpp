@@ -291,9 +291,7 @@ void TCimBuilder::NoteProperty(TTagNote& note) {
 }
 
 void TCimBuilder::NoteMember(const TProperty& property, bool isArray) {
-  newMember = {
-      {},           tokens.Reader().OpenTag(), isArray, property.name.text, property.name.number,
-      property.type};
+  newMember = {{}, tokens.Reader().OpenTag(), isArray, property.name.number, property.type};
 }
 
 void TCimBuilder::Collect(TClassId id) {

@@ -83,8 +83,10 @@ class TCimBuilder {
   void ReadInstance();
   bool ReadInstanceMembers();
   void TakeKnownMembers();
-  const char* TakeValue(const TMember& member, const char* words);
-  const char* TakeArray(const TMember& member, const char* words);
+  const char* TakeMember(TMember& member, const char* words, const char* last);
+  const char* TakeText(TMember& member, const char* words, const char* last);
+  const char* TakeValue(TMember& member, const char* words, const char* last);
+  const char* TakeArray(TMember& member, const char* words, const char* last);
   bool TakeGap();
   bool ReadNewMember();
   void LearnGap();

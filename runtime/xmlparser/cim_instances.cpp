@@ -30,63 +30,83 @@ bool TCimBuilder::ReadInstanceMembers() {
   }
 }
 
-// Members that stand as they did before.
-void TCimBuilder::TakeKnownMembers() {
-  TXmlReader& reader = tokens.Reader();
-  const char* const end = reader.Document().End();
-  while (TMember* const member = plan.Take(reader.Here(), end)) {
-    const char* const words = reader.Here() + member->lead.Length();
-    const char* const stop =
-        member->isArray ? TakeArray(*member, words) : TakeValue(*member, words);
-    if (stop == nullptr) return plan.Begin();
-    reader.GoOnAt(stop + member->trail.Length(), &member->tag->sibling);
-  }
-}
+namespace {
+
+// What is looked at behind a place at a stroke: a block of a text, and markup behind it.
+constexpr auto kReach = static_cast<std::ptrdiff_t>(kBlockSize + TMarkup::kMost);
+constexpr auto kRoom = static_cast<std::ptrdiff_t>(TNamespaceWriter::kRoom - kBlockSize);
+
+}  // namespace
 
 // Where the text that begins at `words` ends; null, and nothing is written, where it or what stands
-// behind it is not as it was. So for an array.
-const char* TCimBuilder::TakeValue(const TMember& member, const char* words) {
-  TXmlReader& reader = tokens.Reader();
-  const char* const end = reader.Document().End();
-  if (!TakesAnyText(member.type)) {
-    const char* const stop = FindTextStop(words, end);
-    if (!member.trail.StandsAt(stop, end)) return nullptr;
-    reader.PutTokenAt(words);
-    writer.WriteValue({member.name, member.number}, member.type, {words, stop});
-    return stop;
-  }
-  char* const room = writer.RoomForText(member.number);
-  if (room == nullptr) return nullptr;
-  const char* const stop = CopyText(words, end, room, room + TNamespaceWriter::kRoom);
-  if (stop == nullptr || !member.trail.StandsAt(stop, end)) return nullptr;
-  writer.KeepText(member.number, member.type, static_cast<std::size_t>(stop - words));
-  return stop;
+// behind it is not as it was. So for what follows. `last` is the last place behind which as much
+// can be read as is looked at.
+inline const char* TCimBuilder::TakeText(TMember& member, const char* words, const char* last) {
+  char* const room = writer.RoomForText();
+  const char* const stop = CopyText(words, std::min(last - words, kRoom), room);
+  const bool isTaken = stop != nullptr && member.trail.StandsAt(stop) &&
+                       writer.KeepText(member.step, static_cast<std::size_t>(stop - words));
+  return isTaken ? stop : nullptr;
 }
 
-const char* TCimBuilder::TakeArray(const TMember& member, const char* words) {
+inline const char* TCimBuilder::TakeValue(TMember& member, const char* words, const char* last) {
+  const char* const stop = FindTextStop(words, last);
+  const bool isTaken = member.trail.StandsAt(stop) && writer.KeepValue(member.step, {words, stop});
+  return isTaken ? stop : nullptr;
+}
+
+inline const char* TCimBuilder::TakeArray(TMember& member, const char* words, const char* last) {
   constexpr std::ptrdiff_t kLongest = 126;  // Whose mark takes one byte.
-  const char* const end = tokens.Reader().Document().End();
-  char* const room = TakesAnyText(member.type) ? writer.RoomForArray(member.number) : nullptr;
-  if (room == nullptr) return nullptr;
+  if (!TakesAnyText(member.step.form.type)) return nullptr;
+  char* const room = writer.RoomForArray();
+  const char* const lastRoom = room + kRoom - kLongest - 1;
   char* to = room;
-  for (std::uint32_t count = 1;; ++count) {
-    const char* const stop = CopyText(words, end, to + 1, room + TNamespaceWriter::kRoom);
+  for (std::uint32_t count = 1; to <= lastRoom && last - words >= kLongest; ++count) {
+    const char* const stop = CopyText(words, kLongest, to + 1);
     if (stop == nullptr || stop - words > kLongest) return nullptr;
     *to = static_cast<char>(stop - words + 1);
     to += stop - words + 1;
-    if (member.between.IsEmpty() || !member.between.StandsAt(stop, end)) {
-      if (!member.trail.StandsAt(stop, end)) return nullptr;
-      writer.KeepArray(member.number, member.type, count, static_cast<std::size_t>(to - room));
-      return stop;
+    if (member.between.IsEmpty() || !member.between.StandsAt(stop)) {
+      const bool isTaken =
+          member.trail.StandsAt(stop) &&
+          writer.KeepArray(member.step, count, static_cast<std::size_t>(to - room));
+      return isTaken ? stop : nullptr;
     }
     words = stop + member.between.Length();
   }
+  return nullptr;
+}
+
+inline const char* TCimBuilder::TakeMember(TMember& member, const char* words, const char* last) {
+  if (words > last) return nullptr;
+  if (member.step.form.isArray) return TakeArray(member, words, last);
+  return TakesAnyText(member.step.form.type) ? TakeText(member, words, last)
+                                             : TakeValue(member, words, last);
+}
+
+// Members that stand as they did before.
+void TCimBuilder::TakeKnownMembers() {
+  TXmlReader& reader = tokens.Reader();
+  const char* at = reader.Here();
+  const char* const end = reader.Document().End();
+  const char* const last = end - std::min(kReach, end - at);
+  const TMember* taken = nullptr;
+  for (TMember* member; at < last && (member = plan.Take(at)) != nullptr; taken = member) {
+    const char* const stop = TakeMember(*member, at + member->lead.Length(), last);
+    if (stop == nullptr) {
+      plan.Begin();
+      break;
+    }
+    at = stop + member->trail.Length();
+  }
+  if (taken != nullptr) reader.GoOnAt(at, &taken->tag->sibling);
 }
 
 bool TCimBuilder::TakeGap() {
   TXmlReader& reader = tokens.Reader();
   const TMarkup& gap = plan.Gap();
-  if (!isGapUsable || !gap.StandsAt(reader.Here(), reader.Document().End())) return false;
+  const std::ptrdiff_t left = reader.Document().End() - reader.Here();
+  if (!isGapUsable || left < kReach || !gap.StandsAt(reader.Here())) return false;
   writer.Finish();
   reader.GoOnAt(reader.Here() + gap.Length(), &gapTag->child);
   instanceClass = gapClass;

@@ -1,6 +1,8 @@
 #include "runtime/xmlparser/member_plan.h"
 
 #include <algorithm>
+#include <span>
+#include <string>
 
 namespace svc::xml {
 
@@ -71,14 +73,13 @@ void TMember::Follow(TMember* member) {
   next[0] = member;
 }
 
-TMember* TMemberPlan::Take(const char* at, const char* end) {
-  for (TMember* const member : last->next) {
+TMember* TMemberPlan::TakeUnlikely(const char* at) {
+  for (TMember* const member : std::span(last->next).subspan(1)) {
     if (member == nullptr) return nullptr;
-    if (!member->lead.StandsAt(at, end)) continue;
-    if (member != last->next[0]) last->Follow(member);
+    if (!member->lead.StandsAt(at)) continue;
+    last->Follow(member);
     ++taken;
-    last = member;
-    return member;
+    return last = member;
   }
   return nullptr;
 }
@@ -118,10 +119,7 @@ TMember* TMemberPlan::FindOrAdd(const TRead& read, std::string_view lead, std::s
   if (members.size() == kMostMembers) return nullptr;
   auto member = std::make_unique<TMember>();
   if (!member->lead.Set(lead) || !member->trail.Set(trail)) return nullptr;
-  member->isArray = read.isArray;
-  member->type = read.type;
-  member->number = read.number;
-  member->name = read.name;
+  member->step = {read.number, {read.type, read.isArray, false}};
   member->tag = read.tag;
   return members.emplace_back(std::move(member)).get();
 }

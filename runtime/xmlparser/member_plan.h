@@ -9,11 +9,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/hskcore/value.h"
+#include "runtime/hskcore/namespace_writer.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/tag.h"
 
@@ -29,14 +29,37 @@ class TMarkup {
   bool IsEmpty() const { return length == 0; }
   std::size_t Length() const { return length; }
   std::string_view View() const { return {bytes, length}; }
-  // False where too few bytes follow to tell at a stroke.
-  bool StandsAt(const char* at, const char* end) const {
-    return static_cast<std::size_t>(end - at) >= kMost && EqualBlocks(bytes, at, length);
+  // REQUIRES: kMost bytes are readable there.
+  bool StandsAt(const char* at) const {
+    if (length < kPair) return IsShortAt(at);
+    // The last pair first, so that none is cut short.
+    const std::size_t last = length - kPair;
+    if (!ArePairsEqual(bytes + last, at + last)) return false;
+    for (std::size_t place = 0; place < last; place += kPair) {
+      if (!ArePairsEqual(bytes + place, at + place)) return false;
+    }
+    return true;
   }
 
  private:
+  static constexpr std::size_t kPair = 2 * kBlockSize;
+
+  // The two blocks overlap.
+  bool IsShortAt(const char* at) const {
+    if (length < kBlockSize) return EqualBlocks(bytes, at, length);
+    const std::size_t last = length - kBlockSize;
+    return AreEqual(bytes, at, bytes + last, at + last);
+  }
+  static bool ArePairsEqual(const char* left, const char* right) {
+    return AreEqual(left, right, left + kBlockSize, right + kBlockSize);
+  }
+  static bool AreEqual(const char* left, const char* right, const char* left2, const char* right2) {
+    return (TByteBlock(right).Equal(TByteBlock(left)) &
+            TByteBlock(right2).Equal(TByteBlock(left2))) == 0xFFFF;
+  }
+
+  alignas(kBlockSize) char bytes[kMost];
   std::uint32_t length = 0;
-  char bytes[kMost];
 };
 
 // One property of instances, in one spelling.
@@ -44,10 +67,7 @@ struct TMember {
   TMarkup lead;     // From the end of what came before to the text, blanks included.
   TMarkup between;  // From one element of an array to the next; empty until one with two was met.
   TMarkup trail;    // From the last text to the end of the property.
-  bool isArray;
-  NQRXHSK20::ECIMType type;
-  std::uint32_t number;  // Of its name, in the namespace that is written to.
-  std::string name;
+  TPropertyStep step;
   TKnownTag* tag;
   // That came behind it, the last one first; null for none. Optional ones come and go.
   std::array<TMember*, 3> next{};
@@ -64,15 +84,20 @@ class TMemberPlan {
     std::string_view bytes;  // From the end of what came before to its end, as they are now.
     TKnownTag* tag;          // Null for one that is not remembered.
     bool isArray;
-    std::string_view name;
-    std::uint32_t number;
+    std::uint32_t number;  // Of its name, in the namespace that is written to.
     NQRXHSK20::ECIMType type;
   };
 
   // An instance begins.
   void Begin() { last = &root; }
   // The member that stands at `at`, with which the plan then goes on; null for none.
-  TMember* Take(const char* at, const char* end);
+  // REQUIRES: TMarkup::kMost bytes are readable there.
+  TMember* Take(const char* at) {
+    TMember* const likely = last->next[0];
+    if (likely == nullptr || !likely->lead.StandsAt(at)) return TakeUnlikely(at);
+    ++taken;
+    return last = likely;
+  }
   // A member was read that the plan does not know; where it has the usual form, it does from here
   // on.
   void Learn(const TRead& read);
@@ -88,6 +113,7 @@ class TMemberPlan {
   // A document of ever new members leaves the plan what it was.
   static constexpr std::size_t kMostMembers = 256;
 
+  TMember* TakeUnlikely(const char* at);
   TMember* FindOrAdd(const TRead& read, std::string_view lead, std::string_view trail);
 
   // Of an array of a megabyte no more is to be learned.

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/hskcore/exception.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/namespace_writer.h"
 #include "tests/runtime/hskcore/cim_reading.h"
@@ -273,6 +274,82 @@ TEST(NamespaceWriterTarget, MustBeAnInMemoryNamespace) {
   EXPECT_EQ(StatusOf([] { TNamespaceWriter writer{TNamespaceHandle()}; }), THSKStatusCode::kFailed);
   EXPECT_EQ(StatusOf([] { TNamespaceWriter writer{boost::make_shared<TForeign>()}; }),
             THSKStatusCode::kFailed);
+}
+
+class WrittenInSteps : public NamespaceWriter {
+ protected:
+  void SetUp() override {
+    Declare(space, "A");
+    writer.BeginInstance("A");
+    first = {writer.NameOf("first").number, {ECIMType::kString, false, false}};
+    list = {writer.NameOf("list").number, {ECIMType::kString, true, false}};
+    number = {writer.NameOf("number").number, {ECIMType::kUint8, false, false}};
+  }
+  bool KeepText(TPropertyStep& step, const std::string& text) {
+    text.copy(writer.RoomForText(), text.size());
+    return writer.KeepText(step, text.size());
+  }
+  bool KeepArray(TPropertyStep& step, const std::string& text) {
+    char* const room = writer.RoomForArray();
+    room[0] = static_cast<char>(text.size() + 1);
+    text.copy(room + 1, text.size());
+    return writer.KeepArray(step, 1, text.size() + 1);
+  }
+
+  TPropertyStep first;
+  TPropertyStep list;
+  TPropertyStep number;
+};
+
+TEST_F(WrittenInSteps, InstancesAreAsOthers) {
+  for (const bool isListFirst : {false, true, true, false, false}) {
+    writer.BeginInstance("A");
+    const bool isListKept = isListFirst && KeepArray(list, "one");
+    EXPECT_TRUE(KeepText(first, std::string(300, 'x')));
+    EXPECT_TRUE(isListKept || KeepArray(list, "one"));
+    EXPECT_TRUE(writer.KeepValue(number, "0x24"));
+    writer.WriteValue("last", ECIMType::kString, "z");
+    writer.Finish();
+  }
+  ASSERT_EQ(InstancesOf(space, "A").size(), 5u);
+  for (const TInstanceHandle& instance : InstancesOf(space, "A")) {
+    EXPECT_EQ(TextOf(instance, "first"), std::string(300, 'x'));
+    EXPECT_EQ(TextOf(instance, "list"), "{ one }");
+    EXPECT_EQ(TextOf(instance, "number"), "36");
+    EXPECT_EQ(TextOf(instance, "last"), "z");
+  }
+}
+
+TEST_F(WrittenInSteps, ASecondPropertyOfTheNameIsNotWritten) {
+  for (int i = 0; i < 3; ++i) {
+    writer.BeginInstance("A");
+    EXPECT_TRUE(KeepText(first, "1"));
+    EXPECT_FALSE(KeepText(first, "2"));
+    EXPECT_THROW(writer.WriteValue("FIRST", ECIMType::kString, "3"), NQRXHSK20::THSKException);
+    writer.BeginInstance("A");
+    writer.WriteValue("LIST", ECIMType::kString, "4");
+    EXPECT_TRUE(KeepText(first, "5"));
+    EXPECT_FALSE(KeepArray(list, "6"));
+    writer.Finish();
+  }
+  ASSERT_EQ(InstancesOf(space, "A").size(), 3u);
+  for (const TInstanceHandle& instance : InstancesOf(space, "A")) {
+    EXPECT_EQ(TextOf(instance, "first"), "5");
+    EXPECT_EQ(TextOf(instance, "list"), "4");
+  }
+}
+
+TEST_F(WrittenInSteps, AValueThatDoesNotFitIsNotWritten) {
+  TPropertyStep date{writer.NameOf("date").number, {ECIMType::kDateTime, false, false}};
+  writer.BeginInstance("A");
+  EXPECT_FALSE(writer.KeepValue(number, "256"));
+  EXPECT_TRUE(writer.KeepValue(number, "255"));
+  EXPECT_FALSE(writer.KeepValue(date, "20260131000000.000000"));
+  EXPECT_TRUE(writer.KeepValue(date, "20260131000000.000000+060"));
+  writer.Finish();
+  const TInstanceHandle instance = InstancesOf(space, "A").at(0);
+  EXPECT_EQ(TextOf(instance, "number"), "255");
+  EXPECT_EQ(TextOf(instance, "date"), "20260131000000.000000+060");
 }
 
 }  // namespace

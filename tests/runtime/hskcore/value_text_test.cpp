@@ -121,6 +121,9 @@ INSTANTIATE_TEST_SUITE_P(
                       TTypedText{ECIMType::kDateTime, "20260131000000.000000-300"},
                       TTypedText{ECIMType::kDateTime, "20260131******.******+000"},
                       TTypedText{ECIMType::kDateTime, "20260131235959.12****+000"},
+                      TTypedText{ECIMType::kDateTime, "****0131235959.******+***"},
+                      TTypedText{ECIMType::kDateTime, "********235959.000000:000"},
+                      TTypedText{ECIMType::kDateTime, "99999999235959.000000:000"},
                       TTypedText{ECIMType::kDateTime, "00000001132312.000000:000"}));
 
 INSTANTIATE_TEST_SUITE_P(
@@ -148,6 +151,16 @@ INSTANTIATE_TEST_SUITE_P(
         TTypedText{ECIMType::kDateTime, "20260131000000.000000 060"},
         TTypedText{ECIMType::kDateTime, "20260131000000.000000+06x"},
         TTypedText{ECIMType::kDateTime, "2026013100000*.000000+060"},
+        TTypedText{ECIMType::kDateTime, "202601310000*0.000000+060"},
+        TTypedText{ECIMType::kDateTime, "2026013100000/.000000+060"},
+        TTypedText{ECIMType::kDateTime, "202601310000:0.000000+060"},
+        TTypedText{ECIMType::kDateTime, "202/0131000000.000000+060"},
+        TTypedText{ECIMType::kDateTime, "202:0131000000.000000+060"},
+        TTypedText{ECIMType::kDateTime, "**260131000000.000000+060"},
+        TTypedText{ECIMType::kDateTime, "20260031000000.000000+060"},
+        TTypedText{ECIMType::kDateTime, "20260100000000.000000+060"},
+        TTypedText{ECIMType::kDateTime, "20260131000000.000000+06*"},
+        TTypedText{ECIMType::kDateTime, "0000000*132312.000000:000"},
         TTypedText{ECIMType::kDateTime, "20260131000000.**0000+060"},
         TTypedText{ECIMType::kDateTime, "00000001132312.000000:001"},
         TTypedText{ECIMType::kDateTime, "20260131000000.000000+0600"}));

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "loading.h"
@@ -97,6 +98,25 @@ TEST(MemberPlan, TextsThatAreNotPlainAreReadAllTheSame) {
                                       "a > \xC3\xA9", "<c", "a\nb", "plain again"}));
 }
 
+// Wherever in a block of sixteen bytes it stands.
+TEST(MemberPlan, EveryByteMeansWhatItMeansInTheFirstInstance) {
+  for (int byte = 1; byte < 256; ++byte) {
+    for (const std::size_t place : {0, 1, 14, 15, 16, 31, 47}) {
+      std::string text(48, 'x');
+      text[place] = static_cast<char>(byte);
+      const TLoaded first = Load(Held(Property(text)));
+      const TLoaded later = Load(Known(Property("y")) + Held(Property(text)));
+      const auto causeOf = [](const TLoaded& loaded) {
+        return loaded.message.substr(std::min(loaded.message.find(':'), loaded.message.size()));
+      };
+      EXPECT_EQ(causeOf(later), causeOf(first)) << byte << " at " << place;
+      EXPECT_EQ(first.message.empty(), later.message.empty()) << byte << " at " << place;
+      if (!first.message.empty()) continue;
+      EXPECT_EQ(ValuesOf(later).back(), ValuesOf(first).back()) << byte << " at " << place;
+    }
+  }
+}
+
 TEST(MemberPlan, MembersComeAndGoAndChangePlaces) {
   const std::string p = Property("p");
   const std::string q = "\n <PROPERTY NAME='Q' TYPE='uint8'><VALUE>7</VALUE></PROPERTY>";
@@ -123,6 +143,10 @@ TEST(MemberPlan, ASecondPropertyOfTheNameIsRefusedOnItsLine) {
   ExpectRefused(Known(p + q) + Known(q + p) + Held(p + q + p), "68", "written twice");
   ExpectRefused(Known(array + q) + Known(q + array) + Held(array + q + array), "91",
                 "written twice");
+  // One of which is read token by token.
+  const std::string other = "\n <PROPERTY NAME='P' ><VALUE>&amp;</VALUE ></PROPERTY>";
+  ExpectRefused(Known(q + p) + Held(q + p + other), "38", "written twice");
+  ExpectRefused(Known(p + q) + Held(other + p), "37", "written twice");
 }
 
 TEST(MemberPlan, ANumberThatIsNoneIsRefusedOnItsLine) {
@@ -199,13 +223,13 @@ class Plan : public ::testing::Test {
   }
   void Learn(const std::string& bytes, bool isArray = false) {
     plan.Begin();
-    plan.Learn({bytes, &tag, isArray, "P", 3, NQRXHSK20::ECIMType::kString});
+    plan.Learn({bytes, &tag, isArray, 3, NQRXHSK20::ECIMType::kString});
     plan.Begin();
   }
-  bool Knows(const std::string& bytes, std::size_t behind = TMarkup::kMost) {
-    const std::string text = bytes + std::string(behind, ' ');
+  bool Knows(const std::string& bytes) {
+    const std::string text = bytes + std::string(TMarkup::kMost - bytes.size(), ' ');
     plan.Begin();
-    return plan.Take(text.data(), text.data() + text.size()) != nullptr;
+    return plan.Take(text.data()) != nullptr;
   }
 
   TKnownTag tag{};
@@ -217,8 +241,6 @@ TEST_F(Plan, KnowsAMemberOnceItIsLearned) {
   EXPECT_FALSE(Knows(lead));
   Learn(lead + "text</VALUE>\n</PROPERTY>");
   EXPECT_TRUE(Knows(lead));
-  EXPECT_TRUE(Knows(lead, TMarkup::kMost - lead.size()));
-  EXPECT_FALSE(Knows(lead, TMarkup::kMost - lead.size() - 1));
   EXPECT_FALSE(Knows("\n  <PROPERTY NAME='P'> <VALUE>"));
 }
 
