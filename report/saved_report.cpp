@@ -1,9 +1,11 @@
 // From a saved JSON report back to the model.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "base/bounded_json.h"
 #include "base/error.h"
 #include "report/json.h"
 #include "report/text.h"
@@ -59,10 +61,13 @@ class TPlace {
     return OneOf(SecondsOfUtcTime, "a time such as 2027-06-30T00:00:00Z");
   }
 
+  void DemandList() const {
+    if (!value->is_array()) FailAs("a list");
+  }
   // Calls `use` with the place of each item.
   template <typename TUse>
   void ForEach(const TUse& use) const {
-    if (!value->is_array()) FailAs("a list");
+    DemandList();
     std::size_t index = 0;
     for (const TJson& item : *value) use(TPlace(item, fmt::format("{}[{}]", path, index++)));
   }
@@ -81,15 +86,22 @@ class TPlace {
   std::string path;
 };
 
-TJson ParseJson(std::string_view text) {
+// Where its members keep their order, reading an object takes the square of their number.
+constexpr TJsonBounds BoundsOf(std::string_view text) {
+  return {.levels = 64, .values = ValuesInProportion(text.size()), .members = 256};
+}
+
+TJson ParseJson(std::string_view text, TBoundedJson<TJson>& parser) {
   try {
-    return TJson::parse(text);
+    return parser.Read(text);
   } catch (const TJson::exception& error) {
     // "[json.exception.parse_error.101] parse error at line 3, column 7: …"
     const std::string_view message = error.what();
     const std::size_t behind = message.find("] ");
     Fail("no JSON: " +
          PlainLine(behind == std::string_view::npos ? message : message.substr(behind + 2)));
+  } catch (const TError& error) {
+    Fail(std::string("no report: ") + error.what());
   }
 }
 
@@ -215,8 +227,33 @@ void ReadState(const TPlace& root, TReport& report) {
 
 }  // namespace
 
+namespace {
+
+// At least as many as there are, for each has a verdict, and no more than so many bytes can hold.
+std::size_t MostRecords(std::string_view json) {
+  constexpr std::string_view kName = "\"verdict\"";
+  constexpr std::size_t kShortest = 64;
+  std::size_t count = 0;
+  for (auto at = json.find(kName); at != json.npos; at = json.find(kName, at + kName.size()))
+    ++count;
+  return std::min(count, json.size() / kShortest);
+}
+
+}  // namespace
+
+// Its records are read one by one: they are nearly all of a long report. Room for all of them is
+// made before, for a list that grows is there twice at times.
 TReport ReadSavedReport(std::string_view json) {
-  const TJson parsed = ParseJson(json);
+  std::size_t values = 0;
+  TBoundedJson<TJson> parser(BoundsOf(json), values);
+  std::vector<TRecord> records;
+  records.reserve(MostRecords(json));
+  parser.TakeItems(
+      "records", [&records] { records.clear(); },
+      [&records](const TJson& item) {
+        records.push_back(RecordOf({item, fmt::format("records[{}]", records.size())}));
+      });
+  const TJson parsed = ParseJson(json, parser);
   DemandSchema(parsed);
   const TPlace root(parsed, {});
   TReport report;
@@ -227,7 +264,9 @@ TReport ReadSavedReport(std::string_view json) {
   report.catalogue = CatalogueOf(root["catalogue"]);
   report.outcome = root["outcome"].OneOf(OutcomeOfName, "how a check ends");
   DemandAllRecords(root);
-  root["records"].ForEach([&](const TPlace& item) { report.records.push_back(RecordOf(item)); });
+  root["records"].DemandList();
+  parser.CheckItems();
+  report.records = std::move(records);
   root["errors"].ForEach([&](const TPlace& item) { report.errors.push_back(item.Text()); });
   ReadState(root, report);
   report.hasWaivers = !root["summary"]["waived"].IsNull();

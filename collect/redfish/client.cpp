@@ -6,6 +6,7 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <string_view>
 
+#include "base/bounded_json.h"
 #include "base/error.h"
 #include "collect/text.h"
 #include "runtime/acquire/address.h"
@@ -25,7 +26,7 @@ constexpr int kLastTurns = 50;  // For the end of a session, also when everythin
 constexpr std::size_t kMaxRedirects = 5;
 constexpr std::size_t kLongestPlace = 2048;  // As far as any server is asked.
 constexpr std::size_t kLongestShown = 200;
-constexpr int kMaxDepth = 64;  // Of objects and lists in each other; DMTF's need a dozen.
+constexpr std::size_t kMaxDepth = 64;  // Of objects and lists in each other; DMTF's need a dozen.
 
 // Keeps what a server answers with, up to a number of bytes.
 class TBoundedText : public acquire::ITransferSink {
@@ -163,11 +164,8 @@ TClient::TReply TClient::Follow(TTransfer& transfer) {
 }
 
 TJson TClient::Parse(std::string_view text) {
-  return TJson::parse(text, [this](int depth, TJson::parse_event_t, const TJson&) {
-    if (depth >= kMaxDepth) throw TError("it is nested too deeply");
-    if (++values > limits.values) throw TError("it has too many values");
-    return true;
-  });
+  const TJsonBounds bounds{.levels = kMaxDepth, .values = limits.values};
+  return TBoundedJson<TJson>(bounds, values).Read(text);
 }
 
 TResource TClient::Answer(const TReply& reply, const std::string& address) {

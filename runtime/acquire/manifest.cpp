@@ -11,6 +11,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "base/bounded_json.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/staged_file.h"
 
@@ -85,11 +86,17 @@ TManifestFile ReadFile(const TReader& reader) {
   return file;
 }
 
-json ReadJson(std::string_view text) {
-  json document = json::parse(text, nullptr, false);
-  if (document.is_discarded()) throw Bad("it", "is no JSON");
-  if (!document.is_object()) throw Bad("it", "is no object");
-  return document;
+// Enough for any that a later version writes.
+constexpr std::size_t kMostLevels = 64;
+
+json ReadJson(std::string_view text, TBoundedJson<json>& parser) {
+  try {
+    json document = parser.Read(text);
+    if (!document.is_object()) throw Bad("it", "is no object");
+    return document;
+  } catch (const json::exception&) {
+    throw Bad("it", "is no JSON");
+  }
 }
 
 // The schema comes first: of another one nothing else may be expected.
@@ -109,18 +116,26 @@ std::chrono::sys_seconds ReadExpiry(const TReader& reader) {
 
 }  // namespace
 
+// Its files are read one by one: there may be far more of them than of anything else.
 TManifest ParseManifest(std::string_view text) {
-  const json document = ReadJson(text);
+  std::size_t values = 0;
+  TBoundedJson<json> parser({.levels = kMostLevels, .values = ValuesInProportion(text.size())},
+                            values);
+  std::vector<TManifestFile> files;
+  parser.TakeItems(
+      "files", [&files] { files.clear(); },
+      [&files](const json& file) {
+        const std::string place = "file " + std::to_string(files.size() + 1);
+        if (!file.is_object()) throw Bad(place, "is no object");
+        files.push_back(ReadFile({file, place}));
+      });
+  const json document = ReadJson(text, parser);
   const TReader reader{document, "it"};
   CheckSchema(reader);
   TManifest manifest{reader.Unsigned("serial"), ReadExpiry(reader), {}};
-  const json& files = reader.Member("files");
-  if (!files.is_array()) reader.Wrong("files", "is no list");
-  for (const json& file : files) {
-    const std::string place = "file " + std::to_string(manifest.files.size() + 1);
-    if (!file.is_object()) throw Bad(place, "is no object");
-    manifest.files.push_back(ReadFile({file, place}));
-  }
+  if (!reader.Member("files").is_array()) reader.Wrong("files", "is no list");
+  parser.CheckItems();
+  manifest.files = std::move(files);
   return manifest;
 }
 
