@@ -169,13 +169,18 @@ namespace {
 using acquire::DownloadError;
 using acquire::EOutcome;
 
-void CheckFile(const std::string& folder, const acquire::TManifestFile& file) {
-  const auto [size, sha256] = SizeAndHash(folder + "/" + file.path);
-  if (size != file.size || sha256 != file.sha256)
-    throw DownloadError(EOutcome::kBadContent,
-                        file.path +
-                            " is not the file that the manifest describes; build the manifest "
-                            "again and sign it");
+// Each file is read once, however often the manifest lists it.
+void CheckFiles(const std::string& folder, const std::vector<acquire::TManifestFile>& files) {
+  std::map<std::string, std::pair<std::uint64_t, std::string>> read;
+  for (const acquire::TManifestFile& file : files) {
+    const auto [known, isNew] = read.try_emplace(file.path);
+    if (isNew) known->second = SizeAndHash(folder + "/" + file.path);
+    if (known->second != std::pair(file.size, file.sha256))
+      throw DownloadError(EOutcome::kBadContent,
+                          file.path +
+                              " is not the file that the manifest describes; build the manifest "
+                              "again and sign it");
+  }
 }
 
 }  // namespace
@@ -189,7 +194,7 @@ acquire::TManifest Verify(const std::string& folder, const std::optional<acquire
         *key, acquire::ParseSignature(ReadText(path + acquire::kSignatureSuffix)), text);
   acquire::TManifest manifest = acquire::ParseManifest(text);
   acquire::CheckManifest(manifest, now, {});
-  for (const acquire::TManifestFile& file : manifest.files) CheckFile(folder, file);
+  CheckFiles(folder, manifest.files);
   return manifest;
 }
 
