@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "base/bounded_json.h"
 #include "base/error.h"
 
 namespace svc::collect {
@@ -13,15 +14,14 @@ namespace {
 using TJson = nlohmann::json;
 
 constexpr const char* kSource = "fwupd";
-constexpr int kMostLevels = 16;
+constexpr std::size_t kMostLevels = 16;
+constexpr std::size_t kMostValues = 250'000;
 constexpr std::size_t kLongestText = 4096;
 
 TJson Parse(std::string_view text) {
   try {
-    return TJson::parse(text, [](int depth, TJson::parse_event_t, const TJson&) {
-      if (depth >= kMostLevels) throw TError("it is nested too deeply");
-      return true;
-    });
+    std::size_t values = 0;
+    return TBoundedJson<TJson>({.levels = kMostLevels, .values = kMostValues}, values).Read(text);
   } catch (const TJson::exception&) {
     throw TError("it is no JSON");
   }
@@ -89,11 +89,15 @@ TFirmwareDevice DeviceOf(const TJson& told) {
   return device;
 }
 
+std::string ReasonOf(const std::string& message) {
+  return message.empty() ? " and does not say why" : ": " + message;
+}
+
 // What the client prints, also where it fails, is an object.
 void CheckAnswer(const TJson& answer) {
   if (!answer.is_object()) throw TError("it is no list of devices");
   if (const TJson& error = PartOf(answer, "Error"); error.is_object())
-    throw TError("the client failed: " + TextOf(PartOf(error, "Message")));
+    throw TError("the client failed" + ReasonOf(TextOf(PartOf(error, "Message"))));
   if (!PartOf(answer, "Devices").is_array()) throw TError("it is no list of devices");
 }
 

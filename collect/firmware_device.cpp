@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <set>
+#include <unordered_map>
 #include <utility>
 
 #include "collect/text.h"
@@ -59,20 +60,53 @@ bool Has(const std::vector<std::string>& texts, const std::string& text) {
   return std::ranges::find(texts, text) != texts.end();
 }
 
-bool HaveOneInCommon(const TFirmwareDevice& one, const TFirmwareDevice& other) {
-  return std::ranges::any_of(
-      one.identifiers, [&other](const std::string& text) { return Has(other.identifiers, text); });
-}
+// Devices by what they are looked for: an identifier, and the version with it. Each is found in
+// time that does not grow with their number, for anybody may have told of as many as there can be.
+class TKnownDevices {
+ public:
+  void Add(std::size_t place, TFirmwareDevice device) {
+    for (const std::string& key : KeysOf(device)) numbers[key].insert(known.size());
+    known.push_back({place, std::move(device)});
+  }
 
-std::vector<TFirmwareDevice>::iterator FindSame(const TFirmwareDevice& device,
-                                                std::vector<TFirmwareDevice>& there) {
-  const auto exact = std::ranges::find_if(there, [&device](const TFirmwareDevice& other) {
-    return other.version == device.version && HaveOneInCommon(device, other);
-  });
-  if (exact != there.end()) return exact;
-  return std::ranges::find_if(
-      there, [&device](const TFirmwareDevice& other) { return HaveOneInCommon(device, other); });
-}
+  struct TKnown {
+    std::size_t place;  // In the inventory.
+    TFirmwareDevice device;
+  };
+  // The first one that shares an identifier, before all others the first of the same version; it is
+  // not found again. Null for none.
+  const TKnown* Take(const TFirmwareDevice& device) {
+    auto number = FirstOf(device, true);
+    if (!number) number = FirstOf(device, false);
+    if (!number) return nullptr;
+    for (const std::string& key : KeysOf(known[*number].device)) numbers[key].erase(*number);
+    return &known[*number];
+  }
+
+ private:
+  // No identifier holds a NUL.
+  static std::string KeyOf(const std::string& identifier, const std::string& version) {
+    return identifier + std::string(1, '\0') + version;
+  }
+  static std::vector<std::string> KeysOf(const TFirmwareDevice& device) {
+    std::vector<std::string> keys = device.identifiers;
+    for (const std::string& identifier : device.identifiers)
+      keys.push_back(KeyOf(identifier, device.version));
+    return keys;
+  }
+  std::optional<std::size_t> FirstOf(const TFirmwareDevice& device, bool isOfVersion) const {
+    std::optional<std::size_t> first;
+    for (const std::string& identifier : device.identifiers) {
+      const auto found = numbers.find(isOfVersion ? KeyOf(identifier, device.version) : identifier);
+      if (found == numbers.end() || found->second.empty()) continue;
+      first = std::min(first.value_or(*found->second.begin()), *found->second.begin());
+    }
+    return first;
+  }
+
+  std::vector<TKnown> known;
+  std::unordered_map<std::string, std::set<std::size_t>> numbers;
+};
 
 TFirmwareDevice Merged(TFirmwareDevice device, const TFirmwareDevice& known) {
   if (device.name.empty()) device.name = known.name;
@@ -95,23 +129,17 @@ void AddDevice(const TFirmwareDevice& device, TInventory& inventory) {
 }
 
 void MergeDevices(const std::vector<TFirmwareDevice>& devices, TInventory& inventory) {
-  std::vector<TFirmwareDevice> there;
-  std::vector<std::size_t> places;
+  TKnownDevices there;
   for (std::size_t i = 0; i < inventory.Instances().size(); ++i) {
-    if (inventory.Instances()[i].ClassName() != kFirmwareDevice) continue;
-    there.push_back(DeviceOf(inventory.Instances()[i]));
-    places.push_back(i);
+    const TInstance& instance = inventory.Instances()[i];
+    if (instance.ClassName() == kFirmwareDevice) there.Add(i, DeviceOf(instance));
   }
   for (const TFirmwareDevice& device : devices) {
-    const auto same = FindSame(device, there);
-    if (same == there.end()) {
+    if (const auto* const same = there.Take(device)) {
+      inventory.Replace(same->place, InstanceOf(Merged(device, same->device)));
+    } else {
       AddDevice(device, inventory);
-      continue;
     }
-    const auto number = same - there.begin();
-    inventory.Replace(places[static_cast<std::size_t>(number)], InstanceOf(Merged(device, *same)));
-    there.erase(same);
-    places.erase(places.begin() + number);
   }
 }
 

@@ -57,6 +57,24 @@ TEST(ClientDevices, OfWhatIsNoAnswerAreRefused) {
   EXPECT_NE(why.find("No detected devices"), why.npos) << why;
 }
 
+TEST(ClientDevices, WhyTheClientFailedIsSaidAlsoWhereItDoesNotSay) {
+  EXPECT_EQ(WhyRefused("{\"Error\":{\"Message\":\"\"}}"), "the client failed and does not say why");
+  EXPECT_EQ(WhyRefused("{\"Error\":{}}"), "the client failed and does not say why");
+  EXPECT_EQ(WhyRefused("{\"Error\":{\"Message\":\"No\"}}"), "the client failed: No");
+}
+
+TEST(ClientDevices, AreTakenUpToTheNumberOfTheirValues) {
+  // Besides an object, two names, the list of devices, another one, and their ends.
+  constexpr std::size_t kMost = 250'000 - 8;
+  const auto answer = [](std::size_t count) {
+    std::string zeros = "0";
+    for (std::size_t i = 1; i < count; ++i) zeros += ",0";
+    return "{\"Devices\":[],\"a\":[" + zeros + "]}";
+  };
+  EXPECT_EQ(WhyRefused(answer(kMost)), "");
+  EXPECT_EQ(WhyRefused(answer(kMost + 1)), "it has too many values");
+}
+
 TEST(ClientDevices, AreTakenUpToTheirNumberAndNoFurther) {
   const std::string one = "{\"Guid\":[\"" + std::string(kGuid) + "\"]}";
   std::string most = one;
