@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/hskcore/exception.h"
+#include "tests/plugins/public_firmware/made_documents.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::publicfirmware {
@@ -13,7 +14,6 @@ namespace {
 
 constexpr const char* kGuid = "5b92717b-2cad-4a96-a13b-9d65781df8bf";
 constexpr const char* kOther = "11111111-2222-3333-4444-555555555555";
-using TTexts = std::vector<std::string>;
 
 struct TMade {
   std::string version;
@@ -23,34 +23,23 @@ struct TMade {
   TTexts identifiers = {kGuid};
 };
 
-std::string Array(const std::string& name, const TTexts& values) {
-  std::string text = "<PROPERTY.ARRAY NAME=\"" + name + "\" TYPE=\"string\"><VALUE.ARRAY>";
-  for (const std::string& value : values) text += "<VALUE>" + value + "</VALUE>";
-  return text + "</VALUE.ARRAY></PROPERTY.ARRAY>";
-}
-
-std::string Property(const std::string& name, const std::string& value) {
-  if (value.empty()) return {};
-  return "<PROPERTY NAME=\"" + name + "\" TYPE=\"string\"><VALUE>" + value + "</VALUE></PROPERTY>";
-}
-
-std::string Document(const std::vector<TMade>& offers) {
-  std::string text = "<CIM><DECLARATION><DECLGROUP>";
-  text += "<VALUE.OBJECT><CLASS NAME=\"SVC_FirmwareOffer\"></CLASS></VALUE.OBJECT>";
+std::string Catalogue(const std::vector<TMade>& offers) {
+  std::string text = Class("SVC_FirmwareOffer");
   for (const TMade& offer : offers) {
-    text += "<VALUE.OBJECT><INSTANCE CLASSNAME=\"SVC_FirmwareOffer\">" +
-            Property("Version", offer.version) + Property("VersionFormat", offer.format) +
-            Property("Branch", offer.branch) + Array("Identifiers", offer.identifiers) +
-            Array("Requirements", offer.requirements) + "</INSTANCE></VALUE.OBJECT>";
+    text +=
+        Instance("SVC_FirmwareOffer",
+                 Property("Version", offer.version) + Property("VersionFormat", offer.format) +
+                     Property("Branch", offer.branch) + Array("Identifiers", offer.identifiers) +
+                     Array("Requirements", offer.requirements));
   }
-  return text + "</DECLGROUP></DECLARATION></CIM>";
+  return Document(text);
 }
 
 class Choice : public testing::Test {
  protected:
   TAnswer Ask(const std::vector<TMade>& offers, const std::string& version,
               const std::string& format = "") {
-    folder.Write("firmware.xml", Document(offers));
+    folder.Write("firmware.xml", Catalogue(offers));
     const TOfferIndex index(folder.Path() + "/firmware.xml");
     TMachine machine{{{"Dock", version, format, {GuidOf(kGuid)}, {}}}, {}};
     return Choose(machine.devices[0], machine, index.For(machine.devices[0].guids));
@@ -123,9 +112,9 @@ TEST_F(Choice, LeavesOtherBranchesOut) {
 }
 
 TEST_F(Choice, StaysOnTheBranchOfTheDevice) {
-  folder.Write("firmware.xml", Document({{"2.0.0", {}, "triplet", "coreboot"},
-                                         {"3.0.0"},
-                                         {"4.0.0", {}, "triplet", "other"}}));
+  folder.Write("firmware.xml", Catalogue({{"2.0.0", {}, "triplet", "coreboot"},
+                                          {"3.0.0"},
+                                          {"4.0.0", {}, "triplet", "other"}}));
   const TOfferIndex index(folder.Path() + "/firmware.xml");
   TMachine machine{{{"Dock", "1.0.0", "", {GuidOf(kGuid)}, {}, "coreboot"}}, {}};
   const TAnswer answer = Choose(machine.devices[0], machine, index.For(machine.devices[0].guids));
@@ -158,7 +147,7 @@ TEST_F(Choice, TakesNoReleaseThatCountsOtherwise) {
 
 TEST_F(Choice, FindsReleasesByAnyIdentifierAndEachOnce) {
   folder.Write("firmware.xml",
-               Document({{"1", {}, "", "", {kGuid, kOther}}, {"2", {}, "", "", {kOther}}, {"3"}}));
+               Catalogue({{"1", {}, "", "", {kGuid, kOther}}, {"2", {}, "", "", {kOther}}, {"3"}}));
   const TOfferIndex index(folder.Path() + "/firmware.xml");
   EXPECT_EQ(index.Count(), 3U);
   const auto versions = [&](const std::vector<TGuid>& guids) {

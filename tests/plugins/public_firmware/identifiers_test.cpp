@@ -96,6 +96,17 @@ TEST(HardwareIds, TakeTextsBeyondAsciiAndBrokenOnes) {
     return TextOfGuid(HardwareIdsOf({maker, "", "", "", "", ""}).at(0));
   };
   EXPECT_EQ(first("M\xC3\xBCller"), "d577a3b6-566b-55c5-af54-f824176175bf");
+  // The first and the last character of each length, and of the halves of a pair.
+  EXPECT_EQ(first("\x7F"), "19282692-354a-5942-a696-727c84aef1a0");
+  EXPECT_EQ(first("\xC2\x80"), "f59f93c3-d2d4-5b90-a314-919d3e164960");
+  EXPECT_EQ(first("\xDF\xBF"), "3441d982-fe8d-531d-a2f9-8965eaf7342b");
+  EXPECT_EQ(first("\xE0\xA0\x80"), "5b76efa2-fdd8-57ba-9dd8-db23851c47b3");
+  EXPECT_EQ(first("\xEF\xBF\xBF"), "5f074226-2a46-5830-b78d-9d2522b35b53");
+  EXPECT_EQ(first("\xF0\x90\x80\x80"), "b8f1ec12-64bb-562d-b657-789fd732a4d5");
+  EXPECT_EQ(first("\xF0\x90\x80\x81"), "82bec639-7601-5bfb-b7ce-1efe4d8dd720");
+  EXPECT_EQ(first("\xF0\x90\x8F\xBF"), "480def57-42a0-5630-8816-0e1d153a99df");
+  EXPECT_EQ(first("\xF0\x90\x90\x80"), "70ebf8fd-eeac-530a-9da6-1e91351407ec");
+  EXPECT_EQ(first("\xF4\x8F\xBF\xBF"), "b73e0efe-c3d2-5db1-b1e1-434b2ed7da9f");
   EXPECT_EQ(first("\xE2\x82\xAC \xF0\x9F\x98\x80"), "50003f06-5000-57c2-967f-fea1eb9d5a12");
   for (const std::string bytes : {"\xFF", "\x80", "\xC3", "\xF0\x9F"}) {
     EXPECT_EQ(HardwareIdsOf({bytes, "", "", "", "", ""}).size(), 1U);

@@ -93,7 +93,10 @@ TEST_F(Requirement, OfAnotherDeviceAsksForItAndItsVersion) {
   EXPECT_EQ(Why("firmware ge 2.0.0 " + hub), "");
   EXPECT_EQ(Why("firmware ge 2.0.1 " + hub), "Hub: needs 2.0.1 installed first");
   EXPECT_EQ(Why("firmware - - " + hub), "");
-  EXPECT_EQ(Why(std::string("firmware ge 2.0.0 ") + kOther + '|' + kGuid), "");
+  for (const std::string& guids : {std::string(kOther) + '|' + kGuid, hub + '|' + kOther}) {
+    EXPECT_EQ(Why("firmware ge 2.0.0 " + guids), "") << guids;
+    EXPECT_EQ(Why("firmware ge 2.0.1 " + guids), "Hub: needs 2.0.1 installed first") << guids;
+  }
   EXPECT_EQ(Why(std::string("firmware - - ") + kOther), "needs another device that is not there");
   EXPECT_EQ(Why("firmware - - no guid"), "needs another device that is not there");
 }

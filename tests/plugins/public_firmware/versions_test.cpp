@@ -35,7 +35,7 @@ INSTANTIATE_TEST_SUITE_P(
         TOrdered{kQuad, {"1.2.3", "1.2.3.4", "1.2.3.4a", "1.2.3.4b", "1.2.3.5"}},
         TOrdered{kNumber, {"0x10", "1", "2", "10", "4294967296", "9223372036854775807"}},
         TOrdered{kHex, {"0x9", "0x10", "0xff", "0x100"}},
-        TOrdered{kUnknown, {"-1", "A", "B", "1", "1.A", "2"}}));
+        TOrdered{kUnknown, {"-1", "/", ":", "A", "B", "1", "1.A", "1/", "1:", "2"}}));
 
 TEST(VersionOrder, OfHexadecimalNumbersDoesNotAskHowTheyAreWritten) {
   EXPECT_EQ(CompareVersions("0xff", "255", kHex), 0);

@@ -135,6 +135,7 @@ TEST_F(NamespaceInstances, KeepEveryKindOfValueSetInThem) {
       TCIMValue::Real(ECIMType::kReal64, 0.1),
       TCIMValue::Boolean(true),
       TCIMValue::Null(ECIMType::kUint8),
+      TCIMValue::Null(ECIMType::kString),
       TCIMValue::Null(ECIMType::kString, true),
       TCIMValue::Array(ECIMType::kString, {TCIMValue("a"), TCIMValue()}),
       TCIMValue::Array(ECIMType::kUint8, {TCIMValue::Unsigned(ECIMType::kUint8, 9)}),
@@ -155,6 +156,11 @@ TEST_F(NamespaceInstances, KeepEveryKindOfValueSetInThem) {
     for (const TInstanceHandle& stored : InstancesOf(space, "A")) {
       const std::optional<std::string> text = StoredText(*stored, "V");
       EXPECT_EQ(text, TextOf(stored, "v"));
+      // Only of a text that is one alone.
+      const TCIMValue there = ValueOf(stored, "v");
+      const bool isText = there.Type() == ECIMType::kString && !there.IsArray() && !there.IsNull();
+      EXPECT_EQ(StoredView(*stored, "V"),
+                isText ? std::optional(std::string_view(*text)) : std::nullopt);
     }
   }
 }
@@ -165,6 +171,8 @@ TEST_F(NamespaceInstances, HaveNoTextOfAPropertyThatTheyHaveNot) {
   const TInstanceHandle created = Create("A");
   EXPECT_EQ(StoredText(*InstancesOf(space, "A")[0], "Other"), std::nullopt);
   EXPECT_EQ(StoredText(*created, "Name"), std::nullopt);
+  EXPECT_EQ(StoredView(*InstancesOf(space, "A")[0], "Other"), std::nullopt);
+  EXPECT_EQ(StoredView(*created, "Name"), std::nullopt);
 }
 
 TEST_F(NamespaceInstances, ChangeWithoutTouchingTheirNeighbours) {

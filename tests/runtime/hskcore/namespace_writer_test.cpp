@@ -249,11 +249,13 @@ TEST_F(NamespaceWriter, RefusesTwoSuperclasses) {
   Declare(space, "Base");
   Declare(space, "Other");
   Declare(space, "A", "Base");
-  EXPECT_EQ(StatusOf([&] { writer.BeginClass("A", "Other"); }), THSKStatusCode::kFailed);
+  EXPECT_EQ(CauseOf([&] { writer.BeginClass("A", "Other"); }),
+            "CLASS \"A\" has two superclasses: \"Base\" and \"Other\"");
 }
 
 TEST_F(NamespaceWriter, RefusesASuperclassThatIsNotDeclared) {
-  EXPECT_EQ(StatusOf([&] { writer.BeginClass("A", "Base"); }), THSKStatusCode::kFailed);
+  EXPECT_EQ(CauseOf([&] { writer.BeginClass("A", "Base"); }),
+            "CLASS \"A\": its superclass \"Base\" is not declared before it");
   EXPECT_EQ(writer.FindClass("A"), kNoClass);
   EXPECT_EQ(StatusOf([&] { writer.BeginClass("A", "A"); }), THSKStatusCode::kFailed);
 }
@@ -262,7 +264,8 @@ TEST_F(NamespaceWriter, RefusesClassesThatDeriveFromEachOther) {
   Declare(space, "A");
   Declare(space, "B", "A");
   Declare(space, "C", "B");
-  EXPECT_EQ(StatusOf([&] { writer.BeginClass("A", "C"); }), THSKStatusCode::kFailed);
+  EXPECT_EQ(CauseOf([&] { writer.BeginClass("A", "C"); }),
+            "CLASS \"A\": its superclass \"C\" derives from it");
   EXPECT_EQ(StatusOf([&] { writer.BeginClass("A", "A"); }), THSKStatusCode::kFailed);
 }
 

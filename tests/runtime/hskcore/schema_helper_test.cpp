@@ -7,7 +7,9 @@
 namespace svc::testing {
 namespace {
 
+using NQRXHSK20::CIMContext;
 using NQRXHSK20::TCIMSchemaHelper;
+using NQRXHSK20::TInstanceCallback;
 
 class MachineType : public ::testing::Test {
  protected:
@@ -33,6 +35,43 @@ TEST_F(MachineType, IsAnErrorWhereThereIsNone) {
   Add(inventory, "QRXSG_ComputerSystem", "MachineType", "");
   EXPECT_EQ(StatusOf([&] { TCIMSchemaHelper::GetMachineType(inventory); }),
             THSKStatusCode::kFailed);
+}
+
+// A namespace of another host: one instance, of which no property can be read.
+struct TUnreadable : ICIMNamespace, ICIMClass, ICIMInstance {
+  explicit TUnreadable(THSKStatusCode status) : status(status) {}
+  void GetClass(TClassHandle& found, std::string_view, const CIMContext&) override {
+    found = TClassHandle(new TUnreadable(status));
+  }
+  void CreateInstance(TInstanceHandle&, const CIMContext&) override {}
+  void EnumerateInstances(const TInstanceCallback& callback, bool, const CIMContext&) override {
+    callback(TInstanceHandle(new TUnreadable(status)));
+  }
+  void Commit(const CIMContext&) override {}
+  void GetProperty(TPropertyHandle&, std::string_view, const CIMContext&) const override {
+    throw THSKException("not to be read", status);
+  }
+  void SetPropertyValue(std::string_view, const TCIMValue&, const CIMContext&) override {}
+
+  THSKStatusCode status;
+};
+
+TEST(MachineTypeThatCannotBeRead, IsNoneAndOtherFailuresPass) {
+  const auto cause = [](THSKStatusCode status) {
+    const TNamespaceHandle foreign(static_cast<ICIMNamespace*>(new TUnreadable(status)));
+    try {
+      TCIMSchemaHelper::GetMachineType(foreign);
+    } catch (const THSKException& error) {
+      return std::pair(error.GetStatusCode(), error.GetMessageText());
+    }
+    return std::pair(THSKStatusCode{}, std::string());
+  };
+  EXPECT_EQ(cause(THSKStatusCode::kFileUnreadable),
+            std::pair(THSKStatusCode::kFileUnreadable, std::string("not to be read")));
+  EXPECT_EQ(cause(THSKStatusCode::kNoSuchProperty),
+            std::pair(THSKStatusCode::kFailed,
+                      std::string("The inventory names no machine type: no instance of "
+                                  "\"QRXSG_ComputerSystem\" has a \"MachineType\"")));
 }
 
 }  // namespace

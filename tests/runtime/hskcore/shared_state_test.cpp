@@ -67,6 +67,19 @@ TEST(HiddenInstances, AreLeftOutOfEnumerations) {
   EXPECT_EQ(NamesIn(Sharer(source)), (TTexts{"first", "second"}));
 }
 
+TEST(HiddenInstances, AreNoneOfThoseThatTheListDoesNotReach) {
+  const TNamespaceHandle source = MakeFilled();
+  const auto names = [&](const std::vector<bool>& isHidden) {
+    const TNamespaceHandle space = Sharer(source);
+    HideInstances(space, MakeHiddenInstances(ShareState(source), isHidden));
+    return NamesIn(space);
+  };
+  EXPECT_EQ(names({}), (TTexts{"first", "second"}));
+  EXPECT_EQ(names({false}), (TTexts{"first", "second"}));
+  EXPECT_EQ(names({false, true}), (TTexts{"first"}));
+  EXPECT_EQ(names({true, true, true}), (TTexts{}));
+}
+
 TEST(HiddenInstances, KeepTheNumbersOfTheOthers) {
   const TNamespaceHandle space = SharerOfTheSecond(MakeFilled());
   TNumberObserver observer;

@@ -166,6 +166,24 @@ TEST_F(TInstalledDrivers, LookupThatFailsInAnyWayGivesNone) {
   EXPECT_TRUE(host.logger.Entries().empty());
 }
 
+// A host may fill the handle before it says that there is no such class.
+TEST_F(TInstalledDrivers, NoneOfAClassThatTheHostTakesBack) {
+  struct TTakesBack : TFakeNamespace {
+    using TFakeNamespace::TFakeNamespace;
+    void GetClass(boost::shared_ptr<ICIMClass>& cimClass, std::string_view name,
+                  const CIMContext& context) override {
+      TFakeNamespace::GetClass(cimClass, name, context);
+      throw THSKException("taken back", THSKStatusCode::kClassNotFound);
+    }
+  };
+  const auto inventory = boost::make_shared<TTakesBack>(host.script);
+  inventory->Add(kClass, {{"Path", "a"}, {"Version", "1"}, {"CurrentState", "4"}});
+  TDriverList list;
+  TDriverOperations::CollectInstalledDrivers(list, inventory);
+  EXPECT_TRUE(list.empty());
+  EXPECT_EQ(host.script.Calls(), std::vector<std::string>{Lookup()});
+}
+
 TEST_F(TInstalledDrivers, FailureOfTheEnumerationPasses) {
   Install("a", "1", "4");
   host.script.Fail("EnumerateInstances QRXSG_DeviceDriverInfo deep {}", ThrowStatus(15));
