@@ -21,9 +21,11 @@ namespace {
 
 using nlohmann::json;
 
+TError Unusable(const std::string& why) {
+  return DownloadError(EOutcome::kBadManifest, "the repository's manifest cannot be used: " + why);
+}
 TError Bad(const std::string& where, const std::string& what) {
-  return DownloadError(EOutcome::kBadManifest,
-                       "the repository's manifest cannot be used: " + where + " " + what);
+  return Unusable(where + " " + what);
 }
 
 // One object of the manifest, with the place that messages name.
@@ -90,13 +92,16 @@ TManifestFile ReadFile(const TReader& reader) {
 constexpr std::size_t kMostLevels = 64;
 
 json ReadJson(std::string_view text, TBoundedJson<json>& parser) {
+  json document;
   try {
-    json document = parser.Read(text);
-    if (!document.is_object()) throw Bad("it", "is no object");
-    return document;
+    document = parser.Read(text);
   } catch (const json::exception&) {
     throw Bad("it", "is no JSON");
+  } catch (const TError& error) {
+    throw Unusable(error.what());
   }
+  if (!document.is_object()) throw Bad("it", "is no object");
+  return document;
 }
 
 // The schema comes first: of another one nothing else may be expected.

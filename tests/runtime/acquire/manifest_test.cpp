@@ -128,6 +128,24 @@ TEST(Manifest, ThatIsNoneIsCalledSo) {
   EXPECT_EQ(CauseOf("{}"), "it lacks \"schema\"");
 }
 
+TEST(Manifest, OfMoreThanAnyHoldsIsRefusedAsABadOne) {
+  const auto nested = [](std::size_t levels) {
+    json document = Document();
+    document["later"] = json::parse(std::string(levels, '[') + std::string(levels, ']'));
+    return document.dump();
+  };
+  EXPECT_NO_THROW(ParseManifest(nested(63)));
+  EXPECT_EQ(CauseOf(nested(64)), "it is nested too deeply");
+
+  const auto holding = [](std::size_t numbers) {
+    json document = Document();
+    document["later"] = std::vector<int>(numbers);
+    return document.dump();
+  };
+  EXPECT_NO_THROW(ParseManifest(holding(200'000)));
+  EXPECT_EQ(CauseOf(holding(300'000)), "it has too many values");
+}
+
 TEST(Manifest, SaysOfEachMemberWhatItIsNot) {
   const std::string number = " is no whole number from 0 up";
   EXPECT_EQ(CauseWith("schema", "1"), "it: \"schema\"" + number);
