@@ -6,6 +6,7 @@
 #include <array>
 #include <cctype>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -66,6 +67,19 @@ class TDriverNameForm {
     }
   }
 
+  // The same number for all names that Of brings to one form. `seed` keeps whoever writes names
+  // from choosing which of them meet.
+  std::uint64_t HashOf(std::string_view name, std::uint64_t seed) const noexcept {
+    std::uint64_t hash = seed;
+    for (const char character : name) {
+      if (character == '.') break;
+      hash = (hash ^ static_cast<unsigned char>(upperCase[static_cast<unsigned char>(character)])) *
+             kMultiplier;
+      hash ^= hash >> 29;
+    }
+    return hash ^ hash >> 32;
+  }
+
   // Valid until the next call.
   std::string_view Of(std::string_view name) {
     normalised = name.substr(0, name.find('.'));
@@ -76,6 +90,8 @@ class TDriverNameForm {
   }
 
  private:
+  static constexpr std::uint64_t kMultiplier = 0x9e3779b97f4a7c15;
+
   std::array<char, 256> upperCase;
   std::string normalised;
 };

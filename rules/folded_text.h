@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,18 @@ constexpr bool Mentions(std::string_view text, std::string_view part) {
                      [](char a, char b) { return Folded(a) == Folded(b); }) != text.end();
 }
 
+// Which pairs of neighbours a text has, as bits that some share: a text that lacks one of a part's
+// does not contain the part. Tells without a search nearly always.
+constexpr std::uint64_t PairsOf(std::string_view text) noexcept {
+  std::uint64_t pairs = 0;
+  for (std::size_t i = 1; i < text.size(); ++i) {
+    const auto first = static_cast<unsigned char>(text[i - 1]);
+    const auto second = static_cast<unsigned char>(text[i]);
+    pairs |= std::uint64_t{1} << ((first * 5U + second * 27U) % 64);
+  }
+  return pairs;
+}
+
 // A text of a table that others are searched for: folded when it is compiled, so that no query
 // folds it again.
 class TFoldedText {
@@ -37,14 +50,17 @@ class TFoldedText {
   consteval TFoldedText(const char (&text)[N]) : size(N - 1) {
     for (std::size_t i = 0; i < size; ++i) folded[i] = Folded(text[i]);
     written = text;
+    pairs = PairsOf(Text());
   }
   constexpr std::string_view Text() const { return {folded.data(), size}; }
+  constexpr std::uint64_t Pairs() const { return pairs; }
   // For a person.
   constexpr std::string_view Written() const { return {written, size}; }
 
  private:
   std::array<char, 80> folded{};
   std::size_t size;
+  std::uint64_t pairs = 0;
   const char* written;
 };
 

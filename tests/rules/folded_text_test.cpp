@@ -32,6 +32,18 @@ TEST(Mentions, FindsAPartAnywhereInEitherCase) {
   EXPECT_FALSE(Mentions("\xC4", "\xE4")) << "no letter beyond A to Z is folded";
 }
 
+TEST(PairsOf, HasThoseOfEachPart) {
+  constexpr std::string_view kText = "bios and firmware update for the \xE4 sas card";
+  for (std::size_t begin = 0; begin < kText.size(); ++begin) {
+    for (std::size_t length = 0; begin + length <= kText.size(); ++length) {
+      EXPECT_EQ(PairsOf(kText.substr(begin, length)) & ~PairsOf(kText), 0U);
+    }
+  }
+  EXPECT_NE(PairsOf("uefi") & ~PairsOf("device driver, level 6.80"), 0U);
+  EXPECT_EQ(PairsOf(""), 0U);
+  EXPECT_EQ(PairsOf("a"), 0U);
+}
+
 TEST(Mentions, EveryTextContainsTheEmptyPart) {
   EXPECT_TRUE(Mentions("BIOS", ""));
   EXPECT_TRUE(Mentions("", ""));

@@ -3,10 +3,11 @@
 // Each pair owes the trace its lines. Where the trace is kept every pair is visited; where it is
 // not, only those that match, found by name, so that the work grows with the lists' lengths.
 #include <algorithm>
+#include <cstdint>
 #include <deque>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "host/hskcore/root_object.h"
 #include "plugins/version_checker/drivers/driver_operations.h"
@@ -23,34 +24,62 @@ namespace svc::checker {
 namespace {
 
 // Names in the form in which they are compared, each kept once, and numbered. Names that are one
-// text in memory are looked at once.
+// text in memory are looked at once. A name that has no number is nearly always told by its hash,
+// which needs no copy of it in that form.
 class TNames {
  public:
   static constexpr std::size_t kUnknown = static_cast<std::size_t>(-1);
 
+  // For at most so many names.
+  explicit TNames(std::size_t most) {
+    std::size_t size = 16;
+    while (size < most * 2) size *= 2;
+    slots.resize(size);
+  }
   std::size_t NumberOf(const TSharedText& name) {
-    return known.Get(name, [&] { return Add(form.Of(name)); });
+    return known.Get(name, [&] { return Add(name); });
   }
   // kUnknown for a name that has no number.
-  std::size_t Find(std::string_view normalised) const {
-    const auto found = numbers.find(normalised);
-    return found == numbers.end() ? kUnknown : found->second;
+  std::size_t Find(std::string_view name) {
+    const TSlot& slot = slots[SlotOf(name, HashOf(name))];
+    return slot.number;
   }
+  // In the form in which they are compared.
   const std::string& operator[](std::size_t number) const { return names[number]; }
   std::size_t Count() const { return names.size(); }
 
  private:
-  std::size_t Add(std::string_view normalised) {
-    const std::size_t number = Find(normalised);
-    if (number != kUnknown) return number;
-    const std::string& name = names.emplace_back(normalised);
-    return numbers.emplace(name, names.size() - 1).first->second;
+  struct TSlot {
+    std::uint64_t hash = 0;
+    std::size_t number = kUnknown;
+  };
+
+  std::uint64_t HashOf(std::string_view name) const {
+    return form.HashOf(name, reinterpret_cast<std::uintptr_t>(this));
+  }
+  // Of the name, or the free one where it belongs.
+  std::size_t SlotOf(std::string_view name, std::uint64_t hash) {
+    const std::size_t mask = slots.size() - 1;
+    std::size_t at = hash & mask;
+    for (; slots[at].number != kUnknown; at = (at + 1) & mask) {
+      if (slots[at].hash == hash && names[slots[at].number] == form.Of(name)) break;
+    }
+    return at;
+  }
+  std::size_t Add(std::string_view name) {
+    const std::uint64_t hash = HashOf(name);
+    TSlot& slot = slots[SlotOf(name, hash)];
+    if (slot.number == kUnknown) {
+      slot = {hash, names.size()};
+      names.emplace_back(form.Of(name));
+    }
+    return slot.number;
   }
 
   rules::TDriverNameForm form;
   TKnownTexts<std::size_t> known;
   std::deque<std::string> names;
-  std::unordered_map<std::string_view, std::size_t> numbers;
+  std::vector<TSlot> slots;  // Open addressing; half of them are free at least.
 };
 
 // An installed driver, with what every comparison with it needs.
@@ -73,7 +102,7 @@ class TMatching {
   using TEntry = rules::TDriverListEntry;
 
   // The first installed driver that the name matches.
-  std::size_t FirstNamed(std::string_view name) const;
+  std::size_t FirstNamed(std::string_view name);
   void MatchTraced(const TSharedText& list, const TEntry& offered);
   void MatchByName(const TSharedText& list, const TEntry& offered);
   // Whether no entry of the list matches an installed driver.
@@ -94,7 +123,7 @@ class TMatching {
 };
 
 TMatching::TMatching(const TDriverList& drivers, const TNamespaceHandle& results)
-    : logger(TRootObject::GetCoreLogger()), results(results) {
+    : logger(TRootObject::GetCoreLogger()), results(results), names(drivers.size()) {
   installed.reserve(drivers.size());
   for (const DriverRecord& record : drivers) {
     installed.push_back(
@@ -111,7 +140,9 @@ TMatching::TMatching(const TDriverList& drivers, const TNamespaceHandle& results
 
 void TMatching::Match(const TSharedText& driverFiles) {
   const bool isTraced = logger.IsLogged(kLogTrace);
-  if (!isTraced && fruitless.Get(driverFiles, [&] { return MatchesNothing(driverFiles); })) return;
+  // A short one is not known again.
+  const bool isKept = !isTraced && driverFiles.size() >= kLongText;
+  if (isKept && fruitless.Get(driverFiles, [&] { return MatchesNothing(driverFiles); })) return;
   rules::CutDriverList(driverFiles, [&](const TEntry& offered) {
     if (!offered.IsOffered()) return;
     if (isTraced) {
@@ -122,7 +153,7 @@ void TMatching::Match(const TSharedText& driverFiles) {
   });
 }
 
-std::size_t TMatching::FirstNamed(std::string_view name) const {
+std::size_t TMatching::FirstNamed(std::string_view name) {
   const std::size_t number = names.Find(name);
   return number == TNames::kUnknown ? kEnd : firstNamed[number];
 }
@@ -131,7 +162,7 @@ bool TMatching::MatchesNothing(std::string_view list) {
   bool nothing = true;
   rules::CutDriverList(list, [&](const TEntry& offered) {
     if (!nothing || !offered.IsOffered()) return;
-    nothing = marked.empty() && FirstNamed(form.Of(offered.name)) == kEnd;
+    nothing = marked.empty() && FirstNamed(offered.name) == kEnd;
   });
   return nothing;
 }
@@ -146,7 +177,7 @@ const std::string& TMatching::InstalledLine(std::size_t name) {
 
 void TMatching::MatchTraced(const TSharedText& list, const TEntry& offered) {
   const std::string_view name = form.Of(offered.name);
-  const std::size_t number = names.Find(name);
+  const std::size_t number = names.Find(offered.name);
   const std::string offeredLine = std::string(rules::kOfferedName).append(name);
   for (const TInstalled& candidate : installed) {
     if (!candidate.record->running) {
@@ -167,9 +198,10 @@ void TMatching::MatchTraced(const TSharedText& list, const TEntry& offered) {
 
 // A driver that name and marker match is delivered once.
 void TMatching::MatchByName(const TSharedText& list, const TEntry& offered) {
-  const std::string_view name = form.Of(offered.name);
-  std::size_t named = FirstNamed(name);
+  std::size_t named = FirstNamed(offered.name);
   auto mark = marked.begin();
+  if (named == kEnd && mark == marked.end()) return;
+  const std::string_view name = form.Of(offered.name);
   while (named != kEnd || mark != marked.end()) {
     const std::size_t match = mark == marked.end() ? named : std::min(named, *mark);
     if (named == match) named = installed[match].sameName;

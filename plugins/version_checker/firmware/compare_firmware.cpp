@@ -52,6 +52,22 @@ struct TTestedTexts {
   std::array<TKnownTexts<TAnswers>, kProperties> known;
 };
 
+// A text that many others are looked for in.
+class TSearched {
+ public:
+  explicit TSearched(std::string_view text) : folded(text) {
+    rules::FoldCase(folded);
+    pairs = rules::PairsOf(folded);
+  }
+  bool Mentions(const rules::TFoldedText& part) const {
+    return (part.Pairs() & ~pairs) == 0 && folded.find(part.Text()) != std::string::npos;
+  }
+
+ private:
+  std::string folded;
+  std::uint64_t pairs;
+};
+
 // One element under test. Each test owes the trace the lines of reading its property: where the
 // trace is kept it reads, where it is not, only the first test of a property does.
 class TTested {
@@ -72,9 +88,9 @@ class TTested {
  private:
   bool Holds(const rules::TComponentTest& test, std::size_t number) {
     const std::string_view property = rules::kTestedProperties[test.property];
-    const std::string_view needle = test.text.Text();
     if (isTraced) {
-      return TInventoryOperations::PropertyContains(element, property, std::string(needle));
+      return TInventoryOperations::PropertyContains(element, property,
+                                                    std::string(test.text.Text()));
     }
     std::optional<TSharedText>& text = texts[test.property];
     if (!text) text = shared.readers[test.property].Read(element, property);
@@ -83,14 +99,14 @@ class TTested {
     const std::uint32_t bit = std::uint32_t{1} << number;
     if ((answers->made & bit) == 0) {
       answers->made |= bit;
-      if (Folded(test.property).find(needle) != std::string::npos) answers->held |= bit;
+      if (Folded(test.property).Mentions(test.text)) answers->held |= bit;
     }
     return (answers->held & bit) != 0;
   }
 
-  const std::string& Folded(std::size_t property) {
-    std::optional<std::string>& text = folded[property];
-    if (!text) rules::FoldCase(text.emplace(texts[property]->View()));
+  const TSearched& Folded(std::size_t property) {
+    std::optional<TSearched>& text = folded[property];
+    if (!text) text.emplace(texts[property]->View());
     return *text;
   }
 
@@ -98,7 +114,7 @@ class TTested {
   TTestedTexts& shared;
   const bool isTraced;
   std::array<std::optional<TSharedText>, kProperties> texts;
-  std::array<std::optional<std::string>, kProperties> folded;
+  std::array<std::optional<TSearched>, kProperties> folded;
 };
 
 }  // namespace

@@ -33,24 +33,27 @@ bool Contains(std::string_view text, std::string_view needle) {
 }
 
 // As PropertyContains for each, to the same log entries.
-TInstanceList Select(const TInstanceList& instances, std::string_view property,
-                     std::string needle) {
+TInstanceList Select(TInstanceList instances, std::string_view property, std::string needle) {
   rules::FoldCase(needle);
-  TInstanceList selected;
+  // Most machine types are digits alone, which folding leaves as they are.
+  const bool hasLetters =
+      std::any_of(needle.begin(), needle.end(), [](char c) { return c >= 'a' && c <= 'z'; });
   TPropertyReader reader;
   TKnownTexts<bool> known;
   std::string folded;
-  std::copy_if(instances.begin(), instances.end(), std::back_inserter(selected),
-               [&](const TInstanceHandle& instance) {
-                 LogTrace(rules::kTests);
-                 const TSharedText text = reader.Look(instance, property);
-                 return known.Get(text, [&] {
-                   folded = text.View();
-                   rules::FoldCase(folded);
-                   return Contains(folded, needle);
-                 });
-               });
-  return selected;
+  const auto applies = [&](const TInstanceHandle& instance) {
+    LogTrace(rules::kTests);
+    const TSharedText text = reader.Look(instance, property);
+    return known.Get(text, [&] {
+      if (!hasLetters) return Contains(text, needle);
+      folded = text.View();
+      rules::FoldCase(folded);
+      return Contains(folded, needle);
+    });
+  };
+  // Kept where they are: a copy would count each of them up, and down again.
+  std::erase_if(instances, [&](const TInstanceHandle& instance) { return !applies(instance); });
+  return instances;
 }
 
 }  // namespace
@@ -68,13 +71,13 @@ TInstanceList TInventoryOperations::MatchMachineInstances(const std::string& mac
                                                           TInstanceList instances) {
   LogTrace(rules::kSelectsMachine);
   // The marks keep a type from matching a longer one that contains it.
-  return Select(instances, rules::kUpdateMachineTypes, rules::Marked(machineType));
+  return Select(std::move(instances), rules::kUpdateMachineTypes, rules::Marked(machineType));
 }
 
 TInstanceList TInventoryOperations::MatchOSInstances(const std::string& osType,
                                                      TInstanceList instances) {
   LogTrace(rules::kSelectsSystem);
-  return Select(instances, rules::kUpdateSystems, osType);
+  return Select(std::move(instances), rules::kUpdateSystems, osType);
 }
 
 namespace {

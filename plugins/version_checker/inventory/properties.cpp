@@ -15,11 +15,11 @@ namespace svc::checker {
 
 namespace {
 
-// Texts that are shorter cost less to copy than to count.
-constexpr std::size_t kShared = 64;
+// An array's text that is shorter costs less to put together anew than to keep.
+constexpr std::size_t kKept = 64;
 
-// Hands the value of a property to `take`, with the property that keeps it, unless it is missing or
-// null.
+// Hands the value of a property to `take`, with the handle that keeps it, which may be taken away,
+// unless it is missing or null.
 template <typename TTake>
 void ReadValue(const TInstanceHandle& instance, std::string_view property, const TTake& take) {
   LogTrace(rules::kReads);
@@ -32,7 +32,8 @@ void ReadValue(const TInstanceHandle& instance, std::string_view property, const
   } catch (const THSKException&) {
     // Deliberate: see "An unreadable property is no error" in docs/one-query.md.
     LogTrace("SV: Exception caught in GetPropertyValue.");
-    take(boost::shared_ptr<ICIMProperty>(), TCIMValue());
+    boost::shared_ptr<ICIMProperty> nothing;
+    take(nothing, TCIMValue());
   }
 }
 
@@ -54,7 +55,7 @@ std::string& TInventoryOperations::GetPropertyValue(TInstanceHandle instance,
 
 TSharedText TPropertyReader::Read(const TInstanceHandle& instance, std::string_view property) {
   TSharedText text;
-  ReadValue(instance, property, [&](const auto& handle, const TCIMValue& value) {
+  ReadValue(instance, property, [&](auto& handle, const TCIMValue& value) {
     text = handle ? TextOf(handle, value) : TSharedText();
   });
   return text;
@@ -62,17 +63,17 @@ TSharedText TPropertyReader::Read(const TInstanceHandle& instance, std::string_v
 
 TSharedText TPropertyReader::Look(const TInstanceHandle& instance, std::string_view property) {
   TSharedText text;
-  ReadValue(instance, property, [&](const auto& handle, const TCIMValue& value) {
+  ReadValue(instance, property, [&](auto& handle, const TCIMValue& value) {
     text = handle ? LookAt(handle, value) : TSharedText();
   });
   return text;
 }
 
-TSharedText TPropertyReader::LookAt(const boost::shared_ptr<ICIMProperty>& handle,
+TSharedText TPropertyReader::LookAt(boost::shared_ptr<ICIMProperty>& handle,
                                     const TCIMValue& value) {
   if (const auto view = value.TextView()) {
     LogTrace("In GetValue");
-    return {handle, *view};
+    return {std::move(handle), *view};
   }
   if (!value.IsArray() || lastArray == handle) return TextOf(handle, value);
   TInventoryOperations::GetValue(value, looked);
@@ -87,12 +88,11 @@ TSharedText TPropertyReader::Keep(const boost::shared_ptr<ICIMProperty>& handle,
   return lastText = TSharedText(kept, *kept);
 }
 
-TSharedText TPropertyReader::TextOf(const boost::shared_ptr<ICIMProperty>& handle,
+TSharedText TPropertyReader::TextOf(boost::shared_ptr<ICIMProperty>& handle,
                                     const TCIMValue& value) {
-  const auto view = value.TextView();
-  if (view && view->size() >= kShared) {
+  if (const auto view = value.TextView()) {
     LogTrace("In GetValue");
-    return {handle, *view};
+    return {std::move(handle), *view};
   }
   if (lastArray == handle) {
     LogTrace("In GetValue");
@@ -100,7 +100,7 @@ TSharedText TPropertyReader::TextOf(const boost::shared_ptr<ICIMProperty>& handl
   }
   std::string text;
   TInventoryOperations::GetValue(value, text);
-  if (!value.IsArray() || text.size() < kShared) return text;
+  if (!value.IsArray() || text.size() < kKept) return text;
   return Keep(handle, std::move(text));
 }
 

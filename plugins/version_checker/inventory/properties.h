@@ -44,9 +44,9 @@ class TPropertyReader {
   NQRXHSK20::TSharedText Look(const TInstanceHandle& instance, std::string_view property);
 
  private:
-  NQRXHSK20::TSharedText TextOf(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
+  NQRXHSK20::TSharedText TextOf(boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
                                 const NQRXHSK20::TCIMValue& value);
-  NQRXHSK20::TSharedText LookAt(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
+  NQRXHSK20::TSharedText LookAt(boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
                                 const NQRXHSK20::TCIMValue& value);
   NQRXHSK20::TSharedText Keep(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
                               std::string text);

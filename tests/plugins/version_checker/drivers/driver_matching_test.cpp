@@ -148,6 +148,27 @@ TEST_F(TDriverMatching, SharedListsAndNamesDeliverTheSameEachTime) {
   EXPECT_EQ(host.Records(), expected);
 }
 
+// Names that stand in one another's way in a table of them, and tables of every fullness.
+TEST_F(TDriverMatching, EachOfManyDriversIsFoundByItsNameAlone) {
+  host.logger.Keep(3);
+  TDriverList installed;
+  TRecords expected;
+  for (int count = 1; count <= 70; ++count) {
+    const std::string name = "drv" + std::to_string(count);
+    installed.push_back(Installed(name + ".sys", std::to_string(count)));
+    expected.push_back({"Driver", "DRV" + std::to_string(count), std::to_string(count), "7"});
+    TDriverFiles offered;
+    for (int i = 1; i <= count; ++i) offered.push_back(Offered("DRV" + std::to_string(i), "7"));
+    offered.push_back(Offered("drv" + std::to_string(count + 1), "8"));
+    offered.push_back(Offered("drv", "8"));
+    const std::size_t before = host.Records().size();
+    Compare(offered, installed);
+    TRecords records = host.Records();
+    records.erase(records.begin(), records.begin() + static_cast<std::ptrdiff_t>(before));
+    ASSERT_EQ(records, expected);
+  }
+}
+
 struct TName {
   const char* name;
   const char* text;
@@ -161,6 +182,8 @@ TEST_P(TNormalisedName, IsUpperCaseAndCutBeforeTheFirstDot) {
   rules::TDriverNameForm form;
   EXPECT_EQ(form.Of(GetParam().text), GetParam().normalised);
   EXPECT_EQ(form.Of(GetParam().normalised), GetParam().normalised);
+  EXPECT_EQ(form.HashOf(GetParam().text, 5), form.HashOf(GetParam().normalised, 5));
+  EXPECT_NE(form.HashOf(GetParam().text, 5), form.HashOf("x" + std::string(GetParam().text), 5));
 }
 
 constexpr TName kNames[] = {

@@ -98,6 +98,13 @@ TEST_F(TMatching, MachineTypesCompareWithoutRegardToCase) {
   EXPECT_EQ(TInventoryOperations::MatchMachineInstances("46AB", {element}), TInstanceList{element});
 }
 
+TEST_F(TMatching, MachineTypeOfDigitsIsFoundAmongCapitalsToo) {
+  const TInstanceHandle element = ForMachines({"RACKWELL -[46AB]-", "X -[4620]-Y"});
+  EXPECT_EQ(TInventoryOperations::MatchMachineInstances("4620", {element}), TInstanceList{element});
+  EXPECT_EQ(TInventoryOperations::MatchMachineInstances("46ab", {element}), TInstanceList{element});
+  EXPECT_TRUE(TInventoryOperations::MatchMachineInstances("462a", {element}).empty());
+}
+
 TEST_F(TMatching, OrderAndRepetitionAreKept) {
   const TInstanceHandle first = ForMachines({"-[4620]-"});
   const TInstanceHandle second = ForMachines({"-[4620]-"});

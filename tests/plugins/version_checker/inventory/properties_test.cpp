@@ -137,7 +137,7 @@ class TSharingInstance : public svc::test::TFakeInstance {
   mutable boost::shared_ptr<ICIMProperty> kept;
 };
 
-// The reader's texts from this length on are shared with the host instead of copied.
+// An array's text from this length on is kept for those who share the array.
 constexpr std::size_t kShared = 64;
 
 class TSharedReading : public testing::Test {
@@ -161,12 +161,13 @@ class TSharedReading : public testing::Test {
   TPropertyReader reader;
 };
 
-TEST_F(TSharedReading, LongTextIsThatOfTheHost) {
-  for (const std::size_t length : {kShared - 1, kShared, kShared + 1}) {
+TEST_F(TSharedReading, TextIsThatOfTheHost) {
+  for (const std::size_t length : {std::size_t{0}, std::size_t{1}, kShared}) {
     const std::string expected(length, 'x');
     const TSharedText text = Read(Holding(expected));
     EXPECT_EQ(text, expected);
-    EXPECT_EQ(text.IsShared(), length >= kShared) << length;
+    EXPECT_TRUE(text.IsShared()) << length;
+    EXPECT_TRUE(text.Owner()) << length;
   }
 }
 
