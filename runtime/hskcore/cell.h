@@ -134,7 +134,8 @@ std::vector<NQRXHSK20::TCIMValue> ElementsOf(NQRXHSK20::ECIMType type, std::stri
 void AppendElements(NQRXHSK20::ECIMType type, std::string_view stored, std::string& text,
                     char behindEach);
 
-// A property as an in-memory namespace hands it out. Immutable; may be used from any thread.
+// A property as an in-memory namespace hands it out. Immutable while anybody else has it; may be
+// used from any thread.
 
 // The value may borrow its texts from the arena that the property keeps alive.
 class TStoredProperty final : public NQRXHSK20::ICIMProperty {
@@ -142,6 +143,9 @@ class TStoredProperty final : public NQRXHSK20::ICIMProperty {
   TStoredProperty(const boost::shared_ptr<TArena>& texts, NQRXHSK20::TCIMValue value)
       : texts(texts), value(std::move(value)) {}
   const NQRXHSK20::TCIMValue& Value(const NQRXHSK20::CIMContext&) const override { return value; }
+  bool Keeps(const boost::shared_ptr<TArena>& arena) const noexcept { return texts == arena; }
+  // REQUIRES: nobody else has it, and texts of the arena that it keeps.
+  void SetValue(NQRXHSK20::TCIMValue newValue) noexcept { value = std::move(newValue); }
 
  private:
   boost::shared_ptr<TArena> texts;

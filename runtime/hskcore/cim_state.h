@@ -53,6 +53,7 @@ class TCimState {
 
   // kNoClass when there is none.
   TClassId FindClass(std::string_view name) const noexcept;
+  TClassId ClassOf(TNameId name) const noexcept { return names[name].classId; }
   // Adds the class, or its superclass where it had none. Throws THSKException (kFailed).
   TClassId DeclareClass(std::string_view name, std::string_view superclass);
   // Adds a property to a class, or replaces its declaration.

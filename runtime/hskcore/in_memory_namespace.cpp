@@ -68,7 +68,8 @@ void TInMemoryNamespace::Hold(boost::shared_ptr<TCimState> newState) {
 void TInMemoryNamespace::GetClass(boost::shared_ptr<ICIMClass>& cimClass, std::string_view name,
                                   const CIMContext&) {
   if (observer != nullptr) observer->OnGetClass(name);
-  const TClassId id = state->FindClass(name);
+  const TNameId nameId = recentNames.Find(*state, name);
+  const TClassId id = nameId == kNone ? kNoClass : state->ClassOf(nameId);
   if (id == kNoClass) {
     throw THSKException("There is no class \"" + CutName(name) + "\"",
                         THSKStatusCode::kClassNotFound);
@@ -111,7 +112,7 @@ TStoredInstance& TInMemoryNamespace::InstanceAt(TRowId row) {
 }
 
 bool TInMemoryNamespace::Find(TRowId row, std::string_view name, TPropertyFinder::TFound& found) {
-  const TNameId nameId = state->FindName(name);
+  const TNameId nameId = recentNames.Find(*state, name);
   return nameId != kNone && finder.Find(*state, row, nameId, found);
 }
 
@@ -150,8 +151,15 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassI
   ThrowNoProperty(state->ClassName(id), name);
 }
 
-TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) const {
-  return boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
+// Whoever walks over instances has given the last property back when they ask for the next one: it
+// is the same object then.
+TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
+  if (lastProperty && lastProperty.use_count() == 1 && lastProperty->Keeps(state->Texts())) {
+    lastProperty->SetValue(ValueOfCell(form, cell));
+  } else {
+    lastProperty = boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
+  }
+  return lastProperty;
 }
 
 TRowId TInMemoryNamespace::Store(TClassId id, const TProperties& properties) {

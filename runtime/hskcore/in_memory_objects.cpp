@@ -28,8 +28,10 @@ namespace {
                       THSKStatusCode::kFailed);
 }
 
+// Of a value that stays where it is.
 TSharedText TextOfValue(const TCIMValue& value) {
   if (const TSharedText* const shared = value.SharedText()) return *shared;
+  if (const auto view = value.TextView()) return {nullptr, *view};
   return value.ToString(10);
 }
 
@@ -120,7 +122,7 @@ void TCreatedInstance::SetPropertyValue(std::string_view name, const TCIMValue& 
 TSharedText TCreatedInstance::Text(std::string_view name) const {
   if (const TCIMValue* const value = Find(name)) return TextOfValue(*value);
   try {
-    return TextOfValue(owner->DeclaredProperty(classId, name)->Value({}));
+    return owner->DeclaredProperty(classId, name)->Value({}).ToString(10);
   } catch (const THSKException&) {
     return {};
   }

@@ -88,6 +88,22 @@ class THiddenInstances {
   mutable TInstanceLists shown;
 };
 
+// The numbers of names that were asked for last. Whoever asks nearly always asks with the same
+// bytes, such as those of a constant: they are known by where they stand, and then compared.
+class TRecentNames {
+ public:
+  // As the state's FindName.
+  TNameId Find(const TCimState& state, std::string_view name) {
+    const auto place = reinterpret_cast<std::uintptr_t>(name.data());
+    TNameId& recent = numbers[(place ^ place >> 6 ^ name.size()) % numbers.size()];
+    if (recent < state.Extent().names && state.NameText(recent) == name) return recent;
+    return recent = state.FindName(name);
+  }
+
+ private:
+  std::array<TNameId, 64> numbers{};
+};
+
 class TInMemoryNamespace;
 
 // Lies in its namespace, which its handles keep alive; so does a TStoredInstance.
@@ -174,7 +190,7 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   std::optional<std::string_view> ViewOf(TRowId row, std::string_view name);
   // The property of an instance that does not write it. Throws the same.
   TPropertyHandle DeclaredProperty(TClassId id, std::string_view name);
-  TPropertyHandle MakeProperty(TForm form, TCell cell) const;
+  TPropertyHandle MakeProperty(TForm form, TCell cell);
   // Stores a new instance of these properties, each of another name.
   TRowId Store(TClassId id, const TProperties& properties);
   void SetProperty(TRowId row, std::string_view name, const NQRXHSK20::TCIMValue& value);
@@ -234,7 +250,10 @@ class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,
   IInstanceSink* sink = nullptr;      // Not owned.
   std::string sunkClass;
   THiddenInstancesHandle hidden;
+  // The property that was handed out last.
+  boost::shared_ptr<TStoredProperty> lastProperty;
   TPropertyFinder finder;
+  TRecentNames recentNames;
   TStableVector<TInMemoryClass> classes;
   // Blocks of them by number, made when one is asked for: of a large namespace few may be.
   std::vector<std::unique_ptr<TInstanceBlock>> instances;

@@ -37,7 +37,8 @@ class HOST_INTERFACE IWrittenInstance {
  public:
   virtual ~IWrittenInstance() = default;
   // A property as its value's ToString(10) gives it, with the class's default where it is not
-  // written; shared where the writer shared it. Empty when there is no such property.
+  // written. Empty when there is no such property. Where the writer shared it, its owner keeps
+  // it; a text without an owner is valid until the instance goes or is written to.
   virtual NQRXHSK20::TSharedText Text(std::string_view name) const = 0;
 };
 

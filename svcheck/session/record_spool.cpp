@@ -66,9 +66,10 @@ class TStoredRecords : public report::IRecordSource {
 void TRecordSpool::Take(const IWrittenInstance& instance) {
   if (!failure.empty()) return;
   if (last.size() == kEntriesInMemory) PutAside();
-  last.push_back({Keep(instance.Text(rules::kResultType)), Keep(instance.Text(rules::kResultName)),
-                  Keep(instance.Text(rules::kResultInstalled)),
-                  Keep(instance.Text(rules::kResultOffered))});
+  const TKept* const before = last.empty() ? nullptr : &last.back().type;
+  last.push_back(
+      {Keep(instance.Text(rules::kResultType), before), Keep(instance.Text(rules::kResultName)),
+       Keep(instance.Text(rules::kResultInstalled)), Keep(instance.Text(rules::kResultOffered))});
 }
 
 // The committer may keep the exception to itself.
@@ -89,22 +90,21 @@ void TRecordSpool::DemandWhole() const {
   if (!failure.empty()) throw TError(failure);
 }
 
-TRecordSpool::TKept TRecordSpool::Keep(const TSharedText& text) {
-  const auto inMemory = [](std::string_view view) {
-    return TKept{reinterpret_cast<std::uintptr_t>(view.data()), view.size(), 0};
-  };
-  if (text.IsShared()) {
-    HoldOwner(text.Owner());
-    return inMemory(text);
-  }
+TRecordSpool::TKept TRecordSpool::Keep(const TSharedText& text, const TKept* before) {
+  if (before != nullptr && before->isInFile == 0 && ViewOf(*before) == text.View()) return *before;
+  if (!text.IsShared() || !text.Owner()) return KeepPooled(text);
+  HoldOwner(text.Owner());
+  return InMemory(text);
+}
+
+TRecordSpool::TKept TRecordSpool::KeepPooled(std::string_view text) {
   constexpr std::size_t kNode = 64;
   if (text.size() + kNode > kPoolInMemory) return KeepInFile(text);
-  std::string own(text.View());
-  const auto known = pool.find(own);
-  if (known != pool.end()) return inMemory(*known);
-  if (poolSize + own.size() + kNode > kPoolInMemory) return KeepInFile(own);
-  poolSize += own.size() + kNode;
-  return inMemory(*pool.insert(std::move(own)).first);
+  const auto known = pool.find(text);
+  if (known != pool.end()) return InMemory(*known);
+  if (poolSize + text.size() + kNode > kPoolInMemory) return KeepInFile(text);
+  poolSize += text.size() + kNode;
+  return InMemory(*pool.emplace(text).first);
 }
 
 void TRecordSpool::HoldOwner(const boost::shared_ptr<const void>& owner) {
@@ -148,7 +148,7 @@ const TRecordSpool::TEntry& TRecordSpool::EntryAt(std::size_t number) const {
 void TRecordSpool::Fill(std::string& text, const TKept& kept) const {
   const auto size = static_cast<std::size_t>(kept.size);
   if (kept.isInFile == 0) {
-    text.assign(reinterpret_cast<const char*>(static_cast<std::uintptr_t>(kept.place)), size);
+    text = ViewOf(kept);
     return;
   }
   text.resize(size);

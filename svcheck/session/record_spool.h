@@ -6,6 +6,7 @@
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -42,6 +43,14 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
     std::uint64_t size : 63 = 0;
     std::uint64_t isInFile : 1 = 0;
   };
+  static TKept InMemory(std::string_view text) noexcept {
+    return {reinterpret_cast<std::uintptr_t>(text.data()), text.size(), 0};
+  }
+  // Of one in memory.
+  static std::string_view ViewOf(const TKept& kept) noexcept {
+    return {reinterpret_cast<const char*>(static_cast<std::uintptr_t>(kept.place)),
+            static_cast<std::size_t>(kept.size)};
+  }
   struct TEntry {
     TKept type, name, installed, offered;
   };
@@ -50,7 +59,9 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
   };
   using TFile = std::unique_ptr<std::FILE, TClose>;
 
-  TKept Keep(const NQRXHSK20::TSharedText& text);
+  // `before` is what the record before it has in its place: nearly always it is of the same type.
+  TKept Keep(const NQRXHSK20::TSharedText& text, const TKept* before = nullptr);
+  TKept KeepPooled(std::string_view text);
   TKept KeepInFile(std::string_view text);
   void Open(TFile& file);
   // Of what Take met.
@@ -64,7 +75,13 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
   std::unordered_set<const void*> knownOwners;
   std::vector<boost::shared_ptr<const void>> owners;
   // The other texts, as long as they are few.
-  std::unordered_set<std::string> pool;
+  struct THash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept {
+      return std::hash<std::string_view>()(text);
+    }
+  };
+  std::unordered_set<std::string, THash, std::equal_to<>> pool;
   std::size_t poolSize = 0;
   TFile texts;
   std::uint64_t textsSize = 0;

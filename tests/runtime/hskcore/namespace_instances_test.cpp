@@ -221,6 +221,42 @@ TEST_F(NamespaceInstances, PropertiesOutliveEveryOtherHandle) {
   EXPECT_EQ(property->Value({}).ToString(10), "a text that is kept by nobody else");
 }
 
+TEST_F(NamespaceInstances, AHeldPropertyKeepsItsValueWhateverIsReadBehindIt) {
+  Declare(space, "A");
+  for (const char* text : {"first", "second", "third"}) Add(space, "A", "n", text);
+  const auto instances = InstancesOf(space, "A");
+  const TPropertyHandle held = PropertyOf(instances.at(0), "n");
+  EXPECT_EQ(TextOf(instances.at(1), "n"), "second");
+  const TPropertyHandle last = PropertyOf(instances.at(2), "n");
+  EXPECT_NE(held, last);
+  EXPECT_EQ(TextOf(instances.at(1), "n"), "second");
+  space.reset();
+  EXPECT_EQ(held->Value({}).ToString(10), "first");
+  EXPECT_EQ(last->Value({}).ToString(10), "third");
+}
+
+TEST_F(NamespaceInstances, AreAskedByTheBytesOfANameWhereverTheyStand) {
+  Declare(space, "A");
+  Add(space, "A", "n", "1");
+  const TInstanceHandle instance = InstancesOf(space, "A").at(0);
+  instance->SetPropertyValue("m", TCIMValue("2"), {});
+  std::string name = "n";
+  const auto read = [&] { return TextOf(instance, name); };
+  EXPECT_EQ(read(), "1");
+  name[0] = 'm';
+  EXPECT_EQ(read(), "2");
+  name[0] = 'N';
+  EXPECT_EQ(read(), "1");
+  name[0] = 'x';
+  EXPECT_EQ(StatusOf(read), THSKStatusCode::kNoSuchProperty);
+  instance->SetPropertyValue("x", TCIMValue("3"), {});
+  EXPECT_EQ(read(), "3");
+  name = "A";
+  EXPECT_NO_THROW(ClassOf(space, name));
+  name[0] = 'n';
+  EXPECT_EQ(StatusOf([&] { ClassOf(space, name); }), THSKStatusCode::kClassNotFound);
+}
+
 TEST_F(NamespaceInstances, MayBeAddedDuringAnEnumeration) {
   Declare(space, "A");
   Add(space, "A", "n", "1");
