@@ -1,7 +1,12 @@
 #include "report/verdict.h"
 
 #include <algorithm>
+#include <array>
 #include <compare>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <new>
 
 #include "report/text.h"
 #include "report/version_runs.h"
@@ -131,13 +136,64 @@ std::optional<EVerdict> VerdictOfName(std::string_view name) noexcept {
   return *found;
 }
 
-TJudgement JudgeWithReason(std::string_view installed, std::string_view offered) noexcept {
+namespace {
+
+TJudgement JudgeAnew(std::string_view installed, std::string_view offered) noexcept {
   if (const auto silence = Silence(installed, offered)) return Unknown(*silence);
   const auto installedPair = SplitParentheses(installed);
   const auto offeredPair = SplitParentheses(offered);
   if (installedPair && offeredPair) return JudgeParenthesized(*installedPair, *offeredPair);
   if (Trim(installed) == Trim(offered)) return {EVerdict::kCurrent, {}};
   return JudgeParts(InstalledParts(installed), OfferedParts(offered));
+}
+
+// Judgements of short texts, as most are: the machines of a fleet have the same drivers, and are
+// offered the same. Each pair has one place, which the last one takes that falls there. Used by one
+// thread.
+class TKnownJudgements {
+ public:
+  TJudgement Of(std::string_view installed, std::string_view offered) noexcept {
+    if (installed.size() > kLongest || offered.size() > kLongest) {
+      return JudgeAnew(installed, offered);
+    }
+    const std::hash<std::string_view> hash;
+    TKnown& known = pairs[(hash(installed) * 3 ^ hash(offered)) % pairs.size()];
+    if (!known.isUsed || known.installed.View() != installed || known.offered.View() != offered) {
+      known.judgement = JudgeAnew(installed, offered);
+      known.installed.Set(installed);
+      known.offered.Set(offered);
+      known.isUsed = true;
+    }
+    return known.judgement;
+  }
+
+ private:
+  static constexpr std::size_t kLongest = 31;
+  struct TShortText {
+    std::array<char, kLongest> bytes;
+    unsigned char size;
+    std::string_view View() const noexcept { return {bytes.data(), size}; }
+    void Set(std::string_view text) noexcept {
+      std::memcpy(bytes.data(), text.data(), text.size());
+      size = static_cast<unsigned char>(text.size());
+    }
+  };
+  struct TKnown {
+    TShortText installed;
+    TShortText offered;
+    TJudgement judgement;
+    bool isUsed = false;
+  };
+
+  std::array<TKnown, 1024> pairs;
+};
+
+}  // namespace
+
+TJudgement JudgeWithReason(std::string_view installed, std::string_view offered) noexcept {
+  // Beside the thread, which few of a process's need it for.
+  thread_local const std::unique_ptr<TKnownJudgements> known(new (std::nothrow) TKnownJudgements);
+  return known ? known->Of(installed, offered) : JudgeAnew(installed, offered);
 }
 
 EVerdict JudgeTexts(std::string_view installed, std::string_view offered) noexcept {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <utility>
 
 #include "host/hskcore/exception.h"
@@ -44,31 +45,25 @@ void AddDescription(const report::TReport& report, TJsonWriter& json) {
 // An answer goes to the results whole or not at all; one of so many records tells a person nothing.
 constexpr std::size_t kLongestAnswer = std::size_t{16} << 20;
 
-// Throws TError where it is longer than any that is taken.
-std::string Text(const report::TReport& report, const std::string& machine) {
-  std::string lines;
-  TJsonWriter json(lines);
-  report::TSummary summary;
-  for (const report::TRecord& record : report::RecordsOf(report)) {
-    json.Object().Text("machine", machine);
-    report::AddTexts(record, json);
-    report::AddVerdict(record, json);
-    json.End();
-    lines += '\n';
-    if (lines.size() > kLongestAnswer) {
-      throw TError(
-          "its records are more than 16 MiB, which a fleet does not keep; check it by itself with "
-          "`svcheck check`");
-    }
-    summary.Add(record);
-  }
-  json.Object().Text("machine", machine);
+// An object without its end.
+std::string HeadOf(const std::string& machine) {
+  std::string head;
+  TJsonWriter(head).Object().Text("machine", machine);
+  return head;
+}
+
+// The last line, behind its head.
+std::string EndOf(const report::TReport& report, const report::TSummary& summary) {
+  std::string end;
+  TJsonWriter json(end);
+  json.Object();
   report::WriteEnd(report, summary, json);
   json.Text("machineType", report.machine.type);
   AddDescription(report, json);
   report::WriteSummary(summary, report.hasWaivers, json.Name("summary"));
   json.Texts("errors", report.errors).End();
-  return lines + '\n';
+  end.front() = ',';
+  return end;
 }
 
 boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std::string& machine) {
@@ -78,6 +73,45 @@ boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std
 }
 
 }  // namespace
+
+bool TRecordLines::TLine::IsOf(const report::TRecord& record) const {
+  return !rest.empty() && verdict == record.verdict && name == record.name &&
+         installed == record.installed && offered == record.offered && type == record.type;
+}
+
+const std::string& TRecordLines::Of(const report::TRecord& record) {
+  constexpr std::size_t kLines = 4096, kLongest = 256;
+  const auto write = [&](std::string& rest) {
+    rest.clear();
+    TJsonWriter json(rest);
+    json.Object();
+    report::AddTexts(record, json);
+    report::AddVerdict(record, json);
+    json.End();
+    rest.front() = ',';
+    rest += '\n';
+  };
+  const bool isPlain =
+      !record.waived && !record.expiredWaiver && !record.release &&
+      record.type.size() + record.name.size() + record.installed.size() + record.offered.size() <=
+          kLongest;
+  if (!isPlain) {
+    write(other);
+    return other;
+  }
+  if (lines.empty()) lines.resize(kLines);
+  const std::hash<std::string_view> hash;
+  TLine& line = lines[(hash(record.name) * 3 ^ hash(record.offered)) % kLines];
+  if (line.IsOf(record)) return line.rest;
+  line.rest.clear();  // Until all of it is this record's.
+  line.type = record.type;
+  line.name = record.name;
+  line.installed = record.installed;
+  line.offered = record.offered;
+  line.verdict = record.verdict;
+  write(line.rest);
+  return line.rest;
+}
 
 TMachineCheck::TMachineCheck(TCheckSettings given)
     : settings(std::move(given)), request(RequestOf(settings.query)) {
@@ -170,6 +204,23 @@ bool TMachineCheck::IsShared(const report::TReport& report) const {
          report::WasCompared(report.outcome) && report.errors.empty();
 }
 
+std::string TMachineCheck::Text(const report::TReport& report, const std::string& machine) {
+  const std::string head = HeadOf(machine);
+  std::string text;
+  report::TSummary summary;
+  for (const report::TRecord& record : report::RecordsOf(report)) {
+    text.append(head).append(lines.Of(record));
+    if (text.size() > kLongestAnswer) {
+      throw TError(
+          "its records are more than 16 MiB, which a fleet does not keep; check it by itself with "
+          "`svcheck check`");
+    }
+    summary.Add(record);
+  }
+  text.append(head).append(EndOf(report, summary)) += '\n';
+  return text;
+}
+
 std::string TMachineCheck::Answer(TTask task) {
   try {
     std::string told;
@@ -183,7 +234,7 @@ std::string TMachineCheck::Answer(TTask task) {
 std::string FailedAnswer(const std::string& machine, const std::string& cause) {
   report::TReport report;
   report.errors.push_back(cause);
-  return Text(report, machine);
+  return HeadOf(machine) + EndOf(report, {}) + '\n';
 }
 
 namespace {

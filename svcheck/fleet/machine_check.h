@@ -25,6 +25,25 @@ struct TCheckSettings {
   std::string waivers;    // The file of those that hold for each machine; empty for none.
 };
 
+// The lines of records behind the machine's name: machines of a fleet have the same drivers, and
+// are offered the same. Each record has one place, which the last one takes that falls there.
+class TRecordLines {
+ public:
+  // Valid until the next call.
+  const std::string& Of(const report::TRecord& record);
+
+ private:
+  struct TLine {
+    std::string type, name, installed, offered;
+    report::EVerdict verdict = report::EVerdict::kUnknown;
+    std::string rest;  // Empty where there is none yet.
+    bool IsOf(const report::TRecord& record) const;
+  };
+
+  std::vector<TLine> lines;
+  std::string other;  // That is not kept.
+};
+
 // Used by one thread; one at a time.
 class TMachineCheck {
  public:
@@ -48,6 +67,8 @@ class TMachineCheck {
   bool IsShared(const report::TReport& report) const;
   // Takes the task's text.
   TQueryRequest RequestFor(TTask& task) const;
+  // All lines of a machine. Throws TError where they are longer than any that are taken.
+  std::string Text(const report::TReport& report, const std::string& machine);
 
   TCheckSettings settings;
   TQueryRequest request;  // Without an inventory.
@@ -58,6 +79,7 @@ class TMachineCheck {
   bool isOwnPlugin = false;               // What others choose elements by, nobody knows.
   TPassedOver passedOver;
   std::vector<report::TWaiver> waivers;
+  TRecordLines lines;
   std::int64_t began = 0;  // Seconds since 1970; waivers end by it.
 };
 

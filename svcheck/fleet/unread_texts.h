@@ -4,6 +4,7 @@
 #ifndef SVCHECK_FLEET_UNREAD_TEXTS_H_
 #define SVCHECK_FLEET_UNREAD_TEXTS_H_
 
+#include <array>
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -44,7 +45,8 @@ class TInventoryReads : public IReadObserver {
   std::string TextOf(TNames read) const;
 
   std::vector<std::string> names;
-  std::vector<TReadInstance> instances;                 // By number.
+  std::array<std::uint8_t, 64> recentNames{};  // Numbers, by where the bytes of a name stand.
+  std::vector<TReadInstance> instances;        // By number.
   const NQRXHSK20::ICIMInstance* toldSerial = nullptr;  // The instance that has it.
   bool hasTooMany = false;                              // Different names.
 };

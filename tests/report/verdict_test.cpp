@@ -135,6 +135,30 @@ TEST(KnownVerdict, HasNoReason) {
   }
 }
 
+// More pairs than are remembered, of texts on both sides of the length up to which they are.
+TEST(Verdict, IsTheSameHoweverOftenAndAfterWhateverItIsAskedFor) {
+  const auto version = [](int number) {
+    const std::string digits = std::to_string(number);
+    const std::size_t length = number % 2 == 0 ? 31 : 32;
+    return "1." + std::string(length - 2 - digits.size(), '0') + digits;
+  };
+  for (int round = 0; round < 2; ++round) {
+    for (int installed = 1; installed <= 80; ++installed) {
+      for (int offered = 1; offered <= 80; ++offered) {
+        const EVerdict expected = installed < offered   ? EVerdict::kOutdated
+                                  : installed > offered ? EVerdict::kNewer
+                                                        : EVerdict::kCurrent;
+        for (int again = 0; again < 2; ++again) {
+          ASSERT_EQ(JudgeTexts(version(installed), version(offered)), expected)
+              << installed << ", " << offered;
+        }
+      }
+    }
+    const TJudgement silent = JudgeWithReason("1.10", "");
+    EXPECT_EQ(silent.why, EUnordered::kNothingOffered);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(OddTexts, Verdict,
                          testing::Values(TCase{")", "(", "unknown"}, TCase{"]-x-[", "1", "unknown"},
                                          TCase{"\xFF\xFE", "1.0", "unknown"},

@@ -67,6 +67,26 @@ std::string Driver(const std::string& name, const std::string& version) {
   return Instance("QRXSG_DeviceDriverInfo", Property("Name", name) + Property("Version", version));
 }
 
+TEST(InventoryReads, AreCountedByTheBytesOfANameWhereverTheyStand) {
+  const std::string document = Document(Machine("S1", "host") + Driver("net", "1.0"));
+  const auto readsOf = [&](const std::vector<std::string>& names) {
+    const auto inventory = MakeInMemoryNamespace();
+    KeepPlaces(inventory);
+    DeclareBuiltinClasses(inventory);
+    ParseDocument(inventory, document);
+    TInventoryReads reads;
+    std::string name(7, ' ');
+    for (const std::string& next : names) {
+      name.replace(0, next.size(), next);  // In the same place.
+      reads.OnGetProperty(*InstancesOf(inventory, rules::kDriverClass).at(0), name);
+    }
+    return reads.Bytes();
+  };
+  EXPECT_EQ(readsOf({"Version", "VERSION", "Version"}), readsOf({"Version"}));
+  EXPECT_NE(readsOf({"Version", "Variant"}), readsOf({"Version"}));
+  EXPECT_EQ(readsOf({"Version", "Variant", "Version"}), readsOf({"Version", "Variant"}));
+}
+
 using TTexts = std::vector<std::string>;
 
 TEST(UnreadTexts, AreThoseThatNobodyReadOrTellsAndTheSerialNumber) {

@@ -57,6 +57,64 @@ TEST(FleetSummary, CountsEachVerdictAndMachineOnce) {
   EXPECT_EQ(type.verdicts[IndexOf(EVerdict::kCurrent)], 1U);
 }
 
+report::TRecord Compared(const std::string& name, const std::string& offered) {
+  report::TRecord record;
+  record.type = "Driver";
+  record.name = name;
+  record.installed = "1";
+  record.offered = offered;
+  record.verdict = EVerdict::kOutdated;
+  return record;
+}
+
+std::string LineOf(const report::TRecord& record) {
+  std::string line = R"(,"Type":")" + record.type + R"(","Name":")" + record.name +
+                     R"(","InstalledVersion":")" + record.installed + R"(","SVVersion":")" +
+                     record.offered + R"(","verdict":")" + std::string(NameOf(record.verdict)) +
+                     '"';
+  if (record.release) line += R"(,"urgency":")" + record.release->urgency + '"';
+  return line + "}\n";
+}
+
+TEST(RecordLines, AreThoseOfEachRecordHoweverManyThereWere) {
+  TRecordLines lines;
+  for (int round = 0; round < 2; ++round) {
+    for (int number = 0; number < 9000; ++number) {
+      report::TRecord record = Compared("n" + std::to_string(number), "2");
+      EXPECT_EQ(lines.Of(record), LineOf(record));
+      if (number % 100 != 0) continue;
+      for (std::string report::TRecord::*text :
+           {&report::TRecord::type, &report::TRecord::installed, &report::TRecord::offered}) {
+        report::TRecord other = record;
+        other.*text += 'x';
+        EXPECT_EQ(lines.Of(other), LineOf(other));
+      }
+      EXPECT_EQ(lines.Of(record), LineOf(record));
+    }
+  }
+}
+
+TEST(RecordLines, TellWhatARecordHasBesideItsTexts) {
+  TRecordLines lines;
+  report::TRecord record = Compared("n", "2");
+  EXPECT_EQ(lines.Of(record), LineOf(record));
+  record.verdict = EVerdict::kNewer;
+  EXPECT_EQ(lines.Of(record), LineOf(record));
+  record.release = report::TRelease{"high", "", ""};
+  EXPECT_EQ(lines.Of(record), LineOf(record));
+  record.release.reset();
+  EXPECT_EQ(lines.Of(record), LineOf(record));
+  record.waived = report::TAcceptance{"known", {}};
+  EXPECT_NE(lines.Of(record).find(R"("waived":{"reason":"known")"), std::string::npos);
+  record.waived.reset();
+  EXPECT_EQ(lines.Of(record), LineOf(record));
+  for (const std::size_t length : {200U, 300U}) {  // Short and long.
+    record.offered.assign(length, '3');
+    EXPECT_EQ(lines.Of(record), LineOf(record));
+    EXPECT_EQ(lines.Of(record), LineOf(record));
+  }
+}
+
 class TTextOutput : public report::IOutput {
  public:
   void Write(std::string_view written) override { text += written; }
