@@ -142,6 +142,20 @@ TEST(KernelRows, AreRowsOfThePageThatHoldTheNames) {
   EXPECT_THAT(page, HasSubstr("<small>3 outdated</small>"));
 }
 
+// Bodies of fifty rows are laid out only where they are seen.
+TEST(KernelRows, CountAsOneRowOfThePage) {
+  for (const std::size_t others : {48U, 49U}) {
+    std::vector<TRecord> records = {Driver("A"), Driver("B"), Driver("C")};
+    for (std::size_t i = 0; i < others; ++i) {
+      records.push_back(Driver("OWN" + std::to_string(i), "1.0", "2.0"));
+    }
+    const std::string page = Rendered("html", ReportOf(std::move(records)));
+    const bool isFull = others == 49;
+    EXPECT_THAT(page, HasSubstr(isFull ? "<tbody data-type=\"Driver\" class=\"full\">"
+                                       : "<tbody data-type=\"Driver\">"));
+  }
+}
+
 TEST(Updates, OfOneKernelAreOne) {
   EXPECT_EQ(CountUpdates(ReportOf({Driver("A", kOld, kNew, 4), Driver("B", kOld, kNew, 5)})), 1u);
   EXPECT_EQ(CountUpdates(ReportOf({Driver("A"), Driver("B")})), 1u);

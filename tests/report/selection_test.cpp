@@ -240,6 +240,10 @@ TEST(Order, OfVersionsIsTheirOwnAndThatOfNamesByNumbers) {
   EXPECT_THAT(Sorted("offered", WithTexts({"1.10", "1.9", " 1.2 ", "1_1"})),
               ElementsAre("1_1", " 1.2 ", "1.9", "1.10"));
   EXPECT_THAT(Sorted("name", WithTexts({"1_1", "1.2"})), ElementsAre("1.2", "1_1"));
+  TReport installed = WithTexts({"1.10", "1.9", " 1.2 ", "1_1"});
+  for (TRecord& record : installed.records) std::swap(record.installed, record.offered);
+  EXPECT_THAT(Sorted("installed", installed), ElementsAre("1_1", " 1.2 ", "1.9", "1.10"));
+  EXPECT_THAT(Sorted("-installed", installed), ElementsAre("1.10", "1.9", " 1.2 ", "1_1"));
   EXPECT_THAT(Sorted("name", WithTexts({"eth10", "Eth9", "eth010", "eth", ""})),
               ElementsAre("", "eth", "Eth9", "eth10", "eth010"));
   EXPECT_THAT(Sorted("-offered", WithTexts({"", "2", "10"})), ElementsAre("10", "2", ""));

@@ -285,5 +285,14 @@ TEST(ReasonsOfNoOrder, EachHasItsOwnText) {
   EXPECT_EQ(texts.count(""), 0U);
 }
 
+TEST(ReasonsOfNoOrder, AreKnownAgainByTheirTextsAlone) {
+  for (std::size_t why = 0; why < kUnorderedTexts.size(); ++why) {
+    EXPECT_EQ(UnorderedOfText(kUnorderedTexts[why]), EUnordered(why));
+  }
+  for (const char* const text : {"", "the texts are of different form", "The dates in them"}) {
+    EXPECT_EQ(UnorderedOfText(text), std::nullopt) << text;
+  }
+}
+
 }  // namespace
 }  // namespace svc::report
