@@ -2,9 +2,12 @@
 #include "base/error.h"
 
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <boost/make_shared.hpp>
 #include <cstdlib>
@@ -441,9 +444,13 @@ TEST_F(PluginLoader, TrustsRootAloneInAProcessWithMoreRightsThanItsUser) {
   const std::string library = Library("good");
   fs::permissions(folder, fs::perms(0755));
   fs::permissions(library, fs::perms(0755));
-  const auto run = [&](bool keepsCapabilities, bool isLoaded) {
-    ::prctl(PR_SET_KEEPCAPS, keepsCapabilities ? 1 : 0);
+  // `kept`: so many of each half of the capabilities that there are.
+  const auto run = [&](std::array<std::uint32_t, 2> kept, bool isLoaded) {
+    ::prctl(PR_SET_KEEPCAPS, 1);
     if (::setresgid(4321, 4321, 4321) != 0 || ::setresuid(4321, 4321, 4321) != 0) std::exit(2);
+    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+    const __user_cap_data_struct data[] = {{0, kept[0], 0}, {0, kept[1], 0}};
+    if (::syscall(SYS_capset, &header, data) != 0) std::exit(4);
     try {
       LoadPlugin(library, *manager);
       std::_Exit(isLoaded ? 0 : 1);
@@ -452,10 +459,21 @@ TEST_F(PluginLoader, TrustsRootAloneInAProcessWithMoreRightsThanItsUser) {
       std::_Exit(!isLoaded && isOwner ? 0 : 3);
     }
   };
-  EXPECT_EXIT(run(true, true), ::testing::ExitedWithCode(0), "") << "all of it is root's";
+  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct there[2] = {};
+  ASSERT_EQ(::syscall(SYS_capget, &header, there), 0);
+  const std::uint32_t low = there[0].permitted & -there[0].permitted;
+  const std::uint32_t high = there[1].permitted & -there[1].permitted;
+  EXPECT_EXIT(run({low, high}, true), ::testing::ExitedWithCode(0), "") << "all of it is root's";
   ASSERT_EQ(::chown(library.c_str(), 4321, 4321), 0);
-  EXPECT_EXIT(run(false, true), ::testing::ExitedWithCode(0), "") << "it is the user's own";
-  EXPECT_EXIT(run(true, false), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(run({0, 0}, true), ::testing::ExitedWithCode(0), "") << "it is the user's own";
+  // One alone is more than the user has, whichever half it is of.
+  if (low != 0) {
+    EXPECT_EXIT(run({low, 0}, false), ::testing::ExitedWithCode(0), "");
+  }
+  if (high != 0) {
+    EXPECT_EXIT(run({0, high}, false), ::testing::ExitedWithCode(0), "");
+  }
 }
 
 }  // namespace
