@@ -245,6 +245,19 @@ TEST_F(RaidControllers, AreAskedThroughANodeOfAMomentWhereTheirsIsMissing) {
   EXPECT_TRUE(fs::is_empty(tree.Root() / "dev"));
 }
 
+TEST_F(RaidControllers, AreAskedThroughTheirOwnNodeWhereverThereIsOne) {
+  SKIP_WITHOUT_A_ROOT();
+  tree.Write("/proc/devices", "Character devices:\n  1 mem\n243 megaraid_sas_ioctl\n");
+  tree.Write(kRaidNode, "");
+  script.major = 242;  // Another node could not be made.
+  EXPECT_EQ(Tell(script), element);
+  fs::remove(tree.Root() / kRaidNode.substr(1));
+  tree.Link(kRaidNode, "megaraid_sas_ioctl_node");
+  script.major = 243;  // It could be, but what keeps others from the one that is there is meant.
+  EXPECT_EQ(Tell(script),
+            Note("its control device cannot be opened: Too many levels of symbolic links"));
+}
+
 int OpenFiles() {
   int count = 0;
   for (int file = 0; file < 1024; ++file) count += ::fcntl(file, F_GETFD) == -1 ? 0 : 1;

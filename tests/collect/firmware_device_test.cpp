@@ -205,6 +205,18 @@ TEST(Tpms, OfTheSecondKindAnswerWithTheirProperties) {
                     "TPM\\VEN_INTC&MOD_Intel&VER_2.0", "TPM\\VEN_INTC&MOD_Intel"}));
 }
 
+TEST(Tpms, HaveWhatCanBeSeenOfTheLettersOfTheirMaker) {
+  const auto vendor = [](const std::string& letters) {
+    std::string answer = TpmAnswer();
+    answer.replace(answer.find("INTC"), 4, letters);
+    return ParseTpm2Properties(answer)->vendor;
+  };
+  EXPECT_EQ(vendor("A B\0"s), "AB");
+  EXPECT_EQ(vendor("!A~B"), "!A~B");
+  EXPECT_EQ(vendor("\x1F\x20\x7F\x80"), "");
+  EXPECT_EQ(vendor("\xFF\x21\x7E\t"), "!~");
+}
+
 TEST(Tpms, ThatAnswerWithAnErrorOrTooLittleTellNothing) {
   const std::string whole = TpmAnswer();
   constexpr std::size_t kUpToVersion = 19 + 7 * 8;

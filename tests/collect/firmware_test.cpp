@@ -219,6 +219,31 @@ TEST(ManagementController, HasTheAuxiliaryRevisionAsItsBuild) {
   EXPECT_EQ(elements[0]["Version"], "1.23");
 }
 
+TEST(ManagementController, HasTheBytesAloneAsItsBuild) {
+  TMadeTree tree;
+  tree.Write("/sys/devices/platform/ipmi_bmc.0/firmware_revision", "1.23\n")
+      .Write("/sys/devices/platform/ipmi_bmc.0/aux_firmware_revision",
+             "0x1 0x02 aux1 0x123 0X04 0xa5 unknown\n");
+  const auto elements = tree.Instances("QRXSG_SPROMFirmwareVPDMain");
+  ASSERT_EQ(elements.size(), 1U);
+  EXPECT_EQ(elements[0]["BuildNumber"], "02a5");
+}
+
+TEST(ManagementController, WithoutARevisionIsNotedAndLeftOut) {
+  TMadeTree tree;
+  const std::string folder = "/sys/devices/platform/ipmi_bmc.";
+  tree.Write(folder + "0/aux_firmware_revision", "0x01 0x00 0x2a 0x00\n")
+      .Write(folder + "1/firmware_revision", "\n")
+      .Write(folder + "2/firmware_revision", "2.5\n");
+  const auto controllers = tree.Instances("QRXSG_IPMIFirmwareElement");
+  ASSERT_EQ(controllers.size(), 1U);
+  EXPECT_EQ(controllers[0]["Version"], "2.05");
+  EXPECT_TRUE(tree.Instances("QRXSG_SPROMFirmwareVPDMain").empty());
+  const std::string why = "/firmware_revision: no revision of the management controller";
+  EXPECT_EQ(tree.Notes("management controller"),
+            (std::vector{folder + "0" + why, folder + "1" + why}));
+}
+
 TEST(ManagementController, IsNamedByTheFirmwareInventory) {
   TMadeTree tree;
   tree.Write("/sys/devices/platform/ipmi_bmc.0/aux_firmware_revision", "0x01 0x00 0x2a 0x00\n")

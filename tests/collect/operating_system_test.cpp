@@ -130,6 +130,21 @@ TEST(BuildId, NamesTheReleaseOfTheRedHatFamily) {
             "Debian GNU/Linux 12");
 }
 
+// Others have the older release file as well, for programs that look for nothing else.
+TEST(BuildId, IsOfTheRedHatFamilyByTheOlderFileOnlyWhereThereIsNoNewerOne) {
+  const std::string release = "Red Hat Enterprise Linux 6.4 (Santiago)\n";
+  const auto buildId = [&](const char* text) {
+    return BuildId({Assignments(text), release, "", ""});
+  };
+  EXPECT_EQ(buildId("ID=other\nVERSION_ID=2\nPRETTY_NAME=\"Other Linux 2\""), "Other Linux 2");
+  EXPECT_EQ(buildId("VERSION_ID=2\nPRETTY_NAME=\"Other Linux 2\""), "Other Linux 2");
+  EXPECT_EQ(buildId("ID=fedora\nVERSION_ID=2\nPRETTY_NAME=\"Other Linux 2\""),
+            "Other Linux release 2");
+  EXPECT_EQ(buildId("ID=other\nVERSION_ID=6.4\n"), "Red Hat Enterprise Linux 6.4 (Santiago)");
+  EXPECT_EQ(buildId(""), "Red Hat Enterprise Linux 6.4 (Santiago)");
+  EXPECT_EQ(BuildId({}), "");
+}
+
 TEST(BuildId, OfSuseByItsNameAloneIsThatWithoutWhatStandsInBrackets) {
   const auto buildId = [](const char* name) {
     return BuildId({{{"PRETTY_NAME", name}}, "", "", ""});

@@ -51,7 +51,8 @@ TEST_F(TClientTest, GivesAResourceAndItsStatus) {
   EXPECT_TRUE(thing) << thing.problem;
   EXPECT_EQ(thing.content["Name"], "x");
   EXPECT_EQ(thing.status, 200);
-  EXPECT_TRUE(Has(transport.Requests().at(0), "OData-Version: 4.0"));
+  EXPECT_EQ(transport.Requests().at(0).headers,
+            (std::vector<std::string>{"Accept: application/json", "OData-Version: 4.0"}));
 }
 
 TEST_F(TClientTest, AsksABusyServiceAgainAfterThePauseThatItWantsWithinReason) {
@@ -98,6 +99,19 @@ TEST_F(TClientTest, LeavesOutWhatNeverAnswersAndGoesOn) {
     EXPECT_EQ(server.Requests().size(), count);
     EXPECT_TRUE(client.Get("/next"));
     EXPECT_EQ(client.Exhausted(), "");
+  }
+}
+
+// What breaks off has said how it would answer, which counts for nothing.
+TEST_F(TClientTest, HasNoStatusOfAnAnswerThatDidNotArrive) {
+  for (const int status : {200, 401, 403}) {
+    transport.Script(kThing, {{.status = status, .body = "{}", .end = ETransferEnd::kBroken}});
+    const TResource thing = GetThing();
+    EXPECT_EQ(thing.status, 0);
+    EXPECT_FALSE(thing.IsRefused());
+    EXPECT_NE(thing.problem, "");
+    EXPECT_EQ(thing.problem.find("status"), std::string::npos) << thing.problem;
+    EXPECT_TRUE(thing.content.is_null());
   }
 }
 
@@ -197,9 +211,14 @@ TEST_F(TClientTest, ClosesItsSessionAlsoWhenItWasStopped) {
   }
   ASSERT_EQ(Requests("POST").size(), 1u);
   EXPECT_EQ(Requests("POST")[0].body, R"({"Password":"secret","UserName":"root"})");
+  EXPECT_EQ(Requests("POST")[0].headers,
+            (std::vector<std::string>{"Accept: application/json", "OData-Version: 4.0",
+                                      "Content-Type: application/json"}));
   ASSERT_EQ(Requests("DELETE").size(), 1u);
   EXPECT_EQ(Requests("DELETE")[0].url, "https://bmc/sessions/1");
-  EXPECT_TRUE(Has(Requests("DELETE")[0], "X-Auth-Token: t1"));
+  EXPECT_EQ(Requests("DELETE")[0].headers,
+            (std::vector<std::string>{"Accept: application/json", "OData-Version: 4.0",
+                                      "X-Auth-Token: t1"}));
 }
 
 TEST_F(TClientTest, FindsItsSessionInTheAnswerWhereNoHeaderNamesIt) {
@@ -214,7 +233,8 @@ TEST_F(TClientTest, NamesTheUserItselfWhereNoSessionComesAbout) {
   const std::string basic = "Authorization: Basic cm9vdDpzZWNyZXQ=";
   for (const TAnswer& answer :
        {TAnswer{.status = 404}, TAnswer{.status = 503}, TAnswer{.status = 201, .body = "{}"},
-        TAnswer{.status = 0, .end = ETransferEnd::kBroken}}) {
+        TAnswer{.status = 0, .end = ETransferEnd::kBroken},
+        TAnswer{.status = 401, .end = ETransferEnd::kBroken}}) {
     TFakeTransport server(time);
     server.Script(std::string(kOrigin) + kSessions, {answer});
     server.Script(kThing, {{.body = "{}"}});

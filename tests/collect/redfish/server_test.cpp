@@ -1,0 +1,385 @@
+// What a service in memory tells of a server, and what is asked of it for that.
+#include "collect/redfish/server.h"
+
+#include <gtest/gtest.h>
+
+#include "base/error.h"
+#include "tests/support/fake_transport.h"
+
+namespace svc::collect {
+namespace {
+
+using acquire::TFakeTime;
+using acquire::TFakeTransport;
+using acquire::TWatch;
+using TTexts = std::vector<std::string>;
+
+// "Class Name=Value ..." in the order of the properties.
+std::string Told(const TInstance& instance) {
+  std::string text = instance.ClassName();
+  for (const TProperty& property : instance.Properties()) {
+    text += " " + property.name + "=" + property.value;
+    for (const std::string& element : property.elements) text += "[" + element + "]";
+  }
+  return text;
+}
+
+std::string Link(const std::string& place) { return R"({"@odata.id":")" + place + "\"}"; }
+
+std::string Collection(const TTexts& members) {
+  std::string text;
+  for (const std::string& member : members) text += (text.empty() ? "" : ",") + member;
+  return R"({"Name":"Collection","Members":[)" + text + "]}";
+}
+
+// A service of one system without anything but its name, to which tests add.
+class TServerTest : public ::testing::Test {
+ protected:
+  TServerTest() {
+    ServeRoot("");
+    Serve("/systems", Collection({Link("/systems/1")}));
+    ServeSystem("");
+    Serve("/managers", Collection({}));
+    Serve("/updates", R"({"FirmwareInventory":{"@odata.id":"/firmware"}})");
+    Serve("/firmware", Collection({}));
+  }
+
+  void Serve(const std::string& place, const std::string& json, int status = 200) {
+    transport.Script("https://bmc" + place, {{.status = status, .body = json}});
+  }
+  void ServeRoot(const std::string& more) {
+    Serve("/redfish/v1/", R"({"Systems":{"@odata.id":"/systems"},"Managers":{"@odata.id":)"
+                          R"("/managers"},"UpdateService":{"@odata.id":"/updates"})" +
+                              more + "}");
+  }
+  void ServeSystem(const std::string& more) {
+    Serve("/systems/1", R"({"Model":"M","BiosVersion":"1.0")" + more + "}");
+  }
+  // The firmware inventory, one by one.
+  void ServeFirmware(const TTexts& items) {
+    TTexts links;
+    for (const std::string& item : items) {
+      const std::string place = "/firmware/" + std::to_string(links.size());
+      links.push_back(Link(place));
+      Serve(place, item);
+    }
+    Serve("/firmware", Collection(links));
+  }
+
+  // What the inventory holds behind machine and BIOS.
+  TTexts Read(const std::string& id = "") {
+    const TWatch watch([] { return false; }, std::chrono::seconds(600), time);
+    TClient client(transport, watch, "https://bmc");
+    TInventory inventory;
+    TService service(client, inventory);
+    service.Open();
+    TServer server{service, inventory};
+    ReadServer(id, server);
+    notes = inventory.Notes();
+    TTexts told;
+    for (const TInstance& instance : inventory.Instances()) told.push_back(Told(instance));
+    machine = {told.begin(), told.begin() + 2};
+    return {told.begin() + 2, told.end()};
+  }
+  std::string Failure(const std::string& id = "") {
+    try {
+      Read(id);
+    } catch (const TError& error) {
+      return error.what();
+    }
+    return "";
+  }
+  // The places that were asked for, and begin so.
+  TTexts Asked(const std::string& begin) const {
+    const std::string address = "https://bmc" + begin;
+    TTexts places;
+    for (const acquire::TRequest& request : transport.Requests())
+      if (request.url.starts_with(address)) places.push_back(request.url.substr(11));
+    return places;
+  }
+
+  TFakeTime time;
+  TFakeTransport transport{time};
+  TTexts machine;
+  TTexts notes;
+};
+
+TEST_F(TServerTest, IsAMachineWithABiosAtLeast) {
+  EXPECT_EQ(Read(), TTexts{});
+  EXPECT_EQ(machine, (TTexts{"QRXSG_ComputerSystem MachineType=M Model=M",
+                             "QRXSG_SystemBIOSElement Name=System BIOS Version=1.0"}));
+  EXPECT_EQ(notes, TTexts{});
+}
+
+// Each kind of device three times: one that is there, one that is not, one that does not say.
+TEST_F(TServerTest, HasNoDeviceThatIsAbsent) {
+  const auto three = [](const std::string& texts) {
+    return "[{" + texts + R"(,"Model":"A","Status":{"State":"Enabled"}},{)" + texts +
+           R"(,"Model":"B","Status":{"State":"Absent"}},{)" + texts + R"(,"Model":"C"}])";
+  };
+  ServeSystem(R"(,"Storage":{"@odata.id":"/storage"},"NetworkInterfaces":{"@odata.id":"/net"},)"
+              R"("TrustedModules":[{"FirmwareVersion":"5","InterfaceType":"A","Status":{"State":)"
+              R"("Enabled"}},{"FirmwareVersion":"5","InterfaceType":"B","Status":{"State":)"
+              R"("Absent"}},{"FirmwareVersion":"5","InterfaceType":"C"}])");
+  Serve("/storage", Collection({Link("/storage/1")}));
+  Serve("/storage/1", R"({"StorageControllers":)" + three(R"("FirmwareVersion":"1")") +
+                          R"(,"Controllers":{"@odata.id":"/controllers"},"Drives":[)" +
+                          Link("/d/1") + "," + Link("/d/2") + "," + Link("/d/3") + "]}");
+  const TJson controllers = TJson::parse(three(R"("FirmwareVersion":"2")"));
+  const TJson drives = TJson::parse(three(R"("Revision":"3")"));
+  const TJson adapters =
+      TJson::parse(three(R"("Controllers":[{"FirmwarePackageVersion":"4"},{},)"
+                         R"({"FirmwarePackageVersion":"4"},{"FirmwarePackageVersion":"4b"}])"));
+  TTexts interfaces, members;
+  for (int i = 0; i < 3; ++i) {
+    const std::string number = std::to_string(i + 1);
+    members.push_back(Link("/controllers/" + number));
+    interfaces.push_back(Link("/net/" + number));
+    Serve("/controllers/" + number, controllers[i].dump());
+    Serve("/d/" + number, drives[i].dump());
+    Serve("/net/" + number, R"({"Links":{"NetworkAdapter":)" + Link("/adapter/" + number) + "}}");
+    Serve("/adapter/" + number, adapters[i].dump());
+  }
+  Serve("/controllers", Collection(members));
+  Serve("/net", Collection(interfaces));
+  ServeFirmware({R"({"Name":"F1","Version":"6","Status":{"State":"Enabled"}})",
+                 R"({"Name":"F2","Version":"6","Status":{"State":"Absent"}})",
+                 R"({"Name":"F3","Version":"6"})"});
+  const auto device = [](const std::string& name, const std::string& version,
+                         const std::string& identifiers = "") {
+    return "SVC_FirmwareDevice Name=" + name + " Version=" + version + identifiers +
+           " Source=redfish";
+  };
+  EXPECT_EQ(
+      Read(),
+      (TTexts{device("A", "1"), device("C", "1"), device("A", "2"), device("C", "2"),
+              device("A", "3", " Identifiers=[A]"), device("C", "3", " Identifiers=[C]"),
+              device("A", "4"), device("A", "4b"), device("C", "4"), device("C", "4b"),
+              device("TPM A", "5"), device("TPM C", "5"), device("F1", "6"), device("F3", "6")}));
+  EXPECT_EQ(notes, TTexts{});
+}
+
+TEST_F(TServerTest, HasStorageControllersThatTellAVersionMegaRaidOnesInTheirClass) {
+  ServeSystem(R"(,"Storage":{"@odata.id":"/storage"})");
+  Serve("/storage", Collection({Link("/storage/1")}));
+  Serve("/storage/1", R"({"StorageControllers":[{"Name":"MEGARAID 1","FirmwareVersion":"1"},)"
+                      R"({"Name":"Arrayon","Model":"Big","FirmwareVersion":"2"},{"Model":"Old"},)"
+                      R"({"Name":"Raid","Manufacturer":"Maker","FirmwareVersion":"3"}]})");
+  EXPECT_EQ(
+      Read(),
+      (TTexts{"QRXSG_MegaLSIFWPackageBuildFirmwareElement Name=MEGARAID 1 Description=MEGARAID 1 "
+              "Version=1",
+              "QRXSG_MegaLSIFWPackageBuildFirmwareElement Name=Big Description=Big Version=2",
+              "SVC_FirmwareDevice Name=Raid Vendor=Maker Version=3 Source=redfish"}));
+}
+
+TEST_F(TServerTest, HasThePciNumbersOfADeviceByEachWayThatLeadsToThem) {
+  ServeSystem(R"(,"Storage":{"@odata.id":"/storage"})");
+  Serve("/storage", Collection({Link("/storage/1")}));
+  const auto controller = [](const std::string& name, const std::string& kind,
+                             const std::string& place) {
+    return R"({"Model":")" + name + R"(","FirmwareVersion":"1","Links":{")" + kind + "\":[" +
+           Link(place) + "]}}";
+  };
+  Serve("/storage/1", R"({"StorageControllers":[)" + controller("A", "PCIeFunctions", "/f") + "," +
+                          controller("B", "PCIeDevices", "/linked") + "," +
+                          controller("C", "PCIeDevices", "/collected") + "," +
+                          controller("D", "PCIeDevices", "/bare") + "," +
+                          controller("E", "PCIeFunctions", "/unknown") + "]}");
+  Serve("/f", R"({"VendorId":"0x8086","DeviceId":"0x1572"})");
+  Serve("/linked", R"({"Links":{"PCIeFunctions":[)" + Link("/f") + "]}}");
+  Serve("/collected", R"({"PCIeFunctions":{"@odata.id":"/functions"}})");
+  Serve("/functions", Collection({Link("/f")}));
+  Serve("/bare", R"({"Name":"of no function"})");
+  Serve("/unknown", R"({"VendorId":"0xffff","DeviceId":"0x1572"})");
+  const auto told = [](const std::string& name, const std::string& identifiers) {
+    return "SVC_FirmwareDevice Name=" + name + " Version=1" + identifiers + " Source=redfish";
+  };
+  const std::string known = " Identifiers=[PCI\\VEN_8086&DEV_1572]";
+  EXPECT_EQ(Read(), (TTexts{told("A", known), told("B", known), told("C", known), told("D", ""),
+                            told("E", "")}));
+  EXPECT_EQ(notes, TTexts{});
+}
+
+TEST_F(TServerTest, HasControllersOfItsBoardInTheirClassAndOthersAsDevices) {
+  TTexts links;
+  for (const char* kind :
+       {"", "BMC", "ManagementController", "EnclosureManager", "bmc", "Service"}) {
+    links.push_back(Link(std::string("/managers/") + kind + "1"));
+    Serve(std::string("/managers/") + kind + "1",
+          R"({"ManagerType":")" + std::string(kind) + R"(","Name":"N)" + kind +
+              R"(","Manufacturer":"Maker","FirmwareVersion":"7"})");
+  }
+  links.push_back(Link("/managers/silent"));
+  Serve("/managers/silent", R"({"ManagerType":"BMC","Name":"Silent"})");
+  links.push_back(Link("/managers/other"));
+  Serve("/managers/other",
+        R"({"FirmwareVersion":"8","Links":{"ManagerForServers":[)" + Link("/systems/10") + "]}}");
+  Serve("/managers", Collection(links));
+  const auto device = [](const std::string& kind) {
+    return "SVC_FirmwareDevice Name=N" + kind + " Vendor=Maker Version=7 Source=redfish";
+  };
+  EXPECT_EQ(Read(), (TTexts{"QRXSG_IPMIFirmwareElement Name=N Version=7",
+                            "QRXSG_IPMIFirmwareElement Name=NBMC Version=7",
+                            "QRXSG_IPMIFirmwareElement Name=NManagementController Version=7",
+                            device("EnclosureManager"), device("bmc"), device("Service")}));
+  EXPECT_EQ(notes, TTexts{"https://bmc/managers/silent: no firmware version; left out"});
+}
+
+// An item that a resource has said, by its place, its own words or a version with a date behind it.
+TEST_F(TServerTest, HasNoFirmwareTwice) {
+  Serve("/managers", Collection({Link("/managers/1")}));
+  Serve("/managers/1", R"({"FirmwareVersion":"2.0","Model":"Lights"})");
+  const auto item = [](const std::string& name, const std::string& version,
+                       const std::string& more = "") {
+    return R"({"Name":")" + name + R"(","Version":")" + version + "\"" + more + "}";
+  };
+  const std::string ofManager = R"(,"RelatedItem":[{"@odata.id":"/Managers/1/"}])";
+  ServeFirmware({item("Board UEFI", "1.0"), item("x", "2.0", ofManager),
+                 item("x", "2.0 (12/06/2017)", ofManager), item("The BMC", "2.0"),
+                 item("Managed", "2.0"), item("Board UEFI", "1.0.1"), item("x", "2.0"),
+                 item("y", "2.0(1)", ofManager), item("", "2.0", ofManager + R"(,"Id":"z")"),
+                 item("w", "2.0", ofManager + R"(,"SoftwareId":"S","Manufacturer":"M")"),
+                 item("Software Inventory", "3", R"(,"Id":"CPLD")")});
+  const auto device = [](const std::string& texts) {
+    return "SVC_FirmwareDevice Name=" + texts + " Source=redfish";
+  };
+  EXPECT_EQ(Read(), (TTexts{"QRXSG_IPMIFirmwareElement Name=Lights Version=2.0",
+                            device("Board UEFI Version=1.0.1"), device("x Version=2.0"),
+                            device("y Version=2.0(1)"),
+                            device("w Vendor=M Version=2.0 "
+                                   "Identifiers=[REDFISH\\VENDOR_M&SOFTWAREID_S]"),
+                            device("CPLD Version=3")}));
+}
+
+TEST_F(TServerTest, HasTheFirmwareOfNoOtherSystem) {
+  Serve("/systems", Collection({Link("/systems/1"), Link("/systems/2"), Link("/systems/3")}));
+  const auto item = [](const std::string& name, const TTexts& related) {
+    std::string links;
+    for (const std::string& place : related) links += (links.empty() ? "" : ",") + Link(place);
+    return R"({"Name":")" + name + R"(","Version":"1","RelatedItem":[)" + links + "]}";
+  };
+  ServeFirmware({item("own", {"/systems/1/Bios"}), item("other", {"/systems/2"}),
+                 item("others", {"/systems/2/Bios", "/systems/3"}),
+                 item("shared", {"/systems/2", "/systems/1"}), item("nobody's", {}),
+                 item("tenth", {"/systems/20"})});
+  TTexts names;
+  for (const std::string& told : Read("1")) names.push_back(told.substr(24));
+  EXPECT_EQ(names, (TTexts{"own Version=1 Source=redfish", "shared Version=1 Source=redfish",
+                           "nobody's Version=1 Source=redfish", "tenth Version=1 Source=redfish"}));
+  EXPECT_EQ(notes, TTexts{});
+}
+
+TEST_F(TServerTest, FailsWithTheReasonWhyItsSystemsAreNotTold) {
+  Serve("/systems", "", 403);
+  EXPECT_EQ(Failure(),
+            "https://bmc/systems: the server answered with status 403; the user may not read it");
+  Serve("/systems", "", 404);
+  EXPECT_EQ(Failure(), "https://bmc/systems: the server answered with status 404");
+  Serve("/systems", "[]");
+  EXPECT_EQ(Failure(), "https://bmc/systems: it is no JSON object");
+  Serve("/systems", Collection({}));
+  EXPECT_EQ(Failure(), "https://bmc: the service tells of no system");
+  Serve("/systems", Collection({R"({"Name":"of no place"})"}));
+  EXPECT_EQ(Failure(), "https://bmc: the service tells of no system");
+  Serve("/redfish/v1/", R"({"RedfishVersion":"1.0"})");
+  EXPECT_EQ(Failure(), "https://bmc: the service tells of no system");
+  Serve("/redfish/v1/", R"({"Name":"another"})");
+  EXPECT_EQ(
+      Failure(),
+      "https://bmc/redfish/v1/: no Redfish service is there; give the address of the server's "
+      "management controller");
+}
+
+// "" where members are asked for one by one.
+TEST_F(TServerTest, IsAskedForMembersAtOnceAsItOffers) {
+  struct TOffer {
+    std::string features;
+    std::string query;
+  };
+  const std::string each = "?$expand=.", levels = "?$expand=.($levels=1)";
+  for (const TOffer& offer :
+       {TOffer{R"({"NoLinks":true,"Levels":true})", levels},
+        TOffer{R"({"NoLinks":true,"Levels":false})", each},
+        TOffer{R"({"NoLinks":true,"Levels":"true"})", each}, TOffer{R"({"NoLinks":true})", each},
+        TOffer{R"({"NoLinks":false,"Levels":true})", ""},
+        TOffer{R"({"NoLinks":"true","Levels":true})", ""}, TOffer{R"({"NoLinks":1})", ""},
+        TOffer{R"({"Levels":true})", ""}, TOffer{"{}", ""}, TOffer{"[]", ""}}) {
+    const std::size_t before = Asked("").size();
+    ServeRoot(R"(,"ProtocolFeaturesSupported":{"ExpandQuery":)" + offer.features + "}");
+    ServeFirmware({R"({"Name":"one by one","Version":"1"})"});
+    Serve("/firmware" + offer.query, offer.query.empty() ? Collection({Link("/firmware/0")})
+                                                         : Collection({R"({"Name":"at once"})"}));
+    Serve("/managers" + offer.query, Collection({}));
+    const std::string name = offer.query.empty() ? "one by one Version=1" : "at once";
+    EXPECT_EQ(Read(), TTexts{"SVC_FirmwareDevice Name=" + name + " Source=redfish"});
+    TTexts wanted = {"/redfish/v1/", "/systems", "/systems/1", "/updates",
+                     "/firmware" + offer.query};
+    if (offer.query.empty()) wanted.emplace_back("/firmware/0");
+    wanted.push_back("/managers" + offer.query);
+    const TTexts asked = Asked("");
+    EXPECT_EQ(TTexts(asked.begin() + static_cast<std::ptrdiff_t>(before), asked.end()), wanted)
+        << offer.features << ": of the systems the places are enough";
+  }
+}
+
+TEST_F(TServerTest, ThatDoesNotDoWhatItOffersIsAskedThePlainWayFromThenOn) {
+  ServeRoot(R"(,"ProtocolFeaturesSupported":{"ExpandQuery":{"NoLinks":true}})");
+  ServeFirmware({R"({"Name":"F","Version":"1"})"});
+  EXPECT_EQ(Read(), TTexts{"SVC_FirmwareDevice Name=F Version=1 Source=redfish"});
+  EXPECT_EQ(Asked("/firmware"), (TTexts{"/firmware?$expand=.", "/firmware", "/firmware/0"}));
+  EXPECT_EQ(Asked("/managers"), TTexts{"/managers"});
+  EXPECT_EQ(notes, TTexts{});
+}
+
+TEST_F(TServerTest, HasALineForEachProblemButOneForTheEndOfAll) {
+  const TWatch watch([] { return false; }, std::chrono::seconds(600), time);
+  TClientLimits limits;
+  limits.requests = 1;
+  TClient client(transport, watch, "https://bmc", limits);
+  TInventory inventory;
+  TService service(client, inventory);
+  EXPECT_TRUE(service.Read("/none").is_null());
+  service.Note("one");
+  service.Note("one");
+  EXPECT_TRUE(service.Read("").is_null());
+  EXPECT_TRUE(service.Read("/systems").is_null());
+  EXPECT_TRUE(service.Read("/managers").is_null());
+  service.Note("two");
+  EXPECT_EQ(
+      inventory.Notes(),
+      (TTexts{"https://bmc/none: the server answered with status 404; left out", "one; left out",
+              "one; left out", "https://bmc: 1 requests were made; all that is missing is left out",
+              "two; left out"}));
+}
+
+TEST(Places, AreWithinAResourceWithWhatIsBelowIt) {
+  for (const char* place : {"/s/1", "/s/1/", "/s/1/Bios", "/s/1#/Fans/0"}) {
+    EXPECT_TRUE(IsWithin(place, "/s/1")) << place;
+    EXPECT_TRUE(IsWithin(place, "/s/1//")) << place;
+  }
+  for (const char* place : {"", "/s", "/s/", "/s/10", "/s/1x", "s/1", "/S/1"})
+    EXPECT_FALSE(IsWithin(place, "/s/1")) << place;
+  EXPECT_FALSE(IsWithin("/s/1", ""));
+  EXPECT_FALSE(IsWithin("/s/1", "/")) << "else everything would be";
+  EXPECT_EQ(LastName("/s/1"), "1");
+  EXPECT_EQ(LastName("/s/1//"), "1");
+  EXPECT_EQ(LastName("1"), "1");
+  EXPECT_EQ(LastName("/"), "");
+}
+
+TEST(Lists, AreReadUpToTwoThousandElements) {
+  for (const std::size_t count : {1999, 2000, 2001}) {
+    TJson resource = {{"List", TJson::array()}};
+    for (std::size_t i = 0; i < count; ++i) resource["List"].push_back({{"@odata.id", "/x"}});
+    EXPECT_EQ(ListOf(resource, "List").size(), std::min<std::size_t>(count, 2000));
+    EXPECT_EQ(PlacesOf(resource, "List").size(), std::min<std::size_t>(count, 2000));
+  }
+  const TJson odd = TJson::parse(R"({"List":[{"@odata.id":"/x"},{},7,null,{"@odata.id":7}]})");
+  EXPECT_EQ(PlacesOf(odd, "List"), TTexts{"/x"});
+  EXPECT_TRUE(ListOf(odd, "None").empty());
+  EXPECT_TRUE(PlacesOf(TJson::parse(R"({"List":{"a":1}})"), "List").empty());
+}
+
+}  // namespace
+}  // namespace svc::collect
