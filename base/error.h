@@ -57,6 +57,17 @@ inline bool IsWantOfRoom(const TError& error) noexcept {
   return error.Number() == ENOSPC;
 }
 
+// Does what the action does. Where that throws a TThrown, throws what `told` makes of it: in words
+// that name what only the caller knows, such as the file.
+template <typename TThrown = TError, typename TAction, typename TTold>
+decltype(auto) Retold(const TAction& action, const TTold& told) {
+  try {
+    return action();
+  } catch (const TThrown& error) {
+    throw told(error);
+  }
+}
+
 inline TError TextError(std::size_t line, const std::string& reason) {
   return TError(reason, EErrorKind::kText, static_cast<int>(line));
 }

@@ -51,6 +51,18 @@ inline std::string ReasonOf(const std::exception& error) {
   return isMemory ? "out of memory; free some, or give a smaller catalogue" : error.what();
 }
 
+// The door of the program and of each of its modules: the status that the action ends with, or that
+// of its failure, which `report` is told in words.
+template <typename TAction, typename TReport>
+int StatusOfRun(const TAction& action, const TReport& report) noexcept {
+  try {
+    return action();
+  } catch (const std::exception& error) {
+    report(ReasonOf(error));
+    return StatusOf(error);
+  }
+}
+
 // From the last call on, it is noted when memory runs out: whoever catches the exception may go on
 // without what it was needed for.
 void WatchMemory() noexcept;

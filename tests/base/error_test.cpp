@@ -37,6 +37,28 @@ TEST(WantOfRoom, IsNoNumberOfAnotherKind) {
   EXPECT_FALSE(IsWantOfRoom(TError("broken off", EErrorKind::kDownload, ENOSPC)));
 }
 
+TEST(Retold, IsWhatTheActionThrewInOtherWords) {
+  const auto read = []() -> int { throw TextError(7, "no version"); };
+  try {
+    Retold(read, [](const TError& error) {
+      return TError(std::string("a.toml: ") + error.what(), EErrorKind::kUsage, error.Number());
+    });
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const TError& error) {
+    EXPECT_STREQ(error.what(), "a.toml: no version");
+    EXPECT_EQ(error.Kind(), EErrorKind::kUsage);
+    EXPECT_EQ(error.Number(), 7);
+  }
+}
+
+TEST(Retold, LeavesAValueAndWhatIsOfAnotherTypeAsTheyAre) {
+  const auto told = [](const std::exception& error) { return TError(error.what()); };
+  EXPECT_EQ(Retold([] { return 3; }, told), 3);
+  EXPECT_THROW(Retold([] { throw std::bad_alloc(); }, told), std::bad_alloc);
+  EXPECT_THROW(Retold<std::bad_alloc>([] { throw TError("full"); }, told), TError);
+  EXPECT_THROW(Retold<std::bad_alloc>([] { throw std::bad_alloc(); }, told), TError);
+}
+
 TEST(TextError, KeepsItsLine) {
   const TError error = TextError(7, "no version");
   EXPECT_STREQ(error.what(), "no version");

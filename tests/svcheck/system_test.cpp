@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
@@ -60,6 +62,19 @@ TEST(StatusOf, AKindIsWhatManualAndScriptsGoBy) {
   EXPECT_EQ(StatusOf(TError("unsigned", EErrorKind::kRepository, 30)), 4);
   EXPECT_EQ(StatusOf(TError("no such option", EErrorKind::kUsage)), 64);
   EXPECT_EQ(StatusOf(std::runtime_error("of another's")), 1);
+}
+
+TEST(StatusOfRun, IsTheActionsOrThatOfItsFailureWithTheReason) {
+  std::vector<std::string> reasons;
+  const auto report = [&reasons](const std::string& reason) { reasons.push_back(reason); };
+  EXPECT_EQ(StatusOfRun([] { return kExitCondition; }, report), kExitCondition);
+  EXPECT_TRUE(reasons.empty());
+  const auto refuse = []() -> int { throw TError("no such verb", EErrorKind::kUsage); };
+  EXPECT_EQ(StatusOfRun(refuse, report), kExitUsage);
+  const auto exhaust = []() -> int { throw std::bad_alloc(); };
+  EXPECT_EQ(StatusOfRun(exhaust, report), kExitFailure);
+  EXPECT_EQ(reasons, (std::vector<std::string>{
+                         "no such verb", "out of memory; free some, or give a smaller catalogue"}));
 }
 
 TEST(KindOfStatus, TellsEachFailureThatHasAStatusOfItsOwn) {
