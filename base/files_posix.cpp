@@ -8,8 +8,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
-#include <utility>
 
 #include "base/files.h"
 #include "base/path_walk.h"

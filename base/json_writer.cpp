@@ -1,7 +1,6 @@
 #include "base/json_writer.h"
 
 #include <charconv>
-#include <cstring>
 
 #include "base/shown_text.h"
 

@@ -1,7 +1,7 @@
 #include <windows.h>
 
 #include "base/module.h"
-#include "base/utf16.h"
+#include "base/shown_text.h"
 
 namespace svc {
 

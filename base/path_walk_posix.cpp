@@ -5,7 +5,6 @@
 #include <linux/posix_acl.h>
 #include <linux/posix_acl_xattr.h>
 #include <sys/auxv.h>
-#include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/syscall.h>
 #include <sys/xattr.h>
@@ -15,10 +14,8 @@
 #include <array>
 #include <cerrno>
 #include <optional>
-#include <utility>
 #include <vector>
 
-#include "base/files.h"
 #include "base/path_walk.h"
 
 namespace svc::files {

@@ -80,6 +80,20 @@ std::vector<std::string> MostAlike(std::string_view word, std::vector<std::strin
 // "did you mean "NAME"? ", or nothing.
 std::string DidYouMean(std::string_view word, const std::vector<std::string>& names);
 
+// --- UTF-16 ---
+
+// Texts between this program, which has UTF-8, and Windows, which has UTF-16. What is no text of
+// the one becomes U+FFFD in the other. Windows alone. Any thread.
+
+std::wstring Widen(std::string_view text);
+std::string Narrow(std::wstring_view text);
+
+// What the system says of an error or result code of its own, without a full stop; empty where it
+// knows none.
+std::string SystemMessage(unsigned long code);
+// The same, or "error 5".
+std::string SystemText(unsigned long code);
+
 }  // namespace svc
 
 #endif  // BASE_SHOWN_TEXT_H_

@@ -8,8 +8,6 @@
 #include <unordered_map>
 #include <utility>
 
-#include "collect/text.h"
-
 namespace svc::collect {
 namespace {
 
@@ -121,6 +119,32 @@ TFirmwareDevice Merged(TFirmwareDevice device, const TFirmwareDevice& known) {
   return device;
 }
 
+// A text of a fixed number of letters, as ids of IDE devices have them.
+std::string Padded(std::string text, std::size_t size) {
+  for (char& letter : text) {
+    if (letter == ' ') letter = '_';
+  }
+  text.resize(size, '_');
+  return text;
+}
+
+std::string ResourceName(std::string_view type) {
+  if (type == "1") return "System Firmware";
+  if (type == "2") return "Device Firmware";
+  return type == "3" ? "UEFI Driver" : "Firmware";
+}
+
+std::vector<std::string> ProcessorIdentifiers(const TProcessorNumbers& numbers) {
+  const std::string family = fmt::format("CPUID\\PRO_0&FAM_{:02X}", numbers.family);
+  const std::string model = fmt::format("{}&MOD_{:02X}", family, numbers.model);
+  return {fmt::format("{}&STP_{:X}", model, numbers.stepping), model, family};
+}
+
+// A hypervisor that hides the revision says that all its bits are set.
+bool IsRevision(const std::string& text) {
+  return text.starts_with("0x") && text != "0xffffffff" && text != "0x0";
+}
+
 }  // namespace
 
 void AddDevice(const TFirmwareDevice& device, TInventory& inventory) {
@@ -153,36 +177,6 @@ std::vector<std::string> PciIdentifiers(std::string_view bus, const TPciNumbers&
   if (subsystemVendor.empty() || subsystemDevice.empty()) return {plain};
   return {fmt::format("{}&SUBSYS_{}{}", plain, subsystemVendor, subsystemDevice), plain};
 }
-
-namespace {
-
-// A text of a fixed number of letters, as ids of IDE devices have them.
-std::string Padded(std::string text, std::size_t size) {
-  for (char& letter : text) {
-    if (letter == ' ') letter = '_';
-  }
-  text.resize(size, '_');
-  return text;
-}
-
-std::string ResourceName(std::string_view type) {
-  if (type == "1") return "System Firmware";
-  if (type == "2") return "Device Firmware";
-  return type == "3" ? "UEFI Driver" : "Firmware";
-}
-
-std::vector<std::string> ProcessorIdentifiers(const TProcessorNumbers& numbers) {
-  const std::string family = fmt::format("CPUID\\PRO_0&FAM_{:02X}", numbers.family);
-  const std::string model = fmt::format("{}&MOD_{:02X}", family, numbers.model);
-  return {fmt::format("{}&STP_{:X}", model, numbers.stepping), model, family};
-}
-
-// A hypervisor that hides the revision says that all its bits are set.
-bool IsRevision(const std::string& text) {
-  return text.starts_with("0x") && text != "0xffffffff" && text != "0x0";
-}
-
-}  // namespace
 
 TFirmwareDevice NvmeDisk(const std::string& model, const std::string& revision,
                          const TPciNumbers& controller) {

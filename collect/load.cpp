@@ -1,5 +1,5 @@
 #include "collect/collector.h"
-#include "runtime/acquire/module.h"
+#include "runtime/acquire/engine.h"
 
 namespace svc::collect {
 

@@ -1,8 +1,8 @@
 # What reads a Windows machine: the same loader and forms, other sources.
 svc_folder(collect
   SOURCES
-    ipmi.cpp windows/windows_firmware.cpp windows/windows_machine.cpp
-    windows/windows_sources.cpp
+    platform_firmware.cpp windows/windows_collector.cpp windows/windows_firmware.cpp
+    windows/windows_machine.cpp windows/windows_sources.cpp
   LINKS collect_forms base advapi32 ole32 oleaut32 wbemuuid version)
 
-collect_module(windows/windows_collector.cpp)
+collect_module()

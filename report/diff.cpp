@@ -1,16 +1,16 @@
 #include "report/diff.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 #include <deque>
 #include <map>
-#include <string>
 #include <tuple>
 #include <utility>
 
 #include "base/shown_text.h"
-#include "report/columns.h"
 #include "report/json.h"
+#include "report/table.h"
 #include "report/text.h"
 
 namespace svc::report {

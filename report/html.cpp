@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "report/kernel_rows.h"
 #include "report/model.h"
 #include "report/page_parts.h"
 #include "report/records.h"

@@ -4,9 +4,7 @@
 #include <fmt/format.h>
 
 #include <string>
-#include <utility>
 
-#include "report/model.h"
 #include "report/records.h"
 #include "report/selection.h"
 #include "report/text.h"

@@ -1,4 +1,4 @@
-#include "report/kernel_rows.h"
+#include "report/records.h"
 
 #include <fmt/format.h>
 

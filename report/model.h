@@ -270,7 +270,7 @@ struct TSummary {
 TSummary Summarize(const TReport& report);
 
 // What there is to install: the update elements of what is outdated and not waived, each once, and
-// those that bring the drivers of one kernel (report/kernel_rows.h) once together; of other records
+// those that bring the drivers of one kernel (report/records.h) once together; of other records
 // whose element is not known, each counts.
 std::size_t CountUpdates(const TReport& report);
 // The name of an update element, or else its place.

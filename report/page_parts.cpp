@@ -38,6 +38,12 @@ std::string Lower(std::string_view text) {
   return lower;
 }
 
+std::string CatalogueAge(const TReport& report) {
+  const auto date = report.catalogue.Date();
+  if (!date) return {};
+  return fmt::format("{}, from {}", Age(report.generated - *date), UtcTime(*date));
+}
+
 }  // namespace
 
 std::string Isolated(std::string_view text) { return "<bdi>" + PageText(text) + "</bdi>"; }
@@ -100,16 +106,6 @@ std::string Fact(std::string_view name, std::string_view value) {
   if (value.empty()) return {};
   return fmt::format("<dt>{}</dt><dd>{}</dd>\n", name, PageText(value));
 }
-
-namespace {
-
-std::string CatalogueAge(const TReport& report) {
-  const auto date = report.catalogue.Date();
-  if (!date) return {};
-  return fmt::format("{}, from {}", Age(report.generated - *date), UtcTime(*date));
-}
-
-}  // namespace
 
 std::string CatalogueCard(const TReport& report) {
   const TCatalogue& catalogue = report.catalogue;

@@ -9,7 +9,6 @@
 #include <new>
 
 #include "report/text.h"
-#include "report/version_runs.h"
 
 namespace svc::report {
 

@@ -1,10 +1,8 @@
 #include "report/version.h"
 
 #include <algorithm>
-#include <array>
 
 #include "report/text.h"
-#include "report/version_runs.h"
 
 namespace svc::report {
 

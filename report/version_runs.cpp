@@ -1,4 +1,4 @@
-#include "report/version_runs.h"
+#include "report/version.h"
 
 #include <algorithm>
 #include <array>

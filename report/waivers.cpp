@@ -1,7 +1,6 @@
 #include "report/waivers.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -114,6 +113,8 @@ class TAppliedWaivers {
   std::vector<std::size_t> withWildcards;
 };
 
+std::size_t SizeOfFirst(std::string_view text) noexcept { return FirstCodePoint(text).size; }
+
 }  // namespace
 
 bool HasWildcards(const TWaiver& waiver) {
@@ -133,12 +134,6 @@ void ApplyWaivers(const std::vector<TWaiver>& waivers, TReport& report) {
     if (record.verdict != EVerdict::kCurrent) applied->Mark(record);
   });
 }
-
-namespace {
-
-std::size_t SizeOfFirst(std::string_view text) noexcept { return FirstCodePoint(text).size; }
-
-}  // namespace
 
 bool MatchesGlob(std::string_view pattern, std::string_view text) noexcept {
   // Behind the last "*": what has to go by the text from `resumed` on. Only the last one is ever

@@ -10,7 +10,6 @@
 #include "svcheck/cli/help.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/interruption.h"
 #include "svcheck/system/process.h"
 
 namespace svc {
@@ -72,7 +71,7 @@ int RunProgram(int argc, char** argv) {
 }  // namespace svc
 
 int main(int argc, char** argv) {
-  try {
+  const auto run = [&] {
     svc::GuardStandardStreams();
     svc::GuardEnvironment();
     svc::GuardFileSizes();
@@ -80,8 +79,6 @@ int main(int argc, char** argv) {
     std::set_terminate(svc::Terminate);
     svc::HandleInterruption();
     return svc::RunProgram(argc, argv);
-  } catch (const std::exception& error) {
-    svc::ReportError(svc::ReasonOf(error));
-    return svc::StatusOf(error);
-  }
+  };
+  return svc::StatusOfRun(run, svc::ReportError);
 }

@@ -12,7 +12,6 @@
 
 #include "collect/cim_xml.h"
 #include "collect/linux/linux_collector.h"
-#include "collect/text.h"
 
 namespace svc::collect {
 

@@ -12,14 +12,11 @@
 #include <cstring>
 
 #include "base/error.h"
-#include "collect/archive_filter.h"
+#include "collect/archive_reader.h"
 
 namespace svc::collect {
 namespace {
 
-struct TFreeArchive {
-  void operator()(archive* reader) const { ::archive_read_free(reader); }
-};
 struct TFreeModule {
   void operator()(kmod_module* module) const { ::kmod_module_unref(module); }
 };
@@ -112,8 +109,7 @@ const TCompression* CompressionOf(std::string_view head) {
 // Unpacks in that one way: a file that was compressed over and over stays so.
 class TUnpacking {
  public:
-  TUnpacking(const TDescriptor& file, int filter) : reader(::archive_read_new()) {
-    if (!reader) throw std::bad_alloc();
+  TUnpacking(const TDescriptor& file, int filter) {
     ::lseek(file.Get(), 0, SEEK_SET);
     AllowFilter(reader.get(), filter);
     Check(::archive_read_append_filter(reader.get(), filter));
@@ -126,23 +122,19 @@ class TUnpacking {
   // The next bytes, which stay until the next call; empty at the end.
   std::string_view Next() {
     const la_ssize_t count = ::archive_read_data(reader.get(), block.data(), block.size());
-    if (count < 0) Fail();
+    if (count < 0) throw Failure();
     return {block.data(), static_cast<std::size_t>(count)};
   }
 
  private:
   void Check(int status) const {
-    if (status < ARCHIVE_WARN || status == ARCHIVE_EOF) Fail();
+    if (status < ARCHIVE_WARN || status == ARCHIVE_EOF) throw Failure();
   }
 
-  [[noreturn]] void Fail() const {
-    const char* const cause = ::archive_error_string(reader.get());
-    throw TError(std::string("it cannot be unpacked: ") +
-                 (cause != nullptr ? cause : "it is broken"));
-  }
+  TError Failure() const { return TError("it cannot be unpacked: " + CauseOf(reader.get())); }
 
   std::array<char, 1U << 16U> block;
-  std::unique_ptr<archive, TFreeArchive> reader;
+  TArchive reader = NewArchiveReader();
 };
 
 void Unpack(const TDescriptor& file, const TCompression& compression, TCopy& copy) {

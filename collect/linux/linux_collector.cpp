@@ -14,10 +14,8 @@
 #include <system_error>
 
 #include "base/error.h"
-#include "collect/cim_xml.h"
 
 namespace svc::collect {
-
 namespace {
 
 // In the order of the document.
@@ -223,3 +221,10 @@ void WriteCapture(const TTree& tree, bool redact, const TWrite& write) {
 }
 
 }  // namespace svc::collect
+
+// The entry of libsvcheck-collect.so.
+extern "C" __attribute__((visibility("default"))) const svc::collect::ICollector*
+SvcheckCollector() {
+  static const svc::collect::TLinuxCollector collector;
+  return &collector;
+}

@@ -12,7 +12,7 @@
 #include "collect/collector.h"
 #include "collect/firmware_device.h"
 #include "collect/linux/tree.h"
-#include "collect/smbios.h"
+#include "collect/platform_firmware.h"
 
 namespace svc::collect {
 

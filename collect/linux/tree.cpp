@@ -12,7 +12,6 @@
 
 #include "base/error.h"
 #include "base/files.h"
-#include "base/path_walk.h"
 #include "collect/linux/tree.h"
 
 namespace svc::collect {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/path_walk.h"
-#include "collect/text.h"
+#include "collect/cim_xml.h"
 
 namespace svc::collect {
 

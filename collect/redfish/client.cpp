@@ -1,4 +1,4 @@
-#include "collect/redfish/client.h"
+#include "collect/redfish/redfish.h"
 
 #include <fmt/format.h>
 
@@ -8,10 +8,10 @@
 
 #include "base/bounded_json.h"
 #include "base/error.h"
-#include "collect/text.h"
+#include "collect/cim_xml.h"
 #include "runtime/acquire/address.h"
+#include "runtime/acquire/crypto.h"
 #include "runtime/acquire/fetcher.h"
-#include "runtime/acquire/minisign.h"
 
 namespace svc::collect {
 namespace {
@@ -78,6 +78,23 @@ std::string AdviceFor(int status) {
   if (status == 401) return "; check user and password";
   if (status == 403) return "; the user may not read it";
   return "";
+}
+
+TError BadUrl(const std::string& url, const std::string& what) {
+  return TError("--redfish " + acquire::ShownAddress(url) + ": " + what +
+                    "; it looks like https://bmc.example.com",
+                EErrorKind::kUsage);
+}
+
+bool IsThisMachine(std::string_view host) {
+  const bool isNumber = host.find_first_not_of("0123456789.") == host.npos;
+  return host == "localhost" || host == "[::1]" || (isNumber && host.starts_with("127."));
+}
+
+// A path that means the service's root.
+bool IsRoot(std::string_view path) {
+  while (path.ends_with('/')) path.remove_suffix(1);
+  return path.empty() || path == "/redfish" || path == "/redfish/v1";
 }
 
 }  // namespace
@@ -265,27 +282,6 @@ void TClient::LogOut() {
   for (int turn = 0; turn < kLastTurns && !transport.Wait(kTurn); ++turn) continue;
   transport.CancelAll();
 }
-
-namespace {
-
-TError BadUrl(const std::string& url, const std::string& what) {
-  return TError("--redfish " + acquire::ShownAddress(url) + ": " + what +
-                    "; it looks like https://bmc.example.com",
-                EErrorKind::kUsage);
-}
-
-bool IsThisMachine(std::string_view host) {
-  const bool isNumber = host.find_first_not_of("0123456789.") == host.npos;
-  return host == "localhost" || host == "[::1]" || (isNumber && host.starts_with("127."));
-}
-
-// A path that means the service's root.
-bool IsRoot(std::string_view path) {
-  while (path.ends_with('/')) path.remove_suffix(1);
-  return path.empty() || path == "/redfish" || path == "/redfish/v1";
-}
-
-}  // namespace
 
 std::string ServiceOrigin(const std::string& url) {
   const std::size_t begin = acquire::HostBegin(url);

@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "collect/redfish/server.h"
-#include "collect/text.h"
+#include "collect/cim_xml.h"
+#include "collect/redfish/redfish.h"
 
 namespace svc::collect {
 namespace {

@@ -1,4 +1,4 @@
-#include "collect/redfish/service.h"
+#include "collect/redfish/redfish.h"
 
 #include <fmt/format.h>
 
@@ -35,6 +35,11 @@ bool IsWhole(const TJson& member) {
       member.items(), [](const auto& item) { return item.key().find('@') == std::string::npos; });
 }
 
+std::string_view WithoutSlashes(std::string_view place) {
+  while (place.ends_with('/')) place.remove_suffix(1);
+  return place;
+}
+
 }  // namespace
 
 const TJson& PartOf(const TJson& resource, const char* name) {
@@ -68,15 +73,6 @@ std::vector<std::string> PlacesOf(const TJson& resource, const char* name) {
   }
   return places;
 }
-
-namespace {
-
-std::string_view WithoutSlashes(std::string_view place) {
-  while (place.ends_with('/')) place.remove_suffix(1);
-  return place;
-}
-
-}  // namespace
 
 bool IsWithin(std::string_view place, std::string_view resource) {
   resource = WithoutSlashes(resource);

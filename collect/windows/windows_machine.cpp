@@ -12,8 +12,7 @@
 #include <cstring>
 
 #include "base/error.h"
-#include "base/utf16.h"
-#include "collect/text.h"
+#include "base/shown_text.h"
 
 namespace svc::collect {
 
@@ -211,38 +210,42 @@ TWmi::~TWmi() {
   if (initialised) CoUninitialize();
 }
 
-TAnswer<std::vector<TRow>> TWmi::Instances(const std::string& space,
-                                           const std::string& className) const {
-  TAnswer<std::vector<TRow>> answer;
+// What was read before the failure stays in the answer.
+template <typename TValue, typename TRead>
+TAnswer<TValue> AnswerOf(const TRead& read) {
+  TAnswer<TValue> answer;
   try {
-    TCom<IWbemServices> services;
-    TCom<IEnumWbemClassObject> found;
-    Connect(space, services);
-    Select(services, className, found);
-    for (;;) {
-      TCom<IWbemClassObject> object;
-      if (!Next(found, object)) return answer;
-      answer.value.push_back(RowOf(object));
-    }
+    read(answer.value);
   } catch (const TError& error) {
     answer.problem = error.what();
   }
   return answer;
 }
 
+TAnswer<std::vector<TRow>> TWmi::Instances(const std::string& space,
+                                           const std::string& className) const {
+  return AnswerOf<std::vector<TRow>>([&](std::vector<TRow>& rows) {
+    TCom<IWbemServices> services;
+    TCom<IEnumWbemClassObject> found;
+    Connect(space, services);
+    Select(services, className, found);
+    for (;;) {
+      TCom<IWbemClassObject> object;
+      if (!Next(found, object)) return;
+      rows.push_back(RowOf(object));
+    }
+  });
+}
+
 TAnswer<std::string> TWmi::AskController(std::uint8_t function, std::uint8_t command) const {
-  TAnswer<std::string> answer;
-  try {
+  return AnswerOf<std::string>([&](std::string& response) {
     TCom<IWbemServices> services;
     TCom<IEnumWbemClassObject> found;
     TCom<IWbemClassObject> controller;
     Connect(kDriverSpace, services);
     Select(services, kControllerClass, found);
-    if (Next(found, controller)) answer.value = Send(services, controller, function, command);
-  } catch (const TError& error) {
-    answer.problem = error.what();
-  }
-  return answer;
+    if (Next(found, controller)) response = Send(services, controller, function, command);
+  });
 }
 
 // --- The registry of the running system ---

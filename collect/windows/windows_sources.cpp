@@ -6,9 +6,9 @@
 #include <array>
 #include <cctype>
 
-#include "base/utf16.h"
+#include "base/shown_text.h"
 #include "collect/cim_xml.h"
-#include "collect/ipmi.h"
+#include "collect/platform_firmware.h"
 
 namespace svc::collect {
 

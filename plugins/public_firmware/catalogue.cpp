@@ -4,10 +4,9 @@
 #include <stdexcept>
 
 #include "host/hskcore/exception.h"
-#include "host/hskcore/namespace_provider.h"
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
-#include "host/xmlparser/namespace_populator.h"
+#include "host/xmlparser/xml_parser.h"
 
 using namespace NQRXHSK20;
 

@@ -6,7 +6,6 @@
 #include <system_error>
 
 #include "host/hskcore/exception.h"
-#include "host/hskcore/logger.h"
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
 #include "host/plugin.nsp/plugin_manager.h"

@@ -1,4 +1,4 @@
-#include "plugins/public_firmware/versions.h"
+#include "plugins/public_firmware/catalogue.h"
 
 #include <algorithm>
 #include <array>

@@ -1,13 +1,12 @@
 #include "runtime/acquire/address.h"
 
-#include <algorithm>
 #include <boost/algorithm/string.hpp>
 #include <charconv>
 #include <optional>
 #include <vector>
 
+#include "runtime/acquire/crypto.h"
 #include "runtime/acquire/manifest.h"
-#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/outcome.h"
 
 namespace svc::acquire {
@@ -113,6 +112,21 @@ std::string WithoutDotSegments(const std::string& path) {
   return boost::join(kept, "/");
 }
 
+constexpr int kMaxPort = 65535;
+
+TProxyChoice Given(const KPLAcquistion::HTTPProxyInfo& proxy) {
+  const bool isHost = !proxy.host.empty() && std::ranges::none_of(proxy.host, [](char c) {
+    return static_cast<unsigned char>(c) <= ' ' || c == 0x7F;
+  });
+  if (!isHost)
+    throw DownloadError(EOutcome::kProxyUnusable, "the proxy has no host's name; give it one");
+  if (proxy.port < 1 || proxy.port > kMaxPort)
+    throw DownloadError(EOutcome::kProxyUnusable, "the proxy " + proxy.host + " has the port " +
+                                                      std::to_string(proxy.port) +
+                                                      "; give it one from 1 to 65535");
+  return {TProxyChoice::EKind::kGiven, proxy.host, proxy.port, proxy.user, proxy.password};
+}
+
 }  // namespace
 
 std::string RepositoryAddress(std::string_view text) {
@@ -154,25 +168,6 @@ std::string RepositoryKey(std::string_view address) {
   return parts->scheme + "://" + parts->host + (parts->port.empty() ? "" : ":" + parts->port) +
          WithoutDotSegments(WithPlainCharacters(parts->path));
 }
-
-namespace {
-
-constexpr int kMaxPort = 65535;
-
-TProxyChoice Given(const KPLAcquistion::HTTPProxyInfo& proxy) {
-  const bool isHost = !proxy.host.empty() && std::ranges::none_of(proxy.host, [](char c) {
-    return static_cast<unsigned char>(c) <= ' ' || c == 0x7F;
-  });
-  if (!isHost)
-    throw DownloadError(EOutcome::kProxyUnusable, "the proxy has no host's name; give it one");
-  if (proxy.port < 1 || proxy.port > kMaxPort)
-    throw DownloadError(EOutcome::kProxyUnusable, "the proxy " + proxy.host + " has the port " +
-                                                      std::to_string(proxy.port) +
-                                                      "; give it one from 1 to 65535");
-  return {TProxyChoice::EKind::kGiven, proxy.host, proxy.port, proxy.user, proxy.password};
-}
-
-}  // namespace
 
 TProxyChoice ChooseProxy(const TDownloadJob& job) {
   const std::string& own = job.settings.proxy;

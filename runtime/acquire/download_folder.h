@@ -1,12 +1,15 @@
-// One download at a time for one folder, over all processes of the machine.
+// What a download finds and leaves on this machine: the folder that receives the files, one
+// download at a time over all processes, and a note of the manifest that was accepted last.
 #ifndef RUNTIME_ACQUIRE_DOWNLOAD_FOLDER_H_
 #define RUNTIME_ACQUIRE_DOWNLOAD_FOLDER_H_
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/progress_report.h"
@@ -43,9 +46,11 @@ class TFolderLock {
   int descriptor;
 };
 
-// The folder that receives the files, and its neighbours: "F.part" for files on their way and
-// "F.lock". Nothing but whole, verified files ever stands in the folder itself.
+// --- The folder that receives the files ---
 
+// Its neighbours are "F.part" for files on their way, and "F.lock". Nothing but whole, verified
+// files ever stands in the folder itself.
+//
 // Belongs to one download from its making to its end: others wait. One thread. Operations throw
 // TError.
 class TDownloadFolder {
@@ -74,6 +79,38 @@ class TDownloadFolder {
   std::optional<TFolderLock> lock;
   int stagedFiles = 0;
 };
+
+// --- What was accepted before ---
+
+// The serial of the manifest that was accepted last from each repository: an older one, though
+// signed, is somebody's attempt to bring back what was mended.
+
+// One small file for each repository, in the folder "repositories" of the state folder, named after
+// the one form of its address. Files of other forms, which were once kept for each spelling, count
+// as well until a manifest is accepted; then the one file takes their place. One thread; several
+// processes may use the folder. Operations throw TError (kStateUnusable, kDiskFull).
+class TSerialStore {
+ public:
+  // REQUIRES: the address is in the form that messages show it in.
+  TSerialStore(const std::string& stateFolder, const std::string& address);
+
+  // The highest; 0 where none was accepted yet.
+  std::uint64_t Last() const;
+  void Accept(std::uint64_t serial);
+
+ private:
+  // Of this repository, under names that are not its own any more.
+  std::vector<std::string> FormerNotes() const;
+
+  std::string folder;
+  std::string repository;
+  std::string path;
+  std::string formerPath;  // Of the address as it is written.
+};
+
+// Where the user's programs keep what they have to remember: of the XDG Base Directory
+// Specification's kind, or below /var/lib for the system's administrator.
+std::string DefaultStateFolder();
 
 }  // namespace svc::acquire
 

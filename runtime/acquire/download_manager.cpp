@@ -1,11 +1,14 @@
 #include <exception>
+#include <mutex>
+#include <utility>
 
+#include "base/module.h"
 #include "base/shown_text.h"
-#include "host/acquire/acquire_callback.h"
 #include "host/acquire/download_manager.h"
 #include "host/hskcore/os_specific.h"
 #include "runtime/acquire/engine.h"
-#include "runtime/acquire/module.h"
+#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 
 namespace KPLAcquistion {
 
@@ -88,3 +91,56 @@ void AcquireCallbackIfc::sendMessage(ContentNode node, bool isError) {
 }
 
 }  // namespace KPLAcquistion
+
+namespace svc::acquire {
+namespace {
+
+struct TShared {
+  std::mutex mutex;
+  TSettings settings;
+  TOutcome outcome;
+};
+
+TShared& Shared() {
+  static TShared shared;
+  return shared;
+}
+
+}  // namespace
+
+void SetSettings(TSettings settings) {
+  const std::scoped_lock lock(Shared().mutex);
+  Shared().settings = std::move(settings);
+}
+
+TSettings GetSettings() {
+  const std::scoped_lock lock(Shared().mutex);
+  return Shared().settings;
+}
+
+void SetLastOutcome(TOutcome outcome) {
+  const std::scoped_lock lock(Shared().mutex);
+  Shared().outcome = std::move(outcome);
+}
+
+TOutcome LastOutcome() {
+  const std::scoped_lock lock(Shared().mutex);
+  return Shared().outcome;
+}
+
+void* AddressInModule(const std::string& module, const char* name) {
+  const auto find = [&] {
+    const std::string folder = FolderOfCode(reinterpret_cast<const void*>(&AddressInModule));
+    TModule loaded(ModuleFile(folder, module));
+    void* const address = loaded.Demand<void*>(name);
+    loaded.Keep();
+    return address;
+  };
+  return Retold(find, [](const TError& error) {
+    return DownloadError(EOutcome::kIncomplete,
+                         std::string("part of the installation cannot be loaded: ") + error.what() +
+                             "; install the program again, with its libraries");
+  });
+}
+
+}  // namespace svc::acquire

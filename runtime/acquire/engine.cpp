@@ -1,6 +1,5 @@
 #include "runtime/acquire/engine.h"
 
-#include <cstdint>
 #include <exception>
 #include <new>
 #include <set>
@@ -11,7 +10,6 @@
 #include "runtime/acquire/fetcher.h"
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/progress_report.h"
-#include "runtime/acquire/serial_store.h"
 
 namespace svc::acquire {
 namespace {
@@ -167,3 +165,16 @@ void RunDownload(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& cal
 }
 
 }  // namespace svc::acquire
+
+// What the module shows to the library that loads it.
+extern "C" HOST_EXPORT void SvcRunDownload(const svc::acquire::TDownloadJob& job,
+                                           KPLAcquistion::AcquireCallbackIfc& callback,
+                                           svc::acquire::TOutcome& outcome) noexcept {
+  svc::acquire::RunDownload(job, callback, outcome);
+}
+
+extern "C" HOST_EXPORT void SvcFetchDescriptions(const svc::acquire::TDownloadJob& job,
+                                                 svc::acquire::TFetched& fetched,
+                                                 svc::acquire::TOutcome& outcome) noexcept {
+  svc::acquire::FetchDescriptions(job, fetched, outcome);
+}

@@ -1,4 +1,5 @@
-// The seam between the thin library that every query loads and the module that downloads.
+// The seam between the thin library that every query loads and the modules that few runs need, the
+// one that downloads before all.
 #ifndef RUNTIME_ACQUIRE_ENGINE_H_
 #define RUNTIME_ACQUIRE_ENGINE_H_
 
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "host/acquire/download_manager.h"
+#include "host/hskcore/export.h"
 #include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
@@ -58,6 +60,21 @@ void RunDownload(const TDownloadJob& job, KPLAcquistion::AcquireCallbackIfc& cal
                  TOutcome& outcome) noexcept;
 // A TFetchFunction.
 void FetchDescriptions(const TDownloadJob& job, TFetched& fetched, TOutcome& outcome) noexcept;
+
+// --- How modules are found ---
+
+// Parts of the installation that only some runs need, loaded when they are needed: a query of a
+// local catalogue starts without the libraries for networks and signatures. Any thread.
+
+// The address of what the module exports under a C name. The module lies beside this library, of
+// which there is one wherever the program lies, and stays loaded until the process ends. Throws
+// TError (kIncomplete).
+ACQUIRE_API void* AddressInModule(const std::string& module, const char* name);
+
+template <typename TFunction>
+TFunction FindInModule(const std::string& module, const char* name) {
+  return reinterpret_cast<TFunction>(AddressInModule(module, name));
+}
 
 }  // namespace svc::acquire
 

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "runtime/acquire/address.h"
-#include "runtime/acquire/minisign.h"
 
 namespace svc::acquire {
 
@@ -251,15 +250,15 @@ namespace {
 
 std::string FetchSignature(TFetcher& fetcher) {
   TTextTarget signature(std::string(kManifestName) + kSignatureSuffix, kMaxSignatureText);
-  try {
-    fetcher.Fetch({&signature});
-  } catch (const TError& failure) {
-    if (OutcomeOf(failure) != EOutcome::kServerRefused) throw;
-    throw DownloadError(
-        EOutcome::kUnsigned,
-        "the repository is not signed, as far as can be seen: " + std::string(failure.what()) +
-            "; nothing was taken from it. --allow-unsigned instead of a key takes it");
-  }
+  Retold(
+      [&] { fetcher.Fetch({&signature}); },
+      [](const TError& failure) {
+        if (OutcomeOf(failure) != EOutcome::kServerRefused) return failure;
+        return DownloadError(
+            EOutcome::kUnsigned,
+            "the repository is not signed, as far as can be seen: " + std::string(failure.what()) +
+                "; nothing was taken from it. --allow-unsigned instead of a key takes it");
+      });
   return signature.Text();
 }
 

@@ -13,7 +13,6 @@
 
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/manifest.h"
-#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/progress_report.h"
 #include "runtime/acquire/settings.h"

@@ -119,6 +119,52 @@ std::chrono::sys_seconds ReadExpiry(const TReader& reader) {
   }
 }
 
+constexpr std::string_view kForm = "0000-00-00T00:00:00Z";
+
+bool HasForm(std::string_view text) {
+  if (text.size() != kForm.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isDigit = text[i] >= '0' && text[i] <= '9';
+    if (kForm[i] == '0' ? !isDigit : text[i] != kForm[i]) return false;
+  }
+  return true;
+}
+
+void CheckSize(const TManifestFile& file, const TLimits& limits) {
+  const std::uint64_t limit = file.payload ? limits.payload : limits.description;
+  if (file.size > limit)
+    throw DownloadError(EOutcome::kTooLarge, file.path + " has " + std::to_string(file.size) +
+                                                 " bytes, more than the " + std::to_string(limit) +
+                                                 " that this program takes");
+}
+
+constexpr std::size_t kMaxName = 255;
+
+// "COM" and "LPT" take a digit, plain or raised.
+constexpr std::array<std::string_view, 6> kDevices = {"CON", "PRN",    "AUX",
+                                                      "NUL", "CONIN$", "CONOUT$"};
+constexpr std::array<std::string_view, 2> kPorts = {"COM", "LPT"};
+constexpr std::array<std::string_view, 13> kPortDigits = {
+    "0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "\u00B9", "\u00B2", "\u00B3"};
+
+bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+bool IsPort(std::string_view stem) {
+  return std::ranges::any_of(kPorts, [stem](std::string_view port) {
+    return boost::istarts_with(stem, port) &&
+           std::ranges::count(kPortDigits, stem.substr(port.size())) != 0;
+  });
+}
+
+// A device keeps its meaning with any extension, and with blanks before it.
+bool IsDevice(std::string_view name) {
+  std::string_view stem = name.substr(0, name.find('.'));
+  while (stem.ends_with(' ')) stem.remove_suffix(1);
+  return IsPort(stem) || std::ranges::any_of(kDevices, [stem](std::string_view device) {
+           return boost::iequals(stem, device);
+         });
+}
+
 }  // namespace
 
 // Its files are read one by one: there may be far more of them than of anything else.
@@ -185,21 +231,6 @@ std::vector<TManifestFile> SelectDescriptions(const TManifest& manifest,
   return selected;
 }
 
-namespace {
-
-constexpr std::string_view kForm = "0000-00-00T00:00:00Z";
-
-bool HasForm(std::string_view text) {
-  if (text.size() != kForm.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool isDigit = text[i] >= '0' && text[i] <= '9';
-    if (kForm[i] == '0' ? !isDigit : text[i] != kForm[i]) return false;
-  }
-  return true;
-}
-
-}  // namespace
-
 std::chrono::sys_seconds ParseTime(std::string_view text) {
   using namespace std::chrono;
   if (!HasForm(text)) throw std::invalid_argument("is not a time in the form 2027-06-30T00:00:00Z");
@@ -229,18 +260,6 @@ std::string FormatTime(std::chrono::sys_seconds time) {
   return text;
 }
 
-namespace {
-
-void CheckSize(const TManifestFile& file, const TLimits& limits) {
-  const std::uint64_t limit = file.payload ? limits.payload : limits.description;
-  if (file.size > limit)
-    throw DownloadError(EOutcome::kTooLarge, file.path + " has " + std::to_string(file.size) +
-                                                 " bytes, more than the " + std::to_string(limit) +
-                                                 " that this program takes");
-}
-
-}  // namespace
-
 TPublicKey ReadPublicKey(const std::string& path) {
   TPlainFile file(path);
   if (!file.IsOpen())
@@ -266,37 +285,6 @@ void CheckSerial(const TManifest& manifest, std::uint64_t last) {
                                                    ", but one with serial " + std::to_string(last) +
                                                    " was accepted before; nothing older is taken");
 }
-
-namespace {
-
-constexpr std::size_t kMaxName = 255;
-
-// "COM" and "LPT" take a digit, plain or raised.
-constexpr std::array<std::string_view, 6> kDevices = {"CON", "PRN",    "AUX",
-                                                      "NUL", "CONIN$", "CONOUT$"};
-constexpr std::array<std::string_view, 2> kPorts = {"COM", "LPT"};
-constexpr std::array<std::string_view, 13> kPortDigits = {
-    "0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "\u00B9", "\u00B2", "\u00B3"};
-
-bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
-
-bool IsPort(std::string_view stem) {
-  return std::ranges::any_of(kPorts, [stem](std::string_view port) {
-    return boost::istarts_with(stem, port) &&
-           std::ranges::count(kPortDigits, stem.substr(port.size())) != 0;
-  });
-}
-
-// A device keeps its meaning with any extension, and with blanks before it.
-bool IsDevice(std::string_view name) {
-  std::string_view stem = name.substr(0, name.find('.'));
-  while (stem.ends_with(' ')) stem.remove_suffix(1);
-  return IsPort(stem) || std::ranges::any_of(kDevices, [stem](std::string_view device) {
-           return boost::iequals(stem, device);
-         });
-}
-
-}  // namespace
 
 std::string_view WhyUnsafeName(std::string_view name) {
   if (name.empty()) return "is empty";

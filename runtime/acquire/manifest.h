@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/acquire/minisign.h"
+#include "runtime/acquire/crypto.h"
 #include "runtime/acquire/settings.h"
 
 namespace svc::acquire {

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/acquire/acquire_callback.h"
+#include "host/acquire/download_manager.h"
 #include "runtime/acquire/engine.h"
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/outcome.h"

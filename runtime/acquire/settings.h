@@ -11,7 +11,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/hskcore/export.h"

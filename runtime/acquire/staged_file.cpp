@@ -8,26 +8,22 @@
 namespace svc::acquire {
 namespace {
 
-[[noreturn]] void Refuse(const std::string& path, const TError& error) {
+TError Refusal(const std::string& path, const TError& error) {
   const std::string text = path + " cannot be written: " + error.what();
   if (IsWantOfRoom(error))
-    throw DownloadError(EOutcome::kDiskFull, text + "; make room there and start again");
+    return DownloadError(EOutcome::kDiskFull, text + "; make room there and start again");
   if (error.Number() == EXDEV)
-    throw DownloadError(
+    return DownloadError(
         EOutcome::kFolderUnwritable,
         path +
             " is a file system of its own; a download needs the same one for the folder "
             "and its neighbours: mount the parent folder instead");
-  throw DownloadError(EOutcome::kFolderUnwritable, text);
+  return DownloadError(EOutcome::kFolderUnwritable, text);
 }
 
 template <typename TAction>
 void Do(const std::string& path, const TAction& action) {
-  try {
-    action();
-  } catch (const TError& error) {
-    Refuse(path, error);
-  }
+  Retold(action, [&path](const TError& error) { return Refusal(path, error); });
 }
 
 }  // namespace

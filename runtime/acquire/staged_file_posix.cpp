@@ -6,11 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <string>
 
 #include "runtime/acquire/download_folder.h"
 #include "runtime/acquire/outcome.h"
-#include "runtime/acquire/serial_store.h"
 #include "runtime/acquire/staged_file.h"
 
 namespace svc::acquire {
@@ -21,6 +19,12 @@ namespace {
 TError CannotWrite(const std::string& path) {
   return DownloadError(EOutcome::kFolderUnwritable,
                        path + " cannot be written: " + std::strerror(errno));
+}
+
+// An absolute path, or nothing: a relative one is to be ignored.
+std::string FolderVariable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr && value[0] == '/' ? value : "";
 }
 
 }  // namespace
@@ -91,16 +95,6 @@ bool TryLock(int descriptor, const std::string& path) {
 }
 
 void CloseLockFile(int descriptor) noexcept { close(descriptor); }
-
-namespace {
-
-// An absolute path, or nothing: a relative one is to be ignored.
-std::string FolderVariable(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr && value[0] == '/' ? value : "";
-}
-
-}  // namespace
 
 std::string DefaultStateFolder() {
   if (geteuid() == 0) return "/var/lib/svcheck";

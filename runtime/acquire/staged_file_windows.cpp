@@ -5,14 +5,11 @@
 #include <sys/stat.h>
 #include <windows.h>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
-#include <string>
 
-#include "base/utf16.h"
+#include "base/shown_text.h"
 #include "runtime/acquire/download_folder.h"
 #include "runtime/acquire/outcome.h"
-#include "runtime/acquire/serial_store.h"
 #include "runtime/acquire/staged_file.h"
 
 namespace svc::acquire {

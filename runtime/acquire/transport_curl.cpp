@@ -4,10 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <boost/algorithm/string/predicate.hpp>
-#include <cstdlib>
 #include <mutex>
 #include <new>
-#include <vector>
 
 #include "base/error.h"
 #include "runtime/acquire/transport.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/error.h"
-#include "base/utf16.h"
+#include "base/shown_text.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/transport_winhttp.h"
 
@@ -112,17 +112,6 @@ class TWinHttpTransport : public ITransport {
   TExchanges exchanges;
 };
 
-}  // namespace
-
-std::unique_ptr<ITransport> MakeTransport(const TTransportOptions& options) {
-  return std::make_unique<TWinHttpTransport>(options);
-}
-
-// A chain up to a named certificate is built only when the request has been sent.
-bool VerifiesBeforeSending(const TTransportOptions& options) { return options.caFile.empty(); }
-
-namespace {
-
 constexpr std::string_view kScheme = "http://";
 constexpr const char* kUsualPort = "1080";  // As the proxy options of other programs have it.
 
@@ -151,6 +140,13 @@ TCredentials CredentialsOf(std::string_view text) {
 }
 
 }  // namespace
+
+std::unique_ptr<ITransport> MakeTransport(const TTransportOptions& options) {
+  return std::make_unique<TWinHttpTransport>(options);
+}
+
+// A chain up to a named certificate is built only when the request has been sent.
+bool VerifiesBeforeSending(const TTransportOptions& options) { return options.caFile.empty(); }
 
 std::wstring Unescaped(std::string_view text) {
   std::string bytes;

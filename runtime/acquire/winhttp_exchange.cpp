@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/utf16.h"
+#include "base/shown_text.h"
 #include "runtime/acquire/outcome.h"
 #include "runtime/acquire/transport_winhttp.h"
 

@@ -9,8 +9,7 @@
 
 #include "host/hskcore/cim.h"
 #include "host/hskcore/export.h"
-#include "host/hskcore/logger.h"
-#include "host/hskcore/namespace_provider.h"
+#include "host/hskcore/root_object.h"
 
 namespace svc {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "host/hskcore/export.h"
-#include "host/hskcore/logger.h"
+#include "host/hskcore/root_object.h"
 
 namespace svc {
 

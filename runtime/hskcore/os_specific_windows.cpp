@@ -6,7 +6,7 @@
 #include <sstream>
 #include <system_error>
 
-#include "base/utf16.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "runtime/hskcore/os_platform.h"

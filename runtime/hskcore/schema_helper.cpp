@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "host/hskcore/exception.h"
-#include "host/hskcore/schema_helper.h"
+#include "host/hskcore/root_object.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/namespace_writer.h"
 

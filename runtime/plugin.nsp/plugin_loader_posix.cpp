@@ -84,15 +84,15 @@ TModule OpenLibrary(const std::string& path) {
   files::TPlace place = files::Walk(path, rules);
   rules.CheckEnd(place);
   const std::string name = place.folder.Path() + "/" + place.name;
-  try {
-    TModule library(name);
-    // The dynamic linker takes an equal name for the same library: another folder must not get the
-    // number of this one.
-    place.folder.Release();
-    return library;
-  } catch (const TError& error) {
-    throw TError(boost::replace_all_copy(std::string(error.what()), name, place.Path()));
-  }
+  TModule library = Retold(
+      [&name] { return TModule(name); },
+      [&](const TError& error) {
+        return TError(boost::replace_all_copy(std::string(error.what()), name, place.Path()));
+      });
+  // The dynamic linker takes an equal name for the same library: another folder must not get the
+  // number of this one.
+  place.folder.Release();
+  return library;
 }
 
 std::string RunEntry(const TModule& library) {

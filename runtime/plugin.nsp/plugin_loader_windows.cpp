@@ -1,11 +1,10 @@
 #include <windows.h>
 
 #include <cctype>
-#include <string>
 #include <system_error>
 
 #include "base/module.h"
-#include "base/utf16.h"
+#include "base/shown_text.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 
 namespace svc {
@@ -40,11 +39,9 @@ bool IsAbsolutePath(const std::string& path) {
 // The entry, DllMain, runs meanwhile.
 TModule OpenLibrary(const std::string& path) {
   CheckIsFile(path);
-  try {
-    return TModule(path);
-  } catch (const TError& error) {
-    throw TError(CauseOf(static_cast<DWORD>(error.Number())));
-  }
+  return Retold(
+      [&path] { return TModule(path); },
+      [](const TError& error) { return TError(CauseOf(static_cast<DWORD>(error.Number()))); });
 }
 
 std::string RunEntry(const TModule& /*library*/) { return ""; }

@@ -7,7 +7,7 @@
 #include <exception>
 #include <string>
 
-#include "host/hskcore/status.h"
+#include "host/hskcore/exception.h"
 #include "runtime/xmlparser/document_window.h"
 
 namespace svc::xml {

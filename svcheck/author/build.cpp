@@ -1,7 +1,6 @@
 // `svcheck catalogue build`.
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -13,7 +12,6 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/author/command.h"
-#include "svcheck/author/csv.h"
 #include "svcheck/author/driver_source.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/rules.h"
@@ -129,30 +127,16 @@ void MakeFolder(const std::string& folder) {
   }
 }
 
-}  // namespace
-
-std::string WriteIndex(const std::string& folder, const std::string& text,
-                       const IProgram& program) {
-  MakeFolder(folder);
-  const std::string path = (PathOf(folder) / rules::kIndexFile).string();
-  const auto file = program.Open(path);
-  file->Write(text);
-  file->Commit();
-  return path;
-}
-
-namespace {
-
 std::string ReadMerged(const std::string& folder) {
   const std::string path = (PathOf(folder) / rules::kIndexFile).string();
-  try {
-    const xml::TFileBytes file = xml::ReadWholeFile(path);
-    return Utf8Of({file.bytes.get(), file.size});
-  } catch (const NQRXHSK20::THSKException& error) {
-    throw TError("there is no catalogue to add to: " + error.GetMessageText() +
-                     "; make one first, without --merge",
-                 EErrorKind::kCatalogue);
-  }
+  const auto file = Retold<NQRXHSK20::THSKException>(
+      [&path] { return xml::ReadWholeFile(path); },
+      [](const NQRXHSK20::THSKException& error) {
+        return TError("there is no catalogue to add to: " + error.GetMessageText() +
+                          "; make one first, without --merge",
+                      EErrorKind::kCatalogue);
+      });
+  return Utf8Of({file.bytes.get(), file.size});
 }
 
 // Returns what was written, for people.
@@ -176,6 +160,16 @@ std::string Build(const TCommand& command, const std::vector<TNewElement>& eleme
 }
 
 }  // namespace
+
+std::string WriteIndex(const std::string& folder, const std::string& text,
+                       const IProgram& program) {
+  MakeFolder(folder);
+  const std::string path = (PathOf(folder) / rules::kIndexFile).string();
+  const auto file = program.Open(path);
+  file->Write(text);
+  file->Commit();
+  return path;
+}
 
 int BuildCatalogue(const TCommand& given, const IProgram& program) {
   TCommand command = given;

@@ -6,8 +6,7 @@
 
 #include "base/error.h"
 #include "host/hskcore/exception.h"
-#include "rules/download_files.h"
-#include "rules/names.h"
+#include "rules/system_codes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/namespace_writer.h"

@@ -5,7 +5,7 @@
 
 #include "rules/names.h"
 #include "rules/version_items.h"
-#include "svcheck/author/checks.h"
+#include "svcheck/author/rules.h"
 #include "svcheck/author/update.h"
 
 namespace svc::catalogue {

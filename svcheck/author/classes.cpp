@@ -1,7 +1,6 @@
 #include "svcheck/author/catalogue_files.h"
 
 #include <algorithm>
-#include <optional>
 #include <unordered_set>
 #include <utility>
 

@@ -92,7 +92,7 @@ class TCollecting {
 
   void AddFile(const fs::path& path, const std::string& origin) {
     const std::string name = path.filename().string();
-    try {
+    OrRemark(path.string(), [&] {
       if (IsPackage(name)) {
         ReadPackage(path, IsRead, [&](const std::string& member, std::string_view bytes) {
           Add(FileName(member), bytes, name);
@@ -102,9 +102,7 @@ class TCollecting {
       } else if (IsInstaller(name)) {
         Remark(path.string() + ": " + kOnInstallers);
       }
-    } catch (const std::runtime_error& error) {
-      Remark(path.string() + ": " + error.what());
-    }
+    });
   }
 
   // What an .inf file says counts for drivers that say nothing of themselves.
@@ -131,26 +129,31 @@ class TCollecting {
       }
       return;
     }
-    try {
+    OrRemark(fmt::format("{}: {} cannot be used", origin, name), [&] {
       for (const TStatedDriver& driver : DriversOfDkms(bytes)) {
         ++list.read;
         AddStatement(driver.file, *EndingOf(driver.file), {driver.version}, origin);
       }
-    } catch (const std::runtime_error& error) {
-      Remark(fmt::format("{}: {} cannot be used: {}", origin, name, error.what()));
-    }
+    });
   }
 
   void Remark(std::string text) { list.remarks.push_back(std::move(text)); }
 
+  // Of what fails, why it does stands behind what is said of it.
+  template <typename TAction>
+  void OrRemark(const std::string& said, const TAction& action) {
+    try {
+      action();
+    } catch (const std::runtime_error& error) {
+      Remark(said + ": " + error.what());
+    }
+  }
+
   void AddDriver(const std::string& name, std::string_view bytes, const std::string& origin) {
     ++list.read;
     const TEnding& ending = *EndingOf(name);
-    try {
-      AddStatement(name, ending, StatementOf(ending, bytes), origin);
-    } catch (const std::runtime_error& error) {
-      Remark(fmt::format("{}: {} is no driver that can be read: {}", origin, name, error.what()));
-    }
+    OrRemark(fmt::format("{}: {} is no driver that can be read", origin, name),
+             [&] { AddStatement(name, ending, StatementOf(ending, bytes), origin); });
   }
 
   void AddStatement(const std::string& name, const TEnding& ending, const TStatement& stated,

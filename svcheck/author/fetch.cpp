@@ -35,12 +35,12 @@ TError Unusable(const std::string& path, const std::string& why) {
 
 // What cannot be converted is handed on as it is, for the loader to say what is wrong with it.
 std::string ReadDescription(const TDescription& description) {
-  try {
-    const xml::TFileBytes file = xml::ReadNativeFile(description.file);
-    return Utf8Of({file.bytes.get(), file.size});
-  } catch (const NQRXHSK20::THSKException& error) {
-    throw TError(error.GetMessageText() + "; fetch again", EErrorKind::kCatalogue);
-  }
+  const auto file = Retold<NQRXHSK20::THSKException>(
+      [&] { return xml::ReadNativeFile(description.file); },
+      [](const NQRXHSK20::THSKException& error) {
+        return TError(error.GetMessageText() + "; fetch again", EErrorKind::kCatalogue);
+      });
+  return Utf8Of({file.bytes.get(), file.size});
 }
 
 std::string NameIn(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }

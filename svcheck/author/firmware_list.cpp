@@ -8,7 +8,6 @@
 #include "base/error.h"
 #include "base/shown_text.h"
 #include "rules/version_items.h"
-#include "svcheck/author/csv.h"
 #include "svcheck/author/update.h"
 
 namespace svc::catalogue {

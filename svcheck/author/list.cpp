@@ -8,7 +8,7 @@
 #include "base/error.h"
 #include "base/json_writer.h"
 #include "base/shown_text.h"
-#include "report/columns.h"
+#include "report/table.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"
@@ -37,7 +37,7 @@ std::string_view VersionOf(const TUpdate& update) {
                                : std::string_view();
 }
 
-std::string TextOf(const TDriverEntry& driver) {
+std::string NameAndVersion(const TDriverEntry& driver) {
   return std::string(driver.name).append(" ").append(driver.version);
 }
 
@@ -122,7 +122,7 @@ class TTableWriter : public TWriter {
     const std::size_t all = offered.size() + update.drivers->size();
     for (const TDriverEntry& driver : *update.drivers) {
       if (offered.size() == kShown) break;
-      offered.push_back(TextOf(driver));
+      offered.push_back(NameAndVersion(driver));
     }
     std::string text = Joined(offered, ", ");
     if (all > kShown) text += fmt::format(" and {} more", all - kShown);
@@ -158,7 +158,7 @@ class TCsvWriter : public TWriter {
     for (const TDriverEntry& driver : drivers) size += driver.name.size() + driver.version.size();
     if (size < kLong) {
       std::vector<std::string> all;
-      for (const TDriverEntry& driver : drivers) all.push_back(TextOf(driver));
+      for (const TDriverEntry& driver : drivers) all.push_back(NameAndVersion(driver));
       output.Write(report::CsvField(Joined(all, ";"), texts));
       return;
     }
@@ -167,7 +167,7 @@ class TCsvWriter : public TWriter {
     std::string_view before;
     for (const TDriverEntry& driver : drivers) {
       const std::string field =
-          report::CsvField(std::string(before) + TextOf(driver) + "\"", texts);
+          report::CsvField(std::string(before) + NameAndVersion(driver) + "\"", texts);
       output.Write(before.empty() ? "\"" : ";");
       const std::size_t begin = 1 + before.size();
       output.Write(std::string_view(field).substr(begin, field.size() - begin - 3));

@@ -33,10 +33,6 @@ int Act(const TCommand& command, const IProgram& program) {
 
 extern "C" HOST_EXPORT int SvcCatalogue(const svc::catalogue::TCommand& command,
                                         const svc::catalogue::IProgram& program) noexcept {
-  try {
-    return svc::catalogue::Act(command, program);
-  } catch (const std::exception& error) {
-    program.Report(svc::ReasonOf(error));
-    return svc::StatusOf(error);
-  }
+  return svc::StatusOfRun([&] { return svc::catalogue::Act(command, program); },
+                          [&](const std::string& reason) { program.Report(reason); });
 }

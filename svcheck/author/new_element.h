@@ -1,5 +1,5 @@
-// Update elements that are being made, and the text of a catalogue made of them. Pure functions;
-// may be called from any thread.
+// Update elements that are being made, of lists and tables too, and the text of a catalogue made of
+// them. Pure functions; may be called from any thread.
 #ifndef SVCHECK_AUTHOR_NEW_ELEMENT_H_
 #define SVCHECK_AUTHOR_NEW_ELEMENT_H_
 
@@ -93,6 +93,18 @@ TNewElement ElementOf(const TDriver& driver, const TFor& whom);
 // no machine type or no operating system. Throws TError (kText) at the first row that cannot be
 // used.
 std::vector<TNewElement> ReadFirmwareList(std::string_view text, const TFor& otherwise);
+
+// --- Tables as text (RFC 4180) ---
+
+struct TCsvRow {
+  std::size_t line;  // From 1, where the row begins.
+  std::vector<std::string> fields;
+};
+
+// Every row but the empty ones. Fields are parted by commas, or by semicolons where the first line
+// has no comma, as spreadsheets write it where the comma is the decimal point; blanks around a
+// field that is not quoted are cut. Throws TError (kText) for quotes that do not fit.
+std::vector<TCsvRow> ParseCsv(std::string_view text);
 
 }  // namespace svc::catalogue
 

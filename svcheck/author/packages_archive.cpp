@@ -3,16 +3,16 @@
 // knows the formats and the compressions of that layer and no others.
 #include <archive.h>
 #include <archive_entry.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <system_error>
 
 #include "base/error.h"
-#include "collect/archive_filter.h"
+#include "collect/archive_reader.h"
 #include "collect/linux/kernel_module.h"
 #include "report/text.h"
 #include "svcheck/author/driver_source.h"
@@ -34,23 +34,16 @@ constexpr std::uint64_t kMost = std::uint64_t{16} << 30U;
 constexpr std::array kCompressions = {ARCHIVE_FILTER_GZIP, ARCHIVE_FILTER_BZIP2, ARCHIVE_FILTER_XZ,
                                       ARCHIVE_FILTER_LZMA, ARCHIVE_FILTER_ZSTD};
 
-struct TFreeArchive {
-  void operator()(archive* reader) const { ::archive_read_free(reader); }
-};
-using TArchive = std::unique_ptr<archive, TFreeArchive>;
+using collect::TArchive;
 
 [[noreturn]] void FailBecause(const std::string& cause) {
   throw TError("the package cannot be read: " + cause);
 }
 
-[[noreturn]] void FailAs(archive* reader) {
-  const char* const cause = ::archive_error_string(reader);
-  FailBecause(cause != nullptr ? cause : "it is broken");
-}
+[[noreturn]] void FailAs(archive* reader) { FailBecause(collect::CauseOf(reader)); }
 
 TArchive NewReader(int (*addFormat)(archive*)) {
-  TArchive reader(::archive_read_new());
-  if (!reader) throw std::bad_alloc();
+  TArchive reader = collect::NewArchiveReader();
   if (addFormat(reader.get()) != ARCHIVE_OK) FailAs(reader.get());
   return reader;
 }

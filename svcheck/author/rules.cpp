@@ -6,8 +6,6 @@
 #include <tuple>
 
 #include "report/text.h"
-#include "svcheck/author/checks.h"
-#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 
@@ -188,6 +186,39 @@ std::size_t LineOf(const TUpdate& update, std::string_view property) {
   return found == element.properties.end() ? element.line : (*found)->line;
 }
 
+// Looks again at the elements of findings that come in the order of the elements.
+class TSecondLook {
+ public:
+  TSecondLook(const TCatalogue& catalogue, const std::vector<TUpdate>& updates)
+      : catalogue(catalogue), updates(updates) {}
+
+  void At(const TRule& rule, const TUpdate& update, const TTell::TTake& take) {
+    TTell tell(catalogue, take);
+    if (const auto* const check = std::get_if<TUpdateCheck>(&rule.check)) {
+      (*check)(update, tell);
+      return;
+    }
+    TSeries& series = begun[&rule];
+    const auto number = static_cast<std::size_t>(&update - updates.data());
+    if (!series.check || series.next > number) {
+      series = {std::get<TSeriesCheck>(rule.check)(), 0};
+    }
+    TTell unheard(catalogue, [](std::size_t, const std::string&) {});
+    while (series.next < number) series.check->Look(updates[series.next++], unheard);
+    series.check->Look(updates[series.next++], tell);
+  }
+
+ private:
+  struct TSeries {
+    std::unique_ptr<ISeriesCheck> check;
+    std::size_t next = 0;  // Of the elements.
+  };
+
+  const TCatalogue& catalogue;
+  const std::vector<TUpdate>& updates;
+  std::map<const TRule*, TSeries> begun;
+};
+
 }  // namespace
 
 std::span<const TRule> Rules() { return kRules; }
@@ -257,43 +288,6 @@ std::size_t CountOf(ESeverity severity, const std::vector<TFinding>& findings) {
   }
   return count;
 }
-
-namespace {
-
-// Looks again at the elements of findings that come in the order of the elements.
-class TSecondLook {
- public:
-  TSecondLook(const TCatalogue& catalogue, const std::vector<TUpdate>& updates)
-      : catalogue(catalogue), updates(updates) {}
-
-  void At(const TRule& rule, const TUpdate& update, const TTell::TTake& take) {
-    TTell tell(catalogue, take);
-    if (const auto* const check = std::get_if<TUpdateCheck>(&rule.check)) {
-      (*check)(update, tell);
-      return;
-    }
-    TSeries& series = begun[&rule];
-    const auto number = static_cast<std::size_t>(&update - updates.data());
-    if (!series.check || series.next > number) {
-      series = {std::get<TSeriesCheck>(rule.check)(), 0};
-    }
-    TTell unheard(catalogue, [](std::size_t, const std::string&) {});
-    while (series.next < number) series.check->Look(updates[series.next++], unheard);
-    series.check->Look(updates[series.next++], tell);
-  }
-
- private:
-  struct TSeries {
-    std::unique_ptr<ISeriesCheck> check;
-    std::size_t next = 0;  // Of the elements.
-  };
-
-  const TCatalogue& catalogue;
-  const std::vector<TUpdate>& updates;
-  std::map<const TRule*, TSeries> begun;
-};
-
-}  // namespace
 
 void TellEach(const TCatalogue& catalogue, const std::vector<TUpdate>& updates,
               const std::vector<TFinding>& findings,

@@ -38,6 +38,10 @@ std::uint64_t DigestOf(const TElement& element) {
   return digest;
 }
 
+constexpr std::size_t kFirstOfChain = rules::kBiosTests.size();
+constexpr std::size_t kFirstOfProcessors = kFirstOfChain + rules::kChainTests.size();
+static_assert(kFirstOfProcessors + rules::kProcessorTests.size() <= 32);
+
 }  // namespace
 
 std::string ComparedName(std::string_view driver) {
@@ -103,14 +107,6 @@ std::vector<TUpdate> UpdatesOf(const TCatalogue& catalogue) {
   }
   return updates;
 }
-
-namespace {
-
-constexpr std::size_t kFirstOfChain = rules::kBiosTests.size();
-constexpr std::size_t kFirstOfProcessors = kFirstOfChain + rules::kChainTests.size();
-static_assert(kFirstOfProcessors + rules::kProcessorTests.size() <= 32);
-
-}  // namespace
 
 template <std::size_t N>
 EComponent TRecognition::FirstThatHolds(const std::array<rules::TComponentTest, N>& tests,

@@ -3,10 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <boost/algorithm/string.hpp>
 #include <cstddef>
-#include <vector>
 
 #include "base/shown_text.h"
 #include "svcheck/session/query_session.h"

@@ -99,6 +99,11 @@ TCommandDescription DescribeCommand(const CLI::App& app, const std::string& name
   return command;
 }
 
+EValueKind KindOfName(const std::string& name) {
+  if (name.starts_with("FILE") || name == "PATH" || name == "OLD") return EValueKind::kFile;
+  return name.starts_with("DIR") ? EValueKind::kFolder : EValueKind::kOther;
+}
+
 }  // namespace
 
 TCommandDescription Describe(const TVerb& verb, const CLI::App& app) {
@@ -162,15 +167,6 @@ std::string UsageOf(const TCommandDescription& command) {
   }
   return usage;
 }
-
-namespace {
-
-EValueKind KindOfName(const std::string& name) {
-  if (name.starts_with("FILE") || name == "PATH" || name == "OLD") return EValueKind::kFile;
-  return name.starts_with("DIR") ? EValueKind::kFolder : EValueKind::kOther;
-}
-
-}  // namespace
 
 EValueKind KindOf(const TOptionDescription& option) {
   if (option.value.empty()) return EValueKind::kNone;

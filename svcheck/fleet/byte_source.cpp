@@ -12,7 +12,7 @@
 #include "base/error.h"
 #include "base/files.h"
 #include "host/xmlparser/xml_parser.h"
-#include "runtime/acquire/module.h"
+#include "runtime/acquire/engine.h"
 #include "runtime/hskcore/host_setup.h"
 
 namespace fs = std::filesystem;

@@ -10,8 +10,8 @@
 
 #include "base/json_writer.h"
 #include "base/shown_text.h"
-#include "report/columns.h"
 #include "report/model.h"
+#include "report/table.h"
 #include "report/text.h"
 #include "svcheck/fleet/results.h"
 

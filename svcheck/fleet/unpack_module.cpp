@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "collect/archive_filter.h"
+#include "collect/archive_reader.h"
 #include "svcheck/fleet/byte_source.h"
 
 namespace svc::fleet {

@@ -5,7 +5,6 @@
 #include <cctype>
 #include <charconv>
 #include <cstdint>
-#include <string_view>
 #include <utility>
 
 #include "base/error.h"
@@ -322,13 +321,13 @@ void TAppStreamReader::AppendBlocks(std::string& text) {
 }  // namespace
 
 void ReadAppStream(char* begin, std::size_t size, const TTakeComponent& take) {
-  try {
+  const auto read = [&] {
     const xml::TUtf8Document document = xml::ToUtf8(begin, begin + size);
     xml::TDocumentText text(document.begin, document.end);
     TAppStreamReader(text, take).Read();
-  } catch (const xml::TDocumentError& error) {
-    throw TextError(error.line, error.what());
-  }
+  };
+  Retold<xml::TDocumentError>(
+      read, [](const xml::TDocumentError& error) { return TextError(error.line, error.what()); });
 }
 
 }  // namespace svc::offers

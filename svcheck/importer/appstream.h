@@ -1,11 +1,12 @@
 // The metadata of public firmware services (AppStream 1.0, "component type=firmware"), component by
-// component. Used from one thread.
+// component, and the instances of a catalogue that its releases become.
 #ifndef SVCHECK_IMPORTER_APPSTREAM_H_
 #define SVCHECK_IMPORTER_APPSTREAM_H_
 
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace svc::offers {
@@ -53,11 +54,22 @@ inline constexpr std::size_t kLongestDescription = 64U << 10U;
 
 using TTakeComponent = std::function<void(const TComponent& component)>;
 
-// Hands over each component of type firmware, in order. `begin` is one document, which reading
-// rewrites. A component without identifiers or releases is for nobody and passed over. Entities
-// beyond those of XML itself, and more than is reasonable of anything, are refused.
-// Throws TError (kText) with the line, and what `take` throws.
+// Used from one thread. Hands over each component of type firmware, in order. `begin` is one
+// document, which reading rewrites. A component without identifiers or releases is for nobody and
+// passed over. Entities beyond those of XML itself, and more than is reasonable of anything, are
+// refused. Throws TError (kText) with the line, and what `take` throws.
 void ReadAppStream(char* begin, std::size_t size, const TTakeComponent& take);
+
+// --- Releases as the instances of a catalogue. Pure functions; any thread. ---
+
+// The file of a catalogue's folder that holds them, beside the index of update elements.
+inline constexpr const char* kOfferFile = "firmware.xml";
+
+// What a file of offers begins with, the class SVC_FirmwareOffer among it, and what it ends with.
+std::string_view FileBegin();
+std::string_view FileEnd();
+// One instance.
+std::string InstanceText(const TComponent& component, const TRelease& release);
 
 }  // namespace svc::offers
 

@@ -16,13 +16,10 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/export.h"
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/minisign.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/author/command.h"
 #include "svcheck/importer/appstream.h"
-#include "svcheck/importer/offer_text.h"
-#include "svcheck/importer/signature.h"
 #include "svcheck/importer/sources.h"
 #include "svcheck/system/failure.h"
 
@@ -254,11 +251,9 @@ void Import(const TCommand& command, const IProgram& program) {
 
 extern "C" HOST_EXPORT int SvcImportOffers(const svc::catalogue::TCommand& command,
                                            const svc::catalogue::IProgram& program) noexcept {
-  try {
+  const auto take = [&] {
     svc::offers::Import(command, program);
     return svc::kExitDone;
-  } catch (const std::exception& error) {
-    program.Report(svc::ReasonOf(error));
-    return svc::StatusOf(error);
-  }
+  };
+  return svc::StatusOfRun(take, [&](const std::string& reason) { program.Report(reason); });
 }

@@ -1,4 +1,4 @@
-#include "svcheck/importer/offer_text.h"
+#include "svcheck/importer/appstream.h"
 
 #include <fmt/format.h>
 

@@ -11,7 +11,6 @@ extern "C" {
 #include "host/hskcore/exception.h"
 #include "report/text.h"
 #include "runtime/xmlparser/file_bytes.h"
-#include "svcheck/importer/signature.h"
 #include "svcheck/importer/sources.h"
 
 namespace svc::offers {
@@ -30,16 +29,16 @@ struct TRelease {
 template <typename T>
 using THeld = std::unique_ptr<T, TRelease>;
 
-[[noreturn]] void Fail(const std::string& file, const std::string& cause) {
-  throw TError("the signature " + file + " does not hold: " + cause +
-                   "; get metadata and signature anew, or name the folder of the publisher's "
-                   "certificates with --keys",
-               EErrorKind::kCatalogue);
+TError Unsound(const std::string& file, const std::string& cause) {
+  return TError("the signature " + file + " does not hold: " + cause +
+                    "; get metadata and signature anew, or name the folder of the publisher's "
+                    "certificates with --keys",
+                EErrorKind::kCatalogue);
 }
 
-std::string TextOf(GError* error) {
+TError Unsound(const std::string& file, GError* error) {
   const THeld<GError> held(error);
-  return held ? held->message : "it is broken";
+  return Unsound(file, held ? held->message : "it is broken");
 }
 
 // The library takes an object for granted, and each level of nesting for a call of its own.
@@ -67,9 +66,9 @@ std::string ReadSignature(const std::string& file) {
     if (!IsShallowObject(json)) throw TError("it is no signature file");
     return json;
   } catch (const NQRXHSK20::THSKException& error) {
-    Fail(file, error.GetMessageText());
+    throw Unsound(file, error.GetMessageText());
   } catch (const TError& error) {
-    Fail(file, error.what());
+    throw Unsound(file, error.what());
   }
 }
 
@@ -79,7 +78,7 @@ THeld<JcatItem> FindItem(JcatFile* signature, const std::string& name, const std
   if (item) return item;
   GError* error = nullptr;
   item.reset(::jcat_file_get_item_default(signature, &error));
-  if (!item) Fail(file, TextOf(error));
+  if (!item) throw Unsound(file, error);
   return item;
 }
 
@@ -92,7 +91,7 @@ void DemandSignature(std::string_view bytes, const std::string& name,
   GError* error = nullptr;
   if (!::jcat_file_import_json(signature.get(), ReadSignature(signatureFile).c_str(),
                                JCAT_IMPORT_FLAG_NONE, &error)) {
-    Fail(signatureFile, TextOf(error));
+    throw Unsound(signatureFile, error);
   }
   const THeld<JcatItem> item = FindItem(signature.get(), name, signatureFile);
   const THeld<JcatContext> context(::jcat_context_new());
@@ -104,7 +103,7 @@ void DemandSignature(std::string_view bytes, const std::string& name,
   error = nullptr;
   const THeld<GPtrArray> results(
       ::jcat_context_verify_item(context.get(), data.get(), item.get(), flags, &error));
-  if (!results) Fail(signatureFile, TextOf(error));
+  if (!results) throw Unsound(signatureFile, error);
 }
 
 }  // namespace svc::offers

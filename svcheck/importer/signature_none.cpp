@@ -1,6 +1,6 @@
 // Where there is no library for signature files.
 #include "base/error.h"
-#include "svcheck/importer/signature.h"
+#include "svcheck/importer/sources.h"
 
 namespace svc::offers {
 

@@ -1,10 +1,9 @@
-// Where metadata comes from: files, compressed or not, and archives of one firmware each. Any
-// thread.
+// Where metadata comes from: files, compressed or not, archives of one firmware each, and
+// signatures that say whose they are. Any thread.
 #ifndef SVCHECK_IMPORTER_SOURCES_H_
 #define SVCHECK_IMPORTER_SOURCES_H_
 
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -33,6 +32,13 @@ void ReadCabinet(const std::filesystem::path& path,
 // part of its path. Throws TError, also for an archive that holds more than kMostUnpacked.
 std::vector<TContentHash> HashesIn(const std::filesystem::path& path,
                                    const std::vector<TContentHash>& asked);
+
+// Demands that a signature file (.jcat) has a checksum of these bytes and a PKCS #7 or Ed25519
+// signature upon them, each of them right, by a certificate or key of the folder. `name` is what
+// the file of these bytes is called. Other kinds of signature are passed over. Throws TError
+// (kCatalogue).
+void DemandSignature(std::string_view bytes, const std::string& name,
+                     const std::string& signatureFile, const std::string& keyFolder);
 
 }  // namespace svc::offers
 

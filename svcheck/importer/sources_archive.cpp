@@ -4,18 +4,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdio>
-#include <functional>
 #include <memory>
-#include <new>
 #include <set>
 
 #include "base/error.h"
 #include "base/files.h"
-#include "collect/archive_filter.h"
+#include "collect/archive_reader.h"
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/minisign.h"
 #include "svcheck/importer/sources.h"
 
 namespace svc::offers {
@@ -29,23 +25,12 @@ constexpr std::size_t kMostMetainfo = 16U << 20U;  // Of one archive.
 constexpr std::size_t kAlways = 16U << 20U;
 constexpr std::size_t kRatio = 256;
 
-struct TFreeArchive {
-  void operator()(archive* reader) const { ::archive_read_free(reader); }
-};
-using TArchive = std::unique_ptr<archive, TFreeArchive>;
+using collect::TArchive;
 
-[[noreturn]] void Fail(const std::string& cause) { throw TError("cannot be unpacked: " + cause); }
+TError Unreadable(const std::string& cause) { return TError("cannot be unpacked: " + cause); }
 
 void Check(archive* reader, la_ssize_t status) {
-  if (status >= ARCHIVE_WARN) return;
-  const char* const cause = ::archive_error_string(reader);
-  Fail(cause != nullptr ? cause : "it is broken");
-}
-
-TArchive NewReader() {
-  TArchive reader(::archive_read_new());
-  if (!reader) throw std::bad_alloc();
-  return reader;
+  if (status < ARCHIVE_WARN) throw Unreadable(collect::CauseOf(reader));
 }
 
 // Hands over what is left of the entry, which is to be no more than `most`; returns how much it
@@ -59,7 +44,7 @@ std::size_t ReadBlocks(archive* reader, std::size_t most, const TUse& use) {
     Check(reader, count);
     if (count <= 0) return size;
     size += static_cast<std::size_t>(count);
-    if (size > most) Fail("unpacked it is larger than any that is published");
+    if (size > most) throw Unreadable("unpacked it is larger than any that is published");
     use(std::string_view(block).substr(0, static_cast<std::size_t>(count)));
   }
 }
@@ -78,7 +63,7 @@ using TFile = std::unique_ptr<std::FILE, TCloseFile>;
 std::size_t SizeOf(std::FILE* file) {
   const bool isAtEnd = std::fseek(file, 0, SEEK_END) == 0;
   const long size = isAtEnd ? std::ftell(file) : -1;
-  if (size < 0) Fail("it cannot be read from its end");
+  if (size < 0) throw Unreadable("it cannot be read from its end");
   std::rewind(file);
   return static_cast<std::size_t>(size);
 }
@@ -92,7 +77,7 @@ class TUnpackedSize {
 
   void Add(std::int64_t size) {
     if (size < 0 || static_cast<std::uint64_t>(size) > left) {
-      Fail("unpacked it is larger than any that is published");
+      throw Unreadable("unpacked it is larger than any that is published");
     }
     left -= static_cast<std::size_t>(size);
   }
@@ -107,7 +92,7 @@ template <typename TUse>
 void ForEachEntry(const std::filesystem::path& path, const TUse& use) {
   const TFile file(files::OpenToRead(path.string(), files::EPipes::kNone));
   TUnpackedSize size(SizeOf(file.get()));
-  const TArchive reader = NewReader();
+  const TArchive reader = collect::NewArchiveReader();
   Check(reader.get(), ::archive_read_support_format_cab(reader.get()));
   Check(reader.get(), ::archive_read_open_FILE(reader.get(), file.get()));
   archive_entry* entry = nullptr;
@@ -147,7 +132,7 @@ std::vector<THashKind> KindsFor(std::string_view file, const std::vector<TConten
 }  // namespace
 
 std::string Unpacked(std::string_view bytes, std::size_t most) {
-  const TArchive reader = NewReader();
+  const TArchive reader = collect::NewArchiveReader();
   for (const int filter : {ARCHIVE_FILTER_GZIP, ARCHIVE_FILTER_XZ, ARCHIVE_FILTER_ZSTD}) {
     collect::AllowFilter(reader.get(), filter);
   }
@@ -160,7 +145,7 @@ std::string Unpacked(std::string_view bytes, std::size_t most) {
   Check(reader.get(), found);
   constexpr int kFileAndOneFilter = 2;
   if (::archive_filter_count(reader.get()) > kFileAndOneFilter) {
-    Fail("it is compressed more than once");
+    throw Unreadable("it is compressed more than once");
   }
   return ReadEntry(reader.get(), std::min(most, kAlways + kRatio * std::min(bytes.size(), most)));
 }

@@ -2,18 +2,17 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <tuple>
 
 #include "base/error.h"
-#include "runtime/acquire/manifest.h"
+#include "base/files.h"
+#include "base/module.h"
 #include "runtime/acquire/outcome.h"
+#include "runtime/acquire/staged_file.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/publisher/files.h"
 
 namespace svc::repository {
-
 namespace {
 
 namespace fs = std::filesystem;
@@ -128,15 +127,13 @@ class TBuilder {
   std::map<std::string, std::string> paths;
 };
 
-}  // namespace
-
-TBuildResult Build(const TBuildOptions& options) {
-  TBuildResult result = TBuilder(options).Run();
-  WriteText(options.folder + "/" + acquire::kManifestName, ManifestText(result.manifest));
-  return result;
+template <typename TConsumer>
+void ReadPieces(const std::string& path, TConsumer consume) {
+  acquire::TPlainFile file(path);
+  if (!file.IsOpen()) throw TError(path + " cannot be read");
+  std::string buffer;
+  for (auto bytes = file.Read(buffer); !bytes.empty(); bytes = file.Read(buffer)) consume(bytes);
 }
-
-namespace {
 
 using nlohmann::ordered_json;
 
@@ -151,20 +148,6 @@ ordered_json FileObject(const acquire::TManifestFile& file) {
           {"latest", file.latest},
           {"payload", file.payload}};
 }
-
-}  // namespace
-
-std::string ManifestText(const acquire::TManifest& manifest) {
-  ordered_json files = ordered_json::array();
-  for (const acquire::TManifestFile& file : manifest.files) files.push_back(FileObject(file));
-  const ordered_json document = {{"schema", acquire::kManifestSchema},
-                                 {"serial", manifest.serial},
-                                 {"expires", acquire::FormatTime(manifest.expires)},
-                                 {"files", files}};
-  return document.dump(2) + "\n";
-}
-
-namespace {
 
 using acquire::DownloadError;
 using acquire::EOutcome;
@@ -185,6 +168,22 @@ void CheckFiles(const std::string& folder, const std::vector<acquire::TManifestF
 
 }  // namespace
 
+TBuildResult Build(const TBuildOptions& options) {
+  TBuildResult result = TBuilder(options).Run();
+  WriteText(options.folder + "/" + acquire::kManifestName, ManifestText(result.manifest));
+  return result;
+}
+
+std::string ManifestText(const acquire::TManifest& manifest) {
+  ordered_json files = ordered_json::array();
+  for (const acquire::TManifestFile& file : manifest.files) files.push_back(FileObject(file));
+  const ordered_json document = {{"schema", acquire::kManifestSchema},
+                                 {"serial", manifest.serial},
+                                 {"expires", acquire::FormatTime(manifest.expires)},
+                                 {"files", files}};
+  return document.dump(2) + "\n";
+}
+
 acquire::TManifest Verify(const std::string& folder, const std::optional<acquire::TPublicKey>& key,
                           std::chrono::sys_seconds now) {
   const std::string path = folder + "/" + acquire::kManifestName;
@@ -196,6 +195,40 @@ acquire::TManifest Verify(const std::string& folder, const std::optional<acquire
   acquire::CheckManifest(manifest, now, {});
   CheckFiles(folder, manifest.files);
   return manifest;
+}
+
+std::string ReadText(const std::string& path) {
+  std::string text;
+  ReadPieces(path, [&text](std::string_view bytes) { text += bytes; });
+  return text;
+}
+
+std::pair<std::uint64_t, std::string> SizeAndHash(const std::string& path) {
+  std::uint64_t size = 0;
+  acquire::THasher hasher(acquire::EHash::kSha256);
+  ReadPieces(path, [&](std::string_view bytes) {
+    size += bytes.size();
+    hasher.Update(bytes);
+  });
+  return {size, acquire::ToHex(hasher.Digest())};
+}
+
+void WriteText(const std::string& path, const std::string& text) {
+  const auto write = [&] {
+    files::TNewFile file(path);
+    file.Write(text);
+    file.Publish();
+  };
+  Retold(write, [&path](const TError& error) {
+    return TError(path + " cannot be written: " + error.what());
+  });
+}
+
+std::string InstalledDataFolder() {
+  const auto here = reinterpret_cast<const void*>(&InstalledDataFolder);
+  const auto folder = PathOf(FolderOfCode(here)).parent_path() / "share" / "svcheck";
+  const auto name = folder.u8string();
+  return {name.begin(), name.end()};
 }
 
 }  // namespace svc::repository

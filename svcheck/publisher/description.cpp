@@ -12,11 +12,8 @@
 #include "base/shown_text.h"
 #include "host/hskcore/cim.h"
 #include "host/hskcore/exception.h"
-#include "host/hskcore/namespace_provider.h"
 #include "host/hskcore/root_object.h"
-#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
-#include "rules/download_files.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"
 #include "rules/version_items.h"
@@ -63,11 +60,11 @@ void Load(const shared_ptr<ICIMNamespace>& target, const std::string& path) {
   const TBlock block = ReadFile(path);
   NQRXHSK20::TCIMXMLParser parser(target);
   parser.SetSV402Mode();
-  try {
-    parser.Parse(block.get());
-  } catch (const THSKException& failure) {
-    throw THSKException(path + ": " + failure.GetMessageText(), failure.GetStatusCode());
-  }
+  Retold<THSKException>([&] { parser.Parse(block.get()); },
+                        [&path](const THSKException& failure) {
+                          return THSKException(path + ": " + failure.GetMessageText(),
+                                               failure.GetStatusCode());
+                        });
 }
 
 std::vector<std::string> Texts(const ICIMInstance& instance, std::string_view property) {
@@ -92,58 +89,7 @@ TElement ElementOf(const ICIMInstance& instance) {
           Texts(instance, rules::kUpdateSystems)};
 }
 
-}  // namespace
-
-void ReadDescription(const std::string& path, const std::string& dataFolder,
-                     const TTakeElement& take) {
-  const auto target = NewNamespace(dataFolder);
-  Load(target, path);
-  shared_ptr<ICIMClass> updates;
-  target->GetClass(updates, rules::kUpdateClass, {});
-  updates->EnumerateInstances(
-      [&take](const shared_ptr<ICIMInstance>& instance) { take(ElementOf(*instance)); }, true, {});
-}
-
-TWarnings::TThing& TWarnings::Find(const std::string& what) {
-  const auto found = std::ranges::find(things, what, &TThing::what);
-  if (found != things.end()) return *found;
-  things.push_back({what, {}, 0});
-  return things.back();
-}
-
-namespace {
-
 constexpr std::size_t kShownPlaces = 5;
-
-}  // namespace
-
-void TWarnings::Add(const std::string& place, const std::string& what) {
-  TThing& thing = Find(what);
-  if (++thing.count <= kShownPlaces) thing.places.push_back(place);
-}
-
-void TWarnings::Add(const std::string& file, const TWarnings& warnings) {
-  for (const TThing& added : warnings.things) {
-    TThing& thing = Find(added.what);
-    thing.count += added.count;
-    for (const std::string& place : added.places) {
-      if (thing.places.size() < kShownPlaces) thing.places.push_back(file + ": " + place);
-    }
-  }
-}
-
-std::vector<std::string> TWarnings::Lines() const {
-  std::vector<std::string> lines;
-  for (const TThing& thing : things) {
-    for (const std::string& place : thing.places) lines.push_back(place + thing.what);
-    if (thing.count == thing.places.size()) continue;
-    lines.push_back("and " + std::to_string(thing.count - thing.places.size()) +
-                    " more of: " + thing.what);
-  }
-  return lines;
-}
-
-namespace {
 
 using rules::kSystemCodes;
 
@@ -203,6 +149,49 @@ void WarnOfName(std::string_view name, const std::set<std::string_view>& familie
 }
 
 }  // namespace
+
+void ReadDescription(const std::string& path, const std::string& dataFolder,
+                     const TTakeElement& take) {
+  const auto target = NewNamespace(dataFolder);
+  Load(target, path);
+  shared_ptr<ICIMClass> updates;
+  target->GetClass(updates, rules::kUpdateClass, {});
+  updates->EnumerateInstances(
+      [&take](const shared_ptr<ICIMInstance>& instance) { take(ElementOf(*instance)); }, true, {});
+}
+
+TWarnings::TThing& TWarnings::Find(const std::string& what) {
+  const auto found = std::ranges::find(things, what, &TThing::what);
+  if (found != things.end()) return *found;
+  things.push_back({what, {}, 0});
+  return things.back();
+}
+
+void TWarnings::Add(const std::string& place, const std::string& what) {
+  TThing& thing = Find(what);
+  if (++thing.count <= kShownPlaces) thing.places.push_back(place);
+}
+
+void TWarnings::Add(const std::string& file, const TWarnings& warnings) {
+  for (const TThing& added : warnings.things) {
+    TThing& thing = Find(added.what);
+    thing.count += added.count;
+    for (const std::string& place : added.places) {
+      if (thing.places.size() < kShownPlaces) thing.places.push_back(file + ": " + place);
+    }
+  }
+}
+
+std::vector<std::string> TWarnings::Lines() const {
+  std::vector<std::string> lines;
+  for (const TThing& thing : things) {
+    for (const std::string& place : thing.places) lines.push_back(place + thing.what);
+    if (thing.count == thing.places.size()) continue;
+    lines.push_back("and " + std::to_string(thing.count - thing.places.size()) +
+                    " more of: " + thing.what);
+  }
+  return lines;
+}
 
 std::set<std::string> MachineTypesOf(const std::vector<std::string>& texts) {
   std::set<std::string> types;

@@ -1,12 +1,11 @@
 #include <termios.h>
 #include <unistd.h>
-#include <filesystem>
 #include <iostream>
 
 #include "base/error.h"
 #include "base/files.h"
 #include "base/shown_text.h"
-#include "svcheck/publisher/files.h"
+#include "svcheck/publisher/build.h"
 
 namespace svc::repository {
 
@@ -39,13 +38,14 @@ class TSilence {
 }  // namespace
 
 void WriteSecret(const std::string& path, const std::string& text) {
-  try {
+  const auto make = [&] {
     files::TNewFile file(path, {}, files::TNewFile::kForOwner);
     file.Write(text);
     file.PublishFirst();
-  } catch (const TError& error) {
-    throw TError(path + " cannot be made: " + error.what());
-  }
+  };
+  Retold(make, [&path](const TError& error) {
+    return TError(path + " cannot be made: " + error.what());
+  });
 }
 
 std::string AskPassword(const std::string& purpose) {

@@ -1,13 +1,11 @@
 #include <windows.h>
-#include <filesystem>
 
 #include "base/error.h"
-#include "svcheck/publisher/files.h"
+#include "svcheck/publisher/build.h"
 
 // Needs what windows.h declares.
 #include <sddl.h>
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <system_error>

@@ -12,7 +12,6 @@
 #include "runtime/acquire/outcome.h"
 #include "svcheck/publisher/build.h"
 #include "svcheck/publisher/command.h"
-#include "svcheck/publisher/files.h"
 #include "svcheck/publisher/secret_key.h"
 #include "svcheck/system/failure.h"
 
@@ -32,11 +31,11 @@ std::string ManifestPath(const TCommand& command) {
 
 std::chrono::sys_seconds Expiry(const TCommand& command) {
   if (command.expires.empty()) return Now() + std::chrono::days(command.days);
-  try {
-    return acquire::ParseTime(command.expires);
-  } catch (const std::invalid_argument& error) {
-    throw TError("--expires " + command.expires + " " + error.what(), EErrorKind::kUsage);
-  }
+  return Retold<std::invalid_argument>(
+      [&] { return acquire::ParseTime(command.expires); },
+      [&](const std::exception& error) {
+        return TError("--expires " + command.expires + " " + error.what(), EErrorKind::kUsage);
+      });
 }
 
 std::string Described(const TManifest& manifest) {
@@ -53,11 +52,9 @@ std::string Described(const TManifest& manifest) {
 
 TSecretKey ReadSecretKey(const std::string& path) {
   const TSecret text(ReadText(path));
-  try {
-    return OpenSecretKey(text.Bytes(), [&path] { return AskPassword("of " + path); });
-  } catch (const TError& error) {
-    throw TError(path + ": " + error.what());
-  }
+  return Retold(
+      [&] { return OpenSecretKey(text.Bytes(), [&path] { return AskPassword("of " + path); }); },
+      [&path](const TError& error) { return TError(path + ": " + error.what()); });
 }
 
 // What was mistyped would be seen when the first manifest is to be signed.
@@ -129,13 +126,11 @@ void Act(TCommand command) {
 }
 
 int Run(const TCommand& command) {
-  try {
+  const auto act = [&command] {
     Act(command);
     return kExitDone;
-  } catch (const std::exception& failure) {
-    ShowLine(std::string("svcheck: ") + failure.what());
-    return StatusOf(failure);
-  }
+  };
+  return StatusOfRun(act, [](const std::string& reason) { ShowLine("svcheck: " + reason); });
 }
 
 }  // namespace

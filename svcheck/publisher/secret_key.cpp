@@ -2,11 +2,8 @@
 
 #include <gcrypt.h>
 #include <algorithm>
-#include <memory>
 
 #include "base/error.h"
-#include "runtime/acquire/crypto.h"
-#include "runtime/acquire/minisign.h"
 
 namespace svc::repository {
 
@@ -90,6 +87,35 @@ std::string Reveal(std::string_view bytes, const std::function<std::string()>& p
   return Xor(std::move(hidden), Mask(password(), head.substr(6, kSaltSize), cost));
 }
 
+struct TRelease {
+  void operator()(gcry_sexp* expression) const { gcry_sexp_release(expression); }
+  void operator()(gcry_context* context) const { gcry_ctx_release(context); }
+  void operator()(gcry_mpi* number) const { gcry_mpi_release(number); }
+};
+using TExpression = std::unique_ptr<gcry_sexp, TRelease>;
+
+void Check(gcry_error_t error) {
+  if (error != 0) throw TError(std::string("libgcrypt: ") + gcry_strerror(error));
+}
+
+// The form has "%b" in the place of each of the texts: an int and an address.
+template <typename... TArguments>
+TExpression Build(const char* form, TArguments... arguments) {
+  gcry_sexp_t expression = nullptr;
+  Check(gcry_sexp_build(&expression, nullptr, form, arguments...));
+  return TExpression(expression);
+}
+
+int Length(std::string_view text) { return static_cast<int>(text.size()); }
+
+std::string Part(const TExpression& expression, const char* name) {
+  const TExpression found(gcry_sexp_find_token(expression.get(), name, 0));
+  std::size_t size = 0;
+  const char* bytes = found ? gcry_sexp_nth_data(found.get(), 1, &size) : nullptr;
+  if (bytes == nullptr) throw TError("libgcrypt made no signature");
+  return {bytes, size};
+}
+
 }  // namespace
 
 TSecret::TSecret(std::string_view source)
@@ -154,39 +180,6 @@ std::string SignatureText(const TSecretKey& key, std::string_view message,
          acquire::ToBase64("ED" + key.id + signature) + "\ntrusted comment: " + trustedComment +
          "\n" + acquire::ToBase64(global) + "\n";
 }
-
-namespace {
-
-struct TRelease {
-  void operator()(gcry_sexp* expression) const { gcry_sexp_release(expression); }
-  void operator()(gcry_context* context) const { gcry_ctx_release(context); }
-  void operator()(gcry_mpi* number) const { gcry_mpi_release(number); }
-};
-using TExpression = std::unique_ptr<gcry_sexp, TRelease>;
-
-void Check(gcry_error_t error) {
-  if (error != 0) throw TError(std::string("libgcrypt: ") + gcry_strerror(error));
-}
-
-// The form has "%b" in the place of each of the texts: an int and an address.
-template <typename... TArguments>
-TExpression Build(const char* form, TArguments... arguments) {
-  gcry_sexp_t expression = nullptr;
-  Check(gcry_sexp_build(&expression, nullptr, form, arguments...));
-  return TExpression(expression);
-}
-
-int Length(std::string_view text) { return static_cast<int>(text.size()); }
-
-std::string Part(const TExpression& expression, const char* name) {
-  const TExpression found(gcry_sexp_find_token(expression.get(), name, 0));
-  std::size_t size = 0;
-  const char* bytes = found ? gcry_sexp_nth_data(found.get(), 1, &size) : nullptr;
-  if (bytes == nullptr) throw TError("libgcrypt made no signature");
-  return {bytes, size};
-}
-
-}  // namespace
 
 std::string RandomBytes(std::size_t size) {
   acquire::StartCrypto();

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/acquire/minisign.h"
+#include "runtime/acquire/crypto.h"
 
 namespace svc::repository {
 

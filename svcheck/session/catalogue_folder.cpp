@@ -11,7 +11,6 @@
 #include "base/files.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
-#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"

@@ -7,8 +7,8 @@
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
-#include "svcheck/system/interruption.h"
 #include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
 
 namespace svc {
 

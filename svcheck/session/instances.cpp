@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "host/hskcore/exception.h"
-#include "host/hskcore/schema_helper.h"
+#include "host/hskcore/root_object.h"
 #include "host/xmlparser/xml_parser.h"
 #include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"

@@ -10,9 +10,9 @@
 #include "host/hskcore/exception.h"
 #include "report/records.h"
 #include "report/text.h"
-#include "rules/download_files.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
+#include "rules/system_codes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/system/failure.h"
 

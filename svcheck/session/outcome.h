@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "base/error.h"
-#include "host/hskcore/logger.h"
+#include "host/hskcore/root_object.h"
 #include "report/model.h"
 
 namespace svc {

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "host/hskcore/cim.h"
-#include "rules/download_files.h"
 #include "rules/names.h"
+#include "rules/system_codes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/session/catalogue_folder.h"

@@ -9,13 +9,11 @@
 #include <utility>
 
 #include "host/hskcore/exception.h"
-#include "host/hskcore/namespace_provider.h"
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
-#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
-#include "rules/download_files.h"
 #include "rules/names.h"
+#include "rules/system_codes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/plugin.nsp/plugin_loader.h"

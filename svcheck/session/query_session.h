@@ -14,7 +14,7 @@
 #include <string>
 
 #include "host/hskcore/cim.h"
-#include "host/hskcore/logger.h"
+#include "host/hskcore/root_object.h"
 #include "host/plugin.nsp/plugin_manager.h"
 #include "report/records.h"
 #include "runtime/acquire/settings.h"

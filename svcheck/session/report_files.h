@@ -11,7 +11,7 @@
 #include "report/model.h"
 #include "report/selection.h"
 #include "report/waivers.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/system/output.h"
 
 namespace svc {

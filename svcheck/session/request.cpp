@@ -4,15 +4,15 @@
 #include <utility>
 
 #include "collect/collector.h"
-#include "host/hskcore/logger.h"
 #include "host/hskcore/os_specific.h"
+#include "host/hskcore/root_object.h"
 #include "rules/names.h"
 #include "runtime/acquire/settings.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/interruption.h"
 #include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
 
 using namespace NQRXHSK20;
 

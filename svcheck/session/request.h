@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/hskcore/cim.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 
 namespace svc {
 

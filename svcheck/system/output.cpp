@@ -1,36 +1,43 @@
 #include "svcheck/system/output.h"
 
+#include <atomic>
 #include <cerrno>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include "base/files.h"
+#include "base/shown_text.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/interruption.h"
 #include "svcheck/system/paths.h"
+#include "svcheck/system/process.h"
 
 namespace svc {
-
 namespace {
 
-[[noreturn]] void FailToWrite(const std::string& place, const std::string& why) {
-  throw TError("cannot write " + place + ": " + why +
-               "; check that there is space and that you may write there");
+std::atomic<bool> hasMemoryRunOut{false};
+std::atomic<bool> isQuiet{false};
+
+void NoteMemoryRunOut() {
+  hasMemoryRunOut = true;
+  throw std::bad_alloc();
+}
+
+TError NotWritten(const std::string& place, const std::string& why) {
+  return TError("cannot write " + place + ": " + why +
+                "; check that there is space and that you may write there");
 }
 [[noreturn]] void FailToWrite(const std::string& place, int error) {
-  FailToWrite(place, std::generic_category().message(error));
+  throw NotWritten(place, std::generic_category().message(error));
 }
 
 // Does something with a file, and says of a failure that the place cannot be written.
 template <typename TAction>
 auto Do(const std::string& place, const TAction& action) {
-  try {
-    return action();
-  } catch (const TError& error) {
-    if (error.Kind() != EErrorKind::kFile) throw;
-    FailToWrite(place, error.what());
-  }
+  return Retold(action, [&place](const TError& error) {
+    return error.Kind() == EErrorKind::kFile ? NotWritten(place, error.what()) : error;
+  });
 }
 
 // A C stream with its errors turned into failures.
@@ -88,6 +95,29 @@ class TFileOutput : public TOutput {
 };
 
 }  // namespace
+
+void WatchMemory() noexcept {
+  hasMemoryRunOut = false;
+  std::set_new_handler(NoteMemoryRunOut);
+}
+
+bool HasMemoryRunOut() noexcept { return hasMemoryRunOut; }
+
+void ReportError(const std::string& text) noexcept {
+  try {
+    ShowLine("svcheck: " + text);
+  } catch (...) {
+    ShowLine("svcheck: out of memory");
+  }
+}
+
+void ReportNote(const std::string& text) noexcept {
+  if (!IsQuiet()) ReportError(text);
+}
+
+void BeQuiet() noexcept { isQuiet = true; }
+
+bool IsQuiet() noexcept { return isQuiet; }
 
 void FlushStandardOutput() {
   if (std::fflush(stdout) != 0) FailToWrite("standard output", errno);

@@ -3,7 +3,6 @@
 #ifndef SVCHECK_SYSTEM_OUTPUT_H_
 #define SVCHECK_SYSTEM_OUTPUT_H_
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>

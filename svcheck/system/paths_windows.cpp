@@ -1,11 +1,10 @@
 #include <io.h>
 #include <windows.h>
-#include <cstdlib>
 #include <memory>
 #include <string_view>
 #include <system_error>
 
-#include "rules/download_files.h"
+#include "rules/system_codes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"

@@ -1,9 +1,11 @@
-// The running process: its standard streams, its limits, its environment, its temporary files.
+// The running process: its standard streams, its limits, its environment, its temporary files, and
+// its end when somebody interrupts it.
 #ifndef SVCHECK_SYSTEM_PROCESS_H_
 #define SVCHECK_SYSTEM_PROCESS_H_
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -96,6 +98,42 @@ class TCapturedOutput {
 
 // The name of the machine whose system tree it is; empty when it cannot be told. Any thread.
 std::string HostName(const std::filesystem::path& root);
+
+// --- Interruption ---
+
+// What SIGINT and SIGTERM do: remove what is half-written and end the process, at once or, while a
+// download is under way, as soon as it has stopped.
+
+// Called once, before the first of the classes below is made.
+void HandleInterruption() noexcept;
+
+// Removes a file, if it exists, when it goes out of scope or the process is interrupted.
+class TTemporaryFile {
+ public:
+  explicit TTemporaryFile(const std::string& path);
+  ~TTemporaryFile();
+  TTemporaryFile(const TTemporaryFile&) = delete;
+  TTemporaryFile& operator=(const TTemporaryFile&) = delete;
+
+  // The file stays.
+  void Disarm() noexcept;
+
+ private:
+  std::string path;
+  std::size_t slot;
+};
+
+// What this process alone tells on standard error, in one line, when it is interrupted from now on.
+void SetInterruptionHint(const std::string& text) noexcept;
+
+// For who ends the process without leaving the scopes of these files.
+void RemoveTemporaryFiles() noexcept;
+
+// From StartPoliteStop to EndPoliteStop an interruption is only noted, for somebody who asks
+// StopRequested several times a second; EndPoliteStop ends the process if one was noted.
+void StartPoliteStop() noexcept;
+void EndPoliteStop() noexcept;
+bool StopRequested() noexcept;
 
 }  // namespace svc
 

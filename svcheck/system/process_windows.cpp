@@ -1,26 +1,26 @@
+#include "svcheck/system/process.h"
+
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
 #include <sys/stat.h>
 #include <windows.h>
-#include <algorithm>
-#include <array>
+
+#include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cwchar>
-#include <filesystem>
 #include <iterator>
+#include <mutex>
 #include <random>
-#include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
+#include "runtime/hskcore/host_setup.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/process.h"
 
 namespace svc {
-
 namespace {
 
 constexpr int kStandardOutput = 1;
@@ -97,6 +97,41 @@ int OpenScratchFile() {
   _wsopen_s(&file, path, _O_RDWR | _O_CREAT | _O_TEMPORARY | _O_BINARY | _O_NOINHERIT, _SH_DENYRW,
             _S_IREAD | _S_IWRITE);
   return file;
+}
+
+// The system calls the handler on a thread of its own, so that it may lock and allocate.
+struct TState {
+  std::mutex mutex;
+  std::vector<std::filesystem::path> files;  // An empty one is free.
+  std::string hint;
+};
+
+TState& State() {
+  static TState& state = *new TState;
+  return state;
+}
+
+std::atomic<bool> polite{false};
+std::atomic<bool> noted{false};
+
+// The status with which the system itself ends an interrupted process.
+constexpr UINT kInterrupted = 0xC000013A;
+
+[[noreturn]] void EndNow() {
+  RemoveTemporaryFiles();
+  {
+    const std::scoped_lock lock(State().mutex);
+    if (!State().hint.empty()) ReportError(State().hint);
+  }
+  TerminateProcess(GetCurrentProcess(), kInterrupted);
+  std::abort();
+}
+
+BOOL WINAPI Handle(DWORD /*event*/) {
+  // Who interrupts twice wants it now.
+  const bool again = noted.exchange(true);
+  if (!polite || again) EndNow();
+  return TRUE;
 }
 
 }  // namespace
@@ -201,5 +236,45 @@ std::string HostName(const std::filesystem::path& /*root*/) {
   auto size = static_cast<DWORD>(name.size());
   return GetComputerNameA(name.data(), &size) ? name.data() : "";
 }
+
+void HandleInterruption() noexcept { SetConsoleCtrlHandler(Handle, TRUE); }
+
+void SetInterruptionHint(const std::string& text) noexcept {
+  const std::scoped_lock lock(State().mutex);
+  State().hint = text;
+}
+
+void RemoveTemporaryFiles() noexcept {
+  const std::scoped_lock lock(State().mutex);
+  for (const auto& file : State().files) {
+    if (!file.empty()) _wunlink(file.c_str());
+  }
+}
+
+TTemporaryFile::TTemporaryFile(const std::string& path) : path(path) {
+  const std::scoped_lock lock(State().mutex);
+  slot = State().files.size();
+  State().files.push_back(PathOf(path));
+}
+
+TTemporaryFile::~TTemporaryFile() {
+  const std::scoped_lock lock(State().mutex);
+  const std::filesystem::path file = std::exchange(State().files[slot], {});
+  if (!file.empty()) _wunlink(file.c_str());
+}
+
+void TTemporaryFile::Disarm() noexcept {
+  const std::scoped_lock lock(State().mutex);
+  State().files[slot].clear();
+}
+
+void StartPoliteStop() noexcept { polite = true; }
+
+void EndPoliteStop() noexcept {
+  polite = false;
+  if (noted) EndNow();
+}
+
+bool StopRequested() noexcept { return noted; }
 
 }  // namespace svc

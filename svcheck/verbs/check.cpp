@@ -8,7 +8,7 @@
 #include "rules/names.h"
 #include "runtime/acquire/address.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/settings.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/catalogue_folder.h"

@@ -1,6 +1,5 @@
 // `svcheck collect`: writes the inventory of a machine.
 
-#include <array>
 #include <memory>
 
 #include "base/error.h"
@@ -9,12 +8,11 @@
 #include "collect/client_devices.h"
 #include "collect/collector.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/interruption.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"
@@ -44,12 +42,9 @@ TError BadPassword(const std::string& path, const std::string& reason) {
 
 // The one line of a file.
 std::string ReadPassword(const std::string& path) {
-  std::string password;
-  try {
-    password = ReadUpTo(kLongestPassword + 2, path);
-  } catch (const TError& error) {
-    throw BadPassword(path, error.what());
-  }
+  std::string password =
+      Retold([&path] { return ReadUpTo(kLongestPassword + 2, path); },
+             [&path](const TError& error) { return BadPassword(path, error.what()); });
   if (password.ends_with('\n')) password.pop_back();
   if (password.ends_with('\r')) password.pop_back();
   if (password.empty()) throw BadPassword(path, "it is empty");
@@ -61,13 +56,14 @@ std::string ReadPassword(const std::string& path) {
 
 std::vector<collect::TFirmwareDevice> ReadClientFile(const std::string& path) {
   constexpr std::size_t kMost = collect::kMostClientBytes + 1;
-  try {
+  const auto read = [&path] {
     return collect::ReadClientDevices(path == "-" ? ReadUpTo(kMost, stdin)
                                                   : ReadUpTo(kMost, Absolute(path).string()));
-  } catch (const TError& error) {
-    throw TError("--fwupd " + path + ": " + error.what() +
-                 "; give what `fwupdmgr get-devices --json` prints");
-  }
+  };
+  return Retold(read, [&path](const TError& error) {
+    return TError("--fwupd " + path + ": " + error.what() +
+                  "; give what `fwupdmgr get-devices --json` prints");
+  });
 }
 
 std::string DocumentOf(const std::vector<collect::TFirmwareDevice>& devices) {

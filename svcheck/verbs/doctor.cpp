@@ -6,9 +6,9 @@
 
 #include "base/json_writer.h"
 #include "base/shown_text.h"
-#include "report/columns.h"
+#include "report/table.h"
 #include "report/text.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"

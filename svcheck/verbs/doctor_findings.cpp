@@ -1,18 +1,15 @@
 #include "svcheck/verbs/doctor_findings.h"
 
 #include <chrono>
-#include <filesystem>
-#include <string>
 
 #include "base/shown_text.h"
 #include "collect/collector.h"
-#include "host/acquire/acquire_callback.h"
-#include "host/xmlparser/namespace_populator.h"
+#include "host/acquire/download_manager.h"
+#include "host/xmlparser/xml_parser.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "runtime/acquire/address.h"
 #include "runtime/acquire/engine.h"
-#include "runtime/acquire/module.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/cli/settings.h"

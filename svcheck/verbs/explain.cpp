@@ -1,10 +1,10 @@
 // `svcheck explain`: why something is, or is not, in the report.
 #include <utility>
 
-#include "host/hskcore/schema_helper.h"
+#include "host/hskcore/root_object.h"
 #include "report/text.h"
 #include "rules/names.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/catalogue_folder.h"
 #include "svcheck/session/coverage.h"

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "host/hskcore/cim.h"
-#include "host/hskcore/logger.h"
+#include "host/hskcore/root_object.h"
 #include "report/model.h"
 #include "report/records.h"
 #include "runtime/hskcore/namespace_watch.h"

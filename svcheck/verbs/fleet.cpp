@@ -7,11 +7,10 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <utility>
 
 #include "base/shown_text.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/fleet/comparison.h"
 #include "svcheck/fleet/inputs.h"
@@ -27,7 +26,6 @@
 #include "svcheck/session/report_files.h"
 #include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/interruption.h"
 #include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"

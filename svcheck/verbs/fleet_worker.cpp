@@ -1,7 +1,7 @@
 // `svcheck fleet-worker`: what `svcheck fleet` starts where a process cannot be copied.
 #include <string>
 
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/fleet/workers.h"
 #include "svcheck/system/failure.h"

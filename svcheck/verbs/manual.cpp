@@ -2,8 +2,8 @@
 #include <vector>
 
 #include "runtime/hskcore/host_setup.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/help.h"
-#include "svcheck/cli/options.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/output.h"

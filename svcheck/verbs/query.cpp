@@ -3,7 +3,7 @@
 
 #include "base/json_writer.h"
 #include "report/json.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/query_session.h"
 #include "svcheck/system/failure.h"

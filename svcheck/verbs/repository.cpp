@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <system_error>
 
-#include "runtime/acquire/module.h"
+#include "runtime/acquire/engine.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/cli/options.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/publisher/command.h"
 #include "svcheck/system/failure.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "collect/text.h"
+#include "collect/cim_xml.h"
 #include "made_tree.h"
 
 namespace svc::collect {

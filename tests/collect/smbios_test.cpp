@@ -1,4 +1,4 @@
-#include "collect/smbios.h"
+#include "collect/platform_firmware.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "collect/text.h"
+#include "collect/cim_xml.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,6 @@
 
 #include "base/error.h"
 #include "svcheck/importer/appstream.h"
-#include "svcheck/importer/offer_text.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

@@ -10,7 +10,6 @@
 #include "report/text.h"
 #include "rules/names.h"
 #include "svcheck/author/command.h"
-#include "svcheck/author/csv.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/rules.h"
 #include "svcheck/system/failure.h"

@@ -1,6 +1,5 @@
 // Lists of firmware versions, and the catalogues that are made of them.
 #include "base/error.h"
-#include "svcheck/author/csv.h"
 #include "svcheck/author/new_element.h"
 #include "tests/fuzz/fuzz_support.h"
 

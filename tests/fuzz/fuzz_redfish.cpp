@@ -10,7 +10,7 @@
 #include "base/error.h"
 #include "base/shown_text.h"
 #include "collect/cim_xml.h"
-#include "collect/redfish/server.h"
+#include "collect/redfish/redfish.h"
 #include "runtime/acquire/progress_report.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "tests/fuzz/fuzz_support.h"

@@ -1,6 +1,6 @@
 // Signatures of manifests and public keys: a text from outside is taken or refused, and nothing
 // that is made up verifies.
-#include "runtime/acquire/minisign.h"
+#include "runtime/acquire/crypto.h"
 #include "runtime/acquire/outcome.h"
 #include "tests/fuzz/fuzz_support.h"
 

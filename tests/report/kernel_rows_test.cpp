@@ -1,4 +1,4 @@
-#include "report/kernel_rows.h"
+#include "report/records.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

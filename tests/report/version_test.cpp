@@ -8,8 +8,6 @@
 #include <string>
 #include <string_view>
 
-#include "report/version_runs.h"
-
 namespace svc::report {
 namespace {
 

@@ -1,4 +1,4 @@
-#include "rules/download_files.h"
+#include "rules/system_codes.h"
 
 #include <gtest/gtest.h>
 

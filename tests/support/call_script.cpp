@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "host/hskcore/schema_helper.h"
+#include "host/hskcore/root_object.h"
 
 using NQRXHSK20::CIMContext;
 using NQRXHSK20::TCIMSchemaHelper;

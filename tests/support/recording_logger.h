@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/hskcore/logger.h"
+#include "host/hskcore/root_object.h"
 
 namespace svc::test {
 

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "host/hskcore/cim.h"
-#include "host/hskcore/logger.h"
 #include "host/hskcore/root_object.h"
 #include "host/plugin.nsp/plugin_callbacks.h"
 #include "host/plugin.nsp/plugin_manager.h"

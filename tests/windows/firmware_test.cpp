@@ -4,7 +4,7 @@
 
 #include <deque>
 
-#include "base/utf16.h"
+#include "base/shown_text.h"
 #include "recorded_machine.h"
 
 namespace svc::collect {

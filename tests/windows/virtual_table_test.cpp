@@ -6,7 +6,6 @@
 #include <string>
 
 #include "host/hskcore/root_object.h"
-#include "host/hskcore/schema_helper.h"
 #include "tests/windows/plugin_library.h"
 
 namespace svc::testing {

@@ -14,7 +14,6 @@
 #include "host/hskcore/os_specific.h"
 #include "plugins/version_checker/catalogue/catalogue_loader.h"
 #include "plugins/version_checker/inventory/reporting.h"
-#include "rules/download_files.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "host/acquire/acquire_callback.h"
 #include "host/acquire/download_manager.h"
 #include "host/plugin.nsp/plugin_callbacks.h"
 #include "plugins/version_checker/inventory/inventory_operations.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "host/hskcore/schema_helper.h"
+#include "host/hskcore/root_object.h"
 #include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"
 

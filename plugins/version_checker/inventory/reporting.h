@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <string_view>
 
-#include "host/hskcore/logger.h"
+#include "host/hskcore/root_object.h"
 
 namespace svc::checker {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "host/hskcore/os_specific.h"
-#include "host/hskcore/schema_helper.h"
+#include "host/hskcore/root_object.h"
 #include "plugins/version_checker/catalogue/live_acquisition.h"
 #include "plugins/version_checker/inventory/properties.h"
 #include "plugins/version_checker/inventory/reporting.h"

@@ -1,4 +1,4 @@
-#include "collect/redfish/client.h"
+#include "collect/redfish/redfish.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // What a service in memory tells of a server, and what is asked of it for that.
-#include "collect/redfish/server.h"
+#include "collect/redfish/redfish.h"
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,7 @@
 #include <iostream>
 #include <string>
 
-#include "plugins/public_firmware/identifiers.h"
-#include "plugins/public_firmware/versions.h"
+#include "plugins/public_firmware/catalogue.h"
 
 int main() {
   using namespace svc::publicfirmware;

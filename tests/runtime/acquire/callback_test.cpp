@@ -1,8 +1,7 @@
-#include "host/acquire/acquire_callback.h"
+#include "host/acquire/download_manager.h"
 
 #include <gtest/gtest.h>
 
-#include "host/acquire/download_manager.h"
 #include "runtime/acquire/settings.h"
 
 namespace {

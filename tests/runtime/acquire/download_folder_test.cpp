@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/minisign.h"
 #include "tests/support/fake_transport.h"
 #include "tests/support/temporary_folder.h"
 

@@ -8,8 +8,6 @@
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/download_folder.h"
 #include "runtime/acquire/fetcher.h"
-#include "runtime/acquire/minisign.h"
-#include "runtime/acquire/serial_store.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::acquire {

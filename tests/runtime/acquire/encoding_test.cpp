@@ -2,7 +2,6 @@
 
 #include "from_hex.h"
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/minisign.h"
 
 namespace svc::acquire {
 namespace {

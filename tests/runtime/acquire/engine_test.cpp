@@ -6,9 +6,9 @@
 #include <functional>
 #include <new>
 
+#include "runtime/acquire/download_folder.h"
 #include "runtime/acquire/engine.h"
 #include "runtime/acquire/progress_report.h"
-#include "runtime/acquire/serial_store.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::acquire {

@@ -6,10 +6,9 @@
 
 #include "fetching.h"
 #include "runtime/acquire/download_folder.h"
+#include "runtime/acquire/engine.h"
 #include "runtime/acquire/fetcher.h"
 #include "runtime/acquire/manifest.h"
-#include "runtime/acquire/module.h"
-#include "runtime/acquire/serial_store.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::acquire {

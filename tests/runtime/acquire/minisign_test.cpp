@@ -1,4 +1,4 @@
-#include "runtime/acquire/minisign.h"
+#include "runtime/acquire/crypto.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "runtime/acquire/serial_store.h"
+#include "runtime/acquire/download_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,6 @@
 
 #include "outside_numbers.h"
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/minisign.h"
 #include "runtime/acquire/outcome.h"
 #include "tests/support/temporary_folder.h"
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "outside_numbers.h"
-#include "runtime/acquire/minisign.h"
+#include "runtime/acquire/crypto.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::acquire {

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/hskcore/logger.h"
+#include "host/hskcore/root_object.h"
 
 namespace svc::testing {
 

@@ -1,4 +1,4 @@
-#include "host/hskcore/schema_helper.h"
+#include "host/hskcore/root_object.h"
 
 #include <gtest/gtest.h>
 

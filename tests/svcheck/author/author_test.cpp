@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <memory>
 
-#include "collect/archive_filter.h"
+#include "collect/archive_reader.h"
 #include "svcheck/author/catalogue_files.h"
 #include "svcheck/author/driver_source.h"
 #include "svcheck/author/new_element.h"

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "runtime/acquire/minisign.h"
+#include "runtime/acquire/crypto.h"
 
 namespace svc::repository {
 namespace {

@@ -7,7 +7,6 @@
 
 #include <new>
 
-#include "host/hskcore/namespace_provider.h"
 #include "host/hskcore/root_object.h"
 #include "rules/names.h"
 #include "svcheck/session/instances.h"

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "host/hskcore/os_specific.h"
-#include "host/hskcore/schema_helper.h"
+#include "host/hskcore/root_object.h"
 #include "tests/plugins/version_checker/query/query_fixture.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"

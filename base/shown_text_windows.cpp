@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "base/utf16.h"
+#include "base/shown_text.h"
 
 namespace svc {
 

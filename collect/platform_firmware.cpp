@@ -1,10 +1,10 @@
-#include "collect/smbios.h"
+#include "collect/platform_firmware.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "collect/text.h"
+#include "collect/cim_xml.h"
 
 namespace svc::collect {
 namespace {
@@ -127,6 +127,19 @@ std::string SmbiosUuid(std::string_view bytes, bool littleEndian) {
     text += fmt::format("{:02x}", static_cast<std::uint8_t>(bytes[littleEndian ? kLittle[i] : i]));
   }
   return text;
+}
+
+std::optional<TManagementController> ParseDeviceId(std::string_view response) {
+  constexpr std::size_t kShortest = 12, kWithAuxiliary = 16;
+  const auto byte = [response](std::size_t i) { return static_cast<std::uint8_t>(response[i]); };
+  if (response.size() < kShortest || byte(0) != 0) return {};
+  TManagementController controller{fmt::format("{}.{:02x}", byte(3) & 0x7FU, byte(4)), ""};
+  if (response.size() >= kWithAuxiliary) {
+    controller.auxiliary =
+        fmt::format("{:02x}{:02x}{:02x}{:02x}", byte(12), byte(13), byte(14), byte(15));
+    if (controller.auxiliary == "00000000") controller.auxiliary.clear();
+  }
+  return controller;
 }
 
 }  // namespace svc::collect

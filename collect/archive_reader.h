@@ -1,12 +1,35 @@
-// What libarchive may unpack with. Any thread.
-#ifndef COLLECT_ARCHIVE_FILTER_H_
-#define COLLECT_ARCHIVE_FILTER_H_
+// What all who read archives have to do with libarchive: a reader, its errors, and what it may
+// unpack with. Any thread, each with readers of its own.
+#ifndef COLLECT_ARCHIVE_READER_H_
+#define COLLECT_ARCHIVE_READER_H_
 
 #include <archive.h>
+
+#include <memory>
+#include <new>
+#include <string>
 
 #include "base/error.h"
 
 namespace svc::collect {
+
+struct TFreeArchive {
+  void operator()(archive* reader) const { ::archive_read_free(reader); }
+};
+using TArchive = std::unique_ptr<archive, TFreeArchive>;
+
+// One that knows no format and no compression yet.
+inline TArchive NewArchiveReader() {
+  TArchive reader(::archive_read_new());
+  if (!reader) throw std::bad_alloc();
+  return reader;
+}
+
+// Why the reader's last operation failed.
+inline std::string CauseOf(archive* reader) {
+  const char* const cause = ::archive_error_string(reader);
+  return cause != nullptr ? cause : "it is broken";
+}
 
 // What unpacks within the process where libarchive was built with the library for it.
 struct TFilter {
@@ -34,4 +57,4 @@ inline void AllowFilter(archive* reader, int filter) {
 
 }  // namespace svc::collect
 
-#endif  // COLLECT_ARCHIVE_FILTER_H_
+#endif  // COLLECT_ARCHIVE_READER_H_

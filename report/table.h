@@ -1,7 +1,7 @@
 // Texts in columns for a terminal, aligned by what characters take there. Two walks over the rows,
 // first Measure, then Line, so that no row is kept. Used by one thread.
-#ifndef REPORT_COLUMNS_H_
-#define REPORT_COLUMNS_H_
+#ifndef REPORT_TABLE_H_
+#define REPORT_TABLE_H_
 
 #include <array>
 #include <cstddef>
@@ -72,4 +72,4 @@ std::string_view ColorOf(const TRecord& record) noexcept;
 
 }  // namespace svc::report
 
-#endif  // REPORT_COLUMNS_H_
+#endif  // REPORT_TABLE_H_
