@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "base/error.h"
@@ -60,12 +62,98 @@ struct TList {
   TTextSet sources;                // and what these were built of.
 };
 
+// What a catalogue offers, by component, machine type and the name of a driver: so that what is
+// added is compared with what may be the same, however much else there is. Refers to the updates.
+class TOlderVersions {
+ public:
+  struct TVersion {
+    std::size_t number;  // In the catalogue's order.
+    const TUpdate* update;
+    const TDriverEntry* entry;  // Of a list of drivers; otherwise null.
+  };
+  using TVersions = std::vector<TVersion>;
+
+  // `offered` are all that are asked for later.
+  TOlderVersions(const std::vector<TUpdate>& updates, const std::vector<TUpdate>& offered) {
+    for (const TUpdate& update : offered) {
+      for (const TDriverEntry& entry : *update.drivers) wanted.insert(NameOf(update, entry));
+    }
+    for (const TUpdate& update : updates) {
+      if (!update.machineTypes->empty()) Add(update);
+    }
+  }
+
+  // In the catalogue's order, with machine types of which the offered one has the first; there may
+  // be others that it has not.
+  TVersions Firmware(const TUpdate& offered) { return Find(offered, FirmwareOf(offered)); }
+  TVersions Drivers(const TUpdate& offered, const TDriverEntry& entry) {
+    return Find(offered, NameOf(offered, entry));
+  }
+  TVersions Lists(const TUpdate& offered) { return Find(offered, kList); }
+
+ private:
+  static constexpr const char* kList = "list";
+  static constexpr std::size_t kMostCompared = 1'000'000;
+
+  static std::string NameOf(const TUpdate& update, const TDriverEntry& entry) {
+    return "driver " + (update.IsAdapter() ? Lowered(entry.name) : ComparedName(entry.name));
+  }
+  static std::string FirmwareOf(const TUpdate& update) {
+    return update.isBios ? "bios" : "firmware";
+  }
+  static std::string KeyOf(const TUpdate& update, const std::string& what,
+                           const std::string& machineType) {
+    return fmt::format("{} {} {}{}", static_cast<int>(update.component), machineType.size(),
+                       machineType, what);
+  }
+
+  void Add(const TUpdate& update) {
+    const auto add = [&](const std::string& what, const TDriverEntry* entry) {
+      TVersions& versions = known[KeyOf(update, what, *update.machineTypes->begin())];
+      versions.push_back({count++, &update, entry});
+    };
+    if (update.ReadsVersion()) add(FirmwareOf(update), nullptr);
+    if (update.IsAdapter()) add(kList, nullptr);
+    for (const TDriverEntry& entry : *update.drivers) {
+      const std::string name = NameOf(update, entry);
+      if (wanted.count(name) > 0) add(name, &entry);
+    }
+  }
+
+  TVersions Find(const TUpdate& offered, const std::string& what) {
+    TVersions found;
+    for (const std::string& type : *offered.machineTypes) {
+      const auto versions = known.find(KeyOf(offered, what, type));
+      if (versions == known.end()) continue;
+      found.insert(found.end(), versions->second.begin(), versions->second.end());
+    }
+    compared += found.size();
+    if (compared > kMostCompared) {
+      throw TError(
+          fmt::format("the catalogue and what is added to it offer the same to the same machines "
+                      "more than {} times; leave out what is there over and over",
+                      kMostCompared),
+          EErrorKind::kCatalogue);
+    }
+    std::sort(found.begin(), found.end(),
+              [](const TVersion& a, const TVersion& b) { return a.number < b.number; });
+    return found;
+  }
+
+  std::unordered_set<std::string> wanted;
+  std::unordered_map<std::string, TVersions> known;
+  std::size_t count = 0;
+  std::size_t compared = 0;
+};
+
 class TMerging {
  public:
-  TMerging(std::string_view older, const std::filesystem::path& dataFolder)
+  TMerging(std::string_view older, const std::vector<TUpdate>& offered,
+           const std::filesystem::path& dataFolder)
       : text(older),
         catalogue(ReadCatalogueText(std::string(older), dataFolder)),
-        updates(UpdatesOf(catalogue)) {
+        updates(UpdatesOf(catalogue)),
+        known(updates, offered) {
     if (const TFile* const file = FirstUnusable(catalogue)) {
       throw TError("the catalogue cannot be added to: " + WhyUnusable(*file) +
                        "; `svcheck catalogue lint` tells more",
@@ -83,6 +171,10 @@ class TMerging {
 
   TMerged Take() {
     EditDriverFiles();
+    if (untold > 0) {
+      merged.remarks.push_back(fmt::format(
+          "{} more of these stay, since they have no order with what is added", untold));
+    }
     merged.text = Edited();
     return std::move(merged);
   }
@@ -91,22 +183,28 @@ class TMerging {
   // Counts what becomes of an older version. True where the offered one takes its place.
   bool Judge(std::string_view name, std::string_view older, std::string_view offered) {
     const auto order = report::CompareVersions(older, offered);
-    if (!order) {
-      merged.remarks.push_back(fmt::format("{}: {} stays, since it has no order with {}",
-                                           report::PlainLine(name), report::PlainLine(older),
-                                           report::PlainLine(offered)));
-    }
+    if (!order) Remark(name, older, offered);
     const bool isReplaced = order && *order < 0;
     ++(isReplaced ? merged.replaced : merged.kept);
     return isReplaced;
   }
 
+  void Remark(std::string_view name, std::string_view older, std::string_view offered) {
+    if (merged.remarks.size() >= kMostRemarks) {
+      ++untold;
+      return;
+    }
+    merged.remarks.push_back(fmt::format("{}: {} stays, since it has no order with {}",
+                                         report::PlainLine(name), report::PlainLine(older),
+                                         report::PlainLine(offered)));
+  }
+
+  // Of several offers that are newer than one the first counts.
   bool ReplaceFirmware(const TUpdate& offered, const TNewElement& made) {
     bool isKnown = false;
-    for (const TUpdate& older : updates) {
-      const bool isSame = older.ReadsVersion() && older.component == offered.component &&
-                          older.isBios == offered.isBios && Covers(offered, older);
-      if (!isSame || OwnText(older, rules::kUpdateVersion) == nullptr) continue;
+    for (const auto& version : known.Firmware(offered)) {
+      const TUpdate& older = *version.update;
+      if (!Covers(offered, older) || OwnText(older, rules::kUpdateVersion) == nullptr) continue;
       isKnown = true;
       const auto textOf = [](const TUpdate& update, std::string_view property) {
         return OfferedVersion(update.element->Text(property));
@@ -116,6 +214,7 @@ class TMerging {
           textOf(older, rules::kUpdateVersion) == textOf(offered, rules::kUpdateVersion);
       const std::string_view told = byBuild ? rules::kUpdateBuild : rules::kUpdateVersion;
       if (!Judge(offered.name, textOf(older, told), textOf(offered, told))) continue;
+      if (!changed.insert(&older).second) continue;
       Set(older, rules::kUpdateVersion, made.version);
       Set(older, rules::kUpdateBuild, made.build);
       Set(older, rules::kUpdateName, made.name);
@@ -143,30 +242,30 @@ class TMerging {
     return true;
   }
 
-  const TUpdate* GroupOf(const TUpdate& offered) const {
-    const auto group = std::find_if(updates.begin(), updates.end(), [&](const TUpdate& older) {
-      return older.component == offered.component && Covers(offered, older) &&
-             Covers(older, offered) && OwnText(older, rules::kUpdateDriverFiles) != nullptr;
-    });
-    return group == updates.end() ? nullptr : &*group;
+  const TUpdate* GroupOf(const TUpdate& offered) {
+    for (const auto& [number, older, entry] : known.Lists(offered)) {
+      if (Covers(offered, *older) && Covers(*older, offered) &&
+          OwnText(*older, rules::kUpdateDriverFiles) != nullptr)
+        return older;
+    }
+    return nullptr;
   }
 
   bool ReplaceEntry(const TUpdate& offered, const TDriverEntry& entry) {
     bool isKnown = false;
-    for (const TUpdate& older : updates) {
-      const bool isSame = older.component == offered.component && Covers(offered, older);
-      const TProperty* const own = isSame ? OwnText(older, rules::kUpdateDriverFiles) : nullptr;
-      if (own == nullptr) continue;
-      for (const TDriverEntry& known : *older.drivers) {
-        if (!AreSame(known.name, entry.name, offered.IsAdapter())) continue;
-        isKnown = true;
-        if (!Judge(entry.name, known.version, entry.version)) continue;
-        const auto at = static_cast<std::uint32_t>(known.version.data() - own->Text().data());
-        const auto end = static_cast<std::uint32_t>(at + known.version.size());
-        lists[&older].versions.push_back({{at, end}, std::string(entry.version)});
-        lists[&older].replaced.insert(ComparedName(entry.name));
-        lists[&older].sources.insert(offered.element->Text(rules::kUpdateDriverSources));
-      }
+    for (const auto& [number, older, there] : known.Drivers(offered, entry)) {
+      const TProperty* const own = OwnText(*older, rules::kUpdateDriverFiles);
+      const bool isSame = own != nullptr && Covers(offered, *older) &&
+                          AreSame(there->name, entry.name, offered.IsAdapter());
+      if (!isSame) continue;
+      isKnown = true;
+      if (!Judge(entry.name, there->version, entry.version)) continue;
+      const auto at = static_cast<std::uint32_t>(there->version.data() - own->Text().data());
+      const auto end = static_cast<std::uint32_t>(at + there->version.size());
+      TList& list = lists[older];
+      list.versions.push_back({{at, end}, std::string(entry.version)});
+      list.replaced.insert(ComparedName(entry.name));
+      list.sources.insert(offered.element->Text(rules::kUpdateDriverSources));
     }
     return isKnown;
   }
@@ -240,22 +339,27 @@ class TMerging {
     return after.append(before.substr(at));
   }
 
+  static constexpr std::size_t kMostRemarks = 1000;
+
   std::string_view text;
   TCatalogue catalogue;
   std::vector<TUpdate> updates;
+  TOlderVersions known;
+  std::set<const TUpdate*> changed;       // Firmware that has a new version.
   std::map<const TUpdate*, TList> lists;  // Changed lists of driver files.
   std::vector<TEdit> edits;
   std::string objects;
   TMerged merged;
+  std::size_t untold = 0;  // Remarks beyond those that anybody reads.
 };
 
 }  // namespace
 
 TMerged MergeInto(std::string_view older, const std::vector<TNewElement>& elements,
                   const std::filesystem::path& dataFolder) {
-  TMerging merging(older, dataFolder);
   const TCatalogue made = ReadCatalogueText(CatalogueText(elements), dataFolder);
   const std::vector<TUpdate> offered = UpdatesOf(made);
+  TMerging merging(older, offered, dataFolder);
   for (std::size_t i = 0; i < offered.size(); ++i) merging.Add(offered[i], elements[i]);
   return merging.Take();
 }

@@ -344,6 +344,44 @@ class Amplifiers(DocumentTest):
             self.assertEqual(load.status, status, load.errors)
             self.assertLess(load.seconds, 60)
 
+    def test_catalogues_that_are_added_to(self):
+        """As large as what is added: what may be the same is compared, up to a million times."""
+        def bios(version, types=FOR_ALL):
+            return element(types + scalar("category", "BIOS") + scalar("Version", f"-[{version}]-"))
+
+        def rows(count, types="4638", version=lambda row: row + 2):
+            return "type,name,version,machine types,operating systems\n" + "".join(
+                f"bios,b{row},{version(row)},{types.format(row)},RHEL5\n" for row in range(count))
+        for name, count, of_catalogue, of_list, status in (
+                ("newer", 250, lambda n: bios("1") * n, rows, 0),
+                ("without an order", 250, lambda n: bios("abc") * n, rows, 0),
+                ("for other machines", 1_000, lambda n: bios("1") * n,
+                 lambda n: rows(n, "T{}"), 0),
+                ("for each of many machines", 1_000, lambda n: "".join(
+                    bios("1", FOR_ALL.replace("4638", f"T{i}")) for i in range(n)),
+                 lambda n: rows(n, "T{}"), 0),
+                ("too many", 1_001, lambda n: bios("1") * n, rows, 4)):
+            seconds = {}
+            for times in (1, 2, 4):
+                (self.folder / "index.xml").write_text(
+                    catalogue(of_catalogue(times * count)))
+                (self.folder / "list.csv").write_text(of_list(times * count))
+                size = sum((self.folder / each).stat().st_size
+                           for each in ("index.xml", "list.csv"))
+                load = self.run_program("catalogue", "build", "--merge", self.folder, "--output",
+                                        self.folder / "made", "--firmware",
+                                        self.folder / "list.csv")
+                with self.subTest(name, times=times):
+                    self.assertEqual(load.status, status, load.errors[:300])
+                    self.assertLess(len(load.errors), size + (1 << 20))
+                    made = self.folder / "made" / "index.xml"
+                    size += made.stat().st_size if made.exists() else 0
+                    self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE)
+                    seconds[times] = load.seconds
+            # Of one component for the same machines each is compared with each.
+            self.assertLess(seconds[4], (17 if name in ("newer", "without an order") else 9)
+                            * seconds[1] + 0.5, name)
+
     def test_lists_of_firmware(self):
         head = "type,name,version,machine types,operating systems\n"
         rows = {"columns": lambda count: head[:-1] + "," * count + "\n" + "bios,b,1,4638,RHEL5\n",

@@ -99,6 +99,43 @@ class MergeTest(ProgramTest):
         self.merge("diagnostics,d,fdcp-1.10,4638,RHEL5,DSYT92A\n", told=(0, 1, 0))
         self.merge("diagnostics,d,fdcp-1.10,4638,RHEL5,DSYT92A\n", told=(0, 0, 1))
 
+    def test_of_several_that_are_newer_the_first_counts(self):
+        """Also where what it brings was not there before."""
+        self.catalogue(element(name="d", description="Diagnostics", Version="-[fdcp-1.09]-",
+                               applicableOperatingSystems=["RHEL5", "Linux"]))
+        self.merge("diagnostics,d,fdcp-1.10,4638,RHEL5,DSYT92A\n"
+                   "diagnostics,e,fdcp-1.11,4638,RHEL5,DSYT93A\n", told=(0, 2, 0))
+        self.assertEqual([("d", "fdcp-1.10")], self.offered())
+        self.assertEqual(1, self.index().count("-[DSYT92A]-"))
+        self.assertNotIn("DSYT93A", self.index())
+
+    def test_of_what_has_no_order_a_thousand_are_told(self):
+        def stay(count):
+            self.catalogue(*[bios(applicableMachineTypes=["-[4638]-", f"-[T{n}]-"])
+                             for n in range(count)])
+            types = ";".join(f"T{n}" for n in range(count))
+            lines = self.merge(f"bios,new,ZZZ112A,4638;{types},RHEL5,\n",
+                               told=(0, 0, count)).stderr.splitlines()
+            return sum("new: YUE110A stays" in line for line in lines), lines
+        told, lines = stay(1000)
+        self.assertEqual(1000, told)
+        self.assertFalse([line for line in lines if "more of these" in line])
+        told, lines = stay(1001)
+        self.assertEqual(1000, told)
+        self.assertEqual(["svcheck: 1 more of these stay, since they have no order with what is "
+                          "added"], [line for line in lines if "more of these" in line])
+
+    def test_more_of_the_same_than_can_be_compared_is_refused(self):
+        def meet(offered, status=0):
+            return self.merge("".join(f"bios,b{n},YUE1{n}A,4638,RHEL5,\n" for n in range(offered)),
+                              status=status)
+        self.catalogue(*[bios() for _ in range(1000)])
+        before = self.index()
+        meet(1000)
+        self.write("catalogue/index.xml", before)
+        self.assertIn("more than 1000000 times", meet(1001, 4).stderr)
+        self.assertEqual(before, self.index())
+
     def test_drivers(self):
         self.catalogue(element(name="set", driverFiles="bnx2.ko-#1.9 E1000E.ko-#1.2 x.sys-#1 tg3.ko-#3",
                                applicableOperatingSystems=["Linux"], note="kept"))
