@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <system_error>
 
+#include "base/path_walk.h"
 #include "base/shown_text.h"
 #include "svcheck/system/failure.h"
 
@@ -173,16 +173,38 @@ std::string TCapturedOutput::Take() {
   return text;
 }
 
+namespace {
+
+// The first line of a file in another system's tree, out of which no link leads; empty where there
+// is none. What is no regular file, such as a pipe, is not waited for.
+std::string FirstLineBelow(const std::filesystem::path& root, const std::string& file) {
+  constexpr std::size_t kLongest = 4096;
+  const files::TDescriptor folder(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) return {};
+  files::IWayRules rules;
+  const files::TPlace place = files::WalkBelow(folder.Get(), file, rules);
+  if (!place.entry || !S_ISREG(place.status.st_mode)) return {};
+  const files::TDescriptor open(
+      ::open(place.entry.Path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  std::string text(kLongest, '\0');
+  const ssize_t count = ::read(open.Get(), text.data(), text.size());
+  text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+  return text.substr(0, text.find('\n'));
+}
+
+}  // namespace
+
 std::string HostName(const std::filesystem::path& root) {
-  std::string name;
-  if (root == "/") {
-    std::array<char, 256> running{};
-    if (::gethostname(running.data(), running.size() - 1) == 0) name = running.data();
-  } else {
-    std::ifstream file(root / "etc/hostname");
-    std::getline(file, name);
+  if (root != "/") {
+    try {
+      return FirstLineBelow(root, "etc/hostname");
+    } catch (const TError&) {
+      return {};  // It cannot be gone to.
+    }
   }
-  return name;
+  std::array<char, 256> running{};
+  if (::gethostname(running.data(), running.size() - 1) != 0) return {};
+  return running.data();
 }
 
 void HandleInterruption() noexcept {

@@ -4,6 +4,7 @@ command line."""
 import csv
 import io
 import json
+import os
 from xml.etree import ElementTree
 
 from program import SYSTEM, ProgramTest, bios, document, element, main, records_of
@@ -78,6 +79,32 @@ class HostName(MachineTest):
         shown = self.run_program("collect", "--root", "tree").stdout
         self.assertIn('NAME="Name" TYPE="string"><VALUE>web01<', shown)
         self.assertNotIn("web01", self.run_program("collect", "--root", "tree", "--redact").stdout)
+
+    def test_of_another_tree_is_read_of_a_file_in_it_and_of_nothing_else(self):
+        self.write("tree/sys/class/dmi/id/product_name", "4638\n")
+        self.write("outside/hostname", "outside\n")
+        file = self.folder / "tree" / "etc" / "hostname"
+        file.parent.mkdir()
+
+        def named():
+            result = self.run_program("collect", "--root", "tree", "--format", "ndjson",
+                                      "--quiet")
+            self.assertEqual(result.returncode, 0, result.stderr)
+            return json.loads(result.stdout)["machine"]
+        self.write("tree/etc/hostname", "web01\nweb02\n")
+        self.assertEqual("web01", named())
+        for target, name in (("../../outside/hostname", ""), (self.folder / "outside/hostname", ""),
+                             ("/dev/zero", ""), ("name", "web03"), ("/etc/name", "web03")):
+            with self.subTest(target=target):
+                self.write("tree/etc/name", "web03\n")
+                file.unlink()
+                file.symlink_to(target)
+                self.assertEqual(name, named())
+        file.unlink()
+        os.mkfifo(file)
+        self.assertEqual("", named())
+        file.unlink()
+        self.assertEqual("", named())
 
 
 class MachineType(MachineTest):
