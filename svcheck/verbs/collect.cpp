@@ -112,6 +112,11 @@ class TCollectVerb : public IVerb {
   int Run() override {
     CheckServiceOptions();
     CheckClientOptions();
+    Demand(
+        !redact || format != "ndjson" || !machine.empty() || !service.url.empty() ||
+            !captureFile.empty() || !shown.empty(),
+        "--redact leaves the host name out, and a line for `svcheck fleet` needs a name; give one "
+        "with --machine NAME");
     ShowNotes(captureFile.empty() ? WriteInventory() : Capture());
     return kExitDone;
   }

@@ -47,6 +47,16 @@ class Collect(ProgramTest):
         self.assertNotIn("SECRET1", result.stdout)
         self.assertEqual(values(result.stdout, "QRXSG_ComputerSystem")[0]["MachineType"], "4638")
 
+    def test_a_redacted_line_has_the_name_that_was_given_and_no_other(self):
+        wanted = ("--root", self.tree(), "--redact", "--format", "ndjson")
+        result = self.collect(*wanted)
+        self.assertEqual((64, ""), (result.returncode, result.stdout))
+        self.assertIn("give one with --machine NAME", result.stderr)
+        result = self.collect(*wanted, "--machine", "m7")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertTrue(result.stdout.startswith('{"machine":"m7",'), result.stdout[:60])
+        self.assertEqual(0, self.collect("--root", self.tree(), "--redact").returncode)
+
     def test_a_check_reads_what_was_collected(self):
         self.collect("--root", self.tree(), "--output", "machine.xml")
         catalogue = self.catalogue()
