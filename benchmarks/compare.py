@@ -93,17 +93,33 @@ class Bench:
                              f"{done.stderr}")
         return result
 
-    def side_by_side(self, commands, rounds, log=None):
-        """Samples of each command. A log that they write is a new file each time."""
+    def copying(self, file):
+        """Nanoseconds that memcpy takes for each byte of a file."""
+        done = subprocess.run([self.bin / "rival_copy_bytes", file], check=True,
+                              capture_output=True, text=True)
+        return float(done.stdout)
+
+    def side_by_side(self, commands, rounds, log=None, cold=None):
+        """Samples of each command. A log that they write is a new file each time; the file `cold`
+        is out of the system's cache when they begin."""
         samples = {name: [] for name in commands}
         for round_number in range(rounds + 1):
             for name, command in commands.items():
                 if log:
                     log.unlink(missing_ok=True)
+                if cold:
+                    forget(cold)
                 sample = self.measure(command)
                 if round_number:  # The first one warms up.
                     samples[name].append(sample)
         return samples
+
+
+def forget(file):
+    """Takes a file out of the system's cache, once its bytes are on the disk."""
+    with open(file, "rb") as opened:
+        os.fsync(opened.fileno())
+        os.posix_fadvise(opened.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
 
 
 def median(samples, key):
@@ -134,6 +150,28 @@ def compare_sizes(bench, sizes, rivals_up_to):
         results.append({"elements": size, "bytes": file_size, "programs": rows,
                         "afterLoading": rest_of_query})
     return results
+
+
+def compare_kinds(bench):
+    """Whole queries of other catalogues than the usual ones against pugixml: of small elements, of
+    texts that repeat, and of the usual ones from the disk instead of the system's cache."""
+    rows = []
+    for title, kind, elements, is_cold in (("600 bytes an element", "small", 100_000, False),
+                                           ("texts that repeat", "shared", 10_000, False),
+                                           ("the usual ones", "usual", 10_000, False),
+                                           ("not in the cache", "usual", 10_000, True)):
+        folder = bench.catalogue(f"{kind}-{elements}", "--elements", str(elements), "--kind", kind)
+        file = folder / "index.xml"
+        programs = {name: command for name, command in bench.programs(folder).items()
+                    if name in (BASE, OURS, IN_HALVES)}
+        samples = bench.side_by_side(programs, 5, cold=file if is_cold else None)
+        size = file.stat().st_size
+        copying = bench.copying(file)
+        rows += [row(name, samples[name], samples[BASE], size) |
+                 {"kind": title, "elements": elements, "copying": copying,
+                  "nanoseconds": median(samples[name], "seconds") * 1e9 / size}
+                 for name in programs]
+    return rows
 
 
 def after_loading(samples):
@@ -226,6 +264,11 @@ def print_tables(report):
         for r in report["families"]:
             print(f"| {r['family']} | {r['bytes'] / MIB:.1f} MiB | {r['input']:.1f} | "
                   f"{r['time']:.1f} | {r['peak'] / MIB:.1f} MiB | {r['allowed'] / MIB:.0f} MiB |")
+    print("\n| catalogue | program | seconds | against pugixml | ns a byte | memcpy's |")
+    print("|---|---|---|---|---|---|")
+    for r in report["kinds"]:
+        print(f"| {r['elements']:,}, {r['kind']} | {r['name']} | {r['seconds']:.3f} | "
+              f"{r['ratio']:.2f} | {r['nanoseconds']:.2f} | {r['copying']:.2f} |")
     for key, value in report["rest"].items():
         print(f"\n{key}: {value:.3f}")
 
@@ -282,7 +325,7 @@ def main():
         sizes = compare_sizes(bench, [int(s) for s in arguments.sizes.split(",")],
                               arguments.rivals_up_to)
         report = {"sizes": sizes, "growth": growth(sizes), "families": compare_families(bench),
-                  "rest": compare_rest(bench)}
+                  "kinds": compare_kinds(bench), "rest": compare_rest(bench)}
     print_tables(report)
     if arguments.json:
         arguments.json.write_text(json.dumps(report, indent=1) + "\n", encoding="utf-8")

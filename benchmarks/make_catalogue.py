@@ -2,6 +2,7 @@
 """Makes catalogues to measure with: realistic ones of any size, and adversarial ones.
 
     make_catalogue.py FOLDER --elements 10000        FOLDER/index.xml and FOLDER/inventory.xml
+    make_catalogue.py FOLDER --elements 10000 --kind shared      nine texts in ten stood before
     make_catalogue.py FOLDER --family huge-value --scale 16
 
 The same arguments give the same bytes on every machine.
@@ -73,10 +74,13 @@ DRIVERS = [f"{'abcdefghijklmnopqrstuvwxyz'[n % 26]}drv{n:04d}.sys" for n in rang
 
 
 class CatalogueMaker:
-    """Realistic update elements of about 3.8 KB each."""
+    """Realistic update elements: of about 3.8 KB each; of 600 bytes; or such that of ten, nine have
+    the descriptions and the file list of one before."""
 
-    def __init__(self, seed):
+    def __init__(self, seed, kind="usual"):
         self.random = random.Random(seed)
+        self.kind = kind
+        self.stood = {}
         others = sorted(self.random.sample(range(1000, 9999), 160))
         self.machine_types = [str(t) for t in others if str(t) != MACHINE_TYPE]
 
@@ -96,6 +100,27 @@ class CatalogueMaker:
     def text(self, sentences):
         return " ".join(self.random.sample(SENTENCES, sentences))
 
+    def shared(self, name, make):
+        """What `make` gives; of a maker that shares, nine times in ten what it gave before."""
+        if self.kind != "shared":
+            return make()
+        stood = self.stood.setdefault(name, [])
+        if stood and self.random.random() < 0.9:
+            return self.random.choice(stood)
+        stood.append(make())
+        return stood[-1]
+
+    def small_element(self, number):
+        """What a query reads, and hardly more."""
+        rng = self.random
+        types = rng.sample(self.machine_types, 2)
+        if rng.random() < APPLICABLE_SHARE:
+            types[0] = MACHINE_TYPE
+        return instance("QRXPSG_SystemUpdateElement", "".join([
+            scalar("name", f"fw_{number:06d}"), scalar("category", "BIOS"),
+            scalar("Version", f"{rng.randint(1, 9)}.{rng.randint(0, 99):02d}"),
+            array("applicableMachineTypes", [f"-[{t}]-" for t in types])]))
+
     def element(self, number):
         rng = self.random
         applies = rng.random() < APPLICABLE_SHARE
@@ -105,16 +130,17 @@ class CatalogueMaker:
         level = f"{rng.randint(1, 9)}.{rng.randint(0, 99):02d}"
         build = f"Y{rng.choice('OUTE')}{rng.choice('ABCDEFGH')}{rng.randint(0, 99):02d}A"
         name = f"qrx_fw_{short}_{build.lower()}_{number:06d}"
+        described = self.shared("description", lambda: f"{title}, level {level}")
         parts = [
             scalar("name", name),
-            scalar("description", f"{title}, level {level}"),
+            scalar("description", described),
             scalar("category", category),
             scalar("installDirectory", f"/PKGS/{short.upper()}/{name}"),
             scalar("Version", f"{level}-[{build}]-"),
             scalar("BuildNumber", f"{level}-[{build}]-"),
         ]
         if is_driver or rng.random() < 0.4:
-            parts.append(scalar("driverFiles", self.driver_files()))
+            parts.append(scalar("driverFiles", self.shared("files", self.driver_files)))
         parts += [
             array("applicableMachineTypes", self.types(applies)),
             array("applicableOperatingSystems", rng.sample(SYSTEMS, rng.randint(3, 9))),
@@ -127,7 +153,7 @@ class CatalogueMaker:
             scalar("checksum", f"{rng.getrandbits(128):032x}"),
             scalar("packageFile", f"{name}_windows_32-64.exe"),
             scalar("readme", f"{name}_windows_32-64.txt"),
-            scalar("changes", self.text(rng.randint(2, 5))),
+            scalar("changes", self.shared("changes", lambda: self.text(rng.randint(2, 5)))),
             scalar("prerequisites", self.text(1)),
         ]
         if rng.random() < 0.5:
@@ -137,12 +163,13 @@ class CatalogueMaker:
         return instance("QRXPSG_SystemUpdateElement", "".join(parts))
 
 
-def write_catalogue(folder, elements):
-    maker = CatalogueMaker(seed=4620)
+def write_catalogue(folder, elements, kind):
+    maker = CatalogueMaker(4620, kind)
+    element = maker.small_element if kind == "small" else maker.element
     with open(folder / "index.xml", "w", encoding="utf-8", newline="\n") as out:
         out.write(HEAD)
         for first in range(0, elements, 1000):
-            out.write("".join(maker.element(n) for n in range(first, min(first + 1000, elements))))
+            out.write("".join(element(n) for n in range(first, min(first + 1000, elements))))
         out.write(TAIL)
 
 
@@ -245,6 +272,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("folder", type=pathlib.Path)
     parser.add_argument("--elements", type=int, default=10_000)
+    parser.add_argument("--kind", choices=["usual", "small", "shared"], default="usual")
     parser.add_argument("--family", choices=sorted(FAMILIES))
     parser.add_argument("--scale", type=int, default=1)
     arguments = parser.parse_args()
@@ -252,7 +280,7 @@ def main():
     if arguments.family:
         write_family(arguments.folder, arguments.family, arguments.scale)
     else:
-        write_catalogue(arguments.folder, arguments.elements)
+        write_catalogue(arguments.folder, arguments.elements, arguments.kind)
     write_inventory(arguments.folder)
     return 0
 
