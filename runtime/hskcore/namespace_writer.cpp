@@ -1,5 +1,6 @@
 #include "runtime/hskcore/namespace_writer.h"
 
+#include <boost/make_shared.hpp>
 #include <string>
 #include <utility>
 #include <vector>
@@ -216,6 +217,19 @@ TClassId TNamespaceWriter::FindClass(std::string_view name) const noexcept {
 
 boost::shared_ptr<ICIMClass> TNamespaceWriter::ClassHandle(TClassId id) const {
   return target->ClassHandle(id);
+}
+
+TNamespacePart::TNamespacePart(const boost::shared_ptr<ICIMNamespace>& whole)
+    : objects(boost::make_shared<TInMemoryNamespace>()) {
+  const auto source = InMemoryOf(whole);
+  objects->HoldCopyOf(*source);
+  copied = source->State().Extent();
+}
+
+boost::shared_ptr<ICIMNamespace> TNamespacePart::Objects() const { return objects; }
+
+void TNamespacePart::JoinTo(const boost::shared_ptr<ICIMNamespace>& whole) {
+  InMemoryOf(whole)->WritableState().TakeOver(objects->WritableState(), copied);
 }
 
 }  // namespace svc

@@ -1,5 +1,6 @@
 // The way in bulk into an in-memory namespace: classes and instances written from texts, as a
-// parser meets them. One writer is used by one thread, while nobody else uses its namespace.
+// parser meets them, by one thread or in parts by several. One writer is used by one thread, while
+// nobody else uses its namespace.
 #ifndef RUNTIME_HSKCORE_NAMESPACE_WRITER_H_
 #define RUNTIME_HSKCORE_NAMESPACE_WRITER_H_
 
@@ -14,12 +15,12 @@
 #include "host/hskcore/value.h"
 #include "runtime/hskcore/arena.h"
 #include "runtime/hskcore/cell.h"
+#include "runtime/hskcore/cim_state.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
 
 namespace svc {
 
-class TCimState;
 class TInMemoryNamespace;
 
 // The name of a property as a document writes it, looked up once for all the times that it occurs.
@@ -166,6 +167,24 @@ class HSKCORE_API TNamespaceWriter {
   TArrayText array;
   TForm arrayForm{};
   TNameId arrayName = kNone;
+};
+
+// A later part of a document, which is read into a namespace of its own while another thread reads
+// what comes before it. Made and joined by the thread that uses the whole namespace.
+class HSKCORE_API TNamespacePart {
+ public:
+  // Begins with a copy of what `whole` holds. Both may be written to from here on, each by its own
+  // thread. Throws THSKException (kFailed) when `whole` is empty or no in-memory namespace.
+  explicit TNamespacePart(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& whole);
+
+  boost::shared_ptr<NQRXHSK20::ICIMNamespace> Objects() const;
+  // Adds the instances that were written to the part behind those that `whole` has by now.
+  // REQUIRES: nobody writes to either, and no class was declared in the part, whose end this is.
+  void JoinTo(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& whole);
+
+ private:
+  boost::shared_ptr<TInMemoryNamespace> objects;
+  TCimState::TExtent copied;
 };
 
 }  // namespace svc

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "host/hskcore/cim.h"
-#include "runtime/hskcore/namespace_part.h"
+#include "runtime/hskcore/namespace_writer.h"
 #include "runtime/xmlparser/cim_builder.h"
 #include "runtime/xmlparser/document_window.h"
 

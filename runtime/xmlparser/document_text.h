@@ -5,9 +5,12 @@
 
 #include <cstddef>
 #include <exception>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "host/hskcore/exception.h"
+#include "host/hskcore/export.h"
 #include "runtime/xmlparser/document_window.h"
 
 namespace svc::xml {
@@ -108,6 +111,13 @@ class TLineCounter {
   const char* last;
   std::size_t lineEnds = 0;
 };
+
+// On which lines of a document instances stand, once somebody asks: while it is read nobody counts.
+// The lines, from 1, on which start tags of instances begin that end at these offsets of the file's
+// text, as TPlace has them, in ascending order. 0 where none ends: the file is another one by now,
+// or cannot be read. Throws std::bad_alloc. May be called from any thread.
+XMLPARSER_API std::vector<std::size_t> LinesOfInstances(const std::string& native,
+                                                        std::span<const std::size_t> offsets);
 
 }  // namespace svc::xml
 

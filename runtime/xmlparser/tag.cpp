@@ -9,7 +9,6 @@
 #include "runtime/hskcore/name_table.h"
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
-#include "runtime/xmlparser/markup.h"
 #include "runtime/xmlparser/text_run.h"
 
 namespace svc::xml {

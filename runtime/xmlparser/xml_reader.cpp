@@ -7,7 +7,6 @@
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/encoding.h"
-#include "runtime/xmlparser/markup.h"
 #include "runtime/xmlparser/text_run.h"
 
 namespace svc::xml {

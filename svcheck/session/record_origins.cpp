@@ -11,7 +11,7 @@
 #include "rules/driver_list.h"
 #include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/xmlparser/document_lines.h"
+#include "runtime/xmlparser/document_text.h"
 #include "svcheck/session/instances.h"
 
 using namespace NQRXHSK20;

@@ -1,5 +1,5 @@
 // Parts of a document that are read at once, and joined.
-#include "runtime/hskcore/namespace_part.h"
+#include "runtime/hskcore/namespace_writer.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/namespace_writer.h"
 #include "tests/runtime/hskcore/cim_reading.h"
 
 namespace svc::testing {

@@ -1,4 +1,4 @@
-#include "runtime/xmlparser/document_lines.h"
+#include "runtime/xmlparser/document_text.h"
 
 #include <gtest/gtest.h>
 
