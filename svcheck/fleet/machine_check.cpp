@@ -15,7 +15,7 @@
 #include "runtime/hskcore/logging.h"
 #include "svcheck/fleet/byte_source.h"
 #include "svcheck/fleet/unread_texts.h"
-#include "svcheck/session/coverage.h"
+#include "svcheck/session/catalogue.h"
 #include "svcheck/session/instances.h"
 #include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"

@@ -24,8 +24,8 @@ class TInventoryReads : public IReadObserver {
   void OnGetProperty(const NQRXHSK20::ICIMInstance& instance, std::string_view name) override;
 
   // Counts as read what an answer tells of the machine beside its records, and what the verdicts of
-  // these go by (driver_sources.h). A serial number, which each machine has of its own, is told: an
-  // answer is that of a machine with another one too, when it tells that.
+  // these go by (WithSources of query_session.h). A serial number, which each machine has of its
+  // own, is told: an answer is that of a machine with another one too, when it tells that.
   void AddTold(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
 
   // For FindUnread; empty where the inventory's text does not show what was read.

@@ -1,4 +1,4 @@
-#include "svcheck/session/coverage.h"
+// What of the installed has no record, and why.
 
 #include <algorithm>
 #include <array>
@@ -8,6 +8,7 @@
 #include <random>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "base/shown_text.h"
 #include "rules/components.h"
@@ -19,6 +20,7 @@
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
 #include "svcheck/session/instances.h"
+#include "svcheck/session/query_session.h"
 
 using namespace NQRXHSK20;
 using svc::report::EPassedOver;

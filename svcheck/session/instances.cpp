@@ -11,6 +11,7 @@
 #include "host/hskcore/root_object.h"
 #include "host/xmlparser/xml_parser.h"
 #include "rules/names.h"
+#include "rules/system_codes.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/session/request.h"
 
@@ -117,6 +118,22 @@ std::optional<std::int64_t> TimeOf(const std::filesystem::path& file) {
 report::TCatalogue CatalogueIn(const std::filesystem::path& folder) {
   const auto written = TimeOf(folder / rules::kIndexFile);
   return {"folder", folder.string(), {}, written ? written : TimeOf(folder / kOfferFile)};
+}
+
+std::optional<std::string> SystemCodeIn(const boost::shared_ptr<ICIMNamespace>& inventory) {
+  rules::TOperatingSystem system;
+  try {
+    for (const auto& instance : InstancesOf(inventory, rules::kSystemClass)) {
+      boost::shared_ptr<ICIMProperty> type;
+      instance->GetProperty(type, rules::kSystemType, CIMContext());
+      system = {TextOf(*instance, rules::kSystemVersion),
+                static_cast<std::uint16_t>(type->Value(CIMContext())),
+                TextOf(*instance, rules::kSystemBuild), TextOf(*instance, rules::kSystemPlatform)};
+    }
+  } catch (const THSKException&) {
+    return {};
+  }
+  return rules::CodeOf(system);
 }
 
 }  // namespace svc

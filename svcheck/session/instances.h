@@ -36,6 +36,10 @@ void SetMachineType(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory
                     const std::string& type);
 // Its operating system.
 report::TOperatingSystem SystemIn(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
+// The code by which catalogues know the system of an inventory, empty where they have none. None
+// for an inventory whose system cannot be read, which ends a query.
+std::optional<std::string> SystemCodeIn(
+    const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
 // Why it has no machine type, and what to do, in a sentence.
 std::string WhyNoMachineType(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory);
 

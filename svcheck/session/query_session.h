@@ -156,6 +156,33 @@ class TQuerySession {
   std::string printed;
 };
 
+// Which drivers are built of the same source as those that a catalogue offers is in no record: the
+// inventory and the catalogue state it beside what a query compares.
+//
+// Returns the same records; those of drivers whose source both state, and state alike, are marked
+// (hasSameSource) and current, whatever their versions are. Where one side states two sources for
+// one driver and version, nothing is known of it. The catalogue may be empty.
+std::shared_ptr<const report::IRecordSource> WithSources(
+    std::shared_ptr<const report::IRecordSource> records,
+    const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory,
+    const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue);
+
+// --- What a comparison covers, beside its records ---
+
+struct TCompared {
+  const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& inventory;
+  const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue;  // Empty for none.
+  const report::IRecordSource& records;                          // All that the query added.
+  std::string machineType;
+  std::string systemCode;
+  bool isLive = false;
+  bool withoutDrivers = false;  // Their records are left out.
+};
+
+// Which installed pieces have no record. A piece is an instance of a class that the comparison
+// reads, or that is told for the record alone.
+report::TCoverage CoverageOf(const TCompared& compared);
+
 }  // namespace svc
 
 #endif  // SVCHECK_SESSION_QUERY_SESSION_H_

@@ -17,7 +17,7 @@
 #include "report/model.h"
 #include "report/records.h"
 #include "runtime/hskcore/namespace_watch.h"
-#include "svcheck/session/text_spool.h"
+#include "svcheck/session/spool.h"
 
 namespace svc {
 

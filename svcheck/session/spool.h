@@ -1,9 +1,11 @@
-// The records of a query, put aside as they are committed: their number and the sum of their texts
-// may be out of all proportion to what they were made of. Used by one thread.
-#ifndef SVCHECK_SESSION_RECORD_SPOOL_H_
-#define SVCHECK_SESSION_RECORD_SPOOL_H_
+// What a query leaves, put aside while it runs and read again behind it: its records as they are
+// committed, and what is to be told of it. Their number and the sum of their texts may be out of
+// all proportion to what they were made of. Used by one thread.
+#ifndef SVCHECK_SESSION_SPOOL_H_
+#define SVCHECK_SESSION_SPOOL_H_
 
 #include <boost/shared_ptr.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -18,6 +20,11 @@
 #include "runtime/hskcore/namespace_watch.h"
 
 namespace svc {
+
+struct TCloseUnnamed {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+using TUnnamedFile = std::unique_ptr<std::FILE, TCloseUnnamed>;
 
 // Texts that the writer shares are kept where they are, others once as long as they are few; what
 // goes beyond that lies in a file without a name. Verdicts are not set.
@@ -54,16 +61,11 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
   struct TEntry {
     TKept type, name, installed, offered;
   };
-  struct TClose {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-  };
-  using TFile = std::unique_ptr<std::FILE, TClose>;
-
   // `before` is what the record before it has in its place: nearly always it is of the same type.
   TKept Keep(const NQRXHSK20::TSharedText& text, const TKept* before = nullptr);
   TKept KeepPooled(std::string_view text);
   TKept KeepInFile(std::string_view text);
-  void Open(TFile& file);
+  void Open(TUnnamedFile& file);
   // Of what Take met.
   [[noreturn]] void Fail(const std::string& why);
   void HoldOwner(const boost::shared_ptr<const void>& owner);
@@ -83,10 +85,10 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
   };
   std::unordered_set<std::string, THash, std::equal_to<>> pool;
   std::size_t poolSize = 0;
-  TFile texts;
+  TUnnamedFile texts;
   std::uint64_t textsSize = 0;
   // Those in the file come first.
-  TFile entries;
+  TUnnamedFile entries;
   std::size_t inFile = 0;
   std::vector<TEntry> last;
   // The part of the file that was read last.
@@ -100,6 +102,29 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
 std::shared_ptr<const report::IRecordSource> RecordsOfInstances(
     std::vector<boost::shared_ptr<NQRXHSK20::ICIMInstance>> instances);
 
+// Texts. Few are kept in memory; what goes beyond that lies in a file without a name.
+class TTextSpool {
+ public:
+  TTextSpool() = default;
+  TTextSpool(const TTextSpool&) = delete;
+  TTextSpool& operator=(const TTextSpool&) = delete;
+
+  // Where there is no space it does nothing but keep the failure, since it is called from within
+  // the query.
+  void Add(std::string_view text);
+  // Calls `use` with each in their order. Throws TError, also the failure that Add met.
+  void ForEach(const std::function<void(std::string_view text)>& use) const;
+
+ private:
+  void PutAside();
+  void ForEachInFile(const std::function<void(std::string_view text)>& use) const;
+
+  std::string last;  // Each text behind its length.
+  TUnnamedFile file;
+  std::size_t inFile = 0;  // Texts.
+  std::string failure;
+};
+
 }  // namespace svc
 
-#endif  // SVCHECK_SESSION_RECORD_SPOOL_H_
+#endif  // SVCHECK_SESSION_SPOOL_H_

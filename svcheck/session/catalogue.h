@@ -1,11 +1,14 @@
-// A catalogue's folder as it is found, apart from any query: a query tells no more than that it
-// could not load one. Used by one thread.
-#ifndef SVCHECK_SESSION_CATALOGUE_FOLDER_H_
-#define SVCHECK_SESSION_CATALOGUE_FOLDER_H_
+// A catalogue apart from any query: its folder as it is found, of which a query tells no more than
+// that it could not load one, for which machine types it is, and of when. Used by one thread.
+#ifndef SVCHECK_SESSION_CATALOGUE_H_
+#define SVCHECK_SESSION_CATALOGUE_H_
 
 #include <boost/shared_ptr.hpp>
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/hskcore/cim.h"
 #include "report/model.h"
@@ -34,6 +37,19 @@ TCatalogueFolder LoadCatalogueFolder(const std::filesystem::path& folder,
 bool TellOfCatalogueToo(const std::filesystem::path& folder,
                         const std::filesystem::path& dataFolder, report::TReport& report);
 
+// Those that a catalogue's update elements name, each once, in the order of their first elements.
+std::vector<std::string> MachineTypesIn(
+    const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue);
+
+// The catalogue's own date: the newest `ReleaseDate` of its elements that is not after `now`, both
+// in seconds since 1970. None where no element tells one.
+std::optional<std::int64_t> DateOf(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& catalogue,
+                                   std::int64_t now);
+
+// Why nothing applies to a machine, of a catalogue for these types: none of its elements is for the
+// machine's, and which ones are nearest, or none of those is for its system.
+std::string WhyNothingApplies(const report::TReport& report, const std::vector<std::string>& types);
+
 }  // namespace svc
 
-#endif  // SVCHECK_SESSION_CATALOGUE_FOLDER_H_
+#endif  // SVCHECK_SESSION_CATALOGUE_H_

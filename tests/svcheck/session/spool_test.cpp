@@ -1,5 +1,5 @@
 // Records that are put aside because they are many.
-#include "svcheck/session/record_spool.h"
+#include "svcheck/session/spool.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,8 @@
-#include "svcheck/session/record_spool.h"
+#include "svcheck/session/spool.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -21,9 +22,13 @@ namespace {
 constexpr std::size_t kEntriesInMemory = 1 << 16;
 constexpr std::size_t kPoolInMemory = 8u << 20;
 constexpr std::size_t kWindow = 1 << 10;
+constexpr std::size_t kTextsInMemory = std::size_t{1} << 20;
 
-std::string WhyNotPutAside() {
-  return "the records cannot be put aside: " + std::generic_category().message(errno) +
+constexpr const char* kRecords = "the records";
+constexpr const char* kTold = "what is to be told";
+
+std::string WhyNotPutAside(const char* what) {
+  return std::string(what) + " cannot be put aside: " + std::generic_category().message(errno) +
          "; make space in the folder for temporary files, or name another with TMPDIR";
 }
 
@@ -78,7 +83,7 @@ void TRecordSpool::Fail(const std::string& why) {
   throw TError(failure);
 }
 
-void TRecordSpool::Open(TFile& file) {
+void TRecordSpool::Open(TUnnamedFile& file) {
   file.reset(OpenUnnamedFile());
   if (file) return;
   Fail("the records need a file for the meantime, which cannot be made: " +
@@ -115,7 +120,7 @@ void TRecordSpool::HoldOwner(const boost::shared_ptr<const void>& owner) {
 TRecordSpool::TKept TRecordSpool::KeepInFile(std::string_view text) {
   if (!texts) Open(texts);
   if (std::fwrite(text.data(), 1, text.size(), texts.get()) != text.size()) {
-    Fail(WhyNotPutAside());
+    Fail(WhyNotPutAside(kRecords));
   }
   const TKept kept{textsSize, text.size(), 1};
   textsSize += text.size();
@@ -125,7 +130,7 @@ TRecordSpool::TKept TRecordSpool::KeepInFile(std::string_view text) {
 void TRecordSpool::PutAside() {
   if (!entries) Open(entries);
   if (std::fwrite(last.data(), sizeof(TEntry), last.size(), entries.get()) != last.size()) {
-    Fail(WhyNotPutAside());
+    Fail(WhyNotPutAside(kRecords));
   }
   inFile += last.size();
   last.clear();
@@ -139,7 +144,7 @@ const TRecordSpool::TEntry& TRecordSpool::EntryAt(std::size_t number) const {
     if (!SeekIn(entries.get(), number * sizeof(TEntry)) ||
         std::fread(window.data(), sizeof(TEntry), window.size(), entries.get()) != window.size()) {
       window.clear();
-      throw TError(WhyNotPutAside());
+      throw TError(WhyNotPutAside(kRecords));
     }
   }
   return window[number - windowBegin];
@@ -153,7 +158,7 @@ void TRecordSpool::Fill(std::string& text, const TKept& kept) const {
   }
   text.resize(size);
   if (!SeekIn(texts.get(), kept.place) || std::fread(text.data(), 1, size, texts.get()) != size) {
-    throw TError(WhyNotPutAside());
+    throw TError(WhyNotPutAside(kRecords));
   }
 }
 
@@ -174,6 +179,49 @@ void TRecordSpool::Read(std::size_t number, report::TRecord& record) const {
 std::shared_ptr<const report::IRecordSource> RecordsOfInstances(
     std::vector<boost::shared_ptr<ICIMInstance>> instances) {
   return std::make_shared<TStoredRecords>(std::move(instances));
+}
+
+void TTextSpool::Add(std::string_view text) {
+  if (!failure.empty()) return;
+  const std::size_t size = text.size();
+  last.append(reinterpret_cast<const char*>(&size), sizeof size).append(text);
+  if (last.size() > kTextsInMemory) PutAside();
+}
+
+void TTextSpool::PutAside() {
+  if (!file) file.reset(OpenUnnamedFile());
+  if (!file || std::fwrite(last.data(), 1, last.size(), file.get()) != last.size()) {
+    failure = WhyNotPutAside(kTold);
+    return;
+  }
+  std::string_view rest = last;
+  for (std::size_t size = 0; !rest.empty(); rest.remove_prefix(sizeof size + size)) {
+    std::memcpy(&size, rest.data(), sizeof size);
+    ++inFile;
+  }
+  last.clear();
+}
+
+void TTextSpool::ForEachInFile(const std::function<void(std::string_view text)>& use) const {
+  std::string text;
+  if (!SeekIn(file.get(), 0)) throw TError(WhyNotPutAside(kTold));
+  for (std::size_t i = 0; i < inFile; ++i) {
+    std::size_t size = 0;
+    if (std::fread(&size, sizeof size, 1, file.get()) != 1) throw TError(WhyNotPutAside(kTold));
+    text.resize(size);
+    if (std::fread(text.data(), 1, size, file.get()) != size) throw TError(WhyNotPutAside(kTold));
+    use(text);
+  }
+}
+
+void TTextSpool::ForEach(const std::function<void(std::string_view text)>& use) const {
+  if (!failure.empty()) throw TError(failure);
+  if (file) ForEachInFile(use);
+  std::string_view rest = last;
+  for (std::size_t size = 0; !rest.empty(); rest.remove_prefix(sizeof size + size)) {
+    std::memcpy(&size, rest.data(), sizeof size);
+    use(rest.substr(sizeof size, size));
+  }
 }
 
 }  // namespace svc
