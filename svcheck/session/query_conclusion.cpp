@@ -9,7 +9,6 @@
 
 #include "host/hskcore/cim.h"
 #include "report/text.h"
-#include "rules/download_files.h"
 #include "rules/driver_list.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"

@@ -1,5 +1,5 @@
 // When the answer of one machine is another's too.
-#include "svcheck/fleet/kept_answers.h"
+#include "svcheck/fleet/comparison.h"
 
 #include <gtest/gtest.h>
 
