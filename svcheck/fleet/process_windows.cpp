@@ -1,7 +1,6 @@
 #include <array>
 #include <memory>
 #include <random>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -13,9 +12,7 @@ namespace svc::fleet {
 
 namespace {
 
-[[noreturn]] void Fail() {
-  FailWorker("start", std::system_category().message(static_cast<int>(GetLastError())));
-}
+[[noreturn]] void FailToStart() { FailWorker("start", static_cast<int>(GetLastError())); }
 
 std::wstring OwnFile() {
   constexpr std::size_t kLongest = 32768;
@@ -32,7 +29,7 @@ THandle MakeJob() {
       JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_DIE_ON_UNHANDLED_EXCEPTION;
   if (!job || !SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits,
                                        sizeof limits)) {
-    Fail();
+    FailToStart();
   }
   return job;
 }
@@ -42,7 +39,7 @@ THandle OpenNothing() {
   THandle nothing =
       Held(CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                        &inherited, OPEN_EXISTING, 0, nullptr));
-  if (!nothing) Fail();
+  if (!nothing) FailToStart();
   return nothing;
 }
 
@@ -64,7 +61,7 @@ class TInherited {
     if (!InitializeProcThreadAttributeList(List(), 1, 0, &size) ||
         !UpdateProcThreadAttribute(List(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
                                    handles.size() * sizeof(HANDLE), nullptr, nullptr)) {
-      Fail();
+      FailToStart();
     }
   }
   ~TInherited() { DeleteProcThreadAttributeList(List()); }
@@ -98,7 +95,7 @@ void Let(const PROCESS_INFORMATION& started, HANDLE job) {
   const DWORD error = GetLastError();
   TerminateProcess(started.hProcess, kExitFailure);
   SetLastError(error);
-  Fail();
+  FailToStart();
 }
 
 }  // namespace
@@ -120,7 +117,7 @@ THandle TProgramStarter::Start(HANDLE channel) const {
   if (!CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE,
                       EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr, nullptr,
                       &start.StartupInfo, &started)) {
-    Fail();
+    FailToStart();
   }
   THandle process(started.hProcess);
   Let(started, job.get());
@@ -131,9 +128,7 @@ namespace {
 
 constexpr std::size_t kBlock = std::size_t{1} << 16;
 
-[[noreturn]] void Fail(DWORD error) {
-  FailWorker("reach", std::system_category().message(static_cast<int>(error)));
-}
+[[noreturn]] void FailToReach(DWORD error) { FailWorker("reach", static_cast<int>(error)); }
 
 // Known to nobody before this process has both ends.
 std::wstring FreshName() {
@@ -146,7 +141,7 @@ std::wstring FreshName() {
 }  // namespace
 
 TPort::TPort() : port(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1)) {
-  if (!port) Fail(GetLastError());
+  if (!port) FailToReach(GetLastError());
 }
 
 TPort::~TPort() {
@@ -164,7 +159,7 @@ bool TPort::Await(std::optional<std::chrono::milliseconds> most) {
   OVERLAPPED* over = nullptr;
   const BOOL hasWorked = GetQueuedCompletionStatus(port.get(), &count, &key, &over, wait);
   if (over == nullptr && most && GetLastError() == WAIT_TIMEOUT) return false;
-  if (over == nullptr) Fail(GetLastError());
+  if (over == nullptr) FailToReach(GetLastError());
   --begun;
   auto& operation = *static_cast<TPipe::TOperation*>(over);
   const std::shared_ptr<TPipe> pipe = std::exchange(operation.pipe, nullptr);
@@ -181,12 +176,12 @@ std::shared_ptr<TPipe> TPipe::Make(TPort& port, THandle& other) {
   THandle own = Held(CreateNamedPipeW(
       name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE | FILE_FLAG_OVERLAPPED,
       PIPE_TYPE_BYTE | PIPE_REJECT_REMOTE_CLIENTS, 1, kTasks, kTasks, 0, nullptr));
-  if (!own) Fail(GetLastError());
+  if (!own) FailToReach(GetLastError());
   SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
   other = Held(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, &inherited, OPEN_EXISTING,
                            0, nullptr));
   if (!other || CreateIoCompletionPort(own.get(), port.port.get(), 0, 0) == nullptr) {
-    Fail(GetLastError());
+    FailToReach(GetLastError());
   }
   const std::shared_ptr<TPipe> pipe(new TPipe(port, std::move(own)));
   pipe->Read();

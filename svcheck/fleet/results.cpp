@@ -193,7 +193,7 @@ char Escaped(char letter) {
   }
 }
 
-std::string TextOf(std::string_view line, std::string_view name) {
+std::string NeededText(std::string_view line, std::string_view name) {
   const auto written = MemberOf(line, name);
   if (!written) RefuseLine(line);
   return Unescaped(*written);
@@ -218,11 +218,11 @@ std::optional<report::TAcceptance> AcceptanceOf(std::string_view line, std::stri
 
 report::TRecord RecordOf(std::string_view line) {
   report::TRecord record;
-  record.type = TextOf(line, "Type");
-  record.name = TextOf(line, "Name");
-  record.installed = TextOf(line, "InstalledVersion");
-  record.offered = TextOf(line, "SVVersion");
-  const auto verdict = report::VerdictOfName(TextOf(line, "verdict"));
+  record.type = NeededText(line, "Type");
+  record.name = NeededText(line, "Name");
+  record.installed = NeededText(line, "InstalledVersion");
+  record.offered = NeededText(line, "SVVersion");
+  const auto verdict = report::VerdictOfName(NeededText(line, "verdict"));
   if (!verdict) RefuseLine(line);
   record.verdict = *verdict;
   const auto ifAny = [&](std::string_view name) {
@@ -300,10 +300,10 @@ report::TReport ReportOf(std::string_view lines) {
       report.hasWaivers = report.hasWaivers || report.records.back().waived.has_value();
       continue;
     }
-    const auto outcome = report::OutcomeOfName(TextOf(*line, "outcome"));
+    const auto outcome = report::OutcomeOfName(NeededText(*line, "outcome"));
     if (!outcome) RefuseLine(*line);
     report.outcome = *outcome;
-    report.machine = {TextOf(*line, "machineType"), TextIfAny(*line, "manufacturer"),
+    report.machine = {NeededText(*line, "machineType"), TextIfAny(*line, "manufacturer"),
                       TextIfAny(*line, "model"), TextIfAny(*line, "serialNumber")};
     report.system = {TextIfAny(*line, "caption"), TextIfAny(*line, "version"),
                      TextIfAny(*line, "platform")};

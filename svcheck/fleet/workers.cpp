@@ -4,6 +4,7 @@
 #include <deque>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -195,6 +196,10 @@ std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> s
 void FailWorker(const char* action, const std::string& why) {
   throw TError(std::string("cannot ") + action + " a worker process: " + why +
                "; give fewer --jobs");
+}
+
+void FailWorker(const char* action, int error) {
+  FailWorker(action, std::system_category().message(error));
 }
 
 std::string CauseOf(const std::string& how) {

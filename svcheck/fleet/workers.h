@@ -131,8 +131,9 @@ inline constexpr std::uint64_t kMostAnswer = std::uint64_t{16} << 30U;
 std::unique_ptr<IWorkers> MakeWorkers(int jobs, std::unique_ptr<IWorkerSystem> system,
                                       const TWorkerLimits& limits);
 
-// "cannot <action> a worker process: <why>".
+// "cannot <action> a worker process: <why>", or what the system says of a number of its errors.
 [[noreturn]] void FailWorker(const char* action, const std::string& why);
+[[noreturn]] void FailWorker(const char* action, int error);
 
 // Why a machine has no answer: its process ended in the way that `how` says, such as "with status
 // 3", or with kExitMemory.

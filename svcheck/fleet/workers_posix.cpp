@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstring>
 #include <set>
-#include <system_error>
 #include <utility>
 
 #include "host/hskcore/os_specific.h"
@@ -27,10 +26,6 @@ namespace svc::fleet {
 namespace {
 
 constexpr std::size_t kBlock = std::size_t{1} << 18;
-
-[[noreturn]] void Fail(const char* action, int error) {
-  FailWorker(action, std::generic_category().message(error));
-}
 
 // The memory of one comparison is the next one's: to give it back in between would cost as much as
 // the comparison.
@@ -136,14 +131,14 @@ class TCopies : public IWorkerSystem {
 
   std::unique_ptr<IWorkerProcess> Start() override {
     int ends[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) Fail("reach", errno);
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) FailWorker("reach", errno);
     std::fflush(nullptr);
     const pid_t process = ::fork();
     if (process == -1) {
       const int error = errno;
       ::close(ends[0]);
       ::close(ends[1]);
-      Fail("start", error);
+      FailWorker("start", error);
     }
     if (process == 0) {
       ::close(ends[0]);
@@ -164,7 +159,7 @@ class TCopies : public IWorkerSystem {
     const int wait = most ? static_cast<int>(most->count()) : -1;
     if (::poll(polled.data(), polled.size(), wait) == -1) {
       if (errno == EINTR) return;
-      Fail("hear", errno);
+      FailWorker("hear", errno);
     }
     for (std::size_t i = 0; i < polled.size(); ++i) awaited[i].isReady = polled[i].revents != 0;
   }

@@ -115,14 +115,14 @@ class TDriverLists {
     }
     const TCIMValue& value = property->Value({});
     const auto view = value.TextView();
-    if (!view) return own.emplace_back(Cut(TextOf(value)));
+    if (!view) return own.emplace_back(Cut(JoinedText(value)));
     const auto [known, isNew] = shared.try_emplace(view->data());
     if (isNew) known->second = Cut(*view);
     return known->second;
   }
 
   // As a query reads it: of an array each element with a blank behind it.
-  static std::string TextOf(const TCIMValue& value) {
+  static std::string JoinedText(const TCIMValue& value) {
     if (value.IsNull()) return {};
     if (!value.IsArray()) return value.ToString(10);
     std::string text;
@@ -210,11 +210,12 @@ class TNamedRecords : public report::IRecordSource {
     if (element == lastElement) return lastUpdate;
     lastElement = element;
     const auto place = places.find(element);
-    lastUpdate = place == places.end() ? nullptr
-                                       : std::make_shared<const report::TUpdate>(report::TUpdate{
-                                             svc::TextOf(*element, rules::kUpdateName),
-                                             svc::TextOf(*element, rules::kUpdateDirectory),
-                                             *place->second.file, place->second.line});
+    lastUpdate =
+        place == places.end()
+            ? nullptr
+            : std::make_shared<const report::TUpdate>(report::TUpdate{
+                  TextOf(*element, rules::kUpdateName), TextOf(*element, rules::kUpdateDirectory),
+                  *place->second.file, place->second.line});
     return lastUpdate;
   }
 
