@@ -1,10 +1,14 @@
-// The query, from the host's call to the last record: read RunQuery first.
+// The plug-in object: its identity and lifetime, and the query, from the host's call to the last
+// record. Read RunQuery first.
+#include <boost/pointer_cast.hpp>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
+#include "host/plugin.nsp/plugin_manager.h"
 #include "plugins/version_checker/catalogue/live_acquisition.h"
 #include "plugins/version_checker/inventory/properties.h"
 #include "plugins/version_checker/inventory/reporting.h"
@@ -185,5 +189,31 @@ void TQuery::CompareDrivers() {
 }
 
 }  // namespace
+
+// --- Identity and lifetime ---
+
+TSVPluginCallbacks::TSVPluginCallbacks() {
+  const auto manager =
+      boost::static_pointer_cast<TPluginManagerNamespace>(TRootObject::GetPluginManager());
+  provider = manager->RegisterPlugin(this);
+}
+
+int TSVPluginCallbacks::GetInterfaceVersion() { return 1; }
+std::string TSVPluginCallbacks::GetName() { return rules::kPluginName; }
+std::string TSVPluginCallbacks::GetVersion() { return "1.0"; }
+std::string TSVPluginCallbacks::GetBuildVersion() { return "1.0"; }
+std::string TSVPluginCallbacks::GetQueryLanguage() { return ""; }
+
+// Built with -fno-delete-null-pointer-checks, so that the check which `delete` makes stays.
+// Deliberate: see "A release without an object" in docs/one-query.md.
+void TSVPluginCallbacks::Release() { delete this; }
+
+void TSVPluginCallbacks::OnHostStarted() {}
+void TSVPluginCallbacks::OnHostStopping() {}
+
+int ProcessAttach(unsigned long reason) {
+  if (reason != kReasonProcessAttach) return 1;
+  return new (std::nothrow) TSVPluginCallbacks != nullptr ? 1 : 0;
+}
 
 }  // namespace svc::checker
