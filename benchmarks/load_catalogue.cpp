@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "host/hskcore/exception.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/xmlparser/prepared_documents.h"

@@ -1,4 +1,4 @@
-// Downloading update descriptions, and how a download reports its progress.
+// Downloading update descriptions.
 #ifndef HOST_ACQUIRE_DOWNLOAD_MANAGER_H_
 #define HOST_ACQUIRE_DOWNLOAD_MANAGER_H_
 
@@ -8,43 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "host/acquire/acquire_callback.h"
 #include "host/hskcore/export.h"
 
 namespace KPLAcquistion {
-
-// --- Progress ---
-
-// A free-form message for a person, with the item that it is about.
-struct ContentNode {
-  std::string item;
-  std::string text;
-};
-
-// Kinds of onStatus messages. The text is a list of fields joined by ":".
-enum EAcquireMessage : std::int32_t {
-  kItemStarted = 0,    // item:detail
-  kItemProgress = 1,   // item:detail
-  kItemState = 2,      // item:detail
-  kListing = 3,        // machine type:operating system
-  kTotal = 4,          // machine type:operating system:number of items
-  kStatus = 5,         // the code is the news
-  kReport = 6,         // machine type:operating system
-  kReportTotal = 7,    // machine type:operating system:number of items
-  kReportItem = 8,     // item:detail
-  kReportItemEnd = 9,  // item:detail
-  kItemEnded = 13      // item:detail
-};
-
-// The library borrows the object for the length of one download and calls it on the thread of
-// startDownload, one call at a time. The order of the operations is the order of their slots.
-class HOST_INTERFACE AcquireCallbackIfc {
- public:
-  ACQUIRE_API virtual void sendMessage(ContentNode node, bool isError);
-  virtual void onStatus(std::int32_t kind, const std::string& text, std::int32_t code) = 0;
-  ACQUIRE_API virtual ~AcquireCallbackIfc();
-};
-
-// --- What is downloaded ---
 
 // The numbers are those that a repository's manifest uses.
 enum class OSTypeEnum : std::int32_t {

@@ -1,9 +1,8 @@
-// From CIM-XML (DMTF DSP0201), in memory or in a file, to classes and instances.
+// From CIM-XML (DMTF DSP0201) to classes and instances.
 #ifndef HOST_XMLPARSER_XML_PARSER_H_
 #define HOST_XMLPARSER_XML_PARSER_H_
 
 #include <boost/shared_ptr.hpp>
-#include <string>
 #include <vector>
 
 #include "host/hskcore/cim.h"
@@ -48,16 +47,6 @@ class HOST_INTERFACE TCIMXMLParser : public TXmlParser {
   XMLPARSER_API void SetSV402Mode();
   // The classes that the last parse declared, in order.
   XMLPARSER_API std::vector<boost::shared_ptr<ICIMClass>> GetClassesCollected() const;
-};
-
-// Fills a namespace from a file. Holds nothing; any thread, each with a namespace of its own.
-class XMLPARSER_API TNamespacePopulator {
- public:
-  // Creates the classes and instances of a CIM-XML file in `target` and returns the classes.
-  // Throws THSKException: kFileNotFound, kFileUnreadable, kNoBuffer, or as TXmlParser::Parse; the
-  // text names the file, and the line where there is one.
-  static std::vector<boost::shared_ptr<ICIMClass>> PopulateFromXMLFile(
-      boost::shared_ptr<ICIMNamespace> target, const std::string& path);
 };
 
 }  // namespace NQRXHSK20

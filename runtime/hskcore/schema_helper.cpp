@@ -1,3 +1,5 @@
+#include "host/hskcore/schema_helper.h"
+
 #include <array>
 #include <string_view>
 #include <vector>

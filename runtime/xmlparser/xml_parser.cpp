@@ -6,6 +6,7 @@
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/hskcore/namespace_writer.h"
 #include "runtime/hskcore/os_platform.h"

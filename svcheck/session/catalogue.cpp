@@ -16,6 +16,7 @@
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "report/text.h"
 #include "rules/folded_text.h"

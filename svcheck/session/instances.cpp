@@ -9,6 +9,7 @@
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/root_object.h"
+#include "host/hskcore/schema_helper.h"
 #include "host/xmlparser/xml_parser.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"

@@ -11,6 +11,7 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"

@@ -5,6 +5,7 @@
 #include "base/shown_text.h"
 #include "collect/collector.h"
 #include "host/acquire/download_manager.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "report/text.h"
 #include "rules/names.h"

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "host/hskcore/root_object.h"
+#include "host/hskcore/schema_helper.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "svcheck/cli/command_line.h"

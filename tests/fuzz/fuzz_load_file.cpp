@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "tests/fuzz/fuzz_support.h"
 

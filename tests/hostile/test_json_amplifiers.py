@@ -174,7 +174,7 @@ class JsonAmplifiers(DocumentTest):
             def verify(count, make=make):
                 folder, size = self.repository(*make(count))
                 return self.run_one(["repository", "verify", "--allow-unsigned", folder], size,
-                                    (0, 1))
+                                    (0, 4))
             for count in (10_000, 100_000):
                 with self.subTest(name, count=count):
                     self.check_growth(verify, count)

@@ -3,6 +3,7 @@
 #include <boost/make_shared.hpp>
 
 #include "host/hskcore/cim.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/hskcore/root_object.h"
+#include "host/hskcore/schema_helper.h"
 
 using NQRXHSK20::CIMContext;
 using NQRXHSK20::TCIMSchemaHelper;

@@ -5,6 +5,7 @@
 #include <boost/pointer_cast.hpp>
 #include <cstring>
 
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "tests/support/fake_host.h"
 

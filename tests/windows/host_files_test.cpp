@@ -8,6 +8,7 @@
 
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 
 namespace {

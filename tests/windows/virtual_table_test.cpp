@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/hskcore/root_object.h"
+#include "host/hskcore/schema_helper.h"
 #include "tests/windows/plugin_library.h"
 
 namespace svc::testing {

@@ -10,6 +10,7 @@
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
 #include "host/plugin.nsp/plugin_manager.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/hskcore/root_object.h"
+#include "host/hskcore/schema_helper.h"
 #include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"
 

@@ -8,6 +8,7 @@
 
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
+#include "host/hskcore/schema_helper.h"
 #include "host/plugin.nsp/plugin_manager.h"
 #include "plugins/version_checker/catalogue/live_acquisition.h"
 #include "plugins/version_checker/inventory/properties.h"

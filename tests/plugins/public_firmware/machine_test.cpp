@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "host/hskcore/exception.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "plugins/public_firmware/catalogue.h"
 #include "runtime/hskcore/in_memory_namespace.h"

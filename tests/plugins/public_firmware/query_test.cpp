@@ -5,6 +5,7 @@
 
 #include "host/hskcore/exception.h"
 #include "host/plugin.nsp/plugin_manager.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "plugins/public_firmware/public_firmware.h"
 #include "runtime/hskcore/host_setup.h"

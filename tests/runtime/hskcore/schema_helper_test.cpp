@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/hskcore/schema_helper.h"
 #include "tests/runtime/hskcore/cim_reading.h"
 
 namespace svc::testing {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/hskcore/exception.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/xmlparser/document_text.h"

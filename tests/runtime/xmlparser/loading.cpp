@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "host/hskcore/exception.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 

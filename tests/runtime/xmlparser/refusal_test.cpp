@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "host/hskcore/exception.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "loading.h"
 #include "runtime/hskcore/in_memory_namespace.h"

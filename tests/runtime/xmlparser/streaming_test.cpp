@@ -8,6 +8,7 @@
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
+#include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "judges.h"
 #include "made_documents.h"

@@ -3,6 +3,7 @@
 
 #include "host/hskcore/os_specific.h"
 #include "host/hskcore/root_object.h"
+#include "host/hskcore/schema_helper.h"
 #include "tests/plugins/version_checker/query/query_fixture.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
