@@ -105,6 +105,15 @@ Arguments:
 )");
 }
 
+TEST(BashCompletion, OffersOptionsAloneWhereNothingElseMayStand) {
+  const std::string text = BashCompletion({MadeVerb()});
+  EXPECT_NE(text.find("\n        'made') _svcheck_words 'build --dotted' ;;\n"), text.npos) << text;
+  EXPECT_NE(text.find("\n        'made build')\n            if [[ $current == -* ]]; then\n"
+                      "                _svcheck_words '--quoted'\n            else\n"),
+            text.npos)
+      << text;
+}
+
 TEST(FishCompletion, OffersWhatBelongsToTheWordsThatStandThere) {
   EXPECT_EQ(FishCompletion({MadeVerb()}),
             R"(# Completion of svcheck for fish, made by `svcheck completion fish`.

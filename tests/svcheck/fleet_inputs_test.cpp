@@ -120,7 +120,8 @@ TEST_F(FleetInputs, TakeTheLastOfTwoMembersOfAName) {
 
 TEST_F(FleetInputs, AreNoneOfALineThatIsNoObject) {
   for (const char* line : {"[", "{", "x", "1", "\"machine\"", "null", "[1]", "{}x", "{\"a\":1e999}",
-                           "[[[[", "{\"a\":1,}", "{\"machine\":\"a\",\"inventory\":\"b\"} {}"}) {
+                           "[[[[", "{\"machine\":\"a\tb\",\"inventory\":\"c\"}", "{\"a\":1,}",
+                           "{\"machine\":\"a\",\"inventory\":\"b\"} {}"}) {
     EXPECT_EQ(CauseOf(line), "the line is no JSON object") << line;
   }
   EXPECT_EQ(CauseOf("{}"), "the line has no text \"machine\"");

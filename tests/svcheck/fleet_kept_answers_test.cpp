@@ -124,6 +124,10 @@ TEST(UnreadTexts, AreNoneWhereMarkupDoesNotShowThem) {
   EXPECT_EQ(UnreadIn(with("<CIM>", "\r<CIM>")), TTexts());
   EXPECT_EQ(UnreadIn(with(">host<", "><![CDATA[host]]><")), TTexts());
   EXPECT_EQ(UnreadIn(with("UTF-8", "ISO-8859-1")), TTexts());
+  for (const char* const usual : {"utf-8", "US-ASCII"}) {
+    EXPECT_EQ(UnreadIn(with("UTF-8", usual)), UnreadIn(plain)) << usual;
+  }
+  EXPECT_EQ(UnreadIn(with(" encoding=\"UTF-8\"", "")), UnreadIn(plain));
   EXPECT_EQ(UnreadIn("\xEF\xBB\xBF" + plain), TTexts());
   EXPECT_TRUE(FindUnread(with("<CIM>", " <CIM>"), reads).empty()) << "what was read is elsewhere";
   EXPECT_TRUE(FindUnread(plain, "").empty());

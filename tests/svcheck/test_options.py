@@ -1,6 +1,8 @@
 """What holds for the options of every verb: letters, help, quiet, standard input, and one status for
 every mistake on the command line."""
 
+import json
+import os
 import re
 
 from program import DIALECT, MACHINE, SAMPLE, SYSTEM, ProgramTest, bios, document, element, main
@@ -98,6 +100,13 @@ class StandardInput(OptionTest):
             result = self.given("check", text=text)
             self.assert_failed(result, 1, place, "`svcheck collect`")
 
+    def test_is_told_of_where_it_cannot_be_read(self):
+        folder = os.open(self.folder, os.O_RDONLY)
+        self.addCleanup(os.close, folder)
+        result = self.run_program("check", "--inventory", "-", "--catalogue", CATALOGUE,
+                                  stdin=folder)
+        self.assert_failed(result, 1, "standard input: Is a directory;")
+
     def test_is_read_once(self):
         self.assert_failed(self.given("check", "--inventory", "-", text=""), 64, "once")
         self.assert_failed(self.given("check", "--waivers", "-", text=""), 64, "waivers")
@@ -122,6 +131,18 @@ class Quiet(OptionTest):
                           ("explain", "--catalogue", CATALOGUE)):
             loud, quiet = self.assert_quiet(*arguments, "--root", self.root())
             self.assertEqual(loud.stdout, quiet.stdout)
+
+    def test_notes_of_the_collector_are_errors_where_the_machine_is_unknown(self):
+        (self.folder / "empty").mkdir()
+        result = self.run_program("check", "--root", "empty", "--catalogue", CATALOGUE,
+                                  "--format", "json", "--quiet")
+        report = json.loads(result.stdout)
+        self.assertEqual("unknown-machine", report["outcome"])
+        places = [error.split(":")[0] for error in report["errors"]]
+        self.assertEqual(["/sys/class/dmi/id/product_name", "/etc/os-release",
+                          "/proc/sys/kernel/arch", "/sys/class/dmi/id/bios_version",
+                          "/proc/modules"], places[-6:-1])
+        self.assertIn("name it with --machine", report["errors"][-1])
 
     def test_warnings_of_building_are_left_out(self):
         self.write("sv/a.xml", document([element(applicableMachineTypes=["x"])], DIALECT))

@@ -50,6 +50,17 @@ TEST(FilesNotOffered, AreTheDescriptionsThatStillLieThere) {
   EXPECT_EQ(FilesNotOffered(outcome), TNames()) << "nothing was downloaded";
 }
 
+TEST(DownloadDisplay, CountsTheTimeOfEachPhaseFromItsBeginning) {
+  std::FILE* const file = std::tmpfile();
+  TDownloadDisplay display(file);
+  display.OnProgress({EPhase::kFiles, 0, 1, 500, 1000});
+  std::rewind(file);
+  char text[200] = {};
+  const std::size_t size = std::fread(text, 1, sizeof text, file);
+  std::fclose(file);
+  EXPECT_EQ(std::string(text, size), "\r0 of 1 files, 500 of 1000 B");
+}
+
 TEST(DownloadDisplay, LeavesAnEmptyLine) {
   std::FILE* const file = std::tmpfile();
   TDownloadDisplay display(file);

@@ -154,5 +154,16 @@ TEST_F(QuerySession, ThatCannotReadItsInventoryLeavesNothing) {
   ExpectAllIsAsBefore();
 }
 
+// The right to read is what is missing where the system says so, and only there.
+TEST(Advice, OnAnUnreadableCatalogueGoesByTheReason) {
+  report::TReport report;
+  report.outcome = report::EOutcome::kUnreadableCatalogue;
+  EXPECT_EQ(AdviceOn(report), "get the catalogue anew");
+  report.errors = {"index.xml:3: no element"};
+  EXPECT_EQ(AdviceOn(report), "get the catalogue anew");
+  report.errors.push_back("index.xml: " + std::generic_category().message(EACCES));
+  EXPECT_EQ(AdviceOn(report), "give this user the right to read it");
+}
+
 }  // namespace
 }  // namespace svc
