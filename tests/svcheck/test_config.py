@@ -18,6 +18,7 @@ class ConfigTest(ProgramTest):
     def settings(self, *arguments, env=None):
         result = self.run_program("config", "--format", "json", *arguments, env=env)
         self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertTrue(result.stdout.endswith("}\n"), "the last line has an end")
         return {row["name"]: row for row in json.loads(result.stdout)["settings"]
                 if "check" in row["verbs"]}
 
