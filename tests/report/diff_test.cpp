@@ -60,6 +60,24 @@ TEST(Diff, EqualReportsHaveNone) {
   EXPECT_EQ(text.substr(text.find("\n\n")), "\n\nNothing changed: 4 records are the same.\n");
 }
 
+TEST(Diff, RecordsThatAreGoneAreRemovedTheLastOneToo) {
+  TReport before = SampleReport();
+  before.records = {{"Driver", "A", "1", "2", EVerdict::kOutdated, {}},
+                    {"Driver", "B", "1", "2", EVerdict::kOutdated, {}}};
+  for (const std::size_t left : {1, 0}) {
+    TReport after = before;
+    after.records.resize(left);
+    const TDiff diff = CompareReports(before, after);
+    EXPECT_EQ(diff.same, left);
+    ASSERT_EQ(diff.changes.size(), 2 - left);
+    for (const TChange& change : diff.changes) {
+      EXPECT_EQ(change.kind, EChange::kRemoved);
+      EXPECT_EQ(change.after, nullptr);
+    }
+    EXPECT_EQ(diff.changes.back().before, &before.records[1]);
+  }
+}
+
 // A component is offered several versions: each record keeps its partner.
 TEST(Diff, RecordsOfOneNameArePairedByTheirTexts) {
   TReport before = SampleReport();

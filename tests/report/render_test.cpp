@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "report/text.h"
+#include "runtime/acquire/crypto.h"
+#include "runtime/acquire/minisign.h"
 #include "sample_report.h"
 
 namespace svc::report {
@@ -354,6 +356,19 @@ TEST(Html, BeginsWithItsPolicyAndItsTitle) {
                         "– QRX Rackwell 4638</title>\n<style>"));
 }
 
+// A browser runs and shows nothing of the page whose hash is not in its policy.
+TEST(Html, AllowsItsOwnStyleAndScriptAlone) {
+  const std::string text = Rendered("html", SampleReport());
+  const auto policy = [&text](const std::string& name) {
+    const std::size_t begin = text.find("<" + name + ">") + name.size() + 2;
+    const std::string part = text.substr(begin, text.find("</" + name + ">", begin) - begin);
+    return name + "-src 'sha256-" +
+           acquire::ToBase64(acquire::Hash(acquire::EHash::kSha256, part)) + "'; ";
+  };
+  EXPECT_THAT(text, HasSubstr("content=\"default-src 'none'; " + policy("style") +
+                              policy("script") + "base-uri 'none'; form-action 'none'\">\n"));
+}
+
 TEST(Html, SaysWhatWasCompared) {
   EXPECT_THAT(
       Rendered("html", SampleReport()),
@@ -366,60 +381,6 @@ TEST(Html, SaysWhatWasCompared) {
                 "<dt>Folder</dt><dd>/srv/catalogue</dd>\n<dt>Elements</dt><dd>17</dd>\n"
                 "<dt>Age</dt><dd>3 days, from 2027-06-27T00:00:00Z</dd>\n"
                 "<dt>Checked</dt><dd>2027-06-30T00:00:00Z</dd>\n</dl></section>\n</div>\n"));
-}
-
-// With the hash of what stands on the page: 256 bits are 43 characters and one that fills up.
-TEST(Html, NamesWhatItsPolicyAllowsByWholeHashes) {
-  TReport report = SampleReport();
-  for (int i = 0; i < 60; ++i) report.records.push_back(report.records[2]);
-  const std::string text = Rendered("html", report);
-  constexpr std::string_view kBefore = "'sha256-";
-  std::size_t count = 0;
-  for (std::size_t at = text.find(kBefore); at != text.npos; at = text.find(kBefore, at + 1)) {
-    const std::size_t begin = at + kBefore.size();
-    const std::size_t end = text.find_first_not_of(
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/", begin);
-    EXPECT_EQ(end - begin, 43U);
-    EXPECT_EQ(text.substr(end, 2), "='");
-    ++count;
-  }
-  EXPECT_GE(count, 1U);
-}
-
-TEST(Html, ListsWhatWasNotComparedInATableThatEnds) {
-  TReport report = SampleReport();
-  report.coverage = TCoverage{6, {{"Driver", "A<B", "1.0"}, {"Firmware", "Disk", ""}}};
-  EXPECT_THAT(
-      Rendered("html", report),
-      HasSubstr("<tbody>\n<tr><th scope=\"row\">A&lt;B</th><td>Driver</td><td class=\"version\">"
-                "1.0</td><td>" +
-                std::string(RowOf(EPassedOver::kNotOffered).one) +
-                "</td></tr>\n<tr><th scope=\"row\">Disk</th><td>Firmware</td>"
-                "<td class=\"version\">–</td><td>" +
-                std::string(RowOf(EPassedOver::kNotOffered).one) +
-                "</td></tr>\n</tbody></table></details>\n"));
-}
-
-TEST(Sarif, NamesTheFolderWithOneSlashAtItsEnd) {
-  TReport report = SampleReport();
-  for (const char* const path : {"/srv/c", "/srv/c/"}) {
-    report.catalogue.path = path;
-    EXPECT_THAT(Rendered("sarif", report), HasSubstr("\"uri\":\"file:///srv/c/\"")) << path;
-  }
-  report.catalogue.path = "/srv/c0";
-  EXPECT_THAT(Rendered("sarif", report), HasSubstr("\"uri\":\"file:///srv/c0/\""));
-}
-
-TEST(Sarif, SaysOfEachResultWhatItIs) {
-  const std::string text = Rendered("sarif", SampleReport());
-  std::size_t count = 0;
-  for (std::size_t at = text.find("\"ruleIndex\":"); at != text.npos;
-       at = text.find("\"ruleIndex\":", at + 1)) {
-    const std::string result = text.substr(at, text.find("\"properties\":", at) - at);
-    EXPECT_THAT(result, HasSubstr("\"message\":{\"text\":\""));
-    ++count;
-  }
-  EXPECT_EQ(count, 4U);
 }
 
 TEST(Html, HasEachRecordInTheGroupOfItsType) {

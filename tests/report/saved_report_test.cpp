@@ -59,6 +59,20 @@ TEST(SavedReport, MembersThatAreNotKnownArePassedOver) {
   EXPECT_EQ(Rendered("json", ReadSavedReport(json)), Rendered("json", SampleReport()));
 }
 
+// Of a program that knows more of them.
+TEST(SavedReport, AReasonThatIsNotKnownIsNone) {
+  std::string json = Rendered("json", FullReport());
+  const std::string known(TextOf(EUnordered::kWords));
+  json.replace(json.find(known), known.size(), "a new reason");
+  const TReport read = ReadSavedReport(json);
+  EXPECT_EQ(read.records[1].why, std::nullopt);
+  EXPECT_EQ(read.records[1].verdict, EVerdict::kUnknown);
+  TReport without = FullReport();
+  without.records[1].why.reset();
+  for (const TFormat& format : kFormats)
+    EXPECT_EQ(Rendered(format.name, read), Rendered(format.name, without)) << format.name;
+}
+
 std::string Refusal(const std::string& json) {
   try {
     ReadSavedReport(json);

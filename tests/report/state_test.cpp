@@ -160,6 +160,35 @@ TEST(Coverage, StandsInEveryFormatThatHasRoom) {
   }
 }
 
+TEST(Coverage, IsALineOfThePageThatUnfoldsToWhatWasNotCompared) {
+  const std::string end = "</p>\n</div>\n";
+  const auto behindTheRecords = [&](const TReport& report) {
+    const std::string page = Rendered("html", report);
+    const std::size_t begin = page.find("Show all</button>" + end) + 17 + end.size();
+    return page.substr(begin, page.find("<footer>") - begin);
+  };
+  TReport report = WithCoverage();
+  report.coverage->notCompared.resize(3);
+  const auto row = [](const char* name, const char* type, const char* version, const char* why) {
+    return std::string("<tr><th scope=\"row\">") + name + "</th><td>" + type +
+           "</td><td class=\"version\">" + version + "</td><td>" + why + "</td></tr>\n";
+  };
+  EXPECT_EQ(behindTheRecords(report),
+            "<details class=\"card coverage\"><summary>" + Sentence(*report.coverage) +
+                "</summary>\n<table><thead><tr><th scope=\"col\">Name</th>"
+                "<th scope=\"col\">Type</th><th scope=\"col\">Installed</th>"
+                "<th scope=\"col\">Why not</th></tr></thead>\n<tbody>\n" +
+                row("A", "Driver", "–", "states no version") +
+                row("B", "Driver", "–", "states no version") +
+                row("C|&lt;c&gt;", "Firmware", "=1", "is offered nowhere") +
+                "</tbody></table></details>\n");
+  report.coverage->notCompared.clear();
+  EXPECT_EQ(behindTheRecords(report),
+            "<p class=\"coverage\">9 installed pieces: 9 compared.</p>\n");
+  report.coverage.reset();
+  EXPECT_EQ(behindTheRecords(report), "");
+}
+
 TEST(Coverage, IsInCsvOnDemand) {
   TRenderOptions options;
   EXPECT_THAT(Rendered("csv", WithCoverage(), options), Not(HasSubstr("not compared")));
