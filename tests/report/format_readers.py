@@ -75,8 +75,8 @@ def read_table(text):
 
 
 class Page(HTMLParser):
-    """What the page says: groups of rows, tiles, facts, messages and its other texts; and how often
-    each element is there."""
+    """What the page says: groups of rows, tiles, facts, messages, the rows of what was not compared
+    behind what its summary says, and its other texts; and how often each element is there."""
 
     VOID = ("meta", "input", "rect")
 
@@ -84,6 +84,7 @@ class Page(HTMLParser):
         super().__init__()
         self.open, self.elements, self.groups, self.tiles, self.facts = [], {}, [], {}, {}
         self.messages, self.texts, self.policy = [], {}, ""
+        self.coverage, self.pieces = "", []
         self.feed(text)
         self.close()
         assert self.open == [], self.open
@@ -96,6 +97,12 @@ class Page(HTMLParser):
             self.policy += values.get("content", "") if "http-equiv" in values else ""
             return
         self.open.append((tag, values))
+        if self.is_of_coverage():
+            if tag == "tr":
+                self.pieces.append([])
+            if tag in ("th", "td"):
+                self.pieces[-1].append("")
+            return
         if tag == "tbody" and "data-type" in values:  # Further bodies of a group have none.
             self.groups.append({"type": values["data-type"], "head": "", "rows": []})
         if tag == "tr" and "data-verdict" in values:
@@ -125,6 +132,14 @@ class Page(HTMLParser):
             assert data.strip() == "", data
             return
         tag, values = self.open[-1]
+        if self.is_of_coverage():
+            if tag in ("th", "td"):
+                self.pieces[-1][-1] += data
+            elif tag in ("summary", "p"):
+                self.coverage += data
+            else:
+                assert data.strip() == "", data
+            return
         row = self.groups[-1]["rows"][-1] if self.groups and self.groups[-1]["rows"] else None
         if self.is_in("tbody", "td"):
             row["small" if tag == "small" else "cells"][-1] += data
@@ -144,6 +159,9 @@ class Page(HTMLParser):
             self.messages[-1] += data
         else:
             self.texts[tag] = self.texts.get(tag, "") + data
+
+    def is_of_coverage(self):
+        return any("coverage" in values.get("class", "").split() for _, values in self.open)
 
     def is_in_record(self):
         return any(tag == "tr" and "data-verdict" in values for tag, values in self.open)

@@ -140,6 +140,18 @@ def covered_report():
     return {name: found[name] for name in order}
 
 
+WHY = {"no-version": "states no version", "not-offered": "is offered nowhere",
+       "other-machine": "is offered for other machines", "other-system": "is offered for other systems",
+       "not-running": "does not run"}
+
+
+def piece_rows(expected):
+    """What the page has to tell of the pieces that were not compared, below its titles."""
+    return [["Name", "Type", "Installed", "Why not"], *(
+        [page_text(piece["name"]), page_text(piece["type"]), page_text(piece["version"] or "") or "–",
+         WHY[piece["reason"]]] for piece in expected["notCompared"])] if expected["notCompared"] else []
+
+
 def failed_report():
     failed = report((), TEXTS[::-1], "no-catalogue")
     failed["catalogue"] |= {"elements": None}

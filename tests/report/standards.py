@@ -133,7 +133,9 @@ RUN = members(
         "executionSuccessful", executionSuccessful=flag, endTimeUtc=like(TIME), machine=text(),
         toolExecutionNotifications=many(members(
             "message", message=MESSAGE, level=LEVEL, descriptor=members("", id=text()))))))
-LOG = members("version runs", **{"$schema": text()}, version=one_of("2.1.0"), runs=many(RUN))
+LOG = members(
+    "version runs", **{"$schema": one_of("https://json.schemastore.org/sarif-2.1.0.json")},
+    version=one_of("2.1.0"), runs=many(RUN))
 
 
 def check_message(message, place):
