@@ -10,7 +10,6 @@
 
 #include "report/text.h"
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/minisign.h"
 #include "sample_report.h"
 
 namespace svc::report {
