@@ -1,6 +1,8 @@
 // What is made of the description of a verb: its manual page and what a shell completes.
 #include <gtest/gtest.h>
 
+#include <CLI/CLI.hpp>
+
 #include "svcheck/cli/help.h"
 
 namespace svc {
@@ -105,13 +107,46 @@ Arguments:
 )");
 }
 
-TEST(BashCompletion, OffersOptionsAloneWhereNothingElseMayStand) {
-  const std::string text = BashCompletion({MadeVerb()});
-  EXPECT_NE(text.find("\n        'made') _svcheck_words 'build --dotted' ;;\n"), text.npos) << text;
-  EXPECT_NE(text.find("\n        'made build')\n            if [[ $current == -* ]]; then\n"
-                      "                _svcheck_words '--quoted'\n            else\n"),
-            text.npos)
-      << text;
+TEST(Description, NamesWhatMayBeGivenByItsPlaceByThatNameAlone) {
+  CLI::App app("Made");
+  std::string folder, file;
+  app.add_option("DIR,-d,--dir", folder, "Folder");
+  app.add_option("-f,--file", file, "File")->option_text(" FILE ");
+  const TCommandDescription described = Describe(TVerb{"made", "Makes", nullptr, {}}, app);
+  ASSERT_EQ(described.positionals.size(), 1U);
+  EXPECT_EQ(described.positionals[0].names, std::vector<std::string>{"DIR"});
+  EXPECT_EQ(described.positionals[0].value, "");
+  ASSERT_EQ(described.options.size(), 2U) << "with --help";
+  EXPECT_EQ(described.options[0].names, (std::vector<std::string>{"-f", "--file"}));
+  EXPECT_EQ(described.options[0].value, "FILE");
+  EXPECT_EQ(described.options[1].names, (std::vector<std::string>{"-h", "--help"}));
+}
+
+TEST(BashCompletion, OffersWordsAndBesideThemWhatStandsInTheirPlace) {
+  const auto casesOf = [](const TCommandDescription& verb) {
+    const std::string script = BashCompletion({verb});
+    const std::size_t begin = script.find("    case $command in\n");
+    EXPECT_NE(begin, script.npos) << script;
+    return script.substr(std::min(begin, script.size()));
+  };
+  constexpr const char* kEnd = "    esac\n}\n\ncomplete -F _svcheck svcheck\n";
+  constexpr const char* kBegin = R"(    case $command in
+        '') _svcheck_words 'made help --help --version' ;;
+        'made') _svcheck_words 'build --dotted' ;;
+)";
+  TCommandDescription verb = MadeVerb();
+  EXPECT_EQ(casesOf(verb), std::string(kBegin) + R"(        'made build')
+            if [[ $current == -* ]]; then
+                _svcheck_words '--quoted'
+            else
+                _svcheck_paths -d
+            fi
+            ;;
+)" + kEnd);
+  verb.commands.front().positionals.front().names = {"NAME"};
+  EXPECT_EQ(casesOf(verb),
+            std::string(kBegin) + "        'made build') _svcheck_words '--quoted' ;;\n" + kEnd)
+      << "nobody can guess a name";
 }
 
 TEST(FishCompletion, OffersWhatBelongsToTheWordsThatStandThere) {

@@ -134,6 +134,21 @@ TEST(UnreadTexts, AreNoneWhereMarkupDoesNotShowThem) {
   EXPECT_TRUE(FindUnread(plain, reads.substr(0, reads.size() - 1)).empty());
 }
 
+TEST(UnreadTexts, AreFoundInEveryDeclarationThatMeansUtf8) {
+  const auto with = [](std::string_view encoding) {
+    constexpr std::string_view kThere = " encoding=\"UTF-8\"";
+    std::string document = Document(Machine("S1", "host"));
+    return document.replace(document.find(kThere), kThere.size(), encoding);
+  };
+  for (const char* encoding : {"", " standalone='yes'", " encoding='utf-8'",
+                               " encoding=\"US-ASCII\"", " encoding='UTF-8'"}) {
+    EXPECT_EQ(UnreadIn(with(encoding)), (TTexts{"S1!", "host"})) << encoding;
+  }
+  std::string undeclared = with("");
+  undeclared.erase(0, undeclared.find("?>") + 3);
+  EXPECT_EQ(UnreadIn(undeclared), (TTexts{"S1!", "host"}));
+}
+
 TEST(UnreadTexts, AreReplacedByPrintableTextWithoutMarkupAlone) {
   for (const char* text : {"", " ", "host-1", "a\"b\\c'd", "~"}) EXPECT_TRUE(IsHarmless(text));
   for (const char* text : {"<", ">", "&", "\t", "\n", "\x7F", "\x1F", "\xC3\xA9"}) {

@@ -87,6 +87,13 @@ class Layers(ConfigTest):
 
 
 class Shown(ConfigTest):
+    def test_each_form_ends_with_a_line_end(self):
+        self.config('format = "csv"\n')
+        for form in ("table", "json"):
+            shown = self.succeed("config", "--format", form)
+            self.assertTrue(shown.endswith("\n"), shown)
+            self.assertFalse(shown.endswith("\n\n"), shown)
+
     def test_values_have_their_origin(self):
         path = self.config('# mine\nformat = "csv"\n[check]\nfail-on = "outdated"\n')
         settings = self.settings(env={"SVCHECK_WIDTH": "80"})

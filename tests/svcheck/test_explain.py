@@ -183,6 +183,7 @@ class Explain(ProgramTest):
         self.assertIn('installed driver "C:\\drivers\\z.sys"\n'
                       "  No record: no element that applies offers it.\n", text)
         self.assertNotIn("offered driver A", text)
+        self.assertNotIn("goes by", text)
 
     def test_a_component_leaves_the_others_out(self):
         elements = [element(**BIOS_UPDATE), element(name="wallpaper", description="Fun")]

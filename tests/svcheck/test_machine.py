@@ -79,6 +79,10 @@ class HostName(MachineTest):
         shown = self.run_program("collect", "--root", "tree").stdout
         self.assertIn('NAME="Name" TYPE="string"><VALUE>web01<', shown)
         self.assertNotIn("web01", self.run_program("collect", "--root", "tree", "--redact").stdout)
+        checked = self.run_program("check", "--root", "tree", "--catalogue",
+                                   self.catalogue(element(**UPDATE)), "--format", "json")
+        self.assertEqual(json.loads(checked.stdout)["machine"].get("host"), "web01",
+                         "a check tells which machine it was")
 
     def test_of_another_tree_is_read_of_a_file_in_it_and_of_nothing_else(self):
         self.write("tree/sys/class/dmi/id/product_name", "4638\n")

@@ -277,6 +277,30 @@ TEST(Archives, AreReadByTheirNames) {
   EXPECT_EQ(list.remarks.size(), 1U);
 }
 
+TEST(Folders, AreReadForWhatStatesDriversByItsWholeName) {
+  const std::filesystem::path folder = ::testing::TempDir() + "svcheck-dkms";
+  const auto driversWith = [&](const char* name) {
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder / "net-1.2");
+    std::ofstream(folder / "net-1.2" / name)
+        << "PACKAGE_NAME=\"net\"\nPACKAGE_VERSION=\"1.2\"\nBUILT_MODULE_NAME[0]=\"net\"\n";
+    TDriverList list;
+    CollectDrivers(folder, list);
+    EXPECT_EQ(list.remarks, std::vector<std::string>()) << name;
+    EXPECT_EQ(list.read, list.drivers.size()) << name;
+    return list.drivers;
+  };
+  const std::vector<TDriver> drivers = driversWith("dkms.conf");
+  ASSERT_EQ(drivers.size(), 1U);
+  EXPECT_EQ(drivers[0].file, "net.ko");
+  EXPECT_EQ(drivers[0].version, "1.2");
+  EXPECT_EQ(drivers[0].platform, EPlatform::kLinux);
+  EXPECT_EQ(drivers[0].origin, folder.string());
+  for (const char* name : {"DKMS.conf", "dkms.conf.in", "adkms.conf", "net.conf"})
+    EXPECT_TRUE(driversWith(name).empty()) << name;
+  std::filesystem::remove_all(folder);
+}
+
 TEST(ArchiveFilter, IsAllowedWhereItStartsNoProgram) {
   const auto isAllowed = [](int filter) {
     const std::unique_ptr<archive, int (*)(archive*)> reader(::archive_read_new(),

@@ -196,12 +196,16 @@ class LintTest(ProgramTest):
             element(**drivers("a.ko-#2", applicableMachineTypes=["-[4620]-"])))), [])
 
     def test_dialects(self):
-        for instruction, rule in (("", "dialect-missing"),
-                                  ('<?sv-catalogue version="4.01"?>', "dialect-old"),
-                                  ('<?sv-catalogue version="new"?>', "dialect-old")):
+        for instruction, rule, line in (("", "dialect-missing", 1),
+                                        ("\n\n", "dialect-missing", 1),
+                                        ('<?sv-catalogue version="4.01"?>', "dialect-old", 1),
+                                        ('\n<?sv-catalogue version="new"?>', "dialect-old", 2)):
             with self.subTest(instruction):
                 folder = self.catalogue(element(**bios(name="")), instruction=instruction)
                 self.assertEqual(sorted(self.rules_of(folder)), [rule, "name-missing"])
+                found, = (found for found in self.lint(folder)[0]["findings"]
+                          if found["rule"] == rule)
+                self.assertEqual(found["line"], line)
 
     def test_what_the_loader_refuses_is_found_with_its_line(self):
         folder = self.catalogue(element(**bios()), ("No_Such_Class", {"name": "x"}))

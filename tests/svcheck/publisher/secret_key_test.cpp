@@ -1,10 +1,43 @@
 #include "svcheck/publisher/secret_key.h"
 
+#include <gcrypt.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 
+#include "base/error.h"
 #include "runtime/acquire/crypto.h"
+
+namespace {
+
+// What scrypt was asked for instead of its doing it, which takes up to a terabyte.
+bool isScryptAskedOnly = false;
+int askedN = 0;
+unsigned long askedP = 0;
+
+}  // namespace
+
+extern "C" {
+
+gpg_error_t __real_gcry_kdf_derive(const void* password, std::size_t passwordSize, int algorithm,
+                                   int subAlgorithm, const void* salt, std::size_t saltSize,
+                                   unsigned long iterations, std::size_t size, void* bytes);
+
+gpg_error_t __wrap_gcry_kdf_derive(const void* password, std::size_t passwordSize, int algorithm,
+                                   int subAlgorithm, const void* salt, std::size_t saltSize,
+                                   unsigned long iterations, std::size_t size, void* bytes) {
+  if (!isScryptAskedOnly) {
+    return __real_gcry_kdf_derive(password, passwordSize, algorithm, subAlgorithm, salt, saltSize,
+                                  iterations, size, bytes);
+  }
+  askedN = subAlgorithm;
+  askedP = iterations;
+  std::fill_n(static_cast<char*>(bytes), size, 'k');
+  return 0;
+}
+
+}  // extern "C"
 
 namespace svc::repository {
 namespace {
@@ -89,6 +122,26 @@ TEST(Scrypt, IsThatOfTheStandard) {
       acquire::ToHex(Scrypt("password", "NaCl", {10, 16}, 64)),
       "fdbabe1c9d3472007856e7190d01e9fe7c6ad7cbc8237830e77376634b3731622eaf30d92e22a3886ff109279d98"
       "30dac727afb94a83ee6d8360cbdfa2cc0640");
+}
+
+TEST(Scrypt, IsDoneUpToTheGreatestCostThatIsANumberOfTheLibrarysAndNoFurther) {
+  isScryptAskedOnly = true;
+  for (const int logN : {1, 29, 30}) {
+    EXPECT_EQ(Scrypt("password", "NaCl", {logN, 3}, 4), "kkkk") << logN;
+    EXPECT_EQ(askedN, 1 << logN);
+    EXPECT_EQ(askedP, 3U);
+  }
+  askedN = 0;
+  for (const TScryptCost& cost : {TScryptCost{31, 1}, TScryptCost{32, 1}, TScryptCost{10, 0}}) {
+    try {
+      Scrypt("password", "NaCl", cost, 4);
+      ADD_FAILURE() << cost.logN << " is taken";
+    } catch (const TError& error) {
+      EXPECT_STREQ(error.what(), "the secret key's password is protected beyond reason");
+    }
+  }
+  isScryptAskedOnly = false;
+  EXPECT_EQ(askedN, 0) << "before anything is done";
 }
 
 }  // namespace

@@ -50,27 +50,33 @@ TEST(FilesNotOffered, AreTheDescriptionsThatStillLieThere) {
   EXPECT_EQ(FilesNotOffered(outcome), TNames()) << "nothing was downloaded";
 }
 
-TEST(DownloadDisplay, CountsTheTimeOfEachPhaseFromItsBeginning) {
+// All that is shown of steps that follow each other at once.
+std::string ShownOf(const std::vector<TDownloadProgress>& steps) {
   std::FILE* const file = std::tmpfile();
   TDownloadDisplay display(file);
-  display.OnProgress({EPhase::kFiles, 0, 1, 500, 1000});
+  for (const TDownloadProgress& step : steps) display.OnProgress(step);
   std::rewind(file);
   char text[200] = {};
   const std::size_t size = std::fread(text, 1, sizeof text, file);
   std::fclose(file);
-  EXPECT_EQ(std::string(text, size), "\r0 of 1 files, 500 of 1000 B");
+  return {text, size};
 }
 
 TEST(DownloadDisplay, LeavesAnEmptyLine) {
-  std::FILE* const file = std::tmpfile();
-  TDownloadDisplay display(file);
-  display.OnProgress({EPhase::kListing, 0, 0, 0, 0});
-  display.OnProgress({EPhase::kEnded, 0, 0, 0, 0});
-  std::rewind(file);
-  char text[200] = {};
-  const std::size_t size = std::fread(text, 1, sizeof text, file);
-  std::fclose(file);
-  EXPECT_EQ(std::string(text, size), "\rAsking the repository\r" + std::string(21, ' ') + "\r");
+  EXPECT_EQ(ShownOf({{EPhase::kListing, 0, 0, 0, 0}, {EPhase::kEnded, 0, 0, 0, 0}}),
+            "\rAsking the repository\r" + std::string(21, ' ') + "\r");
+}
+
+TEST(DownloadDisplay, CountsTheTimeOfTheFilesFromTheirFirstOne) {
+  EXPECT_EQ(ShownOf({{EPhase::kFiles, 1, 2, 100, 1000}}), "\r1 of 2 files, 100 of 1000 B")
+      << "and no rate, which all time before it would make very low";
+}
+
+TEST(DownloadDisplay, ShowsTheBeginningOfEachPhaseAndNotEachStepOfOne) {
+  EXPECT_EQ(ShownOf({{EPhase::kListing, 0, 0, 0, 0},
+                     {EPhase::kFiles, 0, 2, 0, 1000},
+                     {EPhase::kFiles, 1, 2, 100, 1000}}),
+            "\rAsking the repository\r0 of 2 files, 0 of 1000 B");
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 // What a query leaves behind in the process, however it ended.
 #include "svcheck/session/query_session.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <new>
 
 #include "host/hskcore/root_object.h"
@@ -154,15 +156,40 @@ TEST_F(QuerySession, ThatCannotReadItsInventoryLeavesNothing) {
   ExpectAllIsAsBefore();
 }
 
-// The right to read is what is missing where the system says so, and only there.
-TEST(Advice, OnAnUnreadableCatalogueGoesByTheReason) {
-  report::TReport report;
-  report.outcome = report::EOutcome::kUnreadableCatalogue;
-  EXPECT_EQ(AdviceOn(report), "get the catalogue anew");
-  report.errors = {"index.xml:3: no element"};
-  EXPECT_EQ(AdviceOn(report), "get the catalogue anew");
-  report.errors.push_back("index.xml: " + std::generic_category().message(EACCES));
-  EXPECT_EQ(AdviceOn(report), "give this user the right to read it");
+// Puts what is opened here in the place of standard input while it lives.
+class TInput {
+ public:
+  explicit TInput(const char* path) : before(::dup(STDIN_FILENO)) {
+    const int file = ::open(path, O_RDONLY);
+    ::dup2(file, STDIN_FILENO);
+    ::close(file);
+    std::clearerr(stdin);
+  }
+  ~TInput() {
+    ::dup2(before, STDIN_FILENO);
+    ::close(before);
+    std::clearerr(stdin);
+  }
+  TInput(const TInput&) = delete;
+  TInput& operator=(const TInput&) = delete;
+
+ private:
+  int before;
+};
+
+TEST_F(QuerySession, SaysWhyStandardInputCannotBeRead) {
+  TQueryRequest request = Request();
+  request.inventories = {kStandardInput};
+  const TInput input("/");
+  try {
+    TQuerySession session(std::move(request));
+    FAIL() << "a folder is no inventory";
+  } catch (const TError& error) {
+    EXPECT_STREQ(error.what(),
+                 "cannot read the inventory: standard input: Is a directory; give a CIM-XML "
+                 "inventory, such as `svcheck collect` writes");
+  }
+  ExpectAllIsAsBefore();
 }
 
 }  // namespace
