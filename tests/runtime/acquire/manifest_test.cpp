@@ -317,6 +317,38 @@ TEST(Selection, RefusesTwoFilesOfOneName) {
   EXPECT_EQ(Select({1, {}, {File("a"), other}}, kSelection).size(), 1U);
 }
 
+TEST(Descriptions, AreTheLatestOfTheMachineTypesAskedForWhateverTheirSystem) {
+  const auto file = [](const char* name, char hash, std::vector<std::string> machineTypes) {
+    TManifestFile made = File(name, 101, 1);
+    made.sha256 = std::string(64, hash);
+    made.machineTypes = std::move(machineTypes);
+    return made;
+  };
+  TManifest manifest{1, {}, {}};
+  manifest.files = {file("a", 'a', {"4620"}), file("b", 'b', {"x", "7x0Y"}),
+                    file("c", 'c', {"46200"}), file("a too", 'a', {"4620"})};
+  TManifestFile old = file("old", 'd', {"4620"});
+  old.latest = false;
+  TManifestFile payload = file("payload", 'e', {"4620"});
+  payload.payload = true;
+  manifest.files.insert(manifest.files.end(), {old, payload});
+  const auto selected = [&](const std::vector<std::string>& machineTypes) {
+    std::string hashes;
+    for (const TManifestFile& one : SelectDescriptions(manifest, machineTypes)) {
+      EXPECT_EQ(one.name, one.sha256);
+      EXPECT_EQ(one.path, "p");
+      hashes += one.sha256.front();
+    }
+    return hashes;
+  };
+  EXPECT_EQ(selected({"4620"}), "a");
+  EXPECT_EQ(selected({"7X0y"}), "b");
+  EXPECT_EQ(selected({"462", "46200", "7x0Y"}), "bc");
+  EXPECT_EQ(selected({"4620", "X"}), "ab");
+  EXPECT_EQ(selected({"462", ""}), "");
+  EXPECT_EQ(selected({}), "abc");
+}
+
 EOutcome OutcomeOf(const std::function<void()>& check) {
   try {
     check();

@@ -3,16 +3,29 @@
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <cstdarg>
+#include <new>
+#include <thread>
+#include <utility>
 
 namespace {
 
 bool isTextWithheld = false;  // Whether libcurl has no buffer for a text of its own.
+bool isListRefused = false;   // Whether libcurl has no memory for one more header.
 
 }  // namespace
 
 extern "C" {
+
+curl_slist* __real_curl_slist_append(curl_slist* list, const char* text);
+
+curl_slist* __wrap_curl_slist_append(curl_slist* list, const char* text) {
+  return isListRefused ? nullptr : __real_curl_slist_append(list, text);
+}
 
 CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
 
@@ -31,20 +44,28 @@ CURLcode __wrap_curl_easy_setopt(CURL* handle, int option, ...) {
 namespace svc::acquire {
 namespace {
 
-// Of a request to a port of this machine where nobody listens.
-TTransferResult EndOfRequestToNobody() {
+TTransportOptions DirectOptions() {
   TTransportOptions options;
   options.proxy.kind = TProxyChoice::EKind::kDirect;
   options.connect = options.stall = std::chrono::seconds(10);
+  return options;
+}
+
+TTransferResult EndOf(const TTransportOptions& options, TTransfer transfer) {
   const auto transport = MakeTransport(options);
-  TTransfer transfer;
-  transfer.url = "http://127.0.0.1:1/";
   transport->Start(transfer);
   for (int attempt = 0; attempt < 100; ++attempt) {
     if (auto result = transport->Wait(std::chrono::milliseconds(1000))) return *result;
   }
   ADD_FAILURE() << "the transfer has no end";
   return {};
+}
+
+// Of a request to a port of this machine where nobody listens.
+TTransferResult EndOfRequestToNobody() {
+  TTransfer transfer;
+  transfer.url = "http://127.0.0.1:1/";
+  return EndOf(DirectOptions(), transfer);
 }
 
 TEST(Transport, SaysWhyItFailedAlsoWhereTheLibraryHasOnlyANumberForIt) {
@@ -56,6 +77,118 @@ TEST(Transport, SaysWhyItFailedAlsoWhereTheLibraryHasOnlyANumberForIt) {
   isTextWithheld = false;
   EXPECT_EQ(plain.end, ETransferEnd::kUnreachable);
   EXPECT_EQ(plain.reason, curl_easy_strerror(CURLE_COULDNT_CONNECT));
+}
+
+// A server, or a proxy, that answers its only request with a text.
+class TAnswering {
+ public:
+  explicit TAnswering(std::string answer)
+      : listening(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), answer(std::move(answer)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const any = reinterpret_cast<sockaddr*>(&address);
+    EXPECT_EQ(::bind(listening, any, size), 0);
+    EXPECT_EQ(::getsockname(listening, any, &size), 0);
+    EXPECT_EQ(::listen(listening, 1), 0);
+    port = ntohs(address.sin_port);
+    thread = std::thread([this] { Answer(); });
+  }
+  ~TAnswering() {
+    ::shutdown(listening, SHUT_RDWR);  // Where nobody came.
+    thread.join();
+    ::close(listening);
+  }
+  TAnswering(const TAnswering&) = delete;
+  TAnswering& operator=(const TAnswering&) = delete;
+
+  int Port() const { return port; }
+  std::string Address() const { return "http://127.0.0.1:" + std::to_string(port); }
+
+ private:
+  void Answer() {
+    const int client = ::accept(listening, nullptr, nullptr);
+    if (client == -1) return;
+    std::string request;
+    char block[1024];
+    while (request.find("\r\n\r\n") == std::string::npos) {
+      const ssize_t count = ::recv(client, block, sizeof block, 0);
+      if (count <= 0) break;
+      request.append(block, static_cast<std::size_t>(count));
+    }
+    ::send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
+    ::shutdown(client, SHUT_WR);
+    while (::recv(client, block, sizeof block, 0) > 0) continue;
+    ::close(client);
+  }
+
+  int listening;
+  std::string answer;
+  int port = 0;
+  std::thread thread;
+};
+
+// Notes what it is told, in its order.
+struct TSink : ITransferSink {
+  void OnResponse(const TResponse& response) override {
+    told += std::to_string(response.status) + " " + response.etag + " " +
+            (response.length ? std::to_string(*response.length) : "-") + ": ";
+  }
+  void OnData(std::string_view bytes) override { told += bytes; }
+  std::string told;
+};
+
+// What the sink is told of an answer that the server gives to a GET.
+std::string ToldOf(const std::string& answer) {
+  const TAnswering server("HTTP/1.1 " + answer);
+  TSink sink;
+  TTransfer transfer;
+  transfer.url = server.Address() + "/a";
+  transfer.sink = &sink;
+  const TTransferResult result = EndOf(DirectOptions(), transfer);
+  EXPECT_EQ(result.end, ETransferEnd::kAnswered) << result.reason;
+  EXPECT_EQ(result.response.status, std::stoi(answer));
+  return sink.told;
+}
+
+TEST(Transport, TellsTheSinkOfTheResponseOnceAndBeforeItsContent) {
+  EXPECT_EQ(ToldOf("200 OK\r\nETag: \"x\"\r\nContent-Length: 4\r\n\r\nbody"), "200 \"x\" 4: body");
+  EXPECT_EQ(ToldOf("206 Part\r\nConnection: close\r\n\r\nbody"), "206  -: body");
+  EXPECT_EQ(ToldOf("200 OK\r\nContent-Length: 0\r\n\r\n"), "200  0: ");
+  for (const char* other : {"201 Made", "204 Nothing", "304 Same", "404 None", "500 Broken"})
+    EXPECT_EQ(ToldOf(std::string(other) + "\r\nConnection: close\r\n\r\n"), "") << other;
+  EXPECT_EQ(ToldOf("404 None\r\nContent-Length: 4\r\n\r\nbody"), "");
+}
+
+TEST(Transport, TellsAProxyThatRefusesFromOneThatCannotNow) {
+  for (const auto& [status, end] :
+       {std::pair(400, ETransferEnd::kProxyRefused), std::pair(407, ETransferEnd::kProxyRefused),
+        std::pair(499, ETransferEnd::kProxyRefused), std::pair(500, ETransferEnd::kUnreachable),
+        std::pair(502, ETransferEnd::kUnreachable)}) {
+    const TAnswering proxy("HTTP/1.1 " + std::to_string(status) +
+                           " Why\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+    TTransportOptions options = DirectOptions();
+    options.proxy.kind = TProxyChoice::EKind::kGiven;
+    options.proxy.host = "http://127.0.0.1";
+    options.proxy.port = proxy.Port();
+    TTransfer transfer;
+    transfer.url = "https://server.example/a";
+    const TTransferResult result = EndOf(options, transfer);
+    EXPECT_EQ(result.end, end) << status;
+    EXPECT_EQ(result.reason, "the proxy answered with status " + std::to_string(status));
+  }
+}
+
+TEST(Transport, SendsNoRequestWithoutAHeaderThatItHasNoMemoryFor) {
+  const auto transport = MakeTransport(DirectOptions());
+  TTransfer transfer;
+  transfer.url = "http://127.0.0.1:1/";
+  transfer.headers = {"X-Auth-Token: secret"};
+  isListRefused = true;
+  EXPECT_THROW(transport->Start(transfer), std::bad_alloc);
+  isListRefused = false;
+  EXPECT_FALSE(transport->Wait(std::chrono::milliseconds(0))) << "nothing was begun";
 }
 
 }  // namespace
