@@ -264,6 +264,35 @@ TEST_F(Plan, LearnsTheUsualFormsAlone) {
   EXPECT_TRUE(Knows("<PROPERTY NAME='P'><VALUE>"));
 }
 
+TEST_F(Plan, KnowsTheUsualWayFromOneInstanceToTheNextAlone) {
+  constexpr std::string_view kFirst = "<INSTANCE CLASSNAME='K'>";
+  TKnownTag first{};
+  kFirst.copy(first.bytes, kFirst.size());
+  first.form = {static_cast<std::uint32_t>(kFirst.size()), 8, false, true};
+  const auto gap = [&](const std::string& blanks) {
+    return blanks + "</INSTANCE>\n</H>\n<H>" + std::string(kFirst);
+  };
+  const auto learned = [&](const std::string& bytes) {
+    plan.LearnGap(gap(""), "H", first);
+    EXPECT_EQ(plan.Gap().View(), gap(""));
+    plan.LearnGap(bytes, "H", first);
+    return std::string(plan.Gap().View());
+  };
+  EXPECT_EQ(learned(gap("\n ")), gap("\n "));
+  const std::size_t room = TMarkup::kMost - gap("").size();
+  EXPECT_EQ(learned(gap(std::string(room, ' '))).size(), TMarkup::kMost);
+  EXPECT_EQ(learned(gap(std::string(room + 1, ' '))), "");
+  for (const std::string& other :
+       {gap("") + " ", gap("<!-- -->"), std::string("</INSTANCE></G><G>") + std::string(kFirst),
+        std::string("</INSTANCE></H><H><INSTANCE CLASSNAME='L'>"), std::string()}) {
+    EXPECT_EQ(learned(other), "") << other;
+  }
+  plan.LearnGap(gap(""), "H", first);
+  first.form.isEmpty = true;
+  plan.LearnGap(gap(""), "H", first);
+  EXPECT_TRUE(plan.Gap().IsEmpty()) << "an instance that has no end tag";
+}
+
 // Many-named documents do not pay for a plan that is of no use to them.
 TEST_F(Plan, StopsLearningWhereThatIsOfNoUse) {
   for (int i = 0; i < 1024; ++i) Learn(std::string(i % 64, ' ') + "<PROPERTY NAME='P'/>");

@@ -3,12 +3,34 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+
 #include "host/hskcore/exception.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
 #include "loading.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/file_bytes.h"
+
+namespace {
+
+std::size_t largestGrant = SIZE_MAX;  // Of what realloc is asked for.
+
+}  // namespace
+
+extern "C" {
+
+void* __real_realloc(void* bytes, std::size_t size);
+
+// The program that holds this is linked so that the parser's calls come here.
+void* __wrap_realloc(void* bytes, std::size_t size) {
+  return size > largestGrant ? nullptr : __real_realloc(bytes, size);
+}
+
+}  // extern "C"
 
 namespace svc::xml {
 namespace {
@@ -208,6 +230,45 @@ TEST(Refusal, FilesThatCannotBeReadHaveAStatusOfTheirOwn) {
   EXPECT_EQ(status(pipe), 11) << "and nobody was waited for";
   AllowWaiting(true);
   ::unlink(pipe.c_str());
+}
+
+TEST(Refusal, AFileThatNoMemoryHoldsHasAStatusOfItsOwn) {
+  const std::string path = testing::TempDir() + "/refused-large.xml";
+  std::ofstream(path) << std::string(9999, ' ');
+  const auto refusal = [&](std::size_t granted) {
+    largestGrant = granted;
+    std::string told = "taken";
+    try {
+      EXPECT_EQ(ReadWholeFile(path).size, 9999U);
+    } catch (const NQRXHSK20::THSKException& error) {
+      EXPECT_EQ(error.GetStatusCode(), NQRXHSK20::THSKStatusCode::kNoBuffer);
+      told = error.GetMessageText();
+    }
+    largestGrant = SIZE_MAX;
+    return told;
+  };
+  EXPECT_EQ(refusal(10000), "taken") << "one byte more shows that it has ended";
+  EXPECT_EQ(refusal(9999), path + ": there is no memory for its 10000 bytes");
+  EXPECT_EQ(refusal(0), path + ": there is no memory for its 10000 bytes");
+  std::filesystem::remove(path);
+}
+
+TEST(Refusal, ADocumentThatDoesNotEndIsToldFromOneThatIsTooLarge) {
+  const auto failureOf = [](bool isCut) {
+    std::string bytes = "<CIM>\n\n" + std::string(3, '\0');
+    const TDocumentText text(bytes.data(), bytes.data() + bytes.size(), isCut);
+    try {
+      text.FailAtEnd();
+    } catch (const TDocumentError& error) {
+      EXPECT_EQ(error.line, 3U);
+      EXPECT_EQ(error.status, NQRXHSK20::THSKStatusCode::kFailed);
+      EXPECT_FALSE(error.IsMoreWanted());
+      return std::string(error.what());
+    }
+    return std::string();
+  };
+  EXPECT_EQ(failureOf(false), "the text ends before the root element does");
+  EXPECT_EQ(failureOf(true), "the document is larger than 524288000 bytes");
 }
 
 }  // namespace
