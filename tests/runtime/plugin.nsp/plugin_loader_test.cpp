@@ -1,24 +1,44 @@
 #include "runtime/plugin.nsp/plugin_loader.h"
 #include "base/error.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <boost/make_shared.hpp>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
 
 #include "runtime/hskcore/host_setup.h"
 #include "tests/support/access_list.h"
+
+namespace {
+
+std::function<bool(int)> refusesToTell;  // Of a file, what it is.
+
+}  // namespace
+
+// Comes before the library's own for all that is loaded.
+extern "C" __attribute__((visibility("default"))) int fstat(int file,
+                                                            struct stat* status) noexcept {
+  using TCall = int(int, struct stat*);
+  static auto* const own = reinterpret_cast<TCall*>(::dlsym(RTLD_NEXT, "fstat"));
+  if (!refusesToTell || !refusesToTell(file)) return own(file, status);
+  errno = EIO;
+  return -1;
+}
 
 namespace svc {
 namespace {
@@ -107,6 +127,25 @@ TEST_F(PluginLoader, SaysWhyALibraryIsNoPlugin) {
     EXPECT_EQ(FailureOf(library), "The plug-in \"" + library + "\" cannot be used: " + cause);
   }
   EXPECT_TRUE(manager->GetPlugins().empty());
+}
+
+// As a network's file system may, for whatever lies on the way.
+TEST_F(PluginLoader, RefusesWhatTheSystemTellsNothingOf) {
+  const std::string library = Library("silent");
+  int asked = 0;
+  refusesToTell = [&](int /*file*/) { return ++asked == 0; };
+  EXPECT_NE(FailureOf(library).find("it registered no plug-in"), std::string::npos);
+  const int all = asked;
+  if (all == 0) GTEST_SKIP() << "this C library asks the system in another way";
+  ASSERT_GT(all, 2) << "the way there, the library and its folder";
+  for (int refused = 1; refused <= all; ++refused) {
+    asked = 0;
+    refusesToTell = [&](int /*file*/) { return ++asked == refused; };
+    EXPECT_EQ(FailureOf(library),
+              "The plug-in \"" + library + "\" cannot be loaded: Input/output error")
+        << refused << " of " << all;
+  }
+  refusesToTell = {};
 }
 
 TEST_F(PluginLoader, LetsGoOfALibraryThatIsNoPlugin) {
