@@ -2,11 +2,13 @@
 // here, so that no other verb pays for it.
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 #include <system_error>
 
 #include "base/error.h"
+#include "base/files.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "runtime/acquire/address.h"
@@ -67,17 +69,27 @@ std::string MarkOf(const std::string& repository, const std::vector<std::string>
   return mark;
 }
 
+// The beginning of a file; empty where there is none that can be read.
+std::string HeadOf(const std::filesystem::path& path) {
+  constexpr std::size_t kHead = 65536;
+  std::string head(kHead, '\0');
+  try {
+    const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(
+        files::OpenToRead(path.string(), files::EPipes::kNone), &std::fclose);
+    head.resize(std::fread(head.data(), 1, head.size(), file.get()));
+  } catch (const TError&) {
+    head.clear();
+  }
+  return head;
+}
+
 // Whether the catalogue came so long ago at most, by the same request.
 bool IsFresh(const std::filesystem::path& index, const std::string& mark, int days) {
   std::error_code error;
   const auto modified = std::filesystem::last_write_time(index, error);
   const auto age = std::filesystem::file_time_type::clock::now() - modified;
   if (error || age < age.zero() || age >= std::chrono::days(days)) return false;
-  constexpr std::size_t kHead = 65536;
-  std::string head(kHead, '\0');
-  std::ifstream file(index, std::ios::binary);
-  file.read(head.data(), static_cast<std::streamsize>(head.size()));
-  return head.find("<!-- " + mark + " -->\n") != head.npos;
+  return HeadOf(index).find("<!-- " + mark + " -->\n") != std::string::npos;
 }
 
 class TCatalogueVerb : public IVerb {

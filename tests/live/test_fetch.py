@@ -258,6 +258,12 @@ class Fetch(LiveTest):
         self.assertTrue(asks("--machine", "4620", "--max-age", "2"))
         self.assertEqual(self.listed(), ["a", "c"])
 
+    def test_a_pipe_in_the_place_of_a_catalogue_is_not_waited_for(self):
+        self.catalogue.mkdir()
+        os.mkfifo(self.catalogue / "index.xml")
+        told = self.fetch("http://127.0.0.1:1", "--max-age", "2", status=4).stderr
+        self.assertIn("127.0.0.1:1", told)
+
     def test_an_interruption_keeps_the_older_catalogue(self):
         self.fetch(self.serve().address)
         before = self.tree()
