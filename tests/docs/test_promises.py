@@ -166,7 +166,7 @@ class Lists(unittest.TestCase):
     def test_status_codes_are_those_of_the_header(self):
         named = [(name.strip("`"), code) for code, name, _ in
                  table("host-interface.md", "code", "name", "meaning")]
-        header = read(SOURCE / "host" / "hskcore" / "exception.h")
+        header = read(SOURCE / "host" / "hskcore" / "status.h")
         self.assertEqual(named, re.findall(r"(?m)^  (k\w+) = (\d+)", header))
 
     def test_classes_of_an_inventory_are_those_that_need_no_declaration(self):
