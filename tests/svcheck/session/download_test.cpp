@@ -52,13 +52,13 @@ TEST(FilesNotOffered, AreTheDescriptionsThatStillLieThere) {
 
 // All that is shown of steps that follow each other at once.
 std::string ShownOf(const std::vector<TDownloadProgress>& steps) {
-  std::FILE* const file = std::tmpfile();
-  TDownloadDisplay display(file);
+  // Closed behind the display, which clears its line in the end.
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::tmpfile(), &std::fclose);
+  TDownloadDisplay display(file.get());
   for (const TDownloadProgress& step : steps) display.OnProgress(step);
-  std::rewind(file);
+  std::rewind(file.get());
   char text[200] = {};
-  const std::size_t size = std::fread(text, 1, sizeof text, file);
-  std::fclose(file);
+  const std::size_t size = std::fread(text, 1, sizeof text, file.get());
   return {text, size};
 }
 
