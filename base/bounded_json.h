@@ -34,7 +34,8 @@ constexpr std::size_t ValuesInProportion(std::size_t bytes) { return bytes / 16 
 template <typename TJson>
 class TBoundedJson : private nlohmann::json_sax<TJson> {
  public:
-  // `counted` is what counts against the bound of values, from one document to the next.
+  // Borrows `counted`, the values read so far, to which it adds: a caller who reads several
+  // documents with one number has one bound for all of them.
   TBoundedJson(const TJsonBounds& bounds, std::size_t& counted)
       : bounds(bounds), counted(counted) {}
 

@@ -47,8 +47,8 @@ inline TError FileError(int number) {
   return FileError(number, std::generic_category().message(number));
 }
 
-// Whether it is for want of room: on the disk, or in what its user may take of it, which Windows
-// tells by no number of its own.
+// Whether it is for want of room: on the disk, or in what its user may take of it (EDQUOT, a number
+// that Windows does not have).
 inline bool IsWantOfRoom(const TError& error) noexcept {
   if (error.Kind() != EErrorKind::kFile) return false;
 #ifdef EDQUOT
@@ -68,6 +68,7 @@ decltype(auto) Retold(const TAction& action, const TTold& told) {
   }
 }
 
+// Of a line, from 1.
 inline TError TextError(std::size_t line, const std::string& reason) {
   return TError(reason, EErrorKind::kText, static_cast<int>(line));
 }

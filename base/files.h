@@ -48,6 +48,7 @@ class TNewFile {
     if (bytes.size() > kBuffer) return Put(bytes);
     buffer += bytes;
   }
+  // Forgets what was written.
   void StartOver();
   // On stable storage, in its place, and with the mode of the file that was there.
   void Publish();

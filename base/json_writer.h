@@ -1,6 +1,6 @@
-// Writes JSON (RFC 8259) as it goes: behind what a text of the caller's holds, who may take that
-// away at any time. Keeps nothing but how deep it is, so that a long document takes no memory in
-// proportion. Used by one thread.
+// Writes JSON (RFC 8259) piece by piece: each is appended to a text of the caller's, who may empty
+// that text between two pieces, so that a long document takes no memory in proportion. The writer
+// keeps nothing but how deep it is. Used by one thread.
 #ifndef BASE_JSON_WRITER_H_
 #define BASE_JSON_WRITER_H_
 
@@ -93,8 +93,8 @@ class TJsonWriter {
   std::array<TLevel, 12> levels{};  // Documents are not deeper.
 };
 
-// Texts inside JSON (RFC 8259, section 7). Pure functions.
-//
+// --- Texts inside JSON (RFC 8259, section 7). Pure functions; any thread ---
+
 // Beyond what JSON demands, control characters of one and of two bytes (DEL, U+0080 to U+009F) and
 // marks that turn the direction of what stands behind them are escaped: whoever shows the file on a
 // terminal sees the text, and a parser reads the same characters.
@@ -167,6 +167,7 @@ template <typename TBlock>
   return AnyOf(odd) == 0;
 }
 
+// What WriteJsonText does with a text that may need escapes.
 char* WriteAnyJsonText(char* target, std::string_view text) noexcept;
 
 // Writes the text as it stands between quotes and returns the end of what was written. Bytes that

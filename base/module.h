@@ -39,7 +39,7 @@ class TModule {
     throw Missing(name);
   }
 
-  // For a library's own entry, which is told its library.
+  // The system's handle, which a plug-in's entry is called with.
   void* Handle() const noexcept { return handle; }
   // Whether it stays loaded until the process ends.
   void Keep(bool keep = true) noexcept { isKept = keep; }

@@ -34,9 +34,10 @@ class TDescriptor {
   int number;
 };
 
-// A path gone through folder by folder, each opened from the one before. What was looked at on the
-// way is what is used at its end: nobody can put another folder or link in between. POSIX. One
-// thread.
+// --- The way to a path ---
+//
+// It is gone through folder by folder, each opened from the one before. What was looked at on the
+// way is what is used at its end: nobody can put another folder or link in between. One thread.
 
 // The path of a name in a folder.
 std::string Below(const std::string& folder, const std::string& name);
@@ -71,21 +72,22 @@ class IWayRules {
 // cannot be gone through.
 TPlace Walk(const std::string& path, IWayRules& rules);
 
-// Begins in the folder `root`, which stands for "/": neither a link nor ".." leads out of it.
+// The same from the folder `root`, a descriptor of the caller's, which stands for "/": neither a
+// link nor ".." leads out of it.
 TPlace WalkBelow(int root, const std::string& path, IWayRules& rules);
 
-// Where a file that is written goes, by the rules of base/files.h. POSIX. One thread.
+// --- Where a file that is written goes, by the rules of base/files.h. One thread ---
 
 // What is done with a link that the path ends in, where it is one that is followed.
 enum class ELastLink { kFollowed, kKept };
 
-// Throws TError. A place that is a link is one to be replaced, but for those of /proc that lead
-// to a pipe or a device: these have no other name, and are opened through the link.
+// Throws TError (kFile). A place that is a link is one to be replaced, but for those of /proc that
+// lead to a pipe or a device: these have no other name, and are opened through the link.
 TPlace FindPlace(const std::string& path, ELastLink last = ELastLink::kFollowed);
 
 ENamed KindOf(const TPlace& place);
 
-// Who else may write to a file or a folder. POSIX. Any thread.
+// --- Who else may write to a file or a folder. Any thread ---
 
 // Says whether a user's rights are no gain to anybody: of root, for one.
 using TIsTrusted = bool(uid_t user);

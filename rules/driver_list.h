@@ -1,5 +1,5 @@
-// How a list of driver files is cut: entries of a name, "-#" and a version, separated by one blank
-// (a pure function; any thread), and the form in which drivers' names are compared.
+// How a list of driver files is cut: entries of a name, "-#" and a version, separated by one blank;
+// and the form in which drivers' names are compared. CutDriverList is pure: any thread.
 #ifndef RULES_DRIVER_LIST_H_
 #define RULES_DRIVER_LIST_H_
 

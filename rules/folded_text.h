@@ -30,8 +30,8 @@ constexpr bool Mentions(std::string_view text, std::string_view part) {
                      [](char a, char b) { return Folded(a) == Folded(b); }) != text.end();
 }
 
-// Which pairs of neighbours a text has, as bits that some share: a text that lacks one of a part's
-// does not contain the part. Tells without a search nearly always.
+// Which pairs of neighbouring characters a text has, a bit each that several pairs share. A text
+// that lacks a bit of a part's does not contain the part, which nearly always spares the search.
 constexpr std::uint64_t PairsOf(std::string_view text) noexcept {
   std::uint64_t pairs = 0;
   for (std::size_t i = 1; i < text.size(); ++i) {

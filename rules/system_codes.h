@@ -131,7 +131,7 @@ inline std::string CodeOf(const TOperatingSystem& system) {
 // and the publisher's verbs tell of descriptions that would be passed over.
 //
 // Names decide, not contents: a description for another family would be read for nothing. The
-// names are searched in exactly these letters. Pure; any thread.
+// names are searched in exactly these letters.
 // Deliberate: see "A mark counts anywhere in a name" in docs/one-query.md.
 
 // The folder that receives the descriptions. Files stay in it from one query to the next.
@@ -171,7 +171,8 @@ constexpr const TPassedOver* WhyPassedOver(std::string_view path, std::string_vi
   return row == kPassedOver.end() ? nullptr : &*row;
 }
 
-// The plug-in tests whole paths, which so comes to the same as the names.
+// The plug-in tests whole paths. The folder has neither mark, so that this comes to the same as
+// testing the names.
 static_assert(WhyPassedOver(kDownloadFolder, kLinux) == nullptr &&
               WhyPassedOver(kDownloadFolder, "Windows 2008") == nullptr);
 

@@ -87,11 +87,12 @@ inline std::string FirstWordBeforeBlank(std::string_view text) {
   return blank == std::string_view::npos ? std::string() : std::string(text.substr(0, blank));
 }
 
-// Where the version of a MegaRAID controller's firmware stands, and behind what its model does: in
-// a lowered list, one character further on. The model ends at a blank.
+// The key of a MegaRAID controller's firmware in a list of driver files.
 inline constexpr std::string_view kMegaRaidKey = "Controller";
+// What stands before the controller's model, such as "20i", in the same list when it is lowered.
+// One character between them is passed over, and the model ends at a blank.
 inline constexpr std::string_view kMegaRaidFamily = "qrx arrayon ax";
-// In the lowered product of an LSI BIOS, in front of its chip's number.
+// What stands before the chip's number in the lowered product of an LSI BIOS, such as "sas1064e".
 inline constexpr std::string_view kChipMark = "sas";
 
 }  // namespace svc::rules

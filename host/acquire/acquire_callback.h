@@ -1,4 +1,4 @@
-// How a download reports its progress.
+// How a download reports its progress, to whoever started it.
 #ifndef HOST_ACQUIRE_ACQUIRE_CALLBACK_H_
 #define HOST_ACQUIRE_ACQUIRE_CALLBACK_H_
 
@@ -34,7 +34,11 @@ enum EAcquireMessage : std::int32_t {
 // startDownload, one call at a time. The order of the operations is the order of their slots.
 class HOST_INTERFACE AcquireCallbackIfc {
  public:
+  // For a person. Where a callback does nothing else with it, an error becomes a line on standard
+  // error, and what is none is dropped.
   ACQUIRE_API virtual void sendMessage(ContentNode node, bool isError);
+  // `code` is 3 as long as the download goes on; with kStatus, the last message, it is what
+  // startDownload returns.
   virtual void onStatus(std::int32_t kind, const std::string& text, std::int32_t code) = 0;
   ACQUIRE_API virtual ~AcquireCallbackIfc();
 };

@@ -34,13 +34,15 @@ class HOST_INTERFACE ICIMProperty {
 class HOST_INTERFACE ICIMInstance {
  public:
   virtual ~ICIMInstance() = default;
-  // Stores a newly created instance in its class's namespace.
+  // Stores a newly created instance in its class's namespace. Throws THSKException (kFailed) for
+  // one that is stored already.
   virtual void Commit(const CIMContext& context) = 0;
   // Fills the handle. Throws THSKException (kNoSuchProperty) when the instance has no such
   // property; a property that it has is never an empty handle.
   virtual void GetProperty(boost::shared_ptr<ICIMProperty>& property, std::string_view name,
                            const CIMContext& context) const = 0;
-  // Replaces the property's value.
+  // Replaces the property's value by a copy of this one, or adds the property, declared or not;
+  // before Commit and after it.
   virtual void SetPropertyValue(std::string_view name, const TCIMValue& value,
                                 const CIMContext& context) = 0;
 };

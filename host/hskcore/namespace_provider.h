@@ -15,7 +15,8 @@ class HOST_INTERFACE INamespaceProvider {
  public:
   virtual ~INamespaceProvider() = default;
   virtual std::string GetName() const = 0;
-  // A new, empty namespace, owned by its holders. `flags` is reserved and must be 0.
+  // A new, empty namespace, owned by its holders. `flags` is reserved: THSKException unless it is
+  // 0.
   virtual boost::shared_ptr<ICIMNamespace> CreateNamespace(const CIMContext& context, int flags,
                                                            const std::string& name) = 0;
 };

@@ -18,6 +18,7 @@ class HSKCORE_API TRootObject {
   static ILogger& GetCoreLogger();
   // The plug-in manager, in fact a TPluginManagerNamespace; empty when the host has none.
   static boost::shared_ptr<ICIMNamespace> GetPluginManager();
+  // Never empty.
   static boost::shared_ptr<INamespaceProviderManager> GetNamespaceProviderManager();
 };
 

@@ -1,4 +1,5 @@
-// What plug-ins need to know of the host's own schema.
+// What plug-ins need to know of the host's own schema. May be called from any thread, with an
+// inventory that no other thread uses meanwhile.
 #ifndef HOST_HSKCORE_SCHEMA_HELPER_H_
 #define HOST_HSKCORE_SCHEMA_HELPER_H_
 
@@ -17,7 +18,7 @@ class HSKCORE_API TCIMSchemaHelper {
   static const char* const kPluginNSPName;
 
   // The first non-empty "MachineType" of class "QRXSG_ComputerSystem".
-  // Throws THSKException when there is none.
+  // Throws THSKException: kClassNotFound without such a class, kFailed without such a text.
   static std::string GetMachineType(const boost::shared_ptr<ICIMNamespace>& inventory);
 };
 

@@ -9,7 +9,7 @@ enum class THSKStatusCode : int {
   kFailed = 1,               // Anything without a code of its own; the text says what.
   kNoBuffer = 4,             // No memory for the contents of a file.
   kUnsupportedDialect = 9,   // The catalogue is older than the dialect that was asked for.
-  kFileUnreadable = 11,      // A file cannot be opened or read.
+  kFileUnreadable = 11,      // A file cannot be opened or read, or is no regular file.
   kNoSuchProperty = 12,      // An instance has no property of that name.
   kTypeMismatch = 13,        // A value cannot be converted to the type that was asked for.
   kClassNotFound = 15,       // A namespace has no class of that name.

@@ -1,4 +1,4 @@
-// Filling a namespace from a file.
+// Filling a namespace from a file, on the thread that uses the namespace.
 #ifndef HOST_XMLPARSER_NAMESPACE_POPULATOR_H_
 #define HOST_XMLPARSER_NAMESPACE_POPULATOR_H_
 
@@ -13,7 +13,8 @@ namespace NQRXHSK20 {
 
 class XMLPARSER_API TNamespacePopulator {
  public:
-  // Creates the classes and instances of a CIM-XML file in `target` and returns the classes.
+  // Creates the classes and instances of a CIM-XML file in `target` and returns the classes. A pipe
+  // is read to its end, for which the call waits where the host lets it.
   // Throws THSKException: kFileNotFound, kFileUnreadable, kNoBuffer, or as TXmlParser::Parse; the
   // text names the file, and the line where there is one.
   static std::vector<boost::shared_ptr<ICIMClass>> PopulateFromXMLFile(

@@ -39,7 +39,8 @@ void LoadDownloadedFiles(const std::vector<std::string>& names, const std::strin
 
 // --- Files that are named in Windows form, as the plug-in names its own: by platform ---
 
-// Opens a file in text mode for reading; null, with errno set, when that fails.
+// Opens a file in text mode for reading; null, with errno set, when that fails. The caller closes
+// it.
 std::FILE* OpenForReading(const std::string& path);
 // Removes a file if it is there.
 void RemoveFile(const std::string& path);

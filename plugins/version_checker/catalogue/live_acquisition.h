@@ -60,7 +60,8 @@ std::string ProgressPrefix(std::int32_t startedItems, std::int32_t totalItems);
 std::string ListingLine(const std::string& machineType, const std::string& operatingSystem);
 std::string ReportLine(const std::string& machineType, const std::string& operatingSystem);
 
-// One live download; kept until the query ends.
+// One live download; kept until the query ends. Borrows what it is made from, but for the handle.
+// On the thread of the query.
 class TLiveAcquisition {
  public:
   TLiveAcquisition(NQRXHSK20::IPluginCallbacks& plugin, const NQRXHSK20::CIMContext& context,

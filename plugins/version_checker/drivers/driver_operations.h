@@ -30,8 +30,11 @@ class TDriverOperations {
   // Appends what the elements for `osType` offer.
   static void CollectCatalogueDrivers(TDriverFiles& lists, const TInstanceList& updateElements,
                                       const std::string& osType);
+  // Whether an element for these systems, an array as text, is one for `osType`.
   static bool AppliesToOS(std::string_view systems, std::string_view osType);
+  // Appends the inventory's drivers, running or not.
   static void CollectInstalledDrivers(TDriverList& list, const TNamespaceHandle& inventory);
+  // By what the inventory says of a driver's state, which is logged.
   static void SetRunningState(DriverRecord& record, const std::string& stateText);
   // Delivers a record for each pair of an offered and a running installed driver of one name.
   static void CompareDrivers(const TDriverFiles& offered, const TDriverList& installed,

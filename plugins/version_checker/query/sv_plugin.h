@@ -1,7 +1,8 @@
 // The plug-in object, and what the library does when a process loads it.
 //
 // The operations of a query are declared by the folders that define them; here they come together
-// under the object's name. These five headers are the table of contents of the plug-in.
+// under the object's name. The headers of those folders and this one are the plug-in's table of
+// contents.
 #ifndef PLUGINS_VERSION_CHECKER_QUERY_SV_PLUGIN_H_
 #define PLUGINS_VERSION_CHECKER_QUERY_SV_PLUGIN_H_
 
