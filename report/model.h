@@ -307,8 +307,8 @@ std::optional<EFailOn> FailOnOfText(std::string_view text) noexcept;
 bool FailsOn(const TRecord& record, EFailOn conditions) noexcept;
 bool FailsOn(const TReport& report, EFailOn conditions);
 
-// From the report model to a report format: one function a format, in a file of its own. They write
-// as they go, so that a long report takes no memory in proportion. May be called from any thread.
+// From the report model to a report format: one function a format. They write as they go,
+// so that a long report takes no memory in proportion. May be called from any thread.
 
 // Where a report goes. Write may throw; nothing is written after that.
 class IOutput {

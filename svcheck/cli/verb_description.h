@@ -1,5 +1,5 @@
-// The verbs of the program. Each has a file of its own, which defines what its row names. Help,
-// manual, completion and configuration follow from the rows and the options that each verb adds.
+// The verbs of the program. The files of svcheck/verbs define what the rows name. Help, manual,
+// completion and configuration follow from the rows and the options that each verb adds.
 #ifndef SVCHECK_CLI_VERB_DESCRIPTION_H_
 #define SVCHECK_CLI_VERB_DESCRIPTION_H_
 
