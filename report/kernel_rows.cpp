@@ -1,3 +1,4 @@
+// The rows of a kernel's drivers, and how many updates there are to install.
 #include "report/records.h"
 
 #include <fmt/format.h>

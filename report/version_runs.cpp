@@ -1,3 +1,4 @@
+// How a version text is taken apart; how two are compared stands in version.cpp.
 #include "report/version.h"
 
 #include <algorithm>

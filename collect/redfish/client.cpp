@@ -1,3 +1,4 @@
+// How a management controller is asked: bounds, sessions, attempts and redirects.
 #include "collect/redfish/redfish.h"
 
 #include <fmt/format.h>

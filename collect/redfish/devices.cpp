@@ -1,3 +1,4 @@
+// The devices of a server: storage controllers, drives, network adapters, trusted modules.
 #include <algorithm>
 
 #include "collect/cim_xml.h"

@@ -1,3 +1,4 @@
+// From a service to the inventory of one of its servers: the system, its managers and its firmware.
 #include "collect/redfish/redfish.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// How the resources of a service are read, and what is told of those that are not there.
 #include "collect/redfish/redfish.h"
 
 #include <fmt/format.h>

@@ -1,6 +1,5 @@
-// A small query plug-in: one record for each installed driver, which says
-// whether it runs. Shows all
-// that a plug-in needs: an entry, a registration, reading the inventory, delivering records.
+// A small query plug-in: one record for each installed driver, which says whether it runs. Shows
+// all that a plug-in needs: an entry, a registration, reading the inventory, delivering records.
 #include <boost/pointer_cast.hpp>
 #include <boost/shared_ptr.hpp>
 #include <exception>

@@ -37,7 +37,7 @@ class HOST_INTERFACE AcquireCallbackIfc {
   // For a person. Where a callback does nothing else with it, an error becomes a line on standard
   // error, and what is none is dropped.
   ACQUIRE_API virtual void sendMessage(ContentNode node, bool isError);
-  // `code` is 3 as long as the download goes on; with kStatus, the last message, it is what
+  // `code` is 3 as long as the download goes on; with kStatus, the last of these, it is what
   // startDownload returns.
   virtual void onStatus(std::int32_t kind, const std::string& text, std::int32_t code) = 0;
   ACQUIRE_API virtual ~AcquireCallbackIfc();

@@ -1,3 +1,4 @@
+// GUIDs of devices, and the hardware ids of a machine.
 #include "plugins/public_firmware/catalogue.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The order of versions of firmware, by the format that a maker names.
 #include "plugins/public_firmware/catalogue.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Releases as the instances of a catalogue, written as CIM-XML.
 #include "svcheck/importer/appstream.h"
 
 #include <fmt/format.h>

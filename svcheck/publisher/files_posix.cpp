@@ -1,3 +1,4 @@
+// Secret files, and the password that is typed for one.
 #include <termios.h>
 #include <unistd.h>
 #include <iostream>

@@ -1,3 +1,4 @@
+// Secret files, and the password that is typed for one.
 #include <windows.h>
 
 #include "base/error.h"

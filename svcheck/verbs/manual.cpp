@@ -1,4 +1,5 @@
-// `svcheck manual`: writes the manual pages when the program is built.
+// What the descriptions of the verbs become: `svcheck manual` writes the manual pages when the
+// program is built, `svcheck completion` prints what makes a shell complete verbs and options.
 #include <vector>
 
 #include "runtime/hskcore/host_setup.h"
@@ -40,8 +41,6 @@ class TManualVerb : public IVerb {
 }  // namespace
 
 std::unique_ptr<IVerb> MakeManual(CLI::App& app) { return std::make_unique<TManualVerb>(app); }
-
-// `svcheck completion`: prints what makes a shell complete verbs and options.
 
 namespace {
 
