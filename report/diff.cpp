@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <deque>
-#include <map>
 #include <tuple>
 #include <utility>
 
@@ -35,19 +33,28 @@ struct TPairing {
   std::vector<const TRecord*> left;      // Each earlier record without a partner; null for others.
 };
 
-// Pairs records of equal keys, in their order.
+// Pairs records of equal keys, in their order. Both sides are sorted, which takes a few bytes a
+// record: reports are long, and their records short.
 template <typename TKeyOf>
 void PairBy(const TKeyOf& keyOf, const TReport& after, TPairing& pairing) {
-  std::map<decltype(keyOf(after.records.front())), std::deque<const TRecord**>> candidates;
+  std::vector<const TRecord**> early;
   for (const TRecord*& record : pairing.left) {
-    if (record != nullptr) candidates[keyOf(*record)].push_back(&record);
+    if (record != nullptr) early.push_back(&record);
   }
+  std::vector<std::size_t> late;
   for (std::size_t i = 0; i < pairing.partners.size(); ++i) {
-    if (pairing.partners[i] != nullptr) continue;
-    const auto found = candidates.find(keyOf(after.records[i]));
-    if (found == candidates.end() || found->second.empty()) continue;
-    pairing.partners[i] = std::exchange(*found->second.front(), nullptr);
-    found->second.pop_front();
+    if (pairing.partners[i] == nullptr) late.push_back(i);
+  }
+  const auto keyOfEarly = [&](const TRecord* const* record) { return keyOf(**record); };
+  const auto keyOfLate = [&](std::size_t i) { return keyOf(after.records[i]); };
+  std::ranges::stable_sort(early, {}, keyOfEarly);
+  std::ranges::stable_sort(late, {}, keyOfLate);
+  auto next = early.begin();
+  for (const std::size_t i : late) {
+    const auto key = keyOfLate(i);
+    while (next != early.end() && keyOfEarly(*next) < key) ++next;
+    if (next == early.end()) return;
+    if (keyOfEarly(*next) == key) pairing.partners[i] = std::exchange(**next++, nullptr);
   }
 }
 

@@ -10,7 +10,9 @@
 #include <cstdlib>
 #include <new>
 #include <string>
+#include <utility>
 
+#include "report/diff.h"
 #include "sample_report.h"
 
 namespace {
@@ -86,6 +88,22 @@ TEST_P(StreamedFormat, TakesNoMemoryForItsRecords) {
 INSTANTIATE_TEST_SUITE_P(Formats, StreamedFormat,
                          testing::Values("html", "table", "json", "ndjson", "csv", "junit",
                                          "cyclonedx", "sarif"));
+
+// Reports are long and their records short: 80 bytes of JSON.
+TEST(Diff, TakesFewBytesForARecordOnWhicheverSideItIs) {
+  constexpr std::size_t kRecords = 50'000;
+  constexpr std::size_t kBytesOfRecord = 128;
+  const TReport none = LargeReport(0, 1);
+  const TReport many = LargeReport(kRecords, 2);
+  for (const auto& [before, after] :
+       {std::pair(&many, &none), std::pair(&none, &many), std::pair(&many, &many)}) {
+    const std::size_t start = used;
+    mostUsed = start;
+    const TDiff diff = CompareReports(*before, *after);
+    EXPECT_EQ(diff.changes.size() + diff.same, kRecords);
+    EXPECT_LT(mostUsed - start, kRecords * kBytesOfRecord);
+  }
+}
 
 }  // namespace
 }  // namespace svc::report
