@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::string_view kGap = "  ";
 constexpr std::string_view kPlain = "\033[0m";
+// Nobody reads by columns what is wider than this; a long text widens no more of the other lines.
+constexpr std::size_t kWidest = 1024;
 
 }  // namespace
 
@@ -46,7 +48,8 @@ std::string LineOfCells(std::span<const std::string> cells, std::span<const std:
   const std::size_t last = cells.size() - 1;
   std::string line;
   for (std::size_t i = 0; i < last; ++i) {
-    line.append(Padded(CutToWidth(cells[i], widths[i]), widths[i])).append(kGap);
+    line.append(Padded(CutToWidth(cells[i], widths[i]), std::min(widths[i], kWidest)));
+    line.append(kGap);
   }
   line.append(color).append(CutToWidth(cells[last], widths[last]));
   if (!color.empty()) return line.append(kPlain) + '\n';

@@ -32,7 +32,8 @@ void MeasureMerged(std::span<const std::string> cells, TMerged merged,
 std::string LineOfMerged(std::span<const std::string> cells, TMerged merged,
                          std::span<const std::size_t> widths, std::string_view color);
 
-// Each column but the last, which ends the line, is as wide as its widest cell.
+// Each column but the last, which ends the line, is as wide as its widest cell, up to 1,024 of the
+// screen's; what is longer stands out of its column whole.
 template <std::size_t kCount>
 class TTable {
  public:

@@ -105,5 +105,19 @@ TEST(Diff, TakesFewBytesForARecordOnWhicheverSideItIs) {
   }
 }
 
+TEST(Table, ALongTextWidensOtherLinesByNoMoreThanAThousandColumns) {
+  const auto sizeFor = [](std::size_t longest) {
+    TReport report = LargeReport(100, 2);
+    report.records.front().name.assign(longest, 'x');
+    TCountingOutput output;
+    RenderTable(report, {}, output);
+    return output.size;
+  };
+  const std::size_t atBound = sizeFor(1024);
+  EXPECT_GT(atBound, sizeFor(1023) + 100);  // Each line is as wide.
+  EXPECT_EQ(sizeFor(1025), atBound + 1);
+  EXPECT_EQ(sizeFor(100'000), atBound + 100'000 - 1024);
+}
+
 }  // namespace
 }  // namespace svc::report
