@@ -140,12 +140,11 @@ std::vector<fs::path> CabinetsIn(const fs::path& folder) {
 
 // Keeps the releases whose content, as far as the metadata tells of it, is in the archive; older
 // ones that it tells of as well are in others. Empty, or why none is.
-std::string KeepWhatIsThere(const std::vector<TContentHash>& there, TComponent& component) {
+std::string KeepWhatIsThere(const std::set<TContentHash>& there, TComponent& component) {
   std::string why;
   const auto isMissing = [&](const TContentHash& told) {
     constexpr std::array<std::string_view, 3> kKnown = {"sha1", "sha256", "sha512"};
-    return std::ranges::find(kKnown, told.kind) != kKnown.end() &&
-           std::ranges::find(there, told) == there.end();
+    return std::ranges::find(kKnown, told.kind) != kKnown.end() && !there.contains(told);
   };
   std::erase_if(component.releases, [&](const TRelease& release) {
     const auto missing = std::ranges::find_if(release.contents, isMissing);
@@ -204,7 +203,7 @@ void AddArchive(const fs::path& path, const IProgram& program, TWriter& writer) 
       asked.insert(asked.end(), release.contents.begin(), release.contents.end());
     }
   }
-  std::vector<TContentHash> there;
+  std::set<TContentHash> there;
   if (!asked.empty()) there = HashesIn(path, asked);
   for (TComponent& component : components) {
     const std::string why = KeepWhatIsThere(there, component);

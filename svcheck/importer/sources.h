@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,8 +31,8 @@ void ReadCabinet(const std::filesystem::path& path,
 // The checksums of the files that these name, each where the archive has the file and the kind is
 // known ("sha1", "sha256", "sha512"); none where it has the name twice. A file is known by the last
 // part of its path. Throws TError, also for an archive that holds more than kMostUnpacked.
-std::vector<TContentHash> HashesIn(const std::filesystem::path& path,
-                                   const std::vector<TContentHash>& asked);
+std::set<TContentHash> HashesIn(const std::filesystem::path& path,
+                                const std::vector<TContentHash>& asked);
 
 // Demands that a signature file (.jcat) has a checksum of these bytes and a PKCS #7 or Ed25519
 // signature upon them, each of them right, by a certificate or key of the folder. `name` is what

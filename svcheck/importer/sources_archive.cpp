@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <set>
+#include <utility>
 
 #include "base/error.h"
 #include "base/files.h"
@@ -118,16 +120,23 @@ constexpr std::array kHashKinds = {THashKind{"sha1", acquire::EHash::kSha1},
                                    THashKind{"sha256", acquire::EHash::kSha256},
                                    THashKind{"sha512", acquire::EHash::kSha512}};
 
-// The kinds that are asked for of a file.
-std::vector<THashKind> KindsFor(std::string_view file, const std::vector<TContentHash>& asked) {
-  std::vector<THashKind> kinds;
-  for (const THashKind& kind : kHashKinds) {
-    const bool isAsked = std::ranges::any_of(
-        asked, [&](const TContentHash& one) { return one.kind == kind.name && one.file == file; });
-    if (isAsked) kinds.push_back(kind);
+// The kinds that are asked for of each file.
+class TAsked {
+ public:
+  explicit TAsked(const std::vector<TContentHash>& asked) {
+    for (const TContentHash& one : asked) known.emplace(one.file, one.kind);
   }
-  return kinds;
-}
+  std::vector<THashKind> KindsFor(std::string_view file) const {
+    std::vector<THashKind> kinds;
+    for (const THashKind& kind : kHashKinds) {
+      if (known.contains({file, kind.name})) kinds.push_back(kind);
+    }
+    return kinds;
+  }
+
+ private:
+  std::set<std::pair<std::string_view, std::string_view>> known;
+};
 
 }  // namespace
 
@@ -161,28 +170,31 @@ void ReadCabinet(const std::filesystem::path& path,
   });
 }
 
-std::vector<TContentHash> HashesIn(const std::filesystem::path& path,
-                                   const std::vector<TContentHash>& asked) {
-  std::vector<TContentHash> found;
-  std::set<std::string, std::less<>> names;
+std::set<TContentHash> HashesIn(const std::filesystem::path& path,
+                                const std::vector<TContentHash>& asked) {
+  const TAsked known(asked);
+  std::map<std::string, std::vector<TContentHash>> byFile;  // Nothing of one that is there twice.
   std::size_t left = kMostUnpacked;
   ForEachEntry(path, [&](archive* reader, std::string_view name) {
     const std::string file(LastPart(name));
-    const std::vector<THashKind> kinds = KindsFor(file, asked);
+    const std::vector<THashKind> kinds = known.KindsFor(file);
     if (kinds.empty()) return;
-    if (!names.insert(file).second) {
-      std::erase_if(found, [&file](const TContentHash& one) { return one.file == file; });
-      return;
-    }
+    const auto [place, isNew] = byFile.try_emplace(file);
+    if (!isNew) return place->second.clear();
     std::vector<acquire::THasher> hashers;
     for (const THashKind& kind : kinds) hashers.emplace_back(kind.hash);
     left -= ReadBlocks(reader, left, [&hashers](std::string_view block) {
       for (acquire::THasher& hasher : hashers) hasher.Update(block);
     });
     for (std::size_t i = 0; i < kinds.size(); ++i) {
-      found.push_back({std::string(kinds[i].name), acquire::ToHex(hashers[i].Digest()), file});
+      place->second.push_back(
+          {std::string(kinds[i].name), acquire::ToHex(hashers[i].Digest()), file});
     }
   });
+  std::set<TContentHash> found;
+  for (auto& [file, hashes] : byFile) {
+    for (TContentHash& hash : hashes) found.insert(std::move(hash));
+  }
   return found;
 }
 

@@ -18,8 +18,8 @@ void ReadCabinet(const std::filesystem::path& /*path*/,
   throw TError("cannot be unpacked by this build; import on Linux, and copy firmware.xml");
 }
 
-std::vector<TContentHash> HashesIn(const std::filesystem::path& /*path*/,
-                                   const std::vector<TContentHash>& /*asked*/) {
+std::set<TContentHash> HashesIn(const std::filesystem::path& /*path*/,
+                                const std::vector<TContentHash>& /*asked*/) {
   return {};
 }
 
