@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <compare>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <new>
@@ -173,7 +172,7 @@ class TKnownJudgements {
     unsigned char size;
     std::string_view View() const noexcept { return {bytes.data(), size}; }
     void Set(std::string_view text) noexcept {
-      std::memcpy(bytes.data(), text.data(), text.size());
+      text.copy(bytes.data(), text.size());
       size = static_cast<unsigned char>(text.size());
     }
   };

@@ -26,6 +26,9 @@ subprocess._USE_VFORK = False
 # What a load may take beside the document: 4 times its size and 32 MB.
 TIMES_THE_DOCUMENT = 4
 ALLOWANCE = 32 << 20
+# What any verb may take beside all that it was given.
+TIMES_WHAT_IS_GIVEN = 8
+ALLOWANCE_OF_A_VERB = 64 << 20
 
 
 class Load:
@@ -70,6 +73,16 @@ class DocumentTest(unittest.TestCase):
             errors.seek(0)
             return Load(process.returncode, usage, errors.read().decode(errors="replace"),
                         os.fstat(output.fileno()).st_size)
+
+    def run_one(self, arguments, size, statuses=(0,)):
+        """Runs a verb that is given so many bytes; gives its processor time, and the bytes that it
+        read and wrote."""
+        load = self.run_program(*arguments)
+        self.assertIn(load.status, statuses, load.errors[:500])
+        self.assertLess(len(load.errors), 10_000)
+        self.assertLessEqual(load.peak, TIMES_WHAT_IS_GIVEN * size + ALLOWANCE_OF_A_VERB,
+                             f"{load.peak >> 20} MB for {size >> 10} KB, {arguments}")
+        return load.seconds, size + load.written
 
     def load(self, as_catalogue):
         if as_catalogue:

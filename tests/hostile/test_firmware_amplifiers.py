@@ -8,15 +8,12 @@ import json
 import sys
 from pathlib import Path
 
-from documents import DocumentTest, main
+from documents import ALLOWANCE_OF_A_VERB, TIMES_WHAT_IS_GIVEN, DocumentTest, main
 
 for place in ("collect/redfish", "svcheck"):
     sys.path.append(str(Path(__file__).resolve().parents[1] / place))
 from mockup_server import MockupServer, send  # noqa: E402
 from public_metadata import cabinet  # noqa: E402
-
-TIMES_THE_DOCUMENTS = 8
-ALLOWANCE = 64 << 20
 
 HEAD = ('<?xml version="1.0" encoding="UTF-8"?><CIM><DECLARATION><DECLGROUP>\n')
 TAIL = "</DECLGROUP></DECLARATION></CIM>\n"
@@ -169,14 +166,6 @@ VERBS = (["query"], ["check", "--format", "json"], ["explain"], ["fleet", "--job
 
 
 class FirmwareAmplifiers(DocumentTest):
-    def run_one(self, arguments, size, statuses=(0,)):
-        load = self.run_program(*arguments)
-        self.assertIn(load.status, statuses, load.errors[:500])
-        self.assertLess(len(load.errors), 10_000)
-        self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE,
-                             f"{load.peak >> 20} MB for {size >> 10} KB, {arguments}")
-        return load.seconds, size + load.written
-
     def commands(self):
         there = self.folder / "inventory.xml"
         for verb in VERBS:
@@ -327,7 +316,7 @@ class Services(DocumentTest):
         size = sum(len(sent.get(place, b"")) for _, place, _ in server.requests)
         self.assertIn(load.status, (0, 1), load.errors[:500])
         self.assertLess(len(load.errors), 1_000_000)
-        self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE,
+        self.assertLessEqual(load.peak, TIMES_WHAT_IS_GIVEN * size + ALLOWANCE_OF_A_VERB,
                              f"{load.peak >> 20} MB for {size >> 10} KB")
         return load.seconds
 

@@ -7,8 +7,6 @@ import json
 
 from documents import INVENTORY, DocumentTest, main
 
-TIMES_THE_DOCUMENTS = 8
-ALLOWANCE = 64 << 20
 GUID = "-1234-5678-9abc-123456789abc"
 
 # What stands in a list without end, and how often for a count of one.
@@ -37,14 +35,6 @@ def in_time(before, after, growth):
 
 
 class JsonAmplifiers(DocumentTest):
-    def run_one(self, arguments, size, statuses):
-        load = self.run_program(*arguments)
-        self.assertIn(load.status, statuses, load.errors[:500])
-        self.assertLess(len(load.errors), 10_000)
-        self.assertLessEqual(load.peak, TIMES_THE_DOCUMENTS * size + ALLOWANCE,
-                             f"{load.peak >> 20} MB for {size >> 10} KB, {arguments}")
-        return load.seconds, size + load.written
-
     def check_growth(self, run, count):
         """`run` gives processor time and bytes for a count."""
         seconds, handled = run(count)
