@@ -258,7 +258,18 @@ void RequireAlone(const TDescriptor& file, const TPlace& place) {
   if (!isTold || !isSame || opened.st_nlink != 1 || named.st_nlink != 1) Fail(EBUSY);
 }
 
+// Whether nobody but root and the user of the process can put one file in the place of another.
+// However often a name is looked at, whoever can is quicker some time.
+bool IsFolderTrusted(const TPlace& place) {
+  struct stat folder {};
+  if (::fstat(place.folder.Get(), &folder) != 0) return false;
+  const bool isShared = (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  return (folder.st_uid == 0 || folder.st_uid == ::geteuid()) &&
+         (!isShared || (folder.st_mode & S_ISVTX) != 0);
+}
+
 TDescriptor OpenFile(const TPlace& place, EStart start, int flags) {
+  if (start == EStart::kEmpty && !IsFolderTrusted(place)) return Replace(place, flags);
   if (IsSafeInPlace(place)) {
     TDescriptor file = OpenFound(place, flags);
     RequireAlone(file, place);

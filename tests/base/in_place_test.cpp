@@ -106,6 +106,7 @@ TEST_F(InPlace, WhatMayNotBeReplacedStaysAndNothingComesBesideIt) {
 
 // While the owner of the folder puts now one file there and now a further name of another's.
 TEST_F(InPlace, WhatWasLookedAtIsWhatIsWrittenTo) {
+  fs::permissions(root, fs::perms::all);
   Put("victim", "precious");
   std::atomic<bool> isOver = false;
   std::thread owner([&] {
@@ -127,6 +128,25 @@ TEST_F(InPlace, WhatWasLookedAtIsWhatIsWrittenTo) {
   owner.join();
   EXPECT_GT(written, 0);
   EXPECT_EQ(Text("victim"), "precious");
+}
+
+TEST_F(InPlace, AFileBegunAnewIsANewOneWhereOthersMayRename) {
+  const auto numberOf = [&] {
+    struct stat status {};
+    EXPECT_EQ(::stat(In("log").c_str(), &status), 0);
+    return status.st_ino;
+  };
+  for (const auto& [mode, isNew] : {std::pair(0755, false), std::pair(0775, true),
+                                    std::pair(0757, true), std::pair(01777, false)}) {
+    fs::permissions(root, static_cast<fs::perms>(mode));
+    Put("log", "old text");
+    const auto before = numberOf();
+    Write(In("log"), EStart::kEmpty, "new");
+    EXPECT_EQ(numberOf() != before, isNew) << mode;
+    EXPECT_EQ(Text("log"), "new") << mode;
+    Write(In("log"), EStart::kBehind, "er");
+    EXPECT_EQ(Text("log"), "newer") << mode;
+  }
 }
 
 TEST_F(InPlace, APipeThatTheProcessWasGivenIsWrittenTo) {
