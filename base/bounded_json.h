@@ -1,7 +1,6 @@
 // Reads JSON of others (RFC 8259): what says little, such as millions of empty lists, takes no
 // memory or time out of proportion. Used by one thread.
-#ifndef BASE_BOUNDED_JSON_H_
-#define BASE_BOUNDED_JSON_H_
+#pragma once
 
 #include <cstddef>
 #include <exception>
@@ -171,5 +170,3 @@ class TBoundedJson : private nlohmann::json_sax<TJson> {
 };
 
 }  // namespace svc
-
-#endif  // BASE_BOUNDED_JSON_H_

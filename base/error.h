@@ -1,7 +1,6 @@
 // The one way in which the program's own parts fail. (What plug-ins see are the exceptions of
 // host/hskcore/exception.h.) A value; may be thrown from any thread and through any module.
-#ifndef BASE_ERROR_H_
-#define BASE_ERROR_H_
+#pragma once
 
 #include <cerrno>
 #include <cstddef>
@@ -74,5 +73,3 @@ inline TError TextError(std::size_t line, const std::string& reason) {
 }
 
 }  // namespace svc
-
-#endif  // BASE_ERROR_H_

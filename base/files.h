@@ -1,8 +1,7 @@
 // Files that the program writes for others to find: whole or not at all, also after a power cut,
 // and never through a link that somebody else laid (one thread); and files that somebody named for
 // it to read (any thread). Paths are UTF-8.
-#ifndef BASE_FILES_H_
-#define BASE_FILES_H_
+#pragma once
 
 #include <cstdint>
 #include <cstdio>
@@ -94,5 +93,3 @@ enum class EPipes { kNone, kGiven };
 std::FILE* OpenToRead(const std::string& path, EPipes pipes);
 
 }  // namespace svc::files
-
-#endif  // BASE_FILES_H_

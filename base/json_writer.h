@@ -1,8 +1,7 @@
 // Writes JSON (RFC 8259) piece by piece: each is appended to a text of the caller's, who may empty
 // that text between two pieces, so that a long document takes no memory in proportion. The writer
 // keeps nothing but how deep it is. Used by one thread.
-#ifndef BASE_JSON_WRITER_H_
-#define BASE_JSON_WRITER_H_
+#pragma once
 
 #include <array>
 #include <bit>
@@ -185,5 +184,3 @@ inline char* WriteJsonText(char* target, std::string_view text) noexcept {
 }
 
 }  // namespace svc
-
-#endif  // BASE_JSON_WRITER_H_

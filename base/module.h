@@ -1,7 +1,6 @@
 // Dynamic libraries that are loaded when they are needed: parts of the installation that only some
 // runs use, and plug-ins. Paths are UTF-8. Any thread.
-#ifndef BASE_MODULE_H_
-#define BASE_MODULE_H_
+#pragma once
 
 #include <string>
 #include <utility>
@@ -53,5 +52,3 @@ class TModule {
 };
 
 }  // namespace svc
-
-#endif  // BASE_MODULE_H_

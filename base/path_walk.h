@@ -1,6 +1,5 @@
 // Open files and folders of a POSIX system, the way to them, and who may write to them.
-#ifndef BASE_PATH_WALK_H_
-#define BASE_PATH_WALK_H_
+#pragma once
 
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -102,5 +101,3 @@ bool OthersMayWrite(const TDescriptor& file, const struct stat& status, TIsTrust
 bool HasMoreRightsThanItsUser();
 
 }  // namespace svc::files
-
-#endif  // BASE_PATH_WALK_H_

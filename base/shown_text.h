@@ -1,8 +1,7 @@
 // Texts in messages: those of others (names of files, answers of servers, certificates) on their
 // way to a terminal, where some characters are commands, with the one rule for what may pass; and
 // the words that follow from what a message is about. Any thread.
-#ifndef BASE_SHOWN_TEXT_H_
-#define BASE_SHOWN_TEXT_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -95,5 +94,3 @@ std::string SystemMessage(unsigned long code);
 std::string SystemText(unsigned long code);
 
 }  // namespace svc
-
-#endif  // BASE_SHOWN_TEXT_H_

@@ -1,7 +1,6 @@
 // What all who read archives have to do with libarchive: a reader, its errors, and what it may
 // unpack with. Any thread, each with readers of its own.
-#ifndef COLLECT_ARCHIVE_READER_H_
-#define COLLECT_ARCHIVE_READER_H_
+#pragma once
 
 #include <archive.h>
 
@@ -56,5 +55,3 @@ inline void AllowFilter(archive* reader, int filter) {
 }
 
 }  // namespace svc::collect
-
-#endif  // COLLECT_ARCHIVE_READER_H_

@@ -1,7 +1,6 @@
 // From the texts of firmware and system files to an inventory: how texts are cleaned and cut, and
 // the instances of the host's inventory classes that they fill.
-#ifndef COLLECT_CIM_XML_H_
-#define COLLECT_CIM_XML_H_
+#pragma once
 
 #include <cstddef>
 #include <map>
@@ -122,5 +121,3 @@ std::string MachineTypeOf(const std::string& product);
 TInstance SystemBios(const std::string& version);
 
 }  // namespace svc::collect
-
-#endif  // COLLECT_CIM_XML_H_

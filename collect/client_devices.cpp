@@ -1,4 +1,4 @@
-#include "collect/client_devices.h"
+#include "collect/firmware_device.h"
 
 #include <fmt/format.h>
 

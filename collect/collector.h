@@ -1,8 +1,7 @@
 // This machine's inventory: what is installed on it, told as instances of the host's classes.
 //
 // A collector holds no state; its operations may be called from any thread, also at once.
-#ifndef COLLECT_COLLECTOR_H_
-#define COLLECT_COLLECTOR_H_
+#pragma once
 
 #include <functional>
 #include <string>
@@ -84,5 +83,3 @@ struct ServiceOptions {
 Outcome CollectFromService(const ServiceOptions& options);
 
 }  // namespace svc::collect
-
-#endif  // COLLECT_COLLECTOR_H_

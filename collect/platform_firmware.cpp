@@ -1,4 +1,4 @@
-#include "collect/platform_firmware.h"
+#include "collect/firmware_device.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "report/diff.h"
+#include "report/selection.h"
 
 #include <fmt/format.h>
 
@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "base/shown_text.h"
-#include "report/json.h"
+#include "report/records.h"
 #include "report/table.h"
 #include "report/text.h"
 

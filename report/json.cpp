@@ -1,11 +1,10 @@
 // The report for programs. Its members keep their order, so that two reports compare as texts.
-#include "report/json.h"
+#include "report/records.h"
 
 #include <fmt/format.h>
 
 #include <string>
 
-#include "report/records.h"
 #include "report/selection.h"
 #include "report/text.h"
 

@@ -1,6 +1,5 @@
 // What a check found: the one model that every report format shows. Plain values.
-#ifndef REPORT_MODEL_H_
-#define REPORT_MODEL_H_
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -12,7 +11,7 @@
 #include <vector>
 
 #include "report/text.h"
-#include "report/verdict.h"
+#include "report/version.h"
 
 namespace svc::report {
 
@@ -367,5 +366,3 @@ inline constexpr int kNagiosUnknown = 3;
 int NagiosStatus(const TReport& report, const TRenderOptions& options);
 
 }  // namespace svc::report
-
-#endif  // REPORT_MODEL_H_

@@ -3,8 +3,7 @@
 // its own script, whatever the texts hold: the page names the hashes of its style and script (W3C,
 // Content Security Policy Level 3). Parameters called `markup` are written as they are given, all
 // others are escaped. Used by one thread; what the output throws passes through.
-#ifndef REPORT_PAGE_PARTS_H_
-#define REPORT_PAGE_PARTS_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -78,5 +77,3 @@ class TPageTable {
 };
 
 }  // namespace svc::report
-
-#endif  // REPORT_PAGE_PARTS_H_

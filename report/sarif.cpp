@@ -6,7 +6,6 @@
 #include <string>
 
 #include "base/json_writer.h"
-#include "report/json.h"
 #include "report/model.h"
 #include "report/records.h"
 #include "report/text.h"

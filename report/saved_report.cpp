@@ -7,7 +7,7 @@
 
 #include "base/bounded_json.h"
 #include "base/error.h"
-#include "report/json.h"
+#include "report/records.h"
 #include "report/text.h"
 
 namespace svc::report {

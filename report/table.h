@@ -1,7 +1,6 @@
 // Texts in columns for a terminal, aligned by what characters take there. Two walks over the rows,
 // first Measure, then Line, so that no row is kept. Used by one thread.
-#ifndef REPORT_TABLE_H_
-#define REPORT_TABLE_H_
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -72,5 +71,3 @@ std::string VerdictCell(const TRecord& record);
 std::string_view ColorOf(const TRecord& record) noexcept;
 
 }  // namespace svc::report
-
-#endif  // REPORT_TABLE_H_

@@ -1,7 +1,6 @@
 // Texts of records, which may hold any bytes, in the notations of the report formats. Pure
 // functions; may be called from any thread.
-#ifndef REPORT_TEXT_H_
-#define REPORT_TEXT_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -85,5 +84,3 @@ constexpr std::string_view Trim(std::string_view text) noexcept {
 }
 
 }  // namespace svc::report
-
-#endif  // REPORT_TEXT_H_

@@ -1,8 +1,7 @@
-#include "report/verdict.h"
+#include "report/version.h"
 
 #include <algorithm>
 #include <array>
-#include <compare>
 #include <functional>
 #include <memory>
 #include <new>

@@ -1,7 +1,6 @@
-// What a version text is made of, and which of two is the later one. Pure functions; may be called
-// from any thread.
-#ifndef REPORT_VERSION_H_
-#define REPORT_VERSION_H_
+// What a version text is made of, which of two is the later one, and what a record's two say of its
+// machine. Pure functions; may be called from any thread.
+#pragma once
 
 #include <array>
 #include <compare>
@@ -149,6 +148,45 @@ TVersionOrder CompareVersions(std::string_view left, std::string_view right) noe
 // for itself cannot be told from it as newer or older.
 bool IsKernelRelease(std::string_view text) noexcept;
 
-}  // namespace svc::report
+// What a record's two texts say about the installed version. Pure functions; may be called from any
+// thread.
 
-#endif  // REPORT_VERSION_H_
+enum class EVerdict {
+  kOutdated,  // A later version is offered.
+  kUnknown,   // Nothing installed was read, or the two texts have no order.
+  kNewer,     // The installed version is later than the offered one.
+  kCurrent
+};
+
+// In the order in which a person wants to read them.
+inline constexpr std::array kVerdicts = {EVerdict::kOutdated, EVerdict::kUnknown, EVerdict::kNewer,
+                                         EVerdict::kCurrent};
+
+constexpr std::size_t IndexOf(EVerdict verdict) noexcept {
+  return static_cast<std::size_t>(verdict);
+}
+
+constexpr std::string_view NameOf(EVerdict verdict) noexcept {
+  constexpr std::array<std::string_view, kVerdicts.size()> kNames = {"outdated", "unknown", "newer",
+                                                                     "current"};
+  return kNames[IndexOf(verdict)];
+}
+
+std::optional<EVerdict> VerdictOfName(std::string_view name) noexcept;
+
+struct TJudgement {
+  EVerdict verdict = EVerdict::kUnknown;
+  // Why it is kUnknown; otherwise none.
+  std::optional<EUnordered> why;
+};
+
+// Compares an installed with an offered text. The forms that the comparisons write are taken apart
+// first: "1.00 (YUOO99A) " is a version and a build, "-[YUOO99A-1.10]-" a build and a version;
+// "YUOO99A - 1.10" is a build and a version on the installed side, and what stands on the offered
+// side has the opposite order.
+TJudgement JudgeWithReason(std::string_view installed, std::string_view offered) noexcept;
+
+// The verdict alone.
+EVerdict JudgeTexts(std::string_view installed, std::string_view offered) noexcept;
+
+}  // namespace svc::report

@@ -3,8 +3,7 @@
 //
 // The file is TOML (toml.io), of which it takes the tables `[[waiver]]`, texts on one line, dates
 // and comments; docs/waivers.md says what the keys mean.
-#ifndef REPORT_WAIVERS_H_
-#define REPORT_WAIVERS_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -52,5 +51,3 @@ inline constexpr std::size_t kLongestPattern = 1000;
 bool MatchesGlob(std::string_view pattern, std::string_view text) noexcept;
 
 }  // namespace svc::report
-
-#endif  // REPORT_WAIVERS_H_

@@ -5,8 +5,7 @@
 // wider ones that contain them ("Remote Watch Adapter II"). A test that an earlier one always
 // forestalls stays, so that the list names every text that catalogues use. Pure; any thread.
 // Deliberate: see "A test that never decides" in docs/one-query.md.
-#ifndef RULES_COMPONENTS_H_
-#define RULES_COMPONENTS_H_
+#pragma once
 
 #include <algorithm>
 #include <array>
@@ -153,5 +152,3 @@ constexpr bool SkipsFirstDiagnostics(std::string_view machineType) {
 }
 
 }  // namespace svc::rules
-
-#endif  // RULES_COMPONENTS_H_

@@ -1,7 +1,6 @@
 // How a list of driver files is cut: entries of a name, "-#" and a version, separated by one blank;
 // and the form in which drivers' names are compared. CutDriverList is pure: any thread.
-#ifndef RULES_DRIVER_LIST_H_
-#define RULES_DRIVER_LIST_H_
+#pragma once
 
 #include <array>
 #include <cctype>
@@ -97,5 +96,3 @@ class TDriverNameForm {
 };
 
 }  // namespace svc::rules
-
-#endif  // RULES_DRIVER_LIST_H_

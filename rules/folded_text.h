@@ -1,8 +1,7 @@
 // Texts compared without regard to case: of the letters A to Z only, whatever the locale, so that
 // a catalogue means the same on every machine. By this the plug-in tests the properties of update
 // elements, and the author's verbs what such a test will find. May be used from any thread.
-#ifndef RULES_FOLDED_TEXT_H_
-#define RULES_FOLDED_TEXT_H_
+#pragma once
 
 #include <algorithm>
 #include <array>
@@ -65,5 +64,3 @@ class TFoldedText {
 };
 
 }  // namespace svc::rules
-
-#endif  // RULES_FOLDED_TEXT_H_

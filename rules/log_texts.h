@@ -3,8 +3,7 @@
 //
 // They are part of the plug-in's behaviour to the byte; tools in use read them too. Texts that
 // nobody recognises stand where they are logged.
-#ifndef RULES_LOG_TEXTS_H_
-#define RULES_LOG_TEXTS_H_
+#pragma once
 
 #include <string_view>
 
@@ -58,5 +57,3 @@ inline constexpr std::string_view kInstalledName = "CurDriverName = ";  // + the
 inline constexpr std::string_view kOfferedName = "SVDriverName = ";     // + the compared name
 
 }  // namespace svc::rules
-
-#endif  // RULES_LOG_TEXTS_H_

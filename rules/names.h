@@ -3,8 +3,7 @@
 //
 // Catalogues, inventories and reports in use are written with them; none may change. What stands
 // here is what both sides use: classes that only the plug-in reads are named where it reads them.
-#ifndef RULES_NAMES_H_
-#define RULES_NAMES_H_
+#pragma once
 
 #include <array>
 #include <string_view>
@@ -76,5 +75,3 @@ inline constexpr std::string_view kDriverState = "CurrentState";
 inline constexpr std::string_view kDriverSource = "SourceVersion";  // Read by reports alone.
 
 }  // namespace svc::rules
-
-#endif  // RULES_NAMES_H_

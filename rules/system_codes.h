@@ -5,8 +5,7 @@
 // Codes are what update elements name; a repository's manifest has numbers. Of a code that was
 // asked for only its family is left for the rest of a query. The author's and the publisher's verbs
 // read and check descriptions by the same table. Pure; any thread.
-#ifndef RULES_SYSTEM_CODES_H_
-#define RULES_SYSTEM_CODES_H_
+#pragma once
 
 #include <algorithm>
 #include <array>
@@ -177,5 +176,3 @@ static_assert(WhyPassedOver(kDownloadFolder, kLinux) == nullptr &&
               WhyPassedOver(kDownloadFolder, "Windows 2008") == nullptr);
 
 }  // namespace svc::rules
-
-#endif  // RULES_SYSTEM_CODES_H_

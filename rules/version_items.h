@@ -3,8 +3,7 @@
 //
 // Positions wrap where marks are missing or stand in the wrong order. That is kept: records in use
 // are made so (docs/odd-rules.md, docs/one-query.md). Pure functions; any thread.
-#ifndef RULES_VERSION_ITEMS_H_
-#define RULES_VERSION_ITEMS_H_
+#pragma once
 
 #include <algorithm>
 #include <cctype>
@@ -96,5 +95,3 @@ inline constexpr std::string_view kMegaRaidFamily = "qrx arrayon ax";
 inline constexpr std::string_view kChipMark = "sas";
 
 }  // namespace svc::rules
-
-#endif  // RULES_VERSION_ITEMS_H_

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "svcheck/cli/command_line.h"
-#include "svcheck/cli/help.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"

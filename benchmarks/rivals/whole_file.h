@@ -1,6 +1,5 @@
 // A file read as the version checker's loader reads it: into one fresh, zeroed block.
-#ifndef BENCHMARKS_RIVALS_WHOLE_FILE_H_
-#define BENCHMARKS_RIVALS_WHOLE_FILE_H_
+#pragma once
 
 #include <cstdio>
 #include <cstdlib>
@@ -28,5 +27,3 @@ inline TWholeFile ReadWholeFile(const char* path) {
   std::fclose(file);
   return whole;
 }
-
-#endif  // BENCHMARKS_RIVALS_WHOLE_FILE_H_

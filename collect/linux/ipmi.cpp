@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "collect/firmware_device.h"
 #include "collect/linux/linux_collector.h"
-#include "collect/platform_firmware.h"
 
 namespace svc::collect {
 

@@ -1,6 +1,5 @@
 // What the file of a kernel module states, by libkmod. One reader is used by one thread at a time.
-#ifndef COLLECT_LINUX_KERNEL_MODULE_H_
-#define COLLECT_LINUX_KERNEL_MODULE_H_
+#pragma once
 
 #include <memory>
 #include <string>
@@ -44,5 +43,3 @@ class TModuleReader {
 TDescriptor FileInMemory(std::string_view bytes);
 
 }  // namespace svc::collect
-
-#endif  // COLLECT_LINUX_KERNEL_MODULE_H_

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <set>
 #include <system_error>
 
 #include "base/error.h"

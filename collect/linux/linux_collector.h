@@ -1,20 +1,67 @@
-// The collector of a Linux machine, its sources, and what these make of the answers of kernel and
-// devices, for tests too.
-#ifndef COLLECT_LINUX_LINUX_COLLECTOR_H_
-#define COLLECT_LINUX_LINUX_COLLECTOR_H_
+// The collectors of Linux, and the system tree that they read: the files below one root, the live
+// system's or a captured one's.
+#pragma once
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "base/path_walk.h"
 #include "collect/cim_xml.h"
 #include "collect/collector.h"
 #include "collect/firmware_device.h"
-#include "collect/linux/tree.h"
-#include "collect/platform_firmware.h"
 
 namespace svc::collect {
+
+using files::TDescriptor;
+
+// What reading a file gave: its bytes, or the errno value that says why there are none.
+struct TRead {
+  std::string bytes;
+  int error = 0;
+
+  explicit operator bool() const { return error == 0; }
+};
+
+// Reads files by their absolute paths in the tree. A symbolic link never leads out of the tree: an
+// absolute one starts at the root again. Remembers what was read. Not safe for use from several
+// threads at once.
+class TTree {
+ public:
+  // Throws TError when `root` is no folder that can be opened.
+  explicit TTree(const std::string& root);
+
+  // Whether this is the running system, whose devices can be asked as well.
+  bool IsLive() const { return live; }
+
+  // A file or a folder; a captured tree may hold anything under their names, and a pipe there must
+  // not block. A failure leaves errno set. Remembers no path.
+  TDescriptor Open(const std::string& path, int flags) const;
+  // At most 64 MiB; a larger file fails with EFBIG.
+  TRead Read(const std::string& path) const;
+  // The first line, cleaned; empty when there is none or the file cannot be read.
+  std::string ReadLine(const std::string& path) const;
+  // The names in a folder in their byte order, without "." and ".."; empty when it cannot be read.
+  std::vector<std::string> List(const std::string& path) const;
+
+  // Counts `path` among the files read; for those that a library reads on its own.
+  void Remember(const std::string& path) const { readFiles.insert(path); }
+  // The files that could be read so far.
+  const std::set<std::string>& ReadFiles() const { return readFiles; }
+
+ private:
+  int OpenBelow(const std::string& path, int flags) const;
+
+  TDescriptor root;
+  bool live;
+  mutable std::set<std::string> readFiles;
+};
+
+// The collector of a Linux machine, its sources, and what these make of the answers of kernel and
+// devices, for tests too.
 
 class TLinuxCollector : public ICollector {
  public:
@@ -130,5 +177,3 @@ unsigned OsType(const TReleaseTexts& texts);
 std::string PlatformOfRelease(std::string_view kernelRelease);
 
 }  // namespace svc::collect
-
-#endif  // COLLECT_LINUX_LINUX_COLLECTOR_H_

@@ -18,7 +18,6 @@
 
 #include "collect/firmware_device.h"
 #include "collect/linux/linux_collector.h"
-#include "collect/linux/tree.h"
 
 namespace svc::collect {
 

@@ -12,7 +12,7 @@
 
 #include "base/error.h"
 #include "base/files.h"
-#include "collect/linux/tree.h"
+#include "collect/linux/linux_collector.h"
 
 namespace svc::collect {
 namespace {

@@ -1,7 +1,6 @@
 // A server as its management controller tells it by Redfish (DMTF DSP0266, DSP0268): the requests,
 // the service that answers them, and the server that is read of the answers.
-#ifndef COLLECT_REDFISH_REDFISH_H_
-#define COLLECT_REDFISH_REDFISH_H_
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -193,5 +192,3 @@ void ReadDevices(TServer& server);
 void ReadFirmwareInventory(TServer& server);
 
 }  // namespace svc::collect
-
-#endif  // COLLECT_REDFISH_REDFISH_H_

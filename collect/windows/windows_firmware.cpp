@@ -1,11 +1,14 @@
 // Firmware that Windows tells of beside the host's own classes: the EFI system resource table,
 // disks, and the processors' microcode.
 #include <fmt/format.h>
-
 #include <array>
 #include <charconv>
+#include <filesystem>
 #include <optional>
 
+#include "base/error.h"
+#include "collect/cim_xml.h"
+#include "collect/collector.h"
 #include "collect/firmware_device.h"
 #include "collect/windows/windows_machine.h"
 
@@ -238,4 +241,40 @@ void AddWindowsFirmware(const IWindowsMachine& machine, TInventory& inventory) {
   AddResourceTable(machine, inventory);
 }
 
+// The entry of svcheck-collect.dll, and the collector behind it.
+
+namespace {
+
+class TWindowsCollector : public ICollector {
+ public:
+  Outcome Collect(const Options& options) const override {
+    // "/", or "C:\", is the running system.
+    if (std::filesystem::path(options.root).has_relative_path()) {
+      throw TError("cannot read the system tree " + options.root +
+                   ": on Windows only the running system is read; run svcheck on Linux "
+                   "for a captured tree");
+    }
+    TInventory inventory = ReadWindowsMachine(*ThisWindowsMachine(), options.redact);
+    MergeDevices(options.devices, inventory);
+    return {ToCimXml(inventory.Instances()), inventory.Notes()};
+  }
+
+  std::vector<SourceState> TrySources() const override {
+    return TryWindowsSources(*ThisWindowsMachine());
+  }
+
+  std::vector<std::string> Capture(const Options&, const TWrite&) const override {
+    throw TError(
+        "cannot write a capture: a Windows machine's inventory is not made of "
+        "files; give its inventory instead, with --output FILE");
+  }
+};
+
+}  // namespace
+
 }  // namespace svc::collect
+
+extern "C" __declspec(dllexport) const svc::collect::ICollector* SvcheckCollector() {
+  static const svc::collect::TWindowsCollector collector;
+  return &collector;
+}

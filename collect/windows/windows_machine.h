@@ -2,8 +2,7 @@
 // and the files of its drivers answer.
 //
 // One thread at a time. No operation throws for what a machine says or keeps to itself.
-#ifndef COLLECT_WINDOWS_WINDOWS_MACHINE_H_
-#define COLLECT_WINDOWS_WINDOWS_MACHINE_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -103,5 +102,3 @@ std::string VersionOfFile(const std::string& path);
 TAnswer<TKeys> RegistryKeys(const std::string& path);
 
 }  // namespace svc::collect
-
-#endif  // COLLECT_WINDOWS_WINDOWS_MACHINE_H_

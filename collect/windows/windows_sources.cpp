@@ -8,7 +8,7 @@
 
 #include "base/shown_text.h"
 #include "collect/cim_xml.h"
-#include "collect/platform_firmware.h"
+#include "collect/firmware_device.h"
 
 namespace svc::collect {
 

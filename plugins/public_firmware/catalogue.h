@@ -1,7 +1,6 @@
 // What is read of inventory and catalogue: devices, the releases that are offered for them, the
 // identifiers by which these find each other, and how versions are counted.
-#ifndef PLUGINS_PUBLIC_FIRMWARE_CATALOGUE_H_
-#define PLUGINS_PUBLIC_FIRMWARE_CATALOGUE_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <boost/uuid/uuid.hpp>
@@ -153,5 +152,3 @@ class TOfferIndex {
 };
 
 }  // namespace svc::publicfirmware
-
-#endif  // PLUGINS_PUBLIC_FIRMWARE_CATALOGUE_H_

@@ -1,16 +1,54 @@
-// The plug-in object: one query pairs the devices of a machine with the releases of a catalogue.
-#ifndef PLUGINS_PUBLIC_FIRMWARE_PUBLIC_FIRMWARE_H_
-#define PLUGINS_PUBLIC_FIRMWARE_PUBLIC_FIRMWARE_H_
+// The plug-in object, and the choice that it makes: one query pairs the devices of a machine with
+// the releases of a catalogue. The object is made when a process loads the library, owned by the
+// host from then on, and called on the host's threads, one call at a time.
+#pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "host/plugin.nsp/plugin_callbacks.h"
 #include "plugins/public_firmware/catalogue.h"
-#include "plugins/public_firmware/choice.h"
 
 namespace svc::publicfirmware {
+
+// Why the requirement of a release does not hold for a device whose installed version is this one;
+// empty where it holds. A requirement is an element, a comparison, a version and what it is about,
+// with blanks between: "firmware ge 1.0.5", "hardware - - GUID|GUID".
+std::string WhyNot(std::string_view requirement, const TDevice& device, std::string_view installed,
+                   EVersionFormat format, const TMachine& machine);
+
+// What the inventory's version is in the form of the release; none where the two are counted
+// otherwise and cannot be compared.
+std::optional<std::string> InstalledFor(const TDevice& device, EVersionFormat format);
+
+struct THeldBack {
+  std::string version;
+  std::string why;
+};
+
+struct TChoice {
+  std::string installed;
+  std::size_t offer = 0;  // The number of the chosen one.
+  std::string offered;
+  int order = 0;  // Below 0 where the installed version is older than the offered one.
+};
+
+struct TAnswer {
+  std::optional<TChoice> choice;  // None where no release is for this device as it is.
+  // Releases above the installed version that the device cannot get now, the highest first.
+  std::vector<THeldBack> heldBack;
+  // The versions to install one after another, where one step does not lead to the highest.
+  std::vector<std::string> way;
+};
+
+TAnswer Choose(const TDevice& device, const TMachine& machine, const std::vector<TOffer>& offers);
+
+// The plug-in object: one query pairs the devices of a machine with the releases of a catalogue.
 
 // Made when a process loads the library, owned by the host from then on. The host calls it on its
 // threads, one call at a time. The catalogue that was read last is kept, so that a fleet's machines
@@ -60,5 +98,3 @@ inline constexpr unsigned long kReasonProcessAttach = 1;
 int ProcessAttach(unsigned long reason);
 
 }  // namespace svc::publicfirmware
-
-#endif  // PLUGINS_PUBLIC_FIRMWARE_PUBLIC_FIRMWARE_H_

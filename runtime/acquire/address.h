@@ -1,7 +1,6 @@
 // Addresses as they may be shown: without user and password. Pure functions, apart from the rest
 // of the download so that the program can use them without it.
-#ifndef RUNTIME_ACQUIRE_ADDRESS_H_
-#define RUNTIME_ACQUIRE_ADDRESS_H_
+#pragma once
 
 #include <algorithm>
 #include <string>
@@ -56,5 +55,3 @@ std::string RepositoryKey(std::string_view address);
 TProxyChoice ChooseProxy(const TDownloadJob& job);
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_ADDRESS_H_

@@ -9,13 +9,12 @@
 #include <boost/algorithm/string/trim.hpp>
 #include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <exception>
 #include <mutex>
 
 #include "base/error.h"
 #include "base/shown_text.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 namespace {

@@ -1,7 +1,6 @@
 // Hashes, signatures and how both are written. Bytes stand in strings. Different objects may be
 // used from different threads.
-#ifndef RUNTIME_ACQUIRE_CRYPTO_H_
-#define RUNTIME_ACQUIRE_CRYPTO_H_
+#pragma once
 
 #include <cstddef>
 #include <memory>
@@ -87,5 +86,3 @@ std::optional<std::string> FromBase64(std::string_view text);
 std::string ToHex(std::string_view bytes);
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_CRYPTO_H_

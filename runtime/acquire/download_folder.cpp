@@ -6,8 +6,7 @@
 
 #include "runtime/acquire/address.h"
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/outcome.h"
-#include "runtime/acquire/staged_file.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 namespace {

@@ -1,7 +1,7 @@
 // What a download finds and leaves on this machine: the folder that receives the files, one
-// download at a time over all processes, and a note of the manifest that was accepted last.
-#ifndef RUNTIME_ACQUIRE_DOWNLOAD_FOLDER_H_
-#define RUNTIME_ACQUIRE_DOWNLOAD_FOLDER_H_
+// download at a time over all processes, a note of the manifest that was accepted last; and files
+// that appear whole or not at all, also when the process is killed or the power fails.
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -9,12 +9,66 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "base/files.h"
 #include "runtime/acquire/manifest.h"
 #include "runtime/acquire/progress_report.h"
 
 namespace svc::acquire {
+
+// A file that is written beside its place and moved there when it is whole. Not published, it is
+// removed with the object. One thread. Every operation throws TError (kDiskFull,
+// kFolderUnwritable).
+class TStagedFile {
+ public:
+  // Makes the file beside that path, under a name that nobody can foresee. REQUIRES: the folder
+  // exists.
+  explicit TStagedFile(std::string path);
+
+  void Write(std::string_view bytes);
+  void StartOver();
+  // Puts the file, on stable storage, in the target's place. The target's folder has to be synced
+  // for its name to be stable too. REQUIRES: the target is on the same file system.
+  void Publish(const std::string& target);
+
+ private:
+  static constexpr unsigned kMode = 0644;
+
+  std::string path;
+  std::optional<files::TNewFile> file;
+};
+
+// Makes the names in a folder stable.
+void SyncFolder(const std::string& folder);
+
+// Makes a folder with its parents, their names stable. Throws TError.
+void MakeFolders(const std::string& folder);
+
+// A plain file (not a link to one) that is open for reading.
+class TPlainFile {
+ public:
+  explicit TPlainFile(const std::string& path);
+  ~TPlainFile();
+  TPlainFile(const TPlainFile&) = delete;
+  TPlainFile& operator=(const TPlainFile&) = delete;
+
+  // Whether there is one and it can be read.
+  bool IsOpen() const noexcept { return descriptor >= 0; }
+  // Whether there is nothing under that path.
+  bool IsMissing() const noexcept { return isMissing; }
+  std::uint64_t Size() const;
+  // The next bytes; empty at the end, and where they cannot be read.
+  std::string_view Read(std::string& buffer);
+
+ private:
+  int descriptor;
+  bool isMissing;
+};
+
+// What a download finds and leaves on this machine: the folder that receives the files, one
+// download at a time over all processes, and a note of the manifest that was accepted last.
 
 // --- A file that stands for a lock, as each system knows it ---
 
@@ -113,5 +167,3 @@ class TSerialStore {
 std::string DefaultStateFolder();
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_DOWNLOAD_FOLDER_H_

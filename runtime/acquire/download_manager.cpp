@@ -7,7 +7,6 @@
 #include "host/acquire/download_manager.h"
 #include "host/hskcore/os_specific.h"
 #include "runtime/acquire/engine.h"
-#include "runtime/acquire/outcome.h"
 #include "runtime/acquire/settings.h"
 
 namespace KPLAcquistion {

@@ -1,7 +1,6 @@
 // The seam between the thin library that every query loads and the modules that few runs need, the
 // one that downloads before all.
-#ifndef RUNTIME_ACQUIRE_ENGINE_H_
-#define RUNTIME_ACQUIRE_ENGINE_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -77,5 +76,3 @@ TFunction FindInModule(const std::string& module, const char* name) {
 }
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_ENGINE_H_

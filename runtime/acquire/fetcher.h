@@ -1,7 +1,6 @@
 // Getting files through everything that may go wrong on the way: several at once, gone on with
 // after a broken transfer, tried again with growing pauses, within limits.
-#ifndef RUNTIME_ACQUIRE_FETCHER_H_
-#define RUNTIME_ACQUIRE_FETCHER_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -12,11 +11,10 @@
 #include <vector>
 
 #include "runtime/acquire/crypto.h"
+#include "runtime/acquire/download_folder.h"
 #include "runtime/acquire/manifest.h"
-#include "runtime/acquire/outcome.h"
 #include "runtime/acquire/progress_report.h"
 #include "runtime/acquire/settings.h"
-#include "runtime/acquire/staged_file.h"
 #include "runtime/acquire/transport.h"
 
 namespace svc::acquire {
@@ -130,5 +128,3 @@ class TFileTarget : public IFetchTarget {
 };
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_FETCHER_H_

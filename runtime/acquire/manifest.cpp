@@ -12,8 +12,7 @@
 #include <stdexcept>
 
 #include "base/bounded_json.h"
-#include "runtime/acquire/outcome.h"
-#include "runtime/acquire/staged_file.h"
+#include "runtime/acquire/download_folder.h"
 
 namespace svc::acquire {
 

@@ -1,6 +1,5 @@
 // The manifest: what a repository offers, for which machines. Values and pure functions.
-#ifndef RUNTIME_ACQUIRE_MANIFEST_H_
-#define RUNTIME_ACQUIRE_MANIFEST_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -86,5 +85,3 @@ std::string_view WhyUnsafeName(std::string_view name);
 std::string_view WhyUnsafePath(std::string_view path);
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_MANIFEST_H_

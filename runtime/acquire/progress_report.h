@@ -1,6 +1,5 @@
 // Tells the callback and the program's observer how a download goes.
-#ifndef RUNTIME_ACQUIRE_PROGRESS_REPORT_H_
-#define RUNTIME_ACQUIRE_PROGRESS_REPORT_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -13,7 +12,7 @@
 #include "host/acquire/download_manager.h"
 #include "runtime/acquire/engine.h"
 #include "runtime/acquire/manifest.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 
@@ -102,5 +101,3 @@ class TWatch {
 };
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_PROGRESS_REPORT_H_

@@ -1,9 +1,9 @@
-#include "runtime/acquire/staged_file.h"
+#include "runtime/acquire/download_folder.h"
 
 #include <cerrno>
 #include <utility>
 
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 namespace {

@@ -8,8 +8,7 @@
 #include <filesystem>
 
 #include "runtime/acquire/download_folder.h"
-#include "runtime/acquire/outcome.h"
-#include "runtime/acquire/staged_file.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 

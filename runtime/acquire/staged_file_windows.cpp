@@ -9,8 +9,7 @@
 
 #include "base/shown_text.h"
 #include "runtime/acquire/download_folder.h"
-#include "runtime/acquire/outcome.h"
-#include "runtime/acquire/staged_file.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 

@@ -1,8 +1,7 @@
 // One request over HTTP, for a file or whatever else a server answers with: what differs between
 // the systems' libraries, and nothing else. When to try again, what to accept and where to put it
 // is the caller's business.
-#ifndef RUNTIME_ACQUIRE_TRANSPORT_H_
-#define RUNTIME_ACQUIRE_TRANSPORT_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -117,5 +116,3 @@ void ReadHeaderLine(std::string_view line, TResponse& response);
 std::string AbsoluteAddress(const std::string& base, const std::string& location);
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_TRANSPORT_H_

@@ -8,7 +8,7 @@
 
 #include "base/error.h"
 #include "base/shown_text.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 #include "runtime/acquire/transport_winhttp.h"
 
 namespace svc::acquire {

@@ -1,8 +1,7 @@
 // Transfers over WinHTTP: what the transport and its exchanges share. How a proxy is named, which
 // certificates a file makes trusted, what the system's errors mean, and how news of requests come
 // from the system's threads to the one of the download.
-#ifndef RUNTIME_ACQUIRE_TRANSPORT_WINHTTP_H_
-#define RUNTIME_ACQUIRE_TRANSPORT_WINHTTP_H_
+#pragma once
 
 #include <windows.h>
 
@@ -216,5 +215,3 @@ class TWinHttpExchange {
 };
 
 }  // namespace svc::acquire
-
-#endif  // RUNTIME_ACQUIRE_TRANSPORT_WINHTTP_H_

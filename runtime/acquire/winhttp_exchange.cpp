@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/shown_text.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 #include "runtime/acquire/transport_winhttp.h"
 
 namespace svc::acquire {

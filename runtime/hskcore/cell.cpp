@@ -3,10 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <utility>
-#include <vector>
-
-#include "runtime/hskcore/name_table.h"
 
 namespace svc {
 

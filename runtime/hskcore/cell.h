@@ -1,24 +1,57 @@
-// Shapes: which properties an instance writes, in which order and form. Instances of one shape
-// share it and keep only their cells. Used by one thread; const operations by several.
-#ifndef RUNTIME_HSKCORE_CELL_H_
-#define RUNTIME_HSKCORE_CELL_H_
+// How a namespace keeps values: cells, their texts and scalars (DMTF DSP0004, section 5.2; DSP0201,
+// VALUE), and shapes: which properties an instance writes, in which order and form. Instances of
+// one shape share it and keep only their cells. Values are made of texts by pure functions; the
+// rest is used by one thread, const operations by several.
+#pragma once
 
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "host/hskcore/cim.h"
+#include "host/hskcore/export.h"
 #include "host/hskcore/value.h"
-#include "runtime/hskcore/arena.h"
 #include "runtime/hskcore/name_table.h"
-#include "runtime/hskcore/value_text.h"
 
 namespace svc {
+
+// The type that a TYPE attribute names ("uint16"), none for an unknown name. An absent attribute
+// means string.
+HSKCORE_API std::optional<NQRXHSK20::ECIMType> CimTypeOfName(std::string_view name) noexcept;
+// The name that a TYPE attribute has for a type.
+HSKCORE_API std::string_view NameOfCimType(NQRXHSK20::ECIMType type) noexcept;
+
+// Whether values of the type are kept as texts: string, char16, datetime, reference.
+constexpr bool IsTextType(NQRXHSK20::ECIMType type) noexcept {
+  using NQRXHSK20::ECIMType;
+  return type == ECIMType::kString || type == ECIMType::kChar16 || type == ECIMType::kDateTime ||
+         type == ECIMType::kReference;
+}
+
+// Whether every text is a value of the type.
+constexpr bool TakesAnyText(NQRXHSK20::ECIMType type) noexcept {
+  return type == NQRXHSK20::ECIMType::kString || type == NQRXHSK20::ECIMType::kReference;
+}
+
+// Whether a UTF-8 text is a value of a text type: any string or reference, one UCS-2 character,
+// a datetime of 25 characters.
+// REQUIRES: IsTextType(type).
+HSKCORE_API bool IsTextOfType(NQRXHSK20::ECIMType type, std::string_view text) noexcept;
+
+// The value of a boolean (0 or 1), an unsigned or signed integer (two's complement) or a real (the
+// bits of a double) in 64 bits; none when the text is no value of the type. Strict: no blanks.
+// REQUIRES: !IsTextType(type). Throws std::bad_alloc alone, where the C library reads reals.
+HSKCORE_API std::optional<std::uint64_t> NumberFromText(NQRXHSK20::ECIMType type,
+                                                        std::string_view text);
+
+// Shapes: which properties an instance writes, in which order and form. Instances of one shape
+// share it and keep only their cells. Used by one thread; const operations by several.
 
 // How a property was written; with it a cell of 64 bits can be read.
 struct TForm {
@@ -153,5 +186,3 @@ class TStoredProperty final : public NQRXHSK20::ICIMProperty {
 };
 
 }  // namespace svc
-
-#endif  // RUNTIME_HSKCORE_CELL_H_

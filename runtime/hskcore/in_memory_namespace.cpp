@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <memory>
-#include <string>
 #include <typeinfo>
-#include <utility>
 #include <vector>
 
 #include "base/shown_text.h"
@@ -13,8 +11,6 @@
 #include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/in_memory_objects.h"
 #include "runtime/hskcore/name_table.h"
-#include "runtime/hskcore/namespace_watch.h"
-#include "runtime/hskcore/value_text.h"
 
 namespace svc {
 

@@ -1,8 +1,6 @@
-// What in-memory namespaces are made of: the contents that several may share, the namespace, and
-// the handles to what it holds. The namespace and its handles are used from one thread at a time,
-// what is shared from several.
-#ifndef RUNTIME_HSKCORE_IN_MEMORY_OBJECTS_H_
-#define RUNTIME_HSKCORE_IN_MEMORY_OBJECTS_H_
+// The handles of an in-memory namespace: namespace, class, instance and property as a plug-in sees
+// them, and how an instance's property is found by the number of its name. Used by one thread.
+#pragma once
 
 #include <array>
 #include <atomic>
@@ -15,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -22,11 +21,64 @@
 #include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/cim_state.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/namespace_watch.h"
-#include "runtime/hskcore/property_finder.h"
-#include "runtime/hskcore/shared_state.h"
+#include "runtime/hskcore/name_table.h"
 
 namespace svc {
+
+// Remembers what it found for a shape, a class and a name: instances come in rows of one kind.
+class TPropertyFinder {
+ public:
+  struct TFound {
+    TForm form;
+    TCell cell;
+    // Which of the instance's cells it is; kNone for a declared one.
+    std::uint32_t place;
+  };
+
+  // What the instance writes or else what its class says of it; false when there is neither.
+  // REQUIRES: the same state each time.
+  bool Find(const TCimState& state, TRowId row, TNameId name, TFound& found);
+
+ private:
+  // Where a property is: the shape whose last property it is, or the declaration, or neither.
+  struct TPlace {
+    TShapeId shape = kNone;
+    TClassId classId = kNoClass;
+    TNameId name = kNone;
+    TShapeId writer = kNone;
+    const TDeclaration* declaration = nullptr;
+  };
+  struct TIndexed {
+    TShapeId shape = kNone;
+    TNameId name = kNone;
+    TShapeId writer = kNone;
+  };
+
+  struct TMix {
+    std::size_t operator()(std::uint64_t key) const noexcept {
+      return Mix(key ^ HashSeed(), kMixA);
+    }
+  };
+
+  TPlace Locate(const TCimState& state, const TRow& row, TNameId name);
+  const TDeclaration* FindInherited(const TCimState& state, TClassId classId, TNameId name);
+  TShapeId FindWriter(const TShapeTable& shapes, TShapeId shape, TNameId name);
+  void Index(const TShapeTable& shapes, TShapeId shape);
+  TIndexed& IndexSlot(TShapeId shape, TNameId name) noexcept;
+
+  std::array<TPlace, 256> recent;
+  std::uint32_t generation = 0;
+  // What was found for some classes of a long line, by class and name.
+  std::unordered_map<std::uint64_t, const TDeclaration*, TMix> inherited;
+  // Open addressing; the properties of long shapes that were asked for, and each such shape itself
+  // under the name kNone.
+  std::vector<TIndexed> index;
+  std::size_t indexed = 0;
+};
+
+// What in-memory namespaces are made of: the contents that several may share, the namespace, and
+// the handles to what it holds. The namespace and its handles are used from one thread at a time,
+// what is shared from several.
 
 // Lists of instances by class, each made once.
 class TInstanceLists {
@@ -265,5 +317,3 @@ boost::shared_ptr<TInMemoryNamespace> InMemoryOf(
     const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target);
 
 }  // namespace svc
-
-#endif  // RUNTIME_HSKCORE_IN_MEMORY_OBJECTS_H_

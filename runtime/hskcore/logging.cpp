@@ -1,3 +1,5 @@
+#include "runtime/hskcore/logging.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -14,8 +16,7 @@
 #include "base/json_writer.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
-#include "runtime/hskcore/logging.h"
-#include "runtime/hskcore/os_platform.h"
+#include "runtime/hskcore/host_setup.h"
 
 namespace svc {
 

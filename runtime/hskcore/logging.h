@@ -1,6 +1,5 @@
 // The log as a file of JSON lines.
-#ifndef RUNTIME_HSKCORE_LOGGING_H_
-#define RUNTIME_HSKCORE_LOGGING_H_
+#pragma once
 
 #include <boost/function.hpp>
 #include <boost/shared_ptr.hpp>
@@ -53,5 +52,3 @@ class TNullLogger final : public NQRXHSK20::ILogger {
 HSKCORE_API NQRXHSK20::ILogger& NullLogger() noexcept;
 
 }  // namespace svc
-
-#endif  // RUNTIME_HSKCORE_LOGGING_H_

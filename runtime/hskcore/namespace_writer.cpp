@@ -2,13 +2,10 @@
 
 #include <boost/make_shared.hpp>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/in_memory_objects.h"
-#include "runtime/hskcore/value_text.h"
 
 namespace svc {
 

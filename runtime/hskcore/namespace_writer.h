@@ -1,8 +1,7 @@
 // The way in bulk into an in-memory namespace: classes and instances written from texts, as a
 // parser meets them, by one thread or in parts by several. One writer is used by one thread, while
 // nobody else uses its namespace.
-#ifndef RUNTIME_HSKCORE_NAMESPACE_WRITER_H_
-#define RUNTIME_HSKCORE_NAMESPACE_WRITER_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
@@ -13,7 +12,6 @@
 #include "host/hskcore/cim.h"
 #include "host/hskcore/export.h"
 #include "host/hskcore/value.h"
-#include "runtime/hskcore/arena.h"
 #include "runtime/hskcore/cell.h"
 #include "runtime/hskcore/cim_state.h"
 #include "runtime/hskcore/in_memory_namespace.h"
@@ -188,5 +186,3 @@ class HSKCORE_API TNamespacePart {
 };
 
 }  // namespace svc
-
-#endif  // RUNTIME_HSKCORE_NAMESPACE_WRITER_H_

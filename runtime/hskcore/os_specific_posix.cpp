@@ -18,7 +18,6 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/hskcore/os_platform.h"
 
 namespace NQRXHSK20 {
 

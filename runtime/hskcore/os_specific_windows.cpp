@@ -9,7 +9,7 @@
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
-#include "runtime/hskcore/os_platform.h"
+#include "runtime/hskcore/host_setup.h"
 
 namespace NQRXHSK20 {
 

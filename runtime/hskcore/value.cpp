@@ -4,14 +4,12 @@
 #include <cmath>
 #include <limits>
 #include <memory>
-#include <system_error>
 #include <type_traits>
 #include <utility>
 
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/cell.h"
-#include "runtime/hskcore/value_text.h"
 
 namespace NQRXHSK20 {
 

@@ -1,4 +1,4 @@
-#include "runtime/hskcore/value_text.h"
+#include "runtime/hskcore/cell.h"
 
 #include <algorithm>
 #include <array>
@@ -6,8 +6,6 @@
 #include <cerrno>
 #include <charconv>
 #include <clocale>
-#include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <string>
 

@@ -1,6 +1,5 @@
 // Loading plug-in libraries.
-#ifndef RUNTIME_PLUGIN_NSP_PLUGIN_LOADER_H_
-#define RUNTIME_PLUGIN_NSP_PLUGIN_LOADER_H_
+#pragma once
 
 #include <string>
 
@@ -42,5 +41,3 @@ TModule OpenLibrary(const std::string& path);
 std::string RunEntry(const TModule& library);
 
 }  // namespace svc
-
-#endif  // RUNTIME_PLUGIN_NSP_PLUGIN_LOADER_H_

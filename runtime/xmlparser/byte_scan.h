@@ -1,7 +1,6 @@
 // Sixteen bytes at a time. Uses SSE2 where the target always has it, plain arithmetic elsewhere.
 // Stateless; may be used from any thread.
-#ifndef RUNTIME_XMLPARSER_BYTE_SCAN_H_
-#define RUNTIME_XMLPARSER_BYTE_SCAN_H_
+#pragma once
 
 #include <bit>
 #include <cstddef>
@@ -148,5 +147,3 @@ inline const char* SkipBlanks(const char* at, const char* end) {
 }
 
 }  // namespace svc::xml
-
-#endif  // RUNTIME_XMLPARSER_BYTE_SCAN_H_

@@ -1,4 +1,4 @@
-#include "runtime/xmlparser/characters.h"
+#include "runtime/xmlparser/encoding.h"
 
 #include <algorithm>
 #include <array>

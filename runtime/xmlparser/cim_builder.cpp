@@ -1,11 +1,8 @@
 #include "runtime/xmlparser/cim_builder.h"
 
-#include <string>
-
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
-#include "runtime/hskcore/value_text.h"
-#include "runtime/xmlparser/cim_elements.h"
+#include "runtime/hskcore/cell.h"
 
 namespace svc::xml {
 

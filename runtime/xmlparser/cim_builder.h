@@ -1,7 +1,6 @@
 // From the tokens of a CIM-XML document to the classes and instances of a namespace. Used from one
 // thread at a time.
-#ifndef RUNTIME_XMLPARSER_CIM_BUILDER_H_
-#define RUNTIME_XMLPARSER_CIM_BUILDER_H_
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -143,5 +142,3 @@ bool TCimBuilder::InWindow(const TStep& step) {
 }
 
 }  // namespace svc::xml
-
-#endif  // RUNTIME_XMLPARSER_CIM_BUILDER_H_

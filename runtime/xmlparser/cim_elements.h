@@ -1,14 +1,13 @@
 // The elements of CIM-XML (DMTF DSP0201, section 5) and what may stand below what in the documents
 // that are read here. Stateless; may be used from any thread.
-#ifndef RUNTIME_XMLPARSER_CIM_ELEMENTS_H_
-#define RUNTIME_XMLPARSER_CIM_ELEMENTS_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "host/hskcore/value.h"
-#include "runtime/xmlparser/tag.h"
+#include "runtime/xmlparser/member_plan.h"
 #include "runtime/xmlparser/xml_reader.h"
 
 namespace svc::xml {
@@ -179,5 +178,3 @@ std::string_view DialectVersion(std::string_view contents);
 bool IsDialect402(std::string_view version);
 
 }  // namespace svc::xml
-
-#endif  // RUNTIME_XMLPARSER_CIM_ELEMENTS_H_

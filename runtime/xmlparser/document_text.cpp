@@ -4,14 +4,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <new>
-#include <string_view>
 #include <utility>
 
 #include "base/files.h"
 #include "runtime/xmlparser/encoding.h"
-#include "runtime/xmlparser/file_bytes.h"
 
 namespace svc::xml {
 

@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <string>
-#include <string_view>
 
 #include "base/shown_text.h"
 #include "runtime/xmlparser/byte_scan.h"
-#include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/document_text.h"
 
 namespace svc::xml {

@@ -1,13 +1,41 @@
-// From the encodings that a document may come in to UTF-8. Stateless; may be used from any thread.
-#ifndef RUNTIME_XMLPARSER_ENCODING_H_
-#define RUNTIME_XMLPARSER_ENCODING_H_
+// Which characters XML 1.0 allows where, and how bytes of other encodings become UTF-8. Stateless;
+// may be used from any thread.
+#pragma once
 
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string_view>
 
 namespace svc::xml {
+
+// Whether a document may hold the character (XML 1.0, production 2).
+constexpr bool IsXmlCharacter(char32_t c) {
+  if (c < 0x20) return c == '\t' || c == '\n' || c == '\r';
+  return c < 0xD800 || (c > 0xDFFF && c < 0xFFFE) || (c > 0xFFFF && c < 0x110000);
+}
+
+// Reads one character of [at, end) and returns where the next begins, or null where there is no
+// valid UTF-8 character that a document may hold. REQUIRES: at != end.
+const char* DecodeUtf8(const char* at, const char* end, char32_t& character);
+
+// Behind the longest run of valid characters above 0x7F: `at` itself when there is none.
+const char* SkipUtf8(const char* at, const char* end);
+
+// Writes a character as UTF-8 and returns the end; at most four bytes.
+char* EncodeUtf8(char32_t character, char* to);
+
+// Behind the name that starts at `at`, or `at` itself when none does. Names are those of XML 1.0
+// up to the fourth edition (appendix B), which every parser in use takes.
+const char* SkipName(const char* at, const char* end);
+
+// Characters above 0x7F in names. Stateless; may be used from any thread.
+
+// Letters and ideographs, which may start a name (XML 1.0 fourth edition, appendix B).
+bool IsNameStart(char32_t character);
+// Combining characters, digits and extenders, which may stand in a name but not start it.
+bool IsNameExtra(char32_t character);
+
+// From the encodings that a document may come in to UTF-8. Stateless; may be used from any thread.
 
 // A document as UTF-8 without byte order mark: the caller's bytes where they are UTF-8 already,
 // otherwise a copy, which it owns. What is no character of the source's encoding has become a byte
@@ -51,5 +79,3 @@ struct TDeclaration {
 std::optional<TDeclaration> ReadDeclaration(std::string_view contents);
 
 }  // namespace svc::xml
-
-#endif  // RUNTIME_XMLPARSER_ENCODING_H_

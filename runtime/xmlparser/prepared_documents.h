@@ -2,15 +2,17 @@
 // into the namespace. A plug-in, which sizes, opens, reads and parses a document itself, goes it
 // too: the document is prepared, and the plug-in gets a ticket of a few bytes, which the parser
 // knows. Whatever is doubtful goes the plain way instead, by which all of the file is read first:
-// so what comes of a document, its errors among it, is the same by either. Used by one thread.
-#ifndef RUNTIME_XMLPARSER_PREPARED_DOCUMENTS_H_
-#define RUNTIME_XMLPARSER_PREPARED_DOCUMENTS_H_
+// so what comes of a document, its errors among it, is the same by either. Used by one thread, but
+// for the documents that are shared.
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <boost/weak_ptr.hpp>
+#include <compare>
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,11 +21,11 @@
 
 #include "host/hskcore/cim.h"
 #include "host/hskcore/export.h"
+#include "runtime/hskcore/cim_state.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/hskcore/os_platform.h"
-#include "runtime/hskcore/shared_state.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/xmlparser/cim_builder.h"
-#include "runtime/xmlparser/document_parts.h"
+#include "runtime/xmlparser/xml_parser.h"
 
 namespace svc {
 
@@ -106,6 +108,71 @@ class XMLPARSER_API TPreparedDocuments final : public IFilePreparer {
   std::map<std::string, TDocument, std::less<>> documents;  // By their tickets.
 };
 
+// Documents that are parsed once however often they are loaded: the second namespace that loads the
+// same bytes on top of the same contents shares what the first one holds. Off from the start. May
+// be used from any thread.
+
+// While one lives, what is parsed into a namespace that holds nothing of its own is shared. What
+// was parsed stays in memory until the process ends; so many documents, and no more.
+inline constexpr std::size_t kMostSharedDocuments = 64;
+class XMLPARSER_API TDocumentSharing {
+ public:
+  TDocumentSharing() noexcept;
+  ~TDocumentSharing();
+  TDocumentSharing(const TDocumentSharing&) = delete;
+  TDocumentSharing& operator=(const TDocumentSharing&) = delete;
+};
+
 }  // namespace svc
 
-#endif  // RUNTIME_XMLPARSER_PREPARED_DOCUMENTS_H_
+namespace svc::xml {
+
+// What was parsed, by what it was parsed from. May be used from any thread.
+
+// What a namespace holds after a document was parsed into it, and the classes that it declares.
+struct TParsedDocument {
+  TSharedStateHandle after;
+  std::vector<TClassId> classes;
+};
+
+class TDocumentCache {
+ public:
+  // What the outcome of a parse depends on.
+  struct TKey {
+    const void* before;    // What the namespace held, null for nothing.
+    std::string document;  // A digest of its bytes, or the name of its file.
+    EDialect dialect;
+    bool isWholeFile;
+
+    auto operator<=>(const TKey&) const = default;
+  };
+
+  // Null while documents are not shared.
+  static TDocumentCache* Active() noexcept;
+  // The process's, shared or not.
+  static TDocumentCache& Instance();
+  // Files are forgotten with the last who shares documents.
+  void Activate(bool on) noexcept;
+
+  std::optional<TParsedDocument> Find(const TKey& key) const;
+  // `before` is kept alive, so that its address stays its own.
+  void Add(const TKey& key, TSharedStateHandle before, TParsedDocument parsed);
+
+  // For a document that counts as the same as long as documents are shared, whatever becomes of
+  // its file: the system's path for it.
+  static std::string NameOfFile(const std::string& native);
+
+ private:
+  struct TEntry {
+    TSharedStateHandle before;
+    TParsedDocument parsed;
+  };
+
+  mutable std::mutex mutex;
+  std::map<TKey, TEntry> entries;
+};
+
+// Tells documents of one process apart: two hashes with seeds that nobody can know.
+std::string DigestOf(std::string_view bytes);
+
+}  // namespace svc::xml

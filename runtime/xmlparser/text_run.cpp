@@ -1,12 +1,11 @@
-#include "runtime/xmlparser/text_run.h"
+#include "runtime/xmlparser/document_text.h"
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 #include <string_view>
 
 #include "base/shown_text.h"
-#include "runtime/xmlparser/characters.h"
+#include "runtime/xmlparser/encoding.h"
 
 namespace svc::xml {
 

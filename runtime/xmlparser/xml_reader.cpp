@@ -1,13 +1,7 @@
 #include "runtime/xmlparser/xml_reader.h"
 
-#include <algorithm>
-#include <string>
-
 #include "base/shown_text.h"
-#include "runtime/xmlparser/byte_scan.h"
-#include "runtime/xmlparser/characters.h"
 #include "runtime/xmlparser/encoding.h"
-#include "runtime/xmlparser/text_run.h"
 
 namespace svc::xml {
 namespace {

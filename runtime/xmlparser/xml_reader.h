@@ -1,8 +1,7 @@
 // A pull reader for XML 1.0 documents without a document type: from text to tokens, in one pass.
 // Keeps no tree, allocates nothing for an element, and works in the caller's bytes. Used from one
 // thread at a time.
-#ifndef RUNTIME_XMLPARSER_XML_READER_H_
-#define RUNTIME_XMLPARSER_XML_READER_H_
+#pragma once
 
 #include <array>
 #include <optional>
@@ -13,7 +12,7 @@
 
 #include "runtime/xmlparser/byte_scan.h"
 #include "runtime/xmlparser/document_text.h"
-#include "runtime/xmlparser/tag.h"
+#include "runtime/xmlparser/member_plan.h"
 
 namespace svc::xml {
 
@@ -203,5 +202,3 @@ bool TXmlReader::TakeLeaf(const TTest& isWanted) {
 }
 
 }  // namespace svc::xml
-
-#endif  // RUNTIME_XMLPARSER_XML_READER_H_

@@ -10,11 +10,11 @@
 #include "report/text.h"
 #include "rules/names.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/xmlparser/file_bytes.h"
+#include "runtime/xmlparser/document_window.h"
 #include "svcheck/author/command.h"
-#include "svcheck/author/driver_source.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/rules.h"
+#include "svcheck/author/update.h"
 #include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;

@@ -1,7 +1,6 @@
 // The files of a catalogue as a query will see them: their instances with the lines these stand on,
 // their classes with what instances inherit, and all that a check reads of a folder. One thread.
-#ifndef SVCHECK_AUTHOR_CATALOGUE_FILES_H_
-#define SVCHECK_AUTHOR_CATALOGUE_FILES_H_
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -201,5 +200,3 @@ TCatalogue ReadCatalogueTexts(const std::vector<TNamedText>& texts,
                               const std::filesystem::path& dataFolder);
 
 }  // namespace svc::catalogue
-
-#endif  // SVCHECK_AUTHOR_CATALOGUE_FILES_H_

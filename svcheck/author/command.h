@@ -1,13 +1,12 @@
 // The seam between the command line of `svcheck catalogue` and the module that does its work.
-#ifndef SVCHECK_AUTHOR_COMMAND_H_
-#define SVCHECK_AUTHOR_COMMAND_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
 
 namespace svc::catalogue {
 
@@ -84,5 +83,3 @@ int FetchCatalogue(const TCommand& command, const IProgram& program);
 std::string WriteIndex(const std::string& folder, const std::string& text, const IProgram& program);
 
 }  // namespace svc::catalogue
-
-#endif  // SVCHECK_AUTHOR_COMMAND_H_

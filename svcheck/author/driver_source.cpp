@@ -1,4 +1,4 @@
-#include "svcheck/author/driver_source.h"
+#include "svcheck/author/update.h"
 
 #include <fmt/format.h>
 
@@ -11,8 +11,7 @@
 
 #include "base/error.h"
 #include "report/text.h"
-#include "report/verdict.h"
-#include "svcheck/author/update.h"
+#include "report/version.h"
 #include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;

@@ -9,7 +9,6 @@
 
 #include "base/error.h"
 #include "report/text.h"
-#include "svcheck/author/driver_source.h"
 #include "svcheck/author/update.h"
 
 namespace svc::catalogue {

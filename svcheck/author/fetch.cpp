@@ -3,21 +3,21 @@
 // a later program understands.
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-
 #include <algorithm>
 #include <unordered_set>
 
 #include "base/error.h"
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
+#include "host/hskcore/export.h"
 #include "host/xmlparser/xml_parser.h"
 #include "report/text.h"
 #include "rules/names.h"
 #include "rules/version_items.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/xmlparser/document_text.h"
+#include "runtime/xmlparser/document_window.h"
 #include "runtime/xmlparser/encoding.h"
-#include "runtime/xmlparser/file_bytes.h"
 #include "svcheck/author/command.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/update.h"
@@ -143,4 +143,33 @@ int FetchCatalogue(const TCommand& command, const IProgram& program) {
   return kExitDone;
 }
 
+// The module that does the work of `svcheck catalogue`.
+
+namespace {
+
+int Act(const TCommand& command, const IProgram& program) {
+  switch (command.action) {
+    case EAction::kLint:
+      return LintCatalogue(command, program);
+    case EAction::kList:
+      return ListCatalogue(command, program);
+    case EAction::kBuild:
+      return BuildCatalogue(command, program);
+    case EAction::kFetch:
+      return FetchCatalogue(command, program);
+    case EAction::kImport:
+    case EAction::kNone:
+      break;
+  }
+  return kExitUsage;
+}
+
+}  // namespace
+
 }  // namespace svc::catalogue
+
+extern "C" HOST_EXPORT int SvcCatalogue(const svc::catalogue::TCommand& command,
+                                        const svc::catalogue::IProgram& program) noexcept {
+  return svc::StatusOfRun([&] { return svc::catalogue::Act(command, program); },
+                          [&](const std::string& reason) { program.Report(reason); });
+}

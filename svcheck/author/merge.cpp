@@ -11,7 +11,7 @@
 
 #include "base/error.h"
 #include "report/text.h"
-#include "report/verdict.h"
+#include "report/version.h"
 #include "rules/names.h"
 #include "svcheck/author/new_element.h"
 #include "svcheck/author/update.h"

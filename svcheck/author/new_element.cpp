@@ -13,7 +13,6 @@
 #include "rules/version_items.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/encoding.h"
-#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 namespace {

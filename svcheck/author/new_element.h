@@ -1,7 +1,6 @@
 // Update elements that are being made, of lists and tables too, and the text of a catalogue made of
 // them. Pure functions; may be called from any thread.
-#ifndef SVCHECK_AUTHOR_NEW_ELEMENT_H_
-#define SVCHECK_AUTHOR_NEW_ELEMENT_H_
+#pragma once
 
 #include <cstddef>
 #include <filesystem>
@@ -10,7 +9,7 @@
 #include <vector>
 
 #include "svcheck/author/catalogue_files.h"
-#include "svcheck/author/driver_source.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 
@@ -107,5 +106,3 @@ struct TCsvRow {
 std::vector<TCsvRow> ParseCsv(std::string_view text);
 
 }  // namespace svc::catalogue
-
-#endif  // SVCHECK_AUTHOR_NEW_ELEMENT_H_

@@ -15,7 +15,7 @@
 #include "collect/archive_reader.h"
 #include "collect/linux/kernel_module.h"
 #include "report/text.h"
-#include "svcheck/author/driver_source.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 

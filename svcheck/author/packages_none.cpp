@@ -1,7 +1,7 @@
 // A build without libarchive.
 
 #include "base/error.h"
-#include "svcheck/author/driver_source.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 

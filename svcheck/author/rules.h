@@ -1,7 +1,6 @@
 // What lint knows: one row a rule, and the checks that the rows name. Pure functions; may be called
 // from any thread.
-#ifndef SVCHECK_AUTHOR_RULES_H_
-#define SVCHECK_AUTHOR_RULES_H_
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -167,5 +166,3 @@ std::unique_ptr<ISeriesCheck> BeginDuplicateDriver();
 void CheckConflictingFirmware(const std::vector<TUpdate>& updates, TTell& tell);
 
 }  // namespace svc::catalogue
-
-#endif  // SVCHECK_AUTHOR_RULES_H_

@@ -2,19 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/join.hpp>
 #include <boost/algorithm/string/replace.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <charconv>
-#include <string_view>
 #include <system_error>
 #include <type_traits>
 #include <utility>
 
 #include "base/shown_text.h"
-#include "svcheck/system/failure.h"
 
 namespace svc {
 namespace {

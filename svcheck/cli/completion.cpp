@@ -1,7 +1,7 @@
 #include <fmt/format.h>
 #include <boost/algorithm/string.hpp>
 
-#include "svcheck/cli/help.h"
+#include "svcheck/cli/command_line.h"
 
 namespace svc {
 

@@ -1,4 +1,4 @@
-#include "svcheck/cli/help.h"
+#include "svcheck/cli/command_line.h"
 
 #include <fmt/format.h>
 
@@ -8,7 +8,6 @@
 
 #include "base/shown_text.h"
 #include "svcheck/session/query_session.h"
-#include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
 
 namespace svc {

@@ -1,4 +1,4 @@
-#include "svcheck/cli/settings.h"
+#include "svcheck/cli/command_line.h"
 
 #include <algorithm>
 #include <boost/algorithm/string.hpp>

@@ -1,4 +1,4 @@
-#include "svcheck/cli/settings.h"
+#include "svcheck/cli/command_line.h"
 
 #define TOML_ENABLE_FORMATTERS 0
 // Its assertions fail on dates without a time, which its own checks then refuse.

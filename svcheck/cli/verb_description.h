@@ -1,7 +1,6 @@
 // The verbs of the program. The files of svcheck/verbs define what the rows name. Help, manual,
 // completion and configuration follow from the rows and the options that each verb adds.
-#ifndef SVCHECK_CLI_VERB_DESCRIPTION_H_
-#define SVCHECK_CLI_VERB_DESCRIPTION_H_
+#pragma once
 
 #include <array>
 #include <memory>
@@ -236,5 +235,3 @@ std::string WordsOf(const TCommandDescription& command);
 std::string LastWordOf(const TCommandDescription& command);
 
 }  // namespace svc
-
-#endif  // SVCHECK_CLI_VERB_DESCRIPTION_H_

@@ -1,7 +1,6 @@
 // Bytes from a file, a compressed file or standard input, read from begin to end. Used by one
 // thread.
-#ifndef SVCHECK_FLEET_BYTE_SOURCE_H_
-#define SVCHECK_FLEET_BYTE_SOURCE_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdio>
@@ -79,5 +78,3 @@ std::optional<std::size_t> ReadSome(std::FILE* file, char* block, std::size_t si
 bool HasSome(std::FILE* file);
 
 }  // namespace svc::fleet
-
-#endif  // SVCHECK_FLEET_BYTE_SOURCE_H_

@@ -11,8 +11,6 @@
 #include "base/json_writer.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/fleet/byte_source.h"
-#include "svcheck/fleet/frame.h"
-#include "svcheck/fleet/results.h"
 #include "svcheck/fleet/unread_texts.h"
 
 namespace fs = std::filesystem;

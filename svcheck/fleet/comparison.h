@@ -5,8 +5,7 @@
 // Machines of one model, set up alike, differ in what no query reads, such as the host's name and
 // the serial number: where an inventory says what an earlier one said but for such texts, the
 // earlier one's answer is its own, under its own name and serial number, and nothing is compared.
-#ifndef SVCHECK_FLEET_COMPARISON_H_
-#define SVCHECK_FLEET_COMPARISON_H_
+#pragma once
 
 #include <cstdint>
 #include <deque>
@@ -17,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-#include "svcheck/fleet/frame.h"
+#include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/summary.h"
 #include "svcheck/fleet/workers.h"
 
@@ -112,5 +111,3 @@ class TComparison {
 };
 
 }  // namespace svc::fleet
-
-#endif  // SVCHECK_FLEET_COMPARISON_H_

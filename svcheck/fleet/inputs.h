@@ -1,6 +1,5 @@
 // The machines of a fleet, in the order in which they are given. Used by one thread.
-#ifndef SVCHECK_FLEET_INPUTS_H_
-#define SVCHECK_FLEET_INPUTS_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +9,7 @@
 #include <vector>
 
 #include "svcheck/fleet/byte_source.h"
-#include "svcheck/fleet/frame.h"
+#include "svcheck/fleet/machine_check.h"
 
 namespace svc::fleet {
 
@@ -69,5 +68,3 @@ struct TShard {
 TShard ShardOf(const std::string& text);
 
 }  // namespace svc::fleet
-
-#endif  // SVCHECK_FLEET_INPUTS_H_

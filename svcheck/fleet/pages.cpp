@@ -1,4 +1,4 @@
-#include "svcheck/fleet/pages.h"
+#include "svcheck/fleet/summary.h"
 
 #include <fmt/format.h>
 
@@ -13,7 +13,6 @@
 #include "report/text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/fleet/machine_check.h"
-#include "svcheck/fleet/results.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 

@@ -1,6 +1,5 @@
 // A handle of the system's, closed by its holder. Empty is null, never INVALID_HANDLE_VALUE.
-#ifndef SVCHECK_FLEET_PROCESS_WINDOWS_H_
-#define SVCHECK_FLEET_PROCESS_WINDOWS_H_
+#pragma once
 
 #include <windows.h>
 #include <chrono>
@@ -105,5 +104,3 @@ class TPipe : public std::enable_shared_from_this<TPipe> {
 };
 
 }  // namespace svc::fleet
-
-#endif  // SVCHECK_FLEET_PROCESS_WINDOWS_H_

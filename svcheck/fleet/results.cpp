@@ -1,4 +1,4 @@
-#include "svcheck/fleet/results.h"
+#include "svcheck/fleet/summary.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -3,17 +3,13 @@
 #include <fmt/format.h>
 #include <algorithm>
 #include <boost/algorithm/string.hpp>
-#include <optional>
 #include <stdexcept>
-#include <string>
 #include <tuple>
 
 #include "base/json_writer.h"
 #include "base/shown_text.h"
-#include "report/model.h"
 #include "report/table.h"
 #include "report/text.h"
-#include "svcheck/fleet/results.h"
 
 namespace svc::fleet {
 

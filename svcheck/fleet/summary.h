@@ -1,20 +1,123 @@
-// What the results of a fleet come to. Takes memory for different components, machine types and
-// failures, not for machines. Used by one thread.
-#ifndef SVCHECK_FLEET_SUMMARY_H_
-#define SVCHECK_FLEET_SUMMARY_H_
+// A fleet's results on their way out, the readers of results that exist, what they come to, and the
+// pages that show it. A summary takes memory for different components, machine types and failures,
+// not for machines. Used by one thread.
+#pragma once
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "base/files.h"
 #include "report/model.h"
-#include "report/verdict.h"
+#include "report/version.h"
+#include "svcheck/fleet/byte_source.h"
+#include "svcheck/system/paths.h"
 
 namespace svc::fleet {
+
+// Reads results machine by machine.
+class TResultReader {
+ public:
+  struct TMachine {
+    std::string name;
+    std::string lines;  // All of them, with their ends.
+  };
+
+  // Throws TError.
+  explicit TResultReader(const std::string& path);
+  // None at the end, or where the rest is no whole machine. Throws TError for lines that no
+  // fleet wrote.
+  std::optional<TMachine> Next();
+  // Behind the last machine that was read, in bytes from the start.
+  std::uint64_t Position() const noexcept { return position; }
+  // Whether something is left that is no whole machine.
+  bool IsTorn() const noexcept { return torn; }
+
+ private:
+  std::string path;
+  TLineReader lines;
+  std::uint64_t position = 0;
+  bool torn = false;
+};
+
+// Where results go, each machine's lines as soon as they are there: a file is written in place, so
+// that what is done stays when the run is interrupted, and is on stable storage when it is closed.
+class TResultFile {
+ public:
+  // "-" is standard output. Throws TError.
+  explicit TResultFile(std::string path);
+  // Keeps the machines that the file holds and drops what is behind them; hands each to `seen`.
+  // Throws TError.
+  TResultFile(std::string path, const std::function<void(const TResultReader::TMachine&)>& seen);
+  ~TResultFile();
+  TResultFile(const TResultFile&) = delete;
+  TResultFile& operator=(const TResultFile&) = delete;
+
+  // Throws TError when it cannot be written.
+  void Write(std::string_view lines);
+  void Close();
+
+ private:
+  void Open(files::EStart start);
+  [[noreturn]] void Fail(const std::string& reason) const;
+
+  std::string path;
+  std::FILE* file = nullptr;
+};
+
+// Puts the results of shards, given in their order, together as one run would have written them.
+// Throws TError when a shard is not whole.
+void MergeResults(const std::vector<std::string>& shards,
+                  const std::function<void(const TResultReader::TMachine&)>& take);
+
+// The lines that a fleet's results consist of, as FailedAnswer and Answer write them: for each
+// machine one a record, then one that says how its comparison ended. Pure functions.
+
+// Takes the first line, without its end, off the text; none when it is not whole.
+std::optional<std::string_view> TakeLine(std::string_view& text);
+// A text member of a line as it is written there, with its escapes; none when there is none.
+std::optional<std::string_view> MemberOf(std::string_view line, std::string_view name);
+
+// The text members that a line begins with, in their order.
+class TTextMembers {
+ public:
+  explicit TTextMembers(std::string_view line) : rest(line) {}
+  struct TMember {
+    std::string_view name;
+    std::string_view written;  // With its escapes.
+  };
+  // None at the end, or at a member of another kind.
+  std::optional<TMember> Next();
+
+ private:
+  std::string_view rest;  // From the brace or comma before the next one.
+};
+// Whether the line of a record says that it is accepted as it is.
+bool IsWaived(std::string_view record);
+// Whether it is the last line of a machine.
+bool IsLast(std::string_view line);
+// The text that is written so in JSON.
+std::string Unescaped(std::string_view written);
+// The texts of the member "errors" of a last line, as they are written.
+std::vector<std::string_view> ErrorsOf(std::string_view line);
+
+// All of a machine's lines as a report. Throws std::runtime_error when they are none.
+report::TReport ReportOf(std::string_view lines);
+
+// Of a last line. Throws std::runtime_error for a line that no fleet wrote.
+std::string MachineOf(std::string_view line);
+
+// What the results of a fleet come to, and the pages that show it. Takes memory for different
+// components, machine types and failures, not for machines. Used by one thread.
 
 // Records by verdict.
 using TVerdictCounts = std::array<std::uint64_t, report::kVerdicts.size()>;
@@ -116,6 +219,41 @@ void WriteJson(const TSummary& summary, report::IOutput& output);
 // For a person: of long lists the start.
 void WriteTable(const TSummary& summary, report::IOutput& output);
 
-}  // namespace svc::fleet
+// A fleet's report as pages: one a machine, and an index that leads to them. A machine's page is
+// written when its answer is there; its row of the index waits in a file without a name, because
+// machines that failed come first. Memory does not grow with the machines. Used by one thread.
 
-#endif  // SVCHECK_FLEET_SUMMARY_H_
+class TPages {
+ public:
+  // Makes the folder. The catalogue is what the machines are compared with, as far as it is known.
+  // Throws TError.
+  TPages(const std::string& folder, report::TCatalogue catalogue);
+  // All lines of a machine. Throws TError, and std::runtime_error when they are none.
+  void Add(const std::string& machine, std::string_view lines);
+  // Writes the index, and makes it visible. Throws TError.
+  void Finish(const TSummary& summary);
+
+  static constexpr std::size_t kGroups = 4;
+
+ private:
+  struct TClose {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+  };
+  // Rows of the index that wait, one a line.
+  struct TRows {
+    std::unique_ptr<std::FILE, TClose> file;  // None before the first row.
+    std::uint64_t count = 0;
+  };
+
+  static void Keep(std::string_view row, TRows& rows);
+  template <typename TTake>
+  static void TakeBack(const TRows& rows, const TTake& take);
+  void WriteRows(const TSummary& summary);
+
+  std::filesystem::path folder;
+  std::unique_ptr<TOutput> index;
+  report::TReport frame;  // What all pages say of the check.
+  std::array<TRows, kGroups> groups;
+};
+
+}  // namespace svc::fleet

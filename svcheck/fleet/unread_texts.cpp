@@ -1,16 +1,14 @@
 #include "svcheck/fleet/unread_texts.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <map>
 #include <optional>
 
 #include "rules/names.h"
-#include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
-#include "svcheck/fleet/frame.h"
-#include "svcheck/session/instances.h"
+#include "svcheck/fleet/machine_check.h"
+#include "svcheck/session/record_origins.h"
 
 using namespace NQRXHSK20;
 

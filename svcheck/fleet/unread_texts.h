@@ -1,8 +1,7 @@
 // Which texts of an inventory make no difference to its machine's answer: those that neither the
 // query read nor the answer tells. Whoever compares a machine says what was read; whoever has the
 // inventory's text finds there what was not. Used by one thread.
-#ifndef SVCHECK_FLEET_UNREAD_TEXTS_H_
-#define SVCHECK_FLEET_UNREAD_TEXTS_H_
+#pragma once
 
 #include <array>
 #include <boost/shared_ptr.hpp>
@@ -13,7 +12,7 @@
 #include <vector>
 
 #include "host/hskcore/cim.h"
-#include "runtime/hskcore/namespace_watch.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 
 namespace svc::fleet {
 
@@ -67,5 +66,3 @@ std::vector<TUnreadText> FindUnread(std::string_view document, std::string_view 
 bool IsHarmless(std::string_view text) noexcept;
 
 }  // namespace svc::fleet
-
-#endif  // SVCHECK_FLEET_UNREAD_TEXTS_H_

@@ -2,14 +2,10 @@
 
 #include <algorithm>
 #include <deque>
-#include <optional>
-#include <string_view>
 #include <system_error>
 #include <utility>
-#include <vector>
 
-#include "runtime/xmlparser/file_bytes.h"
-#include "svcheck/fleet/frame.h"
+#include "runtime/xmlparser/document_window.h"
 #include "svcheck/system/failure.h"
 
 namespace svc::fleet {

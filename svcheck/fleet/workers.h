@@ -1,7 +1,6 @@
 // The processes that compare the machines of a fleet. A comparison that ends its process costs one
 // machine's answer. Used by one thread.
-#ifndef SVCHECK_FLEET_WORKERS_H_
-#define SVCHECK_FLEET_WORKERS_H_
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -12,7 +11,6 @@
 #include <string_view>
 #include <vector>
 
-#include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/machine_check.h"
 
 namespace svc::fleet {
@@ -142,5 +140,3 @@ inline constexpr const char* kMemoryRanOut =
     "out of memory while this machine was compared; give fewer --jobs";
 
 }  // namespace svc::fleet
-
-#endif  // SVCHECK_FLEET_WORKERS_H_

@@ -17,7 +17,6 @@
 #include "host/hskcore/os_specific.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/fleet/byte_source.h"
-#include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/workers.h"
 #include "svcheck/system/failure.h"
 

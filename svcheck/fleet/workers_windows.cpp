@@ -5,17 +5,13 @@
 #include <array>
 #include <charconv>
 #include <csignal>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include "svcheck/fleet/byte_source.h"
-#include "svcheck/fleet/frame.h"
-#include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/process_windows.h"
 #include "svcheck/fleet/workers.h"
 #include "svcheck/system/failure.h"

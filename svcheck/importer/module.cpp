@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -17,10 +16,9 @@
 #include "host/hskcore/export.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/hskcore/host_setup.h"
-#include "runtime/xmlparser/file_bytes.h"
+#include "runtime/xmlparser/document_window.h"
 #include "svcheck/author/command.h"
 #include "svcheck/importer/appstream.h"
-#include "svcheck/importer/sources.h"
 #include "svcheck/system/failure.h"
 
 namespace fs = std::filesystem;

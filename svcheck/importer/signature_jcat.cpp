@@ -10,8 +10,8 @@ extern "C" {
 #include "base/error.h"
 #include "host/hskcore/exception.h"
 #include "report/text.h"
-#include "runtime/xmlparser/file_bytes.h"
-#include "svcheck/importer/sources.h"
+#include "runtime/xmlparser/document_window.h"
+#include "svcheck/importer/appstream.h"
 
 namespace svc::offers {
 

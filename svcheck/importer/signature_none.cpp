@@ -1,6 +1,6 @@
 // Where there is no library for signature files.
 #include "base/error.h"
-#include "svcheck/importer/sources.h"
+#include "svcheck/importer/appstream.h"
 
 namespace svc::offers {
 

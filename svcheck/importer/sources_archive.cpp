@@ -14,7 +14,7 @@
 #include "base/files.h"
 #include "collect/archive_reader.h"
 #include "runtime/acquire/crypto.h"
-#include "svcheck/importer/sources.h"
+#include "svcheck/importer/appstream.h"
 
 namespace svc::offers {
 

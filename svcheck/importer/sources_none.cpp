@@ -1,6 +1,6 @@
 // Where there is no library for archives: plain metadata alone.
 #include "base/error.h"
-#include "svcheck/importer/sources.h"
+#include "svcheck/importer/appstream.h"
 
 namespace svc::offers {
 

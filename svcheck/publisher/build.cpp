@@ -8,8 +8,8 @@
 #include "base/error.h"
 #include "base/files.h"
 #include "base/module.h"
-#include "runtime/acquire/outcome.h"
-#include "runtime/acquire/staged_file.h"
+#include "runtime/acquire/download_folder.h"
+#include "runtime/acquire/settings.h"
 #include "runtime/hskcore/host_setup.h"
 
 namespace svc::repository {

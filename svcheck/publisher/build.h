@@ -1,7 +1,7 @@
-// Making the manifest of a folder of descriptions: which machines and systems their elements are
-// for, read as a query reads them, and what is published of it. One thread.
-#ifndef SVCHECK_PUBLISHER_BUILD_H_
-#define SVCHECK_PUBLISHER_BUILD_H_
+// The seam between the command line of `svcheck repository` and the module that does its work; and
+// the making of a manifest of a folder of descriptions: which machines and systems their elements
+// are for, read as a query reads them, and what is published of it. One thread.
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -135,6 +135,30 @@ bool IsTypedBlindly();
 // The data folder that belongs to this library, in the build tree as where it is installed.
 std::string InstalledDataFolder();
 
-}  // namespace svc::repository
+// The seam between the command line of "svcheck repository" and the module that does its work.
 
-#endif  // SVCHECK_PUBLISHER_BUILD_H_
+enum class EAction { kNone, kKeygen, kBuild, kSign, kVerify };
+
+// What the command line says.
+struct TCommand {
+  EAction action = EAction::kNone;
+  std::string folder;
+  std::string dataFolder;  // Empty: the installed one.
+  std::optional<std::uint64_t> serial;
+  std::string expires;  // Empty: so many days from now.
+  int days = 180;
+  std::string publicKeyFile;
+  std::string secretKeyFile;
+  std::string comment;
+  bool allowUnsigned = false;
+  bool noPassword = false;
+  bool isQuiet = false;  // Nothing is told on standard error but what went wrong.
+};
+
+inline constexpr const char* kModule = "svcheck-repository";
+inline constexpr const char* kModuleFunction = "SvcRepository";
+
+// Does it, tells a failure on standard error and returns the program's exit status.
+using TModuleFunction = int (*)(const TCommand& command) noexcept;
+
+}  // namespace svc::repository

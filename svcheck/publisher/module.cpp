@@ -9,9 +9,8 @@
 #include "base/shown_text.h"
 #include "host/hskcore/export.h"
 #include "runtime/acquire/manifest.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 #include "svcheck/publisher/build.h"
-#include "svcheck/publisher/command.h"
 #include "svcheck/publisher/secret_key.h"
 #include "svcheck/system/failure.h"
 

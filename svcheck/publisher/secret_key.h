@@ -1,6 +1,5 @@
 // The publisher's key pair, in the form of minisign, and signing with it.
-#ifndef SVCHECK_PUBLISHER_SECRET_KEY_H_
-#define SVCHECK_PUBLISHER_SECRET_KEY_H_
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -77,5 +76,3 @@ std::string Scrypt(std::string_view password, std::string_view salt, const TScry
                    std::size_t size);
 
 }  // namespace svc::repository
-
-#endif  // SVCHECK_PUBLISHER_SECRET_KEY_H_

@@ -19,8 +19,8 @@
 #include "rules/version_items.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/name_table.h"
-#include "svcheck/session/instances.h"
 #include "svcheck/session/query_session.h"
+#include "svcheck/session/record_origins.h"
 
 using namespace NQRXHSK20;
 using svc::report::EPassedOver;

@@ -1,11 +1,9 @@
 // What a query says while it runs, read for what became of it. The query tells its end only by what
 // it logs and prints, so the texts here are the plug-in's own.
-#ifndef SVCHECK_SESSION_OUTCOME_H_
-#define SVCHECK_SESSION_OUTCOME_H_
+#pragma once
 
 #include <atomic>
 #include <boost/shared_ptr.hpp>
-#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -91,5 +89,3 @@ void NameNumberProperty(report::TReport& report);
 std::string FailureLine(const report::TReport& report);
 
 }  // namespace svc
-
-#endif  // SVCHECK_SESSION_OUTCOME_H_

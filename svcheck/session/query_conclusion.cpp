@@ -15,7 +15,6 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/session/catalogue.h"
-#include "svcheck/session/instances.h"
 #include "svcheck/session/query_session.h"
 #include "svcheck/session/record_origins.h"
 #include "svcheck/session/spool.h"

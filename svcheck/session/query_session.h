@@ -2,8 +2,7 @@
 // through. A query needs much that is the process's (logger, plug-in, provider of namespaces,
 // standard output, current folder, observer of downloads): whatever a session sets of these is as
 // it was before once the query has ended, however it ended. Used by one thread; one at a time.
-#ifndef SVCHECK_SESSION_QUERY_SESSION_H_
-#define SVCHECK_SESSION_QUERY_SESSION_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
@@ -18,9 +17,9 @@
 #include "host/plugin.nsp/plugin_manager.h"
 #include "report/records.h"
 #include "runtime/acquire/settings.h"
+#include "runtime/hskcore/cim_state.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/logging.h"
-#include "runtime/hskcore/namespace_watch.h"
-#include "runtime/hskcore/shared_state.h"
 #include "svcheck/session/outcome.h"
 #include "svcheck/session/record_origins.h"
 #include "svcheck/session/request.h"
@@ -184,5 +183,3 @@ struct TCompared {
 report::TCoverage CoverageOf(const TCompared& compared);
 
 }  // namespace svc
-
-#endif  // SVCHECK_SESSION_QUERY_SESSION_H_

@@ -7,15 +7,12 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
-#include <optional>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "base/error.h"
 #include "base/files.h"
-#include "report/json.h"
+#include "report/records.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 

@@ -1,6 +1,5 @@
 // The options and the way out that every verb that shows a report has.
-#ifndef SVCHECK_SESSION_REPORT_FILES_H_
-#define SVCHECK_SESSION_REPORT_FILES_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -12,7 +11,7 @@
 #include "report/selection.h"
 #include "report/waivers.h"
 #include "svcheck/cli/command_line.h"
-#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
 
 namespace svc {
 
@@ -81,5 +80,3 @@ void UseWaivers(const std::string& file, const std::vector<report::TWaiver>& wai
                 report::TReport& report);
 
 }  // namespace svc
-
-#endif  // SVCHECK_SESSION_REPORT_FILES_H_

@@ -9,7 +9,6 @@
 #include "rules/names.h"
 #include "runtime/acquire/settings.h"
 #include "runtime/hskcore/host_setup.h"
-#include "svcheck/cli/command_line.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"

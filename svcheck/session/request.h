@@ -1,7 +1,6 @@
 // What a verb asks the plug-in: from the options that all of them have to a request, with this
 // machine's inventory where no file is named. Used by one thread.
-#ifndef SVCHECK_SESSION_REQUEST_H_
-#define SVCHECK_SESSION_REQUEST_H_
+#pragma once
 
 #include <filesystem>
 #include <string>
@@ -102,5 +101,3 @@ void CompleteInventory(TQueryRequest& request, const std::string& root,
                        std::vector<std::string>& notes);
 
 }  // namespace svc
-
-#endif  // SVCHECK_SESSION_REQUEST_H_

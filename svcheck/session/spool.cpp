@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "rules/names.h"
-#include "svcheck/session/instances.h"
+#include "svcheck/session/record_origins.h"
 #include "svcheck/system/failure.h"
 #include "svcheck/system/process.h"
 

@@ -1,8 +1,7 @@
 // What a query leaves, put aside while it runs and read again behind it: its records as they are
 // committed, and what is to be told of it. Their number and the sum of their texts may be out of
 // all proportion to what they were made of. Used by one thread.
-#ifndef SVCHECK_SESSION_SPOOL_H_
-#define SVCHECK_SESSION_SPOOL_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
@@ -17,7 +16,7 @@
 
 #include "host/hskcore/cim.h"
 #include "report/records.h"
-#include "runtime/hskcore/namespace_watch.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 
 namespace svc {
 
@@ -126,5 +125,3 @@ class TTextSpool {
 };
 
 }  // namespace svc
-
-#endif  // SVCHECK_SESSION_SPOOL_H_

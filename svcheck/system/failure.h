@@ -1,9 +1,7 @@
 // How a verb fails: one line for a person and an exit status for programs.
-#ifndef SVCHECK_SYSTEM_FAILURE_H_
-#define SVCHECK_SYSTEM_FAILURE_H_
+#pragma once
 
 #include <exception>
-#include <initializer_list>
 #include <new>
 #include <string>
 
@@ -77,5 +75,3 @@ void BeQuiet() noexcept;
 bool IsQuiet() noexcept;
 
 }  // namespace svc
-
-#endif  // SVCHECK_SYSTEM_FAILURE_H_

@@ -1,4 +1,4 @@
-#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
 
 #include <atomic>
 #include <cerrno>
@@ -10,7 +10,6 @@
 #include "base/files.h"
 #include "base/shown_text.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/paths.h"
 #include "svcheck/system/process.h"
 
 namespace svc {

@@ -1,11 +1,15 @@
-// Where the program's own files lie. May be called from any thread.
-#ifndef SVCHECK_SYSTEM_PATHS_H_
-#define SVCHECK_SYSTEM_PATHS_H_
+// Where the program's own files lie, and where a verb's result goes. May be called from any thread;
+// an output is used by one.
+#pragma once
 
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "report/model.h"
 
 namespace svc {
 
@@ -45,4 +49,29 @@ std::vector<std::filesystem::path> FilesBelow(const std::filesystem::path& folde
 
 }  // namespace svc::fleet
 
-#endif  // SVCHECK_SYSTEM_PATHS_H_
+namespace svc {
+
+// Where a verb's result goes: standard output, or a file that is there whole or not at all. Used by
+// one thread.
+
+class TOutput : public report::IOutput {
+ public:
+  ~TOutput() override = default;
+  // Throws TError when it cannot be written.
+  void Write(std::string_view text) override = 0;
+  // Makes the result visible. Throws TError when any of it was lost. Without a call of it a file
+  // is left as it was.
+  virtual void Commit() = 0;
+};
+
+// "-" is standard output. A file is written beside its place and renamed by Commit, on stable
+// storage; a link to it is followed where it belongs to root or the user, another's is replaced.
+// What is no regular file (a pipe, a device) is written in place. Throws TError when it cannot be
+// made.
+std::unique_ptr<TOutput> OpenOutput(const std::string& path);
+
+// Hands to the system what the process wrote to standard output. Throws TError when any of it was
+// lost.
+void FlushStandardOutput();
+
+}  // namespace svc

@@ -1,7 +1,5 @@
 #include <io.h>
 #include <windows.h>
-#include <memory>
-#include <string_view>
 #include <system_error>
 
 #include "rules/system_codes.h"

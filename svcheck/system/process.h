@@ -1,7 +1,6 @@
 // The running process: its standard streams, its limits, its environment, its temporary files, and
 // its end when somebody interrupts it.
-#ifndef SVCHECK_SYSTEM_PROCESS_H_
-#define SVCHECK_SYSTEM_PROCESS_H_
+#pragma once
 
 #include <algorithm>
 #include <array>
@@ -136,5 +135,3 @@ void EndPoliteStop() noexcept;
 bool StopRequested() noexcept;
 
 }  // namespace svc
-
-#endif  // SVCHECK_SYSTEM_PROCESS_H_

@@ -17,7 +17,7 @@
 #include "svcheck/author/command.h"
 #include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
-#include "svcheck/session/download.h"
+#include "svcheck/session/catalogue.h"
 #include "svcheck/session/report_files.h"
 #include "svcheck/session/request.h"
 #include "svcheck/system/failure.h"

@@ -8,9 +8,8 @@
 #include "report/table.h"
 #include "report/text.h"
 #include "svcheck/cli/command_line.h"
-#include "svcheck/cli/settings.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
 
 namespace svc {
 

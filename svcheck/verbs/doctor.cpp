@@ -11,7 +11,6 @@
 #include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/output.h"
 #include "svcheck/system/paths.h"
 #include "svcheck/verbs/doctor_findings.h"
 

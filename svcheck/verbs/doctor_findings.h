@@ -1,7 +1,6 @@
 // What `svcheck doctor` looked at, and what it found. Each function looks at one thing, changes
 // nothing that lasts, and throws nothing but std::bad_alloc.
-#ifndef SVCHECK_VERBS_DOCTOR_FINDINGS_H_
-#define SVCHECK_VERBS_DOCTOR_FINDINGS_H_
+#pragma once
 
 #include <filesystem>
 #include <string>
@@ -43,5 +42,3 @@ std::vector<TFinding> ExamineInventory();
 std::vector<TFinding> ExamineComparison(const TQueryOptions& options, const std::string& catalogue);
 
 }  // namespace svc
-
-#endif  // SVCHECK_VERBS_DOCTOR_FINDINGS_H_

@@ -1,6 +1,5 @@
 // What a query did: taken down while it runs, and told in words. Used by the thread of the query.
-#ifndef SVCHECK_VERBS_EXPLANATION_H_
-#define SVCHECK_VERBS_EXPLANATION_H_
+#pragma once
 
 #include <array>
 #include <boost/shared_ptr.hpp>
@@ -16,7 +15,7 @@
 #include "host/hskcore/root_object.h"
 #include "report/model.h"
 #include "report/records.h"
-#include "runtime/hskcore/namespace_watch.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/session/spool.h"
 
 namespace svc {
@@ -224,5 +223,3 @@ void WriteExplanation(const TExplained& explained, report::IOutput& output);
 void WriteExplanationJson(const TExplained& explained, report::IOutput& output);
 
 }  // namespace svc
-
-#endif  // SVCHECK_VERBS_EXPLANATION_H_

@@ -6,10 +6,10 @@
 
 #include "base/json_writer.h"
 #include "base/shown_text.h"
-#include "report/json.h"
+#include "report/records.h"
 #include "report/text.h"
 #include "rules/names.h"
-#include "svcheck/session/instances.h"
+#include "svcheck/session/record_origins.h"
 #include "svcheck/verbs/explanation.h"
 
 namespace svc {

@@ -4,10 +4,9 @@
 
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/command_line.h"
-#include "svcheck/cli/help.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
 
 namespace svc {
 

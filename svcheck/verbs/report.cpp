@@ -2,13 +2,13 @@
 // what changed from one to another.
 #include <algorithm>
 
-#include "report/diff.h"
+#include "report/selection.h"
 #include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
 #include "svcheck/session/outcome.h"
 #include "svcheck/session/report_files.h"
 #include "svcheck/system/failure.h"
-#include "svcheck/system/output.h"
+#include "svcheck/system/paths.h"
 
 namespace svc {
 namespace {

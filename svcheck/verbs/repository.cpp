@@ -7,7 +7,7 @@
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/cli/command_line.h"
 #include "svcheck/cli/verb_description.h"
-#include "svcheck/publisher/command.h"
+#include "svcheck/publisher/build.h"
 #include "svcheck/system/failure.h"
 
 namespace svc {

@@ -1,6 +1,5 @@
 // A folder of one test, with files, links and other users' things in it.
-#ifndef TESTS_BASE_MADE_FOLDER_H_
-#define TESTS_BASE_MADE_FOLDER_H_
+#pragma once
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -74,5 +73,3 @@ class TMadeFolder : public ::testing::Test {
 };
 
 }  // namespace svc::files
-
-#endif  // TESTS_BASE_MADE_FOLDER_H_

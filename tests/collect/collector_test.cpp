@@ -17,7 +17,6 @@
 
 #include "collect/collector.h"
 #include "collect/linux/linux_collector.h"
-#include "collect/linux/tree.h"
 #include "made_tree.h"
 
 namespace fs = std::filesystem;

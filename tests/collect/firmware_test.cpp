@@ -3,8 +3,8 @@
 
 #include <cerrno>
 
+#include "collect/firmware_device.h"
 #include "collect/linux/linux_collector.h"
-#include "collect/platform_firmware.h"
 #include "made_tree.h"
 
 namespace svc::collect {

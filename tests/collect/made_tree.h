@@ -1,6 +1,5 @@
 // A system tree made for one test, and the inventory read from it. One thread.
-#ifndef TESTS_COLLECT_MADE_TREE_H_
-#define TESTS_COLLECT_MADE_TREE_H_
+#pragma once
 
 #include <filesystem>
 #include <functional>
@@ -65,5 +64,3 @@ std::string SmbiosStructure(unsigned type, std::string_view formatted,
                             const std::vector<std::string>& strings);
 
 }  // namespace svc::collect
-
-#endif  // TESTS_COLLECT_MADE_TREE_H_

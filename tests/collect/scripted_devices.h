@@ -1,7 +1,6 @@
 // Devices that answer the collector as a test says: calls of the kernel that only real ones would
 // answer end here. A request that a device would not take is refused as the kernel refuses it.
-#ifndef TESTS_COLLECT_SCRIPTED_DEVICES_H_
-#define TESTS_COLLECT_SCRIPTED_DEVICES_H_
+#pragma once
 
 #include <optional>
 #include <string>
@@ -40,5 +39,3 @@ void SetScript(const TScript& script);
 void EndScript();
 
 }  // namespace svc::collect
-
-#endif  // TESTS_COLLECT_SCRIPTED_DEVICES_H_

@@ -172,7 +172,7 @@ class Lists(unittest.TestCase):
     def test_classes_of_an_inventory_are_those_that_need_no_declaration(self):
         named = [(row[0].strip("`"), re.findall(r"`(\w+)`(?: \((\w+)\))?", row[1]))
                  for row in table("inventory-format.md", "class", "properties", "says")]
-        source = read(SOURCE / "runtime" / "hskcore" / "schema_helper.cpp")
+        source = read(SOURCE / "runtime" / "hskcore" / "host_setup.cpp")
         built_in = source.split("kBuiltinClasses = {{")[1].split("}};")[0]
         kinds = {"": "", "kUint16": "uint16", "kString, true": "array"}
         declared = [(name, [(title, kinds[kind]) for title, kind in

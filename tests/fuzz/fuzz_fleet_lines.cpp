@@ -1,8 +1,8 @@
 // The machines of a fleet, one a line.
 #include <algorithm>
 
-#include "svcheck/fleet/frame.h"
 #include "svcheck/fleet/inputs.h"
+#include "svcheck/fleet/machine_check.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fleet;

@@ -7,7 +7,7 @@
 #include "base/error.h"
 #include "base/shown_text.h"
 #include "collect/cim_xml.h"
-#include "collect/client_devices.h"
+#include "collect/firmware_device.h"
 #include "host/hskcore/value.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "tests/fuzz/fuzz_support.h"

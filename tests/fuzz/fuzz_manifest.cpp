@@ -1,6 +1,6 @@
 // Manifests of repositories: a text from outside is taken or refused, and what is taken is safe.
 #include "runtime/acquire/manifest.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

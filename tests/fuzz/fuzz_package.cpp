@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "svcheck/author/driver_source.h"
+#include "svcheck/author/update.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

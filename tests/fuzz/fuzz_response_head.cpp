@@ -7,7 +7,7 @@
 
 #include "base/shown_text.h"
 #include "runtime/acquire/address.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 #include "runtime/acquire/transport.h"
 #include "tests/fuzz/fuzz_support.h"
 

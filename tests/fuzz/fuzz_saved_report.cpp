@@ -1,8 +1,8 @@
 // Saved reports, as they are read to be shown again or compared with another.
 #include "base/error.h"
-#include "report/diff.h"
-#include "report/json.h"
 #include "report/model.h"
+#include "report/records.h"
+#include "report/selection.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::report;

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "svcheck/cli/settings.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/system/failure.h"
 #include "tests/fuzz/fuzz_support.h"
 

@@ -1,7 +1,7 @@
 // Signatures of manifests and public keys: a text from outside is taken or refused, and nothing
 // that is made up verifies.
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

@@ -1,6 +1,6 @@
 // A machine's SMBIOS table.
 #include "collect/cim_xml.h"
-#include "collect/platform_firmware.h"
+#include "collect/firmware_device.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::collect;

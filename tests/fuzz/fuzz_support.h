@@ -1,6 +1,5 @@
 // What the fuzz targets share.
-#ifndef TESTS_FUZZ_FUZZ_SUPPORT_H_
-#define TESTS_FUZZ_FUZZ_SUPPORT_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
@@ -55,5 +54,3 @@ std::size_t ReadAll(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& source,
                     const std::string& className, const std::vector<std::string>& names);
 
 }  // namespace svc::fuzz
-
-#endif  // TESTS_FUZZ_FUZZ_SUPPORT_H_

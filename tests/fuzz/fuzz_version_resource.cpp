@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "report/text.h"
-#include "svcheck/author/driver_source.h"
+#include "svcheck/author/update.h"
 #include "tests/fuzz/fuzz_support.h"
 
 using namespace svc::fuzz;

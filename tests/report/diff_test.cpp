@@ -1,4 +1,4 @@
-#include "report/diff.h"
+#include "report/selection.h"
 
 #include <gtest/gtest.h>
 

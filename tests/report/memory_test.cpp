@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-#include "report/diff.h"
+#include "report/selection.h"
 #include "sample_report.h"
 
 namespace {

@@ -1,6 +1,5 @@
 // A report with a record of each verdict, and a renderer into a string.
-#ifndef TESTS_REPORT_SAMPLE_REPORT_H_
-#define TESTS_REPORT_SAMPLE_REPORT_H_
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -51,5 +50,3 @@ inline std::string Rendered(std::string_view format, const TReport& report,
 }
 
 }  // namespace svc::report
-
-#endif  // TESTS_REPORT_SAMPLE_REPORT_H_

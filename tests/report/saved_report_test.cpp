@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "base/error.h"
-#include "report/json.h"
+#include "report/records.h"
 #include "sample_report.h"
 
 namespace svc::report {

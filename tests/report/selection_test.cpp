@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "base/error.h"
-#include "report/json.h"
 #include "report/records.h"
 #include "sample_report.h"
 

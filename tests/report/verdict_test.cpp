@@ -1,4 +1,4 @@
-#include "report/verdict.h"
+#include "report/version.h"
 
 #include <gtest/gtest.h>
 

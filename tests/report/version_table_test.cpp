@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "report/verdict.h"
+#include "report/version.h"
 
 namespace svc::report {
 namespace {

@@ -1,6 +1,5 @@
 // Whole queries on the open host: the real plug-in, the sample server, its catalogue.
-#ifndef TESTS_SOAK_QUERIES_H_
-#define TESTS_SOAK_QUERIES_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <filesystem>
@@ -30,5 +29,3 @@ class TQueries {
 };
 
 }  // namespace svc::test
-
-#endif  // TESTS_SOAK_QUERIES_H_

@@ -1,6 +1,5 @@
 // A POSIX access list that lets one more user or group do what the mode does not. Any thread.
-#ifndef TESTS_SUPPORT_ACCESS_LIST_H_
-#define TESTS_SUPPORT_ACCESS_LIST_H_
+#pragma once
 
 #include <linux/posix_acl.h>
 #include <linux/posix_acl_xattr.h>
@@ -34,5 +33,3 @@ inline bool SetAccessList(const std::filesystem::path& file, unsigned short tag,
 }
 
 }  // namespace svc
-
-#endif  // TESTS_SUPPORT_ACCESS_LIST_H_

@@ -2,8 +2,7 @@
 //
 // Every call of the host's interfaces is noted as a line of text, "GetClass QRXSG_SVResult {}", in
 // the order of the calls. A call may be scripted to fail by its text or by its number.
-#ifndef TESTS_SUPPORT_CALL_SCRIPT_H_
-#define TESTS_SUPPORT_CALL_SCRIPT_H_
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -73,5 +72,3 @@ std::string ContextText(const NQRXHSK20::CIMContext& context);
 std::string PluginContextText();
 
 }  // namespace svc::test
-
-#endif  // TESTS_SUPPORT_CALL_SCRIPT_H_

@@ -1,6 +1,5 @@
 // Names the cases of a parameterised test by their field `name`.
-#ifndef TESTS_SUPPORT_CASE_NAME_H_
-#define TESTS_SUPPORT_CASE_NAME_H_
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -16,5 +15,3 @@ struct TCaseName {
 };
 
 }  // namespace svc::test
-
-#endif  // TESTS_SUPPORT_CASE_NAME_H_

@@ -1,6 +1,5 @@
 // Composes the log that an operation is to write.
-#ifndef TESTS_SUPPORT_EXPECTED_LOG_H_
-#define TESTS_SUPPORT_EXPECTED_LOG_H_
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -60,5 +59,3 @@ class TExpectedLog {
 };
 
 }  // namespace svc::test
-
-#endif  // TESTS_SUPPORT_EXPECTED_LOG_H_

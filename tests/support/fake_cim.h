@@ -1,7 +1,6 @@
 // The host's object model in memory, filled by a test. Objects note their calls in a TCallScript,
 // which outlives them. Names compare as they are written.
-#ifndef TESTS_SUPPORT_FAKE_CIM_H_
-#define TESTS_SUPPORT_FAKE_CIM_H_
+#pragma once
 
 #include <boost/enable_shared_from_this.hpp>
 #include <boost/shared_ptr.hpp>
@@ -89,5 +88,3 @@ class TFakeNamespace : public NQRXHSK20::ICIMNamespace {
 };
 
 }  // namespace svc::test
-
-#endif  // TESTS_SUPPORT_FAKE_CIM_H_

@@ -5,8 +5,7 @@
 // library's places. The parser, the plug-in manager's and the acquisition library are replaced when
 // a test is linked (fake_xmlparser.cpp, fake_plugin_manager.cpp, fake_acquire.cpp) and are driven
 // by what stands here. One host at a time; used from one thread.
-#ifndef TESTS_SUPPORT_FAKE_HOST_H_
-#define TESTS_SUPPORT_FAKE_HOST_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <boost/weak_ptr.hpp>
@@ -86,5 +85,3 @@ class TFakeHost {
 };
 
 }  // namespace svc::test
-
-#endif  // TESTS_SUPPORT_FAKE_HOST_H_

@@ -1,8 +1,7 @@
 // A server in memory and a time of its own, so that what happens between a program and the network
 // is tested without either: scripted answers, cut and slow transfers, lies about lengths. Records
 // every request.
-#ifndef TESTS_SUPPORT_FAKE_TRANSPORT_H_
-#define TESTS_SUPPORT_FAKE_TRANSPORT_H_
+#pragma once
 
 #include <cstdint>
 #include <deque>
@@ -87,5 +86,3 @@ class TFakeTransport : public ITransport {
 };
 
 }  // namespace svc::acquire
-
-#endif  // TESTS_SUPPORT_FAKE_TRANSPORT_H_

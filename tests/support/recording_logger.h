@@ -1,6 +1,5 @@
 // A host logger that keeps its entries for a test.
-#ifndef TESTS_SUPPORT_RECORDING_LOGGER_H_
-#define TESTS_SUPPORT_RECORDING_LOGGER_H_
+#pragma once
 
 #include <functional>
 #include <ostream>
@@ -55,5 +54,3 @@ class TRecordingLogger : public NQRXHSK20::ILogger {
 };
 
 }  // namespace svc::test
-
-#endif  // TESTS_SUPPORT_RECORDING_LOGGER_H_

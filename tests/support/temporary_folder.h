@@ -1,7 +1,6 @@
 // A folder that lives as long as a test; it is the current directory and the root of drive letters
 // meanwhile.
-#ifndef TESTS_SUPPORT_TEMPORARY_FOLDER_H_
-#define TESTS_SUPPORT_TEMPORARY_FOLDER_H_
+#pragma once
 
 #include <cstdlib>
 #include <filesystem>
@@ -44,5 +43,3 @@ class TTemporaryFolder {
 };
 
 }  // namespace svc::test
-
-#endif  // TESTS_SUPPORT_TEMPORARY_FOLDER_H_

@@ -3,7 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "svcheck/cli/help.h"
+#include "svcheck/cli/command_line.h"
 
 namespace svc {
 namespace {

@@ -6,7 +6,7 @@
 #include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/fleet/unread_texts.h"
-#include "svcheck/session/instances.h"
+#include "svcheck/session/record_origins.h"
 
 namespace svc::fleet {
 namespace {

@@ -1,5 +1,5 @@
 // The index of a fleet's pages: which groups of machines it has, and what stands below each.
-#include "svcheck/fleet/pages.h"
+#include "svcheck/fleet/summary.h"
 
 #include <gtest/gtest.h>
 

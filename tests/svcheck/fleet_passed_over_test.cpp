@@ -1,12 +1,12 @@
 // Which update elements need not be seen for the next machine of a kind.
-#include "svcheck/fleet/passed_over.h"
+#include "svcheck/fleet/machine_check.h"
 
 #include <gtest/gtest.h>
 
 #include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/namespace_writer.h"
-#include "svcheck/session/instances.h"
+#include "svcheck/session/record_origins.h"
 
 namespace svc::fleet {
 namespace {

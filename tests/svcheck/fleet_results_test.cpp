@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "svcheck/fleet/machine_check.h"
-#include "svcheck/fleet/results.h"
 #include "svcheck/fleet/summary.h"
 #include "svcheck/system/failure.h"
 #include "tests/support/temporary_folder.h"

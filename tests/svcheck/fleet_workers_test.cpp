@@ -7,8 +7,8 @@
 #include <set>
 #include <stdexcept>
 
-#include "svcheck/fleet/frame.h"
-#include "svcheck/fleet/results.h"
+#include "svcheck/fleet/machine_check.h"
+#include "svcheck/fleet/summary.h"
 #include "svcheck/fleet/workers.h"
 
 namespace svc::fleet {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "svcheck/cli/settings.h"
+#include "svcheck/cli/command_line.h"
 #include "svcheck/system/failure.h"
 #include "tests/support/temporary_folder.h"
 

@@ -3,8 +3,8 @@
 // ethtool and devlink.
 #include <iostream>
 
+#include "collect/firmware_device.h"
 #include "collect/linux/linux_collector.h"
-#include "collect/platform_firmware.h"
 
 int main() {
   std::string problem;

@@ -1,6 +1,5 @@
 // The plug-in's library, loaded by the system's loader into a host of its own.
-#ifndef TESTS_WINDOWS_PLUGIN_LIBRARY_H_
-#define TESTS_WINDOWS_PLUGIN_LIBRARY_H_
+#pragma once
 
 #include <windows.h>
 
@@ -27,5 +26,3 @@ inline NQRXHSK20::TPluginManagerNamespace& InstallNewManager() {
 }
 
 }  // namespace svc::testing
-
-#endif  // TESTS_WINDOWS_PLUGIN_LIBRARY_H_

@@ -1,6 +1,5 @@
 // A Windows machine that answers what was recorded, and what an inventory makes of it.
-#ifndef TESTS_WINDOWS_RECORDED_MACHINE_H_
-#define TESTS_WINDOWS_RECORDED_MACHINE_H_
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -86,5 +85,3 @@ class WindowsInventory : public ::testing::Test {
 };
 
 }  // namespace svc::collect
-
-#endif  // TESTS_WINDOWS_RECORDED_MACHINE_H_

@@ -12,7 +12,6 @@
 #include "host/plugin.nsp/plugin_manager.h"
 #include "host/xmlparser/namespace_populator.h"
 #include "host/xmlparser/xml_parser.h"
-#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"
 #include "rules/system_codes.h"
 

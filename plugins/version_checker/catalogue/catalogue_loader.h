@@ -1,6 +1,5 @@
 // Loading the catalogue into a namespace of its own, and saying why when that fails.
-#ifndef PLUGINS_VERSION_CHECKER_CATALOGUE_CATALOGUE_LOADER_H_
-#define PLUGINS_VERSION_CHECKER_CATALOGUE_CATALOGUE_LOADER_H_
+#pragma once
 
 #include <cstdio>
 #include <string>
@@ -46,5 +45,3 @@ std::FILE* OpenForReading(const std::string& path);
 void RemoveFile(const std::string& path);
 
 }  // namespace svc::checker
-
-#endif  // PLUGINS_VERSION_CHECKER_CATALOGUE_CATALOGUE_LOADER_H_

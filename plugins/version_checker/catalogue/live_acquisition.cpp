@@ -8,12 +8,9 @@
 #include <iterator>
 #include <sstream>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "host/hskcore/os_specific.h"
 #include "plugins/version_checker/catalogue/catalogue_loader.h"
-#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"
 #include "rules/system_codes.h"

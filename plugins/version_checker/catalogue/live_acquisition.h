@@ -1,11 +1,9 @@
 // Downloading the catalogue for this machine and operating system.
-#ifndef PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_
-#define PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_
+#pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "host/acquire/download_manager.h"
 #include "host/plugin.nsp/plugin_callbacks.h"
@@ -90,5 +88,3 @@ class TLiveAcquisition {
 std::optional<KPLAcquistion::HTTPProxyInfo> ParseProxy(const std::string& text);
 
 }  // namespace svc::checker
-
-#endif  // PLUGINS_VERSION_CHECKER_CATALOGUE_LIVE_ACQUISITION_H_

@@ -11,8 +11,8 @@
 
 #include "host/hskcore/root_object.h"
 #include "plugins/version_checker/drivers/driver_operations.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
 #include "plugins/version_checker/inventory/properties.h"
-#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/driver_list.h"
 #include "rules/log_texts.h"
 #include "rules/names.h"

@@ -1,6 +1,5 @@
 // Drivers, installed and offered, and the driver half of a query.
-#ifndef PLUGINS_VERSION_CHECKER_DRIVERS_DRIVER_OPERATIONS_H_
-#define PLUGINS_VERSION_CHECKER_DRIVERS_DRIVER_OPERATIONS_H_
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -52,5 +51,3 @@ inline constexpr std::string_view kOfferedMarker = "NaN";
 std::string_view FileNameOfPath(std::string_view pathText);
 
 }  // namespace svc::checker
-
-#endif  // PLUGINS_VERSION_CHECKER_DRIVERS_DRIVER_OPERATIONS_H_

@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "host/hskcore/root_object.h"
-#include "plugins/version_checker/firmware/firmware_run.h"
+#include "plugins/version_checker/firmware/firmware_operations.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
 #include "plugins/version_checker/inventory/properties.h"
-#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/folded_text.h"
 #include "rules/log_texts.h"
 #include "rules/version_items.h"

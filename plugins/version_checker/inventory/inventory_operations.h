@@ -1,18 +1,33 @@
-// What the other folders ask of inventories and catalogues, both of which are namespaces of CIM
-// instances: properties as text, the machine's operating system, which update elements apply, and
-// the delivery of records.
-#ifndef PLUGINS_VERSION_CHECKER_INVENTORY_INVENTORY_OPERATIONS_H_
-#define PLUGINS_VERSION_CHECKER_INVENTORY_INVENTORY_OPERATIONS_H_
+// What the halves of a query share: reading the inventory, delivering records, and what is said
+// beside these, to the host's log and to the person who runs the host. On the thread of the query.
+#pragma once
 
 #include <boost/shared_ptr.hpp>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/hskcore/cim.h"
+#include "host/hskcore/root_object.h"
 #include "host/hskcore/shared_text.h"
 
 namespace svc::checker {
+
+// Each writes one log entry of the level in its name.
+void LogError(std::string_view message);
+void LogWarning(std::string_view message);
+void LogProgress(std::string_view message);
+void LogTrace(std::string_view message);
+// One entry made of pieces, which are joined only when the entry is kept.
+void LogJoined(int level, std::initializer_list<std::string_view> pieces);
+
+// Writes an end of line, the text and an end of line to standard output.
+void PrintMessage(std::string_view text);
+
+// What the other folders ask of inventories and catalogues, both of which are namespaces of CIM
+// instances: properties as text, the machine's operating system, which update elements apply, and
+// the delivery of records.
 
 using TInstanceHandle = boost::shared_ptr<NQRXHSK20::ICIMInstance>;
 using TInstanceList = std::vector<TInstanceHandle>;
@@ -51,5 +66,3 @@ class TInventoryOperations {
 };
 
 }  // namespace svc::checker
-
-#endif  // PLUGINS_VERSION_CHECKER_INVENTORY_INVENTORY_OPERATIONS_H_

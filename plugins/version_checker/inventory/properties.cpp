@@ -2,12 +2,9 @@
 #include "plugins/version_checker/inventory/properties.h"
 
 #include <boost/make_shared.hpp>
-#include <string>
-#include <utility>
 
 #include "host/hskcore/root_object.h"
 #include "host/hskcore/schema_helper.h"
-#include "plugins/version_checker/inventory/reporting.h"
 #include "rules/log_texts.h"
 
 using namespace NQRXHSK20;

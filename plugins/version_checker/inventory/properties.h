@@ -1,7 +1,6 @@
 // Finding classes and their instances, and reading the properties of many instances without a copy
 // for each.
-#ifndef PLUGINS_VERSION_CHECKER_INVENTORY_PROPERTIES_H_
-#define PLUGINS_VERSION_CHECKER_INVENTORY_PROPERTIES_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
@@ -85,5 +84,3 @@ class TKnownTexts {
 };
 
 }  // namespace svc::checker
-
-#endif  // PLUGINS_VERSION_CHECKER_INVENTORY_PROPERTIES_H_

@@ -3,8 +3,7 @@
 // The operations of a query are declared by the folders that define them; here they come together
 // under the object's name. The headers of those folders and this one are the plug-in's table of
 // contents.
-#ifndef PLUGINS_VERSION_CHECKER_QUERY_SV_PLUGIN_H_
-#define PLUGINS_VERSION_CHECKER_QUERY_SV_PLUGIN_H_
+#pragma once
 
 #include <string>
 
@@ -69,5 +68,3 @@ inline constexpr unsigned long kReasonProcessAttach = 1;
 int ProcessAttach(unsigned long reason);
 
 }  // namespace svc::checker
-
-#endif  // PLUGINS_VERSION_CHECKER_QUERY_SV_PLUGIN_H_

@@ -1,4 +1,4 @@
-#include "plugins/public_firmware/choice.h"
+#include "plugins/public_firmware/public_firmware.h"
 
 #include <gtest/gtest.h>
 

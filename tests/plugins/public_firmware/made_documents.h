@@ -1,7 +1,6 @@
 // CIM-XML as the tests of public firmware write it: the devices of an inventory, the releases of a
 // catalogue. Names and values are written as they are given.
-#ifndef TESTS_PLUGINS_PUBLIC_FIRMWARE_MADE_DOCUMENTS_H_
-#define TESTS_PLUGINS_PUBLIC_FIRMWARE_MADE_DOCUMENTS_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -36,5 +35,3 @@ inline std::string Document(const std::string& objects) {
 }
 
 }  // namespace svc::publicfirmware
-
-#endif  // TESTS_PLUGINS_PUBLIC_FIRMWARE_MADE_DOCUMENTS_H_

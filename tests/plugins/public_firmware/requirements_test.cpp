@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "plugins/public_firmware/choice.h"
+#include "plugins/public_firmware/public_firmware.h"
 
 namespace svc::publicfirmware {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 namespace {

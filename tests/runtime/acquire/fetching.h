@@ -1,6 +1,5 @@
 // One fetcher on a network in memory, with targets that note what they are told.
-#ifndef TESTS_RUNTIME_ACQUIRE_FETCHING_H_
-#define TESTS_RUNTIME_ACQUIRE_FETCHING_H_
+#pragma once
 
 #include <functional>
 #include <optional>
@@ -128,5 +127,3 @@ inline TAnswer Ended(ETransferEnd end) {
 }
 
 }  // namespace svc::acquire
-
-#endif  // TESTS_RUNTIME_ACQUIRE_FETCHING_H_

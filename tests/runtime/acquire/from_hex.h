@@ -1,6 +1,5 @@
 // Bytes of a test's table.
-#ifndef TESTS_RUNTIME_ACQUIRE_FROM_HEX_H_
-#define TESTS_RUNTIME_ACQUIRE_FROM_HEX_H_
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -12,5 +11,3 @@ inline std::string FromHex(std::string_view text) {
     bytes += static_cast<char>(std::stoi(std::string(text.substr(0, 2)), nullptr, 16));
   return bytes;
 }
-
-#endif  // TESTS_RUNTIME_ACQUIRE_FROM_HEX_H_

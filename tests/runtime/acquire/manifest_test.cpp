@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "outside_numbers.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
 namespace {

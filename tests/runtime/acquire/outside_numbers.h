@@ -1,6 +1,5 @@
 // Numbers as others write them, around every bound at which a program may take one for another.
-#ifndef TESTS_RUNTIME_ACQUIRE_OUTSIDE_NUMBERS_H_
-#define TESTS_RUNTIME_ACQUIRE_OUTSIDE_NUMBERS_H_
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -37,5 +36,3 @@ inline constexpr std::array kOutsideNumbers = {
 inline constexpr std::uint64_t kLargestCode = 2147483647;
 
 }  // namespace svc::acquire
-
-#endif  // TESTS_RUNTIME_ACQUIRE_OUTSIDE_NUMBERS_H_

@@ -1,7 +1,6 @@
 // The calls of the C library that decide what a power cut leaves, in their order. The program that
 // holds this is linked so that they come here first.
-#ifndef TESTS_RUNTIME_ACQUIRE_RECORDED_CALLS_H_
-#define TESTS_RUNTIME_ACQUIRE_RECORDED_CALLS_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -15,5 +14,3 @@ std::vector<std::string>& RecordedCalls();
 void FailNextSync(int error);
 
 }  // namespace svc::test
-
-#endif  // TESTS_RUNTIME_ACQUIRE_RECORDED_CALLS_H_

@@ -6,7 +6,7 @@
 
 #include "outside_numbers.h"
 #include "runtime/acquire/crypto.h"
-#include "runtime/acquire/outcome.h"
+#include "runtime/acquire/settings.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::acquire {

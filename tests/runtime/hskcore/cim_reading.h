@@ -1,6 +1,5 @@
 // Reading a namespace the short way.
-#ifndef TESTS_RUNTIME_HSKCORE_CIM_READING_H_
-#define TESTS_RUNTIME_HSKCORE_CIM_READING_H_
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -109,5 +108,3 @@ inline void Add(const TNamespaceHandle& space, const std::string& className,
 }
 
 }  // namespace svc::testing
-
-#endif  // TESTS_RUNTIME_HSKCORE_CIM_READING_H_

@@ -1,6 +1,5 @@
 // Counts what the process allocates with new. Of the thread that counts alone.
-#ifndef TESTS_RUNTIME_HSKCORE_COUNTED_MEMORY_H_
-#define TESTS_RUNTIME_HSKCORE_COUNTED_MEMORY_H_
+#pragma once
 
 #include <cstddef>
 
@@ -17,5 +16,3 @@ void StartCounting();
 TCountedMemory Counted();
 
 }  // namespace svc::testing
-
-#endif  // TESTS_RUNTIME_HSKCORE_COUNTED_MEMORY_H_

@@ -3,7 +3,7 @@
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/value.h"
-#include "runtime/hskcore/value_text.h"
+#include "runtime/hskcore/cell.h"
 
 namespace svc {
 namespace {

@@ -1,6 +1,5 @@
 // A log that can be looked at.
-#ifndef TESTS_RUNTIME_HSKCORE_RECORDING_LOGGER_H_
-#define TESTS_RUNTIME_HSKCORE_RECORDING_LOGGER_H_
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -20,5 +19,3 @@ class TRecordingLogger final : public NQRXHSK20::ILogger {
 };
 
 }  // namespace svc::testing
-
-#endif  // TESTS_RUNTIME_HSKCORE_RECORDING_LOGGER_H_

@@ -3,10 +3,9 @@
 
 #include <thread>
 
+#include "runtime/hskcore/cim_state.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/namespace_watch.h"
 #include "runtime/hskcore/namespace_writer.h"
-#include "runtime/hskcore/shared_state.h"
 #include "tests/runtime/hskcore/cim_reading.h"
 
 namespace svc::testing {

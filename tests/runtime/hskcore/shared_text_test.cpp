@@ -5,7 +5,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include "runtime/hskcore/namespace_watch.h"
+#include "runtime/hskcore/in_memory_namespace.h"
 #include "tests/runtime/hskcore/cim_reading.h"
 
 namespace svc::testing {

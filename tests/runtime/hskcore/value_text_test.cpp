@@ -1,4 +1,4 @@
-#include "runtime/hskcore/value_text.h"
+#include "runtime/hskcore/cell.h"
 
 #include <gtest/gtest.h>
 

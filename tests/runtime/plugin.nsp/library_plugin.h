@@ -1,6 +1,5 @@
 // A plug-in that does nothing but be there.
-#ifndef TESTS_RUNTIME_PLUGIN_NSP_LIBRARY_PLUGIN_H_
-#define TESTS_RUNTIME_PLUGIN_NSP_LIBRARY_PLUGIN_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <string>
@@ -42,5 +41,3 @@ class TQueryPlugin : public TLibraryPlugin, public NQRXHSK20::IPluginAdvancedQue
 };
 
 }  // namespace svc::testing
-
-#endif  // TESTS_RUNTIME_PLUGIN_NSP_LIBRARY_PLUGIN_H_

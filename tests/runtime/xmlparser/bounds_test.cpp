@@ -4,7 +4,7 @@
 #include "base/shown_text.h"
 #include "loading.h"
 #include "runtime/xmlparser/cim_elements.h"
-#include "runtime/xmlparser/tag.h"
+#include "runtime/xmlparser/member_plan.h"
 
 namespace svc::xml {
 namespace {

@@ -8,9 +8,9 @@
 #include "made_documents.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/namespace_writer.h"
-#include "runtime/xmlparser/document_parts.h"
 #include "runtime/xmlparser/document_text.h"
-#include "runtime/xmlparser/file_bytes.h"
+#include "runtime/xmlparser/document_window.h"
+#include "runtime/xmlparser/xml_parser.h"
 #include "runtime/xmlparser/xml_reader.h"
 
 namespace svc::xml {

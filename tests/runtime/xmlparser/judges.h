@@ -1,7 +1,6 @@
 // Who else reads XML: the accept or reject of expat, of the reader alone, and of
 // the two ways to read a file.
-#ifndef TESTS_RUNTIME_XMLPARSER_JUDGES_H_
-#define TESTS_RUNTIME_XMLPARSER_JUDGES_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
@@ -9,7 +8,7 @@
 #include <string_view>
 
 #include "host/hskcore/cim.h"
-#include "runtime/xmlparser/document_parts.h"
+#include "runtime/xmlparser/xml_parser.h"
 
 namespace svc::xml {
 
@@ -41,5 +40,3 @@ std::string AllIn(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& source);
 std::string DifferenceOfStreaming(std::string_view document, const TStreaming& how);
 
 }  // namespace svc::xml
-
-#endif  // TESTS_RUNTIME_XMLPARSER_JUDGES_H_

@@ -1,6 +1,5 @@
 // Documents loaded into a namespace, and what came of it.
-#ifndef TESTS_RUNTIME_XMLPARSER_LOADING_H_
-#define TESTS_RUNTIME_XMLPARSER_LOADING_H_
+#pragma once
 
 #include <boost/shared_ptr.hpp>
 #include <string>
@@ -36,5 +35,3 @@ NQRXHSK20::TCIMValue ValueOf(const boost::shared_ptr<NQRXHSK20::ICIMInstance>& i
 std::string OnlyValue(const TLoaded& loaded);
 
 }  // namespace svc::xml
-
-#endif  // TESTS_RUNTIME_XMLPARSER_LOADING_H_

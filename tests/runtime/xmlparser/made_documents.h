@@ -1,6 +1,5 @@
 // Documents made by chance, the same for the same seed on every machine.
-#ifndef TESTS_RUNTIME_XMLPARSER_MADE_DOCUMENTS_H_
-#define TESTS_RUNTIME_XMLPARSER_MADE_DOCUMENTS_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -29,5 +28,3 @@ std::string MakeRegularDocument(TChance& chance);
 std::string Mutate(std::string document, TChance& chance);
 
 }  // namespace svc::xml
-
-#endif  // TESTS_RUNTIME_XMLPARSER_MADE_DOCUMENTS_H_

@@ -13,7 +13,7 @@
 #include "loading.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/xmlparser/document_text.h"
-#include "runtime/xmlparser/file_bytes.h"
+#include "runtime/xmlparser/document_window.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 
 #include "host/hskcore/exception.h"
 #include "host/xmlparser/xml_parser.h"
+#include "runtime/hskcore/cim_state.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/shared_state.h"
-#include "runtime/xmlparser/shared_documents.h"
+#include "runtime/xmlparser/prepared_documents.h"
 
 namespace {
 

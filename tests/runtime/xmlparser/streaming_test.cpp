@@ -12,13 +12,12 @@
 #include "host/xmlparser/xml_parser.h"
 #include "judges.h"
 #include "made_documents.h"
+#include "runtime/hskcore/cim_state.h"
+#include "runtime/hskcore/host_setup.h"
 #include "runtime/hskcore/in_memory_namespace.h"
-#include "runtime/hskcore/os_platform.h"
-#include "runtime/hskcore/shared_state.h"
 #include "runtime/xmlparser/document_text.h"
 #include "runtime/xmlparser/document_window.h"
 #include "runtime/xmlparser/prepared_documents.h"
-#include "runtime/xmlparser/shared_documents.h"
 
 namespace svc::xml {
 namespace {

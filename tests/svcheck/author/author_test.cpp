@@ -9,8 +9,8 @@
 
 #include "collect/archive_reader.h"
 #include "svcheck/author/catalogue_files.h"
-#include "svcheck/author/driver_source.h"
 #include "svcheck/author/new_element.h"
+#include "svcheck/author/update.h"
 
 namespace svc::catalogue {
 namespace {

@@ -1,4 +1,4 @@
-#include "svcheck/session/download.h"
+#include "svcheck/session/catalogue.h"
 
 #include <gtest/gtest.h>
 

@@ -11,7 +11,7 @@
 
 #include "host/hskcore/root_object.h"
 #include "rules/names.h"
-#include "svcheck/session/instances.h"
+#include "svcheck/session/record_origins.h"
 #include "svcheck/system/failure.h"
 #include "tests/support/recording_logger.h"
 

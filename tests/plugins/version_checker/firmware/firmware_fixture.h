@@ -1,6 +1,5 @@
 // A walk over update elements on the fake host, and the log that it is to write.
-#ifndef TESTS_PLUGINS_VERSION_CHECKER_FIRMWARE_FIRMWARE_FIXTURE_H_
-#define TESTS_PLUGINS_VERSION_CHECKER_FIRMWARE_FIRMWARE_FIXTURE_H_
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -67,5 +66,3 @@ class TWalkLog : public TExpectedLog {
 enum EReported { kSystemBIOS, kDiagnostics, kRWA2, kRWA, kISCP, kH8, kBMC, kBroadcom };
 
 }  // namespace svc::test
-
-#endif  // TESTS_PLUGINS_VERSION_CHECKER_FIRMWARE_FIRMWARE_FIXTURE_H_

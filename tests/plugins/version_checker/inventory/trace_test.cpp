@@ -1,4 +1,4 @@
-#include "plugins/version_checker/inventory/reporting.h"
+#include "plugins/version_checker/inventory/inventory_operations.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

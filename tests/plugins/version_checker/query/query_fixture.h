@@ -1,6 +1,5 @@
 // A whole query on the fake host: a server with some of everything, and a catalogue for it.
-#ifndef TESTS_PLUGINS_VERSION_CHECKER_QUERY_QUERY_FIXTURE_H_
-#define TESTS_PLUGINS_VERSION_CHECKER_QUERY_QUERY_FIXTURE_H_
+#pragma once
 
 #include <string>
 
@@ -36,5 +35,3 @@ void RunQuery(TFakeHost& host, const std::string& svPath = kCatalogueFolder);
 void RunQuery(TFakeHost& host, NQRXHSK20::CIMContext& context);
 
 }  // namespace svc::test
-
-#endif  // TESTS_PLUGINS_VERSION_CHECKER_QUERY_QUERY_FIXTURE_H_

@@ -1,17 +1,19 @@
+#include "runtime/hskcore/host_setup.h"
+
+#include <array>
 #include <atomic>
 #include <boost/assert.hpp>
 #include <boost/make_shared.hpp>
 #include <map>
 #include <mutex>
-#include <string>
-#include <string_view>
+#include <vector>
 
 #include "host/hskcore/exception.h"
-#include "host/hskcore/export.h"
-#include "host/hskcore/root_object.h"
-#include "runtime/hskcore/host_setup.h"
+#include "host/hskcore/os_specific.h"
+#include "host/hskcore/schema_helper.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/logging.h"
+#include "runtime/hskcore/namespace_writer.h"
 
 namespace NQRXHSK20 {
 
@@ -166,3 +168,153 @@ HSKCORE_API void assertion_failed_msg(char const* expression, char const* messag
 }
 
 }  // namespace boost
+
+namespace NQRXHSK20 {
+
+namespace {
+
+// Empty when the instance has none.
+std::string MachineTypeOf(const boost::shared_ptr<ICIMInstance>& system) {
+  try {
+    boost::shared_ptr<ICIMProperty> property;
+    system->GetProperty(property, "MachineType", {});
+    return property->Value({}).ToString(10);
+  } catch (const THSKException& error) {
+    if (error.GetStatusCode() != THSKStatusCode::kNoSuchProperty) {
+      throw;
+    }
+    return {};
+  }
+}
+
+}  // namespace
+
+const char* const TCIMSchemaHelper::kContextName = "Namespace";
+const char* const TCIMSchemaHelper::kPluginNSPName = "plugin.nsp";
+
+std::string TCIMSchemaHelper::GetMachineType(const boost::shared_ptr<ICIMNamespace>& inventory) {
+  boost::shared_ptr<ICIMClass> systemClass;
+  inventory->GetClass(systemClass, "QRXSG_ComputerSystem", {});
+  std::vector<boost::shared_ptr<ICIMInstance>> systems;
+  systemClass->EnumerateInstances(TAddToVectorCallback<ICIMInstance>(systems), true, {});
+  for (const auto& system : systems) {
+    std::string machineType = MachineTypeOf(system);
+    if (!machineType.empty()) {
+      return machineType;
+    }
+  }
+  throw THSKException(
+      "The inventory names no machine type: no instance of \"QRXSG_ComputerSystem\" has a "
+      "\"MachineType\"",
+      THSKStatusCode::kFailed);
+}
+
+}  // namespace NQRXHSK20
+
+namespace svc {
+
+using NQRXHSK20::ECIMType;
+
+namespace {
+
+struct TBuiltinProperty {
+  std::string_view name;
+  ECIMType type = ECIMType::kString;
+  bool isArray = false;
+
+  // A name alone stands for a string.
+  constexpr TBuiltinProperty(const char* name = "", ECIMType type = ECIMType::kString,
+                             bool isArray = false)
+      : name(name), type(type), isArray(isArray) {}
+};
+
+struct TBuiltinClass {
+  std::string_view name;
+  // Ends with the first empty name.
+  std::array<TBuiltinProperty, 9> properties;
+};
+
+constexpr std::array<TBuiltinClass, 13> kBuiltinClasses = {{
+    {"QRXSG_ComputerSystem", {"MachineType", "Manufacturer", "Model", "SerialNumber", "UUID"}},
+    {"QRXSG_OperatingSystem",
+     {"Version", {"OSType", ECIMType::kUint16}, "BuildID", "HardwarePlatform", "Caption"}},
+    {"QRXSG_SystemBIOSElement", {"Name", "Version", "BuildNumber", "Manufacturer", "ReleaseDate"}},
+    {"QRXSG_DiagnosticVPD", {"BuildNumber", "Version"}},
+    {"QRXSG_SPROMFirmwareVPDMain", {"Name", "BuildNumber", "Version"}},
+    {"QRXSG_IPMIFirmwareElement", {"Name", "Version"}},
+    {"QRXSG_BcmDeviceFirmwareElement", {"Name", "SoftwareElementID", "Version"}},
+    {"QRXSG_MegaLSIFWPackageBuildFirmwareElement", {"Name", "Description", "Version"}},
+    {"QRXSG_LSIFirmwareElement", {"Name", "ProductID", "Version"}},
+    {"QRXSG_LSIBIOSElement", {"Name", "ProductID", "Version"}},
+    {"QRXSG_DeviceDriverInfo", {"Name", "Path", "Version", "CurrentState"}},
+    {"QRXSG_SVResult", {"Type", "Name", "InstalledVersion", "SVVersion"}},
+    // What is installed and none of the classes before tells. The version checker does not read it.
+    {"SVC_FirmwareDevice",
+     {"Name",
+      "Vendor",
+      "Version",
+      "VersionFormat",
+      {"Identifiers", ECIMType::kString, true},
+      "Source",
+      {"VendorIds", ECIMType::kString, true},
+      "Branch",
+      "BootloaderVersion"}},
+}};
+
+}  // namespace
+
+void DeclareBuiltinClasses(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target) {
+  TNamespaceWriter writer(target);
+  for (const TBuiltinClass& builtin : kBuiltinClasses) {
+    writer.BeginClass(builtin.name, "");
+    for (const TBuiltinProperty& property : builtin.properties) {
+      if (!property.name.empty()) {
+        writer.WriteNull(property.name, property.type, property.isArray);
+      }
+    }
+    writer.Finish();
+  }
+}
+
+namespace {
+
+// What the program set; never destroyed, since paths are mapped until the process ends.
+struct TPathSettings {
+  std::mutex mutex;
+  std::string driveRoot;
+};
+
+TPathSettings& Settings() {
+  static TPathSettings& settings = *new TPathSettings;
+  return settings;
+}
+
+constinit std::atomic<IFilePreparer*> filePreparer{nullptr};
+
+}  // namespace
+
+void SetDriveRoot(const std::string& folder) {
+  const std::lock_guard lock(Settings().mutex);
+  Settings().driveRoot = folder;
+}
+
+std::string DriveRoot() {
+  const std::lock_guard lock(Settings().mutex);
+  return Settings().driveRoot.empty() ? DefaultDriveRoot() : Settings().driveRoot;
+}
+
+IFilePreparer* SetFilePreparer(IFilePreparer* preparer) noexcept {
+  return filePreparer.exchange(preparer);
+}
+
+void PrepareFile(const std::string& path, const std::string& native) {
+  if (IFilePreparer* const preparer = filePreparer.load()) preparer->Prepare(path, native);
+}
+
+std::string OpenedFor(const std::string& path, std::string native) {
+  const IFilePreparer* const preparer = filePreparer.load();
+  std::string other = preparer == nullptr ? std::string() : preparer->InPlaceOf(path);
+  return other.empty() ? native : other;
+}
+
+}  // namespace svc
