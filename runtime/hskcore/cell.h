@@ -170,18 +170,18 @@ void AppendElements(NQRXHSK20::ECIMType type, std::string_view stored, std::stri
 // A property as an in-memory namespace hands it out. Immutable while anybody else has it; may be
 // used from any thread.
 
-// The value may borrow its texts from the arena that the property keeps alive.
+// The value may borrow its texts from the memory that the property keeps alive.
 class TStoredProperty final : public NQRXHSK20::ICIMProperty {
  public:
-  TStoredProperty(const boost::shared_ptr<TArena>& texts, NQRXHSK20::TCIMValue value)
+  TStoredProperty(const boost::shared_ptr<TTextMemory>& texts, NQRXHSK20::TCIMValue value)
       : texts(texts), value(std::move(value)) {}
   const NQRXHSK20::TCIMValue& Value(const NQRXHSK20::CIMContext&) const override { return value; }
-  bool Keeps(const boost::shared_ptr<TArena>& arena) const noexcept { return texts == arena; }
-  // REQUIRES: nobody else has it, and texts of the arena that it keeps.
+  bool Keeps(const boost::shared_ptr<TTextMemory>& memory) const noexcept { return texts == memory; }
+  // REQUIRES: nobody else has it, and texts of the memory that it keeps.
   void SetValue(NQRXHSK20::TCIMValue newValue) noexcept { value = std::move(newValue); }
 
  private:
-  boost::shared_ptr<TArena> texts;
+  boost::shared_ptr<TTextMemory> texts;
   NQRXHSK20::TCIMValue value;
 };
 

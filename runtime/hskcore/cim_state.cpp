@@ -27,11 +27,11 @@ std::string Quoted(std::string_view text) { return "\"" + CutName(text) + "\""; 
 
 }  // namespace
 
-TCimState::TCimState() : texts(boost::make_shared<TArena>()), declarationSlots(64, kNone) {}
+TCimState::TCimState() : texts(boost::make_shared<TTextMemory>()), declarationSlots(64, kNone) {}
 
 // Texts never change, so that those of the other are shared; cells do.
 TCimState::TCimState(const TCimState& other)
-    : texts(boost::make_shared<TArena>(other.texts)),
+    : texts(boost::make_shared<TTextMemory>(other.texts)),
       names(other.names),
       shapes(other.shapes),
       classes(other.classes),

@@ -72,8 +72,9 @@ class TCimState {
   // Changes whenever a class or a declaration does.
   std::uint32_t Generation() const noexcept { return generation; }
 
-  // The cell of a text or of an array's text.
-  TCell StoreTextCell(std::string_view text) { return CellOf(StoreText(*texts, text)); }
+  // The cell of a text, and of an array's text.
+  TCell StoreTextCell(std::string_view text) { return CellOf(StoreText(texts->single, text)); }
+  TCell StoreArrayCell(std::string_view text) { return CellOf(StoreText(texts->arrays, text)); }
   // Stores a new instance, which takes a copy of the cells.
   // REQUIRES: as many cells as the shape has properties.
   TRowId AddRow(TClassId classId, TShapeId shape, std::span<const TCell> cells);
@@ -102,7 +103,7 @@ class TCimState {
   // In order of creation.
   std::vector<TRowId> InstancesOf(TClassId classId, bool deep) const;
 
-  TNameId FindOrAddName(std::string_view name) { return names.FindOrAdd(name, *texts); }
+  TNameId FindOrAddName(std::string_view name) { return names.FindOrAdd(name, texts->single); }
   TNameId FindName(std::string_view name) const noexcept { return names.Find(name); }
   TNameTable::TEntry& Name(TNameId id) noexcept { return names[id]; }
   // Numbers one more class or instance that is being written.
@@ -114,7 +115,7 @@ class TCimState {
   const TRow& Row(TRowId id) const noexcept { return rows[id]; }
   TRowId RowCount() const noexcept { return rows.size(); }
   // The memory of every text, which lives as long as a holder.
-  const boost::shared_ptr<TArena>& Texts() const noexcept { return texts; }
+  const boost::shared_ptr<TTextMemory>& Texts() const noexcept { return texts; }
 
  private:
   TClassId AddClass(TNameId name);
@@ -125,7 +126,7 @@ class TCimState {
   TCell* StoreCells(std::span<const TCell> cells);
   TRowId Append(const TRow& row);
 
-  boost::shared_ptr<TArena> texts;
+  boost::shared_ptr<TTextMemory> texts;
   // Holds multiples of a cell only, so that each is aligned.
   TArena cellMemory;
   TNameTable names;

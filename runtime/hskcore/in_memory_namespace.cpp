@@ -204,7 +204,7 @@ TCell TInMemoryNamespace::StoreArray(const TCIMValue& value) {
       arrayText.AddNumber(NumberFromText(type, element.ToString(10)).value());
     }
   }
-  return state->StoreTextCell(arrayText.Finish());
+  return state->StoreArrayCell(arrayText.Finish());
 }
 
 std::optional<TPlace> TInMemoryNamespace::PlaceOf(TRowId row) const {

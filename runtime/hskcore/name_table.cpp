@@ -37,7 +37,6 @@ void TArena::TakeOver(TArena& other) {
   other.blocks.clear();
   other.next = other.end = nullptr;
   other.blockSize = 0;
-  other.below.reset();
 }
 
 std::size_t TArena::NextBlockSize() const noexcept {

@@ -21,8 +21,6 @@ namespace svc {
 class TArena {
  public:
   TArena() = default;
-  // Keeps another arena alive, to whose pieces those of this one may refer.
-  explicit TArena(boost::shared_ptr<const TArena> below) : below(std::move(below)) {}
   TArena(const TArena&) = delete;
   TArena& operator=(const TArena&) = delete;
 
@@ -41,8 +39,7 @@ class TArena {
     return next;
   }
   void Take(char* writtenEnd) noexcept { next = writtenEnd; }
-  // Takes over what another arena handed out, which is as new then. It may have kept this one
-  // alive.
+  // Takes over what another arena handed out, which is as new then.
   void TakeOver(TArena& other);
 
  private:
@@ -50,7 +47,6 @@ class TArena {
   HSKCORE_API void MakeRoom(std::size_t size);
   std::size_t NextBlockSize() const noexcept;
 
-  boost::shared_ptr<const TArena> below;
   std::vector<std::unique_ptr<char[]>> blocks;
   char* next = nullptr;
   char* end = nullptr;
@@ -93,6 +89,25 @@ inline TStoredText StoreText(TArena& arena, std::string_view text) {
   text.copy(at, text.size());
   return stored;
 }
+
+// The memory of a namespace's texts. Arrays lie apart from the others, one close behind the other:
+// whoever walks over instances asks each for its machine types and hardly anything else, and the
+// processor fetches ahead what is read in order.
+struct TTextMemory {
+  TTextMemory() = default;
+  // Keeps another one alive, to whose texts those of a copy refer.
+  explicit TTextMemory(boost::shared_ptr<const TTextMemory> below) : below(std::move(below)) {}
+  // Takes over the texts of another one, which may have kept this one alive.
+  void TakeOver(TTextMemory& other) {
+    single.TakeOver(other.single);
+    arrays.TakeOver(other.arrays);
+    other.below.reset();
+  }
+
+  TArena single;
+  TArena arrays;
+  boost::shared_ptr<const TTextMemory> below;
+};
 
 // A growing array whose elements never move and which copies none when it grows.
 template <typename T>

@@ -34,7 +34,8 @@ std::string Shown(std::string_view text) {
 TCimState& TNamespaceWriter::Open() {
   Abandon();
   cim = &target->WritableState();
-  texts = cim->Texts().get();
+  texts = &cim->Texts()->single;
+  arrays = &cim->Texts()->arrays;
   return *cim;
 }
 
@@ -195,7 +196,7 @@ void TNamespaceWriter::AddElement(std::string_view text) {
 void TNamespaceWriter::AddNullElement() { array.AddNull(); }
 
 void TNamespaceWriter::EndArray() {
-  Keep(arrayName, arrayForm, cim->StoreTextCell(array.Finish()));
+  Keep(arrayName, arrayForm, cim->StoreArrayCell(array.Finish()));
 }
 
 void TNamespaceWriter::Finish() {

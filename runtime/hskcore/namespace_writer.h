@@ -82,14 +82,14 @@ class HSKCORE_API TNamespaceWriter {
   char* RoomForText() { return texts->Room(kLengthSize + kRoom) + kLengthSize; }
   bool KeepText(TPropertyStep& step, std::size_t length) {
     if (!Take(step)) return false;
-    KeepRoom(length);
+    KeepRoom(*texts, length);
     return true;
   }
-  char* RoomForArray() { return texts->Room(kArrayHead + kRoom) + kArrayHead; }
+  char* RoomForArray() { return arrays->Room(kArrayHead + kRoom) + kArrayHead; }
   bool KeepArray(TPropertyStep& step, std::uint32_t count, std::size_t length) {
     if (!Take(step)) return false;
-    std::memcpy(texts->Room(0) + kLengthSize, &count, sizeof count);
-    KeepRoom(sizeof count + length);
+    std::memcpy(arrays->Room(0) + kLengthSize, &count, sizeof count);
+    KeepRoom(*arrays, sizeof count + length);
     return true;
   }
   // The same for a scalar of any type from its text, which is not written either where it does not
@@ -135,11 +135,11 @@ class HSKCORE_API TNamespaceWriter {
     return true;
   }
   bool FindStep(TPropertyStep& step);
-  void KeepRoom(std::size_t length) {
-    char* const stored = texts->Room(0);
+  void KeepRoom(TArena& arena, std::size_t length) {
+    char* const stored = arena.Room(0);
     stored[0] = static_cast<char>(length | 0x80);
     stored[1] = static_cast<char>(length >> 7);
-    texts->Take(stored + kLengthSize + length);
+    arena.Take(stored + kLengthSize + length);
     cells.push_back(CellOf(stored));
   }
   bool IsWritten(TNameId name);
@@ -152,6 +152,7 @@ class HSKCORE_API TNamespaceWriter {
   // Null until something is written.
   TCimState* cim = nullptr;
   TArena* texts = nullptr;
+  TArena* arrays = nullptr;
   // What is being written: kNoClass for nothing.
   TClassId classId = kNoClass;
   bool isClass = false;

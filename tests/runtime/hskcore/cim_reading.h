@@ -107,4 +107,15 @@ inline void Add(const TNamespaceHandle& space, const std::string& className,
   writer.Finish();
 }
 
+// An instance with an array of one string.
+inline void AddArray(const TNamespaceHandle& space, const std::string& className,
+                     const std::string& property, const std::string& text) {
+  TNamespaceWriter writer(space);
+  writer.BeginInstance(className);
+  writer.BeginArray(property, ECIMType::kString);
+  writer.AddElement(text);
+  writer.EndArray();
+  writer.Finish();
+}
+
 }  // namespace svc::testing

@@ -88,15 +88,20 @@ TEST_F(NamespacePart, TakesTheClassesThatTheWholeHadAndKeepsThoseThatItGot) {
 
 // The texts of a part live as long as what was handed out of the whole.
 TEST_F(NamespacePart, LeavesItsTextsToTheWhole) {
+  const std::string large(3000, 'n');
   TPropertyHandle property;
+  TPropertyHandle array;
   {
     TNamespacePart part(space);
-    AddAll(part.Objects(), 1, {std::string(3000, 'n')});
+    AddAll(part.Objects(), 1, {large});
+    AddArray(part.Objects(), "B", "array", large);
     part.JoinTo(space);
-    property = PropertyOf(InstancesOf(space, "B").at(0), std::string(3000, 'n'));
+    property = PropertyOf(InstancesOf(space, "B").at(0), large);
+    array = PropertyOf(InstancesOf(space, "B").at(1), "array");
   }
   space.reset();
-  EXPECT_EQ(property->Value({}).ToString(10), std::string(3000, 'n') + " of 1");
+  EXPECT_EQ(property->Value({}).ToString(10), large + " of 1");
+  EXPECT_EQ(array->Value({}).ToString(10), "{ " + large + " }");
 }
 
 }  // namespace

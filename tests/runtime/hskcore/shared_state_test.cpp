@@ -146,6 +146,21 @@ TEST(SharedState, ACopyOutlivesWhatItWasCopiedFrom) {
   EXPECT_EQ(NamesIn(sharer), (TTexts{"first", "second", "third"}));
 }
 
+TEST(SharedState, ArraysOfACopyOutliveWhatTheyWereCopiedFrom) {
+  TNamespaceHandle source = MakeFilled();
+  AddArray(source, "Derived", "Name", std::string(3000, 'a'));
+  TNamespaceHandle sharer = Sharer(source);
+  AddArray(sharer, "Derived", "Name", "own");
+  const auto instances = InstancesOf(sharer, "Derived");
+  const TPropertyHandle copied = PropertyOf(instances.at(1), "Name");
+  const TPropertyHandle own = PropertyOf(instances.at(2), "Name");
+  source.reset();
+  EXPECT_EQ(TextOf(instances.at(1), "Name"), "{ " + std::string(3000, 'a') + " }");
+  sharer.reset();
+  EXPECT_EQ(copied->Value({}).ToString(10), "{ " + std::string(3000, 'a') + " }");
+  EXPECT_EQ(own->Value({}).ToString(10), "{ own }");
+}
+
 TEST(SharedState, FindsInheritedDefaultsAfterTheCopy) {
   const TNamespaceHandle source = MakeFilled();
   TNamespaceWriter writer(source);
