@@ -124,6 +124,16 @@ inline const char* FindTextStop(const char* at, const char* end) {
   return at;
 }
 
+// Behind the last `byte` in [begin, end), or `begin`.
+inline const char* BehindLast(const char* begin, const char* end, char byte) {
+  for (; static_cast<std::size_t>(end - begin) >= kBlockSize; end -= kBlockSize) {
+    const TByteMask found = TByteBlock(end - kBlockSize).Equal(byte);
+    if (found) return end - kBlockSize + std::bit_width(found);
+  }
+  while (end != begin && end[-1] != byte) --end;
+  return end;
+}
+
 // Copies a plain text, in blocks of which at most `most` bytes come before the last, to `to` and
 // returns where it ends, as FindTextStop would say. Null where it does not end in these.
 inline const char* CopyText(const char* at, std::ptrdiff_t most, char* to) {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <string_view>
 #include <utility>
 
 #include "base/files.h"
@@ -222,8 +221,8 @@ void TDocumentWindow::Fill(std::size_t wanted) {
 void TDocumentWindow::Show() {
   isAtEnd = passed + filled == size;
   isAll = filled == Left();
-  const std::size_t lastTag = std::string_view(block.get(), filled).rfind('>');
-  end = block.get() + (isAtEnd ? filled : lastTag + 1);
+  char* const behind = block.get() + filled;
+  end = isAtEnd ? behind : block.get() + (BehindLast(block.get(), behind, '>') - block.get());
 }
 
 }  // namespace svc::xml

@@ -143,6 +143,18 @@ TEST_F(Window, EndsBehindATagUntilTheDocumentEnds) {
   EXPECT_TRUE(window.IsAtEnd());
 }
 
+// As far as two blocks of sixteen bytes from the end, and no further than it begins.
+TEST_F(Window, EndsBehindTheLastTagWhereverItStands) {
+  for (std::size_t tag = 0; tag < 40; ++tag) {
+    Make(100, {tag / 2, tag});
+    for (std::size_t usual = 1; usual <= 40; ++usual) {
+      const TDocumentWindow window(file.get(), 100, usual);
+      const std::size_t expected = tag < usual ? tag + 1 : tag / 2 < usual ? tag / 2 + 1 : 0;
+      EXPECT_EQ(window.End() - window.Begin(), expected) << tag << ' ' << usual;
+    }
+  }
+}
+
 TEST_F(Window, IsLowWithLessThanAnEighthLeft) {
   Make(200, {79});
   const TDocumentWindow window(file.get(), 200, 80);
