@@ -112,14 +112,8 @@ struct TNextElement {
   }  // NOLINT(google-explicit-constructor)
 };
 
-// Copies to `to` and returns where it ends there. Where a whole block can be read, up to `end`, one
-// is written.
-char* CopyShort(const char* text, std::size_t length, const char* end, char* to) {
-  constexpr std::size_t kBlock = 16;
-  const bool isShort = length <= kBlock && static_cast<std::size_t>(end - text) >= kBlock;
-  std::memcpy(to, text, isShort ? kBlock : length);
-  return to + length;
-}
+// Of a text element that is copied in one block, whatever its length.
+constexpr std::ptrdiff_t kBlock = 16;
 
 }  // namespace
 
@@ -134,30 +128,43 @@ std::vector<TCIMValue> ElementsOf(ECIMType type, std::string_view stored) {
   return elements;
 }
 
+namespace {
+
 // Texts take as many bytes as before: a mark, of one byte or more, becomes the byte behind the
 // text.
-void AppendElements(ECIMType type, std::string_view stored, std::string& text, char behindEach) {
+void AppendTexts(std::string_view stored, std::string& text, char behindEach) {
   const char* at = stored.data();
   const char* const end = at + stored.size();
   const auto count = Take<std::uint32_t>(at);
-  if (!IsTextType(type)) {
-    for (std::uint32_t i = 0; i < count; ++i) {
-      text += TakeElement(type, at).ToString(10);
-      text += behindEach;
-    }
-    return;
-  }
   const std::size_t before = text.size();
   text.resize(before + stored.size());
   char* to = text.data() + before;
   for (std::uint32_t i = 0; i < count; ++i) {
-    const std::uint64_t mark = ReadLength(at);
-    const std::size_t length = mark == kNullMark ? 0 : mark - 1;
-    to = CopyShort(at, length, end, to);
+    const std::size_t shortLength = static_cast<unsigned char>(*at) - std::size_t{1};
+    if (shortLength <= kBlock && end - at > kBlock) {
+      std::memcpy(to, ++at, kBlock);
+      at += shortLength;
+      to += shortLength;
+    } else {
+      const std::uint64_t mark = ReadLength(at);
+      const std::size_t length = mark == kNullMark ? 0 : mark - 1;
+      std::memcpy(to, at, length);
+      at += length;
+      to += length;
+    }
     *to++ = behindEach;
-    at += length;
   }
   text.resize(static_cast<std::size_t>(to - text.data()));
+}
+
+}  // namespace
+
+void AppendElements(ECIMType type, std::string_view stored, std::string& text, char behindEach) {
+  if (IsTextType(type)) return AppendTexts(stored, text, behindEach);
+  for (const TCIMValue& element : ElementsOf(type, stored)) {
+    text += element.ToString(10);
+    text += behindEach;
+  }
 }
 
 TCIMValue ValueOfCell(TForm form, TCell cell) {

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -176,9 +177,15 @@ class TStoredProperty final : public NQRXHSK20::ICIMProperty {
   TStoredProperty(const boost::shared_ptr<TTextMemory>& texts, NQRXHSK20::TCIMValue value)
       : texts(texts), value(std::move(value)) {}
   const NQRXHSK20::TCIMValue& Value(const NQRXHSK20::CIMContext&) const override { return value; }
-  bool Keeps(const boost::shared_ptr<TTextMemory>& memory) const noexcept { return texts == memory; }
-  // REQUIRES: nobody else has it, and texts of the memory that it keeps.
-  void SetValue(NQRXHSK20::TCIMValue newValue) noexcept { value = std::move(newValue); }
+  bool Keeps(const boost::shared_ptr<TTextMemory>& memory) const noexcept {
+    return texts == memory;
+  }
+  // The new value is made where the old one was. REQUIRES: nobody else has it, and a cell of the
+  // memory that it keeps.
+  void SetCell(TForm form, TCell cell) noexcept {
+    std::destroy_at(&value);
+    ::new (&value) NQRXHSK20::TCIMValue(ValueOfCell(form, cell));
+  }
 
  private:
   boost::shared_ptr<TTextMemory> texts;

@@ -151,7 +151,7 @@ TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::DeclaredProperty(TClassI
 // is the same object then.
 TInMemoryNamespace::TPropertyHandle TInMemoryNamespace::MakeProperty(TForm form, TCell cell) {
   if (lastProperty && lastProperty.use_count() == 1 && lastProperty->Keeps(state->Texts())) {
-    lastProperty->SetValue(ValueOfCell(form, cell));
+    lastProperty->SetCell(form, cell);
   } else {
     lastProperty = boost::make_shared<TStoredProperty>(state->Texts(), ValueOfCell(form, cell));
   }

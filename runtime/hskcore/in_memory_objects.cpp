@@ -27,7 +27,9 @@ bool TPropertyFinder::Find(const TCimState& state, TRowId rowId, TNameId name, T
     inherited.clear();
     generation = state.Generation();
   }
-  TPlace& place = recent[(HashOf(row.shape, name) ^ row.classId) % recent.size()];
+  // Who chooses names so that they meet here only has them looked for anew.
+  const std::uint64_t both = (static_cast<std::uint64_t>(row.shape) << 32) | name;
+  TPlace& place = recent[(Mix(both, kMixA) ^ row.classId) % recent.size()];
   if (place.shape != row.shape || place.name != name || place.classId != row.classId) {
     place = Locate(state, row, name);
   }

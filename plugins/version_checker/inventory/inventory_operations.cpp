@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <utility>
 
+#include "host/hskcore/root_object.h"
 #include "plugins/version_checker/inventory/properties.h"
 #include "rules/folded_text.h"
 #include "rules/log_texts.h"
@@ -19,17 +21,21 @@ namespace svc::checker {
 
 namespace {
 
-// As text.find(needle), but looks for the character in the middle of the needle: the marks at its
-// ends stand all over a list of types.
-bool Contains(std::string_view text, std::string_view needle) {
-  if (needle.empty()) return true;
-  const std::size_t middle = needle.size() / 2;
-  for (std::size_t at = text.find(needle[middle], middle); at != std::string_view::npos;
-       at = text.find(needle[middle], at + 1)) {
-    if (text.substr(at - middle).starts_with(needle)) return true;
+// Looks for one text in many others and passes over most of their characters: the marks around a
+// machine type tell it how far it may go on.
+class TSearch {
+ public:
+  // Borrows the needle.
+  explicit TSearch(std::string_view needle)
+      : isEmpty(needle.empty()), searcher(needle.begin(), needle.end()) {}
+  bool IsIn(std::string_view text) const {
+    return isEmpty || searcher(text.begin(), text.end()).first != text.end();
   }
-  return false;
-}
+
+ private:
+  bool isEmpty;
+  std::boyer_moore_horspool_searcher<std::string_view::const_iterator> searcher;
+};
 
 // As PropertyContains for each, to the same log entries.
 TInstanceList Select(TInstanceList instances, std::string_view property, std::string needle) {
@@ -37,17 +43,19 @@ TInstanceList Select(TInstanceList instances, std::string_view property, std::st
   // Most machine types are digits alone, which folding leaves as they are.
   const bool hasLetters =
       std::any_of(needle.begin(), needle.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+  const TSearch search(needle);
   TPropertyReader reader;
   TKnownTexts<bool> known;
   std::string folded;
+  const bool isTraced = TRootObject::GetCoreLogger().IsLogged(kLogTrace);
   const auto applies = [&](const TInstanceHandle& instance) {
-    LogTrace(rules::kTests);
+    if (isTraced) LogTrace(rules::kTests);
     const TSharedText text = reader.Look(instance, property);
     return known.Get(text, [&] {
-      if (!hasLetters) return Contains(text, needle);
+      if (!hasLetters) return search.IsIn(text);
       folded = text.View();
       rules::FoldCase(folded);
-      return Contains(folded, needle);
+      return search.IsIn(folded);
     });
   };
   // Kept where they are: a copy would count each of them up, and down again.
@@ -63,7 +71,7 @@ bool TInventoryOperations::PropertyContains(TInstanceHandle instance, std::strin
   std::string text;
   rules::FoldCase(GetPropertyValue(std::move(instance), property, text));
   rules::FoldCase(needle);
-  return Contains(text, needle);
+  return text.find(needle) != std::string::npos;
 }
 
 TInstanceList TInventoryOperations::MatchMachineInstances(const std::string& machineType,

@@ -19,9 +19,10 @@ constexpr std::size_t kKept = 64;
 // Hands the value of a property to `take`, with the handle that keeps it, which may be taken away,
 // unless it is missing or null.
 template <typename TTake>
-void ReadValue(const TInstanceHandle& instance, std::string_view property, const TTake& take) {
-  LogTrace(rules::kReads);
-  const CIMContext none;
+void ReadValue(const TInstanceHandle& instance, std::string_view property, bool isTraced,
+               const TTake& take) {
+  static const CIMContext none;
+  if (isTraced) LogTrace(rules::kReads);
   try {
     boost::shared_ptr<ICIMProperty> handle;
     instance->GetProperty(handle, property, none);
@@ -35,13 +36,16 @@ void ReadValue(const TInstanceHandle& instance, std::string_view property, const
   }
 }
 
+// Deliberate: see "A blank ends an array, too" in docs/one-query.md.
+void AppendArray(const TCIMValue& value, std::string& text) { value.AppendElements(text, ' '); }
+
 }  // namespace
 
 std::string& TInventoryOperations::GetPropertyValue(TInstanceHandle instance,
                                                     std::string_view property,
                                                     std::string& output) {
   output.clear();
-  ReadValue(instance, property, [&](const auto& handle, const TCIMValue& value) {
+  ReadValue(instance, property, true, [&](const auto& handle, const TCIMValue& value) {
     if (handle) {
       GetValue(value, output);
     } else {
@@ -51,9 +55,11 @@ std::string& TInventoryOperations::GetPropertyValue(TInstanceHandle instance,
   return output;
 }
 
+TPropertyReader::TPropertyReader() : isTraced(TRootObject::GetCoreLogger().IsLogged(kLogTrace)) {}
+
 TSharedText TPropertyReader::Read(const TInstanceHandle& instance, std::string_view property) {
   TSharedText text;
-  ReadValue(instance, property, [&](auto& handle, const TCIMValue& value) {
+  ReadValue(instance, property, isTraced, [&](auto& handle, const TCIMValue& value) {
     text = handle ? TextOf(handle, value) : TSharedText();
   });
   return text;
@@ -61,7 +67,7 @@ TSharedText TPropertyReader::Read(const TInstanceHandle& instance, std::string_v
 
 TSharedText TPropertyReader::Look(const TInstanceHandle& instance, std::string_view property) {
   TSharedText text;
-  ReadValue(instance, property, [&](auto& handle, const TCIMValue& value) {
+  ReadValue(instance, property, isTraced, [&](auto& handle, const TCIMValue& value) {
     text = handle ? LookAt(handle, value) : TSharedText();
   });
   return text;
@@ -69,12 +75,10 @@ TSharedText TPropertyReader::Look(const TInstanceHandle& instance, std::string_v
 
 TSharedText TPropertyReader::LookAt(boost::shared_ptr<ICIMProperty>& handle,
                                     const TCIMValue& value) {
-  if (const auto view = value.TextView()) {
-    LogTrace("In GetValue");
-    return {std::move(handle), *view};
-  }
   if (!value.IsArray() || lastArray == handle) return TextOf(handle, value);
-  TInventoryOperations::GetValue(value, looked);
+  if (isTraced) LogTrace("In GetValue");
+  looked.clear();
+  AppendArray(value, looked);
   if (looked.size() < kLongText) return {nullptr, looked};
   return Keep(handle, std::move(looked));
 }
@@ -111,8 +115,7 @@ std::string& TInventoryOperations::GetValue(const TCIMValue& value, std::string&
     output.swap(text);
     return output;
   }
-  // Deliberate: see "A blank ends an array, too" in docs/one-query.md.
-  value.AppendElements(output, ' ');
+  AppendArray(value, output);
   return output;
 }
 

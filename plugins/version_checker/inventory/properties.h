@@ -38,6 +38,7 @@ inline constexpr std::size_t kLongText = 1024;
 // thread.
 class TPropertyReader {
  public:
+  TPropertyReader();
   NQRXHSK20::TSharedText Read(const TInstanceHandle& instance, std::string_view property);
   // The same for a text that is only looked at: one that is not long is valid until the next call.
   NQRXHSK20::TSharedText Look(const TInstanceHandle& instance, std::string_view property);
@@ -50,6 +51,7 @@ class TPropertyReader {
   NQRXHSK20::TSharedText Keep(const boost::shared_ptr<NQRXHSK20::ICIMProperty>& handle,
                               std::string text);
 
+  bool isTraced;  // Whether the trace is kept: asked once.
   // The last array that was long: arrays become texts when they are read.
   boost::shared_ptr<NQRXHSK20::ICIMProperty> lastArray;
   NQRXHSK20::TSharedText lastText;

@@ -105,6 +105,28 @@ TEST_F(TMatching, MachineTypeOfDigitsIsFoundAmongCapitalsToo) {
   EXPECT_TRUE(TInventoryOperations::MatchMachineInstances("462a", {element}).empty());
 }
 
+TEST_F(TMatching, MachineTypeIsFoundWhereverItStands) {
+  constexpr const char* kPieces[] = {"-[4]-", "-[4", "]-", "4]-[4", "-[]-", " ", "-", "["};
+  constexpr std::size_t kMost = 4;
+  TInstanceList elements;
+  std::vector<std::string> texts;
+  for (std::size_t number = 0; number < 1 << 3 * kMost; ++number) {
+    std::string text;
+    for (std::size_t rest = number; rest != 0; rest /= 8) text += kPieces[rest % 8];
+    elements.push_back(Element("applicableMachineTypes", TCIMValue(text)));
+    texts.push_back(text);
+  }
+  host.logger.Keep(kLogProgress);
+  for (const std::string type : {"", "4", "4]-[4", "4]-[4]-[4"}) {
+    TInstanceList expected;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      if (texts[i].find("-[" + type + "]-") != std::string::npos) expected.push_back(elements[i]);
+    }
+    EXPECT_FALSE(expected.empty()) << type;
+    EXPECT_EQ(TInventoryOperations::MatchMachineInstances(type, elements), expected) << type;
+  }
+}
+
 TEST_F(TMatching, OrderAndRepetitionAreKept) {
   const TInstanceHandle first = ForMachines({"-[4620]-"});
   const TInstanceHandle second = ForMachines({"-[4620]-"});
