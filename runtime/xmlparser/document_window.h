@@ -65,9 +65,12 @@ class TDocumentWindow {
   char* Begin() const { return block.get(); }
   char* End() const { return end; }
   bool IsAtEnd() const { return isAtEnd; }
-  // Whether little is left behind `at`.
+  // Whether little is left behind `at`. A window that is full of something that does not end in it
+  // is not: only a larger one helps.
   bool IsLow(const char* at) const {
-    return !isAll && static_cast<std::size_t>(end - at) < usual / 8;
+    const auto held = static_cast<std::size_t>(block.get() + filled - at);
+    return !isAll && static_cast<std::size_t>(end - at) < usual / 8 &&
+           held < capacity - capacity / 8;
   }
 
   std::size_t Size() const { return size; }

@@ -164,6 +164,18 @@ TEST_F(Window, IsLowWithLessThanAnEighthLeft) {
   EXPECT_FALSE(whole.IsLow(whole.End()));
 }
 
+TEST_F(Window, IsNotLowWhereItIsFullOfWhatDoesNotEnd) {
+  Make(400, {11});
+  TDocumentWindow window(file.get(), 400, 80);
+  EXPECT_FALSE(window.IsLow(window.Begin() + 10));
+  EXPECT_TRUE(window.IsLow(window.Begin() + 11));
+  window.MoveTo(window.Begin() + 12);
+  EXPECT_EQ(window.End() - window.Begin(), 0);
+  EXPECT_FALSE(window.IsLow(window.Begin()));
+  window.Widen(12);
+  EXPECT_EQ(window.End() - window.Begin(), 400 - 12);
+}
+
 TEST_F(Window, GoesBackToWhatTheFileHas) {
   Make(100'000, {10, 600});
   TDocumentWindow window(file.get(), 100'000, 100);
