@@ -192,14 +192,14 @@ def growth(results):
     """Exponents of time and memory of our query from each size to the next."""
     steps = []
     for small, large in zip(results, results[1:]):
-        ours = [next((r for r in result["programs"] if r["name"] == OURS), None)
-                for result in (small, large)]
-        if None in ours:
-            continue
         scale = math.log(large["bytes"] / small["bytes"])
-        steps.append({"from": small["elements"], "to": large["elements"]} |
-                     {key: math.log(ours[1][key] / ours[0][key]) / scale
-                      for key in ("seconds", "peak")})
+        rows = [{r["name"]: r for r in result["programs"]} for result in (small, large)]
+        for name in (OURS, IN_HALVES):
+            if name not in rows[0] or name not in rows[1]:
+                continue
+            steps.append({"name": name, "from": small["elements"], "to": large["elements"]} |
+                         {key: math.log(rows[1][name][key] / rows[0][name][key]) / scale
+                          for key in ("seconds", "peak")})
     return steps
 
 
@@ -254,10 +254,10 @@ def print_tables(report):
         if result["afterLoading"] is not None:
             print(f"\nEverything after loading, against pugixml: {result['afterLoading']:.2f}")
     if report["growth"]:
-        print("\n| from | to | exponent of time | of memory |\n|---|---|---|---|")
+        print("\n| program | from | to | exponent of time | of memory |\n|---|---|---|---|---|")
         for step in report["growth"]:
-            print(f"| {step['from']:,} | {step['to']:,} | {step['seconds']:.2f} | "
-                  f"{step['peak']:.2f} |")
+            print(f"| {step['name']} | {step['from']:,} | {step['to']:,} | "
+                  f"{step['seconds']:.2f} | {step['peak']:.2f} |")
     if report["families"]:
         print("\n| family | file | input × | time × | peak memory | allowed |")
         print("|---|---|---|---|---|---|")
