@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -156,11 +155,16 @@ void ReleaseRoom(std::FILE* file) noexcept {
 std::string FileStamp(const std::string& native) {
   struct stat status;
   if (stat(native.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  std::ostringstream stamp;
-  stamp << status.st_dev << ' ' << status.st_ino << ' ' << status.st_size << ' '
-        << status.st_mtim.tv_sec << '.' << status.st_mtim.tv_nsec << ' ' << status.st_ctim.tv_sec
-        << '.' << status.st_ctim.tv_nsec;
-  return stamp.str();
+  std::string stamp;
+  const auto add = [&](auto number) { stamp.append(std::to_string(number)) += ' '; };
+  add(status.st_dev);
+  add(status.st_ino);
+  add(status.st_size);
+  for (const timespec& time : {status.st_mtim, status.st_ctim}) {
+    add(time.tv_sec);
+    add(time.tv_nsec);
+  }
+  return stamp;
 }
 
 // Nobody else can name it, and it goes with its last descriptor.

@@ -93,7 +93,7 @@ constexpr std::string_view kTicketEnd = "?>";
 constinit std::atomic<TPreparedDocuments*> active{nullptr};
 
 // Nobody can guess it, and no document is one.
-std::string MakeTicket() {
+std::string MakeTicketText() {
   std::random_device device;
   std::ostringstream ticket;
   ticket << kTicketStart << std::hex;
@@ -110,6 +110,26 @@ std::string_view TicketIn(std::string_view text) {
 }
 
 }  // namespace
+
+struct TPreparedDocuments::TTicket {
+  explicit TTicket(std::string native)
+      : native(std::move(native)), text(MakeTicketText()), file(text) {}
+
+  std::string native;  // The document that it stands for.
+  std::string text;
+  TMemoryFile file;  // With the text in it.
+};
+
+// Where documents are shared, one is prepared time and again: it keeps its ticket.
+std::shared_ptr<const TPreparedDocuments::TTicket> TPreparedDocuments::TicketFor(
+    const std::string& native) {
+  static std::shared_ptr<const TTicket> kept;
+  if (kept && kept->native == native && TDocumentCache::Active() != nullptr) return kept;
+  kept.reset();
+  auto ticket = std::make_shared<const TTicket>(native);
+  if (TDocumentCache::Active() != nullptr) kept = ticket;
+  return ticket;
+}
 
 TPreparedDocuments* TPreparedDocuments::Active() noexcept { return active.load(); }
 
@@ -129,9 +149,10 @@ void TPreparedDocuments::Prepare(const std::string& path, const std::string& nat
     if (!isWanted(path)) return;
     TakeBackUnread();
     std::erase_if(documents, [&](const auto& entry) { return entry.second.path == path; });
-    const std::string ticket = MakeTicket();
-    TDocument& document = documents.try_emplace(ticket, path, native, ticket).first->second;
-    if (document.file.Path().empty() || !Read(document)) documents.erase(ticket);
+    const auto ticket = TicketFor(native);
+    TDocument& document = documents[ticket->text];
+    document = {path, native, ticket, {}, {}, {}};
+    if (ticket->file.Path().empty() || !Read(document)) documents.erase(ticket->text);
   } catch (...) {
     // It is not prepared then. Where memory has run out, the plain way finds none either.
   }
@@ -179,7 +200,7 @@ void TPreparedDocuments::TakeBack(TDocument& document) {
 std::string TPreparedDocuments::InPlaceOf(const std::string& path) const {
   const auto found = std::find_if(documents.begin(), documents.end(),
                                   [&](const auto& entry) { return entry.second.path == path; });
-  return found == documents.end() ? std::string() : found->second.file.Path();
+  return found == documents.end() ? std::string() : found->second.ticket->file.Path();
 }
 
 std::string TPreparedDocuments::FileOf(std::string_view text) const {

@@ -12,11 +12,11 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "host/hskcore/cim.h"
@@ -81,19 +81,19 @@ class XMLPARSER_API TPreparedDocuments final : public IFilePreparer {
       xml::EDialect dialect);
 
  private:
-  struct TDocument {
-    TDocument(std::string path, std::string native, std::string_view ticket)
-        : path(std::move(path)), native(std::move(native)), file(ticket) {}
+  struct TTicket;
 
+  struct TDocument {
     std::string path;
     std::string native;
-    TMemoryFile file;   // With the ticket in it.
+    std::shared_ptr<const TTicket> ticket;
     std::string stamp;  // Of the document when it was read; empty where it is never read again.
     // That holds it, although nobody has parsed it yet; empty for none.
     boost::shared_ptr<NQRXHSK20::ICIMNamespace> target;
     xml::TStreamed streamed;
   };
 
+  static std::shared_ptr<const TTicket> TicketFor(const std::string& native);
   bool Read(TDocument& document) const;
   std::optional<xml::TStreamed> ReadShared(
       xml::TDocumentCache& cache, const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& filled,

@@ -268,13 +268,55 @@ std::vector<boost::shared_ptr<ICIMClass>> TXmlParserState::ClassesCollected() co
   return handles;
 }
 
+namespace {
+
+// A file that a plug-in loads again for each query, as its definitions, where documents are shared:
+// what was read of it holds as long as nobody writes to it.
+class TLoadedAgain {
+ public:
+  // Only looks at files while documents are prepared for a plug-in.
+  TLoadedAgain(TXmlParserState& state, const std::string& path) : state(state) {
+    cache = svc::TPreparedDocuments::Active() == nullptr ? nullptr : TDocumentCache::Active();
+    if (cache == nullptr || !svc::TakesSharedStates(state.target)) return;
+    native = TOSSpecific::NativePath(path);
+    stamp = svc::FileStamp(native);
+    before = svc::SharedStateOf(state.target);
+  }
+
+  bool Take() {
+    const auto parsed = stamp.empty() ? std::nullopt : cache->Find(Key());
+    if (!parsed) return false;
+    svc::AdoptState(state.target, parsed->after);
+    state.classes = parsed->classes;
+    return true;
+  }
+  void Keep() {
+    if (stamp.empty() || svc::FileStamp(native) != stamp) return;
+    cache->Add(Key(), before, {svc::ShareState(state.target), state.classes});
+  }
+
+ private:
+  TDocumentCache::TKey Key() const {
+    return {before.get(), TDocumentCache::NameOfFile(native + '\0' + stamp), state.dialect, true};
+  }
+
+  TXmlParserState& state;
+  TDocumentCache* cache;
+  std::string native;
+  std::string stamp;  // When it was looked at; empty where it is read each time.
+  svc::TSharedStateHandle before;
+};
+
+}  // namespace
+
 std::vector<boost::shared_ptr<ICIMClass>> TNamespacePopulator::PopulateFromXMLFile(
     boost::shared_ptr<ICIMNamespace> target, const std::string& path) {
   TXmlParserState state;
   state.target = std::move(target);
   svc::TPreparedDocuments* const prepared = svc::TPreparedDocuments::Active();
   if (prepared != nullptr) prepared->Follow(state.target);
-  if (state.Stream(path)) return state.ClassesCollected();
+  TLoadedAgain again(state, path);
+  if (again.Take() || state.Stream(path)) return state.ClassesCollected();
   svc::xml::TFileBytes file = svc::xml::ReadFileOrPipe(path);
   try {
     state.ParsePlainly(file.bytes.get(), file.size, true);
@@ -284,6 +326,7 @@ std::vector<boost::shared_ptr<ICIMClass>> TNamespacePopulator::PopulateFromXMLFi
   } catch (const THSKException& error) {
     throw THSKException(path + ": " + error.GetMessageText(), error.GetStatusCode());
   }
+  again.Keep();
   return state.ClassesCollected();
 }
 

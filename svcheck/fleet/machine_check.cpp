@@ -214,6 +214,18 @@ TMachineCheck::TMachineCheck(TCheckSettings given)
               .count();
 }
 
+// What a plug-in of somebody else prints when no query runs is not one machine's.
+void TMachineCheck::SettleIn() {
+  std::error_code ignored;
+  std::filesystem::current_path(request.dataFolder, ignored);
+  if (!isOwnPlugin || plugin->Companion() != nullptr) return;
+  try {
+    output.emplace();
+  } catch (const TError&) {
+    // Each machine says so, as long as it is so.
+  }
+}
+
 void TMachineCheck::LoadCatalogue() {
   TQueryRequest first = request;
   first.builtinClasses = true;
@@ -265,7 +277,8 @@ report::TReport TMachineCheck::Compare(TTask& task, std::string& told) {
   session.Run({.log = log,
                .inventory = task.wantsReads ? &inventoryReads : nullptr,
                .catalogue = isFirst ? &reads : nullptr,
-               .hidden = known});
+               .hidden = known,
+               .output = output ? &*output : nullptr});
   session.Conclude(report);
   report.generated = began;
   if (!settings.waivers.empty()) report::ApplyWaivers(waivers, report);

@@ -19,6 +19,7 @@
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/xmlparser/prepared_documents.h"
 #include "svcheck/session/query_session.h"
+#include "svcheck/system/process.h"
 
 namespace svc::fleet {
 
@@ -184,6 +185,9 @@ class TMachineCheck {
   // them, where the task wants it and the answer is that of every machine of which the same is
   // read, what was read.
   std::string Answer(TTask task);
+  // Called where this process does nothing else from here on: what each query would take of the
+  // process and give back is taken once, as far as that makes no difference to any.
+  void SettleIn();
 
  private:
   void LoadCatalogue();
@@ -209,7 +213,8 @@ class TMachineCheck {
   TPassedOver passedOver;
   std::vector<report::TWaiver> waivers;
   TRecordLines lines;
-  std::int64_t began = 0;  // Seconds since 1970; waivers end by it.
+  std::optional<TCapturedOutput> output;  // Empty where each query takes it.
+  std::int64_t began = 0;                 // Seconds since 1970; waivers end by it.
 };
 
 // The last line of a machine that has no answer, and why.

@@ -228,6 +228,7 @@ std::optional<std::string_view> TFrameReader::Next() {
 int AnswerTasks(TFrameReader& tasks, ITaskChannel& channel, TMachineCheck& check) {
   // An inventory that was a file when it was listed may be a pipe by now.
   xml::AllowWaiting(false);
+  check.SettleIn();
   std::string sent;
   while (const auto body = tasks.Next()) {
     sent.clear();

@@ -29,25 +29,28 @@ namespace svc {
 
 namespace {
 
-// Enters a folder and goes back.
+// Enters a folder and goes back. Whoever is there already stays.
 class TCurrentFolder {
  public:
   explicit TCurrentFolder(const fs::path& folder) : before(fs::current_path()) {
+    if (before.native() == folder.native()) return;
     std::error_code error;
     fs::current_path(folder, error);
-    if (!error) return;
+    hasGone = !error;
+    if (hasGone) return;
     throw TError("cannot enter the data folder " + folder.string() + ": " + error.message() +
                  "; give the folder that holds sv/ with --data-dir");
   }
   ~TCurrentFolder() {
     std::error_code ignored;
-    fs::current_path(before, ignored);
+    if (hasGone) fs::current_path(before, ignored);
   }
   TCurrentFolder(const TCurrentFolder&) = delete;
   TCurrentFolder& operator=(const TCurrentFolder&) = delete;
 
  private:
   fs::path before;
+  bool hasGone = false;
 };
 
 // A namespace is observed while this lives.
@@ -322,9 +325,10 @@ void TQuerySession::Run(const TFollowers& followers) {
     }
     const TReading reading(inventory, seeing.inventory);
     const TCatalogueWatch watch(seeing, catalogue);
-    TCapturedOutput captured;
+    std::optional<TCapturedOutput> captured;
+    if (followers.output == nullptr) captured.emplace();
     end = AskFirst();
-    printed = captured.Take();
+    printed = captured ? captured->Take() : followers.output->TakeSoFar();
   }
   if (!end.returned) return;
   InstallLogger(followers.companionLog ? followers.companionLog : followers.log);

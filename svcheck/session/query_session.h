@@ -26,6 +26,7 @@
 
 namespace svc {
 
+class TCapturedOutput;
 class TRecordSpool;
 
 // Everybody in the process logs to the logger while this lives, and to nobody afterwards.
@@ -97,6 +98,8 @@ struct TFollowers {
   bool wantsUpdates = false;
   // What cannot be seen of the catalogue.
   THiddenInstancesHandle hidden = {};
+  // Has standard output already; the query takes and gives back none then.
+  TCapturedOutput* output = nullptr;
 };
 
 class TQuerySession {

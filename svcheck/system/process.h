@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -86,8 +87,13 @@ class TCapturedOutput {
   // Gives standard output back and what was written meanwhile. Throws TError when the system
   // refuses.
   std::string Take();
+  // What was written since the last call; whatever follows is kept as well. Throws TError when the
+  // system refuses.
+  std::string TakeSoFar();
 
  private:
+  // All that was written; none where the system refuses.
+  std::optional<std::string> Read();
   // False where the system refuses.
   bool Restore() noexcept;
 

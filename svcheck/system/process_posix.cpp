@@ -156,7 +156,7 @@ bool TCapturedOutput::Restore() noexcept {
   return isRestored;
 }
 
-std::string TCapturedOutput::Take() {
+std::optional<std::string> TCapturedOutput::Read() {
   std::fflush(stdout);
   std::string text;
   std::array<char, 4096> block;
@@ -166,11 +166,32 @@ std::string TCapturedOutput::Take() {
     text.append(block.data(), static_cast<std::size_t>(count));
     offset += count;
   }
-  if (!Restore() || count < 0) {
-    throw TError("standard output cannot be given back: " + std::generic_category().message(errno) +
-                 "; start the check again");
-  }
+  if (count < 0) return {};
   return text;
+}
+
+namespace {
+
+[[noreturn]] void FailOutput(const char* action) {
+  throw TError(std::string("standard output cannot be ") + action + ": " +
+               std::generic_category().message(errno) + "; start the check again");
+}
+
+}  // namespace
+
+std::string TCapturedOutput::Take() {
+  auto text = Read();
+  if (!Restore() || !text) FailOutput("given back");
+  return *std::move(text);
+}
+
+std::string TCapturedOutput::TakeSoFar() {
+  auto text = Read();
+  const bool isEmptied =
+      text &&
+      (text->empty() || (::lseek(captured, 0, SEEK_SET) == 0 && ::ftruncate(captured, 0) == 0));
+  if (!isEmptied) FailOutput("read");
+  return *std::move(text);
 }
 
 namespace {

@@ -220,15 +220,28 @@ bool TCapturedOutput::Restore() noexcept {
   return isRestored;
 }
 
-std::string TCapturedOutput::Take() {
+std::optional<std::string> TCapturedOutput::Read() {
   std::fflush(stdout);
   std::string text;
   char block[4096];
   _lseeki64(captured, 0, SEEK_SET);
   for (int count = 0; (count = _read(captured, block, sizeof block)) > 0;)
     text.append(block, static_cast<std::size_t>(count));
-  if (!Restore()) throw TError("standard output cannot be given back; start the check again");
   return text;
+}
+
+std::string TCapturedOutput::Take() {
+  auto text = Read();
+  if (!Restore()) throw TError("standard output cannot be given back; start the check again");
+  return *std::move(text);
+}
+
+std::string TCapturedOutput::TakeSoFar() {
+  auto text = Read();
+  const bool isEmptied =
+      text->empty() || (_lseeki64(captured, 0, SEEK_SET) == 0 && _chsize_s(captured, 0) == 0);
+  if (!isEmptied) throw TError("standard output cannot be read; start the check again");
+  return *std::move(text);
 }
 
 std::string HostName(const std::filesystem::path& /*root*/) {

@@ -36,6 +36,24 @@ TEST(CapturedOutput, ThatCannotBeGivenBackIsAFailure) {
               "^standard output cannot be given back: Bad file descriptor; start the check again$");
 }
 
+TEST(CapturedOutput, IsTakenPartByPart) {
+  std::vector<std::string> taken;
+  {
+    TCapturedOutput output;
+    std::printf("%s", std::string(9000, 'x').c_str());
+    taken.push_back(output.TakeSoFar());
+    taken.push_back(output.TakeSoFar());
+    std::printf("another");
+    taken.push_back(output.TakeSoFar());
+    std::printf("and ");
+    std::fflush(stdout);
+    std::printf("the rest");
+    taken.push_back(output.Take());
+  }
+  EXPECT_EQ(taken,
+            (std::vector<std::string>{std::string(9000, 'x'), "", "another", "and the rest"}));
+}
+
 TEST(FilesOfPersons, AreLetGoOfOnceTheyAreRead) {
   const test::TTemporaryFolder folder;
   folder.Write("waivers.toml", "[[waiver]]\nname = \"X\"\nreason = \"held back\"\n");

@@ -3,8 +3,11 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/hskcore/exception.h"
 #include "host/hskcore/os_specific.h"
@@ -418,6 +421,68 @@ TEST_F(Prepared, WhileDocumentsAreSharedAFileIsReadOnce) {
   const TNamespace third = Filled();
   Parse(third, ReadBlock(index.Path()));
   EXPECT_EQ(AllIn(third), "class A:{P=no longer;}");
+}
+
+// Bytes that the process has read of files so far; none where the system does not count them.
+std::optional<std::uint64_t> BytesRead() {
+  std::ifstream counts("/proc/self/io");
+  std::string name;
+  std::uint64_t count = 0;
+  if (counts >> name >> count && name == "rchar:") return count;
+  return {};
+}
+
+TEST_F(Prepared, WhileDocumentsAreSharedDefinitionsAreReadAgainOnceTheyChange) {
+  constexpr std::size_t kLong = 100'000;
+  const std::string comment = "<!--" + std::string(kLong, 'x') + "-->";
+  const auto classes = [&](const std::string& name) {
+    return Document("<VALUE.OBJECT><CLASS NAME='" + name + "'/></VALUE.OBJECT>" + comment);
+  };
+  definitions.Rewrite(classes("A"));
+  const TDocumentSharing sharing;
+  const TPreparedDocuments prepared(All());
+  const auto begin = BytesRead();
+  const TNamespace first = Filled();
+  const auto once = BytesRead();
+  const TNamespace second = Filled();
+  const auto again = BytesRead();
+  EXPECT_EQ(SharedStateOf(second), SharedStateOf(first));
+  EXPECT_EQ(AllIn(second), "class A:");
+  definitions.Rewrite(classes("B"));
+  EXPECT_EQ(AllIn(Filled()), "class B:");
+  definitions.Rewrite("<CIM>");
+  EXPECT_THROW(Filled(), THSKException);
+  EXPECT_THROW(Filled(), THSKException);
+  if (!again) GTEST_SKIP() << "what is read is not counted here";
+  EXPECT_GT(*once - *begin, kLong);
+  EXPECT_LT(*again - *once, kLong);
+}
+
+TEST_F(Prepared, WhileDocumentsAreSharedInventoriesAreReadEachTime) {
+  const TDocumentSharing sharing;
+  if (!BytesRead()) GTEST_SKIP() << "what is read is not counted here";
+  definitions.Rewrite(Document("<!--" + std::string(100'000, 'x') + "-->"));
+  Filled();
+  const auto once = BytesRead();
+  Filled();
+  EXPECT_GT(*BytesRead() - *once, 100'000U);
+}
+
+TEST_F(Prepared, WhileDocumentsAreSharedEachHasATicketOfItsOwn) {
+  const TDocumentFile other(Document(InstanceOf("another")));
+  const TDocumentSharing sharing;
+  std::vector<std::string> tickets;
+  for (const std::string& path : {index.Path(), index.Path(), other.Path(), index.Path()}) {
+    const TPreparedDocuments prepared(All());
+    const TNamespace space = Filled();
+    tickets.push_back(ReadBlock(path));
+    Parse(space, tickets.back());
+    EXPECT_EQ(AllIn(space), path == index.Path() ? read : "class A:{P=another;}");
+  }
+  EXPECT_EQ(tickets[0], tickets[1]) << "a document keeps its ticket";
+  EXPECT_NE(tickets[1], tickets[2]);
+  EXPECT_NE(tickets[2], tickets[3]);
+  EXPECT_NE(tickets[1], tickets[3]) << "no ticket is made twice";
 }
 
 TEST_F(Prepared, WhatIsSharedIsTakenBackUnread) {

@@ -8,12 +8,16 @@
 
 #include <cstdio>
 #include <new>
+#include <string>
+#include <vector>
 
 #include "host/hskcore/root_object.h"
 #include "rules/names.h"
 #include "svcheck/session/record_origins.h"
 #include "svcheck/system/failure.h"
+#include "svcheck/system/process.h"
 #include "tests/support/recording_logger.h"
+#include "tests/support/temporary_folder.h"
 
 namespace svc {
 namespace {
@@ -153,6 +157,48 @@ TEST_F(QuerySession, ThatCannotReadItsInventoryLeavesNothing) {
   TQueryRequest request = Request();
   request.inventories = {"missing.xml"};
   EXPECT_THROW(TQuerySession(std::move(request)), TError);
+  ExpectAllIsAsBefore();
+}
+
+// A catalogue that is missing and one that is broken are told apart by what is printed.
+TEST_F(QuerySession, WithAnOutputThatSomebodyHasTakenHearsOnlyWhatItsOwnQueryPrints) {
+  const auto outcomeOf = [](const std::string& catalogue, TCapturedOutput* output) {
+    TQueryRequest request = Request();
+    request.context[rules::kCatalogueEntry] = NQRXHSK20::TCIMValue(catalogue);
+    TQuerySession session(std::move(request));
+    session.Run({.output = output});
+    report::TReport report;
+    session.Conclude(report);
+    return report.outcome;
+  };
+  const test::TTemporaryFolder folder;
+  folder.Write("broken/index.xml", "<?sv-catalogue version=\"4.02\"?><CIM>");
+  using enum report::EOutcome;
+  const std::vector<report::EOutcome> expected = {kNoCatalogue, kUnreadableCatalogue, kDone};
+  std::vector<report::EOutcome> outcomes;
+  std::string rest;
+  {
+    TCapturedOutput output;
+    for (const std::string& catalogue : {folder.Path() + "/missing", folder.Path() + "/broken",
+                                         std::string(kSample) + "/catalogue"}) {
+      outcomes.push_back(outcomeOf(catalogue, &output));
+    }
+    rest = output.Take();
+  }
+  EXPECT_EQ(outcomes, expected);
+  EXPECT_EQ(rest, "");
+}
+
+TEST_F(QuerySession, StaysInTheDataFolderWhereItIsThere) {
+  const std::filesystem::path folder = std::filesystem::current_path();
+  std::filesystem::current_path(DATA_FOLDER);
+  {
+    TQuerySession session(Request());
+    session.Run();
+    EXPECT_GT(session.Records()->Count(), 0U);
+    EXPECT_EQ(std::filesystem::current_path(), DATA_FOLDER);
+  }
+  std::filesystem::current_path(folder);
   ExpectAllIsAsBefore();
 }
 
