@@ -145,8 +145,8 @@ TJudgement JudgeAnew(std::string_view installed, std::string_view offered) noexc
 }
 
 // Judgements of short texts, as most are: the machines of a fleet have the same drivers, and are
-// offered the same. Each pair has one place, which the last one takes that falls there. Used by one
-// thread.
+// offered the same. Each pair has a set of places, one of which is taken anew for each that is not
+// known there. Used by one thread.
 class TKnownJudgements {
  public:
   TJudgement Of(std::string_view installed, std::string_view offered) noexcept {
@@ -154,13 +154,16 @@ class TKnownJudgements {
       return JudgeAnew(installed, offered);
     }
     const std::hash<std::string_view> hash;
-    TKnown& known = pairs[(hash(installed) * 3 ^ hash(offered)) % pairs.size()];
-    if (!known.isUsed || known.installed.View() != installed || known.offered.View() != offered) {
-      known.judgement = JudgeAnew(installed, offered);
-      known.installed.Set(installed);
-      known.offered.Set(offered);
-      known.isUsed = true;
+    const std::size_t both = hash(installed) * 3 ^ hash(offered);
+    TSet& set = sets[both % sets.size()];
+    for (const TKnown& known : set) {
+      if (known.Is(installed, offered)) return known.judgement;
     }
+    TKnown& known = set[turn++ % set.size()];
+    known.judgement = JudgeAnew(installed, offered);
+    known.installed.Set(installed);
+    known.offered.Set(offered);
+    known.isUsed = true;
     return known.judgement;
   }
 
@@ -180,9 +183,14 @@ class TKnownJudgements {
     TShortText offered;
     TJudgement judgement;
     bool isUsed = false;
+    bool Is(std::string_view theInstalled, std::string_view theOffered) const noexcept {
+      return isUsed && offered.View() == theOffered && installed.View() == theInstalled;
+    }
   };
+  using TSet = std::array<TKnown, 4>;
 
-  std::array<TKnown, 1024> pairs;
+  std::array<TSet, 256> sets;
+  std::size_t turn = 0;  // Of places to be taken anew.
 };
 
 }  // namespace

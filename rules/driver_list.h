@@ -6,8 +6,11 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
+
+#include "rules/folded_text.h"
 
 namespace svc::rules {
 
@@ -63,20 +66,21 @@ class TDriverNameForm {
   TDriverNameForm() {
     for (std::size_t i = 0; i < upperCase.size(); ++i) {
       upperCase[i] = static_cast<char>(std::toupper(static_cast<int>(i)));
+      const bool isLetter = i >= 'a' && i <= 'z';
+      isOfAscii = isOfAscii && upperCase[i] == static_cast<char>(isLetter ? i - ('a' - 'A') : i);
     }
   }
 
   // The same number for all names that Of brings to one form. `seed` keeps whoever writes names
   // from choosing which of them meet.
   std::uint64_t HashOf(std::string_view name, std::uint64_t seed) const noexcept {
-    std::uint64_t hash = seed;
-    for (const char character : name) {
-      if (character == '.') break;
-      hash = (hash ^ static_cast<unsigned char>(upperCase[static_cast<unsigned char>(character)])) *
-             kMultiplier;
-      hash ^= hash >> 29;
+    name = name.substr(0, name.find('.'));
+    std::uint64_t hash = seed ^ name.size();
+    // Eight characters at once: each step waits for the one before it.
+    for (; name.size() > sizeof hash; name.remove_prefix(sizeof hash)) {
+      hash = Mixed(hash ^ Word(name.data(), sizeof hash));
     }
-    return hash ^ hash >> 32;
+    return Mixed(Mixed(hash ^ Word(name.data(), name.size())));
   }
 
   // Valid until the next call.
@@ -89,9 +93,26 @@ class TDriverNameForm {
   }
 
  private:
-  static constexpr std::uint64_t kMultiplier = 0x9e3779b97f4a7c15;
+  // Up to eight characters, the same for all that upper case makes the same.
+  std::uint64_t Word(const char* characters, std::size_t count) const noexcept {
+    std::uint64_t word = 0;
+    if (isOfAscii && count != 0) {
+      std::memcpy(&word, characters, count);
+      return Folded(word);
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      const char upper = upperCase[static_cast<unsigned char>(characters[i])];
+      word = word << 8 | static_cast<unsigned char>(upper);
+    }
+    return word;
+  }
+  static constexpr std::uint64_t Mixed(std::uint64_t hash) noexcept {
+    hash *= 0x9e3779b97f4a7c15;
+    return hash ^ hash >> 29;
+  }
 
   std::array<char, 256> upperCase;
+  bool isOfAscii = true;  // Whether the letters A to Z alone have two cases.
   std::string normalised;
 };
 

@@ -202,10 +202,13 @@ void TCreatedInstance::CommitToSink() {
 }
 
 const TCIMValue* TCreatedInstance::Find(std::string_view name) const {
-  const auto found = std::find_if(properties.begin(), properties.end(), [&](const auto& property) {
-    return SameName(property.first, name);
-  });
-  return found == properties.end() ? nullptr : &found->second;
+  // Nearly always they are read in the order in which they were written.
+  for (std::size_t i = 0; i < properties.size(); ++i) {
+    if (next >= properties.size()) next = 0;
+    const auto& [written, value] = properties[next++];
+    if (SameName(written, name)) return &value;
+  }
+  return nullptr;
 }
 
 void TCreatedInstance::GetProperty(boost::shared_ptr<ICIMProperty>& property, std::string_view name,

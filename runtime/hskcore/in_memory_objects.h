@@ -220,6 +220,7 @@ class TCreatedInstance final : public NQRXHSK20::ICIMInstance, public IWrittenIn
   // kNone until it is stored; from then on the properties are the namespace's.
   TRowId row = kNone;
   std::vector<std::pair<std::string, NQRXHSK20::TCIMValue>> properties;
+  mutable std::size_t next = 0;  // Where the next one that is read is looked for first.
 };
 
 class TInMemoryNamespace final : public NQRXHSK20::ICIMNamespace,

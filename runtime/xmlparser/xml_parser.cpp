@@ -158,13 +158,21 @@ bool TDocumentParts::Take() {
 
 namespace NQRXHSK20 {
 
-void TXmlParser::Parse(char* text) {
-  if (!text) throw THSKException("there is no document to parse", THSKStatusCode::kFailed);
+namespace {
+
+void ParseText(TXmlParserState& state, char* text, std::size_t size) {
   try {
-    state->Parse(text, svc::BlockSize(text), false);
+    state.Parse(text, size, false);
   } catch (const svc::xml::TDocumentError& error) {
     throw THSKException("line " + std::to_string(error.line) + ": " + error.what(), error.status);
   }
+}
+
+}  // namespace
+
+void TXmlParser::Parse(char* text) {
+  if (!text) throw THSKException("there is no document to parse", THSKStatusCode::kFailed);
+  ParseText(*state, text, svc::BlockSize(text));
 }
 
 TCIMXMLParser::TCIMXMLParser(boost::shared_ptr<ICIMNamespace> target)
@@ -331,3 +339,13 @@ std::vector<boost::shared_ptr<ICIMClass>> TNamespacePopulator::PopulateFromXMLFi
 }
 
 }  // namespace NQRXHSK20
+
+namespace svc::xml {
+
+void ParseInPlace(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target, std::string document) {
+  NQRXHSK20::TXmlParserState state;
+  state.target = target;
+  NQRXHSK20::ParseText(state, document.data(), document.size());
+}
+
+}  // namespace svc::xml

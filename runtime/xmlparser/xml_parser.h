@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "host/hskcore/cim.h"
+#include "host/hskcore/export.h"
 #include "runtime/hskcore/namespace_writer.h"
 #include "runtime/xmlparser/cim_builder.h"
 #include "runtime/xmlparser/document_window.h"
@@ -79,11 +80,18 @@ class TDocumentParts final : public ILaterParts {
 
 }  // namespace svc::xml
 
-// What a parser and its copies share. Used from one thread at a time.
-
 namespace svc::xml {
+
 class TDocumentCache;
-}
+
+// As TCIMXMLParser, for a document that nobody needs any more: its bytes are changed, and none is
+// copied. Throws THSKException.
+XMLPARSER_API void ParseInPlace(const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& target,
+                                std::string document);
+
+}  // namespace svc::xml
+
+// What a parser and its copies share. Used from one thread at a time.
 
 namespace NQRXHSK20 {
 

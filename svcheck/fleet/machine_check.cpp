@@ -133,6 +133,7 @@ void AddDescription(const report::TReport& report, TJsonWriter& json) {
 
 // An answer goes to the results whole or not at all; one of so many records tells a person nothing.
 constexpr std::size_t kLongestAnswer = std::size_t{16} << 20;
+constexpr std::size_t kMostReserved = std::size_t{1} << 20;
 
 // An object without its end.
 std::string HeadOf(const std::string& machine) {
@@ -309,6 +310,7 @@ bool TMachineCheck::IsShared(const report::TReport& report) const {
 std::string TMachineCheck::Text(const report::TReport& report, const std::string& machine) {
   const std::string head = HeadOf(machine);
   std::string text;
+  text.reserve(usualSize);
   report::TSummary summary;
   for (const report::TRecord& record : report::RecordsOf(report)) {
     text.append(head).append(lines.Of(record));
@@ -320,6 +322,7 @@ std::string TMachineCheck::Text(const report::TReport& report, const std::string
     summary.Add(record);
   }
   text.append(head).append(EndOf(report, summary)) += '\n';
+  usualSize = std::min(text.size() + text.size() / 4, kMostReserved);
   return text;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <boost/shared_ptr.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -213,6 +214,7 @@ class TMachineCheck {
   TPassedOver passedOver;
   std::vector<report::TWaiver> waivers;
   TRecordLines lines;
+  std::size_t usualSize = 0;              // Of an answer, as far as the last one tells.
   std::optional<TCapturedOutput> output;  // Empty where each query takes it.
   std::int64_t began = 0;                 // Seconds since 1970; waivers end by it.
 };

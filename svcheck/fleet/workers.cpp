@@ -1,6 +1,7 @@
 #include "svcheck/fleet/workers.h"
 
 #include <algorithm>
+#include <cstring>
 #include <deque>
 #include <system_error>
 #include <utility>
@@ -204,7 +205,8 @@ std::string CauseOf(const std::string& how) {
 
 namespace {
 
-constexpr std::size_t kBlock = std::size_t{1} << 18;
+// Room for two tasks of the usual size.
+constexpr std::size_t kBlock = std::size_t{1} << 19;
 
 }  // namespace
 
@@ -212,17 +214,26 @@ TFrameReader::TFrameReader(ITaskChannel& channel) : channel(channel), block(kBlo
 
 std::optional<std::string_view> TFrameReader::Next() {
   for (;;) {
-    std::string_view rest = std::string_view(received).substr(taken);
+    std::string_view rest(block.data() + begin, end - begin);
     if (const auto text = TakeFrame(rest)) {
-      taken = received.size() - rest.size();
+      begin = end - rest.size();
       return text;
     }
-    received.erase(0, taken);
-    taken = 0;
-    const std::size_t count = channel.Read(block.data(), block.size());
-    if (count == 0) return {};
-    received.append(block.data(), count);
+    if (!Receive()) return {};
   }
+}
+
+// A frame that was cut is moved to the front when the room behind it is short; the block grows for
+// one that is longer.
+bool TFrameReader::Receive() {
+  if (begin == end || block.size() - end < block.size() / 2) {
+    std::memmove(block.data(), block.data() + begin, end - begin);
+    end -= std::exchange(begin, 0);
+  }
+  if (end > block.size() / 2) block.resize(block.size() * 2);
+  const std::size_t count = channel.Read(block.data() + end, block.size() - end);
+  end += count;
+  return count != 0;
 }
 
 int AnswerTasks(TFrameReader& tasks, ITaskChannel& channel, TMachineCheck& check) {

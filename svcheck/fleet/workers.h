@@ -66,10 +66,13 @@ class TFrameReader {
   std::optional<std::string_view> Next();
 
  private:
+  // Makes room behind what was received, and receives. False when there is no more.
+  bool Receive();
+
   ITaskChannel& channel;
-  std::vector<char> block;  // Read last.
-  std::string received;
-  std::size_t taken = 0;
+  std::vector<char> block;  // What was received lies between the two.
+  std::size_t begin = 0;
+  std::size_t end = 0;
 };
 
 // Returns the exit status of the worker.

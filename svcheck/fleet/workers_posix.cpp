@@ -26,8 +26,8 @@ namespace {
 
 constexpr std::size_t kBlock = std::size_t{1} << 18;
 
-// The memory of one comparison is the next one's: to give it back in between would cost as much as
-// the comparison.
+// The memory of one machine is the next one's, here and in the workers: to give it back in between
+// costs a worker as much as the comparison.
 void KeepMemory() {
   constexpr int kMost = 1 << 25;
   ::mallopt(M_MMAP_THRESHOLD, kMost);
@@ -57,7 +57,6 @@ class TSocketChannel : public ITaskChannel {
 // A worker's side.
 [[noreturn]] void Serve(int socket, TMachineCheck& check) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::signal(signal, SIG_DFL);
-  KeepMemory();
   WatchMemory();  // What this process is a copy of may have run out of it before.
   TSocketChannel channel(socket);
   TFrameReader tasks(channel);
@@ -126,7 +125,7 @@ class TCopy : public IWorkerProcess {
 
 class TCopies : public IWorkerSystem {
  public:
-  explicit TCopies(const TCheckSettings& settings) : check(settings) {}
+  explicit TCopies(const TCheckSettings& settings) : check(settings) { KeepMemory(); }
 
   std::unique_ptr<IWorkerProcess> Start() override {
     int ends[2];

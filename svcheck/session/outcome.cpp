@@ -95,7 +95,12 @@ bool TJournal::IsLogged(int level) const noexcept {
   return IsRead(level) || (next && next->IsLogged(level));
 }
 
+// Nearly every entry is of the trace, which nobody reads.
 void TJournal::Log(int level, std::string_view message) {
+  if (next || IsRead(level)) Take(level, message);
+}
+
+void TJournal::Take(int level, std::string_view message) {
   if (next && next->IsLogged(level)) next->Log(level, message);
   if (!IsRead(level)) return;
   const std::lock_guard lock(mutex);

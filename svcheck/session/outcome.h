@@ -50,6 +50,7 @@ class TJournal : public NQRXHSK20::ILogger {
  private:
   // Whether this logger itself looks at an entry of the level.
   bool IsRead(int level) const noexcept;
+  void Take(int level, std::string_view message);
   void Note(int level, std::string_view message);
 
   boost::shared_ptr<NQRXHSK20::ILogger> next;

@@ -17,6 +17,7 @@
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
 #include "runtime/xmlparser/prepared_documents.h"
+#include "runtime/xmlparser/xml_parser.h"
 #include "svcheck/session/catalogue.h"
 #include "svcheck/session/spool.h"
 #include "svcheck/system/failure.h"
@@ -254,7 +255,9 @@ void TQuerySession::ReadInventory() {
   try {
     if (request.keepsPlaces) KeepPlaces(inventory);
     if (request.builtinClasses) DeclareBuiltinClasses(inventory);
-    if (!request.inventoryDocument.empty()) ParseDocument(inventory, request.inventoryDocument);
+    if (!request.inventoryDocument.empty()) {
+      xml::ParseInPlace(inventory, std::exchange(request.inventoryDocument, {}));
+    }
     for (const std::string& file : request.inventories) {
       if (file == kStandardInput) {
         ReadStandardInput(inventory);

@@ -103,18 +103,23 @@ TRecordSpool::TKept TRecordSpool::Keep(const TSharedText& text, const TKept* bef
 }
 
 TRecordSpool::TKept TRecordSpool::KeepPooled(std::string_view text) {
-  constexpr std::size_t kNode = 64;
-  if (text.size() + kNode > kPoolInMemory) return KeepInFile(text);
-  const auto known = pool.find(text);
-  if (known != pool.end()) return InMemory(*known);
-  if (poolSize + text.size() + kNode > kPoolInMemory) return KeepInFile(text);
-  poolSize += text.size() + kNode;
-  return InMemory(*pool.emplace(text).first);
+  constexpr std::size_t kPlace = 64;
+  if (text.empty()) return InMemory("");
+  if (text.size() + kPlace > kPoolInMemory) return KeepInFile(text);
+  if (const std::string_view* const known = pool.Find(text)) return InMemory(*known);
+  if (poolSize + text.size() + kPlace > kPoolInMemory) return KeepInFile(text);
+  poolSize += text.size() + kPlace;
+  char* const begin = poolBytes.Room(text.size());
+  std::memcpy(begin, text.data(), text.size());
+  poolBytes.Take(begin + text.size());
+  const std::string_view kept(begin, text.size());
+  pool.Add(kept);
+  return InMemory(kept);
 }
 
 void TRecordSpool::HoldOwner(const boost::shared_ptr<const void>& owner) {
-  if (!owners.empty() && owners.back() == owner) return;
-  if (knownOwners.insert(owner.get()).second) owners.push_back(owner);
+  if (owner.get() == std::exchange(lastOwner, owner.get())) return;
+  if (owners.Find(owner.get()) == nullptr) owners.Add(owner);
 }
 
 TRecordSpool::TKept TRecordSpool::KeepInFile(std::string_view text) {

@@ -3,6 +3,7 @@
 // all proportion to what they were made of. Used by one thread.
 #pragma once
 
+#include <algorithm>
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -11,12 +12,13 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "host/hskcore/cim.h"
 #include "report/records.h"
 #include "runtime/hskcore/in_memory_namespace.h"
+#include "runtime/hskcore/name_table.h"
 
 namespace svc {
 
@@ -24,6 +26,42 @@ struct TCloseUnnamed {
   void operator()(std::FILE* file) const noexcept { std::fclose(file); }
 };
 using TUnnamedFile = std::unique_ptr<std::FILE, TCloseUnnamed>;
+
+// A set by open addressing. `TRules` tells an element's key, the key's hash and a free place.
+template <typename T, typename TRules>
+class TOpenSet {
+ public:
+  // Null where there is none of the key. Valid until the next Add.
+  const T* Find(const auto& key) const {
+    if (places.empty()) return nullptr;
+    const T& place = places[SlotOf(key)];
+    return TRules::IsFree(place) ? nullptr : &place;
+  }
+  // REQUIRES: there is none of its key, and it is no free place.
+  void Add(T element) {
+    if (++count * 2 > places.size()) Grow();
+    places[SlotOf(TRules::KeyOf(element))] = std::move(element);
+  }
+
+ private:
+  // Of the key, or the free one where it belongs.
+  std::size_t SlotOf(const auto& key) const {
+    const std::size_t mask = places.size() - 1;
+    std::size_t at = TRules::HashOf(key) & mask;
+    while (!TRules::IsFree(places[at]) && TRules::KeyOf(places[at]) != key) at = (at + 1) & mask;
+    return at;
+  }
+  void Grow() {
+    std::vector<T> old(std::max<std::size_t>(64, places.size() * 2));
+    old.swap(places);
+    for (T& element : old) {
+      if (!TRules::IsFree(element)) places[SlotOf(TRules::KeyOf(element))] = std::move(element);
+    }
+  }
+
+  std::vector<T> places;  // A power of two; half of them are free at least.
+  std::size_t count = 0;
+};
 
 // Texts that the writer shares are kept where they are, others once as long as they are few; what
 // goes beyond that lies in a file without a name. Verdicts are not set.
@@ -72,17 +110,25 @@ class TRecordSpool : public IInstanceSink, public report::IRecordSource {
   const TEntry& EntryAt(std::size_t number) const;
   void Fill(std::string& text, const TKept& kept) const;
 
-  // What keeps the shared texts, each once.
-  std::unordered_set<const void*> knownOwners;
-  std::vector<boost::shared_ptr<const void>> owners;
-  // The other texts, as long as they are few.
-  struct THash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const noexcept {
-      return std::hash<std::string_view>()(text);
+  struct TOwnerRules {
+    static const void* KeyOf(const boost::shared_ptr<const void>& owner) { return owner.get(); }
+    static std::uint64_t HashOf(const void* owner) {
+      return Mix(reinterpret_cast<std::uintptr_t>(owner) ^ HashSeed(), kMixA);
     }
+    static bool IsFree(const boost::shared_ptr<const void>& owner) { return !owner; }
   };
-  std::unordered_set<std::string, THash, std::equal_to<>> pool;
+  struct TTextRules {
+    static std::string_view KeyOf(std::string_view text) { return text; }
+    static std::uint64_t HashOf(std::string_view text) { return HashText(text, HashSeed()); }
+    static bool IsFree(std::string_view text) { return text.empty(); }
+  };
+
+  // What keeps the shared texts, each once.
+  TOpenSet<boost::shared_ptr<const void>, TOwnerRules> owners;
+  const void* lastOwner = nullptr;
+  // The other texts, as long as they are few, and their bytes.
+  TOpenSet<std::string_view, TTextRules> pool;
+  TArena poolBytes;
   std::size_t poolSize = 0;
   TUnnamedFile texts;
   std::uint64_t textsSize = 0;

@@ -22,6 +22,23 @@ TEST(FoldCase, FoldsAWholeText) {
   EXPECT_EQ(text, "");
 }
 
+TEST(FoldCase, FoldsEachCharacterWhereverItStandsAndNoOther) {
+  for (std::size_t size = 1; size <= 17; ++size) {
+    for (std::size_t place = 0; place < size; ++place) {
+      for (int code = 0; code < 256; ++code) {
+        for (const char around : {'\xFF', '\0', 'z'}) {
+          std::string text(size, around);
+          text[place] = static_cast<char>(code);
+          std::string expected(size, around);
+          expected[place] = Folded(text[place]);
+          FoldCase(text);
+          ASSERT_EQ(text, expected) << code << " at " << place << " of " << size;
+        }
+      }
+    }
+  }
+}
+
 TEST(Mentions, FindsAPartAnywhereInEitherCase) {
   EXPECT_TRUE(Mentions("System BIOS", "bios"));
   EXPECT_TRUE(Mentions("system bios", "SYSTEM"));

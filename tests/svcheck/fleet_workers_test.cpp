@@ -1,11 +1,15 @@
 // How tasks are shared out among workers that answer, end, talk nonsense or stay silent.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <optional>
 #include <set>
 #include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "svcheck/fleet/machine_check.h"
 #include "svcheck/fleet/summary.h"
@@ -27,6 +31,41 @@ struct TWorld {
   milliseconds longest{0};          // That was asked for.
   std::vector<std::string> worked;  // Names of the machines, as the workers took them up.
 };
+
+// Hands out what was sent in pieces of at most so many bytes.
+class TPieces : public ITaskChannel {
+ public:
+  TPieces(std::string sent, std::size_t most) : sent(std::move(sent)), most(most) {}
+  std::size_t Read(char* block, std::size_t size) override {
+    EXPECT_GT(size, 0U);
+    const std::size_t count = std::min({size, most, sent.size() - at});
+    sent.copy(block, count, at);
+    at += count;
+    return count;
+  }
+  bool Write(std::string_view /*bytes*/) override { return false; }
+
+ private:
+  std::string sent;
+  std::size_t most;
+  std::size_t at = 0;
+};
+
+TEST(FleetFrames, ComeOutAsTheyWereSentInWhateverPieces) {
+  std::vector<std::string> texts;
+  for (const std::size_t size : {0U, 1U, 150'000U, 262'136U, 262'137U, 524'288U, 3U, 1'500'000U,
+                                 524'280U, 0U, 400'000U, 400'000U, 7U}) {
+    texts.emplace_back(size, static_cast<char>('a' + texts.size()));
+  }
+  std::string sent;
+  for (const std::string& text : texts) AppendFrame(sent, text);
+  for (const std::size_t most : {997UL, 65'536UL, 262'144UL, 524'288UL, sent.size()}) {
+    TPieces pieces(sent + "\x09", most);  // The last frame is cut.
+    TFrameReader reader(pieces);
+    for (const std::string& text : texts) ASSERT_EQ(reader.Next(), text) << most;
+    EXPECT_FALSE(reader.Next());
+  }
+}
 
 // Does with a task what the machine's name says.
 class TFakeWorker : public IWorkerProcess {

@@ -94,6 +94,7 @@ class TTested {
     }
     std::optional<TSharedText>& text = texts[test.property];
     if (!text) text = shared.readers[test.property].Read(element, property);
+    if (text->size() < kLongText) return Folded(test.property).Mentions(test.text);
     std::optional<TAnswers>& answers = shared.known[test.property].Of(*text);
     if (!answers) answers.emplace();
     const std::uint32_t bit = std::uint32_t{1} << number;

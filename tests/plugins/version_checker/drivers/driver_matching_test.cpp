@@ -186,6 +186,24 @@ TEST_P(TNormalisedName, IsUpperCaseAndCutBeforeTheFirstDot) {
   EXPECT_NE(form.HashOf(GetParam().text, 5), form.HashOf("x" + std::string(GetParam().text), 5));
 }
 
+// Of a character more, less or another one at any place.
+TEST(DriverNameForm, NumbersNamesApart) {
+  rules::TDriverNameForm form;
+  const std::string name = "abcdefghijklmnopqrst";
+  for (std::size_t size = 0; size <= name.size(); ++size) {
+    std::set<std::uint64_t> hashes = {form.HashOf(name.substr(0, size), 5)};
+    for (std::size_t place = 0; place < size; ++place) {
+      std::string other = name.substr(0, size);
+      other[place] = '0';
+      EXPECT_TRUE(hashes.insert(form.HashOf(other, 5)).second) << other;
+      other[place] = static_cast<char>(name[place] - 'a' + 'A');
+      EXPECT_EQ(form.HashOf(other, 5), form.HashOf(name.substr(0, size) + ".sys", 5)) << other;
+      EXPECT_TRUE(hashes.insert(form.HashOf(name.substr(0, place), 5)).second);
+    }
+    EXPECT_NE(form.HashOf(name.substr(0, size), 6), form.HashOf(name.substr(0, size), 5));
+  }
+}
+
 constexpr TName kNames[] = {
     {"LowerCase", "e1000.sys", "E1000"},
     {"UpperCase", "E1000.SYS", "E1000"},
