@@ -57,6 +57,28 @@ TEST_F(PathWalk, EndsAtALinkThatCannotBeRead) {
   EXPECT_EQ(ErrorOf([&] { End("/proc/1/root/file"); }), EACCES);
 }
 
+TEST_F(PathWalk, NamesAFileAFolderOrNothingByWhatIsThereAndALinkByItsOwner) {
+  Put("file", "x");
+  std::filesystem::create_directory(In("folder"));
+  ASSERT_EQ(::mkfifo(In("pipe").c_str(), 0600), 0);
+  const auto kind = [&](const std::string& name) {
+    return KindOf(FindPlace(In(name), ELastLink::kKept));
+  };
+  EXPECT_EQ(kind("file"), ENamed::kFile);
+  EXPECT_EQ(kind("missing"), ENamed::kNothing);
+  EXPECT_EQ(kind("folder"), ENamed::kFolder);
+  EXPECT_EQ(kind("folder/."), ENamed::kFolder);
+  EXPECT_EQ(kind("pipe"), ENamed::kOther);
+  std::filesystem::create_symlink(In("missing"), In("link"));
+  EXPECT_EQ(kind("link"), ENamed::kOther);
+  if (!IsRoot()) GTEST_SKIP() << "only root can give things away";
+  for (const char* const name : {"file", "folder", "pipe", "link"}) Give(name);
+  EXPECT_EQ(kind("file"), ENamed::kFile);
+  EXPECT_EQ(kind("folder"), ENamed::kFolder);
+  EXPECT_EQ(kind("pipe"), ENamed::kOther);
+  EXPECT_EQ(kind("link"), ENamed::kFile) << "what a stranger's link is replaced by";
+}
+
 constexpr uid_t kOwner = 1000;
 constexpr uid_t kTrusted = 1001;
 constexpr uid_t kOther = 1002;

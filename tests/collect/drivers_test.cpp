@@ -17,6 +17,36 @@
 
 #include "made_tree.h"
 
+namespace {
+
+// Which call of its kind fails next, counted from 1; and how. None does at 0.
+int failingRead = 0;
+int failingWrite = 0;
+int failure = 0;
+
+bool Fails(int& count) {
+  if (count == 0 || --count != 0) return false;
+  errno = failure;
+  return true;
+}
+
+}  // namespace
+
+extern "C" {
+
+ssize_t __real_pread(int file, void* bytes, size_t size, off_t at);
+ssize_t __real_write(int file, const void* bytes, size_t size);
+
+ssize_t __wrap_pread(int file, void* bytes, size_t size, off_t at) {
+  return Fails(failingRead) ? -1 : __real_pread(file, bytes, size, at);
+}
+
+ssize_t __wrap_write(int file, const void* bytes, size_t size) {
+  return Fails(failingWrite) ? -1 : __real_write(file, bytes, size);
+}
+
+}  // extern "C"
+
 namespace svc::collect {
 namespace {
 
@@ -149,7 +179,12 @@ TEST_F(DriversTest, ThatRunInAnOlderVersionThanInstalledAreNoted) {
   tree.Write("/proc/modules", "e1000e 1 0 - Live 0x0\n")
       .Write("/sys/module/e1000e/version", "1.0\n");
   EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "3.8.7-NAPI");
-  EXPECT_EQ(tree.Notes("1.0 is running").size(), 1U);
+  EXPECT_EQ(tree.Notes("is running"),
+            std::vector<std::string>{"/lib/modules/" + std::string(kRelease) +
+                                     "/e1000e.ko: version 3.8.7-NAPI is installed, 1.0 is running "
+                                     "until the driver is loaded anew"});
+  tree.Write("/sys/module/e1000e/version", "3.8.7-NAPI\n");
+  EXPECT_EQ(tree.Notes("is running"), std::vector<std::string>());
 }
 
 TEST_F(DriversTest, WhoseFilesAreNoModulesGiveNoVersion) {
@@ -342,6 +377,27 @@ TEST_F(DriversTest, AreOpenedOnce) {
   for (const TCompression& compression : kCompressions) {
     InstallBeside(compression.ending, Compressed(FileBytes(DRIVER_FILE), compression.filter));
     EXPECT_EQ(opened(std::string("e1000e.ko") + compression.ending), 1);
+  }
+}
+
+// The first bytes, the bytes, their end and the header, which is read of the copy.
+TEST_F(DriversTest, AreReadThroughInterruptionsAndNameTheErrorThatIsNone) {
+  InstallBeside("", FileBytes(DRIVER_FILE));
+  for (int* const call : {&failingRead, &failingWrite}) {
+    const int calls = call == &failingRead ? 4 : 1;
+    for (int number = 1; number <= calls; ++number) {
+      failure = EINTR;
+      *call = number;
+      EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "3.8.7-NAPI") << number;
+      EXPECT_EQ(*call, 0) << "there was no such call";
+      failure = EIO;
+      *call = number;
+      EXPECT_EQ(tree.Notes("e1000e.ko: "),
+                std::vector<std::string>{"/lib/modules/" + std::string(kRelease) +
+                                         "/e1000e.ko: no version can be read: "
+                                         "Input/output error"})
+          << number;
+    }
   }
 }
 

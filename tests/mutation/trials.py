@@ -25,6 +25,8 @@ LEFT_OUT = re.compile(r"^(docs|style|packages|mutation|virtual_server|qemu|wine|
 GTEST = re.compile(r"--gtest_filter=(.+)")
 MOST_MEMORY = 6 << 30
 MOST_FILE = 8 << 30
+# Of a core, which is then none: where the program itself sees to that, it sets the same.
+MOST_CORE = 1
 REACHED_SIZE = 1 << 16
 
 
@@ -78,7 +80,7 @@ def execute(command, folder, environment, mutant, limit, reached=None):
     start = time.monotonic()
     with tempfile.TemporaryFile() as output:
         process = subprocess.Popen(
-            ["prlimit", f"--data={MOST_MEMORY}", f"--fsize={MOST_FILE}", "--core=0", *command],
+            ["prlimit", f"--data={MOST_MEMORY}", f"--fsize={MOST_FILE}", f"--core={MOST_CORE}", *command],
             cwd=folder, env=variables, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
             start_new_session=True)
         try:

@@ -353,6 +353,25 @@ TEST(Metrics, OnlyAFileOfOursIsCarriedOver) {
   EXPECT_EQ(MetricsToKeep("").counts, "");
 }
 
+// Where a file neither says that it succeeded nor how many records were compared, its numbers may be
+// those of a check that has not taken place.
+TEST(Metrics, CountsAreCarriedOverFromACheckThatSucceededOrKeptThemItself) {
+  const auto countsWith = [](const std::string& more) {
+    return MetricsToKeep("svcheck_info{x=\"\"} 1\nsvcheck_records{verdict=\"newer\"} 4\n" + more)
+        .counts;
+  };
+  const std::string records =
+      "# HELP svcheck_records Compared firmware and drivers by verdict.\n"
+      "# TYPE svcheck_records gauge\nsvcheck_records{verdict=\"newer\"} 4\n";
+  EXPECT_EQ(countsWith(""), "");
+  EXPECT_EQ(countsWith("svcheck_success 0\n"), "");
+  EXPECT_EQ(countsWith("svcheck_success 2\n"), "");
+  EXPECT_EQ(countsWith("svcheck_success 1\n"), records);
+  EXPECT_THAT(countsWith("svcheck_compared_records 4\n"), testing::StartsWith(records));
+  EXPECT_THAT(countsWith("svcheck_success 0\nsvcheck_compared_records 4\n"),
+              testing::StartsWith(records));
+}
+
 TEST(Metrics, ZerosThatAnEarlierVersionDidNotCountAreDropped) {
   const std::string older =
       "svcheck_info{x=\"\"} 1\nsvcheck_records{verdict=\"outdated\"} 0\nsvcheck_success 0\n"

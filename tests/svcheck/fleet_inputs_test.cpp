@@ -18,8 +18,9 @@ using EInventory = TTask::EInventory;
 class FleetInputs : public testing::Test {
  protected:
   std::string At(const std::string& name) const { return folder.Path() + "/" + name; }
-  std::vector<TTask> All(const std::string& path) const {
-    TInputs inputs({path});
+  std::vector<TTask> All(const std::string& path) const { return AllOf({path}); }
+  static std::vector<TTask> AllOf(const std::vector<std::string>& paths) {
+    TInputs inputs(paths);
     std::vector<TTask> tasks;
     while (auto task = inputs.Next()) tasks.push_back(*std::move(task));
     return tasks;
@@ -207,6 +208,35 @@ TEST_F(FleetInputs, AreFilesAloneAndWhatElseStandsThereIsOneFailureEach) {
                 {"p.ndjson", At("f/p.ndjson: is a pipe") + rest},
                 {"p.jsonl.gz", At("f/p.jsonl.gz: is a pipe") + rest},
                 {"s", At("f/s.xml: is a socket") + rest}}));
+}
+
+TEST_F(FleetInputs, ComeOncePathByPathFilesOfAFolderInTheOrderOfTheirNames) {
+  folder.Write("f/b.xml", "<b/>");
+  folder.Write("f/a.xml", "<a/>");
+  folder.Write("l.ndjson", R"({"machine":"l1","inventory":"<c/>"})" "\n"
+                           R"({"machine":"l2","inventory":"<c/>"})" "\n");
+  folder.Write("z.xml", "<z/>");
+  std::vector<std::string> machines;
+  for (const TTask& task : AllOf({At("z.xml"), At("f"), At("l.ndjson"), At("z.xml"), At("f")}))
+    machines.push_back(task.machine);
+  EXPECT_EQ(machines,
+            (std::vector<std::string>{"z", "a", "b", "l1", "l2", "z", "a", "b"}));
+}
+
+// A text that is compressed is told from one that is no JSON by its first bytes alone.
+TEST_F(FleetInputs, OfACompressedFileWithTheNameOfLinesEndWithItsCause) {
+  const std::string packed = "\x1f\x8b\x08 no line\n";
+  folder.Write("m.ndjson", packed + packed + packed);
+  std::vector<TTask> tasks = All(At("m.ndjson"));
+  ASSERT_EQ(tasks.size(), 1U);
+  EXPECT_EQ(tasks[0].inventory, EInventory::kNone);
+  EXPECT_EQ(tasks[0].machine, At("m.ndjson") + ":1");
+  EXPECT_EQ(tasks[0].text.find("no JSON"), std::string::npos) << tasks[0].text;
+  EXPECT_TRUE(tasks[0].text.starts_with(At("m.ndjson") + ":1: ")) << tasks[0].text;
+  folder.Write("m.ndjson", "x\n" + packed + "y\n");
+  tasks = All(At("m.ndjson"));
+  ASSERT_EQ(tasks.size(), 3U);
+  EXPECT_EQ(tasks[1].text, At("m.ndjson") + ":2: the line is no JSON object");
 }
 
 TEST_F(FleetInputs, NamedOneByOneAreFilesAsWell) {

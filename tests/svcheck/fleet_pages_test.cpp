@@ -68,6 +68,30 @@ TEST_F(FleetPages, HaveEachGroupThatHasAMachineAndNoOther) {
   EXPECT_EQ(RowsOf(IndexOf({})), TTexts());
 }
 
+TEST_F(FleetPages, BeginWithHowManyMachinesHaveUpdatesInTheColourOfTheFirstGroup) {
+  const auto leadOf = [&](const std::string& index) {
+    const std::size_t begin = index.find("<header class=\"lead ");
+    return index.substr(begin, index.find("</header>", begin) - begin);
+  };
+  const auto lead = [](const std::string& style, const std::string& title,
+                       const std::string& text) {
+    return "<header class=\"lead " + style + "\"><div><h1>" + title +
+           "</h1>\n<p>Firmware and drivers of the fleet. " + text + "</p></div>";
+  };
+  EXPECT_EQ(leadOf(IndexOf({{"b", Compared("outdated") + Last()},
+                            {"f", Last("failed")},
+                            {"a", Compared("current") + Last()}})),
+            lead("failed", "1 of 2 machines have updates to install", "1 could not be compared."));
+  EXPECT_EQ(leadOf(IndexOf({{"b", Compared("outdated") + Last()}})),
+            lead("outdated", "1 of 1 machines have updates to install",
+                 "None could not be compared."));
+  EXPECT_EQ(leadOf(IndexOf({{"b", Compared("current") + Last()}})),
+            lead("current", "0 of 1 machines have updates to install",
+                 "None could not be compared."));
+  EXPECT_EQ(leadOf(IndexOf({})), lead("unknown", "0 of 0 machines have updates to install",
+                                      "None could not be compared."));
+}
+
 TEST_F(FleetPages, SayInWordsWhatTheirBarShowsAndNothingOfGroupsWithoutAMachine) {
   const auto labelOf = [&](const std::string& index) {
     std::smatch label;

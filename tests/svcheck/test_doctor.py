@@ -15,6 +15,18 @@ class QuietHandler(http.server.SimpleHTTPRequestHandler):
         pass
 
 
+class BusyHandler(QuietHandler):
+    """Has no time for anybody, and no time either to be asked again later."""
+    asked = []
+
+    def do_GET(self):
+        self.asked.append(self.path)
+        self.send_response(503)
+        self.send_header("Retry-After", "0")
+        self.send_header("Content-Length", "0")
+        self.end_headers()
+
+
 class Doctor(ProgramTest):
     def findings(self, *arguments, env=None):
         result = self.run_program("doctor", "--format", "json", *arguments, env=env)
@@ -42,8 +54,10 @@ class Doctor(ProgramTest):
                            "k.sec"), ("sign", folder, "--secret-key", "k.sec")):
             result = self.run_program("repository", *arguments)
             self.assertEqual(result.returncode, 0, result.stderr)
-        server = http.server.ThreadingHTTPServer(
-            ("127.0.0.1", 0), functools.partial(QuietHandler, directory=folder))
+        return self.serve(functools.partial(QuietHandler, directory=folder))
+
+    def serve(self, handler):
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
         threading.Thread(target=server.serve_forever, daemon=True).start()
         self.addCleanup(server.server_close)
         self.addCleanup(server.shutdown)
@@ -99,6 +113,14 @@ class Doctor(ProgramTest):
         self.assertEqual(self.state("repository", "--repository", "http://127.0.0.1:1",
                                     "--allow-unsigned")[0], "problem")
         self.assertFalse((self.folder / "state").exists(), "a serial was noted")
+
+    def test_a_repository_that_is_busy_is_asked_once(self):
+        BusyHandler.asked.clear()
+        state, text = self.state("repository", "--repository", self.serve(BusyHandler),
+                                 "--allow-unsigned")
+        self.assertEqual(state, "problem", text)
+        self.assertIn("503", text)
+        self.assertEqual(BusyHandler.asked, ["/sv-repository.json"])
 
 
 if __name__ == "__main__":

@@ -532,6 +532,10 @@ class Summaries(FleetTest):
         self.write("inventories/z.xml", "no XML")
         result = self.fleet("--inventories", folder, "--output", self.folder / "r", "--json", "-")
         summary = json.loads(result.stdout)
+        self.assertEqual(list(summary), ["schema", "machines", "checked", "failed", "withUpdates",
+                                         "verdicts", "nothingCompared", "components",
+                                         "machineTypes", "failures"])
+        self.assertEqual((summary["schema"], summary["nothingCompared"]), (1, 0))
         self.assertEqual([summary[key] for key in ("machines", "checked", "failed", "withUpdates")],
                          [10, 9, 1, 3])
         counts = {"outdated": 3, "unknown": 0, "newer": 0, "current": 6}

@@ -133,6 +133,28 @@ TEST_F(Query, DeliversWhetherTheInstalledVersionIsOlderTheSameOrNewer) {
                            "Public firmware: New: 1.10 is offered, 1.11 is installed"}));
 }
 
+TEST_F(Query, TakesAValueAloneForAListOfOne) {
+  const std::string own = Property("Name", "One") + Property("Version", "1");
+  EXPECT_EQ(Run(Instance("SVC_FirmwareDevice", own + Property("Identifiers", kGuid)),
+                Instance("SVC_FirmwareOffer",
+                         Property("Version", "2") + Property("Identifiers", kGuid))),
+            TTexts({"Firmware|One|1|2|older|||"}));
+}
+
+TEST_F(Query, ReadsTheInstancesOfSubclassesToo) {
+  const auto derived = [](const std::string& name, const std::string& from) {
+    return "<VALUE.OBJECT><CLASS NAME=\"" + name + "\" SUPERCLASS=\"" + from +
+           "\"></CLASS></VALUE.OBJECT>";
+  };
+  const std::string identifiers = Array("Identifiers", {kGuid});
+  EXPECT_EQ(Run(derived("OEM_Device", "SVC_FirmwareDevice") +
+                    Instance("OEM_Device",
+                             Property("Name", "Own") + Property("Version", "1") + identifiers),
+                derived("OEM_Offer", "SVC_FirmwareOffer") +
+                    Instance("OEM_Offer", Property("Version", "2") + identifiers)),
+            TTexts({"Firmware|Own|1|2|older|||"}));
+}
+
 TEST_F(Query, DeliversWhatTheChosenReleaseSaysOfItself) {
   const auto says = [](const std::string& text) {
     return Property("Urgency", "u" + text) + Property("ReleaseDate", "d" + text) +

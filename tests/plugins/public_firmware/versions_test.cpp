@@ -40,8 +40,13 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(VersionOrder, OfHexadecimalNumbersDoesNotAskHowTheyAreWritten) {
   EXPECT_EQ(CompareVersions("0xff", "255", kHex), 0);
   EXPECT_EQ(CompareVersions("0x000000ff", "255", kHex), 0);
-  // A date stays as it is, and so does what has dots.
-  EXPECT_NE(CompareVersions("20150915", "0x1337f53", kHex), 0);
+  EXPECT_EQ(CompareVersions("12345678", "0xbc614e", kHex), 0);
+  // A date stays as it is, which has eight digits and begins with 20.
+  EXPECT_NE(CompareVersions("20150915", "0x1337a83", kHex), 0);
+  EXPECT_EQ(CompareVersions("19991231", "0x1310abf", kHex), 0);
+  EXPECT_EQ(CompareVersions("2015091", "0x1ebf73", kHex), 0);
+  EXPECT_EQ(CompareVersions("201509150", "0xc02c91e", kHex), 0);
+  EXPECT_NE(CompareVersions("0", "0x0", kHex), 0);
 }
 
 TEST(VersionOrder, TakesNumbersBeyondTheRangeForItsEnd) {

@@ -146,6 +146,19 @@ TEST(Manifest, OfMoreThanAnyHoldsIsRefusedAsABadOne) {
   EXPECT_EQ(CauseOf(holding(300'000)), "it has too many values");
 }
 
+// It, its four members and a list of so many numbers, and blanks up to so many bytes.
+TEST(Manifest, HoldsOneValueForSixteenBytesAndTwoHundredThousandMoreAndNotOneBeyond) {
+  constexpr std::size_t kNumbers = 230'000;
+  constexpr std::size_t kBytes = (kNumbers + 6 - 200'000) * 16;
+  json document = Document();
+  document["files"] = json::array();
+  document["later"] = std::vector<int>(kNumbers);
+  const std::string text = document.dump();
+  ASSERT_LT(text.size(), kBytes - 1);
+  EXPECT_EQ(CauseOf(text + std::string(kBytes - text.size(), ' ')), "");
+  EXPECT_EQ(CauseOf(text + std::string(kBytes - 1 - text.size(), ' ')), "it has too many values");
+}
+
 TEST(Manifest, SaysOfEachMemberWhatItIsNot) {
   const std::string number = " is no whole number from 0 up";
   EXPECT_EQ(CauseWith("schema", "1"), "it: \"schema\"" + number);

@@ -9,6 +9,7 @@
 
 #include <cstdarg>
 #include <new>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -159,6 +160,37 @@ TEST(Transport, TellsTheSinkOfTheResponseOnceAndBeforeItsContent) {
   for (const char* other : {"201 Made", "204 Nothing", "304 Same", "404 None", "500 Broken"})
     EXPECT_EQ(ToldOf(std::string(other) + "\r\nConnection: close\r\n\r\n"), "") << other;
   EXPECT_EQ(ToldOf("404 None\r\nContent-Length: 4\r\n\r\nbody"), "");
+}
+
+// Throws at the head of the answer, or at its content.
+struct TThrowingSink : ITransferSink {
+  explicit TThrowingSink(bool atContent) : atContent(atContent) {}
+  void OnResponse(const TResponse&) override {
+    if (!atContent) throw std::out_of_range("head");
+  }
+  void OnData(std::string_view) override {
+    if (atContent) throw std::out_of_range("content");
+  }
+  bool atContent;
+};
+
+TEST(Transport, EndsWithWhatTheSinkThrew) {
+  for (const bool atContent : {false, true}) {
+    const TAnswering server("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody");
+    TThrowingSink sink(atContent);
+    TTransfer transfer;
+    transfer.url = server.Address() + "/a";
+    transfer.sink = &sink;
+    const TTransferResult result = EndOf(DirectOptions(), transfer);
+    EXPECT_EQ(result.end, ETransferEnd::kSinkThrew);
+    EXPECT_EQ(result.reason, "");
+    ASSERT_TRUE(result.thrown);
+    try {
+      std::rethrow_exception(result.thrown);
+    } catch (const std::out_of_range& thrown) {
+      EXPECT_STREQ(thrown.what(), atContent ? "content" : "head");
+    }
+  }
 }
 
 TEST(Transport, TellsAProxyThatRefusesFromOneThatCannotNow) {

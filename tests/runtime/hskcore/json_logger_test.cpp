@@ -220,7 +220,9 @@ TEST_F(JsonLogger, RefusesAFileThatCannotBeMade) {
     Open(4);
     FAIL() << "opened";
   } catch (const NQRXHSK20::THSKException& error) {
-    EXPECT_NE(error.GetMessageText().find(path), std::string::npos);
+    EXPECT_EQ(error.GetStatusCode(), NQRXHSK20::THSKStatusCode::kFailed);
+    EXPECT_EQ(error.GetMessageText(),
+              "The log \"" + path + "\" cannot be written: No such file or directory");
   }
 }
 

@@ -63,6 +63,11 @@ INSTANTIATE_TEST_SUITE_P(
     Bad, NoNumberText,
     ::testing::Values(
         std::pair{ECIMType::kBoolean, "1"}, std::pair{ECIMType::kBoolean, "TRUE "},
+        std::pair{ECIMType::kBoolean, "xrue"}, std::pair{ECIMType::kBoolean, "trux"},
+        std::pair{ECIMType::kBoolean, "xalse"}, std::pair{ECIMType::kBoolean, "falsx"},
+        std::pair{ECIMType::kReal64, "xNF"}, std::pair{ECIMType::kReal64, "INx"},
+        std::pair{ECIMType::kReal64, "xaN"}, std::pair{ECIMType::kReal64, "Nax"},
+        std::pair{ECIMType::kReal64, "-xNF"}, std::pair{ECIMType::kReal64, "-INx"},
         std::pair{ECIMType::kBoolean, ""}, std::pair{ECIMType::kUint8, "256"},
         std::pair{ECIMType::kUint8, "-1"}, std::pair{ECIMType::kUint8, ""},
         std::pair{ECIMType::kUint8, " 1"}, std::pair{ECIMType::kUint8, "1 "},

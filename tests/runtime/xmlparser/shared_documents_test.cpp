@@ -25,9 +25,9 @@ const std::string kClass = "<VALUE.OBJECT><CLASS NAME=\"C\"/></VALUE.OBJECT>";
 const std::string kInstance = "<VALUE.OBJECT><INSTANCE CLASSNAME=\"C\"/></VALUE.OBJECT>";
 
 // Loads a document as a catalogue's loader does. Returns the number of classes collected.
-std::size_t Load(const TNamespace& target, const std::string& text) {
+std::size_t Load(const TNamespace& target, const std::string& text, std::size_t room = 1) {
   const std::unique_ptr<char, decltype(&std::free)> block(
-      static_cast<char*>(std::calloc(text.size() + 1, 1)), &std::free);
+      static_cast<char*>(std::calloc(text.size() + room, 1)), &std::free);
   std::memcpy(block.get(), text.data(), text.size());
   TCIMXMLParser parser(target);
   parser.SetSV402Mode();
@@ -79,6 +79,22 @@ TEST(SharedDocuments, OtherBytesAreNotTakenForThem) {
   const auto two = Loaded({Document(kClass), Document(kInstance + kInstance)});
   EXPECT_EQ(CountInstances(one), 1u);
   EXPECT_EQ(CountInstances(two), 2u);
+}
+
+TEST(SharedDocuments, WhatIsBehindTheDocumentInItsBlockDoesNotCount) {
+  const svc::TDocumentSharing sharing;
+  const auto first = Loaded({Document(kClass)});
+  const TNamespace second = svc::MakeInMemoryNamespace();
+  EXPECT_EQ(Load(second, Document(kClass), 5000), 1u);
+  EXPECT_TRUE(svc::SharedStateOf(first));
+  EXPECT_EQ(svc::SharedStateOf(first), svc::SharedStateOf(second));
+}
+
+TEST(SharedDocuments, ADocumentWithoutItsLastByteIsNotTakenForIt) {
+  const svc::TDocumentSharing sharing;
+  const std::string whole = Document(kClass);
+  Loaded({whole});
+  EXPECT_THROW(Loaded({whole.substr(0, whole.size() - 1)}), THSKException);
 }
 
 TEST(SharedDocuments, WhatANamespaceHeldBeforeCounts) {

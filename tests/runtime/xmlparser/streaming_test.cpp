@@ -298,6 +298,17 @@ TEST_F(Prepared, TheClassesCollectedAreThoseOfTheDocument) {
   EXPECT_EQ(Parse(Filled(), ReadBlock(two.Path())), 2u);
 }
 
+// As where it is read plainly: the document ends with its root, whatever stands behind.
+TEST_F(Prepared, WhatStandsBehindTheRootIsNotRead) {
+  const TPreparedDocuments prepared(All());
+  const TNamespace space = Filled();
+  index.Rewrite(Document(InstanceOf(std::string(500, 'x'))) + "<wrong");
+  const std::string ticket = ReadBlock(index.Path());
+  EXPECT_LT(ticket.size(), 100u);
+  Parse(space, ticket);
+  EXPECT_EQ(AllIn(space), read);
+}
+
 TEST_F(Prepared, OnlyWhatIsWantedIs) {
   const TPreparedDocuments prepared([&](const std::string& path) { return path == "other.xml"; });
   const TNamespace space = Filled();

@@ -177,7 +177,7 @@ class BuildTest(ProgramTest):
                 self.write("in/dkms.conf", text)
                 result = self.build("--drivers", "in", *MACHINES)
                 self.assertEqual(self.offered(), {"good.ko": "1"})
-                self.assertIn("dkms.conf cannot be used", result.stderr)
+                self.assertIn("dkms.conf cannot be used: ", result.stderr)
                 self.assertIn(word, result.stderr)
 
     def test_drivers_of_windows_and_what_their_inf_file_says(self):

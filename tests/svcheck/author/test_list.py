@@ -62,6 +62,7 @@ class ListTest(ProgramTest):
     def list(self, folder, *options):
         result = self.run_program("catalogue", "list", folder, "--format", "json", *options)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertTrue(result.stdout.endswith("}\n"), result.stdout[-20:])
         return json.loads(result.stdout)
 
     def test_components_are_those_that_a_query_compares(self):

@@ -176,6 +176,15 @@ class MergeTest(ProgramTest):
                           "QRX Arrayon AX 20i SAS Controller Firmware 7.0.2",
                           "sas1064e 1.1 bios_1064e 6.2"])
 
+    def test_adapters_are_the_same_by_their_whole_names_without_regard_to_case(self):
+        self.catalogue(bios())
+        row = "broadcom,{},{},4638,RHEL5,\n"
+        self.merge(row.format("nx.a", 1), told=(1, 0, 0))
+        self.merge(row.format("nx.b", 2) + row.format("nx", 3), told=(2, 0, 0))
+        self.assertEqual(self.offered()[-1][1], "nx.a 1 nx.b 2 nx 3")
+        self.merge(row.format("nx.b", 5), told=(0, 1, 0))
+        self.assertEqual(self.offered()[-1][1], "nx.a 1 nx.b 5 nx 3")
+
     def test_documents_of_other_forms(self):
         one = document([bios()], DIALECT)
         begin, rest = one.split("<DECLGROUP>")

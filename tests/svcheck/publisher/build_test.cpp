@@ -31,6 +31,27 @@ TEST(Build, WarnsInTheOrderOfTheDescriptionsWhateverThatOfTheirFolders) {
   EXPECT_TRUE(folder.Holds(acquire::kManifestName));
 }
 
+// As a query would: it takes no other dialect either.
+TEST(Build, RefusesADescriptionThatDoesNotSayItsVersionOrOneBefore402) {
+  for (const auto& [instruction, cause] :
+       {std::pair("", "the catalogue does not say before its root element that its version is 4.02"),
+        std::pair("<?sv-catalogue version=\"4.01\"?>",
+                  "the catalogue's version is below 4.02 or unreadable")}) {
+    const test::TTemporaryFolder folder;
+    folder.Write("old.xml", std::string(instruction) +
+                                "<CIM><DECLARATION><DECLGROUP></DECLGROUP></DECLARATION></CIM>");
+    try {
+      Build({folder.Path(), DATA_FOLDER, {}, {}});
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (const std::exception& error) {
+      const std::string text = error.what();
+      EXPECT_NE(text.find("old.xml: "), std::string::npos) << text;
+      EXPECT_NE(text.find(cause), std::string::npos) << text;
+    }
+    EXPECT_FALSE(folder.Holds(acquire::kManifestName));
+  }
+}
+
 TWarnings Warnings(std::size_t count, const std::string& what) {
   TWarnings warnings;
   for (std::size_t i = 0; i < count; ++i)

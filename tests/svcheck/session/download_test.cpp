@@ -23,12 +23,41 @@ TEST(DownloadLine, SaysFilesBytesRateAndTimeLeft) {
   EXPECT_EQ(Line(1000, 1000, 1000), "3 of 12 files, 1000 of 1000 B, 1000 B/s, 0 s left");
 }
 
+TEST(DownloadLine, CountsSecondsUpToNinetyNineAndThenMinutesEachBegunOneWhole) {
+  const auto left = [](std::uint64_t bytes) {
+    const std::string line = Line(1, bytes + 1, 1000);  // One byte a second.
+    return line.substr(line.find("/s, ") + 4);
+  };
+  EXPECT_EQ(left(99), "99 s left");
+  EXPECT_EQ(left(100), "2 min left");
+  EXPECT_EQ(left(120), "2 min left");
+  EXPECT_EQ(left(121), "3 min left");
+}
+
+TEST(DownloadLine, HasARateFromHalfASecondOn) {
+  EXPECT_EQ(Line(100, 1000, 499), "3 of 12 files, 100 of 1000 B");
+  EXPECT_EQ(Line(100, 1000, 500), "3 of 12 files, 100 of 1000 B, 200 B/s, 5 s left");
+}
+
+TEST(SizeText, HasTheUnitInWhichItHasFewDigits) {
+  constexpr std::uint64_t kKi = 1024;
+  for (const auto& [bytes, text] :
+       {std::pair(std::uint64_t{0}, "0 B"), std::pair(kKi - 1, "1023 B"), std::pair(kKi, "1.0 KiB"),
+        std::pair(kKi * 3 / 2, "1.5 KiB"), std::pair(kKi * 99, "99.0 KiB"),
+        std::pair(kKi * 100, "100 KiB"), std::pair(kKi * 1023, "1023 KiB"),
+        std::pair(kKi * kKi, "1.0 MiB"), std::pair(kKi * kKi * kKi, "1.0 GiB"),
+        std::pair(kKi * kKi * kKi * kKi, "1024 GiB")}) {
+    EXPECT_EQ(SizeText(bytes), text);
+  }
+}
+
 TEST(DownloadLine, GuessesNoRateAtTheBeginning) {
   EXPECT_EQ(Line(100, 1000, 100), "3 of 12 files, 100 of 1000 B");
   EXPECT_EQ(Line(0, 1000, 5000), "3 of 12 files, 0 of 1000 B");
 }
 
 TEST(DownloadLine, NamesTheOtherPhases) {
+  EXPECT_EQ(DownloadLine({EPhase::kWaiting, 0, 0, 0, 0}, {}), "Waiting for the download folder");
   EXPECT_EQ(DownloadLine({EPhase::kListing, 0, 0, 0, 0}, {}), "Asking the repository");
   EXPECT_EQ(DownloadLine({EPhase::kEnded, 1, 1, 1, 1}, {}), "");
 }

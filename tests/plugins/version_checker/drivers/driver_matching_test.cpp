@@ -133,15 +133,16 @@ TEST_F(TDriverMatching, SharedListsAndNamesDeliverTheSameEachTime) {
   for (int i = 0; i < 300; ++i) files += "other" + std::to_string(i) + "-#1 ";
   const NQRXHSK20::TSharedText none(files + "x-#1");
   const NQRXHSK20::TSharedText one(files + "long-#2");
+  const NQRXHSK20::TSharedText first("long-#2 " + files + "x-#1");
   const std::string suffix(2000, 'y');
   const NQRXHSK20::TSharedText longName("LONG." + suffix);
   const TDriverList installed = {{longName, "", "5", true}, {longName, "", "6", true}};
   for (const int level : {3, 4}) {
     host.logger.Keep(level);
-    Compare({none, one, none, one}, installed);
+    Compare({none, one, none, first, one, first}, installed);
   }
   TRecords expected;
-  for (int i = 0; i < 4; ++i) {
+  for (int i = 0; i < 8; ++i) {
     expected.push_back({"Driver", "LONG", "5", "2"});
     expected.push_back({"Driver", "LONG", "6", "2"});
   }

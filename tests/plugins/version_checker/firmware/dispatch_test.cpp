@@ -255,6 +255,27 @@ TEST_F(TWalk, ElementsAreVisitedInOrder) {
                                       {"Firmware", "System UEFI", "", "2"}}));
 }
 
+// What was found out about a long text counts for all elements that share it.
+TEST_F(TWalk, ALongTextPicksTheSameAsAShortOneForEachElementThatSharesIt) {
+  host.logger.Keep(NQRXHSK20::kLogProgress);
+  const auto walked = [&](const TDispatchTest& test, const std::string& text) {
+    const TInstanceHandle element =
+        Element({{test.property, text}, {"Version", "1.0-[KV]-"}, {"driverFiles", "f"}});
+    const std::size_t before = host.Records().size();
+    host.logger.Forget();
+    Compare(TInstanceList{element, element});
+    TRecords records = host.Records();
+    records.erase(records.begin(), records.begin() + static_cast<std::ptrdiff_t>(before));
+    return std::pair(records, host.logger.Entries());
+  };
+  for (const auto& tests : {kBIOSTests, kChain}) {
+    for (const TDispatchTest& test : tests) {
+      const std::string needle = test.needle;
+      EXPECT_EQ(walked(test, std::string(2000, '.') + needle), walked(test, needle)) << needle;
+    }
+  }
+}
+
 TEST_F(TWalk, EmptyElementHandleTripsTheAssertion) {
   EXPECT_THROW(Compare(TInstanceList{nullptr}), NQRXHSK20::TAssertionFailed);
 }

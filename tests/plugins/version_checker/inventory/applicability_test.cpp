@@ -98,6 +98,19 @@ TEST_F(TMatching, MachineTypesCompareWithoutRegardToCase) {
   EXPECT_EQ(TInventoryOperations::MatchMachineInstances("46AB", {element}), TInstanceList{element});
 }
 
+TEST_F(TMatching, MachineTypeWithOneLetterComparesWithoutRegardToItsCase) {
+  for (const char letter : {'a', 'b', 'y', 'z'}) {
+    const std::string small = std::string("461") + letter;
+    const std::string capital = std::string("461") + static_cast<char>(letter - 'a' + 'A');
+    const TInstanceHandle element = ForMachines({"-[" + capital + "]-"});
+    for (const std::string& type : {small, capital}) {
+      EXPECT_EQ(TInventoryOperations::MatchMachineInstances(type, {element}),
+                TInstanceList{element})
+          << type;
+    }
+  }
+}
+
 TEST_F(TMatching, MachineTypeOfDigitsIsFoundAmongCapitalsToo) {
   const TInstanceHandle element = ForMachines({"RACKWELL -[46AB]-", "X -[4620]-Y"});
   EXPECT_EQ(TInventoryOperations::MatchMachineInstances("4620", {element}), TInstanceList{element});
