@@ -1,15 +1,39 @@
 #include "base/files.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
 #include <cerrno>
 #include <chrono>
+#include <cstdarg>
 #include <cstring>
 #include <thread>
 
 #include "made_folder.h"
+
+namespace {
+
+int refusedCommand = -1;  // Which control of a file the system does not grant.
+
+}  // namespace
+
+extern "C" {
+
+int __real_fcntl(int file, int command, ...);
+
+int __wrap_fcntl(int file, int command, ...) {
+  va_list list;
+  va_start(list, command);
+  const long argument = va_arg(list, long);
+  va_end(list);
+  if (command != refusedCommand) return __real_fcntl(file, command, argument);
+  errno = EPERM;
+  return -1;
+}
+
+}  // extern "C"
 
 namespace svc::files {
 namespace {
@@ -33,6 +57,17 @@ TEST_F(ReadFile, TakesARegularFileAndALinkToOne) {
   EXPECT_EQ(Read(In("file"), EPipes::kNone), "text");
   EXPECT_EQ(Read(In("link"), EPipes::kNone), "text");
   EXPECT_EQ(ErrorOf([&] { OpenToRead(In("none"), EPipes::kNone); }), ENOENT);
+}
+
+// It would be taken for empty where nothing has come yet.
+TEST_F(ReadFile, IsRefusedWhereItCannotBeWaitedFor) {
+  Put("file", "text");
+  for (const int command : {F_GETFL, F_SETFL}) {
+    refusedCommand = command;
+    EXPECT_EQ(ErrorOf([&] { OpenToRead(In("file"), EPipes::kNone); }), EPERM) << command;
+    refusedCommand = -1;
+  }
+  EXPECT_EQ(Read(In("file"), EPipes::kNone), "text");
 }
 
 TEST_F(ReadFile, WaitsForNobody) {

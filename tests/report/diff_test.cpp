@@ -54,6 +54,46 @@ TEST(Diff, TellsProgramsAsWell) {
   }
 }
 
+TEST(Diff, IsADocumentThatSaysOfWhichReports) {
+  TReport before = SampleReport();
+  before.machine.host = "web1";
+  before.records.resize(1);
+  TReport after = FailedReport();
+  after.errors.clear();
+  EXPECT_EQ(Shown(before, after, RenderDiffJson), R"({
+  "schema": 1,
+  "old": {"file":"old.json","generated":"2027-06-30T00:00:00Z","machine":{"type":"4638","manufacturer":"QRX","model":"QRX Rackwell 4638","serialNumber":"06C4638","host":"web1"},"operatingSystem":{"caption":"Some Linux 5","version":"2.6.18","platform":"x86_64"},"catalogue":{"source":"folder","path":"/srv/catalogue","elements":17,"modified":"2027-06-27T00:00:00Z"},"outcome":"done"},
+  "new": {"file":"new.json","generated":"2027-06-30T00:00:00Z","machine":{"type":"4638","manufacturer":"QRX","model":"QRX Rackwell 4638","serialNumber":"06C4638"},"operatingSystem":{"caption":"Some Linux 5","version":"2.6.18","platform":"x86_64"},"catalogue":{"source":"folder","path":"/srv/catalogue","elements":null,"modified":"2027-06-27T00:00:00Z"},"outcome":"no-catalogue"},
+  "changes": [
+    {"change":"removed","Type":"Firmware","Name":"System BIOS","old":{"InstalledVersion":"YUE110B","SVVersion":"YUE112A","verdict":"outdated"},"new":null}
+  ],
+  "summary": {"changed":0,"added":0,"removed":1,"same":0}
+}
+)");
+}
+
+TEST(Diff, NamesHostsAndFitsTheWidth) {
+  TReport before = SampleReport();
+  before.machine.host = "web1";
+  before.records.resize(1);
+  TReport after = before;
+  after.records[0].offered = std::string(80, 'x');
+  TDiff diff = CompareReports(before, after);
+  TTextOutput output;
+  RenderDiffTable(diff, {.width = 60}, output);
+  EXPECT_EQ(output.text.find("Old : machine 4638, host web1, 2027-06-30T00:00:00Z"), 0u)
+      << output.text;
+  std::size_t longest = 0;
+  std::string_view rest = std::string_view(output.text).substr(output.text.find("CHANGE"));
+  rest = rest.substr(0, rest.find("\n\n"));
+  for (; !rest.empty(); rest.remove_prefix(std::min(rest.find('\n') + 1, rest.size())))
+    longest = std::max(longest, rest.substr(0, rest.find('\n')).size());
+  EXPECT_LE(longest, 60u + 10u) << "the marks of what is cut take more bytes than columns";
+  TTextOutput wide;
+  RenderDiffTable(diff, {}, wide);
+  EXPECT_NE(wide.text.find("YUE112A → " + std::string(80, 'x')), std::string::npos) << wide.text;
+}
+
 TEST(Diff, EqualReportsHaveNone) {
   EXPECT_EQ(CompareReports(SampleReport(), SampleReport()).changes.size(), 0u);
   const std::string text = Shown(SampleReport(), SampleReport());

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -22,6 +25,14 @@ TReport FullReport() {
   report.errors = {"one", "two"};
   report.catalogue.date = report.generated - 1'000'000;
   report.records[1].why = EUnordered::kWords;
+  report.machine.host = "web1";
+  report.records[0].release = TRelease{"high", "", ""};
+  report.records[1].release = TRelease{"", "2027-01-31", ""};
+  report.records[2].release = TRelease{"", "", "first\nsecond"};
+  report.records[2].update = std::make_shared<const TUpdate>(TUpdate{"n", "", "a b.xml", 7});
+  report.records[3].release = TRelease{"low", "2027-02-01", "all"};
+  report.records[3].update = std::make_shared<const TUpdate>(TUpdate{"n", "P", "c.xml", 8});
+  report.records[3].hasSameSource = true;
   report.osKnown = false;
   report.driversLeftOut = 2;
   report.coverage = TCoverage{5,
@@ -122,6 +133,88 @@ TEST(SavedReport, TimesBeforeAndAfterAllOthersAreReadBack) {
   }
   EXPECT_EQ(RefusalWith("2027-06-27T", "12027-06-27T"),
             "\"catalogue.modified\" is something else, not a time such as 2027-06-30T00:00:00Z");
+}
+
+TEST(SavedReport, SaysOfEachMemberWhatItIsNot) {
+  for (const auto& [original, text, why] : std::initializer_list<std::array<const char*, 3>>{
+           {"\"tool\": {", "\"tools\": {", "\"tool\" is missing, not an object"},
+           {"\"tool\": {\"name\":\"svcheck\"", "\"tool\": {\"name\":1",
+            "\"tool.name\" is something else, not a text"},
+           {"\"machine\": {", "\"machinery\": {", "\"machine\" is missing, not an object"},
+           {"\"osKnown\": null", "\"osKnown\": 1",
+            "\"osKnown\" is something else, not true or false"},
+           {"\"outcome\": \"done\"", "\"outcome\": \"dome\"",
+            "\"outcome\" is something else, not how a check ends"},
+           {"\"records\": [", "\"recorded\": [", "\"records\" is missing, not a list"},
+           {"\"errors\": []", "\"errors\": {}", "\"errors\" is something else, not a list"},
+           {"\"errors\": []", "\"errors\": [\"a\",1]",
+            "\"errors[1]\" is something else, not a text"},
+           {"\"errors\": []", "\"errors\": [], \"timings\": []",
+            "\"timings\" is something else, not an object"},
+           {"\"errors\": []", "\"errors\": [], \"timings\": {\"a\":\"b\"}",
+            "\"timings.a\" is something else, not a number"},
+           {"\"verdict\":\"newer\"", "\"verdict\":\"newer\",\"urgency\":1",
+            "\"records[2].urgency\" is something else, not a text"},
+           {"\"verdict\":\"newer\"", "\"verdict\":\"newer\",\"update\":{\"name\":\"n\"}",
+            "\"records[2].update.file\" is missing, not a text"}}) {
+    EXPECT_EQ(RefusalWith(original, text), why);
+  }
+}
+
+TEST(SavedReport, HasNoMorePiecesThatWereNotComparedThanThereAre) {
+  const auto with = [](std::string_view original, const std::string& text) {
+    std::string json = Rendered("json", FullReport());
+    json.replace(json.find(original), original.size(), text);
+    return Refusal(json);
+  };
+  EXPECT_EQ(with("\"installed\": 5", "\"installed\": 2"), "");
+  EXPECT_EQ(with("\"installed\": 5", "\"installed\": 1"),
+            "\"installed\" is less than the pieces of \"notCompared\"");
+  EXPECT_EQ(with("\"reason\":\"no-version\"", "\"reason\":\"odd\""),
+            "\"notCompared[0].reason\" is something else, not why something is not compared");
+}
+
+TEST(SavedReport, WithHiddenRecordsIsRefused) {
+  const auto hiding = [](int count) {
+    return RefusalWith("\"notCompared\":",
+                       "\"hidden\": " + std::to_string(count) + ",\n  \"notCompared\":");
+  };
+  EXPECT_EQ(hiding(0), "");
+  for (const int count : {1, 2}) {
+    EXPECT_EQ(hiding(count),
+              "a report without " + std::to_string(count) +
+                  " of its records, which --only left out: save it with `--only all`, and choose "
+                  "when it is shown");
+  }
+}
+
+TEST(SavedReport, NestsAndHoldsUpToItsBounds) {
+  const auto with = [](const std::string& later) {
+    return RefusalWith("\"schema\": 1", "\"later\": " + later + ", \"schema\": 1");
+  };
+  const auto nested = [](std::size_t levels) {
+    return std::string(levels, '[') + std::string(levels, ']');
+  };
+  EXPECT_EQ(with(nested(63)), "");
+  EXPECT_EQ(with(nested(64)), "no report: it is nested too deeply");
+  const auto wide = [](int members) {
+    std::string text = "{\"0\":0";
+    for (int i = 1; i < members; ++i) text += ",\"" + std::to_string(i) + "\":0";
+    return text + "}";
+  };
+  EXPECT_EQ(with(wide(256)), "");
+  EXPECT_EQ(with(wide(257)), "no report: it has an object of too many members");
+}
+
+TEST(SavedReport, OfTwoListsOfRecordsTheLastCounts) {
+  const std::string json = Rendered("json", SampleReport());
+  const auto behind = [&](const std::string& list) {
+    return "{\"records\": " + list + "," + json.substr(1);
+  };
+  const std::string record =
+      R"({"Type":"T","Name":"N","InstalledVersion":"1","SVVersion":"2","verdict":"newer"})";
+  for (const std::string& list : {"[]" + std::string(), "[" + record + "]", "[{}]" + std::string()})
+    EXPECT_EQ(Rendered("json", ReadSavedReport(behind(list))), json) << list;
 }
 
 TEST(SavedReport, ADamagedOneIsRefusedWithThePlace) {

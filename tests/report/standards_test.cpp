@@ -27,6 +27,71 @@ TReport WholeReport() {
   return report;
 }
 
+// A check that did not take place, of a catalogue that is old, with two errors.
+TReport BrokenReport() {
+  TReport report = FailedReport();
+  report.errors = {"first", "second"};
+  return report;
+}
+constexpr TRenderOptions kWithAge = {.maxAge = 2};
+
+TEST(CycloneDx, SaysWhyACheckDidNotTakePlace) {
+  const std::string notice = Notices(BrokenReport(), kWithAge).at(0);
+  const std::string text = Rendered("cyclonedx", BrokenReport(), kWithAge);
+  EXPECT_EQ(text.substr(text.find("  \"properties\": [\n")),
+            "  \"properties\": [\n"
+            R"(    {"name":"svcheck:outcome","value":"no-catalogue"},)"
+            "\n"
+            R"(    {"name":"svcheck:state","value":"failed"},)"
+            "\n"
+            R"(    {"name":"svcheck:notice","value":")" +
+                notice +
+                R"("},)"
+                "\n"
+                R"(    {"name":"svcheck:catalogue","value":"/srv/catalogue"},)"
+                "\n"
+                R"(    {"name":"svcheck:catalogueModified","value":"2027-06-27T00:00:00Z"},)"
+                "\n"
+                R"(    {"name":"svcheck:error","value":"first"},)"
+                "\n"
+                R"(    {"name":"svcheck:error","value":"second"})"
+                "\n  ]\n}\n");
+}
+
+TEST(CycloneDx, HasDriversAsWhatTheyAre) {
+  EXPECT_THAT(Rendered("cyclonedx", SampleReport()),
+              HasSubstr(R"({"type":"device-driver","bom-ref":"record-3","name":"E1000E",)"));
+}
+
+TEST(Sarif, TellsWhyACheckDidNotTakePlace) {
+  const std::string notice = Notices(BrokenReport(), kWithAge).at(0);
+  const std::string sentence(RowOf(EOutcome::kNoCatalogue).sentence);
+  const auto told = [](const std::string& level, const std::string& id, const std::string& text) {
+    return R"({"level":")" + level + R"(","message":{"text":")" + text +
+           R"("},"descriptor":{"id":")" + id + R"("}})";
+  };
+  EXPECT_THAT(
+      Rendered("sarif", BrokenReport(), kWithAge),
+      HasSubstr(R"("toolExecutionNotifications":[)" + told("error", "no-catalogue", sentence) +
+                ',' + told("error", "no-catalogue", "first") + ',' +
+                told("error", "no-catalogue", "second") + ',' + told("warning", "notice", notice) +
+                ']'));
+}
+
+TEST(Junit, IsAnErrorWithTheReasonsWhereNoCheckTookPlace) {
+  TReport report = BrokenReport();
+  const std::string sentence(RowOf(EOutcome::kNoCatalogue).sentence);
+  EXPECT_THAT(Rendered("junit", report),
+              HasSubstr("<error type=\"no-catalogue\" message=\"" + sentence +
+                        "\">first\nsecond\n</error></testcase>\n"));
+  for (const bool isKnown : {true, false}) {
+    report.osKnown = isKnown;
+    EXPECT_THAT(Rendered("junit", report),
+                HasSubstr(std::string("      <property name=\"osKnown\" value=\"") +
+                          (isKnown ? "true" : "false") + "\"/>\n"));
+  }
+}
+
 TEST(CycloneDx, IsADocumentOfItsSchema) {
   std::string text = Rendered("cyclonedx", WholeReport());
   const std::size_t number = text.find("urn:uuid:") + 9;

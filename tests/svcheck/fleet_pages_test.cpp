@@ -81,7 +81,7 @@ TEST_F(FleetPages, BeginWithHowManyMachinesHaveUpdatesInTheColourOfTheFirstGroup
   EXPECT_EQ(leadOf(IndexOf({{"b", Compared("outdated") + Last()},
                             {"f", Last("failed")},
                             {"a", Compared("current") + Last()}})),
-            lead("failed", "1 of 2 machines have updates to install", "1 could not be compared."));
+            lead("error", "1 of 2 machines have updates to install", "1 could not be compared."));
   EXPECT_EQ(leadOf(IndexOf({{"b", Compared("outdated") + Last()}})),
             lead("outdated", "1 of 1 machines have updates to install",
                  "None could not be compared."));

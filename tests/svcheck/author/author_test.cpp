@@ -63,21 +63,20 @@ TEST(Table, HasRowsOfFieldsWithTheLinesWhereTheyBegin) {
     const char* text;
     std::vector<std::pair<std::size_t, TTexts>> rows;
   };
-  const TCase kCases[] = {
-      {"", {}},
-      {"a", {{1, {"a"}}}},
-      {"a,b\nc,d\n", {{1, {"a", "b"}}, {2, {"c", "d"}}}},
-      {"a,b\r\nc,d\r\n", {{1, {"a", "b"}}, {2, {"c", "d"}}}},
-      {"\n\na\n\n b \n", {{3, {"a"}}, {5, {"b"}}}},
-      {",\n\"\"\n", {{1, {"", ""}}}},
-      {" a b ,\tc\t, \" d \" ,\"e\"", {{1, {"a b", "c", " d ", "e"}}}},
-      {"\"a,\"\"b\"\"\nc\",d\ne", {{1, {"a,\"b\"\nc", "d"}}, {3, {"e"}}}},
-      {"a;b\nc,d;e\n", {{1, {"a", "b"}}, {2, {"c,d", "e"}}}},
-      {"a;b,c\n", {{1, {"a;b", "c"}}}},
-      {"a\nb;c\n", {{1, {"a"}}, {2, {"b;c"}}}},
-      {"a,b", {{1, {"a", "b"}}}},
-      {"a,", {{1, {"a", ""}}}},
-      {"\"a\"\r\nb", {{1, {"a"}}, {2, {"b"}}}}};
+  const TCase kCases[] = {{"", {}},
+                          {"a", {{1, {"a"}}}},
+                          {"a,b\nc,d\n", {{1, {"a", "b"}}, {2, {"c", "d"}}}},
+                          {"a,b\r\nc,d\r\n", {{1, {"a", "b"}}, {2, {"c", "d"}}}},
+                          {"\n\na\n\n b \n", {{3, {"a"}}, {5, {"b"}}}},
+                          {",\n\"\"\n", {{1, {"", ""}}}},
+                          {" a b ,\tc\t, \" d \" ,\"e\"", {{1, {"a b", "c", " d ", "e"}}}},
+                          {"\"a,\"\"b\"\"\nc\",d\ne", {{1, {"a,\"b\"\nc", "d"}}, {3, {"e"}}}},
+                          {"a;b\nc,d;e\n", {{1, {"a", "b"}}, {2, {"c,d", "e"}}}},
+                          {"a;b,c\n", {{1, {"a;b", "c"}}}},
+                          {"a\nb;c\n", {{1, {"a"}}, {2, {"b;c"}}}},
+                          {"a,b", {{1, {"a", "b"}}}},
+                          {"a,", {{1, {"a", ""}}}},
+                          {"\"a\"\r\nb", {{1, {"a"}}, {2, {"b"}}}}};
   for (const TCase& one : kCases) {
     std::vector<std::pair<std::size_t, TTexts>> rows;
     for (const TCsvRow& row : ParseCsv(one.text)) rows.emplace_back(row.line, row.fields);
@@ -86,17 +85,16 @@ TEST(Table, HasRowsOfFieldsWithTheLinesWhereTheyBegin) {
 }
 
 TEST(Table, WithQuotesThatDoNotFitIsRefusedWithItsLine) {
-  for (const auto& [text, why] :
-       {std::pair("a\nb\"c", "2: a quote within an unquoted field"),
-        std::pair("a\n\nb,\"c\nd", "3: a quote is not closed"),
-        std::pair("\"", "1: a quote is not closed"),
-        std::pair("\"a\nb\"c\n", "2: text behind a quoted field"),
-        std::pair("\"a\" \"b\"", "1: text behind a quoted field")}) {
+  for (const auto& [text, why] : {std::pair("a\nb\"c", "2 a quote within an unquoted field"),
+                                  std::pair("a\n\nb,\"c\nd", "3 a quote is not closed"),
+                                  std::pair("\"", "1 a quote is not closed"),
+                                  std::pair("\"a\nb\"c\n", "2 text behind a quoted field"),
+                                  std::pair("\"a\" \"b\"", "1 text behind a quoted field")}) {
     try {
       ParseCsv(text);
       ADD_FAILURE() << text << " was taken";
     } catch (const TError& error) {
-      EXPECT_EQ(error.what(), std::string(why)) << text;
+      EXPECT_EQ(std::to_string(error.Number()) + " " + error.what(), why) << text;
       EXPECT_EQ(error.Kind(), EErrorKind::kText);
     }
   }
