@@ -44,6 +44,8 @@ TEST(CycloneDx, SaysWhyACheckDidNotTakePlace) {
             "\n"
             R"(    {"name":"svcheck:state","value":"failed"},)"
             "\n"
+            R"(    {"name":"svcheck:stateReason","value":"There is no catalogue at that place."},)"
+            "\n"
             R"(    {"name":"svcheck:notice","value":")" +
                 notice +
                 R"("},)"

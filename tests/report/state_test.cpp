@@ -353,8 +353,8 @@ TEST(Metrics, OnlyAFileOfOursIsCarriedOver) {
   EXPECT_EQ(MetricsToKeep("").counts, "");
 }
 
-// Where a file neither says that it succeeded nor how many records were compared, its numbers may be
-// those of a check that has not taken place.
+// Where a file neither says that it succeeded nor how many records were compared, its numbers may
+// be those of a check that has not taken place.
 TEST(Metrics, CountsAreCarriedOverFromACheckThatSucceededOrKeptThemItself) {
   const auto countsWith = [](const std::string& more) {
     return MetricsToKeep("svcheck_info{x=\"\"} 1\nsvcheck_records{verdict=\"newer\"} 4\n" + more)

@@ -213,14 +213,15 @@ TEST_F(FleetInputs, AreFilesAloneAndWhatElseStandsThereIsOneFailureEach) {
 TEST_F(FleetInputs, ComeOncePathByPathFilesOfAFolderInTheOrderOfTheirNames) {
   folder.Write("f/b.xml", "<b/>");
   folder.Write("f/a.xml", "<a/>");
-  folder.Write("l.ndjson", R"({"machine":"l1","inventory":"<c/>"})" "\n"
-                           R"({"machine":"l2","inventory":"<c/>"})" "\n");
+  folder.Write("l.ndjson", R"({"machine":"l1","inventory":"<c/>"})"
+                           "\n"
+                           R"({"machine":"l2","inventory":"<c/>"})"
+                           "\n");
   folder.Write("z.xml", "<z/>");
   std::vector<std::string> machines;
   for (const TTask& task : AllOf({At("z.xml"), At("f"), At("l.ndjson"), At("z.xml"), At("f")}))
     machines.push_back(task.machine);
-  EXPECT_EQ(machines,
-            (std::vector<std::string>{"z", "a", "b", "l1", "l2", "z", "a", "b"}));
+  EXPECT_EQ(machines, (std::vector<std::string>{"z", "a", "b", "l1", "l2", "z", "a", "b"}));
 }
 
 // A text that is compressed is told from one that is no JSON by its first bytes alone.

@@ -82,12 +82,12 @@ TEST_F(FleetPages, BeginWithHowManyMachinesHaveUpdatesInTheColourOfTheFirstGroup
                             {"f", Last("failed")},
                             {"a", Compared("current") + Last()}})),
             lead("error", "1 of 2 machines have updates to install", "1 could not be compared."));
-  EXPECT_EQ(leadOf(IndexOf({{"b", Compared("outdated") + Last()}})),
-            lead("outdated", "1 of 1 machines have updates to install",
-                 "None could not be compared."));
-  EXPECT_EQ(leadOf(IndexOf({{"b", Compared("current") + Last()}})),
-            lead("current", "0 of 1 machines have updates to install",
-                 "None could not be compared."));
+  EXPECT_EQ(
+      leadOf(IndexOf({{"b", Compared("outdated") + Last()}})),
+      lead("outdated", "1 of 1 machines have updates to install", "None could not be compared."));
+  EXPECT_EQ(
+      leadOf(IndexOf({{"b", Compared("current") + Last()}})),
+      lead("current", "0 of 1 machines have updates to install", "None could not be compared."));
   EXPECT_EQ(leadOf(IndexOf({})), lead("unknown", "0 of 0 machines have updates to install",
                                       "None could not be compared."));
 }

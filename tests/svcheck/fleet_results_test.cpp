@@ -168,8 +168,9 @@ TEST(FleetSummary, IsATableWithTwentyComponentsAndTheNumberOfTheOthers) {
     WriteTable(summary, output);
     return output.text.substr(output.text.find("Driver d29"));
   };
-  const std::string last = "Driver d29                                    0          0          0"
-                           "          1\n";
+  const std::string last =
+      "Driver d29                                    0          0          0"
+      "          1\n";
   EXPECT_EQ(endOf(20), last);
   EXPECT_EQ(endOf(21), last + "... and 1 component more\n");
 }

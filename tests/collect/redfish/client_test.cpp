@@ -320,8 +320,9 @@ TEST(ServiceOrigin, WithAUserInItIsRefusedAndShowsNoPassword) {
     EXPECT_EQ(error.Kind(), EErrorKind::kUsage);
     EXPECT_EQ(text.find("secret"), std::string::npos) << text;
     EXPECT_TRUE(text.starts_with("--redfish https://")) << text;
-    EXPECT_TRUE(text.ends_with(": others can read a user or a password there; give --user and "
-                               "--password-file; it looks like https://bmc.example.com"))
+    EXPECT_TRUE(
+        text.ends_with(": others can read a user or a password there; give --user and "
+                       "--password-file; it looks like https://bmc.example.com"))
         << text;
   }
 }

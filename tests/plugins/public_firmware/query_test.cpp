@@ -135,10 +135,10 @@ TEST_F(Query, DeliversWhetherTheInstalledVersionIsOlderTheSameOrNewer) {
 
 TEST_F(Query, TakesAValueAloneForAListOfOne) {
   const std::string own = Property("Name", "One") + Property("Version", "1");
-  EXPECT_EQ(Run(Instance("SVC_FirmwareDevice", own + Property("Identifiers", kGuid)),
-                Instance("SVC_FirmwareOffer",
-                         Property("Version", "2") + Property("Identifiers", kGuid))),
-            TTexts({"Firmware|One|1|2|older|||"}));
+  EXPECT_EQ(
+      Run(Instance("SVC_FirmwareDevice", own + Property("Identifiers", kGuid)),
+          Instance("SVC_FirmwareOffer", Property("Version", "2") + Property("Identifiers", kGuid))),
+      TTexts({"Firmware|One|1|2|older|||"}));
 }
 
 TEST_F(Query, ReadsTheInstancesOfSubclassesToo) {

@@ -34,7 +34,8 @@ TEST(Build, WarnsInTheOrderOfTheDescriptionsWhateverThatOfTheirFolders) {
 // As a query would: it takes no other dialect either.
 TEST(Build, RefusesADescriptionThatDoesNotSayItsVersionOrOneBefore402) {
   for (const auto& [instruction, cause] :
-       {std::pair("", "the catalogue does not say before its root element that its version is 4.02"),
+       {std::pair("",
+                  "the catalogue does not say before its root element that its version is 4.02"),
         std::pair("<?sv-catalogue version=\"4.01\"?>",
                   "the catalogue's version is below 4.02 or unreadable")}) {
     const test::TTemporaryFolder folder;
