@@ -86,6 +86,29 @@ TEST_F(Choice, GoesStepByStepWhereAReleaseAsksForAnEarlierOne) {
   EXPECT_EQ(answer.way, TTexts({"1.0.5", "1.2.0", "1.4.0"}));
 }
 
+TEST_F(Choice, TellsAWayOfTwoStepsAndOfSixtyFourAtMost) {
+  EXPECT_EQ(Ask({{"1.2.0", {"firmware ge 1.1.0"}}, {"1.1.0"}}, "1.0.0").way,
+            TTexts({"1.1.0", "1.2.0"}));
+  std::vector<TMade> steps;
+  for (int step = 1; step <= 70; ++step) {
+    steps.push_back(
+        {"1.0." + std::to_string(step), {"firmware eq 1.0." + std::to_string(step - 1)}});
+  }
+  const TAnswer answer = Ask(steps, "1.0.0");
+  ASSERT_EQ(answer.way.size(), 64U);
+  EXPECT_EQ(answer.way.front(), "1.0.1");
+  EXPECT_EQ(answer.way.back(), "1.0.64");
+}
+
+TEST_F(Choice, TellsWhatIsHeldBackAboveWhatIsChosenOrInstalled) {
+  const TTexts never = {"firmware ge 9.0.0"};
+  const std::string why = ": needs 9.0.0 installed first";
+  const std::vector<TMade> offers = {{"1.5.0", never}, {"1.4.0", never}, {"1.3.0", never},
+                                     {"1.2.0"},        {"1.2.0", never}, {"1.1.0", never}};
+  EXPECT_EQ(Held(Ask(offers, "1.0.0")), TTexts({"1.5.0" + why, "1.4.0" + why, "1.3.0" + why}));
+  EXPECT_EQ(Held(Ask(offers, "1.4.0")), TTexts({"1.5.0" + why}));
+}
+
 TEST_F(Choice, EndsTheWayWhereNoReleaseLeadsOn) {
   const TAnswer answer = Ask({{"1.4.0", {"firmware ge 1.3.0"}}, {"1.2.0"}}, "1.0.0");
   EXPECT_EQ(answer.choice->offered, "1.2.0");
@@ -131,6 +154,10 @@ TEST_F(Choice, ShowsANumberAsTheReleaseDoes) {
   EXPECT_EQ(Ask({{"16908292"}}, "1.2.3").choice->offered, "1.2.4");
   EXPECT_EQ(Ask({{"0x01020004"}}, "1.2.3").choice->offered, "1.2.4");
   EXPECT_EQ(Ask({{"16908292", {}, "plain"}}, "1").choice->offered, "16908292");
+  EXPECT_EQ(Ask({{"0x10", {}, "plain"}}, "0x0f").choice->offered, "0x10");
+  EXPECT_EQ(Ask({{"1"}}, "0.0.0").choice->offered, "0.0.1");
+  EXPECT_EQ(Ask({{"0"}}, "1.0.0").choice->offered, "0");
+  EXPECT_EQ(Ask({{"6", {}, "hex"}}, "0x0003", "hex").choice->offered, "0x00000006");
   EXPECT_EQ(Ask({{"0x0006", {}, "hex"}}, "0x0003", "hex").choice->offered, "0x0006");
 }
 

@@ -28,6 +28,21 @@ class Requirement : public testing::Test {
       {GuidOf(kHardware)}};
 };
 
+TEST(MachineOfDevices, AreKnownByTheirIdentifiersInWhateverOrder) {
+  constexpr const char* kLast = "ffffffff-2222-3333-4444-555555555555";
+  const TMachine machine({Device("Last", "1", kLast), Device("First", "2", kOther)}, {});
+  ASSERT_NE(machine.DeviceOf(GuidOf(kLast)), nullptr);
+  EXPECT_EQ(machine.DeviceOf(GuidOf(kLast))->name, "Last");
+  ASSERT_NE(machine.DeviceOf(GuidOf(kOther)), nullptr);
+  EXPECT_EQ(machine.DeviceOf(GuidOf(kOther))->name, "First");
+  EXPECT_EQ(machine.DeviceOf(GuidOf(kGuid)), nullptr);
+}
+
+TEST_F(Requirement, OfNoKnownKindIsToldWhole) {
+  EXPECT_EQ(Why("odd ge 1.0 some more"),
+            "has a requirement that is not known: odd ge 1.0 some more");
+}
+
 struct TCase {
   std::string compare;
   std::vector<bool> holds;  // Of 1.1.9, 1.2.0 and 1.2.1 where 1.2.0 is asked for.
@@ -61,6 +76,9 @@ TEST_F(Requirement, OfAPatternHoldsForWhatTheStarsAndMarksLeaveOpen) {
     EXPECT_EQ(Why(std::string("firmware glob ") + pattern),
               std::string("needs ") + pattern + " installed first");
   }
+  // What a star leaves open lies behind what stands before it.
+  EXPECT_EQ(Why("firmware glob 11*12", "112"), "needs 11*12 installed first");
+  EXPECT_EQ(Why("firmware glob 11*12", "1112"), "");
   // In time that does not explode with the stars.
   std::string stars;
   for (int i = 0; i < 1000; ++i) stars += "*1";
