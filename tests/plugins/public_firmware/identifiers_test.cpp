@@ -24,6 +24,14 @@ TEST(Guid, IsTakenAsItIsInEitherCase) {
   EXPECT_EQ(GuidOf("5B92717B-2CAD-4A96-A13B-9D65781DF8BF"), GuidOf(kText));
 }
 
+TEST(Guid, MayHaveTheLeastAndTheGreatestBytes) {
+  for (const char* const text :
+       {"00000000-0000-0000-0000-000000000000", "ffffffff-ffff-ffff-ffff-ffffffffffff"}) {
+    EXPECT_TRUE(GuidOfText(text)) << text;
+    EXPECT_EQ(TextOfGuid(GuidOf(text)), text);
+  }
+}
+
 TEST(Guid, IsNoOtherText) {
   for (const char* const text :
        {"", "5b92717b-2cad-4a96-a13b-9d65781df8b", "5b92717b-2cad-4a96-a13b-9d65781df8bf0",

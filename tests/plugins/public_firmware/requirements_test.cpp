@@ -38,6 +38,33 @@ TEST(MachineOfDevices, AreKnownByTheirIdentifiersInWhateverOrder) {
   EXPECT_EQ(machine.DeviceOf(GuidOf(kGuid)), nullptr);
 }
 
+TEST(InstalledVersion, IsInTheFormOfAReleaseWhereItHasOneInThatForm) {
+  using enum EVersionFormat;
+  const auto installed = [](const char* version, const char* format, EVersionFormat wanted) {
+    return InstalledFor({"Dock", version, format, {}, {}}, wanted);
+  };
+  EXPECT_EQ(installed("1.2.3", "", kQuad), "1.2.3");
+  EXPECT_EQ(installed("1.2.3", "triplet", kTriplet), "1.2.3");
+  EXPECT_EQ(installed("7", "odd", kPair), "7");
+  EXPECT_EQ(installed("7", "pair", kUnknown), "7");
+  EXPECT_EQ(installed("1.2", "bcd", kPair), "1.2");
+  EXPECT_EQ(installed("1.2", "bcd", kTriplet), std::nullopt);
+  EXPECT_EQ(installed("1.2", "pair", kBcd), std::nullopt);
+  EXPECT_EQ(installed("1.2", "quad", kPair), std::nullopt);
+  EXPECT_EQ(installed("16908291", "number", kTriplet), "1.2.3");
+  EXPECT_EQ(installed("0x01020003", "hex", kTriplet), "1.2.3");
+  EXPECT_EQ(installed("16908291", "triplet", kPair), std::nullopt);
+  EXPECT_EQ(installed("16908291", "plain", kPair), std::nullopt);
+  EXPECT_EQ(installed("1.2", "number", kPair), std::nullopt);
+}
+
+TEST_F(Requirement, OfAVendorThatIsAnExpressionIsNotKnown) {
+  for (const char mark : std::string("*+?[]\\.{}")) {
+    const std::string asked = std::string("firmware regex USB:0x273F") + mark + " vendor-id";
+    EXPECT_EQ(Why(asked), "has a requirement that is not known: " + asked);
+  }
+}
+
 TEST_F(Requirement, OfNoKnownKindIsToldWhole) {
   EXPECT_EQ(Why("odd ge 1.0 some more"),
             "has a requirement that is not known: odd ge 1.0 some more");

@@ -49,6 +49,15 @@ TEST(VersionOrder, OfHexadecimalNumbersDoesNotAskHowTheyAreWritten) {
   EXPECT_NE(CompareVersions("0", "0x0", kHex), 0);
 }
 
+TEST(VersionOrder, OfNumbersWithASignOrABlankIsThatOfTheirValues) {
+  EXPECT_EQ(CompareVersions("1. 2", "1.2", kTriplet), 0);
+  EXPECT_EQ(CompareVersions("1.+2", "1.2", kTriplet), 0);
+  EXPECT_EQ(CompareVersions("1.-0", "1.0", kTriplet), 0);
+  EXPECT_LT(CompareVersions("1.-2", "1.-1", kTriplet), 0);
+  EXPECT_LT(CompareVersions("1.-1", "1.0", kTriplet), 0);
+  EXPECT_GT(CompareVersions("1.0", "1.-1", kTriplet), 0);
+}
+
 TEST(VersionOrder, TakesNumbersBeyondTheRangeForItsEnd) {
   EXPECT_EQ(CompareVersions("99999999999999999999", "9223372036854775807", kTriplet), 0);
   EXPECT_LT(CompareVersions("9223372036854775806", "99999999999999999999", kTriplet), 0);
