@@ -7,7 +7,7 @@ import sys
 import unittest
 from pathlib import Path
 
-from fault_server import FaultServer, slow
+from fault_server import FaultServer, slow, status
 from support import LiveTest, Nginx, clean_environment
 
 SOURCE = Path(__file__).resolve().parents[2]
@@ -143,6 +143,22 @@ class Program(LiveTest):
         self.assertFalse((self.folder / "sample.xml").is_symlink())
         self.assertTrue((self.folder / "link.xml").is_symlink())
         self.assertEqual(elsewhere.read_bytes(), self.repository.contents["sample.xml"])
+
+    def test_a_doctor_asks_a_busy_repository_once_and_says_what_that_answered(self):
+        server = FaultServer(self.repository)
+        self.addCleanup(server.stop)
+        server.faults["sv-repository.json"] = status(503)
+        doctor = subprocess.run([SVCHECK, "doctor", "--format", "json", "--repository",
+                                 server.address, "--allow-unsigned", "--drive-root",
+                                 str(self.work / "drives")],
+                                capture_output=True, text=True,
+                                env=clean_environment(HOME=str(self.work)))
+        finding, = [row for row in json.loads(doctor.stdout)["findings"]
+                    if row["subject"] == "repository"]
+        self.assertEqual(finding["state"], "problem")
+        self.assertIn("503", finding["text"])
+        self.assertRegex(finding["advice"], r"^number \d+ of the table in docs/live-mode.md$")
+        self.assertEqual([path for path, _ in server.requests], ["sv-repository.json"])
 
     def test_whom_to_trust_has_to_be_said(self):
         process = self.svcheck("query", "--context", "svPath=_live_", "--repository",

@@ -378,6 +378,17 @@ TEST(Metrics, ZerosThatAnEarlierVersionDidNotCountAreDropped) {
       "svcheck_last_success_timestamp_seconds 0\n";
   EXPECT_EQ(MetricsToKeep(older).counts, "");
   EXPECT_FALSE(MetricsToKeep(older).lastSuccess);
+  const std::string silent =
+      "svcheck_info{x=\"\"} 1\nsvcheck_records{verdict=\"outdated\"} 0\n"
+      "svcheck_last_success_timestamp_seconds 5\n";
+  EXPECT_EQ(MetricsToKeep(silent).counts, "") << "it does not say that the check succeeded";
+  EXPECT_EQ(MetricsToKeep(silent).lastSuccess, 5);
+  for (const auto& [success, isKept] : {std::pair("0", false), {"1", true}, {"2", false}}) {
+    EXPECT_EQ(MetricsToKeep(silent + "svcheck_success " + success + "\n").counts != "", isKept)
+        << success;
+  }
+  EXPECT_NE(MetricsToKeep(silent + "svcheck_compared_records 0\n").counts, "")
+      << "a later one counts in each of its files";
 }
 
 TEST(Metrics, OddLinesAreLeftOut) {

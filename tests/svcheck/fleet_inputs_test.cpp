@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <filesystem>
 
+#include "base/error.h"
 #include "svcheck/fleet/inputs.h"
 #include "tests/support/temporary_folder.h"
 
@@ -18,9 +20,8 @@ using EInventory = TTask::EInventory;
 class FleetInputs : public testing::Test {
  protected:
   std::string At(const std::string& name) const { return folder.Path() + "/" + name; }
-  std::vector<TTask> All(const std::string& path) const { return AllOf({path}); }
-  static std::vector<TTask> AllOf(const std::vector<std::string>& paths) {
-    TInputs inputs(paths);
+  std::vector<TTask> All(const std::string& path) const {
+    TInputs inputs({path});
     std::vector<TTask> tasks;
     while (auto task = inputs.Next()) tasks.push_back(*std::move(task));
     return tasks;
@@ -210,34 +211,61 @@ TEST_F(FleetInputs, AreFilesAloneAndWhatElseStandsThereIsOneFailureEach) {
                 {"s", At("f/s.xml: is a socket") + rest}}));
 }
 
-TEST_F(FleetInputs, ComeOncePathByPathFilesOfAFolderInTheOrderOfTheirNames) {
-  folder.Write("f/b.xml", "<b/>");
-  folder.Write("f/a.xml", "<a/>");
-  folder.Write("l.ndjson", R"({"machine":"l1","inventory":"<c/>"})"
-                           "\n"
-                           R"({"machine":"l2","inventory":"<c/>"})"
-                           "\n");
+TEST_F(FleetInputs, OfSeveralPathsComeEachOnceInTheirOrder) {
   folder.Write("z.xml", "<z/>");
+  folder.Write("f/b.xml.gz", "");
+  folder.Write("f/a/c.xml", "<c/>");
+  folder.Write("m.jsonl", "{\"machine\":\"m\",\"inventory\":\"<m/>\"}\n");
+  folder.Write("y.xml.zst", "");
+  TInputs inputs({At("z.xml"), At("f"), At("m.jsonl"), At("y.xml.zst"), At("z.xml")});
   std::vector<std::string> machines;
-  for (const TTask& task : AllOf({At("z.xml"), At("f"), At("l.ndjson"), At("z.xml"), At("f")}))
-    machines.push_back(task.machine);
-  EXPECT_EQ(machines, (std::vector<std::string>{"z", "a", "b", "l1", "l2", "z", "a", "b"}));
+  while (const auto task = inputs.Next()) machines.push_back(task->machine);
+  EXPECT_EQ(machines, (std::vector<std::string>{"z", "a/c", "b", "m", "y", "z"}));
 }
 
-// A text that is compressed is told from one that is no JSON by its first bytes alone.
-TEST_F(FleetInputs, OfACompressedFileWithTheNameOfLinesEndWithItsCause) {
-  const std::string packed = "\x1f\x8b\x08 no line\n";
-  folder.Write("m.ndjson", packed + packed + packed);
-  std::vector<TTask> tasks = All(At("m.ndjson"));
-  ASSERT_EQ(tasks.size(), 1U);
-  EXPECT_EQ(tasks[0].inventory, EInventory::kNone);
-  EXPECT_EQ(tasks[0].machine, At("m.ndjson") + ":1");
-  EXPECT_EQ(tasks[0].text.find("no JSON"), std::string::npos) << tasks[0].text;
-  EXPECT_TRUE(tasks[0].text.starts_with(At("m.ndjson") + ":1: ")) << tasks[0].text;
-  folder.Write("m.ndjson", "x\n" + packed + "y\n");
-  tasks = All(At("m.ndjson"));
-  ASSERT_EQ(tasks.size(), 3U);
-  EXPECT_EQ(tasks[1].text, At("m.ndjson") + ":2: the line is no JSON object");
+TEST_F(FleetInputs, ThatAreCompressedWithoutSayingSoAreOneFailure) {
+  for (const std::string begin : {"\x1F\x8B", "\x28\xB5\x2F\xFD"}) {
+    folder.Write("m.ndjson", begin + "a\n" + begin + "b\n{}\n");
+    const std::vector<TTask> tasks = All(At("m.ndjson"));
+    ASSERT_EQ(tasks.size(), 1U);
+    const std::string place = At("m.ndjson") + ":1";
+    EXPECT_EQ(tasks[0].machine, place);
+    EXPECT_EQ(tasks[0].inventory, EInventory::kNone);
+    EXPECT_EQ(tasks[0].text, place + ": it is compressed; let its name end in .gz or .zst");
+    EXPECT_EQ(CauseOf(begin.substr(0, begin.size() - 1)), "the line is no JSON object");
+    folder.Write("m.ndjson", "\n" + begin + "\nx\n");
+    const std::vector<TTask> others = All(At("m.ndjson"));
+    ASSERT_EQ(others.size(), 2U) << "what begins otherwise is text";
+    EXPECT_EQ(others[0].text, At("m.ndjson") + ":2: the line is no JSON object");
+    EXPECT_EQ(others[1].text, At("m.ndjson") + ":3: the line is no JSON object");
+  }
+}
+
+TEST_F(FleetInputs, AreDemandedWhereNoneIsToBeFound) {
+  folder.Write("f/read.me", "no inventory");
+  folder.Write("a.xml", "<a/>");
+  const auto complaintOn = [](const std::vector<std::string>& paths) {
+    try {
+      DemandInventories(paths);
+      return std::string();
+    } catch (const TError& error) {
+      EXPECT_EQ(error.Kind(), EErrorKind::kCatalogue);
+      return std::string(error.what());
+    }
+  };
+  EXPECT_EQ(complaintOn({"-", At("a.xml"), At("f/read.me")}), "");
+  EXPECT_EQ(complaintOn({At("a.xml"), At("none")}),
+            "there are no inventories at " + At("none") +
+                ", which does not exist; name a file or a folder of them with --inventories");
+  EXPECT_EQ(complaintOn({At("f")}), "there are no inventories in " + At("f") +
+                                        "; name a folder of .xml, .ndjson or .jsonl files with "
+                                        "--inventories");
+  for (const char* name : {"f/b.xml", "f/b.xml.gz", "f/b.ndjson", "f/b.jsonl.zst"}) {
+    folder.Write(name, "");
+    EXPECT_EQ(complaintOn({At("f")}), "") << name;
+    std::filesystem::remove(At(name));
+    EXPECT_NE(complaintOn({At("f")}), "") << name;
+  }
 }
 
 TEST_F(FleetInputs, NamedOneByOneAreFilesAsWell) {

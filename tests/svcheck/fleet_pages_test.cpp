@@ -68,28 +68,100 @@ TEST_F(FleetPages, HaveEachGroupThatHasAMachineAndNoOther) {
   EXPECT_EQ(RowsOf(IndexOf({})), TTexts());
 }
 
-TEST_F(FleetPages, BeginWithHowManyMachinesHaveUpdatesInTheColourOfTheFirstGroup) {
-  const auto leadOf = [&](const std::string& index) {
+TEST_F(FleetPages, BeginWithWhatThereIsToDoInTheColourOfTheFirstGroup) {
+  const auto leadOf = [&](const std::vector<std::pair<std::string, std::string>>& machines) {
+    const std::string index = IndexOf(machines);
     const std::size_t begin = index.find("<header class=\"lead ");
-    return index.substr(begin, index.find("</header>", begin) - begin);
+    const std::size_t end = index.find("</header>", begin);
+    return index.substr(begin, end == index.npos ? 0 : end - begin);
   };
   const auto lead = [](const std::string& style, const std::string& title,
-                       const std::string& text) {
+                       const std::string& failed) {
     return "<header class=\"lead " + style + "\"><div><h1>" + title +
-           "</h1>\n<p>Firmware and drivers of the fleet. " + text + "</p></div>";
+           " machines have updates to install</h1>\n<p>Firmware and drivers of the fleet. " +
+           failed + " could not be compared.</p></div>";
   };
-  EXPECT_EQ(leadOf(IndexOf({{"b", Compared("outdated") + Last()},
-                            {"f", Last("failed")},
-                            {"a", Compared("current") + Last()}})),
-            lead("error", "1 of 2 machines have updates to install", "1 could not be compared."));
-  EXPECT_EQ(
-      leadOf(IndexOf({{"b", Compared("outdated") + Last()}})),
-      lead("outdated", "1 of 1 machines have updates to install", "None could not be compared."));
-  EXPECT_EQ(
-      leadOf(IndexOf({{"b", Compared("current") + Last()}})),
-      lead("current", "0 of 1 machines have updates to install", "None could not be compared."));
-  EXPECT_EQ(leadOf(IndexOf({})), lead("unknown", "0 of 0 machines have updates to install",
-                                      "None could not be compared."));
+  EXPECT_EQ(leadOf({{"a", Compared("current") + Last()}}), lead("current", "0 of 1", "None"));
+  EXPECT_EQ(leadOf({{"a", Compared("current") + Last()}, {"u", Last()}}),
+            lead("unknown", "0 of 2", "None"));
+  EXPECT_EQ(leadOf({{"a", Compared("current") + Last()}, {"b", Compared("outdated") + Last()}}),
+            lead("outdated", "1 of 2", "None"));
+  EXPECT_EQ(leadOf({{"f", Last("failed")}, {"b", Compared("outdated") + Last()}}),
+            lead("error", "1 of 1", "1"));
+  EXPECT_EQ(leadOf({}), lead("unknown", "0 of 0", "None"));
+}
+
+TEST_F(FleetPages, HaveARowForEachMachineWithItsCountsOrWhyThereAreNone) {
+  const auto rowOf = [&](const std::string& machine, const std::string& lines) {
+    const std::string index = IndexOf({{machine, lines}});
+    const std::size_t begin = index.find("<tr data-verdict");
+    const std::size_t end = index.find("</tr>", begin);
+    return std::regex_replace(index.substr(begin, end == index.npos ? 0 : end - begin),
+                              std::regex("<span [^>]*>([^<]*)</span>"), "[$1]");
+  };
+  EXPECT_EQ(rowOf("a b", Compared("outdated") + Compared("outdated") + Compared("newer") + Last()),
+            "<tr data-verdict=\"outdated\"><th scope=\"row\"><a href=\"machines/a%2520b.html\">a b"
+            "</a></th><td>4638</td><td class=\"verdict\">[outdated]</td><td>2</td><td>0</td>"
+            "<td>1</td><td>0</td>");
+  EXPECT_EQ(rowOf("f", R"({"machine":"m","outcome":"failed","machineType":"","summary":{},)"
+                       R"("errors":["a < b","second"]})"
+                       "\n"),
+            "<tr data-verdict=\"error\" class=\"none\"><th scope=\"row\"><a "
+            "href=\"machines/f.html\">f</a></th><td>–</td><td class=\"verdict\">[failed]<small>a "
+            "&lt; b</small></td><td>–</td><td>–</td><td>–</td><td>–</td>");
+}
+
+TEST_F(FleetPages, HaveAButtonForSixteenMachineTypesThoseOfMostMachinesFirst) {
+  const auto lastOf = [](const std::string& type) {
+    return R"({"machine":"m","outcome":"done","machineType":")" + type +
+           R"(","summary":{},"errors":[]})" + "\n";
+  };
+  for (const int types : {16, 17}) {
+    std::vector<std::pair<std::string, std::string>> machines;
+    TTexts expected;
+    for (int number = 1; number < types; ++number) {
+      const std::string type = "T" + std::to_string(100 + number);
+      machines.emplace_back(type, lastOf(type));
+      expected.push_back(type);
+    }
+    machines.emplace_back("z1", lastOf("Z"));
+    machines.emplace_back("z2", lastOf("Z"));
+    machines.emplace_back("none", lastOf(""));
+    expected.insert(expected.begin(), "Z");
+    expected.resize(16);
+    const std::string index = IndexOf(machines);
+    static const std::regex kButton("<button[^>]* data-type=\"([^\"]*)\"");
+    TTexts buttons;
+    for (std::sregex_iterator button(index.begin(), index.end(), kButton), none; button != none;
+         ++button)
+      buttons.push_back((*button)[1].str());
+    EXPECT_EQ(buttons, expected) << types;
+    // That without a type is one of them.
+    EXPECT_NE(index.find("<summary>Machine types: " + std::to_string(types + 1) + "</summary>"),
+              std::string::npos);
+    EXPECT_EQ(index.find("<details class=\"card types\" open>"), std::string::npos);
+  }
+  const std::string few = IndexOf({{"a", Compared("outdated") + Last()}});
+  EXPECT_NE(few.find("<details class=\"card types\" open><summary>Machine types: 1</summary>\n"
+                     "<table><thead><tr><th scope=\"col\">Type</th><th scope=\"col\" "
+                     "class=\"number\">Machines</th>"),
+            std::string::npos);
+  EXPECT_NE(few.find("<tr><th scope=\"row\">4638</th><td>1</td><td>1</td><td>0</td><td>0</td>"
+                     "<td>0</td></tr>\n</tbody></table></details>\n"),
+            std::string::npos);
+}
+
+TEST_F(FleetPages, ShowTheTableOfSixteenMachineTypesOpen) {
+  for (const int types : {16, 17}) {
+    std::vector<std::pair<std::string, std::string>> machines;
+    for (int number = 0; number < types; ++number) {
+      machines.emplace_back("m" + std::to_string(number),
+                            R"({"machine":"m","outcome":"done","machineType":"T)" +
+                                std::to_string(number) + R"(","summary":{},"errors":[]})" + "\n");
+    }
+    const std::string index = IndexOf(machines);
+    EXPECT_EQ(index.find("<details class=\"card types\" open>") != index.npos, types == 16);
+  }
 }
 
 TEST_F(FleetPages, SayInWordsWhatTheirBarShowsAndNothingOfGroupsWithoutAMachine) {

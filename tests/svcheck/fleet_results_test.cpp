@@ -144,6 +144,111 @@ c: unknownMachine:
 )");
 }
 
+TEST(FleetSummary, IsADocumentWithEachCountForPrograms) {
+  TSummary summary;
+  summary.Add(Record("BIOS", "System \\\"x\\\"", "outdated") + Record("BIOS", "b", "unknown") +
+              Record("BIOS", "b", "newer") + Record("BIOS", "b", "newer") + Last("a"));
+  summary.Add(Record("BIOS", "b", "unknown") +
+              R"({"machine":"n","outcome":"done","state":"nothing-compared","machineType":"4620",)"
+              R"("summary":{},"errors":[]})"
+              "\n");
+  summary.Add(Last("f", "failed", R"("no <x>","second")"));
+  const std::string head = R"({
+  "schema": 1,
+  "machines": 3,
+  "checked": 2,
+  "failed": 1,
+  "withUpdates": 1,
+  "verdicts": {"outdated":1,"unknown":2,"newer":2,"current":0},
+  "nothingCompared": 1)";
+  const std::string rest = R"(,
+  "components": [
+    {"Type":"BIOS","Name":"System \"x\"","verdicts":{"outdated":1,"unknown":0,"newer":0,"current":0}},
+    {"Type":"BIOS","Name":"b","verdicts":{"outdated":0,"unknown":2,"newer":2,"current":0}}
+  ],
+  "machineTypes": [
+    {"machineType":"4620","machines":1,"withUpdates":0,"verdicts":{"outdated":0,"unknown":1,"newer":0,"current":0}},
+    {"machineType":"4638","machines":1,"withUpdates":1,"verdicts":{"outdated":1,"unknown":1,"newer":2,"current":0}}
+  ],
+  "failures": [
+    {"machine":"f","outcome":"failed","error":"no <x>"}
+  ]
+}
+)";
+  const auto written = [&] {
+    TTextOutput output;
+    WriteJson(summary, output);
+    return output.text;
+  };
+  EXPECT_EQ(written(), head + rest);
+  summary.AddNotices({"It is old."});
+  EXPECT_EQ(written(), head + ",\n  \"notices\": [\"It is old.\"]" + rest);
+  const std::string waived = R"({"machine":"m","Type":"A","Name":"b","InstalledVersion":"1",)"
+                             R"("SVVersion":"2","verdict":"outdated","waived":{"reason":"r"}})"
+                             "\n";
+  TSummary accepted;
+  accepted.Add(waived + waived + Last());
+  EXPECT_EQ(accepted.Waived(), 2U);
+  EXPECT_EQ(accepted.OutdatedMachines(), 0U);
+  TTextOutput table;
+  WriteTable(accepted, table);
+  EXPECT_TRUE(table.text.starts_with(
+      "1 machine compared, 0 with updates to install; 0 failed; 2 records waived\n\nMachine type"))
+      << table.text;
+  TTextOutput nothing;
+  WriteTable(summary, nothing);
+  EXPECT_TRUE(nothing.text.starts_with(
+      "2 machines compared, 1 with updates to install; 1 failed\nNOTHING COMPARED: of 1 machine no "
+      "record could be ordered\nIt is old.\n\nMachine type"))
+      << nothing.text;
+}
+
+TEST(FleetSummary, IsATableWithTwentyComponentsAndTheNumberOfTheOthers) {
+  for (const int components : {20, 21}) {
+    TSummary summary;
+    std::string lines;
+    for (int number = 0; number < components; ++number)
+      lines += Record("T", std::to_string(100 + number), "current");
+    summary.Add(lines + Last());
+    TTextOutput output;
+    WriteTable(summary, output);
+    EXPECT_NE(output.text.find("\nT 119 "), std::string::npos);
+    EXPECT_EQ(output.text.find("\nT 120 "), std::string::npos);
+    EXPECT_EQ(output.text.ends_with("\n... and 1 component more\n"), components == 21);
+  }
+}
+
+TEST(FleetCondition, HoldsWhereOneOfItsPartsDoes) {
+  const auto holds = [](const std::string& text, const std::string& lines) {
+    TSummary summary;
+    summary.Add(lines);
+    return Holds(ConditionOf(text), summary);
+  };
+  const std::string nothing =
+      R"({"machine":"n","outcome":"done","state":"nothing-compared","machineType":"4620",)"
+      R"("summary":{},"errors":[]})"
+      "\n";
+  struct TCase {
+    const char* name;
+    std::string lines;
+  };
+  const TCase cases[] = {{"outdated", Record("A", "b", "outdated") + Last()},
+                         {"unknown", Record("A", "b", "unknown") + Last()},
+                         {"newer", Record("A", "b", "newer") + Last()},
+                         {"nothing", nothing},
+                         {"failed", Last("m", "failed")},
+                         {"none", Record("A", "b", "current") + Last()}};
+  for (const TCase& one : cases) {
+    for (const TCase& other : cases) {
+      const bool isSame = std::string_view(one.name) == other.name && &one != &cases[5];
+      EXPECT_EQ(holds(other.name, one.lines), isSame) << one.name << " " << other.name;
+    }
+    EXPECT_EQ(holds("different", one.lines), &one < &cases[4]) << one.name;
+    EXPECT_EQ(holds("outdated,failed", one.lines), &one == &cases[0] || &one == &cases[4]);
+    EXPECT_EQ(holds("failed,newer", one.lines), &one == &cases[2] || &one == &cases[4]);
+  }
+}
+
 TEST(FleetSummary, IsATableWithTwentyMachinesThatFailedAndTheNumberOfTheOthers) {
   const auto endOf = [](int failed) {
     TSummary summary;
@@ -155,121 +260,6 @@ TEST(FleetSummary, IsATableWithTwentyMachinesThatFailedAndTheNumberOfTheOthers) 
   };
   EXPECT_EQ(endOf(20), "\nm20: failed: why\n");
   EXPECT_EQ(endOf(21), "\nm20: failed: why\n... and 1 machine more\n");
-}
-
-TEST(FleetSummary, IsATableWithTwentyComponentsAndTheNumberOfTheOthers) {
-  const auto endOf = [](int components) {
-    TSummary summary;
-    std::string lines;
-    for (int number = 10; number < 10 + components; ++number)
-      lines += Record("Driver", "d" + std::to_string(number), "current");
-    summary.Add(lines + Last());
-    TTextOutput output;
-    WriteTable(summary, output);
-    return output.text.substr(output.text.find("Driver d29"));
-  };
-  const std::string last =
-      "Driver d29                                    0          0          0"
-      "          1\n";
-  EXPECT_EQ(endOf(20), last);
-  EXPECT_EQ(endOf(21), last + "... and 1 component more\n");
-}
-
-// A record that is waived, and a machine of which nothing could be ordered.
-std::string WaivedRecord() {
-  std::string line = Record("BIOS", "System", "outdated");
-  return line.insert(line.size() - 2, R"(,"waived":{"reason":"r"})");
-}
-std::string LastOfNothing() {
-  return R"({"machine":"n","outcome":"done","state":"nothing-compared","machineType":"4620",)"
-         R"("summary":{},"errors":[]})"
-         "\n";
-}
-
-TEST(FleetSummary, TellsBeforeItsTablesWhatIsWaivedWhatHasNoOrderAndWhatIsNoticed) {
-  TSummary summary;
-  summary.Add(WaivedRecord() + Last("a"));
-  summary.Add(Record("BIOS", "System", "unknown") + LastOfNothing());
-  summary.AddNotices({"The catalogue is old.", "A waiver has expired."});
-  TTextOutput output;
-  WriteTable(summary, output);
-  EXPECT_EQ(output.text.substr(0, output.text.find("\n\n")),
-            "2 machines compared, 0 with updates to install; 0 failed; 1 record waived\n"
-            "NOTHING COMPARED: of 1 machine no record could be ordered\n"
-            "The catalogue is old.\nA waiver has expired.");
-}
-
-TEST(FleetSummary, IsAnObjectWithAllThatIsCounted) {
-  TSummary summary;
-  TTextOutput output;
-  WriteJson(summary, output);
-  EXPECT_EQ(output.text, R"({
-  "schema": 1,
-  "machines": 0,
-  "checked": 0,
-  "failed": 0,
-  "withUpdates": 0,
-  "verdicts": {"outdated":0,"unknown":0,"newer":0,"current":0},
-  "nothingCompared": 0,
-  "components": [],
-  "machineTypes": [],
-  "failures": []
-}
-)");
-  summary.Add(Record("BIOS", "System", "outdated") + Record("Driver", "e1", "newer") +
-              WaivedRecord() + Last("a"));
-  summary.Add(Record("Driver", "e1", "unknown") + LastOfNothing());
-  summary.Add(Last("b", "failed", R"("no \"inventory\"","second")"));
-  summary.AddNotices({"It is old."});
-  output.text.clear();
-  WriteJson(summary, output);
-  EXPECT_EQ(output.text, R"({
-  "schema": 1,
-  "machines": 3,
-  "checked": 2,
-  "failed": 1,
-  "withUpdates": 1,
-  "verdicts": {"outdated":1,"unknown":1,"newer":1,"current":0},
-  "nothingCompared": 1,
-  "waived": 1,
-  "notices": ["It is old."],
-  "components": [
-    {"Type":"BIOS","Name":"System","verdicts":{"outdated":1,"unknown":0,"newer":0,"current":0}},
-    {"Type":"Driver","Name":"e1","verdicts":{"outdated":0,"unknown":1,"newer":1,"current":0}}
-  ],
-  "machineTypes": [
-    {"machineType":"4620","machines":1,"withUpdates":0,"verdicts":{"outdated":0,"unknown":1,"newer":0,"current":0}},
-    {"machineType":"4638","machines":1,"withUpdates":1,"verdicts":{"outdated":1,"unknown":0,"newer":1,"current":0}}
-  ],
-  "failures": [
-    {"machine":"b","outcome":"failed","error":"no \"inventory\""}
-  ]
-}
-)");
-}
-
-TEST(FleetCondition, HoldsForEachOfItsNamesAndNothingElse) {
-  const std::vector<std::pair<std::string, std::string>> machines = {
-      {"outdated", Record("B", "x", "outdated") + Last()},
-      {"unknown", Record("B", "x", "unknown") + Last()},
-      {"newer", Record("B", "x", "newer") + Last()},
-      {"nothing", LastOfNothing()},
-      {"failed", Last("m", "failed")}};
-  for (const auto& [name, lines] : machines) {
-    TSummary summary;
-    summary.Add(lines);
-    for (const auto& [condition, ignored] : machines) {
-      EXPECT_EQ(Holds(ConditionOf(condition), summary), condition == name) << condition << name;
-      EXPECT_EQ(Holds(ConditionOf("failed," + condition), summary),
-                condition == name || name == "failed")
-          << condition << name;
-    }
-    EXPECT_FALSE(Holds(ConditionOf("none"), summary)) << name;
-    EXPECT_EQ(Holds(ConditionOf("different"), summary), name != "failed") << name;
-  }
-  TSummary waived;
-  waived.Add(WaivedRecord() + Record("B", "x", "current") + Last());
-  EXPECT_FALSE(Holds(ConditionOf("different,failed"), waived));
 }
 
 TEST(FleetSummary, KeepsTypesAndNamesApartWhereTheirTextsMeet) {

@@ -1,11 +1,9 @@
 """`svcheck check`: its formats, exit statuses, messages and what the report says of a failure."""
 
 import csv
-import fcntl
 import io
 import json
 import os
-import pty
 import subprocess
 from xml.etree import ElementTree
 
@@ -116,29 +114,44 @@ class Report(CheckTest):
         self.assertNotIn("\033", self.check_sample().stdout)
         self.assertIn("outdated\033[0m", self.check_sample("--color", "always").stdout)
         self.assertNotIn("\033", self.check_sample(env={"NO_COLOR": "1"}).stdout)
+
+    def in_terminal(self, *arguments, env):
+        """What a check of the sample shows in a terminal."""
+        controller, terminal = os.openpty()
+        self.addCleanup(os.close, controller)
+        try:
+            result = self.check_sample(*arguments, env=env, stdout=terminal,
+                                       stderr=subprocess.DEVNULL)
+        finally:
+            os.close(terminal)
+        self.assertEqual(result.returncode, 0)
+        shown = b""
+        while True:
+            try:
+                part = os.read(controller, 1 << 16)
+            except OSError:  # As Linux says that the other end is closed.
+                part = b""
+            if not part:
+                return shown.decode()
+            shown += part
+
+    def test_a_terminal_that_knows_colours_has_them_unless_they_are_not_wanted(self):
+        for options, env, is_coloured in (
+                ([], {"TERM": "xterm"}, True),
+                ([], {"TERM": "xterm", "NO_COLOR": ""}, True),
+                ([], {"TERM": "xterm", "NO_COLOR": "1"}, False),
+                ([], {"TERM": "dumb"}, False),
+                ([], {}, False),
+                (["--color", "never"], {"TERM": "xterm"}, False),
+                (["--color", "always"], {"NO_COLOR": "1"}, True)):
+            with self.subTest(options, env=env):
+                shown = self.in_terminal(*options, env=env)
+                self.assertIn("outdated", shown)
+                self.assertEqual("\033[" in shown, is_coloured)
+        # Elsewhere nobody sees them.
         self.assertNotIn("\033", self.check_sample(env={"TERM": "xterm"}).stdout)
-        self.check_sample("--output", "report.txt", env={"TERM": "xterm"})
-        self.assertNotIn("\033", (self.folder / "report.txt").read_text())
-
-    def shown_on_a_terminal(self, *arguments, **environment):
-        ours, theirs = pty.openpty()
-        self.addCleanup(os.close, ours)
-        with open(theirs, "wb", buffering=0) as terminal:
-            self.check_sample(*arguments, env=environment, stdout=terminal)
-            fcntl.fcntl(ours, fcntl.F_SETFL, os.O_NONBLOCK)
-            return os.read(ours, 1 << 16).decode()
-
-    def test_colour_is_for_a_terminal_that_can_show_it_and_whom_nothing_forbids(self):
-        colour = "outdated\033[0m"
-        self.assertIn(colour, self.shown_on_a_terminal(TERM="xterm"))
-        self.assertIn(colour, self.shown_on_a_terminal(TERM="xterm", NO_COLOR=""))
-        self.assertIn(colour, self.shown_on_a_terminal("--color", "always", TERM="dumb"))
-        for arguments, environment in (((), {"TERM": "xterm", "NO_COLOR": "1"}),
-                                       ((), {"TERM": "dumb"}), ((), {}),
-                                       (("--color", "never"), {"TERM": "xterm"})):
-            shown = self.shown_on_a_terminal(*arguments, **environment)
-            self.assertIn("outdated", shown)
-            self.assertNotIn("\033", shown, (arguments, environment))
+        self.assertEqual("", self.in_terminal("--output", "table.txt", env={"TERM": "xterm"}))
+        self.assertNotIn("\033", (self.folder / "table.txt").read_text())
 
     def test_an_output_file_takes_the_whole_report(self):
         result = self.check_sample("--format", "json", "--output", "report.json")

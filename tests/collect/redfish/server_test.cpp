@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <tuple>
+
 #include "base/error.h"
 #include "tests/support/fake_transport.h"
 
@@ -73,13 +77,14 @@ class TServerTest : public ::testing::Test {
     TInventory inventory;
     TService service(client, inventory);
     service.Open();
-    TServer server{service, inventory};
+    TServer server{service, inventory, redact};
     ReadServer(id, server);
     notes = inventory.Notes();
     TTexts told;
     for (const TInstance& instance : inventory.Instances()) told.push_back(Told(instance));
-    machine = {told.begin(), told.begin() + 2};
-    return {told.begin() + 2, told.end()};
+    const auto rest = told.begin() + std::min<std::ptrdiff_t>(2, std::ssize(told));
+    machine = {told.begin(), rest};
+    return {rest, told.end()};
   }
   std::string Failure(const std::string& id = "") {
     try {
@@ -102,6 +107,7 @@ class TServerTest : public ::testing::Test {
   TFakeTransport transport{time};
   TTexts machine;
   TTexts notes;
+  bool redact = false;
 };
 
 TEST_F(TServerTest, IsAMachineWithABiosAtLeast) {
@@ -109,6 +115,188 @@ TEST_F(TServerTest, IsAMachineWithABiosAtLeast) {
   EXPECT_EQ(machine, (TTexts{"QRXSG_ComputerSystem MachineType=M Model=M",
                              "QRXSG_SystemBIOSElement Name=System BIOS Version=1.0"}));
   EXPECT_EQ(notes, TTexts{});
+}
+
+TEST_F(TServerTest, TellsWhoseItIsUnlessThatIsToBeLeftOut) {
+  ServeSystem(R"(,"Manufacturer":"Maker","SerialNumber":"S","UUID":"U","HostName":"H")");
+  Read();
+  const std::string known = "QRXSG_ComputerSystem MachineType=M Manufacturer=Maker Model=M";
+  EXPECT_EQ(machine.at(0), known + " SerialNumber=S UUID=U Name=H");
+  redact = true;
+  Read();
+  EXPECT_EQ(machine.at(0), known);
+}
+
+TEST_F(TServerTest, SaysWhatItDoesNotTellOfItself) {
+  Serve("/systems/1", R"({"BiosVersion":"1.0"})");
+  EXPECT_EQ(Read(), TTexts{});
+  EXPECT_EQ(machine, TTexts{"QRXSG_SystemBIOSElement Name=System BIOS Version=1.0"});
+  EXPECT_EQ(notes, TTexts{"https://bmc/systems/1: no model; the machine type is unknown"});
+  Serve("/systems/1", R"({"Model":"M"})");
+  EXPECT_EQ(Read(), TTexts{});
+  EXPECT_EQ(machine, TTexts{"QRXSG_ComputerSystem MachineType=M Model=M"});
+  EXPECT_EQ(notes, TTexts{"https://bmc/systems/1: no BIOS version; left out"});
+}
+
+TEST_F(TServerTest, IsTheFirstOfSeveralThatCanBeReadAndSaysSoWhereNoneIsNamed) {
+  const auto offer = [&](int count) {
+    TTexts links;
+    for (int number = 1; number <= count; ++number) {
+      links.push_back(Link("/systems/" + std::to_string(number)));
+      Serve("/systems/" + std::to_string(number),
+            R"({"Model":"M)" + std::to_string(number) + R"(","BiosVersion":"1"})");
+    }
+    Serve("/systems", Collection(links));
+  };
+  const auto noteOf = [](int count, const std::string& names, int chosen) {
+    return "https://bmc: has " + std::to_string(count) + " systems (" + names +
+           "); this is the inventory of " + std::to_string(chosen) +
+           ", name another one with --system ID";
+  };
+  const auto modelOf = [&](const std::string& id) {
+    Read(id);
+    return machine.at(0);
+  };
+  const auto model = [](const std::string& number) {
+    return "QRXSG_ComputerSystem MachineType=M" + number + " Model=M" + number;
+  };
+  offer(3);
+  EXPECT_EQ(modelOf(""), model("1"));
+  EXPECT_EQ(notes, TTexts{noteOf(3, "1, 2, 3", 1)});
+  for (const char* id : {"2", "/systems/2", "/systems/2/"})
+    EXPECT_EQ(modelOf(id), model("2")) << id;
+  EXPECT_EQ(notes, TTexts{});
+  EXPECT_EQ(Failure("9\x1b"), "https://bmc: has no system \"9\xEF\xBF\xBD\"; it has: 1, 2, 3");
+  Serve("/systems/1", "", 500);
+  EXPECT_EQ(modelOf(""), model("2"));
+  const std::string broken = "https://bmc/systems/1: the server answered with status 500";
+  EXPECT_EQ(notes, (TTexts{broken + "; left out", noteOf(3, "1, 2, 3", 2)}));
+  EXPECT_EQ(Failure("1"), broken);
+  Serve("/systems/2", "", 404);
+  Serve("/systems/3", "", 404);
+  EXPECT_EQ(Failure(), broken) << "the first problem";
+  std::string names = "1";
+  for (int number = 2; number <= 20; ++number) names += ", " + std::to_string(number);
+  offer(20);
+  Read();
+  EXPECT_EQ(notes, TTexts{noteOf(20, names, 1)});
+  offer(21);
+  Read();
+  EXPECT_EQ(notes, TTexts{noteOf(21, names + ", ...", 1)});
+}
+
+TEST_F(TServerTest, HasOfItsBiosWhatTheFirmwareInventorySaysOfThatVersion) {
+  const auto biosWith = [&](const std::string& ofSystem, const std::string& item) {
+    Serve("/systems/1", R"({"Model":"M")" + ofSystem + "}");
+    ServeFirmware({item});
+    Read();
+    const std::string begin = "QRXSG_SystemBIOSElement Name=System BIOS ";
+    const bool hasBios = machine.size() == 2 && machine[1].starts_with(begin);
+    return hasBios ? machine[1].substr(begin.size()) : std::string();
+  };
+  const std::string own = R"(,"BiosVersion":"1.0")";
+  const auto item = [](const std::string& version, const std::string& more) {
+    return R"({"Name":"N","Version":")" + version +
+           R"(","Manufacturer":"Maker","ReleaseDate":"2026")" + more + "}";
+  };
+  const std::string byId = R"(,"Id":"BIOS")";
+  const auto related = [](const std::string& place) {
+    return R"(,"RelatedItem":[{"@odata.id":")" + place + "\"}]";
+  };
+  const std::string more = " Manufacturer=Maker ReleaseDate=2026";
+  EXPECT_EQ(biosWith(own, item("1.0", byId)), "Version=1.0" + more);
+  EXPECT_EQ(biosWith(own, item("1.0", R"(,"Id":"Uefi")")), "Version=1.0" + more);
+  EXPECT_EQ(biosWith(own, item("1.0", R"(,"Id":"BIOS2")")), "Version=1.0");
+  EXPECT_EQ(biosWith(own, item("1.0 (12/06/2017)", byId)), "Version=1.0" + more);
+  EXPECT_EQ(biosWith(R"x(,"BiosVersion":"1.0 (12/06/2017)")x", item("1.0", byId)),
+            "Version=1.0 (12/06/2017)" + more);
+  for (const char* other : {"1.1", "1.0.1", "1.0(x)", "", "1."})
+    EXPECT_EQ(biosWith(own, item(other, byId)), "Version=1.0") << other;
+  EXPECT_EQ(biosWith(own, item("1.0", related("/Systems/1/BIOS"))), "Version=1.0" + more);
+  EXPECT_EQ(biosWith(own, item("1.0", byId + related("/systems/1"))), "Version=1.0" + more);
+  EXPECT_EQ(biosWith(own, item("1.0", related("/systems/1"))), "Version=1.0");
+  EXPECT_EQ(biosWith(own, item("1.0", byId + related("/systems/2"))), "Version=1.0");
+  EXPECT_EQ(biosWith("", item("3.0", byId)), "Version=3.0" + more);
+  EXPECT_EQ(biosWith("", item("3.0", byId + related("/systems/2"))), "");
+}
+
+TEST_F(TServerTest, HasTheManagersThatItNamesAndOthersOnlyWhereItNamesNone) {
+  const auto manager = [](const std::string& name, const std::string& more) {
+    return R"({"Name":"Manager","Model":")" + name + R"(","FirmwareVersion":"7")" + more + "}";
+  };
+  Serve("/managers", Collection({Link("/managers/1"), Link("/managers/2")}));
+  Serve("/managers/1",
+        manager("own", R"(,"Links":{"ManagerForServers":[)" + Link("/systems/1/") + "]}"));
+  Serve("/managers/2", manager("named", ""));
+  const auto told = [](const std::string& name) {
+    return "QRXSG_IPMIFirmwareElement Name=" + name + " Version=7";
+  };
+  EXPECT_EQ(Read(), (TTexts{told("own"), told("named")}));
+  ServeSystem(R"(,"Links":{"ManagedBy":[)" + Link("/managers/2") + "," + Link("/gone") + "]}");
+  EXPECT_EQ(Read(), TTexts{told("named")});
+  EXPECT_EQ(notes, TTexts{"https://bmc/gone: the server answered with status 404; left out"});
+}
+
+TEST_F(TServerTest, HasAdaptersOfBroadcomInTheirClassEachOnceAndThoseOfItsChassisElse) {
+  const auto adapter = [&](const std::string& number, const std::string& vendor) {
+    Serve("/f/" + number, R"({"VendorId":")" + vendor + R"(","DeviceId":"0x165F"})");
+    Serve("/adapter/" + number,
+          R"({"Name":"N)" + number + R"(","Manufacturer":"Maker","Controllers":[)" +
+              R"({"FirmwarePackageVersion":"4","Links":{"PCIeFunctions":[)" + Link("/f/" + number) +
+              R"(]}},{"FirmwarePackageVersion":"4"},{"FirmwarePackageVersion":""}]})");
+    return Link("/adapter/" + number);
+  };
+  const TTexts adapters = {adapter("1", "0x14E4"), adapter("2", "0x14e5")};
+  const TTexts told = {
+      "QRXSG_BcmDeviceFirmwareElement Name=N1 SoftwareElementID=14e4165f Version=4",
+      "SVC_FirmwareDevice Name=N2 Vendor=Maker Version=4 Identifiers=[PCI\\VEN_14E5&DEV_165F] "
+      "Source=redfish"};
+  ServeSystem(R"(,"NetworkInterfaces":{"@odata.id":"/net"},"Links":{"Chassis":[)" +
+              Link("/chassis") + "]}");
+  TTexts interfaces;
+  for (const std::string& link : {adapters[0], adapters[1], adapters[0]}) {
+    const std::string place = "/net/" + std::to_string(interfaces.size());
+    Serve(place, R"({"Links":{"NetworkAdapter":)" + link + "}}");
+    interfaces.push_back(Link(place));
+  }
+  Serve("/net", Collection(interfaces));
+  EXPECT_EQ(Read(), told);
+  EXPECT_EQ(Asked("/chassis"), TTexts{});
+  ServeSystem(R"(,"Links":{"Chassis":[)" + Link("/chassis") + "]}");
+  Serve("/chassis", R"({"NetworkAdapters":{"@odata.id":"/adapters"}})");
+  Serve("/adapters", Collection(adapters));
+  EXPECT_EQ(Read(), told);
+  EXPECT_EQ(notes, TTexts{});
+}
+
+TEST_F(TServerTest, IsReadPageByPageUpToTwoThousandMembers) {
+  const auto page = [](int first, int count, const std::string& next) {
+    TTexts items;
+    for (int number = first; number < first + count; ++number)
+      items.push_back(R"({"Name":"F)" + std::to_string(number) + R"(","Version":"2"})");
+    std::string text = Collection(items);
+    if (!next.empty()) text.insert(text.size() - 1, R"(,"Members@odata.nextLink":")" + next + "\"");
+    return text;
+  };
+  Serve("/firmware", page(0, 2, "/firmware?page=2"));
+  Serve("/firmware?page=2", page(2, 1, "/firmware"));
+  EXPECT_EQ(Read().size(), 3U) << "the first page comes once";
+  EXPECT_EQ(notes, TTexts{});
+  Serve("/firmware?page=2", "", 500);
+  EXPECT_EQ(Read().size(), 2U);
+  EXPECT_EQ(notes,
+            TTexts{"https://bmc/firmware?page=2: the server answered with status 500; left out"});
+  Serve("/firmware", "", 500);
+  EXPECT_EQ(Read().size(), 0U);
+  EXPECT_EQ(notes, TTexts{"https://bmc/firmware: the server answered with status 500; left out"});
+  const TTexts more = {"https://bmc/firmware: more than 2000 members; left out"};
+  for (const auto& [second, count, told] :
+       {std::tuple{999, 1999, TTexts{}}, {1000, 2000, more}, {1001, 2000, more}}) {
+    Serve("/firmware", page(0, 1000, "/firmware?page=2"));
+    Serve("/firmware?page=2", page(1000, second, ""));
+    EXPECT_EQ(std::ssize(Read()), count);
+    EXPECT_EQ(notes, told) << second;
+  }
 }
 
 // Each kind of device three times: one that is there, one that is not, one that does not say.
@@ -270,6 +458,38 @@ TEST_F(TServerTest, HasTheFirmwareOfNoOtherSystem) {
   EXPECT_EQ(notes, TTexts{});
 }
 
+TEST_F(TServerTest, LooksAtThirtyTwoOfTheResourcesThatFirmwareIsFor) {
+  Serve("/systems", Collection({Link("/systems/1"), Link("/systems/2")}));
+  for (const int others : {31, 32}) {
+    std::string links;
+    for (int other = 0; other < others; ++other) links += Link("/systems/2") + ",";
+    ServeFirmware(
+        {R"({"Name":"F","Version":"2","RelatedItem":[)" + links + Link("/systems/1") + "]}",
+         R"({"Name":"G","Version":"1.0","RelatedItem":[)" + links + Link("/systems/1/Bios") +
+             "]}"});
+    // F is known to be for this one too, and G to be its BIOS, which it has told.
+    EXPECT_EQ(Read("1"), others == 31 ? TTexts{"SVC_FirmwareDevice Name=F Version=2 Source=redfish"}
+                                      : TTexts{});
+  }
+}
+
+TEST_F(TServerTest, KnowsFirmwareByItsGuidOrByItsMakerAndItsName) {
+  constexpr const char* kGuid = "0f0a1b2c-3d4e-5f60-7182-93a4b5c6d7e8";
+  const auto item = [](const std::string& id, const std::string& maker) {
+    return R"({"Name":"F","Version":"2","SoftwareId":")" + id + R"(","Manufacturer":")" + maker +
+           "\"}";
+  };
+  ServeFirmware({item(kGuid, "Maker"), item("A 1", "Maker"), item("A", ""), item("", "Maker")});
+  const TTexts told = Read();
+  ASSERT_EQ(told.size(), 4U);
+  EXPECT_NE(told[0].find(kGuid), std::string::npos) << told[0];
+  EXPECT_EQ(told[0].find("REDFISH"), std::string::npos) << told[0];
+  EXPECT_NE(told[1].find("[REDFISH\\VENDOR_"), std::string::npos) << told[1];
+  EXPECT_NE(told[1].find("&SOFTWAREID_A"), std::string::npos) << told[1];
+  EXPECT_EQ(told[2], "SVC_FirmwareDevice Name=F Version=2 Source=redfish");
+  EXPECT_EQ(told[3], "SVC_FirmwareDevice Name=F Vendor=Maker Version=2 Source=redfish");
+}
+
 TEST_F(TServerTest, FailsWithTheReasonWhyItsSystemsAreNotTold) {
   Serve("/systems", "", 403);
   EXPECT_EQ(Failure(),
@@ -351,6 +571,21 @@ TEST_F(TServerTest, HasALineForEachProblemButOneForTheEndOfAll) {
       (TTexts{"https://bmc/none: the server answered with status 404; left out", "one; left out",
               "one; left out", "https://bmc: 1 requests were made; all that is missing is left out",
               "two; left out"}));
+}
+
+TEST_F(TServerTest, TellsOfAThousandProblemsTheLastOfWhichStandsForTheOthers) {
+  for (const int problems : {999, 1000, 1001, 1500}) {
+    const TWatch watch([] { return false; }, std::chrono::seconds(600), time);
+    TClient client(transport, watch, "https://bmc");
+    TInventory inventory;
+    TService service(client, inventory);
+    for (int problem = 0; problem < problems; ++problem) service.Note(std::to_string(problem));
+    ASSERT_EQ(inventory.Notes().size(), std::min<std::size_t>(problems, 1000));
+    EXPECT_EQ(inventory.Notes()[998], "998; left out");
+    if (problems > 999) {
+      EXPECT_EQ(inventory.Notes()[999], "https://bmc: more is left out than is told here");
+    }
+  }
 }
 
 TEST(Places, AreWithinAResourceWithWhatIsBelowIt) {

@@ -1,7 +1,38 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <string>
+
+#include "base/error.h"
 #include "from_hex.h"
 #include "runtime/acquire/crypto.h"
+
+namespace {
+
+bool isCurveMissing = false;
+bool isNumberRefused = false;
+constexpr unsigned kRefused = 1;
+
+}  // namespace
+
+// The library's functions, in terms of any pointers and its number for an error.
+extern "C" {
+
+unsigned __real_gcry_mpi_ec_new(void** curve, void* parameters, const char* name);
+unsigned __real_gcry_mpi_scan(void** number, int format, const void* bytes, std::size_t size,
+                              std::size_t* scanned);
+
+unsigned __wrap_gcry_mpi_ec_new(void** curve, void* parameters, const char* name) {
+  return isCurveMissing ? kRefused : __real_gcry_mpi_ec_new(curve, parameters, name);
+}
+
+unsigned __wrap_gcry_mpi_scan(void** number, int format, const void* bytes, std::size_t size,
+                              std::size_t* scanned) {
+  if (isNumberRefused) return kRefused;
+  return __real_gcry_mpi_scan(number, format, bytes, size, scanned);
+}
+
+}  // extern "C"
 
 namespace svc::acquire {
 namespace {
@@ -61,6 +92,23 @@ TEST(Ed25519, RefusesAnotherMessageOrKey) {
   EXPECT_FALSE(IsSignedEd25519(FromHex(kVectors[1].key), "s", signature));
   EXPECT_FALSE(IsSignedEd25519(FromHex(kVectors[0].key), "r", signature));
   EXPECT_TRUE(IsSignedEd25519(FromHex(kVectors[1].key), "r", signature));
+}
+
+// A signature that cannot be judged is neither good nor bad.
+TEST(Ed25519, SaysWhatTheLibraryCannotDo) {
+  const auto failureWith = [](bool& isMissing) {
+    isMissing = true;
+    std::string failure;
+    try {
+      IsSignedEd25519(FromHex(kVectors[1].key), "r", FromHex(kVectors[1].signature));
+    } catch (const TError& error) {
+      failure = error.what();
+    }
+    isMissing = false;
+    return failure;
+  };
+  EXPECT_EQ(failureWith(isCurveMissing), "libgcrypt does not offer Ed25519");
+  EXPECT_EQ(failureWith(isNumberRefused), "libgcrypt cannot read a number");
 }
 
 // S and S plus the order of the base point fulfil the same equation; only the lesser counts.

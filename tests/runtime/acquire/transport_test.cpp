@@ -162,35 +162,36 @@ TEST(Transport, TellsTheSinkOfTheResponseOnceAndBeforeItsContent) {
   EXPECT_EQ(ToldOf("404 None\r\nContent-Length: 4\r\n\r\nbody"), "");
 }
 
-// Throws at the head of the answer, or at its content.
+// Throws at the response, or at its content.
 struct TThrowingSink : ITransferSink {
-  explicit TThrowingSink(bool atContent) : atContent(atContent) {}
-  void OnResponse(const TResponse&) override {
-    if (!atContent) throw std::out_of_range("head");
+  explicit TThrowingSink(bool atResponse) : atResponse(atResponse) {}
+  void OnResponse(const TResponse& /*response*/) override {
+    if (atResponse) throw std::runtime_error("no room for it");
   }
-  void OnData(std::string_view) override {
-    if (atContent) throw std::out_of_range("content");
-  }
-  bool atContent;
+  void OnData(std::string_view /*bytes*/) override { throw std::runtime_error("the disk is full"); }
+  bool atResponse;
 };
 
-TEST(Transport, EndsWithWhatTheSinkThrew) {
-  for (const bool atContent : {false, true}) {
-    const TAnswering server("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody");
-    TThrowingSink sink(atContent);
+TEST(Transport, HandsOnWhatTheSinkThrewAndCallsItNoAnswer) {
+  const auto thrownOf = [](bool atResponse, const std::string& rest) {
+    const TAnswering server("HTTP/1.1 200 OK\r\n" + rest);
+    TThrowingSink sink(atResponse);
     TTransfer transfer;
     transfer.url = server.Address() + "/a";
     transfer.sink = &sink;
     const TTransferResult result = EndOf(DirectOptions(), transfer);
-    EXPECT_EQ(result.end, ETransferEnd::kSinkThrew);
+    EXPECT_EQ(result.end, ETransferEnd::kSinkThrew) << rest;
     EXPECT_EQ(result.reason, "");
-    ASSERT_TRUE(result.thrown);
     try {
-      std::rethrow_exception(result.thrown);
-    } catch (const std::out_of_range& thrown) {
-      EXPECT_STREQ(thrown.what(), atContent ? "content" : "head");
+      if (result.thrown) std::rethrow_exception(result.thrown);
+    } catch (const std::runtime_error& error) {
+      return std::string(error.what());
     }
-  }
+    return std::string("nothing");
+  };
+  EXPECT_EQ(thrownOf(false, "Content-Length: 4\r\n\r\nbody"), "the disk is full");
+  EXPECT_EQ(thrownOf(true, "Content-Length: 4\r\n\r\nbody"), "no room for it");
+  EXPECT_EQ(thrownOf(true, "Content-Length: 0\r\n\r\n"), "no room for it") << "without content";
 }
 
 TEST(Transport, TellsAProxyThatRefusesFromOneThatCannotNow) {

@@ -345,6 +345,29 @@ TEST(Folders, AreReadForWhatStatesDriversByItsWholeName) {
   std::filesystem::remove_all(folder);
 }
 
+TEST(Folders, HaveARemarkForEachDriverThatCannotBeRead) {
+  const std::filesystem::path folder = ::testing::TempDir() + "svcheck-remarks";
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder);
+  for (const char* name : {"a.sys", "b.msi", "dkms.conf", "d.zip", "read.me"})
+    std::ofstream(folder / name) << "nothing";
+  TDriverList list;
+  CollectDrivers(folder, list);
+  EXPECT_TRUE(list.drivers.empty());
+  EXPECT_EQ(list.read, 1U);
+  const std::string origin = folder.string();
+  ASSERT_EQ(list.remarks.size(), 4U);
+  EXPECT_EQ(list.remarks[0], origin + ": a.sys is no driver that can be read: it is no PE file");
+  EXPECT_EQ(list.remarks[1], origin +
+                                 "/b.msi: an installer is not read; unpack it first, with "
+                                 "msiexec /a or msiextract, and give the folder");
+  EXPECT_TRUE(list.remarks[2].starts_with(origin + "/d.zip: ")) << list.remarks[2];
+  EXPECT_TRUE(list.remarks[3].starts_with(origin + ": dkms.conf cannot be used: "))
+      << list.remarks[3];
+  EXPECT_GT(list.remarks[3].size(), (origin + ": dkms.conf cannot be used: ").size());
+  std::filesystem::remove_all(folder);
+}
+
 TEST(ArchiveFilter, IsAllowedWhereItStartsNoProgram) {
   const auto isAllowed = [](int filter) {
     const std::unique_ptr<archive, int (*)(archive*)> reader(::archive_read_new(),

@@ -106,6 +106,35 @@ class ListTest(ProgramTest):
                          [{"name": "bnx2.ko", "version": "1.7.9"}])
         self.assertEqual(elements["bnx2-driver"]["machineTypes"], ["4638"])
 
+    def test_json_is_whole_and_ends_its_last_line(self):
+        folder = self.catalogue(element(name="bios", category="BIOS", Version="1-[Y]-"),
+                                element(name="set", driverFiles="a.ko-#1 b.ko-#2"))
+        text = self.run_program("catalogue", "list", folder, "--format", "json").stdout
+        self.assertTrue(text.endswith('"all": 2\n}\n'), text)
+        rest = {"machineTypes": ["4638"], "operatingSystems": ["SLES10_64"], "file": "index.xml"}
+        self.assertEqual(json.loads(text), {
+            "schema": 1, "shown": 2, "all": 2,
+            "elements": [{"name": "bios", "components": ["System BIOS"], "version": "Y",
+                          "drivers": [], "line": 3, **rest},
+                         {"name": "set", "components": ["Driver"], "version": "", "line": 10,
+                          "drivers": [{"name": "a.ko", "version": "1"},
+                                      {"name": "b.ko", "version": "2"}], **rest}]})
+        none = self.run_program("catalogue", "list", folder, "--format", "json", "--machine", "1")
+        self.assertEqual(json.loads(none.stdout),
+                         {"schema": 1, "elements": [], "shown": 0, "all": 2})
+        self.assertTrue(none.stdout.endswith("}\n"))
+
+    def test_three_of_what_is_offered_are_shown(self):
+        for drivers, shown in ((3, "d0.ko 0, d1.ko 1, d2.ko 2 "),
+                               (4, "d0.ko 0, d1.ko 1, d2.ko 2 and 1 more ")):
+            files = " ".join(f"d{number}.ko-#{number}" for number in range(drivers))
+            folder = self.catalogue(element(name="set", driverFiles=files))
+            table = self.run_program("catalogue", "list", folder).stdout.splitlines()
+            self.assertIn(shown, table[1])
+            self.assertEqual(table[2], "1 update element.")
+        table = self.run_program("catalogue", "list", folder, "--machine", "1").stdout
+        self.assertTrue(table.endswith("0 of 1 update element.\n"), table)
+
     def test_filters(self):
         for options, names in ((("--machine", "4638"), {"a", "c"}), (("--machine", "463"), set()),
                                (("--os", "RHEL5"), {"a", "b"}), (("--os", "windows 2003"), {"c"}),

@@ -79,6 +79,33 @@ TEST(Applicability, HasElementsForSystemsWithoutACodeUnderNoPlatform) {
   EXPECT_NE(lines[2].find("machine type"), std::string::npos);
 }
 
+TEST(Applicability, SaysWhatIsMissingOfAnElementAndWhatFollows) {
+  EXPECT_EQ(
+      Of("a.xml", {{"x", {"4620"}, {"RHEL5", "Linux"}}}).warnings.Lines(),
+      TTexts{"element \"x\" names no machine type in the form -[TYPE]-: no machine takes it"});
+  EXPECT_EQ(Of("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "linux"}}}).warnings.Lines(),
+            TTexts{"element \"x\" is for Linux systems but does not name \"Linux\" itself: live "
+                   "queries look for it"});
+  EXPECT_EQ(Of("a.xml", {{"x", {"-[1]-"}, {"UBUNTU24"}}}).warnings.Lines(),
+            TTexts{"element \"x\" names no operating system that has a code: no live check takes "
+                   "it, only `svcheck catalogue fetch` does"});
+}
+
+TEST(Applicability, WarnsOfANameByWhichQueriesPassTheFileOver) {
+  const std::vector<TElement> linux = {{"x", {"-[1]-"}, {"RHEL5", "Linux"}}};
+  const std::vector<TElement> windows = {{"x", {"-[1]-"}, {"Windows 2003"}}};
+  const auto linesOf = [](std::string_view name, const std::vector<TElement>& elements) {
+    return Of(name, elements).warnings.Lines();
+  };
+  const TTexts onLinux = {"the name holds \"win\": queries on Linux pass it over"};
+  const TTexts onWindows = {"the name holds \"linux\": queries on Windows pass it over"};
+  EXPECT_EQ(linesOf("a-win-b.xml", linux), onLinux);
+  EXPECT_EQ(linesOf("a-win-b.xml", windows), TTexts());
+  EXPECT_EQ(linesOf("linux.xml", windows), onWindows);
+  EXPECT_EQ(linesOf("linux.xml", linux), TTexts());
+  EXPECT_EQ(linesOf("a.XML", linux), TTexts{"the name does not hold \"xml\": no query loads it"});
+}
+
 TEST(Applicability, WarnsOfADescriptionWithoutElements) {
   EXPECT_EQ(Of("a.xml", {}).warnings.Lines(), TTexts{"holds no update element"});
 }
