@@ -71,6 +71,90 @@ class NothingToCompare(RunTest):
             self.assertIn("broken.xml:1", last["errors"][0])
 
 
+class CommandLines(RunTest):
+    def setUp(self):
+        super().setUp()
+        self.machine("in/one.xml")
+        self.machine("in/two.xml", "YUE112A")
+
+    def test_that_ask_for_what_cannot_be_are_refused(self):
+        inventories = ("--inventories", "in")
+        one_of = "standard output takes one of results and summaries; give the others a file"
+        for arguments, words in (
+                (("fleet", *inventories),
+                 "there is nothing to compare with: give --catalogue DIR"),
+                (self.command(), "there is nothing to compare: give --inventories PATH..."),
+                (self.command(*inventories, "--output", ""),
+                 "the name of the output is empty; name a file"),
+                (self.command(*inventories, "--resume"),
+                 "only a file can be gone on with: give --output FILE with --resume"),
+                (self.command(*inventories, "--json", "-"), one_of),
+                (self.command(*inventories, "--table", "-"), one_of),
+                (self.command(*inventories, "--output", "r", "--json", "-", "--table", "-"),
+                 one_of)):
+            with self.subTest(words):
+                result = self.run_program(*arguments)
+                self.assert_failed(result, 64, "svcheck: " + words)
+                self.assertEqual(result.stdout, "")
+        self.assertFalse((self.folder / "r").exists())
+
+    def test_show_a_summary_where_a_person_reads_none_of_the_results(self):
+        table = "2 machines compared, 1 with updates to install; 0 failed\n"
+        file = ("--inventories", "in", "--output", "r.ndjson")
+        self.assertTrue(self.fleet(*file).stdout.startswith(table))
+        self.assertEqual(self.fleet(*file, "--quiet").stdout, "")
+        self.assertEqual(self.fleet(*file, "--json", "s.json").stdout, "")
+        self.assertEqual(self.fleet(*file, "--table", "t.txt").stdout, "")
+        self.assertTrue((self.folder / "t.txt").read_text().startswith(table))
+        self.assertEqual(self.fleet(*file, "--html", "pages").stdout, "")
+        self.assertEqual(json.loads(self.fleet(*file, "--json", "-").stdout)["machines"], 2)
+        for record in records_of(self.fleet("--inventories", "in").stdout):
+            self.assertIn("machine", record)
+
+    def test_write_a_log_for_each_machine_where_they_are_asked_for(self):
+        self.fleet("--inventories", "in", "--output", "r", "--logs", "new/logs")
+        logs = sorted(path.name for path in (self.folder / "new" / "logs").iterdir())
+        self.assertEqual(len(logs), 2)
+        self.assertTrue(logs[0].startswith("one") and logs[1].startswith("two"), logs)
+        self.write("file", "")
+        self.assert_failed(self.fleet("--inventories", "in", "--output", "r", "--logs", "file/logs"),
+                           1, "cannot make the folder file/logs: ")
+
+    def test_that_go_on_have_to_name_the_same_inventories(self):
+        file = ("--output", "r.ndjson", "--resume", "--quiet")
+        self.fleet("--inventories", "in", "--output", "r.ndjson", "--quiet")
+        whole = (self.folder / "r.ndjson").read_bytes()
+        result = self.fleet("--inventories", "in", *file, "--json", "s.json")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual((self.folder / "r.ndjson").read_bytes(), whole)
+        self.assertEqual(json.loads((self.folder / "s.json").read_text())["machines"], 2)
+        self.assert_failed(
+            self.fleet("--inventories", "in/two.xml", "in/one.xml", *file), 1,
+            "svcheck: the results in r.ndjson are of other inventories: they go on with one, the "
+            "inventories with two; give those that the run began with")
+        self.assert_failed(
+            self.fleet("--inventories", "in/one.xml", *file), 1,
+            "svcheck: the results in r.ndjson are of more machines than there are inventories; give "
+            "those that the run began with")
+        self.assertEqual((self.folder / "r.ndjson").read_bytes(), whole)
+        third = self.machine("three.xml")
+        self.fleet("--inventories", "in", third, *file)
+        added = (self.folder / "r.ndjson").read_bytes()
+        self.assertTrue(added.startswith(whole) and len(added) > len(whole))
+
+    def test_part_the_machines_into_shards(self):
+        names = []
+        for shard in ("1/2", "2/2"):
+            records = records_of(self.fleet("--inventories", "in", "--shard", shard).stdout)
+            names.append({record["machine"] for record in records})
+        self.assertEqual(names, [{"one"}, {"two"}])
+        for shard in ("0/2", "3/2", "1/0", "1", "a/b", "1/2/3", "-1/2", ""):
+            result = self.fleet("--inventories", "in", "--shard", shard)
+            if shard:
+                self.assert_failed(result, 64, f"--shard {shard} is no shard; write I/N, the first "
+                                               "of four is 1/4")
+
+
 class Waivers(RunTest):
     def setUp(self):
         super().setUp()

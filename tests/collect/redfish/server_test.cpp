@@ -588,33 +588,5 @@ TEST_F(TServerTest, TellsOfAThousandProblemsTheLastOfWhichStandsForTheOthers) {
   }
 }
 
-TEST(Places, AreWithinAResourceWithWhatIsBelowIt) {
-  for (const char* place : {"/s/1", "/s/1/", "/s/1/Bios", "/s/1#/Fans/0"}) {
-    EXPECT_TRUE(IsWithin(place, "/s/1")) << place;
-    EXPECT_TRUE(IsWithin(place, "/s/1//")) << place;
-  }
-  for (const char* place : {"", "/s", "/s/", "/s/10", "/s/1x", "s/1", "/S/1"})
-    EXPECT_FALSE(IsWithin(place, "/s/1")) << place;
-  EXPECT_FALSE(IsWithin("/s/1", ""));
-  EXPECT_FALSE(IsWithin("/s/1", "/")) << "else everything would be";
-  EXPECT_EQ(LastName("/s/1"), "1");
-  EXPECT_EQ(LastName("/s/1//"), "1");
-  EXPECT_EQ(LastName("1"), "1");
-  EXPECT_EQ(LastName("/"), "");
-}
-
-TEST(Lists, AreReadUpToTwoThousandElements) {
-  for (const std::size_t count : {1999, 2000, 2001}) {
-    TJson resource = {{"List", TJson::array()}};
-    for (std::size_t i = 0; i < count; ++i) resource["List"].push_back({{"@odata.id", "/x"}});
-    EXPECT_EQ(ListOf(resource, "List").size(), std::min<std::size_t>(count, 2000));
-    EXPECT_EQ(PlacesOf(resource, "List").size(), std::min<std::size_t>(count, 2000));
-  }
-  const TJson odd = TJson::parse(R"({"List":[{"@odata.id":"/x"},{},7,null,{"@odata.id":7}]})");
-  EXPECT_EQ(PlacesOf(odd, "List"), TTexts{"/x"});
-  EXPECT_TRUE(ListOf(odd, "None").empty());
-  EXPECT_TRUE(PlacesOf(TJson::parse(R"({"List":{"a":1}})"), "List").empty());
-}
-
 }  // namespace
 }  // namespace svc::collect
