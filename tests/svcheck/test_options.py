@@ -218,6 +218,66 @@ class Mistakes(OptionTest):
                 self.assert_failed(result, 64)
                 self.assertEqual(result.stdout, "")
 
+    def assert_told(self, words, *arguments, status=64):
+        with self.subTest(arguments):
+            result = self.run_program(*arguments)
+            self.assert_failed(result, status, "svcheck: " + words)
+            self.assertEqual(result.stdout, "")
+
+    def test_of_what_goes_together_are_told_with_what_to_give(self):
+        server = ("--redfish", "https://127.0.0.1:1")
+        password = ("--password-file", self.write("password", "x"))
+        address = ("--user, --password-file and --system say how to ask a management controller; give "
+                   "its address with --redfish URL")
+        both = "--user and --password-file go together; give both"
+        other = "--redfish asks another machine: it goes with neither --root nor --capture"
+        alone = "--only-fwupd reads no machine: it goes with neither --root nor --redfish"
+        devices = ("--only-fwupd", "--fwupd", "x")
+        for words, *arguments in (
+                (address, "--user", "u", *password), (address, *password), (address, "--system", "1"),
+                (both, *server, "--user", "u"), (both, *server, *password),
+                ("--user: a user has no colon in his name", *server, "--user", "a:b", *password),
+                (other, *server, "--root", self.folder), (other, *server, "--capture", "x.tar"),
+                ("--fwupd is merged into an inventory: it does not go with --capture",
+                 "--fwupd", "x", "--capture", "x.tar"),
+                ("--only-fwupd says what to take of --fwupd; give its FILE", "--only-fwupd"),
+                (alone, *devices, "--root", self.folder), (alone, *devices, *server),
+                ("--only-fwupd does not know the machine's name; give it with --machine NAME",
+                 *devices, "--format", "ndjson"),
+                ("--redact leaves the host name out, and a line for `svcheck fleet` needs a name; "
+                 "give one with --machine NAME", "--redact", "--format", "ndjson")):
+            self.assert_told(words, "collect", *arguments)
+        fetch = ("catalogue", "fetch", "--output", "made")
+        self.assert_told("there is nothing to fetch from: give --repository URL", *fetch)
+        self.assert_told('--machine "" is no machine type; name one, or leave it out for all', *fetch,
+                         "--repository", "http://127.0.0.1:1", "--allow-unsigned", "--machine", "")
+        self.assert_told("say whom to trust: give --repository-key FILE, or --allow-unsigned",
+                         "repository", "verify", self.folder)
+        for action in (("build",), ("verify", "--allow-unsigned"), ("sign", "--secret-key", "k")):
+            self.assert_told("there is no folder none; name that of a repository", "repository",
+                             action[0], "none", *action[1:], status=1)
+        self.assertEqual([path.name for path in self.folder.iterdir()], ["password"])
+
+    def test_of_a_password_file_are_told(self):
+        file = self.folder / "password"
+        # The address, which is refused before anybody is asked, is looked at behind the password.
+        command = ("collect", "--redfish", "http://bmc", "--user", "u", "--password-file", file)
+        end = "; give a file with the password on its one line"
+        for text, why in (("", "it is empty"), ("\r\n", "it is empty"), ("\n", "it is empty"),
+                          ("x" * 4097, "it is too long"), ("x" * 4097 + "\n", "it is too long"),
+                          ("a\nb", "it has more than one line"), ("a\n\n", "it has more than one line"),
+                          ("a\rb", "it has more than one line"),
+                          ("a\0b", "it has more than one line")):
+            self.write("password", text)
+            self.assert_told(f"--password-file {file}: {why}{end}", *command, status=1)
+        for text in ("x", "x\n", "x\r\n", "x" * 4096, "x" * 4096 + "\r\n"):
+            self.write("password", text)
+            self.assert_told("--redfish http://bmc: without TLS everybody on the way reads along and "
+                             "may answer; it looks like https://bmc.example.com", *command)
+        file.unlink()
+        result = self.run_program(*command)
+        self.assert_failed(result, 1, f"svcheck: --password-file {file}: ", end)
+
     def test_a_folder_that_is_missing_is_none(self):
         for arguments, status in ((("repository", "build", "none"), 1),
                                   (("repository", "verify", "none", "--allow-unsigned"), 1),
