@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -175,26 +176,72 @@ std::pair<std::uint64_t, std::string> SizeAndHash(const fs::path& path) {
 }
 
 // What the metadata in an archive cannot say of it itself.
-void TellOfArchive(const fs::path& path, std::vector<TComponent>& components) {
+struct TAboutArchive {
+  std::string name;
+  std::string size;
+  std::string hash;
+};
+
+TAboutArchive AboutArchive(const fs::path& path) {
   const auto [size, hash] = SizeAndHash(path);
-  for (TComponent& component : components) {
-    for (TRelease& release : component.releases) {
-      release.location = path.filename().string();
-      release.size = std::to_string(size);
-      std::erase_if(release.hashes,
-                    [](const std::string& text) { return text.starts_with("sha256:"); });
-      release.hashes.push_back("sha256:" + hash);
-    }
+  return {path.filename().string(), std::to_string(size), "sha256:" + hash};
+}
+
+void Tell(const TAboutArchive& archive, TComponent& component) {
+  for (TRelease& release : component.releases) {
+    release.location = archive.name;
+    release.size = archive.size;
+    std::erase_if(release.hashes,
+                  [](const std::string& text) { return text.starts_with("sha256:"); });
+    release.hashes.push_back(archive.hash);
   }
+}
+
+std::size_t RoomOf(const std::vector<std::string>& texts) {
+  std::size_t room = texts.size() * sizeof(std::string);
+  for (const std::string& text : texts) room += text.size();
+  return room;
+}
+
+// A checksum is kept as it is told, as it is asked for and as it is found.
+std::size_t RoomOf(const std::vector<TContentHash>& contents) {
+  std::size_t room = contents.size() * sizeof(TContentHash);
+  for (const auto& [kind, value, file] : contents) room += kind.size() + value.size() + file.size();
+  constexpr std::size_t kTimes = 3;
+  return kTimes * room;
+}
+
+// About what a component takes in memory.
+std::size_t RoomOf(const TComponent& component) {
+  std::size_t room =
+      sizeof(component) + RoomOf(component.identifiers) + RoomOf(component.requirements);
+  for (const TRelease& release : component.releases) {
+    room += sizeof(release) + release.description.size() + RoomOf(release.hashes) +
+            RoomOf(release.issues) + RoomOf(release.contents);
+  }
+  return room;
+}
+
+// The components of an archive, which are kept until its content was looked at: short ones take
+// many times their text.
+std::deque<TComponent> ComponentsIn(const fs::path& path) {
+  constexpr std::size_t kMostKept = 16U << 20U;
+  std::deque<TComponent> components;
+  std::size_t left = kMostKept;
+  const auto keep = [&](const TComponent& component) {
+    const std::size_t room = RoomOf(component);
+    if (room > left) throw TError("its metadata tells of more than any that is published");
+    left -= room;
+    components.push_back(component);
+  };
+  ReadCabinet(path,
+              [&](std::string metadata) { ReadAppStream(metadata.data(), metadata.size(), keep); });
+  return components;
 }
 
 // An archive is taken whole, or refused with a line that says why.
 void AddArchive(const fs::path& path, const IProgram& program, TWriter& writer) {
-  std::vector<TComponent> components;
-  ReadCabinet(path, [&components](std::string metadata) {
-    ReadAppStream(metadata.data(), metadata.size(),
-                  [&components](const TComponent& one) { components.push_back(one); });
-  });
+  std::deque<TComponent> components = ComponentsIn(path);
   std::vector<TContentHash> asked;
   for (const TComponent& component : components) {
     for (const TRelease& release : component.releases) {
@@ -209,8 +256,11 @@ void AddArchive(const fs::path& path, const IProgram& program, TWriter& writer) 
     program.Report(path.string() + " is refused: " + why);
     return;
   }
-  TellOfArchive(path, components);
-  for (const TComponent& component : components) writer.Add(component);
+  const TAboutArchive archive = AboutArchive(path);
+  for (; !components.empty(); components.pop_front()) {
+    Tell(archive, components.front());
+    writer.Add(components.front());
+  }
 }
 
 void AddFolder(const TCommand& command, const IProgram& program, TWriter& writer) {

@@ -6,10 +6,11 @@ extern "C" {
 }
 
 #include <memory>
+#include <nlohmann/json.hpp>
 
+#include "base/bounded_json.h"
 #include "base/error.h"
 #include "host/hskcore/exception.h"
-#include "report/text.h"
 #include "runtime/xmlparser/document_window.h"
 #include "svcheck/importer/appstream.h"
 
@@ -41,29 +42,25 @@ TError Unsound(const std::string& file, GError* error) {
   return Unsound(file, held ? held->message : "it is broken");
 }
 
-// The library takes an object for granted, and each level of nesting for a call of its own.
-bool IsShallowObject(std::string_view json) {
-  constexpr int kMostLevels = 16;
-  if (!report::Trim(json).starts_with('{')) return false;
-  int level = 0;
-  bool isText = false;
-  for (std::size_t i = 0; i < json.size(); ++i) {
-    const char c = json[i];
-    if (c == '"') isText = !isText;
-    if (isText && c == '\\') ++i;
-    if (isText) continue;
-    if (c == '{' || c == '[') ++level;
-    if (c == '}' || c == ']') --level;
-    if (level > kMostLevels) return false;
+// The library takes an object for granted, each level of nesting for a call of its own, and for a
+// value of two bytes some hundred. A published file has one item of a handful of signatures.
+constexpr TJsonBounds kBounds = {.levels = 16, .values = 10'000};
+
+void CheckJson(std::string_view text) {
+  std::size_t values = 0;
+  try {
+    if (TBoundedJson<nlohmann::json>(kBounds, values).Read(text).is_object()) return;
+  } catch (const nlohmann::json::exception&) {
+    throw TError("it is no JSON");
   }
-  return true;
+  throw TError("it is no signature file");
 }
 
 std::string ReadSignature(const std::string& file) {
   try {
     const xml::TFileBytes bytes = xml::ReadWholeFile(file);
     std::string json = Unpacked({bytes.bytes.get(), bytes.size}, kMostSignature);
-    if (!IsShallowObject(json)) throw TError("it is no signature file");
+    CheckJson(json);
     return json;
   } catch (const NQRXHSK20::THSKException& error) {
     throw Unsound(file, error.GetMessageText());

@@ -43,6 +43,18 @@ class Load:
         self.written = written
 
 
+def beyond(small, large):
+    """What took more time than it may, with what was measured. A start has time of its own."""
+    growth = {name: max(4, handled / small[name][1]) for name, (_, handled) in large.items()}
+    return [(name, small[name], large[name]) for name in large
+            if large[name][0] >= small[name][0] * growth[name] * 9 / 4 + 0.5]
+
+
+def least(one, other):
+    """Of two measurements by name."""
+    return {name: min(one[name], other[name]) for name in one}
+
+
 class DocumentTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="hostile ")
@@ -83,6 +95,22 @@ class DocumentTest(unittest.TestCase):
         self.assertLessEqual(load.peak, TIMES_WHAT_IS_GIVEN * size + ALLOWANCE_OF_A_VERB,
                              f"{load.peak >> 20} MB for {size >> 10} KB, {arguments}")
         return load.seconds, size + load.written
+
+    def check_growth(self, run, count, middle=True):
+        """`run` does work for a count, and gives processor time and handled bytes, or these of each
+        thing that it did by name. Four times the count take as much more as there is to handle,
+        where what is quadratic would take sixteen times. Of several measurements the least counts:
+        a busy machine only adds to it."""
+        def named(done):
+            return done if isinstance(done, dict) else {"": done}
+        if middle:
+            run(2 * count)
+        small, large = named(run(count)), named(run(4 * count))
+        for _ in range(3):
+            if not beyond(small, large):
+                return
+            small, large = least(small, named(run(count))), least(large, named(run(4 * count)))
+        self.assertEqual([], beyond(small, large), "more time than what is handled accounts for")
 
     def load(self, as_catalogue):
         if as_catalogue:

@@ -79,6 +79,18 @@ def vendors(count):
     return [f"USB\\VID_{number:04X}" for number in range(count)]
 
 
+def component(inner):
+    """As metadata of a public service tells of it."""
+    return ("<component type='firmware'><id>a</id><provides>"
+            f"<firmware type='flashed'>{GUID}</firmware></provides>{inner}</component>")
+
+
+def releases_of(count):
+    return "<releases>" + "<release version='1'/>" * count + "</releases>"
+
+
+RELEASES = releases_of(1)
+
 # What is written, by the count: the catalogue, and the inventory.
 AMPLIFIERS = {
     "many releases for many devices": (
@@ -188,13 +200,8 @@ class FirmwareAmplifiers(DocumentTest):
     def test_every_verb_with_every_catalogue(self):
         for name, (count, of_catalogue, of_inventory) in AMPLIFIERS.items():
             with self.subTest(amplifier=name):
-                small = self.measure(count, of_catalogue, of_inventory)
-                large = self.measure(4 * count, of_catalogue, of_inventory)
-                for command, (seconds, handled) in large.items():
-                    before, handled_before = small[command]
-                    growth = max(4, handled / handled_before)
-                    with self.subTest(command=command):
-                        self.assertLess(seconds, before * growth * 9 / 4 + 0.5)
+                self.check_growth(lambda n, make=(of_catalogue, of_inventory): self.measure(n, *make),
+                                  count, middle=False)
 
     def test_what_defaults_repeat_far_beyond_the_file_is_refused(self):
         there = self.folder / "inventory.xml"
@@ -208,61 +215,110 @@ class FirmwareAmplifiers(DocumentTest):
             self.assertEqual(load.status, 4 if words else 0, load.errors[:500])
             self.assertIn(words, load.errors)
 
-    def test_metadata_of_many_kinds(self):
-        def component(inner):
-            return ("<component type='firmware'><id>a</id><provides>"
-                    f"<firmware type='flashed'>{GUID}</firmware></provides>{inner}</component>")
+    def import_metadata(self, given, *options):
+        """Processor time, and the bytes that were read and written."""
+        made = self.folder / "made" / "firmware.xml"
+        made.unlink(missing_ok=True)
+        size = given.stat().st_size
+        source = given.parent if given.suffix == ".cab" else given
+        seconds, _ = self.run_one(["catalogue", "import", "--lvfs", source, "--output", made.parent,
+                                   *(options or ["--allow-unsigned"])], size, (0, 4))
+        return seconds, size + (made.stat().st_size if made.exists() else 0)
 
-        releases = "<releases><release version='1'/></releases>"
+    def test_metadata_of_many_kinds(self):
         for name, count, make in (
-                ("components", 5_000, lambda n: component(releases) * n),
-                ("releases", 900, lambda n: component(
-                    "<releases>" + "<release version='1'/>" * n + "</releases>")),
+                ("components", 5_000, lambda n: component(RELEASES) * n),
+                ("releases", 900, lambda n: component(releases_of(n))),
                 ("identifiers and releases", 400, lambda n: component(
                     "<provides>" + f"<firmware type='flashed'>{GUID}</firmware>" * n + "</provides>"
-                    + "<releases>" + "<release version='1'/>" * n + "</releases>")),
+                    + releases_of(n))),
                 ("requirements", 900, lambda n: component(
-                    "<requires>" + "<id compare='ge' version='1'/>" * n + "</requires>" + releases)),
+                    "<requires>" + "<id compare='ge' version='1'/>" * n + "</requires>" + RELEASES)),
                 ("names", 50_000, lambda n: component(
-                    "<a/>" * n + "<name xml:lang='x'>" * 200 + "</name>" * 200 + releases)),
+                    "<a/>" * n + "<name xml:lang='x'>" * 200 + "</name>" * 200 + RELEASES)),
                 ("descriptions", 50_000, lambda n: component(
                     "<releases><release version='1'><description><p>" + "d " * (n // 8)
                     + "</p></description></release></releases>"))):
+            def read(n, make=make):
+                file = self.folder / "metadata.xml"
+                file.write_text(f"<components>{make(n)}</components>")
+                taken = self.import_metadata(file)
+                self.assertGreater(taken[1], file.stat().st_size, "it is taken")
+                return taken
             with self.subTest(name):
-                seconds = {}
-                for times in (1, 4):
-                    file = self.folder / "metadata.xml"
-                    file.write_text(f"<components>{make(times * count)}</components>")
-                    size = file.stat().st_size
-                    seconds[times], _ = self.run_one(
-                        ["catalogue", "import", "--lvfs", file, "--allow-unsigned", "--output",
-                         self.folder / "made"], size)
-                    handled = size + (self.folder / "made" / "firmware.xml").stat().st_size
-                    seconds[-times] = handled
-                growth = max(4, seconds[-4] / seconds[-1])
-                self.assertLess(seconds[4], seconds[1] * growth * 9 / 4 + 0.5)
+                self.check_growth(read, count)
+
+    def write_cabinet(self, metadata, others=()):
+        (self.folder / "cabs").mkdir(exist_ok=True)
+        file = self.folder / "cabs" / "a.cab"
+        file.write_bytes(cabinet({"a.metainfo.xml": metadata.encode(),
+                                  **dict.fromkeys(others, b"")}))
+        return file
+
+    def test_cabinets_of_short_things(self):
+        """They are kept until the content was looked at: up to what memory has room for."""
+        most = 3_600
+        for name, each, make in (
+                ("releases", 22 * most, component(releases_of(most))),
+                ("requirements", 4 * most, component("<requires>" + "<a/>" * most + "</requires>"
+                                                     + RELEASES)),
+                ("components", 150, component(RELEASES)),
+                ("issues", 16 * most, component(
+                    "<releases><release version='1'><issues>" + "<issue>a</issue>" * most
+                    + "</issues></release></releases>")),
+                ("checksums", 60 * most, component(
+                    "<releases><release version='1'>" + most
+                    * "<checksum type='sha1' target='content' filename='x'>a</checksum>"
+                    + "</release></releases>"))):
+            with self.subTest(name):
+                self.check_growth(lambda n, make=make, each=each: self.import_metadata(
+                    self.write_cabinet(f"<components>{make * (n // each)}</components>")), 4_000_000)
+
+    def test_a_cabinet_of_more_than_is_kept_is_refused_as_a_whole(self):
+        for count, is_refused in ((8, False), (20, True)):
+            file = self.write_cabinet(
+                f"<components>{component(releases_of(4_000)) * count}</components>")
+            load = self.run_program("catalogue", "import", "--lvfs", file.parent, "--output",
+                                    self.folder / "made", "--allow-unsigned")
+            self.assertEqual(load.status, 4 if is_refused else 0, load.errors)
+            self.assertEqual("a.cab: its metadata tells of more than" in load.errors, is_refused,
+                             load.errors)
 
     def test_a_cabinet_of_many_files_with_checksums(self):
         empty = hashlib.sha256(b"").hexdigest()
-        seconds = {}
-        for times in (1, 4):
-            names = [f"f{number}" for number in range(times * 4_000)]
+
+        def read(count):
+            names = [f"f{number}" for number in range(count)]
             told = [f"<checksum type='sha256' target='content' filename='{name}'>{empty}"
                     "</checksum>" for name in names]
-            metainfo = "<components>" + "".join(
-                f"<component type='firmware'><id>a{start}</id><provides>"
-                f"<firmware type='flashed'>{GUID}</firmware></provides><releases>"
-                f"<release version='1'>{''.join(told[start:start + 100])}</release></releases>"
-                "</component>" for start in range(0, len(told), 100)) + "</components>"
-            (self.folder / "cabs").mkdir(exist_ok=True)
-            file = self.folder / "cabs" / "a.cab"
-            file.write_bytes(cabinet({"a.metainfo.xml": metainfo.encode(),
-                                      **dict.fromkeys(names, b"")}))
-            seconds[times], _ = self.run_one(
-                ["catalogue", "import", "--lvfs", file.parent, "--allow-unsigned", "--output",
-                 self.folder / "made"], file.stat().st_size)
-            self.assertTrue((self.folder / "made" / "firmware.xml").exists())
-        self.assertLess(seconds[4], seconds[1] * 9 + 0.5)
+            file = self.write_cabinet("<components>" + "".join(component(
+                f"<releases><release version='1'>{''.join(told[start:start + 100])}</release>"
+                "</releases>") for start in range(0, len(told), 100)) + "</components>", names)
+            taken = self.import_metadata(file)
+            self.assertGreater(taken[1], file.stat().st_size, "it is taken")
+            return taken
+        self.check_growth(read, 4_000)
+
+    def test_signature_files(self):
+        metadata = self.folder / "metadata.xml"
+        metadata.write_text(f"<components>{component(RELEASES) * 10_000}</components>")
+        keys = self.folder / "keys"
+        keys.mkdir()
+        begin = '{"JcatVersionMajor":0,"JcatVersionMinor":1,"Items":['
+        blob = '{"Kind":1,"Flags":1,"Data":"%064x"}'
+        for name, make in (
+                ("objects", lambda n: "{}," * n + "{}"), ("lists", lambda n: "[]," * n + "[]"),
+                ("items", lambda n: ",".join(f'{{"Id":"i{number}"}}' for number in range(n))),
+                ("checksums", lambda n: '{"Id":"metadata.xml","Blobs":['
+                 + ",".join(blob % number for number in range(n // 40)) + "]}"),
+                ("a long text", lambda n: f'{{"Id":"{"i" * 2 * n}"}}')):
+            def read(n, make=make):
+                signature = self.folder / "metadata.xml.jcat"
+                signature.write_text(begin + make(n) + "]}")
+                return self.import_metadata(metadata, "--jcat", signature, "--keys", keys)
+            for count in (10_000, 300_000):
+                with self.subTest(name, count=count):
+                    self.check_growth(read, count)
 
 
 ROOT = "/redfish/v1"
@@ -325,8 +381,8 @@ class Services(DocumentTest):
         for size in (90_000, 1_000_000):
             for name, system in SERVICES.items():
                 with self.subTest(name, size=size):
-                    seconds = self.collect(system(size))
-                    self.assertLess(self.collect(system(4 * size)), 9 * seconds + 0.5)
+                    self.check_growth(lambda n, system=system: (self.collect(system(n)), n), size,
+                                      middle=False)
 
 
 if __name__ == "__main__":

@@ -30,19 +30,7 @@ def odd(name, count):
     return "[" + unit * times * count + "0]"
 
 
-def in_time(before, after, growth):
-    return after < before * growth * 9 / 4 + 0.5
-
-
 class JsonAmplifiers(DocumentTest):
-    def check_growth(self, run, count):
-        """`run` gives processor time and bytes for a count."""
-        seconds, handled = run(count)
-        run(2 * count)
-        after, handled_after = run(4 * count)
-        self.assertTrue(in_time(seconds, after, max(4, handled_after / handled)),
-                        f"{seconds} s, then {after} s")
-
     def write_text(self, name, *parts):
         file = self.folder / name
         with file.open("w", encoding="utf-8") as stream:

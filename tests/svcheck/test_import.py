@@ -383,9 +383,28 @@ class SignatureTest(Importing):
         whole["Items"] = []
         self.refused_signature(self.write("none.jcat", gzip.compress(json.dumps(whole).encode())))
 
+    def test_a_signature_file_has_up_to_ten_thousand_values(self):
+        def values_of(item):
+            """Names, texts and numbers count, and both ends of what holds others."""
+            if isinstance(item, dict):
+                return 2 + sum(1 + values_of(value) for value in item.values())
+            return 2 + sum(map(values_of, item)) if isinstance(item, list) else 1
+
+        whole = json.loads(gzip.decompress(self.sign().read_bytes()))
+        whole["More"] = []
+        room = 10_000 - values_of(whole)
+        for more, is_taken in ((room, True), (room + 1, False)):
+            whole["More"] = [0] * more
+            signature = self.write("more.jcat", gzip.compress(json.dumps(whole).encode()))
+            result = self.signed_import(signature)
+            self.assertEqual(0 if is_taken else 4, result.returncode, result.stderr)
+            self.assertEqual(is_taken, "it has too many values" not in result.stderr)
+            self.assertEqual(is_taken, "does not hold" not in result.stderr)
+
     def test_what_is_no_signature_file_is_refused(self):
         for content in (b"", b"{}", b"no json", gzip.compress(b"[" * 100000),
                         b'{"a":' * 100000, b'{"Items":[' + b"[" * 100, b'{"a":"{[', b'{"a":"\\',
+                        b"[]", b"1", b'{"a":"\xff"}', b'{"a":1}{', b'{"a":' * 20 + b"1" + b"}" * 20,
                         gzip.compress(b" " * (64 << 20))):
             self.refused_signature(self.write("broken.jcat", content))
         self.refused_signature(self.folder / "absent.jcat")
