@@ -4,9 +4,14 @@
 import re
 import shutil
 import subprocess
+import sys
 import unittest
+from pathlib import Path
 
 from documents import PROGRAM, DocumentTest, main
+
+sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
+from serial_notes import serve_folder  # noqa: E402
 
 TIMES_THE_DOCUMENTS = 8
 ALLOWANCE = 64 << 20
@@ -174,16 +179,11 @@ class Amplifiers(DocumentTest):
         return results
 
     def test_every_verb_with_every_catalogue(self):
-        for name, (count, of_catalogue, of_inventory) in AMPLIFIERS.items():
-            small = self.measure(name, count, of_catalogue, of_inventory)
-            self.measure(name, 2 * count, of_catalogue, of_inventory, 3)
-            large = self.measure(name, 4 * count, of_catalogue, of_inventory)
-            # A floor for what a start takes, and for a machine that does much else.
-            for command, (seconds, handled) in large.items():
-                with self.subTest(amplifier=name, command=" ".join(command[:4])):
-                    before, handled_before = small[command]
-                    growth = max(4, handled / handled_before)
-                    self.assertLess(seconds, before * growth * 9 / 4 + 0.5)
+        for name, (count, *make) in AMPLIFIERS.items():
+            with self.subTest(amplifier=name):
+                self.measure(name, 2 * count, *make, each=3)
+                self.check_growth(lambda n, name=name, make=make: self.measure(name, n, *make),
+                                  count, middle=False)
 
     def build_repository(self, text):
         """Of one description; the processor time, and the bytes that were read and written."""
@@ -198,10 +198,37 @@ class Amplifiers(DocumentTest):
     def test_a_repository_of_every_catalogue(self):
         for name, (count, of_catalogue, _) in AMPLIFIERS.items():
             with self.subTest(name):
-                seconds, handled = self.build_repository(of_catalogue(count))
-                after, handled_after = self.build_repository(of_catalogue(4 * count))
-                growth = max(4, handled_after / handled)
-                self.assertLess(after, seconds * growth * 9 / 4 + 0.5)
+                self.check_growth(lambda n, make=of_catalogue: self.build_repository(make(n)),
+                                  count, middle=False)
+
+    def fetch(self, *texts):
+        """A repository of these descriptions becomes a catalogue; the processor time, and the bytes
+        that were read and written."""
+        folder = self.folder / "sv"
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir()
+        for number, text in enumerate(texts):
+            (folder / f"{number}.xml").write_text(text)
+        subprocess.run([PROGRAM, "repository", "build", folder], check=True, capture_output=True)
+        size = sum(file.stat().st_size for file in folder.iterdir())
+        made = self.folder / "made" / "index.xml"
+        made.unlink(missing_ok=True)
+        # A repository whose descriptions are for no machine makes no catalogue.
+        seconds, _ = super().run_one(
+            ["catalogue", "fetch", "--allow-unsigned", "--repository", serve_folder(self, folder),
+             "--output", made.parent], size, (0, 4) if len(texts) == 1 else (0,))
+        return seconds, size + (made.stat().st_size if made.exists() else 0)
+
+    def test_a_fetched_catalogue_of_every_amplifier(self):
+        for name, (count, of_catalogue, _) in AMPLIFIERS.items():
+            with self.subTest(name):
+                self.check_growth(lambda n, make=of_catalogue: self.fetch(make(n)), count)
+
+    def test_a_fetched_catalogue_of_many_descriptions(self):
+        small = catalogue(element(FOR_ALL))
+        self.check_growth(lambda n: self.fetch(*[small] * n), 100)
+        shared = shared_default(scalar("description", "wordy " * 1_000))
+        self.check_growth(lambda n: self.fetch(*[shared] * n), 20)
 
     def test_a_repository_whose_elements_share_long_lists(self):
         """What a class declares once, each of its elements has, and each is warned of."""
