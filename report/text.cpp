@@ -132,12 +132,38 @@ std::string XmlText(std::string_view text) { return Rewrite(text, XmlReplacement
 
 std::string PageText(std::string_view text) { return XmlText(PlainLine(text)); }
 
+namespace {
+
+// OWASP, "CSV Injection". The full-width forms count where the spreadsheet speaks Japanese.
+bool BeginsFormula(std::string_view text) noexcept {
+  constexpr std::array<std::string_view, 8> kMarks = {
+      "=", "+", "-", "@", "\xEF\xBC\x9D", "\xEF\xBC\x8B", "\xEF\xBC\x8D", "\xEF\xBC\xA0"};
+  return std::ranges::any_of(kMarks, [&](std::string_view mark) { return text.starts_with(mark); });
+}
+
+// With an apostrophe before each formula. A spreadsheet that parts cells at semicolons or tabs, as
+// in many countries, begins one within the text too: quotes hold a text together only where they
+// begin what that spreadsheet takes for a cell, and there they may end at once.
+std::string WithoutFormulas(std::string_view text) {
+  constexpr std::string_view kBlanks = "\t\r\n";
+  constexpr std::string_view kParting = ";\t\r\n";
+  std::string safe = text.find_first_of(kBlanks) == 0 ? "'" : "";
+  bool isBegin = true;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (isBegin && BeginsFormula(text.substr(i))) safe += '\'';
+    safe += text[i];
+    isBegin = kParting.find(text[i]) != kParting.npos || (isBegin && i > 0 && text[i] == '"');
+  }
+  return safe;
+}
+
+}  // namespace
+
 std::string CsvField(std::string_view text, ECsvTexts texts) {
-  // OWASP, "CSV Injection".
-  constexpr std::string_view kFormula = "=+-@\t\r\n";
   std::string plain = PlainText(text);
-  if (texts == ECsvTexts::kSafe && plain.find_first_of(kFormula) == 0) plain.insert(0, 1, '\'');
-  if (plain.find_first_of(",\"\r\n") == std::string::npos && Trim(plain).size() == plain.size()) {
+  if (texts == ECsvTexts::kSafe) plain = WithoutFormulas(plain);
+  if (plain.find_first_of(",;\"\t\r\n") == std::string::npos &&
+      Trim(plain).size() == plain.size()) {
     return plain;
   }
   std::string quoted = "\"";

@@ -243,7 +243,7 @@ class TCsvWriter : public TWriter {
       return;
     }
     // The quote behind each makes sure that it is quoted. Of the first, the start is that of a
-    // field; the others have a letter before theirs.
+    // field; the others have a semicolon before theirs.
     std::string_view before;
     for (const TDriverEntry& driver : drivers) {
       const std::string field =
@@ -251,7 +251,7 @@ class TCsvWriter : public TWriter {
       output.Write(before.empty() ? "\"" : ";");
       const std::size_t begin = 1 + before.size();
       output.Write(std::string_view(field).substr(begin, field.size() - begin - 3));
-      before = "x";
+      before = ";";
     }
     output.Write("\"");
   }

@@ -1,5 +1,6 @@
 """Saved reports that hold every oddity, and what each format has to make of a text."""
 
+import re
 import datetime
 
 NOTICE = ("Catalogues have no code for this operating system: drivers are compared with those that are "
@@ -12,6 +13,7 @@ TEXTS = [
     "C:\\QRX_Support\\SV", "two\nlines", "two\r\nlines", "tab\there", "{0} {} %s %n $HOME",
     "<script>alert('x')</script>", "&amp;&lt;&#0;]]>-->", "</td></table><b>", "a|b | c=1;;;0",
     "=1+1", "+1", "-1", "@SUM(A1)", "\t=1", "\r=1", "\n=1", "'=1", " =1", "=\"a,b\"", "-[YUOO99A-1.10]-",
+    "a;=1+1;", "a\t+1\tb", "a\n-1", 'a;"=1+1', 'a";@b', "a;\"\"\"=1;\",=2", "\uff1d1",
     'a="b",c="d"} 1', "# HELP x", "svcheck_up 1", "grün", "版本 機種", "e\u0301\u0308", "😀", "\u05d0\u05d1 1",
     "\ufeffmark", "\u200b", "\u2028line\u2029", "\ufffd\ufffe\uffff", "\U0010ffff", "Other types", "waived",
     "W" * 700, "long " * 130, *(f"x{c}y" for c in CONTROLS), *(f"{c}" for c in CONTROLS),
@@ -43,7 +45,10 @@ def label(text):
 
 def csv_text(text, raw):
     text = plain_text(text)
-    return text if raw or text[:1] not in tuple("=+-@\t\r\n") else "'" + text
+    if raw:
+        return text
+    blank = "'" if text[:1] in tuple("\t\r\n") else ""
+    return blank + re.sub(r'(\A|[;\t\r\n]"*)(?=[=+@\uff1d\uff0b\uff0d\uff20-])', r"\1'", text)
 
 
 def trimmed(text):

@@ -123,6 +123,9 @@ TEST(CsvField, QuotesWhereItMust) {
     EXPECT_EQ(CsvField("plain", texts), "plain");
     EXPECT_EQ(CsvField("", texts), "");
     EXPECT_EQ(CsvField("a,b", texts), "\"a,b\"");
+    EXPECT_EQ(CsvField("a;b", texts), "\"a;b\"");
+    EXPECT_EQ(CsvField("a\tb", texts), "\"a\tb\"");
+    EXPECT_EQ(CsvField("a b'c:d", texts), "a b'c:d");
     EXPECT_EQ(CsvField("a\"b", texts), "\"a\"\"b\"");
     EXPECT_EQ(CsvField("a\nb", texts), "\"a\nb\"");
     EXPECT_EQ(CsvField("a\rb", texts), "\"a\rb\"");
@@ -139,7 +142,7 @@ TEST(CsvField, IsNoFormulaUnlessItIsForPrograms) {
   };
   for (const TCase& test :
        {TCase{"=1+1", "'=1+1", "=1+1"}, TCase{"+1", "'+1", "+1"}, TCase{"-1", "'-1", "-1"},
-        TCase{"@A1", "'@A1", "@A1"}, TCase{"=", "'=", "="}, TCase{"\tx", "'\tx", "\"\tx\""},
+        TCase{"@A1", "'@A1", "@A1"}, TCase{"=", "'=", "="}, TCase{"\tx", "\"'\tx\"", "\"\tx\""},
         TCase{"\rx", "\"'\rx\"", "\"\rx\""}, TCase{"\nx", "\"'\nx\"", "\"\nx\""},
         TCase{"=\"a,b\"", "\"'=\"\"a,b\"\"\"", "\"=\"\"a,b\"\"\""}, TCase{"1=1", "1=1", "1=1"},
         TCase{"'=1", "'=1", "'=1"},
@@ -147,6 +150,26 @@ TEST(CsvField, IsNoFormulaUnlessItIsForPrograms) {
     EXPECT_EQ(CsvField(test.text, ECsvTexts::kSafe), test.safe);
     EXPECT_EQ(CsvField(test.text, ECsvTexts::kRaw), test.raw);
   }
+}
+
+TEST(CsvField, IsNoFormulaWhereCellsArePartedAtSemicolonsTabsOrLinesEither) {
+  struct TCase {
+    std::string_view text;
+    std::string_view safe;
+  };
+  for (const TCase& test :
+       {TCase{"a;=1", "\"a;'=1\""}, TCase{"a\t+1", "\"a\t'+1\""}, TCase{"a\n-1", "\"a\n'-1\""},
+        TCase{"a\r@b", "\"a\r'@b\""}, TCase{";;=1;=", "\";;'=1;'=\""},
+        TCase{"a;\"=1", "\"a;\"\"'=1\""}, TCase{"a;\"\"\"=1", "\"a;\"\"\"\"\"\"'=1\""},
+        TCase{"a;b=1", "\"a;b=1\""}, TCase{"a;\"b\"=1", "\"a;\"\"b\"\"=1\""},
+        TCase{"a; =1", "\"a; =1\""}, TCase{"a,=1", "\"a,=1\""}, TCase{"\"=1", "\"\"\"=1\""},
+        TCase{"\t=1", "\"'\t'=1\""}, TCase{"\xEF\xBC\x9D\x31", "'\xEF\xBC\x9D\x31"},
+        TCase{"a;\xEF\xBC\x8B\x31", "\"a;'\xEF\xBC\x8B\x31\""},
+        TCase{"\xEF\xBC\x8D", "'\xEF\xBC\x8D"}, TCase{"\xEF\xBC\xA0", "'\xEF\xBC\xA0"},
+        TCase{"\xEF\xBC\x9E", "\xEF\xBC\x9E"}}) {
+    EXPECT_EQ(CsvField(test.text, ECsvTexts::kSafe), test.safe);
+  }
+  EXPECT_EQ(CsvField("a;=1", ECsvTexts::kRaw), "\"a;=1\"");
 }
 
 TEST(UtcTime, ReadsBack) {
