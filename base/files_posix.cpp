@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 
 #include "base/files.h"
 #include "base/path_walk.h"
@@ -228,34 +229,24 @@ TDescriptor Replace(const TPlace& place, int flags) {
   Fail(error);
 }
 
-// What was found there, and nothing that was put there since.
+// What was found there, and nothing that was put there since. A pipe waits for nobody to read it.
 TDescriptor OpenFound(const TPlace& place, int flags) {
   const bool isLink = S_ISLNK(place.status.st_mode);
   struct stat opened {};
   TDescriptor file(::openat(place.folder.Get(), place.name.c_str(),
-                            flags | O_NOCTTY | (isLink ? 0 : O_NOFOLLOW)));
+                            flags | O_NONBLOCK | O_NOCTTY | (isLink ? 0 : O_NOFOLLOW)));
+  if (!file && errno == ENXIO)
+    throw FileError(ENXIO, "it is a pipe that nobody reads, or a socket");
   if (!file || ::fstat(file.Get(), &opened) != 0) Fail(errno);
   const bool isSame = opened.st_dev == place.status.st_dev && opened.st_ino == place.status.st_ino;
   if (isLink ? S_ISREG(opened.st_mode) : !isSame) Fail(EBUSY);
+  LetWait(file);
   return file;
 }
 
 // A further name of a file may have been given to it by somebody who may not write to it.
 bool IsSafeInPlace(const TPlace& place) {
   return S_ISREG(place.status.st_mode) && place.status.st_nlink == 1;
-}
-
-// The system looks a name up and counts the names of what it found one after the other: who renames
-// in between shows a file as one of a single name that has another. So it is looked at once more
-// from both sides before the first byte is written.
-void RequireAlone(const TDescriptor& file, const TPlace& place) {
-  struct stat opened {};
-  struct stat named {};
-  const bool isTold =
-      ::fstat(file.Get(), &opened) == 0 &&
-      ::fstatat(place.folder.Get(), place.name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0;
-  const bool isSame = opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
-  if (!isTold || !isSame || opened.st_nlink != 1 || named.st_nlink != 1) Fail(EBUSY);
 }
 
 // Whether nobody but root and the user of the process can put one file in the place of another.
@@ -266,6 +257,29 @@ bool IsFolderTrusted(const TPlace& place) {
   const bool isShared = (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
   return (folder.st_uid == 0 || folder.st_uid == ::geteuid()) &&
          (!isShared || (folder.st_mode & S_ISVTX) != 0);
+}
+
+// The name by which the file was opened, where that was not taken away since. One that was, and was
+// given anew, is another name to the system.
+std::string NameOf(const TDescriptor& file) {
+  std::string path(PATH_MAX, '\0');
+  const ssize_t size = ::readlink(file.Path().c_str(), path.data(), path.size());
+  path.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+  return path.substr(path.find_last_of('/') + 1);
+}
+
+// The system looks a name up and counts the names of what it found one after the other: who renames
+// in between shows a file as one of a single name that has another. So it is counted once more, and
+// behind that the name is still the one by which the file was opened: then it was the counted one.
+void RequireAlone(const TDescriptor& file, const TPlace& place) {
+  struct stat opened {};
+  struct stat named {};
+  const bool isTold =
+      ::fstat(file.Get(), &opened) == 0 &&
+      ::fstatat(place.folder.Get(), place.name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0;
+  const bool isSame = opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+  if (!isTold || !isSame || opened.st_nlink != 1 || named.st_nlink != 1) Fail(EBUSY);
+  if (!IsFolderTrusted(place) && NameOf(file) != place.name) Fail(EBUSY);
 }
 
 TDescriptor OpenFile(const TPlace& place, EStart start, int flags) {

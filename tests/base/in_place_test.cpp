@@ -4,13 +4,66 @@
 
 #include <atomic>
 #include <cerrno>
+#include <string>
 #include <thread>
+#include <utility>
 
 #include "base/files.h"
 #include "made_folder.h"
 
+namespace {
+
+// What lies under a further name, and that name: it is there but while names are counted.
+const std::string* flippedFile = nullptr;
+const std::string* flippedName = nullptr;
+
+}  // namespace
+
+extern "C" {
+int __real_fstat(int file, struct stat* status);
+int __real_fstatat(int folder, const char* name, struct stat* status, int flags);
+
+int __wrap_fstat(int file, struct stat* status) {
+  const int result = __real_fstat(file, status);
+  struct stat flipped {};
+  if (result != 0 || flippedFile == nullptr || ::stat(flippedFile->c_str(), &flipped) != 0 ||
+      flipped.st_ino != status->st_ino) {
+    return result;
+  }
+  EXPECT_EQ(::unlink(flippedName->c_str()), 0);
+  EXPECT_EQ(__real_fstat(file, status), 0);
+  EXPECT_EQ(::link(flippedFile->c_str(), flippedName->c_str()), 0);
+  return 0;
+}
+
+// As the system does it: the name first, and then what there is to tell.
+int __wrap_fstatat(int folder, const char* name, struct stat* status, int flags) {
+  if (flippedFile == nullptr) return __real_fstatat(folder, name, status, flags);
+  const int file = ::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+  if (file < 0) return -1;
+  const int result = __wrap_fstat(file, status);
+  ::close(file);
+  return result;
+}
+}
+
 namespace svc::files {
 namespace {
+
+class TFlippedName {
+ public:
+  TFlippedName(std::string file, std::string name) : file(std::move(file)), name(std::move(name)) {
+    flippedFile = &this->file;
+    flippedName = &this->name;
+  }
+  TFlippedName(const TFlippedName&) = delete;
+  TFlippedName& operator=(const TFlippedName&) = delete;
+  ~TFlippedName() { flippedFile = flippedName = nullptr; }
+
+ private:
+  const std::string file;
+  const std::string name;
+};
 
 namespace fs = std::filesystem;
 
@@ -105,7 +158,9 @@ TEST_F(InPlace, WhatMayNotBeReplacedStaysAndNothingComesBesideIt) {
 }
 
 // While the owner of the folder puts now one file there and now a further name of another's.
-TEST_F(InPlace, WhatWasLookedAtIsWhatIsWrittenTo) {
+class InPlaceMeanwhile : public InPlace, public ::testing::WithParamInterface<EStart> {};
+
+TEST_P(InPlaceMeanwhile, WhatWasLookedAtIsWhatIsWrittenTo) {
   fs::permissions(root, fs::perms::all);
   Put("victim", "precious");
   std::atomic<bool> isOver = false;
@@ -121,12 +176,32 @@ TEST_F(InPlace, WhatWasLookedAtIsWhatIsWrittenTo) {
   });
   int written = 0;
   for (int attempt = 0; attempt < 3000 || (written == 0 && attempt < 100000); ++attempt) {
-    written += ErrorOf([&] { std::fclose(OpenInPlace(In("log"), EStart::kEmpty)); }) == 0 ? 1 : 0;
+    const auto write = [&] {
+      std::FILE* const file = OpenInPlace(In("log"), GetParam());
+      std::fputs("x", file);
+      std::fclose(file);
+    };
+    written += ErrorOf(write) == 0 ? 1 : 0;
     if (Text("victim") != "precious") break;
   }
   isOver = true;
   owner.join();
   EXPECT_GT(written, 0);
+  EXPECT_EQ(Text("victim"), "precious");
+}
+
+INSTANTIATE_TEST_SUITE_P(Starts, InPlaceMeanwhile,
+                         ::testing::Values(EStart::kEmpty, EStart::kBehind));
+
+// As whoever may rename there and is quick enough, some time.
+TEST_F(InPlace, AFurtherNameThatIsGoneWhenNamesAreCountedIsNotGoneOnWith) {
+  Put("victim", "precious");
+  fs::create_hard_link(In("victim"), In("log"));
+  for (const int mode : {0775, 0757}) {
+    fs::permissions(root, static_cast<fs::perms>(mode));
+    const TFlippedName flipped(In("victim"), In("log"));
+    EXPECT_EQ(ErrorOf([&] { Write(In("log"), EStart::kBehind, "x"); }), EBUSY) << mode;
+  }
   EXPECT_EQ(Text("victim"), "precious");
 }
 
@@ -159,6 +234,23 @@ TEST_F(InPlace, APipeThatTheProcessWasGivenIsWrittenTo) {
   ::close(ends[0]);
   ::close(ends[1]);
   Write("/dev/null", EStart::kEmpty, "x");
+}
+
+TEST_F(InPlace, APipeWithANameIsWrittenToWhereSomebodyReadsIt) {
+  ASSERT_EQ(::mkfifo(In("pipe").c_str(), 0600), 0);
+  for (const EStart start : {EStart::kEmpty, EStart::kBehind}) {
+    EXPECT_EQ(ErrorOf([&] { OpenInPlace(In("pipe"), start); }), ENXIO);
+    EXPECT_EQ(reason, "it is a pipe that nobody reads, or a socket");
+    const int reader = ::open(In("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+    std::FILE* const file = OpenInPlace(In("pipe"), start);
+    EXPECT_EQ(::fcntl(::fileno(file), F_GETFL) & O_NONBLOCK, 0) << "who is slow is waited for";
+    std::fputs("x", file);
+    std::fclose(file);
+    char byte = 0;
+    EXPECT_EQ(::read(reader, &byte, 1), 1);
+    EXPECT_EQ(byte, 'x');
+    ::close(reader);
+  }
 }
 
 TEST_F(InPlace, AFolderOrAMissingOneIsAnError) {
