@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace svc::collect {
@@ -51,10 +52,6 @@ TFirmwareDevice DeviceOf(const TInstance& instance) {
     if (property.name == "Identifiers") device.identifiers = property.elements;
   }
   return device;
-}
-
-bool Has(const std::vector<std::string>& texts, const std::string& text) {
-  return std::ranges::find(texts, text) != texts.end();
 }
 
 // Devices by what they are looked for: an identifier, and the version with it. Each is found in
@@ -112,8 +109,9 @@ TFirmwareDevice Merged(TFirmwareDevice device, const TFirmwareDevice& known) {
     device.version = known.version;
     device.versionFormat = known.versionFormat;
   }
+  std::unordered_set<std::string> told(device.identifiers.begin(), device.identifiers.end());
   for (const std::string& identifier : known.identifiers) {
-    if (!Has(device.identifiers, identifier)) device.identifiers.push_back(identifier);
+    if (told.insert(identifier).second) device.identifiers.push_back(identifier);
   }
   return device;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <tuple>
 
@@ -43,7 +44,9 @@ void CheckNames(const TManifestFile& file) {
 class TBuilder {
  public:
   explicit TBuilder(const TBuildOptions& options)
-      : options(options), previous(ReadPrevious(options.folder)) {}
+      : options(options), previous(ReadPrevious(options.folder)) {
+    for (const TManifestFile& file : previous.files) wasLatest.emplace(KeyOf(file), file.latest);
+  }
 
   TBuildResult Run() {
     result.manifest.serial = Serial();
@@ -113,16 +116,17 @@ class TBuilder {
     std::tie(file.size, file.sha256) = SizeAndHash(options.folder + "/" + file.path);
   }
 
+  using TKey = std::tuple<std::string, std::int32_t, std::int32_t>;
+  static TKey KeyOf(const TManifestFile& file) { return {file.path, file.os, file.arch}; }
+
   bool WasLatest(const TManifestFile& file) const {
-    const auto isSame = [&file](const TManifestFile& other) {
-      return std::tie(other.path, other.os, other.arch) == std::tie(file.path, file.os, file.arch);
-    };
-    const auto found = std::ranges::find_if(previous.files, isSame);
-    return found == previous.files.end() || found->latest;
+    const auto found = wasLatest.find(KeyOf(file));
+    return found == wasLatest.end() || found->second;
   }
 
   const TBuildOptions& options;
   TManifest previous;
+  std::map<TKey, bool> wasLatest;  // Of those in `previous`; of two of a key the first counts.
   TBuildResult result;
   std::map<std::string, std::string> paths;
 };

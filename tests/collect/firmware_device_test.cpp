@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+
 #include "collect/linux/linux_collector.h"
 #include "made_tree.h"
 
@@ -64,6 +66,30 @@ TEST(MergedDevices, KeepWhatOnlyTheInventoryKnew) {
   EXPECT_EQ(
       Merged({{"Disk", "Maker", "1", "number", {"A"}, "nvme"}}, {{"", "", "", "", {"A"}, "told"}}),
       TTexts{"Disk 1 told: A"});
+}
+
+TEST(MergedDevices, HaveEachIdentifierThatOnlyTheInventoryKnewOnce) {
+  EXPECT_EQ(Merged({{"Disk", "", "1", "", {"A", "B", "C", "B"}, "nvme"}},
+                   {{"T", "", "1", "", {"D", "A", "D"}, "told"}}),
+            TTexts{"T 1 told: D | A | D | B | C"});
+}
+
+TEST(MergedDevices, TakeTimeThatGrowsAsTheirIdentifiersDo) {
+  const auto time = [](int count) {
+    TFirmwareDevice there{"T", "", "1", "", {"same"}, "nvme"};
+    TFirmwareDevice told = there;
+    for (int i = 0; i < count; ++i) {
+      there.identifiers.push_back("a" + std::to_string(i));
+      told.identifiers.push_back("b" + std::to_string(i));
+    }
+    TInventory inventory;
+    AddDevice(there, inventory);
+    const auto begin = std::clock();
+    MergeDevices({told}, inventory);
+    return std::clock() - begin;
+  };
+  time(4000);
+  EXPECT_LE(time(16000), 9 * time(4000) + CLOCKS_PER_SEC / 10);
 }
 
 TEST(PciIdentifiers, SayTheMoreExactFirst) {
