@@ -79,7 +79,8 @@ std::string_view TPlainFile::Read(std::string& buffer) {
 }
 
 int OpenLockFile(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+  const int descriptor =
+      open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644);
   if (descriptor < 0)
     throw DownloadError(EOutcome::kFolderUnwritable,
                         path + " cannot be opened: " + std::strerror(errno));

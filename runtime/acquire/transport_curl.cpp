@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <array>
 #include <boost/algorithm/string/predicate.hpp>
+#include <filesystem>
 #include <mutex>
 #include <new>
 
 #include "base/error.h"
+#include "runtime/acquire/settings.h"
 #include "runtime/acquire/transport.h"
 
 namespace svc::acquire {
@@ -285,9 +287,19 @@ class TExchange {
   char errorText[CURL_ERROR_SIZE];
 };
 
+// The library would wait for somebody to write where the file is a pipe, and at each transfer anew.
+void DemandFile(const std::string& certificates) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(certificates, error);
+  if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) return;
+  throw DownloadError(EOutcome::kNotTrusted,
+                      "--ca-file " + certificates + " is no file; name one with certificates");
+}
+
 class TCurlTransport : public ITransport {
  public:
   explicit TCurlTransport(const TTransportOptions& options) : options(options) {
+    if (!options.caFile.empty()) DemandFile(options.caFile);
     StartCurl();
     multi = curl_multi_init();
     if (multi == nullptr) throw TError("libcurl does not start");

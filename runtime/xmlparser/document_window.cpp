@@ -27,6 +27,7 @@ constexpr std::size_t kMostBytes = NQRXHSK20::TCIMXMLParser::kMaxSpecificationDo
 constexpr std::size_t kSmallestBuffer = 4096;
 
 std::atomic<bool> isWaitingAllowed = true;
+thread_local bool areAwaited = false;
 
 [[noreturn]] void FailToRead(const std::string& path, const char* doing, const std::string& why) {
   throw THSKException(path + ": cannot be " + doing + ": " + why, THSKStatusCode::kFileUnreadable);
@@ -73,6 +74,10 @@ TFileBytes ReadAll(const TFile& file, std::uint64_t told, const std::string& pat
 
 }  // namespace
 
+TAwaitedPipes::TAwaitedPipes() noexcept { areAwaited = true; }
+
+TAwaitedPipes::~TAwaitedPipes() { areAwaited = false; }
+
 void AllowWaiting(bool isAllowed) noexcept { isWaitingAllowed = isAllowed; }
 
 TFile OpenForBlocks(const std::string& native) {
@@ -89,7 +94,8 @@ TFileBytes ReadWholeFile(const std::string& path) {
 TFileBytes ReadFileOrPipe(const std::string& path) {
   const std::string native = TOSSpecific::NativePath(path);
   std::error_code noStatus;
-  if (!isWaitingAllowed || !std::filesystem::is_fifo(native, noStatus)) return ReadWholeFile(path);
+  const bool isAwaited = areAwaited && isWaitingAllowed;
+  if (!isAwaited || !std::filesystem::is_fifo(native, noStatus)) return ReadWholeFile(path);
   return ReadAll(OpenPipe(path, native), 0, path);
 }
 

@@ -33,10 +33,18 @@ TFile OpenForBlocks(const std::string& native);
 // Reads a regular file to its end, and stops behind the largest document that is taken.
 // Throws THSKException: kFileNotFound, kFileUnreadable, kNoBuffer.
 TFileBytes ReadWholeFile(const std::string& path);
-// The same, also for a pipe, for whose end it waits where waiting is allowed.
+// The same, also for a pipe that is awaited, for whose end it waits.
 TFileBytes ReadFileOrPipe(const std::string& path);
-// Whether it is, from the start: not for who loads what others put somewhere, one file after the
-// other, and has to come to the last one.
+// While one lives, its thread awaits pipes: those that somebody named, and not what lies somewhere.
+class XMLPARSER_API TAwaitedPipes {
+ public:
+  TAwaitedPipes() noexcept;
+  ~TAwaitedPipes();
+  TAwaitedPipes(const TAwaitedPipes&) = delete;
+  TAwaitedPipes& operator=(const TAwaitedPipes&) = delete;
+};
+// Whether pipes are awaited at all, from the start: not for who loads what others put somewhere,
+// one file after the other, and has to come to the last one.
 XMLPARSER_API void AllowWaiting(bool isAllowed) noexcept;
 // The same for a path of the system's.
 TFileBytes ReadNativeFile(const std::string& path);

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <fstream>
+#include <cstdio>
+#include <memory>
 #include <set>
 #include <system_error>
 
 #include "base/error.h"
+#include "base/files.h"
 #include "report/text.h"
 #include "report/version.h"
 #include "svcheck/system/failure.h"
@@ -75,13 +77,16 @@ TStatement StatementOf(const TEnding& ending, std::string_view bytes) {
 }
 
 std::string ReadBytes(const fs::path& path) {
-  std::ifstream stream(path, std::ios::binary | std::ios::ate);
-  const std::streamoff size = stream ? static_cast<std::streamoff>(stream.tellg()) : -1;
-  if (size < 0) throw TError("it cannot be read");
-  if (static_cast<std::uintmax_t>(size) > kMaxDriverSize) throw TError("too large");
+  std::error_code unknown;
+  const std::uintmax_t size = fs::file_size(path, unknown);
+  if (unknown) throw TError("it cannot be read");
+  if (size > kMaxDriverSize) throw TError("too large");
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(
+      files::OpenToRead(path.string(), files::EPipes::kNone), &std::fclose);
   std::string bytes(static_cast<std::size_t>(size), '\0');
-  stream.seekg(0);
-  if (!stream.read(bytes.data(), size)) throw TError("it cannot be read");
+  if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) {
+    throw TError("it cannot be read");
+  }
   return bytes;
 }
 

@@ -5,14 +5,16 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <deque>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "base/error.h"
+#include "base/files.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/export.h"
 #include "runtime/acquire/crypto.h"
@@ -162,16 +164,16 @@ std::string KeepWhatIsThere(const std::set<TContentHash>& there, TComponent& com
 
 std::pair<std::uint64_t, std::string> SizeAndHash(const fs::path& path) {
   constexpr std::size_t kBlock = 1U << 16U;
-  std::ifstream file(path, std::ios::binary);
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(
+      files::OpenToRead(path.string(), files::EPipes::kNone), &std::fclose);
   acquire::THasher hasher(acquire::EHash::kSha256);
   std::uint64_t size = 0;
-  for (std::string block(kBlock, '\0'); file;) {
-    file.read(block.data(), static_cast<std::streamsize>(block.size()));
-    const auto count = static_cast<std::size_t>(file.gcount());
+  std::string block(kBlock, '\0');
+  while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
     hasher.Update(std::string_view(block).substr(0, count));
     size += count;
   }
-  if (!file.eof()) throw TError("it cannot be read to its end");
+  if (std::ferror(file.get()) != 0) throw TError("it cannot be read to its end");
   return {size, acquire::ToHex(hasher.Digest())};
 }
 

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
-#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <memory>
 
 #include "base/error.h"
+#include "base/files.h"
 #include "base/shown_text.h"
 #include "host/hskcore/cim.h"
 #include "host/hskcore/exception.h"
@@ -45,15 +45,28 @@ shared_ptr<ICIMNamespace> NewNamespace(const std::string& dataFolder) {
   return result;
 }
 
+struct TCloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using TFile = std::unique_ptr<std::FILE, TCloseFile>;
+
+TFile Open(const std::string& path) {
+  return Retold(
+      [&] { return TFile(files::OpenToRead(path, files::EPipes::kNone)); },
+      [&](const TError& error) { return TError(path + " cannot be read: " + error.what()); });
+}
+
 // The text in a block of the C library's allocator, which the parser asks where the text ends.
 TBlock ReadFile(const std::string& path) {
-  std::ifstream file(PathOf(path), std::ios::binary | std::ios::ate);
-  const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
-  if (size < 0) throw TError(path + " cannot be read: " + std::strerror(errno));
+  const TFile file = Open(path);
+  std::error_code unknown;
+  const std::uintmax_t size = std::filesystem::file_size(PathOf(path), unknown);
+  if (unknown) throw TError(path + " cannot be read: " + unknown.message());
   if (size > NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize)
     throw TError(path + " is too large to be loaded by a query");
   TBlock block(static_cast<char*>(std::calloc(static_cast<std::size_t>(size) + 1, 1)));
-  if (!block || !file.seekg(0).read(block.get(), size)) throw TError(path + " cannot be read");
+  if (!block || std::fread(block.get(), 1, size, file.get()) != size)
+    throw TError(path + " cannot be read");
   return block;
 }
 

@@ -16,6 +16,7 @@
 #include "rules/system_codes.h"
 #include "runtime/hskcore/host_setup.h"
 #include "runtime/plugin.nsp/plugin_loader.h"
+#include "runtime/xmlparser/document_window.h"
 #include "runtime/xmlparser/prepared_documents.h"
 #include "runtime/xmlparser/xml_parser.h"
 #include "svcheck/session/catalogue.h"
@@ -262,6 +263,7 @@ void TQuerySession::ReadInventory() {
       if (file == kStandardInput) {
         ReadStandardInput(inventory);
       } else {
+        const xml::TAwaitedPipes pipes;
         TNamespacePopulator::PopulateFromXMLFile(inventory, file);
       }
     }

@@ -238,6 +238,36 @@ class Read(ProgramTest):
                                                          str(self.folder / "config")})
                 self.assert_failed(result, 64, str(settings), "make it a file")
 
+    def test_definitions_and_certificates_are_files(self):
+        (self.folder / "data/sv").mkdir(parents=True)
+        os.mkfifo(self.folder / "data/sv/sv.definitions.xml")
+        for arguments, status, words in (
+                (["check", "--data-dir", "data", "--catalogue", SAMPLE / "catalogue"], 1, "no regular file"),
+                (["check", "--live", "--repository", "https://127.0.0.1:1", "--allow-unsigned",
+                  "--ca-file", "pipe"], 4, "pipe is no file; name one with certificates"),
+                (["check", "--live", "--repository", "https://127.0.0.1:1", "--allow-unsigned",
+                  "--ca-file", "."], 4, "is no file; name one with certificates")):
+            with self.subTest(arguments):
+                result = self.run_program(*arguments, "--inventory", "inventory.xml")
+                self.assertEqual(result.returncode, status, result.stderr)
+                self.assertIn(words, result.stderr)
+
+    def test_what_is_written_waits_for_nobody_to_read(self):
+        catalogue = self.folder / "made"
+        catalogue.mkdir()
+        os.mkfifo(catalogue / "index.xml")
+        listed = self.write("list.csv", "type,name,version,machine types,operating systems\n"
+                                        "bios,b,1,4638,RHEL5\n")
+        check = ["check", "--inventory", "inventory.xml", "--catalogue", SAMPLE / "catalogue"]
+        for arguments in ([*check, "--output", "pipe"], [*check, "--log", "pipe"],
+                          ["fleet", "--inventories", "inventory.xml", "--catalogue",
+                           SAMPLE / "catalogue", "--output", "pipe"],
+                          ["catalogue", "build", "--firmware", listed, "--output", catalogue]):
+            with self.subTest(arguments):
+                result = self.run_program(*arguments)
+                self.assertNotEqual(result.returncode, 0)
+                self.assertIn("nobody reads", result.stderr)
+
     @unittest.skipIf(os.geteuid() != 0, "only root gives files to groups")
     def test_settings_that_others_may_write_to_are_not_read(self):
         settings = self.write(".config/svcheck/config.toml", 'format = "csv"\n')

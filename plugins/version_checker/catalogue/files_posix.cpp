@@ -1,4 +1,6 @@
 // Files by the C library, under the names that the host maps theirs to.
+#include <fcntl.h>
+
 #include "host/hskcore/os_specific.h"
 #include "plugins/version_checker/catalogue/catalogue_loader.h"
 
@@ -6,8 +8,11 @@ using NQRXHSK20::TOSSpecific;
 
 namespace svc::checker {
 
+// What took the place of a file since it was looked at, such as a pipe, is not waited for.
 std::FILE* OpenForReading(const std::string& path) {
-  return std::fopen(TOSSpecific::NativePath(path).c_str(), "r");
+  const int file =
+      ::open(TOSSpecific::NativePath(path).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  return file < 0 ? nullptr : ::fdopen(file, "r");
 }
 
 void RemoveFile(const std::string& path) { std::remove(TOSSpecific::NativePath(path).c_str()); }

@@ -226,8 +226,10 @@ TEST(Refusal, FilesThatCannotBeReadHaveAStatusOfTheirOwn) {
   const std::string pipe = testing::TempDir() + "/refused-pipe.xml";
   ::unlink(pipe.c_str());
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  AllowWaiting(false);
   EXPECT_EQ(status(pipe), 11) << "and nobody was waited for";
+  const TAwaitedPipes pipes;
+  AllowWaiting(false);
+  EXPECT_EQ(status(pipe), 11) << "nor by who waits for none";
   AllowWaiting(true);
   ::unlink(pipe.c_str());
 }
