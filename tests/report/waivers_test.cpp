@@ -182,6 +182,23 @@ TEST(Waivers, MayHaveAThousandPatternsAndAnyNumberOfWholeNames) {
   }
 }
 
+TEST(Waivers, NameWhatTheyAreForInUpToAThousandBytes) {
+  for (const std::string key : {"name", "offered"}) {
+    for (const std::string end : {"*", "?", "a"}) {
+      const std::string longest = std::string(999, 'a') + end;
+      const std::string begin = (key == "name" ? "" : "name = 'a'\n") + key + " = '";
+      EXPECT_EQ(ParseWaivers(Waiver(begin + longest + "'")).size(), 1U);
+      try {
+        ParseWaivers(Waiver(begin + "a" + longest + "'"));
+        FAIL() << key << " was read";
+      } catch (const TError& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  key + " is longer than 1000 bytes; write * for a part of it");
+      }
+    }
+  }
+}
+
 // Which waiver counts, by the reasons that are letters: of those that hold the first, otherwise of
 // those that have expired the last, whether they have wildcards or not.
 TEST(Waivers, CountInTheOrderOfTheirFile) {

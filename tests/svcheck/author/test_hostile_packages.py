@@ -92,6 +92,19 @@ class HostilePackages(ProgramTest):
         self.assertIn("wanted.deb: a driver is too large", told)
         self.assertLess(self.seconds, 20)
 
+    def test_a_driver_has_up_to_256_mebibytes(self):
+        most = 256 << 20
+        for name, size in (("fits.sys", most), ("large.sys", most + 1), ("fits.ko", most),
+                           ("large.ko", most + 1)):
+            self.write(f"in/{name}", b"")
+            os.truncate(self.folder / "in" / name, size)  # A file with a hole takes no room.
+        _, told = self.build()
+        for line in told.splitlines():
+            self.assertEqual("too large" in line, "/large." in line, told)
+        self.assertEqual(told.count("too large"), 2, told)
+        self.assertIn("fits.sys is no driver that can be read", told)
+        self.assertIn("fits.ko is no driver that can be read", told)
+
     def test_the_share_ends_where_it_says(self):
         """64 MiB, and 64 times what the package has."""
         content = io.BytesIO()
