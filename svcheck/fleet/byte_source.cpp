@@ -103,7 +103,11 @@ std::string ReadDocument(const std::string& path) {
   return text;
 }
 
-TLineReader::TLineReader(std::unique_ptr<IByteSource> source) : source(std::move(source)) {}
+TLineReader::TLineReader(std::unique_ptr<IByteSource> source)
+    : TLineReader(std::move(source), kLargest) {}
+
+TLineReader::TLineReader(std::unique_ptr<IByteSource> source, std::size_t longest)
+    : source(std::move(source)), longest(longest) {}
 
 bool TLineReader::IsReady() const {
   return buffer.find('\n', std::max(begin, searched)) != std::string::npos || source->IsReady();
@@ -114,8 +118,10 @@ bool TLineReader::Fill() {
   buffer.erase(0, begin);
   searched -= begin;
   begin = 0;
-  if (buffer.size() > kLargest) {
-    throw std::runtime_error("a line is longer than a document may be");
+  if (buffer.size() > longest) {
+    const bool isDocument = longest == kLargest;
+    throw std::runtime_error(isDocument ? "a line is longer than a document may be"
+                                        : "a line is longer than a fleet writes");
   }
   block.resize(kBlock);
   const std::size_t count = source->Read(block.data(), block.size());

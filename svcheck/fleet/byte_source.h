@@ -42,8 +42,10 @@ std::string ReadDocument(const std::string& path);
 class TLineReader {
  public:
   explicit TLineReader(std::unique_ptr<IByteSource> source);
+  // For lines up to so many bytes instead of the largest document.
+  TLineReader(std::unique_ptr<IByteSource> source, std::size_t longest);
   // Without its end; a last line without an end counts. Throws std::runtime_error, also for a line
-  // longer than the largest document.
+  // that is longer.
   std::optional<std::string> Next();
   // Whether Next need not wait for somebody to write.
   bool IsReady() const;
@@ -55,6 +57,7 @@ class TLineReader {
   std::string TakeUpTo(std::size_t end);
 
   std::unique_ptr<IByteSource> source;
+  const std::size_t longest;
   std::string buffer;
   std::vector<char> block;  // Read last.
   std::size_t begin = 0;

@@ -16,6 +16,10 @@ namespace svc::fleet {
 
 namespace {
 
+// Twice the records that a fleet keeps of a machine: what a small compressed file becomes ends
+// here.
+constexpr std::size_t kMostOfMachine = 32U << 20U;
+
 std::unique_ptr<IByteSource> Open(const std::string& path) {
   try {
     return OpenBytes(path);
@@ -26,13 +30,17 @@ std::unique_ptr<IByteSource> Open(const std::string& path) {
 
 }  // namespace
 
-TResultReader::TResultReader(const std::string& path) : path(path), lines(Open(path)) {}
+TResultReader::TResultReader(const std::string& path)
+    : path(path), lines(Open(path), kMostOfMachine) {}
 
 std::optional<TResultReader::TMachine> TResultReader::Next() {
   TMachine machine;
   try {
     while (auto line = lines.Next()) {
       torn = true;
+      if (machine.lines.size() + line->size() >= kMostOfMachine) {
+        throw std::runtime_error("a machine has more than a fleet keeps of one");
+      }
       machine.lines += *line;
       machine.lines += '\n';
       // A last line without its end may be a part of one.

@@ -308,6 +308,33 @@ TEST(FleetResults, OfWhatNoFleetWroteEndWithAClearFailure) {
   }
 }
 
+// What a small compressed file becomes need not end.
+TEST(FleetResults, OfAMachineAreTwiceWhatAFleetKeepsOfOneAtMost) {
+  constexpr std::size_t kMost = std::size_t{32} << 20;
+  const test::TTemporaryFolder folder;
+  const std::string last = Last("a");
+  const auto refusal = [&](const std::string& lines) {
+    folder.Write("r", lines);
+    TResultReader reader(folder.Path() + "/r");
+    try {
+      EXPECT_EQ(reader.Next()->lines.size(), lines.size());
+    } catch (const TError& failure) {
+      return std::string(failure.what());
+    }
+    return std::string();
+  };
+  for (const std::size_t count : {1U, 1000U}) {
+    const std::size_t size = (kMost - last.size()) / count;
+    std::string lines;
+    for (std::size_t i = 0; i < count; ++i) lines += std::string(size - 1, 'x') + '\n';
+    lines += std::string(kMost - last.size() - lines.size(), '\n');
+    EXPECT_EQ(refusal(lines + last), "") << count;
+    EXPECT_NE(refusal('x' + lines + last).find("more than a fleet keeps"), std::string::npos);
+  }
+  EXPECT_NE(refusal(std::string(2 * kMost, 'x')).find("a line is longer than a fleet writes"),
+            std::string::npos);
+}
+
 TEST(FleetResults, AreWholeMachinesUpToTheFirstThatIsTorn) {
   const test::TTemporaryFolder folder;
   const std::string whole = Record("A", "b", "current") + Last("a") + Last("b");
