@@ -147,7 +147,7 @@ std::string Merge(const TCommand& command, const std::vector<TNewElement>& eleme
   for (const std::string& remark : merged.remarks) program.Report(remark);
   CheckCatalogue(merged.text, CountErrors(older, command), command, program);
   return fmt::format("{}: {} added, {} replaced, {} as they were\n",
-                     WriteIndex(command.folder, merged.text, program), merged.added,
+                     ShownLine(WriteIndex(command.folder, merged.text, program)), merged.added,
                      merged.replaced, merged.kept);
 }
 
@@ -155,7 +155,7 @@ std::string Build(const TCommand& command, const std::vector<TNewElement>& eleme
                   const IProgram& program) {
   const std::string text = CatalogueText(elements);
   CheckCatalogue(text, 0, command, program);
-  return fmt::format("{}: {}\n", WriteIndex(command.folder, text, program),
+  return fmt::format("{}: {}\n", ShownLine(WriteIndex(command.folder, text, program)),
                      Counted(elements.size(), "update element"));
 }
 

@@ -136,7 +136,7 @@ int FetchCatalogue(const TCommand& command, const IProgram& program) {
   CheckJoined(text, command);
   const std::string path = WriteIndex(command.folder, text, program);
   const auto output = program.Open("-");
-  output->Write(fmt::format("{}: {} of {}, serial {}\n", path,
+  output->Write(fmt::format("{}: {} of {}, serial {}\n", ShownLine(path),
                             Counted(joining.Count(), "update element"),
                             Counted(texts.size(), "description"), command.serial));
   output->Commit();

@@ -15,6 +15,7 @@
 
 #include "base/error.h"
 #include "base/files.h"
+#include "base/shown_text.h"
 #include "host/hskcore/exception.h"
 #include "host/hskcore/export.h"
 #include "runtime/acquire/crypto.h"
@@ -290,7 +291,7 @@ void Import(const TCommand& command, const IProgram& program) {
   writer.End();
   file->Commit();
   const auto output = program.Open("-");
-  output->Write(fmt::format("{}: {}\n", path, writer.Summary()));
+  output->Write(fmt::format("{}: {}\n", ShownLine(path), writer.Summary()));
   output->Commit();
 }
 

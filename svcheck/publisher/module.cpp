@@ -70,7 +70,8 @@ void MakeKeys(const TCommand& command) {
   WriteSecret(command.secretKeyFile, SecretKeyText(key, password));
   WriteText(command.publicKeyFile, PublicKeyText(PublicKeyOf(key)));
   fmt::print("{}: key {}, to be given to those who download; {} stays here\n",
-             command.publicKeyFile, acquire::KeyNumber(key.id), command.secretKeyFile);
+             ShownLine(command.publicKeyFile), acquire::KeyNumber(key.id),
+             ShownLine(command.secretKeyFile));
 }
 
 void BuildManifest(const TCommand& command) {
@@ -79,7 +80,8 @@ void BuildManifest(const TCommand& command) {
   if (!command.isQuiet) {
     for (const std::string& line : result.warnings.Lines()) ShowLine("svcheck: warning: " + line);
   }
-  fmt::print("{}: {}; sign it next\n", ManifestPath(command), Described(result.manifest));
+  fmt::print("{}: {}; sign it next\n", ShownLine(ManifestPath(command)),
+             Described(result.manifest));
 }
 
 void SignManifest(const TCommand& command) {
@@ -96,15 +98,15 @@ void SignManifest(const TCommand& command) {
                         acquire::FormatTime(manifest.expires), acquire::kManifestName)
           : command.comment;
   WriteText(ManifestPath(command) + acquire::kSignatureSuffix, SignatureText(key, text, comment));
-  fmt::print("{}{}: signed with key {}\n", ManifestPath(command), acquire::kSignatureSuffix,
-             acquire::KeyNumber(key.id));
+  fmt::print("{}{}: signed with key {}\n", ShownLine(ManifestPath(command)),
+             acquire::kSignatureSuffix, acquire::KeyNumber(key.id));
 }
 
 void VerifyRepository(const TCommand& command) {
   std::optional<acquire::TPublicKey> key;
   if (!command.publicKeyFile.empty()) key = acquire::ReadPublicKey(command.publicKeyFile);
   const TManifest manifest = Verify(command.folder, key, Now());
-  fmt::print("{}: {}, all whole{}\n", command.folder, Described(manifest),
+  fmt::print("{}: {}, all whole{}\n", ShownLine(command.folder), Described(manifest),
              key ? ", signed with key " + acquire::KeyNumber(key->id) : ", not signed");
 }
 

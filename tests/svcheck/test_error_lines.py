@@ -3,6 +3,7 @@
 import re
 
 from program import SAMPLE, ProgramTest, main
+from public_metadata import component, metadata, release
 
 # ESC, BEL, DEL, U+009B, marks of direction, ends of lines and paragraphs, a line end, a tab.
 NAME = "a\033[2J\a\x7f\u009b\u202e\u2066\u200f\u061c\u2028\u2029\n\tz"
@@ -57,6 +58,27 @@ class ErrorLines(ProgramTest):
             self.assertEqual(done.returncode, 0, done.stderr)
             self.assert_tame(*fleet, "--inventories", found, "--resume")
             (self.folder / "results.ndjson").unlink()
+
+    def test_standard_output_names_what_was_made_as_tamely(self):
+        from_list = self.write("list.csv", "type,name,version,machine types,operating systems\n"
+                                           "bios,b,1,4638,RHEL5\n")
+        firmware = self.write("firmware.xml", metadata(component(release("1"))))
+        self.write(NAME + "/a.xml", (SAMPLE / "catalogue/index.xml").read_bytes())
+        public, secret = NAME + ".pub", NAME + ".sec"
+        for arguments in (
+                ("repository", "keygen", "--no-password", "--repository-key", public,
+                 "--secret-key", secret),
+                ("repository", "build", NAME), ("repository", "sign", "--secret-key", secret, NAME),
+                ("repository", "verify", "--repository-key", public, NAME),
+                ("catalogue", "build", "--firmware", from_list, "--output", NAME + "/made"),
+                ("catalogue", "build", "--firmware", from_list, "--merge", NAME + "/made"),
+                ("catalogue", "import", "--lvfs", firmware, "--allow-unsigned", "--output",
+                 NAME + "/made")):
+            result = self.run_program(*arguments)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertIn(SHOWN, result.stdout, arguments)
+            self.assertIsNone(FORBIDDEN.search(result.stdout), (arguments, result.stdout))
+            self.assertEqual(result.stdout.count("\n"), 1, result.stdout)
 
     def test_have_an_end(self):
         result = self.run_program("report", "x" * 120_000)
