@@ -5,8 +5,10 @@ extern "C" {
 #include <jcat.h>
 }
 
+#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <system_error>
 
 #include "base/bounded_json.h"
 #include "base/error.h"
@@ -69,6 +71,18 @@ std::string ReadSignature(const std::string& file) {
   }
 }
 
+// The library would wait for somebody to write to a pipe there.
+void DemandFiles(const std::string& keyFolder) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(keyFolder, error)) {
+    if (!entry.is_other(error)) continue;
+    throw TError(entry.path().string() +
+                     " is a pipe or a device; keep files of certificates and keys in the folder of "
+                     "--keys",
+                 EErrorKind::kCatalogue);
+  }
+}
+
 // What was signed under this name, or the only thing that was.
 THeld<JcatItem> FindItem(JcatFile* signature, const std::string& name, const std::string& file) {
   THeld<JcatItem> item(::jcat_file_get_item_by_id(signature, name.c_str(), nullptr));
@@ -84,6 +98,7 @@ THeld<JcatItem> FindItem(JcatFile* signature, const std::string& name, const std
 // Without the engine for OpenPGP, which would make a key ring in the user's home.
 void DemandSignature(std::string_view bytes, const std::string& name,
                      const std::string& signatureFile, const std::string& keyFolder) {
+  DemandFiles(keyFolder);
   const THeld<JcatFile> signature(::jcat_file_new());
   GError* error = nullptr;
   if (!::jcat_file_import_json(signature.get(), ReadSignature(signatureFile).c_str(),

@@ -373,6 +373,14 @@ class SignatureTest(Importing):
         self.refused_signature(signature, keys="others")
         self.refused_signature(signature, keys="absent")
 
+    def test_a_pipe_among_the_keys_is_not_waited_for(self):
+        os.mkfifo(self.folder / "keys/a.pem")
+        (self.folder / "keys/old").mkdir()
+        signature = self.sign()
+        self.assert_failed(self.signed_import(signature), 4, "keys/a.pem is a pipe", "--keys")
+        (self.folder / "keys/a.pem").unlink()
+        self.assertEqual(0, self.signed_import(signature).returncode)
+
     def test_a_signature_that_lacks_a_part_is_refused(self):
         whole = json.loads(gzip.decompress(self.sign().read_bytes()))
         blobs = whole["Items"][0]["Blobs"]
