@@ -230,25 +230,6 @@ class Amplifiers(DocumentTest):
         shared = shared_default(scalar("description", "wordy " * 1_000))
         self.check_growth(lambda n: self.fetch(*[shared] * n), 20)
 
-    def test_a_repository_that_is_published_again(self):
-        """Of each file the older manifest says whether it was the latest."""
-        folder = self.folder / "sv"
-        long = "n" * 200
-
-        def publish(count):
-            shutil.rmtree(folder, ignore_errors=True)
-            (folder / long).mkdir(parents=True)
-            text = catalogue(element(FOR_ALL))
-            for number in range(count):
-                (folder / long / f"{number:06}.xml").write_text(text)
-            size = 0
-            for _ in range(2):
-                size += count * len(text)
-                seconds, _ = self.run_one(["repository", "build", folder], size)
-                size += (folder / "sv-repository.json").stat().st_size
-            return seconds, size
-        self.check_growth(publish, 3_000, middle=False)
-
     def test_a_repository_whose_elements_share_long_lists(self):
         """What a class declares once, each of its elements has, and each is warned of."""
         for property_name in ("applicableMachineTypes", "applicableOperatingSystems"):
