@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <boost/make_shared.hpp>
 #include <cstdio>
 #include <filesystem>
 #include <random>
@@ -121,12 +122,12 @@ struct TPreparedDocuments::TTicket {
 };
 
 // Where documents are shared, one is prepared time and again: it keeps its ticket.
-std::shared_ptr<const TPreparedDocuments::TTicket> TPreparedDocuments::TicketFor(
+boost::shared_ptr<const TPreparedDocuments::TTicket> TPreparedDocuments::TicketFor(
     const std::string& native) {
-  static std::shared_ptr<const TTicket> kept;
+  static boost::shared_ptr<const TTicket> kept;
   if (kept && kept->native == native && TDocumentCache::Active() != nullptr) return kept;
   kept.reset();
-  auto ticket = std::make_shared<const TTicket>(native);
+  auto ticket = boost::make_shared<const TTicket>(native);
   if (TDocumentCache::Active() != nullptr) kept = ticket;
   return ticket;
 }

@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -86,14 +85,14 @@ class XMLPARSER_API TPreparedDocuments final : public IFilePreparer {
   struct TDocument {
     std::string path;
     std::string native;
-    std::shared_ptr<const TTicket> ticket;
+    boost::shared_ptr<const TTicket> ticket;
     std::string stamp;  // Of the document when it was read; empty where it is never read again.
     // That holds it, although nobody has parsed it yet; empty for none.
     boost::shared_ptr<NQRXHSK20::ICIMNamespace> target;
     xml::TStreamed streamed;
   };
 
-  static std::shared_ptr<const TTicket> TicketFor(const std::string& native);
+  static boost::shared_ptr<const TTicket> TicketFor(const std::string& native);
   bool Read(TDocument& document) const;
   std::optional<xml::TStreamed> ReadShared(
       xml::TDocumentCache& cache, const boost::shared_ptr<NQRXHSK20::ICIMNamespace>& filled,
