@@ -1,10 +1,16 @@
+#include <fcntl.h>
+#include <io.h>
 #include <malloc.h>
+#include <share.h>
+#include <sys/stat.h>
 #include <windows.h>
 
 #include <algorithm>
 #include <memory>
+#include <random>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include "base/shown_text.h"
 #include "host/hskcore/exception.h"
@@ -44,8 +50,9 @@ std::string TOSSpecific::GetCurrentDir() {
 }
 
 std::uint64_t TOSSpecific::GetFileSize(const std::string& path) {
+  svc::PrepareFile(path, path);
   WIN32_FILE_ATTRIBUTE_DATA status;
-  if (!GetFileAttributesExW(svc::Widen(path).c_str(), GetFileExInfoStandard, &status)) {
+  if (!GetFileAttributesExW(svc::Widen(NativePath(path)).c_str(), GetFileExInfoStandard, &status)) {
     const DWORD error = GetLastError();
     if (IsMissing(error)) {
       throw THSKException("\"" + path + "\" does not exist", THSKStatusCode::kFileNotFound);
@@ -83,7 +90,7 @@ std::vector<std::string> TOSSpecific::ListDir(const std::string& path) {
   return names;
 }
 
-std::string TOSSpecific::NativePath(const std::string& path) { return path; }
+std::string TOSSpecific::NativePath(const std::string& path) { return svc::OpenedFor(path, path); }
 
 }  // namespace NQRXHSK20
 
@@ -113,9 +120,33 @@ std::string FileStamp(const std::string& native) {
   return stamp.str();
 }
 
-// Plug-ins open files by names of the system's own here, and nothing stands in for one.
-TMemoryFile::TMemoryFile(std::string_view) {}
-TMemoryFile::~TMemoryFile() = default;
+// The system has no files without a name, and the C library opens none that goes with its last
+// handle. So it is one of the user's temporary folder, which the system writes to no disk if it can
+// help it, and which nobody else can write to or take away while it is open here. A process that is
+// killed leaves it.
+TMemoryFile::TMemoryFile(std::string_view bytes) {
+  std::wstring name(MAX_PATH + 1, L'\0');
+  name.resize(GetTempPathW(static_cast<DWORD>(name.size()), name.data()));
+  if (name.empty() || name.size() > MAX_PATH) return;
+  std::random_device device;
+  name += L"svcheck-";
+  for (int word = 0; word < 4; ++word) name += std::to_wstring(device());
+  constexpr int kNew = _O_CREAT | _O_EXCL | _O_WRONLY | _O_BINARY | _O_SHORT_LIVED | _O_NOINHERIT;
+  if (_wsopen_s(&file, name.c_str(), kNew, _SH_DENYWR, _S_IREAD | _S_IWRITE) != 0) return;
+  const auto size = static_cast<unsigned>(bytes.size());
+  if (_write(file, bytes.data(), size) == static_cast<int>(size)) {
+    path = Narrow(name);
+    return;
+  }
+  _close(std::exchange(file, -1));
+  _wremove(name.c_str());
+}
+
+TMemoryFile::~TMemoryFile() {
+  if (file == -1) return;
+  _close(file);
+  _wremove(Widen(path).c_str());
+}
 
 std::size_t BlockSize(void* block) noexcept { return _msize(block); }
 

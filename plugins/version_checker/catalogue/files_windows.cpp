@@ -1,7 +1,10 @@
-// Files by the C library, under wide names.
+// Files by the C library, under wide names of those that the host maps theirs to.
 #include <windows.h>
 
+#include "host/hskcore/os_specific.h"
 #include "plugins/version_checker/catalogue/catalogue_loader.h"
+
+using NQRXHSK20::TOSSpecific;
 
 namespace svc::checker {
 
@@ -18,7 +21,9 @@ std::wstring Widen(const std::string& path) {
 
 }  // namespace
 
-std::FILE* OpenForReading(const std::string& path) { return _wfopen(Widen(path).c_str(), L"r"); }
+std::FILE* OpenForReading(const std::string& path) {
+  return _wfopen(Widen(TOSSpecific::NativePath(path)).c_str(), L"r");
+}
 
 void RemoveFile(const std::string& path) { _wremove(Widen(path).c_str()); }
 
