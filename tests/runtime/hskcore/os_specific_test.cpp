@@ -173,5 +173,20 @@ TEST_F(OsSpecific, KnowsTheCurrentFolder) {
   fs::current_path(before);
 }
 
+TEST_F(OsSpecific, NamesTheCurrentFolderThatIsGone) {
+  const fs::path before = fs::current_path();
+  fs::create_directory(folder / "gone");
+  fs::current_path(folder / "gone");
+  fs::remove(folder / "gone");
+  try {
+    TOSSpecific::GetCurrentDir();
+    ADD_FAILURE() << "it was told";
+  } catch (const THSKException& error) {
+    EXPECT_EQ(error.GetStatusCode(), THSKStatusCode::kFileUnreadable);
+    EXPECT_EQ(error.GetMessageText(), "\".\": No such file or directory");
+  }
+  fs::current_path(before);
+}
+
 }  // namespace
 }  // namespace svc
