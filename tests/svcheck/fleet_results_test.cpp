@@ -371,6 +371,23 @@ TEST(FleetFileNames, AreAsLongAsAFileSystemTakesAndDifferForDifferentMachines) {
   EXPECT_NE(FileNameOf(std::string(41, '/')).find('~'), std::string::npos);
 }
 
+TEST(FleetResultLines, HaveTheirTextMembersUpToTheFirstOfAnotherKind) {
+  const auto membersOf = [](std::string_view line) {
+    std::string all;
+    TTextMembers members(line);
+    while (const auto member = members.Next())
+      all += std::string(member->name) + '=' + std::string(member->written) + ';';
+    return all;
+  };
+  EXPECT_EQ(membersOf(R"({"a":"1","b":"x\"y","c":""})"), R"(a=1;b=x\"y;c=;)");
+  EXPECT_EQ(membersOf(R"({"a":"1","b":{"c":"d"},"e":"f"})"), "a=1;");
+  EXPECT_EQ(membersOf(R"({"a":"1","b":2,"e":"f"})"), "a=1;");
+  EXPECT_EQ(membersOf(R"({"a":["b"]})"), "");
+  EXPECT_EQ(membersOf(R"({"a":"1)"), "a=1;") << "torn off";
+  for (const char* none : {"", "{", "{\"", "{\"a", "{\"a\"", "{\"a\":", "{}", "{1"})
+    EXPECT_EQ(membersOf(none), "") << none;
+}
+
 TEST(FleetFileNames, NameNothingOutsideTheirFolder) {
   EXPECT_EQ(FileNameOf(""), "%");
   EXPECT_EQ(FileNameOf("."), "%2e");
