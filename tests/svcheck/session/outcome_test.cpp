@@ -12,6 +12,8 @@
 #include "host/hskcore/exception.h"
 #include "host/hskcore/logger.h"
 #include "rules/log_texts.h"
+#include "runtime/hskcore/in_memory_namespace.h"
+#include "svcheck/session/record_origins.h"
 
 namespace svc {
 namespace {
@@ -234,6 +236,33 @@ TEST(NumberProperty, IsNamedBeforeItsErrorOfAFailure) {
                   : "\"x\" is no uint16");
     EXPECT_EQ(report.errors[1], "x is no uint16 now");
   }
+}
+
+TEST(InstancesOfAClass, AreThoseOfItsSubclassesTooAndNoneWithoutSuchAClass) {
+  const auto object = [](const std::string& element) {
+    return "<VALUE.OBJECT>" + element + "</VALUE.OBJECT>";
+  };
+  const auto instance = [&](const std::string& name, const std::string& text) {
+    return object("<INSTANCE CLASSNAME='" + name + "'><PROPERTY NAME='P'><VALUE>" + text +
+                  "</VALUE></PROPERTY></INSTANCE>");
+  };
+  const auto source = MakeInMemoryNamespace();
+  ParseDocument(source,
+                "<CIM><DECLARATION><DECLGROUP>" + object("<CLASS NAME='A'/>") +
+                    object("<CLASS NAME='B' SUPERCLASS='A'/>") + object("<CLASS NAME='C'/>") +
+                    instance("B", "1") + instance("C", "2") + instance("A", "3") +
+                    "</DECLGROUP></DECLARATION></CIM>",
+                EDocument::kInventory);
+  const auto textsOf = [&](std::string_view name) {
+    std::string texts;
+    for (const auto& found : InstancesOf(source, name)) texts += TextOf(*found, "P");
+    return texts;
+  };
+  EXPECT_EQ(textsOf("A"), "13");
+  EXPECT_EQ(textsOf("B"), "1");
+  EXPECT_EQ(textsOf("C"), "2");
+  EXPECT_EQ(textsOf("D"), "");
+  EXPECT_EQ(TextOf(*InstancesOf(source, "A").at(0), "Q"), "");
 }
 
 TEST(FailureLine, HasSentenceCauseAndAdviceEachOnce) {
