@@ -183,6 +183,22 @@ TEST(WellFormedness, WhatIsNotSupportedIsRefusedByName) {
   }
 }
 
+TEST(WellFormedness, AnAmpersandAloneIsRefusedWithWhatToWrite) {
+  const std::string plain = "'&' begins no reference; a plain one is written &amp;";
+  for (const auto& [text, cause] :
+       {std::pair("a & b", plain), std::pair("&;", plain), std::pair("&lt &gt;", plain),
+        std::pair("&Lt;", std::string("unknown entity \"Lt\"")),
+        std::pair("&lt;&gt;", std::string())}) {
+    for (const std::string& document :
+         {"<a>" + std::string(text) + "</a>", "<a b='" + std::string(text) + "'/>"}) {
+      const std::string judged = JudgeByReader(document);
+      EXPECT_NE(judged.find(cause), std::string::npos) << document << ": " << judged;
+      EXPECT_EQ(judged.empty(), cause.empty()) << document;
+      EXPECT_EQ(JudgeByExpat(document).empty(), cause.empty()) << document;
+    }
+  }
+}
+
 TEST(WellFormedness, ElementsNestUpTo256Deep) {
   const auto nested = [](int depth) {
     std::string document;
