@@ -60,7 +60,11 @@ export WINEPREFIX="${WINEPREFIX:-@CMAKE_BINARY_DIR@/prefix}"
 export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 export LC_ALL=C.UTF-8  # how Wine reads arguments and file names
 unset DISPLAY WAYLAND_DISPLAY
-exec wine "$@"
+# Wine needs one page at a fixed low address. Where the system chooses the addresses, the heap of one
+# start in some thousands lies there, and Wine ends with status 1 and no word.
+fixed=
+! setarch -R true 2>/dev/null || fixed="setarch -R"
+exec $fixed wine "$@"
 ]])
 file(CHMOD "${SVC_WINE}" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                                      WORLD_READ WORLD_EXECUTE)

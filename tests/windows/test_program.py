@@ -3,9 +3,11 @@
 
 import json
 import shutil
+import subprocess
 import xml.etree.ElementTree as ElementTree
+from pathlib import Path
 
-from wine_test import SAMPLE, WineTest, main, run, windows
+from wine_test import SAMPLE, WINE, WineTest, main, run, windows
 
 FORMATS = ("table", "json", "ndjson", "csv", "html", "junit", "nagios", "prometheus",
            "cyclonedx", "sarif")
@@ -24,6 +26,19 @@ class ProgramTest(WineTest):
 
     def check(self, *arguments, **options):
         return self.run_program("check", *self.sample, *arguments, **options)
+
+
+class Start(ProgramTest):
+    def test_wine_finds_its_page_free_since_no_address_is_chosen_by_chance(self):
+        no_randomization = 0x0040000  # ADDR_NO_RANDOMIZE of personality(2)
+        if subprocess.run(["setarch", "-R", "true"], stderr=subprocess.DEVNULL,
+                          check=False).returncode:
+            self.skipTest("this system lets nobody fix its addresses")
+        with subprocess.Popen([WINE, "cmd"], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as waiting:
+            waiting.stdout.read(1)  # It runs.
+            personality = Path(f"/proc/{waiting.pid}/personality").read_text(encoding="ascii")
+            waiting.kill()
+        self.assertTrue(int(personality, 16) & no_randomization, personality)
 
 
 class Query(ProgramTest):
