@@ -59,13 +59,13 @@ constexpr void CutDriverList(std::string_view list, TTake&& take) {
 }
 
 // Brings drivers' names into the form in which they are compared, and in which records name them:
-// upper case, cut before the first ".". What upper case is says the C library's locale, which is
-// asked once. Used by one thread.
+// upper case, cut before the first ".". What upper case is says the C library's locale, or another
+// such function, which is asked once. Used by one thread.
 class TDriverNameForm {
  public:
-  TDriverNameForm() {
+  explicit TDriverNameForm(int (*capitalOf)(int) = std::toupper) {
     for (std::size_t i = 0; i < upperCase.size(); ++i) {
-      upperCase[i] = static_cast<char>(std::toupper(static_cast<int>(i)));
+      upperCase[i] = static_cast<char>(capitalOf(static_cast<int>(i)));
       const bool isLetter = i >= 'a' && i <= 'z';
       isOfAscii = isOfAscii && upperCase[i] == static_cast<char>(isLetter ? i - ('a' - 'A') : i);
     }

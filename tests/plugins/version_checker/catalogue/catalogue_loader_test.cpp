@@ -1,8 +1,10 @@
 #include "plugins/version_checker/catalogue/catalogue_loader.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cstdint>
 #include <fstream>
@@ -66,6 +68,20 @@ TEST_F(TCatalogueFile, OnlyTheLow32BitsOfTheSizeCount) {
   host.documents[text] = [](TFakeNamespace&) {};
   EXPECT_EQ(StatusOf("index.xml"), 0);
   EXPECT_EQ(host.script.Count("Parse " + text), 1U);
+}
+
+TEST_F(TCatalogueFile, ThatNoMemoryHoldsHasAStatusOfItsOwn) {
+  if (SVC_SANITIZED) GTEST_SKIP() << "a sanitizer's own memory fills the address space";
+  folder.Write("index.xml", "a document");
+  std::filesystem::resize_file("index.xml", 3U << 30);
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_AS, &before), 0);
+  const rlimit granted{std::min<rlim_t>(before.rlim_max, 1U << 30), before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_AS, &granted), 0);
+  const int status = StatusOf("index.xml");
+  ::setrlimit(RLIMIT_AS, &before);
+  EXPECT_EQ(status, 4);
+  EXPECT_TRUE(host.script.Calls().empty());
 }
 
 TEST_F(TCatalogueFile, MayBeNamedInWindowsForm) {

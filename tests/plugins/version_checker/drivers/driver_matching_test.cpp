@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "plugins/version_checker/drivers/driver_operations.h"
+#include "plugins/version_checker/inventory/properties.h"
 #include "rules/driver_list.h"
 #include "tests/support/case_name.h"
 #include "tests/support/expected_log.h"
@@ -49,6 +50,19 @@ TEST_F(TDriverMatching, OtherNameIsNot) {
   EXPECT_TRUE(host.Records().empty());
   TExpectedLog log;
   EXPECT_EQ(host.logger.Entries(), Pair(log, "E1000X", "E1000"));
+}
+
+// Where nobody wants the trace a long list without a match is known again.
+TEST_F(TDriverMatching, LongListWithoutAMatchIsTracedEachTime) {
+  constexpr std::size_t kEntries = 300;
+  std::string list;
+  TExpectedLog log;
+  for (std::size_t i = 0; i < kEntries; ++i) list += "b-#1 ";
+  ASSERT_GE(list.size(), kLongText);
+  for (std::size_t i = 0; i < 2 * kEntries; ++i) Pair(log, "A", "B");
+  Compare({list, list}, {Installed("a", "1")});
+  EXPECT_TRUE(host.Records().empty());
+  EXPECT_EQ(host.logger.Entries(), log);
 }
 
 TEST_F(TDriverMatching, StoppedDriverIsSkippedOncePerOffer) {
@@ -185,6 +199,24 @@ TEST_P(TNormalisedName, IsUpperCaseAndCutBeforeTheFirstDot) {
   EXPECT_EQ(form.Of(GetParam().normalised), GetParam().normalised);
   EXPECT_EQ(form.HashOf(GetParam().text, 5), form.HashOf(GetParam().normalised, 5));
   EXPECT_NE(form.HashOf(GetParam().text, 5), form.HashOf("x" + std::string(GetParam().text), 5));
+}
+
+// One locale has capitals beyond Z, another has its own capital of a letter that others have.
+TEST(DriverNameForm, GoesByTheCapitalsOfTheLocale) {
+  const auto expectSame = [](int (*capitalOf)(int), const std::string& name,
+                             const std::string& capitals) {
+    rules::TDriverNameForm form(capitalOf);
+    EXPECT_EQ(form.Of(name + ".sys"), capitals);
+    EXPECT_EQ(form.HashOf(name, 5), form.HashOf(capitals, 5));
+    EXPECT_NE(form.HashOf(name, 5), form.HashOf("Q", 5));
+  };
+  for (const std::string before : {"", "abcdefg", "abcdefgh"}) {
+    const std::string upper(rules::TDriverNameForm().Of(before));
+    const auto latin1 = [](int c) { return c >= 0xE0 && c != 0xF7 ? c - 0x20 : std::toupper(c); };
+    expectSame(latin1, before + "\xE9z", upper + "\xC9Z");
+    const auto hasNoCapitalI = [](int c) { return c == 'i' ? c : std::toupper(c); };
+    expectSame(hasNoCapitalI, before + "iz", upper + "iZ");
+  }
 }
 
 // Of a character more, less or another one at any place.
