@@ -15,26 +15,24 @@
 
 namespace svc::files {
 
-namespace {
-
 constexpr mode_t kModeBits = 0777;
 
-[[noreturn]] void Fail(int error) { throw FileError(error); }
+[[noreturn]] static void Fail(int error) { throw FileError(error); }
 
-int SyncDescriptor(int file) noexcept {
+static int SyncDescriptor(int file) noexcept {
   // Some file systems have nothing to sync and say EINVAL.
   return ::fsync(file) == 0 || errno == EINVAL ? 0 : errno;
 }
 
 // The folder opened so that its names can be synced; none where it may be written to but not read.
-TDescriptor OpenForSync(const TDescriptor& folder) {
+static TDescriptor OpenForSync(const TDescriptor& folder) {
   TDescriptor opened(::openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened && errno != EACCES) Fail(errno);
   return opened;
 }
 
 // For a file beside the one of that name.
-std::string UnforeseeableName(const std::string& name) {
+static std::string UnforeseeableName(const std::string& name) {
   std::array<unsigned char, 16> bytes;
   if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) Fail(errno);
   constexpr std::size_t kLongestName = 255;
@@ -47,12 +45,10 @@ std::string UnforeseeableName(const std::string& name) {
 }
 
 // Refuses what a file must not take the place of.
-void CheckIsReplaceable(ENamed kind) {
+static void CheckIsReplaceable(ENamed kind) {
   if (kind == ENamed::kFolder) Fail(EISDIR);
   if (kind == ENamed::kOther) throw FileError(EINVAL, "it is a pipe or a device and no file");
 }
-
-}  // namespace
 
 struct TNewFile::TState {
   TPlace place;
@@ -163,30 +159,26 @@ void TNewFile::PublishAs(const std::string& path) {
 
 // --- Reading ---
 
-namespace {
-
 // Pipes without a name lie in a file system of their own.
-bool IsGivenPipe(const TDescriptor& file, const struct stat& status) {
+static bool IsGivenPipe(const TDescriptor& file, const struct stat& status) {
   struct statfs system {};
   if (S_ISCHR(status.st_mode)) return status.st_rdev == ::makedev(1, 3);  // /dev/null
   return S_ISFIFO(status.st_mode) && ::fstatfs(file.Get(), &system) == 0 &&
          system.f_type == PIPEFS_MAGIC;
 }
 
-const char* WhyRefused(const struct stat& status) {
+static const char* WhyRefused(const struct stat& status) {
   if (S_ISDIR(status.st_mode)) return "it is a folder";
   if (S_ISFIFO(status.st_mode)) return "it is a pipe and no file";
   return "it is a device and no file";
 }
 
-void LetWait(const TDescriptor& file) {
+static void LetWait(const TDescriptor& file) {
   const int flags = ::fcntl(file.Get(), F_GETFL);
   if (flags == -1 || ::fcntl(file.Get(), F_SETFL, flags & ~O_NONBLOCK) == -1) {
     throw FileError(errno);
   }
 }
-
-}  // namespace
 
 std::FILE* OpenToRead(const std::string& path, EPipes pipes) {
   TDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -207,11 +199,9 @@ std::FILE* OpenToRead(const std::string& path, EPipes pipes) {
 
 // --- Writing in place ---
 
-namespace {
-
 constexpr mode_t kMode = 0666;
 
-TDescriptor Make(const TPlace& place, const std::string& name, int flags) {
+static TDescriptor Make(const TPlace& place, const std::string& name, int flags) {
   constexpr int kNew = O_CREAT | O_EXCL | O_NOFOLLOW;
   TDescriptor file(::openat(place.folder.Get(), name.c_str(), flags | kNew, kMode));
   if (!file) Fail(errno);
@@ -219,7 +209,7 @@ TDescriptor Make(const TPlace& place, const std::string& name, int flags) {
 }
 
 // Puts a new file in the place of what is there.
-TDescriptor Replace(const TPlace& place, int flags) {
+static TDescriptor Replace(const TPlace& place, int flags) {
   const int folder = place.folder.Get();
   const std::string part = UnforeseeableName(place.name);
   TDescriptor file = Make(place, part, flags);
@@ -230,7 +220,7 @@ TDescriptor Replace(const TPlace& place, int flags) {
 }
 
 // What was found there, and nothing that was put there since. A pipe waits for nobody to read it.
-TDescriptor OpenFound(const TPlace& place, int flags) {
+static TDescriptor OpenFound(const TPlace& place, int flags) {
   const bool isLink = S_ISLNK(place.status.st_mode);
   struct stat opened {};
   TDescriptor file(::openat(place.folder.Get(), place.name.c_str(),
@@ -245,13 +235,13 @@ TDescriptor OpenFound(const TPlace& place, int flags) {
 }
 
 // A further name of a file may have been given to it by somebody who may not write to it.
-bool IsSafeInPlace(const TPlace& place) {
+static bool IsSafeInPlace(const TPlace& place) {
   return S_ISREG(place.status.st_mode) && place.status.st_nlink == 1;
 }
 
 // Whether nobody but root and the user of the process can put one file in the place of another.
 // However often a name is looked at, whoever can is quicker some time.
-bool IsFolderTrusted(const TPlace& place) {
+static bool IsFolderTrusted(const TPlace& place) {
   struct stat folder {};
   if (::fstat(place.folder.Get(), &folder) != 0) return false;
   const bool isShared = (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
@@ -261,7 +251,7 @@ bool IsFolderTrusted(const TPlace& place) {
 
 // The name by which the file was opened, where that was not taken away since. One that was, and was
 // given anew, is another name to the system.
-std::string NameOf(const TDescriptor& file) {
+static std::string NameOf(const TDescriptor& file) {
   std::string path(PATH_MAX, '\0');
   const ssize_t size = ::readlink(file.Path().c_str(), path.data(), path.size());
   path.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
@@ -271,7 +261,7 @@ std::string NameOf(const TDescriptor& file) {
 // The system looks a name up and counts the names of what it found one after the other: who renames
 // in between shows a file as one of a single name that has another. So it is counted once more, and
 // behind that the name is still the one by which the file was opened: then it was the counted one.
-void RequireAlone(const TDescriptor& file, const TPlace& place) {
+static void RequireAlone(const TDescriptor& file, const TPlace& place) {
   struct stat opened {};
   struct stat named {};
   const bool isTold =
@@ -282,7 +272,7 @@ void RequireAlone(const TDescriptor& file, const TPlace& place) {
   if (!IsFolderTrusted(place) && NameOf(file) != place.name) Fail(EBUSY);
 }
 
-TDescriptor OpenFile(const TPlace& place, EStart start, int flags) {
+static TDescriptor OpenFile(const TPlace& place, EStart start, int flags) {
   if (start == EStart::kEmpty && !IsFolderTrusted(place)) return Replace(place, flags);
   if (IsSafeInPlace(place)) {
     TDescriptor file = OpenFound(place, flags);
@@ -296,7 +286,7 @@ TDescriptor OpenFile(const TPlace& place, EStart start, int flags) {
                   "a copy of it");
 }
 
-TDescriptor Open(const TPlace& place, EStart start) {
+static TDescriptor Open(const TPlace& place, EStart start) {
   const int flags = O_WRONLY | O_CLOEXEC | (start == EStart::kBehind ? O_APPEND : 0);
   switch (KindOf(place)) {
     case ENamed::kNothing:
@@ -310,8 +300,6 @@ TDescriptor Open(const TPlace& place, EStart start) {
   }
   Fail(EINVAL);
 }
-
-}  // namespace
 
 std::FILE* OpenInPlace(const std::string& path, EStart start) {
   TDescriptor file = Open(FindPlace(path), start);

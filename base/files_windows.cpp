@@ -14,22 +14,20 @@
 
 namespace svc::files {
 
-namespace {
-
 constexpr std::size_t kWriteLimit = std::size_t{1} << 30;
 
-std::filesystem::path Native(const std::string& utf8) {
+static std::filesystem::path Native(const std::string& utf8) {
   return std::u8string(utf8.begin(), utf8.end());
 }
 
-[[noreturn]] void Fail(int error) { throw FileError(error); }
+[[noreturn]] static void Fail(int error) { throw FileError(error); }
 
-[[noreturn]] void FailBySystem(DWORD error) {
+[[noreturn]] static void FailBySystem(DWORD error) {
   const std::error_code code(static_cast<int>(error), std::system_category());
   throw FileError(code.default_error_condition().value(), code.message());
 }
 
-std::string UnforeseeableSuffix() {
+static std::string UnforeseeableSuffix() {
   std::random_device device;
   std::string suffix = ".svcheck-";
   for (int word = 0; word < 4; ++word) {
@@ -41,14 +39,12 @@ std::string UnforeseeableSuffix() {
   return suffix;
 }
 
-std::string WithLinksFollowed(const std::string& path) {
+static std::string WithLinksFollowed(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::is_symlink(Native(path), error)) return path;
   const auto target = std::filesystem::weakly_canonical(Native(path), error).u8string();
   return error ? path : std::string(target.begin(), target.end());
 }
-
-}  // namespace
 
 ENamed WhatIsNamed(const std::string& path) {
   std::error_code error;

@@ -84,21 +84,19 @@ TJsonWriter& TJsonWriter::Texts(std::string_view name, const std::vector<std::st
 
 // --- Texts ---
 
-namespace {
-
 constexpr unsigned char kDelete = 0x7f;
 
-bool IsPlain(char c) {
+static bool IsPlain(char c) {
   const auto byte = static_cast<unsigned char>(c);
   return byte >= 0x20 && byte < kDelete && byte != '"' && byte != '\\';
 }
 
-char* Write(char* target, std::string_view text) {
+static char* Write(char* target, std::string_view text) {
   text.copy(target, text.size());
   return target + text.size();
 }
 
-char* WriteEscape(char* target, char32_t value) {
+static char* WriteEscape(char* target, char32_t value) {
   constexpr std::string_view kHex = "0123456789abcdef";
   target = Write(target, "\\u");
   for (const int shift : {12, 8, 4, 0}) *target++ = kHex[value >> shift & 0xf];
@@ -106,7 +104,7 @@ char* WriteEscape(char* target, char32_t value) {
 }
 
 // Writes a character of ASCII that is not plain: as a short escape where JSON has one.
-char* WriteAscii(char* target, char c) {
+static char* WriteAscii(char* target, char c) {
   constexpr std::string_view kShort = "\"\\\b\f\n\r\t";
   constexpr std::string_view kLetters = "\"\\bfnrt";
   const std::size_t at = kShort.find(c);
@@ -119,13 +117,11 @@ char* WriteAscii(char* target, char c) {
 }
 
 // Writes the first character of a text, which is not of ASCII.
-char* WriteCharacter(char* target, std::string_view text, const TCodePoint& character) {
+static char* WriteCharacter(char* target, std::string_view text, const TCodePoint& character) {
   if (!character.valid) return Write(target, kReplacementText);
   if (!MayBeShown(character.value)) return WriteEscape(target, character.value);
   return Write(target, text.substr(0, character.size));
 }
-
-}  // namespace
 
 char* WriteAnyJsonText(char* target, std::string_view text) noexcept {
   while (!text.empty()) {

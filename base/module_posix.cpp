@@ -4,14 +4,10 @@
 
 namespace svc {
 
-namespace {
-
-TError LastError() {
+static TError LastError() {
   const char* const reason = dlerror();
   return TError(reason != nullptr ? reason : "the dynamic linker says no reason");
 }
-
-}  // namespace
 
 std::string FolderOfCode(const void* code) {
   Dl_info info;

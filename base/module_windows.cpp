@@ -5,22 +5,20 @@
 
 namespace svc {
 
-namespace {
-
-std::wstring FileOf(HMODULE module) {
+static std::wstring FileOf(HMODULE module) {
   std::wstring path(32768, L'\0');  // No path is longer.
   path.resize(GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size())));
   return path;
 }
 
-std::string NameIn(const std::string& path) { return path.substr(path.find_last_of("\\/") + 1); }
+static std::string NameIn(const std::string& path) {
+  return path.substr(path.find_last_of("\\/") + 1);
+}
 
-TError ErrorOf(const std::string& path, DWORD error) {
+static TError ErrorOf(const std::string& path, DWORD error) {
   return TError(NameIn(path) + " (error " + std::to_string(error) + ")", EErrorKind::kFailure,
                 static_cast<int>(error));
 }
-
-}  // namespace
 
 std::string FolderOfCode(const void* code) {
   HMODULE holder = nullptr;

@@ -8,30 +8,30 @@
 
 namespace svc {
 
-namespace {
-
 constexpr std::string_view kOmission = " [...] ";
 
-bool IsControl(char32_t value) noexcept { return value < 0x20 || (value >= 0x7F && value < 0xA0); }
+static bool IsControl(char32_t value) noexcept {
+  return value < 0x20 || (value >= 0x7F && value < 0xA0);
+}
 
 // Whether the character turns the direction of all the text behind it.
-bool TurnsDirection(char32_t value) noexcept {
+static bool TurnsDirection(char32_t value) noexcept {
   return (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
 }
 
 // What a text of some languages needs and one line about it does not: marks that give a direction
 // to their neighbours, ends of lines and paragraphs.
-bool IsLayout(char32_t value) noexcept {
+static bool IsLayout(char32_t value) noexcept {
   return value == 0x061C || value == 0x200E || value == 0x200F || value == 0x2028 ||
          value == 0x2029;
 }
 
-bool IsInsideCharacter(char byte) noexcept {
+static bool IsInsideCharacter(char byte) noexcept {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
 // REQUIRES: the text is longer than `most`, and `most` leaves room for the mark of the omission.
-std::string WithoutMiddle(const std::string& text, std::size_t most) {
+static std::string WithoutMiddle(const std::string& text, std::size_t most) {
   const std::size_t kept = most - kOmission.size();
   std::size_t begin = kept - kept / 4;
   while (begin > 0 && IsInsideCharacter(text[begin])) --begin;
@@ -39,8 +39,6 @@ std::string WithoutMiddle(const std::string& text, std::size_t most) {
   while (end < text.size() && IsInsideCharacter(text[end])) ++end;
   return text.substr(0, begin).append(kOmission).append(text, end);
 }
-
-}  // namespace
 
 bool MayBeShown(char32_t character) noexcept {
   return !IsControl(character) && !TurnsDirection(character);
@@ -111,10 +109,8 @@ TCodePoint FirstCodePointBeyondAscii(std::string_view text) noexcept {
 
 // --- Which name was meant ---
 
-namespace {
-
 // How many letters must be typed, dropped or exchanged to make one word of the other (Levenshtein).
-std::size_t Distance(std::string_view left, std::string_view right) {
+static std::size_t Distance(std::string_view left, std::string_view right) {
   std::vector<std::size_t> row(right.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});
   for (std::size_t i = 0; i < left.size(); ++i) {
@@ -128,12 +124,10 @@ std::size_t Distance(std::string_view left, std::string_view right) {
   return row.back();
 }
 
-bool IsBeginning(std::string_view word, std::string_view name) {
+static bool IsBeginning(std::string_view word, std::string_view name) {
   constexpr std::size_t kTelling = 3;
   return word.size() >= kTelling && name.starts_with(word);
 }
-
-}  // namespace
 
 std::string_view Nearest(std::string_view word, const std::vector<std::string>& names) {
   std::size_t best = std::min<std::size_t>(3, word.size());

@@ -13,12 +13,10 @@
 
 namespace svc::report {
 
-namespace {
-
 constexpr std::string_view kMachine = "machine";  // How others refer to it.
 
 // The schema takes so many characters of a version.
-std::string_view VersionPart(std::string_view text) noexcept {
+static std::string_view VersionPart(std::string_view text) noexcept {
   constexpr std::size_t kMost = 1024;
   std::string_view rest = text;
   for (std::size_t i = 0; i < kMost && !rest.empty(); ++i) {
@@ -28,34 +26,34 @@ std::string_view VersionPart(std::string_view text) noexcept {
 }
 
 // Software of another kind is an "application", which says least.
-std::string_view KindOf(std::string_view type) noexcept {
+static std::string_view KindOf(std::string_view type) noexcept {
   if (type == "Firmware") return "firmware";
   return type == "Driver" ? "device-driver" : "application";
 }
 
 // Names of properties have the name of whose they are in front.
-void AddProperty(std::string_view name, std::string_view value, TJsonWriter& json) {
+static void AddProperty(std::string_view name, std::string_view value, TJsonWriter& json) {
   json.Object().Text("name", "svcheck:" + std::string(name)).Text("value", value).End();
 }
 
-void AddPropertyIfAny(std::string_view name, std::string_view value, TJsonWriter& json) {
+static void AddPropertyIfAny(std::string_view name, std::string_view value, TJsonWriter& json) {
   if (!value.empty()) AddProperty(name, value, json);
 }
 
-void AddComponent(std::string_view kind, std::string_view reference, std::string_view name,
-                  std::string_view version, TJsonWriter& json) {
+static void AddComponent(std::string_view kind, std::string_view reference, std::string_view name,
+                         std::string_view version, TJsonWriter& json) {
   json.Object().Text("type", kind).Text("bom-ref", reference).Text("name", name);
   json.TextIfAny("version", VersionPart(version));
 }
 
-void AddAcceptance(const std::string& name, const std::optional<TAcceptance>& acceptance,
-                   TJsonWriter& json) {
+static void AddAcceptance(const std::string& name, const std::optional<TAcceptance>& acceptance,
+                          TJsonWriter& json) {
   if (!acceptance) return;
   AddProperty(name, acceptance->reason, json);
   AddPropertyIfAny(name + ":expires", acceptance->expires, json);
 }
 
-void AddRecord(const TRecord& record, std::size_t number, TJsonWriter& json) {
+static void AddRecord(const TRecord& record, std::size_t number, TJsonWriter& json) {
   AddComponent(KindOf(record.type), "record-" + std::to_string(number), record.name,
                Trim(record.installed), json);
   json.List("properties");
@@ -74,7 +72,7 @@ void AddRecord(const TRecord& record, std::size_t number, TJsonWriter& json) {
   json.End().End();
 }
 
-void AddPiece(const TPiece& piece, std::size_t number, TJsonWriter& json) {
+static void AddPiece(const TPiece& piece, std::size_t number, TJsonWriter& json) {
   AddComponent(KindOf(piece.type), "installed-" + std::to_string(number), piece.name,
                Trim(piece.version), json);
   json.List("properties");
@@ -83,7 +81,7 @@ void AddPiece(const TPiece& piece, std::size_t number, TJsonWriter& json) {
   json.End().End();
 }
 
-void AddMachine(const TReport& report, TJsonWriter& json) {
+static void AddMachine(const TReport& report, TJsonWriter& json) {
   const TMachine& machine = report.machine;
   const std::string_view name = !machine.host.empty()    ? machine.host
                                 : !machine.model.empty() ? machine.model
@@ -99,7 +97,7 @@ void AddMachine(const TReport& report, TJsonWriter& json) {
   json.End().End();
 }
 
-void AddMetadata(const TReport& report, TJsonWriter& json) {
+static void AddMetadata(const TReport& report, TJsonWriter& json) {
   json.Object("metadata").Text("timestamp", UtcTime(report.generated));
   json.Object("tools").List("components").Object().Text("type", "application");
   json.Text("name", report.tool).TextIfAny("version", VersionPart(report.toolVersion));
@@ -109,7 +107,7 @@ void AddMetadata(const TReport& report, TJsonWriter& json) {
 }
 
 // What the report says of the check, and whether it took place.
-void AddProperties(const TReport& report, const TRenderOptions& options, TJsonWriter& json) {
+static void AddProperties(const TReport& report, const TRenderOptions& options, TJsonWriter& json) {
   const TSummary summary = Summarize(report);
   json.List("properties", kJsonRows);
   AddProperty("outcome", RowOf(report.outcome).name, json);
@@ -125,14 +123,14 @@ void AddProperties(const TReport& report, const TRenderOptions& options, TJsonWr
 }
 
 // The same report has the same number, another one another.
-std::string SerialNumber(const TReport& report, const std::string& metadata) {
+static std::string SerialNumber(const TReport& report, const std::string& metadata) {
   const std::string about = metadata + std::string(RowOf(report.outcome).name) +
                             Sentence(Summarize(report)) + HiddenNotice(report);
   const boost::uuids::name_generator_sha1 hash(boost::uuids::ns::oid());
   return "urn:uuid:" + boost::uuids::to_string(hash(about));
 }
 
-void WriteHead(const TReport& report, TJsonWriter& json) {
+static void WriteHead(const TReport& report, TJsonWriter& json) {
   std::string metadata;
   TJsonWriter own(metadata);
   own.Object();
@@ -146,14 +144,15 @@ void WriteHead(const TReport& report, TJsonWriter& json) {
 
 // Whether the components are all there are. "incomplete" where pieces without a record were not
 // looked at, or records are hidden; otherwise "unknown", for an inventory may leave things out.
-void AddCompositions(const TReport& report, TJsonWriter& json) {
+static void AddCompositions(const TReport& report, TJsonWriter& json) {
   json.List("compositions").Object();
   const bool isWhole = report.coverage && CountHidden(report).value_or(0) == 0;
   json.Text("aggregate", isWhole ? "unknown" : "incomplete");
   json.Texts("assemblies", {std::string(kMachine)}).End().End();
 }
 
-void WriteComponents(const TReport& report, std::string& text, TJsonWriter& json, IOutput& output) {
+static void WriteComponents(const TReport& report, std::string& text, TJsonWriter& json,
+                            IOutput& output) {
   const auto flush = [&] {
     output.Write(text);
     text.clear();
@@ -178,8 +177,6 @@ void WriteComponents(const TReport& report, std::string& text, TJsonWriter& json
   }
   json.End();
 }
-
-}  // namespace
 
 void RenderCycloneDx(const TReport& report, const TRenderOptions& options, IOutput& output) {
   std::string text;

@@ -105,9 +105,7 @@ bool FailsOn(const TDiff& diff, EFailOn condition) noexcept {
 
 // --- What changed, for programs ---
 
-namespace {
-
-void WriteSide(const TReport& report, const std::string& name, TJsonWriter& json) {
+static void WriteSide(const TReport& report, const std::string& name, TJsonWriter& json) {
   json.Object().Text("file", name).Text("generated", UtcTime(report.generated));
   WriteMachine(report.machine, json.Name("machine"));
   WriteSystem(report.system, json.Name("operatingSystem"));
@@ -115,7 +113,7 @@ void WriteSide(const TReport& report, const std::string& name, TJsonWriter& json
   json.Text("outcome", RowOf(report.outcome).name).End();
 }
 
-void WriteState(const TRecord* record, TJsonWriter& json) {
+static void WriteState(const TRecord* record, TJsonWriter& json) {
   if (record == nullptr) {
     json.Null();
     return;
@@ -125,7 +123,7 @@ void WriteState(const TRecord* record, TJsonWriter& json) {
   json.End();
 }
 
-void WriteChange(const TChange& change, TJsonWriter& json) {
+static void WriteChange(const TChange& change, TJsonWriter& json) {
   const TRecord& record = change.after != nullptr ? *change.after : *change.before;
   json.Object().Text("change", NameOf(change.kind));
   json.Text("Type", record.type).Text("Name", record.name);
@@ -133,8 +131,6 @@ void WriteChange(const TChange& change, TJsonWriter& json) {
   WriteState(change.after, json.Name("new"));
   json.End();
 }
-
-}  // namespace
 
 void RenderDiffJson(const TDiff& diff, const TRenderOptions& /*options*/, IOutput& output) {
   std::string text;

@@ -15,13 +15,12 @@
 
 namespace svc::report {
 
-namespace {
-
 constexpr int kOk = 0;
 constexpr int kWarning = 1;
 constexpr int kCritical = 2;
 
-std::string Status(const TReport& report, const TSummary& summary, const TRenderOptions& options) {
+static std::string Status(const TReport& report, const TSummary& summary,
+                          const TRenderOptions& options) {
   const EState state = StateOf(report, summary);
   if (state == EState::kFailed) {
     std::string text(RowOf(report.outcome).sentence);
@@ -37,12 +36,10 @@ std::string Status(const TReport& report, const TSummary& summary, const TRender
 }
 
 // What stands behind the first "|" would be read as performance data.
-std::string WithoutBars(std::string text) {
+static std::string WithoutBars(std::string text) {
   std::replace(text.begin(), text.end(), '|', '/');
   return text;
 }
-
-}  // namespace
 
 int NagiosStatus(const TReport& report, const TRenderOptions& options) {
   switch (StateOf(report, Summarize(report))) {
@@ -58,10 +55,8 @@ int NagiosStatus(const TReport& report, const TRenderOptions& options) {
   return IsCatalogueTooOld(report, options) ? kWarning : kOk;
 }
 
-namespace {
-
 // Only of what was counted.
-std::string PerformanceData(const TReport& report, const TSummary& summary) {
+static std::string PerformanceData(const TReport& report, const TSummary& summary) {
   std::string text = " |";
   for (const EVerdict verdict : kVerdicts) {
     text += fmt::format(" {}={};;;0", NameOf(verdict), summary.Of(verdict));
@@ -74,14 +69,12 @@ std::string PerformanceData(const TReport& report, const TSummary& summary) {
 }
 
 // Shown by a server where there is room for more than a line.
-std::string LongText(const TReport& report, const TRenderOptions& options) {
+static std::string LongText(const TReport& report, const TRenderOptions& options) {
   std::string text;
   for (const std::string& notice : Notices(report, options)) text += WithoutBars(notice) + '\n';
   if (report.coverage) text += Sentence(*report.coverage) + '\n';
   return text;
 }
-
-}  // namespace
 
 void RenderNagios(const TReport& report, const TRenderOptions& options, IOutput& output) {
   constexpr std::array<std::string_view, 4> kNames = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
@@ -97,12 +90,10 @@ void RenderNagios(const TReport& report, const TRenderOptions& options, IOutput&
 // The records as the test cases that build servers show: outdated is a failure, unknown a skipped
 // case, a check that did not take place an error.
 
-namespace {
-
 // Build servers show it: what XML would take but a terminal would obey is U+FFFD.
-std::string Text(std::string_view text) { return XmlText(PlainText(text)); }
+static std::string Text(std::string_view text) { return XmlText(PlainText(text)); }
 
-std::string TestCase(const TRecord& record) {
+static std::string TestCase(const TRecord& record) {
   const std::string start = fmt::format(R"(    <testcase classname="{}" name="{}")",
                                         Text(record.type), Text(record.name));
   std::string pair =
@@ -124,7 +115,7 @@ std::string TestCase(const TRecord& record) {
   return start + "/>\n";
 }
 
-std::string ErrorCase(const TReport& report) {
+static std::string ErrorCase(const TReport& report) {
   std::string details;
   for (const std::string& error : report.errors) details += Text(error) + '\n';
   return fmt::format(
@@ -134,15 +125,15 @@ std::string ErrorCase(const TReport& report) {
 }
 
 // Where nothing was compared, no test case would be good news.
-std::string SkippedCase(const TReport& report, const TSummary& summary) {
+static std::string SkippedCase(const TReport& report, const TSummary& summary) {
   return fmt::format(
       "    <testcase classname=\"svcheck\" name=\"check\"><skipped message=\"nothing compared: "
       "{}\"/></testcase>\n",
       Text(StateReason(report, summary)));
 }
 
-void WriteProperties(const TReport& report, const TSummary& summary, const TRenderOptions& options,
-                     IOutput& output) {
+static void WriteProperties(const TReport& report, const TSummary& summary,
+                            const TRenderOptions& options, IOutput& output) {
   const auto write = [&](std::string_view name, std::string_view value) {
     output.Write(fmt::format("      <property name=\"{}\" value=\"{}\"/>\n", name, Text(value)));
   };
@@ -161,8 +152,6 @@ void WriteProperties(const TReport& report, const TSummary& summary, const TRend
   for (const std::string& notice : Notices(report, options)) write("notice", notice);
   output.Write("    </properties>\n");
 }
-
-}  // namespace
 
 void RenderJunit(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const TSummary summary = Summarize(report);

@@ -7,13 +7,11 @@
 
 namespace svc::report {
 
-namespace {
-
 // Rows of a body. More of them are laid out for nothing, fewer make more bodies to look after.
 constexpr std::size_t kRows = 50;
 
 // A hash as a policy names it, in base64 (RFC 4648).
-std::string PolicyHash(std::string_view hexadecimal) {
+static std::string PolicyHash(std::string_view hexadecimal) {
   constexpr std::string_view kDigits =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   constexpr std::size_t kBitsOfHexadecimal = 4;
@@ -32,19 +30,17 @@ std::string PolicyHash(std::string_view hexadecimal) {
   return text + "='";
 }
 
-std::string Lower(std::string_view text) {
+static std::string Lower(std::string_view text) {
   std::string lower;
   for (const char c : text) lower += ToLower(c);
   return lower;
 }
 
-std::string CatalogueAge(const TReport& report) {
+static std::string CatalogueAge(const TReport& report) {
   const auto date = report.catalogue.Date();
   if (!date) return {};
   return fmt::format("{}, from {}", Age(report.generated - *date), UtcTime(*date));
 }
-
-}  // namespace
 
 std::string Isolated(std::string_view text) { return "<bdi>" + PageText(text) + "</bdi>"; }
 

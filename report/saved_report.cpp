@@ -227,10 +227,8 @@ void ReadState(const TPlace& root, TReport& report) {
 
 }  // namespace
 
-namespace {
-
 // At least as many as there are, for each has a verdict, and no more than so many bytes can hold.
-std::size_t MostRecords(std::string_view json) {
+static std::size_t MostRecords(std::string_view json) {
   constexpr std::string_view kName = "\"verdict\"";
   constexpr std::size_t kShortest = 64;
   std::size_t count = 0;
@@ -238,8 +236,6 @@ std::size_t MostRecords(std::string_view json) {
     ++count;
   return std::min(count, json.size() / kShortest);
 }
-
-}  // namespace
 
 // Its records are read one by one: they are nearly all of a long report. Room for all of them is
 // made before, for a list that grows is there twice at times.

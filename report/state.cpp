@@ -116,11 +116,9 @@ std::string Sentence(const TCoverage& coverage) {
 
 // --- What a reader has to know of a check that took place ---
 
-namespace {
-
 constexpr std::uint64_t kDay = 86'400;
 
-std::string OnUnknownSystem(const TReport& report) {
+static std::string OnUnknownSystem(const TReport& report) {
   constexpr std::string_view kFact = "Catalogues have no code for this operating system";
   if (report.driversLeftOut) {
     return fmt::format("{}: records of drivers are left out, {} of them.", kFact,
@@ -128,8 +126,6 @@ std::string OnUnknownSystem(const TReport& report) {
   }
   return fmt::format("{}: drivers are compared with those that are offered for any.", kFact);
 }
-
-}  // namespace
 
 // Neither the times nor the days of others may be out of bounds here.
 bool IsCatalogueTooOld(const TReport& report, const TRenderOptions& options) noexcept {

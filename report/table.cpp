@@ -10,14 +10,10 @@
 #include "report/text.h"
 
 namespace svc::report {
-namespace {
-
 constexpr std::string_view kGap = "  ";
 constexpr std::string_view kPlain = "\033[0m";
 // Nobody reads by columns what is wider than this; a long text widens no more of the other lines.
 constexpr std::size_t kWidest = 1024;
-
-}  // namespace
 
 std::string Padded(std::string text, std::size_t columns) {
   const std::size_t width = DisplayWidth(text);
@@ -57,14 +53,10 @@ std::string LineOfCells(std::span<const std::string> cells, std::span<const std:
   return line + '\n';
 }
 
-namespace {
-
-std::size_t MergedWidth(std::span<const std::size_t> widths, TMerged merged) noexcept {
+static std::size_t MergedWidth(std::span<const std::size_t> widths, TMerged merged) noexcept {
   const auto columns = widths.subspan(merged.from, merged.to - merged.from + 1);
   return std::accumulate(columns.begin(), columns.end(), kGap.size() * (columns.size() - 1));
 }
-
-}  // namespace
 
 void MeasureMerged(std::span<const std::string> cells, TMerged merged,
                    std::span<std::size_t> widths) noexcept {
@@ -123,16 +115,14 @@ std::string_view ColorOf(const TRecord& record) noexcept {
 
 // --- The records for a spreadsheet: RFC 4180 ---
 
-namespace {
-
-std::string UpdateFields(const TUpdate& update, ECsvTexts texts) {
+static std::string UpdateFields(const TUpdate& update, ECsvTexts texts) {
   return CsvField(update.name, texts) + ',' + CsvField(update.package, texts) + ',' +
          CsvField(update.file, texts) + ',' + std::to_string(update.line) + "\r\n";
 }
 
 // What the other formats say above or below their records.
-void WriteCsvRemarks(const TReport& report, const TRenderOptions& options,
-                     const std::string& behind, IOutput& output) {
+static void WriteCsvRemarks(const TReport& report, const TRenderOptions& options,
+                            const std::string& behind, IOutput& output) {
   const auto write = [&](std::string_view text, std::string_view verdict) {
     output.Write(fmt::format("Notice,{},,,{},,{}", CsvField(text, options.csv), verdict, behind));
   };
@@ -142,8 +132,6 @@ void WriteCsvRemarks(const TReport& report, const TRenderOptions& options,
   }
   for (const std::string& notice : Notices(report, options)) write(notice, "notice");
 }
-
-}  // namespace
 
 // A check that did not take place is a record of its own: an empty table would look like good news.
 void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& output) {
@@ -184,14 +172,12 @@ void RenderCsv(const TReport& report, const TRenderOptions& options, IOutput& ou
 
 // --- The report for a person at a terminal ---
 
-namespace {
-
 // A line of so many columns has room for the update of each record.
 constexpr std::size_t kWide = 120;
 
 // Of a narrow table the update is not a column.
 template <std::size_t kCount>
-typename TTable<kCount>::TRow RowOfRecord(const TRecord& record) {
+static typename TTable<kCount>::TRow RowOfRecord(const TRecord& record) {
   typename TTable<kCount>::TRow row = {CellOf(record.type), CellOf(record.name),
                                        CellOf(record.installed), CellOf(record.offered)};
   if constexpr (kCount == 6) row[4] = record.update ? CellOf(TitleOf(*record.update)) : "-";
@@ -203,14 +189,14 @@ typename TTable<kCount>::TRow RowOfRecord(const TRecord& record) {
 constexpr TMerged kNameToOffered = {1, 3};
 
 template <std::size_t kCount>
-typename TTable<kCount>::TRow RowOfKernel(const TKernelRow& kernel) {
+static typename TTable<kCount>::TRow RowOfKernel(const TKernelRow& kernel) {
   typename TTable<kCount>::TRow row = RowOfRecord<kCount>(kernel.first);
   row[kNameToOffered.from] = TitleOf(kernel);
   if (kCount == 6 && !kernel.isOneUpdate) row[4] = "several";
   return row;
 }
 
-std::string Heading(const TReport& report) {
+static std::string Heading(const TReport& report) {
   std::string text =
       "Machine " + (report.machine.type.empty() ? "unknown" : PlainLine(report.machine.type));
   if (!report.machine.model.empty()) text += " (" + PlainLine(report.machine.model) + ")";
@@ -227,12 +213,12 @@ std::string Heading(const TReport& report) {
 }
 
 // Above all else, for whoever reads no further.
-std::string Headline(const TReport& report, const TSummary& summary) {
+static std::string Headline(const TReport& report, const TSummary& summary) {
   if (StateOf(report, summary) != EState::kNothingCompared) return {};
   return "NOTHING COMPARED: " + PlainLine(StateReason(report, summary)) + ".\n\n";
 }
 
-std::string Remarks(const TReport& report, const TRenderOptions& options) {
+static std::string Remarks(const TReport& report, const TRenderOptions& options) {
   std::string text;
   const std::vector<std::string> notices = Notices(report, options);
   if (!ShownIn(report).empty() && !(notices.empty() && report.errors.empty())) text += '\n';
@@ -241,7 +227,7 @@ std::string Remarks(const TReport& report, const TRenderOptions& options) {
   return text;
 }
 
-std::string LastLines(const TReport& report, const TSummary& summary) {
+static std::string LastLines(const TReport& report, const TSummary& summary) {
   if (!WasCompared(report.outcome)) {
     return fmt::format("NOT CHECKED: {}\n", RowOf(report.outcome).sentence);
   }
@@ -254,8 +240,8 @@ std::string LastLines(const TReport& report, const TSummary& summary) {
 }
 
 template <std::size_t kCount>
-void WriteRecords(const TReport& report, const TRenderOptions& options,
-                  const typename TTable<kCount>::TRow& titles, IOutput& output) {
+static void WriteRecords(const TReport& report, const TRenderOptions& options,
+                         const typename TTable<kCount>::TRow& titles, IOutput& output) {
   const TRecordRange shown = ShownIn(report);
   const TKernelRows kernels = options.unfold ? TKernelRows() : TKernelRows(shown);
   TTable<kCount> table(titles);
@@ -275,7 +261,7 @@ void WriteRecords(const TReport& report, const TRenderOptions& options,
   });
 }
 
-void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput& output) {
+static void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput& output) {
   if (options.width < kWide) {
     WriteRecords<5>(report, options, {"TYPE", "NAME", "INSTALLED", "OFFERED", "VERDICT"}, output);
   } else {
@@ -283,8 +269,6 @@ void WriteRecords(const TReport& report, const TRenderOptions& options, IOutput&
                     output);
   }
 }
-
-}  // namespace
 
 void RenderTable(const TReport& report, const TRenderOptions& options, IOutput& output) {
   const TSummary summary = Summarize(report);

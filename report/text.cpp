@@ -132,10 +132,8 @@ std::string XmlText(std::string_view text) { return Rewrite(text, XmlReplacement
 
 std::string PageText(std::string_view text) { return XmlText(PlainLine(text)); }
 
-namespace {
-
 // OWASP, "CSV Injection". The full-width forms count where the spreadsheet speaks Japanese.
-bool BeginsFormula(std::string_view text) noexcept {
+static bool BeginsFormula(std::string_view text) noexcept {
   constexpr std::array<std::string_view, 8> kMarks = {
       "=", "+", "-", "@", "\xEF\xBC\x9D", "\xEF\xBC\x8B", "\xEF\xBC\x8D", "\xEF\xBC\xA0"};
   return std::ranges::any_of(kMarks, [&](std::string_view mark) { return text.starts_with(mark); });
@@ -144,7 +142,7 @@ bool BeginsFormula(std::string_view text) noexcept {
 // With an apostrophe before each formula. A spreadsheet that parts cells at semicolons or tabs, as
 // in many countries, begins one within the text too: quotes hold a text together only where they
 // begin what that spreadsheet takes for a cell, and there they may end at once.
-std::string WithoutFormulas(std::string_view text) {
+static std::string WithoutFormulas(std::string_view text) {
   constexpr std::string_view kBlanks = "\t\r\n";
   constexpr std::string_view kParting = ";\t\r\n";
   std::string safe = text.find_first_of(kBlanks) == 0 ? "'" : "";
@@ -156,8 +154,6 @@ std::string WithoutFormulas(std::string_view text) {
   }
   return safe;
 }
-
-}  // namespace
 
 std::string CsvField(std::string_view text, ECsvTexts texts) {
   std::string plain = PlainText(text);

@@ -13,13 +13,11 @@
 
 namespace svc {
 
-namespace {
-
 const std::terminate_handler usualTermination = std::get_terminate();
 
 // Functions of libraries promise no exception and allocate all the same: std::filesystem does so
 // where it walks through a folder. Without memory they end the process; it says why.
-[[noreturn]] void Terminate() noexcept {
+[[noreturn]] static void Terminate() noexcept {
   RemoveTemporaryFiles();
   try {
     if (HasMemoryRunOut()) throw std::bad_alloc();
@@ -33,7 +31,7 @@ const std::terminate_handler usualTermination = std::get_terminate();
   std::abort();
 }
 
-int RunVerb(const TVerb& verb, int argc, char** argv) {
+static int RunVerb(const TVerb& verb, int argc, char** argv) {
   TCommandLine commandLine(verb);
   if (commandLine.Parse(argc, argv) == TCommandLine::EAsked::kHelp) {
     return PrintHelp(commandLine.Asked());
@@ -42,7 +40,7 @@ int RunVerb(const TVerb& verb, int argc, char** argv) {
 }
 
 // `svcheck help VERB` is `svcheck VERB --help`, of a command below a verb as well.
-int ShowHelpOf(int count, char** words) {
+static int ShowHelpOf(int count, char** words) {
   if (count == 0) return PrintProgramHelp(stdout);
   const TVerb* const verb = FindVerb(words[0]);
   if (verb == nullptr) throw TError(UnknownVerb(words[0]), EErrorKind::kUsage);
@@ -52,7 +50,7 @@ int ShowHelpOf(int count, char** words) {
   return RunVerb(*verb, static_cast<int>(line.size()), line.data());
 }
 
-int RunProgram(int argc, char** argv) {
+static int RunProgram(int argc, char** argv) {
   if (argc < 2) {
     PrintProgramHelp(stderr);
     return kExitUsage;
@@ -64,8 +62,6 @@ int RunProgram(int argc, char** argv) {
   if (const TVerb* const verb = FindVerb(word)) return RunVerb(*verb, argc - 1, argv + 1);
   throw TError(UnknownVerb(word), EErrorKind::kUsage);
 }
-
-}  // namespace
 
 }  // namespace svc
 

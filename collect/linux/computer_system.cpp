@@ -15,19 +15,17 @@
 
 namespace svc::collect {
 
-namespace {
-
 constexpr std::uint8_t kBiosInformation = 0;
 constexpr std::uint8_t kSystemInformation = 1;
 constexpr std::uint8_t kBaseboard = 2;
 constexpr std::uint8_t kEnclosure = 3;
 
-std::string Attribute(const TMachine& machine, const std::string& name) {
+static std::string Attribute(const TMachine& machine, const std::string& name) {
   return machine.tree.ReadLine(std::string(kDmiFolder) + "/" + name);
 }
 
-std::string AttributeOr(const TMachine& machine, const std::string& name, std::uint8_t type,
-                        std::size_t offset) {
+static std::string AttributeOr(const TMachine& machine, const std::string& name, std::uint8_t type,
+                               std::size_t offset) {
   std::string value = Attribute(machine, name);
   const TSmbiosStructure* const structure = machine.smbios.First(type);
   if (value.empty() && structure != nullptr) value = CleanText(structure->Text(offset));
@@ -35,7 +33,7 @@ std::string AttributeOr(const TMachine& machine, const std::string& name, std::u
 }
 
 // Both entry points tell the version of SMBIOS, in different places (DSP0134, 5.2).
-bool HasLittleEndianUuid(const TMachine& machine) {
+static bool HasLittleEndianUuid(const TMachine& machine) {
   const TRead file = machine.tree.Read(kSmbiosEntryPoint);
   const std::string_view bytes = file.bytes;
   if (bytes.starts_with("_SM3_")) return true;
@@ -43,7 +41,7 @@ bool HasLittleEndianUuid(const TMachine& machine) {
          (bytes[6] > 2 || (bytes[6] == 2 && bytes[7] >= 6));
 }
 
-std::string Uuid(const TMachine& machine) {
+static std::string Uuid(const TMachine& machine) {
   std::string uuid = Attribute(machine, "product_uuid");
   const TSmbiosStructure* const structure = machine.smbios.First(kSystemInformation);
   if (uuid.empty() && structure != nullptr) {
@@ -52,14 +50,15 @@ std::string Uuid(const TMachine& machine) {
   return uuid;
 }
 
-void NoteUnreadable(const TMachine& machine, const std::string& name, TInventory& inventory) {
+static void NoteUnreadable(const TMachine& machine, const std::string& name,
+                           TInventory& inventory) {
   const std::string path = std::string(kDmiFolder) + "/" + name;
   const int error = machine.tree.Read(path).error;
   if (error != 0 && error != ENOENT) inventory.Note(path + ": " + WhyNot(error) + "; left out");
 }
 
 // As the running kernel knows it, or else as it is set at the next start (hostname(5)).
-std::string HostName(const TMachine& machine) {
+static std::string HostName(const TMachine& machine) {
   constexpr const char* kNoName = "(none)";  // What the kernel says before it is set.
   const std::string running = machine.tree.ReadLine("/proc/sys/kernel/hostname");
   if (!running.empty() && running != kNoName) return running;
@@ -70,7 +69,7 @@ std::string HostName(const TMachine& machine) {
   return {};
 }
 
-void SetIdentity(const TMachine& machine, TInstance& system, TInventory& inventory) {
+static void SetIdentity(const TMachine& machine, TInstance& system, TInventory& inventory) {
   const std::string serial = AttributeOr(machine, "product_serial", kSystemInformation, 7);
   const std::string uuid = Uuid(machine);
   if (serial.empty()) NoteUnreadable(machine, "product_serial", inventory);
@@ -79,7 +78,7 @@ void SetIdentity(const TMachine& machine, TInstance& system, TInventory& invento
 }
 
 // A byte of a structure as a decimal number; empty where there is no such structure.
-std::string Number(const TMachine& machine, std::uint8_t type, std::size_t offset) {
+static std::string Number(const TMachine& machine, std::uint8_t type, std::size_t offset) {
   const TSmbiosStructure* const structure = machine.smbios.First(type);
   if (structure == nullptr || structure->Bytes(offset, 1).empty()) return {};
   return std::to_string(structure->Byte(offset));
@@ -87,14 +86,14 @@ std::string Number(const TMachine& machine, std::uint8_t type, std::size_t offse
 
 // The kind of enclosure: the structure has a bit for its lock as well, which counts in the public
 // scheme of hardware ids and which the kernel takes away.
-std::string EnclosureType(const TMachine& machine) {
+static std::string EnclosureType(const TMachine& machine) {
   std::string type = Attribute(machine, "chassis_type");
   std::string own = Number(machine, kEnclosure, 5);
   return own.empty() ? type : own;
 }
 
 // What hardware ids are made of beside maker and model.
-void SetHardwareFields(const TMachine& machine, TInstance& system) {
+static void SetHardwareFields(const TMachine& machine, TInstance& system) {
   const std::string release = Attribute(machine, "bios_release");  // "1.15"
   const std::size_t dot = std::min(release.find('.'), release.size());
   const auto either = [](std::string told, std::string_view kernels) {
@@ -113,8 +112,6 @@ void SetHardwareFields(const TMachine& machine, TInstance& system) {
       .Set("BIOSMinorRelease", either(Number(machine, kBiosInformation, 0x15), minor))
       .Set("EnclosureType", EnclosureType(machine));
 }
-
-}  // namespace
 
 void ReadComputerSystem(const TMachine& machine, TInventory& inventory) {
   const std::string product = AttributeOr(machine, "product_name", kSystemInformation, 5);
@@ -156,18 +153,17 @@ void ReadDiagnostics(const TMachine& machine, TInventory& inventory) {
 
 // --- The operating system: os-release(5), the release files from before its time, uname(2) ---
 
-namespace {
-
 constexpr unsigned kLinux = 36;
 constexpr unsigned kEsx3 = 78;
 constexpr unsigned kEsx4 = 81;
 
-std::string ValueOf(const std::map<std::string, std::string>& values, const std::string& name) {
+static std::string ValueOf(const std::map<std::string, std::string>& values,
+                           const std::string& name) {
   const auto found = values.find(name);
   return found == values.end() ? std::string() : found->second;
 }
 
-bool IsRedHatFamily(const TReleaseTexts& texts) {
+static bool IsRedHatFamily(const TReleaseTexts& texts) {
   const std::string ids =
       ' ' + ValueOf(texts.osRelease, "ID") + ' ' + ValueOf(texts.osRelease, "ID_LIKE") + ' ';
   const bool named =
@@ -177,7 +173,7 @@ bool IsRedHatFamily(const TReleaseTexts& texts) {
 
 // "Red Hat Enterprise Linux 8.6 (Ootpa)" becomes "Red Hat Enterprise Linux release 8.6 (Ootpa)",
 // as the older release files have it.
-std::string RedHatBuildId(const TReleaseTexts& texts) {
+static std::string RedHatBuildId(const TReleaseTexts& texts) {
   std::string name = ValueOf(texts.osRelease, "PRETTY_NAME");
   if (name.empty()) name = FirstLine(texts.redHat);
   const std::string version = ValueOf(texts.osRelease, "VERSION_ID");
@@ -187,35 +183,35 @@ std::string RedHatBuildId(const TReleaseTexts& texts) {
 }
 
 // The release of SUSE that is found in a text: the first of these numbers that is in it anywhere.
-std::string_view SuseRelease(std::string_view text) {
+static std::string_view SuseRelease(std::string_view text) {
   for (const std::string_view release : {"9", "10", "11"}) {
     if (Contains(text, release)) return release;
   }
   return {};
 }
 
-std::string WithServicePack(const std::string& name, const std::string& level) {
+static std::string WithServicePack(const std::string& name, const std::string& level) {
   if (level.empty() || level == "0") return name;
   const std::string whole = name + " SP" + level;
   return SuseRelease(whole) == SuseRelease(name) ? whole : name;
 }
 
 // "SUSE Linux Enterprise Server 10 (s390x)", then lines such as "PATCHLEVEL = 2".
-std::string SuseBuildId(const std::string& release) {
+static std::string SuseBuildId(const std::string& release) {
   const std::string_view first = FirstLine(release);
   const std::string name(Trimmed(first.substr(0, first.find('('))));
   return WithServicePack(name, ValueOf(Assignments(release), "PATCHLEVEL"));
 }
 
 // "SUSE Linux Enterprise Server 11 SP4".
-std::string SuseBuildIdOfPrettyName(const std::string& pretty) {
+static std::string SuseBuildIdOfPrettyName(const std::string& pretty) {
   const std::string name(Trimmed(std::string_view(pretty).substr(0, pretty.find('('))));
   const std::size_t pack = name.rfind(" SP");
   if (pack == std::string::npos) return name;
   return WithServicePack(name.substr(0, pack), name.substr(pack + 3));
 }
 
-std::string Caption(const TReleaseTexts& texts) {
+static std::string Caption(const TReleaseTexts& texts) {
   const std::string pretty = ValueOf(texts.osRelease, "PRETTY_NAME");
   for (const std::string* text : {&texts.vmware, &pretty, &texts.redHat, &texts.suse}) {
     if (const std::string_view line = FirstLine(*text); !line.empty()) return std::string(line);
@@ -223,22 +219,20 @@ std::string Caption(const TReleaseTexts& texts) {
   return {};
 }
 
-TReleaseTexts ReadReleaseTexts(const TTree& tree) {
+static TReleaseTexts ReadReleaseTexts(const TTree& tree) {
   TRead osRelease = tree.Read("/etc/os-release");
   if (!osRelease) osRelease = tree.Read("/usr/lib/os-release");
   return {Assignments(osRelease.bytes), tree.Read("/etc/redhat-release").bytes,
           tree.Read("/etc/SuSE-release").bytes, tree.Read("/etc/vmware-release").bytes};
 }
 
-std::string HardwarePlatform(const TTree& tree, const std::string& kernelRelease) {
+static std::string HardwarePlatform(const TTree& tree, const std::string& kernelRelease) {
   utsname names{};
   const std::string told = tree.ReadLine(kArchitecture);
   if (!told.empty()) return told;
   if (tree.IsLive() && ::uname(&names) == 0) return names.machine;
   return PlatformOfRelease(kernelRelease);
 }
-
-}  // namespace
 
 std::string BuildId(const TReleaseTexts& texts) {
   if (!texts.vmware.empty()) return std::string(FirstLine(texts.vmware));

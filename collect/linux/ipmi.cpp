@@ -15,14 +15,12 @@
 
 namespace svc::collect {
 
-namespace {
-
 constexpr const char* kFolder = "/sys/devices/platform";
 constexpr const char* kDevice = "/dev/ipmi0";
 constexpr std::uint8_t kIpmiDevice = 38;
 
 // "0x01 0x00 0x2a 0x00" as "01002a00"; all zero says nothing.
-std::string Auxiliary(const std::string& line) {
+static std::string Auxiliary(const std::string& line) {
   std::string digits;
   for (const std::string& word : Words(line)) {
     if (word.size() == 4 && word.starts_with("0x")) digits += word.substr(2);
@@ -30,8 +28,8 @@ std::string Auxiliary(const std::string& line) {
   return digits.find_first_not_of('0') == std::string::npos ? std::string() : digits;
 }
 
-std::vector<TManagementController> ControllersInSysfs(const TMachine& machine,
-                                                      TInventory& inventory) {
+static std::vector<TManagementController> ControllersInSysfs(const TMachine& machine,
+                                                             TInventory& inventory) {
   std::vector<TManagementController> controllers;
   for (const std::string& name : machine.tree.List(kFolder)) {
     if (!name.starts_with("ipmi_bmc.")) continue;
@@ -47,8 +45,8 @@ std::vector<TManagementController> ControllersInSysfs(const TMachine& machine,
   return controllers;
 }
 
-std::vector<TManagementController> ControllersAsked(const TMachine& machine,
-                                                    TInventory& inventory) {
+static std::vector<TManagementController> ControllersAsked(const TMachine& machine,
+                                                           TInventory& inventory) {
   std::string problem;
   if (machine.tree.IsLive()) {
     if (const auto controller = AskManagementController(kDevice, problem)) return {*controller};
@@ -64,7 +62,7 @@ std::vector<TManagementController> ControllersAsked(const TMachine& machine,
   return {};
 }
 
-bool IsManagementController(const TFirmwareComponent& component) {
+static bool IsManagementController(const TFirmwareComponent& component) {
   constexpr std::array<std::string_view, 5> kNames = {"management controller", "management module",
                                                       "management processor", "control processor",
                                                       "remote watch"};
@@ -78,15 +76,16 @@ bool IsManagementController(const TFirmwareComponent& component) {
   return false;
 }
 
-TInstance Element(std::string_view name, std::string_view build, std::string_view version) {
+static TInstance Element(std::string_view name, std::string_view build, std::string_view version) {
   TInstance element("QRXSG_SPROMFirmwareVPDMain");
   element.Set("Name", name).Set("BuildNumber", build).Set("Version", version);
   return element;
 }
 
 // The firmware inventory knows the controller's own name; what IPMI tells knows its build only.
-void AddElements(const TMachine& machine, const std::vector<TManagementController>& controllers,
-                 TInventory& inventory) {
+static void AddElements(const TMachine& machine,
+                        const std::vector<TManagementController>& controllers,
+                        TInventory& inventory) {
   for (const TFirmwareComponent& component : machine.smbios.FirmwareComponents()) {
     if (!IsManagementController(component)) continue;
     inventory.Add(Element(component.name, component.id, component.version));
@@ -97,8 +96,6 @@ void AddElements(const TMachine& machine, const std::vector<TManagementControlle
     inventory.Add(Element(kManagementControllerName, controller.auxiliary, controller.version));
   }
 }
-
-}  // namespace
 
 std::string BcdVersion(std::string_view revision) {
   const std::size_t dot = revision.find('.');
@@ -122,14 +119,12 @@ void ReadManagementControllers(const TMachine& machine, TInventory& inventory) {
 // Get Device ID through the character device of the kernel's IPMI handler (linux/ipmi.h; Linux,
 // Documentation/driver-api/ipmi.rst).
 
-namespace {
-
 constexpr unsigned char kNetFnApplication = 0x06;
 constexpr unsigned char kGetDeviceId = 0x01;
 constexpr int kTimeoutMs = 3000;
 constexpr long kMessageId = 0x5653;
 
-int Send(int device) {
+static int Send(int device) {
   ipmi_system_interface_addr address{};
   address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
   address.channel = IPMI_BMC_CHANNEL;
@@ -142,7 +137,7 @@ int Send(int device) {
   return ::ioctl(device, IPMICTL_SEND_COMMAND, &request);
 }
 
-int Receive(int device, std::string& response) {
+static int Receive(int device, std::string& response) {
   std::array<unsigned char, IPMI_MAX_MSG_LENGTH> data{};
   ipmi_addr address{};
   ipmi_recv message{};
@@ -154,8 +149,6 @@ int Receive(int device, std::string& response) {
   if (result == 0) response.assign(data.begin(), data.begin() + message.msg.data_len);
   return result;
 }
-
-}  // namespace
 
 std::optional<TManagementController> AskManagementController(const char* device,
                                                              std::string& problem) {

@@ -15,10 +15,8 @@
 #include "base/error.h"
 
 namespace svc::collect {
-namespace {
-
 // In the order of the document.
-constexpr void (*kSources[])(const TMachine&, TInventory&) = {
+static constexpr void (*kSources[])(const TMachine&, TInventory&) = {
     ReadComputerSystem,
     ReadOperatingSystem,
     ReadSystemBios,
@@ -36,7 +34,7 @@ constexpr void (*kSources[])(const TMachine&, TInventory&) = {
 };
 
 // Where there is no table at all, nothing is missing that the machine could have told.
-TSmbiosTable ReadSmbios(const TTree& tree, TInventory& inventory) {
+static TSmbiosTable ReadSmbios(const TTree& tree, TInventory& inventory) {
   const TRead file = tree.Read(kSmbiosTable);
   TSmbiosTable table = ParseSmbiosTable(file.bytes);
   if (file.error != 0 && file.error != ENOENT) table.problem = WhyNot(file.error);
@@ -47,14 +45,12 @@ TSmbiosTable ReadSmbios(const TTree& tree, TInventory& inventory) {
   return table;
 }
 
-TInventory ReadAll(const TTree& tree, const Options& options) {
+static TInventory ReadAll(const TTree& tree, const Options& options) {
   TInventory inventory;
   const TMachine machine{tree, ReadSmbios(tree, inventory), options.redact};
   for (const auto source : kSources) source(machine, inventory);
   return inventory;
 }
-
-}  // namespace
 
 std::string WhyNot(int error) {
   const std::string text = std::strerror(error);
@@ -78,38 +74,34 @@ std::vector<std::string> TLinuxCollector::Capture(const Options& options,
 
 // --- Which sources the running system lets us read ---
 
-namespace {
-
 // 0, or the error of opening the file.
-int ErrorOfOpening(const std::string& path, int flags) {
+static int ErrorOfOpening(const std::string& path, int flags) {
   const int file = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK);
   if (file == -1) return errno;
   ::close(file);
   return 0;
 }
 
-SourceState Try(const char* subject, const std::string& path, int flags, const char* missing,
-                const char* forbidden) {
+static SourceState Try(const char* subject, const std::string& path, int flags, const char* missing,
+                       const char* forbidden) {
   const int error = ErrorOfOpening(path, flags);
   if (error == 0) return {subject, path, {}, {}};
   return {subject, path, std::generic_category().message(error),
           error == EACCES || error == EPERM ? forbidden : missing};
 }
 
-std::string ModuleList() {
+static std::string ModuleList() {
   utsname names{};
   ::uname(&names);
   return std::string("/lib/modules/") + names.release + "/modules.dep";
 }
 
 // A kernel that can load no modules has no list of them either.
-const char* AdviceWithoutModuleList() {
+static const char* AdviceWithoutModuleList() {
   return ::access("/proc/self", F_OK) == 0
              ? "this kernel loads no modules, all drivers are part of it: drivers are left out"
              : "mount /proc";
 }
-
-}  // namespace
 
 std::vector<SourceState> TLinuxCollector::TrySources() const {
   return {

@@ -200,9 +200,7 @@ void ReadMegaRaid(const TMachine& machine, TInventory& inventory) {
 // LSI SAS controllers of the Fusion-MPT family: the host attributes of the drivers mptsas, mpt2sas
 // and mpt3sas (Linux, drivers/message/fusion/mptscsih.c and drivers/scsi/mpt3sas/mpt3sas_ctl.c).
 
-namespace {
-
-bool IsMptDriver(std::string_view name) {
+static bool IsMptDriver(std::string_view name) {
   constexpr std::array<std::string_view, 3> kDrivers = {"mptsas", "mpt2sas", "mpt3sas"};
   for (const std::string_view driver : kDrivers) {
     if (name == driver) return true;
@@ -211,12 +209,12 @@ bool IsMptDriver(std::string_view name) {
 }
 
 // A controller without a BIOS tells version 0 of it.
-bool IsVersion(std::string_view text) {
+static bool IsVersion(std::string_view text) {
   return text.find_first_not_of("0.") != std::string_view::npos;
 }
 
-void AddElement(const TTree& tree, const std::string& host, const char* kind, const char* className,
-                const std::string& attribute, TInventory& inventory) {
+static void AddElement(const TTree& tree, const std::string& host, const char* kind,
+                       const char* className, const std::string& attribute, TInventory& inventory) {
   const std::string version = tree.ReadLine(host + "/" + attribute);
   if (!IsVersion(version)) {
     inventory.Note(host + "/" + attribute + ": the controller tells no version; left out");
@@ -229,8 +227,6 @@ void AddElement(const TTree& tree, const std::string& host, const char* kind, co
                     .Set("ProductID", product)
                     .Set("Version", version));
 }
-
-}  // namespace
 
 void ReadMpt(const TMachine& machine, TInventory& inventory) {
   for (const std::string& name : machine.tree.List(kScsiHosts)) {

@@ -10,27 +10,27 @@
 
 namespace svc::collect {
 
-namespace {
-
 constexpr std::string_view kBroadcom = "14e4";
 
 // What a device calls itself: its model says more than a name such as "Storage Controller".
-std::string NameOf(const TJson& device) {
+static std::string NameOf(const TJson& device) {
   const std::string model = TextOf(device, "Model");
   return model.empty() ? TextOf(device, "Name") : model;
 }
 
-bool IsAbsent(const TJson& device) { return TextOf(PartOf(device, "Status"), "State") == "Absent"; }
+static bool IsAbsent(const TJson& device) {
+  return TextOf(PartOf(device, "Status"), "State") == "Absent";
+}
 
-TPciNumbers NumbersOf(const TJson& function) {
+static TPciNumbers NumbersOf(const TJson& function) {
   return {TextOf(function, "VendorId"), TextOf(function, "DeviceId"),
           TextOf(function, "SubsystemVendorId"), TextOf(function, "SubsystemId")};
 }
 
-bool AreKnown(const TPciNumbers& numbers) { return !PciIdentifiers("PCI", numbers).empty(); }
+static bool AreKnown(const TPciNumbers& numbers) { return !PciIdentifiers("PCI", numbers).empty(); }
 
 // Of the first function of a PCI device. Where a device has several, they are of one kind.
-TPciNumbers NumbersOfDevice(TService& service, const std::string& place) {
+static TPciNumbers NumbersOfDevice(TService& service, const std::string& place) {
   const TJson device = service.Read(place);
   auto functions = PlacesOf(PartOf(device, "Links"), "PCIeFunctions");
   if (functions.empty()) {
@@ -44,7 +44,7 @@ TPciNumbers NumbersOfDevice(TService& service, const std::string& place) {
 }
 
 // The PCI numbers of an adapter or a controller, by way of what it links to.
-TPciNumbers LinkedNumbers(TService& service, const TJson& resource) {
+static TPciNumbers LinkedNumbers(TService& service, const TJson& resource) {
   const TJson& links = PartOf(resource, "Links");
   for (const std::string& place : PlacesOf(links, "PCIeFunctions")) {
     if (const TPciNumbers numbers = NumbersOf(service.Read(place)); AreKnown(numbers))
@@ -57,13 +57,13 @@ TPciNumbers LinkedNumbers(TService& service, const TJson& resource) {
   return {};
 }
 
-void Tell(const TJson& resource, const std::string& version, TServer& server) {
+static void Tell(const TJson& resource, const std::string& version, TServer& server) {
   server.Tell({PlaceOf(resource), version, ""});
 }
 
 // Storage.
 
-void AddController(const TJson& controller, TServer& server) {
+static void AddController(const TJson& controller, TServer& server) {
   const std::string version = TextOf(controller, "FirmwareVersion");
   const std::string name = NameOf(controller);
   if (version.empty() || IsAbsent(controller)) return;
@@ -81,7 +81,7 @@ void AddController(const TJson& controller, TServer& server) {
   Tell(controller, version, server);
 }
 
-void AddDrive(const TJson& drive, TServer& server) {
+static void AddDrive(const TJson& drive, TServer& server) {
   std::string version = TextOf(drive, "FirmwareVersion");
   if (version.empty()) version = TextOf(drive, "Revision");
   if (IsAbsent(drive)) return;
@@ -93,7 +93,7 @@ void AddDrive(const TJson& drive, TServer& server) {
   Tell(drive, version, server);
 }
 
-void ReadStorage(TServer& server) {
+static void ReadStorage(TServer& server) {
   for (const TJson& storage : server.service.Members(server.system, "Storage")) {
     for (const TJson& controller : ListOf(storage, "StorageControllers"))
       AddController(controller, server);
@@ -111,7 +111,7 @@ void ReadStorage(TServer& server) {
 // Network adapters.
 
 // Those that serve the system; where it does not say, those in its chassis.
-std::vector<TJson> AdaptersOf(TServer& server) {
+static std::vector<TJson> AdaptersOf(TServer& server) {
   std::vector<std::string> places;
   for (const TJson& interface : server.service.Members(server.system, "NetworkInterfaces")) {
     const std::string place = PlaceOf(PartOf(PartOf(interface, "Links"), "NetworkAdapter"));
@@ -133,8 +133,8 @@ std::vector<TJson> AdaptersOf(TServer& server) {
   return adapters;
 }
 
-void AddAdapterPart(const TJson& adapter, const TPciNumbers& numbers, const std::string& version,
-                    TServer& server) {
+static void AddAdapterPart(const TJson& adapter, const TPciNumbers& numbers,
+                           const std::string& version, TServer& server) {
   const auto identifiers = PciIdentifiers("PCI", numbers);
   const std::string vendor = Lowered(numbers.vendor);
   if (!identifiers.empty() && vendor.ends_with(kBroadcom)) {
@@ -153,7 +153,7 @@ void AddAdapterPart(const TJson& adapter, const TPciNumbers& numbers, const std:
 }
 
 // An adapter may have several controllers; as a rule they run one package.
-void AddAdapter(const TJson& adapter, TServer& server) {
+static void AddAdapter(const TJson& adapter, TServer& server) {
   if (IsAbsent(adapter)) return;
   std::vector<std::string> versions;
   for (const TJson& controller : ListOf(adapter, "Controllers")) {
@@ -164,7 +164,7 @@ void AddAdapter(const TJson& adapter, TServer& server) {
   }
 }
 
-void AddTrustedModules(TServer& server) {
+static void AddTrustedModules(TServer& server) {
   for (const TJson& trusted : ListOf(server.system, "TrustedModules")) {
     const std::string version = TextOf(trusted, "FirmwareVersion");
     if (version.empty() || IsAbsent(trusted)) continue;
@@ -172,8 +172,6 @@ void AddTrustedModules(TServer& server) {
               server.inventory);
   }
 }
-
-}  // namespace
 
 void ReadDevices(TServer& server) {
   ReadStorage(server);
@@ -183,38 +181,34 @@ void ReadDevices(TServer& server) {
 
 // How the resources of a service are read, and what is told of those that are not there.
 
-namespace {
-
 constexpr const char* kRoot = "/redfish/v1/";
 constexpr const char* kNextPage = "Members@odata.nextLink";
 constexpr std::size_t kMaxMembers = 2000;  // Of one collection or list.
 constexpr std::size_t kMaxNotes = 1000;
 
-bool IsTrue(const TJson& resource, const char* name) {
+static bool IsTrue(const TJson& resource, const char* name) {
   const TJson& value = PartOf(resource, name);
   return value.is_boolean() && value.get<bool>();
 }
 
 // The query by which a collection brings its members with it (DSP0266, "The $expand query
 // parameter"); the period stands for what is not below Links.
-std::string ExpandQuery(const TJson& root) {
+static std::string ExpandQuery(const TJson& root) {
   const TJson& offered = PartOf(PartOf(root, "ProtocolFeaturesSupported"), "ExpandQuery");
   if (!IsTrue(offered, "NoLinks")) return "";
   return IsTrue(offered, "Levels") ? "?$expand=.($levels=1)" : "?$expand=.";
 }
 
 // Whether a member came with its properties; a reference has annotations alone.
-bool IsWhole(const TJson& member) {
+static bool IsWhole(const TJson& member) {
   return std::ranges::any_of(
       member.items(), [](const auto& item) { return item.key().find('@') == std::string::npos; });
 }
 
-std::string_view WithoutSlashes(std::string_view place) {
+static std::string_view WithoutSlashes(std::string_view place) {
   while (place.ends_with('/')) place.remove_suffix(1);
   return place;
 }
-
-}  // namespace
 
 const TJson& PartOf(const TJson& resource, const char* name) {
   static const TJson kNothing;

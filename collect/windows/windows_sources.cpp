@@ -12,15 +12,14 @@
 
 namespace svc::collect {
 
-namespace {
-
-std::string ValueOf(const TRow& row, const std::string& name) {
+static std::string ValueOf(const TRow& row, const std::string& name) {
   const auto found = row.find(name);
   return found == row.end() ? std::string() : found->second;
 }
 
 // The one instance of a class; empty, and noted, where there is none.
-TRow OnlyRow(const IWindowsMachine& machine, const std::string& className, TInventory& inventory) {
+static TRow OnlyRow(const IWindowsMachine& machine, const std::string& className,
+                    TInventory& inventory) {
   const auto answer = machine.Instances(kCimSpace, className);
   if (!answer.value.empty()) return answer.value.front();
   inventory.Note(className + ": " +
@@ -30,8 +29,8 @@ TRow OnlyRow(const IWindowsMachine& machine, const std::string& className, TInve
 }
 
 // What hardware ids are made of beside maker and model.
-void SetHardwareFields(const IWindowsMachine& machine, const TRow& system, const TRow& bios,
-                       TInstance& instance) {
+static void SetHardwareFields(const IWindowsMachine& machine, const TRow& system, const TRow& bios,
+                              TInstance& instance) {
   const auto boards = machine.Instances(kCimSpace, "Win32_BaseBoard").value;
   const TRow board = boards.empty() ? TRow() : boards.front();
   instance.Set("Family", ValueOf(system, "SystemFamily"))
@@ -44,8 +43,8 @@ void SetHardwareFields(const IWindowsMachine& machine, const TRow& system, const
       .Set("BIOSMinorRelease", ValueOf(bios, "SystemBiosMinorVersion"));
 }
 
-void AddComputerSystem(const IWindowsMachine& machine, const TRow& bios, bool redact,
-                       TInventory& inventory) {
+static void AddComputerSystem(const IWindowsMachine& machine, const TRow& bios, bool redact,
+                              TInventory& inventory) {
   const TRow system = OnlyRow(machine, "Win32_ComputerSystem", inventory);
   const std::string model = ValueOf(system, "Model");
   TInstance instance("QRXSG_ComputerSystem");
@@ -64,11 +63,11 @@ void AddComputerSystem(const IWindowsMachine& machine, const TRow& bios, bool re
 }
 
 // "6.1.7601" is release 6.1, by which a catalogue knows the system, and build 7601.
-std::string Release(const std::string& version) {
+static std::string Release(const std::string& version) {
   return version.substr(0, version.find('.', std::min(version.find('.'), version.size() - 1) + 1));
 }
 
-void AddOperatingSystem(const IWindowsMachine& machine, TInventory& inventory) {
+static void AddOperatingSystem(const IWindowsMachine& machine, TInventory& inventory) {
   constexpr const char* kWindowsNt = "18";  // Win32_OperatingSystem.OSType
   const TRow system = OnlyRow(machine, "Win32_OperatingSystem", inventory);
   const std::string version = ValueOf(system, "Version");
@@ -81,7 +80,7 @@ void AddOperatingSystem(const IWindowsMachine& machine, TInventory& inventory) {
 }
 
 // "20100512000000.000000+000" (DMTF DSP0004, datetime) is 05/12/2010, as firmware writes a date.
-std::string FirmwareDate(const std::string& datetime) {
+static std::string FirmwareDate(const std::string& datetime) {
   const bool hasDate =
       datetime.size() >= 8 && std::all_of(datetime.begin(), datetime.begin() + 8,
                                           [](unsigned char c) { return std::isdigit(c) != 0; });
@@ -89,7 +88,7 @@ std::string FirmwareDate(const std::string& datetime) {
   return datetime.substr(4, 2) + "/" + datetime.substr(6, 2) + "/" + datetime.substr(0, 4);
 }
 
-void AddBios(const TRow& bios, TInventory& inventory) {
+static void AddBios(const TRow& bios, TInventory& inventory) {
   const std::string version = ValueOf(bios, "SMBIOSBIOSVersion");
   if (version.empty()) return;
   inventory.Add(SystemBios(version)
@@ -98,7 +97,7 @@ void AddBios(const TRow& bios, TInventory& inventory) {
 }
 
 // IPMI 2.0, 20.1: Get Device ID.
-void AddManagementController(const IWindowsMachine& machine, TInventory& inventory) {
+static void AddManagementController(const IWindowsMachine& machine, TInventory& inventory) {
   constexpr std::uint8_t kApplication = 0x06, kGetDeviceId = 0x01;
   const auto answer = machine.AskController(kApplication, kGetDeviceId);
   const auto controller = ParseDeviceId(answer.value);
@@ -118,13 +117,13 @@ void AddManagementController(const IWindowsMachine& machine, TInventory& invento
   }
 }
 
-bool IsLsi(const TRow& adapter) {
+static bool IsLsi(const TRow& adapter) {
   const std::string maker = Lowered(ValueOf(adapter, "Manufacturer"));
   return Contains(maker, "lsi") || Contains(maker, "avago") || Contains(maker, "broadcom");
 }
 
-void AddAdapterPart(const TRow& adapter, const char* kind, const char* className,
-                    const char* property, TInventory& inventory) {
+static void AddAdapterPart(const TRow& adapter, const char* kind, const char* className,
+                           const char* property, TInventory& inventory) {
   const std::string version = ValueOf(adapter, property);
   const std::string model = ValueOf(adapter, "Model");
   const std::string name = ValueOf(adapter, "ModelDescription");
@@ -138,7 +137,7 @@ void AddAdapterPart(const TRow& adapter, const char* kind, const char* className
                     .Set("Version", version));
 }
 
-void AddAdapters(const IWindowsMachine& machine, TInventory& inventory) {
+static void AddAdapters(const IWindowsMachine& machine, TInventory& inventory) {
   constexpr const char* kClass = "MS_SM_AdapterInformationQuery";
   const auto answer = machine.Instances(kDriverSpace, kClass);
   if (!answer.problem.empty()) {
@@ -157,7 +156,7 @@ void AddAdapters(const IWindowsMachine& machine, TInventory& inventory) {
   }
 }
 
-void AddDrivers(const IWindowsMachine& machine, TInventory& inventory) {
+static void AddDrivers(const IWindowsMachine& machine, TInventory& inventory) {
   auto answer = machine.Drivers();
   if (!answer.problem.empty()) {
     inventory.Note("service control manager: " + answer.problem + "; drivers are left out");
@@ -173,8 +172,6 @@ void AddDrivers(const IWindowsMachine& machine, TInventory& inventory) {
                       .Set("CurrentState", std::to_string(driver.state)));
   }
 }
-
-}  // namespace
 
 std::string DriverFile(const TDriverService& driver, const std::string& systemRoot) {
   constexpr std::string_view kRootPrefix = "\\systemroot\\", kObjectPrefix = "\\??\\";

@@ -14,8 +14,6 @@ using namespace NQRXHSK20;
 
 namespace svc::publicfirmware {
 
-namespace {
-
 constexpr const char* kCatalogueEntry = "svPath";
 constexpr const char* kLive = "_live_";
 
@@ -29,11 +27,11 @@ constexpr std::size_t kMostLookedAt = 1'000'000;
 // Of the releases' texts in all records of a machine, each of which may repeat a long one.
 constexpr std::size_t kMostDelivered = std::size_t{4} << 20;
 
-void Log(const std::string& device, const std::string& text) {
+static void Log(const std::string& device, const std::string& text) {
   TRootObject::GetCoreLogger().Log(kLogProgress, "Public firmware: " + device + ": " + text);
 }
 
-void LogAnswer(const TDevice& device, const TAnswer& answer) {
+static void LogAnswer(const TDevice& device, const TAnswer& answer) {
   if (answer.choice) {
     Log(device.name,
         answer.choice->offered + " is offered, " + answer.choice->installed + " is installed");
@@ -52,14 +50,14 @@ void LogAnswer(const TDevice& device, const TAnswer& answer) {
   if (!way.empty()) Log(device.name, "the way to the highest: " + way);
 }
 
-const char* OrderText(int order) {
+static const char* OrderText(int order) {
   if (order == 0) return "same";
   return order < 0 ? "older" : "newer";
 }
 
 // The bytes of the release's texts in the record.
-std::size_t Deliver(const TNamespaceHandle& inventory, const TDevice& device, const TChoice& choice,
-                    const TInstanceHandle& offer) {
+static std::size_t Deliver(const TNamespaceHandle& inventory, const TDevice& device,
+                           const TChoice& choice, const TInstanceHandle& offer) {
   const CIMContext none;
   boost::shared_ptr<ICIMClass> results;
   inventory->GetClass(results, "QRXSG_SVResult", none);
@@ -84,7 +82,7 @@ std::size_t Deliver(const TNamespaceHandle& inventory, const TDevice& device, co
   return told;
 }
 
-[[noreturn]] void RefuseTooMuch() {
+[[noreturn]] static void RefuseTooMuch() {
   throw THSKException(
       "Public firmware: the catalogue has more releases for the machine's devices, or asks and "
       "tells "
@@ -92,14 +90,12 @@ std::size_t Deliver(const TNamespaceHandle& inventory, const TDevice& device, co
       THSKStatusCode::kFailed);
 }
 
-std::string CatalogueIn(const CIMContext& context) {
+static std::string CatalogueIn(const CIMContext& context) {
   const auto entry = context.find(kCatalogueEntry);
   if (entry != context.end()) return static_cast<std::string>(entry->second);
   throw THSKException("Public firmware: 'svPath' not passed via context",
                       THSKStatusCode::kMissingContextEntry);
 }
-
-}  // namespace
 
 TPublicFirmware::TPublicFirmware() {
   boost::static_pointer_cast<TPluginManagerNamespace>(TRootObject::GetPluginManager())

@@ -17,21 +17,19 @@
 #include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
-namespace {
-
-int Algorithm(EHash hash) {
+static int Algorithm(EHash hash) {
   constexpr std::array kAlgorithms = {GCRY_MD_SHA256, GCRY_MD_SHA512, GCRY_MD_BLAKE2B_256,
                                       GCRY_MD_BLAKE2B_512, GCRY_MD_SHA1};
   return kAlgorithms[static_cast<std::size_t>(hash)];
 }
 
-void Check(gcry_error_t error) {
+static void Check(gcry_error_t error) {
   if (error != 0) throw TError(std::string("libgcrypt: ") + gcry_strerror(error));
 }
 
 // libgcrypt ends the process where it finds no memory. The program shall say so and leave nothing
 // behind, which is what its handler of std::terminate does.
-void EndProcess(void* /*unused*/, int /*error*/, const char* text) noexcept {
+static void EndProcess(void* /*unused*/, int /*error*/, const char* text) noexcept {
   try {
     throw TError(std::string("libgcrypt cannot go on: ") + text);
   } catch (...) {
@@ -41,7 +39,7 @@ void EndProcess(void* /*unused*/, int /*error*/, const char* text) noexcept {
 
 // What the library remarks in passing is nothing to the user: on Windows, that disks keep no
 // statistics to draw chance from.
-void Tell(void* /*unused*/, int level, const char* format, va_list arguments) {
+static void Tell(void* /*unused*/, int level, const char* format, va_list arguments) {
   if (level <= GCRY_LOG_INFO) return;
   char text[1024];
   std::vsnprintf(text, sizeof text, format, arguments);
@@ -55,7 +53,7 @@ constexpr std::string_view kPrehashed = "ED";
 constexpr std::size_t kIdSize = 8;
 
 // Takes a line off the text, without its end.
-std::string_view TakeLine(std::string_view& text) {
+static std::string_view TakeLine(std::string_view& text) {
   const auto end = text.find('\n');
   std::string_view line = text.substr(0, end);
   text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
@@ -64,17 +62,15 @@ std::string_view TakeLine(std::string_view& text) {
 }
 
 // A line of base64 of so many bytes.
-std::optional<std::string> DecodeLine(std::string_view line, std::size_t size) {
+static std::optional<std::string> DecodeLine(std::string_view line, std::size_t size) {
   auto bytes = FromBase64(line);
   if (bytes && bytes->size() != size) bytes.reset();
   return bytes;
 }
 
-TError BadSignature(const std::string& why) {
+static TError BadSignature(const std::string& why) {
   return DownloadError(EOutcome::kBadSignature, "the manifest's signature " + why);
 }
-
-}  // namespace
 
 // Another library of the process may have come first; then the library is ready already.
 void StartCrypto() {
@@ -243,21 +239,17 @@ std::string KeyNumber(std::string_view id) {
   return boost::to_upper_copy(ToHex(std::string(id.rbegin(), id.rend())));
 }
 
-namespace {
-
 constexpr std::string_view kDigits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 // Three bytes are four digits; what is missing of the last three is written as "=".
-void AppendGroup(std::string& text, std::string_view bytes) {
+static void AppendGroup(std::string& text, std::string_view bytes) {
   std::uint32_t bits = 0;
   for (std::size_t i = 0; i < 3; ++i)
     bits = bits << 8 | (i < bytes.size() ? static_cast<std::uint8_t>(bytes[i]) : 0);
   for (std::size_t i = 0; i < 4; ++i)
     text += i <= bytes.size() ? kDigits[bits >> (18 - 6 * i) & 63] : '=';
 }
-
-}  // namespace
 
 std::string ToBase64(std::string_view bytes) {
   std::string text;

@@ -181,9 +181,7 @@ std::chrono::milliseconds TFetcher::PauseAfter(int attempts) {
   return pause * std::uniform_int_distribution(75, 125)(random) / 100;
 }
 
-namespace {
-
-std::string AdviceForStatus(int status) {
+static std::string AdviceForStatus(int status) {
   if (status == 401)  // Some proxies say so too, where their own password is wrong.
     return "check user and password, also those of a proxy on the way";
   if (status == 403) return "ask its administrator for access";
@@ -191,7 +189,7 @@ std::string AdviceForStatus(int status) {
   return "try again later, or ask its administrator";
 }
 
-TError RefusalOf(const TTransferResult& result, const std::string& address) {
+static TError RefusalOf(const TTransferResult& result, const std::string& address) {
   const TResponse& response = result.response;
   if (response.status >= 300 && response.status < 400 && !response.redirect.empty())
     return DownloadError(EOutcome::kRedirected,
@@ -202,8 +200,6 @@ TError RefusalOf(const TTransferResult& result, const std::string& address) {
                                                      std::to_string(response.status) + "; " +
                                                      AdviceForStatus(response.status));
 }
-
-}  // namespace
 
 TError FailureOf(const TTransferResult& result) {
   const std::string address = ShownAddress(result.transfer->url);
@@ -246,9 +242,7 @@ bool MayPass(const TTransferResult& result) {
   }
 }
 
-namespace {
-
-std::string FetchSignature(TFetcher& fetcher) {
+static std::string FetchSignature(TFetcher& fetcher) {
   TTextTarget signature(std::string(kManifestName) + kSignatureSuffix, kMaxSignatureText);
   Retold(
       [&] { fetcher.Fetch({&signature}); },
@@ -262,8 +256,6 @@ std::string FetchSignature(TFetcher& fetcher) {
   return signature.Text();
 }
 
-}  // namespace
-
 TManifest FetchManifest(TFetcher& fetcher, const TLimits& limits,
                         const std::optional<TPublicKey>& key) {
   TTextTarget manifest(kManifestName, limits.manifest);
@@ -274,15 +266,11 @@ TManifest FetchManifest(TFetcher& fetcher, const TLimits& limits,
 
 // --- Where the bytes go ---
 
-namespace {
-
-TError WrongFile(const TManifestFile& file, const std::string& what) {
+static TError WrongFile(const TManifestFile& file, const std::string& what) {
   return DownloadError(EOutcome::kBadContent,
                        file.path + " is not the file that the manifest describes: " + what +
                            "; the repository is being changed or was tampered with");
 }
-
-}  // namespace
 
 void TTextTarget::CheckLength(std::uint64_t length) {
   if (length > limit)

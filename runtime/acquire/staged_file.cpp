@@ -6,9 +6,7 @@
 #include "runtime/acquire/settings.h"
 
 namespace svc::acquire {
-namespace {
-
-TError Refusal(const std::string& path, const TError& error) {
+static TError Refusal(const std::string& path, const TError& error) {
   const std::string text = path + " cannot be written: " + error.what();
   if (IsWantOfRoom(error))
     return DownloadError(EOutcome::kDiskFull, text + "; make room there and start again");
@@ -22,11 +20,9 @@ TError Refusal(const std::string& path, const TError& error) {
 }
 
 template <typename TAction>
-void Do(const std::string& path, const TAction& action) {
+static void Do(const std::string& path, const TAction& action) {
   Retold(action, [&path](const TError& error) { return Refusal(path, error); });
 }
-
-}  // namespace
 
 TStagedFile::TStagedFile(std::string where) : path(std::move(where)) {
   Do(path, [this] { file.emplace(path, files::TNewFile::TAnnounce(), kMode); });

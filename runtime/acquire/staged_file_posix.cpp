@@ -12,21 +12,17 @@
 
 namespace svc::acquire {
 
-namespace {
-
 // REQUIRES: errno is that of the failure.
-TError CannotWrite(const std::string& path) {
+static TError CannotWrite(const std::string& path) {
   return DownloadError(EOutcome::kFolderUnwritable,
                        path + " cannot be written: " + std::strerror(errno));
 }
 
 // An absolute path, or nothing: a relative one is to be ignored.
-std::string FolderVariable(const char* name) {
+static std::string FolderVariable(const char* name) {
   const char* value = std::getenv(name);
   return value != nullptr && value[0] == '/' ? value : "";
 }
-
-}  // namespace
 
 void SyncFolder(const std::string& folder) {
   const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

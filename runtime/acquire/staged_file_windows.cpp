@@ -76,14 +76,10 @@ bool TryLock(int descriptor, const std::string& path) {
 
 void CloseLockFile(int descriptor) noexcept { _close(descriptor); }
 
-namespace {
-
-std::string FolderVariable(const wchar_t* name) {
+static std::string FolderVariable(const wchar_t* name) {
   const wchar_t* value = _wgetenv(name);
   return value != nullptr ? Narrow(value) : "";
 }
-
-}  // namespace
 
 // The user's own programs' data of this machine; services without a profile share the machine's.
 std::string DefaultStateFolder() {

@@ -177,16 +177,12 @@ TProxyChoice ChooseProxy(const TDownloadJob& job) {
   return {};
 }
 
-namespace {
-
-std::string_view Trimmed(std::string_view text) {
+static std::string_view Trimmed(std::string_view text) {
   constexpr const char* kBlanks = " \t\r\n";
   const auto begin = text.find_first_not_of(kBlanks);
   if (begin == std::string_view::npos) return {};
   return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
-
-}  // namespace
 
 std::optional<std::uint64_t> WholeNumber(std::string_view text) {
   std::uint64_t number = 0;

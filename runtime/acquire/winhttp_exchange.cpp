@@ -14,8 +14,6 @@
 
 namespace svc::acquire {
 
-namespace {
-
 constexpr std::uint64_t kSlowBytesPerSecond = 100;
 constexpr int kMaxResends = 3;  // A question for credentials, and its second round.
 constexpr DWORD kProxyAsks = 407;
@@ -24,23 +22,23 @@ constexpr DWORD kServerAsks = 401;
 // The kinds that need a user and a password and nothing else; the safer comes first.
 constexpr DWORD kAuthenticationSchemes[] = {WINHTTP_AUTH_SCHEME_DIGEST, WINHTTP_AUTH_SCHEME_BASIC};
 
-std::wstring Part(const wchar_t* text, DWORD length) {
+static std::wstring Part(const wchar_t* text, DWORD length) {
   return text == nullptr ? std::wstring() : std::wstring(text, length);
 }
 
-std::uint64_t NumberIn(const std::wstring& text) { return WholeNumber(Narrow(text)).value_or(0); }
+static std::uint64_t NumberIn(const std::wstring& text) {
+  return WholeNumber(Narrow(text)).value_or(0);
+}
 
-std::chrono::seconds SecondsOf(std::uint64_t number) {
+static std::chrono::seconds SecondsOf(std::uint64_t number) {
   constexpr std::uint64_t kMost = std::chrono::seconds::max().count();
   return std::chrono::seconds(std::min(number, kMost));
 }
 
 template <typename TValue>
-bool SetOption(const TInternet& handle, DWORD option, TValue value) {
+static bool SetOption(const TInternet& handle, DWORD option, TValue value) {
   return WinHttpSetOption(handle.get(), option, &value, sizeof(value));
 }
-
-}  // namespace
 
 std::string AbsoluteAddress(const std::string& base, const std::string& location) {
   std::vector<wchar_t> combined(base.size() + 3 * location.size() + 16);

@@ -6,14 +6,10 @@
 
 namespace svc {
 
-namespace {
-
-std::uint64_t HashOf(TShapeId parent, TNameId name) noexcept {
+static std::uint64_t HashOf(TShapeId parent, TNameId name) noexcept {
   const std::uint64_t both = (static_cast<std::uint64_t>(parent) << 32) | name;
   return Mix(both ^ HashSeed(), kMixA);
 }
-
-}  // namespace
 
 TShapeTable::TShapeTable() : slots(64, kNone) {
   nodes.Append({kNone, kNone, kNone, 0, {NQRXHSK20::ECIMType::kString, false, false}});
@@ -128,11 +124,9 @@ std::vector<TCIMValue> ElementsOf(ECIMType type, std::string_view stored) {
   return elements;
 }
 
-namespace {
-
 // Texts take as many bytes as before: a mark, of one byte or more, becomes the byte behind the
 // text.
-void AppendTexts(std::string_view stored, std::string& text, char behindEach) {
+static void AppendTexts(std::string_view stored, std::string& text, char behindEach) {
   const char* at = stored.data();
   const char* const end = at + stored.size();
   const auto count = Take<std::uint32_t>(at);
@@ -156,8 +150,6 @@ void AppendTexts(std::string_view stored, std::string& text, char behindEach) {
   }
   text.resize(static_cast<std::size_t>(to - text.data()));
 }
-
-}  // namespace
 
 void AppendElements(ECIMType type, std::string_view stored, std::string& text, char behindEach) {
   if (IsTextType(type)) return AppendTexts(stored, text, behindEach);

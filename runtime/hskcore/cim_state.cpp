@@ -17,15 +17,11 @@ namespace svc {
 using NQRXHSK20::THSKException;
 using NQRXHSK20::THSKStatusCode;
 
-namespace {
-
-[[noreturn]] void Refuse(const std::string& cause) {
+[[noreturn]] static void Refuse(const std::string& cause) {
   throw THSKException(cause, THSKStatusCode::kFailed);
 }
 
-std::string Quoted(std::string_view text) { return "\"" + CutName(text) + "\""; }
-
-}  // namespace
+static std::string Quoted(std::string_view text) { return "\"" + CutName(text) + "\""; }
 
 TCimState::TCimState() : texts(boost::make_shared<TTextMemory>()), declarationSlots(64, kNone) {}
 

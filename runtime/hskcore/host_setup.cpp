@@ -143,19 +143,15 @@ namespace boost {
 // Where a precondition that does not hold ends: boost calls these instead of ending the process
 // (boost/assert.hpp, BOOST_ENABLE_ASSERT_HANDLER).
 
-namespace {
-
-std::string_view FileName(std::string_view path) {
+static std::string_view FileName(std::string_view path) {
   return path.substr(path.find_last_of("/\\") + 1);
 }
 
-[[noreturn]] void Fail(std::string message, const char* file, long line) {
+[[noreturn]] static void Fail(std::string message, const char* file, long line) {
   message.append(" (").append(FileName(file)).append(":").append(std::to_string(line)).append(")");
   NQRXHSK20::TRootObject::GetCoreLogger().Log(NQRXHSK20::kLogError, message);
   throw NQRXHSK20::TAssertionFailed(message);
 }
-
-}  // namespace
 
 HSKCORE_API void assertion_failed(char const* expression, char const*, char const* file,
                                   long line) {
@@ -171,10 +167,8 @@ HSKCORE_API void assertion_failed_msg(char const* expression, char const* messag
 
 namespace NQRXHSK20 {
 
-namespace {
-
 // Empty when the instance has none.
-std::string MachineTypeOf(const boost::shared_ptr<ICIMInstance>& system) {
+static std::string MachineTypeOf(const boost::shared_ptr<ICIMInstance>& system) {
   try {
     boost::shared_ptr<ICIMProperty> property;
     system->GetProperty(property, "MachineType", {});
@@ -186,8 +180,6 @@ std::string MachineTypeOf(const boost::shared_ptr<ICIMInstance>& system) {
     return {};
   }
 }
-
-}  // namespace
 
 const char* const TCIMSchemaHelper::kContextName = "Namespace";
 const char* const TCIMSchemaHelper::kPluginNSPName = "plugin.nsp";

@@ -24,15 +24,11 @@ using NQRXHSK20::THSKException;
 using NQRXHSK20::THSKStatusCode;
 using NQRXHSK20::TInstanceCallback;
 
-namespace {
-
-[[noreturn]] void ThrowNoProperty(std::string_view className, std::string_view name) {
+[[noreturn]] static void ThrowNoProperty(std::string_view className, std::string_view name) {
   throw THSKException("An instance of class \"" + CutName(className) + "\" has no property \"" +
                           CutName(name) + "\"",
                       THSKStatusCode::kNoSuchProperty);
 }
-
-}  // namespace
 
 TInMemoryNamespace::TInMemoryNamespace() : state(boost::make_shared<TCimState>()) {}
 

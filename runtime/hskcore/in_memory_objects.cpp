@@ -8,17 +8,13 @@
 
 namespace svc {
 
-namespace {
-
 // A longer shape gets an index when it is asked for a property.
 constexpr std::uint32_t kLongestWalk = 24;
 constexpr std::uint32_t kStepsBetweenMarks = 8;
 
-std::uint64_t HashOf(TShapeId shape, std::uint32_t other) noexcept {
+static std::uint64_t HashOf(TShapeId shape, std::uint32_t other) noexcept {
   return Mix(((static_cast<std::uint64_t>(shape) << 32) | other) ^ HashSeed(), kMixA);
 }
-
-}  // namespace
 
 bool TPropertyFinder::Find(const TCimState& state, TRowId rowId, TNameId name, TFound& found) {
   const TRow& row = state.Row(rowId);
@@ -133,22 +129,18 @@ using NQRXHSK20::THSKStatusCode;
 using NQRXHSK20::TInstanceCallback;
 using NQRXHSK20::TSharedText;
 
-namespace {
-
-[[noreturn]] void ThrowCommitted(std::string_view className, std::string_view more = {}) {
+[[noreturn]] static void ThrowCommitted(std::string_view className, std::string_view more = {}) {
   throw THSKException("This instance of class \"" + CutName(className) + "\" is committed already" +
                           std::string(more),
                       THSKStatusCode::kFailed);
 }
 
 // Of a value that stays where it is.
-TSharedText TextOfValue(const TCIMValue& value) {
+static TSharedText TextOfValue(const TCIMValue& value) {
   if (const TSharedText* const shared = value.SharedText()) return *shared;
   if (const auto view = value.TextView()) return {nullptr, *view};
   return value.ToString(10);
 }
-
-}  // namespace
 
 void TInMemoryClass::CreateInstance(boost::shared_ptr<ICIMInstance>& instance, const CIMContext&) {
   instance = boost::make_shared<TCreatedInstance>(owner->shared_from_this(), id);

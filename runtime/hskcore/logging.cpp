@@ -24,8 +24,6 @@ using NQRXHSK20::THSKException;
 using NQRXHSK20::THSKStatusCode;
 using NQRXHSK20::TOSSpecific;
 
-namespace {
-
 constexpr std::string_view kBeforeLevel = "{\"level\":";
 constexpr std::string_view kBeforeMessage = ",\"message\":\"";
 constexpr std::string_view kEnd = "\"}\n";
@@ -34,19 +32,19 @@ constexpr std::size_t kFrame =
     kBeforeLevel.size() + kLongestLevel + kBeforeMessage.size() + kEnd.size();
 constexpr std::size_t kBufferSize = 1 << 19;
 
-std::size_t LongestLine(std::string_view message) {
+static std::size_t LongestLine(std::string_view message) {
   return kFrame + message.size() * kLongestJsonByte;
 }
 
 // All that stands before a message of one of the levels that there are, 0 to 9.
 constexpr std::string_view kUsualStart = "{\"level\":0,\"message\":\"";
 
-char* Write(char* target, std::string_view text) {
+static char* Write(char* target, std::string_view text) {
   text.copy(target, text.size());
   return target + text.size();
 }
 
-char* WriteLine(char* target, int level, std::string_view message) {
+static char* WriteLine(char* target, int level, std::string_view message) {
   if (level >= 0 && level <= 9) {
     char* const start = target;
     target = Write(target, kUsualStart);
@@ -60,7 +58,7 @@ char* WriteLine(char* target, int level, std::string_view message) {
   return Write(target, kEnd);
 }
 
-std::FILE* OpenLog(const std::string& path) {
+static std::FILE* OpenLog(const std::string& path) {
   try {
     return files::OpenInPlace(TOSSpecific::NativePath(path), files::EStart::kEmpty);
   } catch (const TError& error) {
@@ -68,8 +66,6 @@ std::FILE* OpenLog(const std::string& path) {
                         THSKStatusCode::kFailed);
   }
 }
-
-}  // namespace
 
 // The file and what is not yet in it.
 struct TJsonLogger::TSink {

@@ -6,15 +6,11 @@
 
 namespace svc {
 
-namespace {
-
 constexpr std::size_t kFirstBlock = 4096;
 constexpr std::size_t kLargestBlock = 1 << 20;
 // A piece above this part of a block gets its own, so that the rest of a block left for a new one
 // is never more than that part.
 constexpr std::size_t kOwnBlockPart = 8;
-
-}  // namespace
 
 char* TArena::AllocateSlowly(std::size_t size) {
   if (size > NextBlockSize() / kOwnBlockPart) {
@@ -43,13 +39,9 @@ std::size_t TArena::NextBlockSize() const noexcept {
   return std::min(std::max(blockSize * 2, kFirstBlock), kLargestBlock);
 }
 
-namespace {
-
-std::uint32_t HashOf(std::string_view name) noexcept {
+static std::uint32_t HashOf(std::string_view name) noexcept {
   return static_cast<std::uint32_t>(HashName(name, HashSeed()));
 }
-
-}  // namespace
 
 TNameId TNameTable::Find(std::string_view name) const noexcept { return Find(name, HashOf(name)); }
 
@@ -99,9 +91,7 @@ void TNameTable::Grow() {
   }
 }
 
-namespace {
-
-std::uint64_t DrawSeed() noexcept {
+static std::uint64_t DrawSeed() noexcept {
   try {
     std::random_device device;
     return (static_cast<std::uint64_t>(device()) << 32) | device();
@@ -111,8 +101,6 @@ std::uint64_t DrawSeed() noexcept {
     return Mix(reinterpret_cast<std::uintptr_t>(&place), kMixA);
   }
 }
-
-}  // namespace
 
 std::uint64_t HashSeed() noexcept {
   static const std::uint64_t seed = DrawSeed();

@@ -15,20 +15,16 @@ using NQRXHSK20::ICIMNamespace;
 using NQRXHSK20::THSKException;
 using NQRXHSK20::THSKStatusCode;
 
-namespace {
-
-[[noreturn]] void Refuse(const std::string& cause) {
+[[noreturn]] static void Refuse(const std::string& cause) {
   throw THSKException(cause, THSKStatusCode::kFailed);
 }
 
 // A value as an error shows it: enough of it to be found, never megabytes.
-std::string Shown(std::string_view text) {
+static std::string Shown(std::string_view text) {
   constexpr std::size_t kShown = 60;
   const bool isCut = text.size() > kShown;
   return "\"" + CutName(text.substr(0, kShown)) + (isCut ? "\"..." : "\"");
 }
-
-}  // namespace
 
 // Before anything is written: what is shared is copied then.
 TCimState& TNamespaceWriter::Open() {

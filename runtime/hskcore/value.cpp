@@ -13,9 +13,7 @@
 
 namespace NQRXHSK20 {
 
-namespace {
-
-[[noreturn]] void ThrowMismatch(const TCIMValue& value, const char* wanted) {
+[[noreturn]] static void ThrowMismatch(const TCIMValue& value, const char* wanted) {
   const std::string what = value.IsNull()    ? "a null value"
                            : value.IsArray() ? "an array"
                                              : "\"" + svc::CutName(value.ToString(10)) + "\"";
@@ -25,7 +23,7 @@ namespace {
 }
 
 template <typename T>
-std::string IntegerText(T value, std::uint8_t radix) {
+static std::string IntegerText(T value, std::uint8_t radix) {
   if (radix < 2 || radix > 36) {
     throw THSKException("A number cannot be written with the radix " + std::to_string(radix),
                         THSKStatusCode::kFailed);
@@ -35,7 +33,7 @@ std::string IntegerText(T value, std::uint8_t radix) {
 }
 
 template <typename T>
-std::string RealText(T value) {
+static std::string RealText(T value) {
   if (std::isnan(value)) {
     return "NaN";
   }
@@ -46,7 +44,7 @@ std::string RealText(T value) {
   return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
-std::string ArrayText(const std::vector<TCIMValue>& elements, std::uint8_t radix) {
+static std::string ArrayText(const std::vector<TCIMValue>& elements, std::uint8_t radix) {
   std::string text = "{ ";
   for (const TCIMValue& element : elements) {
     text += &element == elements.data() ? "" : ", ";
@@ -54,8 +52,6 @@ std::string ArrayText(const std::vector<TCIMValue>& elements, std::uint8_t radix
   }
   return text + (elements.empty() ? "}" : " }");
 }
-
-}  // namespace
 
 // Writes each kind of value.
 struct TCIMValue::TTextOf {

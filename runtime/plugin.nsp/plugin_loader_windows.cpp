@@ -9,14 +9,12 @@
 
 namespace svc {
 
-namespace {
-
-std::string CauseOf(DWORD error) {
+static std::string CauseOf(DWORD error) {
   return error == ERROR_DLL_INIT_FAILED ? "its entry refused to start or failed"
                                         : std::system_category().message(static_cast<int>(error));
 }
 
-void CheckIsFile(const std::string& path) {
+static void CheckIsFile(const std::string& path) {
   const DWORD attributes = GetFileAttributesW(Widen(path).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     throw TError(CauseOf(GetLastError()));
@@ -25,8 +23,6 @@ void CheckIsFile(const std::string& path) {
     throw TError("it is a folder");
   }
 }
-
-}  // namespace
 
 // "C:\..." or "\\server\...".
 bool IsAbsolutePath(const std::string& path) {

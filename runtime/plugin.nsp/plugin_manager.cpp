@@ -78,16 +78,12 @@ namespace svc {
 using NQRXHSK20::TPluginManagerNamespace;
 using NQRXHSK20::TPluginManagerProvider;
 
-namespace {
-
-TModule Open(const std::string& path) {
+static TModule Open(const std::string& path) {
   return Retold([&path] { return OpenLibrary(path); },
                 [&path](const TError& error) {
                   return TError("The plug-in \"" + path + "\" cannot be loaded: " + error.what());
                 });
 }
-
-}  // namespace
 
 TPluginManagerProvider* LoadPlugin(const std::string& path, TPluginManagerNamespace& manager) {
   if (!IsAbsolutePath(path))

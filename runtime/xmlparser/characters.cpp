@@ -6,9 +6,7 @@
 
 namespace svc::xml {
 
-namespace {
-
-consteval std::array<bool, 128> MakeNameTable(bool first) {
+static consteval std::array<bool, 128> MakeNameTable(bool first) {
   std::array<bool, 128> table{};
   for (int c = 'a'; c <= 'z'; ++c) table[c] = table[c - 'a' + 'A'] = true;
   table['_'] = table[':'] = true;
@@ -22,7 +20,7 @@ constexpr std::array<bool, 128> kNameStart = MakeNameTable(true);
 constexpr std::array<bool, 128> kNamePart = MakeNameTable(false);
 
 // Behind the name character at `at`, or null.
-const char* SkipNameCharacter(const char* at, const char* end, bool first) {
+static const char* SkipNameCharacter(const char* at, const char* end, bool first) {
   const auto byte = static_cast<unsigned char>(*at);
   if (byte < 128) return (first ? kNameStart : kNamePart)[byte] ? at + 1 : nullptr;
   char32_t character = 0;
@@ -32,13 +30,11 @@ const char* SkipNameCharacter(const char* at, const char* end, bool first) {
 }
 
 // The value bits of the continuation byte at `at`, or -1.
-int Continuation(const char* at, const char* end) {
+static int Continuation(const char* at, const char* end) {
   if (at == end) return -1;
   const auto byte = static_cast<unsigned char>(*at);
   return (byte & 0xC0) == 0x80 ? byte & 0x3F : -1;
 }
-
-}  // namespace
 
 const char* DecodeUtf8(const char* at, const char* end, char32_t& character) {
   const auto lead = static_cast<unsigned char>(*at++);

@@ -169,25 +169,21 @@ void TCimTokens::RefuseElement() const {
   reader.Fail("element " + CutName(reader.Name()) + " is not expected here");
 }
 
-namespace {
-
 constexpr unsigned kMajor = 4;
 constexpr unsigned kMinor = 2;
 // Versions are not compared beyond this: larger numbers count as this one.
 constexpr unsigned kLargest = 1000000;
 
-bool IsNumber(std::string_view text) {
+static bool IsNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
-unsigned NumberOf(std::string_view digits) {
+static unsigned NumberOf(std::string_view digits) {
   unsigned number = 0;
   for (char digit : digits)
     number = std::min(number * 10 + static_cast<unsigned>(digit - '0'), kLargest);
   return number;
 }
-
-}  // namespace
 
 std::string_view DialectVersion(std::string_view contents) {
   while (const auto item = CutPseudoAttribute(contents))
@@ -229,13 +225,9 @@ bool TCimBuilder::ReadInstanceMembers() {
   }
 }
 
-namespace {
-
 // What is looked at behind a place at a stroke: a block of a text, and markup behind it.
 constexpr auto kReach = static_cast<std::ptrdiff_t>(kBlockSize + TMarkup::kMost);
 constexpr auto kRoom = static_cast<std::ptrdiff_t>(TNamespaceWriter::kRoom - kBlockSize);
-
-}  // namespace
 
 // Where the text that begins at `words` ends; null, and nothing is written, where it or what stands
 // behind it is not as it was. So for what follows. `last` is the last place behind which as much

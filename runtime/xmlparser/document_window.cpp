@@ -20,21 +20,20 @@ using NQRXHSK20::THSKException;
 using NQRXHSK20::THSKStatusCode;
 using NQRXHSK20::TOSSpecific;
 
-namespace {
-
 // One byte more than is taken, which tells a document that is too large.
 constexpr std::size_t kMostBytes = NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize + 1u;
 constexpr std::size_t kSmallestBuffer = 4096;
 
-std::atomic<bool> isWaitingAllowed = true;
-thread_local bool areAwaited = false;
+static std::atomic<bool> isWaitingAllowed = true;
+static thread_local bool areAwaited = false;
 
-[[noreturn]] void FailToRead(const std::string& path, const char* doing, const std::string& why) {
+[[noreturn]] static void FailToRead(const std::string& path, const char* doing,
+                                    const std::string& why) {
   throw THSKException(path + ": cannot be " + doing + ": " + why, THSKStatusCode::kFileUnreadable);
 }
 
 // What was a file when it was looked at may be a pipe by now.
-TFile OpenRegular(const std::string& path, const std::string& native) {
+static TFile OpenRegular(const std::string& path, const std::string& native) {
   try {
     return TFile(files::OpenToRead(native, files::EPipes::kNone));
   } catch (const TError& error) {
@@ -42,13 +41,13 @@ TFile OpenRegular(const std::string& path, const std::string& native) {
   }
 }
 
-TFile OpenPipe(const std::string& path, const std::string& native) {
+static TFile OpenPipe(const std::string& path, const std::string& native) {
   TFile file(OpenNativeFile(native, "rb"));
   if (!file) FailToRead(path, "opened", std::strerror(errno));
   return file;
 }
 
-void Grow(TFileBytes& buffer, std::size_t capacity, const std::string& path) {
+static void Grow(TFileBytes& buffer, std::size_t capacity, const std::string& path) {
   auto* const moved = static_cast<char*>(std::realloc(buffer.bytes.get(), capacity));
   if (!moved)
     throw THSKException(
@@ -59,7 +58,7 @@ void Grow(TFileBytes& buffer, std::size_t capacity, const std::string& path) {
 }
 
 // What the system says of a file's size is taken for a hint: a pipe has none, and a file may grow.
-TFileBytes ReadAll(const TFile& file, std::uint64_t told, const std::string& path) {
+static TFileBytes ReadAll(const TFile& file, std::uint64_t told, const std::string& path) {
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   TFileBytes read;
   std::size_t capacity = std::clamp<std::uint64_t>(told + 1, kSmallestBuffer, kMostBytes);
@@ -71,8 +70,6 @@ TFileBytes ReadAll(const TFile& file, std::uint64_t told, const std::string& pat
     capacity = std::min(capacity * 2, kMostBytes);
   }
 }
-
-}  // namespace
 
 TAwaitedPipes::TAwaitedPipes() noexcept { areAwaited = true; }
 
@@ -105,21 +102,17 @@ TFileBytes ReadNativeFile(const std::string& path) {
   return ReadAll(OpenRegular(path, path), noSize ? 0 : told, path);
 }
 
-namespace {
-
-[[noreturn]] void FailToRead() {
+[[noreturn]] static void FailToRead() {
   throw TDocumentError(1, std::strerror(errno), NQRXHSK20::THSKStatusCode::kFileUnreadable);
 }
 
-[[noreturn]] void FailAsTooLarge() {
+[[noreturn]] static void FailAsTooLarge() {
   throw TDocumentError(1, "an object as large as the document", NQRXHSK20::THSKStatusCode::kFailed);
 }
 
-[[noreturn]] void FailAsCancelled() {
+[[noreturn]] static void FailAsCancelled() {
   throw TDocumentError(1, "nobody wants it any more", NQRXHSK20::THSKStatusCode::kFailed);
 }
-
-}  // namespace
 
 TDocumentWindow::TDocumentWindow(std::FILE* file, std::size_t size, std::size_t usual)
     : file(file), size(size), usual(usual) {

@@ -155,24 +155,22 @@ bool IsPlainUtf8(std::string_view head) {
   return head.find("?>") != head.npos && (name.empty() || EqualsIgnoringCase(name, "UTF-8"));
 }
 
-namespace {
-
 constexpr std::string_view kOpening = "<?xml";
 
-bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+static bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-bool IsPlain(std::string_view value) {
+static bool IsPlain(std::string_view value) {
   return std::all_of(value.begin(), value.end(), [](char c) {
     return IsLetter(c) || (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '_';
   });
 }
 
-void CutBlanks(std::string_view& text) {
+static void CutBlanks(std::string_view& text) {
   text.remove_prefix(static_cast<std::size_t>(SkipBlanks(text.begin(), text.end()) - text.begin()));
 }
 
 // Cuts a quoted value off the front; nothing when there is none.
-std::optional<std::string_view> CutQuoted(std::string_view& text) {
+static std::optional<std::string_view> CutQuoted(std::string_view& text) {
   if (text.empty() || (text[0] != '"' && text[0] != '\'')) return {};
   const std::size_t close = text.find(text[0], 1);
   if (close == text.npos) return {};
@@ -180,8 +178,6 @@ std::optional<std::string_view> CutQuoted(std::string_view& text) {
   text.remove_prefix(close + 1);
   return value;
 }
-
-}  // namespace
 
 std::optional<TPseudoAttribute> CutPseudoAttribute(std::string_view& text) {
   std::string_view rest = text;

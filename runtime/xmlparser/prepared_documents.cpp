@@ -229,23 +229,19 @@ std::optional<std::vector<TClassId>> TPreparedDocuments::Redeem(std::string_view
 
 namespace svc::xml {
 
-namespace {
-
 constexpr std::string_view kFile = "file ";
 
-constinit std::atomic<int> sharers{0};
+static constinit std::atomic<int> sharers{0};
 
-std::uint64_t RandomWord() {
+static std::uint64_t RandomWord() {
   std::random_device device;
   return (static_cast<std::uint64_t>(device()) << 32) | device();
 }
 
-void AppendHex(std::string& text, std::uint64_t word) {
+static void AppendHex(std::string& text, std::uint64_t word) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   for (int shift = 60; shift >= 0; shift -= 4) text += kDigits[(word >> shift) & 0xF];
 }
-
-}  // namespace
 
 TDocumentCache& TDocumentCache::Instance() {
   // Never destroyed: namespaces may go while the process ends.

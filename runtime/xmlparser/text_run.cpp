@@ -173,14 +173,12 @@ const char* ReadReference(const TDocumentText& text, const char* at, char*& to) 
   text.Fail(at, "unknown entity \"" + CutName({rest.begin(), nameEnd}) + "\"");
 }
 
-namespace {
-
-std::string_view From(const TDocumentText& text, const char* at) {
+static std::string_view From(const TDocumentText& text, const char* at) {
   return {at, static_cast<std::size_t>(text.End() - at)};
 }
 
 // The place of `word` at or behind `at`.
-const char* Find(const TDocumentText& text, const char* at, std::string_view word) {
+static const char* Find(const TDocumentText& text, const char* at, std::string_view word) {
   const std::size_t place = From(text, at).find(word);
   if (place == std::string_view::npos) {
     CheckCharacters(text, at, text.End());
@@ -189,20 +187,20 @@ const char* Find(const TDocumentText& text, const char* at, std::string_view wor
   return at + place;
 }
 
-char At(const TDocumentText& text, const char* at) {
+static char At(const TDocumentText& text, const char* at) {
   if (at == text.End()) text.FailAtEnd();
   return *at;
 }
 
 // Skips white space, of which there must be some.
-const char* SkipSpace(const TDocumentText& text, const char* at) {
+static const char* SkipSpace(const TDocumentText& text, const char* at) {
   if (!IsBlank(At(text, at))) text.Fail(at, "white space is missing in the DOCTYPE");
   return SkipBlanks(at, text.End());
 }
 
 // Skips a quoted text; `isAllowed` judges its bytes.
 template <typename TTest>
-const char* SkipLiteral(const TDocumentText& text, const char* at, TTest isAllowed) {
+static const char* SkipLiteral(const TDocumentText& text, const char* at, TTest isAllowed) {
   const char quote = At(text, at);
   if (quote != '"' && quote != '\'') text.Fail(at, "the DOCTYPE lacks a quoted identifier");
   const char* const close = Find(text, at + 1, std::string_view(&quote, 1));
@@ -213,13 +211,13 @@ const char* SkipLiteral(const TDocumentText& text, const char* at, TTest isAllow
 }
 
 // XML 1.0, production 13.
-bool IsPublicIdByte(char c) {
+static bool IsPublicIdByte(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
          std::string_view(" \r\n-'()+,./:=?;!*#@$_%").find(c) != std::string_view::npos;
 }
 
 // Skips "SYSTEM 'x'" or "PUBLIC 'x' 'y'" when there is one.
-const char* SkipExternalId(const TDocumentText& text, const char* at) {
+static const char* SkipExternalId(const TDocumentText& text, const char* at) {
   if (GoesOnWith(text, at, "PUBLIC")) {
     at = SkipLiteral(text, SkipSpace(text, at + 6), IsPublicIdByte);
     at = SkipSpace(text, at);
@@ -231,12 +229,10 @@ const char* SkipExternalId(const TDocumentText& text, const char* at) {
   return SkipLiteral(text, at, [](char) { return true; });
 }
 
-bool IsXmlTarget(std::string_view target) {
+static bool IsXmlTarget(std::string_view target) {
   return target.size() == 3 && (target[0] | 32) == 'x' && (target[1] | 32) == 'm' &&
          (target[2] | 32) == 'l';
 }
-
-}  // namespace
 
 bool GoesOnWith(const TDocumentText& text, const char* at, std::string_view word) {
   return From(text, at).starts_with(word);

@@ -158,17 +158,13 @@ bool TDocumentParts::Take() {
 
 namespace NQRXHSK20 {
 
-namespace {
-
-void ParseText(TXmlParserState& state, char* text, std::size_t size) {
+static void ParseText(TXmlParserState& state, char* text, std::size_t size) {
   try {
     state.Parse(text, size, false);
   } catch (const svc::xml::TDocumentError& error) {
     throw THSKException("line " + std::to_string(error.line) + ": " + error.what(), error.status);
   }
 }
-
-}  // namespace
 
 void TXmlParser::Parse(char* text) {
   if (!text) throw THSKException("there is no document to parse", THSKStatusCode::kFailed);
@@ -190,17 +186,13 @@ using svc::xml::TDocumentCache;
 using svc::xml::TDocumentText;
 using svc::xml::TFileBytes;
 
-namespace {
-
 constexpr std::size_t kMaxSize = TCIMXMLParser::kMaxSpecificationDocumentSize;
 
 // Where the text ends in a block that is zeroed behind it.
-char* EndOfText(char* begin, char* end) {
+static char* EndOfText(char* begin, char* end) {
   while (end != begin && end[-1] == 0) --end;
   return end;
 }
-
-}  // namespace
 
 void TXmlParserState::Parse(char* text, std::size_t size, bool isWholeFile) {
   svc::TPreparedDocuments* const prepared = svc::TPreparedDocuments::Active();

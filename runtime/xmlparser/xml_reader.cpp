@@ -4,17 +4,13 @@
 #include "runtime/xmlparser/encoding.h"
 
 namespace svc::xml {
-namespace {
-
-bool IsAllBlank(std::string_view text) {
+static bool IsAllBlank(std::string_view text) {
   return SkipBlanks(text.begin(), text.end()) == text.end();
 }
 
-std::size_t WholeBlocks(std::size_t length) {
+static std::size_t WholeBlocks(std::size_t length) {
   return (length + kBlockSize - 1) / kBlockSize * kBlockSize;
 }
-
-}  // namespace
 
 TXmlReader::TXmlReader(TDocumentText& text)
     : text(text), at(text.Begin()), token(at), tagBytes(at), expected(&unknown.child) {}

@@ -21,9 +21,7 @@ namespace fs = std::filesystem;
 
 namespace svc::catalogue {
 
-namespace {
-
-void CheckCommand(const TCommand& command) {
+static void CheckCommand(const TCommand& command) {
   if (command.folder.empty()) {
     throw TError("there is nowhere to write to: give --output DIR, or --merge DIR",
                  EErrorKind::kUsage);
@@ -51,8 +49,8 @@ void CheckCommand(const TCommand& command) {
   }
 }
 
-void AddDrivers(const TCommand& command, const IProgram& program,
-                std::vector<TNewElement>& elements) {
+static void AddDrivers(const TCommand& command, const IProgram& program,
+                       std::vector<TNewElement>& elements) {
   TDriverList list;
   for (const std::string& path : command.drivers) CollectDrivers(PathOf(path), list);
   std::size_t passedOver = 0;
@@ -77,7 +75,7 @@ void AddDrivers(const TCommand& command, const IProgram& program,
   }
 }
 
-void AddFirmware(const TCommand& command, std::vector<TNewElement>& elements) {
+static void AddFirmware(const TCommand& command, std::vector<TNewElement>& elements) {
   const TFor otherwise{command.machineTypes, command.systems};
   for (const std::string& path : command.firmware) {
     try {
@@ -93,7 +91,7 @@ void AddFirmware(const TCommand& command, std::vector<TNewElement>& elements) {
   }
 }
 
-std::size_t CountErrors(const std::string& text, const TCommand& command) {
+static std::size_t CountErrors(const std::string& text, const TCommand& command) {
   const TCatalogue catalogue = ReadCatalogueText(text, PathOf(command.dataFolder));
   const std::vector<TUpdate> updates = UpdatesOf(catalogue);
   return CountOf(ESeverity::kError, Lint(catalogue, updates));
@@ -101,8 +99,8 @@ std::size_t CountErrors(const std::string& text, const TCommand& command) {
 
 // What was put together is judged as every other catalogue is; the errors that one had before are
 // no hindrance to add to it.
-void CheckCatalogue(const std::string& text, std::size_t errorsBefore, const TCommand& command,
-                    const IProgram& program) {
+static void CheckCatalogue(const std::string& text, std::size_t errorsBefore,
+                           const TCommand& command, const IProgram& program) {
   const TCatalogue catalogue = ReadCatalogueText(text, PathOf(command.dataFolder));
   const std::vector<TUpdate> updates = UpdatesOf(catalogue);
   const std::vector<TFinding> findings = Lint(catalogue, updates);
@@ -118,7 +116,7 @@ void CheckCatalogue(const std::string& text, std::size_t errorsBefore, const TCo
   }
 }
 
-void MakeFolder(const std::string& folder) {
+static void MakeFolder(const std::string& folder) {
   std::error_code error;
   fs::create_directories(PathOf(folder), error);
   if (error) {
@@ -127,7 +125,7 @@ void MakeFolder(const std::string& folder) {
   }
 }
 
-std::string ReadMerged(const std::string& folder) {
+static std::string ReadMerged(const std::string& folder) {
   const std::string path = (PathOf(folder) / rules::kIndexFile).string();
   const auto file = Retold<NQRXHSK20::THSKException>(
       [&path] { return xml::ReadWholeFile(path); },
@@ -140,8 +138,8 @@ std::string ReadMerged(const std::string& folder) {
 }
 
 // Returns what was written, for people.
-std::string Merge(const TCommand& command, const std::vector<TNewElement>& elements,
-                  const IProgram& program) {
+static std::string Merge(const TCommand& command, const std::vector<TNewElement>& elements,
+                         const IProgram& program) {
   const std::string older = ReadMerged(command.merged);
   const TMerged merged = MergeInto(older, elements, PathOf(command.dataFolder));
   for (const std::string& remark : merged.remarks) program.Report(remark);
@@ -151,15 +149,13 @@ std::string Merge(const TCommand& command, const std::vector<TNewElement>& eleme
                      merged.replaced, merged.kept);
 }
 
-std::string Build(const TCommand& command, const std::vector<TNewElement>& elements,
-                  const IProgram& program) {
+static std::string Build(const TCommand& command, const std::vector<TNewElement>& elements,
+                         const IProgram& program) {
   const std::string text = CatalogueText(elements);
   CheckCatalogue(text, 0, command, program);
   return fmt::format("{}: {}\n", ShownLine(WriteIndex(command.folder, text, program)),
                      Counted(elements.size(), "update element"));
 }
-
-}  // namespace
 
 std::string WriteIndex(const std::string& folder, const std::string& text,
                        const IProgram& program) {

@@ -165,10 +165,8 @@ void CheckFamilyMissing(const TUpdate& update, TTell& tell) {
 
 // --- How an element's properties are written ---
 
-namespace {
-
 // How many letters one word has and the other has not. Typing errors change few.
-int LettersApart(std::string_view left, std::string_view right) {
+static int LettersApart(std::string_view left, std::string_view right) {
   std::array<int, 256> counts{};
   for (const char c : Lowered(left)) ++counts[static_cast<unsigned char>(c)];
   for (const char c : Lowered(right)) --counts[static_cast<unsigned char>(c)];
@@ -177,12 +175,10 @@ int LettersApart(std::string_view left, std::string_view right) {
   return apart;
 }
 
-bool LooksLike(std::string_view name, std::string_view known) {
+static bool LooksLike(std::string_view name, std::string_view known) {
   constexpr int kNear = 2;
   return LettersApart(name, known) <= kNear;
 }
-
-}  // namespace
 
 void CheckNameMissing(const TUpdate& update, TTell& tell) {
   if (update.name.empty()) tell.Of(update, rules::kUpdateName);
@@ -218,20 +214,16 @@ void CheckPropertyType(const TUpdate& update, TTell& tell) {
 
 // --- Files as a whole ---
 
-namespace {
-
-void TellProblem(const std::optional<TProblem>& problem, const TFile& file, TTell& tell) {
+static void TellProblem(const std::optional<TProblem>& problem, const TFile& file, TTell& tell) {
   if (problem) tell.Of(file, problem->line, problem->cause);
 }
 
 // Whether an element of the file names one of the families.
-bool IsFor(const TFile& file, std::string_view family) {
+static bool IsFor(const TFile& file, std::string_view family) {
   return std::any_of(file.elements.begin(), file.elements.end(), [&](const TElement& element) {
     return Mentions(element.Text(rules::kUpdateSystems), family);
   });
 }
-
-}  // namespace
 
 void CheckUnreadable(const TFile& file, TTell& tell) { TellProblem(file.unreadable, file, tell); }
 void CheckMalformed(const TFile& file, TTell& tell) { TellProblem(file.malformed, file, tell); }

@@ -10,11 +10,9 @@
 
 namespace svc::catalogue {
 
-namespace {
-
 // Whether a controller's model can be read: the family's name, one character that is passed over,
 // the model, a blank.
-bool HasModel(std::string_view list) {
+static bool HasModel(std::string_view list) {
   const std::string lowered = Lowered(list);
   const auto family = lowered.find(rules::kMegaRaidFamily);
   if (family == std::string::npos) return false;
@@ -24,11 +22,9 @@ bool HasModel(std::string_view list) {
 }
 
 // Whether "Controller" with a version behind it stands in the list.
-bool HasControllerVersion(std::string_view list) {
+static bool HasControllerVersion(std::string_view list) {
   return rules::FindVersionOfKey(list, rules::kMegaRaidKey).version.has_value();
 }
-
-}  // namespace
 
 void CheckAdapterFilesMissing(const TUpdate& update, TTell& tell) {
   if (update.IsAdapter() && update.driverFiles.empty()) tell.Of(update, rules::kUpdateDriverFiles);
@@ -66,17 +62,15 @@ void CheckLsiBiosMissing(const TUpdate& update, TTell& tell) {
 
 // --- What an element updates, and the version that it offers ---
 
-namespace {
+static bool BeginsOrEndsBlank(std::string_view text) { return report::Trim(text) != text; }
 
-bool BeginsOrEndsBlank(std::string_view text) { return report::Trim(text) != text; }
-
-bool IsFirstGeneration(const TUpdate& update) {
+static bool IsFirstGeneration(const TUpdate& update) {
   return update.component == EComponent::kDiagnostics &&
          rules::IsFirstDiagnostics(OfferedVersion(update.element->Text(rules::kUpdateVersion)));
 }
 
 // Whether the text has marks, but none that enclose something.
-bool IsHalfMarked(std::string_view text) {
+static bool IsHalfMarked(std::string_view text) {
   const auto begin = text.find(rules::kOpenMark);
   const auto end = text.find(rules::kCloseMark);
   if (begin == text.npos && end == text.npos) return false;
@@ -84,14 +78,12 @@ bool IsHalfMarked(std::string_view text) {
 }
 
 // The version, and the build where it is read.
-std::vector<std::string_view> VersionProperties(const TUpdate& update) {
+static std::vector<std::string_view> VersionProperties(const TUpdate& update) {
   std::vector<std::string_view> names;
   if (update.ReadsVersion()) names.push_back(rules::kUpdateVersion);
   if (IsFirstGeneration(update)) names.push_back(rules::kUpdateBuild);
   return names;
 }
-
-}  // namespace
 
 void CheckUpdatesNothing(const TUpdate& update, TTell& tell) {
   const bool isListed = !update.driverFiles.empty();
@@ -168,27 +160,23 @@ void CheckDiagnosticsSkipped(const TUpdate& update, TTell& tell) {
 
 // --- The list of driver files ---
 
-namespace {
-
 constexpr std::string_view kDriverFiles = rules::kUpdateDriverFiles;
 
 // Whether an installed driver can have the name, once both are brought to the compared form.
-bool IsReachable(std::string_view name) {
+static bool IsReachable(std::string_view name) {
   const std::string compared = ComparedName(name);
   return !compared.empty() && !BeginsOrEndsBlank(compared) &&
          name.find_first_of("/\\\r\n\t") == name.npos;
 }
 
 // The list of an adapter holds identifiers of devices, which are no names of drivers.
-bool ListsDrivers(const TUpdate& update) { return !update.IsAdapter(); }
+static bool ListsDrivers(const TUpdate& update) { return !update.IsAdapter(); }
 
 // The entry as it is written in the list.
-std::string_view Whole(const TDriverEntry& entry) {
+static std::string_view Whole(const TDriverEntry& entry) {
   return {entry.name.data(), static_cast<std::size_t>(entry.version.data() - entry.name.data()) +
                                  entry.version.size()};
 }
-
-}  // namespace
 
 void CheckDriversUnversioned(const TUpdate& update, TTell& tell) {
   if (!report::Trim(update.driverFiles).empty() && !Contains(update.driverFiles, "-#")) {

@@ -145,9 +145,7 @@ int FetchCatalogue(const TCommand& command, const IProgram& program) {
 
 // The module that does the work of `svcheck catalogue`.
 
-namespace {
-
-int Act(const TCommand& command, const IProgram& program) {
+static int Act(const TCommand& command, const IProgram& program) {
   switch (command.action) {
     case EAction::kLint:
       return LintCatalogue(command, program);
@@ -163,8 +161,6 @@ int Act(const TCommand& command, const IProgram& program) {
   }
   return kExitUsage;
 }
-
-}  // namespace
 
 }  // namespace svc::catalogue
 

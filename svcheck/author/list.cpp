@@ -21,15 +21,13 @@
 
 namespace svc::catalogue {
 
-namespace {
-
-std::string PlaceOf(const TToldFinding& finding) {
+static std::string PlaceOf(const TToldFinding& finding) {
   const std::string name = report::PlainLine(finding.file.name);
   return finding.line == 0 ? name : fmt::format("{}:{}", name, finding.line);
 }
 
 // As compilers have it, so that editors find the place, with the advice below.
-std::string Line(const TToldFinding& finding) {
+static std::string Line(const TToldFinding& finding) {
   std::string text = fmt::format("{}: {}: ", PlaceOf(finding), NameOf(finding.rule.severity));
   if (!finding.element.empty()) text += report::PlainLine(finding.element) + ": ";
   text += finding.rule.what;
@@ -37,8 +35,8 @@ std::string Line(const TToldFinding& finding) {
   return fmt::format("{} [{}]\n    {}\n", text, finding.rule.id, finding.rule.advice);
 }
 
-void WriteTable(const TCatalogue& catalogue, const std::vector<TUpdate>& updates,
-                const std::vector<TFinding>& findings, TOutput& output) {
+static void WriteTable(const TCatalogue& catalogue, const std::vector<TUpdate>& updates,
+                       const std::vector<TFinding>& findings, TOutput& output) {
   TellEach(catalogue, updates, findings,
            [&](const TToldFinding& finding) { output.Write(Line(finding)); });
   output.Write(fmt::format("{}: {}, {}.\n", Counted(catalogue.CountElements(), "update element"),
@@ -46,7 +44,7 @@ void WriteTable(const TCatalogue& catalogue, const std::vector<TUpdate>& updates
                            Counted(CountOf(ESeverity::kWarning, findings), "warning")));
 }
 
-void WriteFinding(const TToldFinding& finding, TJsonWriter& json) {
+static void WriteFinding(const TToldFinding& finding, TJsonWriter& json) {
   json.Object(kJsonSpaced).Text("rule", finding.rule.id);
   json.Text("severity", NameOf(finding.rule.severity)).Text("file", finding.file.name).Name("line");
   finding.line == 0 ? json.Null() : json.Number(finding.line);
@@ -54,9 +52,9 @@ void WriteFinding(const TToldFinding& finding, TJsonWriter& json) {
   json.Text("detail", finding.detail).Text("advice", finding.rule.advice).End();
 }
 
-void WriteJson(const TCommand& command, const TCatalogue& catalogue,
-               const std::vector<TUpdate>& updates, const std::vector<TFinding>& findings,
-               TOutput& output) {
+static void WriteJson(const TCommand& command, const TCatalogue& catalogue,
+                      const std::vector<TUpdate>& updates, const std::vector<TFinding>& findings,
+                      TOutput& output) {
   std::string text;
   TJsonWriter json(text);
   json.Object(kJsonDocument).Number("schema", 1).Text("catalogue", command.folder);
@@ -73,16 +71,14 @@ void WriteJson(const TCommand& command, const TCatalogue& catalogue,
 }
 
 // A file that cannot be read at all leaves nothing to judge.
-bool IsUnread(const TFile& file) { return file.unreadable || file.malformed; }
+static bool IsUnread(const TFile& file) { return file.unreadable || file.malformed; }
 
-int StatusOf(const TCatalogue& catalogue, const std::vector<TFinding>& findings) {
+static int StatusOf(const TCatalogue& catalogue, const std::vector<TFinding>& findings) {
   for (const TFile& file : catalogue.files) {
     if (IsUnread(file)) return kExitCatalogue;
   }
   return CountOf(ESeverity::kError, findings) > 0 ? kExitCondition : kExitDone;
 }
-
-}  // namespace
 
 int LintCatalogue(const TCommand& command, const IProgram& program) {
   const TCatalogue catalogue =

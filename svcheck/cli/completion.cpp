@@ -5,10 +5,8 @@
 
 namespace svc {
 
-namespace {
-
 // In single quotes, for every shell.
-std::string Quoted(const std::string& text) {
+static std::string Quoted(const std::string& text) {
   return '\'' + boost::replace_all_copy(text, "'", "'\"'\"'") + '\'';
 }
 
@@ -44,7 +42,7 @@ complete -F _svcheck svcheck
 )";
 
 // How the values of a kind are offered; empty for values that nobody can guess.
-std::string Offer(EValueKind kind, const std::vector<std::string>& choices) {
+static std::string Offer(EValueKind kind, const std::vector<std::string>& choices) {
   switch (kind) {
     case EValueKind::kFile:
       return "_svcheck_paths -f";
@@ -59,7 +57,7 @@ std::string Offer(EValueKind kind, const std::vector<std::string>& choices) {
   return {};
 }
 
-std::string ValueCases(const TCommandDescription& command) {
+static std::string ValueCases(const TCommandDescription& command) {
   std::string cases;
   for (const TOptionDescription& option : command.options) {
     if (option.value.empty()) continue;
@@ -74,14 +72,14 @@ std::string ValueCases(const TCommandDescription& command) {
   return cases;
 }
 
-std::string NextWords(const TCommandDescription& command) {
+static std::string NextWords(const TCommandDescription& command) {
   std::string words;
   for (const TCommandDescription& inner : command.commands) words += LastWordOf(inner) + ' ';
   for (const TOptionDescription& option : command.options) words += option.names.back() + ' ';
   return boost::trim_right_copy(words);
 }
 
-std::string CommandCase(const TCommandDescription& command) {
+static std::string CommandCase(const TCommandDescription& command) {
   std::string offer;
   if (!command.positionals.empty()) {
     offer = Offer(KindOfPositional(command), command.positionals.front().choices);
@@ -94,8 +92,6 @@ std::string CommandCase(const TCommandDescription& command) {
       "            fi\n            ;;\n",
       WordsOf(command), options, offer);
 }
-
-}  // namespace
 
 std::string BashCompletion(const std::vector<TCommandDescription>& verbs) {
   std::string names, values, commands, first;
@@ -111,10 +107,8 @@ std::string BashCompletion(const std::vector<TCommandDescription>& verbs) {
          "help --help --version' ;;\n" + commands + kTail;
 }
 
-namespace {
-
 // A test of the shell: the words of the command stand on the line, and none of a command below it.
-std::string Condition(const TCommandDescription& command) {
+static std::string Condition(const TCommandDescription& command) {
   std::vector<std::string> words;
   boost::split(words, WordsOf(command), [](char c) { return c == ' '; });
   std::string condition;
@@ -127,7 +121,7 @@ std::string Condition(const TCommandDescription& command) {
   return condition;
 }
 
-std::string Values(EValueKind kind, const std::vector<std::string>& choices) {
+static std::string Values(EValueKind kind, const std::vector<std::string>& choices) {
   switch (kind) {
     case EValueKind::kFile:
       return " -r -F";
@@ -143,20 +137,20 @@ std::string Values(EValueKind kind, const std::vector<std::string>& choices) {
   return {};
 }
 
-std::string Line(const std::string& condition, const std::string& rest) {
+static std::string Line(const std::string& condition, const std::string& rest) {
   return "complete -c svcheck -n " + Quoted(condition) + rest + '\n';
 }
 
-std::string Offer(const std::string& condition, const TCommandDescription& command) {
+static std::string Offer(const std::string& condition, const TCommandDescription& command) {
   return Line(condition, " -a " + LastWordOf(command) + " -d " + Quoted(command.summary));
 }
 
-std::string LetterOf(const TOptionDescription& option) {
+static std::string LetterOf(const TOptionDescription& option) {
   const std::string& first = option.names.front();
   return first.starts_with("--") ? std::string() : " -s " + first.substr(1);
 }
 
-std::string LinesOf(const TCommandDescription& command) {
+static std::string LinesOf(const TCommandDescription& command) {
   const std::string condition = Condition(command);
   std::string lines;
   for (const TCommandDescription& inner : command.commands) lines += Offer(condition, inner);
@@ -173,8 +167,6 @@ std::string LinesOf(const TCommandDescription& command) {
   return list == std::string::npos ? lines : lines + Line(condition, values.substr(list));
 }
 
-}  // namespace
-
 std::string FishCompletion(const std::vector<TCommandDescription>& verbs) {
   std::string script =
       "# Completion of svcheck for fish, made by `svcheck completion fish`.\n\n"
@@ -187,17 +179,15 @@ std::string FishCompletion(const std::vector<TCommandDescription>& verbs) {
   return script;
 }
 
-namespace {
-
 // Inside an argument of _arguments these have a meaning of their own.
-std::string Plain(std::string text) {
+static std::string Plain(std::string text) {
   for (const char* special : {"\\", ":", "[", "]"}) {
     boost::replace_all(text, special, std::string("\\") + special);
   }
   return text;
 }
 
-std::string Action(EValueKind kind, const std::vector<std::string>& choices) {
+static std::string Action(EValueKind kind, const std::vector<std::string>& choices) {
   switch (kind) {
     case EValueKind::kFile:
       return "_files";
@@ -212,7 +202,7 @@ std::string Action(EValueKind kind, const std::vector<std::string>& choices) {
   return {};
 }
 
-std::string Argument(const TOptionDescription& option, const std::string& name) {
+static std::string Argument(const TOptionDescription& option, const std::string& name) {
   std::string argument = option.repeatable ? "*" : "";
   const char* const behind = name.starts_with("--") ? "=" : "+";
   argument += name + (option.value.empty() ? "" : behind) + '[' + Plain(option.text) + ']';
@@ -222,7 +212,7 @@ std::string Argument(const TOptionDescription& option, const std::string& name) 
   return Quoted(argument);
 }
 
-std::string Names(const std::vector<TCommandDescription>& commands) {
+static std::string Names(const std::vector<TCommandDescription>& commands) {
   std::string names;
   for (const TCommandDescription& command : commands) {
     names += "\n        " + Quoted(Plain(LastWordOf(command)) + ':' + Plain(command.summary));
@@ -230,12 +220,12 @@ std::string Names(const std::vector<TCommandDescription>& commands) {
   return names;
 }
 
-std::string FunctionName(const TCommandDescription& command) {
+static std::string FunctionName(const TCommandDescription& command) {
   return "_" + boost::replace_all_copy(command.name, " ", "_");
 }
 
 // Offers the commands, then hands over to that of the one given.
-std::string Choice(const std::vector<TCommandDescription>& commands) {
+static std::string Choice(const std::vector<TCommandDescription>& commands) {
   std::string text = "    local -a commands=(" + Names(commands) +
                      "\n    )\n    if (( CURRENT == 2 )); then\n"
                      "        _describe -t commands command commands\n        return\n    fi\n"
@@ -246,7 +236,7 @@ std::string Choice(const std::vector<TCommandDescription>& commands) {
   return text + "    esac\n";
 }
 
-std::string Arguments(const TCommandDescription& command) {
+static std::string Arguments(const TCommandDescription& command) {
   std::string text = "    _arguments";
   for (const TOptionDescription& option : command.options) {
     for (const std::string& name : option.names) {
@@ -259,8 +249,6 @@ std::string Arguments(const TCommandDescription& command) {
   }
   return text + '\n';
 }
-
-}  // namespace
 
 std::string ZshCompletion(const std::vector<TCommandDescription>& verbs) {
   std::string script =

@@ -12,17 +12,15 @@
 
 namespace svc {
 
-namespace {
-
 constexpr std::size_t kColumns = 96;
 constexpr std::size_t kTextColumn = 28;
 
-void Print(std::FILE* file, const std::string& text) {
+static void Print(std::FILE* file, const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), file);
 }
 
 // Breaks at blanks; every line but the first begins at the column.
-std::string Wrapped(std::string_view text, std::size_t column) {
+static std::string Wrapped(std::string_view text, std::size_t column) {
   const std::size_t room = kColumns - column;
   std::string lines;
   while (text.size() > room) {
@@ -36,28 +34,26 @@ std::string Wrapped(std::string_view text, std::size_t column) {
 }
 
 // A name on the left, its text on the right.
-std::string Row(const std::string& name, const std::string& text) {
+static std::string Row(const std::string& name, const std::string& text) {
   const std::string gap = name.size() + 4 <= kTextColumn
                               ? std::string(kTextColumn - 2 - name.size(), ' ')
                               : '\n' + std::string(kTextColumn, ' ');
   return "  " + name + gap + Wrapped(text, kTextColumn) + '\n';
 }
 
-std::string Rows(const char* title, const std::vector<TOptionDescription>& options) {
+static std::string Rows(const char* title, const std::vector<TOptionDescription>& options) {
   if (options.empty()) return {};
   std::string text = fmt::format("\n{}:\n", title);
   for (const TOptionDescription& option : options) text += Row(UsageOf(option), TextOf(option));
   return text;
 }
 
-std::string Examples(const TCommandDescription& command) {
+static std::string Examples(const TCommandDescription& command) {
   if (command.examples.empty()) return {};
   std::string text = "\nExamples:\n";
   for (const std::string& example : command.examples) text += fmt::format("  {}\n", example);
   return text;
 }
-
-}  // namespace
 
 int PrintProgramHelp(std::FILE* file) {
   std::string text =

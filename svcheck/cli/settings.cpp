@@ -15,22 +15,22 @@ namespace fs = std::filesystem;
 
 namespace svc {
 
-namespace {
-
 constexpr const char* kPrefix = "SVCHECK_";
 constexpr std::string_view kCode = "plugin";
 
-std::string Upper(char c) { return {c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c}; }
+static std::string Upper(char c) {
+  return {c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c};
+}
 
 // "SVCHECK_FAIL_ON" of "fail-on".
-std::string VariableOf(const std::string& name) {
+static std::string VariableOf(const std::string& name) {
   std::string variable = kPrefix;
   for (const char c : name) variable += c == '-' ? "_" : Upper(c);
   return variable;
 }
 
 // Names and values, in the order of the names.
-std::vector<std::pair<std::string, std::string>> OwnVariables() {
+static std::vector<std::pair<std::string, std::string>> OwnVariables() {
   std::vector<std::pair<std::string, std::string>> variables;
   for (char** entry = Environment(); entry != nullptr && *entry != nullptr; ++entry) {
     const std::string text = *entry;
@@ -43,14 +43,14 @@ std::vector<std::pair<std::string, std::string>> OwnVariables() {
 }
 
 // The systemd unit has these for its command line.
-bool IsOfService(const std::string& variable) {
+static bool IsOfService(const std::string& variable) {
   return variable == "SVCHECK_ARGUMENTS" || variable == "SVCHECK_FETCH_ARGUMENTS" ||
          variable == "SVCHECK_METRICS";
 }
 
 // Names of the settings of a verb (empty: of all), each once.
-std::vector<std::string> NamesOf(const std::vector<TCommandDescription>& verbs,
-                                 const std::string& verb) {
+static std::vector<std::string> NamesOf(const std::vector<TCommandDescription>& verbs,
+                                        const std::string& verb) {
   std::vector<std::string> names;
   for (const TCommandDescription* command : Flattened(verbs)) {
     const std::string words = WordsOf(*command);
@@ -64,7 +64,8 @@ std::vector<std::string> NamesOf(const std::vector<TCommandDescription>& verbs,
   return names;
 }
 
-void AddVariables(const std::vector<TCommandDescription>& verbs, std::vector<TSetting>& settings) {
+static void AddVariables(const std::vector<TCommandDescription>& verbs,
+                         std::vector<TSetting>& settings) {
   const std::vector<std::string> names = NamesOf(verbs, "");
   std::vector<std::string> variables;
   for (const std::string& name : names) variables.push_back(VariableOf(name));
@@ -85,11 +86,11 @@ void AddVariables(const std::vector<TCommandDescription>& verbs, std::vector<TSe
   }
 }
 
-[[noreturn]] void Refuse(const TSetting& setting, const std::string& text) {
+[[noreturn]] static void Refuse(const TSetting& setting, const std::string& text) {
   throw TError(setting.Place() + ": " + text, EErrorKind::kUsage);
 }
 
-void CheckVerb(const TSetting& setting, const std::vector<TCommandDescription>& verbs) {
+static void CheckVerb(const TSetting& setting, const std::vector<TCommandDescription>& verbs) {
   std::vector<std::string> names;
   for (const TCommandDescription& verb : verbs) names.push_back(LastWordOf(verb));
   if (setting.verb.empty() || std::count(names.begin(), names.end(), setting.verb) != 0) return;
@@ -98,7 +99,7 @@ void CheckVerb(const TSetting& setting, const std::vector<TCommandDescription>& 
                       boost::join(names, ", "));
 }
 
-void CheckName(const TSetting& setting, const std::vector<TCommandDescription>& verbs) {
+static void CheckName(const TSetting& setting, const std::vector<TCommandDescription>& verbs) {
   CheckVerb(setting, verbs);
   const std::vector<std::string> names = NamesOf(verbs, setting.verb);
   if (!std::binary_search(names.begin(), names.end(), setting.name)) {
@@ -114,7 +115,7 @@ void CheckName(const TSetting& setting, const std::vector<TCommandDescription>& 
 }
 
 // Throws when the setting is not written as its option asks for.
-void CheckForm(const TSetting& setting, const TOptionDescription& option) {
+static void CheckForm(const TSetting& setting, const TOptionDescription& option) {
   if (setting.isArray && !option.repeatable) Refuse(setting, setting.name + " takes one value");
   if (setting.file.empty()) return;
   if (option.value.empty() != (setting.form == EValueForm::kTruth)) {
@@ -123,7 +124,8 @@ void CheckForm(const TSetting& setting, const TOptionDescription& option) {
   }
 }
 
-std::vector<std::string> ValuesOf(const TSetting& setting, const TOptionDescription& option) {
+static std::vector<std::string> ValuesOf(const TSetting& setting,
+                                         const TOptionDescription& option) {
   const EValueKind kind = KindOf(option);
   std::vector<std::string> values = setting.values;
   if (setting.file.empty() || (kind != EValueKind::kFile && kind != EValueKind::kFolder)) {
@@ -135,13 +137,13 @@ std::vector<std::string> ValuesOf(const TSetting& setting, const TOptionDescript
   return values;
 }
 
-bool Excludes(const TOptionDescription& option, const std::string& other) {
+static bool Excludes(const TOptionDescription& option, const std::string& other) {
   return std::count(option.excludes.begin(), option.excludes.end(), other) != 0;
 }
 
 // Whether the setting counts: neither the command line nor a stronger setting has the word already.
-bool Holds(const TSetting& setting, const TOptionDescription& option,
-           const std::vector<THolding>& holding, const std::vector<std::string>& given) {
+static bool Holds(const TSetting& setting, const TOptionDescription& option,
+                  const std::vector<THolding>& holding, const std::vector<std::string>& given) {
   for (const std::string& name : given) {
     if (name == option.names.back() || Excludes(option, name)) return false;
   }
@@ -157,8 +159,6 @@ bool Holds(const TSetting& setting, const TOptionDescription& option,
   }
   return true;
 }
-
-}  // namespace
 
 std::string TSetting::Place() const {
   return file.empty() ? "environment " + variable : file + ':' + std::to_string(line);

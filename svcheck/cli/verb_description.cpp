@@ -5,9 +5,7 @@
 
 namespace svc {
 
-namespace {
-
-std::vector<std::string> LinesOf(std::string_view text) {
+static std::vector<std::string> LinesOf(std::string_view text) {
   std::vector<std::string> lines;
   if (text.empty()) return lines;
   boost::split(lines, text, [](char c) { return c == '\n'; });
@@ -16,7 +14,7 @@ std::vector<std::string> LinesOf(std::string_view text) {
 }
 
 // The library tells of a check only in words: "TEXT:{a,b}".
-std::vector<std::string> ChoicesOf(const CLI::Option& option) {
+static std::vector<std::string> ChoicesOf(const CLI::Option& option) {
   const std::string type = option.get_type_name();
   const std::size_t begin = type.find('{');
   const std::size_t end = type.find('}', begin);
@@ -27,7 +25,7 @@ std::vector<std::string> ChoicesOf(const CLI::Option& option) {
   return choices;
 }
 
-std::vector<std::string> NamesOf(const CLI::Option& option) {
+static std::vector<std::string> NamesOf(const CLI::Option& option) {
   if (option.get_positional()) return {option.get_name(true)};
   std::vector<std::string> names;
   for (const std::string& name : option.get_snames()) names.push_back("-" + name);
@@ -35,18 +33,18 @@ std::vector<std::string> NamesOf(const CLI::Option& option) {
   return names;
 }
 
-std::string ValueOf(const CLI::Option& option) {
+static std::string ValueOf(const CLI::Option& option) {
   if (option.get_items_expected_max() == 0 || option.get_positional()) return {};
   if (!option.get_option_text().empty()) return boost::trim_copy(option.get_option_text());
   return "VALUE";
 }
 
 // What a single run writes is said by its command line alone: no two runs share a file unasked.
-bool NamesAResult(const CLI::Option& option) {
+static bool NamesAResult(const CLI::Option& option) {
   return option.check_lname("output") || option.check_lname("capture");
 }
 
-TOptionDescription DescribeOption(const CLI::Option& option) {
+static TOptionDescription DescribeOption(const CLI::Option& option) {
   TOptionDescription described;
   described.names = NamesOf(option);
   described.value = ValueOf(option);
@@ -64,7 +62,7 @@ TOptionDescription DescribeOption(const CLI::Option& option) {
 }
 
 // Options of a group, which is an application without a name, are those of the one around it.
-void AddOptions(const CLI::App& app, TCommandDescription& command) {
+static void AddOptions(const CLI::App& app, TCommandDescription& command) {
   for (const CLI::Option* option : app.get_options()) {
     if (option == app.get_help_ptr() || option->get_group().empty()) continue;
     auto& list = option->get_positional() ? command.positionals : command.options;
@@ -75,12 +73,12 @@ void AddOptions(const CLI::App& app, TCommandDescription& command) {
   }
 }
 
-bool IsExampleOf(const std::string& example, const std::string& command) {
+static bool IsExampleOf(const std::string& example, const std::string& command) {
   return example == command || example.starts_with(command + ' ');
 }
 
-TCommandDescription DescribeCommand(const CLI::App& app, const std::string& name,
-                                    const std::vector<std::string>& examples) {
+static TCommandDescription DescribeCommand(const CLI::App& app, const std::string& name,
+                                           const std::vector<std::string>& examples) {
   TCommandDescription command;
   command.name = name;
   command.summary = app.get_description();
@@ -99,12 +97,10 @@ TCommandDescription DescribeCommand(const CLI::App& app, const std::string& name
   return command;
 }
 
-EValueKind KindOfName(const std::string& name) {
+static EValueKind KindOfName(const std::string& name) {
   if (name.starts_with("FILE") || name == "PATH" || name == "OLD") return EValueKind::kFile;
   return name.starts_with("DIR") ? EValueKind::kFolder : EValueKind::kOther;
 }
-
-}  // namespace
 
 TCommandDescription Describe(const TVerb& verb, const CLI::App& app) {
   TCommandDescription command =

@@ -113,8 +113,6 @@ using svc::report::EOutcome;
 
 namespace svc::fleet {
 
-namespace {
-
 // Of a type that no update element names.
 constexpr const char* kNoMachine =
     "<CIM><DECLARATION><DECLGROUP><VALUE.OBJECT><INSTANCE CLASSNAME=\"QRXSG_ComputerSystem\">"
@@ -122,7 +120,7 @@ constexpr const char* kNoMachine =
     "</DECLGROUP></DECLARATION></CIM>";
 
 // What the inventory tells of the machine beside its type.
-void AddDescription(const report::TReport& report, TJsonWriter& json) {
+static void AddDescription(const report::TReport& report, TJsonWriter& json) {
   json.TextIfAny("manufacturer", report.machine.manufacturer);
   json.TextIfAny("model", report.machine.model);
   json.TextIfAny("serialNumber", report.machine.serialNumber);
@@ -136,14 +134,14 @@ constexpr std::size_t kLongestAnswer = std::size_t{16} << 20;
 constexpr std::size_t kMostReserved = std::size_t{1} << 20;
 
 // An object without its end.
-std::string HeadOf(const std::string& machine) {
+static std::string HeadOf(const std::string& machine) {
   std::string head;
   TJsonWriter(head).Object().Text("machine", machine);
   return head;
 }
 
 // The last line, behind its head.
-std::string EndOf(const report::TReport& report, const report::TSummary& summary) {
+static std::string EndOf(const report::TReport& report, const report::TSummary& summary) {
   std::string end;
   TJsonWriter json(end);
   json.Object();
@@ -156,13 +154,12 @@ std::string EndOf(const report::TReport& report, const report::TSummary& summary
   return end;
 }
 
-boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings, const std::string& machine) {
+static boost::shared_ptr<TJsonLogger> OpenLog(const TCheckSettings& settings,
+                                              const std::string& machine) {
   if (settings.logFolder.empty()) return {};
   const auto file = PathOf(settings.logFolder) / PathOf(FileNameOf(machine) + ".ndjson");
   return TJsonLogger::Open(file.string(), settings.query.logLevel, ReportError);
 }
-
-}  // namespace
 
 bool TRecordLines::TLine::IsOf(const report::TRecord& record) const {
   return !rest.empty() && verdict == record.verdict && name == record.name &&
@@ -342,21 +339,17 @@ std::string FailedAnswer(const std::string& machine, const std::string& cause) {
   return HeadOf(machine) + EndOf(report, {}) + '\n';
 }
 
-namespace {
-
 // A name of more than 255 bytes cannot be, and endings come behind this one. What is cut off it is
 // told by a hash; no whole name has a "~".
 constexpr std::size_t kLongestName = 120;
 constexpr std::size_t kKept = 80;
 
-std::string Shortened(std::string name, std::string_view machine) {
+static std::string Shortened(std::string name, std::string_view machine) {
   if (name.size() <= kLongestName) return name;
   boost::uuids::name_generator_sha1 hash(boost::uuids::ns::oid());
   name.resize(kKept);
   return name + '~' + boost::uuids::to_string(hash(machine.data(), machine.size()));
 }
-
-}  // namespace
 
 std::string FileNameOf(std::string_view machine) {
   constexpr std::string_view kPlain =

@@ -123,21 +123,17 @@ THandle TProgramStarter::Start(HANDLE channel) const {
   return process;
 }
 
-namespace {
-
 constexpr std::size_t kBlock = std::size_t{1} << 16;
 
-[[noreturn]] void FailToReach(DWORD error) { FailWorker("reach", static_cast<int>(error)); }
+[[noreturn]] static void FailToReach(DWORD error) { FailWorker("reach", static_cast<int>(error)); }
 
 // Known to nobody before this process has both ends.
-std::wstring FreshName() {
+static std::wstring FreshName() {
   std::random_device device;
   std::wstring name = L"\\\\.\\pipe\\svcheck-fleet";
   for (int part = 0; part < 4; ++part) name += L'-' + std::to_wstring(device());
   return name;
 }
-
-}  // namespace
 
 TPort::TPort() : port(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1)) {
   if (!port) FailToReach(GetLastError());

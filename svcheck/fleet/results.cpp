@@ -14,21 +14,17 @@
 namespace fs = std::filesystem;
 namespace svc::fleet {
 
-namespace {
-
 // Twice the records that a fleet keeps of a machine: what a small compressed file becomes ends
 // here.
 constexpr std::size_t kMostOfMachine = 32U << 20U;
 
-std::unique_ptr<IByteSource> Open(const std::string& path) {
+static std::unique_ptr<IByteSource> Open(const std::string& path) {
   try {
     return OpenBytes(path);
   } catch (const std::runtime_error& error) {
     throw TError(std::string("cannot read results: ") + error.what());
   }
 }
-
-}  // namespace
 
 TResultReader::TResultReader(const std::string& path)
     : path(path), lines(Open(path), kMostOfMachine) {}
@@ -129,15 +125,13 @@ void MergeResults(const std::vector<std::string>& shards,
   }
 }
 
-namespace {
-
-[[noreturn]] void RefuseLine(std::string_view line) {
+[[noreturn]] static void RefuseLine(std::string_view line) {
   throw std::runtime_error("\"" + std::string(line.substr(0, 60)) +
                            "\" is no line of a fleet's results");
 }
 
 // Up to the quote that ends a JSON string, from behind the one that begins it.
-std::string_view UpToQuote(std::string_view text) {
+static std::string_view UpToQuote(std::string_view text) {
   std::size_t end = text.find('"');
   while (end != std::string_view::npos) {
     std::size_t escapes = 0;
@@ -150,7 +144,7 @@ std::string_view UpToQuote(std::string_view text) {
 
 // Inside a text every quote has a backslash before it, so that a name with both its quotes is a
 // member's. Its colon follows at once.
-std::size_t FindMember(std::string_view line, std::string_view name) {
+static std::size_t FindMember(std::string_view line, std::string_view name) {
   std::string key;
   key.reserve(name.size() + 3);
   key += '"';
@@ -160,7 +154,7 @@ std::size_t FindMember(std::string_view line, std::string_view name) {
   return found == std::string_view::npos ? found : found + key.size();
 }
 
-void AppendCharacter(std::string& text, unsigned code) {
+static void AppendCharacter(std::string& text, unsigned code) {
   if (code < 0x80) {
     text += static_cast<char>(code);
   } else if (code < 0x800) {
@@ -174,7 +168,7 @@ void AppendCharacter(std::string& text, unsigned code) {
 }
 
 // Of the four digits behind "\\u".
-unsigned CodeOf(std::string_view digits) {
+static unsigned CodeOf(std::string_view digits) {
   unsigned code = 0;
   const char* const end = digits.data() + digits.size();
   const auto read = std::from_chars(digits.data(), end, code, 16);
@@ -184,7 +178,7 @@ unsigned CodeOf(std::string_view digits) {
   return code;
 }
 
-char Escaped(char letter) {
+static char Escaped(char letter) {
   switch (letter) {
     case 'n':
       return '\n';
@@ -201,18 +195,19 @@ char Escaped(char letter) {
   }
 }
 
-std::string NeededText(std::string_view line, std::string_view name) {
+static std::string NeededText(std::string_view line, std::string_view name) {
   const auto written = MemberOf(line, name);
   if (!written) RefuseLine(line);
   return Unescaped(*written);
 }
 
-std::string TextIfAny(std::string_view line, std::string_view name) {
+static std::string TextIfAny(std::string_view line, std::string_view name) {
   const auto written = MemberOf(line, name);
   return written ? Unescaped(*written) : std::string();
 }
 
-std::optional<report::TAcceptance> AcceptanceOf(std::string_view line, std::string_view name) {
+static std::optional<report::TAcceptance> AcceptanceOf(std::string_view line,
+                                                       std::string_view name) {
   const std::size_t at = FindMember(line, name);
   if (at == std::string_view::npos || at >= line.size() || line[at] != '{') return {};
   report::TAcceptance acceptance;
@@ -224,7 +219,7 @@ std::optional<report::TAcceptance> AcceptanceOf(std::string_view line, std::stri
   return acceptance;
 }
 
-report::TRecord RecordOf(std::string_view line) {
+static report::TRecord RecordOf(std::string_view line) {
   report::TRecord record;
   record.type = NeededText(line, "Type");
   record.name = NeededText(line, "Name");
@@ -245,8 +240,6 @@ report::TRecord RecordOf(std::string_view line) {
   record.expiredWaiver = AcceptanceOf(line, "expiredWaiver");
   return record;
 }
-
-}  // namespace
 
 std::optional<std::string_view> TakeLine(std::string_view& text) {
   const std::size_t end = text.find('\n');

@@ -174,12 +174,10 @@ bool Holds(const TCondition& condition, const TSummary& summary) {
 using report::kVerdicts;
 using report::PlainLine;
 
-namespace {
-
 // So many rows of a list are shown to a person.
 constexpr std::size_t kShown = 20;
 
-void WriteCounts(const TVerdictCounts& counts, TJsonWriter& json) {
+static void WriteCounts(const TVerdictCounts& counts, TJsonWriter& json) {
   json.Object();
   for (const report::EVerdict verdict : kVerdicts) {
     json.Number(report::NameOf(verdict), counts[report::IndexOf(verdict)]);
@@ -187,7 +185,7 @@ void WriteCounts(const TVerdictCounts& counts, TJsonWriter& json) {
   json.End();
 }
 
-void WriteHead(const TSummary& summary, TJsonWriter& json) {
+static void WriteHead(const TSummary& summary, TJsonWriter& json) {
   json.Object(kJsonDocument).Number("schema", 1).Number("machines", summary.Machines());
   json.Number("checked", summary.Machines() - summary.Failed().size());
   json.Number("failed", summary.Failed().size()).Number("withUpdates", summary.OutdatedMachines());
@@ -197,13 +195,13 @@ void WriteHead(const TSummary& summary, TJsonWriter& json) {
   if (!summary.Notices().empty()) json.Texts("notices", summary.Notices());
 }
 
-std::string Row(const std::string& name, const TVerdictCounts& counts, std::size_t width) {
+static std::string Row(const std::string& name, const TVerdictCounts& counts, std::size_t width) {
   std::string text = report::Padded(PlainLine(name), width);
   for (const std::uint64_t count : counts) text += fmt::format(" {:>10}", count);
   return text + '\n';
 }
 
-std::string Heads(std::string_view name, std::size_t width) {
+static std::string Heads(std::string_view name, std::size_t width) {
   std::string text = '\n' + report::Padded(std::string(name), width);
   for (const report::EVerdict verdict : kVerdicts) {
     text += fmt::format(" {:>10}", report::NameOf(verdict));
@@ -211,12 +209,10 @@ std::string Heads(std::string_view name, std::size_t width) {
   return text + '\n';
 }
 
-void WriteRest(std::size_t count, std::string_view what, report::IOutput& output) {
+static void WriteRest(std::size_t count, std::string_view what, report::IOutput& output) {
   if (count <= kShown) return;
   output.Write(fmt::format("... and {} more\n", Counted(count - kShown, what)));
 }
-
-}  // namespace
 
 void WriteJson(const TSummary& summary, report::IOutput& output) {
   std::string text;

@@ -14,8 +14,6 @@ using namespace NQRXHSK20;
 
 namespace svc::fleet {
 
-namespace {
-
 constexpr std::string_view kMachineClass = "QRXSG_ComputerSystem";
 constexpr std::string_view kSerialNumber = "SerialNumber";
 constexpr std::array<std::string_view, 3> kToldOfMachine = {"MachineType", "Manufacturer", "Model"};
@@ -23,8 +21,6 @@ constexpr std::array kToldOfSystem = {std::string_view("Caption"), rules::kSyste
                                       rules::kSystemPlatform};
 // No name has one that a document's markup shows as it is.
 constexpr char kBetween = '\n';
-
-}  // namespace
 
 TInventoryReads::TReadInstance& TInventoryReads::EntryOf(const ICIMInstance& instance) {
   const TRowId number = NumberOf(instance);

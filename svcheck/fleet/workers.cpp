@@ -203,12 +203,8 @@ std::string CauseOf(const std::string& how) {
   return "the process that compared this machine ended " + how;
 }
 
-namespace {
-
 // Room for two tasks of the usual size.
 constexpr std::size_t kBlock = std::size_t{1} << 19;
-
-}  // namespace
 
 TFrameReader::TFrameReader(ITaskChannel& channel) : channel(channel), block(kBlock) {}
 

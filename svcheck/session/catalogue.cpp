@@ -131,12 +131,10 @@ std::vector<std::string> MachineTypesIn(const boost::shared_ptr<ICIMNamespace>& 
   return types;
 }
 
-namespace {
-
 constexpr std::string_view kReleaseDate = "ReleaseDate";
 
 // Of "2027-06-30" or "20270630", whatever time of the day stands behind it.
-std::optional<std::int64_t> DayOf(std::string_view text) {
+static std::optional<std::int64_t> DayOf(std::string_view text) {
   constexpr std::size_t kYear = 4, kMonth = 2, kDay = 2;
   std::string digits;
   for (const char c : text) {
@@ -149,8 +147,6 @@ std::optional<std::int64_t> DayOf(std::string_view text) {
                                               digits.substr(kYear, kMonth),
                                               digits.substr(kYear + kMonth)));
 }
-
-}  // namespace
 
 std::optional<std::int64_t> DateOf(const boost::shared_ptr<ICIMNamespace>& catalogue,
                                    std::int64_t now) {

@@ -206,17 +206,13 @@ int ExitStatusOf(EOutcome outcome) noexcept {
   return kind ? StatusOf(*kind) : kExitDone;
 }
 
-namespace {
-
 // The system's own words, which a saved report holds too.
-bool IsForbidden(const report::TReport& report) {
+static bool IsForbidden(const report::TReport& report) {
   const std::string words = std::generic_category().message(EACCES);
   return std::ranges::any_of(report.errors, [&](const std::string& error) {
     return error.find(words) != std::string::npos;
   });
 }
-
-}  // namespace
 
 std::string_view AdviceOn(const report::TReport& report) {
   switch (report.outcome) {

@@ -150,14 +150,10 @@ std::shared_ptr<const report::IRecordSource> WithSources(
 
 // --- The report ---
 
-namespace {
-
-fs::path CatalogueIn(const CIMContext& context) {
+static fs::path CatalogueIn(const CIMContext& context) {
   const auto entry = context.find(rules::kCatalogueEntry);
   return entry == context.end() ? fs::path() : PathOf(static_cast<std::string>(entry->second));
 }
-
-}  // namespace
 
 void TQuerySession::Conclude(report::TReport& report) const {
   if (!report.catalogue.elements) report.catalogue.elements = CountElements();

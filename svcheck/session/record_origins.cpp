@@ -251,12 +251,8 @@ std::shared_ptr<const report::IRecordSource> TRecordOrigins::With(
   return std::make_shared<TNamedRecords>(source, catalogue, std::move(stretches), documents);
 }
 
-namespace {
-
 constexpr std::string_view kMachineClass = "QRXSG_ComputerSystem";
 constexpr std::string_view kMachineType = "MachineType";
-
-}  // namespace
 
 // The parser reads a block of the C runtime's allocator, zeroed behind the text.
 void ParseDocument(const boost::shared_ptr<ICIMNamespace>& target, const std::string& document,

@@ -17,9 +17,7 @@ using namespace NQRXHSK20;
 
 namespace svc {
 
-namespace {
-
-TCIMValue ProxyValue(std::string_view text) {
+static TCIMValue ProxyValue(std::string_view text) {
   constexpr int kCommas = 3;
   std::vector<TCIMValue> parts;
   for (int i = 0; i < kCommas; ++i) {
@@ -32,7 +30,7 @@ TCIMValue ProxyValue(std::string_view text) {
   return TCIMValue::Array(ECIMType::kString, std::move(parts));
 }
 
-CIMContext ContextOf(const std::vector<std::string>& entries) {
+static CIMContext ContextOf(const std::vector<std::string>& entries) {
   CIMContext context;
   for (const std::string& entry : entries) {
     const std::size_t equals = entry.find('=');
@@ -52,7 +50,7 @@ constexpr const char* kVersionChecker = "version-checker";
 constexpr const char* kPublicFirmware = "public-firmware";
 
 // As a query sees it, which works in the data folder.
-bool HoldsFile(const TQueryRequest& request, const std::string& folder, const char* name) {
+static bool HoldsFile(const TQueryRequest& request, const std::string& folder, const char* name) {
   std::error_code none;
   const std::string path = folder + TOSSpecific::kFileSeparator + name;
   return std::filesystem::exists(request.dataFolder / PathOf(TOSSpecific::NativePath(path)), none);
@@ -60,16 +58,15 @@ bool HoldsFile(const TQueryRequest& request, const std::string& folder, const ch
 
 // The trace is written without a lock as long as the process has one thread, which gains more than
 // another one that reads.
-unsigned ThreadsOf(const TQueryOptions& options) {
+static unsigned ThreadsOf(const TQueryOptions& options) {
   const bool isTraced = !options.logFile.empty() && options.logLevel >= kLogTrace;
   return options.threads == 0 && isTraced ? 1 : static_cast<unsigned>(options.threads);
 }
 
-std::filesystem::path AbsoluteOr(const std::string& path, std::filesystem::path (*otherwise)()) {
+static std::filesystem::path AbsoluteOr(const std::string& path,
+                                        std::filesystem::path (*otherwise)()) {
   return path.empty() ? otherwise() : Absolute(path);
 }
-
-}  // namespace
 
 bool IsLive(const CIMContext& context) {
   const auto entry = context.find(rules::kCatalogueEntry);

@@ -10,9 +10,7 @@
 namespace fs = std::filesystem;
 namespace svc {
 
-namespace {
-
-fs::path UserFolder(const char* variable, const char* belowHome) {
+static fs::path UserFolder(const char* variable, const char* belowHome) {
   // The XDG Base Directory rules: a relative path in the variable is ignored.
   if (const char* named = std::getenv(variable); named != nullptr && named[0] == '/') {
     return fs::path(named) / "svcheck";
@@ -20,8 +18,6 @@ fs::path UserFolder(const char* variable, const char* belowHome) {
   const char* home = std::getenv("HOME");
   return fs::path(home != nullptr && home[0] == '/' ? home : "/") / belowHome / "svcheck";
 }
-
-}  // namespace
 
 fs::path ProgramFolder() {
   std::error_code error;

@@ -10,16 +10,12 @@
 namespace fs = std::filesystem;
 namespace svc {
 
-namespace {
-
-fs::path UserFolder(const wchar_t* variable) {
+static fs::path UserFolder(const wchar_t* variable) {
   const wchar_t* own = _wgetenv(variable);
   const wchar_t* machine = _wgetenv(L"ProgramData");
   if (own == nullptr || own[0] == L'\0') own = machine != nullptr ? machine : L"C:\\ProgramData";
   return fs::path(own) / "svcheck";
 }
-
-}  // namespace
 
 fs::path ProgramFolder() {
   std::wstring program(32768, L'\0');

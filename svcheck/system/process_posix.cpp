@@ -170,14 +170,10 @@ std::optional<std::string> TCapturedOutput::Read() {
   return text;
 }
 
-namespace {
-
-[[noreturn]] void FailOutput(const char* action) {
+[[noreturn]] static void FailOutput(const char* action) {
   throw TError(std::string("standard output cannot be ") + action + ": " +
                std::generic_category().message(errno) + "; start the check again");
 }
-
-}  // namespace
 
 std::string TCapturedOutput::Take() {
   auto text = Read();
@@ -194,11 +190,9 @@ std::string TCapturedOutput::TakeSoFar() {
   return *std::move(text);
 }
 
-namespace {
-
 // The first line of a file in another system's tree, out of which no link leads; empty where there
 // is none. What is no regular file, such as a pipe, is not waited for.
-std::string FirstLineBelow(const std::filesystem::path& root, const std::string& file) {
+static std::string FirstLineBelow(const std::filesystem::path& root, const std::string& file) {
   constexpr std::size_t kLongest = 4096;
   const files::TDescriptor folder(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!folder) return {};
@@ -212,8 +206,6 @@ std::string FirstLineBelow(const std::filesystem::path& root, const std::string&
   text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
   return text.substr(0, text.find('\n'));
 }
-
-}  // namespace
 
 std::string HostName(const std::filesystem::path& root) {
   if (root != "/") {

@@ -26,13 +26,11 @@ using namespace NQRXHSK20;
 namespace fs = std::filesystem;
 namespace svc {
 
-namespace {
-
 constexpr std::int64_t kOldCatalogue = 180 * 86'400;
 
 // What `look` finds; where it fails, `failed` with the reason behind its text.
 template <typename TLook>
-TFinding Examine(TFinding failed, const TLook& look) {
+static TFinding Examine(TFinding failed, const TLook& look) {
   try {
     return look();
   } catch (const std::exception& error) {
@@ -41,14 +39,14 @@ TFinding Examine(TFinding failed, const TLook& look) {
   }
 }
 
-boost::shared_ptr<ICIMNamespace> ReadDefinitions(const fs::path& dataFolder) {
+static boost::shared_ptr<ICIMNamespace> ReadDefinitions(const fs::path& dataFolder) {
   const auto target = MakeInMemoryNamespace();
   TNamespacePopulator::PopulateFromXMLFile(target,
                                            (dataFolder / "sv" / "sv.definitions.xml").string());
   return target;
 }
 
-std::int64_t AgeOf(const fs::path& file) {
+static std::int64_t AgeOf(const fs::path& file) {
   std::error_code error;
   const auto time = fs::last_write_time(file, error);
   if (error) return 0;
@@ -57,14 +55,15 @@ std::int64_t AgeOf(const fs::path& file) {
 }
 
 // The folder itself or, while it does not exist, the nearest one above it that does.
-fs::path NearestFolder(fs::path folder) {
+static fs::path NearestFolder(fs::path folder) {
   std::error_code error;
   while (!fs::exists(folder, error) && folder.has_relative_path()) folder = folder.parent_path();
   return folder;
 }
 
 // In seconds: of the catalogue's own date where it has one, or else of the copy.
-std::int64_t AgeOf(const fs::path& index, const boost::shared_ptr<ICIMNamespace>& catalogue) {
+static std::int64_t AgeOf(const fs::path& index,
+                          const boost::shared_ptr<ICIMNamespace>& catalogue) {
   const std::int64_t now = std::chrono::duration_cast<std::chrono::seconds>(
                                std::chrono::system_clock::now().time_since_epoch())
                                .count();
@@ -72,7 +71,8 @@ std::int64_t AgeOf(const fs::path& index, const boost::shared_ptr<ICIMNamespace>
   return date ? now - *date : AgeOf(index);
 }
 
-TFinding GoodCatalogue(const fs::path& index, const boost::shared_ptr<ICIMNamespace>& catalogue) {
+static TFinding GoodCatalogue(const fs::path& index,
+                              const boost::shared_ptr<ICIMNamespace>& catalogue) {
   const std::size_t elements = InstancesOf(catalogue, rules::kUpdateClass).size();
   const std::int64_t age = AgeOf(index, catalogue);
   TFinding finding{"catalogue",
@@ -90,7 +90,7 @@ TFinding GoodCatalogue(const fs::path& index, const boost::shared_ptr<ICIMNamesp
   return finding;
 }
 
-TFinding MachineOf(const boost::shared_ptr<ICIMNamespace>& inventory) {
+static TFinding MachineOf(const boost::shared_ptr<ICIMNamespace>& inventory) {
   const std::string type = MachineIn(inventory).type;
   if (!type.empty()) return {"machine", EFinding::kGood, "type " + type, {}};
   return {
@@ -98,8 +98,6 @@ TFinding MachineOf(const boost::shared_ptr<ICIMNamespace>& inventory) {
       "run this as root; where the firmware tells nothing, as in a container, collect elsewhere "
       "and give the file with --inventory"};
 }
-
-}  // namespace
 
 TFinding ExamineSettings() {
   std::string text;
@@ -271,9 +269,7 @@ TFinding ExamineRepository(const TQueryOptions& options) {
 
 // What the comparison itself says.
 
-namespace {
-
-TFinding SystemOf(const TQuerySession& session) {
+static TFinding SystemOf(const TQuerySession& session) {
   constexpr const char* kSubject = "operating system";
   const auto code = SystemCodeIn(session.Inventory());
   if (!code) {
@@ -287,7 +283,7 @@ TFinding SystemOf(const TQuerySession& session) {
       "to leave the drivers out, give `svcheck check` the option --os-unknown skip-drivers"};
 }
 
-TFinding ComparisonOf(const report::TReport& report) {
+static TFinding ComparisonOf(const report::TReport& report) {
   const report::TSummary summary = report::Summarize(report);
   const std::string reason = report::StateReason(report, summary);
   TFinding finding{"comparison", EFinding::kWarning, reason, {}};
@@ -309,7 +305,7 @@ TFinding ComparisonOf(const report::TReport& report) {
   return finding;
 }
 
-TQueryRequest RequestFor(TQueryOptions options, const std::string& catalogue) {
+static TQueryRequest RequestFor(TQueryOptions options, const std::string& catalogue) {
   options.context.push_back(std::string(rules::kCatalogueEntry) + '=' +
                             Absolute(catalogue).string());
   TQueryRequest request = RequestOf(options);
@@ -317,8 +313,6 @@ TQueryRequest RequestFor(TQueryOptions options, const std::string& catalogue) {
   CompleteInventory(request, "/", told);
   return request;
 }
-
-}  // namespace
 
 std::vector<TFinding> ExamineComparison(const TQueryOptions& options,
                                         const std::string& catalogue) {

@@ -110,15 +110,11 @@ void ReportIndexFailure(const THSKException& exception) {
   }
 }
 
-namespace {
-
-bool Skips(const std::string& path, const std::string& family) {
+static bool Skips(const std::string& path, const std::string& family) {
   const rules::TPassedOver* const row = rules::WhyPassedOver(path, family);
   if (row != nullptr) LogProgress(row->message);
   return row != nullptr;
 }
-
-}  // namespace
 
 void LoadDownloadedFiles(const std::vector<std::string>& names, const std::string& family,
                          const TNamespaceHandle& catalogue) {

@@ -8,18 +8,14 @@ using NQRXHSK20::TOSSpecific;
 
 namespace svc::checker {
 
-namespace {
-
 // The host's paths are UTF-8, the system's UTF-16.
-std::wstring Widen(const std::string& path) {
+static std::wstring Widen(const std::string& path) {
   const int size = static_cast<int>(path.size());
   const int length = MultiByteToWideChar(CP_UTF8, 0, path.data(), size, nullptr, 0);
   std::wstring wide(static_cast<std::size_t>(length), L'\0');
   MultiByteToWideChar(CP_UTF8, 0, path.data(), size, wide.data(), length);
   return wide;
 }
-
-}  // namespace
 
 std::FILE* OpenForReading(const std::string& path) {
   return _wfopen(Widen(TOSSpecific::NativePath(path)).c_str(), L"r");

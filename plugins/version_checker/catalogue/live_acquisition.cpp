@@ -21,18 +21,14 @@ using KPLAcquistion::OSTypeEnum;
 
 namespace svc::checker {
 
-namespace {
-
 // An index that an earlier release left behind; it must not be mistaken for this download's.
 constexpr const char* kStaleIndex =
     "C:\\QRX_Support\\qrx_utl_svsp_a3sp09a-1.21_windows_32-64.xml\\hsk_sv_index.xml";
 
-bool EndQuery(std::string_view warning) {
+static bool EndQuery(std::string_view warning) {
   PrintMessage(warning);
   return false;
 }
-
-}  // namespace
 
 TLiveAcquisition::TLiveAcquisition(IPluginCallbacks& plugin, const CIMContext& context,
                                    const std::string& machineType,
@@ -99,24 +95,20 @@ bool TLiveAcquisition::LoadFiles(const std::string& family) {
   return true;
 }
 
-namespace {
-
 // The length of "{ ", and of a comma with the blank behind it.
 // Deliberate: see "The character behind a comma is skipped" in docs/one-query.md.
 constexpr std::size_t kSeparatorLength = 2;
 
 // Takes the text from `position` to the separator, and moves behind that; false when the
 // separator is missing.
-bool TakePart(const std::string& text, std::size_t& position, const char* separator,
-              std::string& part) {
+static bool TakePart(const std::string& text, std::size_t& position, const char* separator,
+                     std::string& part) {
   const std::size_t end = text.find(separator, position);
   if (end == std::string::npos) return false;
   part = text.substr(position, end - position);
   position = end + kSeparatorLength;
   return true;
 }
-
-}  // namespace
 
 std::optional<KPLAcquistion::HTTPProxyInfo> ParseProxy(const std::string& text) {
   KPLAcquistion::HTTPProxyInfo proxy;
@@ -136,21 +128,17 @@ std::optional<KPLAcquistion::HTTPProxyInfo> ParseProxy(const std::string& text) 
 
 // --- What the callback makes of messages ---
 
-namespace {
-
 constexpr std::int32_t kInterimCode = 3;  // Told while a download goes on: never its outcome.
 
-std::string ShownSystem(const std::string& operatingSystem) {
+static std::string ShownSystem(const std::string& operatingSystem) {
   return operatingSystem.find("Windows") == std::string::npos ? operatingSystem : "Windows";
 }
 
-std::string StageLine(const char* stage, const std::string& machineType,
-                      const std::string& operatingSystem) {
+static std::string StageLine(const char* stage, const std::string& machineType,
+                             const std::string& operatingSystem) {
   return std::string("\n") + stage + " for Machine-Type=" + machineType + " OS=\"" +
          ShownSystem(operatingSystem) + "\"";
 }
-
-}  // namespace
 
 std::string ProgressPrefix(std::int32_t startedItems, std::int32_t totalItems) {
   return "(" + std::to_string(startedItems) + " of " + std::to_string(totalItems) + ") ";

@@ -13,8 +13,6 @@ namespace svc::checker {
 
 using rules::EComponent;
 
-namespace {
-
 constexpr std::string_view kSPROM = "QRXSG_SPROMFirmwareVPDMain";
 constexpr std::string_view kIPMIFirmware = "QRXSG_IPMIFirmwareElement";
 
@@ -22,8 +20,6 @@ constexpr std::string_view kIPMIFirmware = "QRXSG_IPMIFirmwareElement";
 constexpr std::size_t kFamilyLength = 4;
 
 constexpr std::string_view kH8Name = "QRX Integrated Systems Control Processor";
-
-}  // namespace
 
 void TFirmwareRun::CompareBIOS(const TInstanceHandle& element) {
   CompareSystemFirmware(element, "SV got bios from metadata", EComponent::kBios);
@@ -155,8 +151,6 @@ int TFirmwareOperations::getVersionItemFromContainer(TNamespaceHandle inventory,
 
 // Network and storage adapters, whose offered versions stand in an element's list of driver files.
 
-namespace {
-
 constexpr std::string_view kBroadcomFirmware = "QRXSG_BcmDeviceFirmwareElement";
 constexpr std::string_view kMegaRAIDFirmware = "QRXSG_MegaLSIFWPackageBuildFirmwareElement";
 constexpr std::string_view kLSIFirmware = "QRXSG_LSIFirmwareElement";
@@ -164,16 +158,17 @@ constexpr std::string_view kLSIBIOS = "QRXSG_LSIBIOSElement";
 
 constexpr std::string_view kInstalledFamily = "qrx arrayon-ax";
 
-std::string DriverFiles(const TInstanceHandle& element) {
+static std::string DriverFiles(const TInstanceHandle& element) {
   return TextOf(element, rules::kUpdateDriverFiles);
 }
 
-void LogEach(void (*log)(std::string_view), std::initializer_list<std::string_view> messages) {
+static void LogEach(void (*log)(std::string_view),
+                    std::initializer_list<std::string_view> messages) {
   for (const std::string_view message : messages) log(message);
 }
 
 // The controller of "QRX Arrayon-AX20i SAS", lowered: 20i.
-std::string InstalledController(std::string description) {
+static std::string InstalledController(std::string description) {
   description = rules::toLowerCopy(std::move(description));
   const std::size_t family = description.find(kInstalledFamily);
   if (family == std::string::npos) return "";
@@ -183,7 +178,7 @@ std::string InstalledController(std::string description) {
 
 // The controller of "QRX Arrayon AX 20i ...-#1.2", lowered: 20i.
 // Deliberate: see "A missing family wraps, and one character more goes" in docs/one-query.md.
-std::string OfferedController(std::string driverFiles) {
+static std::string OfferedController(std::string driverFiles) {
   driverFiles = rules::toLowerCopy(std::move(driverFiles));
   if (driverFiles.find("-#") == std::string::npos) return "";
   driverFiles.erase(0,
@@ -192,7 +187,7 @@ std::string OfferedController(std::string driverFiles) {
 }
 
 // The product of "LSI SAS1064E rev 2", lowered: 1064e.
-std::string SASProduct(std::string_view product) {
+static std::string SASProduct(std::string_view product) {
   const std::size_t mark = product.find(rules::kChipMark);
   return mark == std::string_view::npos
              ? std::string()
@@ -200,12 +195,10 @@ std::string SASProduct(std::string_view product) {
 }
 
 // Deliberate: see "The first file is not searched for the BIOS" in docs/one-query.md.
-std::string WithoutFirstFile(std::string driverFiles) {
+static std::string WithoutFirstFile(std::string driverFiles) {
   driverFiles.erase(0, driverFiles.find(' '));
   return driverFiles;
 }
-
-}  // namespace
 
 void TFirmwareRun::CompareBroadcom(const TInstanceHandle& element) {
   LogTrace("starting Brdcom firmware...");

@@ -87,9 +87,7 @@ TInstanceList TInventoryOperations::MatchOSInstances(const std::string& osType,
   return Select(std::move(instances), rules::kUpdateSystems, osType);
 }
 
-namespace {
-
-void ReadInstance(const TInstanceHandle& instance, rules::TOperatingSystem& system) {
+static void ReadInstance(const TInstanceHandle& instance, rules::TOperatingSystem& system) {
   TInventoryOperations::GetPropertyValue(instance, rules::kSystemVersion, system.version);
   boost::shared_ptr<ICIMProperty> property;
   instance->GetProperty(property, rules::kSystemType, CIMContext());
@@ -97,8 +95,6 @@ void ReadInstance(const TInstanceHandle& instance, rules::TOperatingSystem& syst
   TInventoryOperations::GetPropertyValue(instance, rules::kSystemBuild, system.buildID);
   TInventoryOperations::GetPropertyValue(instance, rules::kSystemPlatform, system.hardwarePlatform);
 }
-
-}  // namespace
 
 std::string TInventoryOperations::getOSType(const TNamespaceHandle& inventory) {
   LogTrace("In getOSType");
@@ -135,11 +131,9 @@ void TInventoryOperations::DeliverInstance(TNamespaceHandle results, std::string
   record->Commit(CIMContext());
 }
 
-namespace {
-
-void Log(int level, std::string_view message) { TRootObject::GetCoreLogger().Log(level, message); }
-
-}  // namespace
+static void Log(int level, std::string_view message) {
+  TRootObject::GetCoreLogger().Log(level, message);
+}
 
 void LogError(std::string_view message) { Log(kLogError, message); }
 void LogWarning(std::string_view message) { Log(kLogWarning, message); }

@@ -11,16 +11,14 @@ using namespace NQRXHSK20;
 
 namespace svc::checker {
 
-namespace {
-
 // An array's text that is shorter costs less to put together anew than to keep.
 constexpr std::size_t kKept = 64;
 
 // Hands the value of a property to `take`, with the handle that keeps it, which may be taken away,
 // unless it is missing or null.
 template <typename TTake>
-void ReadValue(const TInstanceHandle& instance, std::string_view property, bool isTraced,
-               const TTake& take) {
+static void ReadValue(const TInstanceHandle& instance, std::string_view property, bool isTraced,
+                      const TTake& take) {
   static const CIMContext none;
   if (isTraced) LogTrace(rules::kReads);
   try {
@@ -37,9 +35,9 @@ void ReadValue(const TInstanceHandle& instance, std::string_view property, bool 
 }
 
 // Deliberate: see "A blank ends an array, too" in docs/one-query.md.
-void AppendArray(const TCIMValue& value, std::string& text) { value.AppendElements(text, ' '); }
-
-}  // namespace
+static void AppendArray(const TCIMValue& value, std::string& text) {
+  value.AppendElements(text, ' ');
+}
 
 std::string& TInventoryOperations::GetPropertyValue(TInstanceHandle instance,
                                                     std::string_view property,

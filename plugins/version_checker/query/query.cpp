@@ -91,8 +91,6 @@ void TSVPluginCallbacks::RunQuery(TNamespaceHandle inventory, void* /*reserved*/
   });
 }
 
-namespace {
-
 TQuery::TQuery(IPluginCallbacks& plugin, TNamespaceHandle inventory, const CIMContext& context)
     : plugin(plugin), inventory(std::move(inventory)), context(context) {}
 
@@ -188,8 +186,6 @@ void TQuery::CompareDrivers() {
   TSVPluginCallbacks::CollectInstalledDrivers(installed, inventory);
   TSVPluginCallbacks::CompareDrivers(offered, installed, inventory);
 }
-
-}  // namespace
 
 // --- Identity and lifetime ---
 
