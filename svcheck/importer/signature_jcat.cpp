@@ -112,7 +112,6 @@ void DemandSignature(std::string_view bytes, const std::string& name,
   const THeld<GBytes> data(::g_bytes_new_static(bytes.data(), bytes.size()));
   const auto flags = static_cast<JcatVerifyFlags>(JCAT_VERIFY_FLAG_REQUIRE_CHECKSUM |
                                                   JCAT_VERIFY_FLAG_REQUIRE_SIGNATURE);
-  error = nullptr;
   const THeld<GPtrArray> results(
       ::jcat_context_verify_item(context.get(), data.get(), item.get(), flags, &error));
   if (!results) throw Unsound(signatureFile, error);

@@ -79,9 +79,10 @@ class ImportTest(Importing):
     def test_what_is_for_nobody_is_passed_over(self):
         text = metadata(component(release("1"), kind="desktop"), component(release("2")),
                         component(release("3"), identifiers=()), component(),
-                        component(release("4"), release(""), name="Hub"))
-        self.import_file(text)
-        self.assertEqual(["2", "4"], [offer["Version"] for offer in self.offers()])
+                        component(release("4"), release(""), release("5"), name="Hub"))
+        result = self.import_file(text)
+        self.assertEqual("made/firmware.xml: 3 releases of 2 components\n", result.stdout)
+        self.assertEqual(["2", "4", "5"], [offer["Version"] for offer in self.offers()])
         self.assertNotIn("Urgency", self.offers()[0])
 
     def test_compressed_files_give_the_same(self):
@@ -99,10 +100,22 @@ class ImportTest(Importing):
         result = self.run_program("catalogue", "import", "--lvfs", file, "--output", "made")
         self.assert_failed(result, 64, "--jcat FILE", "--allow-unsigned")
         self.assertFalse((self.folder / "made").exists())
+        both = self.run_program("catalogue", "import", "--lvfs", file, "--output", "made", "--jcat",
+                                "a.jcat", "--allow-unsigned")
+        self.assert_failed(both, 64, "--jcat", "--allow-unsigned")
+        self.assertFalse((self.folder / "made").exists())
         self.write("cabs/a.cab", cabinet({"a.metainfo.xml": b"<component/>"}))
         result = self.run_program("catalogue", "import", "--lvfs", "cabs", "--output", "made",
                                   "--jcat", "a.jcat")
         self.assert_failed(result, 64, "--allow-unsigned")
+
+    def test_a_folder_that_cannot_be_made_is_named(self):
+        file = self.write("firmware.xml", metadata(component(release("1"))))
+        result = self.run_program("catalogue", "import", "--lvfs", file, "--output",
+                                  "firmware.xml/made", "--allow-unsigned")
+        self.assertEqual((1, "", "svcheck: cannot make the folder firmware.xml/made: Not a directory; "
+                          "name one that can be written\n"),
+                         (result.returncode, result.stdout, result.stderr))
 
     def test_nothing_found_leaves_what_was_there(self):
         self.import_file(metadata(component(release("1"))))
@@ -113,7 +126,9 @@ class ImportTest(Importing):
         self.assertEqual([], self.leftovers())
 
     def test_what_is_no_metadata_is_named_with_its_line(self):
-        self.refused("<html/>", "firmware.xml:1: ", "root element")
+        result = self.import_file("<html/>")
+        self.assertEqual((4, f"svcheck: {self.folder}/firmware.xml:1: the root element is neither "
+                          '"components" nor "component"\n'), (result.returncode, result.stderr))
         self.refused("<components>\n<component>\n</components>", "firmware.xml:3: ")
         self.refused("", "firmware.xml")
         self.refused("no xml", "firmware.xml:1: ")

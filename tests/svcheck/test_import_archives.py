@@ -90,8 +90,11 @@ class ArchiveTest(Importing):
         self.assertEqual(sorted([*wrong, "half", "one"]),
                          [line.split("cabs/")[1].split(".cab is refused: ")[0] for line in lines])
         for line in lines:
-            self.assertIn("is refused: firmware.bin of ", line)
-            self.assertIn("sha1" if "half" in line else "sha256", line)
+            name = "Hub" if "/one." in line else "Dock"
+            kind = "sha1" if "/half." in line else "sha256"
+            self.assertEqual(line.partition(" is refused: ")[2],
+                             f"firmware.bin of {name} 1.2.0 is not what its metadata says: its {kind} "
+                             "is another, or it is not there once")
         (self.folder / "cabs/right.cab").unlink()
         before = (self.folder / "made/firmware.xml").read_bytes()
         result, lines = self.import_cabinets()
@@ -110,6 +113,15 @@ class ArchiveTest(Importing):
         result, lines = self.import_cabinets()
         self.assertEqual((0, []), (result.returncode, lines))
         self.assertEqual(["2.0.0"], [offer["Version"] for offer in self.offers()])
+
+    def test_one_release_that_tells_of_no_content_makes_no_archive_right(self):
+        self.write("cabs/a.cab", cabinet({
+            "firmware.bin": b"x", "a.metainfo.xml": component(
+                release("2.0.0", more='<checksum type="sha1" target="content">00</checksum>'),
+                release("1.0.0")).encode()}))
+        result, lines = self.import_cabinets()
+        self.assertEqual((4, 2), (result.returncode, len(lines)), lines)
+        self.assertIn("Dock 2.0.0 is not what its metadata says: its sha1 ", lines[0])
 
     def test_a_broken_archive_is_named(self):
         self.write("cabs/a.cab", b"MSCF" + b"\0" * 100)

@@ -6,7 +6,7 @@ import resource
 import subprocess
 
 from program import BUILD, PROGRAM, SANITIZED, main
-from public_metadata import GUID, component, metadata, release
+from public_metadata import GUID, cabinet, component, metadata, release
 from test_import import Importing
 
 
@@ -59,6 +59,19 @@ class BoundsTest(Importing):
         self.refused(bomb, "unpacked it is larger", name="f.xml.gz")
         twice = gzip.compress(gzip.compress(metadata(component(release("1"))).encode()))
         self.refused(twice, "more than once", name="f.xml.gz")
+
+    def test_what_an_archive_tells_of_is_kept_up_to_a_bound(self):
+        """16 MiB of memory, of which each text takes 32 bytes more than it has."""
+        issue = f"<issue>{'i' * 4096}</issue>"
+        for count, is_taken in ((4060, True), (4080, False)):
+            more = f"<issues>{issue * count}</issues>"
+            self.write("cabs/a.cab", cabinet({"a.metainfo.xml": component(
+                release("1", more=more)).encode()}))
+            result = self.run_program("catalogue", "import", "--lvfs", "cabs", "--output", "made",
+                                      "--allow-unsigned")
+            self.assertEqual(is_taken, result.returncode == 0, result.stderr)
+        self.assertEqual("svcheck: cabs/a.cab: its metadata tells of more than any that is "
+                         "published\n", result.stderr)
 
     def test_three_thousand_components_take_little_time_and_memory(self):
         notes = "".join(f"<p>Release note {i} of a maker, as long as these are.</p>"

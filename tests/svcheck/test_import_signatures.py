@@ -57,6 +57,22 @@ class SignatureTest(Importing):
         self.assertEqual("1.2.0", self.offers()[0]["Version"])
         self.assertFalse(list(self.folder.glob(".gnupg*")))
 
+    def test_of_several_signatures_that_of_the_files_name_counts(self):
+        self.write("other.xml", self.text + "<!-- another -->")
+        signature = self.sign()
+        self.sign(file="other.xml")
+        items = json.loads(gzip.decompress(signature.read_bytes()))["Items"]
+        self.assertEqual(["firmware.xml", "other.xml"], [item["Id"] for item in items])
+        self.assertEqual(0, self.signed_import(signature).returncode)
+        result = self.import_file(self.text, "renamed.xml", "--jcat", signature, "--keys",
+                                  self.folder / "keys")
+        self.assert_failed(result, 4, f"the signature {signature} does not hold: ")
+
+    def test_a_signature_counts_for_its_file_under_another_name(self):
+        result = self.import_file(self.text, "renamed.xml", "--jcat", self.sign(), "--keys",
+                                  self.folder / "keys")
+        self.assertEqual((0, ""), (result.returncode, result.stderr))
+
     def test_a_single_byte_that_is_another_is_refused(self):
         self.refused_signature(self.sign(), self.text.replace("1.2.0", "1.2.1"))
 
