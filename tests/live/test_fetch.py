@@ -3,7 +3,6 @@
 import hashlib
 import json
 import os
-import signal
 import subprocess
 import sys
 import time
@@ -11,7 +10,6 @@ import unittest
 from pathlib import Path
 from xml.etree import ElementTree
 
-from fault_server import FaultServer, slow
 from support import LiveTest, Nginx, clean_environment
 from serial_notes import FOLDER, fetched_folder
 
@@ -41,7 +39,7 @@ def description(*objects, encoding="UTF-8"):
             f"<CIM><DECLARATION><DECLGROUP>{body}</DECLGROUP></DECLARATION></CIM>").encode(encoding)
 
 
-class Fetch(LiveTest):
+class Fetching(LiveTest):
     def setUp(self):
         super().setUp()
         self.catalogue = self.work / "catalogue"
@@ -88,6 +86,8 @@ class Fetch(LiveTest):
                                  "json"]).stdout
         return [item["name"] for item in json.loads(text)["elements"]]
 
+
+class Fetch(Fetching):
     def test_everything_of_a_repository_becomes_one_catalogue(self):
         server = self.serve()
         result = self.fetch(server.address)
@@ -228,18 +228,6 @@ class Fetch(LiveTest):
         self.run_command(command)
         self.assertEqual(self.listed(), ["a", "b", "c"])
 
-    def test_command_lines(self):
-        self.assertIn("--repository", self.run_command(
-            [SVCHECK, "catalogue", "fetch", "--output", str(self.catalogue)], 64).stderr)
-        self.assertIn("--allow-unsigned", self.run_command(
-            [SVCHECK, "catalogue", "fetch", "--output", str(self.catalogue), "--repository",
-             "http://127.0.0.1:1"], 64).stderr)
-        self.fetch("http://127.0.0.1:1", "--machine", "", status=64)
-        self.fetch("http://127.0.0.1:1", "--max-age", "-1", status=64)
-        self.fetch("http://127.0.0.1:1", status=4)
-        self.fetch("ftp://127.0.0.1:1", status=4)
-        self.assertFalse(self.catalogue.exists())
-
     def test_a_catalogue_that_is_young_enough_stays(self):
         server = self.serve()
         index = self.catalogue / "index.xml"
@@ -264,34 +252,6 @@ class Fetch(LiveTest):
         index.write_text("a catalogue that was made by hand")
         self.assertTrue(asks("--machine", "4620", "--max-age", "2"))
         self.assertEqual(self.listed(), ["a", "c"])
-
-    def test_a_pipe_in_the_place_of_a_catalogue_is_not_waited_for(self):
-        self.catalogue.mkdir()
-        os.mkfifo(self.catalogue / "index.xml")
-        told = self.fetch("http://127.0.0.1:1", "--max-age", "2", status=4).stderr
-        self.assertIn("127.0.0.1:1", told)
-
-    def test_an_interruption_keeps_the_older_catalogue(self):
-        self.fetch(self.serve().address)
-        before = self.tree()
-        large = description(*(update(f"x{n}") for n in range(2000)))
-        entry = self.repository.add("large.xml", large)
-        self.repository.publish()
-        server = FaultServer(self.repository)
-        self.addCleanup(server.stop)
-        server.faults[entry["path"]] = slow(server)
-        process = subprocess.Popen(self.command(server.address), stderr=subprocess.PIPE, text=True,
-                                   env=self.environment())
-        staged = self.kept(server).with_suffix(".part")
-        while not list(staged.glob("*")):
-            self.assertIsNone(process.poll())
-            time.sleep(0.01)
-        process.send_signal(signal.SIGINT)
-        _, error = process.communicate(timeout=20)
-        self.assertNotEqual(process.returncode, 0, error)
-        self.assertEqual(self.tree(), before)
-        self.assertEqual(list(staged.glob("*")), [])
-        self.assertEqual([path for path in self.work.rglob("*.svcheck-*")], [])
 
     def test_a_live_check_on_another_system_names_the_command(self):
         inventory = self.work / "debian.xml"

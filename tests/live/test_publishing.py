@@ -1,16 +1,15 @@
-"""The publisher's page, tried: from a folder of descriptions to a download from it."""
+"""The publisher's verbs: what a folder of descriptions becomes, and what is told of it."""
 
+import datetime
 import json
 import os
-import pty
-import re
 import shutil
 import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
-from support import LiveTest, free_port, wait_for_port
+from support import LiveTest
 
 SOURCE = Path(__file__).resolve().parents[2]
 SVCHECK = os.environ["SVCHECK"]
@@ -33,7 +32,7 @@ def description(*elements, version="4.02"):
             f'DTDVERSION="2.0"><DECLARATION><DECLGROUP>{body}</DECLGROUP></DECLARATION></CIM>')
 
 
-class Publishing(LiveTest):
+class Repository(LiveTest):
     def setUp(self):
         super().setUp()
         self.root = Path(tempfile.mkdtemp(prefix="publish-"))
@@ -65,37 +64,8 @@ class Publishing(LiveTest):
     def make_keys(self):
         self.svcheck("keygen", "--no-password", "--repository-key", "k.pub", "--secret-key", "k.sec")
 
-    def test_the_page_is_true(self):
-        text = (SOURCE / "docs" / "publishing.md").read_text()
-        keygen, publish, show, config = re.findall(r"<!-- tried -->\n```\n(.*?)```", text, re.S)
-        port = free_port()
 
-        def here(block):
-            block = block.replace("/srv", str(self.root)).replace("8080", f"127.0.0.1:{port}")
-            return block.replace("svcheck", f"'{SVCHECK}'")
-
-        def run(block):
-            subprocess.run(["sh", "-ec", here(block)], check=True, cwd=self.root,
-                           input="password\n", text=True, capture_output=True)
-
-        run(keygen.replace("\n", " --no-password\n"))
-        run(publish)
-        user = "user root; " if os.geteuid() == 0 else ""
-        (self.root / "sv.conf").write_text(here(config).replace(
-            "http {", "http { access_log off; " + " ".join(
-                f"{name}_temp_path {self.root};"
-                for name in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))))
-        server = subprocess.Popen(
-            [*here(show).split(), "-e", str(self.root / "log"), "-g",
-             f"{user}daemon off; pid {self.root}/pid;"], stderr=subprocess.DEVNULL)
-        self.addCleanup(server.wait)
-        self.addCleanup(server.terminate)
-        wait_for_port(port, server)
-        result = self.download(f"http://127.0.0.1:{port}", key=str(self.root / "publisher.pub"),
-                               machineTypes=["4638"])
-        self.assertEqual((result.code, result.stderr), (0, ""))
-        self.assertEqual(self.present(), self.repository.contents)
-
+class Publishing(Repository):
     def test_every_pair_of_an_elements_systems_gets_an_entry(self):
         self.put("b.xml", ("x", ["-[1]-", "types -[2]- and -[3]-"],
                            ["RHEL5", "RHEL5_64", "Linux", "VMWARE4", "VMware", "Windows 2008 x64"]),
@@ -148,69 +118,74 @@ class Publishing(LiveTest):
         self.build("--serial", "9")
         self.assertEqual(self.manifest()["serial"], 9)
 
-    def test_minisign_accepts_what_is_signed_here(self):
+    def test_each_verb_says_what_it_did(self):
+        key = self.svcheck("keygen", "--no-password", "--repository-key", "k.pub", "--secret-key",
+                           "k.sec")
+        number = (self.root / "k.pub").read_text().splitlines()[0].rpartition(" ")[2]
+        self.assertRegex(number, "^[0-9A-F]{16}$")
+        self.put("4620.xml", ("y", ["-[4620]-", "-[4638]-"], ["RHEL5", "Linux"]))
+        said = "serial 7, good until 2090-01-02T03:04:05Z, 2 files for 2 machine types"
+        manifest = "sv/sv-repository.json"
+        expires = ("--expires", "2090-01-02T03:04:05Z")
+        build = self.build("--serial", "7", *expires)
+        unsigned = self.svcheck("verify", "sv", "--allow-unsigned")
+        sign = self.svcheck("sign", "sv", "--secret-key", "k.sec")
+        signature = (self.root / f"{manifest}.minisig").read_text().splitlines()
+        verify = self.svcheck("verify", "sv", "--repository-key", "k.pub")
+        self.assertEqual(
+            [f"k.pub: key {number}, to be given to those who download; k.sec stays here\n",
+             f"{manifest}: {said}; sign it next\n", f"sv: {said}, all whole, not signed\n",
+             f"{manifest}.minisig: signed with key {number}\n",
+             f"sv: {said}, all whole, signed with key {number}\n"],
+            [each.stdout for each in (key, build, unsigned, sign, verify)])
+        self.assertEqual([""] * 5, [each.stderr for each in (key, build, unsigned, sign, verify)])
+        self.assertEqual(["untrusted comment: signature from svcheck",
+                          "trusted comment: serial:7\texpires:2090-01-02T03:04:05Z\t"
+                          "file:sv-repository.json\thashed"], signature[::2])
+        self.svcheck("sign", "sv", "--secret-key", "k.sec", "--comment", "mine")
+        signature = (self.root / f"{manifest}.minisig").read_text().splitlines()
+        self.assertEqual("trusted comment: mine", signature[2])
+
+    def test_a_manifest_is_good_for_so_many_days(self):
+        for options, days in (((), 180), (("--days", "2"), 2)):
+            before = datetime.datetime.now(datetime.timezone.utc).replace(microsecond=0)
+            self.build(*options)
+            after = datetime.datetime.now(datetime.timezone.utc)
+            expires = datetime.datetime.fromisoformat(self.manifest()["expires"][:-1] + "+00:00")
+            self.assertTrue(before <= expires - datetime.timedelta(days=days) <= after, expires)
+
+    def test_what_cannot_be_done_is_told_with_its_cause(self):
         self.make_keys()
-        self.build()
-        self.svcheck("sign", "sv", "--secret-key", "k.sec", "--comment", "a comment of mine")
-        process = subprocess.run(["minisign", "-V", "-p", "k.pub", "-m", "sv/sv-repository.json"],
-                                 cwd=self.root, capture_output=True, text=True)
-        self.assertEqual(process.returncode, 0, process.stderr)
-        self.assertIn("a comment of mine", process.stdout)
-        self.assertEqual((self.root / "k.sec").stat().st_mode & 0o777, 0o600)
+        self.build("--expires", "2090-01-01T00:00:00Z")
+        signs = ("sign", "sv", "--secret-key")
+        for arguments, status, said in (
+                (("build", "sv", "--data-dir", DATA, "--expires", "soon"), 64, "--expires soon "),
+                (("build", "sv", "--data-dir", DATA, "--serial", "1"), 1,
+                 "serial 1 is not above the last one, 1; those who took that would refuse the new "
+                 "manifest\n"),
+                ((*signs, "k.sec", "--comment", "a\nb"), 64,
+                 "a trusted comment is one line; give --comment without a line end\n"),
+                ((*signs, "k.sec", "--comment", "a\rb"), 64,
+                 "a trusted comment is one line; give --comment without a line end\n"),
+                ((*signs, "k.pub"), 1, "k.pub: this is no secret key of minisign\n"),
+                ((*signs, "none"), 1, "none cannot be read\n")):
+            with self.subTest(arguments):
+                told = self.svcheck(*arguments, status=status).stderr
+                self.assertTrue(told.startswith("svcheck: " + said), told)
+                self.assertEqual(1, len(told.splitlines()), told)
+                self.assertFalse((self.root / "sv/sv-repository.json.minisig").exists())
+        self.build("--expires", "2020-01-01T00:00:00Z")
+        self.svcheck(*signs, "k.sec", status=4)
 
-    def test_keys_of_minisign_sign_here(self):
-        self.build()
-        self.svcheck("sign", "sv", "--secret-key", self.keys.secret)
-        self.svcheck("verify", "sv", "--repository-key", self.keys.public)
-
-    def test_minisign_signs_with_keys_made_here(self):
-        self.make_keys()
-        self.build()
-        subprocess.run(["minisign", "-S", "-s", "k.sec", "-m", "sv/sv-repository.json"], check=True,
-                       cwd=self.root, capture_output=True)
-        self.svcheck("verify", "sv", "--repository-key", "k.pub")
-
-    def on_terminal(self, typed, *arguments, status=0):
-        """What stands on a terminal where each of `typed` is typed once something is asked for."""
-        ours, theirs = pty.openpty()
-        process = subprocess.Popen([SVCHECK, "repository", *arguments], cwd=self.root, stdin=theirs,
-                                   stdout=theirs, stderr=theirs, start_new_session=True)
-        os.close(theirs)
-        shown = b""
-        for count, line in enumerate(typed, 1):
-            while shown.count(b": ") < count:
-                shown += os.read(ours, 1000)
-            os.write(ours, line)
-        try:
-            while part := os.read(ours, 1000):
-                shown += part
-        except OSError:  # The end of a terminal.
-            pass
-        os.close(ours)
-        self.assertEqual(process.wait(timeout=60), status, shown)
-        return shown.decode()
-
-    def test_a_password_is_asked_for_and_not_shown(self):
-        shown = self.on_terminal([b"a secret\n"] * 2, "keygen", "--repository-key", "k.pub",
-                                 "--secret-key", "k.sec")
-        self.assertTrue(shown.startswith("Password for the new k.sec: "), shown)
-        self.assertNotIn("secret\r", shown)
-        self.assertIn("\nPassword once more: ", shown)
-        self.build()
-        self.assertEqual(self.on_terminal([b"a secret\n"], "sign", "sv", "--secret-key",
-                                          "k.sec").count("Password"), 1)
-        sign = ("sign", "sv", "--secret-key", "k.sec")
-        self.assertIn("no password was given", self.svcheck(*sign, status=1, input="").stderr)
-        self.svcheck(*sign, input="a secret\nmore\n")
-        self.svcheck("verify", "sv", "--repository-key", "k.pub")
-        self.svcheck("keygen", "--password", "x", "--repository-key", "l.pub", "--secret-key",
-                     "l.sec", status=64)
-
-    def test_a_new_password_that_is_mistyped_makes_no_key(self):
-        shown = self.on_terminal([b"a secret\n", b"a secert\n"], "keygen", "--repository-key",
-                                 "k.pub", "--secret-key", "k.sec", status=1)
-        self.assertIn("the two passwords differ", shown)
-        self.assertEqual([file for file in self.root.iterdir() if file.name.startswith("k.")], [])
+    def test_warnings_can_be_left_out(self):
+        self.put("none.xml", ("lost", ["4620"], ["Plan 9"]))
+        self.assertEqual([
+            'svcheck: warning: files/none.xml: element "lost" names no machine type in the form '
+            "-[TYPE]-: no machine takes it",
+            'svcheck: warning: files/none.xml: element "lost" names no operating system that has a '
+            "code: no live check takes it, only `svcheck catalogue fetch` does"],
+            self.build().stderr.splitlines())
+        self.assertEqual("", self.build("--quiet").stderr)
 
     def test_keys_are_never_written_over(self):
         self.make_keys()
