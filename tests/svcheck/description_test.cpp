@@ -183,5 +183,295 @@ TEST(FishCompletion, OffersFilesWhereACommandTakesThem) {
   EXPECT_EQ(lastLine("NAME"), "'\"'\"'rpm'\"'\"' next, `.typed` and `a-b`'") << "the option before";
 }
 
+TEST(BashCompletion, OffersWhatBelongsToTheWordBefore) {
+  TCommandDescription verb = MadeVerb();
+  const auto option = [](std::vector<std::string> names, const char* value,
+                         std::vector<std::string> choices = {}) {
+    TOptionDescription made;
+    made.names = std::move(names);
+    made.value = value;
+    made.choices = std::move(choices);
+    return made;
+  };
+  verb.commands.front().options = {option({"-c", "--colour"}, "WHEN", {"always", "never"}),
+                                   option({"--into"}, "DIR"), option({"--all"}, ""),
+                                   option({"--days"}, "N")};
+  TCommandDescription other;
+  other.name = "svcheck other";
+  const std::string script = BashCompletion({verb, other});
+  EXPECT_TRUE(script.starts_with("# Completion of svcheck for bash, made by")) << script;
+  const std::size_t begin = script.find("        case $word in\n");
+  ASSERT_NE(begin, script.npos);
+  EXPECT_EQ(script.substr(begin), R"(        case $word in
+            'made' | 'made build' | 'other') command=$word ;;
+        esac
+    done
+    COMPREPLY=()
+    case "$command $previous" in
+        'made -d' | 'made --dotted') _svcheck_paths -f; return ;;
+        'made build -c' | 'made build --colour') _svcheck_words 'always never'; return ;;
+        'made build --into') _svcheck_paths -d; return ;;
+        'made build --days') return ;;
+    esac
+    case $command in
+        '') _svcheck_words 'made other help --help --version' ;;
+        'made') _svcheck_words 'build --dotted' ;;
+        'made build')
+            if [[ $current == -* ]]; then
+                _svcheck_words '--colour --into --all --days'
+            else
+                _svcheck_paths -d
+            fi
+            ;;
+        'other') _svcheck_words '' ;;
+    esac
+}
+
+complete -F _svcheck svcheck
+)");
+}
+
+TEST(FishCompletion, OffersTheWordsThatAnOptionTakes) {
+  TCommandDescription verb;
+  verb.name = "svcheck made";
+  TOptionDescription option;
+  option.names = {"--colour"};
+  option.value = "WHEN";
+  option.text = "When";
+  option.choices = {"always", "never"};
+  verb.options = {option};
+  option.names = {"-n", "--number"};
+  option.choices.clear();
+  verb.options.push_back(option);
+  verb.positionals = {TOptionDescription()};
+  verb.positionals.front().names = {"SHELL"};
+  verb.positionals.front().choices = {"bash", "fish"};
+  const std::string script = FishCompletion({verb});
+  const std::string begin = "complete -c svcheck -n '__fish_seen_subcommand_from made'";
+  EXPECT_EQ(script.substr(script.find(begin)),
+            begin + " -l colour -x -a 'always never' -d 'When'\n" + begin +
+                " -s n -l number -x -d 'When'\n" + begin + " -a 'bash fish'\n");
+}
+
+TEST(ZshCompletion, HasAFunctionForEachCommand) {
+  TCommandDescription verb = MadeVerb();
+  TOptionDescription words;
+  words.names = {"-c", "--colour"};
+  words.value = "WHEN";
+  words.text = "When: [a\\b]";
+  words.choices = {"always", "never"};
+  words.repeatable = true;
+  verb.commands.front().options.push_back(words);
+  words.names = {"--into"};
+  words.value = "DIR";
+  words.text = "Where";
+  words.choices.clear();
+  words.repeatable = false;
+  verb.commands.front().options.push_back(words);
+  words.names = {"--days"};
+  words.value = "N:M";
+  verb.commands.front().options.push_back(words);
+  TCommandDescription other;
+  other.name = "svcheck other";
+  other.summary = "Other: yes";
+  other.positionals = {TOptionDescription()};
+  other.positionals.front().names = {"FILE"};
+  other.options = {MadeVerb().options};
+  EXPECT_EQ(ZshCompletion({verb, other}),
+            R"ZSH(#compdef svcheck
+# Completion of svcheck for zsh, made by `svcheck completion zsh`.
+
+_svcheck_made()
+{
+    local -a commands=(
+        'build:.Builds it'
+    )
+    if (( CURRENT == 2 )); then
+        _describe -t commands command commands
+        return
+    fi
+    shift words
+    (( CURRENT-- ))
+    case $words[1] in
+        build) _svcheck_made_build ;;
+    esac
+}
+
+_svcheck_made_build()
+{
+    _arguments \
+        '--quoted['"'"'rpm'"'"' first.
+.deb
+'"'"'rpm'"'"' next, `.typed` and `a-b`]' \
+        '*-c+[When\: \[a\\b\]]:WHEN:(always never)' \
+        '*--colour=[When\: \[a\\b\]]:WHEN:(always never)' \
+        '--into=[Where]:DIR:_files -/' \
+        '--days=[Where]:N\:M:' \
+        '*:DIR:_files -/'
+}
+
+_svcheck_other()
+{
+    _arguments \
+        '-d+[.deb or '"'"'rpm'"'"', in C\:\\new]:FILE:_files' \
+        '--dotted=[.deb or '"'"'rpm'"'"', in C\:\\new]:FILE:_files' \
+        '*:FILE:_files'
+}
+
+_svcheck()
+{
+    local -a commands=(
+        'made:Makes - it'"'"'s all'
+        'other:Other\: yes'
+    )
+    if (( CURRENT == 2 )); then
+        _describe -t commands command commands
+        return
+    fi
+    shift words
+    (( CURRENT-- ))
+    case $words[1] in
+        made) _svcheck_made ;;
+        other) _svcheck_other ;;
+    esac
+}
+
+if [[ $funcstack[1] == _svcheck ]]; then
+    _svcheck "$@"
+else
+    compdef _svcheck svcheck
+fi
+)ZSH");
+}
+
+// A line has room for 96 characters, and a text begins at the 29th.
+TEST(Help, BreaksTextsAtBlanksWhereTheyDoNotFit) {
+  const auto rowOf = [](const std::string& name, const std::string& text) {
+    TCommandDescription command;
+    command.name = "svcheck made";
+    TOptionDescription option;
+    option.names = {name};
+    option.text = text;
+    command.options = {option};
+    const std::string help = HelpOf(command);
+    return help.substr(help.find("Options:\n") + 9);
+  };
+  const std::string gap(28, ' ');
+  const std::string fits(68, 'x'), half(34, 'y'), long100(100, 'z');
+  EXPECT_EQ(rowOf("--a", fits), "  --a" + gap.substr(5) + fits + "\n");
+  EXPECT_EQ(rowOf("--a", half + " " + half.substr(1)),
+            "  --a" + gap.substr(5) + half + " " + half.substr(1) + "\n");
+  EXPECT_EQ(rowOf("--a", half + " " + half),
+            "  --a" + gap.substr(5) + half + "\n" + gap + half + "\n");
+  EXPECT_EQ(rowOf("--a", fits + " b"), "  --a" + gap.substr(5) + fits + "\n" + gap + "b\n");
+  EXPECT_EQ(rowOf("--a", long100 + " b"), "  --a" + gap.substr(5) + long100 + "\n" + gap + "b\n");
+  EXPECT_EQ(rowOf("--a", long100), "  --a" + gap.substr(5) + long100 + "\n");
+  const std::string name24 = "--" + std::string(22, 'n');
+  EXPECT_EQ(rowOf(name24, "b"), "  " + name24 + "  b\n");
+  EXPECT_EQ(rowOf(name24 + "n", "b"), "  " + name24 + "n\n" + gap + "b\n");
+}
+
+TEST(ProgramPage, ListsTheVerbsAndSaysWhereThereIsMore) {
+  TCommandDescription other;
+  other.name = "svcheck other";
+  other.summary = "Does `that`";
+  const std::string page = ProgramPage({MadeVerb(), other}, "2026-11-21");
+  EXPECT_TRUE(page.starts_with(".TH \"SVCHECK\" \"1\" \"2026-11-21\" \"svcheck ")) << page;
+  const std::size_t verbs = page.find(".SH VERBS\n"), options = page.find(".SH OPTIONS\n");
+  ASSERT_TRUE(verbs < options && options < page.size()) << page;
+  EXPECT_EQ(page.substr(verbs, options - verbs), R"(.SH VERBS
+.TP
+\fBsvcheck made\fR
+Makes \- it's all.
+.TP
+\fBsvcheck other\fR
+Does \fBthat\fR.
+)");
+  EXPECT_TRUE(page.ends_with(".SH SEE ALSO\n.BR svcheck\\-made (1),\n.BR svcheck\\-other (1)\n"))
+      << page;
+  std::size_t before = 0;
+  for (const char* part :
+       {"\n.SH NAME\nsvcheck \\- tell which firmware and drivers an update catalogue offers\n",
+        "\n.SH SYNOPSIS\n\\fBsvcheck\\fR \\fIVERB\\fR [OPTIONS]\n",
+        "\n.SH DESCRIPTION\nReads what ", "\n.SH ENVIRONMENT\n.TP\n\\fBSVCHECK_",
+        "\n.TP\n\\fBNO_COLOR\\fR\nWhen it is set, ",
+        "\n.SH FILES\n.TP\n\\fB/etc/svcheck/config.toml\\fR\nThe machine's settings.\n",
+        "\n.SH EXIT STATUS\n.TP\n\\fB0\\fR\n", "\n.SH SEE ALSO\n"}) {
+    const std::size_t at = page.find(part, before);
+    ASSERT_NE(at, page.npos) << part;
+    before = at;
+  }
+}
+
+TEST(Description, SaysOfAnOptionAllThatHoldsOfIt) {
+  CLI::App app("Made");
+  std::string colour = "auto", plain, output, late;
+  std::vector<std::string> some;
+  std::vector<std::string> more;
+  bool flag = false;
+  const TOption asked = AddText(app, "--catalogue", plain, "Folder", "DIR").Required();
+  AddText(app, "--colour", colour, "When", "WHEN").OneOf({"auto", "never"}).Excludes(asked);
+  AddList(app, "--list", some, "Some", "TEXT");
+  AddTexts(app, "--texts", more, "More", "TEXT");
+  AddFlag(app, "--flag", flag, "Flag");
+  AddText(app, "--output", output, "Output", "FILE");
+  AddText(app, "--late", late, "Late", "FILE").CommandLineOnly();
+  const TCommandDescription described = Describe(
+      TVerb{"made", "Makes", nullptr, "svcheck made\nsvcheck maded\nsvcheck made x\n"}, app);
+  EXPECT_EQ(described.name, "svcheck made");
+  EXPECT_EQ(described.summary, "Makes");
+  EXPECT_EQ(described.examples, (std::vector<std::string>{"svcheck made", "svcheck made x"}));
+  std::vector<std::string> told;
+  for (const TOptionDescription& option : described.options) {
+    told.push_back(UsageOf(option) + ": " + TextOf(option) + (option.repeatable ? " *" : "") +
+                   (option.configurable ? " $" : ""));
+  }
+  EXPECT_EQ(told, (std::vector<std::string>{
+                      "-c, --catalogue DIR: Folder (required; not with --colour) $",
+                      "--colour WHEN: When: auto, never (default auto; not with --catalogue) $",
+                      "--list TEXT: Some * $", "--texts TEXT: More * $", "--flag: Flag $",
+                      "-o, --output FILE: Output", "--late FILE: Late",
+                      "-h, --help: Show this help and end"}));
+}
+
+TEST(Description, TellsWhatAValueIsByItsName) {
+  const auto kindOf = [](const char* value, std::vector<std::string> choices = {}) {
+    TOptionDescription option;
+    option.value = value;
+    option.choices = choices;
+    TCommandDescription command;
+    command.positionals = {option};
+    command.positionals.front().names = {value};
+    if (*value != '\0') {
+      EXPECT_EQ(KindOf(option), KindOfPositional(command)) << value;
+    }
+    return KindOf(option);
+  };
+  EXPECT_EQ(kindOf(""), EValueKind::kNone);
+  EXPECT_EQ(KindOfPositional({}), EValueKind::kNone);
+  for (const char* file : {"FILE", "FILE|DIR", "PATH", "OLD"})
+    EXPECT_EQ(kindOf(file), EValueKind::kFile) << file;
+  for (const char* folder : {"DIR", "DIR|FILE"})
+    EXPECT_EQ(kindOf(folder), EValueKind::kFolder) << folder;
+  for (const char* other : {"N", "TEXT", "PATHS", "OLDER", "AFILE"})
+    EXPECT_EQ(kindOf(other), EValueKind::kOther) << other;
+  EXPECT_EQ(kindOf("FILE", {"a"}), EValueKind::kChoice);
+}
+
+TEST(Usage, HasWhatMayBeLeftOutInBrackets) {
+  TCommandDescription command;
+  command.name = "svcheck made";
+  EXPECT_EQ(UsageOf(command), "svcheck made [OPTIONS]");
+  TOptionDescription one, more;
+  one.names = {"OLD"};
+  one.required = true;
+  more.names = {"NAME"};
+  more.repeatable = true;
+  command.positionals = {one, more};
+  EXPECT_EQ(UsageOf(command), "svcheck made [OPTIONS] OLD [NAME...]");
+  command.commands = {TCommandDescription()};
+  EXPECT_EQ(UsageOf(command), "svcheck made COMMAND [OPTIONS]");
+}
+
 }  // namespace
 }  // namespace svc

@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include "base/error.h"
+#include "host/xmlparser/xml_parser.h"
 #include "rules/system_codes.h"
+#include "tests/support/temporary_folder.h"
 
 namespace svc::repository {
 namespace {
@@ -62,10 +67,11 @@ TEST(Applicability, JoinsTheElementsOfADescription) {
 TEST(Applicability, WarnsOnceForEachFamilyThatIsMissing) {
   const auto result =
       Of("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "SLES9", "VMWARE3", "Windows 2003"}}});
-  const TTexts lines = result.warnings.Lines();
-  ASSERT_EQ(lines.size(), 2U);
-  EXPECT_NE(lines[0].find("\"Linux\""), std::string::npos);
-  EXPECT_NE(lines[1].find("\"VMware\""), std::string::npos);
+  EXPECT_EQ(result.warnings.Lines(),
+            (TTexts{"element \"x\" is for Linux systems but does not name \"Linux\" itself: live "
+                    "queries look for it",
+                    "element \"x\" is for VMware systems but does not name \"VMware\" itself: live "
+                    "queries look for it"}));
 }
 
 TEST(Applicability, HasElementsForSystemsWithoutACodeUnderNoPlatform) {
@@ -104,6 +110,83 @@ TEST(Applicability, WarnsOfANameByWhichQueriesPassTheFileOver) {
   EXPECT_EQ(linesOf("linux.xml", windows), onWindows);
   EXPECT_EQ(linesOf("linux.xml", linux), TTexts());
   EXPECT_EQ(linesOf("a.XML", linux), TTexts{"the name does not hold \"xml\": no query loads it"});
+}
+
+TEST(Applicability, TakesEachElementByItsOwnLists) {
+  const auto result = Of("a.xml", {{"x", {"-[1]-"}, {"RHEL5", "Linux"}},
+                                   {"y", {"-[2]-"}, {"RHEL5", "Linux"}},
+                                   {"z", {"-[2]-"}, {"VMWARE3", "VMware"}}});
+  EXPECT_EQ(result.machineTypes,
+            (std::map<TPlatform, TSet>{{{203, 1}, {"1", "2"}}, {{303, 1}, {"2"}}}));
+  EXPECT_EQ(result.warnings.Lines(), TTexts{});
+}
+
+std::vector<TElement> ElementsOf(const std::string& properties, const std::string& classes = "") {
+  const test::TTemporaryFolder folder;
+  folder.Write("a.xml",
+               "<?xml version=\"1.0\"?><?sv-catalogue version=\"4.02\"?><CIM><DECLARATION>"
+               "<DECLGROUP>" +
+                   classes + "<VALUE.OBJECT><INSTANCE CLASSNAME=\"" +
+                   (classes.empty() ? "QRXPSG_SystemUpdateElement" : "Mine") + "\">" + properties +
+                   "</INSTANCE></VALUE.OBJECT></DECLGROUP></DECLARATION></CIM>");
+  std::vector<TElement> elements;
+  ReadDescription(folder.Path() + "/a.xml", DATA_FOLDER,
+                  [&](const TElement& element) { elements.push_back(element); });
+  return elements;
+}
+
+TEST(Description, HasListsOfTextsAndNumbersAsAQueryReadsThem) {
+  const auto read = ElementsOf(
+      "<PROPERTY NAME=\"name\" TYPE=\"uint16\"><VALUE>4638</VALUE></PROPERTY>"
+      "<PROPERTY.ARRAY NAME=\"applicableMachineTypes\" TYPE=\"uint16\"><VALUE.ARRAY>"
+      "<VALUE>4638</VALUE><VALUE>9</VALUE><VALUE>10</VALUE></VALUE.ARRAY></PROPERTY.ARRAY>"
+      "<PROPERTY NAME=\"applicableOperatingSystems\" TYPE=\"string\"><VALUE>RHEL5</VALUE>"
+      "</PROPERTY>");
+  ASSERT_EQ(read.size(), 1U);
+  EXPECT_EQ(read[0].name, "4638");
+  EXPECT_EQ(read[0].machineTypes, (TTexts{"4638", "9", "10"}));
+  EXPECT_EQ(read[0].operatingSystems, TTexts{"RHEL5"});
+}
+
+TEST(Description, HasNothingWhereAnElementSaysNothing) {
+  for (const char* properties :
+       {"",
+        "<PROPERTY NAME=\"name\" TYPE=\"string\"/>"
+        "<PROPERTY.ARRAY NAME=\"applicableMachineTypes\" TYPE=\"string\"/>"}) {
+    const auto read = ElementsOf(properties);
+    ASSERT_EQ(read.size(), 1U);
+    EXPECT_EQ(read[0].name, "");
+    EXPECT_EQ(read[0].machineTypes, TTexts{});
+    EXPECT_EQ(read[0].operatingSystems, TTexts{});
+  }
+}
+
+TEST(Description, HasElementsOfClassesBelowThatOfUpdates) {
+  const auto read = ElementsOf(
+      "",
+      "<VALUE.OBJECT><CLASS NAME=\"Mine\" SUPERCLASS=\"QRXPSG_SystemUpdateElement\">"
+      "<PROPERTY NAME=\"name\" TYPE=\"string\"><VALUE>inherited</VALUE></PROPERTY></CLASS>"
+      "</VALUE.OBJECT>");
+  ASSERT_EQ(read.size(), 1U);
+  EXPECT_EQ(read[0].name, "inherited");
+}
+
+TEST(Description, ThatCannotBeReadIsNamed) {
+  const auto refusal = [](const std::string& path) {
+    try {
+      ReadDescription(path, DATA_FOLDER, [](const TElement&) {});
+      return std::string();
+    } catch (const TError& error) {
+      return std::string(error.what());
+    }
+  };
+  const test::TTemporaryFolder folder;
+  const std::string path = folder.Path() + "/a.xml";
+  EXPECT_EQ(refusal(path), path + " cannot be read: No such file or directory");
+  folder.Write("a.xml", "");
+  constexpr std::uintmax_t kMost = NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize;
+  std::filesystem::resize_file(path, kMost + 1);  // A file with a hole takes no room.
+  EXPECT_EQ(refusal(path), path + " is too large to be loaded by a query");
 }
 
 TEST(Applicability, WarnsOfADescriptionWithoutElements) {
