@@ -3,10 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
+
 #include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "svcheck/fleet/unread_texts.h"
 #include "svcheck/session/record_origins.h"
+#include "tests/support/temporary_folder.h"
 
 namespace svc::fleet {
 namespace {
@@ -271,6 +275,130 @@ TEST_F(KeptAnswers, AreSoughtSeldomWhereNoMachineIsLikeAnother) {
     kept.Learn(1000 + i, LinesOf("m", "S1"), task.wantsReads ? ReadsOf(task.text) : "");
   }
   EXPECT_GT(found, 60U) << "and then always";
+}
+
+// Machines whose inventories are files, which others may write to meanwhile.
+class KeptAnswersOfFiles : public KeptAnswers {
+ protected:
+  using TClock = std::filesystem::file_time_type::clock;
+
+  // A file that was written so long ago.
+  TTask File(const std::string& name, const std::string& text, std::chrono::seconds age) const {
+    folder.Write(name, text);
+    const std::string path = folder.Path() + "/" + name;
+    std::filesystem::last_write_time(path, TClock::now() - age);
+    return {name, EInventory::kFile, path};
+  }
+  // Whether the answer to the first task is the second one's too. `between` is done while the first
+  // one is compared.
+  template <typename TStep>
+  bool IsShared(TTask first, TTask second, const TStep& between) {
+    TKeptAnswers answers;
+    EXPECT_FALSE(answers.Find(0, first));
+    EXPECT_TRUE(first.wantsReads);
+    between();
+    answers.Learn(0, LinesOf(first.machine, "S1"), ReadsOf(Inventory("S1", "host")));
+    const auto found = answers.Find(1, second);
+    EXPECT_EQ(found ? found->lines : LinesOf(second.machine, "S2"), LinesOf(second.machine, "S2"));
+    return found.has_value();
+  }
+
+  static constexpr std::chrono::hours kHour{1};
+  test::TTemporaryFolder folder;
+};
+
+TEST_F(KeptAnswersOfFiles, AreThoseOfFilesThatHaveSettled) {
+  const auto nothing = [] {};
+  const auto isShared = [&](std::chrono::seconds age) {
+    return IsShared(File("a.xml", Inventory("S1", "host"), age),
+                    File("b.xml", Inventory("S2", "host"), std::chrono::seconds(0)), nothing);
+  };
+  EXPECT_TRUE(isShared(kHour));
+  EXPECT_TRUE(isShared(std::chrono::seconds(3)));
+  EXPECT_FALSE(isShared(std::chrono::seconds(0)));
+  EXPECT_FALSE(isShared(-kHour)) << "it says that it was written later";
+}
+
+TEST_F(KeptAnswersOfFiles, AreNoneOfAFileThatBecameAnotherMeanwhile) {
+  const std::string text = Inventory("S1", "host");
+  const auto isSharedAfter = [&](const auto& between) {
+    return IsShared(File("a.xml", text, kHour), File("b.xml", Inventory("S2", "host"), kHour),
+                    between);
+  };
+  EXPECT_FALSE(isSharedAfter([&] { File("a.xml", text, 2 * kHour); })) << "of another time";
+  EXPECT_FALSE(isSharedAfter([&] { std::filesystem::remove(folder.Path() + "/a.xml"); }));
+  EXPECT_FALSE(isSharedAfter([&] {
+    const auto time = std::filesystem::last_write_time(folder.Path() + "/a.xml");
+    folder.Write("a.xml", text + "\n");
+    std::filesystem::last_write_time(folder.Path() + "/a.xml", time);
+  })) << "of another size";
+  EXPECT_TRUE(isSharedAfter([] {}));
+}
+
+TEST_F(KeptAnswersOfFiles, AreNoneOfDocumentsAndOfCompressedFiles) {
+  const std::string text = Inventory("S1", "host");
+  EXPECT_FALSE(IsShared(File("a.xml", text, kHour), Task("b", text), [] {}));
+  EXPECT_FALSE(IsShared(Task("a", text), File("b.xml", text, kHour), [] {}));
+  for (const TTask& other :
+       {File("a.xml.gz", text, kHour), File("a.xml.zst", text, kHour),
+        File("large.xml", std::string(TKeptAnswers::kMostText + 1, 'x'), kHour),
+        TTask{"none", EInventory::kFile, folder.Path() + "/none.xml"},
+        TTask{"folder", EInventory::kFile, folder.Path()},
+        TTask{"nothing", EInventory::kNone, text}}) {
+    TTask task = other;
+    EXPECT_FALSE(kept.Find(0, task)) << other.machine;
+    EXPECT_FALSE(task.wantsReads) << other.machine;
+  }
+  TTask largest = File("largest.xml", std::string(TKeptAnswers::kMostText, 'x'), kHour);
+  EXPECT_FALSE(kept.Find(0, largest));
+  EXPECT_TRUE(largest.wantsReads);
+}
+
+TEST_F(KeptAnswers, AreOfAnAnswerThatIsNotTooLong) {
+  const std::string text = Inventory("S1", "host");
+  const std::string last = LinesOf("a", "S1");
+  for (const std::size_t more : {0U, 1U}) {
+    TTask task = Task("a", text);
+    ASSERT_FALSE(kept.Find(number, task));
+    const std::string filler =
+        R"({"machine":"a",")" +
+        std::string(TKeptAnswers::kMostText - last.size() - 17 + (1 - more), 'x') + "\n";
+    kept.Learn(number++, filler + last, ReadsOf(text));
+    TTask other = Task("b", text);
+    EXPECT_EQ(kept.Find(number, other).has_value(), more == 1);
+    if (more == 0) kept.Learn(number++, "", "");
+  }
+}
+
+TEST_F(KeptAnswers, TellASerialNumberInTheirLastLineAlone) {
+  const std::string text = Inventory("S1", "host");
+  TTask task = Task("a", text);
+  ASSERT_FALSE(kept.Find(0, task));
+  const auto lines = [](const std::string& machine, const std::string& serial) {
+    const std::string head = "{\"machine\":\"" + machine + "\"";
+    return head + ",\"Name\":\"S1\",\"serialNumber\":\"S1\"}\n" + head +
+           ",\"outcome\":\"done\",\"serialNumber\":\"" + serial + "\",\"errors\":[]}\n";
+  };
+  kept.Learn(0, lines("a", "S1"), ReadsOf(text));
+  TTask other = Task("bcd", Inventory("Z-12345", "x"));
+  EXPECT_EQ(kept.Find(1, other)->lines, lines("bcd", "Z-12345"));
+  TTask shorter = Task("", Inventory("9", "x"));
+  EXPECT_EQ(kept.Find(2, shorter)->lines, lines("", "9"));
+  TTask same = Task("c", Inventory("S1", "host"));
+  EXPECT_EQ(kept.Find(3, same)->lines, lines("c", "S1"));
+}
+
+TEST_F(KeptAnswers, OfOneLineTellItsSerialNumber) {
+  const auto line = [](const std::string& machine, const std::string& serial) {
+    return "{\"machine\":\"" + machine + "\",\"outcome\":\"done\",\"serialNumber\":\"" + serial +
+           "\"}\n";
+  };
+  const std::string text = Inventory("S1", "host");
+  TTask task = Task("a", text);
+  ASSERT_FALSE(kept.Find(0, task));
+  kept.Learn(0, line("a", "S1"), ReadsOf(text));
+  TTask other = Task("b", Inventory("S-22", "x"));
+  EXPECT_EQ(kept.Find(1, other)->lines, line("b", "S-22"));
 }
 
 }  // namespace

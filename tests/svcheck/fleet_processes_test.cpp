@@ -2,16 +2,19 @@
 // holds this is linked so that the calls that may be refused come here first.
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <utility>
 
 #include "base/error.h"
+#include "svcheck/fleet/summary.h"
 #include "svcheck/fleet/workers.h"
 
 namespace {
@@ -116,6 +119,70 @@ TEST(FleetProcesses, AreHeardAgainAfterASignalAndNotAfterAnythingElse) {
   hearing = {ENOMEM, 0};
   EXPECT_EQ(FailureOf([&] { workers->Wait(); }),
             "cannot hear a worker process: Cannot allocate memory; give fewer --jobs");
+}
+
+// Of this process, those that are there.
+std::vector<pid_t> Children() {
+  const std::string self = std::to_string(::getpid());
+  std::ifstream list("/proc/self/task/" + self + "/children");
+  std::vector<pid_t> children;
+  for (pid_t child = 0; list >> child;) children.push_back(child);
+  return children;
+}
+
+TEST(FleetProcesses, ThatEndBySignalAreNamedWithItAndReplaced) {
+  const auto workers = Start(1);
+  const std::vector<pid_t> first = Children();
+  ASSERT_EQ(first.size(), 1U);
+  ASSERT_EQ(::kill(first[0], SIGSTOP), 0);
+  workers->Give(0, Sample());
+  ASSERT_EQ(::kill(first[0], SIGKILL), 0);
+  const auto errors = report::TReport(ReportOf(workers->Wait().text)).errors;
+  ASSERT_EQ(errors.size(), 1U);
+  EXPECT_EQ(errors[0], "the process that compared this machine ended by signal 9 (Killed)");
+  const std::vector<pid_t> second = Children();
+  ASSERT_EQ(second.size(), 1U) << "the one that ended was waited for";
+  EXPECT_NE(second[0], first[0]);
+  workers->Give(1, Sample());
+  EXPECT_NE(workers->Wait().text.find("\"outcome\":\"done\""), std::string::npos);
+}
+
+TEST(FleetProcesses, AreEndedWithWhoeverGaveThemTasks) {
+  const std::ptrdiff_t before = OpenSockets();
+  {
+    const auto workers = Start(3);
+    EXPECT_EQ(Children().size(), 3U);
+    EXPECT_EQ(OpenSockets(), before + 3);
+    workers->Give(0, Sample());
+  }
+  EXPECT_EQ(Children().size(), 0U);
+  EXPECT_EQ(OpenSockets(), before);
+}
+
+TEST(FleetProcesses, EndAtSignalsThatEndOthersWhateverTheirProgramDoesAtThem) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    const auto before = ::signal(number, SIG_IGN);
+    const auto workers = Start(1);
+    ::signal(number, before);
+    workers->Give(0, Sample());
+    workers->Wait();  // It has begun.
+    ASSERT_EQ(::kill(Children().at(0), number), 0);
+    workers->Give(1, Sample());
+    const std::string answer = workers->Wait().text;
+    EXPECT_NE(answer.find("ended by signal " + std::to_string(number) + " ("), std::string::npos)
+        << answer;
+  }
+}
+
+TEST(FleetProcesses, TakeInventoriesThatNoSocketTakesAtOnce) {
+  const auto workers = Start(1);
+  const std::string text = "<CIM><!--" + std::string(std::size_t{5} << 20, 'x') +
+                           "--><DECLARATION><DECLGROUP/></DECLARATION></CIM>";
+  workers->Give(0, {"large", TTask::EInventory::kDocument, text});
+  workers->Give(1, Sample());
+  EXPECT_NE(workers->Wait().text.find("{\"machine\":\"large\",\"outcome\":\"unknown-machine\""),
+            std::string::npos);
+  EXPECT_NE(workers->Wait().text.find("\"outcome\":\"done\""), std::string::npos);
 }
 
 }  // namespace
