@@ -13,7 +13,7 @@ def driver(file, state="4", version="1.0"):
             {"Path": f"C:\\drivers\\{file}", "Version": version, "CurrentState": state})
 
 
-class Explain(ProgramTest):
+class ExplainTest(ProgramTest):
     def explain(self, elements, *instances, component=None):
         arguments = ["--catalogue", self.catalogue(*elements),
                      "--inventory", self.inventory(MACHINE, SYSTEM, *instances)]
@@ -21,6 +21,8 @@ class Explain(ProgramTest):
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         return result.stdout
 
+
+class Explain(ExplainTest):
     def reason(self, *instances, **properties):
         """The block of the one element of a catalogue."""
         return self.explain([element(name="it", **properties)], *instances).split("\n\n")[0]
@@ -284,6 +286,179 @@ class Explain(ProgramTest):
         self.assertEqual(result.returncode, 0)
         self.assertIn("svcheck explain --catalogue", result.stdout)
         self.assertIn("COMPONENT", result.stdout)
+
+
+WHOLE_TEXT = """\
+bios: BIOS Update
+  In the report.
+    test B1 held: description "BIOS Update" contains "BIOS Update"
+    installed: QRXSG_SystemBIOSElement: no instance
+    offered: Version "1.1-[YUE112A]-"
+    record: "System BIOS", installed "", offered "YUE112A": unknown, no installed version was read
+
+far
+  Not for machine type 4638: "-[4638]-" is not in its machine types "-[1]-, -[2]-".
+
+fun: Fun
+  No firmware: none of 24 tests found a component that it updates.
+    tested: description "Fun"
+    tested: category "x"
+    tested: installDirectory ""
+    offers the drivers "a.sys-#2 b.sys-#2 c.sys-#2 a.sys-#1.0"
+
+bmc: Baseboard Management Controller
+  No firmware record: nothing installed fits it; empty in the inventory is QRXSG_IPMIFirmwareElement.Version.
+    test 13 held: category "BMC/H8" contains "BMC/H8"
+    test 13b held: description "Baseboard Management Controller" contains "Baseboard Management Controller"
+    installed: QRXSG_IPMIFirmwareElement.Version ""
+    installed: QRXSG_IPMIFirmwareElement.Name "BMC"
+    offered: Version ""
+
+iscp: Integrated System Control Processor
+  No firmware record: nothing installed fits it.
+    test 12 held: description "Integrated System Control Processor" contains "Integrated System Control Processor"
+    installed: QRXSG_SPROMFirmwareVPDMain.BuildNumber "AAAA1"
+    installed: QRXSG_SPROMFirmwareVPDMain.Name "ISCP"
+    offered: Version "1-[BBBB1]-"
+
+nic: Broadcom NetXtreme and NetXtreme II Firmware
+  In the report.
+    test 14 held: description "Broadcom NetXtreme and NetXtreme II Firmware" contains "Broadcom NetXtreme and NetXtreme II Firmware"
+    installed: QRXSG_BcmDeviceFirmwareElement.SoftwareElementID "BCM1"
+    installed: QRXSG_BcmDeviceFirmwareElement.Version "4.4"
+    looked for: "bcm1" is not in driverFiles "bcm2-#5.0 "
+    record: "Broadcom NetXtreme Network Device  0", installed "4.4", offered "4.4": current
+      no text of the element holds that: what is installed is shown as offered
+    offers the drivers "bcm2-#5.0 "
+
+Some BMC
+  No firmware record: its category was recognised, but none of 4 further tests held.
+    test 13 held: category "BMC/H8" contains "BMC/H8"
+    offered: Version ""
+
+sys: Other
+  No firmware: none of 24 tests found a component that it updates.
+    tested: description "Other"
+    tested: category ""
+    tested: installDirectory ""
+    its drivers "a.sys-#3" are not for this operating system: "SLES10_64" is not in "RHEL4"
+
+offered driver A
+  In the report.
+    record: "A", installed "1.0", offered "2": current, both are built of the same source, by their srcversion
+
+offered driver B
+  No record: no driver of that name runs. Installed, with the state "1", is "C:\\drivers\\b.sys".
+
+offered driver C
+  No record: no driver of that name is installed.
+
+offered driver A
+  In the report.
+    record: "A", installed "1.0", offered "1.0": current
+
+offered driver BCM2
+  No record: no driver of that name is installed.
+
+Of 8 update elements:
+      2 with firmware in the report
+      3 with firmware that gave no record
+      2 without firmware
+      1 for other machine types
+Of 5 offered drivers 2 are in the report; 2 of 3 installed ones run.
+"""
+
+
+WHOLE_LINES = (
+    '{"name":"far","description":"","fate":"other-machine",'
+    '"said":"Not for machine type 4638: \\"-[4638]-\\" is not in its machine types \\"-[1]-,'
+    ' -[2]-\\".","testsMade":0,"held":[],"tested":{},"installed":[],"keys":[],"offered":{},'
+    '"notes":[],"records":[]}',
+    '{"name":"fun","description":"Fun","fate":"no-component",'
+    '"said":"No firmware: none of 24 tests found a component that it updates.",'
+    '"testsMade":24,"held":[],"tested":{"description":"Fun","category":"x",'
+    '"installDirectory":""},"installed":[],"keys":[],"offered":{},"notes":[],"records":[],'
+    '"drivers":{"files":"a.sys-#2 b.sys-#2 c.sys-#2 a.sys-#1.0","isForSystem":true}}',
+    '{"name":"bmc","description":"Baseboard Management Controller","fate":"no-record",'
+    '"said":"No firmware record: nothing installed fits it; empty in the inventory is QRXSG_I'
+    'PMIFirmwareElement.Version.","testsMade":19,"held":[{"test":"13","property":"category",'
+    '"wanted":"BMC/H8","found":"BMC/H8"},{"test":"13b","property":"description",'
+    '"wanted":"Baseboard Management Controller","found":"Baseboard Management Controller"}],'
+    '"tested":{"description":"Baseboard Management Controller","category":"BMC/H8",'
+    '"installDirectory":""},"installed":[{"class":"QRXSG_IPMIFirmwareElement",'
+    '"property":"Version","text":""},{"class":"QRXSG_IPMIFirmwareElement","property":"Name",'
+    '"text":"BMC"}],"keys":[],"offered":{"Version":""},"notes":[],"records":[]}',
+    '{"name":"nic","description":"Broadcom NetXtreme and NetXtreme II Firmware",'
+    '"fate":"record","said":"In the report.","testsMade":18,"held":[{"test":"14",'
+    '"property":"description","wanted":"Broadcom NetXtreme and NetXtreme II Firmware",'
+    '"found":"Broadcom NetXtreme and NetXtreme II Firmware"}],'
+    '"tested":{"description":"Broadcom NetXtreme and NetXtreme II Firmware","category":"",'
+    '"installDirectory":""},"installed":[{"class":"QRXSG_BcmDeviceFirmwareElement",'
+    '"property":"SoftwareElementID","text":"BCM1"},{"class":"QRXSG_BcmDeviceFirmwareElement",'
+    '"property":"Version","text":"4.4"}],"keys":[{"wanted":"bcm1","files":"bcm2-#5.0 ",'
+    '"isThere":false}],"offered":{"driverFiles":"bcm2-#5.0 "},"notes":[],'
+    '"records":[{"Type":"Firmware","Name":"Broadcom NetXtreme Network Device  0",'
+    '"InstalledVersion":"4.4","SVVersion":"4.4","verdict":"current"}],'
+    '"drivers":{"files":"bcm2-#5.0 ","isForSystem":true}}',
+    '{"name":"A","said":"In the report.","records":[{"Type":"Driver","Name":"A",'
+    '"InstalledVersion":"1.0","SVVersion":"2","verdict":"current","sameSource":true}]}',
+    '{"name":"B","said":"No record: no driver of that name runs. Installed,'
+    ' with the state \\"1\\", is \\"C:\\\\drivers\\\\b.sys\\".","records":[]}',
+    '{"name":"A","said":"In the report.","records":[{"Type":"Driver","Name":"A",'
+    '"InstalledVersion":"1.0","SVVersion":"1.0","verdict":"current"}]}',
+)
+
+
+class Whole(ExplainTest):
+    """All that is told, in which every kind of reason stands once."""
+
+    ELEMENTS = (
+        element(**BIOS_UPDATE), element(name="far", applicableMachineTypes=["-[1]-", "-[2]-"]),
+        element(name="fun", description="Fun", category="x", driverSources="ABC:a.sys-#2",
+                driverFiles="a.sys-#2 b.sys-#2 c.sys-#2 a.sys-#1.0"),
+        element(name="bmc", description="Baseboard Management Controller", category="BMC/H8"),
+        element(name="iscp", description="Integrated System Control Processor", Version="1-[BBBB1]-"),
+        element(name="nic", description="Broadcom NetXtreme and NetXtreme II Firmware",
+                driverFiles="bcm2-#5.0 "),
+        element(description="Some BMC", category="BMC/H8"),
+        element(name="sys", description="Other", driverFiles="a.sys-#3",
+                applicableOperatingSystems=["RHEL4"]))
+    INSTALLED = (
+        ("QRXSG_DeviceDriverInfo", {**driver("a.sys")[1], "SourceVersion": "ABC"}),
+        driver("b.sys", state="1"), driver("z.sys"),
+        ("QRXSG_IPMIFirmwareElement", {"Name": "BMC", "Version": ""}),
+        ("QRXSG_SPROMFirmwareVPDMain", {"Name": "ISCP", "BuildNumber": "AAAA1", "Version": "1"}),
+        ("QRXSG_BcmDeviceFirmwareElement", {"Name": "n", "SoftwareElementID": "BCM1",
+                                            "Version": "4.4"}))
+
+    def test_as_text(self):
+        self.maxDiff = None
+        self.assertEqual(self.explain(self.ELEMENTS, *self.INSTALLED), WHOLE_TEXT)
+
+    def test_as_json(self):
+        self.maxDiff = None
+        text = self.explain_text("--format", "json")
+        told = json.loads(text)
+        lines = [line.strip().rstrip(",") for line in text.splitlines()]
+        self.assertEqual(len(lines), 24, "a line for each element and driver, and no other text")
+        for line in WHOLE_LINES:
+            self.assertIn(line, lines)
+        self.assertEqual([item["fate"] for item in told["elements"]],
+                         ["record", "other-machine", "no-component", "no-record", "no-record",
+                          "record", "no-record", "no-component"])
+        self.assertEqual([item["testsMade"] for item in told["elements"]],
+                         [21, 0, 24, 19, 16, 18, 21, 24])
+        self.assertEqual(told["summary"], {
+            "elements": 8, "record": 2, "no-record": 3, "no-component": 2, "other-system": 0,
+            "other-machine": 1, "offeredDrivers": 5, "matchedDrivers": 2, "installedDrivers": 3,
+            "runningDrivers": 2})
+
+    def explain_text(self, *more):
+        result = self.run_program("explain", "--catalogue", self.catalogue(*self.ELEMENTS),
+                                  "--inventory",
+                                  self.inventory(MACHINE, SYSTEM, *self.INSTALLED), *more)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        return result.stdout
 
 
 if __name__ == "__main__":
