@@ -10,6 +10,7 @@ import time
 import unittest
 
 from program import DIALECT, PROGRAM, SAMPLE, SANITIZED, SYSTEM, ProgramTest, document, main
+from serial_notes import serve_folder
 
 NOBODY = 65534
 NO_MACHINE = [SYSTEM]
@@ -191,9 +192,11 @@ class OnATerminal(CauseTest):
                          "check", "--catalogue", self.folder_of, "--root", root)
 
     def test_a_download_that_fails(self):
-        self.assert_once(4, ["http://localhost:1/sv-repository.json",
+        (self.folder / "nothing").mkdir()
+        address = serve_folder(self, self.folder / "nothing")
+        self.assert_once(4, [f"{address}/sv-repository.json",
                              "The catalogue could not be downloaded."],
-                         "check", "--live", "--repository", "http://localhost:1/",
+                         "check", "--live", "--repository", address,
                          "--allow-unsigned", "--inventory", SAMPLE / "inventory.xml")
 
     def test_a_standard_error_elsewhere_has_its_line(self):

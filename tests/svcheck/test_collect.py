@@ -1,5 +1,6 @@
 """`svcheck collect`: the inventory that it writes, and what bad places get."""
 
+import json
 import pathlib
 import sys
 from xml.etree import ElementTree
@@ -54,7 +55,11 @@ class Collect(ProgramTest):
         self.assertIn("give one with --machine NAME", result.stderr)
         result = self.collect(*wanted, "--machine", "m7")
         self.assertEqual(result.returncode, 0, result.stderr)
-        self.assertTrue(result.stdout.startswith('{"machine":"m7",'), result.stdout[:60])
+        self.assertTrue(result.stdout.startswith('{"machine":"m7","inventory":"<'), result.stdout[:60])
+        self.assertTrue(result.stdout.endswith('"}\n'), result.stdout[-60:])
+        self.assertEqual(result.stdout.count("\n"), 1)
+        self.assertEqual(json.loads(result.stdout)["inventory"],
+                         self.collect("--root", self.tree(), "--redact").stdout)
         self.assertEqual(0, self.collect("--root", self.tree(), "--redact").returncode)
 
     def test_a_check_reads_what_was_collected(self):

@@ -368,6 +368,9 @@ class Interrupted(FleetTest):
         for odd in ("-1", "604801", "x", ""):
             self.assert_failed(self.fleet("--inventories", "-", "--machine-timeout", odd), 64,
                                "--machine-timeout")
+        for good in ("0", "1", "604800"):
+            self.assertEqual(self.fleet("--inventories", "-", "--machine-timeout", good,
+                                        input="").returncode, 0, good)
 
     def test_an_inventory_that_becomes_a_pipe_costs_one_answer(self):
         """While the machine before it is compared, so that it was a file when it was listed."""

@@ -93,6 +93,17 @@ class Serials(NumbersTest):
             self.refuse("repository", "build", "repository", f"--days={number}")
 
 
+class DaysOfAFetch(NumbersTest):
+    def test_are_within_their_bounds(self):
+        fetch = ("catalogue", "fetch", "--repository", "ftp://none", "--allow-unsigned", "--output",
+                 "made", "--max-age")
+        for number in ("0", "1", "36499", "36500"):
+            self.number_of(*fetch, number)
+        for number in ("-1", "36501", *LARGE, *ODD):
+            self.assertIn("--max-age", self.refuse(*fetch, number))
+        self.assertFalse((self.folder / "made").exists())
+
+
 class Settings(NumbersTest):
     FLEET = ("fleet", "--catalogue", "none", "--inventories", "none.xml")
 

@@ -39,6 +39,7 @@ class Outcomes(ProgramTest):
         self.write("old/index.xml", document([], DIALECT.replace("4.02", "4.01")))
         self.write("cut/index.xml", DIALECT + "<CIM>")
         (self.folder / "bare").mkdir()
+        nothing = serve_folder(self, self.folder / "bare")
         seen = {outcome: self.report(status, *arguments)["outcome"]
                 for outcome, status, arguments in (
             ("done", 0, ["--inventory", SAMPLE / "inventory.xml", *sample, "--timings"]),
@@ -47,10 +48,10 @@ class Outcomes(ProgramTest):
             ("no-catalogue", 4, [*machine, "--catalogue", "none"]),
             ("unsupported-catalogue", 4, [*machine, "--catalogue", "old"]),
             ("unreadable-catalogue", 4, [*machine, "--catalogue", "cut"]),
-            ("download-failed", 4, [*machine, *self.live("http://127.0.0.1:1")]),
+            ("download-failed", 4, [*machine, *self.live(nothing)]),
             ("no-updates", 4, [*machine, *self.live(self.serve(element(**OTHER)))]),
             ("unsupported-system", 1, ["--inventory", other_system,
-                                       *self.live("http://127.0.0.1:1")]),
+                                       *self.live(nothing)]),
             ("unknown-machine", 1, ["--inventory", unknown, *sample]),
             ("no-definitions", 1, [*machine, *sample, "--data-dir", "bare"]),
             ("failed", 1, [*machine, *sample, "--plugin", "/none.so"]))}
