@@ -1,17 +1,26 @@
 // The whole answer to one machine of a fleet, and which machines are of one kind.
 #include "svcheck/fleet/machine_check.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <chrono>
+#include <atomic>
 #include <fstream>
 #include <iterator>
+#include <string_view>
+#include <thread>
+#include <utility>
 
 #include "base/error.h"
 #include "rules/names.h"
 #include "runtime/hskcore/in_memory_namespace.h"
 #include "runtime/hskcore/namespace_writer.h"
+#include "runtime/xmlparser/document_window.h"
 #include "svcheck/fleet/summary.h"
+#include "svcheck/fleet/workers.h"
+#include "svcheck/system/failure.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::fleet {
@@ -226,6 +235,78 @@ TEST_F(MachineChecks, NeedACatalogueThatCanBeUsed) {
     EXPECT_NE(std::string_view(error.what()).find(settings.catalogue), std::string_view::npos)
         << error.what();
   }
+}
+
+// What comes to a worker and what it answers.
+class TTold : public ITaskChannel {
+ public:
+  TTold(std::string given, std::size_t most) : given(std::move(given)), mostAnswers(most) {}
+  std::size_t Read(char* block, std::size_t size) override {
+    const std::size_t count = given.copy(block, size, at);
+    at += count;
+    return count;
+  }
+  bool Write(std::string_view bytes) override {
+    if (answers.size() == mostAnswers) return false;
+    answers.emplace_back(TakeFrame(bytes).value());
+    EXPECT_EQ(bytes, "") << "one frame at a time";
+    return true;
+  }
+
+  std::vector<std::string> answers;
+
+ private:
+  std::string given;
+  std::size_t at = 0;
+  std::size_t mostAnswers;
+};
+
+class FleetWorker : public MachineChecks {
+ protected:
+  ~FleetWorker() override { xml::AllowWaiting(true); }
+  static int StatusOf(TTold& channel) {
+    TMachineCheck check(Settings());
+    TFrameReader tasks(channel);
+    return AnswerTasks(tasks, channel, check);
+  }
+};
+
+TEST_F(FleetWorker, AnswersEachTaskAloneUntilNoneComes) {
+  WatchMemory();
+  const std::string sample = AnswerOf("m", EInventory::kFile, kSample);
+  TTold channel(FrameOfTask({"m", EInventory::kFile, kSample}) +
+                    FrameOfTask({"n", EInventory::kNone, "why"}) +
+                    FrameOfTask({"m", EInventory::kFile, kSample}),
+                9);
+  EXPECT_EQ(StatusOf(channel), kExitDone);
+  EXPECT_EQ(channel.answers, (std::vector<std::string>{sample, FailedAnswer("n", "why"), sample}));
+}
+
+TEST_F(FleetWorker, EndsWhereNobodyTakesItsAnswers) {
+  WatchMemory();
+  const std::string task = FrameOfTask({"n", EInventory::kNone, "why"});
+  TTold channel(task + task + task, 1);
+  EXPECT_EQ(StatusOf(channel), kExitFailure);
+  EXPECT_EQ(channel.answers.size(), 1U);
+}
+
+// It was a file when it was listed.
+TEST_F(FleetWorker, WaitsForNobodyWhoWritesIntoAPipe) {
+  const std::string pipe = folder.Path() + "/a.xml";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  WatchMemory();
+  std::atomic<bool> isOver = false;
+  std::thread writer([&] {
+    int file = -1;
+    while (file == -1 && !isOver) file = ::open(pipe.c_str(), O_WRONLY | O_NONBLOCK);
+    ::close(file);
+  });
+  TTold channel(FrameOfTask({"m", EInventory::kFile, pipe}), 1);
+  EXPECT_EQ(StatusOf(channel), kExitDone);
+  isOver = true;
+  writer.join();
+  ASSERT_EQ(channel.answers.size(), 1U);
+  EXPECT_NE(channel.answers[0].find("is no regular file"), std::string::npos) << channel.answers[0];
 }
 
 // What elements are chosen by, as an inventory has it.
