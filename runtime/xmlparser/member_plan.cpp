@@ -221,13 +221,8 @@ class TCut {
   std::string_view Since(std::string_view before) const {
     return before.substr(0, before.size() - rest.size());
   }
-  // Up to the next '<', if there is one.
-  bool Text() {
-    const std::size_t stop = rest.find('<');
-    if (stop == rest.npos) return false;
-    rest.remove_prefix(stop);
-    return true;
-  }
+  // Up to the next '<', or to the end.
+  void Text() { rest.remove_prefix(std::min(rest.find('<'), rest.size())); }
 
  private:
   std::string_view rest;
@@ -285,12 +280,12 @@ void TMemberPlan::Learn(const TRead& read) {
   if (!CutLead(cut, read)) return;
   const std::string_view lead = cut.Since(read.bytes);
   std::string_view between;
-  while (cut.Text() && read.isArray) {
-    TCut further = cut;
-    if (!CutBetween(further)) break;
+  cut.Text();
+  for (TCut further = cut; read.isArray && CutBetween(further); further = cut) {
     const std::string_view here = further.Since(cut.Rest());
     if (!between.empty() && here != between) return;
     between = here;
+    further.Text();
     cut = further;
   }
   const std::string_view trail = cut.Rest();

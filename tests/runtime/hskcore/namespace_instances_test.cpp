@@ -294,6 +294,31 @@ TEST_F(NamespaceInstances, OfManyPropertiesFindEach) {
             THSKStatusCode::kNoSuchProperty);
 }
 
+// The table in which they are found has room for one more, whatever their number.
+TEST_F(NamespaceInstances, OfAnyNumberOfPropertiesFindEachAndNoOther) {
+  for (int count = 1; count < 140; ++count) {
+    space = MakeInMemoryNamespace();
+    Declare(space, "A");
+    {
+      TNamespaceWriter writer(space);
+      writer.BeginInstance("A");
+      for (int i = 0; i < count; ++i)
+        writer.WriteValue("p" + std::to_string(i), ECIMType::kString, std::to_string(i));
+      writer.BeginClass("B", "");
+      writer.WriteValue("other", ECIMType::kString, "");
+      writer.Finish();
+    }
+    EXPECT_TRUE(InstancesOf(space, "A").empty()) << "it was not finished";
+    Add(space, "A", "p0", "0");
+    const TInstanceHandle instance = InstancesOf(space, "A").at(0);
+    for (int i = 1; i < count; ++i)
+      instance->SetPropertyValue("p" + std::to_string(i), TCIMValue(std::to_string(i)), {});
+    for (int i = 0; i < count; ++i)
+      ASSERT_EQ(TextOf(instance, "P" + std::to_string(i)), std::to_string(i)) << count;
+    EXPECT_EQ(StatusOf([&] { PropertyOf(instance, "other"); }), THSKStatusCode::kNoSuchProperty);
+  }
+}
+
 TEST_F(NamespaceInstances, WithRepeatedTextsReadAsTheyWereWritten) {
   Declare(space, "A");
   constexpr int kCount = 20000;

@@ -1,10 +1,14 @@
 #include "host/hskcore/os_specific.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -14,6 +18,7 @@
 namespace svc {
 namespace {
 
+using namespace std::string_literals;
 using NQRXHSK20::THSKException;
 using NQRXHSK20::THSKStatusCode;
 using NQRXHSK20::TOSSpecific;
@@ -186,6 +191,72 @@ TEST_F(OsSpecific, NamesTheCurrentFolderThatIsGone) {
     EXPECT_EQ(error.GetMessageText(), "\".\": No such file or directory");
   }
   fs::current_path(before);
+}
+
+std::string ContentsOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(MemoryFile, HoldsItsBytesAsLongAsItLives) {
+  std::string path;
+  {
+    const TMemoryFile file(
+        "12\0"
+        "45"s);
+    path = file.Path();
+    EXPECT_TRUE(path.starts_with("/proc/self/fd/")) << path;
+    EXPECT_EQ(ContentsOf(path),
+              "12\0"
+              "45"s);
+  }
+  EXPECT_FALSE(fs::exists(fs::symlink_status(path)));
+}
+
+TEST(MemoryFile, MayHaveTheFirstDescriptor) {
+  const int kept = ::dup(0);
+  ::close(0);
+  {
+    const TMemoryFile file("x");
+    EXPECT_EQ(file.Path(), "/proc/self/fd/0");
+  }
+  ::dup2(kept, 0);
+  ::close(kept);
+}
+
+// The limit that it sets ends with it.
+class TLimit {
+ public:
+  TLimit(int what, rlim_t most) : what(what) {
+    ::getrlimit(what, &before);
+    const rlimit now{most, before.rlim_max};
+    ::setrlimit(what, &now);
+  }
+  ~TLimit() { ::setrlimit(what, &before); }
+
+ private:
+  int what;
+  rlimit before{};
+};
+
+TEST(MemoryFile, HasNoPathWhereItsBytesDoNotFit) {
+  const auto before = std::signal(SIGXFSZ, SIG_IGN);
+  std::string fits;
+  std::string cut = "not asked";
+  std::string none = "not asked";
+  {
+    const TLimit limit(RLIMIT_FSIZE, 4);
+    fits = TMemoryFile("1234").Path();
+    cut = TMemoryFile("12345").Path();
+  }
+  {
+    const TLimit limit(RLIMIT_NOFILE, 0);
+    none = TMemoryFile("1").Path();
+  }
+  std::signal(SIGXFSZ, before);
+  EXPECT_NE(fits, "");
+  EXPECT_EQ(cut, "");
+  EXPECT_EQ(none, "");
 }
 
 }  // namespace

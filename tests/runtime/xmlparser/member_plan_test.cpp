@@ -229,11 +229,13 @@ class Plan : public ::testing::Test {
     plan.Learn({bytes, &tag, isArray, 3, NQRXHSK20::ECIMType::kString});
     plan.Begin();
   }
-  bool Knows(const std::string& bytes) {
+  // What stands first in an instance, as the plan knows it; null for none.
+  const TMember* Taken(const std::string& bytes) {
     const std::string text = bytes + std::string(TMarkup::kMost - bytes.size(), ' ');
     plan.Begin();
-    return plan.Take(text.data()) != nullptr;
+    return plan.Take(text.data());
   }
+  bool Knows(const std::string& bytes) { return Taken(bytes) != nullptr; }
 
   TKnownTag tag{};
   TMemberPlan plan;
@@ -295,9 +297,120 @@ TEST_F(Plan, KnowsTheUsualWayFromOneInstanceToTheNextAlone) {
 
 // Many-named documents do not pay for a plan that is of no use to them.
 TEST_F(Plan, StopsLearningWhereThatIsOfNoUse) {
-  for (int i = 0; i < 1024; ++i) Learn(std::string(i % 64, ' ') + "<PROPERTY NAME='P'/>");
-  Learn("<PROPERTY NAME='P'><VALUE>x</VALUE></PROPERTY>");
-  EXPECT_FALSE(Knows("<PROPERTY NAME='P'><VALUE>"));
+  const std::string lead = "<PROPERTY NAME='P'><VALUE>";
+  for (int i = 0; i < 1023; ++i) Learn(std::string(i % 64, ' ') + "<PROPERTY NAME='P'/>");
+  Learn(lead + "x</VALUE></PROPERTY>");
+  EXPECT_TRUE(Knows(lead)) << "which was of use: so it learns once more";
+  Learn(' ' + lead + "x</VALUE></PROPERTY>");
+  Learn('\n' + lead + "x</VALUE></PROPERTY>");
+  EXPECT_FALSE(Knows('\n' + lead));
+  EXPECT_TRUE(Knows(' ' + lead));
+}
+
+TEST_F(Plan, TellsWhatItLearned) {
+  Learn("\n<PROPERTY NAME='P'> <VALUE>text</VALUE>\t</PROPERTY>");
+  const TMember* const member = Taken("\n<PROPERTY NAME='P'> <VALUE>");
+  ASSERT_NE(member, nullptr);
+  EXPECT_EQ(member->lead.View(), "\n<PROPERTY NAME='P'> <VALUE>");
+  EXPECT_EQ(member->between.View(), "");
+  EXPECT_EQ(member->trail.View(), "</VALUE>\t</PROPERTY>");
+  EXPECT_EQ(member->tag, &tag);
+  EXPECT_EQ(member->step.name, 3u);
+  EXPECT_EQ(member->step.form.type, NQRXHSK20::ECIMType::kString);
+  EXPECT_FALSE(member->step.form.isArray);
+  EXPECT_FALSE(member->step.form.isNullNumber);
+}
+
+TEST_F(Plan, KnowsWhatStandsBetweenElementsOnceAnArrayHasTwo) {
+  const std::string lead = "<PROPERTY NAME='P'> <VALUE.ARRAY>\n<VALUE>";
+  const std::string trail = "</VALUE>\n</VALUE.ARRAY> </PROPERTY.ARRAY>";
+  const auto known = [&] {
+    const TMember* const member = Taken(lead);
+    if (member == nullptr) return std::string("nothing");
+    EXPECT_TRUE(member->step.form.isArray);
+    EXPECT_EQ(member->trail.View(), trail);
+    return std::string(member->between.View());
+  };
+  Learn(lead + "a</VALUE> <VALUE>b</VALUE><VALUE>c" + trail, true);
+  EXPECT_EQ(known(), "nothing") << "it is not the same each time";
+  Learn(lead + "a" + trail, true);
+  EXPECT_EQ(known(), "");
+  Learn(lead + "a</VALUE>\n<VALUE>b</VALUE>\n<VALUE>c" + trail, true);
+  EXPECT_EQ(known(), "</VALUE>\n<VALUE>");
+  Learn(lead + "a</VALUE><VALUE>b" + trail, true);
+  EXPECT_EQ(known(), "</VALUE>\n<VALUE>");
+}
+
+// Optional ones come and go.
+TEST_F(Plan, KnowsThreeThatMayStandInOnePlaceTheLastOnesFirst) {
+  const auto lead = [](int blanks) {
+    return std::string(static_cast<std::size_t>(blanks), ' ') + "<PROPERTY NAME='P'><VALUE>";
+  };
+  const auto learn = [&](int blanks) { Learn(lead(blanks) + "x</VALUE></PROPERTY>"); };
+  for (int i = 1; i <= 3; ++i) learn(i);
+  // Each that is taken is the last one then.
+  for (const int i : {1, 2, 3, 1, 2}) EXPECT_TRUE(Knows(lead(i))) << i;
+  learn(4);
+  EXPECT_FALSE(Knows(lead(3)));
+  for (const int i : {1, 2, 4}) EXPECT_TRUE(Knows(lead(i))) << i;
+}
+
+TEST_F(Plan, LearnsWhatItsPlacesHold) {
+  const std::string lead = "<PROPERTY NAME='P'><VALUE>";
+  const std::string trail = "</VALUE></PROPERTY>";
+  const std::string fits = std::string(TMarkup::kMost - lead.size(), ' ') + lead;
+  Learn(fits + "x" + trail);
+  EXPECT_TRUE(Knows(fits));
+  const auto known = [&](const std::string& begin) {
+    Learn(begin + "x" + trail);
+    const std::string text = begin + std::string(TMarkup::kMost, ' ');
+    plan.Begin();
+    return plan.Take(text.data()) != nullptr;
+  };
+  EXPECT_FALSE(known(' ' + fits));
+  EXPECT_TRUE(known('\n' + lead));
+  const auto behind = [](std::size_t blanks) {
+    return "</VALUE>" + std::string(blanks, ' ') + "</PROPERTY>";
+  };
+  const std::size_t usual = behind(0).size();
+  Learn('\r' + lead + "x" + behind(TMarkup::kMost - usual + 1));
+  EXPECT_FALSE(Knows('\r' + lead));
+  Learn('\r' + lead + "x" + behind(TMarkup::kMost - usual));
+  EXPECT_TRUE(Knows('\r' + lead));
+  // Of a large one nothing is learned.
+  const std::size_t room = (std::size_t{16} << 10) - 1 - lead.size() - trail.size();
+  Learn(' ' + lead + std::string(room, 'x') + trail);
+  EXPECT_TRUE(Knows(' ' + lead));
+  Learn('\t' + lead + std::string(room + 1, 'x') + trail);
+  EXPECT_FALSE(Knows('\t' + lead));
+}
+
+TEST_F(Plan, HasSoManyMembersAndNoMore) {
+  const auto lead = [](std::size_t i) {
+    return std::string(i % 16, ' ') + "<PROPERTY NAME='P'>" + std::string(i / 16, ' ') + "<VALUE>";
+  };
+  const auto learn = [&](std::size_t i) { Learn(lead(i) + "x</VALUE></PROPERTY>"); };
+  for (std::size_t i = 0; i < 256; ++i) {
+    learn(i);
+    ASSERT_TRUE(Knows(lead(i))) << i;
+  }
+  learn(256);
+  EXPECT_FALSE(Knows(lead(256)));
+  learn(7);
+  EXPECT_TRUE(Knows(lead(7))) << "which it has";
+}
+
+// A tag that is not remembered has no place to go on from, and an empty one no text.
+TEST_F(Plan, LearnsNothingOfATagThatIsNotRememberedOrEmpty) {
+  const std::string lead = "<PROPERTY NAME='P'><VALUE>";
+  plan.Begin();
+  plan.Learn({lead + "x</VALUE></PROPERTY>", nullptr, false, 3, NQRXHSK20::ECIMType::kString});
+  tag.form.isEmpty = true;
+  Learn(lead + "x</VALUE></PROPERTY>");
+  EXPECT_FALSE(Knows(lead));
+  tag.form.isEmpty = false;
+  Learn(lead + "x</VALUE></PROPERTY>");
+  EXPECT_TRUE(Knows(lead));
 }
 
 }  // namespace
