@@ -36,6 +36,20 @@ TEST(CharacterReference, EndsWhereUnicodeDoes) {
   }
 }
 
+// The last of each length in UTF-8 and the first of the next.
+const std::vector<std::pair<unsigned, std::string>> kEncoded = {
+    {0x7F, "\x7F"},          {0x80, "\xC2\x80"},       {0x7FF, "\xDF\xBF"},
+    {0x800, "\xE0\xA0\x80"}, {0x1234, "\xE1\x88\xB4"}, {0xFFFD, "\xEF\xBF\xBD"}};
+
+TEST(CharacterReference, IsWrittenAsUtf8) {
+  for (const auto& [character, bytes] : kEncoded) {
+    const std::string reference = "&#" + std::to_string(character) + ";";
+    EXPECT_EQ(OnlyValue(LoadBlock(WithClass(Property(reference)))), bytes) << character;
+  }
+  EXPECT_EQ(OnlyValue(LoadBlock(WithClass(Property("&#x10000;&#x5abCD;")))),
+            "\xF0\x90\x80\x80\xF1\x9A\xAF\x8D");
+}
+
 TEST(CharacterReference, IsOfACharacterThatXmlAllows) {
   for (const char* good :
        {"&#9;", "&#xA;", "&#xD;", "&#x20;", "&#xD7FF;", "&#xE000;", "&#xFFFD;", "&#x10000;"}) {
@@ -112,6 +126,22 @@ TEST(Utf16, SurrogatesStandInPairs) {
       EXPECT_EQ(load(broken, isLittle).status, 1) << broken.size() << ' ' << broken.front();
     }
   }
+}
+
+TEST(Utf16, IsWrittenAsUtf8) {
+  const std::string document = WithClass(Property("|"));
+  const std::string begin = document.substr(0, document.find('|'));
+  const std::string end = document.substr(document.find('|') + 1);
+  for (const auto& [unit, bytes] : kEncoded) {
+    for (const bool isLittle : {false, true})
+      EXPECT_EQ(OnlyValue(LoadBlock(Utf16(begin, {unit}, end, isLittle))), bytes) << unit;
+  }
+}
+
+TEST(Latin1, IsWrittenAsUtf8) {
+  const std::string declared = "<?xml version='1.0' encoding='iso-8859-1'?>";
+  EXPECT_EQ(OnlyValue(LoadBlock(declared + WithClass(Property("\x7F\x80\xA0\xBF\xC0\xFF")))),
+            "\x7F\xC2\x80\xC2\xA0\xC2\xBF\xC3\x80\xC3\xBF");
 }
 
 TEST(Utf16, EndsWithAWholeUnitAndAWholePair) {

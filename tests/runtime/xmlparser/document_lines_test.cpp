@@ -103,8 +103,61 @@ TEST_F(DocumentLines, AreThoseOfTheTextInWhicheverEncoding) {
   EXPECT_EQ(LinesOfInstances(Write(wide), OffsetsIn(text)), std::vector<std::size_t>{2});
   EXPECT_EQ(LinesOfInstances(Write("\xEF\xBB\xBF" + text), OffsetsIn(text)),
             std::vector<std::size_t>{2});
-  EXPECT_EQ(LinesOfInstances(Write(latin), std::vector{latin.size() + 1}),
-            std::vector<std::size_t>{3});
+  EXPECT_EQ(LinesOfInstances(Write(latin), std::vector{latin.size() + 1, latin.size() + 2}),
+            (std::vector<std::size_t>{3, 0}));
+}
+
+using xml::TDocumentText;
+using xml::TLineCounter;
+
+TEST(LineCounter, CountsOnFromTheLastPlace) {
+  std::string bytes = "a\r\nb\rc\n\nd";
+  const TDocumentText text(bytes.data(), bytes.data() + bytes.size());
+  TLineCounter lines(text);
+  const std::vector<std::size_t> expected = {1, 1, 2, 2, 2, 3, 3, 4, 5, 5};
+  for (const std::size_t place : {0, 0, 3, 4, 5, 6, 7, 8, 9, 9}) {
+    EXPECT_EQ(text.LineAt(bytes.data() + place), lines.LineAt(bytes.data() + place)) << place;
+  }
+  for (std::size_t place = 0; place < expected.size(); ++place) {
+    if (place == 2) continue;  // Between the two of a pair.
+    EXPECT_EQ(text.LineAt(bytes.data() + place), expected[place]) << place;
+  }
+}
+
+// What is rewritten keeps as many line ends as it had, or they are counted apart.
+TEST(DocumentText, TellsLinesWhileItIsRewritten) {
+  std::string bytes = "1\n2&lt;\n\n\n5\n6";
+  char* const begin = bytes.data();
+  TDocumentText text(begin, begin + bytes.size());
+  TLineCounter lines(text);
+  EXPECT_EQ(lines.LineAt(begin + 2), 2u);
+  xml::TRewrite rewrite(begin + 3);
+  text.Open(rewrite);
+  *rewrite.out++ = '<';
+  rewrite.in += 4;
+  EXPECT_EQ(text.LineAt(begin + 2), 2u);
+  EXPECT_EQ(text.LineAt(rewrite.begin), 2u);
+  EXPECT_EQ(text.LineAt(rewrite.in), 2u);
+  EXPECT_EQ(text.LineAt(rewrite.in + 1), 3u);
+  rewrite.in += 2;
+  rewrite.lineEnds += 2;
+  EXPECT_EQ(text.LineAt(rewrite.in), 4u);
+  EXPECT_EQ(text.LineAt(rewrite.in + 1), 5u);
+  text.Close();
+  EXPECT_EQ(bytes, "1\n2<   \n\n\n5\n6");
+  EXPECT_EQ(text.LostLineEnds(), 0);
+  EXPECT_EQ(text.LineAt(begin + 10), 5u);
+  // A line end that becomes a blank leaves no room for another.
+  xml::TRewrite last(begin + 11);
+  text.Open(last);
+  *last.out++ = ' ';
+  ++last.in;
+  ++last.lineEnds;
+  text.Close();
+  EXPECT_EQ(bytes, "1\n2<   \n\n\n5 6");
+  EXPECT_EQ(text.LostLineEnds(), 1);
+  EXPECT_EQ(text.LineAt(begin + 12), 6u);
+  EXPECT_EQ(lines.LineAt(begin + 12), 6u);
 }
 
 }  // namespace

@@ -211,6 +211,18 @@ TEST(Refusal, TheTextMayEndInZeroBytes) {
   EXPECT_NE(loaded.message.find("line 3: the text ends"), std::string::npos) << loaded.message;
 }
 
+TEST(Refusal, AFileMayEndInZeroBytesWhichAreNoText) {
+  const auto told = [](const std::string& document) {
+    const std::string message = LoadFile(document).message;
+    return message.substr(message.find(".xml:") + 5);
+  };
+  EXPECT_EQ(told("<CIM>\n\n" + std::string(100, '\0')), "3: " + kEnds);
+  EXPECT_EQ(told("<CIM>\n\n" + std::string(100, '\0') + "x"),
+            "3: control character 0x00 is not allowed");
+  EXPECT_EQ(told("<CIM>\n\x1F" + std::string(100, '\0')),
+            "2: control character 0x1F is not allowed");
+}
+
 TEST(Refusal, FilesThatCannotBeReadHaveAStatusOfTheirOwn) {
   const auto status = [](const std::string& path) {
     try {
