@@ -1,11 +1,14 @@
 // What is refused, with which status, and how the text says where.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "host/hskcore/exception.h"
 #include "host/xmlparser/namespace_populator.h"
@@ -244,6 +247,46 @@ TEST(Refusal, FilesThatCannotBeReadHaveAStatusOfTheirOwn) {
   EXPECT_EQ(status(pipe), 11) << "nor by who waits for none";
   AllowWaiting(true);
   ::unlink(pipe.c_str());
+}
+
+// What a pipe gives once somebody writes to it; a refusal's status for one that is not opened.
+std::string ReadFromPipe(const std::string& path, const std::string& document) {
+  std::atomic<bool> isOver = false;
+  std::thread writer([&] {
+    int file = -1;
+    while (file == -1 && !isOver) file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK);
+    if (file == -1) return;
+    ::fcntl(file, F_SETFL, O_WRONLY);
+    EXPECT_EQ(::write(file, document.data(), document.size()),
+              static_cast<ssize_t>(document.size()));
+    ::close(file);
+  });
+  std::string read;
+  try {
+    const TFileBytes bytes = ReadFileOrPipe(path);
+    read.assign(bytes.bytes.get(), bytes.size);
+  } catch (const NQRXHSK20::THSKException& error) {
+    read = "status " + std::to_string(static_cast<int>(error.GetStatusCode()));
+  }
+  isOver = true;
+  writer.join();
+  return read;
+}
+
+TEST(AwaitedPipes, AreReadToTheirEndAsLongAsTheyAreAwaited) {
+  const std::string path = testing::TempDir() + "/awaited-pipe.xml";
+  ::unlink(path.c_str());
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  {
+    const TAwaitedPipes pipes;
+    for (const std::size_t size : {1, 4095, 4096, 4097, 100'000}) {
+      std::string document(size, 'x');
+      document.back() = 'y';
+      EXPECT_EQ(ReadFromPipe(path, document), document);
+    }
+  }
+  EXPECT_EQ(ReadFromPipe(path, "x"), "status 11");
+  ::unlink(path.c_str());
 }
 
 TEST(Refusal, AFileThatNoMemoryHoldsHasAStatusOfItsOwn) {
