@@ -16,6 +16,11 @@ namespace {
 // What lies under a further name, and that name: it is there but while names are counted.
 const std::string* flippedFile = nullptr;
 const std::string* flippedName = nullptr;
+// What takes the place of that name before it is looked at again.
+const std::string* newcomer = nullptr;
+// The system tells nothing of folders any more once it was asked about a file.
+bool isFileTheLastTold = false;
+bool areFoldersUntold = false;
 
 }  // namespace
 
@@ -25,6 +30,8 @@ int __real_fstatat(int folder, const char* name, struct stat* status, int flags)
 
 int __wrap_fstat(int file, struct stat* status) {
   const int result = __real_fstat(file, status);
+  areFoldersUntold = areFoldersUntold || (isFileTheLastTold && S_ISREG(status->st_mode));
+  if (areFoldersUntold && S_ISDIR(status->st_mode)) return -1;
   struct stat flipped {};
   if (result != 0 || flippedFile == nullptr || ::stat(flippedFile->c_str(), &flipped) != 0 ||
       flipped.st_ino != status->st_ino) {
@@ -38,6 +45,9 @@ int __wrap_fstat(int file, struct stat* status) {
 
 // As the system does it: the name first, and then what there is to tell.
 int __wrap_fstatat(int folder, const char* name, struct stat* status, int flags) {
+  if (newcomer != nullptr) {
+    EXPECT_EQ(::rename(newcomer->c_str(), flippedName->c_str()), 0);
+  }
   if (flippedFile == nullptr) return __real_fstatat(folder, name, status, flags);
   const int file = ::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC);
   if (file < 0) return -1;
@@ -203,6 +213,35 @@ TEST_F(InPlace, AFurtherNameThatIsGoneWhenNamesAreCountedIsNotGoneOnWith) {
     EXPECT_EQ(ErrorOf([&] { Write(In("log"), EStart::kBehind, "x"); }), EBUSY) << mode;
   }
   EXPECT_EQ(Text("victim"), "precious");
+}
+
+TEST_F(InPlace, AFileInWhosePlaceThereIsAnotherIsNotWrittenTo) {
+  Put("log", "old");
+  Put("other", "precious");
+  const std::string name = In("log");
+  const std::string other = In("other");
+  flippedName = &name;
+  newcomer = &other;
+  EXPECT_EQ(ErrorOf([&] { OpenInPlace(name, EStart::kEmpty); }), EBUSY);
+  flippedName = newcomer = nullptr;
+  EXPECT_EQ(Text("log"), "precious");
+}
+
+// Of a folder of which nothing is known nobody is trusted.
+TEST_F(InPlace, AFileBegunAnewIsANewOneWhereTheSystemDoesNotTellWhoMayRename) {
+  Put("log", "old");
+  const ino_t number = Number("log");
+  const int old = ::open(In("log").c_str(), O_RDONLY);  // Its number stays taken.
+  isFileTheLastTold = true;
+  const int error = ErrorOf([&] { Write(In("log"), EStart::kEmpty, "x"); });
+  const bool wereUntold = areFoldersUntold;
+  isFileTheLastTold = areFoldersUntold = false;
+  ::close(old);
+  EXPECT_EQ(error, 0) << reason;
+  EXPECT_TRUE(wereUntold);
+  EXPECT_NE(Number("log"), number);
+  EXPECT_EQ(Text("log"), "x");
+  EXPECT_EQ(Names(), std::set<std::string>{"log"});
 }
 
 TEST_F(InPlace, AFileBegunAnewIsANewOneWhereOthersMayRename) {

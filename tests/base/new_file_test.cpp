@@ -10,6 +10,7 @@
 namespace {
 
 int interruptions = 0;  // How many of the next calls of write(2) a signal interrupts.
+int shortWrites = 0;    // How many of them take one byte, or none where there is one.
 int renamingError = 0;  // Of renameat2(2), where it is not 0.
 
 }  // namespace
@@ -19,6 +20,10 @@ extern "C" {
 ssize_t __real_write(int file, const void* bytes, size_t size);
 
 ssize_t __wrap_write(int file, const void* bytes, size_t size) {
+  if (shortWrites > 0) {
+    --shortWrites;
+    return size > 1 ? __real_write(file, bytes, 1) : 0;
+  }
   if (interruptions == 0) return __real_write(file, bytes, size);
   --interruptions;
   errno = EINTR;
@@ -68,6 +73,16 @@ TEST_F(NewFile, IsWrittenOnWhereASignalInterrupts) {
   interruptions = 2;
   file.Publish();
   EXPECT_EQ(interruptions, 0);
+  EXPECT_EQ(Text("report"), "text");
+}
+
+// As on a disk that is nearly full, or in a file system of somebody's own.
+TEST_F(NewFile, IsWrittenOnWhereTheSystemTakesLittleOrNothing) {
+  TNewFile file(In("report"));
+  file.Write("text");
+  shortWrites = 5;
+  file.Publish();
+  EXPECT_EQ(shortWrites, 0);
   EXPECT_EQ(Text("report"), "text");
 }
 

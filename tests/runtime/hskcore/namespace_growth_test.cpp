@@ -174,6 +174,29 @@ TEST(Instances, TakeNoMoreMemoryForAValueThatTakesAnothersPlace) {
   EXPECT_EQ(TextOf(instance, "b"), "1");
 }
 
+TEST(Text, ThatIsLargeLeavesNoRoomUnusedBeforeIt) {
+  constexpr std::size_t kCount = 20;
+  constexpr std::size_t kSize = 600'000;
+  const auto large = [&](TNamespaceWriter& writer, int count) {
+    for (int i = 0; i < count; ++i) WriteInstance(writer, "p", std::string(kSize, 'x'));
+    return std::size_t{0};
+  };
+  EXPECT_LE(CostOf(large, kCount).memory.peakBytes, (kCount + 1) * kSize + (2u << 20));
+}
+
+TEST(Instances, OfFormsThatThereWereBeforeTakeNoMoreThanTheirValues) {
+  const auto repeated = [](TNamespaceWriter& writer, int count) {
+    for (int i = 0; i < count; ++i) {
+      writer.BeginInstance("A");
+      writer.WriteNull("p" + std::to_string(i % 1000), ECIMType::kString, false);
+      writer.Finish();
+    }
+    return std::size_t{0};
+  };
+  constexpr std::size_t kRow = 24 + 8;
+  EXPECT_LE(CostOf(repeated, 100000).memory.peakBytes, 100000 * kRow * 4 / 3);
+}
+
 TEST(Instances, AreNotAllocatedOneByOne) {
   const auto alike = [](TNamespaceWriter& writer, int count) {
     for (int i = 0; i < count; ++i) {

@@ -294,6 +294,37 @@ TEST_F(NamespaceInstances, OfManyPropertiesFindEach) {
             THSKStatusCode::kNoSuchProperty);
 }
 
+std::string PlaceIn(const TInstanceHandle& instance) {
+  const auto place = PlaceOf(*instance);
+  return place ? std::to_string(place->document) + " at " + std::to_string(place->offset) : "none";
+}
+
+TEST_F(NamespaceInstances, HaveThePlacesThatWereKeptOfThem) {
+  KeepPlaces(space);
+  Declare(space, "A");
+  TNamespaceWriter writer(space);
+  const auto add = [&](std::size_t offset) {
+    writer.BeginInstance("A");
+    if (offset != 0) writer.KeepPlace(offset);
+    writer.Finish();
+  };
+  add(5);
+  writer.BeginDocument();
+  add(7);
+  add(0);
+  add(9);
+  writer.BeginDocument();
+  writer.BeginDocument();
+  add(11);
+  std::vector<std::string> places;
+  for (const auto& instance : InstancesOf(space, "A")) places.push_back(PlaceIn(instance));
+  EXPECT_EQ(places, (std::vector<std::string>{"none", "0 at 7", "none", "0 at 9", "2 at 11"}));
+  const TInstanceHandle created = Create("A");
+  EXPECT_EQ(PlaceIn(created), "none");
+  created->Commit({});
+  EXPECT_EQ(PlaceIn(InstancesOf(space, "A").back()), "none");
+}
+
 // The table in which they are found has room for one more, whatever their number.
 TEST_F(NamespaceInstances, OfAnyNumberOfPropertiesFindEachAndNoOther) {
   for (int count = 1; count < 140; ++count) {

@@ -1,9 +1,12 @@
 #include "host/hskcore/os_specific.h"
 
+#include <dirent.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +17,21 @@
 
 #include "host/hskcore/exception.h"
 #include "runtime/hskcore/host_setup.h"
+
+namespace {
+
+int readingError = 0;  // Of readdir(3), where it is not 0.
+
+}  // namespace
+
+// The one of the C library's that the program's own libraries call, too.
+extern "C" __attribute__((visibility("default"))) dirent* readdir(DIR* folder) {
+  using TReadDir = dirent*(DIR*);
+  static auto* const real = reinterpret_cast<TReadDir*>(::dlsym(RTLD_NEXT, "readdir"));
+  if (readingError == 0) return real(folder);
+  errno = readingError;
+  return nullptr;
+}
 
 namespace svc {
 namespace {
@@ -167,6 +185,26 @@ TEST_F(OsSpecific, RefusesToListAFile) {
   Write("a.xml", "");
   EXPECT_EQ(StatusOf([] { TOSSpecific::ListDir("C:\\QRX_Support\\SV\\a.xml"); }),
             THSKStatusCode::kFileUnreadable);
+}
+
+TEST_F(OsSpecific, SaysWhyAFolderIsNotListedToItsEnd) {
+  Write("a.xml", "");
+  const auto causeOf = [](const std::string& path) -> std::string {
+    try {
+      TOSSpecific::ListDir(path);
+    } catch (const THSKException& error) {
+      EXPECT_EQ(error.GetStatusCode(), THSKStatusCode::kFileUnreadable);
+      return error.GetMessageText();
+    }
+    return "none";
+  };
+  EXPECT_EQ(causeOf("C:\\QRX_Support\\SV\\a.xml"),
+            "\"C:\\QRX_Support\\SV\\a.xml\": Not a directory");
+  readingError = EIO;
+  const std::string cause = causeOf("C:\\QRX_Support\\SV");
+  readingError = 0;
+  EXPECT_EQ(cause, "\"C:\\QRX_Support\\SV\": Input/output error");
+  EXPECT_EQ(causeOf("C:\\QRX_Support\\SV"), "none");
 }
 
 TEST_F(OsSpecific, KnowsTheCurrentFolder) {

@@ -4,6 +4,7 @@
 #include "base/shown_text.h"
 #include "loading.h"
 #include "runtime/xmlparser/cim_elements.h"
+#include "runtime/xmlparser/encoding.h"
 #include "runtime/xmlparser/member_plan.h"
 
 namespace svc::xml {
@@ -123,7 +124,10 @@ TEST(Utf16, SurrogatesStandInPairs) {
                                                 {0xDC00, 0xDC00},
                                                 {0xD800, 0xDC00, 0xDC00},
                                                 {0xD800, 0xD800, 0xDC00}}) {
-      EXPECT_EQ(load(broken, isLittle).status, 1) << broken.size() << ' ' << broken.front();
+      const TLoaded loaded = load(broken, isLittle);
+      EXPECT_EQ(loaded.status, 1);
+      EXPECT_EQ(loaded.message, "line 3: a byte that is no character of the document's encoding")
+          << broken.size() << ' ' << broken.front();
     }
   }
 }
@@ -154,6 +158,59 @@ TEST(Utf16, EndsWithAWholeUnitAndAWholePair) {
     EXPECT_EQ(LoadFile(whole + Units({0xD800}, isLittle) + '\xDC').status, 1);
     EXPECT_EQ(LoadBlock(whole.substr(0, whole.size() - 3)).status, 1);
   }
+}
+
+TEST(Utf16, MayDeclareItsOrderWhereThatIsTrue) {
+  const auto messageOf = [](const std::string& encoding, bool isLittle) {
+    return LoadBlock(Utf16("<?xml version='1.0' encoding='" + encoding + "'?>" + WithClass(""), {},
+                           "", isLittle))
+        .message;
+  };
+  const auto refusal = [](const std::string& encoding) {
+    return "line 1: the document is UTF-16, but its declaration says \"" + encoding + "\"";
+  };
+  for (const bool isLittle : {false, true}) {
+    EXPECT_EQ(messageOf("utf-16", isLittle), "");
+    EXPECT_EQ(messageOf("UTF-16LE", isLittle), isLittle ? "" : refusal("UTF-16LE"));
+    EXPECT_EQ(messageOf("UTF-16be", isLittle), isLittle ? refusal("UTF-16be") : "");
+    EXPECT_EQ(messageOf("UTF-8", isLittle), refusal("UTF-8"));
+    EXPECT_EQ(messageOf("UTF-1", isLittle), refusal("UTF-1"));
+  }
+}
+
+// What the beginning of a document says of whether it can be read piece by piece.
+TEST(PlainUtf8, IsToldByTheBeginning) {
+  for (const std::string& plain :
+       {std::string("<a/>"), std::string(), std::string("<"), std::string("<\0", 2),
+        std::string("<?xml version='1.0'?>"), std::string("<?xml version='1.0' encoding='Utf-8'?>"),
+        std::string("<?xmlx encoding='x'?>"), std::string("<?xml version='1.0' encoding=''?>"),
+        std::string("\xEF\xBB"), std::string("\xFF")}) {
+    EXPECT_TRUE(IsPlainUtf8(plain)) << plain;
+  }
+  for (const std::string& other :
+       {std::string("\xEF\xBB\xBF<a/>"), std::string("\xFF\xFE"), std::string("\xFE\xFF"),
+        std::string("<\0a", 3), std::string("\0<", 2), std::string("<?xml version='1.0'"),
+        std::string("<?xml version='1.0' encoding='UTF-16'?>"),
+        std::string("<?xml version='1.0' encoding='US-ASCII'?>")}) {
+    EXPECT_FALSE(IsPlainUtf8(other)) << other;
+  }
+}
+
+TEST(Utf8, IsMadeOfEveryEncodingThereIs) {
+  const auto made = [](std::string bytes) {
+    const TUtf8Document document = ToUtf8(bytes.data(), bytes.data() + bytes.size());
+    return std::string(document.begin, document.end);
+  };
+  const std::string ascii = "<?xml version='1.0' encoding='US-ascii'?>";
+  EXPECT_EQ(made(ascii + "\x7F\x80\xFE"), ascii + "\x7F\xFF\xFF");
+  EXPECT_EQ(made("\xEF\xBB\xBF<a/>"), "<a/>");
+  EXPECT_EQ(made("\xEF\xBB\xBF"), "");
+  EXPECT_EQ(made("\xFE\xFF"), "");
+  EXPECT_EQ(made(std::string("\xFF\xFEx", 3)), "\xFF");
+  EXPECT_EQ(made(std::string("\xFF\xFE\0\xD8", 4)), "\xFF");
+  EXPECT_EQ(made(std::string("\xFF\xFE\0\xD8x", 5)), "\xFF");
+  EXPECT_EQ(made(std::string("\xFE\xFF\xDB\xFF\xDF\xFF", 6)), "\xF4\x8F\xBF\xBF");
+  EXPECT_EQ(made(std::string("<\0\0\0", 4)), std::string("<\0\0\0", 4));
 }
 
 std::string Reference(const std::string& value) {

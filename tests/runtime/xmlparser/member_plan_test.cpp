@@ -217,6 +217,105 @@ TEST(MemberPlan, NothingIsLearnedOfTextsThatLookLikeMarkup) {
   EXPECT_EQ(ValuesOf(attribute), std::vector<std::string>(5, "1"));
 }
 
+struct TReadTag {
+  explicit TReadTag(std::string bytes) : bytes(std::move(bytes)) {
+    TDocumentText text(this->bytes.data(), this->bytes.data() + this->bytes.size());
+    form = ReadTag(text, this->bytes.data(), attributes);
+  }
+  // "name=value;" of each.
+  std::string All() const {
+    std::string all;
+    for (const TAttribute& each : attributes)
+      all.append(each.Name(bytes.data())).append("=").append(each.Value(bytes.data())) += ";";
+    return all;
+  }
+  std::string bytes;
+  std::vector<TAttribute> attributes;
+  TTagForm form{};
+};
+
+TEST(StartTag, IsReadWithItsAttributes) {
+  const TReadTag empty("<ab/>text");
+  EXPECT_EQ(empty.form.length, 5u);
+  EXPECT_EQ(empty.form.nameLength, 2u);
+  EXPECT_TRUE(empty.form.isEmpty);
+  EXPECT_TRUE(empty.form.isWritten);
+  EXPECT_EQ(empty.All(), "");
+  const TReadTag open("<abc d='1'\n e = \"'2>\" f='\xC3\xA9' >text");
+  EXPECT_EQ(open.form.length, 30u);
+  EXPECT_EQ(open.form.nameLength, 3u);
+  EXPECT_FALSE(open.form.isEmpty);
+  EXPECT_TRUE(open.form.isWritten);
+  EXPECT_EQ(open.All(), "d=1;e='2>;f=\xC3\xA9;");
+  EXPECT_EQ(open.bytes.substr(0, 30), "<abc d='1'\n e = \"'2>\" f='\xC3\xA9' >");
+}
+
+// Such a tag is read anew each time: its bytes are no longer those of the document.
+TEST(StartTag, TellsWhetherAValueWasRewritten) {
+  for (const auto& [written, value] : std::vector<std::pair<std::string, std::string>>{
+           {"x&lt;y", "x<y"}, {"x\ny", "x y"}, {"x\ry", "x y"}, {"x\r\n\ny", "x  y"}}) {
+    const TReadTag tag("<a b='" + written + "' c='2'>");
+    EXPECT_FALSE(tag.form.isWritten) << written;
+    EXPECT_EQ(tag.All(), "b=" + value + ";c=2;");
+    EXPECT_EQ(tag.form.length, tag.bytes.size());
+  }
+  EXPECT_TRUE(TReadTag("<a b=''>").form.isWritten);
+  EXPECT_EQ(TReadTag("<a b='x\ty'>").All(), "b=x y;");
+}
+
+// Few names are compared with each other, many are looked up.
+TEST(StartTag, OfAnyNumberOfAttributesHasEachOnce) {
+  for (int count = 1; count < 40; ++count) {
+    std::string attributes;
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+      attributes += " a" + std::to_string(i) + "='" + std::to_string(i) + "'";
+      all += "a" + std::to_string(i) + "=" + std::to_string(i) + ";";
+    }
+    EXPECT_EQ(TReadTag("<x" + attributes + ">").All(), all);
+    for (const int twice : {0, count - 1}) {
+      const std::string name = "a" + std::to_string(twice);
+      try {
+        TReadTag("<x" + attributes + " " + name + "=''>");
+        ADD_FAILURE() << count << ' ' << twice;
+      } catch (const TDocumentError& error) {
+        EXPECT_EQ(error.what(), "attribute \"" + name + "\" written twice");
+      }
+    }
+  }
+}
+
+TEST(StartTag, IsRefusedWhereItIsNone) {
+  const auto refusal = [](const std::string& bytes) {
+    try {
+      TReadTag tag(bytes);
+      return "taken: " + tag.All();
+    } catch (const TDocumentError& error) {
+      return std::to_string(error.line) + ": " + error.what();
+    }
+  };
+  const std::string ends = "the text ends before the root element does";
+  EXPECT_EQ(refusal("<1>"), "1: '<' begins no tag; a plain one is written &lt;");
+  EXPECT_EQ(refusal("<"), "1: " + ends);
+  EXPECT_EQ(refusal("<a"), "1: " + ends);
+  EXPECT_EQ(refusal("<a\n"), "2: " + ends);
+  EXPECT_EQ(refusal("<a/"), "1: " + ends);
+  EXPECT_EQ(refusal("<a\n/ >"), "2: malformed start tag \"a\"");
+  EXPECT_EQ(refusal("<a;>"), "1: malformed start tag \"a\"");
+  EXPECT_EQ(refusal("<a b='1'c='2'>"), "1: malformed start tag \"a\"");
+  EXPECT_EQ(refusal("<a 1='1'>"), "1: malformed name of an attribute");
+  EXPECT_EQ(refusal("<a\nb>"), "2: an attribute lacks its value");
+  EXPECT_EQ(refusal("<a b"), "1: " + ends);
+  EXPECT_EQ(refusal("<a b="), "1: " + ends);
+  EXPECT_EQ(refusal("<a b='"), "1: " + ends);
+  EXPECT_EQ(refusal("<a b='\n1"), "2: " + ends);
+  EXPECT_EQ(refusal("<a b=\n1>"), "2: the value of an attribute lacks its quotes");
+  EXPECT_EQ(refusal("<a b='\n<'>"), "2: '<' is not allowed in the value of an attribute");
+  EXPECT_EQ(refusal("<a b='\r\n\x1F'>"), "2: control character 0x1F is not allowed");
+  EXPECT_EQ(refusal("<a b='\r\r\xFE'>"), "3: byte 0xFE begins no valid UTF-8 character");
+  EXPECT_EQ(refusal("<a b='\x7F\x20'>"), "taken: b=\x7F ;");
+}
+
 class Plan : public ::testing::Test {
  protected:
   void SetUp() override {
