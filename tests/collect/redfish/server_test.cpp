@@ -365,15 +365,21 @@ TEST_F(TServerTest, HasThePciNumbersOfADeviceByEachWayThatLeadsToThem) {
   ServeSystem(R"(,"Storage":{"@odata.id":"/storage"})");
   Serve("/storage", Collection({Link("/storage/1")}));
   const auto controller = [](const std::string& name, const std::string& kind,
-                             const std::string& place) {
+                             const std::string& links) {
     return R"({"Model":")" + name + R"(","FirmwareVersion":"1","Links":{")" + kind + "\":[" +
-           Link(place) + "]}}";
+           links + "]}}";
   };
-  Serve("/storage/1", R"({"StorageControllers":[)" + controller("A", "PCIeFunctions", "/f") + "," +
-                          controller("B", "PCIeDevices", "/linked") + "," +
-                          controller("C", "PCIeDevices", "/collected") + "," +
-                          controller("D", "PCIeDevices", "/bare") + "," +
-                          controller("E", "PCIeFunctions", "/unknown") + "]}");
+  Serve("/storage/1",
+        R"({"StorageControllers":[)" + controller("A", "PCIeFunctions", Link("/f")) + "," +
+            controller("B", "PCIeDevices", Link("/linked")) + "," +
+            controller("C", "PCIeDevices", Link("/collected")) + "," +
+            controller("D", "PCIeDevices", Link("/bare")) + "," +
+            controller("E", "PCIeFunctions", Link("/unknown")) + "," +
+            controller("F", "PCIeFunctions", Link("/unknown") + "," + Link("/f")) + "," +
+            controller("G", "PCIeDevices", Link("/bare") + "," + Link("/linked")) + "," +
+            controller("H", R"(PCIeFunctions":[)" + Link("/unknown") + R"(],"PCIeDevices)",
+                       Link("/linked")) +
+            "]}");
   Serve("/f", R"({"VendorId":"0x8086","DeviceId":"0x1572"})");
   Serve("/linked", R"({"Links":{"PCIeFunctions":[)" + Link("/f") + "]}}");
   Serve("/collected", R"({"PCIeFunctions":{"@odata.id":"/functions"}})");
@@ -385,7 +391,7 @@ TEST_F(TServerTest, HasThePciNumbersOfADeviceByEachWayThatLeadsToThem) {
   };
   const std::string known = " Identifiers=[PCI\\VEN_8086&DEV_1572]";
   EXPECT_EQ(Read(), (TTexts{told("A", known), told("B", known), told("C", known), told("D", ""),
-                            told("E", "")}));
+                            told("E", ""), told("F", known), told("G", known), told("H", known)}));
   EXPECT_EQ(notes, TTexts{});
 }
 

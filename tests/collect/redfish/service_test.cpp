@@ -1,107 +1,66 @@
 // A controller on this machine, asked from the address to the inventory, and the places of its
 // resources.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
+#include "base/error.h"
 #include "collect/collector.h"
 #include "collect/redfish/redfish.h"
+#include "tests/support/listening_server.h"
 
 extern "C" void SvcheckCollectRedfish(const svc::collect::ServiceOptions& options,
                                       svc::collect::Outcome& outcome);
+
+namespace {
+
+bool isSentBeforeVerified = false;  // As where a system verifies only what a request went to.
+
+}  // namespace
+
+// acquire::VerifiesBeforeSending, by the name that the linker knows.
+extern "C" bool __wrap__ZN3svc7acquire21VerifiesBeforeSendingERKNS0_17TTransportOptionsE(
+    const svc::acquire::TTransportOptions& /*options*/) {
+  return !isSentBeforeVerified;
+}
 
 namespace svc::collect {
 namespace {
 
 using TTexts = std::vector<std::string>;
 
-// Answers each request on a connection of its own until it goes, and keeps what it was asked.
+// Answers what it knows, and keeps what it was asked.
 class TController {
  public:
   // By "METHOD PLACE": headers with their line ends, an empty line, and the content.
   explicit TController(std::map<std::string, std::string> answers)
-      : listening(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), answers(std::move(answers)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(::bind(listening, any, size), 0);
-    EXPECT_EQ(::getsockname(listening, any, &size), 0);
-    EXPECT_EQ(::listen(listening, 8), 0);
-    port = ntohs(address.sin_port);
-    thread = std::thread([this] {
-      for (int client = Accept(); client != -1; client = Accept()) Answer(client);
-    });
-  }
-  ~TController() {
-    if (thread.joinable()) Stop();
-  }
-  TController(const TController&) = delete;
-  TController& operator=(const TController&) = delete;
+      : answers(std::move(answers)), server([this](const auto& request) { return To(request); }) {}
 
-  std::string Address() const { return "http://127.0.0.1:" + std::to_string(port); }
+  std::string Address() const { return server.Address(); }
 
   // "METHOD PLACE CREDENTIALS CONTENT" of each request; it answers none from then on.
   TTexts Stop() {
-    ::shutdown(listening, SHUT_RDWR);
-    thread.join();
-    ::close(listening);
+    server.Stop();
     return asked;
   }
 
  private:
-  int Accept() const { return ::accept(listening, nullptr, nullptr); }
-
-  static std::string ValueOf(const std::string& head, const std::string& name) {
-    const std::size_t at = head.find("\r\n" + name + ": ");
-    if (at == head.npos) return "";
-    const std::size_t begin = at + name.size() + 4;
-    return head.substr(begin, head.find("\r\n", begin) - begin);
+  std::string To(const test::THttpRequest& request) {
+    asked.push_back(request.what + " " + request.ValueOf("X-Auth-Token") +
+                    request.ValueOf("Authorization") + " " + request.content);
+    const auto found = answers.find(request.what);
+    return found == answers.end() ? "HTTP/1.1 404 None\r\nConnection: close\r\n\r\n"
+                                  : found->second;
   }
 
-  void Answer(int client) {
-    std::string request;
-    std::size_t end = request.npos;
-    char block[1024];
-    for (std::size_t whole = 1; request.size() < whole;) {
-      const ssize_t count = ::recv(client, block, sizeof block, 0);
-      if (count <= 0) break;
-      request.append(block, static_cast<std::size_t>(count));
-      end = request.find("\r\n\r\n");
-      if (end == request.npos) {
-        whole = request.size() + 1;
-        continue;
-      }
-      const std::string length = ValueOf(request.substr(0, end + 2), "Content-Length");
-      whole = end + 4 + (length.empty() ? 0 : std::stoul(length));
-    }
-    const std::string what = request.substr(0, request.find(" HTTP/"));
-    const std::string head = request.substr(0, std::min(end, request.size()) + 2);
-    asked.push_back(what + " " + ValueOf(head, "X-Auth-Token") + ValueOf(head, "Authorization") +
-                    " " + (end == request.npos ? "" : request.substr(end + 4)));
-    const auto found = answers.find(what);
-    const std::string answer =
-        found == answers.end() ? "HTTP/1.1 404 None\r\nConnection: close\r\n\r\n" : found->second;
-    ::send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
-    ::shutdown(client, SHUT_WR);
-    while (::recv(client, block, sizeof block, 0) > 0) continue;
-    ::close(client);
-  }
-
-  int listening;
   std::map<std::string, std::string> answers;
   TTexts asked;
-  int port = 0;
-  std::thread thread;
+  test::TListeningServer server;  // The last, for its thread uses the others.
 };
 
 std::string Found(const std::string& json) {
@@ -150,6 +109,34 @@ TEST(Controller, OfThisMachineIsAskedByNoProxyInASessionOfTheUserThatEnds) {
   EXPECT_EQ(outcome.notes, TTexts{});
   EXPECT_NE(outcome.document.find("<VALUE>M</VALUE>"), std::string::npos) << outcome.document;
   EXPECT_EQ(outcome.document.find("<VALUE>S</VALUE>"), std::string::npos) << "it is redacted";
+}
+
+TEST(Controller, IsSentNoPasswordWhereItWouldBeVerifiedOnlyAfterThat) {
+  TController controller({});
+  ServiceOptions options;
+  options.url = controller.Address();
+  options.stopRequested = [] { return false; };
+  const auto failure = [&options] {
+    Outcome outcome;
+    try {
+      SvcheckCollectRedfish(options, outcome);
+    } catch (const TError& error) {
+      return std::to_string(static_cast<int>(error.Kind())) + " " + error.what();
+    }
+    return std::string("none");
+  };
+  const auto as = [](EErrorKind kind) { return std::to_string(static_cast<int>(kind)) + " "; };
+  const std::string none = options.url + "/redfish/v1/: the server answered with status 404";
+  isSentBeforeVerified = true;
+  EXPECT_EQ(failure(), as(EErrorKind::kFailure) + none) << "nobody's password is sent";
+  options.user = "root";
+  EXPECT_EQ(failure(),
+            as(EErrorKind::kUsage) +
+                "on this system a password is not sent to a server that --ca-file vouches for; "
+                "add the authority to the system's certificates instead");
+  isSentBeforeVerified = false;
+  EXPECT_EQ(failure(), as(EErrorKind::kFailure) + none);
+  EXPECT_EQ(controller.Stop(), (TTexts{"GET /redfish/v1/  ", "GET /redfish/v1/  "}));
 }
 
 TEST(Places, AreWithinAResourceWithWhatIsBelowIt) {

@@ -3,15 +3,14 @@
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstdarg>
 #include <new>
 #include <stdexcept>
-#include <thread>
+#include <string>
 #include <utility>
+
+#include "tests/support/listening_server.h"
 
 namespace {
 
@@ -81,53 +80,10 @@ TEST(Transport, SaysWhyItFailedAlsoWhereTheLibraryHasOnlyANumberForIt) {
 }
 
 // A server, or a proxy, that answers its only request with a text.
-class TAnswering {
+class TAnswering : public test::TListeningServer {
  public:
   explicit TAnswering(std::string answer)
-      : listening(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), answer(std::move(answer)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(::bind(listening, any, size), 0);
-    EXPECT_EQ(::getsockname(listening, any, &size), 0);
-    EXPECT_EQ(::listen(listening, 1), 0);
-    port = ntohs(address.sin_port);
-    thread = std::thread([this] { Answer(); });
-  }
-  ~TAnswering() {
-    ::shutdown(listening, SHUT_RDWR);  // Where nobody came.
-    thread.join();
-    ::close(listening);
-  }
-  TAnswering(const TAnswering&) = delete;
-  TAnswering& operator=(const TAnswering&) = delete;
-
-  int Port() const { return port; }
-  std::string Address() const { return "http://127.0.0.1:" + std::to_string(port); }
-
- private:
-  void Answer() {
-    const int client = ::accept(listening, nullptr, nullptr);
-    if (client == -1) return;
-    std::string request;
-    char block[1024];
-    while (request.find("\r\n\r\n") == std::string::npos) {
-      const ssize_t count = ::recv(client, block, sizeof block, 0);
-      if (count <= 0) break;
-      request.append(block, static_cast<std::size_t>(count));
-    }
-    ::send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
-    ::shutdown(client, SHUT_WR);
-    while (::recv(client, block, sizeof block, 0) > 0) continue;
-    ::close(client);
-  }
-
-  int listening;
-  std::string answer;
-  int port = 0;
-  std::thread thread;
+      : TListeningServer([answer = std::move(answer)](const auto&) { return answer; }, 1) {}
 };
 
 // Notes what it is told, in its order.
