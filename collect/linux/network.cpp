@@ -197,7 +197,7 @@ TToldVersion FirmwareVersion(const TNetworkDevice& device) {
     if (const auto found = versions.find(name); found != versions.end())
       return {found->second, "devlink"};
   }
-  if (device.interfaceName.empty()) return {};
+  // An interface without a name is none to the kernel.
   return {EthtoolFirmwareVersion(device.interfaceName), "ethtool"};
 }
 

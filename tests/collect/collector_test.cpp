@@ -6,6 +6,7 @@
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -151,6 +152,41 @@ TEST_F(CaptureTest, HoldsNothingThatTellsWhoWhenRedactedThoughItWasRead) {
     EXPECT_EQ(redacted.find(text), std::string::npos) << text;
   }
   EXPECT_NE(redacted.find("QKL118A"), std::string::npos);
+}
+
+// The archive's members as "MODE NAME" lines, and what that of the architecture holds.
+std::string MembersOf(const std::string& archive) {
+  TMadeTree output;
+  output.Write("/capture.tar", archive);
+  const std::string folder = output.Root().string();
+  const std::string tar = "cd '" + folder + "' && tar -f capture.tar ";
+  EXPECT_EQ(Shell(tar + "-t -v | sed 's/ .* / /' > members"), 0);
+  EXPECT_EQ(Shell(tar + "-x -O proc/sys/kernel/arch >> members"), 0);
+  return TTree(folder).Read("/members").bytes;
+}
+
+// Kernels before 6.1 have no such file.
+TEST(Capture, OfTheRunningSystemHasItsArchitectureOnceAndOfItsFileWhereThereIsOne) {
+  utsname names{};
+  ASSERT_EQ(::uname(&names), 0);
+  TMadeTree tree;
+  tree.Write("/etc/hostname", "host\n");
+  const auto captured = [&tree] {
+    return tree.AsRunning([] {
+      const TTree system("/");
+      system.Read("/etc/hostname");
+      system.Read(kArchitecture);
+      std::string archive;
+      WriteCapture(system, false, [&archive](std::string_view bytes) { archive += bytes; });
+      return archive;
+    });
+  };
+  const auto without = captured();
+  if (!without) GTEST_SKIP() << "a process may not have a root of its own here";
+  const std::string members = "-rw-r--r-- etc/hostname\n-rw-r--r-- proc/sys/kernel/arch\n";
+  EXPECT_EQ(MembersOf(*without), members + names.machine + "\n");
+  tree.Write(kArchitecture, "of the file\n");
+  EXPECT_EQ(MembersOf(*captured()), members + "of the file\n");
 }
 
 TEST_F(CaptureTest, EndsWithTheFailureToWriteIt) {
