@@ -223,7 +223,7 @@ std::string WhyNotVersion(const TRequirement& asked, std::string_view version,
 // Calls `use` with each of the texts between bars, until one is true.
 template <typename TUse>
 bool AnyOf(std::string_view texts, const TUse& use) {
-  while (true) {
+  for (;;) {
     const std::size_t bar = texts.find('|');
     if (use(texts.substr(0, bar))) return true;
     if (bar == std::string_view::npos) return false;

@@ -116,8 +116,16 @@ TEST(HardwareIds, TakeTextsBeyondAsciiAndBrokenOnes) {
   EXPECT_EQ(first("\xF0\x90\x90\x80"), "70ebf8fd-eeac-530a-9da6-1e91351407ec");
   EXPECT_EQ(first("\xF4\x8F\xBF\xBF"), "b73e0efe-c3d2-5db1-b1e1-434b2ed7da9f");
   EXPECT_EQ(first("\xE2\x82\xAC \xF0\x9F\x98\x80"), "50003f06-5000-57c2-967f-fea1eb9d5a12");
-  for (const std::string bytes : {"\xFF", "\x80", "\xC3", "\xF0\x9F"}) {
-    EXPECT_EQ(HardwareIdsOf({bytes, "", "", "", "", ""}).size(), 1U);
+  // Bytes that begin no character stand for themselves.
+  EXPECT_EQ(first("\x80"), "f59f93c3-d2d4-5b90-a314-919d3e164960");
+  EXPECT_EQ(first("\xBF"), "a29adb27-e36f-5f66-b571-78c800bd85c0");
+  EXPECT_EQ(first("\xC0\x80"), "833cb36b-c0bc-5ea5-8aa0-62c39c2ccdab");
+  EXPECT_EQ(first("\xC1\xBF"), "19282692-354a-5942-a696-727c84aef1a0");
+  EXPECT_EQ(first("\xF7\xBF\xBF\xBF"), "9e100b3c-3aa0-57a4-aa24-1f6436ed3097");
+  // The text ends before a character that is cut short.
+  for (const std::string cut : {"\xC0", "\xC3", "\xDF", "\xE2\x82", "\xF0\x9F\x98", "\xFF"}) {
+    EXPECT_EQ(first(cut), "aa23ef6f-4371-51e3-9144-e55d27acd927");
+    EXPECT_EQ(first("M\xC3\xBCller" + cut), "d577a3b6-566b-55c5-af54-f824176175bf");
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "plugins/public_firmware/public_firmware.h"
@@ -110,6 +111,16 @@ TEST_F(Requirement, OfAPatternHoldsForWhatTheStarsAndMarksLeaveOpen) {
   std::string stars;
   for (int i = 0; i < 1000; ++i) stars += "*1";
   EXPECT_NE(Why("firmware glob " + stars + 'x', std::string(20000, '1')), "");
+}
+
+TEST_F(Requirement, OfAPatternLooksAtNothingBehindIt) {
+  for (const std::string behind : {"*", "?", "x"}) {
+    const std::string whole = "firmware glob 1.2" + behind;
+    const std::string_view asked = std::string_view(whole).substr(0, whole.size() - 1);
+    EXPECT_EQ(WhyNot(asked, machine.devices[0], "1.2x", EVersionFormat::kTriplet, machine),
+              "needs 1.2 installed first")
+        << behind;
+  }
 }
 
 TEST_F(Requirement, OfAPatternIsMatchedUpToALengthOfPatternAndVersion) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace svc::publicfirmware {
@@ -65,6 +66,19 @@ TEST(VersionOrder, TakesNumbersBeyondTheRangeForItsEnd) {
 
 TEST(VersionOrder, IsThatOfSignedCharactersBeyondAscii) {
   EXPECT_LT(CompareVersions("1\xC3\xA4", "1", kTriplet), 0);
+}
+
+// Each part of a version is compared as far as it goes itself.
+TEST(VersionOrder, LooksAtNothingBehindThePartAtHand) {
+  EXPECT_EQ(CompareVersions("1.0", "1-.0", kTriplet), -1);
+  EXPECT_EQ(CompareVersions("1-.0", "1.0", kTriplet), 1);
+  EXPECT_EQ(CompareVersions("1a.0", "1a-.0", kTriplet), -1);
+  EXPECT_EQ(CompareVersions("1", "1\x01", kTriplet), -1);
+  const std::string_view longer = "1a";
+  EXPECT_EQ(CompareVersions(longer.substr(0, 1), "1", kTriplet), 0);
+  EXPECT_EQ(CompareVersions("1", longer.substr(0, 1), kTriplet), 0);
+  EXPECT_EQ(CompareVersions(longer.substr(0, 1), longer, kTriplet), -1);
+  EXPECT_EQ(CompareVersions(longer, longer.substr(0, 1), kTriplet), 1);
 }
 
 struct TShown {
