@@ -56,16 +56,16 @@ class TGenericSocket {
     return message;
   }
 
-  // Sends it and visits each attribute of the answer. False when the kernel refuses.
-  bool Ask(const nlmsghdr* message, TVisit visit) {
-    if (!socket || ::mnl_socket_sendto(socket.get(), message, message->nlmsg_len) < 0) return false;
+  // Sends it and visits each attribute of the answer; none where the kernel refuses.
+  void Ask(const nlmsghdr* message, TVisit visit) {
+    if (!socket || ::mnl_socket_sendto(socket.get(), message, message->nlmsg_len) < 0) return;
     const unsigned port = ::mnl_socket_get_portid(socket.get());
     for (;;) {
       const ssize_t size = ::mnl_socket_recvfrom(socket.get(), buffer.data(), buffer.size());
-      if (size <= 0) return false;
+      if (size <= 0) return;
       const int result = ::mnl_cb_run(buffer.data(), static_cast<std::size_t>(size), sequence, port,
                                       VisitMessage, &visit);
-      if (result <= MNL_CB_STOP) return result == MNL_CB_STOP;
+      if (result <= MNL_CB_STOP) return;
     }
   }
 

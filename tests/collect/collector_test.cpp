@@ -78,6 +78,15 @@ TEST(Notes, AreOneLineEach) {
   }
 }
 
+TEST(Notes, SayWhatABrokenSmbiosTableCosts) {
+  TMadeTree tree;
+  tree.Write(kSmbiosTable, std::string(1, '\0'));
+  EXPECT_EQ(tree.Notes(kSmbiosTable),
+            std::vector<std::string>{
+                "/sys/firmware/dmi/tables/DMI: the structure at byte 0 ends within a header; what "
+                "only the SMBIOS tables tell is left out"});
+}
+
 TEST(Root, ThatIsNoFolderIsAClearError) {
   try {
     TLinuxCollector().Collect({"/nonexistent/tree", false});
@@ -187,6 +196,16 @@ TEST(Capture, OfTheRunningSystemHasItsArchitectureOnceAndOfItsFileWhereThereIsOn
   EXPECT_EQ(MembersOf(*without), members + names.machine + "\n");
   tree.Write(kArchitecture, "of the file\n");
   EXPECT_EQ(MembersOf(*captured()), members + "of the file\n");
+}
+
+TEST(Capture, IsNoLongerThanItsMembersAndItsEnd) {
+  TMadeTree tree;
+  tree.Write("/etc/hostname", "host\n");
+  const TTree read(tree.Root().string());
+  ASSERT_TRUE(read.Read("/etc/hostname"));
+  std::size_t size = 0;
+  WriteCapture(read, false, [&size](std::string_view bytes) { size += bytes.size(); });
+  EXPECT_EQ(size, 4U * 512U) << "a header, a block of content, and two that end the archive";
 }
 
 TEST_F(CaptureTest, EndsWithTheFailureToWriteIt) {

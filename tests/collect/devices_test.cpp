@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -104,6 +105,27 @@ TEST_F(Devices, TheKernelTellsThePlatformWhereNoFileDoes) {
   EXPECT_EQ(Tell({}), note + "HardwarePlatform=of the file\nOSType=36\n");
 }
 
+// Of the command, which is written over, and the answer behind it.
+TEST_F(Devices, ATrustedModuleIsAskedThroughItsDevice) {
+  SKIP_WITHOUT_A_ROOT();
+  source = ReadTpms;
+  const std::string note = "note: /sys/class/tpm/tpm0: ";
+  const std::string command = "\x80\x01\0\0\0\x16\0\0\x01\x7A\0\0\0\x06\0\0\x01\x05\0\0\0\x08"s;
+  tree.Write("/sys/class/tpm/tpm0/tpm_version_major", "2\n");
+  EXPECT_EQ(Tell({}), note + "No such file or directory; left out\n");
+  tree.Write("/dev/tpmrm0", "");
+  EXPECT_EQ(Tell({}), note + "it tells no firmware version; left out\n");
+  tree.Write("/dev/tpmrm0", std::string(command.size(), 'x') +
+                                "\x80\x01\0\0\0\x2B\0\0\0\0\0\0\0\0\x06\0\0\0\x03"s +
+                                "\0\0\x01\x05INTC"s + "\0\0\x01\x0B\x01\x38\0\x01"s +
+                                "\0\0\x01\x0C\0\x16\0\0"s);
+  EXPECT_EQ(Tell({}),
+            "Identifiers=TPM\\VEN_INTC&DEV_0000&VER_2.0 | TPM\\VEN_INTC&DEV_0000\n"
+            "Name=TPM 2.0\nSource=tpm\nVendor=INTC\nVersion=312.1.22.0\n");
+  EXPECT_EQ(TTree(tree.Root().string()).Read("/dev/tpmrm0").bytes.substr(0, command.size()),
+            command);
+}
+
 class NetworkDevices : public Devices {
  protected:
   NetworkDevices() {
@@ -163,6 +185,16 @@ TEST_F(NetworkDevices, OfOtherMakersAreFirmwareOfAnyKind) {
   script.running = {};
   script.ethtool = "9.20 0x8000d95e";
   EXPECT_EQ(Tell(script), device("9.20 0x8000d95e", "ethtool"));
+  for (const char* file : {"vendor", "device", "subsystem_vendor", "subsystem_device", "class"}) {
+    const std::string folder = "/sys/bus/pci/devices/";
+    tree.Write(folder + "1000:01:00.0/" + file,
+               TTree(tree.Root().string()).Read(folder + "0000:01:00.0/" + file).bytes);
+  }
+  tree.Write("/sys/bus/pci/devices/1000:01:00.0/net/eth0/mtu", "1500\n");
+  EXPECT_EQ(Tell(script),
+            device("9.20 0x8000d95e", "ethtool") + device("9.20 0x8000d95e", "ethtool"))
+      << "an adapter at the same place of another domain";
+  fs::remove_all(tree.Root() / "sys/bus/pci/devices/1000:01:00.0");
   script.ethtool = "";
   EXPECT_EQ(Tell(script), "") << "a driver without firmware lacks nothing";
   source = ReadBroadcom;
@@ -222,6 +254,9 @@ TEST_F(RaidControllers, TellTheirPackage) {
 TEST_F(RaidControllers, ThatTellNothingAreNotedWithTheCause) {
   SKIP_WITHOUT_A_ROOT();
   EXPECT_EQ(Tell(script), Note("its control device cannot be opened: No such device"));
+  fs::remove(tree.Root() / "dev");
+  tree.Write("/proc/devices", "Character devices:\n243 megaraid_sas_ioctl\n");
+  EXPECT_EQ(Tell(script), Note("its control device cannot be opened: No such file or directory"));
   tree.Write(kRaidNode, "");
   script.statusOfRaid = 12;
   EXPECT_EQ(Tell(script), Note("the controller answers with status 12"));
@@ -268,24 +303,52 @@ TEST_F(Devices, AreTriedAndLetGoOf) {
   SKIP_WITHOUT_A_ROOT();
   utsname names{};
   ASSERT_EQ(::uname(&names), 0);
-  const auto tried = [this] {
-    return tree.AsRunning([] {
+  const auto tried = [this](uid_t user) {
+    return tree.AsRunning([user] {
+      const bool isOther = user == 0 || ::setuid(user) == 0;
       const int before = OpenFiles();
       std::string text;
       for (const SourceState& state : TLinuxCollector().TrySources())
-        text += state.subject + ": " + state.problem + "\n";
-      return text + std::to_string(OpenFiles() - before);
+        text += state.subject + ": " + state.problem + ": " + state.advice + "\n";
+      return isOther ? text + std::to_string(OpenFiles() - before) : "";
     });
   };
-  constexpr const char* kMissing = "No such file or directory\n";
-  EXPECT_EQ(tried(), "firmware tables: "s + kMissing + "management controller: " + kMissing +
-                         "running modules: " + kMissing + "module files: " + kMissing + "0");
-  tree.Write(kSmbiosTable, "")
-      .Write("/dev/ipmi0", "")
-      .Write("/proc/modules", "")
-      .Write("/lib/modules/"s + names.release + "/modules.dep", "");
-  EXPECT_EQ(tried(),
-            "firmware tables: \nmanagement controller: \nrunning modules: \nmodule files: \n0");
+  const std::string missing = "No such file or directory: ";
+  EXPECT_EQ(
+      tried(0),
+      "firmware tables: " + missing +
+          "this machine's firmware tells nothing of itself: versions of BIOS and UEFI are left "
+          "out\nmanagement controller: " +
+          missing +
+          "where the machine has one, load its driver: modprobe ipmi_si ipmi_devintf\n"
+          "running modules: " +
+          missing + "mount /proc\nmodule files: " + missing +
+          "install the running kernel's modules, or run depmod: versions of drivers are left "
+          "out\n0");
+  fs::create_directories(tree.Root() / "proc/self");
+  EXPECT_NE(tried(0)->find("running modules: " + missing +
+                           "this kernel loads no modules, all drivers are part of it: drivers are "
+                           "left out\n"),
+            std::string::npos);
+  const std::string list = "/lib/modules/"s + names.release + "/modules.dep";
+  const std::string files[] = {kSmbiosTable, "/dev/ipmi0", "/proc/modules", list};
+  for (const std::string& file : files) tree.Write(file, "");
+  EXPECT_EQ(tried(0),
+            "firmware tables: : \nmanagement controller: : \nrunning modules: : \n"
+            "module files: : \n0");
+  fs::permissions(tree.Root(), fs::perms(0755));
+  for (const std::string& file : files)
+    fs::permissions(tree.Root() / file.substr(1), fs::perms::none);
+  constexpr uid_t kNobody = 65534;
+  if (tried(kNobody) == "") GTEST_SKIP() << "a process may not become another user's here";
+  const std::string forbidden = "Permission denied: run svcheck as root: ";
+  EXPECT_EQ(tried(kNobody), "firmware tables: " + forbidden +
+                                "serial number and diagnostics are left out\n"
+                                "management controller: " +
+                                forbidden + "the controller's firmware is left out\n" +
+                                "running modules: " + forbidden + "drivers are left out\n" +
+                                "module files: " + forbidden +
+                                "versions of drivers are left out\n0");
 }
 
 }  // namespace

@@ -65,6 +65,8 @@ ssize_t __wrap_write(int file, const void* bytes, size_t size) {
 namespace svc::collect {
 namespace {
 
+using TTexts = std::vector<std::string>;
+
 constexpr const char* kRelease = "2.6.32-358.el6.x86_64";
 
 std::string FileBytes(const std::string& file) {
@@ -334,9 +336,10 @@ TEST_F(DriversTest, AreReadWhereTheirSectionsJustLieInTheFileAndNotOneByteOrNumb
   }
 }
 
-// A module for 32 bits that states a version: its header, two sections and the table of them.
-std::string ModuleOf32Bits(const std::string& version) {
-  const std::string stated = "license=GPL" + std::string(1, '\0') + "version=" + version + '\0';
+// A module for 32 bits that states this: its header, two sections and the table of them.
+std::string ModuleOf32Bits(const TTexts& texts) {
+  std::string stated;
+  for (const std::string& text : texts) stated += text + '\0';
   const std::string names("\0.modinfo\0.names", 17);
   Elf32_Ehdr header{};
   std::memcpy(header.e_ident, "\177ELF\1\1\1", 7);
@@ -364,7 +367,7 @@ std::string ModuleOf32Bits(const std::string& version) {
 }
 
 TEST_F(DriversTest, MayBeOf32Bits) {
-  const std::string whole = ModuleOf32Bits("7.3.21-k8");
+  const std::string whole = ModuleOf32Bits({"license=GPL", "version=7.3.21-k8"});
   InstallBeside("", whole);
   EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "7.3.21-k8");
   EXPECT_TRUE(tree.Notes("e1000e").empty());
@@ -372,6 +375,24 @@ TEST_F(DriversTest, MayBeOf32Bits) {
   EXPECT_EQ(tree.Instances("QRXSG_DeviceDriverInfo").at(0)["Version"], "(none)");
   EXPECT_EQ(tree.Notes("e1000e.ko: no version can be read: its header tells of sections").size(),
             1U);
+}
+
+TEST_F(DriversTest, OfTheKernelItselfGoByItsReleaseWhereTheyStateNoVersion) {
+  const auto told = [&](const TTexts& stated) {
+    InstallBeside("", ModuleOf32Bits(stated));
+    const TReadInstance driver = tree.Instances("QRXSG_DeviceDriverInfo").at(0);
+    return driver["Version"] + " of " + driver["SourceVersion"];
+  };
+  const std::string release = "vermagic=6.1.0-18-amd64 SMP mod_unload";
+  EXPECT_EQ(told({"license=GPL", release, "intree=Y", "srcversion=AB", "author=Nobody"}),
+            "6.1.0-18-amd64 of AB");
+  EXPECT_EQ(told({"intree=Y", "vermagic=6.1.0", "vermagic=6.2.0"}), "6.1.0 of (none)");
+  EXPECT_EQ(told({"intree=Y"}), "(none) of (none)");
+  EXPECT_EQ(told({release, "intree=N"}), "(none) of (none)");
+  EXPECT_EQ(told({release}), "(none) of (none)");
+  EXPECT_EQ(told({release, "intree=Y", "version=2.1", "version=2.2", "srcversion=AB"}),
+            "2.1 of AB");
+  EXPECT_EQ(told({"version=2.1", "srcversion=AB", "srcversion=CD"}), "2.1 of AB");
 }
 
 // What a file lacks of its header is no number that it tells.
@@ -440,12 +461,17 @@ TEST_F(DriversTest, AreReadUpToALimit) {
   EXPECT_EQ(tree.Notes("e1000e.ko: no version can be read: it is too large").size(), 1U);
 }
 
-TEST_F(DriversTest, WhoseCompressionBreaksOffAreNoted) {
+TEST_F(DriversTest, WhoseCompressionBreaksOffOrHoldsNothingAreNoted) {
   for (const TCompression& compression : kCompressions) {
     const std::string whole = Compressed(FileBytes(DRIVER_FILE), compression.filter);
-    InstallBeside(compression.ending, whole.substr(0, whole.size() / 2));
-    EXPECT_EQ(tree.Notes("no version can be read: it cannot be unpacked").size(), 1U)
-        << compression.ending;
+    for (const std::string& broken :
+         {whole.substr(0, whole.size() / 2), Compressed("", compression.filter)}) {
+      InstallBeside(compression.ending, broken);
+      const TTexts notes = tree.Notes("no version can be read: it cannot be unpacked: ");
+      ASSERT_EQ(notes.size(), 1U) << compression.ending;
+      // The library's own words for what is wrong with the file, not with how it was asked.
+      EXPECT_EQ(notes[0].find("INTERNAL"), std::string::npos) << notes[0];
+    }
   }
 }
 

@@ -68,6 +68,52 @@ TEST(MergedDevices, KeepWhatOnlyTheInventoryKnew) {
       TTexts{"Disk 1 told: A"});
 }
 
+TEST(MergedDevices, AreLookedForFromTheFirstInstanceOnAndHaveAllThatWasKnown) {
+  TInventory inventory;
+  AddDevice({"Disk", "Maker", "1", "number", {"A"}, "nvme"}, inventory);
+  TFirmwareDevice told{"", "", "", "", {"A"}, "told"};
+  told.branch = "stable";
+  MergeDevices({told}, inventory);
+  ASSERT_EQ(inventory.Instances().size(), 1U);
+  const std::vector<TReadInstance> merged = ReadDocument(ToCimXml(inventory.Instances()));
+  EXPECT_EQ(merged[0].properties, (std::map<std::string, std::string>{{"Name", "Disk"},
+                                                                      {"Vendor", "Maker"},
+                                                                      {"Version", "1"},
+                                                                      {"VersionFormat", "number"},
+                                                                      {"Identifiers", "A"},
+                                                                      {"Source", "told"},
+                                                                      {"Branch", "stable"}}));
+}
+
+TEST(MergedDevices, AreOthersWhereAnIdentifierLooksLikeOneWithAVersion) {
+  EXPECT_EQ(Merged({{"Disk", "", "9", "", {"A 1"}, "nvme"}}, {{"T", "", "1", "", {"A"}, "told"}}),
+            (TTexts{"Disk 9 nvme: A 1", "T 1 told: A"}));
+}
+
+TEST(Device, IsAddedWhereAnythingIsToldOfIt) {
+  TInventory inventory;
+  AddDevice({"", "Maker", "", "number", {}, "told"}, inventory);
+  EXPECT_TRUE(inventory.Instances().empty());
+  AddDevice({"N", "", "", "number", {}, "told"}, inventory);
+  AddDevice({"", "", "1", "number", {}, "told"}, inventory);
+  AddDevice({"", "", "", "number", {"A"}, "told"}, inventory);
+  const std::vector<TReadInstance> added = ReadDocument(ToCimXml(inventory.Instances()));
+  using TProperties = std::map<std::string, std::string>;
+  ASSERT_EQ(added.size(), 3U);
+  EXPECT_EQ(added[0].properties, (TProperties{{"Name", "N"}, {"Source", "told"}}));
+  EXPECT_EQ(added[1].properties,
+            (TProperties{{"Version", "1"}, {"VersionFormat", "number"}, {"Source", "told"}}));
+  EXPECT_EQ(added[2].properties, (TProperties{{"Identifiers", "A"}, {"Source", "told"}}));
+}
+
+TEST(FirmwareResource, HasTheNameOfItsType) {
+  for (const auto& [type, name] : {std::pair("0", "Firmware"), std::pair("1", "System Firmware"),
+                                   std::pair("2", "Device Firmware"), std::pair("3", "UEFI Driver"),
+                                   std::pair("4", "Firmware")}) {
+    EXPECT_EQ(FirmwareResource("guid", type, "7").name, name);
+  }
+}
+
 TEST(MergedDevices, HaveEachIdentifierThatOnlyTheInventoryKnewOnce) {
   EXPECT_EQ(Merged({{"Disk", "", "1", "", {"A", "B", "C", "B"}, "nvme"}},
                    {{"T", "", "1", "", {"D", "A", "D"}, "told"}}),
@@ -111,13 +157,19 @@ TEST(IdPart, HasNoMarksOfItsOwn) {
   EXPECT_EQ(IdPart(" UEFI  A&B_C\\D/E "), "UEFI-A-B-C-D-E");
   EXPECT_EQ(IdPart("&x&"), "x");
   EXPECT_EQ(IdPart("\xC3\xA4"), "");
+  EXPECT_EQ(IdPart("!a\x7F~b\x1F"
+                   "c--d-"),
+            "!a-~b-c--d");
 }
 
 TEST(Guid, IsOneInSmallLetters) {
   EXPECT_EQ(Guid("{FEE82A67-6CE2-4625-9F44-237AD2402C28}"), "fee82a67-6ce2-4625-9f44-237ad2402c28");
   for (const char* text :
        {"", "fee82a67-6ce2-4625-9f44-237ad2402c2", "PSU", "fee82a67-6ce2-4625-9f44-237ad2402c2g",
-        "fee82a67x6ce2-4625-9f44-237ad2402c28"})
+        "fee82a67x6ce2-4625-9f44-237ad2402c28", "gee82a67-6ce2-4625-9f44-237ad2402c28",
+        "fee82a67-6ce2-4625-9f44-237ad2402c289", "{fee82a67-6ce2-4625-9f44-237ad2402c28",
+        "fee82a67-6ce2-4625-9f44-237ad2402c28}", "{fee82a67-6ce2-4625-9f44-237ad2402c28x",
+        "xfee82a67-6ce2-4625-9f44-237ad2402c28}", "fee82a67-6ce2-4625-9f4-4237ad2402c28"})
     EXPECT_EQ(Guid(text), "") << text;
 }
 
@@ -201,7 +253,13 @@ TEST(Tpms, OfTheFirstKindTellTheirFirmwareInAFile) {
   }
   EXPECT_FALSE(ParseTpm1Capabilities("Manufacturer: 0x49465800\n"));
   EXPECT_FALSE(ParseTpm1Capabilities(""));
-  EXPECT_EQ(ParseTpm1Capabilities("Firmware version: 1\nManufacturer: 0xzz\n")->vendor, "");
+  EXPECT_FALSE(ParseTpm1Capabilities("Firmware version\nManufacturer: 0x49465800\n"));
+  for (const char* maker : {"0xzz", "49465800", "0", ""}) {
+    EXPECT_EQ(
+        ParseTpm1Capabilities(std::string("Firmware version: 1\nManufacturer: ") + maker)->vendor,
+        "")
+        << maker;
+  }
 }
 
 TEST(Tpms, OfTheSecondKindAreNotToldByFiles) {
@@ -229,6 +287,15 @@ TEST(Tpms, OfTheSecondKindAnswerWithTheirProperties) {
   EXPECT_EQ(device->identifiers,
             (TTexts{"TPM\\VEN_INTC&DEV_0001&VER_2.0", "TPM\\VEN_INTC&DEV_0001",
                     "TPM\\VEN_INTC&MOD_Intel&VER_2.0", "TPM\\VEN_INTC&MOD_Intel"}));
+}
+
+TEST(Tpms, HaveAModelOfFourTextsAndATypeOfItsOwn) {
+  std::string answer = TpmAnswer();
+  answer.replace(answer.find("\x01\x0A"s) + 2, 4, "ABCD");
+  answer.replace(answer.find("\x01\x09"s) + 2, 4, "Wxyz");
+  EXPECT_EQ(ParseTpm2Properties(answer)->identifiers,
+            (TTexts{"TPM\\VEN_INTC&DEV_41424344&VER_2.0", "TPM\\VEN_INTC&DEV_41424344",
+                    "TPM\\VEN_INTC&MOD_IntelWxyz&VER_2.0", "TPM\\VEN_INTC&MOD_IntelWxyz"}));
 }
 
 TEST(Tpms, HaveWhatCanBeSeenOfTheLettersOfTheirMaker) {
@@ -269,14 +336,19 @@ TEST(Microcode, IsToldOnceForProcessorsOfOneKind) {
       "Contoso Xeon 5318, GenuineIntel, 0xd0003b9, hex, microcode: "
       "CPUID\\PRO_0&FAM_06&MOD_6A&STP_6 | CPUID\\PRO_0&FAM_06&MOD_6A | CPUID\\PRO_0&FAM_06";
   EXPECT_EQ(Devices(tree), TTexts{first});
-  tree.Write("/proc/cpuinfo", Processor("0xd0003b9") + Processor("0xd000375", "x"));
-  EXPECT_EQ(Devices(tree),
-            (TTexts{first, "Contoso Xeon 5318, GenuineIntel, 0xd000375, hex, microcode: (none)"}));
+  for (const char* none : {"x", "6x", "", "4294967296"}) {
+    tree.Write("/proc/cpuinfo", Processor("0xd0003b9") + Processor("0xd000375", none));
+    EXPECT_EQ(Devices(tree),
+              (TTexts{first, "Contoso Xeon 5318, GenuineIntel, 0xd000375, hex, microcode: (none)"}))
+        << none;
+  }
+  tree.Write("/proc/cpuinfo", "model name\nmicrocode\t: 0x1\n");
+  EXPECT_EQ(Devices(tree), TTexts{"(none), (none), 0x1, hex, microcode: (none)"});
 }
 
 TEST(Microcode, ThatAHypervisorHidesIsNotTold) {
   TMadeTree tree;
-  for (const char* hidden : {"0xffffffff", "0x0", ""}) {
+  for (const char* hidden : {"0xffffffff", "0x0", "", "d0003b9"}) {
     tree.Write("/proc/cpuinfo", Processor(hidden));
     EXPECT_EQ(Devices(tree), TTexts{}) << hidden;
   }

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <utility>
+
 #include "collect/cim_xml.h"
 #include "made_tree.h"
 
@@ -155,12 +158,65 @@ TEST(BuildId, OfSuseByItsNameAloneIsThatWithoutWhatStandsInBrackets) {
   EXPECT_EQ(buildId("Other 12 SP5 (x86_64)"), "Other 12 SP5 (x86_64)");
 }
 
+TEST(BuildId, IsOfTheRedHatFamilyByAnyOfItsNamesWhereverTheyStand) {
+  const auto buildId = [](const std::string& ids) {
+    return BuildId({Assignments(ids + "\nVERSION_ID=9\nPRETTY_NAME=Other 9"), "", "", ""});
+  };
+  for (const std::string name : {"rhel", "fedora", "centos"}) {
+    for (const std::string& ids :
+         {"ID=" + name, "ID=x\nID_LIKE=" + name, "ID=x\nID_LIKE=\"" + name + " y\"",
+          "ID=x\nID_LIKE=\"y " + name + " z\"", "ID=x\nID_LIKE=\"y " + name + "\""})
+      EXPECT_EQ(buildId(ids), "Other release 9") << ids;
+    for (const std::string& ids : {"ID=x" + name, "ID=" + name + "x", "ID=x\nID_LIKE=x" + name})
+      EXPECT_EQ(buildId(ids), "Other 9") << ids;
+  }
+}
+
+// The service pack may not make a text one of another release.
+TEST(BuildId, OfSuseNamesItsServicePackWhereThatLeavesTheRelease) {
+  const auto buildId = [](const std::string& name, const std::string& level) {
+    return BuildId({{}, "", name + " (i586)\n" + level + "\n", ""});
+  };
+  EXPECT_EQ(buildId("SUSE 9", "PATCHLEVEL = 4"), "SUSE 9 SP4");
+  EXPECT_EQ(buildId("SUSE 9", "PATCHLEVEL = 10"), "SUSE 9 SP10");
+  EXPECT_EQ(buildId("SUSE 10", "PATCHLEVEL = 11"), "SUSE 10 SP11");
+  EXPECT_EQ(buildId("SUSE 10", "PATCHLEVEL = 9"), "SUSE 10");
+  EXPECT_EQ(buildId("SUSE 11", "PATCHLEVEL = 10"), "SUSE 11");
+  EXPECT_EQ(buildId("SUSE 12", "PATCHLEVEL = 5"), "SUSE 12 SP5");
+  EXPECT_EQ(buildId("SUSE 12", "PATCHLEVEL = 11"), "SUSE 12");
+  for (const char* none : {"", "PATCHLEVEL = 0", "PATCHLEVEL ="})
+    EXPECT_EQ(buildId("SUSE 10", none), "SUSE 10") << none;
+}
+
+TEST(Platform, IsTheEndOfTheKernelsName) {
+  for (const auto& [end, platform] :
+       std::initializer_list<std::pair<const char*, const char*>>{{"x86_64", "x86_64"},
+                                                                  {"amd64", "x86_64"},
+                                                                  {"i686", "i686"},
+                                                                  {"i586", "i586"},
+                                                                  {"i386", "i386"},
+                                                                  {"686-pae", "i686"},
+                                                                  {"686", "i686"},
+                                                                  {"aarch64", "aarch64"},
+                                                                  {"arm64", "aarch64"},
+                                                                  {"ppc64le", "ppc64le"},
+                                                                  {"s390x", "s390x"}}) {
+    EXPECT_EQ(PlatformOfRelease(std::string("6.1.0-18-") + end), platform);
+    EXPECT_EQ(PlatformOfRelease(std::string("6.1.0-") + end + "-1"), "");
+  }
+  EXPECT_EQ(PlatformOfRelease(""), "");
+}
+
 TEST(OsType, TellsVmwareHostsApart) {
   const auto osType = [](const char* text) { return OsType({{}, "", "", text}); };
   EXPECT_EQ(osType("VMware ESX Server 3 (Dali)\n"), 78U);
   EXPECT_EQ(osType("VMware ESX Server 3.5.0\n"), 78U);
   EXPECT_EQ(osType("VMware ESX 4.1 (Kandinsky)\n"), 81U);
   EXPECT_EQ(osType("VMware ESX 40\n"), 36U);
+  EXPECT_EQ(osType("VMware ESX 3"), 78U);
+  EXPECT_EQ(osType("VMware ESX 5\n"), 36U);
+  EXPECT_EQ(osType("VMware GSX Server 3\n"), 36U);
+  EXPECT_EQ(osType("VMware 5 ESX 4\n"), 81U);
   EXPECT_EQ(osType("VMware ESX\n"), 36U);
   EXPECT_EQ(osType(""), 36U);
 }

@@ -122,7 +122,11 @@ TEST(WithoutIdentity, KeepsWhatEveryMachineOfTheKindTells) {
   const TSmbiosTable rest = ParseExactly(blanked);
   EXPECT_EQ(rest.problem, "");
   ASSERT_EQ(rest.structures.size(), 3U);
+  EXPECT_EQ(rest.First(1)->Text(4), "QRX");
   EXPECT_EQ(rest.First(1)->Text(5), "4638");
+  EXPECT_EQ(rest.First(1)->Text(7), " ");
+  EXPECT_EQ(rest.First(1)->Bytes(8, 16), std::string(16, '\0'));
+  EXPECT_EQ(rest.First(1)->Byte(24), 6);
   EXPECT_EQ(rest.First(0)->Text(4), "QRX");
 }
 
@@ -132,6 +136,22 @@ TEST(WithoutIdentity, MindsShortStructures) {
                 .structures.size(),
             2U);
   EXPECT_EQ(ParseExactly(WithoutIdentity("\x01\xFF")).structures.size(), 1U);
+}
+
+TEST(DeviceId, TellsTheRevisionAndTheAuxiliaryOneWhereThatIsNotZero) {
+  const std::string response = "\0\x20\x81\x81\x23\x02\xBF\xD0\0\0\x2A\0"s;
+  const auto told = [](const std::string& bytes) {
+    const auto controller = ParseDeviceId(bytes);
+    return controller ? controller->version + " " + controller->auxiliary : "none";
+  };
+  EXPECT_EQ(told(response + "\x0A\x0B\x0C\x0D"), "1.23 0a0b0c0d");
+  EXPECT_EQ(told(response + "\x0A\x0B\x0C\x0D\x0E"), "1.23 0a0b0c0d");
+  EXPECT_EQ(told(response + "\x0A\x0B\x0C"), "1.23 ");
+  EXPECT_EQ(told(response + "\0\0\0\0"s), "1.23 ");
+  EXPECT_EQ(told(response + "\0\0\0\x01"s), "1.23 00000001");
+  EXPECT_EQ(told(response), "1.23 ");
+  EXPECT_EQ(told(response.substr(0, 11)), "none");
+  EXPECT_EQ(told("\x01" + response.substr(1)), "none");
 }
 
 TEST(SmbiosUuid, HasItsFirstFieldsInTheGivenByteOrder) {

@@ -88,7 +88,83 @@ TEST(Bracketed, TakesTheTextBetweenTheMarks) {
   EXPECT_EQ(Bracketed("QRX Rackwell 3650 -[4620AC1]-"), "4620AC1");
   EXPECT_EQ(Bracketed("no marks"), "");
   EXPECT_EQ(Bracketed("]- before -["), "");
-  EXPECT_EQ(Bracketed("-["), "");
+  for (const char* open : {"-[", "-[]", "-[4620AC1", "-[4620AC1]", "-[4620AC1-"})
+    EXPECT_EQ(Bracketed(open), "") << open;
+  for (const char* close : {"]-", "x]-", "4620AC1]-", "[4620AC1]-", "- [4620AC1]-"})
+    EXPECT_EQ(Bracketed(close), "") << close;
+  EXPECT_EQ(Bracketed("-[]-"), "");
+  EXPECT_EQ(Bracketed("-[]- x ]-"), "");
+  EXPECT_EQ(Bracketed("-[-]-"), "-");
+  EXPECT_EQ(Bracketed("x]- -[a]- -[b]-"), "a");
+}
+
+TEST(Bracketed, IsTheMachineTypeOfAProductByItsFirstFourCharacters) {
+  EXPECT_EQ(MachineTypeOf("Rackwell 3650 -[4620AC1]-"), "4620");
+  EXPECT_EQ(MachineTypeOf("-[ 4620]-"), "4620");
+  EXPECT_EQ(MachineTypeOf("-[46]-"), "46");
+  for (const char* whole :
+       {"", "Rackwell 3650", "Rackwell -[4620AC1", "Rackwell 4620AC1]-", "-[ ]-"})
+    EXPECT_EQ(MachineTypeOf(whole), whole);
+}
+
+std::string BiosOf(const std::string& version) {
+  const TInstance bios = SystemBios(version);
+  std::string text = bios.ClassName();
+  for (const TProperty& property : bios.Properties())
+    text += ' ' + property.name + '=' + property.value;
+  return text;
+}
+
+TEST(Bracketed, IsTheVersionOfABiosWithTheBuildBeforeItsDash) {
+  const std::string begin = "QRXSG_SystemBIOSElement Name=System BIOS Version=";
+  EXPECT_EQ(BiosOf("-[QKL120AUS-1.10]-"), begin + "QKL120AUS-1.10 BuildNumber=QKL120AUS");
+  EXPECT_EQ(BiosOf("-[QKL120AUS]-"), begin + "QKL120AUS");
+  EXPECT_EQ(BiosOf("-[-1.10]-"), begin + "-1.10");
+  EXPECT_EQ(BiosOf("QKL120AUS-1.10"), begin + "QKL120AUS-1.10");
+  EXPECT_EQ(BiosOf("-[]-"), begin + "-[]-");
+}
+
+TEST(Texts, AreCutIntoLinesAndWordsAndLoweredByAscii) {
+  using TViews = std::vector<std::string_view>;
+  using TTexts = std::vector<std::string>;
+  EXPECT_EQ(Lines(std::string_view()), TViews());
+  EXPECT_EQ(Lines("a"sv), TViews{"a"});
+  EXPECT_EQ(Lines("a\n"sv), TViews{"a"});
+  EXPECT_EQ(Lines("\na\n\nbc"sv), (TViews{"", "a", "", "bc"}));
+  EXPECT_EQ(Words(""), TTexts());
+  EXPECT_EQ(Words(" \t"), TTexts());
+  EXPECT_EQ(Words("a"), TTexts{"a"});
+  EXPECT_EQ(Words(" a\tbc\r\v\f d\n"), (TTexts{"a", "bc", "d"}));
+  EXPECT_EQ(Trimmed(" \t\r\n\v\fa b\f\v\n\r\t "), "a b");
+  EXPECT_EQ(FirstLine(" a \n b"), "a");
+  EXPECT_EQ(Lowered("@AMZ[`amz{\xC3\x84"), "@amz[`amz{\xC3\x84");
+}
+
+TEST(CimXml, HoldsEachInstanceWithItsPropertiesAndTheirMarksEscaped) {
+  TInstance first("C<1>");
+  first.Set("N\"", "a&b<c>\"d'").Set("Empty", " ").Set("Number", "7", "uint32");
+  first.SetList("L&", {"x", "", "<y>"}).SetList("None", {"", " "});
+  TInstance second("D");
+  second.Set("P", "1");
+  EXPECT_EQ(ToCimXml({first, second}), R"(<?xml version="1.0" encoding="UTF-8"?>
+<CIM CIMVERSION="2.0" DTDVERSION="2.0">
+  <DECLARATION>
+    <DECLGROUP>
+      <VALUE.OBJECT><INSTANCE CLASSNAME="C&lt;1&gt;">
+        <PROPERTY NAME="N&quot;" TYPE="string"><VALUE>a&amp;b&lt;c&gt;&quot;d'</VALUE></PROPERTY>
+        <PROPERTY NAME="Number" TYPE="uint32"><VALUE>7</VALUE></PROPERTY>
+        <PROPERTY.ARRAY NAME="L&amp;" TYPE="string"><VALUE.ARRAY>
+          <VALUE>x</VALUE>
+          <VALUE>&lt;y&gt;</VALUE>
+        </VALUE.ARRAY></PROPERTY.ARRAY>
+      </INSTANCE></VALUE.OBJECT>
+      <VALUE.OBJECT><INSTANCE CLASSNAME="D">
+        <PROPERTY NAME="P" TYPE="string"><VALUE>1</VALUE></PROPERTY>
+      </INSTANCE></VALUE.OBJECT>
+    </DECLGROUP>
+  </DECLARATION>
+</CIM>
+)");
 }
 
 }  // namespace
