@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <iterator>
+
+#include "base/shown_text.h"
 
 namespace svc::collect {
 namespace {
 
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr std::string_view kBlanks = " \t\r\n\v\f";
 
 // The length of the well-formed UTF-8 sequence at the start of `bytes`, 0 when there is none, and
@@ -46,26 +48,32 @@ bool IsShown(char32_t point) {
   return !control && point != 0xFFFE && point != 0xFFFF;
 }
 
+// What stands for the character at the beginning of the text; empty where it may stand itself.
+std::string EscapeOf(std::string_view text, const TCodePoint& character) {
+  switch (text.front()) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    default:
+      return MayBeShown(character.value)
+                 ? std::string()
+                 : fmt::format("&#{};", static_cast<std::uint32_t>(character.value));
+  }
+}
+
 std::string Escaped(std::string_view text) {
   std::string escaped;
   escaped.reserve(text.size());
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
+  while (!text.empty()) {
+    const TCodePoint character = FirstCodePoint(text);
+    const std::string escape = EscapeOf(text, character);
+    escaped += escape.empty() ? text.substr(0, character.size) : escape;
+    text.remove_prefix(character.size);
   }
   return escaped;
 }
@@ -119,8 +127,8 @@ std::string CleanText(std::string_view bytes) {
     if (kBlanks.find(bytes.front()) != std::string_view::npos) {
       clean += ' ';
     } else {
-      clean +=
-          sequence.length != 0 && IsShown(sequence.point) ? bytes.substr(0, length) : kReplacement;
+      const bool isKept = sequence.length != 0 && IsShown(sequence.point);
+      clean += isKept ? bytes.substr(0, length) : kReplacementText;
     }
     bytes.remove_prefix(length);
   }
@@ -183,6 +191,21 @@ std::string_view Bracketed(std::string_view text) {
   return text.substr(open + 2, close - open - 2);
 }
 
+void TInventory::Add(TInstance instance) {
+  if (instance.Properties().empty() || isFull) return;
+  if (room != kNoLimit) {
+    std::string text;
+    Append(text, instance);
+    if (text.size() > room) {
+      isFull = true;
+      Note("more was told than an inventory has room for; the rest is left out");
+      return;
+    }
+    room -= text.size();
+  }
+  instances.push_back(std::move(instance));
+}
+
 std::string ToCimXml(const std::vector<TInstance>& instances) {
   std::string document =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -190,10 +213,11 @@ std::string ToCimXml(const std::vector<TInstance>& instances) {
       "  <DECLARATION>\n"
       "    <DECLGROUP>\n";
   for (const TInstance& instance : instances) Append(document, instance);
-  return document +
-         "    </DECLGROUP>\n"
-         "  </DECLARATION>\n"
-         "</CIM>\n";
+  document +=
+      "    </DECLGROUP>\n"
+      "  </DECLARATION>\n"
+      "</CIM>\n";
+  return document;
 }
 
 std::string MachineTypeOf(const std::string& product) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <map>
 #include <string>
 #include <string_view>
@@ -86,9 +87,10 @@ class TInstance {
 class TInventory {
  public:
   // An instance without properties tells nothing and is dropped.
-  void Add(TInstance instance) {
-    if (!instance.Properties().empty()) instances.push_back(std::move(instance));
-  }
+  void Add(TInstance instance);
+  // From now on so many bytes of the document are left for instances. The first that does not fit
+  // is left out, and so is what comes behind it; a note tells of that.
+  void Limit(std::size_t bytes) { room = bytes; }
   void Replace(std::size_t number, TInstance instance) { instances[number] = std::move(instance); }
   // `text` may hold texts of the machine, of any bytes.
   void Note(std::string_view text) { notes.push_back(CleanText(text)); }
@@ -104,11 +106,16 @@ class TInventory {
   const std::vector<std::string>& Notes() const { return notes; }
 
  private:
+  static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+
   std::vector<TInstance> instances;
   std::vector<std::string> notes;
+  std::size_t room = kNoLimit;
+  bool isFull = false;
 };
 
-// One CIM-XML document (DMTF DSP0201), UTF-8, with the instances in their order. Pure; any thread.
+// One CIM-XML document (DMTF DSP0201), UTF-8, with the instances in their order. What turns the
+// direction of text on a terminal stands there by its number. Pure; any thread.
 std::string ToCimXml(const std::vector<TInstance>& instances);
 
 // --- How makers write machine types and versions into the texts of their products ---

@@ -25,7 +25,6 @@ using acquire::TTransferResult;
 constexpr std::chrono::milliseconds kTurn{100};
 constexpr int kLastTurns = 50;  // For the end of a session, also when everything else was stopped.
 constexpr std::size_t kMaxRedirects = 5;
-constexpr std::size_t kLongestPlace = 2048;  // As far as any server is asked.
 constexpr std::size_t kLongestShown = 200;
 constexpr std::size_t kMaxDepth = 64;  // Of objects and lists in each other; DMTF's need a dozen.
 

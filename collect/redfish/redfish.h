@@ -103,18 +103,23 @@ std::string ServiceOrigin(const std::string& url);
 // --- Resources, read with patience: whatever is not there, or of another kind than it should be,
 // counts as not said ---
 
-// The text of a property; empty where it is null or no text.
+constexpr std::size_t kLongestText = 4096;   // Longer than any that a service has to tell.
+constexpr std::size_t kLongestPlace = 2048;  // As far as any server is asked.
+constexpr std::size_t kMaxMembers = 2000;    // Of one collection or list.
+
+// The text of a property; empty where it is null, no text, or longer than kLongestText bytes.
 std::string TextOf(const TJson& resource, const char* name);
 // An object or a list in it; null where there is none.
 const TJson& PartOf(const TJson& resource, const char* name);
-// The elements of a list in it, the first 2000 at most; none where there is none.
+// The elements of a list in it, the first kMaxMembers at most; none where there is none.
 std::vector<TJson> ListOf(const TJson& resource, const char* name);
 // Where a reference such as {"@odata.id": "/redfish/v1/Systems/1"} leads, and where a resource is;
-// empty where it does not say.
-std::string PlaceOf(const TJson& reference);
+// empty where it does not say. Of one that nobody is asked for the beginning, one byte too long.
+std::string PlaceOf(const TJson& reference, const char* name = "@odata.id");
 std::vector<std::string> PlacesOf(const TJson& resource, const char* name);
 // Whether a place is that resource or a part of it; slashes at the end mean nothing.
 bool IsWithin(std::string_view place, std::string_view resource);
+std::string_view WithoutSlashes(std::string_view place);
 // "1" of "/redfish/v1/Systems/1/".
 std::string LastName(std::string_view place);
 
@@ -162,11 +167,11 @@ struct TServer {
   TInventory& inventory;
   bool redact = false;
   TJson system = nullptr;
-  std::vector<std::string> otherSystems = {};
-  std::vector<TJson> firmware = {};  // The members of the service's firmware inventory.
+  std::vector<std::string> otherSystems = {};  // Their places, without slashes at the end.
+  std::vector<TJson> firmware = {};            // The members of the service's firmware inventory.
 
   struct TTold {
-    std::string place;
+    std::string place;  // In lower case, without slashes at its end.
     std::string version;
     std::string_view words;  // By which texts name it, parted by blanks.
   };
@@ -174,7 +179,9 @@ struct TServer {
   // Each is compared with each item of the firmware inventory: no server has so many.
   void Tell(TTold one) {
     constexpr std::size_t kMaxTold = 2000;
-    if (told.size() < kMaxTold) told.push_back(std::move(one));
+    if (told.size() == kMaxTold) return;
+    one.place = Lowered(WithoutSlashes(one.place));
+    told.push_back(std::move(one));
   }
 };
 

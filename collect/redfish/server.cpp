@@ -83,7 +83,7 @@ void ChooseSystem(const std::string& id, TServer& server) {
   server.system = FirstOf(
       isGiven ? std::vector<std::string>{ChosenPlace(places, id, origin)} : places, server, chosen);
   for (const std::string& place : places) {
-    if (place != chosen) server.otherSystems.push_back(place);
+    if (place != chosen) server.otherSystems.emplace_back(WithoutSlashes(place));
   }
   server.system["@odata.id"] = chosen;
   if (!isGiven && places.size() > 1)
@@ -213,9 +213,8 @@ class TItem {
 
   bool IsToldAs(const TServer::TTold& told) const {
     if (!IsSameVersion(told.version, version)) return false;
-    const std::string place = Lowered(told.place);
     const bool isRelated = std::ranges::any_of(
-        related, [&place](const std::string& one) { return IsWithin(one, place); });
+        related, [&told](const std::string& one) { return IsWithin(one, told.place); });
     return isRelated || std::ranges::any_of(Words(told.words), [this](const std::string& word) {
              return Contains(name, word);
            });
@@ -248,6 +247,7 @@ std::vector<std::string> SoftwareIdentifiers(const TJson& item) {
 constexpr std::chrono::seconds kConnect{15};
 constexpr std::chrono::seconds kStall{20};
 constexpr std::chrono::minutes kTotal{10};
+constexpr std::size_t kMostTold = std::size_t{4} << 20;  // No server has so much to tell.
 
 std::string SessionsOf(const TJson& root) {
   return PlaceOf(PartOf(PartOf(root, "Links"), "Sessions"));
@@ -256,6 +256,7 @@ std::string SessionsOf(const TJson& root) {
 void ReadService(const ServiceOptions& options, const acquire::TWatch& watch,
                  acquire::ITransport& transport, TInventory& inventory) {
   TClient client(transport, watch, ServiceOrigin(options.url));
+  inventory.Limit(kMostTold);
   TService service(client, inventory);
   service.Open();
   if (!options.user.empty())

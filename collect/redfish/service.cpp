@@ -113,9 +113,10 @@ static void ReadStorage(TServer& server) {
 // Those that serve the system; where it does not say, those in its chassis.
 static std::vector<TJson> AdaptersOf(TServer& server) {
   std::vector<std::string> places;
+  std::set<std::string> seen;
   for (const TJson& interface : server.service.Members(server.system, "NetworkInterfaces")) {
     const std::string place = PlaceOf(PartOf(PartOf(interface, "Links"), "NetworkAdapter"));
-    if (!place.empty() && std::ranges::count(places, place) == 0) places.push_back(place);
+    if (!place.empty() && seen.insert(place).second) places.push_back(place);
   }
   std::vector<TJson> adapters;
   for (const std::string& place : places) {
@@ -155,11 +156,10 @@ static void AddAdapterPart(const TJson& adapter, const TPciNumbers& numbers,
 // An adapter may have several controllers; as a rule they run one package.
 static void AddAdapter(const TJson& adapter, TServer& server) {
   if (IsAbsent(adapter)) return;
-  std::vector<std::string> versions;
+  std::set<std::string> versions;
   for (const TJson& controller : ListOf(adapter, "Controllers")) {
     const std::string version = TextOf(controller, "FirmwarePackageVersion");
-    if (version.empty() || std::ranges::count(versions, version) != 0) continue;
-    versions.push_back(version);
+    if (version.empty() || !versions.insert(version).second) continue;
     AddAdapterPart(adapter, LinkedNumbers(server.service, controller), version, server);
   }
 }
@@ -183,7 +183,6 @@ void ReadDevices(TServer& server) {
 
 constexpr const char* kRoot = "/redfish/v1/";
 constexpr const char* kNextPage = "Members@odata.nextLink";
-constexpr std::size_t kMaxMembers = 2000;  // Of one collection or list.
 constexpr std::size_t kMaxNotes = 1000;
 
 static bool IsTrue(const TJson& resource, const char* name) {
@@ -205,9 +204,15 @@ static bool IsWhole(const TJson& member) {
       member.items(), [](const auto& item) { return item.key().find('@') == std::string::npos; });
 }
 
-static std::string_view WithoutSlashes(std::string_view place) {
-  while (place.ends_with('/')) place.remove_suffix(1);
-  return place;
+// The objects of a list, as long as there are not too many. Whether they were all.
+static bool AddMembers(const TJson& list, std::vector<TJson>& members) {
+  if (!list.is_array()) return true;
+  for (const TJson& member : list) {
+    if (!member.is_object()) continue;
+    if (members.size() == kMaxMembers) return false;
+    members.push_back(member);
+  }
+  return true;
 }
 
 const TJson& PartOf(const TJson& resource, const char* name) {
@@ -219,7 +224,9 @@ const TJson& PartOf(const TJson& resource, const char* name) {
 
 std::string TextOf(const TJson& resource, const char* name) {
   const TJson& value = PartOf(resource, name);
-  return value.is_string() ? CleanText(value.get_ref<const std::string&>()) : std::string();
+  if (!value.is_string()) return {};
+  const auto& text = value.get_ref<const std::string&>();
+  return text.size() > kLongestText ? std::string() : CleanText(text);
 }
 
 std::vector<TJson> ListOf(const TJson& resource, const char* name) {
@@ -229,7 +236,13 @@ std::vector<TJson> ListOf(const TJson& resource, const char* name) {
   return {list.begin(), list.begin() + static_cast<std::ptrdiff_t>(count)};
 }
 
-std::string PlaceOf(const TJson& reference) { return TextOf(reference, "@odata.id"); }
+std::string PlaceOf(const TJson& reference, const char* name) {
+  const TJson& value = PartOf(reference, name);
+  if (!value.is_string()) return {};
+  std::string place = CleanText(value.get_ref<const std::string&>());
+  place.resize(std::min(place.size(), kLongestPlace + 1));
+  return place;
+}
 
 std::vector<std::string> PlacesOf(const TJson& resource, const char* name) {
   std::vector<std::string> places;
@@ -247,6 +260,11 @@ bool IsWithin(std::string_view place, std::string_view resource) {
   if (resource.empty() || !place.starts_with(resource)) return false;
   place.remove_prefix(resource.size());
   return place.empty() || place.front() == '/' || place.front() == '#';
+}
+
+std::string_view WithoutSlashes(std::string_view place) {
+  while (place.ends_with('/')) place.remove_suffix(1);
+  return place;
 }
 
 std::string LastName(std::string_view place) {
@@ -305,12 +323,12 @@ std::vector<TJson> TService::References(const std::string& place, bool isExpande
   for (std::string page = place; !page.empty() && pages.insert(page).second;) {
     TResource resource = ReadCollection(page, isExpanded);
     if (!resource && pages.size() > 1) Note(resource.problem);
-    for (TJson& member : ListOf(resource.content, "Members")) {
-      if (members.size() < kMaxMembers && member.is_object()) members.push_back(std::move(member));
-    }
-    page = members.size() < kMaxMembers ? TextOf(resource.content, kNextPage) : "";
-    if (page.empty() && members.size() >= kMaxMembers)
+    const bool areAll = AddMembers(PartOf(resource.content, "Members"), members);
+    page = PlaceOf(resource.content, kNextPage);
+    if (!areAll || (members.size() == kMaxMembers && !page.empty())) {
       Note(fmt::format("{}{}: more than {} members", client.Origin(), place, kMaxMembers));
+      page.clear();
+    }
     if (pages.size() == 1) first = std::move(resource);
   }
   return members;

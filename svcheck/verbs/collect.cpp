@@ -5,6 +5,7 @@
 #include "base/error.h"
 #include "base/files.h"
 #include "base/json_writer.h"
+#include "base/shown_text.h"
 #include "collect/collector.h"
 #include "collect/firmware_device.h"
 #include "runtime/hskcore/in_memory_namespace.h"
@@ -155,7 +156,7 @@ class TCollectVerb : public IVerb {
           "this machine does not tell its type: its firmware has no product name, as in many "
           "virtual machines; name one yourself");
     }
-    return type + '\n';
+    return ShownLine(type) + '\n';
   }
 
   std::string Line(const std::string& document) const {

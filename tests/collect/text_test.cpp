@@ -84,6 +84,39 @@ TEST(Assignments, ReadsQuotesCommentsAndBlanks) {
   EXPECT_FALSE(values.contains("# PRETTY_NAME"));
 }
 
+TEST(Inventory, HasRoomForSoManyBytesOfItsDocument) {
+  const auto device = [](const std::string& name) {
+    return TInstance("SVC_FirmwareDevice").Set("Name", name);
+  };
+  const std::size_t empty = ToCimXml({}).size();
+  const std::size_t two = ToCimXml({device("&"), device("b")}).size() - empty;
+  for (const auto& [room, count] : {std::pair{two - 1, 1U}, {two, 2U}, {two + 1, 2U}}) {
+    TInventory inventory;
+    inventory.Limit(room);
+    for (const char* name : {"&", "b"}) inventory.Add(device(name));
+    EXPECT_EQ(inventory.Instances().size(), count) << room;
+    EXPECT_EQ(inventory.Notes().size(), 2 - count) << "that nothing is left out needs no word";
+    for (int more = 0; more < 3; ++more) inventory.Add(device(""));
+    EXPECT_EQ(inventory.Notes().size(), 2 - count) << "nor does what tells nothing";
+    inventory.Add(device("much longer"));
+    inventory.Add(device("c"));
+    EXPECT_EQ(inventory.Instances().size(), count) << "nothing comes behind what is left out";
+    EXPECT_EQ(inventory.Notes().size(), 1U);
+    EXPECT_LE(ToCimXml(inventory.Instances()).size(), empty + room);
+  }
+}
+
+TEST(Document, NamesWhatTurnsTheDirectionOfTextByItsNumber) {
+  const std::string kept = "\xE2\x80\xA9 \xE2\x80\xAF \xE2\x81\xA5 \xE2\x81\xAA";
+  const std::string document =
+      ToCimXml({TInstance("C")
+                    .Set("P", "a\xE2\x80\xAA\xE2\x80\xAE" + kept + "\xE2\x81\xA6")
+                    .SetList("L", {"\xE2\x81\xA9z<"})});
+  EXPECT_NE(document.find("<VALUE>a&#8234;&#8238;" + kept + "&#8294;</VALUE>"), document.npos)
+      << document;
+  EXPECT_NE(document.find("<VALUE>&#8297;z&lt;</VALUE>"), document.npos) << document;
+}
+
 TEST(Bracketed, TakesTheTextBetweenTheMarks) {
   EXPECT_EQ(Bracketed("QRX Rackwell 3650 -[4620AC1]-"), "4620AC1");
   EXPECT_EQ(Bracketed("no marks"), "");

@@ -291,12 +291,15 @@ TEST_F(TServerTest, IsReadPageByPageUpToTwoThousandMembers) {
   EXPECT_EQ(notes, TTexts{"https://bmc/firmware: the server answered with status 500; left out"});
   const TTexts more = {"https://bmc/firmware: more than 2000 members; left out"};
   for (const auto& [second, count, told] :
-       {std::tuple{999, 1999, TTexts{}}, {1000, 2000, more}, {1001, 2000, more}}) {
+       {std::tuple{999, 1999, TTexts{}}, {1000, 2000, TTexts{}}, {1001, 2000, more}}) {
     Serve("/firmware", page(0, 1000, "/firmware?page=2"));
     Serve("/firmware?page=2", page(1000, second, ""));
     EXPECT_EQ(std::ssize(Read()), count);
     EXPECT_EQ(notes, told) << second;
   }
+  Serve("/firmware?page=2", page(1000, 1000, "/firmware?page=3"));
+  EXPECT_EQ(std::ssize(Read()), 2000);
+  EXPECT_EQ(notes, more) << "nobody looks what stands there";
 }
 
 // Each kind of device three times: one that is there, one that is not, one that does not say.

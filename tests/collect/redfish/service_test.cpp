@@ -154,6 +154,24 @@ TEST(Places, AreWithinAResourceWithWhatIsBelowIt) {
   EXPECT_EQ(LastName("/"), "");
 }
 
+TEST(Texts, OfMoreThan4096BytesAreNotSaid) {
+  for (const std::size_t size : {4095, 4096, 4097}) {
+    const std::string text(size, 't');
+    EXPECT_EQ(TextOf({{"Name", text}}, "Name"), size > 4096 ? "" : text) << size;
+  }
+}
+
+// Where nobody is asked, a message shall show where that would have been.
+TEST(Places, ThatAreTooLongAreCutWhereTheyStillAre) {
+  for (const std::size_t size : {2047, 2048, 2049, 2050, 50'000}) {
+    const std::string place = "/" + std::string(size - 1, 'p');
+    for (const char* name : {"@odata.id", "Members@odata.nextLink"})
+      EXPECT_EQ(PlaceOf({{name, place}}, name), place.substr(0, 2049)) << size;
+    EXPECT_EQ(PlacesOf({{"List", {{{"@odata.id", place}}}}}, "List"),
+              TTexts{place.substr(0, 2049)});
+  }
+}
+
 TEST(Lists, AreReadUpToTwoThousandElements) {
   for (const std::size_t count : {1999, 2000, 2001}) {
     TJson resource = {{"List", TJson::array()}};

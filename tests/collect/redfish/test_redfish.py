@@ -1,5 +1,6 @@
 """`svcheck collect --redfish`: a server's inventory from its management controller."""
 
+import json
 import pathlib
 import signal
 import subprocess
@@ -375,12 +376,19 @@ class BadServers(RedfishTest):
         evil = "\x1b]0;owned\x07\u202e\n"
         resources["Systems/437XR1138R2"]["Storage"] = link(f"none{evil}")
         resources["Systems/437XR1138R2"]["Model"] = f"Model{evil}"
-        result = self.collect(self.serve(resources))
+        server = self.serve(resources)
+        result = self.collect(server)
         self.assertEqual(result.returncode, 0)
         for text in (result.stdout, result.stderr):
-            self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+            self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]")
         self.assertEqual(result.stderr.count("\n"), 1, result.stderr)
-        self.assertNotIn("\u202e", result.stderr)
+        machine, = instances(result.stdout, "QRXSG_ComputerSystem")
+        self.assertEqual(machine["Model"], "Model\ufffd]0;owned\ufffd\u202e")
+        line = self.collect(server, "--format", "ndjson").stdout
+        self.assertNotRegex(line, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]")
+        self.assertEqual(json.loads(line)["inventory"], result.stdout)
+        shown = self.collect(server, "--show", "machine-type").stdout
+        self.assertNotRegex(shown, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]")
 
     def test_answers_without_end_or_bottom_are_given_up(self):
         server = self.serve()
