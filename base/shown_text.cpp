@@ -107,6 +107,21 @@ TCodePoint FirstCodePointBeyondAscii(std::string_view text) noexcept {
   return {value, lead->size, true};
 }
 
+std::string_view MarkupReplacement(char32_t character) noexcept {
+  switch (character) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    default:
+      return {};
+  }
+}
+
 // --- Which name was meant ---
 
 // How many letters must be typed, dropped or exchanged to make one word of the other (Levenshtein).

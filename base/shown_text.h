@@ -46,6 +46,10 @@ inline TCodePoint FirstCodePoint(std::string_view text) noexcept {
   return first < 0x80 ? TCodePoint{first, 1, true} : FirstCodePointBeyondAscii(text);
 }
 
+// What stands in XML and HTML for a character that would mark something up, in a text or an
+// attribute between double quotes; empty for any other.
+std::string_view MarkupReplacement(char32_t character) noexcept;
+
 // --- Names in documents ---
 
 // Longer than any name or number that somebody wrote on purpose.

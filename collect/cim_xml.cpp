@@ -48,22 +48,11 @@ bool IsShown(char32_t point) {
   return !control && point != 0xFFFE && point != 0xFFFF;
 }
 
-// What stands for the character at the beginning of the text; empty where it may stand itself.
-std::string EscapeOf(std::string_view text, const TCodePoint& character) {
-  switch (text.front()) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '"':
-      return "&quot;";
-    default:
-      return MayBeShown(character.value)
-                 ? std::string()
-                 : fmt::format("&#{};", static_cast<std::uint32_t>(character.value));
-  }
+// What stands for the character; empty where it may stand itself.
+std::string EscapeOf(char32_t character) {
+  const std::string_view replacement = MarkupReplacement(character);
+  if (!replacement.empty() || MayBeShown(character)) return std::string(replacement);
+  return fmt::format("&#{};", static_cast<std::uint32_t>(character));
 }
 
 std::string Escaped(std::string_view text) {
@@ -71,7 +60,7 @@ std::string Escaped(std::string_view text) {
   escaped.reserve(text.size());
   while (!text.empty()) {
     const TCodePoint character = FirstCodePoint(text);
-    const std::string escape = EscapeOf(text, character);
+    const std::string escape = EscapeOf(character.value);
     escaped += escape.empty() ? text.substr(0, character.size) : escape;
     text.remove_prefix(character.size);
   }

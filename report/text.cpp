@@ -65,14 +65,6 @@ std::string Rewrite(std::string_view text, const TReplace& replace) {
 
 std::string_view XmlReplacement(char32_t value) noexcept {
   switch (value) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '"':
-      return "&quot;";
     case '\t':
       return "&#9;";
     case '\n':
@@ -81,7 +73,7 @@ std::string_view XmlReplacement(char32_t value) noexcept {
       return "&#13;";
     default:
       return value < 0x20 || value == 0xFFFE || value == 0xFFFF ? kReplacementText
-                                                                : std::string_view();
+                                                                : MarkupReplacement(value);
   }
 }
 

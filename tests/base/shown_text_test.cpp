@@ -98,5 +98,14 @@ TEST(FirstCodePoint, IsNoneOfBytesThatAreNoCharacter) {
     EXPECT_EQ(First(three), "none of 3") << three;
 }
 
+TEST(MarkupReplacement, StandsForFourCharactersAlone) {
+  const std::map<char32_t, std::string_view> replaced = {
+      {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}};
+  for (char32_t character = 0; character < 0x300; ++character) {
+    const auto found = replaced.find(character);
+    EXPECT_EQ(MarkupReplacement(character), found == replaced.end() ? "" : found->second);
+  }
+}
+
 }  // namespace
 }  // namespace svc

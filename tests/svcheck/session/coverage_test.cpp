@@ -40,8 +40,10 @@ TNamespace Namespace(const std::string& instances) {
 
 std::string Driver(const std::string& name, const std::string& version,
                    const std::string& state = "4", const std::string& source = "") {
-  TProperties properties = {
-      {"Path", "C:\\" + name + ".ko"}, {"Name", name}, {"Version", version}, {"CurrentState", state}};
+  TProperties properties = {{"Path", "C:\\" + name + ".ko"},
+                            {"Name", name},
+                            {"Version", version},
+                            {"CurrentState", state}};
   if (!source.empty()) properties.emplace_back("SourceVersion", source);
   return Instance("QRXSG_DeviceDriverInfo", properties);
 }
