@@ -255,8 +255,9 @@ class TMerging {
     bool isKnown = false;
     for (const auto& [number, older, there] : known.Drivers(offered, entry)) {
       const TProperty* const own = OwnText(*older, rules::kUpdateDriverFiles);
+      // They have one name, of which a driver's ending is no part.
       const bool isSame = own != nullptr && Covers(offered, *older) &&
-                          AreSame(there->name, entry.name, offered.IsAdapter());
+                          IsWindows(there->name) == IsWindows(entry.name);
       if (!isSame) continue;
       isKnown = true;
       if (!Judge(entry.name, there->version, entry.version)) continue;
@@ -268,11 +269,6 @@ class TMerging {
       list.sources.insert(offered.element->Text(rules::kUpdateDriverSources));
     }
     return isKnown;
-  }
-
-  static bool AreSame(std::string_view older, std::string_view offered, bool isAdapter) {
-    if (isAdapter) return EqualWords(older, offered);
-    return ComparedName(older) == ComparedName(offered) && IsWindows(older) == IsWindows(offered);
   }
 
   void EditDriverFiles() {

@@ -74,6 +74,19 @@ svcheck made build a\eb
 )");
 }
 
+TEST(VerbPage, HasNoPartForWhatAVerbHasNot) {
+  TCommandDescription verb;
+  verb.name = "svcheck made";
+  verb.summary = "Makes it";
+  const std::string page = VerbPage(verb, "2026-11-21");
+  const std::size_t name = page.find(".SH NAME\n"), status = page.find(".SH EXIT STATUS\n");
+  ASSERT_TRUE(name < status && status < page.size()) << page;
+  EXPECT_EQ(page.substr(name, status - name),
+            ".SH NAME\nsvcheck\\-made \\- Makes it\n.SH SYNOPSIS\n\\fBsvcheck made\\fR "
+            "[OPTIONS]\n.SH DESCRIPTION\nMakes it.\n.SH OPTIONS\n");
+  EXPECT_TRUE(page.ends_with("\n.SH SEE ALSO\n.BR svcheck (1)\n")) << page;
+}
+
 std::string HelpOf(const TCommandDescription& command) {
   testing::internal::CaptureStdout();
   EXPECT_EQ(PrintHelp(command), kExitDone);

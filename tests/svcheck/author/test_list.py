@@ -208,6 +208,17 @@ class ListTest(ProgramTest):
             self.assertEqual(text.split("\n")[1],
                              f'many,Driver,,"{field}",4638,SLES10_64,index.xml,3')
 
+    def test_a_field_of_csv_is_long_from_a_mebibyte_on(self):
+        """What no quotes are needed for has them where it is long."""
+        half = 1 << 19
+        for more, quote in ((-1, ""), (0, '"')):
+            name, version = "n" * half, "1" * (half + more)
+            folder = self.catalogue(element(name="one", driverFiles=f"{name}-#{version}"))
+            text = self.run_program("catalogue", "list", folder, "--format", "csv").stdout
+            field = f"{quote}{name} {version}{quote}"
+            self.assertEqual(text.split("\n")[1] == f"one,Driver,,{field},4638,SLES10_64,index.xml,3",
+                             True, text[:100])
+
     def test_output_file(self):
         folder = self.catalogue(element(name="a"))
         result = self.run_program("catalogue", "list", folder, "--format", "json",
