@@ -92,6 +92,55 @@ TEST_F(HoldingSettings, AreSetAsideByTheCommandLine) {
   EXPECT_EQ(Held({catalogue}, {"--format"}), TTexts{"catalogue=/c"});
 }
 
+TEST_F(HoldingSettings, AreThoseOfTheVerbWithOptionsThatMayBeSet) {
+  check.options.push_back(Option("--exact", "TEXT"));
+  check.options.back().configurable = false;
+  EXPECT_EQ(
+      Held({Of(ELayer::kUserFile, "catalogue", "/a", "report"), Of(ELayer::kUserFile, "exact", "x"),
+            Of(ELayer::kUserFile, "other", "x"), Of(ELayer::kUserFile, "catalogue", "/b", "check"),
+            Of(ELayer::kSystemFile, "catalogue", "/c")}),
+      TTexts{"catalogue=/b"});
+  check.name = "svcheck check deep";
+  EXPECT_EQ(Held({Of(ELayer::kUserFile, "catalogue", "/b", "check")}), TTexts{"catalogue=/b"});
+}
+
+TEST_F(HoldingSettings, HavePathsOfAFileSeenFromItsFolder) {
+  check.options = {Option("--into", "DIR"), Option("--from", "FILE"), Option("--text", "TEXT")};
+  const auto valuesOf = [&](TSetting setting, const std::string& value) {
+    setting.values = {value, "", "/b"};
+    setting.isArray = true;
+    for (TOptionDescription& option : check.options) option.repeatable = true;
+    const std::vector<TSetting> settings = {setting};
+    return HoldingFor(check, settings, {}).at(0).values;
+  };
+  for (const char* name : {"into", "from"}) {
+    EXPECT_EQ(valuesOf(Of(ELayer::kUserFile, name, ""), "a/x"), (TTexts{"/etc/a/x", "", "/b"}));
+    EXPECT_EQ(valuesOf(Of(ELayer::kEnvironment, name, ""), "a/x"), (TTexts{"a/x", "", "/b"}));
+  }
+  EXPECT_EQ(valuesOf(Of(ELayer::kUserFile, "text", ""), "a/x"), (TTexts{"a/x", "", "/b"}));
+}
+
+TEST(Setting, NamesItsPlace) {
+  TSetting setting;
+  setting.variable = "SVCHECK_FORMAT";
+  EXPECT_EQ(setting.Place(), "environment SVCHECK_FORMAT");
+  setting.file = "/etc/svcheck/config.toml";
+  setting.line = 3;
+  EXPECT_EQ(setting.Place(), "/etc/svcheck/config.toml:3");
+}
+
+TEST(Setting, IsShownWithoutPasswords) {
+  EXPECT_EQ(ShownValue("context", "svProxy=h,1,me,secret"), "svProxy=h,1,…");
+  EXPECT_EQ(ShownValue("context", "svProxy=h,,me"), "svProxy=h,,…");
+  EXPECT_EQ(ShownValue("context", "svProxy=,1,"), "svProxy=,1,…");
+  for (const char* whole : {"svProxy=h,1", "svProxy=h", "svProxy=", "svPath=a,b,c,d", ""})
+    EXPECT_EQ(ShownValue("context", whole), whole);
+  EXPECT_EQ(ShownValue("catalogue", "svProxy=h,1,me,secret"), "svProxy=h,1,me,secret");
+  for (const char* name : {"proxy", "repository"})
+    EXPECT_EQ(ShownValue(name, "https://me:secret@h/x").find("secret"), std::string::npos) << name;
+  EXPECT_EQ(ShownValue("format", "https://me:secret@h/x"), "https://me:secret@h/x");
+}
+
 class SettingsFile : public testing::Test {
  protected:
   std::vector<TSetting> Read(const std::string& text) const {
@@ -115,6 +164,8 @@ class SettingsFile : public testing::Test {
     for (std::size_t i = 0; i < times; ++i) all += text;
     return all;
   }
+
+  using TTexts = std::vector<std::string>;
 
   test::TTemporaryFolder folder;
 };
@@ -149,6 +200,37 @@ TEST_F(SettingsFile, MayNestAFewListsAndTables) {
   }
   EXPECT_EQ(Refusal(Repeated("]}", 1000) + "\nf = " + Repeated("[", 17)), kDeep)
       << "what closes nothing opens nothing";
+}
+
+TEST_F(SettingsFile, MayHaveAnyNumberOfListsBesideEachOther) {
+  const std::string nested = "f = " + Repeated("[", 16) + "1" + Repeated("]", 16) + "\n";
+  EXPECT_TRUE(Refusal("a = []\nb = [[1]]\nc = {}\n" + nested).find("is neither a text") !=
+              std::string::npos);
+  EXPECT_EQ(Refusal("a = []\n" + nested + "g = " + Repeated("[", 17)).find(":3: lists"), 0U);
+}
+
+TEST_F(SettingsFile, ThatEndsWithinATextIsRefused) {
+  for (const char* text : {"f = \"a", "f = \"a\\", "f = 'a", "f = \"\"\"a\\", "f = '''a"})
+    EXPECT_TRUE(Refusal(text).starts_with(":1: ")) << text << ": " << Refusal(text);
+}
+
+TEST_F(SettingsFile, HasThoseOfVerbsBeforeTheGeneralOnes) {
+  TTexts told;
+  for (const TSetting& setting : Read("format = \"json\"\n[check]\nlive = true\nfail-on = [\"a\", "
+                                      "\"b\"]\n[fleet]\njobs = 3\n")) {
+    std::string text = setting.verb + "." + setting.name + ":" + std::to_string(setting.line);
+    for (const std::string& value : setting.values) text += " " + value;
+    told.push_back(text + " " + std::to_string(static_cast<int>(setting.form)) +
+                   (setting.isArray ? " list" : ""));
+    EXPECT_EQ(setting.layer, ELayer::kUserFile);
+    EXPECT_EQ(setting.file, folder.Path() + "/config.toml");
+    EXPECT_EQ(setting.variable, "");
+  }
+  const auto form = [](EValueForm value) { return " " + std::to_string(static_cast<int>(value)); };
+  EXPECT_EQ(told, (TTexts{"check.fail-on:4 a b" + form(EValueForm::kText) + " list",
+                          "check.live:3 true" + form(EValueForm::kTruth),
+                          "fleet.jobs:6 3" + form(EValueForm::kNumber),
+                          ".format:1 json" + form(EValueForm::kText)}));
 }
 
 TEST_F(SettingsFile, MayHoldAnythingInTextsAndComments) {

@@ -194,6 +194,41 @@ class Refused(ConfigTest):
         self.assertTrue(result.stdout.startswith("Machine"))
         self.assertIn('did you mean "SVCHECK_FORMAT"?', result.stderr)
 
+    def test_variables_of_the_service_name_no_setting_and_nobody_is_told(self):
+        env = {"SVCHECK_ARGUMENTS": "x", "SVCHECK_FETCH_ARGUMENTS": "x", "SVCHECK_METRICS": "x",
+               "SVCHECK_CATALOGUE": ""}
+        self.assertIn("21 records", self.succeed(*CHECK, *CATALOGUE, env=env))
+        result = self.run_program(*CHECK, *CATALOGUE, env={**env, "SVCHECK_METRICS_": "x"})
+        self.assertEqual((0, "svcheck: the environment's SVCHECK_METRICS_ names no setting and is passed "
+                          "over; `svcheck config --all` lists the settings\n"),
+                         (result.returncode, result.stderr))
+
+    def test_a_mistake_is_told_whole_with_its_place(self):
+        verbs = "the verbs are check, explain, report, diff, fleet, collect, catalogue, repository, doctor"
+        for text, told in (
+                ('catalog = "x"\n', '1: there is no setting "catalog"; did you mean "catalogue"? `svcheck '
+                 "config --all` lists them"),
+                ('\n[collect]\nlive = true\n', '3: there is no setting "live" of collect; `svcheck config '
+                 "--all` lists them"),
+                ('[chek]\nformat = "csv"\n', "2: [chek] is no verb that takes settings; did you mean "
+                 f'"check"? {verbs}'),
+                ('live = "yes"\n', "1: live: write true or false, without quotes"),
+                ("catalogue = true\n", "1: catalogue: write a text, in quotes"),
+                ('catalogue = ["a", "b"]\n', "1: catalogue takes one value"),
+                ("log-level = 1.5\n", '1: "log-level" is neither a text, a whole number, true or false, nor '
+                 'a list of texts; write log-level = "…"'),
+                ('plugin = "evil.so"\n', '1: "plugin" names code to load, so it is taken from the command '
+                 "line and from /etc/svcheck/config.toml only; set it there")):
+            with self.subTest(text):
+                path = self.config(text)
+                result = self.run_program(*CHECK, *CATALOGUE)
+                self.assertEqual((64, "", f"svcheck: {path}:{told}\n"),
+                                 (result.returncode, result.stdout, result.stderr))
+        self.config('live = true\ncatalogue = "c"\n')
+        told = self.run_program(*CHECK).stderr
+        self.assertEqual(f"svcheck: {path}:1: live does not go together with catalogue of {path}:2; leave "
+                         "one of them out\n", told)
+
     def test_a_file_that_cannot_be_read(self):
         path = self.config("")
         path.unlink()

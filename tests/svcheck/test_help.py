@@ -104,6 +104,40 @@ class Help(HelpTest):
             with self.subTest(arguments):
                 self.assert_failed(self.run_program(*arguments), 64, text)
 
+    def test_what_was_mistyped_is_told_whole_with_where_help_is(self):
+        formats = ("table, json, ndjson, csv, html, junit, nagios, prometheus, cyclonedx, sarif")
+        for arguments, command, text in (
+                ("check --catalog x", "check",
+                 'there is no "--catalog" here; did you mean "--catalogue"? See'),
+                ("check --formt=json", "check",
+                 'there is no "--formt" here; did you mean "--format"? See'),
+                ("check --frobnicate", "check", 'there is no "--frobnicate" here; see'),
+                ("repository biuld x", "repository",
+                 'there is no "biuld" here; did you mean "build"? See'),
+                ("report a b", "report", 'there is no "b" here; see'),
+                ("report", "report", "FILE is missing; see"),
+                ("repository sign", "repository sign", "DIR is missing; see"),
+                ("check --format jsn", "check",
+                 f'--format: "jsn" is none of {formats}; did you mean "json"? See'),
+                ("check --format pdf", "check", f'--format: "pdf" is none of {formats}; see'),
+                ("check --fail-on none,outdated", "check",
+                 '--fail-on: "none" stands alone, and here it is one of 2; see'),
+                ("check --fail-on outdated,x,none", "check", '--fail-on: "x" is none of none, outdated, '
+                 "unknown, newer, nothing, different; see"),
+                ("repository build x --serial -1", "repository build",
+                 '--serial: "-1" is no whole number, or below 0 or too large; see'),
+                ("repository build x --days 1x", "repository build",
+                 '--days: "1x" is no whole number; see')):
+            with self.subTest(arguments):
+                result = self.run_program(*arguments.split(" "))
+                self.assertEqual((64, "", f"svcheck: {text} `svcheck {command} --help`\n"),
+                                 (result.returncode, result.stdout, result.stderr))
+        for word, meant in (("chekc", 'did you mean "check"? '), ("frobnicate", "")):
+            result = self.run_program(word)
+            self.assertEqual((64, "", f'svcheck: there is no verb "{word}"; {meant}`svcheck --help` '
+                              "lists them all\n"),
+                             (result.returncode, result.stdout, result.stderr))
+
     def test_nothing_is_suggested_for_what_is_far(self):
         self.assertNotIn("did you mean", self.run_program("frobnicate").stderr)
 
