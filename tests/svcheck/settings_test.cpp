@@ -280,6 +280,21 @@ TEST_F(SettingsFile, ThatBreaksOffWhileItIsReadIsRefused) {
   }
 }
 
+TEST_F(SettingsFile, IsAFile) {
+  try {
+    ReadSettingsFile("/dev/null", ELayer::kUserFile);
+    ADD_FAILURE() << "it was read";
+  } catch (const TError& failure) {
+    EXPECT_EQ(StatusOf(failure), kExitUsage);
+    EXPECT_STREQ(failure.what(),
+                 "cannot read /dev/null: it is a device and no file; make it a file that you may "
+                 "read, or remove it");
+  }
+  folder.Write("file", "x");
+  for (const char* none : {"/none.toml", "/file/none.toml"})
+    EXPECT_TRUE(ReadSettingsFile(folder.Path() + none, ELayer::kUserFile).empty()) << none;
+}
+
 TEST_F(SettingsFile, HasWholeNumbersThatFitAndNoOthers) {
   for (const char* number :
        {"-1", "0", "2147483647", "2147483648", "4294967296", "4294967297", "9223372036854775807"}) {

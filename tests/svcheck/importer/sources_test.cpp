@@ -103,13 +103,18 @@ std::string Cabinet(const std::vector<std::pair<std::string, std::string>>& file
                number(0x5A21, 2) + number(0, 2) + number(0x20, 2) + name + '\0';
     data += content;
   }
-  constexpr std::size_t kHead = 36 + 8;
-  const std::string block = number(0, 4) + number(data.size(), 2) + number(data.size(), 2) + data;
-  const std::size_t size = kHead + entries.size() + block.size();
+  constexpr std::size_t kHead = 36 + 8, kMostOfBlock = 0x8000;
+  std::string blocks;
+  std::size_t count = 0;
+  for (; count * kMostOfBlock < data.size(); ++count) {
+    const std::string part = data.substr(count * kMostOfBlock, kMostOfBlock);
+    blocks += number(0, 4) + number(part.size(), 2) + number(part.size(), 2) + part;
+  }
+  const std::size_t size = kHead + entries.size() + blocks.size();
   return "MSCF" + number(0, 4) + number(size, 4) + number(0, 4) + number(kHead, 4) + number(0, 4) +
          "\3\1" + number(1, 2) + number(files.size(), 2) + number(0, 2) + number(1, 2) +
-         number(0, 2) + number(kHead + entries.size(), 4) + number(1, 2) + number(0, 2) + entries +
-         block;
+         number(0, 2) + number(kHead + entries.size(), 4) + number(count, 2) + number(0, 2) +
+         entries + blocks;
 }
 
 using TTexts = std::vector<std::string>;
@@ -168,8 +173,25 @@ TEST_F(Archive, ThatIsBrokenOrNoneIsRefused) {
   EXPECT_NE(Refusal([&] { Metadata(); }), "");
 }
 
+// 16 MiB, all of it together.
+TEST_F(Archive, HoldsABoundedAmountOfMetadata) {
+  constexpr std::size_t kMost = 16U << 20U, kFirst = 9U << 20U;
+  for (const std::size_t more : {0U, 1U}) {
+    folder.Write("a.cab", Cabinet({{"one.metainfo.xml", std::string(kFirst, 'x')},
+                                   {"two.metainfo.xml", std::string(kMost - kFirst + more, 'y')}}));
+    if (more == 0) {
+      EXPECT_EQ(Metadata().at(1), std::string(kMost - kFirst, 'y'));
+    } else {
+      EXPECT_EQ(Refusal([&] { Metadata(); }), kTooMuch);
+    }
+  }
+}
+
 // Nobody writes to it: who opened it would wait.
-TEST_F(Archive, IsNoPipe) {
+TEST_F(Archive, IsNoPipeAndNoDevice) {
+  const std::string why = "it is a device and no file";
+  EXPECT_EQ(Refusal([] { ReadCabinet("/dev/null", [](const std::string&) {}); }), why);
+  EXPECT_EQ(Refusal([] { HashesIn("/dev/null", {{"sha1", "", "x"}}); }), why);
   ASSERT_EQ(::mkfifo(Path().c_str(), 0600), 0);
   EXPECT_NE(Refusal([&] { Metadata(); }), "");
   EXPECT_NE(Refusal([&] { Hashes({{"sha1", "", "x"}}); }), "");

@@ -183,6 +183,7 @@ TEST(Description, ThatCannotBeReadIsNamed) {
   const test::TTemporaryFolder folder;
   const std::string path = folder.Path() + "/a.xml";
   EXPECT_EQ(refusal(path), path + " cannot be read: No such file or directory");
+  EXPECT_EQ(refusal("/dev/null"), "/dev/null cannot be read: it is a device and no file");
   folder.Write("a.xml", "");
   constexpr std::uintmax_t kMost = NQRXHSK20::TCIMXMLParser::kMaxSpecificationDocumentSize;
   std::filesystem::resize_file(path, kMost + 1);  // A file with a hole takes no room.
