@@ -153,8 +153,8 @@ int TCheckVerb::Run() {
     downloads.isReported = true;
     acquire::SetSettings(std::move(downloads));
   }
-  int status = CompareOrTell(std::move(request), report);
   timings = timings || verbose;
+  int status = CompareOrTell(std::move(request), report);
   if (timings) report.timings = phases;
   status = output.Show(report, status);
   EndPhase("report");
