@@ -81,6 +81,24 @@ class Unreadable(CauseTest):
             self.assertIn("Permission denied", row["text"])
             self.assertEqual(row["text"].count("index.xml"), 1, row)
 
+    def test_doctor_tells_of_what_a_user_may_not_read_of_the_machine(self):
+        """Also of what alone tells whose machine it is."""
+        script = ("mount -t tmpfs none /sys/class && mkdir -p /sys/class/dmi/id && "
+                  "cd /sys/class/dmi/id && echo 4638 > product_name && echo S > product_serial && "
+                  "chmod 400 product_serial && cd / && exec setpriv --reuid=65534 --regid=65534 "
+                  '--clear-groups "$0" doctor --format json')
+        result = subprocess.run(["unshare", "-m", "sh", "-c", script, PROGRAM], text=True,
+                                env={"HOME": str(self.folder), "PATH": os.environ["PATH"]},
+                                capture_output=True, check=False)
+        if "mount:" in result.stderr or "unshare:" in result.stderr:
+            self.skipTest(result.stderr)
+        told = [row for row in json.loads(result.stdout)["findings"]
+                if row["subject"] in ("machine", "inventory")]
+        self.assertEqual((told[0]["state"], told[0]["text"]), ("good", "type 4638"))
+        self.assertIn({"subject": "inventory", "state": "warning", "advice": None,
+                       "text": "/sys/class/dmi/id/product_serial: Permission denied (root can read "
+                               "it); left out"}, told)
+
     def test_a_missing_one_stays_missing_to_another_user(self):
         result = self.as_nobody("check", "--catalogue", self.folder / "none", "--inventory",
                                 SAMPLE / "inventory.xml")
