@@ -300,7 +300,7 @@ std::string_view WhyUnsafeName(std::string_view name) {
 
 std::string_view WhyUnsafePath(std::string_view path) {
   if (path.size() > 4096) return "is longer than 4096 bytes";
-  while (true) {
+  for (;;) {
     const auto slash = path.find('/');
     const std::string_view why = WhyUnsafeName(path.substr(0, slash));
     if (!why.empty() || slash == std::string_view::npos) return why;

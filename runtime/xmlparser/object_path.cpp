@@ -17,7 +17,7 @@ constexpr std::size_t kMaxNested = 1 << 20;
 
 // What a character that is quoted becomes when it is within so many quotes.
 template <std::size_t N>
-constexpr auto EscapedTo(char c) {
+consteval auto EscapedTo(char c) {
   std::array<char, std::size_t{1} << N> text{};
   text[0] = c;
   for (std::size_t size = 1; size < text.size(); size *= 2) {

@@ -14,6 +14,14 @@ class TCallback : public KPLAcquistion::AcquireCallbackIfc {
   std::int32_t lastCode = -1;
 };
 
+class TMessages : public TCallback {
+ public:
+  void sendMessage(KPLAcquistion::ContentNode node, bool isError) override {
+    told += node.item + "=" + node.text + (isError ? "!" : "");
+  }
+  std::string told;
+};
+
 TEST(Callback, ShowsErrorsOnStandardErrorUnlessOverridden) {
   TCallback callback;
   testing::internal::CaptureStderr();
@@ -41,6 +49,27 @@ TEST(DownloadManager, SaysWhatIsMissingWithoutARepository) {
             "svcheck: download: no repository to download from; name one with --repository URL\n");
   EXPECT_EQ(callback.lastCode, 10);
   EXPECT_EQ(svc::acquire::LastOutcome().code, svc::acquire::EOutcome::kNoRepository);
+}
+
+TEST(DownloadManager, SendsAMessageOfAFailureThatNobodyElseReports) {
+  KPLAcquistion::DownloadManager manager;
+  const auto messages = [&](const svc::acquire::TSettings& settings) {
+    svc::acquire::SetSettings(settings);
+    TMessages callback;
+    manager.startDownload(callback);
+    return callback.told;
+  };
+  svc::acquire::TSettings settings;
+  const std::string failure =
+      "svcheck: download=no repository to download from; name one with "
+      "--repository URL!";
+  EXPECT_EQ(messages(settings), failure);
+  settings.isReported = true;
+  EXPECT_EQ(messages(settings), "");
+  settings.offline = true;
+  EXPECT_EQ(messages(settings), "");
+  settings.isReported = false;
+  EXPECT_EQ(messages(settings), "");
 }
 
 TEST(DownloadManager, DoesNothingOffline) {

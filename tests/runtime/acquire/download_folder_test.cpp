@@ -4,6 +4,8 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+
 #include "runtime/acquire/crypto.h"
 #include "tests/support/fake_transport.h"
 #include "tests/support/temporary_folder.h"
@@ -46,6 +48,18 @@ TEST_F(DownloadFolder, HasAFileOfThatContentAlone) {
   EXPECT_FALSE(download->Has(lying, watch));
   lying.size = 4294967306;
   EXPECT_FALSE(download->Has(lying, watch));
+}
+
+TEST_F(DownloadFolder, AFileIsReadBlockByBlockWhateverHappenedBefore) {
+  folder.Write("file", std::string(70'000, 'x'));
+  TPlainFile file("file");
+  std::string buffer;
+  std::vector<std::size_t> sizes;
+  for (int i = 0; i < 3; ++i) {
+    errno = EINTR;
+    sizes.push_back(file.Read(buffer).size());
+  }
+  EXPECT_EQ(sizes, (std::vector<std::size_t>{65536, 4464, 0}));
 }
 
 TEST_F(DownloadFolder, HasAFileThatTakesMoreThanOneReadOnlyWhereItsEndIsRight) {

@@ -281,6 +281,9 @@ TEST(Time, IsReadInOneFormOnly) {
 }
 
 TEST(Time, IsCountedInSecondsAndHasDigitsOnly) {
+  const std::string_view longer = "1970-01-02T03:04:05Z!";
+  EXPECT_EQ(ParseTime(longer.substr(0, 20)).time_since_epoch().count(), 97445);
+  EXPECT_THROW(ParseTime(longer), std::invalid_argument);
   EXPECT_EQ(ParseTime("1970-01-02T03:04:05Z").time_since_epoch().count(), 97445);
   EXPECT_EQ(FormatTime(std::chrono::sys_seconds(std::chrono::seconds(97445))),
             "1970-01-02T03:04:05Z");

@@ -45,6 +45,8 @@ TEST(HeaderLine, IsKnownByItsNameInAnyCase) {
   EXPECT_EQ(Read("etag:W/\"one\"\r\n").etag, "W/\"one\"");
   EXPECT_EQ(Read("LOCATION: \t/a b \t\r\n").redirect, "/a b");
   EXPECT_EQ(Read("Content-Range: bytes 5-9/10\r\n").rangeStart, 5U);
+  EXPECT_EQ(Read("x-auth-TOKEN: s3cret \r\n").sessionToken, "s3cret");
+  EXPECT_EQ(Read("X-Auth: s3cret").sessionToken, "");
 }
 
 TEST(HeaderLine, SaysNothingUnderAnotherName) {

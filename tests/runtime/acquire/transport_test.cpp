@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdarg>
+#include <map>
 #include <new>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -16,6 +18,14 @@ namespace {
 
 bool isTextWithheld = false;  // Whether libcurl has no buffer for a text of its own.
 bool isListRefused = false;   // Whether libcurl has no memory for one more header.
+// What libcurl was told of these, "-" for nothing; and, where it is given, which files there are.
+std::map<CURLoption, std::string> told;
+const std::set<std::string>* readable = nullptr;
+
+bool IsNoted(CURLoption option) {
+  return option == CURLOPT_CAINFO || option == CURLOPT_CAPATH || option == CURLOPT_PROXY_CAINFO ||
+         option == CURLOPT_PROXY_CAPATH || option == CURLOPT_PROXY || option == CURLOPT_NOPROXY;
+}
 
 }  // namespace
 
@@ -36,7 +46,17 @@ CURLcode __wrap_curl_easy_setopt(CURL* handle, int option, ...) {
   void* const value = va_arg(list, void*);
   va_end(list);
   if (isTextWithheld && option == CURLOPT_ERRORBUFFER) return CURLE_OK;
+  if (IsNoted(static_cast<CURLoption>(option)))
+    told[static_cast<CURLoption>(option)] =
+        value == nullptr ? "-" : static_cast<const char*>(value);
   return __real_curl_easy_setopt(handle, static_cast<CURLoption>(option), value);
+}
+
+int __real_access(const char* path, int mode);
+
+int __wrap_access(const char* path, int mode) {
+  if (readable == nullptr) return __real_access(path, mode);
+  return readable->contains(path) ? 0 : -1;
 }
 
 }  // extern "C"
@@ -167,6 +187,78 @@ TEST(Transport, TellsAProxyThatRefusesFromOneThatCannotNow) {
     EXPECT_EQ(result.end, end) << status;
     EXPECT_EQ(result.reason, "the proxy answered with status " + std::to_string(status));
   }
+}
+
+// Of an address without TLS the proxy is asked for the page itself.
+TEST(Transport, TellsAProxysQuestionForAPasswordFromTheServersAnswers) {
+  for (const auto& [status, end] :
+       {std::pair(407, ETransferEnd::kProxyRefused), std::pair(401, ETransferEnd::kAnswered),
+        std::pair(408, ETransferEnd::kAnswered), std::pair(502, ETransferEnd::kAnswered)}) {
+    const TAnswering proxy("HTTP/1.1 " + std::to_string(status) +
+                           " Why\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+    TTransportOptions options = DirectOptions();
+    options.proxy.kind = TProxyChoice::EKind::kGiven;
+    options.proxy.host = "http://127.0.0.1";
+    options.proxy.port = proxy.Port();
+    TTransfer transfer;
+    transfer.url = "http://server.example/a";
+    const TTransferResult result = EndOf(options, transfer);
+    EXPECT_EQ(result.end, end) << status;
+    EXPECT_EQ(result.response.status, status);
+    EXPECT_EQ(told[CURLOPT_NOPROXY], "") << "no variable of the environment leads past it";
+  }
+}
+
+TEST(Transport, CallsAServerThatSaysNothingTooSlow) {
+  const int silent = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(::bind(silent, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(::getsockname(silent, reinterpret_cast<sockaddr*>(&address), &size), 0);
+  ASSERT_EQ(::listen(silent, 1), 0);
+  TTransportOptions options = DirectOptions();
+  options.connect = std::chrono::milliseconds(50);
+  TTransfer transfer;
+  transfer.url = "https://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/a";
+  EXPECT_EQ(EndOf(options, transfer).end, ETransferEnd::kTooSlow);
+  ::close(silent);
+}
+
+// What is trusted by a transport of these options: "SERVER'S PROXY'S", by files or folders.
+std::string TrustOf(const std::string& caFile, const std::set<std::string>& files) {
+  TTransportOptions options = DirectOptions();
+  options.caFile = caFile;
+  TTransfer transfer;
+  transfer.url = "http://127.0.0.1:1/";
+  told.clear();
+  readable = &files;
+  EndOf(options, transfer);
+  readable = nullptr;
+  EXPECT_EQ(told[CURLOPT_CAPATH], told[CURLOPT_PROXY_CAPATH]);
+  EXPECT_EQ(told[CURLOPT_CAINFO], told[CURLOPT_PROXY_CAINFO]);
+  return told[CURLOPT_CAINFO] + told[CURLOPT_CAPATH];
+}
+
+TEST(Transport, TrustsTheFileThatIsNamedOrElseTheSystemsAuthorities) {
+  const char* const own = curl_version_info(CURLVERSION_NOW)->cainfo;
+  if (own == nullptr) GTEST_SKIP() << "the library has no place of its own";
+  const std::string first = "/etc/ssl/certs/ca-certificates.crt";
+  const std::string second = "/etc/pki/tls/certs/ca-bundle.crt";
+  const std::string third = "/etc/ssl/ca-bundle.pem";
+  EXPECT_EQ(TrustOf("no-such.pem", {own}), "no-such.pem-");
+  EXPECT_EQ(TrustOf("", {own, second, third}), "") << "the library finds its own";
+  EXPECT_EQ(TrustOf("", {}), "");
+  EXPECT_EQ(TrustOf("", {third}), third + "-");
+  EXPECT_EQ(TrustOf("", {second, third}), second + "-");
+  if (own != first) {
+    EXPECT_EQ(TrustOf("", {first, second}), first + "-");
+  }
+}
+
+TEST(Transport, VerifiesAServerBeforeItSendsAnything) {
+  EXPECT_TRUE(VerifiesBeforeSending(DirectOptions()));
 }
 
 TEST(Transport, SendsNoRequestWithoutAHeaderThatItHasNoMemoryFor) {

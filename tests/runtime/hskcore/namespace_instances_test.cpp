@@ -350,6 +350,32 @@ TEST_F(NamespaceInstances, OfAnyNumberOfPropertiesFindEachAndNoOther) {
   }
 }
 
+// However many forms of instances there are that begin alike or end alike.
+TEST_F(NamespaceInstances, OfManyFormsHaveTheirOwnPropertiesAlone) {
+  constexpr int kCount = 600;
+  Declare(space, "A");
+  for (int turn = 0; turn < 2; ++turn) {
+    TNamespaceWriter writer(space);
+    for (int i = 0; i < kCount; ++i) {
+      writer.BeginInstance("A");
+      writer.WriteValue("first", ECIMType::kString, "f");
+      writer.WriteValue("p" + std::to_string(i), ECIMType::kString, std::to_string(i + turn));
+      writer.WriteValue("last", ECIMType::kString, std::to_string(turn));
+      writer.Finish();
+    }
+  }
+  const auto instances = InstancesOf(space, "A");
+  ASSERT_EQ(instances.size(), 2u * kCount);
+  for (int i = 0; i < 2 * kCount; ++i) {
+    const int own = i % kCount;
+    ASSERT_EQ(TextOf(instances[i], "p" + std::to_string(own)), std::to_string(own + i / kCount));
+    ASSERT_EQ(TextOf(instances[i], "last"), std::to_string(i / kCount));
+    ASSERT_EQ(TextOf(instances[i], "first"), "f");
+    const std::string other = "p" + std::to_string((own + 1) % kCount);
+    ASSERT_EQ(StatusOf([&] { PropertyOf(instances[i], other); }), THSKStatusCode::kNoSuchProperty);
+  }
+}
+
 TEST_F(NamespaceInstances, WithRepeatedTextsReadAsTheyWereWritten) {
   Declare(space, "A");
   constexpr int kCount = 20000;

@@ -67,8 +67,16 @@ TEST(ValueInRadix, WritesIntegersOnly) {
   EXPECT_EQ(
       TCIMValue::Array(ECIMType::kUint8, {TCIMValue::Unsigned(ECIMType::kUint8, 16)}).ToString(16),
       "{ 10 }");
-  EXPECT_THROW(TCIMValue::Unsigned(ECIMType::kUint8, 1).ToString(1), THSKException);
-  EXPECT_THROW(TCIMValue::Unsigned(ECIMType::kUint8, 1).ToString(37), THSKException);
+  for (const std::uint8_t radix : {0, 1, 37}) {
+    try {
+      TCIMValue::Unsigned(ECIMType::kUint8, 1).ToString(radix);
+      ADD_FAILURE() << static_cast<int>(radix);
+    } catch (const THSKException& error) {
+      EXPECT_EQ(error.GetMessageText(),
+                "A number cannot be written with the radix " + std::to_string(radix));
+      EXPECT_EQ(error.GetStatusCode(), NQRXHSK20::THSKStatusCode::kFailed);
+    }
+  }
 }
 
 struct TNumberCase {

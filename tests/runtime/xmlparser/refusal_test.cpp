@@ -187,6 +187,83 @@ TEST(Refusal, NamesTheTypeAndThePropertyThatAreWrong) {
             "line 3: property \"P\" has a second value");
 }
 
+TEST(Refusal, NamesWhatIsWrongInAReference) {
+  const auto cause = [](const std::string& reference) {
+    const std::string message =
+        LoadBlock(WithClass("<VALUE.OBJECT><INSTANCE CLASSNAME='K'><PROPERTY.REFERENCE NAME='P'>" +
+                            reference + "</PROPERTY.REFERENCE></INSTANCE></VALUE.OBJECT>"))
+            .message;
+    return message.substr(0, 8) == "line 3: " ? message.substr(8) : message;
+  };
+  const auto value = [&](const std::string& object) {
+    return cause("<VALUE.REFERENCE>" + object + "</VALUE.REFERENCE>");
+  };
+  const auto name = [&](const std::string& keys) {
+    return value("<INSTANCENAME CLASSNAME='C'>" + keys + "</INSTANCENAME>");
+  };
+  EXPECT_EQ(cause("<VALUE>x</VALUE>"), "element VALUE is not expected here");
+  EXPECT_EQ(value(""), "VALUE.REFERENCE is empty");
+  EXPECT_EQ(value("<KEYVALUE/>"), "element KEYVALUE is not expected here");
+  EXPECT_EQ(value("<CLASSNAME NAME='C'/><CLASSNAME NAME='D'/>"),
+            "element CLASSNAME is not expected here");
+  EXPECT_EQ(value("<CLASSNAME NAME='C'><HOST/></CLASSNAME>"), "element HOST is not expected here");
+  EXPECT_EQ(value("<CLASSNAME/>"), "element CLASSNAME lacks its attribute NAME");
+  EXPECT_EQ(value("<INSTANCENAME/>"), "element INSTANCENAME lacks its attribute CLASSNAME");
+  EXPECT_EQ(value("<LOCALCLASSPATH><LOCALNAMESPACEPATH><HOST/></LOCALNAMESPACEPATH>"
+                  "</LOCALCLASSPATH>"),
+            "element HOST is not expected here");
+  EXPECT_EQ(value("<LOCALCLASSPATH><LOCALNAMESPACEPATH><NAMESPACE/></LOCALNAMESPACEPATH>"
+                  "</LOCALCLASSPATH>"),
+            "element NAMESPACE lacks its attribute NAME");
+  EXPECT_EQ(value("<LOCALCLASSPATH><LOCALNAMESPACEPATH><NAMESPACE NAME='n'><HOST/></NAMESPACE>"
+                  "</LOCALNAMESPACEPATH></LOCALCLASSPATH>"),
+            "element HOST is not expected here");
+  EXPECT_EQ(name("<CLASSNAME NAME='C'/>"), "element CLASSNAME is not expected here");
+  EXPECT_EQ(name("<KEYBINDING/>"), "element KEYBINDING lacks its attribute NAME");
+  EXPECT_EQ(name("<KEYBINDING NAME='k'/>"), "KEYBINDING lacks its value");
+  EXPECT_EQ(name("<KEYBINDING NAME='k'><VALUE/></KEYBINDING>"),
+            "element VALUE is not expected here");
+  EXPECT_EQ(name("<KEYBINDING NAME='k'><KEYVALUE/><KEYVALUE/></KEYBINDING>"),
+            "element KEYVALUE is not expected here");
+  EXPECT_EQ(name("<KEYVALUE><HOST/></KEYVALUE>"), "element HOST is not expected here");
+  EXPECT_EQ(name("<KEYVALUE>1</KEYVALUE>"), "");
+}
+
+TEST(Refusal, SaysWhatIsWrongInADoctype) {
+  const auto cause = [](const std::string& doctype) {
+    return LoadBlock("<!DOCTYPE" + doctype + "<CIM/>").message;
+  };
+  EXPECT_EQ(cause(" CIM PUBLIC '-//x//y' 'z'>"), "");
+  EXPECT_EQ(cause("CIM>"), "line 1: white space is missing in the DOCTYPE");
+  EXPECT_EQ(cause(" >"), "line 1: the DOCTYPE lacks the name of the root element");
+  EXPECT_EQ(cause(" CIM\nSYSTEM 'x'y>"), "line 2: malformed DOCTYPE");
+  EXPECT_EQ(cause(" CIM\nSYSTEM x>"), "line 2: the DOCTYPE lacks a quoted identifier");
+  EXPECT_EQ(cause(" CIM SYSTEM\n'\x01'>"), "line 2: control character 0x01 is not allowed");
+  EXPECT_EQ(cause(" CIM SYSTEM '{\xC3\xA9'>"), "");
+  EXPECT_EQ(cause(" CIM SYSTEM'x'>"), "line 1: white space is missing in the DOCTYPE");
+  EXPECT_EQ(cause(" CIM PUBLIC 'x''y'>"), "line 1: white space is missing in the DOCTYPE");
+  EXPECT_EQ(cause(" CIM PUBLIC\n'{' 'y'>"),
+            "line 2: the public identifier of the DOCTYPE holds a character that is not allowed");
+  EXPECT_EQ(cause(" CIM PUBLIC 'azAZ09 \r\n-()+,./:=?;!*#@$_%' 'y'>"), "");
+  for (const char* const other : {"`", "{", "@", "[", "/", ":", "&", "\"", "~", "^"})
+    EXPECT_EQ(cause(" CIM PUBLIC '" + std::string(other) + "' 'y'>").empty(),
+              std::string("@/:").find(*other) != std::string::npos)
+        << other;
+  EXPECT_EQ(cause(" CIM\n[]>"), "line 2: a DOCTYPE with an internal subset is refused");
+  EXPECT_EQ(cause(">\n<!DOCTYPE CIM>"), "line 1: white space is missing in the DOCTYPE");
+  EXPECT_EQ(cause(" CIM>\n<!DOCTYPE CIM>"), "line 2: a second DOCTYPE");
+}
+
+TEST(Refusal, AFileThatBreaksOffSaysWhy) {
+  try {
+    ReadNativeFile("/proc/self/mem");
+    ADD_FAILURE() << "it was read";
+  } catch (const NQRXHSK20::THSKException& error) {
+    EXPECT_EQ(error.GetStatusCode(), NQRXHSK20::THSKStatusCode::kFileUnreadable);
+    EXPECT_EQ(error.GetMessageText(), "/proc/self/mem: cannot be read: Input/output error");
+  }
+}
+
 TEST(Refusal, ReferencesThatNestInKeysDoNotGrowWithoutBounds) {
   std::string open;
   std::string close;
