@@ -95,6 +95,7 @@ TEST_F(NamespaceInstances, SayWhatTheyHaveNot) {
     }
     return "nothing was thrown";
   };
+  EXPECT_EQ(textOf([&] { ClassOf(space, "B"); }), "There is no class \"B\"");
   const auto readOther = [&] { PropertyOf(instance, "Other"); };
   EXPECT_EQ(textOf(readOther), "An instance of class \"A\" has no property \"Other\"");
   instance->Commit({});

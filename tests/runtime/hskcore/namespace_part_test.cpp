@@ -37,6 +37,29 @@ class NamespacePart : public ::testing::Test {
   TNamespaceHandle space = MakeInMemoryNamespace();
 };
 
+TEST_F(NamespacePart, KeepsPlacesWhereTheWholeDoes) {
+  for (const bool areKept : {false, true}) {
+    const TNamespaceHandle whole = MakeInMemoryNamespace();
+    if (areKept) KeepPlaces(whole);
+    TNamespaceWriter writer(whole);
+    writer.BeginDocument();
+    Declare(whole, "A");
+    Add(whole, "A", "n", "0");
+    TNamespacePart part(whole);
+    TNamespaceWriter second(part.Objects());
+    second.BeginInstance("A");
+    second.KeepPlace(77);
+    second.Finish();
+    part.JoinTo(whole);
+    const auto instances = InstancesOf(whole, "A");
+    ASSERT_EQ(instances.size(), 2u);
+    EXPECT_FALSE(PlaceOf(*instances[0]).has_value());
+    const auto place = PlaceOf(*instances[1]);
+    EXPECT_EQ(place.has_value(), areKept);
+    EXPECT_EQ(place ? place->offset : 77, 77u);
+  }
+}
+
 TEST_F(NamespacePart, StandsBehindWhatTheWholeGotMeanwhile) {
   TNamespacePart second(space);
   TNamespacePart third(space);

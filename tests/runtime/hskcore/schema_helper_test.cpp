@@ -27,6 +27,15 @@ TEST_F(MachineType, IsTheFirstThatIsNotEmpty) {
   EXPECT_EQ(TCIMSchemaHelper::GetMachineType(inventory), "4620");
 }
 
+TEST_F(MachineType, MayBeANumber) {
+  Declare(inventory, "QRXSG_ComputerSystem");
+  TNamespaceWriter writer(inventory);
+  writer.BeginInstance("QRXSG_ComputerSystem");
+  writer.WriteValue("MachineType", ECIMType::kUint16, "4620");
+  writer.Finish();
+  EXPECT_EQ(TCIMSchemaHelper::GetMachineType(inventory), "4620");
+}
+
 TEST_F(MachineType, IsAnErrorWhereThereIsNone) {
   EXPECT_EQ(StatusOf([&] { TCIMSchemaHelper::GetMachineType(inventory); }),
             THSKStatusCode::kClassNotFound);

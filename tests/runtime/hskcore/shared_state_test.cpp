@@ -43,6 +43,22 @@ TEST(SharedState, HandsOutAPropertyOnce) {
   EXPECT_EQ(one, PropertyOf(InstancesOf(sharer, "Base")[0], "name"));
 }
 
+// Also where the new value takes the place of one of its form.
+TEST(SharedState, IsLeftAsItIsByASharerThatWrites) {
+  const TNamespaceHandle source = MakeFilled();
+  const TNamespaceHandle other = Sharer(source);
+  const TNamespaceHandle writing = Sharer(source);
+  for (const TInstanceHandle& instance : InstancesOf(writing, "Base"))
+    instance->SetPropertyValue("name", TCIMValue("changed"), {});
+  EXPECT_EQ(NamesIn(writing), (TTexts{"changed", "changed"}));
+  EXPECT_EQ(NamesIn(other), (TTexts{"first", "second"}));
+  EXPECT_EQ(NamesIn(source), (TTexts{"first", "second"}));
+  for (const TInstanceHandle& instance : InstancesOf(source, "Base"))
+    instance->SetPropertyValue("name", TCIMValue("own"), {});
+  EXPECT_EQ(NamesIn(source), (TTexts{"own", "own"}));
+  EXPECT_EQ(NamesIn(other), (TTexts{"first", "second"}));
+}
+
 using TNumbers = std::vector<TRowId>;
 
 struct TNumberObserver : IReadObserver {
