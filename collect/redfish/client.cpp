@@ -122,7 +122,7 @@ std::optional<std::string> TClient::AddressOf(const std::string& place) const {
   const std::string escaped = Escaped(place);
   const bool isPath = escaped.starts_with('/') && !escaped.starts_with("//");
   const std::string address = isPath ? origin + escaped : escaped;
-  if (!acquire::IsSameServer(address, origin + "/")) return std::nullopt;
+  if (!acquire::IsSameServer(address, origin)) return std::nullopt;
   return address;
 }
 
@@ -173,7 +173,7 @@ TClient::TReply TClient::Follow(TTransfer& transfer) {
     const acquire::TResponse& response = reply.result.response;
     const bool leadsOn = reply.result.end == ETransferEnd::kAnswered && response.status >= 300 &&
                          response.status < 400 && asked.size() < kMaxRedirects &&
-                         acquire::IsSameServer(response.redirect, origin + "/");
+                         acquire::IsSameServer(response.redirect, origin);
     asked.push_back(transfer.url);
     if (!leadsOn || std::ranges::count(asked, response.redirect) != 0) return reply;
     transfer.url = response.redirect;

@@ -145,6 +145,10 @@ TEST_F(TClientTest, SaysWhyAResourceIsNotToBeHad) {
     EXPECT_EQ(problemOf({.status = status}),
               "the server answered with status " + std::to_string(status));
   }
+  for (const int status : {300, 304, 399}) {
+    EXPECT_EQ(problemOf({.status = status, .redirect = "https://other/x"}),
+              "the server sends on in a way that is not followed: to https://other/x");
+  }
   EXPECT_EQ(problemOf({.body = "[1]"}), "it is no JSON object");
   EXPECT_EQ(problemOf({.body = "{"}), "the answer is no JSON");
   EXPECT_EQ(problemOf({.body = "\xFF"}), "the answer is no JSON");
@@ -200,8 +204,11 @@ TEST_F(TClientTest, WritesWhatStandsInNoAddressAsItsBytesAndAsksForNoPartOfAReso
   client.Get("https://bmc/in/full");
   EXPECT_EQ(transport.Requests().at(1).url, "https://bmc/in/full");
   for (const char* place : {"/a#/Fans/0", "//bmc/a", "a", "https://other/a", "http://bmc/a"}) {
-    EXPECT_EQ(client.Get(place).problem,
+    const TResource thing = client.Get(place);
+    EXPECT_EQ(thing.problem,
               std::string("https://bmc: names a place that is not its own: ") + place);
+    EXPECT_EQ(thing.status, 0);
+    EXPECT_TRUE(thing.content.is_null());
   }
   EXPECT_EQ(transport.Requests().size(), 2U);
 }
@@ -212,7 +219,10 @@ TEST_F(TClientTest, EndsWhenTheTimeForOneServerIsOver) {
   TClient client(transport, watch, kOrigin, limits);
   EXPECT_FALSE(client.Get("/redfish/v1/Thing"));
   EXPECT_EQ(client.Exhausted(), "the time for one server is over");
-  EXPECT_EQ(client.Get("/redfish/v1/Other").problem, client.Exhausted());
+  const TResource other = client.Get("/redfish/v1/Other");
+  EXPECT_EQ(other.problem, client.Exhausted());
+  EXPECT_EQ(other.status, 0);
+  EXPECT_TRUE(other.content.is_null());
   EXPECT_EQ(transport.Requests().size(), 1u);
 }
 
@@ -243,7 +253,10 @@ TEST_F(TClientTest, MakesNoMoreRequestsThanItsBound) {
   TClient client(transport, watch, kOrigin, limits);
   EXPECT_TRUE(client.Get("/redfish/v1/Thing"));
   EXPECT_TRUE(client.Get("/redfish/v1/Thing"));
-  EXPECT_EQ(client.Get("/redfish/v1/Thing").problem, "2 requests were made");
+  const TResource third = client.Get("/redfish/v1/Thing");
+  EXPECT_EQ(third.problem, "2 requests were made");
+  EXPECT_EQ(third.status, 0);
+  EXPECT_EQ(client.Exhausted(), third.problem);
   EXPECT_EQ(transport.Requests().size(), 2u);
 }
 
@@ -331,6 +344,7 @@ TEST_F(TClientTest, ClosesNoSessionThatLiesElsewhereOrThatItHasNoPlaceOf) {
   for (const TAnswer& answer :
        {TAnswer{.status = 201, .body = "{}", .redirect = "https://other/s/1", .sessionToken = "t"},
         TAnswer{.status = 201, .body = R"({"@odata.id":7})", .sessionToken = "t"},
+        TAnswer{.status = 201, .body = "{}", .sessionToken = "t"},
         TAnswer{.status = 201, .body = "[]", .sessionToken = "t"}}) {
     TFakeTransport server(time);
     server.Script(std::string(kOrigin) + kSessions, {answer});
@@ -450,6 +464,7 @@ TEST(ServiceOrigin, IsRefusedWithTheReasonWhereSecretsWouldShowOrTheAddressIsNoS
     EXPECT_EQ(causeOf(url, url), "without TLS everybody on the way reads along and may answer")
         << url;
   }
+  EXPECT_EQ(causeOf("ftp://root:pw@bmc", "ftp://bmc"), "is no address of a server");
   EXPECT_EQ(causeOf("https://root:pw@bmc", "https://bmc"),
             "others can read a user or a password there; give --user and --password-file");
 }

@@ -1,113 +1,14 @@
 // What a service in memory tells of a server, and what is asked of it for that.
-#include "collect/redfish/redfish.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <tuple>
 
 #include "base/error.h"
-#include "tests/support/fake_transport.h"
+#include "service_in_memory.h"
 
 namespace svc::collect {
 namespace {
-
-using acquire::TFakeTime;
-using acquire::TFakeTransport;
-using acquire::TWatch;
-using TTexts = std::vector<std::string>;
-
-// "Class Name=Value ..." in the order of the properties.
-std::string Told(const TInstance& instance) {
-  std::string text = instance.ClassName();
-  for (const TProperty& property : instance.Properties()) {
-    text += " " + property.name + "=" + property.value;
-    for (const std::string& element : property.elements) text += "[" + element + "]";
-  }
-  return text;
-}
-
-std::string Link(const std::string& place) { return R"({"@odata.id":")" + place + "\"}"; }
-
-std::string Collection(const TTexts& members) {
-  std::string text;
-  for (const std::string& member : members) text += (text.empty() ? "" : ",") + member;
-  return R"({"Name":"Collection","Members":[)" + text + "]}";
-}
-
-// A service of one system without anything but its name, to which tests add.
-class TServerTest : public ::testing::Test {
- protected:
-  TServerTest() {
-    ServeRoot("");
-    Serve("/systems", Collection({Link("/systems/1")}));
-    ServeSystem("");
-    Serve("/managers", Collection({}));
-    Serve("/updates", R"({"FirmwareInventory":{"@odata.id":"/firmware"}})");
-    Serve("/firmware", Collection({}));
-  }
-
-  void Serve(const std::string& place, const std::string& json, int status = 200) {
-    transport.Script("https://bmc" + place, {{.status = status, .body = json}});
-  }
-  void ServeRoot(const std::string& more) {
-    Serve("/redfish/v1/", R"({"Systems":{"@odata.id":"/systems"},"Managers":{"@odata.id":)"
-                          R"("/managers"},"UpdateService":{"@odata.id":"/updates"})" +
-                              more + "}");
-  }
-  void ServeSystem(const std::string& more) {
-    Serve("/systems/1", R"({"Model":"M","BiosVersion":"1.0")" + more + "}");
-  }
-  // The firmware inventory, one by one.
-  void ServeFirmware(const TTexts& items) {
-    TTexts links;
-    for (const std::string& item : items) {
-      const std::string place = "/firmware/" + std::to_string(links.size());
-      links.push_back(Link(place));
-      Serve(place, item);
-    }
-    Serve("/firmware", Collection(links));
-  }
-
-  // What the inventory holds behind machine and BIOS.
-  TTexts Read(const std::string& id = "") {
-    const TWatch watch([] { return false; }, std::chrono::seconds(600), time);
-    TClient client(transport, watch, "https://bmc");
-    TInventory inventory;
-    TService service(client, inventory);
-    service.Open();
-    TServer server{service, inventory, redact};
-    ReadServer(id, server);
-    notes = inventory.Notes();
-    TTexts told;
-    for (const TInstance& instance : inventory.Instances()) told.push_back(Told(instance));
-    const auto rest = told.begin() + std::min<std::ptrdiff_t>(2, std::ssize(told));
-    machine = {told.begin(), rest};
-    return {rest, told.end()};
-  }
-  std::string Failure(const std::string& id = "") {
-    try {
-      Read(id);
-    } catch (const TError& error) {
-      return error.what();
-    }
-    return "";
-  }
-  // The places that were asked for, and begin so.
-  TTexts Asked(const std::string& begin) const {
-    const std::string address = "https://bmc" + begin;
-    TTexts places;
-    for (const acquire::TRequest& request : transport.Requests())
-      if (request.url.starts_with(address)) places.push_back(request.url.substr(11));
-    return places;
-  }
-
-  TFakeTime time;
-  TFakeTransport transport{time};
-  TTexts machine;
-  TTexts notes;
-  bool redact = false;
-};
 
 TEST_F(TServerTest, IsAMachineWithABiosAtLeast) {
   EXPECT_EQ(Read(), TTexts{});
@@ -159,6 +60,12 @@ TEST_F(TServerTest, IsTheFirstOfSeveralThatCanBeReadAndSaysSoWhereNoneIsNamed) {
   const auto model = [](const std::string& number) {
     return "QRXSG_ComputerSystem MachineType=M" + number + " Model=M" + number;
   };
+  offer(1);
+  EXPECT_EQ(modelOf(""), model("1"));
+  EXPECT_EQ(notes, TTexts{});
+  offer(2);
+  EXPECT_EQ(modelOf(""), model("1"));
+  EXPECT_EQ(notes, TTexts{noteOf(2, "1, 2", 1)});
   offer(3);
   EXPECT_EQ(modelOf(""), model("1"));
   EXPECT_EQ(notes, TTexts{noteOf(3, "1, 2, 3", 1)});
@@ -236,38 +143,6 @@ TEST_F(TServerTest, HasTheManagersThatItNamesAndOthersOnlyWhereItNamesNone) {
   EXPECT_EQ(notes, TTexts{"https://bmc/gone: the server answered with status 404; left out"});
 }
 
-TEST_F(TServerTest, HasAdaptersOfBroadcomInTheirClassEachOnceAndThoseOfItsChassisElse) {
-  const auto adapter = [&](const std::string& number, const std::string& vendor) {
-    Serve("/f/" + number, R"({"VendorId":")" + vendor + R"(","DeviceId":"0x165F"})");
-    Serve("/adapter/" + number,
-          R"({"Name":"N)" + number + R"(","Manufacturer":"Maker","Controllers":[)" +
-              R"({"FirmwarePackageVersion":"4","Links":{"PCIeFunctions":[)" + Link("/f/" + number) +
-              R"(]}},{"FirmwarePackageVersion":"4"},{"FirmwarePackageVersion":""}]})");
-    return Link("/adapter/" + number);
-  };
-  const TTexts adapters = {adapter("1", "0x14E4"), adapter("2", "0x14e5")};
-  const TTexts told = {
-      "QRXSG_BcmDeviceFirmwareElement Name=N1 SoftwareElementID=14e4165f Version=4",
-      "SVC_FirmwareDevice Name=N2 Vendor=Maker Version=4 Identifiers=[PCI\\VEN_14E5&DEV_165F] "
-      "Source=redfish"};
-  ServeSystem(R"(,"NetworkInterfaces":{"@odata.id":"/net"},"Links":{"Chassis":[)" +
-              Link("/chassis") + "]}");
-  TTexts interfaces;
-  for (const std::string& link : {adapters[0], adapters[1], adapters[0]}) {
-    const std::string place = "/net/" + std::to_string(interfaces.size());
-    Serve(place, R"({"Links":{"NetworkAdapter":)" + link + "}}");
-    interfaces.push_back(Link(place));
-  }
-  Serve("/net", Collection(interfaces));
-  EXPECT_EQ(Read(), told);
-  EXPECT_EQ(Asked("/chassis"), TTexts{});
-  ServeSystem(R"(,"Links":{"Chassis":[)" + Link("/chassis") + "]}");
-  Serve("/chassis", R"({"NetworkAdapters":{"@odata.id":"/adapters"}})");
-  Serve("/adapters", Collection(adapters));
-  EXPECT_EQ(Read(), told);
-  EXPECT_EQ(notes, TTexts{});
-}
-
 TEST_F(TServerTest, IsReadPageByPageUpToTwoThousandMembers) {
   const auto page = [](int first, int count, const std::string& next) {
     TTexts items;
@@ -301,102 +176,6 @@ TEST_F(TServerTest, IsReadPageByPageUpToTwoThousandMembers) {
   EXPECT_EQ(notes, more) << "nobody looks what stands there";
 }
 
-// Each kind of device three times: one that is there, one that is not, one that does not say.
-TEST_F(TServerTest, HasNoDeviceThatIsAbsent) {
-  const auto three = [](const std::string& texts) {
-    return "[{" + texts + R"(,"Model":"A","Status":{"State":"Enabled"}},{)" + texts +
-           R"(,"Model":"B","Status":{"State":"Absent"}},{)" + texts + R"(,"Model":"C"}])";
-  };
-  ServeSystem(R"(,"Storage":{"@odata.id":"/storage"},"NetworkInterfaces":{"@odata.id":"/net"},)"
-              R"("TrustedModules":[{"FirmwareVersion":"5","InterfaceType":"A","Status":{"State":)"
-              R"("Enabled"}},{"FirmwareVersion":"5","InterfaceType":"B","Status":{"State":)"
-              R"("Absent"}},{"FirmwareVersion":"5","InterfaceType":"C"}])");
-  Serve("/storage", Collection({Link("/storage/1")}));
-  Serve("/storage/1", R"({"StorageControllers":)" + three(R"("FirmwareVersion":"1")") +
-                          R"(,"Controllers":{"@odata.id":"/controllers"},"Drives":[)" +
-                          Link("/d/1") + "," + Link("/d/2") + "," + Link("/d/3") + "]}");
-  const TJson controllers = TJson::parse(three(R"("FirmwareVersion":"2")"));
-  const TJson drives = TJson::parse(three(R"("Revision":"3")"));
-  const TJson adapters =
-      TJson::parse(three(R"("Controllers":[{"FirmwarePackageVersion":"4"},{},)"
-                         R"({"FirmwarePackageVersion":"4"},{"FirmwarePackageVersion":"4b"}])"));
-  TTexts interfaces, members;
-  for (int i = 0; i < 3; ++i) {
-    const std::string number = std::to_string(i + 1);
-    members.push_back(Link("/controllers/" + number));
-    interfaces.push_back(Link("/net/" + number));
-    Serve("/controllers/" + number, controllers[i].dump());
-    Serve("/d/" + number, drives[i].dump());
-    Serve("/net/" + number, R"({"Links":{"NetworkAdapter":)" + Link("/adapter/" + number) + "}}");
-    Serve("/adapter/" + number, adapters[i].dump());
-  }
-  Serve("/controllers", Collection(members));
-  Serve("/net", Collection(interfaces));
-  ServeFirmware({R"({"Name":"F1","Version":"6","Status":{"State":"Enabled"}})",
-                 R"({"Name":"F2","Version":"6","Status":{"State":"Absent"}})",
-                 R"({"Name":"F3","Version":"6"})"});
-  const auto device = [](const std::string& name, const std::string& version,
-                         const std::string& identifiers = "") {
-    return "SVC_FirmwareDevice Name=" + name + " Version=" + version + identifiers +
-           " Source=redfish";
-  };
-  EXPECT_EQ(
-      Read(),
-      (TTexts{device("A", "1"), device("C", "1"), device("A", "2"), device("C", "2"),
-              device("A", "3", " Identifiers=[A]"), device("C", "3", " Identifiers=[C]"),
-              device("A", "4"), device("A", "4b"), device("C", "4"), device("C", "4b"),
-              device("TPM A", "5"), device("TPM C", "5"), device("F1", "6"), device("F3", "6")}));
-  EXPECT_EQ(notes, TTexts{});
-}
-
-TEST_F(TServerTest, HasStorageControllersThatTellAVersionMegaRaidOnesInTheirClass) {
-  ServeSystem(R"(,"Storage":{"@odata.id":"/storage"})");
-  Serve("/storage", Collection({Link("/storage/1")}));
-  Serve("/storage/1", R"({"StorageControllers":[{"Name":"MEGARAID 1","FirmwareVersion":"1"},)"
-                      R"({"Name":"Arrayon","Model":"Big","FirmwareVersion":"2"},{"Model":"Old"},)"
-                      R"({"Name":"Raid","Manufacturer":"Maker","FirmwareVersion":"3"}]})");
-  EXPECT_EQ(
-      Read(),
-      (TTexts{"QRXSG_MegaLSIFWPackageBuildFirmwareElement Name=MEGARAID 1 Description=MEGARAID 1 "
-              "Version=1",
-              "QRXSG_MegaLSIFWPackageBuildFirmwareElement Name=Big Description=Big Version=2",
-              "SVC_FirmwareDevice Name=Raid Vendor=Maker Version=3 Source=redfish"}));
-}
-
-TEST_F(TServerTest, HasThePciNumbersOfADeviceByEachWayThatLeadsToThem) {
-  ServeSystem(R"(,"Storage":{"@odata.id":"/storage"})");
-  Serve("/storage", Collection({Link("/storage/1")}));
-  const auto controller = [](const std::string& name, const std::string& kind,
-                             const std::string& links) {
-    return R"({"Model":")" + name + R"(","FirmwareVersion":"1","Links":{")" + kind + "\":[" +
-           links + "]}}";
-  };
-  Serve("/storage/1",
-        R"({"StorageControllers":[)" + controller("A", "PCIeFunctions", Link("/f")) + "," +
-            controller("B", "PCIeDevices", Link("/linked")) + "," +
-            controller("C", "PCIeDevices", Link("/collected")) + "," +
-            controller("D", "PCIeDevices", Link("/bare")) + "," +
-            controller("E", "PCIeFunctions", Link("/unknown")) + "," +
-            controller("F", "PCIeFunctions", Link("/unknown") + "," + Link("/f")) + "," +
-            controller("G", "PCIeDevices", Link("/bare") + "," + Link("/linked")) + "," +
-            controller("H", R"(PCIeFunctions":[)" + Link("/unknown") + R"(],"PCIeDevices)",
-                       Link("/linked")) +
-            "]}");
-  Serve("/f", R"({"VendorId":"0x8086","DeviceId":"0x1572"})");
-  Serve("/linked", R"({"Links":{"PCIeFunctions":[)" + Link("/f") + "]}}");
-  Serve("/collected", R"({"PCIeFunctions":{"@odata.id":"/functions"}})");
-  Serve("/functions", Collection({Link("/f")}));
-  Serve("/bare", R"({"Name":"of no function"})");
-  Serve("/unknown", R"({"VendorId":"0xffff","DeviceId":"0x1572"})");
-  const auto told = [](const std::string& name, const std::string& identifiers) {
-    return "SVC_FirmwareDevice Name=" + name + " Version=1" + identifiers + " Source=redfish";
-  };
-  const std::string known = " Identifiers=[PCI\\VEN_8086&DEV_1572]";
-  EXPECT_EQ(Read(), (TTexts{told("A", known), told("B", known), told("C", known), told("D", ""),
-                            told("E", ""), told("F", known), told("G", known), told("H", known)}));
-  EXPECT_EQ(notes, TTexts{});
-}
-
 TEST_F(TServerTest, HasControllersOfItsBoardInTheirClassAndOthersAsDevices) {
   TTexts links;
   for (const char* kind :
@@ -411,6 +190,12 @@ TEST_F(TServerTest, HasControllersOfItsBoardInTheirClassAndOthersAsDevices) {
   links.push_back(Link("/managers/other"));
   Serve("/managers/other",
         R"({"FirmwareVersion":"8","Links":{"ManagerForServers":[)" + Link("/systems/10") + "]}}");
+  for (const std::string place : {"/systems", "/systems/1/Oem"}) {
+    links.push_back(Link("/managers" + place));
+    Serve("/managers" + place, R"({"Name":")" + place +
+                                   R"(","FirmwareVersion":"9","Links":{"ManagerForServers":[)" +
+                                   Link(place) + "]}}");
+  }
   Serve("/managers", Collection(links));
   const auto device = [](const std::string& kind) {
     return "SVC_FirmwareDevice Name=N" + kind + " Vendor=Maker Version=7 Source=redfish";
@@ -418,7 +203,8 @@ TEST_F(TServerTest, HasControllersOfItsBoardInTheirClassAndOthersAsDevices) {
   EXPECT_EQ(Read(), (TTexts{"QRXSG_IPMIFirmwareElement Name=N Version=7",
                             "QRXSG_IPMIFirmwareElement Name=NBMC Version=7",
                             "QRXSG_IPMIFirmwareElement Name=NManagementController Version=7",
-                            device("EnclosureManager"), device("bmc"), device("Service")}));
+                            device("EnclosureManager"), device("bmc"), device("Service"),
+                            "QRXSG_IPMIFirmwareElement Name=/systems/1/Oem Version=9"}));
   EXPECT_EQ(notes, TTexts{"https://bmc/managers/silent: no firmware version; left out"});
 }
 
@@ -512,6 +298,8 @@ TEST_F(TServerTest, FailsWithTheReasonWhyItsSystemsAreNotTold) {
   EXPECT_EQ(Failure(), "https://bmc: the service tells of no system");
   Serve("/redfish/v1/", R"({"RedfishVersion":"1.0"})");
   EXPECT_EQ(Failure(), "https://bmc: the service tells of no system");
+  Serve("/redfish/v1/", R"({"Links":{}})");
+  EXPECT_EQ(Failure(), "https://bmc: the service tells of no system");
   Serve("/redfish/v1/", R"({"Name":"another"})");
   EXPECT_EQ(
       Failure(),
@@ -549,6 +337,19 @@ TEST_F(TServerTest, IsAskedForMembersAtOnceAsItOffers) {
     EXPECT_EQ(TTexts(asked.begin() + static_cast<std::ptrdiff_t>(before), asked.end()), wanted)
         << offer.features << ": of the systems the places are enough";
   }
+}
+
+TEST_F(TServerTest, IsAskedForTheNextPageAsItNamesIt) {
+  ServeRoot(R"(,"ProtocolFeaturesSupported":{"ExpandQuery":{"NoLinks":true}})");
+  Serve("/managers?$expand=.", Collection({}));
+  std::string first = Collection({R"({"Name":"F","Version":"1"})"});
+  first.insert(first.size() - 1, R"(,"Members@odata.nextLink":"/firmware?page=2")");
+  Serve("/firmware?$expand=.", first);
+  Serve("/firmware?page=2", Collection({R"({"Name":"G","Version":"2"})"}));
+  EXPECT_EQ(Read(), (TTexts{"SVC_FirmwareDevice Name=F Version=1 Source=redfish",
+                            "SVC_FirmwareDevice Name=G Version=2 Source=redfish"}));
+  EXPECT_EQ(Asked("/firmware"), (TTexts{"/firmware?$expand=.", "/firmware?page=2"}));
+  EXPECT_EQ(Asked("/managers"), TTexts{"/managers?$expand=."});
 }
 
 TEST_F(TServerTest, ThatDoesNotDoWhatItOffersIsAskedThePlainWayFromThenOn) {

@@ -99,6 +99,7 @@ TEST(Controller, OfThisMachineIsAskedByNoProxyInASessionOfTheUserThatEnds) {
   options.user = "root";
   options.password = "secret";
   options.redact = true;
+  options.devices = {{"Dock", "", "3", "", {"D"}, "told"}};
   options.stopRequested = [] { return false; };
   Outcome outcome;
   SvcheckCollectRedfish(options, outcome);
@@ -109,6 +110,7 @@ TEST(Controller, OfThisMachineIsAskedByNoProxyInASessionOfTheUserThatEnds) {
   EXPECT_EQ(outcome.notes, TTexts{});
   EXPECT_NE(outcome.document.find("<VALUE>M</VALUE>"), std::string::npos) << outcome.document;
   EXPECT_EQ(outcome.document.find("<VALUE>S</VALUE>"), std::string::npos) << "it is redacted";
+  EXPECT_NE(outcome.document.find("<VALUE>Dock</VALUE>"), std::string::npos) << "as it was told";
 }
 
 TEST(Controller, IsSentNoPasswordWhereItWouldBeVerifiedOnlyAfterThat) {
