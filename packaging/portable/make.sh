@@ -32,12 +32,18 @@ inside() {
   unshare --mount bash -c 'mount -t proc proc "$0/proc" && exec chroot "$0" "$@"' "$root" "$@"
 }
 
+# A command of this system that takes no path with a blank in it: to it the folder of the work is
+# /mnt, which nobody else sees.
+without_blanks() {
+  unshare --mount bash -c 'mount --bind "$0" /mnt && cd /mnt && exec "$@"' "$work" "$@"
+}
+
 # Whole, or made anew: what an interrupted run left is not taken for a system.
 make_root() {
   local wanted="${packages[*]} ${headers[*]}"
   [[ -f $root/ready && $(<"$root/ready") == "$wanted" ]] && return
   rm -rf "$root"
-  debootstrap --variant=minbase "$suite" "$root" \
+  without_blanks debootstrap --variant=minbase "$suite" /mnt/root \
     "${SVC_DEBIAN_MIRROR:-http://deb.debian.org/debian}"
   inside env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
     "${packages[@]}"
@@ -104,8 +110,9 @@ archive() {
 package() {
   local own
   own=$(cd "$tree/lib" && printf '%s\n' *.so* | sed 's/[+]/./g' | paste -sd '|')
-  rpmbuild -bb --quiet --define "_topdir $work/rpm" --define "tree $tree" --define "home $home" \
-    --define "version $version" --define "own ^($own)" packaging/portable/svcheck.spec
+  cp packaging/portable/svcheck.spec "$work/svcheck.spec"
+  without_blanks rpmbuild -bb --quiet --define "_topdir /mnt/rpm" --define "tree /mnt/tree" \
+    --define "home $home" --define "version $version" --define "own ^($own)" /mnt/svcheck.spec
   mv "$work"/rpm/RPMS/*/*.rpm "$work/"
 }
 
