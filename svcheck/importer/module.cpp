@@ -97,21 +97,6 @@ void CheckCommand(const TCommand& command) {
   }
 }
 
-// The reader's errors, with the name of what was read.
-template <typename TRead>
-void Named(const std::string& name, const TRead& read) {
-  try {
-    read();
-  } catch (const NQRXHSK20::THSKException& error) {
-    throw TError("the metadata cannot be read: " + error.GetMessageText(), EErrorKind::kCatalogue);
-  } catch (const TError& error) {
-    if (error.Kind() == EErrorKind::kCatalogue) throw;
-    const std::string line =
-        error.Kind() == EErrorKind::kText ? ':' + std::to_string(error.Number()) : std::string();
-    throw TError(fmt::format("{}{}: {}", name, line, error.what()), EErrorKind::kCatalogue);
-  }
-}
-
 // The compressed bytes are let go before the unpacked ones are read.
 std::string ReadMetadata(const TCommand& command) {
   const xml::TFileBytes file = xml::ReadWholeFile(command.metadata);
@@ -124,17 +109,34 @@ std::string ReadMetadata(const TCommand& command) {
 }
 
 void AddFile(const TCommand& command, TWriter& writer) {
-  Named(command.metadata, [&] {
+  try {
     std::string metadata = ReadMetadata(command);
     ReadAppStream(metadata.data(), metadata.size(),
                   [&](const TComponent& component) { writer.Add(component); });
-  });
+  } catch (const NQRXHSK20::THSKException& error) {
+    throw TError("the metadata cannot be read: " + error.GetMessageText(), EErrorKind::kCatalogue);
+  } catch (const TError& error) {
+    if (error.Kind() == EErrorKind::kCatalogue) throw;
+    const std::string line =
+        error.Kind() == EErrorKind::kText ? ':' + std::to_string(error.Number()) : std::string();
+    throw TError(fmt::format("{}{}: {}", command.metadata, line, error.what()),
+                 EErrorKind::kCatalogue);
+  }
 }
 
 std::vector<fs::path> CabinetsIn(const fs::path& folder) {
   std::vector<fs::path> found;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-    if (entry.path().extension() == ".cab" && entry.is_regular_file()) found.push_back(entry);
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code unknown;  // A link that leads to itself is no file either.
+    if (entry->path().extension() == ".cab" && entry->is_regular_file(unknown))
+      found.push_back(entry->path());
+  }
+  if (error) {
+    throw TError("the folder " + folder.string() + " cannot be read: " + error.message() +
+                     "; give one of archives",
+                 EErrorKind::kCatalogue);
   }
   std::sort(found.begin(), found.end());
   return found;
@@ -242,8 +244,8 @@ std::deque<TComponent> ComponentsIn(const fs::path& path) {
   return components;
 }
 
-// An archive is taken whole, or refused with a line that says why.
-void AddArchive(const fs::path& path, const IProgram& program, TWriter& writer) {
+// The components of an archive, as they are written.
+std::deque<TComponent> ReadArchive(const fs::path& path) {
   std::deque<TComponent> components = ComponentsIn(path);
   std::vector<TContentHash> asked;
   for (const TComponent& component : components) {
@@ -255,24 +257,33 @@ void AddArchive(const fs::path& path, const IProgram& program, TWriter& writer) 
   if (!asked.empty()) there = HashesIn(path, asked);
   for (TComponent& component : components) {
     const std::string why = KeepWhatIsThere(there, component);
-    if (why.empty()) continue;
-    program.Report(path.string() + " is refused: " + why);
-    return;
+    if (!why.empty()) throw TError(why);
   }
   const TAboutArchive archive = AboutArchive(path);
-  for (; !components.empty(); components.pop_front()) {
-    Tell(archive, components.front());
-    writer.Add(components.front());
+  for (TComponent& component : components) Tell(archive, component);
+  return components;
+}
+
+// An archive is taken whole, or refused with a line that says why, and the rest goes on.
+void AddArchive(const fs::path& path, const IProgram& program, TWriter& writer) {
+  std::deque<TComponent> components;
+  try {
+    components = ReadArchive(path);
+  } catch (const TError& error) {
+    const std::string line = error.Kind() == EErrorKind::kText
+                                 ? fmt::format("line {} of its metadata: ", error.Number())
+                                 : std::string();
+    program.Report(fmt::format("{} is refused: {}{}", path.string(), line, error.what()));
   }
+  for (; !components.empty(); components.pop_front()) writer.Add(components.front());
 }
 
 void AddFolder(const TCommand& command, const IProgram& program, TWriter& writer) {
   if (!command.signature.empty()) {
     throw TError("a folder of archives has no signature; say --allow-unsigned", EErrorKind::kUsage);
   }
-  for (const fs::path& path : CabinetsIn(PathOf(command.metadata))) {
-    Named(path.string(), [&] { AddArchive(path, program, writer); });
-  }
+  for (const fs::path& path : CabinetsIn(PathOf(command.metadata)))
+    AddArchive(path, program, writer);
 }
 
 void Import(const TCommand& command, const IProgram& program) {

@@ -5,10 +5,13 @@ extern "C" {
 #include <jcat.h>
 }
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <system_error>
+#include <vector>
 
 #include "base/bounded_json.h"
 #include "base/error.h"
@@ -71,16 +74,70 @@ std::string ReadSignature(const std::string& file) {
   }
 }
 
-// The library would wait for somebody to write to a pipe there.
-void DemandFiles(const std::string& keyFolder) {
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(keyFolder, error)) {
-    if (!entry.is_other(error)) continue;
-    throw TError(entry.path().string() +
-                     " is a pipe or a device; keep files of certificates and keys in the folder of "
-                     "--keys",
-                 EErrorKind::kCatalogue);
+// Without the engine for OpenPGP, which would make a key ring in the user's home.
+THeld<JcatContext> NewContext() {
+  THeld<JcatContext> context(::jcat_context_new());
+  ::jcat_context_blob_kind_disallow(context.get(), JCAT_BLOB_KIND_GPG);
+  return context;
+}
+
+// What the library says of a signature that is none; of a key that it cannot use, where it comes
+// upon that before.
+std::string SaidOfNonsense(JcatContext* context, JcatBlobKind kind) {
+  GError* error = nullptr;
+  const THeld<JcatEngine> engine(::jcat_context_get_engine(context, kind, &error));
+  if (engine) {
+    const THeld<GBytes> nonsense(::g_bytes_new_static("-", 1));
+    const THeld<JcatResult> result(::jcat_engine_pubkey_verify(
+        engine.get(), nonsense.get(), nonsense.get(), JCAT_VERIFY_FLAG_NONE, &error));
   }
+  const THeld<GError> why(error);
+  return why ? why->message : "";
+}
+
+// Whether the library takes the file for a key, or takes no notice of it. It stops at the first
+// that it cannot use, and knows none of those behind it.
+bool IsUsable(const std::string& file) {
+  const THeld<JcatContext> without = NewContext();
+  const THeld<JcatContext> with = NewContext();
+  ::jcat_context_add_public_key(with.get(), file.c_str());
+  constexpr std::array kKinds = {JCAT_BLOB_KIND_PKCS7, JCAT_BLOB_KIND_ED25519};
+  return std::ranges::all_of(kKinds, [&](JcatBlobKind kind) {
+    return SaidOfNonsense(with.get(), kind) == SaidOfNonsense(without.get(), kind);
+  });
+}
+
+// The files of the folder, which holds no pipe: the library would wait for somebody to write there.
+std::vector<std::string> FilesOf(const std::string& keyFolder) {
+  std::vector<std::string> files;
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(keyFolder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code unknown;
+    const std::filesystem::path path = entry->path();
+    if (entry->is_other(unknown))
+      throw TError(path.string() +
+                       " is a pipe or a device; keep files of certificates and keys in the folder "
+                       "of --keys",
+                   EErrorKind::kCatalogue);
+    if (!entry->is_directory(unknown)) files.push_back(path.string());
+  }
+  std::ranges::sort(files);
+  return files;
+}
+
+// Adds the keys of the folder. Returns a file that is none, though its name says so; empty where
+// there is no such.
+std::string AddKeys(const std::string& keyFolder, JcatContext* context) {
+  std::string unusable;
+  for (const std::string& file : FilesOf(keyFolder)) {
+    if (IsUsable(file)) {
+      ::jcat_context_add_public_key(context, file.c_str());
+    } else if (unusable.empty()) {
+      unusable = file;
+    }
+  }
+  return unusable;
 }
 
 // What was signed under this name, or the only thing that was.
@@ -95,10 +152,10 @@ THeld<JcatItem> FindItem(JcatFile* signature, const std::string& name, const std
 
 }  // namespace
 
-// Without the engine for OpenPGP, which would make a key ring in the user's home.
 void DemandSignature(std::string_view bytes, const std::string& name,
                      const std::string& signatureFile, const std::string& keyFolder) {
-  DemandFiles(keyFolder);
+  const THeld<JcatContext> context = NewContext();
+  const std::string unusable = AddKeys(keyFolder, context.get());
   const THeld<JcatFile> signature(::jcat_file_new());
   GError* error = nullptr;
   if (!::jcat_file_import_json(signature.get(), ReadSignature(signatureFile).c_str(),
@@ -106,15 +163,16 @@ void DemandSignature(std::string_view bytes, const std::string& name,
     throw Unsound(signatureFile, error);
   }
   const THeld<JcatItem> item = FindItem(signature.get(), name, signatureFile);
-  const THeld<JcatContext> context(::jcat_context_new());
-  ::jcat_context_blob_kind_disallow(context.get(), JCAT_BLOB_KIND_GPG);
-  ::jcat_context_add_public_keys(context.get(), keyFolder.c_str());
   const THeld<GBytes> data(::g_bytes_new_static(bytes.data(), bytes.size()));
   const auto flags = static_cast<JcatVerifyFlags>(JCAT_VERIFY_FLAG_REQUIRE_CHECKSUM |
                                                   JCAT_VERIFY_FLAG_REQUIRE_SIGNATURE);
   const THeld<GPtrArray> results(
       ::jcat_context_verify_item(context.get(), data.get(), item.get(), flags, &error));
-  if (!results) throw Unsound(signatureFile, error);
+  if (results) return;
+  const THeld<GError> why(error);
+  const std::string cause = why ? why->message : "it is broken";
+  throw Unsound(signatureFile,
+                unusable.empty() ? cause : cause + " (" + unusable + " cannot be read as a key)");
 }
 
 }  // namespace svc::offers

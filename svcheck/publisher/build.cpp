@@ -26,9 +26,10 @@ std::vector<std::string> Descriptions(const std::string& folder) {
   std::vector<std::string> paths;
   for (auto entry = fs::recursive_directory_iterator(top); entry != fs::end(entry); ++entry) {
     const std::string name = entry->path().filename().string();
-    if (name.starts_with(".") && entry->is_directory()) entry.disable_recursion_pending();
-    const bool isDescription =
-        entry->is_regular_file() && !name.starts_with(".") && entry->path().extension() == ".xml";
+    std::error_code unknown;  // A link that leads to itself is neither.
+    if (name.starts_with(".") && entry->is_directory(unknown)) entry.disable_recursion_pending();
+    const bool isDescription = entry->is_regular_file(unknown) && !name.starts_with(".") &&
+                               entry->path().extension() == ".xml";
     if (isDescription) paths.push_back(fs::relative(entry->path(), top).generic_string());
   }
   std::ranges::sort(paths);

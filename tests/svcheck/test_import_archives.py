@@ -123,11 +123,29 @@ class ArchiveTest(Importing):
         self.assertEqual((4, 2), (result.returncode, len(lines)), lines)
         self.assertIn("Dock 2.0.0 is not what its metadata says: its sha1 ", lines[0])
 
-    def test_a_broken_archive_is_named(self):
-        self.write("cabs/a.cab", b"MSCF" + b"\0" * 100)
-        result = self.run_program("catalogue", "import", "--lvfs", "cabs", "--output", "made",
-                                  "--allow-unsigned")
-        self.assert_failed(result, 4, "cabs/a.cab", "cannot be unpacked")
+    def test_a_broken_archive_is_named_and_the_rest_goes_on(self):
+        good = cabinet({"a.metainfo.xml": component(release("1")).encode()})
+        broken = {
+            "a": (b"MSCF" + b"\0" * 100, "cannot be unpacked"),
+            "b": (good[:-20], "cannot be unpacked"), "c\x1b[2J": (b"", "cannot be unpacked"),
+            "d": (cabinet({"a.metainfo.xml": b"<component>\n</p>"}), "line 2 of its metadata: "),
+            "e": (cabinet({"a.metainfo.xml": component(release("v" * 4097)).encode()}), "longer")}
+        for name, (text, _) in broken.items():
+            self.write(f"cabs/{name}.cab", text)
+        (self.folder / "cabs/loop.cab").symlink_to("loop.cab")
+        (self.folder / "cabs/none.cab").symlink_to("absent")
+        (self.folder / "cabs/folder.cab").mkdir()
+        for count in (0, 1):
+            result, lines = self.import_cabinets()
+            self.assertEqual(0 if count else 4, result.returncode, result.stderr)
+            for line, (name, (_, words)) in zip(lines, broken.items(), strict=bool(count)):
+                shown = name.replace("\x1b", "\ufffd")
+                self.assertIn(f" cabs/{shown}.cab is refused: ", line)
+                self.assertIn(words, line)
+            self.assertEqual(bool(count), (self.folder / "made/firmware.xml").exists())
+            self.write("cabs/z.cab", good)
+        self.assertEqual(["1"], [offer["Version"] for offer in self.offers()])
+        self.assertEqual([], self.leftovers())
 
     def test_an_archive_holds_no_more_than_firmware_becomes(self):
         archive = cabinet({"a.metainfo.xml": component(release("1")).encode(), "b.bin": b""})
@@ -139,7 +157,8 @@ class ArchiveTest(Importing):
                        archive[:place] + struct.pack("<I", size) + archive[place + 4:])
             result = self.run_program("catalogue", "import", "--lvfs", "cabs", "--output", "made",
                                       "--allow-unsigned")
-            self.assert_failed(result, 4, "cabs/a.cab", "cannot be unpacked")
+            self.assertEqual(4, result.returncode)
+            self.assertIn("cabs/a.cab is refused: cannot be unpacked: ", result.stderr)
             self.assertEqual("larger than any" in result.stderr, is_refused, result.stderr)
 
     def test_a_pipe_in_an_archives_place_is_not_waited_for(self):

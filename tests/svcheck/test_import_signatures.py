@@ -90,6 +90,24 @@ class SignatureTest(Importing):
         (self.folder / "keys/a.pem").unlink()
         self.assertEqual(0, self.signed_import(signature).returncode)
 
+    def test_what_is_no_key_hides_none(self):
+        signature = self.sign()
+        for name in ("a.pem", "z.pem", "a.crt", "a.cer", "a.asc", "a"):
+            place = self.folder / "keys" / name
+            for make in (place.mkdir, lambda: place.write_text("no key"), place.touch,
+                         lambda: place.symlink_to("absent"), lambda: place.symlink_to(place)):
+                make()
+                result = self.signed_import(signature)
+                self.assertEqual((0, ""), (result.returncode, result.stderr))
+                place.rmdir() if place.is_dir() else place.unlink()
+
+    def test_a_file_that_is_no_key_is_named_where_none_fits(self):
+        signature = self.sign()
+        (self.folder / "keys/cert.pem").write_text("no key")
+        (self.folder / "keys/folder.pem").mkdir()
+        result = self.signed_import(signature)
+        self.assert_failed(result, 4, "the signature", "keys/cert.pem cannot be read as a key")
+
     def test_a_signature_that_lacks_a_part_is_refused(self):
         whole = json.loads(gzip.decompress(self.sign().read_bytes()))
         blobs = whole["Items"][0]["Blobs"]

@@ -197,6 +197,16 @@ TEST_F(Publishing, KeepsWhatIsSaidOfADescriptionAndItsPayloads) {
             std::vector<std::string>{"update.bin: the payload is gone and no longer listed"});
 }
 
+TEST_F(Publishing, PassesOverLinksThatLeadNowhere) {
+  folder.Write("a.xml", Description({"-[4638]-"}, {"RHEL5_64"}));
+  for (const char* name : {"b.xml", ".c", ".d.xml"})
+    std::filesystem::create_symlink(name, folder.Path() + "/" + name);
+  std::filesystem::create_symlink("absent", folder.Path() + "/e.xml");
+  const auto files = Made().manifest.files;
+  ASSERT_EQ(files.size(), 1U);
+  EXPECT_EQ(files[0].path, "a.xml");
+}
+
 TEST_F(Publishing, RefusesNamesThatNobodyCouldKeep) {
   const std::string text = Description({"-[4620]-"}, {"RHEL5", "Linux"});
   folder.Write("a/x.xml", text);
