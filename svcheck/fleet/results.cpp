@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/shown_text.h"
 #include "runtime/hskcore/host_setup.h"
 #include "svcheck/system/failure.h"
 
@@ -17,6 +18,18 @@ namespace svc::fleet {
 // Twice the records that a fleet keeps of a machine: what a small compressed file becomes ends
 // here.
 constexpr std::size_t kMostOfMachine = 32U << 20U;
+
+// As a fleet writes them: what a terminal obeys is escaped there. The lines go on as they are,
+// wherever that may be.
+static bool MayAllBeShown(std::string_view lines) {
+  const auto isPlain = [](char c) { return (c >= 0x20 && c < 0x7F) || c == '\n'; };
+  for (auto at = lines.begin(); (at = std::find_if_not(at, lines.end(), isPlain)) != lines.end();) {
+    const TCodePoint character = FirstCodePoint({at, lines.end()});
+    if (!character.valid || !MayBeShown(character.value)) return false;
+    at += static_cast<std::ptrdiff_t>(character.size);
+  }
+  return true;
+}
 
 static std::unique_ptr<IByteSource> Open(const std::string& path) {
   try {
@@ -41,6 +54,9 @@ std::optional<TResultReader::TMachine> TResultReader::Next() {
       machine.lines += '\n';
       // A last line without its end may be a part of one.
       if (!IsLast(*line) || !line->ends_with('}') || !lines.LastHadEnd()) continue;
+      if (!MayAllBeShown(machine.lines)) {
+        throw std::runtime_error("a line holds a character that a fleet does not write as it is");
+      }
       machine.name = MachineOf(*line);
       position += machine.lines.size();
       torn = false;

@@ -344,7 +344,7 @@ std::optional<TTask> TFleetVerb::Next() {
   while (auto task = inputs->Next()) {
     if (!shard.Has(machines++)) continue;
     if (done.empty()) return task;
-    if (done.front() != task->machine) {
+    if (done.front() != report::ValidUtf8(task->machine)) {  // As it was written.
       throw TError("the results in " + options.output +
                    " are of other inventories: they go on "
                    "with " +

@@ -308,6 +308,36 @@ TEST(FleetResults, OfWhatNoFleetWroteEndWithAClearFailure) {
   }
 }
 
+// They are written as they are where results are put together, a terminal perhaps.
+TEST(FleetResults, WithWhatATerminalObeysAreThoseOfNoFleet) {
+  const test::TTemporaryFolder folder;
+  const auto isTaken = [&](const std::string& character) {
+    folder.Write("r", Record("A", "b" + character, "current") + Last("a"));
+    TResultReader reader(folder.Path() + "/r");
+    try {
+      return reader.Next().has_value();
+    } catch (const TError& failure) {
+      EXPECT_NE(std::string_view(failure.what()).find("holds a character that a fleet does not"),
+                std::string_view::npos)
+          << failure.what();
+      return false;
+    }
+  };
+  for (const char* plain : {" ", "~", "\xC2\xA0", "\xE2\x80\xA9", "\xE2\x80\xAF", "\xE2\x81\xA5",
+                            "\xE2\x81\xAA", "\xF0\x9F\x98\x80"})
+    EXPECT_TRUE(isTaken(plain)) << plain;
+  for (const char* unsafe :
+       {"\x1B[2J", "\x1F", "\t", "\r", "\x7F", "\xC2\x80", "\xC2\x9F", "\xE2\x80\xAA",
+        "\xE2\x80\xAE", "\xE2\x81\xA6", "\xE2\x81\xA9", "\xFF", "\xC2", "\xED\xA0\x80"})
+    EXPECT_FALSE(isTaken(unsafe)) << testing::PrintToString(unsafe);
+  const std::string whole = Last("a");
+  folder.Write("r", whole + std::string(4096, '\0'));  // As a power cut may leave it.
+  TResultReader reader(folder.Path() + "/r");
+  EXPECT_TRUE(reader.Next());
+  EXPECT_FALSE(reader.Next());
+  EXPECT_EQ(reader.Position(), whole.size());
+}
+
 // What a small compressed file becomes need not end.
 TEST(FleetResults, OfAMachineAreTwiceWhatAFleetKeepsOfOneAtMost) {
   constexpr std::size_t kMost = std::size_t{32} << 20;

@@ -120,6 +120,17 @@ class CommandLines(RunTest):
         self.assert_failed(self.fleet("--inventories", "in", "--output", "r", "--logs", "file/logs"),
                            1, "cannot make the folder file/logs: ")
 
+    def test_go_on_and_are_merged_whatever_files_are_called(self):
+        for name in (b"a\xff", b"b\x1b[2J\x7f\n", "c\u202e\x9b\u2028".encode()):
+            self.machine("in/" + os.fsdecode(name) + ".xml")
+        self.fleet("--inventories", "in", "--output", "r.ndjson", "--quiet")
+        whole = (self.folder / "r.ndjson").read_bytes()
+        result = self.fleet("--inventories", "in", "--output", "r.ndjson", "--resume", "--quiet")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual((self.folder / "r.ndjson").read_bytes(), whole)
+        merged = self.run_program("fleet", "--merge", "r.ndjson", text=False)
+        self.assertEqual((merged.returncode, merged.stdout, merged.stderr), (0, whole, b""))
+
     def test_that_go_on_have_to_name_the_same_inventories(self):
         file = ("--output", "r.ndjson", "--resume", "--quiet")
         self.fleet("--inventories", "in", "--output", "r.ndjson", "--quiet")
