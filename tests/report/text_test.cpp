@@ -162,8 +162,9 @@ TEST(CsvField, IsNoFormulaWhereCellsArePartedAtSemicolonsTabsOrLinesEither) {
         TCase{"a\r@b", "\"a\r'@b\""}, TCase{";;=1;=", "\";;'=1;'=\""},
         TCase{"a;\"=1", "\"a;\"\"'=1\""}, TCase{"a;\"\"\"=1", "\"a;\"\"\"\"\"\"'=1\""},
         TCase{"a;b=1", "\"a;b=1\""}, TCase{"a;\"b\"=1", "\"a;\"\"b\"\"=1\""},
-        TCase{"a; =1", "\"a; =1\""}, TCase{"a,=1", "\"a,=1\""}, TCase{"\"=1", "\"\"\"=1\""},
-        TCase{"\t=1", "\"'\t'=1\""}, TCase{"\xEF\xBC\x9D\x31", "'\xEF\xBC\x9D\x31"},
+        TCase{";\"=1", "\";\"\"'=1\""}, TCase{"a; =1", "\"a; =1\""}, TCase{"a,=1", "\"a,=1\""},
+        TCase{"\"=1", "\"\"\"=1\""}, TCase{"\t=1", "\"'\t'=1\""},
+        TCase{"\xEF\xBC\x9D\x31", "'\xEF\xBC\x9D\x31"},
         TCase{"a;\xEF\xBC\x8B\x31", "\"a;'\xEF\xBC\x8B\x31\""},
         TCase{"\xEF\xBC\x8D", "'\xEF\xBC\x8D"}, TCase{"\xEF\xBC\xA0", "'\xEF\xBC\xA0"},
         TCase{"\xEF\xBC\x9E", "\xEF\xBC\x9E"}}) {
