@@ -312,7 +312,8 @@ class TMerging {
       if (file.rootEnd == 0) return CatalogueAround({}, objects);
       const bool hasGroup = file.groupEnd != 0;
       std::uint32_t end = hasGroup ? file.groupEnd : file.rootEnd;
-      while (end > 0 && (text[end - 1] == ' ' || text[end - 1] == '\t')) --end;
+      // Some tag stands before it.
+      while (text[end - 1] == ' ' || text[end - 1] == '\t') --end;
       edits.push_back({{end, end},
                        hasGroup ? objects
                                 : "  <DECLARATION>\n    <DECLGROUP>\n" + objects +

@@ -349,7 +349,7 @@ TEST(Folders, HaveARemarkForEachDriverThatCannotBeRead) {
   const std::filesystem::path folder = ::testing::TempDir() + "svcheck-remarks";
   std::filesystem::remove_all(folder);
   std::filesystem::create_directories(folder);
-  for (const char* name : {"a.sys", "b.msi", "dkms.conf", "d.zip", "read.me"})
+  for (const char* name : {"a.sys", "b.msi", "dkms.conf", "d.zip", "read.me", ".sys", ".ko"})
     std::ofstream(folder / name) << "nothing";
   TDriverList list;
   CollectDrivers(folder, list);

@@ -2,9 +2,11 @@
 unpacked over and over, and what stands beside them is built."""
 
 import gzip
+import io
 import os
 import resource
 import stat
+import tarfile
 
 from made_files import cpio, deb, deb_of, kernel_module, rpm_of, tar
 from program import ProgramTest, main
@@ -75,6 +77,23 @@ class HostilePackages(Building):
         for name in ("a.deb", "b.rpm", "c.rpm"):
             self.assertIn(f"{name}: the package cannot be read: it is compressed more than once", told)
         self.assertLess(self.seconds, 20)
+
+    def test_a_second_name_of_a_file_and_one_that_no_locale_has_are_no_hindrance(self):
+        content = io.BytesIO()
+        with tarfile.open(fileobj=content, mode="w", format=tarfile.PAX_FORMAT) as archive:
+            module = kernel_module("5")
+            for name, data in (("./usr/\u00e9", b"text"), ("./x.ko", module)):
+                info = tarfile.TarInfo(name)
+                info.size = len(data)
+                archive.addfile(info, io.BytesIO(data))
+            link = tarfile.TarInfo("./again.ko")
+            link.type, link.linkname = tarfile.LNKTYPE, "./x.ko"
+            archive.addfile(link)
+        self.write("in/odd.deb", deb_of(gzip.compress(content.getvalue()), ".gz"))
+        made, told = self.build()
+        self.assertEqual(told, "")
+        self.assertIn("x.ko-#5", made)
+        self.assertNotIn("again", made)
 
     def test_one_that_is_usual_is_read_beside_them(self):
         self.write("in/usual.deb", deb({"x.ko": kernel_module("3")}, ".zst"))

@@ -75,6 +75,13 @@ class MergeTest(ProgramTest):
                 self.assertEqual(self.offered(), [("new", "YUE112A")] if is_replaced else
                                  [("old", "YUE110A"), ("new", "YUE112A")])
 
+    def test_what_is_wrong_with_the_older_one_is_told_and_no_hindrance(self):
+        self.catalogue(element(name="odd", category="BIOS", Version="1.12", applicableMachineTypes=[]))
+        result = self.merge("iscp,card,YUOO99B,4638,RHEL5,\n", told=(1, 0, 0))
+        self.assertEqual(['svcheck: warning: odd: the Version has no marks and is offered as the whole '
+                          'text: "1.12"', "svcheck: error: odd: the element is for no machine type"],
+                         sorted(result.stderr.splitlines(), reverse=True))
+
     def test_another_component_is_added(self):
         self.catalogue(bios())
         before = self.index()
