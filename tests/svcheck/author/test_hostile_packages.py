@@ -90,9 +90,16 @@ class HostilePackages(Building):
             link.type, link.linkname = tarfile.LNKTYPE, "./x.ko"
             archive.addfile(link)
         self.write("in/odd.deb", deb_of(gzip.compress(content.getvalue()), ".gz"))
+        # Of the second of two names of one file, an archive of this form has no bytes.
+        twice = cpio({"./y.ko": kernel_module("6"), "./again.ko": b""})
+        first, second, rest = (b"070701" + part for part in twice.split(b"070701")[1:])
+        linked = b"".join(part[:38] + b"00000002" + part[46:] for part in (first, second))
+        linked = linked.replace(b"07070100000002", b"07070100000001")  # The same number.
+        self.write("in/odd.rpm", rpm_of(gzip.compress(linked + rest)))
         made, told = self.build()
         self.assertEqual(told, "")
-        self.assertIn("x.ko-#5", made)
+        for name in ("x.ko-#5", "y.ko-#6"):
+            self.assertIn(name, made)
         self.assertNotIn("again", made)
 
     def test_one_that_is_usual_is_read_beside_them(self):

@@ -82,6 +82,26 @@ class MergeTest(ProgramTest):
                           'text: "1.12"', "svcheck: error: odd: the element is for no machine type"],
                          sorted(result.stderr.splitlines(), reverse=True))
 
+    def test_what_stays_is_told_in_the_catalogues_order(self):
+        self.catalogue(bios(), element(name="other", category="BIOS", Version="-[XUE110A]-",
+                                       applicableMachineTypes=["-[4620]-"],
+                                       applicableOperatingSystems=["Linux"]))
+        told = self.merge("bios,new,ZZZ112A,4620 4638,RHEL5,\n", told=(0, 0, 2)).stderr
+        self.assertEqual(["new: YUE110A stays, since it has no order with ZZZ112A",
+                          "new: XUE110A stays, since it has no order with ZZZ112A"],
+                         [line.removeprefix("svcheck: ") for line in told.splitlines()])
+
+    def test_a_version_of_a_class_is_nobodys_to_replace(self):
+        declared = """<VALUE.OBJECT><CLASS NAME="Mine" SUPERCLASS="QRXPSG_SystemUpdateElement">
+<PROPERTY NAME="Version" TYPE="string"><VALUE>-[YUE110A]-</VALUE></PROPERTY></CLASS></VALUE.OBJECT>"""
+        _, properties = bios()
+        del properties["Version"]
+        text = document([("Mine", properties)], DIALECT)
+        self.write("catalogue/index.xml", text.replace("<DECLGROUP>", "<DECLGROUP>" + declared))
+        self.assertEqual([("old", "YUE110A")], self.offered())
+        self.merge("bios,new,YUE112A,4638,RHEL5,\n", told=(1, 0, 0))
+        self.assertEqual([("old", "YUE110A"), ("new", "YUE112A")], self.offered())
+
     def test_another_component_is_added(self):
         self.catalogue(bios())
         before = self.index()
