@@ -23,6 +23,7 @@ class TBackwards : public IWorkers {
   void Give(std::uint64_t number, TTask task) override {
     compared.push_back(task.machine);
     tasks.emplace_back(number, std::move(task));
+    most = std::max(most, tasks.size());
   }
   TAnswer Wait() override {
     const auto [number, task] = std::move(tasks.back());
@@ -33,6 +34,7 @@ class TBackwards : public IWorkers {
   }
 
   TNames compared;
+  std::size_t most = 0;  // At once.
 
  private:
   std::vector<std::pair<std::uint64_t, TTask>> tasks;
@@ -45,7 +47,7 @@ class TMachines : public IComparedMachines {
     if (next == tasks.size()) return {};
     return tasks[next++];
   }
-  bool IsReady() override { return true; }
+  bool IsReady() override { return isReady; }
   void Take(const std::string& machine, std::string_view lines,
             TSummary::TCounted* counted) override {
     EXPECT_EQ(lines, LinesOf(machine));
@@ -55,6 +57,7 @@ class TMachines : public IComparedMachines {
 
   TNames told;
   TNames alike;  // Of these.
+  bool isReady = true;
 
  private:
   std::vector<TTask> tasks;
@@ -99,6 +102,30 @@ TEST(FleetComparison, ComparesEachMachineWhereNothingIsShared) {
   TComparison(workers, machines, 1, false).Run();
   EXPECT_EQ(workers.compared, (TNames{"a", "b", "c"}));
   EXPECT_EQ(machines.alike, TNames());
+}
+
+TEST(FleetComparison, GivesEachAnswerBeforeItWaitsForAMachineThatIsWritten) {
+  std::vector<TTask> tasks;
+  for (int i = 0; i < 6; ++i) tasks.push_back(Task("m" + std::to_string(i), std::to_string(i)));
+  for (const bool isReady : {false, true}) {
+    TBackwards workers;
+    TMachines machines(tasks);
+    machines.isReady = isReady;
+    TComparison(workers, machines, 100, true).Run();
+    EXPECT_EQ(machines.told.size(), 6U);
+    EXPECT_EQ(workers.most, isReady ? 3U : 1U);
+  }
+}
+
+TEST(FleetComparison, HasSoManyAnswersWaitingAtMost) {
+  std::vector<TTask> tasks;
+  for (int i = 0; i < 9; ++i) tasks.push_back(Task("m" + std::to_string(i), std::to_string(i)));
+  for (const std::uint64_t ahead : {1, 2, 3, 4}) {
+    TBackwards workers;
+    TMachines machines(tasks);
+    TComparison(workers, machines, ahead, false).Run();
+    EXPECT_EQ(workers.most, std::min<std::uint64_t>(ahead, 3));
+  }
 }
 
 }  // namespace

@@ -3,9 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <chrono>
+#include <cstdio>
 #include <regex>
 #include <sstream>
 
+#include "svcheck/system/failure.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::fleet {
@@ -174,6 +178,64 @@ TEST_F(FleetPages, SayInWordsWhatTheirBarShowsAndNothingOfGroupsWithoutAMachine)
                              {"a", Compared("current") + Last()},
                              {"b", Compared("current") + Last()}})),
             "1 failed, 2 current");
+}
+
+// Rows wait in a file, of which a part is read at once.
+TEST_F(FleetPages, HaveEachRowWholeHoweverManyThereAre) {
+  std::vector<std::pair<std::string, std::string>> machines;
+  TTexts expected = {"# Nothing to install: 300 machines"};
+  for (int number = 0; number < 300; ++number) {
+    expected.push_back(std::string(static_cast<std::size_t>(number % 7), 'n') +
+                       std::to_string(number));
+    machines.emplace_back(expected.back(), Compared("current") + Last());
+  }
+  const std::string index = IndexOf(machines);
+  EXPECT_GT(index.size(), std::size_t{1} << 16);
+  EXPECT_EQ(RowsOf(index), expected);
+}
+
+TEST_F(FleetPages, SayWhatWasComparedAndWhen) {
+  report::TCatalogue catalogue;
+  catalogue.source = "folder";
+  catalogue.path = "/srv/catalogue";
+  const auto today = std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now());
+  TPages pages(folder.Path() + "/pages", catalogue);
+  const std::string lines = Compared("current") + Last();
+  pages.Add("web 01", lines);
+  TSummary summary;
+  summary.Add(lines);
+  EXPECT_FALSE(folder.Holds("pages/index.html")) << "before it is whole";
+  pages.Finish(summary);
+  const auto dayOf = [](std::chrono::sys_days day) {
+    const std::chrono::year_month_day date(day);
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%04d-%02u-%02u", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
+    return std::string(text.data());
+  };
+  for (const char* name : {"pages/index.html", "pages/machines/web%2001.html"}) {
+    std::stringstream page;
+    page << std::ifstream(folder.Path() + "/" + name).rdbuf();
+    const std::string text = page.str();
+    EXPECT_NE(text.find("/srv/catalogue"), std::string::npos) << name;
+    EXPECT_TRUE(text.find(dayOf(today)) != std::string::npos ||
+                text.find(dayOf(today + std::chrono::days(1))) != std::string::npos)
+        << name;
+  }
+  std::stringstream page;
+  page << std::ifstream(folder.Path() + "/pages/machines/web%2001.html").rdbuf();
+  EXPECT_NE(page.str().find("<dt>Host</dt><dd>web 01</dd>"), std::string::npos);
+}
+
+TEST_F(FleetPages, NeedAFolderThatCanBeMade) {
+  folder.Write("file", "");
+  try {
+    TPages pages(folder.Path() + "/file/pages", {});
+    FAIL() << "a file is no folder";
+  } catch (const TError& error) {
+    EXPECT_EQ(std::string(error.what()),
+              "cannot make the folder " + folder.Path() + "/file/pages: Not a directory");
+  }
 }
 
 }  // namespace
