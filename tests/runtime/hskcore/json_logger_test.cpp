@@ -1,8 +1,12 @@
 #include "runtime/hskcore/logging.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -154,6 +158,24 @@ TEST_F(JsonLogger, KeepsEveryLineOfALongLogInOrder) {
   EXPECT_TRUE(Written() == expected);
 }
 
+// Whoever looks for a full disk sees it before the log is.
+TEST_F(JsonLogger, TakesRoomAheadWhereItIsGivenAndGivesItBack) {
+  const auto ahead = [](const std::string& name) {
+    struct stat status {};
+    EXPECT_EQ(::stat(name.c_str(), &status), 0);
+    return status.st_blocks * 512 - status.st_size;
+  };
+  const std::string other = (folder / "other").string();
+  std::FILE* const file = std::fopen(other.c_str(), "wb");
+  const bool isGiven = ::fallocate(::fileno(file), FALLOC_FL_KEEP_SIZE, 0, 1 << 20) == 0;
+  std::fclose(file);
+  auto logger = Open(4);
+  for (int i = 0; i < 12000; ++i) logger->Log(4, std::string(50, 'x'));
+  EXPECT_EQ(ahead(path) >= 256 << 10, isGiven);
+  EXPECT_TRUE(logger->Flush());
+  EXPECT_LE(ahead(path), 64 << 10);
+}
+
 TEST_F(JsonLogger, LeavesAFileThatSomebodyMadeLongerAsLongAsItIs) {
   constexpr std::size_t kLength = 3 << 20;
   auto logger = Open(4);
@@ -178,10 +200,13 @@ TEST_F(JsonLogger, KeepsLinesLongerThanItsBuffer) {
 
 TEST_F(JsonLogger, NeverMixesTheLinesOfThreads) {
   auto logger = Open(4);
+  std::atomic<int> ready = 0;
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {
-      for (int i = 0; i < 2000; ++i) {
+      ++ready;
+      while (ready < 4) std::this_thread::yield();
+      for (int i = 0; i < 25000; ++i) {
         logger->Log(4, std::string(20, static_cast<char>('a' + t)));
       }
     });
@@ -197,7 +222,7 @@ TEST_F(JsonLogger, NeverMixesTheLinesOfThreads) {
     const std::string letters(20, line[22]);
     ASSERT_EQ(line, "{\"level\":4,\"message\":\"" + letters + "\"}");
   }
-  EXPECT_EQ(lines, 8000u);
+  EXPECT_EQ(lines, 100000u);
 }
 
 TEST_F(JsonLogger, SaysOnceThatItCannotWrite) {

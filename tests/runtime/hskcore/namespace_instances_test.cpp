@@ -351,6 +351,34 @@ TEST_F(NamespaceInstances, OfAnyNumberOfPropertiesFindEachAndNoOther) {
   }
 }
 
+// One table holds those of all: however full it becomes, it has room for what is not there.
+TEST_F(NamespaceInstances, OfTwoFormsOfAnySizeFindTheirOwn) {
+  for (int size = 25; size < 70; ++size) {
+    space = MakeInMemoryNamespace();
+    Declare(space, "A");
+    {
+      TNamespaceWriter writer(space);
+      for (const auto& [prefix, count] : {std::pair("a", 30), std::pair("b", size)}) {
+        writer.BeginInstance("A");
+        for (int i = 0; i < count; ++i)
+          writer.WriteValue(prefix + std::to_string(i), ECIMType::kString, std::to_string(i));
+        writer.Finish();
+      }
+    }
+    const auto instances = InstancesOf(space, "A");
+    for (int i = 0; i < size; ++i) {
+      const std::string number = std::to_string(i);
+      EXPECT_EQ(StatusOf([&] { PropertyOf(instances[0], "b" + number); }),
+                THSKStatusCode::kNoSuchProperty);
+      ASSERT_EQ(TextOf(instances[1], "b" + number), number);
+      if (i >= 30) continue;
+      ASSERT_EQ(TextOf(instances[0], "a" + number), number);
+      EXPECT_EQ(StatusOf([&] { PropertyOf(instances[1], "a" + number); }),
+                THSKStatusCode::kNoSuchProperty);
+    }
+  }
+}
+
 // However many forms of instances there are that begin alike or end alike.
 TEST_F(NamespaceInstances, OfManyFormsHaveTheirOwnPropertiesAlone) {
   constexpr int kCount = 600;

@@ -152,6 +152,15 @@ TEST_F(OsSpecific, TellsSizes) {
             THSKStatusCode::kFileUnreadable);
 }
 
+TEST_F(OsSpecific, SaysWhichFileIsMissing) {
+  try {
+    TOSSpecific::GetFileSize("C:\\Nowhere\\a.xml");
+    ADD_FAILURE() << "its size was told";
+  } catch (const THSKException& error) {
+    EXPECT_EQ(error.GetMessageText(), "\"C:\\Nowhere\\a.xml\" does not exist");
+  }
+}
+
 TEST_F(OsSpecific, SaysOfWhichFileItCannotTellTheSizeAndWhy) {
   fs::create_symlink("loop.xml", folder / "c" / "QRX_Support" / "SV" / "loop.xml");
   const auto causeOf = [](const std::string& path) -> std::string {
@@ -260,6 +269,36 @@ TEST(MemoryFile, MayHaveTheFirstDescriptor) {
   }
   ::dup2(kept, 0);
   ::close(kept);
+}
+
+std::string DriveRootWith(const char* state, const char* home) {
+  const auto set = [](const char* name, const char* value) {
+    const char* const before = std::getenv(name);
+    std::string kept = before == nullptr ? "" : before;
+    value == nullptr ? ::unsetenv(name) : ::setenv(name, value, 1);
+    return kept;
+  };
+  const std::string stateBefore = set("XDG_STATE_HOME", state);
+  const std::string homeBefore = set("HOME", home);
+  SetDriveRoot("");
+  const std::string root = DriveRoot();
+  set("XDG_STATE_HOME", stateBefore.empty() ? nullptr : stateBefore.c_str());
+  set("HOME", homeBefore.empty() ? nullptr : homeBefore.c_str());
+  return root;
+}
+
+TEST(DriveRoot, IsInTheUsersOwnStateFolderAndInTheSystemsForRoot) {
+  const uid_t user = ::geteuid();
+  if (user == 0) {
+    EXPECT_EQ(DriveRootWith("/state", "/home/me"), "/var/lib/svcheck/drives");
+    ASSERT_EQ(::seteuid(1), 0);
+  }
+  EXPECT_EQ(DriveRootWith("/state", "/home/me"), "/state/svcheck/drives");
+  for (const char* none : {static_cast<const char*>(nullptr), "", "state", "x/state"})
+    EXPECT_EQ(DriveRootWith(none, "/home/me"), "/home/me/.local/state/svcheck/drives");
+  EXPECT_EQ(DriveRootWith(nullptr, "home"), "/.local/state/svcheck/drives");
+  EXPECT_EQ(DriveRootWith(nullptr, nullptr), "/.local/state/svcheck/drives");
+  ASSERT_EQ(::seteuid(user), 0);
 }
 
 // The limit that it sets ends with it.

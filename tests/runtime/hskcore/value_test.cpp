@@ -108,6 +108,29 @@ struct TMisfit {
 
 void PrintTo(const TMisfit& row, std::ostream* out) { *out << row.name; }
 
+TEST(ValueThatIsNoNumber, SaysWhatItIs) {
+  const auto cause = [](const TCIMValue& value) -> std::string {
+    try {
+      return std::to_string(static_cast<std::uint16_t>(value));
+    } catch (const THSKException& error) {
+      return error.GetMessageText();
+    }
+  };
+  EXPECT_EQ(cause(TCIMValue("abc")), "\"abc\" of type string is no uint16");
+  EXPECT_EQ(cause(TCIMValue::Unsigned(ECIMType::kUint32, 65536)),
+            "\"65536\" of type uint32 is no uint16");
+  EXPECT_EQ(cause(TCIMValue::Null(ECIMType::kUint8)), "a null value of type uint8 is no uint16");
+  EXPECT_EQ(cause(TCIMValue::Null(ECIMType::kUint8, true)),
+            "a null value of type uint8 is no uint16");
+  EXPECT_EQ(cause(TCIMValue::Array(ECIMType::kUint8, {})), "an array of type uint8 is no uint16");
+  try {
+    static_cast<void>(static_cast<const std::vector<TCIMValue>&>(TCIMValue("abc")));
+    ADD_FAILURE() << "it is an array";
+  } catch (const THSKException& error) {
+    EXPECT_EQ(error.GetMessageText(), "\"abc\" of type string is no array");
+  }
+}
+
 class ValueThatIsNoUint16 : public ::testing::TestWithParam<TMisfit> {};
 
 TEST_P(ValueThatIsNoUint16, IsATypeMismatch) {
