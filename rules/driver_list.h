@@ -66,8 +66,7 @@ class TDriverNameForm {
   explicit TDriverNameForm(int (*capitalOf)(int) = std::toupper) {
     for (std::size_t i = 0; i < upperCase.size(); ++i) {
       upperCase[i] = static_cast<char>(capitalOf(static_cast<int>(i)));
-      const bool isLetter = i >= 'a' && i <= 'z';
-      isOfAscii = isOfAscii && upperCase[i] == static_cast<char>(isLetter ? i - ('a' - 'A') : i);
+      isOfAscii = isOfAscii && Folded(upperCase[i]) == Folded(static_cast<char>(i));
     }
   }
 
@@ -112,7 +111,7 @@ class TDriverNameForm {
   }
 
   std::array<char, 256> upperCase;
-  bool isOfAscii = true;  // Whether the letters A to Z alone have two cases.
+  bool isOfAscii = true;  // Whether no letters but A to Z have two cases.
   std::string normalised;
 };
 
