@@ -16,6 +16,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "base/error.h"
 #include "collect/collector.h"
 #include "collect/linux/linux_collector.h"
 #include "made_tree.h"
@@ -359,6 +360,21 @@ TEST(Module, GivesTheCollectorOfThisMachine) {
                       instance["HardwarePlatform"] != "(none)");
   }
   EXPECT_TRUE(found);
+}
+
+TEST(Module, OfServicesIsLoadedAndSaysWhatIsWrongWithAnAddress) {
+  ServiceOptions options;
+  options.url = "ftp://bmc";
+  options.stopRequested = [] { return false; };
+  try {
+    CollectFromService(options);
+    ADD_FAILURE() << "taken";
+  } catch (const TError& error) {
+    EXPECT_EQ(error.Kind(), EErrorKind::kUsage);
+    EXPECT_STREQ(error.what(),
+                 "--redfish ftp://bmc: is no address of a server; it looks like "
+                 "https://bmc.example.com");
+  }
 }
 
 }  // namespace

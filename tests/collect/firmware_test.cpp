@@ -266,10 +266,27 @@ TEST(ManagementController, IsNamedByTheFirmwareInventory) {
   EXPECT_EQ(raid[0]["Version"], "11.0.1-0036");
 }
 
+TEST(ManagementController, GoesByAnyOfItsNamesInTheFirmwareInventory) {
+  const auto isOne = [](const std::string& name) {
+    TMadeTree tree;
+    tree.Write(kTable, Firmware(name, "1", "x"));
+    return tree.Instances("QRXSG_SPROMFirmwareVPDMain").size() == 1;
+  };
+  for (const char* name :
+       {"BMC", "Board bmc 2", "The Management Controller", "management processor",
+        "Control Processor", "Remote Watch Adapter", "Management Modules"})
+    EXPECT_TRUE(isOne(name)) << name;
+  for (const char* name : {"xBMC", "BMC2", "Management", "Controller", "Processor"})
+    EXPECT_FALSE(isOne(name)) << name;
+}
+
 TEST(ManagementController, ThatHasNoDriverIsNoted) {
   TMadeTree tree;
   tree.Write(kTable, SmbiosStructure(38, "\x01\x20\x20\xFF"s, {}));
-  EXPECT_EQ(tree.Notes("modprobe ipmi_si").size(), 1U);
+  EXPECT_EQ(tree.Notes("modprobe ipmi_si"),
+            std::vector<std::string>{
+                "/sys/devices/platform/ipmi_bmc.*: the machine has a management controller, but "
+                "its driver is not loaded (modprobe ipmi_si); left out"});
 }
 
 TEST(ManagementController, HasAZeroBeforeOneDigitBehindThePointAlone) {

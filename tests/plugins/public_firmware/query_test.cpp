@@ -173,6 +173,19 @@ TEST_F(Query, DeliversNothingOfADeviceWithoutAReleaseForIt) {
                            "Public firmware: Dock: 2 is held back: for another hardware id"}));
 }
 
+TEST_F(Query, TellsTheWayStepByStepWhereThereIsMoreThanOne) {
+  const auto after = [](const std::string& version) {
+    return Array("Requirements", {"firmware ge " + version});
+  };
+  Run(Device("Dock", "1"), Release("2"));
+  EXPECT_EQ(Log(), TTexts({"Public firmware: Dock: 2 is offered, 1 is installed"}));
+  Run(Device("Dock", "1"), Release("2") + Release("3", after("2")) + Release("4", after("3")));
+  EXPECT_EQ(Log(), TTexts({"Public firmware: Dock: 2 is offered, 1 is installed",
+                           "Public firmware: Dock: 4 is held back: needs 3 installed first",
+                           "Public firmware: Dock: 3 is held back: needs 2 installed first",
+                           "Public firmware: Dock: the way to the highest: 2, then 3, then 4"}));
+}
+
 TEST_F(Query, TellsOfSixteenReleasesThatAreHeldBack) {
   for (const std::size_t count : {16U, 17U, 18U}) {
     std::string releases = Release("2");
