@@ -25,11 +25,6 @@ constexpr la_int64_t kMaxMember = 256 << 20;
 constexpr std::size_t kBlock = 1 << 16;
 constexpr const char* kOutOfProportion = "unpacked it is out of proportion to its size";
 
-// What packages of kernels and drivers become is 3 to 10 times their size.
-constexpr std::uint64_t kAlways = 64U << 20U;
-constexpr std::uint64_t kRatio = 64;
-constexpr std::uint64_t kMost = std::uint64_t{16} << 30U;
-
 // Those that package managers know; each works within libarchive.
 constexpr std::array kCompressions = {ARCHIVE_FILTER_GZIP, ARCHIVE_FILTER_BZIP2, ARCHIVE_FILTER_XZ,
                                       ARCHIVE_FILTER_LZMA, ARCHIVE_FILTER_ZSTD};
@@ -140,7 +135,7 @@ class TInner {
 };
 
 void TakeEntries(archive* reader, const std::function<bool(const std::string&)>& isWanted,
-                 const TTakeMember& take, std::uint64_t left = kMost) {
+                 const TTakeMember& take, std::uint64_t left = kMostUnpacked) {
   archive_entry* entry = nullptr;
   while (NextEntry(reader, entry)) {
     const std::string name = NameOf(entry);
@@ -177,7 +172,7 @@ std::uint64_t LimitOf(const std::filesystem::path& path) {
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(path, error);
   if (error) FailBecause(error.message());
-  return std::min(kMost, kAlways + kRatio * std::min(size, kMost));
+  return UnpackedLimit(size);
 }
 
 void ReadRpm(const std::filesystem::path& path,

@@ -188,6 +188,15 @@ struct TStatement {
 // Of a kernel module. Throws TError, which says why, when the bytes are none that can be read here.
 TStatement StatementOfModule(std::string_view bytes);
 
+// How many bytes all members of a package of so many bytes may become. What packages of kernels and
+// drivers become is 3 to 10 times their size.
+inline constexpr std::uint64_t kMostUnpacked = std::uint64_t{16} << 30U;
+constexpr std::uint64_t UnpackedLimit(std::uint64_t packed) {
+  constexpr std::uint64_t kAlways = 64U << 20U;
+  constexpr std::uint64_t kRatio = 64;
+  return std::min(kMostUnpacked, kAlways + kRatio * std::min(packed, kMostUnpacked));
+}
+
 // Receives a file of a package.
 using TTakeMember = std::function<void(const std::string& name, std::string_view bytes)>;
 // Hands on every file of a .deb or .rpm package, or of a .zip, .cab or .iso archive, whose name

@@ -368,6 +368,17 @@ TEST(Folders, HaveARemarkForEachDriverThatCannotBeRead) {
   std::filesystem::remove_all(folder);
 }
 
+TEST(UnpackedLimit, IsAShareOfThePackageAndNeverMoreThan16GiB) {
+  constexpr std::uint64_t kMiB = std::uint64_t{1} << 20;
+  constexpr std::uint64_t kMost = 17'179'869'184;
+  EXPECT_EQ(UnpackedLimit(0), 64 * kMiB);
+  EXPECT_EQ(UnpackedLimit(1), 64 * kMiB + 64);
+  EXPECT_EQ(UnpackedLimit(255 * kMiB - 1), kMost - 64);
+  EXPECT_EQ(UnpackedLimit(255 * kMiB), kMost);
+  for (const std::uint64_t large : {255 * kMiB + 1, kMost, kMost + 1, kMost << 24U, UINT64_MAX})
+    EXPECT_EQ(UnpackedLimit(large), kMost) << large;
+}
+
 TEST(ArchiveFilter, IsAllowedWhereItStartsNoProgram) {
   const auto isAllowed = [](int filter) {
     const std::unique_ptr<archive, int (*)(archive*)> reader(::archive_read_new(),
