@@ -1,7 +1,10 @@
 """A Redfish service that shows a tree of DMTF's layout, and misbehaves as told."""
 
 import base64
+import contextlib
 import json
+import socket
+import socketserver
 import ssl
 import threading
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
@@ -113,6 +116,43 @@ class MockupServer:
     def read(self, path):
         file = self.folder / path.strip("/") / "index.json"
         return json.loads(file.read_text(encoding="utf-8")) if file.is_file() else None
+
+
+class Tunnel:
+    """A proxy that leads each connection on to where it is asked to, keeps what it was asked, and
+    says what only the server may say."""
+
+    def __init__(self):
+        self.heads = []
+        outer = self
+
+        class Handler(socketserver.StreamRequestHandler):
+            def handle(self):
+                head = b"".join(iter(self.rfile.readline, b"\r\n"))
+                outer.heads.append(head.decode())
+                host, port = head.split()[1].decode().rsplit(":", 1)
+                self.wfile.write(b"HTTP/1.1 200 Yes\r\nX-Auth-Token: proxy\r\n"
+                                 b"Location: https://127.0.0.1:1/\r\n\r\n")
+                with socket.create_connection((host, int(port))) as server:
+                    threading.Thread(target=outer.copy, args=(self.connection, server),
+                                     daemon=True).start()
+                    outer.copy(server, self.connection)
+
+        self.server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Handler)
+        self.server.daemon_threads = True
+        self.address = f"http://127.0.0.1:{self.server.server_address[1]}"
+        threading.Thread(target=self.server.serve_forever, args=(0.05,), daemon=True).start()
+
+    @staticmethod
+    def copy(source, target):
+        with contextlib.suppress(OSError):
+            while data := source.recv(65536):
+                target.sendall(data)
+            target.shutdown(socket.SHUT_WR)
+
+    def stop(self):
+        self.server.shutdown()
+        self.server.server_close()
 
 
 def send(handler, status, content=None, **headers):

@@ -11,7 +11,7 @@ from xml.etree import ElementTree
 TESTS = pathlib.Path(__file__).resolve().parents[2]
 sys.path += [str(TESTS / "svcheck"), str(TESTS / "live")]
 from certificates import make_certificate  # noqa: E402
-from mockup_server import SESSIONS, MockupServer, send, status  # noqa: E402
+from mockup_server import SESSIONS, MockupServer, Tunnel, send, status  # noqa: E402
 from mockups import ROOT, blades, link, many_pages, rack_server, write  # noqa: E402
 from program import PROGRAM, ProgramTest, main, usual_signals  # noqa: E402
 
@@ -292,13 +292,27 @@ class Trust(RedfishTest):
         self.assertEqual(result.stderr.count("names a place that is not its own"), 2)
         self.assertEqual(result.stderr.count("\n"), 3, result.stderr)
 
-
     def test_what_goes_to_this_machine_goes_by_no_proxy(self):
         proxy, server = self.serve(), self.serve(user=USER)
         result = self.collect(server, *self.login(), env={"http_proxy": proxy.address,
                                                           "all_proxy": proxy.address})
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertEqual(proxy.requests, [])
+
+    def test_a_proxy_that_tunnels_learns_and_says_nothing(self):
+        authority = make_certificate(self.folder)
+        for sessions in (True, False):
+            tunnel = Tunnel()
+            self.addCleanup(tunnel.stop)
+            server = self.serve(certificate=self.folder, user=USER, sessions=sessions)
+            result = self.collect(server, *self.login(), "--ca-file", authority,
+                                  env={"https_proxy": tunnel.address})
+            self.assertEqual((result.returncode, result.stderr), (0, ""))
+            self.assertEqual(server.open_sessions, set())
+            self.assertEqual({head.splitlines()[0] for head in tunnel.heads},
+                             {f"CONNECT {server.address.removeprefix('https://')} HTTP/1.1"})
+            names = {line.split(":")[0] for head in tunnel.heads for line in head.splitlines()[1:]}
+            self.assertLessEqual(names, {"Host", "User-Agent", "Proxy-Connection"})
 
 
 class BadServers(RedfishTest):
