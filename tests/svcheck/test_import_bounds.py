@@ -70,8 +70,9 @@ class BoundsTest(Importing):
             result = self.run_program("catalogue", "import", "--lvfs", "cabs", "--output", "made",
                                       "--allow-unsigned")
             self.assertEqual(is_taken, result.returncode == 0, result.stderr)
-        self.assertEqual("svcheck: cabs/a.cab: its metadata tells of more than any that is "
-                         "published\n", result.stderr)
+        self.assertEqual("svcheck: cabs/a.cab is refused: its metadata tells of more than any that "
+                         "is published\nsvcheck: no firmware with identifiers and releases was "
+                         "found, and nothing is written\n", result.stderr)
 
     def test_three_thousand_components_take_little_time_and_memory(self):
         notes = "".join(f"<p>Release note {i} of a maker, as long as these are.</p>"
