@@ -47,8 +47,18 @@ TEST(InMemoryProvider, IsThereFromTheStart) {
   Declare(one, "A");
   EXPECT_TRUE(ClassOf(one, "A"));
   EXPECT_EQ(StatusOf([&] { ClassOf(other, "A"); }), THSKStatusCode::kClassNotFound);
-  EXPECT_EQ(StatusOf([&] { provider->CreateNamespace({}, 1, "root/cimv2"); }),
-            THSKStatusCode::kFailed);
+  EXPECT_EQ(CauseOf([&] { provider->CreateNamespace({}, 1, "root/cimv2"); }),
+            "Namespace \"root/cimv2\": the flags 1 are not known, pass 0");
+}
+
+TEST(InMemoryNamespace, IsWantedWhereDocumentsAreRead) {
+  EXPECT_EQ(CauseOf([] { const TNamespaceWriter writer{TNamespaceHandle()}; }),
+            "There is no namespace to write to");
+  struct TOther : ICIMNamespace {
+    void GetClass(TClassHandle&, std::string_view, const NQRXHSK20::CIMContext&) override {}
+  };
+  EXPECT_EQ(CauseOf([] { const TNamespaceWriter writer(boost::make_shared<TOther>()); }),
+            "Documents can be read into namespaces of the provider \"inmem\" only");
 }
 
 TEST(ProviderManager, ReplacesAProviderOfTheSameName) {

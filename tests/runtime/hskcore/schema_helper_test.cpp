@@ -43,8 +43,9 @@ TEST_F(MachineType, IsAnErrorWhereThereIsNone) {
   EXPECT_EQ(StatusOf([&] { TCIMSchemaHelper::GetMachineType(inventory); }),
             THSKStatusCode::kFailed);
   Add(inventory, "QRXSG_ComputerSystem", "MachineType", "");
-  EXPECT_EQ(StatusOf([&] { TCIMSchemaHelper::GetMachineType(inventory); }),
-            THSKStatusCode::kFailed);
+  EXPECT_EQ(CauseOf([&] { TCIMSchemaHelper::GetMachineType(inventory); }),
+            "The inventory names no machine type: no instance of \"QRXSG_ComputerSystem\" has a "
+            "\"MachineType\"");
 }
 
 // A namespace of another host: one instance, of which no property can be read.

@@ -156,7 +156,38 @@ TEST(Refusal, AServersErrorIsShown) {
       "<CIM><MESSAGE><SIMPLERSP><IMETHODRESPONSE NAME='x'><ERROR CODE='5' DESCRIPTION='no class'/>"
       "</IMETHODRESPONSE></SIMPLERSP></MESSAGE></CIM>");
   EXPECT_EQ(loaded.status, 1);
-  EXPECT_NE(loaded.message.find("code 5: no class"), std::string::npos) << loaded.message;
+  EXPECT_EQ(loaded.message, "line 1: the document is a server's error, code 5: no class");
+}
+
+TEST(Refusal, SaysWhatAnObjectOrAVersionLacks) {
+  const auto holder = [](const std::string& holds) {
+    return LoadBlock(WithClass("<VALUE.OBJECT>" + holds + "</VALUE.OBJECT>")).message;
+  };
+  EXPECT_EQ(holder(""), "line 3: VALUE.OBJECT holds no class and no instance");
+  EXPECT_EQ(holder("<INSTANCE CLASSNAME='N'/>"),
+            "line 3: INSTANCE of class \"N\", which is not declared");
+  EXPECT_EQ(holder("<INSTANCE/>"), "line 3: element INSTANCE lacks its attribute CLASSNAME");
+  constexpr int kUnsupported = static_cast<int>(NQRXHSK20::THSKStatusCode::kUnsupportedDialect);
+  const auto catalogue = [](const std::string& prologue) {
+    const TLoaded loaded = LoadBlock(prologue + "<CIM/>", true);
+    EXPECT_EQ(loaded.status, loaded.message.empty() ? 0 : kUnsupported) << loaded.message;
+    return loaded.message;
+  };
+  const std::string old = "line 1: the catalogue's version is below 4.02 or unreadable";
+  EXPECT_EQ(catalogue("<?sv-catalogue version='4.02'?>"), "");
+  EXPECT_EQ(catalogue("<?sv-catalogue version='4.01'?>"), old);
+  EXPECT_EQ(catalogue("<?sv-catalogue?>"), old);
+  EXPECT_EQ(catalogue("<?sv-catalogue version='4.01'?><?sv-catalogue version='4.02'?>"), old);
+  for (const char* other : {"", "<?sv-catalog version='4.02'?>"})
+    EXPECT_EQ(catalogue(other),
+              "line 1: the catalogue does not say before its root element that "
+              "its version is 4.02");
+  try {
+    NQRXHSK20::TCIMXMLParser(MakeInMemoryNamespace()).Parse(nullptr);
+    ADD_FAILURE() << "nothing was parsed";
+  } catch (const NQRXHSK20::THSKException& error) {
+    EXPECT_EQ(error.GetMessageText(), "there is no document to parse");
+  }
 }
 
 TEST(Refusal, AnotherRootElementIsNamed) {
