@@ -148,6 +148,8 @@ TEST_F(InPlace, AFileWithFurtherNamesIsReplacedAndNeverGoneOnWith) {
   Put("victim", "precious");
   fs::create_hard_link(In("victim"), In("log"));
   EXPECT_EQ(ErrorOf([&] { Write(In("log"), EStart::kBehind, "x"); }), EMLINK);
+  EXPECT_EQ(reason,
+            "it is a link of another user's, or a file with several names; give a copy of it");
   Write(In("log"), EStart::kEmpty, "x");
   EXPECT_EQ(Text("log"), "x");
   EXPECT_EQ(Text("victim"), "precious");
