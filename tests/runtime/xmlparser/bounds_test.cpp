@@ -146,6 +146,14 @@ TEST(Latin1, IsWrittenAsUtf8) {
   const std::string declared = "<?xml version='1.0' encoding='iso-8859-1'?>";
   EXPECT_EQ(OnlyValue(LoadBlock(declared + WithClass(Property("\x7F\x80\xA0\xBF\xC0\xFF")))),
             "\x7F\xC2\x80\xC2\xA0\xC2\xBF\xC3\x80\xC3\xBF");
+  // Each byte of the last 128 takes two; were one of them not counted, the block would not do.
+  constexpr std::size_t kMany = std::size_t{8} << 20;
+  for (const char byte : {'\x80', '\xFF'}) {
+    std::string expected;
+    for (std::size_t i = 0; i < kMany; ++i) expected += byte == '\x80' ? "\xC2\x80" : "\xC3\xBF";
+    const std::string value(kMany, byte);
+    EXPECT_TRUE(OnlyValue(LoadBlock(declared + WithClass(Property(value)))) == expected);
+  }
 }
 
 TEST(Utf16, EndsWithAWholeUnitAndAWholePair) {

@@ -186,6 +186,7 @@ TEST(Refusal, SaysWhatAnObjectOrAVersionLacks) {
     NQRXHSK20::TCIMXMLParser(MakeInMemoryNamespace()).Parse(nullptr);
     ADD_FAILURE() << "nothing was parsed";
   } catch (const NQRXHSK20::THSKException& error) {
+    EXPECT_EQ(error.GetStatusCode(), NQRXHSK20::THSKStatusCode::kFailed);
     EXPECT_EQ(error.GetMessageText(), "there is no document to parse");
   }
 }
