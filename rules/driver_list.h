@@ -64,9 +64,11 @@ constexpr void CutDriverList(std::string_view list, TTake&& take) {
 class TDriverNameForm {
  public:
   explicit TDriverNameForm(int (*capitalOf)(int) = std::toupper) {
-    for (std::size_t i = 0; i < upperCase.size(); ++i) {
-      upperCase[i] = static_cast<char>(capitalOf(static_cast<int>(i)));
-      isOfAscii = isOfAscii && Folded(upperCase[i]) == Folded(static_cast<char>(i));
+    int character = 0;
+    for (char& upper : upperCase) {
+      upper = static_cast<char>(capitalOf(character));
+      isOfAscii = isOfAscii && Folded(upper) == Folded(static_cast<char>(character));
+      ++character;
     }
   }
 
