@@ -209,6 +209,19 @@ TEST(Capture, IsNoLongerThanItsMembersAndItsEnd) {
   EXPECT_EQ(size, 4U * 512U) << "a header, a block of content, and two that end the archive";
 }
 
+TEST(Capture, LacksWhatIsGoneSinceItWasRead) {
+  TMadeTree tree;
+  tree.Write("/etc/hostname", "host\n").Write("/proc/modules", "");
+  const TTree read(tree.Root().string());
+  ASSERT_TRUE(read.Read("/etc/hostname"));
+  ASSERT_TRUE(read.Read("/proc/modules"));
+  std::filesystem::remove(tree.Root() / "etc/hostname");
+  std::string archive;
+  WriteCapture(read, false, [&archive](std::string_view bytes) { archive += bytes; });
+  EXPECT_EQ(archive.find("hostname"), std::string::npos);
+  EXPECT_NE(archive.find("proc/modules"), std::string::npos);
+}
+
 TEST_F(CaptureTest, EndsWithTheFailureToWriteIt) {
   int calls = 0;
   const TWrite refuse = [&calls](std::string_view) {

@@ -126,6 +126,8 @@ TEST(UnreadTexts, AreNoneWhereMarkupDoesNotShowThem) {
   EXPECT_EQ(UnreadIn(with("<CIM>", "<!DOCTYPE CIM><CIM>")), TTexts());
   EXPECT_EQ(UnreadIn(with("<CIM>", "<?note?><CIM>")), TTexts());
   EXPECT_EQ(UnreadIn(with("<CIM>", "\r<CIM>")), TTexts());
+  EXPECT_EQ(UnreadIn(with("<CIM>", "<CIM><!-- <b> -->")), UnreadIn(plain));
+  EXPECT_TRUE(FindUnread(with("<CIM>", "<CIM><!-- "), reads).empty()) << "it does not end";
   EXPECT_EQ(UnreadIn(with(">host<", "><![CDATA[host]]><")), TTexts());
   EXPECT_EQ(UnreadIn(with("UTF-8", "ISO-8859-1")), TTexts());
   for (const char* const usual : {"utf-8", "US-ASCII"}) {

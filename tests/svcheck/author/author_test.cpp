@@ -281,6 +281,23 @@ TEST(MachineTypes, ArePartedByBarsOrWhereNoneHoldsABlankByOtherMarks) {
   for (const auto& [field, types] : cases) EXPECT_EQ(MachineTypesIn(field), types) << field;
 }
 
+TEST(DriversOfInf, HaveTheVersionThatItsOwnSectionGives) {
+  const auto versionsOf = [](const std::string& lines) {
+    std::vector<std::string> versions;
+    for (const auto& driver : DriversOfInf(lines + "[SourceDisksFiles]\none.sys=1\n"))
+      versions.push_back(driver.version);
+    return versions;
+  };
+  const std::string given = "DriverVer=1/1/2024,1.2.3.4\n", other = "1/1/2024,9.8.7.6\n";
+  const std::vector<std::string> right = {"1.2.3.4"}, none;
+  EXPECT_EQ(versionsOf("[Version]\n" + given), right);
+  EXPECT_EQ(versionsOf("[VERSION]\nCatalogVer=" + other + given + "LayoutVer=" + other), right);
+  EXPECT_EQ(versionsOf("[Version]\n" + given + "[Other]\nDriverVer=" + other), right);
+  EXPECT_EQ(versionsOf("[Version]\nCatalogVer=" + other), none);
+  EXPECT_EQ(versionsOf("[Other]\n" + given), none);
+  EXPECT_EQ(versionsOf(given), none);
+}
+
 // An archive with what is said of one driver of Windows.
 void WriteArchive(const std::string& path, int (*setFormat)(archive*)) {
   archive* const writer = ::archive_write_new();
