@@ -1,8 +1,5 @@
 // Whole downloads from a server of this machine: what is asked for, told and left.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,12 +8,13 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <thread>
+#include <utility>
 
 #include "recorded_calls.h"
 #include "runtime/acquire/crypto.h"
 #include "runtime/acquire/engine.h"
 #include "runtime/acquire/manifest.h"
+#include "tests/support/listening_server.h"
 #include "tests/support/temporary_folder.h"
 
 namespace svc::acquire {
@@ -31,27 +29,7 @@ using TTexts = std::vector<std::string>;
 // Gives the contents that it was given, by their paths.
 class TServer {
  public:
-  TServer() : listening(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(::bind(listening, any, size), 0);
-    EXPECT_EQ(::getsockname(listening, any, &size), 0);
-    EXPECT_EQ(::listen(listening, 16), 0);
-    port = ntohs(address.sin_port);
-    thread = std::thread([this] { Serve(); });
-  }
-  ~TServer() {
-    ::shutdown(listening, SHUT_RDWR);
-    thread.join();
-    ::close(listening);
-  }
-  TServer(const TServer&) = delete;
-  TServer& operator=(const TServer&) = delete;
-
-  std::string Address() const { return "http://127.0.0.1:" + std::to_string(port) + "/sv"; }
+  std::string Address() const { return server.Address() + "/sv"; }
   void Put(const std::string& path, const std::string& content) {
     const std::scoped_lock lock(mutex);
     contents["/sv/" + path] = content;
@@ -63,25 +41,10 @@ class TServer {
   }
 
  private:
-  void Serve() {
-    for (int client = 0; (client = ::accept(listening, nullptr, nullptr)) != -1; ::close(client)) {
-      std::string request;
-      char block[1024];
-      while (request.find("\r\n\r\n") == std::string::npos) {
-        const ssize_t count = ::recv(client, block, sizeof block, 0);
-        if (count <= 0) break;
-        request.append(block, static_cast<std::size_t>(count));
-      }
-      const std::string answer = AnswerTo(request.substr(0, request.find("\r\n")));
-      ::send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
-      ::shutdown(client, SHUT_WR);
-      while (::recv(client, block, sizeof block, 0) > 0) continue;
-    }
-  }
-  // "GET PATH HTTP/1.1"
-  std::string AnswerTo(const std::string& line) {
+  // "GET PATH"
+  std::string AnswerTo(const std::string& what) {
     const std::scoped_lock lock(mutex);
-    const std::string path = line.substr(4, line.rfind(' ') - 4);
+    const std::string path = what.substr(4);
     asked.insert(path);
     const auto found = contents.find(path);
     const std::string body = found == contents.end() ? "none" : found->second;
@@ -90,12 +53,11 @@ class TServer {
            body;
   }
 
-  int listening;
-  int port = 0;
   std::mutex mutex;
   std::map<std::string, std::string> contents;
   std::multiset<std::string> asked;
-  std::thread thread;
+  test::TListeningServer server{
+      [this](const test::THttpRequest& request) { return AnswerTo(request.what); }};
 };
 
 struct TCallback : KPLAcquistion::AcquireCallbackIfc {
